@@ -1,0 +1,50 @@
+# What every target of the tree shares: language level, warnings, sanitizers, linker, and how a test is declared.
+
+set(CMAKE_CXX_STANDARD 23)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
+
+add_compile_options(-Wall -Wextra -Wshadow -Wnon-virtual-dtor)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+  add_link_options(-fuse-ld=lld)
+endif()
+if(GLASSHOB_SANITIZE)
+  add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=address,undefined)
+endif()
+
+# glasshob_library(NAME SOURCES... [LINK libs...]): a static library whose headers are included as
+# <Folder/Header.h> from the top of the tree.
+function(glasshob_library name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;LINK" ${ARGN})
+  add_library(${name} STATIC ${ARG_SOURCES})
+  target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR})
+  target_link_libraries(${name} PUBLIC ${ARG_LINK})
+endfunction()
+
+# glasshob_test(NAME LABELS unit|golden|gpu|media|ui|slow SOURCES... LINK libs... [MAIN])
+# One test program, and one ctest entry for it. Without MAIN gtest's own main is linked. The Vulkan validation
+# layer is on in every test (GLASSHOB_VALIDATION=1) and a message of it fails the program; the driver's shader
+# cache and the user's folders are redirected so that a test never touches the user's files.
+function(glasshob_test name)
+  if(NOT GLASSHOB_TESTS)
+    return()
+  endif()
+  cmake_parse_arguments(ARG "MAIN" "" "SOURCES;LINK;LABELS;ENVIRONMENT" ${ARGN})
+  add_executable(${name} ${ARG_SOURCES})
+  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
+  target_link_libraries(${name} PRIVATE ${ARG_LINK} GTest::gtest GTest::gmock)
+  if(NOT ARG_MAIN)
+    target_link_libraries(${name} PRIVATE GTest::gtest_main)
+  endif()
+  set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
+  set(home ${CMAKE_BINARY_DIR}/tests/home/${name})
+  file(MAKE_DIRECTORY ${home})
+  add_test(NAME ${name} COMMAND ${name})
+  set_tests_properties(${name} PROPERTIES
+    LABELS "${ARG_LABELS}" TIMEOUT 300
+    ENVIRONMENT "GLASSHOB_VALIDATION=1;QT_QPA_PLATFORM=offscreen;HOME=${home};XDG_CONFIG_HOME=${home}/config;XDG_DATA_HOME=${home}/data;XDG_CACHE_HOME=${home}/cache;XDG_DOCUMENTS_DIR=${home}/Documents;${ARG_ENVIRONMENT}")
+endfunction()
