@@ -1,0 +1,31 @@
+#pragma once
+
+// Reads a shader's text from disk, byte for byte: a byte-order mark, carriage returns and no-break spaces stay as they
+// are, so that saving an unedited text gives the same file. Paths are native bytes (QFile::encodeName of a QString).
+// Any thread; blocks while it reads. Fails with one sentence for a person.
+
+#include <cstddef>
+#include <expected>
+#include <string>
+#include <string_view>
+
+namespace glasshob::ShaderFile {
+
+/// Larger files are refused: no shader is that long, and everything downstream works on the whole text at once.
+inline constexpr std::size_t sizeLimit = 4 * 1024 * 1024;
+
+enum class Problem { missing, folder, notText, unreadable, tooLarge };
+
+struct Failure {
+    Problem problem = Problem::unreadable;
+    /// A whole sentence that names the file.
+    std::string sentence;
+};
+
+/// The file's text, or why there is none. `path` may also be a pipe or a device.
+std::expected<std::string, Failure> read(const std::string& path);
+
+/// The same for what arrives on a file descriptor; `name` is what the sentence calls it.
+std::expected<std::string, Failure> readDescriptor(int descriptor, std::string_view name);
+
+} // namespace glasshob::ShaderFile
