@@ -1,0 +1,119 @@
+// What a host needs to know to use a compiled module: the entry points, which Metal buffer, texture and sampler index
+// became which descriptor set and binding, and how structs lie in memory. A plain value; nothing in it refers to the
+// compiler.
+//
+// Binding convention: descriptor set 0 holds the arguments of vertex and kernel functions, set 1 those of fragment
+// functions. [[buffer(n)]] is binding n, [[texture(n)]] binding 32 + n, [[sampler(n)]] binding 160 + n, and the
+// constexpr samplers found in the text are numbered from 176.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace msl {
+
+enum class Stage : std::uint8_t { vertex, fragment, kernel };
+
+enum class BindingKind : std::uint8_t {
+    uniformBuffer, // constant T&: a Vulkan uniform buffer in scalar layout
+    storageBuffer, // constant T* and device pointers and references: a Vulkan storage buffer in scalar layout
+    sampledTexture,
+    storageTexture,
+    sampler,
+    constexprSampler, // an immutable sampler; see Binding::samplerState
+};
+
+inline constexpr std::uint32_t textureBindingBase = 32;
+inline constexpr std::uint32_t samplerBindingBase = 160;
+inline constexpr std::uint32_t constexprSamplerBindingBase = 176;
+
+struct SamplerState {
+    enum class Filter : std::uint8_t { nearest, linear };
+    enum class MipFilter : std::uint8_t { none, nearest, linear };
+    enum class Address : std::uint8_t { clampToZero, clampToEdge, clampToBorder, repeat, mirroredRepeat };
+    enum class Border : std::uint8_t { transparentBlack, opaqueBlack, opaqueWhite };
+    enum class Compare : std::uint8_t { never, less, lessEqual, greater, greaterEqual, equal, notEqual, always };
+    Filter magFilter = Filter::nearest;
+    Filter minFilter = Filter::nearest;
+    MipFilter mipFilter = MipFilter::none;
+    std::array<Address, 3> address = {Address::clampToEdge, Address::clampToEdge, Address::clampToEdge};
+    Border border = Border::transparentBlack;
+    Compare compare = Compare::never;
+    bool compares = false; // the text names a compare function
+    bool normalizedCoordinates = true;
+    float lodMin = 0;
+    float lodMax = 3.402823466e+38F;
+    std::uint32_t maxAnisotropy = 1;
+    friend bool operator==(const SamplerState&, const SamplerState&) = default;
+};
+
+struct Binding {
+    std::string name; // the argument's name
+    BindingKind kind = BindingKind::uniformBuffer;
+    std::uint32_t metalIndex = 0;
+    std::uint32_t set = 0;
+    std::uint32_t binding = 0;
+    std::string typeName;            // the pointee of a buffer argument, the texture type of a texture
+    std::uint32_t byteSize = 0;      // buffers: size of one element (a reference binds exactly one); 0 otherwise
+    std::uint32_t byteAlignment = 0; // buffers: alignment of one element
+    bool isArray = false;            // buffers: a pointer, any number of elements
+    bool isWritten = false;          // device memory that the function may write
+    SamplerState samplerState;       // constexprSampler only
+};
+
+// One value that flows between stages or comes from the system.
+struct StageVariable {
+    std::string name;
+    std::string typeName;
+    std::string attribute;      // "position", "vertex_id", "user(locn0)", "color(0)" ...; empty for a plain member
+    std::int32_t location = -1; // Vulkan location, -1 for built-in values
+};
+
+struct EntryPoint {
+    std::string name;
+    Stage stage = Stage::fragment;
+    std::vector<Binding> bindings;
+    std::vector<StageVariable> inputs;
+    std::vector<StageVariable> outputs;
+    std::array<std::uint32_t, 3> localSize = {1, 1, 1}; // kernels: default; specialisation constants 0, 1, 2 set it
+};
+
+struct StructMember {
+    std::string name;
+    std::string typeName;
+    std::uint32_t offset = 0;
+    std::uint32_t size = 0;
+};
+
+struct StructLayout {
+    std::string name;
+    std::uint32_t size = 0;
+    std::uint32_t alignment = 0;
+    std::vector<StructMember> members;
+};
+
+struct Reflection {
+    std::vector<EntryPoint> entryPoints;
+    std::vector<StructLayout> structs; // every complete struct of the text, in source order, in Metal's layout
+
+    const EntryPoint* entryPoint(std::string_view name) const {
+        for (const EntryPoint& entry : entryPoints)
+            if (entry.name == name)
+                return &entry;
+        return nullptr;
+    }
+    const StructLayout* structLayout(std::string_view name) const {
+        for (const StructLayout& layout : structs)
+            if (layout.name == name)
+                return &layout;
+        return nullptr;
+    }
+};
+
+// The reflection as JSON text (UTF-8, keys as the members above), as `mslc --reflect` prints it.
+std::string toJson(const Reflection& reflection);
+
+} // namespace msl

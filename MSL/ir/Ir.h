@@ -1,0 +1,304 @@
+// The intermediate representation: typed values in single-assignment form, structured control flow, and memory reached
+// only by places. It knows neither the syntax tree nor SPIR-V: lowering makes it, passes rewrite it, writers read it.
+//
+// Memory. There are no pointer values. A Place is a Variable and a list of steps (member, index, component) into it; the
+// index of a step may be a value. Source-level pointers and references have become places before they get here: a
+// function with reference or pointer parameters is made once for every combination of what its arguments stand for
+// (which resource, which members), indices that are only known at run time travel as ordinary parameters, and a
+// thread-space variable of the caller is passed as a whole (Variable::Kind::pointerParameter). A pointer that may stand
+// for one of several variables at run time cannot be expressed, and is refused by lowering at its line; so is recursion.
+//
+// Types are the front end's Type, restricted to: scalars, vectors, packed vectors (in memory only), matrices, arrays,
+// structs (StructDecl::fields), void, and for resource variables textures and samplers; array count 0 is the
+// runtime-sized array that a buffer pointer stands for. bool is a logical value; its byte in memory is a writer's matter.
+//
+// Ownership: everything lives in the Arena handed to the Module. Blocks are intrusive lists so that passes can insert.
+#pragma once
+
+#include "MSL/Reflection.h"
+#include "MSL/ast/Types.h"
+#include "MSL/builtins/BuiltinId.h"
+#include "MSL/source/Arena.h"
+#include "MSL/source/SourceLocation.h"
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+namespace msl::ir {
+
+struct Instruction;
+struct Function;
+
+// ------------------------------------------------------------------------------------------------------ values
+
+// A value: a constant, a function parameter, or the result of an instruction. Compared by address (constants are
+// interned, so equal constants are the same value).
+struct Value {
+    enum class Kind : std::uint8_t { constant, parameter, result, undefined } kind = Kind::result;
+    TypeRef type = nullptr;
+    std::uint32_t id = 0; // dense in its module; writers use it to index side tables
+    // constant: a scalar's bits (float and half: the bits of that format; bool 0 or 1; integers sign- or zero-extended),
+    // or the parts of a vector (scalars), matrix (columns), array or struct; a null composite has no parts (all zero).
+    std::uint64_t bits = 0;
+    std::span<Value* const> parts;
+
+    bool isConstant() const { return kind == Kind::constant; }
+};
+
+// ------------------------------------------------------------------------------------------------------ memory
+
+enum class SystemValue : std::uint8_t {
+    none, position, pointSize, vertexId, instanceId, baseVertex, baseInstance, fragCoord, frontFacing, pointCoord,
+    sampleId, sampleMask, primitiveId, clipDistance, fragDepth, renderTargetArrayIndex, viewportArrayIndex,
+    globalInvocationId, localInvocationId, localInvocationIndex, workgroupId, numWorkgroups, workgroupSize, gridSize,
+    subgroupSize, subgroupInvocationId, subgroupId, numSubgroups,
+};
+enum class Interpolation : std::uint8_t { perspective, noPerspective, flat };
+enum class Sampling : std::uint8_t { center, centroid, sample };
+
+struct Variable {
+    enum class Kind : std::uint8_t {
+        local,            // of one function, thread space
+        pointerParameter, // a caller's local (or pointerParameter) passed whole; of one function
+        constantTable,    // module scope, initializer is a constant, never written
+        buffer,           // a resource: uniform or storage buffer
+        texture,
+        sampler,          // initialised by samplerState when isConstexprSampler
+        input,            // of an entry point: system value or location
+        output,
+        threadgroup,
+    } kind = Kind::local;
+    TypeRef type = nullptr;  // buffer: the referee, or an array of count 0 for a pointer
+    std::string_view name;
+    std::uint32_t id = 0;    // dense in its module
+    Value* initializer = nullptr; // constantTable: required. local: optional constant it starts with (else undefined)
+
+    // resources
+    BindingKind bindingKind = BindingKind::uniformBuffer;
+    std::uint32_t set = 0;
+    std::uint32_t binding = 0;
+    std::uint32_t metalIndex = 0;
+    bool isWritable = false;
+    bool isConstexprSampler = false;
+    SamplerState samplerState;
+
+    // inputs and outputs
+    SystemValue systemValue = SystemValue::none;
+    std::uint32_t location = 0;
+    std::uint32_t index = 0; // second source of dual-source blending
+    Interpolation interpolation = Interpolation::perspective;
+    Sampling sampling = Sampling::center;
+    bool isInvariant = false;
+    std::string_view attribute; // for the reflection
+};
+
+struct Step {
+    enum class Kind : std::uint8_t {
+        member, // field `number` of a struct
+        index,  // element of an array, column of a matrix, component of a vector; by `value`, or `number` when value is null
+    } kind = Kind::member;
+    std::uint32_t number = 0;
+    Value* value = nullptr;     // an int or uint scalar
+    bool isChecked = false;     // proved or made to be in range by the index-check pass
+};
+
+struct Place {
+    Variable* root = nullptr;
+    std::span<Step> steps;
+    TypeRef type = nullptr; // of what lies there
+};
+
+// ------------------------------------------------------------------------------------------------ instructions
+
+enum class Op : std::uint8_t {
+    // memory
+    load,  // place -> result
+    store, // place, operand 0
+    // arithmetic, component by component; both operands have the result's type
+    add, sub, mul, div, // floating or integer by type; signed by type
+    rem,                // integer remainder, sign of the first operand; floating fmod is a builtin
+    neg, bitNot, logicalNot,
+    shl, shr,           // the count is taken modulo the width; shr is arithmetic for signed types
+    bitAnd, bitOr, bitXor,
+    logicalAnd, logicalOr, // on bools, both sides evaluated (short-circuit became control flow where it matters)
+    equal, notEqual, less, lessEqual, greater, greaterEqual, // result bool or bool vector; false on NaN except notEqual
+    // linear algebra
+    matrixTimesMatrix, matrixTimesVector, vectorTimesMatrix, matrixTimesScalar, vectorTimesScalar,
+    // conversion
+    convert, // numeric to numeric of the same shape, by types; to bool: != 0; floating to integer truncates, saturates, NaN 0
+    bitcast, // same size, numeric
+    // composites
+    construct,      // vector, matrix (from columns), array, struct from its parts, one operand per part; a vector's
+                    // operands are scalars and vectors that add up
+    extract,        // operand 0, indices (constant path)
+    extractDynamic, // operand 0 vector, operand 1 index: in range once the index-check pass has been through
+    insert,         // operand 0 composite, operand 1 part, indices (constant path)
+    shuffle,        // operand 0 and 1 vectors (or operand 0 alone), indices choose components
+    select,         // operand 0 bool or bool vector, operand 1 when true, operand 2 when false
+    // calls
+    builtin, // builtin id + precision; operands
+    call,    // callee; operands for its parameters, variables for its pointer parameters
+    arrayLength, // place of a runtime-sized array -> uint element count
+    // control flow; the blocks are nested
+    if_,     // operand 0; blocks: then, else (may be empty)
+    loop,    // blocks: body, continuing. The body runs, then continuing, then the body again, until a break leaves.
+             // continue_ goes to the continuing block. A condition is an if_ with break_ in it.
+             // breakIf: operand 0, when present, is evaluated at the end of continuing: true leaves the loop
+    switch_, // operand 0; cases: each has values (or is the default) and a block; every block ends in a terminator
+             // (break_ leaves the switch); fall-through was lowered away by lowering
+    // terminators: the last instruction of a block. A block without one runs on behind its construct.
+    break_,    // out of the innermost loop or switch
+    continue_, // to the continuing block of the innermost loop
+    return_,   // operand 0 when the function has a result
+    discard,   // fragment: no write happens from here on; execution goes on as a helper (not a terminator)
+    unreachable,
+};
+
+struct Block {
+    Instruction* first = nullptr;
+    Instruction* last = nullptr;
+    void append(Instruction* instruction);
+    void insertBefore(Instruction* at, Instruction* instruction);
+    void remove(Instruction* instruction);
+    bool isEmpty() const { return first == nullptr; }
+    bool isTerminated() const; // its last instruction is a terminator
+};
+
+struct SwitchCase {
+    std::span<const std::int64_t> values;
+    bool isDefault = false;
+    Block* block = nullptr;
+};
+
+struct Instruction {
+    Op op = Op::unreachable;
+    Precision precision = Precision::standard; // builtin
+    BuiltinId builtinId = BuiltinId::none;     // builtin
+    bool isPrecise = false;                    // arithmetic: no contraction, no reassociation
+    Value* result = nullptr;                   // null when there is none
+    std::span<Value*> operands;
+    Place* place = nullptr;                    // load, store, arrayLength; atomics and texture builtins: their object
+    std::span<std::uint32_t> indices;          // extract, insert, shuffle
+    Function* callee = nullptr;                // call
+    std::span<Variable*> variables;            // call: one per pointer parameter; builtin with sampler: the sampler
+    std::span<Block*> blocks;                  // if_, loop
+    std::span<SwitchCase> cases;               // switch_
+    SourceLocation location;
+    Instruction* previous = nullptr;
+    Instruction* next = nullptr;
+};
+
+// ---------------------------------------------------------------------------------------- functions and modules
+
+struct Function {
+    std::string_view name;
+    std::uint32_t id = 0;
+    TypeRef returnType = nullptr;
+    std::span<Value*> parameters;            // by value
+    std::span<Variable*> pointerParameters;
+    std::vector<Variable*>* locals = nullptr; // every local variable of the function
+    Block* body = nullptr;
+};
+
+// A stage's function: void, without parameters. Lowering made it around the user's function: it loads the inputs, calls
+// it, and stores the outputs.
+struct Entry {
+    std::string_view name;
+    Stage stage = Stage::fragment;
+    Function* function = nullptr;
+    std::vector<Variable*>* interface = nullptr; // every input, output and resource that the source declares for it
+    bool earlyFragmentTests = false;
+    bool usesDepthOutput = false;
+};
+
+class Module {
+  public:
+    Module(Arena& arena, TypeTable& types);
+
+    Arena& arena;
+    TypeTable& types;
+    std::vector<Function*> functions; // callees before callers
+    std::vector<Entry*> entries;      // in source order
+    std::vector<Variable*> globals;   // everything but locals and pointer parameters
+
+    Value* constantScalar(TypeRef scalar, std::uint64_t bits);
+    Value* constantFloat(TypeRef scalarOrVector, double value); // half or float; splat for vectors
+    Value* constantInt(TypeRef scalarOrVector, std::int64_t value); // any integer kind or bool; splat for vectors
+    Value* constantBool(bool value) { return constantInt(types.bool_(), value ? 1 : 0); }
+    Value* constantComposite(TypeRef type, std::span<Value* const> parts);
+    Value* constantNull(TypeRef type);
+    Value* undefined(TypeRef type);
+    Value* newValue(Value::Kind kind, TypeRef type);
+    Variable* newVariable(Variable::Kind kind, TypeRef type, std::string_view name);
+    Function* newFunction(std::string_view name, TypeRef returnType);
+
+    std::uint32_t valueCount() const { return nextValue_; }
+    std::uint32_t variableCount() const { return nextVariable_; }
+
+    // The scalar constant's value as a number, whatever its kind.
+    static double floatValue(const Value* scalar);
+    static std::int64_t intValue(const Value* scalar);
+
+  private:
+    std::uint32_t nextValue_ = 1;
+    std::uint32_t nextVariable_ = 1;
+    std::uint32_t nextFunction_ = 1;
+    std::unordered_multimap<std::uint64_t, Value*> constants_;
+};
+
+// Appends instructions to a block. Folds what is constant (arithmetic, conversion, composites, select), and simplifies
+// what costs nothing to see (x*1, x+0 on integers, extract of construct), so that lowering may be naive.
+class Builder {
+  public:
+    explicit Builder(Module& module) : module(module) {}
+    Module& module;
+    Block* block = nullptr;
+    SourceLocation location;
+
+    Value* load(Place* place);
+    void store(Place* place, Value* value);
+    Value* unary(Op op, Value* operand);
+    Value* binary(Op op, TypeRef resultType, Value* left, Value* right); // arithmetic, comparison, linear algebra
+    Value* convert(TypeRef to, Value* value);
+    Value* bitcast(TypeRef to, Value* value);
+    Value* construct(TypeRef type, std::span<Value* const> parts);
+    Value* splat(TypeRef vector, Value* scalar);
+    Value* extract(Value* composite, std::span<const std::uint32_t> path);
+    Value* extract(Value* composite, std::uint32_t index) { return extract(composite, {&index, 1}); }
+    Value* extractDynamic(Value* vector, Value* index);
+    Value* insert(Value* composite, Value* part, std::span<const std::uint32_t> path);
+    Value* shuffle(Value* first, Value* second, std::span<const std::uint32_t> components);
+    Value* select(Value* condition, Value* whenTrue, Value* whenFalse);
+    Value* builtin(BuiltinId id, TypeRef resultType, std::span<Value* const> operands,
+                   Precision precision = Precision::standard);
+    Value* call(Function* callee, std::span<Value* const> arguments, std::span<Variable* const> variables);
+    Value* arrayLength(Place* place);
+    Instruction* if_(Value* condition); // makes both blocks, empty; block stays where it is
+    Instruction* loop();                // makes both blocks
+    Instruction* switch_(Value* value, std::span<SwitchCase> cases);
+    void break_();
+    void continue_();
+    void return_(Value* value = nullptr);
+    void discard();
+    void unreachable();
+
+    Place* place(Variable* root); // the whole variable
+    Place* placeMember(Place* base, std::uint32_t member, TypeRef type);
+    Place* placeIndex(Place* base, Value* index, TypeRef type);
+    Place* placeIndex(Place* base, std::uint32_t index, TypeRef type);
+
+    Instruction* emit(Op op, TypeRef resultType, std::span<Value* const> operands); // raw, without folding
+};
+
+// The module as readable text, for tests and for people.
+std::string toText(const Module& module);
+
+// Checks the module's invariants (types agree, blocks end properly, values are defined before use). Returns the first
+// violation as text, empty when there is none. Tests run it after every pass.
+std::string verify(const Module& module);
+
+} // namespace msl::ir

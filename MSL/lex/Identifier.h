@@ -1,0 +1,40 @@
+// Identifiers are interned: one Identifier per spelling and compile, compared by address. Each knows whether its
+// spelling is a keyword and has a slot for the innermost declaration of its name, so that look-up is one load.
+#pragma once
+
+#include "MSL/source/Arena.h"
+
+#include <cstdint>
+#include <string_view>
+#include <vector>
+
+namespace msl {
+
+struct ScopeEntry; // sema's: the innermost visible declaration of a name, chained to the ones it hides
+
+struct Identifier {
+    std::string_view text;
+    std::uint32_t hash = 0;
+    std::uint16_t keyword = 0;          // a Keyword of Token.h; 0 when the spelling is no keyword
+    bool isMacro = false;               // the preprocessor has a definition for it
+    mutable ScopeEntry* scope = nullptr;   // sema's slot
+    mutable std::int32_t builtin = -1;     // sema's cache: index into the built-in function table; -1 not looked up, -2 none
+    mutable std::uint32_t parserDepth = 0; // the parser's: how many visible scopes declare it as a type
+};
+
+class IdentifierTable {
+  public:
+    explicit IdentifierTable(Arena& arena);
+    const Identifier* get(std::string_view text) { return getMutable(text); }
+    Identifier* getMutable(std::string_view text);
+    // Every identifier seen so far, for "did you mean".
+    const std::vector<Identifier*>& all() const { return all_; }
+
+  private:
+    void grow();
+    Arena& arena_;
+    std::vector<Identifier*> slots_; // open addressing, a power of two
+    std::vector<Identifier*> all_;
+};
+
+} // namespace msl

@@ -1,0 +1,55 @@
+// Collects the messages of one compile and prints them in clang's shape. The first of the passes to know a fault
+// reports it here; nothing is thrown. One object per compile, not thread safe.
+#pragma once
+
+#include "MSL/source/SourceLocation.h"
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace msl {
+
+class SourceManager;
+
+enum class Severity : std::uint8_t { error, warning, note };
+
+class Diagnostics {
+  public:
+    explicit Diagnostics(const SourceManager& sources) : sources_(sources) {}
+
+    // A message is one sentence in clang's wording, without a full stop. A note belongs to the message before it.
+    void error(SourceLocation at, std::string message);
+    void warning(SourceLocation at, std::string message);
+    void note(SourceLocation at, std::string message);
+
+    // A broken invariant of the compiler itself: fails the compile with the place in this program.
+    void internalError(SourceLocation at, std::string_view what);
+
+    bool hasErrors() const { return errorCount_ > 0; }
+    unsigned errorCount() const { return errorCount_; }
+    // True after so many errors (20) that reporting more helps nobody; passes stop soon after.
+    bool isFull() const { return errorCount_ >= errorLimit; }
+
+    std::string errorText() const;   // every message, when the compile failed
+    std::string warningText() const; // warnings and their notes, when it succeeded
+
+    static constexpr unsigned errorLimit = 20;
+
+  private:
+    struct Record {
+        Severity severity;
+        SourceLocation at;
+        std::string message;
+    };
+    void add(Severity severity, SourceLocation at, std::string message);
+    void print(const Record& record, std::string& out) const;
+
+    const SourceManager& sources_;
+    std::vector<Record> records_;
+    unsigned errorCount_ = 0;
+    bool droppingNotes_ = false; // the message before was dropped, so its notes go too
+};
+
+} // namespace msl

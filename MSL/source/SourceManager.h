@@ -1,0 +1,51 @@
+// The source text of one compile, and where its lines are. Offsets are turned into file, line and column only when a
+// message needs them; #line directives are recorded by the preprocessor as it meets them.
+#pragma once
+
+#include "MSL/source/SourceLocation.h"
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace msl {
+
+struct PresumedLocation {
+    std::string_view file;
+    std::uint32_t line = 0;   // 1-based
+    std::uint32_t column = 0; // 1-based, in UTF-8 bytes
+};
+
+class SourceManager {
+  public:
+    // The text must outlive the manager. Bytes in [foreignBegin, foreignEnd) cannot claim another file by #line.
+    SourceManager(std::string_view text, std::string_view fileName, std::size_t foreignBegin, std::size_t foreignEnd);
+
+    std::string_view text() const { return text_; }
+
+    // "#line line "file"" stood at directiveOffset; it takes effect from the next line on. An empty file keeps the name.
+    void addLineDirective(std::uint32_t directiveOffset, std::uint32_t line, std::string_view file);
+
+    PresumedLocation presumed(SourceLocation at) const;
+    std::string_view lineText(SourceLocation at) const; // the physical line, without its line end
+
+  private:
+    struct LineDirective {
+        std::uint32_t offset;       // of the first byte it applies to
+        std::uint32_t physicalLine; // 0-based line of that byte
+        std::uint32_t line;
+        std::string_view file;
+    };
+    std::uint32_t physicalLine(std::uint32_t offset) const;
+
+    std::string_view text_;
+    std::string fileName_;
+    std::size_t foreignBegin_;
+    std::size_t foreignEnd_;
+    mutable std::vector<std::uint32_t> lineStarts_; // made on first need
+    std::vector<LineDirective> directives_;
+    std::vector<std::string> fileNames_;
+};
+
+} // namespace msl

@@ -1,0 +1,20 @@
+// IR to a SPIR-V 1.6 module that is valid for Vulkan 1.3.
+#pragma once
+
+#include "MSL/ir/Ir.h"
+
+#include <cstdint>
+#include <expected>
+#include <string>
+#include <vector>
+
+namespace msl::spirv {
+
+struct WriterOptions {
+    bool debugNames = false;
+};
+
+// Fails only on what the IR should not hold (a compiler bug); the text then says what.
+std::expected<std::vector<std::uint32_t>, std::string> write(const ir::Module& module, const WriterOptions& options);
+
+} // namespace msl::spirv
