@@ -1,0 +1,84 @@
+// A compiled shader module, and the functions in it. Immutable; shared by the pipelines made from it; any thread.
+//
+// A library is described by SPIR-V and by what each entry point expects in its argument tables: which buffer, texture
+// and sampler index of the encoder's tables feeds which descriptor set and binding. The layer takes set 0 for vertex
+// and kernel functions and set 1 for fragment functions.
+#pragma once
+
+#include "GPU/Texture.h"
+#include "GPU/Types.h"
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace gpu {
+
+enum class ShaderStage : std::uint8_t { vertex, fragment, kernel };
+
+enum class ArgumentKind : std::uint8_t {
+    uniformBuffer,
+    storageBuffer,
+    sampledTexture,
+    storageTexture,
+    sampler,
+    constantSampler, // written in the shader's text; the layer supplies it
+};
+
+struct ArgumentBinding {
+    ArgumentKind kind = ArgumentKind::uniformBuffer;
+    std::uint32_t index = 0; // in the encoder's table of this kind; not used by constantSampler
+    std::uint32_t set = 0;
+    std::uint32_t binding = 0;
+    std::uint32_t minimumLength = 0; // buffers: shorter inline bytes are completed with zeros
+    bool isWritten = false;          // the function writes to it
+    SamplerDescriptor sampler;       // constantSampler
+};
+
+struct FunctionDescriptor {
+    std::string name;
+    ShaderStage stage = ShaderStage::fragment;
+    std::vector<ArgumentBinding> arguments;
+    // Kernels: specialisation constants 0, 1 and 2 set the threadgroup's size.
+    bool hasSpecializedThreadgroup = true;
+};
+
+struct LibraryDescriptor {
+    std::vector<std::uint32_t> spirv;
+    std::vector<FunctionDescriptor> functions;
+    std::string label; // for messages and debuggers
+};
+
+class Library : public std::enable_shared_from_this<Library> {
+  public:
+    // Null when the library has no function of that name.
+    std::shared_ptr<Function> makeFunction(std::string_view name) const;
+    std::vector<std::string> functionNames() const;
+
+    ~Library();
+    struct Impl;
+    explicit Library(std::unique_ptr<Impl> impl);
+    Impl& impl() const { return *impl_; }
+
+  private:
+    std::unique_ptr<Impl> impl_;
+};
+
+class Function {
+  public:
+    const std::string& name() const { return descriptor_->name; }
+    ShaderStage stage() const { return descriptor_->stage; }
+    const FunctionDescriptor& descriptor() const { return *descriptor_; }
+    const std::shared_ptr<const Library>& library() const { return library_; }
+
+    Function(std::shared_ptr<const Library> library, const FunctionDescriptor& descriptor)
+        : library_(std::move(library)), descriptor_(&descriptor) {}
+
+  private:
+    std::shared_ptr<const Library> library_;
+    const FunctionDescriptor* descriptor_; // inside the library
+};
+
+} // namespace gpu

@@ -1,0 +1,42 @@
+// Gets a new pipeline's compiling out of the live picture's way.
+//
+// The CPU driver compiles a shader for real at its first draw, in the thread that also draws the live picture, which
+// then stands still for 30 to 90 ms. A warmer draws the new pipeline once at 8×8 on a device of its own, in a thread of
+// its own; the driver's disk cache then has the code, and the live device's first draw is short. Until the handler
+// runs, the live picture keeps drawing the old program. On a real GPU the driver compiles when the pipeline is made, so
+// warm() calls the handler at once.
+//
+// Only the newest request counts: one that has not begun when the next arrives is dropped (its handler gets
+// WarmResult::superseded). The destructor drops waiting requests and waits for the one at work.
+#pragma once
+
+#include "GPU/Pipeline.h"
+
+#include <functional>
+#include <memory>
+
+namespace gpu {
+
+class Device;
+
+enum class WarmResult : std::uint8_t { ready, superseded, failed };
+
+class PipelineWarmer {
+  public:
+    // For pipelines of `device`. Cheap: the second device is made at the first request.
+    explicit PipelineWarmer(std::shared_ptr<Device> device);
+    ~PipelineWarmer();
+
+    // Whether warming does anything on this device; when not, handlers run inside warm().
+    bool isUseful() const;
+
+    // `library` and the names and formats describe the pipeline as it was made on the live device. `handler` runs once,
+    // on the warmer's thread (or inside the call, see isUseful()); hand over to your own thread from it.
+    void warm(const std::shared_ptr<RenderPipelineState>& pipeline, std::function<void(WarmResult)> handler);
+
+  private:
+    struct Impl;
+    std::unique_ptr<Impl> impl_;
+};
+
+} // namespace gpu

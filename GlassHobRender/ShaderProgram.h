@@ -1,0 +1,74 @@
+#pragma once
+
+// One compiled user shader with every GPU pipeline that its kind needs. Immutable once made: an edit makes a new one.
+//
+// Shared by the canvas, runs, stills and exports (std::shared_ptr<const ShaderProgram>); read from any thread. The
+// constructor compiles on the calling thread and throws ShaderError; nothing is partly built. This build draws per-pixel
+// shaders; a particle or grid shader compiles, so that its messages are right, and is then refused with one sentence.
+
+#include "GPU/Device.h"
+#include "GPU/Pipeline.h"
+#include "GlassHobCore/Params.h"
+#include "GlassHobCore/ShaderAssembler.h"
+#include "GlassHobCore/Uniforms.h"
+#include "GlassHobRender/ShaderError.h"
+
+#include <chrono>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace gpu {
+class RenderCommandEncoder;
+}
+
+namespace glasshob {
+
+class ShaderRun;
+
+class ShaderProgram {
+  public:
+    /// `source` is the user's text as in the editor. `pixelFormat` is the colour format of `pipeline`. A time limit of
+    /// zero means none; the live compile passes ShaderCompiler::liveTimeLimit.
+    ShaderProgram(std::string_view source, const std::shared_ptr<gpu::Device>& device,
+                  gpu::PixelFormat pixelFormat = gpu::PixelFormat::bgra8Unorm,
+                  std::chrono::milliseconds timeLimit = {});
+    ~ShaderProgram();
+    ShaderProgram(const ShaderProgram&) = delete;
+    ShaderProgram& operator=(const ShaderProgram&) = delete;
+
+    const std::vector<ParamDecl>& params() const { return params_; }
+    ShaderKind kind() const { return kind_; }
+    const std::shared_ptr<gpu::RenderPipelineState>& pipeline() const { return pipeline_; }
+    /// Null when the shader has no sound().
+    const std::shared_ptr<gpu::ComputePipelineState>& soundPipeline() const { return soundPipeline_; }
+    const std::shared_ptr<gpu::Device>& device() const { return device_; }
+    /// The compiler's warnings in the shape of its messages; empty when there are none.
+    const std::string& warnings() const { return warnings_; }
+
+    /// Whether the picture pass paints every pixel, so that its target need not be cleared before (a clear costs the CPU
+    /// driver as much as a full-screen pass).
+    bool coversTarget() const { return coversTarget_; }
+    /// LoadAction::dontCare when the picture covers its target, else LoadAction::clear.
+    gpu::LoadAction pictureLoadAction() const;
+
+    /// Draws the full-screen picture into the render pass of `encoder`. A program that needs a run draws nothing without
+    /// one, or with one of another program.
+    void encodePicture(gpu::RenderCommandEncoder& encoder, const GHUniforms& uniforms, const SliderValues& values,
+                       const ShaderRun* run) const;
+
+    /// The values in declaration order, the default where one is missing; the one float 0 when nothing is declared.
+    std::vector<float> parameterFloats(const SliderValues& values) const;
+
+  private:
+    std::shared_ptr<gpu::Device> device_;
+    std::vector<ParamDecl> params_;
+    ShaderKind kind_ = ShaderKind::fragment;
+    std::string warnings_;
+    bool coversTarget_ = true;
+    std::shared_ptr<gpu::RenderPipelineState> pipeline_;
+    std::shared_ptr<gpu::ComputePipelineState> soundPipeline_;
+};
+
+} // namespace glasshob
