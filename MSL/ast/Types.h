@@ -161,6 +161,13 @@ struct Layout {
 };
 Layout layoutOf(TypeRef type);
 
+// Built-in type names: "float3", "packed_half2", "uint32_t", "vector_float4", "simd_float3", "matrix_float4x4", "atomic_uint",
+// "sampler", "size_t", "void" ... Null when the name is none of them.
+TypeRef builtinType(const TypeTable& types, std::string_view name);
+bool isBuiltinTypeName(std::string_view name);
+// Names of built-in templates that stand for types: "vec", "matrix", "array", "texture2d", "atomic", "numeric_limits" ...
+bool isBuiltinTemplateName(std::string_view name);
+
 // The type as a person writes it: "float3", "constant Params &", "thread float *", "float [4]".
 std::string typeName(TypeRef type);
 
