@@ -1,0 +1,131 @@
+#include "GlassHobCore/AtomicFile.h"
+#include "GlassHobCore/Identity.h"
+#include "GlassHobCore/ShaderFile.h"
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+using namespace glasshob;
+
+namespace {
+
+class FileTest : public testing::Test {
+  protected:
+    QTemporaryDir folder_;
+
+    std::string path(const std::string& name) const { return folder_.path().toStdString() + "/" + name; }
+    static void put(const std::string& path, const QByteArray& bytes) {
+        QFile file(QString::fromStdString(path));
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(bytes);
+    }
+    static std::string get(const std::string& path) {
+        QFile file(QString::fromStdString(path));
+        return file.open(QIODevice::ReadOnly) ? file.readAll().toStdString() : "absent";
+    }
+    QStringList names() const {
+        return QDir(folder_.path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);
+    }
+};
+
+using ShaderFileTest = FileTest;
+using AtomicFileTest = FileTest;
+
+} // namespace
+
+TEST_F(ShaderFileTest, KeepsEveryByte) {
+    const QByteArray bytes("\xEF\xBB\xBF" "a\r\nb\rc\xC2\xA0\xE2\x80\xA8\0d", 16);
+    put(path("a.metal"), bytes);
+    EXPECT_EQ(ShaderFile::read(path("a.metal")).value_or(ShaderFile::Failure{}.sentence), bytes.toStdString());
+}
+
+TEST_F(ShaderFileTest, SaysWhyThereIsNoText) {
+    using enum ShaderFile::Problem;
+    put(path("latin"), "caf\xE9");
+    put(path("overlong"), "\xC0\xAF");
+    put(path("surrogate"), "\xED\xA0\x80");
+    put(path("cut"), "\xE2\x80");
+    put(path("large"), QByteArray(ShaderFile::sizeLimit + 1, 'a'));
+    put(path("full"), QByteArray(ShaderFile::sizeLimit, 'a'));
+    EXPECT_TRUE(ShaderFile::read(path("full")));
+    const std::vector<std::pair<std::string, ShaderFile::Problem>> cases = {
+        {"missing", missing}, {"latin/inside", missing}, {".", folder},      {"latin", notText},
+        {"overlong", notText}, {"surrogate", notText},    {"cut", notText}, {"large", tooLarge}};
+    for (const auto& [name, problem] : cases) {
+        const auto result = ShaderFile::read(path(name));
+        ASSERT_FALSE(result) << name;
+        EXPECT_EQ(result.error().problem, problem) << name;
+        EXPECT_NE(result.error().sentence.find(path(name)), std::string::npos);
+        EXPECT_TRUE(result.error().sentence.ends_with('.'));
+    }
+}
+
+TEST_F(AtomicFileTest, ReplacesAFileAndKeepsItsMode) {
+    put(path("a"), "old");
+    chmod(path("a").c_str(), 0640);
+    ASSERT_TRUE(AtomicFile::write(path("a"), "new"));
+    EXPECT_EQ(get(path("a")), "new");
+    struct stat status = {};
+    ASSERT_EQ(stat(path("a").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0640u);
+    ASSERT_TRUE(AtomicFile::write(path("b"), ""));
+    EXPECT_EQ(get(path("b")), "");
+    EXPECT_EQ(names(), (QStringList{"a", "b"})) << "nothing is left beside them";
+}
+
+TEST_F(AtomicFileTest, WritesThroughSymbolicLinks) {
+    QDir(folder_.path()).mkdir("deep");
+    put(path("deep/target"), "old");
+    ASSERT_EQ(symlink("deep/target", path("link").c_str()), 0);
+    ASSERT_EQ(symlink("deep/new", path("dangling").c_str()), 0);
+    ASSERT_EQ(symlink("circle", path("circle").c_str()), 0);
+    ASSERT_TRUE(AtomicFile::write(path("link"), "new"));
+    ASSERT_TRUE(AtomicFile::write(path("dangling"), "fresh"));
+    EXPECT_EQ(get(path("deep/target")), "new");
+    EXPECT_EQ(get(path("deep/new")), "fresh");
+    char end[64] = {};
+    EXPECT_GT(readlink(path("link").c_str(), end, sizeof end), 0) << "the link is still a link";
+    EXPECT_FALSE(AtomicFile::write(path("circle"), "x"));
+}
+
+TEST_F(AtomicFileTest, RefusesWithASentenceAndLeavesNothing) {
+    QDir(folder_.path()).mkdir("folder");
+    put(path("file"), "old");
+    const std::vector<std::string> places = {path("folder"), path("none/a"), path("file/a"), path(std::string(300, 'n')), ""};
+    for (const std::string& place : places) {
+        EXPECT_FALSE(AtomicFile::check(place)) << place;
+        const auto result = AtomicFile::write(place, "x");
+        ASSERT_FALSE(result) << place;
+        EXPECT_NE(result.error().find(place), std::string::npos);
+        EXPECT_TRUE(result.error().ends_with('.'));
+    }
+    if (geteuid() != 0) {
+        chmod(path("file").c_str(), 0400);
+        EXPECT_FALSE(AtomicFile::write(path("file"), "x"));
+        chmod(path("folder").c_str(), 0500);
+        EXPECT_FALSE(AtomicFile::write(path("folder/a"), "x"));
+        EXPECT_FALSE(AtomicFile::check(path("folder/a")));
+        chmod(path("folder").c_str(), 0700);
+    }
+    EXPECT_EQ(get(path("file")), "old");
+    EXPECT_EQ(names(), (QStringList{"file", "folder"}));
+}
+
+TEST_F(AtomicFileTest, NeverReplacesADevice) {
+    ASSERT_TRUE(AtomicFile::write("/dev/null", "x"));
+    struct stat status = {};
+    ASSERT_EQ(stat("/dev/null", &status), 0);
+    EXPECT_TRUE(S_ISCHR(status.st_mode));
+}
+
+TEST(Identity, FindsTheSampleFromTheBuildTree) {
+    const std::string path = Identity::resourcePath("Shaders/" + std::string(Identity::sampleShader));
+    ASSERT_FALSE(path.empty());
+    EXPECT_TRUE(ShaderFile::read(path));
+    EXPECT_EQ(Identity::resourcePath("Shaders/none.metal"), "");
+}
