@@ -126,7 +126,7 @@ class TypeTable {
     TypeRef pointer(TypeRef pointee, AddressSpace space, bool pointeeConst);
     TypeRef reference(TypeRef referee, AddressSpace space, bool refereeConst);
     TypeRef texture(TextureShape shape, ScalarKind component, TextureAccess access);
-    TypeRef atomic(ScalarKind kind);
+    TypeRef atomic(ScalarKind kind) const { return atomics_[static_cast<unsigned>(kind)]; }
     TypeRef struct_(StructDecl* decl); // one per declaration; lambda closures too
     TypeRef enum_(EnumDecl* decl, TypeRef underlying);
     TypeRef dependent(const TemplateParameterDecl* parameter); // null: some other dependent type
@@ -151,6 +151,7 @@ class TypeTable {
     TypeRef vectors_[scalarKindCount][5] = {};
     TypeRef packed_[scalarKindCount][5] = {};
     TypeRef matrices_[2][5][5] = {}; // [half, float][columns][rows]
+    TypeRef atomics_[scalarKindCount] = {};
     std::unordered_multimap<std::uint64_t, TypeRef> interned_;
 };
 
@@ -168,7 +169,11 @@ bool isBuiltinTypeName(std::string_view name);
 // Names of built-in templates that stand for types: "vec", "matrix", "array", "texture2d", "atomic", "numeric_limits" ...
 bool isBuiltinTemplateName(std::string_view name);
 
-// The type as a person writes it: "float3", "constant Params &", "thread float *", "float [4]".
+std::string_view scalarName(ScalarKind kind);
+std::string_view spaceName(AddressSpace space);
+
+// The type as a person writes it: "float3", "constant Params &", "const thread float *", "float [4]". Constness of what
+// lies in constant space goes without saying.
 std::string typeName(TypeRef type);
 
 } // namespace msl

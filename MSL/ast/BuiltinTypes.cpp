@@ -1,0 +1,143 @@
+// The names of the built-in types, taken apart by their regular spelling: prefix, scalar name, "3" or "4x4".
+#include "MSL/ast/Types.h"
+
+#include <algorithm>
+#include <iterator>
+#include <optional>
+
+namespace msl {
+namespace {
+
+struct ScalarSpelling {
+    std::string_view name;
+    ScalarKind kind;
+};
+constexpr ScalarSpelling plainScalars[] = {
+    {"float", ScalarKind::float_}, {"half", ScalarKind::half},     {"int", ScalarKind::int_},
+    {"uint", ScalarKind::uint},    {"bool", ScalarKind::bool_},    {"short", ScalarKind::short_},
+    {"ushort", ScalarKind::ushort}, {"char", ScalarKind::char_},   {"uchar", ScalarKind::uchar},
+    {"long", ScalarKind::long_},   {"ulong", ScalarKind::ulong},
+};
+constexpr ScalarSpelling otherScalars[] = {
+    {"size_t", ScalarKind::ulong},   {"ptrdiff_t", ScalarKind::long_}, {"int8_t", ScalarKind::char_},
+    {"uint8_t", ScalarKind::uchar},  {"int16_t", ScalarKind::short_},  {"uint16_t", ScalarKind::ushort},
+    {"int32_t", ScalarKind::int_},   {"uint32_t", ScalarKind::uint},   {"int64_t", ScalarKind::long_},
+    {"uint64_t", ScalarKind::ulong}, {"unsigned", ScalarKind::uint},   {"signed", ScalarKind::int_},
+    {"uintptr_t", ScalarKind::ulong}, {"intptr_t", ScalarKind::long_},
+};
+
+// What a name says, without a table of types: so that isBuiltinTypeName needs none.
+struct Spelling {
+    enum class Form : std::uint8_t { none, void_, auto_, sampler, scalar, vector, packedVector, matrix, atomic };
+    Form form = Form::none;
+    ScalarKind scalar = ScalarKind::float_;
+    unsigned columns = 1;
+    unsigned rows = 1;
+};
+
+bool take(std::string_view& text, std::string_view prefix) {
+    if (!text.starts_with(prefix))
+        return false;
+    text.remove_prefix(prefix.size());
+    return true;
+}
+
+std::optional<unsigned> size(char c) {
+    return c >= '2' && c <= '4' ? std::optional(static_cast<unsigned>(c - '0')) : std::nullopt;
+}
+
+Spelling spell(std::string_view name) {
+    using Form = Spelling::Form;
+    if (name.size() < 3 || name.size() > 24)
+        return {};
+    if (name == "void")
+        return {.form = Form::void_};
+    if (name == "auto")
+        return {.form = Form::auto_};
+    if (name == "sampler")
+        return {.form = Form::sampler};
+    for (const ScalarSpelling& other : otherScalars)
+        if (other.name == name)
+            return {.form = Form::scalar, .scalar = other.kind};
+
+    std::string_view rest = name;
+    const bool isAtomic = take(rest, "atomic_");
+    bool vectorsOnly = false;
+    bool matricesOnly = false;
+    bool isPacked = false;
+    bool hasPrefix = false;
+    if (!isAtomic) {
+        if (take(rest, "vector_"))
+            vectorsOnly = true;
+        else if (take(rest, "matrix_"))
+            matricesOnly = true;
+        else if (take(rest, "simd_"))
+            hasPrefix = true;
+        isPacked = !matricesOnly && !vectorsOnly && take(rest, "packed_");
+    }
+    // "uint" before "int" cannot clash: each is matched from the start.
+    const ScalarSpelling* found = nullptr;
+    for (const ScalarSpelling& plain : plainScalars)
+        if (rest.starts_with(plain.name)) {
+            found = &plain;
+            break;
+        }
+    if (!found)
+        return {};
+    rest.remove_prefix(found->name.size());
+    if (isAtomic) {
+        const bool exists = found->kind == ScalarKind::int_ || found->kind == ScalarKind::uint ||
+                            found->kind == ScalarKind::bool_ || found->kind == ScalarKind::float_ ||
+                            found->kind == ScalarKind::ulong;
+        return rest.empty() && exists ? Spelling{.form = Form::atomic, .scalar = found->kind} : Spelling{};
+    }
+    if (rest.empty())
+        return vectorsOnly || matricesOnly || isPacked || hasPrefix ? Spelling{}
+                                                                    : Spelling{.form = Form::scalar, .scalar = found->kind};
+    const std::optional<unsigned> columns = size(rest[0]);
+    if (!columns)
+        return {};
+    if (rest.size() == 1) {
+        if (matricesOnly)
+            return {};
+        return {.form = isPacked ? Form::packedVector : Form::vector, .scalar = found->kind, .columns = *columns};
+    }
+    if (rest.size() != 3 || rest[1] != 'x' || isPacked || vectorsOnly || !isFloating(found->kind))
+        return {};
+    const std::optional<unsigned> rows = size(rest[2]);
+    return rows ? Spelling{.form = Form::matrix, .scalar = found->kind, .columns = *columns, .rows = *rows} : Spelling{};
+}
+
+} // namespace
+
+TypeRef builtinType(const TypeTable& types, std::string_view name) {
+    using Form = Spelling::Form;
+    const Spelling spelling = spell(name);
+    switch (spelling.form) {
+    case Form::none: return nullptr;
+    case Form::void_: return types.void_();
+    case Form::auto_: return types.auto_();
+    case Form::sampler: return types.sampler();
+    case Form::scalar: return types.scalar(spelling.scalar);
+    case Form::vector: return types.vector(spelling.scalar, spelling.columns);
+    case Form::packedVector: return types.packedVector(spelling.scalar, spelling.columns);
+    case Form::matrix: return types.matrix(spelling.scalar, spelling.columns, spelling.rows);
+    case Form::atomic: return types.atomic(spelling.scalar);
+    }
+    return nullptr;
+}
+
+bool isBuiltinTypeName(std::string_view name) { return spell(name).form != Spelling::Form::none; }
+
+bool isBuiltinTemplateName(std::string_view name) {
+    static constexpr std::string_view names[] = {
+        "array",     "atomic",          "depth2d",         "depth2d_array",     "depth2d_ms",  "depthcube",
+        "depthcube_array", "is_same",   "matrix",          "numeric_limits",    "packed_vec",  "texture1d",
+        "texture1d_array", "texture2d", "texture2d_array", "texture2d_ms",      "texture3d",   "texture_buffer",
+        "texturecube", "texturecube_array", "vec",
+    };
+    static_assert(std::ranges::is_sorted(names));
+    return std::ranges::binary_search(names, name);
+}
+
+} // namespace msl

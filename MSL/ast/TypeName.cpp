@@ -1,0 +1,177 @@
+// How types read in messages and in the reflection: as a person would write them.
+#include "MSL/ast/Ast.h"
+#include "MSL/ast/Types.h"
+
+namespace msl {
+namespace {
+
+std::string_view textureName(TextureShape shape) {
+    switch (shape) {
+    case TextureShape::texture1d: return "texture1d";
+    case TextureShape::texture1dArray: return "texture1d_array";
+    case TextureShape::texture2d: return "texture2d";
+    case TextureShape::texture2dArray: return "texture2d_array";
+    case TextureShape::texture2dMs: return "texture2d_ms";
+    case TextureShape::texture3d: return "texture3d";
+    case TextureShape::cube: return "texturecube";
+    case TextureShape::cubeArray: return "texturecube_array";
+    case TextureShape::buffer: return "texture_buffer";
+    case TextureShape::depth2d: return "depth2d";
+    case TextureShape::depth2dArray: return "depth2d_array";
+    case TextureShape::depth2dMs: return "depth2d_ms";
+    case TextureShape::depthCube: return "depthcube";
+    case TextureShape::depthCubeArray: return "depthcube_array";
+    }
+    return "texture";
+}
+
+std::string_view accessName(TextureAccess access) {
+    switch (access) {
+    case TextureAccess::sample: return "sample";
+    case TextureAccess::read: return "read";
+    case TextureAccess::write: return "write";
+    case TextureAccess::readWrite: return "read_write";
+    }
+    return "sample";
+}
+
+void append(std::string& out, TypeRef type, unsigned depth);
+
+// Only structs, classes, unions and enums print their arguments and their scopes.
+void appendScopes(std::string& out, const Decl* decl, unsigned depth) {
+    if (!decl || depth > 8)
+        return;
+    if (decl->kind != DeclKind::namespace_ && decl->kind != DeclKind::struct_ && decl->kind != DeclKind::enum_)
+        return;
+    appendScopes(out, decl->parent, depth + 1);
+    if (decl->name) {
+        out += decl->name->text;
+        out += "::";
+    }
+}
+
+void appendArguments(std::string& out, std::span<TemplateArgument> arguments, unsigned depth) {
+    out += '<';
+    bool isFirst = true;
+    for (const TemplateArgument& argument : arguments) {
+        if (!isFirst)
+            out += ", ";
+        isFirst = false;
+        if (argument.resolvedType)
+            append(out, argument.resolvedType, depth);
+        else
+            out += std::to_string(argument.value);
+    }
+    out += '>';
+}
+
+void append(std::string& out, TypeRef type, unsigned depth) {
+    if (!type || depth > 16) {
+        out += "...";
+        return;
+    }
+    switch (type->kind) {
+    case TypeKind::error: out += "<error type>"; return;
+    case TypeKind::void_: out += "void"; return;
+    case TypeKind::scalar: out += scalarName(type->scalar); return;
+    case TypeKind::packedVector: out += "packed_"; [[fallthrough]];
+    case TypeKind::vector:
+        out += scalarName(type->scalar);
+        out += static_cast<char>('0' + type->columns);
+        return;
+    case TypeKind::matrix:
+        out += scalarName(type->scalar);
+        out += static_cast<char>('0' + type->columns);
+        out += 'x';
+        out += static_cast<char>('0' + type->rows);
+        return;
+    case TypeKind::array: {
+        // The innermost element first, then the sizes from the outermost: "float [2][3]".
+        TypeRef element = type;
+        unsigned levels = 0;
+        while (element->kind == TypeKind::array && ++levels < 64)
+            element = element->element;
+        append(out, element, depth + 1);
+        out += ' ';
+        TypeRef at = type;
+        for (; levels > 0; --levels, at = at->element) {
+            out += '[';
+            if (at->count)
+                out += std::to_string(at->count);
+            out += ']';
+        }
+        return;
+    }
+    case TypeKind::struct_: {
+        const StructDecl* decl = type->structDecl;
+        appendScopes(out, decl->parent, 0);
+        if (decl->name)
+            out += decl->name->text;
+        else
+            out += decl->isUnion ? "(anonymous union)" : "(anonymous struct)";
+        if (!decl->instanceArguments.empty())
+            appendArguments(out, decl->instanceArguments, depth + 1);
+        return;
+    }
+    case TypeKind::enum_:
+        appendScopes(out, type->enumDecl->parent, 0);
+        out += type->enumDecl->name ? type->enumDecl->name->text : std::string_view("(anonymous enum)");
+        return;
+    case TypeKind::pointer:
+    case TypeKind::reference:
+        if (type->pointeeConst && type->space != AddressSpace::constant)
+            out += "const ";
+        out += spaceName(type->space);
+        out += ' ';
+        append(out, type->element, depth + 1);
+        out += type->kind == TypeKind::pointer ? " *" : " &";
+        return;
+    case TypeKind::texture:
+        out += textureName(type->textureShape);
+        out += '<';
+        out += scalarName(type->scalar);
+        if (type->textureAccess != TextureAccess::sample) {
+            out += ", access::";
+            out += accessName(type->textureAccess);
+        }
+        out += '>';
+        return;
+    case TypeKind::sampler: out += "sampler"; return;
+    case TypeKind::atomic:
+        out += "atomic_";
+        out += scalarName(type->scalar);
+        return;
+    case TypeKind::overload: out += "<overloaded function type>"; return;
+    case TypeKind::dependent:
+        out += type->parameter && type->parameter->name ? type->parameter->name->text : std::string_view("<dependent type>");
+        return;
+    case TypeKind::auto_: out += "auto"; return;
+    case TypeKind::lambda: out += "(lambda)"; return;
+    }
+}
+
+} // namespace
+
+std::string_view scalarName(ScalarKind kind) {
+    static constexpr std::string_view names[scalarKindCount] = {"bool", "char", "uchar", "short", "ushort", "int",
+                                                                "uint", "long", "ulong", "half",  "float"};
+    return names[static_cast<unsigned>(kind)];
+}
+
+std::string_view spaceName(AddressSpace space) {
+    switch (space) {
+    case AddressSpace::thread: return "thread";
+    case AddressSpace::constant: return "constant";
+    case AddressSpace::device: return "device";
+    case AddressSpace::threadgroup: return "threadgroup";
+    }
+    return "thread";
+}
+
+std::string typeName(TypeRef type) {
+    std::string out;
+    append(out, type, 0);
+    return out;
+}
+
+} // namespace msl
