@@ -1,0 +1,86 @@
+// The functions of the library as data: name, what they take and give, and in which namespaces they exist. Overloads
+// are patterns over one type parameter T (its class of scalars and its shape), so a row stands for up to a few dozen
+// functions. Static tables, no set-up, any thread. Sema resolves calls with it; an editor can list and print it.
+#pragma once
+
+#include "MSL/ast/Types.h"
+#include "MSL/builtins/BuiltinId.h"
+
+#include <cstdint>
+#include <span>
+#include <string>
+#include <string_view>
+
+namespace msl {
+
+// Which scalar kinds T may have.
+enum class BuiltinClass : std::uint8_t {
+    none,       // no type parameter: every slot is fixed
+    floating,   // half, float
+    arithmetic, // every kind but bool
+    integer,    // char ... ulong
+    integer32,  // int, uint
+    boolean,
+    any,        // bool too
+    atomic,     // the value of the atomic that the first argument points at
+};
+
+// Which shapes T may have.
+enum class BuiltinShape : std::uint8_t { scalarOrVector, scalar, vector, vector3, matrix, squareMatrix };
+
+// One place of a signature, a parameter or the result.
+enum class BuiltinSlot : std::uint8_t {
+    none,
+    void_,
+    t,              // T
+    elementOfT,     // its scalar
+    boolOfT,        // bool in the shape of T
+    intOfT,         // int in the shape of T
+    unsignedOfT,    // the unsigned kind in the shape of T
+    transposedT,
+    threadT,        // thread T &
+    threadIntOfT,   // thread int & in the shape of T
+    atomicPointer,  // device or threadgroup pointer to an atomic of T
+    bool_, int_, uint, ushort, ulong, float2, float3, float4, half2, half3, half4,
+};
+
+inline constexpr unsigned maxBuiltinParameters = 5;
+
+struct BuiltinSignature {
+    BuiltinClass typeClass = BuiltinClass::none;
+    BuiltinShape shape = BuiltinShape::scalarOrVector;
+    BuiltinSlot result = BuiltinSlot::void_;
+    std::uint8_t parameterCount = 0;
+    std::uint8_t requiredCount = 0; // trailing parameters beyond it may be left out
+    BuiltinSlot parameters[maxBuiltinParameters] = {};
+    std::string_view parameterNames[maxBuiltinParameters] = {};
+};
+
+struct BuiltinFunction {
+    std::string_view name;
+    BuiltinId id = BuiltinId::none;
+    const BuiltinSignature* signature = nullptr;
+    bool hasPrecisions = false; // exists as metal::fast::name and metal::precise::name too
+};
+
+// Every function, sorted by name.
+std::span<const BuiltinFunction> builtinFunctions();
+const BuiltinFunction* findBuiltin(std::string_view name);
+// The name that the library gives to an id; the first of several.
+std::string_view builtinName(BuiltinId id);
+
+bool admitsKind(BuiltinClass typeClass, ScalarKind kind);
+bool admitsShape(BuiltinShape shape, TypeRef type);
+
+// The type of a slot for a given T (null for signatures without one). Reference slots give the referee.
+TypeRef slotType(const TypeTable& types, BuiltinSlot slot, TypeRef t);
+constexpr bool isReferenceSlot(BuiltinSlot slot) {
+    return slot == BuiltinSlot::threadT || slot == BuiltinSlot::threadIntOfT;
+}
+
+// "float3 mix(float3 x, float3 y, float3 a)"; with T null the pattern itself, "T mix(T x, T y, T a)".
+std::string signatureText(const TypeTable& types, const BuiltinFunction& function, TypeRef t);
+// What T stands for, as a phrase: "a half or float scalar or vector". Empty when there is no T.
+std::string describeTypeParameter(const BuiltinSignature& signature);
+
+} // namespace msl
