@@ -1,0 +1,39 @@
+// What the model asks of a person. The window answers with dialogs, tests answer at once. Every call returns
+// immediately; the answer arrives later through the continuation, on the main thread, exactly once. No call opens a
+// nested event loop, so the picture and the model go on meanwhile.
+#pragma once
+
+#include <QString>
+#include <QStringList>
+
+#include <functional>
+#include <optional>
+
+namespace glasshob {
+
+struct Question {
+    QString message;
+    QString informativeText;
+    // In the order of the text; the first is the default.
+    QStringList buttons;
+    // What Escape and the close button mean: the choice that loses nothing.
+    int escapeButton = 0;
+};
+
+class Questions {
+  public:
+    virtual ~Questions() = default;
+
+    // `answer` gets the index of the button chosen.
+    virtual void ask(const Question& question, std::function<void(int)> answer) = 0;
+    // Something went wrong; nothing to choose.
+    virtual void warn(const QString& message, const QString& informativeText) = 0;
+    // A file to open; nothing when cancelled.
+    virtual void chooseFileToOpen(const QString& message, const QString& folder,
+                                  std::function<void(std::optional<QString>)> answer) = 0;
+    // Where to save; nothing when cancelled. The panel has asked about an existing file.
+    virtual void chooseFileToSave(const QString& message, const QString& folder, const QString& name,
+                                  std::function<void(std::optional<QString>)> answer) = 0;
+};
+
+} // namespace glasshob

@@ -1,0 +1,525 @@
+#include "GlassHob/ui/CodeEditor.h"
+
+#include "GlassHob/ui/CodeLayout.h"
+#include "GlassHob/ui/Fonts.h"
+#include "GlassHob/ui/LineRuler.h"
+#include "GlassHob/ui/MessageTip.h"
+#include "GlassHob/ui/SeverityLook.h"
+#include "GlassHob/ui/SyntaxHighlighter.h"
+#include "GlassHob/ui/Theme.h"
+#include "GlassHobCore/CodeEdit.h"
+#include "GlassHobCore/Params.h"
+
+#include <QGuiApplication>
+#include <QHelpEvent>
+#include <QKeyEvent>
+#include <QMimeData>
+#include <QPainter>
+#include <QPainterPath>
+#include <QScopedValueRollback>
+#include <QScrollBar>
+#include <QStyleHints>
+#include <QTextBlock>
+#include <QUrl>
+
+namespace glasshob {
+
+namespace {
+
+constexpr int indentWidth = 4;
+constexpr int textMargin = 6;
+constexpr int hoverDelay = 300;
+
+bool isWordCharacter(QChar c) { return c.isLetterOrNumber() || c == u'_'; }
+
+// The compiler counts bytes of UTF-8; the document counts UTF-16 units.
+int utf16Column(const QString& line, std::int64_t byteColumn) {
+    std::int64_t bytes = 1;
+    int at = 0;
+    while (at < line.size() && bytes < byteColumn) {
+        const char16_t c = line[at].unicode();
+        if (QChar::isHighSurrogate(c) && at + 1 < line.size()) {
+            bytes += 4;
+            at += 2;
+        } else {
+            bytes += c < 0x80 ? 1 : c < 0x800 ? 2 : 3;
+            ++at;
+        }
+    }
+    return at;
+}
+
+QString leadingBlanks(const QString& line) {
+    int end = 0;
+    while (end < line.size() && (line[end] == u' ' || line[end] == u'\t')) ++end;
+    return line.left(end);
+}
+
+} // namespace
+
+CodeEditor::CodeEditor(QWidget* parent) : QPlainTextEdit(parent) {
+    auto* layout = new CodeLayout(document());
+    document()->setDocumentLayout(layout);
+    document()->setDocumentMargin(textMargin);
+    setFrameShape(NoFrame);
+    setLineWrapMode(NoWrap);
+    setWordWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+    setUndoRedoEnabled(true);
+    setCursorWidth(0); // the caret is painted here
+    setMouseTracking(true);
+    viewport()->setMouseTracking(true);
+    setAccessibleName(tr("Shader source"));
+    highlighter_ = new SyntaxHighlighter(document());
+    ruler_ = new LineRuler(this);
+    tip_ = new MessageTip(this);
+    applyFont();
+    followTheme();
+    layOutRuler();
+
+    connect(this, &QPlainTextEdit::blockCountChanged, this, &CodeEditor::layOutRuler);
+    connect(this, &QPlainTextEdit::updateRequest, this, [this](const QRect& rect, int scrolled) {
+        if (scrolled) tip_->hide();
+        if (scrolled || rect.height() >= codeLineHeight()) ruler_->update();
+    });
+    connect(this, &QPlainTextEdit::cursorPositionChanged, this, [this] {
+        restartCaret();
+        viewport()->update();
+        ruler_->update();
+        emit caretMoved(caretLine(), caretColumn());
+    });
+    connect(this, &QPlainTextEdit::selectionChanged, viewport(), qOverload<>(&QWidget::update));
+    connect(document(), &QTextDocument::contentsChange, this, &CodeEditor::documentChanged);
+    connect(&Theme::instance(), &Theme::changed, this, &CodeEditor::followTheme);
+}
+
+CodeEditor::~CodeEditor() = default;
+
+void CodeEditor::loadText(std::string_view utf8) {
+    QScopedValueRollback loading(loading_, true);
+    marks_.clear();
+    tip_->hide();
+    setPlainText(conventions_.load(utf8));
+    document()->setModified(false);
+    layOutRuler();
+}
+
+std::string CodeEditor::fileText() const { return conventions_.encode(document()->toRawText()); }
+
+void CodeEditor::documentChanged(int, int removed, int added) {
+    // Colouring reports a change too, but of no characters.
+    if (loading_ || (removed == 0 && added == 0)) return;
+    tip_->hide();
+    emit edited();
+}
+
+void CodeEditor::followTheme() {
+    QPalette palette = this->palette();
+    palette.setColor(QPalette::Base, themed(Role::editor));
+    palette.setColor(QPalette::Text, themed(CodeRole::plain));
+    setPalette(palette);
+    {
+        QScopedValueRollback loading(loading_, true);
+        highlighter_->followTheme();
+    }
+    viewport()->update();
+    ruler_->update();
+}
+
+void CodeEditor::applyFont() {
+    setFont(fonts::mono(codeSize_));
+    lineHeight_ = 2 * int(codeSize_ * 1.54 / 2 + 0.5);
+    static_cast<CodeLayout*>(document()->documentLayout())->setCodeLineHeight(lineHeight_);
+    setTabStopDistance(QFontMetricsF(font()).horizontalAdvance(u' ') * indentWidth);
+    ruler_->update();
+}
+
+void CodeEditor::setCodeSize(int pixels) {
+    codeSize_ = std::clamp(pixels, 10, 28);
+    applyFont();
+}
+
+void CodeEditor::setWrapsLines(bool wraps) { setLineWrapMode(wraps ? WidgetWidth : NoWrap); }
+
+void CodeEditor::layOutRuler() {
+    const int width = ruler_->widthForLines(blockCount());
+    setViewportMargins(width, 0, 0, 0);
+    const QRect inside = contentsRect();
+    ruler_->setGeometry(inside.left(), inside.top(), width, inside.height());
+    ruler_->raise();
+}
+
+void CodeEditor::resizeEvent(QResizeEvent* event) {
+    QPlainTextEdit::resizeEvent(event);
+    layOutRuler();
+}
+
+// ---- Messages -------------------------------------------------------------------------------------------------------
+
+QTextCursor CodeEditor::rangeOf(const Diagnostic& diagnostic) const {
+    const int number = int(std::min<std::int64_t>(diagnostic.line, blockCount())) - 1;
+    const QTextBlock block = document()->findBlockByNumber(number);
+    const QString text = block.text();
+    int from = diagnostic.column > 0 ? utf16Column(text, diagnostic.column) : int(leadingBlanks(text).size());
+    int to = from;
+    if (diagnostic.column <= 0) to = int(text.size());
+    else if (from < text.size() && isWordCharacter(text[from]))
+        while (to < text.size() && isWordCharacter(text[to])) ++to;
+    else to = std::min<int>(from + 1, int(text.size()));
+    if (from >= text.size() && !text.isEmpty()) from = int(text.size()) - 1, to = int(text.size());
+    QTextCursor cursor(block);
+    cursor.setPosition(block.position() + from);
+    cursor.setPosition(block.position() + to, QTextCursor::KeepAnchor);
+    return cursor;
+}
+
+void CodeEditor::setDiagnostics(const std::vector<Diagnostic>& diagnostics) {
+    marks_.clear();
+    for (const Diagnostic& diagnostic : diagnostics)
+        if (diagnostic.line > 0) marks_.push_back({diagnostic, rangeOf(diagnostic)});
+    tip_->hide();
+    viewport()->update();
+    ruler_->update();
+}
+
+std::optional<Diagnostic::Severity> CodeEditor::severityOfBlock(int blockNumber) const {
+    std::optional<Diagnostic::Severity> worst;
+    for (const Mark& mark : marks_)
+        if (mark.range.block().blockNumber() == blockNumber && (!worst || mark.diagnostic.severity < *worst))
+            worst = mark.diagnostic.severity;
+    return worst;
+}
+
+void CodeEditor::showMessages(int blockNumber) {
+    std::vector<Diagnostic> messages;
+    int firstColumn = -1;
+    for (const Mark& mark : marks_) {
+        if (mark.range.block().blockNumber() != blockNumber) continue;
+        messages.push_back(mark.diagnostic);
+        if (firstColumn < 0) firstColumn = mark.range.selectionStart();
+    }
+    if (messages.empty()) {
+        tip_->hide();
+        return;
+    }
+    const QTextBlock block = document()->findBlockByNumber(blockNumber);
+    const QRectF geometry = blockBoundingGeometry(block).translated(contentOffset());
+    QTextCursor at(block);
+    at.setPosition(firstColumn);
+    const QRect line(viewport()->mapToGlobal(QPoint(0, int(geometry.top()))), QSize(viewport()->width(), lineHeight_));
+    tip_->showFor(messages, line, viewport()->mapToGlobal(cursorRect(at).topLeft()).x());
+}
+
+void CodeEditor::hoverAt(const QPoint& place) {
+    for (const VisibleLine& line : visibleLines())
+        if (place.y() >= line.top && place.y() < line.top + line.height) {
+            showMessages(line.blockNumber);
+            return;
+        }
+    tip_->hide();
+}
+
+bool CodeEditor::viewportEvent(QEvent* event) {
+    switch (event->type()) {
+    case QEvent::MouseMove: {
+        const QPoint place = static_cast<QMouseEvent*>(event)->pos();
+        const bool sameLine = place.y() / lineHeight_ == hoverPlace_.y() / lineHeight_;
+        hoverPlace_ = place;
+        if (!sameLine) tip_->hide();
+        if (!marks_.empty() && !tip_->isVisible()) hoverTimer_.start(hoverDelay, this);
+        break;
+    }
+    case QEvent::Leave:
+    case QEvent::MouseButtonPress:
+        hoverTimer_.stop();
+        tip_->hide();
+        break;
+    default: break;
+    }
+    return QPlainTextEdit::viewportEvent(event);
+}
+
+// ---- Places ---------------------------------------------------------------------------------------------------------
+
+void CodeEditor::goTo(std::int64_t line, std::int64_t byteColumn) {
+    const int number = int(std::clamp<std::int64_t>(line, 1, blockCount())) - 1;
+    const QTextBlock block = document()->findBlockByNumber(number);
+    QTextCursor cursor(block);
+    cursor.setPosition(block.position() + (byteColumn > 0 ? utf16Column(block.text(), byteColumn) : 0));
+    setTextCursor(cursor);
+    ensureCursorVisible();
+    setFocus(Qt::OtherFocusReason);
+}
+
+int CodeEditor::caretLine() const { return textCursor().blockNumber() + 1; }
+int CodeEditor::caretColumn() const { return textCursor().positionInBlock() + 1; }
+
+std::vector<CodeEditor::VisibleLine> CodeEditor::visibleLines() const {
+    std::vector<VisibleLine> lines;
+    QTextBlock block = firstVisibleBlock();
+    double top = blockBoundingGeometry(block).translated(contentOffset()).top();
+    while (block.isValid() && top < viewport()->height()) {
+        // The last block's rectangle has the margin below it, which belongs to no line.
+        const double full = blockBoundingRect(block).height();
+        const double height = block.next().isValid() ? full : full - document()->documentMargin();
+        lines.push_back({block.blockNumber(), top, height});
+        top += full;
+        block = block.next();
+    }
+    return lines;
+}
+
+QString CodeEditor::declaredParameter(int blockNumber) const {
+    const QString text = document()->findBlockByNumber(blockNumber).text();
+    if (!text.contains(QLatin1String("@param"))) return {};
+    const std::vector<ParamDecl> declared = ParamParser::parse(text.toStdString());
+    return declared.empty() ? QString() : QString::fromStdString(declared.front().name);
+}
+
+// ---- Painting -------------------------------------------------------------------------------------------------------
+
+void CodeEditor::paintEvent(QPaintEvent* event) {
+    QPainter painter(viewport());
+    painter.fillRect(event->rect(), themed(Role::editor));
+    paintLines(painter, event->rect());
+    if (hasFocus() && caretShown_) painter.fillRect(caretRect(), themed(Role::accentText));
+}
+
+void CodeEditor::paintLines(QPainter& painter, const QRect& dirty) const {
+    const int current = textCursor().blockNumber();
+    painter.setPen(themed(CodeRole::plain));
+    for (const VisibleLine& line : visibleLines()) {
+        if (line.top > dirty.bottom()) break;
+        if (line.top + line.height < dirty.top()) continue;
+        const QRectF band(0, line.top, viewport()->width(), line.height);
+        if (severityOfBlock(line.blockNumber) == Diagnostic::Severity::error)
+            painter.fillRect(band, themed(Role::errorLine));
+        else if (line.blockNumber == current)
+            painter.fillRect(band, themed(Role::curLine));
+        const QTextBlock block = document()->findBlockByNumber(line.blockNumber);
+        const QPointF offset(contentOffset().x(), line.top);
+        paintSelection(painter, block, offset);
+        block.layout()->draw(&painter, offset, {}, QRectF(dirty));
+        paintWaves(painter, block, offset);
+    }
+}
+
+void CodeEditor::paintSelection(QPainter& painter, const QTextBlock& block, const QPointF& offset) const {
+    const QTextCursor cursor = textCursor();
+    const int from = cursor.selectionStart() - block.position();
+    const int to = cursor.selectionEnd() - block.position();
+    if (!cursor.hasSelection() || to <= 0 || from >= block.length()) return;
+    const QTextLayout* layout = block.layout();
+    const QColor color = themed(Role::selection);
+    for (int i = 0; i < layout->lineCount(); ++i) {
+        const QTextLine line = layout->lineAt(i);
+        const int start = line.textStart(), end = start + line.textLength();
+        const bool last = i + 1 == layout->lineCount();
+        if (from > end || to <= start || (from == end && !last)) continue;
+        double left = line.cursorToX(std::max(from, start));
+        double right = line.cursorToX(std::min(to, end));
+        // A selected line end shows as a narrow block behind the text.
+        if (to > end && last) right += 6;
+        painter.fillRect(QRectF(left + offset.x(), offset.y() + i * lineHeight_, right - left, lineHeight_), color);
+    }
+}
+
+void CodeEditor::paintWaves(QPainter& painter, const QTextBlock& block, const QPointF& offset) const {
+    for (const Mark& mark : marks_) {
+        if (mark.range.block() != block || mark.diagnostic.severity == Diagnostic::Severity::note) continue;
+        const int from = mark.range.selectionStart() - block.position();
+        const int to = std::min(mark.range.selectionEnd() - block.position(), block.length() - 1);
+        const QTextLine line = block.layout()->lineForTextPosition(from);
+        if (!line.isValid()) continue;
+        const double left = line.cursorToX(from) + offset.x();
+        const double right = std::max(left + 7, line.cursorToX(std::min(to, line.textStart() + line.textLength())) + offset.x());
+        const double y = offset.y() + line.y() + line.ascent() + 3;
+        QPainterPath wave(QPointF(left, y));
+        double x = left;
+        for (int i = 0; x < right; ++i, x += 2.5)
+            wave.quadTo(QPointF(x + 1.25, y + (i % 2 ? 2 : -2)), QPointF(x + 2.5, y));
+        painter.save();
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.setClipRect(QRectF(left, y - 3, right - left, 6), Qt::IntersectClip);
+        painter.strokePath(wave, QPen(themed(severityRole(mark.diagnostic.severity)), 1.1));
+        painter.restore();
+    }
+}
+
+QRect CodeEditor::caretRect() const {
+    const QTextBlock block = textCursor().block();
+    const QRectF geometry = blockBoundingGeometry(block).translated(contentOffset());
+    const int position = textCursor().positionInBlock();
+    const QTextLine line = block.layout()->lineForTextPosition(position);
+    if (!line.isValid()) return QRect(QPoint(int(geometry.left()) + textMargin, int(geometry.top()) + 1), QSize(2, lineHeight_ - 2));
+    const double x = geometry.left() + line.cursorToX(position);
+    const double y = geometry.top() + line.lineNumber() * lineHeight_;
+    return QRect(int(x + 0.5), int(y) + 1, 2, lineHeight_ - 2);
+}
+
+void CodeEditor::restartCaret() {
+    caretShown_ = true;
+    const int period = QGuiApplication::styleHints()->cursorFlashTime();
+    if (hasFocus() && period > 0) caretTimer_.start(period / 2, this);
+    else caretTimer_.stop();
+}
+
+void CodeEditor::timerEvent(QTimerEvent* event) {
+    if (event->timerId() == caretTimer_.timerId()) {
+        caretShown_ = !caretShown_;
+        viewport()->update(caretRect().adjusted(-1, -1, 1, 1));
+    } else if (event->timerId() == hoverTimer_.timerId()) {
+        hoverTimer_.stop();
+        if (viewport()->underMouse()) hoverAt(hoverPlace_);
+    } else {
+        QPlainTextEdit::timerEvent(event);
+    }
+}
+
+void CodeEditor::focusInEvent(QFocusEvent* event) {
+    QPlainTextEdit::focusInEvent(event);
+    restartCaret();
+    viewport()->update();
+}
+
+void CodeEditor::focusOutEvent(QFocusEvent* event) {
+    QPlainTextEdit::focusOutEvent(event);
+    caretTimer_.stop();
+    tip_->hide();
+    viewport()->update();
+}
+
+// ---- Editing --------------------------------------------------------------------------------------------------------
+
+void CodeEditor::keyPressEvent(QKeyEvent* event) {
+    tip_->hide();
+    const bool plain = !(event->modifiers() & (Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier));
+    switch (event->key()) {
+    case Qt::Key_Tab:
+    case Qt::Key_Backtab:
+        if (!plain) {
+            focusNextPrevChild(event->key() == Qt::Key_Tab && !(event->modifiers() & Qt::ShiftModifier));
+            return;
+        }
+        if (event->key() == Qt::Key_Backtab || textCursor().hasSelection()) indentSelection(event->key() == Qt::Key_Backtab);
+        else textCursor().insertText(QString(indentWidth - textCursor().positionInBlock() % indentWidth, u' '));
+        ensureCursorVisible();
+        return;
+    case Qt::Key_Return:
+    case Qt::Key_Enter:
+        if (!plain) break;
+        insertNewLine();
+        return;
+    case Qt::Key_BraceRight: {
+        // A closing brace on a blank line goes out one level.
+        QTextCursor cursor = textCursor();
+        const QString before = cursor.block().text().left(cursor.positionInBlock());
+        if (!cursor.hasSelection() && before.size() >= indentWidth && leadingBlanks(before) == before && before.endsWith(QString(indentWidth, u' '))) {
+            cursor.beginEditBlock();
+            for (int i = 0; i < indentWidth; ++i) cursor.deletePreviousChar();
+            cursor.insertText(QStringLiteral("}"));
+            cursor.endEditBlock();
+            return;
+        }
+        break;
+    }
+    default: break;
+    }
+    QPlainTextEdit::keyPressEvent(event);
+}
+
+void CodeEditor::insertNewLine() {
+    QTextCursor cursor = textCursor();
+    const QString before = cursor.block().text().left(cursor.positionInBlock());
+    QString indent = leadingBlanks(before);
+    if (before.trimmed().endsWith(u'{')) indent += QString(indentWidth, u' ');
+    cursor.beginEditBlock();
+    cursor.insertBlock();
+    cursor.insertText(indent);
+    cursor.endEditBlock();
+    setTextCursor(cursor);
+    ensureCursorVisible();
+}
+
+void CodeEditor::indentSelection(bool outwards) {
+    QTextCursor cursor = textCursor();
+    const int end = cursor.selectionEnd();
+    QTextBlock block = document()->findBlock(cursor.selectionStart());
+    QTextCursor edit(document());
+    edit.beginEditBlock();
+    const QTextBlock last = document()->findBlock(std::max(cursor.selectionStart(), end - (cursor.hasSelection() ? 1 : 0)));
+    for (const int lastNumber = last.blockNumber(); block.isValid() && block.blockNumber() <= lastNumber; block = block.next()) {
+        edit.setPosition(block.position());
+        if (!outwards) {
+            if (!block.text().isEmpty()) edit.insertText(QString(indentWidth, u' '));
+            continue;
+        }
+        const QString blanks = leadingBlanks(block.text());
+        const int remove = blanks.startsWith(u'\t') ? 1 : int(std::min<qsizetype>(indentWidth, blanks.size()));
+        edit.setPosition(block.position() + remove, QTextCursor::KeepAnchor);
+        edit.removeSelectedText();
+    }
+    edit.endEditBlock();
+}
+
+void CodeEditor::toggleComment() {
+    QTextCursor cursor = textCursor();
+    QString text = document()->toRawText();
+    text.replace(QChar::ParagraphSeparator, u'\n');
+    const TextRange selection{cursor.selectionStart(), cursor.selectionEnd() - cursor.selectionStart()};
+    const CodeEdit::Result result = CodeEdit::toggleComment(text, selection);
+    if (result.text == text) return;
+    // Only the lines that changed are replaced, as one step of undo.
+    const qsizetype grown = result.text.size() - text.size();
+    cursor.beginEditBlock();
+    cursor.setPosition(int(result.selection.location));
+    cursor.setPosition(int(result.selection.end() - grown), QTextCursor::KeepAnchor);
+    cursor.insertText(result.text.mid(result.selection.location, result.selection.length));
+    cursor.endEditBlock();
+    cursor.setPosition(int(result.selection.location));
+    cursor.setPosition(int(result.selection.end()), QTextCursor::KeepAnchor);
+    setTextCursor(cursor);
+}
+
+void CodeEditor::insertLine(const QString& line) {
+    QTextCursor cursor = textCursor();
+    cursor.beginEditBlock();
+    cursor.movePosition(QTextCursor::StartOfBlock);
+    cursor.insertText(line + u'\n');
+    cursor.endEditBlock();
+    setTextCursor(cursor);
+    ensureCursorVisible();
+}
+
+QMimeData* CodeEditor::createMimeDataFromSelection() const {
+    QTextCursor cursor = textCursor();
+    auto* data = new QMimeData;
+    data->setText(conventions_.plain(document()->toRawText().mid(cursor.selectionStart(), cursor.selectionEnd() - cursor.selectionStart())));
+    return data;
+}
+
+bool CodeEditor::canInsertFromMimeData(const QMimeData* source) const { return source->hasText() || source->hasUrls(); }
+
+void CodeEditor::insertFromMimeData(const QMimeData* source) {
+    if (!source->hasText()) return;
+    textCursor().insertText(EditorText::foreign(source->text()));
+    ensureCursorVisible();
+}
+
+void CodeEditor::dropEvent(QDropEvent* event) {
+    QStringList paths;
+    for (const QUrl& url : event->mimeData()->urls())
+        if (url.isLocalFile()) paths << url.toLocalFile();
+    if (paths.isEmpty()) {
+        QPlainTextEdit::dropEvent(event);
+        return;
+    }
+    event->setDropAction(Qt::CopyAction);
+    event->accept();
+    // The base class must still hear of the drop, or it would wait for its end.
+    QMimeData nothing;
+    QDropEvent ended(event->position(), event->possibleActions(), &nothing, event->buttons(), event->modifiers());
+    QPlainTextEdit::dropEvent(&ended);
+    emit filesDropped(paths);
+}
+
+} // namespace glasshob

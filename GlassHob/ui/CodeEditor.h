@@ -1,0 +1,126 @@
+// The editor pane's text: a plain-text editor for shader code with a ruler, coloured tokens, the compiler's messages
+// marked on their lines, and the keys a programmer expects. It knows nothing of the model: it is given texts and
+// messages and tells of edits.
+//
+// Text goes in and out as the file's exact bytes (see EditorText). Lines count from 1, as the compiler counts them.
+// Main thread.
+#pragma once
+
+#include "GlassHob/ui/EditorText.h"
+#include "GlassHobCore/Diagnostics.h"
+
+#include <QBasicTimer>
+#include <QPlainTextEdit>
+#include <QTextCursor>
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace glasshob {
+
+class LineRuler;
+class MessageTip;
+class SyntaxHighlighter;
+
+class CodeEditor : public QPlainTextEdit {
+    Q_OBJECT
+  public:
+    explicit CodeEditor(QWidget* parent = nullptr);
+    ~CodeEditor() override;
+
+    // Replaces the whole text, forgetting what could be undone. Does not emit edited().
+    void loadText(std::string_view utf8);
+    // The text as the bytes of a file.
+    std::string fileText() const;
+
+    // Marks the messages on their lines; marks move with the text until the next call.
+    void setDiagnostics(const std::vector<Diagnostic>& diagnostics);
+    // The worst severity marked on a line (from 0), if any.
+    std::optional<Diagnostic::Severity> severityOfBlock(int blockNumber) const;
+
+    // Puts the caret at a line and byte column as the compiler gives them, and shows it. Out of range is brought in.
+    void goTo(std::int64_t line, std::int64_t byteColumn);
+    // The caret's line and column from 1, the column in UTF-16 units.
+    int caretLine() const;
+    int caretColumn() const;
+
+    void setWrapsLines(bool wraps);
+    bool wrapsLines() const { return lineWrapMode() != NoWrap; }
+    // 10 to 28 pixels.
+    void setCodeSize(int pixels);
+    int codeSize() const { return codeSize_; }
+    int codeLineHeight() const { return lineHeight_; }
+
+    void toggleComment();
+    // Inserts a line of its own before the caret's line.
+    void insertLine(const QString& line);
+
+    // For the ruler: the visible blocks from the top, with their place in the viewport.
+    struct VisibleLine {
+        int blockNumber;
+        double top;
+        double height;
+    };
+    std::vector<VisibleLine> visibleLines() const;
+    // The name of the slider that a line declares; empty where it declares none.
+    QString declaredParameter(int blockNumber) const;
+    // Shows the messages of a line beside it, or hides the message window where there are none.
+    void showMessages(int blockNumber);
+
+  signals:
+    // The user changed the text.
+    void edited();
+    void caretMoved(int line, int column);
+    void parameterPicked(const QString& name);
+    void filesDropped(const QStringList& paths);
+
+  protected:
+    void paintEvent(QPaintEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+    void timerEvent(QTimerEvent* event) override;
+    void focusInEvent(QFocusEvent* event) override;
+    void focusOutEvent(QFocusEvent* event) override;
+    bool viewportEvent(QEvent* event) override;
+    QMimeData* createMimeDataFromSelection() const override;
+    bool canInsertFromMimeData(const QMimeData* source) const override;
+    void insertFromMimeData(const QMimeData* source) override;
+    void dropEvent(QDropEvent* event) override;
+
+  private:
+    struct Mark {
+        Diagnostic diagnostic;
+        QTextCursor range; // what the wavy line goes under; its anchor's block is the marked line
+    };
+
+    void followTheme();
+    void applyFont();
+    void layOutRuler();
+    void paintLines(QPainter& painter, const QRect& dirty) const;
+    void paintSelection(QPainter& painter, const QTextBlock& block, const QPointF& offset) const;
+    void paintWaves(QPainter& painter, const QTextBlock& block, const QPointF& offset) const;
+    QRect caretRect() const;
+    void restartCaret();
+    void documentChanged(int position, int removed, int added);
+    void hoverAt(const QPoint& place);
+    void indentSelection(bool outwards);
+    void insertNewLine();
+    QTextCursor rangeOf(const Diagnostic& diagnostic) const;
+
+    EditorText conventions_;
+    SyntaxHighlighter* highlighter_ = nullptr;
+    LineRuler* ruler_ = nullptr;
+    MessageTip* tip_ = nullptr;
+    std::vector<Mark> marks_;
+    QBasicTimer caretTimer_;
+    QBasicTimer hoverTimer_;
+    QPoint hoverPlace_;
+    bool caretShown_ = true;
+    bool loading_ = false;
+    int codeSize_ = 13;
+    int lineHeight_ = 20;
+};
+
+} // namespace glasshob

@@ -1,0 +1,32 @@
+#include "GlassHob/ui/CodeLayout.h"
+
+#include <QTextBlock>
+#include <QTextDocument>
+#include <QTextLayout>
+
+#include <cmath>
+
+namespace glasshob {
+
+void CodeLayout::setCodeLineHeight(int pixels) {
+    lineHeight_ = pixels;
+    requestUpdate();
+}
+
+QRectF CodeLayout::blockBoundingRect(const QTextBlock& block) const {
+    QRectF rect = QPlainTextDocumentLayout::blockBoundingRect(block);
+    if (!block.isValid() || !block.isVisible()) return rect;
+    // The base has just laid the lines out with the font's height; move them onto our grid, centred in their rows.
+    const QTextLayout* layout = block.layout();
+    const int lines = layout->lineCount();
+    for (int i = 0; i < lines; ++i) {
+        QTextLine line = layout->lineAt(i);
+        const double y = i * lineHeight_ + std::floor((lineHeight_ - line.height()) / 2);
+        if (line.y() != y) line.setPosition(QPointF(line.x(), y));
+    }
+    const double below = block.next().isValid() ? 0 : document()->documentMargin();
+    rect.setHeight(std::max(1, lines) * lineHeight_ + below);
+    return rect;
+}
+
+} // namespace glasshob

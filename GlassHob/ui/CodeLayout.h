@@ -1,0 +1,21 @@
+// Lays out code with one fixed line height, whatever the font's own is, so that the ruler, the bands behind lines and
+// the text agree to the pixel. Owned by its document; main thread.
+#pragma once
+
+#include <QPlainTextDocumentLayout>
+
+namespace glasshob {
+
+class CodeLayout : public QPlainTextDocumentLayout {
+    Q_OBJECT
+  public:
+    using QPlainTextDocumentLayout::QPlainTextDocumentLayout;
+
+    void setCodeLineHeight(int pixels);
+    QRectF blockBoundingRect(const QTextBlock& block) const override;
+
+  private:
+    int lineHeight_ = 20;
+};
+
+} // namespace glasshob

@@ -1,0 +1,44 @@
+#include "GlassHob/ui/Fonts.h"
+
+#include <QGuiApplication>
+#include <QScreen>
+
+#include <cmath>
+
+namespace glasshob::fonts {
+
+namespace {
+
+void setLogicalPixels(QFont& font, double pixels) {
+    // QFont takes whole pixels only; half sizes go in as points at the screen's logical resolution.
+    if (pixels == std::floor(pixels)) {
+        font.setPixelSize(int(pixels));
+        return;
+    }
+    const QScreen* screen = QGuiApplication::primaryScreen();
+    const double dotsPerInch = screen ? screen->logicalDotsPerInchY() : 96.0;
+    font.setPointSizeF(pixels * 72.0 / dotsPerInch);
+}
+
+} // namespace
+
+QFont ui(double pixels, QFont::Weight weight) {
+    QFont font(QStringLiteral("Manrope"));
+    font.setStyleHint(QFont::SansSerif);
+    font.setWeight(weight);
+    setLogicalPixels(font, pixels);
+    return font;
+}
+
+QFont mono(double pixels, QFont::Weight weight) {
+    QFont font(QStringLiteral("JetBrains Mono"));
+    // Without shaping there are no ligatures, and every cell keeps its width.
+    font.setStyleStrategy(QFont::PreferNoShaping);
+    font.setStyleHint(QFont::Monospace);
+    font.setFixedPitch(true);
+    font.setWeight(weight);
+    setLogicalPixels(font, pixels);
+    return font;
+}
+
+} // namespace glasshob::fonts
