@@ -1,0 +1,50 @@
+#pragma once
+
+// Reads a command line against a command's table of options. Knows the usual forms: `--size 8x8`, `--size=8x8`, `-o x`,
+// `-ox`, and `--` before operands that begin with a dash. Plain values; a mistake is one sentence.
+
+#include <expected>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace hob {
+
+struct Option {
+    /// "--size"
+    std::string_view name;
+    /// "-o", or empty.
+    std::string_view shortName;
+    /// What its value is called in help ("WxH"); empty for an option without a value.
+    std::string_view value;
+    std::string_view help;
+};
+
+enum class Operands { none, one, oneOrMore };
+
+class Arguments {
+  public:
+    /// `command` is how the help of these options is reached ("hob still"). `--help` is always known.
+    static std::expected<Arguments, std::string> parse(std::string_view command, std::span<const Option> options,
+                                                       Operands operands, std::span<const std::string> words);
+
+    bool wantsHelp() const { return wantsHelp_; }
+    const std::vector<std::string>& operands() const { return operands_; }
+    bool has(std::string_view option) const;
+    /// The value given last.
+    std::optional<std::string> value(std::string_view option) const;
+    std::vector<std::string> values(std::string_view option) const;
+
+  private:
+    bool wantsHelp_ = false;
+    std::vector<std::string> operands_;
+    std::vector<std::pair<std::string_view, std::string>> options_;
+};
+
+/// The candidate that a mistyped word most likely means; empty when none is close.
+std::string_view closest(std::string_view word, std::span<const std::string_view> candidates);
+
+} // namespace hob

@@ -1,0 +1,45 @@
+#include "hob/Output.h"
+
+#include "GlassHobCore/AtomicFile.h"
+
+#include <sys/stat.h>
+
+namespace hob {
+
+namespace {
+
+bool isSameFile(const std::string& a, const std::string& b) {
+    struct stat statusA = {};
+    struct stat statusB = {};
+    return stat(a.c_str(), &statusA) == 0 && stat(b.c_str(), &statusB) == 0 && S_ISREG(statusA.st_mode) &&
+           statusA.st_dev == statusB.st_dev && statusA.st_ino == statusB.st_ino;
+}
+
+} // namespace
+
+bool checkOutput(Console& console, const std::string& output, const std::string& source) {
+    if (output == "-") {
+        if (!console.outputIsTerminal()) return true;
+        console.problem("The result is no text, and standard output is a terminal: give a file, or send it on with a pipe.");
+        return false;
+    }
+    if (isSameFile(output, source)) {
+        console.problem(output + " is the shader itself: give another file for the result.");
+        return false;
+    }
+    const auto checked = glasshob::AtomicFile::check(output);
+    if (!checked) console.problem(checked.error());
+    return checked.has_value();
+}
+
+bool writeOutput(Console& console, const std::string& output, std::string_view bytes) {
+    if (output == "-") {
+        console.write(bytes);
+        return !console.outputFailed();
+    }
+    const auto written = glasshob::AtomicFile::write(output, bytes);
+    if (!written) console.problem(written.error());
+    return written.has_value();
+}
+
+} // namespace hob

@@ -1,0 +1,114 @@
+#include "GPU/Device.h"
+#include "GlassHobCore/Numbers.h"
+#include "GlassHobCore/ShaderAssembler.h"
+#include "GlassHobRender/AudioRenderer.h"
+#include "GlassHobRender/ShaderProgram.h"
+#include "hob/Commands.h"
+#include "hob/Output.h"
+#include "hob/Source.h"
+#include "hob/Values.h"
+
+namespace hob {
+
+namespace {
+
+constexpr Option options[] = {
+    {"--output", "-o", "OUT.wav", "the sound's file; - for standard output"},
+    {"--start", "", "S", "shader time of the first sample in seconds (0)"},
+    {"--duration", "", "D", "length in seconds (10)"},
+    {"--set", "", "NAME=VALUE", "set a slider; may be repeated"},
+};
+
+struct Request {
+    std::string output;
+    double start = 0;
+    double duration = 10;
+};
+
+std::expected<Request, std::string> readRequest(const Arguments& arguments) {
+    Request request;
+    const auto output = arguments.value("--output");
+    if (!output) return std::unexpected("No file for the sound was given: add -o OUT.wav.");
+    request.output = *output;
+    if (const auto text = arguments.value("--start")) {
+        const auto start = readTime("--start", *text);
+        if (!start) return std::unexpected(start.error());
+        request.start = *start;
+    }
+    if (const auto text = arguments.value("--duration")) {
+        const auto duration = readDuration("--duration", *text, glasshob::AudioRenderer::maxDuration);
+        if (!duration) return std::unexpected(duration.error());
+        request.duration = *duration;
+    }
+    return request;
+}
+
+ExitStatus render(const Request& request, const Source& source, const SliderSettings& settings, Console& console) {
+    const auto device = gpu::Device::systemDefault();
+    if (!device) {
+        console.problem(device.error().text);
+        return ExitStatus::failed;
+    }
+    std::shared_ptr<const glasshob::ShaderProgram> program;
+    try {
+        program = std::make_shared<glasshob::ShaderProgram>(source.text, *device);
+    } catch (const glasshob::ShaderError& error) {
+        tellCompileError(console, source, error);
+        return ExitStatus::failed;
+    }
+    tellWarnings(console, source, program->warnings());
+    if (program->soundPipeline() == nullptr) {
+        console.problem(source.name + " has no sound: give it a function float2 sound(float t, constant Params& p).");
+        return ExitStatus::failed;
+    }
+    const auto progress = [&](double done, double total) {
+        console.progress("Sound: " + glasshob::twoDecimals(static_cast<float>(done)) + " of " +
+                         glasshob::twoDecimals(static_cast<float>(total)) + " s");
+        return true;
+    };
+    const auto samples = glasshob::AudioRenderer::render(program, *device, settings.values, request.start,
+                                                         request.duration, progress);
+    console.endProgress();
+    if (!samples) {
+        console.problem("The sound could not be rendered.");
+        return ExitStatus::failed;
+    }
+    const std::string bytes = glasshob::AudioRenderer::wav(*samples);
+    return writeOutput(console, request.output, bytes) ? ExitStatus::done : ExitStatus::failed;
+}
+
+ExitStatus run(const Arguments& arguments, Console& console) {
+    const auto request = readRequest(arguments);
+    if (!request) {
+        console.problem(request.error());
+        return ExitStatus::wrongUsage;
+    }
+    const std::string& path = arguments.operands().front();
+    const auto source = readSource(console, path);
+    if (!source) return ExitStatus::failed;
+    const auto settings = readSettings(arguments.values("--set"), glasshob::ParamParser::parse(source->text));
+    if (!settings) {
+        console.problem(settings.error());
+        return ExitStatus::wrongUsage;
+    }
+    for (const std::string& note : settings->notes) console.problem(note);
+    if (!checkOutput(console, request->output, path)) return ExitStatus::failed;
+    return render(*request, *source, *settings, console);
+}
+
+} // namespace
+
+const Command& soundCommand() {
+    static constexpr Command command = {
+        .name = "sound",
+        .summary = "Render a shader's sound into a WAV file",
+        .usage = "FILE -o OUT.wav [--start S] [--duration D] [--set NAME=VALUE]...",
+        .notes = "The sound is 16-bit stereo at 48000 Hz. An existing file is replaced once the sound is complete.\n",
+        .operands = Operands::one,
+        .options = options,
+        .run = run,
+    };
+    return command;
+}
+
+} // namespace hob

@@ -1,0 +1,71 @@
+#include "hob/Source.h"
+
+#include "GlassHobCore/Lines.h"
+#include "GlassHobCore/ShaderFile.h"
+
+#include <algorithm>
+#include <unistd.h>
+
+namespace hob {
+
+using glasshob::Diagnostic;
+using glasshob::ShaderError;
+using glasshob::ShaderFile::Failure;
+
+namespace {
+
+/// The host calls shade(); a text that lacks it is told in the author's terms.
+bool lacksShade(const ShaderError& error) {
+    return std::ranges::any_of(error.diagnostics, [](const Diagnostic& diagnostic) {
+        return diagnostic.severity == Diagnostic::Severity::error && diagnostic.line == 0 &&
+               diagnostic.message.find("undeclared identifier 'shade'") != std::string::npos;
+    });
+}
+
+bool isOnlyWhiteSpace(std::string_view text) {
+    if (text.starts_with("\xEF\xBB\xBF")) text.remove_prefix(3);
+    return glasshob::leadingWhiteSpace(text) == text.size();
+}
+
+} // namespace
+
+std::optional<Source> readSource(Console& console, const std::string& path) {
+    const bool fromInput = path == "-";
+    Source source;
+    source.name = fromInput ? "Standard input" : path;
+    auto text = fromInput ? glasshob::ShaderFile::readDescriptor(STDIN_FILENO, source.name)
+                          : glasshob::ShaderFile::read(path);
+    if (!text) {
+        console.problem(text.error().sentence);
+        return std::nullopt;
+    }
+    if (isOnlyWhiteSpace(*text)) {
+        console.problem(source.name + " is empty: a shader needs at least a shade() function.");
+        return std::nullopt;
+    }
+    source.text = std::move(*text);
+    return source;
+}
+
+void tellCompileError(Console& console, const Source& source, const ShaderError& error) {
+    if (error.diagnostics.empty()) {
+        // A failure that is not about the text says so in one sentence of its own.
+        console.problem(source.name + ": " + error.raw);
+        return;
+    }
+    console.message(error.raw);
+    if (lacksShade(error)) {
+        console.problem(source.name + " defines no shade() that can be called: a shader needs a function "
+                                      "float4 shade(float2 uv, constant Uniforms& u, constant Params& p).");
+    } else {
+        console.problem(source.name + " did not compile.");
+    }
+}
+
+void tellWarnings(Console& console, const Source& source, std::string_view warnings) {
+    if (warnings.empty()) return;
+    console.message(warnings);
+    console.message("hob: " + source.name + " compiles, with warnings.");
+}
+
+} // namespace hob

@@ -1,0 +1,31 @@
+#pragma once
+
+// The shader that a command works on: read from a file or from standard input, and run through the front end of the
+// compiler. Everything that can be wrong with it is told on the console here, in the same words for every command.
+
+#include "GlassHobRender/ShaderError.h"
+#include "hob/Console.h"
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace hob {
+
+struct Source {
+    /// What messages call it.
+    std::string name;
+    std::string text;
+};
+
+/// Reads the file, or standard input for "-". Nothing after the reason was told; a file without any text counts as one
+/// that cannot be used.
+std::optional<Source> readSource(Console& console, const std::string& path);
+
+/// Tells the compiler's messages and what they mean for the file.
+void tellCompileError(Console& console, const Source& source, const glasshob::ShaderError& error);
+
+/// Tells warnings of a compile that succeeded; nothing when there are none.
+void tellWarnings(Console& console, const Source& source, std::string_view warnings);
+
+} // namespace hob

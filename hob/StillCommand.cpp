@@ -1,0 +1,128 @@
+#include "GPU/Device.h"
+#include "GlassHobCore/EpisodeMeta.h"
+#include "GlassHobRender/ShaderProgram.h"
+#include "GlassHobRender/StillRenderer.h"
+#include "hob/Commands.h"
+#include "hob/Output.h"
+#include "hob/Source.h"
+#include "hob/Values.h"
+
+#include <cmath>
+
+namespace hob {
+
+namespace {
+
+constexpr Option options[] = {
+    {"--output", "-o", "OUT.png", "the picture's file; - for standard output"},
+    {"--size", "", "WxH", "width and height in pixels (1920x1080)"},
+    {"--time", "", "T", "shader time in seconds (the shader's @still time, else 10)"},
+    {"--frame", "", "N", "the frame number that the shader sees (0)"},
+    {"--set", "", "NAME=VALUE", "set a slider; may be repeated"},
+};
+
+/// What the options say, apart from the sliders, which need the shader.
+struct Request {
+    std::string output;
+    Size size;
+    std::optional<double> time;
+    std::uint32_t frame = 0;
+};
+
+std::expected<Request, std::string> readRequest(const Arguments& arguments) {
+    Request request;
+    const auto output = arguments.value("--output");
+    if (!output) return std::unexpected("No file for the picture was given: add -o OUT.png.");
+    request.output = *output;
+    if (const auto text = arguments.value("--size")) {
+        const auto size = readSize(*text);
+        if (!size) return std::unexpected(size.error());
+        request.size = *size;
+    }
+    if (const auto text = arguments.value("--time")) {
+        const auto time = readTime("--time", *text);
+        if (!time) return std::unexpected(time.error());
+        request.time = *time;
+    }
+    if (const auto text = arguments.value("--frame")) {
+        const auto frame = readFrame(*text);
+        if (!frame) return std::unexpected(frame.error());
+        request.frame = *frame;
+    }
+    return request;
+}
+
+ExitStatus draw(const Request& request, const Source& source, const SliderSettings& settings, double time,
+                Console& console) {
+    const auto device = gpu::Device::systemDefault();
+    if (!device) {
+        console.problem(device.error().text);
+        return ExitStatus::failed;
+    }
+    const std::int64_t most = (*device)->maxTextureSize();
+    if (request.size.width > most || request.size.height > most) {
+        console.problem("The device " + (*device)->name() + " draws pictures of at most " + std::to_string(most) +
+                        " pixels a side: choose a smaller --size.");
+        return ExitStatus::failed;
+    }
+    std::shared_ptr<const glasshob::ShaderProgram> program;
+    try {
+        program = std::make_shared<glasshob::ShaderProgram>(source.text, *device);
+    } catch (const glasshob::ShaderError& error) {
+        tellCompileError(console, source, error);
+        return ExitStatus::failed;
+    }
+    tellWarnings(console, source, program->warnings());
+    console.progress("Drawing " + source.name);
+    const auto image =
+        glasshob::StillRenderer::render(program, *device, request.size.width, request.size.height, request.frame,
+                                        settings.values, static_cast<float>(time));
+    const std::string bytes = image ? glasshob::StillRenderer::png(*image) : std::string();
+    console.endProgress();
+    if (bytes.empty()) {
+        console.problem("The still could not be drawn.");
+        return ExitStatus::failed;
+    }
+    return writeOutput(console, request.output, bytes) ? ExitStatus::done : ExitStatus::failed;
+}
+
+ExitStatus run(const Arguments& arguments, Console& console) {
+    const auto request = readRequest(arguments);
+    if (!request) {
+        console.problem(request.error());
+        return ExitStatus::wrongUsage;
+    }
+    const std::string& path = arguments.operands().front();
+    const auto source = readSource(console, path);
+    if (!source) return ExitStatus::failed;
+    const auto settings = readSettings(arguments.values("--set"), glasshob::ParamParser::parse(source->text));
+    if (!settings) {
+        console.problem(settings.error());
+        return ExitStatus::wrongUsage;
+    }
+    for (const std::string& note : settings->notes) console.problem(note);
+    const double time = request->time.value_or(glasshob::EpisodeMeta::parse(source->text).still);
+    if (!std::isfinite(static_cast<float>(time))) {
+        console.problem("The @still time of " + source->name + " is too large: give another with --time.");
+        return ExitStatus::failed;
+    }
+    if (!checkOutput(console, request->output, path)) return ExitStatus::failed;
+    return draw(*request, *source, *settings, time, console);
+}
+
+} // namespace
+
+const Command& stillCommand() {
+    static constexpr Command command = {
+        .name = "still",
+        .summary = "Draw one picture of a shader into a PNG file",
+        .usage = "FILE -o OUT.png [--size WxH] [--time T] [--frame N] [--set NAME=VALUE]...",
+        .notes = "The picture is an opaque sRGB PNG. An existing file is replaced once the picture is complete.\n",
+        .operands = Operands::one,
+        .options = options,
+        .run = run,
+    };
+    return command;
+}
+
+} // namespace hob
