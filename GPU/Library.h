@@ -51,6 +51,8 @@ struct LibraryDescriptor {
     std::string label; // for messages and debuggers
 };
 
+class Function;
+
 class Library : public std::enable_shared_from_this<Library> {
   public:
     // Null when the library has no function of that name.

@@ -1,0 +1,74 @@
+// Device: the choice of hardware, and the factory functions that are only a few lines.
+#include "GPU/Device.h"
+
+#include "GPU/Buffer.h"
+#include "GPU/CommandQueue.h"
+#include "GPU/Library.h"
+#include "GPU/Pipeline.h"
+#include "GPU/Texture.h"
+#include "GPU/Vulkan/VulkanDevice.h"
+
+#include <mutex>
+
+namespace gpu {
+
+std::string_view description(DeviceKind kind) {
+    switch (kind) {
+    case DeviceKind::discrete: return "discrete GPU";
+    case DeviceKind::integrated: return "integrated GPU";
+    case DeviceKind::virtual_: return "virtual GPU";
+    case DeviceKind::cpu: return "CPU";
+    case DeviceKind::other: break;
+    }
+    return "other";
+}
+
+Result<std::shared_ptr<Device>> Device::makeSeparate() {
+    const Result<vulkan::PhysicalDevice> physical = vulkan::choosePhysicalDevice();
+    if (!physical)
+        return std::unexpected(physical.error());
+    Result<std::shared_ptr<vulkan::VulkanDevice>> core = vulkan::VulkanDevice::make(*physical);
+    if (!core)
+        return std::unexpected(core.error());
+    return std::make_shared<Device>(std::make_unique<Impl>(std::move(*core)));
+}
+
+Result<std::shared_ptr<Device>> Device::systemDefault() {
+    static std::mutex mutex;
+    static std::weak_ptr<Device> current;
+    const std::lock_guard lock(mutex);
+    if (std::shared_ptr<Device> device = current.lock(); device != nullptr && !device->lost())
+        return device;
+    Result<std::shared_ptr<Device>> made = makeSeparate();
+    if (made)
+        current = *made;
+    return made;
+}
+
+Result<std::vector<DeviceInfo>> Device::all() {
+    const Result<std::vector<vulkan::PhysicalDevice>> devices = vulkan::physicalDevices();
+    if (!devices)
+        return std::unexpected(devices.error());
+    std::vector<DeviceInfo> infos;
+    for (const vulkan::PhysicalDevice& device : *devices)
+        infos.push_back(device.info);
+    return infos;
+}
+
+Device::Device(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
+
+Device::~Device() { impl_->core->drain(); }
+
+const DeviceInfo& Device::info() const { return impl_->core->physical.info; }
+std::uint64_t Device::generation() const { return impl_->core->generation; }
+bool Device::lost() const { return impl_->core->lost; }
+void Device::injectLoss() { impl_->core->lost = true; }
+std::uint32_t Device::maxTextureSize() const { return impl_->core->limits.maxImageDimension2D; }
+
+Result<std::shared_ptr<DepthStencilState>> Device::makeDepthStencilState(const DepthStencilDescriptor& descriptor) {
+    if (auto made = impl_->core->call("making a depth test", [] { return VK_SUCCESS; }); !made)
+        return std::unexpected(made.error());
+    return std::make_shared<DepthStencilState>(descriptor);
+}
+
+} // namespace gpu
