@@ -1,0 +1,68 @@
+#include "HobProcess.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+TEST_F(HobTest, CheckIsSilentAboutAShaderThatCompiles) {
+    put("a.metal", "\xEF\xBB\xBF// byte-order mark\r\n" + plainShader("uv,\xC2\xA0" "0, 1"));
+    const Outcome outcome = hob({"check", "a.metal", SAMPLE_SHADER}, withoutDriver());
+    EXPECT_EQ(outcome.status, 0) << outcome.shown();
+    EXPECT_EQ(outcome.output, "");
+    const Outcome piped = hob({"check", "-"}, withoutDriver(), plainShader("1"));
+    EXPECT_EQ(piped.status, 0) << piped.shown();
+}
+
+TEST_F(HobTest, CheckPrintsTheCompilersTextOnTheUsersLines) {
+    put("bad.metal", "// one\nfloat4 shade(float2 uv, constant Uniforms& u, constant Params& p) {\n    return floot4(1.0);\n}\n");
+    put("good.metal", plainShader("1"));
+    const Outcome outcome = hob({"check", "bad.metal", "good.metal", "missing.metal"}, withoutDriver());
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.output, "");
+    EXPECT_TRUE(outcome.error.startsWith("shader.metal:3:12: error: ")) << outcome.shown();
+    EXPECT_TRUE(outcome.error.contains("'floot4'")) << outcome.shown();
+    EXPECT_TRUE(outcome.error.contains("    return floot4(1.0);\n           ^")) << outcome.shown();
+    EXPECT_TRUE(outcome.error.contains("hob: bad.metal did not compile.\n")) << outcome.shown();
+    EXPECT_TRUE(outcome.error.contains("hob: There is no file missing.metal")) << outcome.shown();
+    EXPECT_FALSE(outcome.error.contains("good.metal")) << outcome.shown();
+}
+
+TEST_F(HobTest, CheckSaysThatShadeIsMissing) {
+    put("a.metal", "float helper(float x) { return x; }\n");
+    const Outcome outcome = hob({"check", "a.metal"}, withoutDriver());
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_TRUE(outcome.error.contains("hob: a.metal defines no shade() that can be called: ")) << outcome.shown();
+}
+
+TEST_F(HobTest, InfoTellsEveryFieldAsJson) {
+    put("a.metal", "// @param speed 0.6 0 3 How fast\n// @param odd nan -inf inf\n" + plainShader("p.speed") +
+                       "float2 sound(float t, constant Params& p) { return float2(0.0); }\n");
+    const Outcome outcome = hob({"info", "--json", "a.metal"}, withoutDriver());
+    EXPECT_EQ(outcome.status, 0) << outcome.shown();
+    EXPECT_EQ(outcome.error, "");
+    const QJsonObject info = QJsonDocument::fromJson(outcome.output).object();
+    EXPECT_EQ(info["kind"].toString(), "fragment");
+    EXPECT_EQ(info["particles"].toInt(-1), 0);
+    EXPECT_EQ(info["grid"].toInt(-1), 0);
+    EXPECT_EQ(info["stride"].toInt(-1), 0);
+    EXPECT_TRUE(info["hasSound"].toBool());
+    EXPECT_TRUE(info["hasFade"].isBool() && !info["hasFade"].toBool());
+    EXPECT_TRUE(info["hasBackground"].isBool() && !info["hasBackground"].toBool());
+    EXPECT_GT(info["compileMillis"].toDouble(), 0);
+    const QJsonObject speed = {{"name", "speed"}, {"default", 0.6}, {"min", 0}, {"max", 3}, {"detail", "How fast"}};
+    const QJsonObject odd = {{"name", "odd"}, {"default", "nan"}, {"min", "-inf"}, {"max", "inf"}, {"detail", ""}};
+    EXPECT_EQ(info["params"].toArray(), (QJsonArray{speed, odd})) << outcome.output.toStdString();
+    EXPECT_TRUE(outcome.output.contains("\"default\": 0.6,")) << "a float is written with its own few digits";
+
+    const Outcome prose = hob({"info", "a.metal"}, withoutDriver());
+    EXPECT_EQ(prose.status, 0);
+    EXPECT_TRUE(prose.output.contains("speed  0.6 in 0 to 3  How fast\n")) << prose.output.toStdString();
+}
+
+TEST_F(HobTest, InfoFailsWithTheCompilersTextAndPrintsNothing) {
+    put("bad.metal", "float4 shade(\n");
+    const Outcome outcome = hob({"info", "--json", "bad.metal"}, withoutDriver());
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.output, "");
+    EXPECT_TRUE(outcome.error.contains(": error: ")) << outcome.shown();
+}

@@ -1,0 +1,117 @@
+#include "HobProcess.h"
+
+TEST_F(HobTest, GivesHelpAndVersionOnStandardOutput) {
+    const std::vector<std::pair<QStringList, QByteArray>> cases = {
+        {{"--help"}, "Usage: hob COMMAND"},      {{"check", "--help"}, "Usage: hob check FILE..."},
+        {{"info", "--help"}, "Usage: hob info"}, {{"still", "-o", "--help"}, "Usage: hob still FILE -o OUT.png"},
+        {{"sound", "-h"}, "Usage: hob sound"},   {{"devices", "--help"}, "Usage: hob devices"},
+        {{"--version"}, "hob 0."},
+    };
+    for (const auto& [words, beginning] : cases) {
+        const Outcome outcome = hob(words, withoutDriver());
+        EXPECT_EQ(outcome.status, 0) << outcome.shown();
+        EXPECT_TRUE(outcome.output.startsWith(beginning)) << outcome.output.toStdString();
+        EXPECT_TRUE(outcome.output.endsWith('\n'));
+        EXPECT_EQ(outcome.error, "");
+    }
+    const Outcome bare = hob({});
+    EXPECT_EQ(bare.status, 2);
+    EXPECT_TRUE(bare.error.startsWith("Usage: hob COMMAND"));
+    EXPECT_EQ(bare.output, "");
+}
+
+TEST_F(HobTest, RefusesAWrongCommandLineInOneSentence) {
+    put("a.metal", "// @param speed 1 0 2\n" + plainShader("1"));
+    const QStringList still = {"still", "a.metal", "-o", "a.png"};
+    const QStringList sound = {"sound", "a.metal", "-o", "a.wav"};
+    const std::vector<std::pair<QStringList, QByteArray>> cases = {
+        {{"stil", "a.metal"}, "hob still"},
+        {{"--frobnicate"}, "--frobnicate"},
+        {{"check"}, "No shader file"},
+        {{"check", "--fast", "a.metal"}, "--fast"},
+        {{"info", "a.metal", "a.metal"}, "a.metal"},
+        {{"devices", "a.metal"}, "a.metal"},
+        {{"still", "a.metal"}, "-o OUT.png"},
+        {{"sound", "a.metal"}, "-o OUT.wav"},
+        {still + QStringList{"--size", "0x0"}, "0x0"},
+        {still + QStringList{"--size", "0"}, "--size 0"},
+        {still + QStringList{"--size", "100000x100000"}, "16384"},
+        {still + QStringList{"--time", "nan"}, "--time nan"},
+        {still + QStringList{"--time"}, "--time T"},
+        {still + QStringList{"--frame", "-1"}, "--frame -1"},
+        {still + QStringList{"--set", "brightness=1"}, "speed"},
+        {still + QStringList{"--set", "speed=fast"}, "0 to 2"},
+        {sound + QStringList{"--start", "nan"}, "--start nan"},
+        {sound + QStringList{"--duration", "-1"}, "--duration -1"},
+        {sound + QStringList{"--duration", "1e9"}, "--duration 1e9"},
+        {sound + QStringList{"--set", "brightness=1"}, "speed"},
+    };
+    for (const auto& [words, part] : cases) {
+        const Outcome outcome = hob(words, withoutDriver());
+        EXPECT_EQ(outcome.status, 2) << words.join(' ').toStdString() << ": " << outcome.shown();
+        EXPECT_TRUE(isOneSentence(outcome.error)) << outcome.shown();
+        EXPECT_TRUE(outcome.error.contains(part)) << outcome.shown();
+        EXPECT_EQ(outcome.output, "");
+    }
+    EXPECT_EQ(names(), QStringList{"a.metal"});
+}
+
+TEST_F(HobTest, RefusesAFileThatIsNoShaderInOneSentence) {
+    put("latin.metal", "// caf\xE9\n");
+    put("empty.metal", "");
+    put("blank.metal", "\xEF\xBB\xBF \r\n\n");
+    const std::vector<std::pair<QString, QByteArray>> cases = {
+        {"missing.metal", "There is no file missing.metal"}, {".", "is a folder"}, {"latin.metal", "is not UTF-8 text"},
+        {"empty.metal", "is empty"}, {"blank.metal", "is empty"}, {"latin.metal/a", "There is no file"}};
+    const QStringList before = names();
+    for (const auto& [name, part] : cases) {
+        for (const QStringList& words : {QStringList{"check", name}, QStringList{"info", "--json", name},
+                                         QStringList{"still", name, "-o", "out"}, QStringList{"sound", name, "-o", "out"}}) {
+            const Outcome outcome = hob(words, withoutDriver());
+            EXPECT_EQ(outcome.status, 1) << words.join(' ').toStdString() << ": " << outcome.shown();
+            EXPECT_TRUE(isOneSentence(outcome.error)) << outcome.shown();
+            EXPECT_TRUE(outcome.error.contains(part)) << outcome.shown();
+            EXPECT_EQ(outcome.output, "");
+        }
+    }
+    EXPECT_EQ(names(), before);
+}
+
+TEST_F(HobTest, RefusesAPlaceThatCannotBeWrittenBeforeAnyWork) {
+    put("a.metal", plainShader("1") + "float2 sound(float t, constant Params& p) { return float2(0.0); }\n");
+    const std::vector<std::pair<QString, QByteArray>> cases = {{"none/out", "its folder does not exist"},
+                                                               {".", "it is a folder"},
+                                                               {"a.metal", "is the shader itself"},
+                                                               {"a.metal/out", "is not a folder"}};
+    const QByteArray before = get("a.metal");
+    for (const auto& [place, part] : cases) {
+        for (const char* command : {"still", "sound"}) {
+            // Without a driver any work would end in another sentence.
+            const Outcome outcome = hob({command, "a.metal", "-o", place}, withoutDriver());
+            EXPECT_EQ(outcome.status, 1) << outcome.shown();
+            EXPECT_TRUE(isOneSentence(outcome.error)) << outcome.shown();
+            EXPECT_TRUE(outcome.error.contains(part)) << outcome.shown();
+        }
+    }
+    EXPECT_EQ(names(), QStringList{"a.metal"});
+    EXPECT_EQ(get("a.metal"), before);
+}
+
+TEST_F(HobTest, SaysThatThereIsNoDriver) {
+    put("a.metal", plainShader("1") + "float2 sound(float t, constant Params& p) { return float2(0.0); }\n");
+    for (const QStringList& words : {QStringList{"still", "a.metal", "-o", "out"}, QStringList{"sound", "a.metal", "-o", "out"},
+                                     QStringList{"devices"}}) {
+        const Outcome outcome = hob(words, withoutDriver());
+        EXPECT_EQ(outcome.status, 1) << outcome.shown();
+        EXPECT_TRUE(isOneSentence(outcome.error)) << outcome.shown();
+        EXPECT_TRUE(outcome.error.contains("Vulkan")) << outcome.shown();
+        EXPECT_EQ(outcome.output, "");
+    }
+    EXPECT_FALSE(has("out"));
+}
+
+TEST_F(HobTest, FailsWhenStandardOutputCannotBeWritten) {
+    const QByteArray command = QByteArray(HOB_PROGRAM) + " --help > /dev/full";
+    EXPECT_EQ(WEXITSTATUS(std::system(command + " 2>" + path("error").toUtf8())), 1);
+    EXPECT_TRUE(isOneSentence(get("error"))) << get("error").toStdString();
+}
