@@ -1,9 +1,12 @@
 #include "GlassHobCore/Numbers.h"
 
+#include <QProcess>
+#include <QTemporaryDir>
 #include <gtest/gtest.h>
 
 #include <clocale>
 #include <cmath>
+#include <cstdio>
 
 using namespace glasshob;
 
@@ -32,12 +35,18 @@ TEST(Numbers, TwoDecimalsDropTrailingZeros) {
 }
 
 TEST(Numbers, ReadAndWriteAPointUnderACommaLocale) {
-    const char* const locales[] = {"de_DE.UTF-8", "de_DE.utf8", "fr_FR.UTF-8"};
-    bool found = false;
-    for (const char* name : locales) found = found || std::setlocale(LC_ALL, name) != nullptr;
-    if (!found) GTEST_SKIP() << "no locale with a decimal comma is installed";
+    // A locale of the test's own, since a machine need not have any with a decimal comma.
+    const QTemporaryDir folder;
+    const QString locale = folder.filePath("de_DE.UTF-8");
+    const int status = QProcess::execute("localedef", {"-i", "de_DE", "-f", "UTF-8", locale});
+    if (status != 0) GTEST_SKIP() << "localedef or the locale definitions are not installed";
+    qputenv("LOCPATH", folder.path().toUtf8());
+    ASSERT_NE(std::setlocale(LC_ALL, "de_DE.UTF-8"), nullptr);
+    char text[16] = {};
+    std::snprintf(text, sizeof text, "%.1f", 1.5);
+    EXPECT_STREQ(text, "1,5") << "the locale is in force";
     EXPECT_EQ(parseFloat("1.5"), 1.5f);
-    EXPECT_EQ(parseFloat("1,5"), std::nullopt);
+    EXPECT_EQ(parseDouble("1,5"), std::nullopt);
     EXPECT_EQ(shortestText(1.5f), "1.5");
     EXPECT_EQ(twoDecimals(1.5f), "1.5");
     std::setlocale(LC_ALL, "C");
