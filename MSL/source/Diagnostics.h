@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace msl {
@@ -45,10 +46,12 @@ class Diagnostics {
     };
     void add(Severity severity, SourceLocation at, std::string message);
     void print(const Record& record, std::string& out) const;
+    std::vector<std::pair<std::size_t, std::size_t>> groupsInTextOrder() const; // [first, last) of records_
 
     const SourceManager& sources_;
     std::vector<Record> records_;
     unsigned errorCount_ = 0;
+    unsigned warningCount_ = 0;
     bool droppingNotes_ = false; // the message before was dropped, so its notes go too
 };
 

@@ -5,6 +5,7 @@
 #include "MSL/source/SourceLocation.h"
 
 #include <cstddef>
+#include <deque>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -24,6 +25,13 @@ class SourceManager {
 
     std::string_view text() const { return text_; }
 
+    // The text as regions that are read one after the other as if each were a file of its own: what comes before the
+    // foreign bytes, these, and what comes after them. Nothing that one region leaves open swallows the next.
+    std::uint32_t regionEnd(std::uint32_t offset) const;
+
+    // A number that differs between places whose #line directives name different files.
+    std::uint32_t fileIndex(std::uint32_t offset) const;
+
     // "#line line "file"" stood at directiveOffset; it takes effect from the next line on. An empty file keeps the name.
     void addLineDirective(std::uint32_t directiveOffset, std::uint32_t line, std::string_view file);
 
@@ -35,17 +43,17 @@ class SourceManager {
         std::uint32_t offset;       // of the first byte it applies to
         std::uint32_t physicalLine; // 0-based line of that byte
         std::uint32_t line;
-        std::string_view file;
+        std::uint32_t fileIndex; // into fileNames_
     };
     std::uint32_t physicalLine(std::uint32_t offset) const;
+    const LineDirective* directiveFor(std::uint32_t offset) const;
 
     std::string_view text_;
-    std::string fileName_;
     std::size_t foreignBegin_;
     std::size_t foreignEnd_;
     mutable std::vector<std::uint32_t> lineStarts_; // made on first need
     std::vector<LineDirective> directives_;
-    std::vector<std::string> fileNames_;
+    std::deque<std::string> fileNames_; // [0] is the name before any directive; never moved, views point into it
 };
 
 } // namespace msl

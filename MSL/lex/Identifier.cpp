@@ -1,0 +1,150 @@
+#include "MSL/lex/Identifier.h"
+
+#include "MSL/lex/PredefinedMacros.h"
+#include "MSL/lex/Token.h"
+
+#include <cstring>
+
+namespace msl {
+
+namespace {
+
+struct Keyword {
+    std::string_view text;
+    TokenKind kind;
+};
+
+constexpr Keyword keywords[] = {
+    {"alignas", TokenKind::kwAlignas},
+    {"alignof", TokenKind::kwAlignof},
+    {"asm", TokenKind::kwAsm},
+    {"__asm__", TokenKind::kwAsm},
+    {"__attribute__", TokenKind::kwAttribute},
+    {"auto", TokenKind::kwAuto},
+    {"break", TokenKind::kwBreak},
+    {"case", TokenKind::kwCase},
+    {"catch", TokenKind::kwCatch},
+    {"class", TokenKind::kwClass},
+    {"const", TokenKind::kwConst},
+    {"const_cast", TokenKind::kwConstCast},
+    {"constant", TokenKind::kwConstant},
+    {"constexpr", TokenKind::kwConstexpr},
+    {"continue", TokenKind::kwContinue},
+    {"decltype", TokenKind::kwDecltype},
+    {"default", TokenKind::kwDefault},
+    {"delete", TokenKind::kwDelete},
+    {"device", TokenKind::kwDevice},
+    {"do", TokenKind::kwDo},
+    {"dynamic_cast", TokenKind::kwDynamicCast},
+    {"else", TokenKind::kwElse},
+    {"enum", TokenKind::kwEnum},
+    {"explicit", TokenKind::kwExplicit},
+    {"extern", TokenKind::kwExtern},
+    {"false", TokenKind::kwFalse},
+    {"for", TokenKind::kwFor},
+    {"fragment", TokenKind::kwFragment},
+    {"friend", TokenKind::kwFriend},
+    {"goto", TokenKind::kwGoto},
+    {"if", TokenKind::kwIf},
+    {"inline", TokenKind::kwInline},
+    {"__inline__", TokenKind::kwInline},
+    {"kernel", TokenKind::kwKernel},
+    {"mutable", TokenKind::kwMutable},
+    {"namespace", TokenKind::kwNamespace},
+    {"new", TokenKind::kwNew},
+    {"noexcept", TokenKind::kwNoexcept},
+    {"nullptr", TokenKind::kwNullptr},
+    {"operator", TokenKind::kwOperator},
+    {"private", TokenKind::kwPrivate},
+    {"protected", TokenKind::kwProtected},
+    {"public", TokenKind::kwPublic},
+    {"reinterpret_cast", TokenKind::kwReinterpretCast},
+    {"__restrict", TokenKind::kwRestrict},
+    {"__restrict__", TokenKind::kwRestrict},
+    {"restrict", TokenKind::kwRestrict},
+    {"return", TokenKind::kwReturn},
+    {"signed", TokenKind::kwSigned},
+    {"sizeof", TokenKind::kwSizeof},
+    {"static", TokenKind::kwStatic},
+    {"static_assert", TokenKind::kwStaticAssert},
+    {"_Static_assert", TokenKind::kwStaticAssert},
+    {"static_cast", TokenKind::kwStaticCast},
+    {"struct", TokenKind::kwStruct},
+    {"switch", TokenKind::kwSwitch},
+    {"template", TokenKind::kwTemplate},
+    {"this", TokenKind::kwThis},
+    {"thread", TokenKind::kwThread},
+    {"threadgroup", TokenKind::kwThreadgroup},
+    {"throw", TokenKind::kwThrow},
+    {"true", TokenKind::kwTrue},
+    {"try", TokenKind::kwTry},
+    {"typedef", TokenKind::kwTypedef},
+    {"typename", TokenKind::kwTypename},
+    {"union", TokenKind::kwUnion},
+    {"unsigned", TokenKind::kwUnsigned},
+    {"using", TokenKind::kwUsing},
+    {"vertex", TokenKind::kwVertex},
+    {"virtual", TokenKind::kwVirtual},
+    {"volatile", TokenKind::kwVolatile},
+    {"while", TokenKind::kwWhile},
+};
+
+std::uint32_t hashOf(std::string_view text) {
+    std::uint64_t h = 0x9E3779B97F4A7C15ULL ^ text.size();
+    const char* at = text.data();
+    std::size_t left = text.size();
+    auto mix = [&](std::uint64_t word) {
+        h = (h ^ word) * 0xD6E8FEB86659FD93ULL;
+        h ^= h >> 32;
+    };
+    for (; left >= 8; at += 8, left -= 8) {
+        std::uint64_t word;
+        std::memcpy(&word, at, 8);
+        mix(word);
+    }
+    std::uint64_t last = 0;
+    std::memcpy(&last, at, left);
+    mix(last);
+    return static_cast<std::uint32_t>(h ^ (h >> 29));
+}
+
+} // namespace
+
+IdentifierTable::IdentifierTable(Arena& arena) : arena_(arena), slots_(512, nullptr) {
+    all_.reserve(256);
+    for (const Keyword& keyword : keywords)
+        getMutable(keyword.text)->keyword = static_cast<std::uint16_t>(keyword.kind);
+}
+
+Identifier* IdentifierTable::getMutable(std::string_view text) {
+    std::uint32_t hash = hashOf(text);
+    std::size_t mask = slots_.size() - 1;
+    std::size_t i = hash & mask;
+    while (Identifier* found = slots_[i]) {
+        if (found->hash == hash && found->text == text)
+            return found;
+        i = (i + 1) & mask;
+    }
+    auto* made = arena_.make<Identifier>();
+    made->text = arena_.copyText(text);
+    made->hash = hash;
+    made->isMacro = isPredefinedMacro(text);
+    slots_[i] = made;
+    all_.push_back(made);
+    if (all_.size() * 2 > slots_.size())
+        grow();
+    return made;
+}
+
+void IdentifierTable::grow() {
+    slots_.assign(slots_.size() * 2, nullptr);
+    std::size_t mask = slots_.size() - 1;
+    for (Identifier* identifier : all_) {
+        std::size_t i = identifier->hash & mask;
+        while (slots_[i])
+            i = (i + 1) & mask;
+        slots_[i] = identifier;
+    }
+}
+
+} // namespace msl
