@@ -74,6 +74,6 @@ constexpr std::size_t bytesPerPixel(PixelFormat format) {
 inline constexpr std::uint32_t maxBufferArguments = 31;
 inline constexpr std::uint32_t maxTextureArguments = 128;
 inline constexpr std::uint32_t maxSamplerArguments = 16;
-inline constexpr std::size_t maxInlineBytes = 4096; // setBytes takes no more
+inline constexpr std::size_t maxInlineBytes = 16384; // setBytes takes no more; what every device binds as a block
 
 } // namespace gpu

@@ -1,0 +1,46 @@
+#include "GlassHobRender/ShaderCompiler.h"
+
+#include <algorithm>
+
+namespace glasshob::ShaderCompiler {
+namespace {
+
+// Where the user's text lies in the assembled source: behind the first line that numbers it. The prelude before it holds no
+// such text of the user's.
+std::size_t userTextBegin(std::string_view assembled) {
+    const std::string marker = "#line 1 \"" + std::string(ShaderAssembler::userFileName) + "\"\n";
+    const std::size_t at = assembled.find(marker);
+    return at == std::string_view::npos ? assembled.size() : at + marker.size();
+}
+
+ShaderError makeError(const AssembledShader& assembled, std::string raw) {
+    std::vector<Diagnostic> diagnostics = DiagnosticParser::parse(raw);
+    const ShaderKind kind = assembled.kind();
+    const bool hostCodeFailed = std::ranges::any_of(diagnostics, [](const Diagnostic& diagnostic) {
+        return diagnostic.severity == Diagnostic::Severity::error && diagnostic.line == 0;
+    });
+    if (kind != ShaderKind::fragment && hostCodeFailed) {
+        std::string hint = kind == ShaderKind::grid ? "a vertex episode defines:\n" : "a particle episode defines:\n";
+        hint += kind == ShaderKind::grid ? ShaderAssembler::gridHelp : ShaderAssembler::particleHelp;
+        raw += "\nnote: " + hint;
+        diagnostics.push_back({Diagnostic::Severity::note, 0, 0, std::move(hint)});
+    }
+    return {std::move(diagnostics), std::move(raw)};
+}
+
+} // namespace
+
+std::expected<CompiledShader, ShaderError> compile(std::string_view source, std::chrono::milliseconds timeLimit) {
+    CompiledShader shader{ShaderAssembler::assemble(source), {}};
+    msl::CompileOptions options;
+    options.timeLimit = timeLimit;
+    options.foreignBegin = userTextBegin(shader.assembled.source);
+    options.foreignEnd = std::min(options.foreignBegin + source.size(), shader.assembled.source.size());
+    std::expected<msl::CompiledLibrary, msl::CompileError> library = msl::compile(shader.assembled.source, options);
+    if (!library)
+        return std::unexpected(makeError(shader.assembled, std::move(library.error().text)));
+    shader.library = std::move(*library);
+    return shader;
+}
+
+} // namespace glasshob::ShaderCompiler
