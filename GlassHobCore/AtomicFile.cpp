@@ -18,9 +18,7 @@ using Outcome = std::expected<void, std::string>;
 
 std::unexpected<std::string> fail(const std::string& path, int error) {
     const std::string name = path.empty() ? "A file without a name" : path;
-    const auto because = [&](const char* reason) {
-        return std::unexpected(name + " could not be written: " + reason);
-    };
+    const auto because = [&](const char* reason) { return std::unexpected(name + " could not be written: " + reason); };
     switch (error) {
     case EISDIR: return because("it is a folder, so give the name of a file.");
     case ENOENT: return because("its folder does not exist, so make the folder first or choose another.");
@@ -32,7 +30,8 @@ std::unexpected<std::string> fail(const std::string& path, int error) {
     case EDQUOT: return because("the disk is full, so make room or choose another place.");
     case ENAMETOOLONG: return because("its name is too long, so choose a shorter one.");
     case ELOOP: return because("its symbolic links lead in a circle, so choose another place.");
-    default: return std::unexpected(name + " could not be written (" + strerrordesc_np(error) + "): choose another place.");
+    default:
+        return std::unexpected(name + " could not be written (" + strerrordesc_np(error) + "): choose another place.");
     }
 }
 
@@ -118,7 +117,8 @@ std::string temporaryPath(const std::string& path) {
     static constexpr std::string_view letters = "abcdefghijklmnopqrstuvwxyz0123456789";
     std::random_device random;
     std::string name = folderOf(path) + "/." + nameOf(path).substr(0, 200) + ".";
-    for (int i = 0; i < 8; ++i) name += letters[random() % letters.size()];
+    for (int i = 0; i < 8; ++i)
+        name += letters[random() % letters.size()];
     return name;
 }
 

@@ -10,12 +10,17 @@ namespace {
 
 const QString mark = QStringLiteral("//");
 
-bool isBlank(const QString& line) { return QStringView(line).trimmed().isEmpty(); }
-bool isCommented(const QString& line) { return QStringView(line).trimmed().startsWith(mark); }
+bool isBlank(const QString& line) {
+    return QStringView(line).trimmed().isEmpty();
+}
+bool isCommented(const QString& line) {
+    return QStringView(line).trimmed().startsWith(mark);
+}
 
 qsizetype indentation(const QString& line) {
     qsizetype width = 0;
-    while (width < line.size() && (line[width] == u' ' || line[width] == u'\t')) ++width;
+    while (width < line.size() && (line[width] == u' ' || line[width] == u'\t'))
+        ++width;
     return width;
 }
 

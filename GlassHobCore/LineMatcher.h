@@ -39,21 +39,24 @@ class LineMatcher {
     /// `[A-Za-z_][A-Za-z0-9_]*`; empty when there is none.
     std::string_view identifier() {
         std::size_t length = 0;
-        while (length < rest_.size() && (isLetter(rest_[length]) || (length > 0 && isDigit(rest_[length])))) ++length;
+        while (length < rest_.size() && (isLetter(rest_[length]) || (length > 0 && isDigit(rest_[length]))))
+            ++length;
         return take(length);
     }
 
     /// `\S+`; empty when there is none.
     std::string_view token() {
         std::size_t length = 0;
-        while (length < rest_.size() && leadingWhiteSpaceCharacter(length) == 0) ++length;
+        while (length < rest_.size() && leadingWhiteSpaceCharacter(length) == 0)
+            ++length;
         return take(length);
     }
 
     /// `[0-9]+`; empty when there is none.
     std::string_view digits() {
         std::size_t length = 0;
-        while (length < rest_.size() && isDigit(rest_[length])) ++length;
+        while (length < rest_.size() && isDigit(rest_[length]))
+            ++length;
         return take(length);
     }
 

@@ -109,7 +109,8 @@ std::size_t leadingWhiteSpace(std::string_view text) {
 std::string_view trimmedEnd(std::string_view text) {
     while (!text.empty()) {
         std::size_t start = text.size() - 1;
-        while (start > 0 && text.size() - start < 4 && (byteAt(text, start) & 0xC0) == 0x80) --start;
+        while (start > 0 && text.size() - start < 4 && (byteAt(text, start) & 0xC0) == 0x80)
+            --start;
         const DecodedCharacter character = decodeCharacter(text.substr(start));
         if (character.length != text.size() - start || !isWhiteSpace(character.value)) break;
         text.remove_suffix(character.length);

@@ -41,7 +41,8 @@ DecodedCharacter decodeCharacter(std::string_view text);
 
 /// The Unicode property White_Space (tab to carriage return, blank, U+0085, U+00A0, U+2003, U+3000 and the rest).
 bool isWhiteSpace(char32_t character);
-/// The characters that `.` does not match in a regular expression: line feed to carriage return, U+0085, U+2028, U+2029.
+/// The characters that `.` does not match in a regular expression: line feed to carriage return, U+0085, U+2028,
+/// U+2029.
 bool isLineBreak(char32_t character);
 
 /// Length in bytes of the white space at the front of a text.

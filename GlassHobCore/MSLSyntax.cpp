@@ -11,20 +11,22 @@ namespace {
 
 const QSet<QString>& keywords() {
     static const QSet<QString> words = {
-        "if",       "else",      "for",    "while",  "do",          "return",  "break",    "continue", "switch",
-        "case",     "default",   "struct", "constant", "device",    "thread",  "threadgroup", "const", "constexpr",
-        "static",   "inline",    "using",  "namespace", "true",     "false",   "kernel",   "vertex",   "fragment",
-        "typedef",  "enum",      "sizeof", "auto",   "template",    "typename"};
+        "if",      "else",    "for",    "while",     "do",       "return",  "break",       "continue", "switch",
+        "case",    "default", "struct", "constant",  "device",   "thread",  "threadgroup", "const",    "constexpr",
+        "static",  "inline",  "using",  "namespace", "true",     "false",   "kernel",      "vertex",   "fragment",
+        "typedef", "enum",    "sizeof", "auto",      "template", "typename"};
     return words;
 }
 
 const QSet<QString>& types() {
     static const QSet<QString> words = [] {
-        QSet<QString> names = {"void",     "bool",    "uint",   "int",      "float",  "half",   "short",     "ushort",
-                               "char",     "uchar",   "long",   "ulong",    "size_t", "Uniforms", "Params",  "Particle",
-                               "Vertex",   "Trails",  "texture2d", "sampler", "atomic_uint", "atomic_int"};
+        QSet<QString> names = {"void",      "bool",     "uint",        "int",       "float",  "half",
+                               "short",     "ushort",   "char",        "uchar",     "long",   "ulong",
+                               "size_t",    "Uniforms", "Params",      "Particle",  "Vertex", "Trails",
+                               "texture2d", "sampler",  "atomic_uint", "atomic_int"};
         for (const char* element : {"bool", "int", "uint", "float", "half", "short", "ushort", "char", "uchar"}) {
-            for (char size = '2'; size <= '4'; ++size) names.insert(QString::fromLatin1(element) + QLatin1Char(size));
+            for (char size = '2'; size <= '4'; ++size)
+                names.insert(QString::fromLatin1(element) + QLatin1Char(size));
         }
         for (const char* element : {"float", "half"}) {
             for (char columns = '2'; columns <= '4'; ++columns) {
@@ -39,14 +41,18 @@ const QSet<QString>& types() {
     return words;
 }
 
-bool isDigit(QChar c) { return c >= u'0' && c <= u'9'; }
+bool isDigit(QChar c) {
+    return c >= u'0' && c <= u'9';
+}
 
 bool isWordStart(QChar c) {
     if (c.unicode() < 0x80) return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z') || c == u'_';
     return c.isLetter();
 }
 
-bool isWordPart(QChar c) { return isDigit(c) || isWordStart(c); }
+bool isWordPart(QChar c) {
+    return isDigit(c) || isWordStart(c);
+}
 
 /// Reads one line from the left; every reader takes the position where its token starts and gives the one behind it.
 class LineLexer {
@@ -105,8 +111,10 @@ class LineLexer {
             if (c == u'"') break;
             if (c == u'\\') {
                 // Behind the last character it takes the line feed, and the string goes on.
-                if (at == line_.size()) end_ = LineState::string;
-                else ++at;
+                if (at == line_.size())
+                    end_ = LineState::string;
+                else
+                    ++at;
             }
         }
         add(SyntaxKind::string, start, at);
@@ -123,13 +131,15 @@ class LineLexer {
 
     qsizetype lineComment(qsizetype start) {
         qsizetype mark = start + 2;
-        while (peek(mark) == u' ' || peek(mark) == u'\t') ++mark;
+        while (peek(mark) == u' ' || peek(mark) == u'\t')
+            ++mark;
         if (peek(mark) != u'@' || !isWordStart(peek(mark + 1))) {
             add(SyntaxKind::comment, start, line_.size());
             return line_.size();
         }
         qsizetype end = mark + 1;
-        while (isWordPart(peek(end)) || peek(end) == u'-') ++end;
+        while (isWordPart(peek(end)) || peek(end) == u'-')
+            ++end;
         add(SyntaxKind::header, start, line_.size());
         add(SyntaxKind::headerKey, mark, end);
         return line_.size();
@@ -157,11 +167,14 @@ class LineLexer {
 
     qsizetype word(qsizetype start) {
         qsizetype end = start + 1;
-        while (isWordPart(peek(end))) ++end;
+        while (isWordPart(peek(end)))
+            ++end;
         // Looks the word up without copying it.
         const QString word = QString::fromRawData(line_.data() + start, end - start);
-        if (keywords().contains(word)) add(SyntaxKind::keyword, start, end);
-        else if (types().contains(word)) add(SyntaxKind::type, start, end);
+        if (keywords().contains(word))
+            add(SyntaxKind::keyword, start, end);
+        else if (types().contains(word))
+            add(SyntaxKind::type, start, end);
         return end;
     }
 

@@ -29,9 +29,13 @@ std::optional<Number> parseWhole(std::string_view text, Reader reader) {
 
 } // namespace
 
-std::optional<float> parseFloat(std::string_view text) { return parseWhole<float>(text, strtof_l); }
+std::optional<float> parseFloat(std::string_view text) {
+    return parseWhole<float>(text, strtof_l);
+}
 
-std::optional<double> parseDouble(std::string_view text) { return parseWhole<double>(text, strtod_l); }
+std::optional<double> parseDouble(std::string_view text) {
+    return parseWhole<double>(text, strtod_l);
+}
 
 std::optional<std::int64_t> parseInteger(std::string_view text) {
     if (text.starts_with('+')) {
@@ -57,7 +61,8 @@ std::string twoDecimals(float value) {
     const auto result = std::to_chars(text, text + sizeof text, value, std::chars_format::fixed, 2);
     std::string decimals(text, result.ptr);
     if (decimals.find('.') == std::string::npos) return decimals;
-    while (decimals.ends_with('0')) decimals.pop_back();
+    while (decimals.ends_with('0'))
+        decimals.pop_back();
     if (decimals.ends_with('.')) decimals.pop_back();
     return decimals;
 }

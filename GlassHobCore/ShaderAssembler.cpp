@@ -154,9 +154,13 @@ ShaderKind kind(std::string_view source) {
     return gridCells(source) >= 1 ? ShaderKind::grid : ShaderKind::fragment;
 }
 
-std::int64_t particleCount(std::string_view source) { return directive(source, "particles", particleLimit); }
+std::int64_t particleCount(std::string_view source) {
+    return directive(source, "particles", particleLimit);
+}
 
-std::int64_t gridCells(std::string_view source) { return directive(source, "grid", gridLimit); }
+std::int64_t gridCells(std::string_view source) {
+    return directive(source, "grid", gridLimit);
+}
 
 } // namespace ShaderAssembler
 

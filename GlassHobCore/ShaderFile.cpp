@@ -20,13 +20,10 @@ std::unexpected<Failure> failReading(std::string_view name, int error) {
     std::string sentence(name);
     switch (error) {
     case ENOENT:
-    case ENOTDIR:
-        return fail(Problem::missing, "There is no file " + sentence + ": check its name and folder.");
-    case EISDIR:
-        return fail(Problem::folder, sentence + " is a folder: name a shader file inside it.");
+    case ENOTDIR: return fail(Problem::missing, "There is no file " + sentence + ": check its name and folder.");
+    case EISDIR: return fail(Problem::folder, sentence + " is a folder: name a shader file inside it.");
     case EACCES:
-    case EPERM:
-        return fail(Problem::unreadable, sentence + " may not be read by you: check its permissions.");
+    case EPERM: return fail(Problem::unreadable, sentence + " may not be read by you: check its permissions.");
     default:
         return fail(Problem::unreadable,
                     sentence + " could not be read (" + strerrordesc_np(error) + "): check the disk it lies on.");

@@ -25,7 +25,8 @@ std::size_t editDistance(std::string_view a, std::string_view b) {
 std::unexpected<std::string> unknownOption(std::string_view command, std::span<const Option> options,
                                            std::string_view word) {
     std::vector<std::string_view> names = {"--help"};
-    for (const Option& option : options) names.push_back(option.name);
+    for (const Option& option : options)
+        names.push_back(option.name);
     std::string sentence = "There is no option " + std::string(word);
     const std::string_view near = closest(word, names);
     if (!near.empty()) return std::unexpected(sentence + ": did you mean " + std::string(near) + "?");
@@ -82,8 +83,8 @@ std::expected<Arguments, std::string> Arguments::parse(std::string_view command,
             if (attached) return std::unexpected("The option " + std::string(name) + " takes no value.");
         } else if (!attached) {
             if (++i == words.size()) {
-                return std::unexpected("The option " + std::string(name) + " needs a value: " + std::string(name) + " " +
-                                       std::string(option->value) + ".");
+                return std::unexpected("The option " + std::string(name) + " needs a value: " + std::string(name) +
+                                       " " + std::string(option->value) + ".");
             }
             value = words[i];
         }
@@ -102,7 +103,9 @@ std::expected<Arguments, std::string> Arguments::parse(std::string_view command,
     return arguments;
 }
 
-bool Arguments::has(std::string_view option) const { return value(option).has_value(); }
+bool Arguments::has(std::string_view option) const {
+    return value(option).has_value();
+}
 
 std::optional<std::string> Arguments::value(std::string_view option) const {
     const auto all = values(option);

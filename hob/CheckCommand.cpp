@@ -21,7 +21,8 @@ bool check(const std::string& path, Console& console) {
 
 ExitStatus run(const Arguments& arguments, Console& console) {
     bool allGood = true;
-    for (const std::string& path : arguments.operands()) allGood = check(path, console) && allGood;
+    for (const std::string& path : arguments.operands())
+        allGood = check(path, console) && allGood;
     return allGood ? ExitStatus::done : ExitStatus::failed;
 }
 

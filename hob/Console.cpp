@@ -33,7 +33,9 @@ void Console::message(std::string_view text) {
     writeAll(error_, whole);
 }
 
-void Console::problem(std::string_view sentence) { message("hob: " + std::string(sentence)); }
+void Console::problem(std::string_view sentence) {
+    message("hob: " + std::string(sentence));
+}
 
 void Console::progress(std::string_view text) {
     if (!errorIsTerminal_) return;

@@ -37,8 +37,9 @@ const Command& devicesCommand() {
         .name = "devices",
         .summary = "List the GPUs that can be used",
         .usage = "",
-        .notes = "The one with a star is used: a discrete GPU before an integrated one before the CPU. A part of a name in\n"
-                 "the environment variable GLASSHOB_DEVICE chooses another.\n",
+        .notes =
+            "The one with a star is used: a discrete GPU before an integrated one before the CPU. A part of a name in\n"
+            "the environment variable GLASSHOB_DEVICE chooses another.\n",
         .operands = Operands::none,
         .options = {},
         .run = run,

@@ -59,7 +59,8 @@ std::string unknownCommand(const std::string& word) {
 }
 
 ExitStatus runCommand(const Command& command, std::span<const std::string> words, Console& console) {
-    const auto arguments = Arguments::parse("hob " + std::string(command.name), command.options, command.operands, words);
+    const auto arguments =
+        Arguments::parse("hob " + std::string(command.name), command.options, command.operands, words);
     if (!arguments) {
         console.problem(arguments.error());
         return ExitStatus::wrongUsage;

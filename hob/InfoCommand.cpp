@@ -29,7 +29,9 @@ struct Info {
     double compileMillis = 0;
 };
 
-QString text(std::string_view utf8) { return QString::fromUtf8(utf8.data(), static_cast<qsizetype>(utf8.size())); }
+QString text(std::string_view utf8) {
+    return QString::fromUtf8(utf8.data(), static_cast<qsizetype>(utf8.size()));
+}
 
 /// A float as JSON: its shortest digits; a string where JSON has no number for it.
 QJsonValue number(float value) {
@@ -63,7 +65,8 @@ QByteArray json(const Info& info) {
 
 std::string sliderLines(const std::vector<ParamDecl>& params) {
     std::size_t width = 0;
-    for (const ParamDecl& param : params) width = std::max(width, param.name.size());
+    for (const ParamDecl& param : params)
+        width = std::max(width, param.name.size());
     std::string lines;
     for (const ParamDecl& param : params) {
         lines += "  " + param.name + std::string(width - param.name.size() + 2, ' ') +
@@ -121,9 +124,10 @@ const Command& infoCommand() {
         .name = "info",
         .summary = "Tell a shader's kind, sliders and features",
         .usage = "[--json] FILE",
-        .notes = "With --json the keys are kind, particles, grid, hasSound, hasFade, hasBackground, stride (bytes of one\n"
-                 "particle), params (name, default, min, max, detail) and compileMillis. A number that is not finite\n"
-                 "is a string. No GPU and no driver is needed.\n",
+        .notes =
+            "With --json the keys are kind, particles, grid, hasSound, hasFade, hasBackground, stride (bytes of one\n"
+            "particle), params (name, default, min, max, detail) and compileMillis. A number that is not finite\n"
+            "is a string. No GPU and no driver is needed.\n",
         .operands = Operands::one,
         .options = options,
         .run = run,

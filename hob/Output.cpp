@@ -20,7 +20,8 @@ bool isSameFile(const std::string& a, const std::string& b) {
 bool checkOutput(Console& console, const std::string& output, const std::string& source) {
     if (output == "-") {
         if (!console.outputIsTerminal()) return true;
-        console.problem("The result is no text, and standard output is a terminal: give a file, or send it on with a pipe.");
+        console.problem(
+            "The result is no text, and standard output is a terminal: give a file, or send it on with a pipe.");
         return false;
     }
     if (isSameFile(output, source)) {

@@ -66,8 +66,8 @@ ExitStatus render(const Request& request, const Source& source, const SliderSett
                          glasshob::twoDecimals(static_cast<float>(total)) + " s");
         return true;
     };
-    const auto samples = glasshob::AudioRenderer::render(program, *device, settings.values, request.start,
-                                                         request.duration, progress);
+    const auto samples =
+        glasshob::AudioRenderer::render(program, *device, settings.values, request.start, request.duration, progress);
     console.endProgress();
     if (!samples) {
         console.problem("The sound could not be rendered.");
@@ -91,7 +91,8 @@ ExitStatus run(const Arguments& arguments, Console& console) {
         console.problem(settings.error());
         return ExitStatus::wrongUsage;
     }
-    for (const std::string& note : settings->notes) console.problem(note);
+    for (const std::string& note : settings->notes)
+        console.problem(note);
     if (!checkOutput(console, request->output, path)) return ExitStatus::failed;
     return render(*request, *source, *settings, console);
 }

@@ -33,8 +33,8 @@ std::optional<Source> readSource(Console& console, const std::string& path) {
     const bool fromInput = path == "-";
     Source source;
     source.name = fromInput ? "Standard input" : path;
-    auto text = fromInput ? glasshob::ShaderFile::readDescriptor(STDIN_FILENO, source.name)
-                          : glasshob::ShaderFile::read(path);
+    auto text =
+        fromInput ? glasshob::ShaderFile::readDescriptor(STDIN_FILENO, source.name) : glasshob::ShaderFile::read(path);
     if (!text) {
         console.problem(text.error().sentence);
         return std::nullopt;

@@ -74,9 +74,8 @@ ExitStatus draw(const Request& request, const Source& source, const SliderSettin
     }
     tellWarnings(console, source, program->warnings());
     console.progress("Drawing " + source.name);
-    const auto image =
-        glasshob::StillRenderer::render(program, *device, request.size.width, request.size.height, request.frame,
-                                        settings.values, static_cast<float>(time));
+    const auto image = glasshob::StillRenderer::render(program, *device, request.size.width, request.size.height,
+                                                       request.frame, settings.values, static_cast<float>(time));
     const std::string bytes = image ? glasshob::StillRenderer::png(*image) : std::string();
     console.endProgress();
     if (bytes.empty()) {
@@ -100,7 +99,8 @@ ExitStatus run(const Arguments& arguments, Console& console) {
         console.problem(settings.error());
         return ExitStatus::wrongUsage;
     }
-    for (const std::string& note : settings->notes) console.problem(note);
+    for (const std::string& note : settings->notes)
+        console.problem(note);
     const double time = request->time.value_or(glasshob::EpisodeMeta::parse(source->text).still);
     if (!std::isfinite(static_cast<float>(time))) {
         console.problem("The @still time of " + source->name + " is too large: give another with --time.");

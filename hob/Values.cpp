@@ -20,7 +20,8 @@ std::expected<Size, std::string> readSize(std::string_view text) {
     const auto width = cross == std::string_view::npos ? std::nullopt : side(text.substr(0, cross));
     const auto height = cross == std::string_view::npos ? std::nullopt : side(text.substr(cross + 1));
     if (!width || !height) {
-        return std::unexpected("--size " + given + " is not a size: give width and height in pixels, such as 1920x1080.");
+        return std::unexpected("--size " + given +
+                               " is not a size: give width and height in pixels, such as 1920x1080.");
     }
     for (const std::int64_t length : {*width, *height}) {
         if (length < 1 || length > longestSide) {
@@ -99,9 +100,9 @@ std::expected<SliderSettings, std::string> readSettings(std::span<const std::str
         }
         const float held = std::clamp(*value, param->min, param->max);
         if (held != *value) {
-            settings.notes.push_back("The slider " + name + " goes from " + glasshob::shortestText(param->min) + " to " +
-                                     glasshob::shortestText(param->max) + ", so " + glasshob::shortestText(held) +
-                                     " was taken.");
+            settings.notes.push_back("The slider " + name + " goes from " + glasshob::shortestText(param->min) +
+                                     " to " + glasshob::shortestText(param->max) + ", so " +
+                                     glasshob::shortestText(held) + " was taken.");
         }
         settings.values[name] = held;
     }

@@ -47,7 +47,8 @@ TEST(CodeEdit, TogglesTheSelectedLines) {
 }
 
 TEST(CodeEdit, TogglingTwiceGivesTheTextBack) {
-    for (const char* text : {"a\n", "  a\n\n\t b\r\n c", "float x; // tail\n", "\n\n", "\xC3\xA9 \xF0\x9F\x94\xA5\nx"}) {
+    for (const char* text :
+         {"a\n", "  a\n\n\t b\r\n c", "float x; // tail\n", "\n\n", "\xC3\xA9 \xF0\x9F\x94\xA5\nx"}) {
         const QString before = QString::fromUtf8(text);
         const auto once = CodeEdit::toggleComment(before, {0, before.size()});
         EXPECT_NE(once.text, before);

@@ -12,7 +12,8 @@ TEST(DiagnosticParser, ReadsMessageLines) {
     };
     const std::vector<Case> cases = {
         {"", {}},
-        {"program_source:3:10: error: unknown type name 'flot'", {{Severity::error, 0, 10, "unknown type name 'flot'"}}},
+        {"program_source:3:10: error: unknown type name 'flot'",
+         {{Severity::error, 0, 10, "unknown type name 'flot'"}}},
         {"shader.metal:12:5: warning: unused variable 'x'", {{Severity::warning, 12, 5, "unused variable 'x'"}}},
         {"gh_host:4:12: error: use of undeclared identifier 'shade'",
          {{Severity::error, 0, 12, "use of undeclared identifier 'shade'"}}},
@@ -21,14 +22,16 @@ TEST(DiagnosticParser, ReadsMessageLines) {
         {"shader.metal:3:1: error: a\n    flot x;\n    ^~~~\r\n\nshader.metal:3:1: error: a\n1 error generated.\n",
          {{Severity::error, 3, 1, "a"}, {Severity::error, 3, 1, "a"}}},
         {"shader.metal:99999999999999999999:99999999999999999999: error: far", {{Severity::error, 0, 0, "far"}}},
-        {"shader.metal:\xD9\xA1:2: error: digits of another script", {{Severity::error, 0, 2, "digits of another script"}}},
+        {"shader.metal:\xD9\xA1:2: error: digits of another script",
+         {{Severity::error, 0, 2, "digits of another script"}}},
         {"shader.metal:1: error: no column\nshader.metal:1:2:error: no blank\nshader.metal::2: error: no line", {}},
         {"shader.metal:1:x gh_host:1:2: error: later match", {{Severity::error, 0, 2, "later match"}}},
         {"shader.metal:1:2: error: ", {{Severity::error, 1, 2, ""}}},
         {"shader.metal:007:2: error: zeros", {{Severity::error, 7, 2, "zeros"}}},
         {"shader.metal:1:2: error: gh_host:3:4: error: inner", {{Severity::error, 1, 2, "gh_host:3:4: error: inner"}}},
     };
-    for (const Case& each : cases) EXPECT_EQ(DiagnosticParser::parse(each.text), each.expected) << each.text;
+    for (const Case& each : cases)
+        EXPECT_EQ(DiagnosticParser::parse(each.text), each.expected) << each.text;
 }
 
 TEST(Diagnostic, IdentityTellsEveryField) {

@@ -26,9 +26,30 @@ QRegularExpression expression(const char* pattern) {
 
 /// Usually the pieces in order, sometimes with one changed for a piece that disturbs.
 std::string makeLine(std::mt19937& random, const std::vector<std::vector<std::string>>& shape) {
-    static const std::vector<std::string> disturbing = {
-        "", " ", "\t", "/", "//", "@", "\xC2\xA0", "\xE2\x80\x83", "\xE3\x80\x80", "x", "9", "-", "_", "\xC3\xA9", "(",
-        ":", ": ", "\xD9\xA3", "\xE2\x80\x8B", "\x1F", "|", ".", "\xEF\xBB\xBF", "\xF0\x9F\x94\xA5"};
+    static const std::vector<std::string> disturbing = {"",
+                                                        " ",
+                                                        "\t",
+                                                        "/",
+                                                        "//",
+                                                        "@",
+                                                        "\xC2\xA0",
+                                                        "\xE2\x80\x83",
+                                                        "\xE3\x80\x80",
+                                                        "x",
+                                                        "9",
+                                                        "-",
+                                                        "_",
+                                                        "\xC3\xA9",
+                                                        "(",
+                                                        ":",
+                                                        ": ",
+                                                        "\xD9\xA3",
+                                                        "\xE2\x80\x8B",
+                                                        "\x1F",
+                                                        "|",
+                                                        ".",
+                                                        "\xEF\xBB\xBF",
+                                                        "\xF0\x9F\x94\xA5"};
     const auto pick = [&](const auto& list) -> const std::string& { return list[random() % list.size()]; };
     std::string line;
     for (const auto& choices : shape) {
@@ -50,9 +71,21 @@ TEST(DirectiveMatching, ParametersAgreeWithTheExpression) {
     std::mt19937 random(1);
     int accepted = 0;
     for (int i = 0; i < lineCount; ++i) {
-        const std::string line = makeLine(random, {anySpace, {"//"}, anySpace, {"@param"}, someSpace, {"a", "_b9", "Cd"},
-                                                   someSpace, numbers, someSpace, {"0", "-inf"}, someSpace,
-                                                   {"2", "1e9"}, anySpace, {"", "text", "a  b"}, anySpace});
+        const std::string line = makeLine(random, {anySpace,
+                                                   {"//"},
+                                                   anySpace,
+                                                   {"@param"},
+                                                   someSpace,
+                                                   {"a", "_b9", "Cd"},
+                                                   someSpace,
+                                                   numbers,
+                                                   someSpace,
+                                                   {"0", "-inf"},
+                                                   someSpace,
+                                                   {"2", "1e9"},
+                                                   anySpace,
+                                                   {"", "text", "a  b"},
+                                                   anySpace});
         const auto match = pattern.match(QString::fromStdString(line));
         std::vector<ParamDecl> expected;
         const auto group = [&](int n) { return match.captured(n).toStdString(); };
@@ -80,8 +113,8 @@ TEST(DirectiveMatching, CountsAndFunctionsAgreeWithTheExpressions) {
     int grids = 0;
     int sounds = 0;
     for (int i = 0; i < lineCount; ++i) {
-        const std::string line = makeLine(random, {anySpace, {"//"}, anySpace, {"@grid"}, someSpace,
-                                                   {"1", "64", "007", "12"}, anySpace});
+        const std::string line =
+            makeLine(random, {anySpace, {"//"}, anySpace, {"@grid"}, someSpace, {"1", "64", "007", "12"}, anySpace});
         if (line.starts_with("\xEF\xBB\xBF")) continue;
         const auto match = grid.match(QString::fromStdString(line));
         const auto value = match.hasMatch() ? parseInteger(match.captured(1).toStdString()) : std::nullopt;
@@ -100,16 +133,21 @@ TEST(DirectiveMatching, CountsAndFunctionsAgreeWithTheExpressions) {
 }
 
 TEST(DirectiveMatching, HeadersAndMessagesAgreeWithTheExpressions) {
-    const QRegularExpression header = expression(
-        R"(^\s*//\s*@(episode|length|variations|variation|still|teaches|category|tags|final)\s+(.*?)\s*$)");
+    const QRegularExpression header =
+        expression(R"(^\s*//\s*@(episode|length|variations|variation|still|teaches|category|tags|final)\s+(.*?)\s*$)");
     const QRegularExpression message =
         expression(R"((shader\.metal|gh_host|program_source):(\d+):(\d+): (error|warning|note): (.*))");
     std::mt19937 random(3);
     int headers = 0;
     int messages = 0;
     for (int i = 0; i < lineCount; ++i) {
-        const std::string line = makeLine(
-            random, {anySpace, {"//"}, anySpace, {"@tags", "@tag", "@variations", "@tagsx"}, someSpace, {"a b", "c", ""}, anySpace});
+        const std::string line = makeLine(random, {anySpace,
+                                                   {"//"},
+                                                   anySpace,
+                                                   {"@tags", "@tag", "@variations", "@tagsx"},
+                                                   someSpace,
+                                                   {"a b", "c", ""},
+                                                   anySpace});
         if (!line.starts_with("\xEF\xBB\xBF")) {
             const auto match = header.match(QString::fromStdString(line));
             const bool expected = match.hasMatch() && match.captured(1) == u"tags";
@@ -117,8 +155,16 @@ TEST(DirectiveMatching, HeadersAndMessagesAgreeWithTheExpressions) {
             headers += expected;
         }
 
-        const std::string text = makeLine(random, {{"", "x ", "gh_host:"}, {"shader.metal", "gh_host"}, {":"}, {"1", "22"},
-                                                   {":"}, {"3"}, {": "}, {"error", "note", "remark"}, {": "}, {"m: 'x'", ""}});
+        const std::string text = makeLine(random, {{"", "x ", "gh_host:"},
+                                                   {"shader.metal", "gh_host"},
+                                                   {":"},
+                                                   {"1", "22"},
+                                                   {":"},
+                                                   {"3"},
+                                                   {": "},
+                                                   {"error", "note", "remark"},
+                                                   {": "},
+                                                   {"m: 'x'", ""}});
         if (text.starts_with("\xEF\xBB\xBF")) continue;
         const auto match = message.match(QString::fromStdString(text));
         const auto found = DiagnosticParser::parse(text);

@@ -40,7 +40,8 @@ TEST(EpisodeMeta, ReadsEachDirective) {
         {"// @tags x\n// @final a|b\n// @final |", [](EpisodeMeta& m) { m.tags = "x"; }},
         {"// @tags", nothing},
         {"// @Tags x\n/* @tags x */\nint a; // @tags x", nothing},
-        {"// @teaches a  b\n// @category \xC2\xA0" "c\n// @tags d, e",
+        {"// @teaches a  b\n// @category \xC2\xA0"
+         "c\n// @tags d, e",
          [](EpisodeMeta& m) { m.teaches = "a  b", m.category = "c", m.tags = "d, e"; }},
     };
     for (const Case& each : cases) {

@@ -39,7 +39,9 @@ using AtomicFileTest = FileTest;
 } // namespace
 
 TEST_F(ShaderFileTest, KeepsEveryByte) {
-    const QByteArray bytes("\xEF\xBB\xBF" "a\r\nb\rc\xC2\xA0\xE2\x80\xA8\0d", 16);
+    const QByteArray bytes("\xEF\xBB\xBF"
+                           "a\r\nb\rc\xC2\xA0\xE2\x80\xA8\0d",
+                           16);
     put(path("a.metal"), bytes);
     EXPECT_EQ(ShaderFile::read(path("a.metal")).value_or(ShaderFile::Failure{}.sentence), bytes.toStdString());
 }
@@ -54,7 +56,7 @@ TEST_F(ShaderFileTest, SaysWhyThereIsNoText) {
     put(path("full"), QByteArray(ShaderFile::sizeLimit, 'a'));
     EXPECT_TRUE(ShaderFile::read(path("full")));
     const std::vector<std::pair<std::string, ShaderFile::Problem>> cases = {
-        {"missing", missing}, {"latin/inside", missing}, {".", folder},      {"latin", notText},
+        {"missing", missing},  {"latin/inside", missing}, {".", folder},    {"latin", notText},
         {"overlong", notText}, {"surrogate", notText},    {"cut", notText}, {"large", tooLarge}};
     for (const auto& [name, problem] : cases) {
         const auto result = ShaderFile::read(path(name));
@@ -96,7 +98,8 @@ TEST_F(AtomicFileTest, WritesThroughSymbolicLinks) {
 TEST_F(AtomicFileTest, RefusesWithASentenceAndLeavesNothing) {
     QDir(folder_.path()).mkdir("folder");
     put(path("file"), "old");
-    const std::vector<std::string> places = {path("folder"), path("none/a"), path("file/a"), path(std::string(300, 'n')), ""};
+    const std::vector<std::string> places = {path("folder"), path("none/a"), path("file/a"),
+                                             path(std::string(300, 'n')), ""};
     for (const std::string& place : places) {
         EXPECT_FALSE(AtomicFile::check(place)) << place;
         const auto result = AtomicFile::write(place, "x");

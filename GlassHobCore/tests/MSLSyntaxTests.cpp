@@ -11,7 +11,7 @@ namespace {
 
 /// "kind<text>" for each token; a readable form of a token list.
 std::string describe(const QString& text) {
-    static const char* const names[] = {"comment", "header", "headerKey", "keyword", "type",
+    static const char* const names[] = {"comment", "header", "headerKey",    "keyword",  "type",
                                         "number",  "string", "preprocessor", "attribute"};
     std::string out;
     for (const SyntaxToken& token : MSLSyntax::tokens(text)) {
@@ -46,11 +46,14 @@ TEST(MSLSyntax, FindsTheTokensOfAText) {
         {"1.5e-3 0x1Fu 2.0h .5 .x v.x 1+2 1e+5-3", "number<1.5e-3> number<0x1Fu> number<2.0h> number<.5> number<1> "
                                                    "number<2> number<1e+5> number<3>"},
         {"float3x3 Particle float5 float1x2 half2x3 uchar4 bool4 long2", "type<float3x3> type<Particle> type<half2x3> "
-                                                                        "type<uchar4> type<bool4>"},
+                                                                         "type<uchar4> type<bool4>"},
         {"constexpr iff _if if_ return", "keyword<constexpr> keyword<return>"},
-        {"\xC3\xA9" "float \xF0\x9F\x94\xA5 float", "type<float>"},
+        {"\xC3\xA9"
+         "float \xF0\x9F\x94\xA5 float",
+         "type<float>"},
     };
-    for (const auto& [text, expected] : cases) EXPECT_EQ(describe(QString::fromStdString(text)), expected) << text;
+    for (const auto& [text, expected] : cases)
+        EXPECT_EQ(describe(QString::fromStdString(text)), expected) << text;
 }
 
 TEST(MSLSyntax, CountsInUTF16) {
@@ -64,7 +67,8 @@ TEST(MSLSyntax, StaysInsideAnyText) {
     const QString pieces = QStringLiteral("/*\"\\\n#[]@a.1e+ \r\t'");
     for (int i = 0; i < 5000; ++i) {
         QString text;
-        for (unsigned n = random() % 24; n > 0; --n) text += pieces[static_cast<qsizetype>(random() % pieces.size())];
+        for (unsigned n = random() % 24; n > 0; --n)
+            text += pieces[static_cast<qsizetype>(random() % pieces.size())];
         qsizetype end = 0;
         SyntaxToken last;
         for (const SyntaxToken& token : MSLSyntax::tokens(text)) {

@@ -1,5 +1,5 @@
-#include "GlassHobCore/ShaderAssembler.h"
 #include "GlassHobCore/EpisodeMeta.h"
+#include "GlassHobCore/ShaderAssembler.h"
 
 #include <gtest/gtest.h>
 
@@ -27,7 +27,9 @@ std::string reportedPlace(const std::string& source, std::string_view needle) {
     }
 }
 
-bool holds(const std::string& text, std::string_view part) { return text.find(part) != std::string::npos; }
+bool holds(const std::string& text, std::string_view part) {
+    return text.find(part) != std::string::npos;
+}
 
 } // namespace
 
@@ -59,8 +61,8 @@ TEST(ShaderAssembler, DecidesKindAndFeatures) {
         {"// @particles 8\nfloat4 background(\n", particles, particles, 8, 0, false, false, false},
         {"float2 sound(", fragment, fragment, 0, 0, true, false, false},
         {"\tfloat2\xC2\xA0sound (", fragment, fragment, 0, 0, true, false, false},
-        {"int x; float2 sound(\n// float2 sound(\nfloat2 sounds(\nfloat2\nsound(\nfloat2sound(", fragment, fragment, 0, 0,
-         false, false, false},
+        {"int x; float2 sound(\n// float2 sound(\nfloat2 sounds(\nfloat2\nsound(\nfloat2sound(", fragment, fragment, 0,
+         0, false, false, false},
         {"float4 fade(\nfloat4 background(", fragment, fragment, 0, 0, false, false, false},
     };
     for (const Case& each : cases) {
@@ -121,7 +123,8 @@ TEST(ShaderAssembler, NumbersTheUsersLinesAsTheEditorDoes) {
 }
 
 TEST(ShaderAssembler, KeepsTheUsersBytes) {
-    const std::string text = "\xEF\xBB\xBF" "a\r\nb\xC2\xA0\rc\xE2\x80\xA8";
+    const std::string text = "\xEF\xBB\xBF"
+                             "a\r\nb\xC2\xA0\rc\xE2\x80\xA8";
     EXPECT_TRUE(holds(ShaderAssembler::assemble(text).source, "#line 1 \"shader.metal\"\n" + text + "\n\n#line 1"));
 }
 

@@ -18,8 +18,11 @@ const std::vector<glasshob::ParamDecl> params = {{"speed", 1, 0, 2, ""}, {"glow"
 } // namespace
 
 TEST(Arguments, TakeValuesInEveryForm) {
-    for (const std::vector<std::string>& words : std::vector<std::vector<std::string>>{
-             {"-o", "x", "a"}, {"-ox", "a"}, {"--output", "x", "a"}, {"a", "--output=x"}, {"-o", "y", "a", "-o", "x"}}) {
+    for (const std::vector<std::string>& words : std::vector<std::vector<std::string>>{{"-o", "x", "a"},
+                                                                                       {"-ox", "a"},
+                                                                                       {"--output", "x", "a"},
+                                                                                       {"a", "--output=x"},
+                                                                                       {"-o", "y", "a", "-o", "x"}}) {
         const auto arguments = parse(words);
         ASSERT_TRUE(arguments) << arguments.error();
         EXPECT_EQ(arguments->value("--output"), "x");
@@ -53,8 +56,8 @@ TEST(Arguments, TellWhatIsWrong) {
 
 TEST(Values, ReadSizes) {
     EXPECT_EQ(readSize("1x16384"), (Size{1, 16384}));
-    for (const char* text : {"0x8", "8x0", "16385x8", "100000x100000", "8", "x8", "8x", "-8x8", "8x8x8", "8.5x8", " 8x8",
-                             "+8x8", "99999999999999999999x1", "", "0", "100000"}) {
+    for (const char* text : {"0x8", "8x0", "16385x8", "100000x100000", "8", "x8", "8x", "-8x8", "8x8x8", "8.5x8",
+                             " 8x8", "+8x8", "99999999999999999999x1", "", "0", "100000"}) {
         const auto size = readSize(text);
         ASSERT_FALSE(size) << text;
         EXPECT_TRUE(size.error().ends_with('.'));
@@ -67,9 +70,11 @@ TEST(Values, ReadNumbersThatMakeSense) {
         EXPECT_FALSE(readTime("--time", text)) << text;
     }
     EXPECT_EQ(readDuration("--duration", "0", 10), 0.0);
-    for (const char* text : {"-1", "10.1", "nan"}) EXPECT_FALSE(readDuration("--duration", text, 10)) << text;
+    for (const char* text : {"-1", "10.1", "nan"})
+        EXPECT_FALSE(readDuration("--duration", text, 10)) << text;
     EXPECT_EQ(readFrame("4294967295"), 4294967295u);
-    for (const char* text : {"-1", "4294967296", "1.5", ""}) EXPECT_FALSE(readFrame(text)) << text;
+    for (const char* text : {"-1", "4294967296", "1.5", ""})
+        EXPECT_FALSE(readFrame(text)) << text;
 }
 
 TEST(Values, ReadSliderSettings) {

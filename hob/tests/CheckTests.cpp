@@ -5,7 +5,8 @@
 #include <QJsonObject>
 
 TEST_F(HobTest, CheckIsSilentAboutAShaderThatCompiles) {
-    put("a.metal", "\xEF\xBB\xBF// byte-order mark\r\n" + plainShader("uv,\xC2\xA0" "0, 1"));
+    put("a.metal", "\xEF\xBB\xBF// byte-order mark\r\n" + plainShader("uv,\xC2\xA0"
+                                                                      "0, 1"));
     const Outcome outcome = hob({"check", "a.metal", SAMPLE_SHADER}, withoutDriver());
     EXPECT_EQ(outcome.status, 0) << outcome.shown();
     EXPECT_EQ(outcome.output, "");
@@ -14,7 +15,8 @@ TEST_F(HobTest, CheckIsSilentAboutAShaderThatCompiles) {
 }
 
 TEST_F(HobTest, CheckPrintsTheCompilersTextOnTheUsersLines) {
-    put("bad.metal", "// one\nfloat4 shade(float2 uv, constant Uniforms& u, constant Params& p) {\n    return floot4(1.0);\n}\n");
+    put("bad.metal",
+        "// one\nfloat4 shade(float2 uv, constant Uniforms& u, constant Params& p) {\n    return floot4(1.0);\n}\n");
     put("good.metal", plainShader("1"));
     const Outcome outcome = hob({"check", "bad.metal", "good.metal", "missing.metal"}, withoutDriver());
     EXPECT_EQ(outcome.status, 1);

@@ -8,7 +8,8 @@
 Outcome HobTest::hob(const QStringList& words, const QStringList& environment, const QByteArray& input) const {
     QProcess process;
     QProcessEnvironment variables = QProcessEnvironment::systemEnvironment();
-    for (const QString& each : environment) variables.insert(each.section('=', 0, 0), each.section('=', 1));
+    for (const QString& each : environment)
+        variables.insert(each.section('=', 0, 0), each.section('=', 1));
     process.setProcessEnvironment(variables);
     process.setWorkingDirectory(folder_.path());
     process.start(QStringLiteral(HOB_PROGRAM), words);
@@ -39,7 +40,9 @@ QByteArray HobTest::get(const QString& name) const {
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("absent");
 }
 
-bool HobTest::has(const QString& name) const { return QFile::exists(path(name)); }
+bool HobTest::has(const QString& name) const {
+    return QFile::exists(path(name));
+}
 
 QStringList HobTest::names() const {
     return QDir(folder_.path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::System | QDir::NoDotAndDotDot);

@@ -9,7 +9,8 @@
 TEST_F(HobTest, DrawsEveryShaderOfTheFolder) {
     QStringList shaders = {SAMPLE_SHADER};
     const QDir folder(TEST_SHADERS);
-    for (const QString& name : folder.entryList({"*.metal"})) shaders << folder.filePath(name);
+    for (const QString& name : folder.entryList({"*.metal"}))
+        shaders << folder.filePath(name);
     ASSERT_GE(shaders.size(), 6);
     for (const QString& shader : shaders) {
         const Outcome first = hob({"still", shader, "-o", "a.png", "--size", "160x90"});
@@ -20,7 +21,8 @@ TEST_F(HobTest, DrawsEveryShaderOfTheFolder) {
         const QImage image(path("a.png"));
         std::set<QRgb> colours;
         for (int y = 0; y < image.height(); ++y) {
-            for (int x = 0; x < image.width(); ++x) colours.insert(image.pixel(x, y));
+            for (int x = 0; x < image.width(); ++x)
+                colours.insert(image.pixel(x, y));
         }
         EXPECT_GT(colours.size(), 200u) << shader.toStdString();
     }

@@ -6,7 +6,9 @@
 
 namespace {
 
-quint32 word(const QByteArray& bytes, int at) { return qFromLittleEndian<quint32>(bytes.constData() + at); }
+quint32 word(const QByteArray& bytes, int at) {
+    return qFromLittleEndian<quint32>(bytes.constData() + at);
+}
 
 qint16 sample(const QByteArray& wav, int frame, int channel) {
     return qFromLittleEndian<qint16>(wav.constData() + 44 + (frame * 2 + channel) * 2);

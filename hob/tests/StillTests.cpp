@@ -32,9 +32,10 @@ TEST_F(HobTest, StillDrawsTheRightPixels) {
 
 TEST_F(HobTest, StillHandsTheShaderWhatTheOptionsSay) {
     // Each channel is 1 when the value is as expected, so that a wrong one shows in its channel.
-    put("a.metal", "// @still 7.5\n// @param speed 0.5 0 2\n" +
-                       plainShader("abs(u.time - 7.5) < 0.001, p.speed == 0.5 && u.timeDelta == 0.0, "
-                                   "all(u.resolution == float2(6, 4)) && all(u.mouse == float2(3, 2)) && u.frame == 0, 1"));
+    put("a.metal",
+        "// @still 7.5\n// @param speed 0.5 0 2\n" +
+            plainShader("abs(u.time - 7.5) < 0.001, p.speed == 0.5 && u.timeDelta == 0.0, "
+                        "all(u.resolution == float2(6, 4)) && all(u.mouse == float2(3, 2)) && u.frame == 0, 1"));
     put("b.metal", "// @param speed 0.5 0 2\n" +
                        plainShader("abs(u.time + 2.25) < 0.001, p.speed == 2.0, u.frame == 4294967295u, 1"));
     put("c.metal", plainShader("u.time == 10.0, u.resolution.x == 1920.0, u.resolution.y == 1080.0, 1"));
@@ -78,14 +79,16 @@ TEST_F(HobTest, StillLeavesTheOldFileWhenTheShaderIsWrong) {
     put("out.png", "old");
     put("bad.metal", "float4 shade(\n");
     put("bare.metal", "float x(float a) { return a; }\n");
-    put("dots.metal", "// @particles 100\nstruct Particle { float2 at; };\n"
-                      "Particle spawn(uint id, constant Params& p) { Particle q; q.at = float2(0.5); return q; }\n"
-                      "void update(thread Particle& q, uint id, constant Uniforms& u, constant Params& p) {}\n"
-                      "float3 place(Particle q, constant Uniforms& u, constant Params& p) { return float3(q.at, 0.01); }\n"
-                      "float4 ink(Particle q, float2 at, constant Uniforms& u, constant Params& p) { return float4(1.0); }\n"
-                      "float4 shade(float2 uv, constant Uniforms& u, constant Params& p, Trails trails) { return float4(1.0); }\n");
+    put("dots.metal",
+        "// @particles 100\nstruct Particle { float2 at; };\n"
+        "Particle spawn(uint id, constant Params& p) { Particle q; q.at = float2(0.5); return q; }\n"
+        "void update(thread Particle& q, uint id, constant Uniforms& u, constant Params& p) {}\n"
+        "float3 place(Particle q, constant Uniforms& u, constant Params& p) { return float3(q.at, 0.01); }\n"
+        "float4 ink(Particle q, float2 at, constant Uniforms& u, constant Params& p) { return float4(1.0); }\n"
+        "float4 shade(float2 uv, constant Uniforms& u, constant Params& p, Trails trails) { return float4(1.0); }\n");
     put("mesh.metal", "// @grid 8\nstruct Vertex { float4 position [[position]]; };\n"
-                      "Vertex corner(float2 grid, constant Uniforms& u, constant Params& p) { Vertex v; v.position = float4(grid, 0.0, 1.0); return v; }\n"
+                      "Vertex corner(float2 grid, constant Uniforms& u, constant Params& p) { Vertex v; v.position = "
+                      "float4(grid, 0.0, 1.0); return v; }\n"
                       "float4 shade(Vertex v, constant Uniforms& u, constant Params& p) { return float4(1.0); }\n");
     for (const char* name : {"bad.metal", "bare.metal", "dots.metal", "mesh.metal"}) {
         const Outcome outcome = hob({"still", name, "-o", "out.png"});

@@ -2,9 +2,12 @@
 
 TEST_F(HobTest, GivesHelpAndVersionOnStandardOutput) {
     const std::vector<std::pair<QStringList, QByteArray>> cases = {
-        {{"--help"}, "Usage: hob COMMAND"},      {{"check", "--help"}, "Usage: hob check FILE..."},
-        {{"info", "--help"}, "Usage: hob info"}, {{"still", "-o", "--help"}, "Usage: hob still FILE -o OUT.png"},
-        {{"sound", "-h"}, "Usage: hob sound"},   {{"devices", "--help"}, "Usage: hob devices"},
+        {{"--help"}, "Usage: hob COMMAND"},
+        {{"check", "--help"}, "Usage: hob check FILE..."},
+        {{"info", "--help"}, "Usage: hob info"},
+        {{"still", "-o", "--help"}, "Usage: hob still FILE -o OUT.png"},
+        {{"sound", "-h"}, "Usage: hob sound"},
+        {{"devices", "--help"}, "Usage: hob devices"},
         {{"--version"}, "hob 0."},
     };
     for (const auto& [words, beginning] : cases) {
@@ -60,13 +63,17 @@ TEST_F(HobTest, RefusesAFileThatIsNoShaderInOneSentence) {
     put("latin.metal", "// caf\xE9\n");
     put("empty.metal", "");
     put("blank.metal", "\xEF\xBB\xBF \r\n\n");
-    const std::vector<std::pair<QString, QByteArray>> cases = {
-        {"missing.metal", "There is no file missing.metal"}, {".", "is a folder"}, {"latin.metal", "is not UTF-8 text"},
-        {"empty.metal", "is empty"}, {"blank.metal", "is empty"}, {"latin.metal/a", "There is no file"}};
+    const std::vector<std::pair<QString, QByteArray>> cases = {{"missing.metal", "There is no file missing.metal"},
+                                                               {".", "is a folder"},
+                                                               {"latin.metal", "is not UTF-8 text"},
+                                                               {"empty.metal", "is empty"},
+                                                               {"blank.metal", "is empty"},
+                                                               {"latin.metal/a", "There is no file"}};
     const QStringList before = names();
     for (const auto& [name, part] : cases) {
-        for (const QStringList& words : {QStringList{"check", name}, QStringList{"info", "--json", name},
-                                         QStringList{"still", name, "-o", "out"}, QStringList{"sound", name, "-o", "out"}}) {
+        for (const QStringList& words :
+             {QStringList{"check", name}, QStringList{"info", "--json", name}, QStringList{"still", name, "-o", "out"},
+              QStringList{"sound", name, "-o", "out"}}) {
             const Outcome outcome = hob(words, withoutDriver());
             EXPECT_EQ(outcome.status, 1) << words.join(' ').toStdString() << ": " << outcome.shown();
             EXPECT_TRUE(isOneSentence(outcome.error)) << outcome.shown();
@@ -99,8 +106,8 @@ TEST_F(HobTest, RefusesAPlaceThatCannotBeWrittenBeforeAnyWork) {
 
 TEST_F(HobTest, SaysThatThereIsNoDriver) {
     put("a.metal", plainShader("1") + "float2 sound(float t, constant Params& p) { return float2(0.0); }\n");
-    for (const QStringList& words : {QStringList{"still", "a.metal", "-o", "out"}, QStringList{"sound", "a.metal", "-o", "out"},
-                                     QStringList{"devices"}}) {
+    for (const QStringList& words : {QStringList{"still", "a.metal", "-o", "out"},
+                                     QStringList{"sound", "a.metal", "-o", "out"}, QStringList{"devices"}}) {
         const Outcome outcome = hob(words, withoutDriver());
         EXPECT_EQ(outcome.status, 1) << outcome.shown();
         EXPECT_TRUE(isOneSentence(outcome.error)) << outcome.shown();
