@@ -24,11 +24,11 @@ std::string findResourceFolder() {
     std::string folder = executableFolder();
     const std::size_t lastSlash = folder.rfind('/');
     if (lastSlash == std::string::npos) return {};
-    const std::string installed = folder.substr(0, lastSlash) + "/share/glasshob";
+    std::string installed = folder.substr(0, lastSlash) + "/share/glasshob";
     if (holdsResources(installed)) return installed;
     // In a build tree the program lies some folders below the top of the source tree.
     for (int level = 0; level < 5; ++level) {
-        const std::string inSource = folder + "/GlassHob";
+        std::string inSource = folder + "/GlassHob";
         if (holdsResources(inSource)) return inSource;
         const std::size_t slash = folder.rfind('/');
         if (slash == std::string::npos) break;

@@ -41,7 +41,8 @@ std::optional<std::string_view> LineReader::next() {
         } else {
             while (length < rest_.size()) {
                 const auto byte = static_cast<unsigned char>(rest_[length]);
-                if ((byte <= 0x0D || byte >= 0xC2) && (gap = breakLength(rest_, length)) != 0) break;
+                if (byte <= 0x0D || byte >= 0xC2) gap = breakLength(rest_, length);
+                if (gap != 0) break;
                 ++length;
             }
         }

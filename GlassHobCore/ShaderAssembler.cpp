@@ -131,7 +131,7 @@ AssembledShader assemble(std::string_view source) {
     if (shader.params.empty()) {
         text += "    float unused;";
     } else {
-        std::string_view separator = "";
+        std::string_view separator;
         for (const ParamDecl& param : shader.params) {
             text += separator;
             text += "    float ";

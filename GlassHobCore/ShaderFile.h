@@ -12,7 +12,7 @@
 namespace glasshob::ShaderFile {
 
 /// Larger files are refused: no shader is that long, and everything downstream works on the whole text at once.
-inline constexpr std::size_t sizeLimit = 4 * 1024 * 1024;
+inline constexpr std::size_t sizeLimit = std::size_t{4} << 20;
 
 enum class Problem { missing, folder, notText, unreadable, tooLarge };
 
