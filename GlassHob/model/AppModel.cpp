@@ -1,5 +1,6 @@
 #include "GlassHob/model/AppModel.h"
 
+#include "GlassHob/model/StillSaver.h"
 #include "GlassHobCore/AtomicFile.h"
 #include "GlassHobCore/FileWatcher.h"
 #include "GlassHobCore/Identity.h"
@@ -11,7 +12,6 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
-#include <QPointer>
 #include <QSettings>
 #include <QStandardPaths>
 
@@ -417,6 +417,25 @@ void AppModel::backToStart() {
     frame_ = 0;
     lastTick_.reset();
     emit clockChanged();
+}
+
+QString AppModel::stillName() const {
+    return QStringLiteral("%1-t%2.png").arg(QFileInfo(displayName()).completeBaseName(), QString::number(time_, 'f', 1));
+}
+
+void AppModel::saveStill() {
+    if (!program_ || needsRun_) return;
+    // The moment of the command, not that of the answer.
+    StillRequest request{.program = program_, .values = values_, .frame = frame_, .time = float(time_), .path = {}};
+    const QString pictures = QStandardPaths::writableLocation(QStandardPaths::PicturesLocation);
+    questions_->chooseFileToSave(tr("Save the still"), pictures, stillName(),
+                                 [this, request = std::move(request)](std::optional<QString> path) mutable {
+                                     if (!path) return;
+                                     request.path = *path;
+                                     glasshob::saveStill(std::move(request), this, [this, path = *path](const auto& saved) {
+                                         if (!saved) questions_->warn(tr("Can't save %1").arg(fileName(path)), saved.error());
+                                     });
+                                 });
 }
 
 void AppModel::setShowsEditor(bool shows) {

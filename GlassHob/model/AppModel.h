@@ -10,7 +10,6 @@
 #include "GlassHobCore/Diagnostics.h"
 #include "GlassHobCore/Params.h"
 
-#include <QElapsedTimer>
 #include <QObject>
 #include <QString>
 #include <QStringList>
@@ -122,6 +121,11 @@ class AppModel : public QObject {
     void backToStart();
     double time() const { return time_; }
     std::uint32_t frame() const { return frame_; }
+
+    // Asks where to put a picture of this moment, and draws and writes it beside the live picture.
+    void saveStill();
+    // The document's name, the clock's time, ".png".
+    QString stillName() const;
 
     bool showsEditor() const { return showsEditor_; }
     void setShowsEditor(bool shows);

@@ -1,0 +1,90 @@
+// The desktop application: takes the GPU, makes the model and the window, and goes into the event loop.
+
+#include "GPU/Device.h"
+#include "GlassHob/model/AppModel.h"
+#include "GlassHob/ui/AppIcon.h"
+#include "GlassHob/ui/DialogQuestions.h"
+#include "GlassHob/ui/MainWindow.h"
+#include "GlassHob/ui/Theme.h"
+#include "GlassHobCore/Identity.h"
+
+#include <QApplication>
+#include <QMessageBox>
+
+#include <cstdio>
+#include <string_view>
+
+namespace {
+
+constexpr const char* usage = "Usage: glasshob [--shader] [FILE]\n"
+                              "\n"
+                              "Opens FILE, a shader in Metal Shading Language, with its live picture. Without FILE the\n"
+                              "shader of the last time is opened, or the bundled sample.\n"
+                              "\n"
+                              "  --shader FILE  open FILE\n"
+                              "  --help         show this text\n"
+                              "  --version      show the version\n";
+
+QString asQString(std::string_view text) { return QString::fromUtf8(text.data(), qsizetype(text.size())); }
+
+// Answers the options that need no display. A status to end with, or nothing to go on.
+std::optional<int> answerWithoutWindow(int argc, char** argv) {
+    for (int i = 1; i < argc; ++i) {
+        const std::string_view argument = argv[i];
+        if (argument == "--help" || argument == "-h") {
+            std::fputs(usage, stdout);
+            return 0;
+        }
+        if (argument == "--version") {
+            std::printf("Glass Hob %s\n", std::string(glasshob::Identity::version).c_str());
+            return 0;
+        }
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    if (const auto status = answerWithoutWindow(argc, argv)) return *status;
+
+    QApplication application(argc, argv);
+    QApplication::setOrganizationName(asQString(glasshob::Identity::settingsOrganization));
+    QApplication::setApplicationName(asQString(glasshob::Identity::settingsApplication));
+    QApplication::setApplicationDisplayName(asQString(glasshob::Identity::applicationName));
+    QApplication::setApplicationVersion(asQString(glasshob::Identity::version));
+    QGuiApplication::setDesktopFileName(asQString(glasshob::Identity::applicationId));
+
+    // Qt has taken its own options out. What is left is ours: a path may also stand alone.
+    QStringList arguments = QApplication::arguments();
+    if (arguments.size() >= 2 && !arguments[1].startsWith(u'-')) arguments.insert(1, QStringLiteral("--shader"));
+    for (qsizetype i = 1; i < arguments.size(); ++i) {
+        if (arguments[i] == QLatin1String("--shader")) {
+            ++i;
+            continue;
+        }
+        std::fprintf(stderr, "glasshob: \"%s\" is not an option of this program. \"glasshob --help\" shows what is.\n",
+                     qPrintable(arguments[i]));
+        return 2;
+    }
+
+    glasshob::Theme::instance().install();
+    QApplication::setWindowIcon(glasshob::applicationIcon());
+
+    const auto device = gpu::Device::systemDefault();
+    if (!device) {
+        const std::string& problem = device.error().description();
+        std::fprintf(stderr, "glasshob: %s\n", problem.c_str());
+        QMessageBox box(QMessageBox::Critical, QStringLiteral("Glass Hob"), QString::fromStdString(problem), QMessageBox::Close);
+        box.exec();
+        return 1;
+    }
+
+    glasshob::DialogQuestions questions;
+    glasshob::AppModel model({.device = *device, .questions = &questions});
+    glasshob::MainWindow window(model);
+    questions.setWindow(&window);
+    window.show();
+    model.start(arguments);
+    return QApplication::exec();
+}

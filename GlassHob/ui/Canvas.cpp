@@ -1,0 +1,122 @@
+#include "GlassHob/ui/Canvas.h"
+
+#include "GlassHob/model/AppModel.h"
+#include "GlassHob/ui/Fonts.h"
+#include "GlassHob/ui/Icons.h"
+#include "GlassHob/ui/LivePicture.h"
+#include "GlassHob/ui/ReadBackCanvas.h"
+#include "GlassHob/ui/SurfaceCanvas.h"
+#include "GlassHob/ui/Theme.h"
+
+#include <QDropEvent>
+#include <QGuiApplication>
+#include <QMimeData>
+#include <QPainter>
+#include <QTimerEvent>
+#include <QUrl>
+
+namespace glasshob {
+
+namespace {
+
+// A little under a sixtieth of a second: a display that throttles sets the pace by leaving no drawable free, and one that
+// does not is never late by a whole frame because of a late timer.
+constexpr int frameInterval = 16;
+
+constexpr QRgb placeholderStroke = 0xff5a4b47;
+constexpr QRgb placeholderText = 0xffbdb2ad;
+
+} // namespace
+
+Canvas* Canvas::make(AppModel& model, QWidget* parent, Kind kind) {
+    if (kind != Kind::readBack)
+        if (Canvas* canvas = SurfaceCanvas::make(model, parent)) return canvas;
+    return new ReadBackCanvas(model, parent);
+}
+
+Canvas::Canvas(AppModel& model, QWidget* parent) : QWidget(parent), picture_(new LivePicture(model, this)) {
+    setAcceptDrops(true);
+    setMinimumSize(320, 180);
+    setAccessibleName(tr("Live preview"));
+    connect(picture_, &LivePicture::hasProgramChanged, this, &Canvas::updatePacing);
+    auto describe = [this, &model] {
+        switch (model.state()) {
+        case AppModel::State::live: setAccessibleDescription(model.paused() ? tr("Paused") : tr("Running")); break;
+        case AppModel::State::errorWithPicture: setAccessibleDescription(tr("Showing the last good picture")); break;
+        default: setAccessibleDescription(tr("Not running"));
+        }
+    };
+    connect(&model, &AppModel::compiled, this, describe);
+    describe();
+}
+
+Canvas::~Canvas() = default;
+
+QSize Canvas::pixelSize() const {
+    const double ratio = devicePixelRatioF();
+    return QSize(qRound(width() * ratio), qRound(height() * ratio));
+}
+
+void Canvas::setActive(bool active) {
+    active_ = active;
+    updatePacing();
+}
+
+void Canvas::updatePacing() {
+    const bool draws = active_ && isVisible() && canDraw();
+    if (draws == pace_.isActive()) return;
+    if (draws) {
+        pace_.start(frameInterval, Qt::PreciseTimer, this);
+    } else {
+        pace_.stop();
+        picture_->rest();
+    }
+}
+
+void Canvas::timerEvent(QTimerEvent* event) {
+    if (event->timerId() == pace_.timerId()) drawFrame();
+    else QWidget::timerEvent(event);
+}
+
+void Canvas::pointerAt(const QPointF& place) {
+    const double ratio = devicePixelRatioF();
+    picture_->setMouse(float(place.x() * ratio), float((height() - place.y()) * ratio));
+}
+
+void Canvas::resizeEvent(QResizeEvent* event) {
+    QWidget::resizeEvent(event);
+    emit pixelSizeChanged();
+}
+
+void Canvas::showEvent(QShowEvent* event) {
+    QWidget::showEvent(event);
+    updatePacing();
+}
+
+void Canvas::hideEvent(QHideEvent* event) {
+    QWidget::hideEvent(event);
+    updatePacing();
+}
+
+void Canvas::dragEnterEvent(QDragEnterEvent* event) {
+    if (event->mimeData()->hasUrls()) event->acceptProposedAction();
+}
+
+void Canvas::dropEvent(QDropEvent* event) {
+    QStringList paths;
+    for (const QUrl& url : event->mimeData()->urls())
+        if (url.isLocalFile()) paths << url.toLocalFile();
+    if (!paths.isEmpty()) emit filesDropped(paths);
+}
+
+void Canvas::paintPlaceholder(QPainter& painter) const {
+    painter.fillRect(rect(), themed(Role::canvas));
+    const QPointF middle = QRectF(rect()).center();
+    // The stroke of 2 px is measured on the screen, the path on a grid of 20.
+    paintIcon(painter, Icon::arch, QRectF(middle.x() - 44, middle.y() - 60, 88, 88), QColor::fromRgb(placeholderStroke), 2.0 * 20 / 88);
+    painter.setFont(fonts::body());
+    painter.setPen(QColor::fromRgb(placeholderText));
+    painter.drawText(QRectF(0, middle.y() + 36, width(), 24), Qt::AlignCenter, tr("Nothing is running"));
+}
+
+} // namespace glasshob

@@ -1,0 +1,84 @@
+// The live picture in the window. One widget for the window to place, two ways inside: a Vulkan surface with a presenter
+// of its own thread where the display has one, and read-back frames painted as an image where it has not (Qt's
+// offscreen platform, some remote displays). Neither waits for the GPU on the main thread; at most two frames are in
+// flight, and a frame that would be a third is left out. Nothing is drawn while the window is hidden or minimised.
+// Main thread.
+#pragma once
+
+#include <QBasicTimer>
+#include <QWidget>
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+
+namespace glasshob {
+
+class AppModel;
+class LivePicture;
+
+class Canvas : public QWidget {
+    Q_OBJECT
+  public:
+    enum class Kind { automatic, surface, readBack };
+
+    // Takes a surface where one can be made, unless read-back is asked for.
+    static Canvas* make(AppModel& model, QWidget* parent, Kind kind = Kind::automatic);
+
+    virtual Kind kind() const = 0;
+    // The size of the frames drawn, in pixels.
+    QSize pixelSize() const;
+    // Frames that have reached the screen since the start.
+    std::uint64_t shownFrames() const { return frames_->shown; }
+    // Called for every frame shown, with its time, on any thread. For measuring; set before the window is shown.
+    using FrameHandler = std::function<void(std::chrono::steady_clock::time_point)>;
+    void setFrameHandler(FrameHandler handler) { frames_->handler = std::move(handler); }
+    // Stops and starts the drawing; the window says when it is minimised.
+    void setActive(bool active);
+
+    QSize sizeHint() const override { return QSize(640, 360); }
+
+  signals:
+    void pixelSizeChanged();
+    void filesDropped(const QStringList& paths);
+
+  protected:
+    Canvas(AppModel& model, QWidget* parent);
+    ~Canvas() override;
+
+    // Draws one frame if one fits.
+    virtual void drawFrame() = 0;
+    virtual bool canDraw() const = 0;
+    LivePicture& picture() { return *picture_; }
+    // Shared with the presenter's thread, which may outlast this widget by a moment.
+    struct FrameCount {
+        std::atomic<std::uint64_t> shown = 0;
+        FrameHandler handler;
+        void add(std::chrono::steady_clock::time_point when) {
+            ++shown;
+            if (handler) handler(when);
+        }
+    };
+    const std::shared_ptr<FrameCount>& frames() const { return frames_; }
+    // A pointer at this place of the widget.
+    void pointerAt(const QPointF& place);
+    void updatePacing();
+    void paintPlaceholder(QPainter& painter) const;
+
+    void resizeEvent(QResizeEvent* event) override;
+    void showEvent(QShowEvent* event) override;
+    void hideEvent(QHideEvent* event) override;
+    void timerEvent(QTimerEvent* event) override;
+    void dragEnterEvent(QDragEnterEvent* event) override;
+    void dropEvent(QDropEvent* event) override;
+
+  private:
+    LivePicture* picture_;
+    std::shared_ptr<FrameCount> frames_ = std::make_shared<FrameCount>();
+    QBasicTimer pace_;
+    bool active_ = true;
+};
+
+} // namespace glasshob

@@ -1,0 +1,86 @@
+#include "GlassHob/ui/DialogQuestions.h"
+
+#include "GlassHob/ui/Fonts.h"
+
+#include <QAbstractButton>
+#include <QFileDialog>
+#include <QLabel>
+#include <QMessageBox>
+#include <QPushButton>
+
+#include <memory>
+
+namespace glasshob {
+
+namespace {
+
+QMessageBox* makeBox(QWidget* window, const QString& message, const QString& informativeText) {
+    auto* box = new QMessageBox(window);
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    box->setTextFormat(Qt::PlainText);
+    box->setText(message);
+    box->setInformativeText(informativeText);
+    box->setWindowTitle(QStringLiteral("Glass Hob"));
+    // Two labels, found by the names Qt gives them; without them the texts just keep the ordinary font.
+    if (auto* label = box->findChild<QLabel*>(QStringLiteral("qt_msgbox_label"))) label->setFont(fonts::statement());
+    if (auto* label = box->findChild<QLabel*>(QStringLiteral("qt_msgbox_informativelabel"))) label->setFont(fonts::body());
+    return box;
+}
+
+} // namespace
+
+void DialogQuestions::ask(const Question& question, std::function<void(int)> answer) {
+    QMessageBox* box = makeBox(window_, question.message, question.informativeText);
+    QList<QAbstractButton*> buttons;
+    for (int i = 0; i < question.buttons.size(); ++i) {
+        const auto role = i == question.escapeButton ? QMessageBox::RejectRole
+                          : i == 0                   ? QMessageBox::AcceptRole
+                                                     : QMessageBox::DestructiveRole;
+        QPushButton* button = box->addButton(question.buttons[i], role);
+        buttons << button;
+        if (i == 0) box->setDefaultButton(button);
+        if (i == question.escapeButton) box->setEscapeButton(button);
+    }
+    QObject::connect(box, &QDialog::finished, box, [box, buttons, escape = question.escapeButton, answer = std::move(answer)] {
+        const qsizetype chosen = buttons.indexOf(box->clickedButton());
+        answer(chosen >= 0 ? int(chosen) : escape);
+    });
+    box->open();
+}
+
+void DialogQuestions::warn(const QString& message, const QString& informativeText) {
+    QMessageBox* box = makeBox(window_, message, informativeText);
+    box->setIcon(QMessageBox::Warning);
+    box->addButton(QMessageBox::Ok);
+    box->open();
+}
+
+void DialogQuestions::chooseFileToOpen(const QString& message, const QString& folder,
+                                       std::function<void(std::optional<QString>)> answer) {
+    auto* dialog = new QFileDialog(window_, message, folder, QObject::tr("Shaders (*.metal);;All files (*)"));
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->setFileMode(QFileDialog::ExistingFile);
+    QObject::connect(dialog, &QDialog::finished, dialog, [dialog, answer = std::move(answer)](int result) {
+        const QStringList files = dialog->selectedFiles();
+        answer(result == QDialog::Accepted && !files.isEmpty() ? std::optional(files.first()) : std::nullopt);
+    });
+    dialog->open();
+}
+
+void DialogQuestions::chooseFileToSave(const QString& message, const QString& folder, const QString& name,
+                                       std::function<void(std::optional<QString>)> answer) {
+    auto* dialog = new QFileDialog(window_, message, folder);
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->setAcceptMode(QFileDialog::AcceptSave);
+    const QString suffix = name.section(u'.', -1);
+    dialog->setDefaultSuffix(suffix);
+    dialog->setNameFilter(QStringLiteral("*.%1").arg(suffix));
+    dialog->selectFile(name);
+    QObject::connect(dialog, &QDialog::finished, dialog, [dialog, answer = std::move(answer)](int result) {
+        const QStringList files = dialog->selectedFiles();
+        answer(result == QDialog::Accepted && !files.isEmpty() ? std::optional(files.first()) : std::nullopt);
+    });
+    dialog->open();
+}
+
+} // namespace glasshob

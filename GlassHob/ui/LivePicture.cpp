@@ -1,0 +1,106 @@
+#include "GlassHob/ui/LivePicture.h"
+
+#include "GPU/CommandQueue.h"
+#include "GPU/Device.h"
+#include "GPU/Encoders.h"
+#include "GPU/PipelineWarmer.h"
+#include "GPU/Texture.h"
+#include "GlassHob/model/AppModel.h"
+#include "GlassHobCore/Uniforms.h"
+#include "GlassHobRender/ShaderProgram.h"
+#include "GlassHobRender/ShaderRun.h"
+
+#include <QPointer>
+
+namespace glasshob {
+
+namespace {
+
+constexpr gpu::ClearColor emptyCanvas{0.035, 0.027, 0.03, 1.0};
+constexpr std::int64_t stepsPerFrame = 4;
+
+} // namespace
+
+LivePicture::LivePicture(AppModel& model, QObject* parent)
+    : QObject(parent), model_(model), warmer_(std::make_unique<gpu::PipelineWarmer>(model.device())) {
+    if (auto queue = model.device()->makeCommandQueue()) queue_ = *queue;
+    clock_.start();
+    connect(&model_, &AppModel::compiled, this, &LivePicture::followModel);
+    followModel();
+}
+
+LivePicture::~LivePicture() = default;
+
+void LivePicture::setMouse(float x, float y) { mouse_ = {x, y}; }
+
+void LivePicture::followModel() {
+    const auto& wanted = model_.program();
+    if (wanted == shown_ || wanted == warming_) return;
+    // The first picture has nothing to hide behind, and a real GPU has compiled already.
+    if (!wanted || !shown_ || !warmer_->isUseful()) {
+        show(wanted);
+        return;
+    }
+    warming_ = wanted;
+    warmer_->warm(wanted->pipeline(), [self = QPointer(this), program = wanted](gpu::WarmResult result) {
+        if (result == gpu::WarmResult::superseded) return;
+        // A failed warming costs the live picture a pause, nothing else.
+        QMetaObject::invokeMethod(
+            qApp,
+            [self, program] {
+                if (self && self->warming_ == program) self->show(program);
+            },
+            Qt::QueuedConnection);
+    });
+}
+
+void LivePicture::show(std::shared_ptr<const ShaderProgram> program) {
+    const bool had = hasProgram();
+    shown_ = std::move(program);
+    warming_.reset();
+    if (had != hasProgram()) emit hasProgramChanged();
+}
+
+std::shared_ptr<gpu::CommandBuffer> LivePicture::beginFrame() { return queue_ ? queue_->commandBuffer() : nullptr; }
+
+bool LivePicture::encode(gpu::CommandBuffer& commandBuffer, const std::shared_ptr<gpu::Texture>& target) {
+    const AppModel::Tick tick = model_.tick(double(clock_.nsecsElapsed()) * 1e-9);
+    gpu::RenderPassDescriptor pass;
+    pass.colorAttachments[0].texture = target;
+    pass.colorAttachments[0].clearColor = emptyCanvas;
+    if (!shown_) {
+        run_.reset();
+        pass.colorAttachments[0].loadAction = gpu::LoadAction::clear;
+        gpu::RenderCommandEncoder* encoder = commandBuffer.makeRenderCommandEncoder(pass);
+        if (encoder) encoder->endEncoding();
+        return encoder != nullptr;
+    }
+
+    GHUniforms uniforms;
+    uniforms.resolution[0] = float(target->width());
+    uniforms.resolution[1] = float(target->height());
+    uniforms.time = tick.time;
+    uniforms.timeDelta = tick.timeDelta;
+    uniforms.frame = tick.frame;
+    uniforms.mouse[0] = mouse_ ? mouse_->first : uniforms.resolution[0] * 0.5f;
+    uniforms.mouse[1] = mouse_ ? mouse_->second : uniforms.resolution[1] * 0.5f;
+
+    const std::int64_t width = target->width(), height = target->height();
+    if (!ShaderRun::needsRun(*shown_)) {
+        run_.reset();
+    } else {
+        if (!run_ || run_->program() != shown_ || run_->width() != width || run_->height() != height)
+            run_ = ShaderRun::make(shown_, model_.device(), width, height);
+        if (run_) run_->encode(uniforms, commandBuffer, model_.values(), stepsPerFrame);
+    }
+    pass.colorAttachments[0].loadAction = shown_->pictureLoadAction();
+    gpu::RenderCommandEncoder* encoder = commandBuffer.makeRenderCommandEncoder(pass);
+    if (!encoder) return false;
+    shown_->encodePicture(*encoder, uniforms, model_.values(), run_.get());
+    encoder->endEncoding();
+    return true;
+}
+
+void LivePicture::rest() { model_.forgetLastTick(); }
+
+} // namespace glasshob

@@ -1,0 +1,352 @@
+#include "GlassHob/ui/MainWindow.h"
+
+#include "GlassHob/model/AppModel.h"
+#include "GlassHob/ui/CodeEditor.h"
+#include "GlassHob/ui/Controls.h"
+#include "GlassHob/ui/Inspector.h"
+#include "GlassHob/ui/MessageList.h"
+#include "GlassHob/ui/Panes.h"
+#include "GlassHob/ui/StatusLine.h"
+#include "GlassHob/ui/Theme.h"
+#include "GlassHob/ui/Toolbar.h"
+#include "GPU/Device.h"
+#include "GlassHobCore/Identity.h"
+
+#include <QActionGroup>
+#include <QApplication>
+#include <QCloseEvent>
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
+#include <QDesktopServices>
+#include <QFileInfo>
+#include <QMenuBar>
+#include <QMessageBox>
+#include <QScreen>
+#include <QSettings>
+#include <QSplitter>
+#include <QTimer>
+#include <QUrl>
+#include <QVBoxLayout>
+
+#include <utility>
+
+namespace glasshob {
+
+namespace {
+
+constexpr QSize firstSize{1440, 900};
+constexpr QSize leastSize{720, 480};
+constexpr int firstEditorWidth = 620;
+constexpr int firstInspectorHeight = 244;
+constexpr int denseBelow = 720; // heights of the window
+constexpr int hideEditorBelow = 200, hideInspectorBelow = 80;
+
+// Keys of the settings.
+constexpr auto geometryKey = "window/geometry";
+constexpr auto acrossKey = "window/editorAndPicture";
+constexpr auto downKey = "window/pictureAndInspector";
+constexpr auto editorKey = "window/showsEditor";
+constexpr auto inspectorKey = "window/showsInspector";
+constexpr auto wrapKey = "editor/wrapsLines";
+constexpr auto codeSizeKey = "editor/codeSize";
+constexpr int defaultCodeSize = 13;
+
+QString asQString(std::string_view text) { return QString::fromUtf8(text.data(), qsizetype(text.size())); }
+
+} // namespace
+
+MainWindow::MainWindow(AppModel& model, Canvas::Kind canvas) : model_(model) {
+    setMinimumSize(leastSize);
+    setAttribute(Qt::WA_NativeWindow); // before the picture's child window is made
+    makeActions();
+
+    auto* central = new QWidget(this);
+    auto* column = new QVBoxLayout(central);
+    column->setContentsMargins(0, 0, 0, 0);
+    column->setSpacing(0);
+    toolbar_ = new Toolbar(model_, {showEditor_, showInspector_, new_, open_, save_, backToStart_, pauseOrPlay_, saveStill_}, central);
+    across_ = new QSplitter(Qt::Horizontal, central);
+    editorPane_ = new EditorPane(model_, across_);
+    down_ = new QSplitter(Qt::Vertical, across_);
+    canvas_ = Canvas::make(model_, nullptr, canvas);
+    previewPane_ = new PreviewPane(model_, canvas_, down_);
+    inspector_ = new Inspector(model_, down_);
+    across_->addWidget(editorPane_);
+    across_->addWidget(down_);
+    down_->addWidget(previewPane_);
+    down_->addWidget(inspector_);
+    for (QSplitter* splitter : {across_, down_}) {
+        splitter->setChildrenCollapsible(false);
+        splitter->setHandleWidth(1);
+    }
+    across_->setStretchFactor(0, 0);
+    across_->setStretchFactor(1, 1);
+    down_->setStretchFactor(0, 1);
+    down_->setStretchFactor(1, 0);
+    status_ = new StatusLine(model_, central);
+    column->addWidget(toolbar_);
+    column->addWidget(across_, 1);
+    column->addWidget(status_);
+    setCentralWidget(central);
+    makeMenus();
+    new FocusRing(this);
+
+    connect(across_, &QSplitter::splitterMoved, this, &MainWindow::followLayout);
+    connect(editor(), &CodeEditor::caretMoved, status_, &StatusLine::setCaret);
+    connect(editor(), &CodeEditor::parameterPicked, inspector_, &Inspector::focusParameter);
+    connect(inspector_, &Inspector::insertRequested, this, [this](const QString& line) {
+        editor()->insertLine(line);
+        editor()->setFocus();
+    });
+    connect(previewPane_, &PreviewPane::goToRequested, editor(), &CodeEditor::goTo);
+    connect(canvas_, &Canvas::pixelSizeChanged, this, [this] { status_->setDrawnSize(canvas_->pixelSize()); });
+    auto openDropped = [this](const QStringList& paths) { model_.openAfterQuestion(paths.first()); };
+    connect(canvas_, &Canvas::filesDropped, this, openDropped);
+    connect(editor(), &CodeEditor::filesDropped, this, openDropped);
+    connect(&model_, &AppModel::documentChanged, this, &MainWindow::followDocument);
+    connect(&model_, &AppModel::compiled, this, &MainWindow::followDocument);
+    connect(&model_, &AppModel::valueChanged, this, &MainWindow::followDocument);
+    connect(&model_, &AppModel::valuesReset, this, &MainWindow::followDocument);
+    connect(&model_, &AppModel::showsEditorChanged, this, [this] {
+        editorPane_->setVisible(model_.showsEditor());
+        showEditor_->setChecked(model_.showsEditor());
+        status_->setShowsEditor(model_.showsEditor());
+        followLayout();
+    });
+    status_->setCaret(1, 1);
+    restoreLayout();
+    followDocument();
+    editor()->setFocus();
+}
+
+MainWindow::~MainWindow() = default;
+
+CodeEditor* MainWindow::editor() const { return editorPane_->editor(); }
+MessageList* MainWindow::messages() const { return editorPane_->messages(); }
+
+void MainWindow::makeActions() {
+    auto action = [this](const QString& text, const QKeySequence& shortcut, auto&& run) {
+        auto* made = new QAction(text, this);
+        made->setShortcut(shortcut);
+        connect(made, &QAction::triggered, this, std::forward<decltype(run)>(run));
+        addAction(made);
+        return made;
+    };
+    using Keys = QKeySequence;
+    new_ = action(tr("&New"), Keys::New, [this] { model_.newShader(); });
+    open_ = action(tr("&Open…"), Keys::Open, [this] { model_.chooseAndOpen(); });
+    openSample_ = action(tr("Open &Sample"), {}, [this] { model_.openSampleAfterQuestion(); });
+    save_ = action(tr("&Save"), Keys::Save, [this] { model_.save(); });
+    saveAs_ = action(tr("Save &As…"), Keys(tr("Ctrl+Shift+S")), [this] { model_.saveAs(); });
+    revert_ = action(tr("&Revert"), {}, [this] { model_.revert(); });
+    showInFiles_ = action(tr("Show in &File Manager"), Keys(tr("Ctrl+Alt+R")), [this] { showInFileManager(); });
+    quit_ = action(tr("&Quit"), Keys(tr("Ctrl+Q")), [this] { close(); });
+    quit_->setMenuRole(QAction::QuitRole);
+
+    undo_ = action(tr("&Undo"), Keys::Undo, [this] { editor()->undo(); });
+    redo_ = action(tr("&Redo"), Keys(tr("Ctrl+Shift+Z")), [this] { editor()->redo(); });
+    cut_ = action(tr("Cu&t"), {}, [this] { editor()->cut(); });
+    copy_ = action(tr("&Copy"), {}, [this] { editor()->copy(); });
+    paste_ = action(tr("&Paste"), {}, [this] { editor()->paste(); });
+    selectAll_ = action(tr("Select &All"), {}, [this] { editor()->selectAll(); });
+    // The editor and the value fields handle these keys themselves; the menu only names them.
+    cut_->setText(cut_->text() + QStringLiteral("\tCtrl+X"));
+    copy_->setText(copy_->text() + QStringLiteral("\tCtrl+C"));
+    paste_->setText(paste_->text() + QStringLiteral("\tCtrl+V"));
+    selectAll_->setText(selectAll_->text() + QStringLiteral("\tCtrl+A"));
+    comment_ = action(tr("Co&mment Selection"), Keys(tr("Ctrl+/")), [this] { editor()->toggleComment(); });
+    nextProblem_ = action(tr("Next &Problem"), Keys(tr("F8")), [this] { messages()->step(1); });
+    previousProblem_ = action(tr("Previous P&roblem"), Keys(tr("Shift+F8")), [this] { messages()->step(-1); });
+
+    compileNow_ = action(tr("&Compile Now"), Keys(tr("Ctrl+B")), [this] { model_.compileNow(); });
+    pauseOrPlay_ = action(tr("&Pause or Play"), Keys(tr("Ctrl+.")), [this] { model_.setPaused(!model_.paused()); });
+    backToStart_ = action(tr("&Back to Start"), Keys(tr("Ctrl+Shift+.")), [this] { model_.backToStart(); });
+    resetAll_ = action(tr("R&eset All Sliders"), Keys(tr("Ctrl+Alt+0")), [this] { model_.resetAllValues(); });
+    saveStill_ = action(tr("Save S&till…"), Keys(tr("Ctrl+Shift+I")), [this] { model_.saveStill(); });
+
+    showEditor_ = action(tr("Show &Editor"), Keys(tr("Ctrl+1")), [this](bool on) { model_.setShowsEditor(on); });
+    showInspector_ = action(tr("Show &Inspector"), Keys(tr("Ctrl+2")), [this](bool on) { setShowsInspector(on); });
+    for (QAction* toggle : {showEditor_, showInspector_}) {
+        toggle->setCheckable(true);
+        toggle->setChecked(true);
+    }
+    wrapLines_ = action(tr("&Wrap Lines"), Keys(tr("Alt+Z")), [this](bool on) { editor()->setWrapsLines(on); });
+    wrapLines_->setCheckable(true);
+    biggerText_ = action(tr("&Bigger Code Text"), Keys(tr("Ctrl++")), [this] { editor()->setCodeSize(editor()->codeSize() + 1); });
+    biggerText_->setShortcuts({Keys(tr("Ctrl++")), Keys(tr("Ctrl+="))});
+    smallerText_ = action(tr("&Smaller Code Text"), Keys(tr("Ctrl+-")), [this] { editor()->setCodeSize(editor()->codeSize() - 1); });
+    actualSize_ = action(tr("&Actual Size"), Keys(tr("Ctrl+0")), [this] { editor()->setCodeSize(defaultCodeSize); });
+    about_ = action(tr("&About Glass Hob"), {}, [this] { showAbout(); });
+    about_->setMenuRole(QAction::AboutRole);
+}
+
+void MainWindow::makeMenus() {
+    menuBar()->setNativeMenuBar(true);
+    QMenu* file = menuBar()->addMenu(tr("&File"));
+    file->addActions({new_, open_, openSample_});
+    file->addSeparator();
+    file->addActions({save_, saveAs_, revert_});
+    file->addSeparator();
+    file->addAction(showInFiles_);
+    file->addSeparator();
+    file->addAction(quit_);
+
+    QMenu* edit = menuBar()->addMenu(tr("&Edit"));
+    edit->addActions({undo_, redo_});
+    edit->addSeparator();
+    edit->addActions({cut_, copy_, paste_, selectAll_});
+    edit->addSeparator();
+    edit->addActions({comment_, nextProblem_, previousProblem_});
+    undo_->setEnabled(false);
+    redo_->setEnabled(false);
+    connect(editor(), &QPlainTextEdit::undoAvailable, undo_, &QAction::setEnabled);
+    connect(editor(), &QPlainTextEdit::redoAvailable, redo_, &QAction::setEnabled);
+    auto withSelection = [this](bool any) {
+        cut_->setEnabled(any);
+        copy_->setEnabled(any);
+    };
+    withSelection(false);
+    connect(editor(), &QPlainTextEdit::copyAvailable, this, withSelection);
+
+    QMenu* shader = menuBar()->addMenu(tr("&Shader"));
+    shader->addAction(compileNow_);
+    shader->addSeparator();
+    shader->addActions({pauseOrPlay_, backToStart_});
+    shader->addSeparator();
+    shader->addAction(resetAll_);
+
+    QMenu* view = menuBar()->addMenu(tr("&View"));
+    view->addActions({showEditor_, showInspector_});
+    view->addSeparator();
+    view->addActions({wrapLines_, biggerText_, smallerText_, actualSize_});
+    view->addSeparator();
+    QMenu* appearance = view->addMenu(tr("A&ppearance"));
+    auto* choices = new QActionGroup(this);
+    const std::pair<QString, Theme::Appearance> appearances[] = {
+        {tr("System"), Theme::Appearance::system}, {tr("Light"), Theme::Appearance::light}, {tr("Dark"), Theme::Appearance::dark}};
+    for (const auto& [name, which] : appearances) {
+        QAction* choice = appearance->addAction(name, this, [which] { Theme::instance().setAppearance(which); });
+        choice->setCheckable(true);
+        choice->setChecked(Theme::instance().appearance() == which);
+        choices->addAction(choice);
+    }
+
+    menuBar()->addMenu(tr("E&xport"))->addAction(saveStill_);
+    menuBar()->addMenu(tr("&Help"))->addAction(about_);
+}
+
+void MainWindow::followDocument() {
+    setWindowTitle(model_.windowTitle());
+    setWindowFilePath({});
+    save_->setEnabled(model_.isDirty());
+    revert_->setEnabled(model_.isDirty());
+    showInFiles_->setEnabled(model_.filePath().has_value());
+    resetAll_->setEnabled(model_.changedValueCount() > 0);
+    const bool runs = model_.program() != nullptr && !model_.needsRun();
+    for (QAction* action : {pauseOrPlay_, backToStart_, saveStill_}) action->setEnabled(runs);
+    const bool problems = !model_.diagnostics().empty();
+    nextProblem_->setEnabled(problems);
+    previousProblem_->setEnabled(problems);
+}
+
+void MainWindow::followLayout() {
+    const bool editorShown = editorPane_->isVisibleTo(across_);
+    // In the window's coordinates: the splitter spans its whole width.
+    toolbar_->setPictureLeft(editorShown ? std::optional(down_->x()) : std::nullopt);
+    inspector_->setDense(height() < denseBelow);
+}
+
+void MainWindow::setShowsInspector(bool shows) {
+    inspector_->setVisible(shows);
+    showInspector_->setChecked(shows);
+}
+
+void MainWindow::restoreLayout() {
+    const QSettings settings;
+    if (!restoreGeometry(settings.value(geometryKey).toByteArray())) {
+        const QScreen* screen = QGuiApplication::primaryScreen();
+        resize(screen ? firstSize.boundedTo(screen->availableSize()) : firstSize);
+    }
+    if (!across_->restoreState(settings.value(acrossKey).toByteArray()))
+        across_->setSizes({std::min(firstEditorWidth, std::max(320, width() * 46 / 100)), width() - firstEditorWidth});
+    if (!down_->restoreState(settings.value(downKey).toByteArray()))
+        down_->setSizes({height() - firstInspectorHeight, std::min(firstInspectorHeight, std::max(160, height() * 27 / 100))});
+    model_.setShowsEditor(settings.value(editorKey, true).toBool());
+    setShowsInspector(settings.value(inspectorKey, true).toBool());
+    wrapLines_->setChecked(settings.value(wrapKey, false).toBool());
+    editor()->setWrapsLines(wrapLines_->isChecked());
+    editor()->setCodeSize(settings.value(codeSizeKey, defaultCodeSize).toInt());
+}
+
+void MainWindow::keepLayout() const {
+    QSettings settings;
+    settings.setValue(geometryKey, saveGeometry());
+    settings.setValue(acrossKey, across_->saveState());
+    settings.setValue(downKey, down_->saveState());
+    settings.setValue(editorKey, model_.showsEditor());
+    settings.setValue(inspectorKey, showInspector_->isChecked());
+    settings.setValue(wrapKey, wrapLines_->isChecked());
+    settings.setValue(codeSizeKey, editor()->codeSize());
+}
+
+void MainWindow::closeEvent(QCloseEvent* event) {
+    if (!closing_ && model_.isDirty()) {
+        event->ignore();
+        model_.confirmDiscard([this](bool goOn) {
+            if (!goOn) return;
+            closing_ = true;
+            // Out of the question's own event first.
+            QTimer::singleShot(0, this, &QWidget::close);
+        });
+        return;
+    }
+    keepLayout();
+    canvas_->setActive(false);
+    event->accept();
+}
+
+void MainWindow::changeEvent(QEvent* event) {
+    QMainWindow::changeEvent(event);
+    if (event->type() == QEvent::WindowStateChange && canvas_) canvas_->setActive(!isMinimized());
+}
+
+void MainWindow::resizeEvent(QResizeEvent* event) {
+    QMainWindow::resizeEvent(event);
+    QTimer::singleShot(0, this, &MainWindow::followLayout);
+}
+
+void MainWindow::showEvent(QShowEvent* event) {
+    QMainWindow::showEvent(event);
+    QTimer::singleShot(0, this, &MainWindow::followLayout);
+}
+
+void MainWindow::showInFileManager() {
+    if (!model_.filePath()) return;
+    const QUrl file = QUrl::fromLocalFile(*model_.filePath());
+    QDBusMessage call = QDBusMessage::createMethodCall(
+        QStringLiteral("org.freedesktop.FileManager1"), QStringLiteral("/org/freedesktop/FileManager1"),
+        QStringLiteral("org.freedesktop.FileManager1"), QStringLiteral("ShowItems"));
+    call << QStringList{file.toString()} << QString();
+    const QString folder = QFileInfo(*model_.filePath()).absolutePath();
+    // A desktop without that interface at least opens the folder.
+    auto* watcher = new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(call), this);
+    connect(watcher, &QDBusPendingCallWatcher::finished, this, [folder](QDBusPendingCallWatcher* finished) {
+        if (finished->isError()) QDesktopServices::openUrl(QUrl::fromLocalFile(folder));
+        finished->deleteLater();
+    });
+}
+
+void MainWindow::showAbout() {
+    auto* box = new QMessageBox(this);
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    box->setIconPixmap(windowIcon().pixmap(64, 64));
+    box->setWindowTitle(tr("About Glass Hob"));
+    box->setText(tr("Glass Hob %1").arg(asQString(Identity::version)));
+    box->setInformativeText(tr("Write, run and publish small shaders.\nPictures are drawn by %1.")
+                                .arg(QString::fromStdString(model_.device()->name())));
+    box->addButton(QMessageBox::Close);
+    box->open();
+}
+
+} // namespace glasshob

@@ -1,0 +1,68 @@
+// The window: menu bar, toolbar, editor beside the picture over the sliders, status line. It wires the model to its
+// views and keeps sizes, visibility and geometry in the settings. Main thread.
+#pragma once
+
+#include "GlassHob/ui/Canvas.h"
+
+#include <QMainWindow>
+
+class QSplitter;
+
+namespace glasshob {
+
+class AppModel;
+class CodeEditor;
+class EditorPane;
+class Inspector;
+class MessageList;
+class PreviewPane;
+class StatusLine;
+class Toolbar;
+
+class MainWindow : public QMainWindow {
+    Q_OBJECT
+  public:
+    explicit MainWindow(AppModel& model, Canvas::Kind canvas = Canvas::Kind::automatic);
+    ~MainWindow() override;
+
+    CodeEditor* editor() const;
+    MessageList* messages() const;
+    Inspector* inspector() const { return inspector_; }
+    Canvas* canvas() const { return canvas_; }
+
+  protected:
+    void closeEvent(QCloseEvent* event) override;
+    void changeEvent(QEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+    void showEvent(QShowEvent* event) override;
+
+  private:
+    void makeActions();
+    void makeMenus();
+    void followDocument();
+    void followLayout();
+    void setShowsInspector(bool shows);
+    void restoreLayout();
+    void keepLayout() const;
+    void showInFileManager();
+    void showAbout();
+
+    AppModel& model_;
+    Toolbar* toolbar_ = nullptr;
+    QSplitter* across_ = nullptr; // editor | right half
+    QSplitter* down_ = nullptr;   // preview / inspector
+    EditorPane* editorPane_ = nullptr;
+    PreviewPane* previewPane_ = nullptr;
+    Canvas* canvas_ = nullptr;
+    Inspector* inspector_ = nullptr;
+    StatusLine* status_ = nullptr;
+    bool closing_ = false; // the question about unsaved edits has been answered
+
+    QAction *new_, *open_, *openSample_, *save_, *saveAs_, *revert_, *showInFiles_, *quit_;
+    QAction *undo_, *redo_, *cut_, *copy_, *paste_, *selectAll_, *comment_, *nextProblem_, *previousProblem_;
+    QAction *compileNow_, *pauseOrPlay_, *backToStart_, *resetAll_, *saveStill_;
+    QAction *showEditor_, *showInspector_, *wrapLines_, *biggerText_, *smallerText_, *actualSize_;
+    QAction *about_;
+};
+
+} // namespace glasshob

@@ -1,0 +1,65 @@
+// The two upper panes of the window: the editor with its strip and its message list, and the preview with its strip,
+// which turns into the error banner while a compile has failed. Main thread; owned by the window.
+#pragma once
+
+#include "GlassHob/ui/Controls.h"
+
+#include <QElapsedTimer>
+#include <QTimer>
+
+namespace glasshob {
+
+class AppModel;
+class Canvas;
+class CodeEditor;
+class MessageList;
+
+class EditorPane : public QWidget {
+    Q_OBJECT
+  public:
+    EditorPane(AppModel& model, QWidget* parent);
+    CodeEditor* editor() const { return editor_; }
+    MessageList* messages() const { return messages_; }
+
+  private:
+    void followDocument();
+    void followCompile();
+
+    class EditedDot;
+    AppModel& model_;
+    TextLine* name_;
+    QWidget* dot_;
+    Chip* kind_;
+    Chip* sound_;
+    CodeEditor* editor_;
+    MessageList* messages_;
+};
+
+class PreviewPane : public QWidget {
+    Q_OBJECT
+  public:
+    PreviewPane(AppModel& model, Canvas* canvas, QWidget* parent);
+
+  signals:
+    void goToRequested(std::int64_t line, std::int64_t column);
+
+  private:
+    void follow();
+    void showSize();
+    void measureRate();
+
+    class Strip;
+    AppModel& model_;
+    Canvas* canvas_;
+    Strip* strip_;
+    TextLine* title_;
+    TextLine* size_;
+    TextLine* rate_;
+    TextButton* goTo_;
+    std::int64_t firstErrorLine_ = 0, firstErrorColumn_ = 0;
+    QTimer rateTimer_;
+    QElapsedTimer rateClock_;
+    std::uint64_t framesBefore_ = 0;
+};
+
+} // namespace glasshob

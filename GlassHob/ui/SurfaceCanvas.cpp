@@ -1,0 +1,131 @@
+#include "GlassHob/ui/SurfaceCanvas.h"
+
+#include "GPU/Presenter.h"
+#include "GPU/Texture.h"
+#include "GlassHob/model/AppModel.h"
+#include "GlassHob/ui/LivePicture.h"
+
+#include <QGuiApplication>
+#include <QMouseEvent>
+#include <QPainter>
+#include <QPlatformSurfaceEvent>
+#include <QVulkanInstance>
+
+namespace glasshob {
+
+namespace {
+
+// Qt's view of the process's Vulkan instance; null where the platform cannot make surfaces. Lives to the end.
+QVulkanInstance* sharedInstance() {
+    static QVulkanInstance* instance = []() -> QVulkanInstance* {
+        const QString platform = QGuiApplication::platformName();
+        if (platform != "xcb" && !platform.startsWith("wayland")) return nullptr;
+        const auto native = gpu::nativeInstance();
+        if (!native) return nullptr;
+        auto* made = new QVulkanInstance;
+        made->setVkInstance(static_cast<VkInstance>(*native));
+        if (made->create()) return made;
+        delete made;
+        return nullptr;
+    }();
+    return instance;
+}
+
+} // namespace
+
+PictureWindow::PictureWindow(QVulkanInstance& instance) {
+    setSurfaceType(QSurface::VulkanSurface);
+    setVulkanInstance(&instance);
+    setFlag(Qt::WindowDoesNotAcceptFocus);
+}
+
+bool PictureWindow::event(QEvent* event) {
+    switch (event->type()) {
+    case QEvent::PlatformSurface:
+        if (static_cast<QPlatformSurfaceEvent*>(event)->surfaceEventType() == QPlatformSurfaceEvent::SurfaceAboutToBeDestroyed)
+            emit surfaceGoing();
+        break;
+    case QEvent::MouseMove:
+    case QEvent::MouseButtonPress: emit pointerMoved(static_cast<QMouseEvent*>(event)->position()); break;
+    default: break;
+    }
+    return QWindow::event(event);
+}
+
+void PictureWindow::exposeEvent(QExposeEvent*) { emit exposedChanged(); }
+
+SurfaceCanvas* SurfaceCanvas::make(AppModel& model, QWidget* parent) {
+    QVulkanInstance* instance = sharedInstance();
+    if (!instance) return nullptr;
+    auto* canvas = new SurfaceCanvas(model, *instance, parent);
+    // A display may have an instance and yet no surface for this device: find out now, while there is another way.
+    canvas->window_->create();
+    if (canvas->ensurePresenter()) return canvas;
+    delete canvas;
+    return nullptr;
+}
+
+SurfaceCanvas::SurfaceCanvas(AppModel& model, QVulkanInstance& instance, QWidget* parent)
+    : Canvas(model, parent), window_(new PictureWindow(instance)), container_(QWidget::createWindowContainer(window_, this)) {
+    container_->setFocusPolicy(Qt::NoFocus);
+    container_->hide();
+    connect(window_, &PictureWindow::exposedChanged, this, [this] { updatePacing(); });
+    connect(window_, &PictureWindow::surfaceGoing, this, &SurfaceCanvas::closePresenter);
+    connect(window_, &PictureWindow::pointerMoved, this, [this](const QPointF& place) { pointerAt(place); });
+    connect(&picture(), &LivePicture::hasProgramChanged, this, &SurfaceCanvas::showPictureOrPlaceholder);
+    showPictureOrPlaceholder();
+}
+
+SurfaceCanvas::~SurfaceCanvas() {
+    disconnect(window_, nullptr, this, nullptr);
+    closePresenter();
+}
+
+void SurfaceCanvas::showPictureOrPlaceholder() {
+    // The placeholder is this widget's own paint; the native window would hide it.
+    container_->setVisible(picture().hasProgram());
+    updatePacing();
+    update();
+}
+
+bool SurfaceCanvas::canDraw() const { return container_->isVisible() && window_->isExposed(); }
+
+bool SurfaceCanvas::ensurePresenter() {
+    if (presenter_ && !presenter_->surfaceLost()) return true;
+    presenter_.reset();
+    const VkSurfaceKHR surface = QVulkanInstance::surfaceForWindow(window_);
+    if (!surface) return false;
+    auto made = gpu::Presenter::make(picture().model().device(), {std::uint64_t(surface)});
+    if (!made) return false;
+    presenter_ = *made;
+    presenter_->setPresentedHandler([count = frames()](const gpu::PresentedFrame& frame) { count->add(frame.presented); });
+    return true;
+}
+
+void SurfaceCanvas::closePresenter() {
+    if (presenter_) presenter_->close();
+    presenter_.reset();
+}
+
+void SurfaceCanvas::drawFrame() {
+    const QSize size = pixelSize();
+    if (size.isEmpty() || !canDraw() || !ensurePresenter()) return;
+    const std::shared_ptr<gpu::Drawable> drawable = presenter_->nextDrawable(std::uint32_t(size.width()), std::uint32_t(size.height()));
+    if (!drawable) return;
+    const std::shared_ptr<gpu::CommandBuffer> commandBuffer = picture().beginFrame();
+    if (!commandBuffer || !picture().encode(*commandBuffer, drawable->texture())) return;
+    commandBuffer->presentDrawable(drawable);
+    commandBuffer->commit();
+}
+
+void SurfaceCanvas::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    paintPlaceholder(painter);
+}
+
+void SurfaceCanvas::resizeEvent(QResizeEvent* event) {
+    container_->setGeometry(rect());
+    Canvas::resizeEvent(event);
+}
+
+} // namespace glasshob

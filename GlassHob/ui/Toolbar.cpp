@@ -1,0 +1,130 @@
+#include "GlassHob/ui/Toolbar.h"
+
+#include "GlassHob/model/AppModel.h"
+#include "GlassHob/ui/Fonts.h"
+#include "GlassHob/ui/Theme.h"
+
+namespace glasshob {
+
+namespace {
+
+constexpr int barHeight = 44;
+constexpr int sideMargin = 8;
+constexpr int gap = 4;
+constexpr int frameNumberFrom = 1100; // widths of the window
+constexpr int labelsFrom = 860;
+
+} // namespace
+
+Toolbar::Toolbar(AppModel& model, const Actions& actions, QWidget* parent)
+    : Ground(Role::bar, Qt::BottomEdge, parent), model_(model), save_(actions.save) {
+    setFixedHeight(barHeight);
+    editorToggle_ = buttonFor(actions.showEditor, Icon::editor, tr("Show editor"));
+    inspectorToggle_ = buttonFor(actions.showInspector, Icon::inspector, tr("Show inspector"));
+    afterToggles_ = new BarSeparator(this);
+    new_ = buttonFor(actions.newShader, Icon::new_, tr("New shader"));
+    open_ = buttonFor(actions.open, Icon::open, tr("Open"));
+    saveButton_ = buttonFor(actions.save, Icon::save, tr("Save"));
+    beforeTransport_ = new BarSeparator(this);
+    start_ = buttonFor(actions.backToStart, Icon::start, tr("Back to start"));
+    play_ = buttonFor(actions.pauseOrPlay, Icon::pause, tr("Pause or Play"));
+    play_->setInk(Role::text);
+    time_ = new TextLine(fonts::time(), Role::text, this);
+    time_->setAccessibleName(tr("Shader time"));
+    frame_ = new TextLine(fonts::small(), Role::text3, this);
+    still_ = buttonFor(actions.saveStill, Icon::still, tr("Save still"));
+    still_->setLabel(tr("Still"));
+    // These have their place; they are enabled by what they will start.
+    auto placeFor = [this](Icon icon, const QString& name, const QString& label) {
+        auto* button = new ToolButton(icon, name, this);
+        button->setLabel(label);
+        button->setEnabled(false);
+        return button;
+    };
+    export_ = placeFor(Icon::film, tr("Export video"), tr("Export…"));
+    share_ = placeFor(Icon::share, tr("Share to the gallery"), tr("Share…"));
+    beforeAccount_ = new BarSeparator(this);
+    account_ = placeFor(Icon::account, tr("Account"), {});
+
+    connect(&model_, &AppModel::clockChanged, this, &Toolbar::followClock);
+    connect(&model_, &AppModel::documentChanged, this, &Toolbar::followDocument);
+    followClock();
+    followDocument();
+}
+
+ToolButton* Toolbar::buttonFor(QAction* action, Icon icon, const QString& name) {
+    auto* button = new ToolButton(icon, name, this);
+    button->setName(name, action->shortcut().toString(QKeySequence::NativeText));
+    button->setCheckable(action->isCheckable());
+    auto follow = [button, action] {
+        button->setEnabled(action->isEnabled());
+        button->setChecked(action->isChecked());
+    };
+    follow();
+    connect(action, &QAction::changed, button, follow);
+    connect(button, &QAbstractButton::clicked, this, [button, action] {
+        button->setChecked(action->isChecked()); // the action decides
+        action->trigger();
+    });
+    return button;
+}
+
+void Toolbar::followClock() {
+    play_->setIcon(model_.paused() ? Icon::play : Icon::pause);
+    time_->setText(tr("%1 s").arg(QString::number(model_.time(), 'f', 1)));
+    time_->setAccessibleDescription(tr("%1 seconds").arg(QString::number(model_.time(), 'f', 1)));
+    frame_->setText(tr("frame %1").arg(model_.frame()));
+    layOut();
+}
+
+void Toolbar::followDocument() { saveButton_->setInk(model_.isDirty() ? std::optional(Role::text) : std::nullopt); }
+
+void Toolbar::setPictureLeft(std::optional<int> x) {
+    pictureLeft_ = x;
+    layOut();
+}
+
+void Toolbar::resizeEvent(QResizeEvent*) { layOut(); }
+
+void Toolbar::layOut() {
+    const bool labels = width() >= labelsFrom;
+    for (ToolButton* button : {still_, export_, share_}) button->setShowsLabel(labels);
+    const int middle = (height() - 1) / 2;
+    int x = sideMargin;
+    auto put = [&](QWidget* widget, int after) {
+        const QSize size = widget->sizeHint().expandedTo(widget->minimumSize());
+        widget->setGeometry(x, middle - size.height() / 2, size.width(), size.height());
+        x += size.width() + after;
+    };
+    put(editorToggle_, gap);
+    put(inspectorToggle_, gap - 2);
+    put(afterToggles_, gap - 2);
+    put(new_, gap);
+    put(open_, gap);
+    put(saveButton_, gap);
+    const bool separated = !pictureLeft_ || *pictureLeft_ + 5 < x + gap;
+    beforeTransport_->setVisible(separated);
+    if (separated) put(beforeTransport_, 0);
+    else x = *pictureLeft_ + 5;
+    put(start_, gap);
+    put(play_, 10);
+    put(time_, 12);
+    // Digits of one width: the frame number does not wander with the time.
+    frame_->setVisible(window()->width() >= frameNumberFrom);
+    if (frame_->isVisibleTo(this)) put(frame_, 0);
+
+    x = width() - sideMargin;
+    auto putRight = [&](QWidget* widget, int before) {
+        const QSize size = widget->sizeHint().expandedTo(widget->minimumSize());
+        x -= size.width();
+        widget->setGeometry(x, middle - size.height() / 2, size.width(), size.height());
+        x -= before;
+    };
+    putRight(account_, 0);
+    putRight(beforeAccount_, 0);
+    putRight(share_, gap);
+    putRight(export_, gap);
+    putRight(still_, gap);
+}
+
+} // namespace glasshob
