@@ -34,13 +34,13 @@ struct ArgumentBinding {
     std::uint32_t binding = 0;
     std::uint32_t minimumLength = 0; // buffers: shorter inline bytes are completed with zeros
     bool isWritten = false;          // the function writes to it
-    SamplerDescriptor sampler;       // constantSampler
+    SamplerDescriptor sampler = {};  // constantSampler
 };
 
 struct FunctionDescriptor {
     std::string name;
     ShaderStage stage = ShaderStage::fragment;
-    std::vector<ArgumentBinding> arguments;
+    std::vector<ArgumentBinding> arguments = {};
     // Kernels: specialisation constants 0, 1 and 2 set the threadgroup's size.
     bool hasSpecializedThreadgroup = true;
 };

@@ -26,7 +26,7 @@ struct TextureDescriptor {
     std::uint32_t height = 0;
     std::uint32_t sampleCount = 1; // 4 with type2DMultisample
     StorageMode storage = StorageMode::privateToDevice;
-    TextureUsage usage;
+    TextureUsage usage = {};
 };
 
 class Texture {

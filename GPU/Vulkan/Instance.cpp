@@ -78,6 +78,11 @@ const char* const noDriverText = "No Vulkan driver was found: install the one fo
                                  "mesa-vulkan-drivers to draw on the CPU.";
 
 Result<Instance> makeInstance() {
+    // A Mesa layer that only reorders the devices looks for a Wayland display at every listing, and complains on standard
+    // error where no desktop is running.
+    if (std::getenv("XDG_RUNTIME_DIR") == nullptr)
+        setenv("NODEVICE_SELECT", "1", 0);
+
     std::uint32_t count = 0;
     if (vkEnumerateInstanceExtensionProperties(nullptr, &count, nullptr) != VK_SUCCESS)
         return std::unexpected(Error{ErrorKind::noDriver, noDriverText});

@@ -122,11 +122,13 @@ Result<void> makeMirror(VulkanDevice& device, Texture::Impl& texture) {
 }
 
 // Brings a new image into the layout in which it rests; ordered before whatever is committed next.
-Result<void> settle(VulkanDevice& device, const Texture::Impl& texture) {
+Result<void> settle(VulkanDevice& device, const std::shared_ptr<Texture>& texture) {
     Result<std::unique_ptr<Recording>> recording = device.takeRecording();
     if (!recording)
         return std::unexpected(recording.error());
-    vulkan::transition((*recording)->commands, texture.image, texture.aspect(), VK_IMAGE_LAYOUT_UNDEFINED, texture.restLayout);
+    const Texture::Impl& impl = texture->impl();
+    vulkan::transition((*recording)->commands, impl.image, impl.aspect(), VK_IMAGE_LAYOUT_UNDEFINED, impl.restLayout);
+    (*recording)->hold(texture);
     if (Result<std::uint64_t> value = device.submit(std::move(*recording)); !value)
         return std::unexpected(value.error());
     return {};
@@ -219,9 +221,10 @@ Result<std::shared_ptr<Texture>> Device::makeTexture(const TextureDescriptor& de
         if (auto made = makeMirror(core, *impl); !made)
             return std::unexpected(made.error());
     }
-    if (auto settled = settle(core, *impl); !settled)
+    auto texture = std::make_shared<Texture>(std::move(impl));
+    if (auto settled = settle(core, texture); !settled)
         return std::unexpected(settled.error());
-    return std::make_shared<Texture>(std::move(impl));
+    return texture;
 }
 
 SamplerState::SamplerState(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}

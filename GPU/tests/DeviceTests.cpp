@@ -1,0 +1,90 @@
+// The choice of the device, and what is told about devices.
+#include "GPU/Device.h"
+#include "GPU/Vulkan/Features.h"
+#include "GPU/tests/GlslLibrary.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+namespace gpu {
+namespace {
+
+using ::testing::EndsWith;
+using ::testing::HasSubstr;
+
+class ChosenDevice {
+  public:
+    explicit ChosenDevice(const char* name) { setenv("GLASSHOB_DEVICE", name, 1); }
+    ~ChosenDevice() { unsetenv("GLASSHOB_DEVICE"); }
+};
+
+TEST(Devices, TheListHasTheDefaultFirst) {
+    const auto all = Device::all();
+    ASSERT_TRUE(all) << all.error().text;
+    ASSERT_FALSE(all->empty());
+    const auto device = Device::systemDefault();
+    ASSERT_TRUE(device) << device.error().text;
+    EXPECT_EQ(all->front().name, (*device)->name());
+    EXPECT_TRUE(all->front().isUsable);
+    for (const DeviceInfo& info : *all) {
+        EXPECT_EQ(info.isUsable, info.problem.empty());
+        EXPECT_THAT(info.vulkanVersion, HasSubstr("."));
+        EXPECT_FALSE(description(info.kind).empty());
+    }
+}
+
+TEST(Devices, TheDefaultIsSharedUntilItIsLost) {
+    const auto first = Device::systemDefault();
+    const auto second = Device::systemDefault();
+    ASSERT_TRUE(first && second);
+    EXPECT_EQ(*first, *second);
+    const auto separate = Device::makeSeparate();
+    ASSERT_TRUE(separate);
+    EXPECT_NE(*separate, *first);
+    (*first)->injectLoss();
+    const auto third = Device::systemDefault();
+    ASSERT_TRUE(third);
+    EXPECT_NE(*third, *first);
+    EXPECT_GT((*third)->generation(), (*first)->generation());
+}
+
+TEST(Devices, TheEnvironmentChoosesByAPartOfTheName) {
+    const auto all = Device::all();
+    ASSERT_TRUE(all);
+    const std::string name = all->back().name;
+    std::string part = name.substr(1, 4);
+    for (char& c : part)
+        c = char(std::toupper(c));
+    {
+        const ChosenDevice chosen(part.c_str());
+        const auto device = Device::makeSeparate();
+        ASSERT_TRUE(device) << device.error().text;
+        EXPECT_EQ((*device)->name(), name);
+    }
+    const ChosenDevice chosen("no such device");
+    const auto device = Device::makeSeparate();
+    ASSERT_FALSE(device);
+    EXPECT_EQ(device.error().kind, ErrorKind::noDriver);
+    EXPECT_THAT(device.error().text, HasSubstr("no such device"));
+    EXPECT_THAT(device.error().text, HasSubstr(name));
+}
+
+TEST(Devices, AnOlderOneIsToldWhatItLacks) {
+    const vulkan::FeatureSet nothing;
+    EXPECT_THAT(nothing.missing("Old Card"), HasSubstr("Old Card cannot be used: "));
+    EXPECT_THAT(nothing.missing("Old Card"), EndsWith("."));
+    const std::uint32_t header[] = {0x07230203, 0x00010600, 0, 1, 0};
+    std::vector<std::uint32_t> module(std::begin(header), std::end(header));
+    constexpr std::uint32_t capability = 2U << 16 | 17;
+    module.insert(module.end(), {capability, 1, capability, 11}); // Shader, Int64
+    EXPECT_THAT(nothing.missingFor(module), HasSubstr("64-bit integers"));
+    module.resize(7);
+    EXPECT_EQ(nothing.missingFor(module), "");
+    for (const FeatureLine& line : Device::featureTable())
+        EXPECT_FALSE(line.sentence.empty()) << line.name;
+}
+
+} // namespace
+} // namespace gpu
