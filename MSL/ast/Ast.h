@@ -43,21 +43,24 @@ struct TemplateArgument { // exactly one is set by the parser; sema fills resolv
 struct Name {
     std::span<const Identifier*> qualifiers; // namespaces, structs and enums before the last "::"
     bool isGlobal = false;                   // begins with "::"
+    TypeSyntax* qualifierType = nullptr;     // the qualifiers when the last has template arguments, as in
+                                             // "numeric_limits<float>::max"; qualifiers is empty then
     const Identifier* identifier = nullptr;
     std::span<TemplateArgument> templateArguments;
     bool hasTemplateArguments = false;
     SourceLocation location; // of the last identifier
 };
 
+enum class SpaceSyntax : std::uint8_t { none, thread, constant, device, threadgroup };
+
 // One level of a declarator around a base type, outermost last: "float* x[3]" is base float, pointer, then array.
 struct TypeModifier {
     enum class Kind : std::uint8_t { pointer, reference, rvalueReference, array } kind = Kind::pointer;
     bool isConst = false;       // "* const"
     Expr* arraySize = nullptr;  // null with kind array: "[]"
+    SpaceSyntax space = SpaceSyntax::none; // "device float* thread p": where the pointer itself lies
     SourceLocation location;
 };
-
-enum class SpaceSyntax : std::uint8_t { none, thread, constant, device, threadgroup };
 
 struct TypeSyntax {
     Name name;                              // the base type's name; built-in types are plain identifiers here
@@ -101,6 +104,7 @@ struct Expr {
     bool isConst = false;                      // lvalue: may not be written
     bool isParenthesized = false;
     bool isDependent = false;                  // depends on a template parameter; type is a dependent type
+    std::uint16_t height = 1;                  // nesting below it; the parser bounds it, so that passes may recurse
     SourceLocation location;                   // where messages point (an operator for binary, the name for a member)
     SourceLocation begin;                      // first token
     TypeRef type = nullptr;
@@ -118,6 +122,7 @@ struct IntLiteral : Expr { // sema picks int, uint, long, ulong from value and s
     bool isLong = false;
     bool isDecimal = true;
     bool isCharacter = false;
+    bool isNullptr = false; // "nullptr", value 0
 };
 struct FloatLiteral : Expr { // unsuffixed literals are single precision
     FloatLiteral() : Expr(ExprKind::floatLiteral) {}
