@@ -22,6 +22,7 @@
 #include "MSL/source/SourceLocation.h"
 
 #include <cstdint>
+#include <deque>
 #include <span>
 #include <string>
 #include <string_view>
@@ -45,6 +46,7 @@ struct Value {
     // or the parts of a vector (scalars), matrix (columns), array or struct; a null composite has no parts (all zero).
     std::uint64_t bits = 0;
     std::span<Value* const> parts;
+    Instruction* definition = nullptr; // result: the instruction that makes it
 
     bool isConstant() const { return kind == Kind::constant; }
 };
@@ -204,6 +206,13 @@ struct Function {
     Block* body = nullptr;
 };
 
+// The type that a value has when memory of this type is read: packed vectors become vectors, enumerations integers.
+TypeRef valueType(const TypeTable& types, TypeRef memoryType);
+// The type of part `index` of a vector, matrix, array or struct, as a value.
+TypeRef partType(const TypeTable& types, TypeRef composite, std::uint32_t index);
+// How many parts a composite has; 0 for runtime-sized arrays and for what has no parts.
+std::uint64_t partCount(TypeRef composite);
+
 // A stage's function: void, without parameters. Lowering made it around the user's function: it loads the inputs, calls
 // it, and stores the outputs.
 struct Entry {
@@ -234,10 +243,16 @@ class Module {
     Value* undefined(TypeRef type);
     Value* newValue(Value::Kind kind, TypeRef type);
     Variable* newVariable(Variable::Kind kind, TypeRef type, std::string_view name);
-    Function* newFunction(std::string_view name, TypeRef returnType);
+    Function* newFunction(std::string_view name, TypeRef returnType); // not yet in `functions`: append it when complete
+    Entry* newEntry(std::string_view name, Stage stage);
 
     std::uint32_t valueCount() const { return nextValue_; }
     std::uint32_t variableCount() const { return nextVariable_; }
+
+    // Part `index` of a composite constant, also of a null one.
+    Value* constantPart(const Value* composite, std::uint32_t index);
+    // The table for a constant that is indexed at run time; one per constant.
+    Variable* constantTable(Value* constant, std::string_view name);
 
     // The scalar constant's value as a number, whatever its kind.
     static double floatValue(const Value* scalar);
@@ -248,6 +263,8 @@ class Module {
     std::uint32_t nextVariable_ = 1;
     std::uint32_t nextFunction_ = 1;
     std::unordered_multimap<std::uint64_t, Value*> constants_;
+    std::unordered_map<const Value*, Variable*> tables_;
+    std::deque<std::vector<Variable*>> variableLists_;
 };
 
 // Appends instructions to a block. Folds what is constant (arithmetic, conversion, composites, select), and simplifies

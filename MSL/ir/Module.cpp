@@ -1,0 +1,227 @@
+#include "MSL/ast/Ast.h"
+#include "MSL/ir/Half.h"
+#include "MSL/ir/Ir.h"
+
+#include <algorithm>
+#include <bit>
+
+namespace msl::ir {
+
+// ---------------------------------------------------------------------------------------------------------- blocks
+
+void Block::append(Instruction* instruction) {
+    instruction->previous = last;
+    instruction->next = nullptr;
+    (last != nullptr ? last->next : first) = instruction;
+    last = instruction;
+}
+
+void Block::insertBefore(Instruction* at, Instruction* instruction) {
+    if (at == nullptr) {
+        append(instruction);
+        return;
+    }
+    instruction->previous = at->previous;
+    instruction->next = at;
+    (at->previous != nullptr ? at->previous->next : first) = instruction;
+    at->previous = instruction;
+}
+
+void Block::remove(Instruction* instruction) {
+    (instruction->previous != nullptr ? instruction->previous->next : first) = instruction->next;
+    (instruction->next != nullptr ? instruction->next->previous : last) = instruction->previous;
+    instruction->previous = nullptr;
+    instruction->next = nullptr;
+}
+
+bool Block::isTerminated() const {
+    if (last == nullptr)
+        return false;
+    switch (last->op) {
+    case Op::break_:
+    case Op::continue_:
+    case Op::return_:
+    case Op::unreachable: return true;
+    default: return false;
+    }
+}
+
+// ----------------------------------------------------------------------------------------------------------- types
+
+TypeRef valueType(const TypeTable& types, TypeRef memoryType) {
+    if (memoryType->is(TypeKind::packedVector))
+        return types.vector(memoryType->scalar, memoryType->columns);
+    if (memoryType->is(TypeKind::enum_))
+        return memoryType->element;
+    return memoryType;
+}
+
+TypeRef partType(const TypeTable& types, TypeRef composite, std::uint32_t index) {
+    switch (composite->kind) {
+    case TypeKind::vector:
+    case TypeKind::packedVector: return types.scalar(composite->scalar);
+    case TypeKind::matrix: return types.vector(composite->scalar, composite->rows);
+    case TypeKind::array: return valueType(types, composite->element);
+    case TypeKind::struct_:
+        return index < composite->structDecl->fields.size()
+                   ? valueType(types, composite->structDecl->fields[index]->type)
+                   : types.error();
+    default: return types.error();
+    }
+}
+
+std::uint64_t partCount(TypeRef composite) {
+    switch (composite->kind) {
+    case TypeKind::vector:
+    case TypeKind::packedVector:
+    case TypeKind::matrix: return composite->columns;
+    case TypeKind::array: return composite->count;
+    case TypeKind::struct_: return composite->structDecl->fields.size();
+    default: return 0;
+    }
+}
+
+// --------------------------------------------------------------------------------------------------------- module
+
+Module::Module(Arena& theArena, TypeTable& theTypes) : arena(theArena), types(theTypes) { constants_.reserve(256); }
+
+Value* Module::newValue(Value::Kind kind, TypeRef type) {
+    auto* value = arena.make<Value>();
+    value->kind = kind;
+    value->type = type;
+    value->id = nextValue_++;
+    return value;
+}
+
+Variable* Module::newVariable(Variable::Kind kind, TypeRef type, std::string_view name) {
+    auto* variable = arena.make<Variable>();
+    variable->kind = kind;
+    variable->type = type;
+    variable->name = name;
+    variable->id = nextVariable_++;
+    if (kind != Variable::Kind::local && kind != Variable::Kind::pointerParameter)
+        globals.push_back(variable);
+    return variable;
+}
+
+// The vectors that functions and entries grow live in the module's lists, which are destroyed with it.
+Function* Module::newFunction(std::string_view name, TypeRef returnType) {
+    auto* function = arena.make<Function>();
+    function->name = name;
+    function->id = nextFunction_++;
+    function->returnType = returnType;
+    function->locals = &variableLists_.emplace_back();
+    function->body = arena.make<Block>();
+    return function;
+}
+
+Entry* Module::newEntry(std::string_view name, Stage stage) {
+    auto* entry = arena.make<Entry>();
+    entry->name = name;
+    entry->stage = stage;
+    entry->interface = &variableLists_.emplace_back();
+    entries.push_back(entry);
+    return entry;
+}
+
+static std::uint64_t mix(std::uint64_t hash, std::uint64_t value) {
+    hash ^= value + 0x9E3779B97F4A7C15ULL + (hash << 6U) + (hash >> 2U);
+    return hash * 0xFF51AFD7ED558CCDULL;
+}
+
+Value* Module::constantScalar(TypeRef scalar, std::uint64_t bits) {
+    const std::uint64_t hash = mix(scalar->id, bits);
+    const auto [begin, end] = constants_.equal_range(hash);
+    for (auto at = begin; at != end; ++at)
+        if (at->second->type == scalar && at->second->bits == bits && at->second->parts.empty())
+            return at->second;
+    Value* value = newValue(Value::Kind::constant, scalar);
+    value->bits = bits;
+    constants_.emplace(hash, value);
+    return value;
+}
+
+Value* Module::constantFloat(TypeRef type, double number) {
+    if (type->isVector()) {
+        Value* scalar = constantFloat(types.scalar(type->scalar), number);
+        Value* parts[4] = {scalar, scalar, scalar, scalar};
+        return constantComposite(type, {parts, type->columns});
+    }
+    const auto single = static_cast<float>(number);
+    return constantScalar(type, type->scalar == ScalarKind::half ? floatToHalf(single)
+                                                                 : std::bit_cast<std::uint32_t>(single));
+}
+
+Value* Module::constantInt(TypeRef type, std::int64_t number) {
+    if (type->isVector()) {
+        Value* scalar = constantInt(types.scalar(type->scalar), number);
+        Value* parts[4] = {scalar, scalar, scalar, scalar};
+        return constantComposite(type, {parts, type->columns});
+    }
+    std::uint64_t bits = 0;
+    switch (type->scalar) {
+    case ScalarKind::bool_: bits = number != 0 ? 1 : 0; break;
+    case ScalarKind::char_: bits = static_cast<std::uint64_t>(static_cast<std::int8_t>(number)); break;
+    case ScalarKind::uchar: bits = static_cast<std::uint8_t>(number); break;
+    case ScalarKind::short_: bits = static_cast<std::uint64_t>(static_cast<std::int16_t>(number)); break;
+    case ScalarKind::ushort: bits = static_cast<std::uint16_t>(number); break;
+    case ScalarKind::int_: bits = static_cast<std::uint64_t>(static_cast<std::int32_t>(number)); break;
+    case ScalarKind::uint: bits = static_cast<std::uint32_t>(number); break;
+    default: bits = static_cast<std::uint64_t>(number); break;
+    }
+    return constantScalar(type, bits);
+}
+
+static bool isZero(const Value* value) { return value->parts.empty() && value->bits == 0; }
+
+Value* Module::constantComposite(TypeRef type, std::span<Value* const> parts) {
+    if (std::ranges::all_of(parts, isZero))
+        return constantNull(type);
+    std::uint64_t hash = mix(type->id, 77);
+    for (const Value* part : parts)
+        hash = mix(hash, part->id);
+    const auto [begin, end] = constants_.equal_range(hash);
+    for (auto at = begin; at != end; ++at)
+        if (at->second->type == type && std::ranges::equal(at->second->parts, parts))
+            return at->second;
+    Value* value = newValue(Value::Kind::constant, type);
+    value->parts = arena.copy<Value*>(std::span<Value*>(const_cast<Value**>(parts.data()), parts.size()));
+    constants_.emplace(hash, value);
+    return value;
+}
+
+Value* Module::constantNull(TypeRef type) { return constantScalar(type, 0); }
+
+Value* Module::undefined(TypeRef type) { return newValue(Value::Kind::undefined, type); }
+
+Value* Module::constantPart(const Value* composite, std::uint32_t index) {
+    if (!composite->parts.empty())
+        return composite->parts[std::min<std::size_t>(index, composite->parts.size() - 1)];
+    return constantNull(partType(types, composite->type, index));
+}
+
+Variable* Module::constantTable(Value* constant, std::string_view name) {
+    Variable*& table = tables_[constant];
+    if (table == nullptr) {
+        table = newVariable(Variable::Kind::constantTable, constant->type, name);
+        table->initializer = constant;
+    }
+    return table;
+}
+
+double Module::floatValue(const Value* scalar) {
+    switch (scalar->type->scalar) {
+    case ScalarKind::float_: return std::bit_cast<float>(static_cast<std::uint32_t>(scalar->bits));
+    case ScalarKind::half: return halfToFloat(static_cast<std::uint16_t>(scalar->bits));
+    case ScalarKind::ulong: return static_cast<double>(scalar->bits);
+    default: return static_cast<double>(static_cast<std::int64_t>(scalar->bits));
+    }
+}
+
+std::int64_t Module::intValue(const Value* scalar) {
+    if (isFloating(scalar->type->scalar))
+        return static_cast<std::int64_t>(floatValue(scalar));
+    return static_cast<std::int64_t>(scalar->bits);
+}
+
+} // namespace msl::ir
