@@ -1,0 +1,166 @@
+// A 1920×1080 frame through ShaderProgram against a bare Vulkan program that draws glslang's output of the same shader.
+//
+// Both sides are timed in turn, each run with a constant that no run had before, after one frame that makes the driver
+// compile; the judged figure is the ratio of the medians. The pictures of both sides must agree within 1/255. Exits 1 when
+// the geometric mean is over 1.05, a shader is over 1.15, or a picture differs.
+#include "GPU/CommandBuffer.h"
+#include "GPU/CommandQueue.h"
+#include "GPU/Device.h"
+#include "GPU/Encoders.h"
+#include "GPU/Texture.h"
+#include "GlassHobCore/ShaderFile.h"
+#include "GlassHobRender/ShaderProgram.h"
+#include "benchmarks/BareVulkan.h"
+#include "benchmarks/Glsl.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+namespace {
+
+constexpr std::uint32_t width = 1920;
+constexpr std::uint32_t height = 1080;
+constexpr int runs = 15;
+constexpr double meanTarget = 1.05;
+constexpr double singleTarget = 1.15;
+
+struct Case {
+    const char* name;
+    std::string metalPath;
+    std::string glslPath;
+};
+
+std::string readText(const std::string& path) {
+    auto text = glasshob::ShaderFile::read(path);
+    if (!text) {
+        std::fprintf(stderr, "%s\n", text.error().c_str());
+        std::exit(2);
+    }
+    return *text;
+}
+
+// The user's shade() behind one that shifts the picture by the fresh constant.
+std::string withFreshConstant(std::string source, float fresh) {
+    const std::string from = "float4 shade(";
+    source.replace(source.find(from), from.size(), "float4 drawn(");
+    char number[32];
+    std::snprintf(number, sizeof number, "%.9e", double(fresh));
+    return source + "\nfloat4 shade(float2 uv, constant Uniforms& u, constant Params& p) { return drawn(uv + " + number +
+           ", u, p); }\n";
+}
+
+double milliseconds(const auto& work) {
+    const auto start = std::chrono::steady_clock::now();
+    work();
+    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+}
+
+double median(std::vector<double> values) {
+    std::ranges::sort(values);
+    return values[values.size() / 2];
+}
+
+// How many channels differ by more than one step.
+std::size_t differences(const gpu::Texture& ours, const std::vector<std::uint8_t>& theirs) {
+    std::size_t count = 0;
+    std::vector<std::uint8_t> row(std::size_t(width) * 4);
+    for (std::uint32_t y = 0; y < height; ++y) {
+        ours.getBytes(row.data(), row.size(), {0, y, width, 1});
+        for (std::size_t i = 0; i < row.size(); ++i)
+            count += std::abs(int(row[i]) - int(theirs[y * row.size() + i])) > 1 ? 1 : 0;
+    }
+    return count;
+}
+
+} // namespace
+
+int main() {
+    setenv("MESA_SHADER_CACHE_DISABLE", "true", 0);
+    const auto device = gpu::Device::systemDefault();
+    if (!device) {
+        std::fprintf(stderr, "%s\n", device.error().text.c_str());
+        return 2;
+    }
+    const auto queue = (*device)->makeCommandQueue();
+    const auto texture = (*device)->makeTexture({.width = width,
+                                                 .height = height,
+                                                 .storage = gpu::StorageMode::shared,
+                                                 .usage = {.shaderRead = false, .renderTarget = true}});
+    if (!queue || !texture)
+        return 2;
+    bench::BareVulkan bare((*device)->name().c_str(), width, height);
+    const std::vector<std::uint32_t> vertex = bench::compileGlsl(bench::GlslStage::vertex, bench::wholeVertex());
+    const std::string bench = BENCH_SHADERS "/";
+    const Case cases[] = {
+        {"sample", SAMPLE_SHADERS "/01-flowing-color.metal", bench + "sample.glsl"},
+        {"noise", bench + "noise.metal", bench + "noise.glsl"},
+        {"raymarcher", bench + "raymarcher.metal", bench + "raymarcher.glsl"},
+    };
+
+    std::printf("%s, %ux%u, median of %d\n", (*device)->name().c_str(), width, height, runs);
+    bool isGood = true;
+    double logarithms = 0;
+    for (const Case& item : cases) {
+        const std::string metal = readText(item.metalPath);
+        const std::string glsl = readText(item.glslPath);
+        std::vector<double> ours;
+        std::vector<double> theirs;
+        std::size_t differing = 0;
+        for (int run = 0; run < runs; ++run) {
+            const float fresh = float(run + 1) * 1e-6F;
+            std::shared_ptr<const glasshob::ShaderProgram> program;
+            try {
+                program = std::make_shared<const glasshob::ShaderProgram>(withFreshConstant(metal, fresh), *device);
+            } catch (const glasshob::ShaderError& error) {
+                std::fprintf(stderr, "%s: %s\n", item.name, error.raw.c_str());
+                return 2;
+            }
+            bare.setShader(vertex, bench::compileGlsl(bench::GlslStage::fragment, bench::wholeFragment(glsl, fresh)));
+            glasshob::GHUniforms uniforms;
+            uniforms.resolution[0] = float(width);
+            uniforms.resolution[1] = float(height);
+            uniforms.time = 3.25F;
+            uniforms.mouse[0] = 0.5F * float(width);
+            uniforms.mouse[1] = 0.5F * float(height);
+            const std::vector<float> parameters = program->parameterFloats({});
+            const auto drawOurs = [&] {
+                const auto commands = (*queue)->commandBuffer();
+                gpu::RenderPassDescriptor pass;
+                pass.colorAttachments[0].texture = *texture;
+                pass.colorAttachments[0].loadAction = program->pictureLoadAction();
+                gpu::RenderCommandEncoder* encoder = commands->makeRenderCommandEncoder(pass);
+                program->encodePicture(*encoder, uniforms, {}, nullptr);
+                encoder->endEncoding();
+                commands->commit();
+                commands->waitUntilCompleted();
+            };
+            const auto drawTheirs = [&] {
+                bare.draw(&uniforms, sizeof uniforms, parameters.data(), parameters.size() * sizeof(float));
+            };
+            drawOurs(); // the driver compiles here
+            drawTheirs();
+            const bool oursFirst = run % 2 == 0;
+            if (!oursFirst)
+                theirs.push_back(milliseconds(drawTheirs));
+            ours.push_back(milliseconds(drawOurs));
+            if (oursFirst)
+                theirs.push_back(milliseconds(drawTheirs));
+            differing = std::max(differing, differences(**texture, bare.pixels()));
+        }
+        const double ratio = median(ours) / median(theirs);
+        logarithms += std::log(ratio);
+        isGood = isGood && ratio <= singleTarget && differing == 0;
+        std::printf("%-12s ours %8.2f ms   bare %8.2f ms   ratio %.3f   channels that differ: %zu\n", item.name,
+                    median(ours), median(theirs), ratio, differing);
+    }
+    const double mean = std::exp(logarithms / double(std::size(cases)));
+    isGood = isGood && mean <= meanTarget;
+    std::printf("geometric mean %.3f (at most %.2f; none over %.2f): %s\n", mean, meanTarget, singleTarget,
+                isGood ? "reached" : "MISSED");
+    return isGood ? 0 : 1;
+}
