@@ -311,6 +311,8 @@ class Builder {
     Instruction* emit(Op op, TypeRef resultType, std::span<Value* const> operands); // raw, without folding
 };
 
+std::string_view opName(Op op);
+
 // The module as readable text, for tests and for people.
 std::string toText(const Module& module);
 

@@ -1,0 +1,345 @@
+#include "MSL/ast/Ast.h"
+#include "MSL/ir/Ir.h"
+
+#include <algorithm>
+#include <vector>
+
+namespace msl::ir {
+
+namespace {
+
+class Verifier {
+  public:
+    explicit Verifier(const Module& module)
+        : module_(module), isVisible_(module.valueCount(), false), isReachable_(module.variableCount(), false) {}
+
+    std::string run() {
+        for (const Variable* variable : module_.globals) {
+            isReachable_[variable->id] = true;
+            if (variable->kind == Variable::Kind::constantTable &&
+                (variable->initializer == nullptr || !variable->initializer->isConstant()))
+                return "constant table '" + std::string(variable->name) + "' has no constant value";
+        }
+        for (const Function* function : module_.functions) {
+            this->function(*function);
+            if (!fault_.empty())
+                return "function '" + std::string(function->name) + "': " + fault_;
+            known_.push_back(function);
+        }
+        for (const Entry* entry : module_.entries) {
+            if (entry->function == nullptr || std::ranges::find(known_, entry->function) == known_.end())
+                return "entry '" + std::string(entry->name) + "' has no function in the module";
+            if (!entry->function->returnType->is(TypeKind::void_) || !entry->function->parameters.empty())
+                return "entry '" + std::string(entry->name) + "' takes or returns something";
+        }
+        return {};
+    }
+
+  private:
+    bool fail(std::string what) {
+        if (fault_.empty())
+            fault_ = std::move(what);
+        return false;
+    }
+    bool fail(const Instruction& instruction, std::string_view what) {
+        return fail(std::string(opName(instruction.op)) + ": " + std::string(what));
+    }
+
+    void function(const Function& function) {
+        function_ = &function;
+        for (const Value* parameter : function.parameters)
+            isVisible_[parameter->id] = true;
+        for (const Variable* variable : function.pointerParameters)
+            isReachable_[variable->id] = true;
+        for (const Variable* variable : *function.locals) {
+            isReachable_[variable->id] = true;
+            if (variable->initializer != nullptr &&
+                (!variable->initializer->isConstant() || variable->initializer->type != variable->type))
+                fail("local '" + std::string(variable->name) + "' starts with something that is no constant of its type");
+        }
+        block(*function.body, {});
+        for (const Value* parameter : function.parameters)
+            isVisible_[parameter->id] = false;
+        for (const Variable* variable : function.pointerParameters)
+            isReachable_[variable->id] = false;
+        for (const Variable* variable : *function.locals)
+            isReachable_[variable->id] = false;
+    }
+
+    struct Inside {
+        bool loop = false;       // continue_ has a target
+        bool breakable = false;  // break_ has one
+        bool continuing = false; // directly in a continuing block, where no terminator may stand
+    };
+
+    void block(const Block& block, Inside inside) {
+        std::vector<std::uint32_t> defined;
+        this->instructions(block, inside, defined);
+        for (const std::uint32_t id : defined)
+            isVisible_[id] = false;
+    }
+
+    void instructions(const Block& block, Inside inside, std::vector<std::uint32_t>& defined) {
+        const Instruction* previous = nullptr;
+        for (const Instruction* at = block.first; at != nullptr && fault_.empty(); at = at->next) {
+            if (at->previous != previous) {
+                fail(*at, "the block's links are broken");
+                return;
+            }
+            previous = at;
+            instruction(*at, inside);
+            if (at->result != nullptr) {
+                if (at->result->definition != at)
+                    fail(*at, "its result does not know it");
+                isVisible_[at->result->id] = true;
+                defined.push_back(at->result->id);
+            }
+        }
+        if (fault_.empty() && block.last != previous)
+            fail("the block's last instruction is not its last");
+    }
+
+    bool use(const Instruction& instruction, const Value* value) {
+        if (value == nullptr)
+            return fail(instruction, "an operand is missing");
+        if ((value->kind == Value::Kind::parameter || value->kind == Value::Kind::result) && !isVisible_[value->id])
+            return fail(instruction, "uses a value before or outside of where it is defined");
+        if (value->type->is(TypeKind::packedVector) || value->type->is(TypeKind::enum_))
+            return fail(instruction, "a value of type '" + typeName(value->type) + "'");
+        return true;
+    }
+
+    bool checkPlace(const Instruction& instruction, const Place* place) {
+        if (place == nullptr || place->root == nullptr)
+            return fail(instruction, "it has no place");
+        if (!isReachable_[place->root->id])
+            return fail(instruction, "its variable '" + std::string(place->root->name) + "' belongs to another function");
+        TypeRef type = place->root->type;
+        for (const Step& step : place->steps) {
+            if (step.kind == Step::Kind::member) {
+                if (!type->is(TypeKind::struct_) || step.number >= type->structDecl->fields.size())
+                    return fail(instruction, "a member step into '" + typeName(type) + "'");
+                type = type->structDecl->fields[step.number]->type;
+                continue;
+            }
+            if (!type->is(TypeKind::array) && !type->isVector() && !type->isMatrix() && !type->is(TypeKind::packedVector))
+                return fail(instruction, "an index step into '" + typeName(type) + "'");
+            if (step.value != nullptr) {
+                use(instruction, step.value);
+                if (!step.value->type->isScalar() || (step.value->type->scalar != ScalarKind::int_ &&
+                                                      step.value->type->scalar != ScalarKind::uint))
+                    return fail(instruction, "an index of type '" + typeName(step.value->type) + "'");
+            }
+            type = type->is(TypeKind::array) ? type->element : partType(module_.types, type, 0);
+        }
+        if (valueType(module_.types, type) != valueType(module_.types, place->type))
+            return fail(instruction, "its place says '" + typeName(place->type) + "' and leads to '" + typeName(type) + "'");
+        return true;
+    }
+
+    bool count(const Instruction& instruction, std::size_t operands) {
+        if (instruction.operands.size() != operands)
+            return fail(instruction, "it has " + std::to_string(instruction.operands.size()) + " operands");
+        return true;
+    }
+
+    bool same(const Instruction& instruction, TypeRef left, TypeRef right) {
+        if (left != right)
+            return fail(instruction, "'" + typeName(left) + "' and '" + typeName(right) + "' differ");
+        return true;
+    }
+
+    void instruction(const Instruction& in, Inside inside) {
+        for (const Value* operand : in.operands)
+            use(in, operand);
+        if (!fault_.empty())
+            return;
+        const TypeRef result = in.result != nullptr ? in.result->type : nullptr;
+        switch (in.op) {
+        case Op::load:
+            if (checkPlace(in, in.place) && count(in, 0))
+                same(in, result, valueType(module_.types, in.place->type));
+            break;
+        case Op::store:
+            if (checkPlace(in, in.place) && count(in, 1))
+                same(in, in.operands[0]->type, valueType(module_.types, in.place->type));
+            break;
+        case Op::add: case Op::sub: case Op::mul: case Op::div: case Op::rem: case Op::shl: case Op::shr:
+        case Op::bitAnd: case Op::bitOr: case Op::bitXor: case Op::logicalAnd: case Op::logicalOr:
+            if (count(in, 2) && same(in, in.operands[0]->type, result))
+                same(in, in.operands[1]->type, result);
+            if (fault_.empty() && !result->isScalar() && !result->isVector())
+                fail(in, "of type '" + typeName(result) + "'");
+            break;
+        case Op::neg: case Op::bitNot: case Op::logicalNot:
+            if (count(in, 1))
+                same(in, in.operands[0]->type, result);
+            break;
+        case Op::equal: case Op::notEqual: case Op::less: case Op::lessEqual: case Op::greater: case Op::greaterEqual:
+            if (count(in, 2) && same(in, in.operands[0]->type, in.operands[1]->type) &&
+                (result->scalar != ScalarKind::bool_ || result->columns != in.operands[0]->type->columns))
+                fail(in, "gives '" + typeName(result) + "'");
+            break;
+        case Op::convert:
+            if (count(in, 1) && result->componentCount() != in.operands[0]->type->componentCount())
+                fail(in, "changes the shape");
+            break;
+        case Op::bitcast:
+            if (count(in, 1) && layoutOf(result).size != layoutOf(in.operands[0]->type).size &&
+                byteSize(result->scalar) * result->columns !=
+                    byteSize(in.operands[0]->type->scalar) * in.operands[0]->type->columns)
+                fail(in, "changes the size");
+            break;
+        case Op::construct: construct(in, result); break;
+        case Op::extract:
+        case Op::insert: {
+            if (!count(in, in.op == Op::extract ? 1 : 2))
+                return;
+            TypeRef type = in.operands[0]->type;
+            for (const std::uint32_t index : in.indices) {
+                if (index >= partCount(type)) {
+                    fail(in, "takes part " + std::to_string(index) + " of '" + typeName(type) + "'");
+                    return;
+                }
+                type = partType(module_.types, type, index);
+            }
+            if (same(in, type, in.op == Op::extract ? result : in.operands[1]->type) && in.op == Op::insert)
+                same(in, result, in.operands[0]->type);
+            break;
+        }
+        case Op::extractDynamic:
+            if (count(in, 2) && !in.operands[0]->type->isVector())
+                fail(in, "indexes '" + typeName(in.operands[0]->type) + "'");
+            break;
+        case Op::shuffle: {
+            std::uint32_t width = 0;
+            for (const Value* operand : in.operands)
+                width += operand->type->columns;
+            if (in.operands.empty() || std::ranges::any_of(in.indices, [&](std::uint32_t i) { return i >= width; }) ||
+                result->columns != in.indices.size())
+                fail(in, "chooses components that are not there");
+            break;
+        }
+        case Op::select:
+            if (count(in, 3) && same(in, in.operands[1]->type, result) && same(in, in.operands[2]->type, result) &&
+                in.operands[0]->type->scalar != ScalarKind::bool_)
+                fail(in, "chooses by '" + typeName(in.operands[0]->type) + "'");
+            break;
+        case Op::call:
+            if (in.callee == nullptr || std::ranges::find(known_, in.callee) == known_.end()) {
+                fail(in, "its function does not stand before it");
+                return;
+            }
+            if (in.operands.size() != in.callee->parameters.size() ||
+                in.variables.size() != in.callee->pointerParameters.size()) {
+                fail(in, "the arguments of '" + std::string(in.callee->name) + "' do not match its parameters");
+                return;
+            }
+            for (std::size_t i = 0; i < in.operands.size(); ++i)
+                same(in, in.operands[i]->type, in.callee->parameters[i]->type);
+            for (std::size_t i = 0; i < in.variables.size(); ++i) {
+                same(in, in.variables[i]->type, in.callee->pointerParameters[i]->type);
+                if (!isReachable_[in.variables[i]->id])
+                    fail(in, "passes a variable of another function");
+            }
+            break;
+        case Op::arrayLength:
+            if (checkPlace(in, in.place) && (!in.place->type->is(TypeKind::array) || in.place->type->count != 0))
+                fail(in, "asks '" + typeName(in.place->type) + "' for its length");
+            break;
+        case Op::if_:
+            if (count(in, 1) && !in.operands[0]->type->isBool())
+                fail(in, "its condition is '" + typeName(in.operands[0]->type) + "'");
+            else if (in.blocks.size() == 2) {
+                block(*in.blocks[0], inside);
+                block(*in.blocks[1], inside);
+            } else
+                fail(in, "it has no blocks");
+            break;
+        case Op::loop: loop(in); break;
+        case Op::switch_: {
+            unsigned defaults = 0;
+            for (const SwitchCase& one : in.cases) {
+                defaults += one.isDefault ? 1 : 0;
+                if (!one.block->isTerminated())
+                    fail(in, "a case runs on into the next");
+                block(*one.block, {.loop = inside.loop, .breakable = true});
+            }
+            if (defaults > 1)
+                fail(in, "it has two defaults");
+            break;
+        }
+        case Op::break_:
+            if (!inside.breakable)
+                fail(in, "nothing to leave");
+            terminator(in);
+            break;
+        case Op::continue_:
+            if (!inside.loop)
+                fail(in, "no loop to continue");
+            terminator(in);
+            break;
+        case Op::return_:
+            if (inside.continuing)
+                fail(in, "it stands in a continuing block");
+            if (in.operands.empty() != function_->returnType->is(TypeKind::void_))
+                fail(in, "it returns something or nothing against its function's type");
+            else if (!in.operands.empty())
+                same(in, in.operands[0]->type, function_->returnType);
+            terminator(in);
+            break;
+        case Op::unreachable: terminator(in); break;
+        default: break;
+        }
+    }
+
+    void terminator(const Instruction& in) {
+        if (in.next != nullptr)
+            fail(in, "something follows it in its block");
+    }
+
+    void construct(const Instruction& in, TypeRef result) {
+        if (result->isVector()) {
+            std::uint32_t components = 0;
+            for (const Value* operand : in.operands) {
+                if (operand->type->scalar != result->scalar)
+                    fail(in, "'" + typeName(operand->type) + "' in '" + typeName(result) + "'");
+                components += operand->type->columns;
+            }
+            if (components != result->columns)
+                fail(in, "has " + std::to_string(components) + " components for '" + typeName(result) + "'");
+            return;
+        }
+        if (!count(in, partCount(result)))
+            return;
+        for (std::uint32_t i = 0; i < in.operands.size(); ++i)
+            same(in, in.operands[i]->type, partType(module_.types, result, i));
+    }
+
+    void loop(const Instruction& in) {
+        if (in.blocks.size() != 2) {
+            fail(in, "it has no blocks");
+            return;
+        }
+        block(*in.blocks[0], {.loop = true, .breakable = true});
+        std::vector<std::uint32_t> defined;
+        instructions(*in.blocks[1], {.continuing = true}, defined);
+        for (const Value* operand : in.operands) // breakIf, made in the continuing block
+            use(in, operand);
+        for (const std::uint32_t id : defined)
+            isVisible_[id] = false;
+    }
+
+    const Module& module_;
+    const Function* function_ = nullptr;
+    std::vector<const Function*> known_;
+    std::vector<bool> isVisible_;   // by Value::id
+    std::vector<bool> isReachable_; // by Variable::id
+    std::string fault_;
+};
+
+} // namespace
+
+std::string verify(const Module& module) { return Verifier(module).run(); }
+
+} // namespace msl::ir
