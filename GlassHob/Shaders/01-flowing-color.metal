@@ -1,6 +1,6 @@
 // Flowing Colour
 //
-// @still 12
+// @still 30
 //
 // Two slow currents fold the plane over and over; where a point ends up decides its colour.
 // shade() runs once for every pixel: uv runs 0...1 from the bottom left, u.time is in seconds, and u.mouse is the

@@ -75,5 +75,5 @@ TEST_F(HobTest, TheSamplesSoundIsHeardWithoutClicks) {
     }
     EXPECT_GT(std::sqrt(power / frames / 2), 1000) << "it can be heard";
     EXPECT_LT(peak, 32000) << "it is not cut off";
-    EXPECT_LT(step, 6000) << "no jump between neighbouring samples";
+    EXPECT_LT(step, 4000) << "no jump between neighbouring samples";
 }
