@@ -1,0 +1,388 @@
+// Literals, names, constructions, casts, lambdas and braced lists.
+#include "MSL/lex/Literals.h"
+#include "MSL/parse/ParserImpl.h"
+
+#include <algorithm>
+
+namespace msl {
+
+Expr* Parser::parsePrimary() {
+    const Token first = token();
+    switch (first.kind) {
+    case TokenKind::number: return parseNumber();
+    case TokenKind::character: {
+        CharacterLiteral read = readCharacter(spelling(first));
+        auto* literal = make<IntLiteral>(first.location, first.location);
+        literal->value = read.value;
+        literal->isCharacter = true;
+        if (!read.error.empty())
+            error(first.location, read.error);
+        advance();
+        return literal;
+    }
+    case TokenKind::string: {
+        auto* literal = make<StringLiteral>(first.location, first.location);
+        std::string text;
+        for (; at(TokenKind::string); advance())
+            text += readString(spelling(token()));
+        literal->text = arena_.copyText(text);
+        return literal;
+    }
+    case TokenKind::kwTrue:
+    case TokenKind::kwFalse: {
+        auto* literal = make<BoolLiteral>(first.location, first.location);
+        literal->value = first.is(TokenKind::kwTrue);
+        advance();
+        return literal;
+    }
+    case TokenKind::kwNullptr: {
+        auto* literal = make<IntLiteral>(first.location, first.location);
+        literal->isNullptr = true;
+        advance();
+        return literal;
+    }
+    case TokenKind::kwThis: {
+        auto* name = make<NameRef>(first.location, first.location);
+        name->isThis = true;
+        name->name.identifier = first.identifier;
+        name->name.location = first.location;
+        advance();
+        return name;
+    }
+    case TokenKind::leftParen: return parseParenthesized();
+    case TokenKind::leftBracket: return parseLambda();
+    case TokenKind::identifier:
+    case TokenKind::coloncolon: return parseName();
+    case TokenKind::kwStaticCast:
+    case TokenKind::kwReinterpretCast:
+    case TokenKind::kwConstCast: return parseNamedCast();
+    case TokenKind::kwUnsigned:
+    case TokenKind::kwSigned:
+    case TokenKind::kwTypename:
+    case TokenKind::kwDecltype: {
+        Specifiers specifiers;
+        parseSpecifiers(specifiers, Context::typeId);
+        Declarator none;
+        return parseConstruct(finishType(specifiers, none));
+    }
+    case TokenKind::kwNew:
+    case TokenKind::kwDelete:
+    case TokenKind::kwThrow:
+    case TokenKind::kwDynamicCast:
+        unsupported(first.location, "'" + std::string(first.identifier->text) + "'");
+        advance();
+        return errorExpr(first.location);
+    default:
+        errorHere("expected expression");
+        return errorExpr(first.location);
+    }
+}
+
+Expr* Parser::parseNumber() {
+    const Token number = token();
+    NumberLiteral read = readNumber(spelling(number));
+    if (!read.error.empty()) {
+        SourceLocation at = number.has(Token::fromMacro)
+                                ? number.location
+                                : SourceLocation::atOffset(number.location.offset() +
+                                                           static_cast<std::uint32_t>(read.errorOffset));
+        error(at, read.error);
+    }
+    advance();
+    if (read.isFloat) {
+        auto* literal = make<FloatLiteral>(number.location, number.location);
+        literal->value = read.floating;
+        literal->isHalf = read.isHalf;
+        if (read.isTooLarge)
+            diagnostics_.warning(number.location, read.isHalf
+                                                      ? "magnitude of floating-point constant too large for type 'half'"
+                                                      : "magnitude of floating-point constant too large for type 'float'");
+        return literal;
+    }
+    auto* literal = make<IntLiteral>(number.location, number.location);
+    literal->value = read.integer;
+    literal->isUnsigned = read.isUnsigned;
+    literal->isLong = read.isLong;
+    literal->isDecimal = read.isDecimal;
+    return literal;
+}
+
+Expr* Parser::parseParenthesized() {
+    Nesting nesting(*this);
+    if (!nesting)
+        return errorExpr(token().location);
+    SourceLocation open = advance();
+    bool outer = noGreater_;
+    noGreater_ = false;
+    Expr* inner = parseExpression();
+    noGreater_ = outer;
+    inner->isParenthesized = true;
+    inner->begin = open;
+    if (!expectClosing(TokenKind::rightParen, open))
+        return errorExpr(open);
+    return inner;
+}
+
+// A name: of a variable or function, or of a type that is constructed.
+Expr* Parser::parseName() {
+    const Token first = token();
+    bool isQualified = first.is(TokenKind::coloncolon) || peek(1).is(TokenKind::coloncolon);
+    NameClass as = isQualified ? NameClass::unknown : NameTracker::classify(first.identifier);
+    if (first.is(TokenKind::identifier) && first.identifier == asType_ && peek(1).is(TokenKind::less))
+        return parseNamedCast();
+    if (isQualified || as == NameClass::type || as == NameClass::templateType) {
+        std::size_t after = scanType(0);
+        TokenKind next = after ? peek(after).kind : TokenKind::eof;
+        bool constructs = after != 0 && (next == TokenKind::leftParen || next == TokenKind::leftBrace);
+        if (constructs) {
+            auto* type = arena_.make<TypeSyntax>();
+            type->location = first.location;
+            Specifiers specifiers;
+            if (parseFundamental(specifiers))
+                *type = specifiers.type;
+            else
+                parseTypeName(*type);
+            return parseConstruct(type);
+        }
+        bool hasQualifierArguments = as == NameClass::templateType && peek(1).is(TokenKind::less);
+        if (!isQualified && !hasQualifierArguments) {
+            error(first.location, "'" + std::string(first.identifier->text) + "' does not refer to a value");
+            advance();
+            if (peek(0).is(TokenKind::period) || at(TokenKind::identifier))
+                skipToClosing(TokenKind::rightParen);
+            return errorExpr(first.location);
+        }
+    }
+    auto* reference = make<NameRef>(first.location, first.location);
+    bool hasQualifiers = parseQualifiers(reference->name);
+    if (at(TokenKind::identifier) && token().identifier == asType_ && peek(1).is(TokenKind::less))
+        return parseNamedCast();
+    if (!at(TokenKind::identifier)) {
+        errorHere("expected unqualified-id");
+        return errorExpr(first.location);
+    }
+    reference->location = reference->name.location = token().location;
+    reference->name.identifier = token().identifier;
+    NameClass last = hasQualifiers ? NameTracker::classifyQualified(token().identifier)
+                                   : NameTracker::classify(token().identifier);
+    advance();
+    if (at(TokenKind::less) && (last == NameClass::templateFunction || last == NameClass::templateType)) {
+        std::size_t after = scanTemplateArguments(0);
+        if (after != 0) {
+            reference->name.hasTemplateArguments = true;
+            reference->name.templateArguments = parseTemplateArguments();
+        }
+    }
+    return reference;
+}
+
+// "(args)" or "{args}" behind a type.
+Expr* Parser::parseConstruct(TypeSyntax* type) {
+    Nesting nesting(*this);
+    auto* construct = make<Construct>(type->location, type->location);
+    construct->typeSyntax = type;
+    construct->isBraced = at(TokenKind::leftBrace);
+    if (!nesting)
+        return errorExpr(type->location);
+    if (!at(TokenKind::leftParen) && !at(TokenKind::leftBrace)) {
+        errorHere("expected '(' for function-style cast or type construction");
+        return errorExpr(type->location);
+    }
+    if (construct->isBraced && peek(1).is(TokenKind::period) && peek(2).is(TokenKind::identifier)) {
+        // "Light{ .power = 2 }": one braced list keeps the designators
+        Expressions arguments;
+        arguments.add(parseInitList());
+        construct->arguments = arguments.copyTo(arena_);
+        return limitHeight(construct, arguments[0]->height);
+    }
+    SourceLocation open = advance();
+    Expressions arguments;
+    bool isWhole =
+        parseArguments(arguments, construct->isBraced ? TokenKind::rightBrace : TokenKind::rightParen, open);
+    if (!isWhole)
+        return errorExpr(type->location);
+    std::uint16_t below = 1;
+    for (Expr* argument : arguments)
+        below = std::max(below, argument->height);
+    construct->arguments = arguments.copyTo(arena_);
+    return limitHeight(construct, below);
+}
+
+// static_cast<T>(x), reinterpret_cast<T>(x), const_cast<T>(x), as_type<T>(x)
+Expr* Parser::parseNamedCast() {
+    Nesting nesting(*this);
+    if (!nesting)
+        return errorExpr(token().location);
+    auto* cast = make<Cast>(token().location, token().location);
+    cast->syntax = at(TokenKind::kwStaticCast)        ? CastSyntax::static_
+                   : at(TokenKind::kwReinterpretCast) ? CastSyntax::reinterpret_
+                   : at(TokenKind::kwConstCast)       ? CastSyntax::const_
+                                                      : CastSyntax::asType;
+    std::string name(token().identifier->text);
+    advance();
+    SourceLocation less = token().location;
+    if (!expect(TokenKind::less, "expected '<' after '" + name + "'"))
+        return errorExpr(cast->location);
+    cast->typeSyntax = parseTypeId();
+    expectClosing(TokenKind::greater, less);
+    SourceLocation open = token().location;
+    if (!expect(TokenKind::leftParen, "expected '(' after '>'"))
+        return errorExpr(cast->location);
+    bool outer = noGreater_;
+    noGreater_ = false;
+    cast->operand = parseExpression();
+    noGreater_ = outer;
+    bool isWhole = expectClosing(TokenKind::rightParen, open);
+    if (!isWhole || cast->operand->kind == ExprKind::error)
+        return errorExpr(cast->location);
+    return limitHeight(cast, cast->operand->height);
+}
+
+Expr* Parser::parseSizeOf() {
+    Nesting nesting(*this);
+    if (!nesting)
+        return errorExpr(token().location);
+    auto* size = make<SizeOf>(token().location, token().location);
+    size->isAlignOf = at(TokenKind::kwAlignof);
+    advance();
+    if (at(TokenKind::leftParen)) {
+        std::size_t after = scanType(1);
+        bool isType = after != 0 && (peek(after).is(TokenKind::rightParen) || peek(after).is(TokenKind::leftBracket));
+        // A name that nobody knows is more likely a mistyped type than a variable.
+        isType |= after == 0 && peek(1).is(TokenKind::identifier) && peek(2).is(TokenKind::rightParen) &&
+                  NameTracker::classify(peek(1).identifier) == NameClass::unknown;
+        if (isType) {
+            SourceLocation open = advance();
+            size->typeSyntax = parseTypeId();
+            expectClosing(TokenKind::rightParen, open);
+            return size;
+        }
+    }
+    size->operand = parseUnary();
+    if (size->operand->kind == ExprKind::error)
+        return size->operand;
+    return limitHeight(size, size->operand->height);
+}
+
+// [&, x](float a) -> float { ... }
+Expr* Parser::parseLambda() {
+    Nesting nesting(*this);
+    auto* lambda = make<Lambda>(token().location, token().location);
+    SourceLocation open = advance();
+    if (!nesting)
+        return errorExpr(open);
+    SmallList<Lambda::Capture, 4> captures;
+    while (!at(TokenKind::rightBracket) && !atEnd()) {
+        Lambda::Capture capture;
+        capture.location = token().location;
+        if (at(TokenKind::equal)) {
+            lambda->capturesAllByValue = true;
+            advance();
+        } else if (at(TokenKind::amp) && !peek(1).is(TokenKind::identifier)) {
+            lambda->capturesAllByReference = true;
+            advance();
+        } else if (at(TokenKind::kwThis)) {
+            capture.isThis = true;
+            advance();
+            captures.add(capture);
+        } else {
+            capture.byReference = accept(TokenKind::amp);
+            if (!at(TokenKind::identifier)) {
+                errorHere("expected expression");
+                skipToClosing(TokenKind::rightBracket);
+                return errorExpr(open);
+            }
+            capture.name = token().identifier;
+            capture.location = advance();
+            if (at(TokenKind::equal)) {
+                unsupported(capture.location, "a capture with an initialiser");
+                advance();
+                parseAssignment();
+            }
+            captures.add(capture);
+        }
+        if (!accept(TokenKind::comma))
+            break;
+    }
+    if (!expectClosing(TokenKind::rightBracket, open))
+        return errorExpr(open);
+    lambda->captures = captures.copyTo(arena_);
+
+    auto* function = makeDecl<FunctionDecl>(identifiers_.get("operator()"), open);
+    function->isLambda = true;
+    function->isOperator = true;
+    lambda->function = function;
+    NameTracker::Mark mark = names_.open();
+    Decl* outerParent = parent_;
+    parent_ = function;
+    if (at(TokenKind::leftParen))
+        parseParameters(*function);
+    Attributes attributes;
+    parseFunctionQualifiers(*function, attributes);
+    Expr* result = lambda;
+    if (at(TokenKind::leftBrace)) {
+        std::uint16_t outerHighest = highest_;
+        highest_ = 0;
+        parseFunctionBody(*function);
+        result = limitHeight(lambda, highest_);
+        highest_ = std::max(outerHighest, highest_);
+    } else {
+        errorHere("expected body of lambda expression");
+        result = errorExpr(open);
+    }
+    parent_ = outerParent;
+    names_.close(mark);
+    return result;
+}
+
+// { a, .b = c, [2] = d, { e } }
+Expr* Parser::parseInitList() {
+    Nesting nesting(*this);
+    auto* list = make<InitList>(token().location, token().location);
+    SourceLocation open = advance();
+    if (!nesting)
+        return errorExpr(open);
+    bool outer = noGreater_;
+    noGreater_ = false;
+    SmallList<Initializer, 16> initializers;
+    std::uint16_t below = 1;
+    bool isWhole = true;
+    while (!at(TokenKind::rightBrace) && !atEnd()) {
+        Initializer initializer;
+        initializer.location = token().location;
+        if (at(TokenKind::period) && peek(1).is(TokenKind::identifier)) {
+            advance();
+            initializer.designator = token().identifier;
+            initializer.location = advance();
+            if (at(TokenKind::period) || at(TokenKind::leftBracket)) {
+                unsupported(token().location, "a nested designator");
+                skipToClosing(TokenKind::rightBrace);
+                isWhole = false;
+                break;
+            }
+            if (!at(TokenKind::leftBrace))
+                expect(TokenKind::equal, "expected '=' or another designator");
+        } else if (at(TokenKind::leftBracket) && !peek(1).is(TokenKind::rightBracket) && !peek(1).is(TokenKind::amp) &&
+                   !(peek(1).is(TokenKind::equal))) {
+            SourceLocation bracket = advance();
+            initializer.indexDesignator = parseConditional();
+            expectClosing(TokenKind::rightBracket, bracket);
+            expect(TokenKind::equal, "expected '=' or another designator");
+        }
+        initializer.value = parseInitializerClause();
+        isWhole &= initializer.value->kind != ExprKind::error;
+        below = std::max(below, initializer.value->height);
+        initializers.add(initializer);
+        if (!accept(TokenKind::comma))
+            break;
+    }
+    noGreater_ = outer;
+    list->initializers = initializers.copyTo(arena_);
+    if (isWhole || at(TokenKind::rightBrace))
+        isWhole &= expectClosing(TokenKind::rightBrace, open);
+    else
+        skipToClosing(TokenKind::rightBrace);
+    return isWhole ? limitHeight(list, below) : errorExpr(open);
+}
+
+} // namespace msl

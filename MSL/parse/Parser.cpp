@@ -1,0 +1,225 @@
+#include "MSL/parse/Parser.h"
+
+#include "MSL/parse/ParserImpl.h"
+
+namespace msl {
+
+TranslationUnit* parse(SourceManager& sources, IdentifierTable& identifiers, Arena& arena, Diagnostics& diagnostics,
+                       WorkLimit& limit) {
+    return Parser(sources, identifiers, arena, diagnostics, limit).parseUnit();
+}
+
+Parser::Parser(SourceManager& sources, IdentifierTable& identifiers, Arena& arena, Diagnostics& diagnostics,
+               WorkLimit& limit)
+    : sources_(sources), identifiers_(identifiers), arena_(arena), diagnostics_(diagnostics), limit_(limit),
+      preprocessor_(sources, identifiers, arena, diagnostics), asType_(identifiers.get("as_type")),
+      int_(identifiers.get("int")), short_(identifiers.get("short")), char_(identifiers.get("char")),
+      long_(identifiers.get("long")), double_(identifiers.get("double")) {
+    tokens_.reserve(sources.text().size() / 4 + 64);
+    fill();
+}
+
+TranslationUnit* Parser::parseUnit() {
+    auto* unit = arena_.make<TranslationUnit>();
+    Declarations declarations;
+    parseDeclarations(declarations, Context::file, TokenKind::eof);
+    unit->declarations = declarations.copyTo(arena_);
+    return unit;
+}
+
+// -------------------------------------------------------------------------------------------------------- tokens
+
+void Parser::fill() {
+    Token& token = tokens_.emplace_back();
+    if (!isStopped_ && !limit_.step()) {
+        diagnostics_.error(previousEnd(), "this text takes too long to compile");
+        isStopped_ = true;
+    }
+    if (isStopped_) {
+        token.kind = TokenKind::eof;
+        token.location = previousEnd();
+        token.end = previousEnd_;
+        return;
+    }
+    preprocessor_.next(token);
+}
+
+void Parser::stop() {
+    isStopped_ = true;
+    tokens_.resize(position_);
+    fill();
+}
+
+// ------------------------------------------------------------------------------------------- errors and recovery
+
+void Parser::error(SourceLocation at, std::string message) {
+    reported_ = lastErrorPosition_ != position_ && !isStopped_;
+    if (!reported_)
+        return;
+    lastErrorPosition_ = position_;
+    diagnostics_.error(at, std::move(message));
+    if (diagnostics_.isFull())
+        stop();
+}
+
+// A thing that is missing at the end of a line is missed there, not at the line after it.
+SourceLocation Parser::here() const {
+    bool isBehind = atEnd() || token().has(Token::startOfLine);
+    return isBehind && previousEnd_ > 0 ? previousEnd() : token().location;
+}
+
+void Parser::errorHere(std::string message) { error(here(), std::move(message)); }
+
+bool Parser::expect(TokenKind k, std::string_view message) {
+    if (accept(k))
+        return true;
+    errorHere(std::string(message));
+    return false;
+}
+
+bool Parser::expectClosing(TokenKind k, SourceLocation open) {
+    if (accept(k))
+        return true;
+    TokenKind opening = k == TokenKind::rightParen     ? TokenKind::leftParen
+                        : k == TokenKind::rightBracket ? TokenKind::leftBracket
+                        : k == TokenKind::rightBrace   ? TokenKind::leftBrace
+                                                       : TokenKind::less;
+    errorHere("expected '" + std::string(punctuation(k)) + "'");
+    note(open, "to match this '" + std::string(punctuation(opening)) + "'");
+    skipToClosing(k);
+    return false;
+}
+
+// Reads over the rest of a bracketed list up to its closing bracket, but not out of the statement.
+void Parser::skipToClosing(TokenKind k) {
+    while (!accept(k)) {
+        if (atEnd() || at(TokenKind::semicolon) || at(TokenKind::leftBrace) || at(TokenKind::rightBrace) ||
+            startsStatementOnNewLine())
+            return;
+        if (at(TokenKind::leftParen) || at(TokenKind::leftBracket))
+            skipBalanced();
+        else
+            advance();
+    }
+}
+
+// Reads over one token, or over everything between a bracket and its partner (never past a '}' that closes more).
+void Parser::skipBalanced() {
+    std::size_t length = scanBalanced(0);
+    if (length == 0)
+        length = 1;
+    for (std::size_t i = 0; i < length && !atEnd(); ++i)
+        advance();
+}
+
+void Parser::expectSemicolon(std::string_view message) {
+    if (accept(TokenKind::semicolon))
+        return;
+    bool isRepeat = lastErrorPosition_ == position_;
+    error(previousEnd(), std::string(message));
+    if (atEnd() || at(TokenKind::rightBrace) || (token().has(Token::startOfLine) && !isRepeat))
+        return;
+    skipStatement();
+}
+
+bool Parser::startsStatementOnNewLine() {
+    if (!token().has(Token::startOfLine))
+        return false;
+    switch (kind()) {
+    case TokenKind::kwIf:
+    case TokenKind::kwFor:
+    case TokenKind::kwWhile:
+    case TokenKind::kwDo:
+    case TokenKind::kwSwitch:
+    case TokenKind::kwReturn:
+    case TokenKind::kwBreak:
+    case TokenKind::kwContinue:
+    case TokenKind::kwCase:
+    case TokenKind::kwDefault:
+    case TokenKind::kwStruct:
+    case TokenKind::kwFragment:
+    case TokenKind::kwVertex:
+    case TokenKind::kwKernel:
+    case TokenKind::kwTemplate:
+    case TokenKind::kwUsing:
+    case TokenKind::kwNamespace: return true;
+    case TokenKind::identifier:
+        return NameTracker::classify(token().identifier) == NameClass::type && peek(1).is(TokenKind::identifier);
+    default: return false;
+    }
+}
+
+// To the end of a statement that cannot be read: behind its semicolon, or before what begins or ends something else.
+void Parser::skipStatement() {
+    std::size_t first = position_;
+    while (!atEnd() && !at(TokenKind::rightBrace)) {
+        if (accept(TokenKind::semicolon))
+            return;
+        if (position_ != first && startsStatementOnNewLine())
+            return;
+        if (at(TokenKind::leftBrace)) {
+            skipBalanced();
+            return;
+        }
+        advance();
+    }
+}
+
+// The same outside functions: also stops at what looks like the next declaration.
+void Parser::skipDeclaration() {
+    std::size_t first = position_;
+    while (!atEnd() && !at(TokenKind::rightBrace)) {
+        if (accept(TokenKind::semicolon))
+            return;
+        if (position_ != first && token().has(Token::startOfLine) &&
+            (isColumnOne(token()) || startsFunctionDefinition()))
+            return;
+        if (at(TokenKind::leftBrace)) {
+            skipBalanced();
+            accept(TokenKind::semicolon);
+            return;
+        }
+        advance();
+    }
+}
+
+void Parser::unsupported(SourceLocation at, std::string_view what) {
+    error(at, std::string(what) + " is not supported here");
+}
+
+bool Parser::isColumnOne(const Token& token) const {
+    if (!token.has(Token::startOfLine) || token.has(Token::fromMacro))
+        return false;
+    std::uint32_t offset = token.location.offset();
+    return offset == 0 || sources_.text()[offset - 1] == '\n' || sources_.text()[offset - 1] == '\r';
+}
+
+std::uint32_t Parser::indentation(SourceLocation at) const {
+    std::string_view text = sources_.text();
+    std::size_t begin = at.offset();
+    while (begin > 0 && text[begin - 1] != '\n' && text[begin - 1] != '\r')
+        --begin;
+    std::uint32_t columns = 0;
+    for (std::size_t i = begin; i < text.size(); ++i) {
+        if (text[i] == '\t')
+            columns = (columns / 4 + 1) * 4;
+        else if (text[i] == ' ')
+            ++columns;
+        else
+            break;
+    }
+    return columns;
+}
+
+bool Parser::enter() {
+    ++depth_;
+    if (depth_ <= WorkLimit::maxDepth)
+        return true;
+    if (!isStopped_) {
+        diagnostics_.error(token().location, "bracket nesting level exceeded maximum of 200");
+        stop();
+    }
+    return false;
+}
+
+} // namespace msl
