@@ -11,7 +11,6 @@
 
 #include <QBuffer>
 #include <QByteArray>
-#include <QColorSpace>
 #include <QImage>
 #include <QImageWriter>
 
@@ -77,14 +76,17 @@ std::string png(const StillImage& image) {
         return {};
     const QImage wrapped(image.bytes.data(), int(image.width), int(image.height), qsizetype(image.width) * 4,
                          QImage::Format_RGB32);
-    QImage opaque = wrapped.convertToFormat(QImage::Format_RGB888);
-    opaque.setColorSpace(QColorSpace::SRgb);
     QByteArray bytes;
     QBuffer buffer(&bytes);
     buffer.open(QIODevice::WriteOnly);
     QImageWriter writer(&buffer, "png");
-    if (!writer.write(opaque))
+    if (!writer.write(wrapped.convertToFormat(QImage::Format_RGB888)))
         return {};
+    // The short tag instead of a whole colour profile: an sRGB chunk (perceptual intent, with its checksum) right behind the
+    // signature and the header, whose lengths are fixed.
+    constexpr int headerEnd = 8 + 25;
+    static constexpr char srgbChunk[] = "\0\0\0\x01sRGB\0\xae\xce\x1c\xe9";
+    bytes.insert(headerEnd, srgbChunk, sizeof srgbChunk - 1);
     return bytes.toStdString();
 }
 

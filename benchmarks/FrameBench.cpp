@@ -38,7 +38,7 @@ struct Case {
 std::string readText(const std::string& path) {
     auto text = glasshob::ShaderFile::read(path);
     if (!text) {
-        std::fprintf(stderr, "%s\n", text.error().c_str());
+        std::fprintf(stderr, "%s\n", text.error().sentence.c_str());
         std::exit(2);
     }
     return *text;
