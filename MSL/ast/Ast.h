@@ -29,6 +29,7 @@ struct StructDecl;
 struct EnumDecl;
 struct TypeSyntax;
 struct CompoundStmt;
+struct SamplerState;
 
 // ---------------------------------------------------------------------------------------------- names and types
 
@@ -430,6 +431,8 @@ struct VarDecl : Decl {
     // constexpr and const integral variables whose value sema could compute:
     bool hasConstantValue = false;
     std::int64_t constantValue = 0;
+    // a constexpr sampler: its settings; initializer is null then
+    const SamplerState* samplerState = nullptr;
     std::uint32_t loweringId = 0; // lowering's slot
 };
 

@@ -1,0 +1,360 @@
+// The working state of semantic analysis over one translation unit, shared by the Sema*.cpp files, each of which holds
+// one subject. Every expression function takes a node as the parser left it and returns the node that stands in its
+// place, typed; a fault is reported once, where it is found, and the node becomes one of error type, which silences
+// everything built on it. One object per compile, on one thread.
+#pragma once
+
+#include "MSL/ast/Ast.h"
+#include "MSL/builtins/BuiltinTable.h"
+#include "MSL/lex/Identifier.h"
+#include "MSL/sema/Scopes.h"
+#include "MSL/source/Arena.h"
+#include "MSL/source/Diagnostics.h"
+#include "MSL/source/WorkLimit.h"
+
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+namespace msl {
+
+// ------------------------------------------------------------------------------------------------ small value types
+
+// A type together with what belongs to the variable that is declared with it.
+struct DeclaredType {
+    TypeRef type = nullptr;
+    AddressSpace space = AddressSpace::thread;
+    bool hasSpace = false;
+    bool isConst = false;
+};
+
+// What an expression is wanted for: decides the wording when it does not fit.
+enum class Purpose : std::uint8_t { variable, parameter, returnValue, member, arrayElement, assignment, condition };
+
+// How good an implicit conversion is, best first.
+enum class ConversionRank : std::uint8_t { exact, qualification, promotion, conversion, splat, userDefined, none };
+
+struct ConstantValue {
+    enum class Kind : std::uint8_t { none, integer, floating } kind = Kind::none;
+    std::int64_t integer = 0; // bool too
+    double floating = 0;
+    explicit operator bool() const { return kind != Kind::none; }
+    double asDouble() const { return kind == Kind::floating ? floating : static_cast<double>(integer); }
+    bool isTrue() const { return kind == Kind::floating ? floating != 0 : integer != 0; }
+};
+
+// What a name was found to mean.
+struct NameMeaning {
+    enum class Kind : std::uint8_t {
+        nothing,
+        declaration, // one that is no function: decl
+        functions,   // overloads, possibly with a library function beside them
+        builtin,     // only a library function
+        libraryConstant, // an enumerator of the library, such as mem_flags::mem_device
+        failed,      // reported already
+    } kind = Kind::nothing;
+    Decl* decl = nullptr;
+    std::span<FunctionDecl*> functions;
+    const BuiltinFunction* builtin = nullptr;
+    Precision precision = Precision::standard;
+    std::int64_t constant = 0;
+    TypeRef constantType = nullptr;
+};
+
+struct NamespaceInfo {
+    NamespaceDecl* first = nullptr;
+    std::vector<Decl*> members;
+};
+
+// One function that might be called.
+struct Candidate {
+    FunctionDecl* function = nullptr;           // or
+    const BuiltinFunction* builtin = nullptr;   // with
+    TypeRef builtinType = nullptr;              // the type that stands for its T
+    std::span<ConversionRank> ranks;
+    bool isViable = false;
+    bool isAmbiguousBuiltin = false;
+    // why not:
+    enum class Failure : std::uint8_t { none, argumentCount, conversion, deduction, object } failure = Failure::none;
+    unsigned failedArgument = 0;
+};
+
+// ------------------------------------------------------------------------------------------------------- the analyzer
+
+class Analyzer {
+  public:
+    Analyzer(TranslationUnit& unit, TypeTable& types, IdentifierTable& identifiers, Arena& arena,
+             Diagnostics& diagnostics, WorkLimit& limit);
+    void run();
+
+  private:
+    // ---- SemaDecl.cpp: declarations
+    void declaration(Decl* decl);
+    void declarations(std::span<Decl*> decls);
+    void variable(VarDecl* var);
+    void finishVariable(VarDecl* var, const DeclaredType& declared);
+    void initializeVariable(VarDecl* var);
+    void samplerVariable(VarDecl* var);
+    void functionDeclaration(FunctionDecl* function);
+    void functionSignature(FunctionDecl* function);
+    void functionBody(FunctionDecl* function);
+    void memberInitializers(FunctionDecl* function);
+    bool hasDefaultInitializers(const StructDecl* decl) const;
+    void resolveBodyNow(FunctionDecl* function);
+    void typeAlias(TypeAliasDecl* alias);
+    void enumeration(EnumDecl* decl);
+    void namespaceBlock(NamespaceDecl* block);
+    void usingDeclaration(UsingDecl* decl);
+    void usingDirective(UsingNamespaceDecl* decl);
+    void staticAssertion(StaticAssertDecl* decl);
+    bool declare(Decl* decl); // false: a redefinition, reported
+    bool sameSignature(const FunctionDecl* a, const FunctionDecl* b) const;
+    void checkMissingReturn(FunctionDecl* function);
+    void warnUnused();
+    void enterContext(Decl* context); // re-opens the scopes of a namespace, struct or instance
+    NamespaceInfo* namespaceOf(NamespaceDecl* block);
+
+    // ---- SemaStruct.cpp
+    void structure(StructDecl* decl);
+    void completeStructure(StructDecl* decl);
+    void field(StructDecl* owner, VarDecl* var, std::vector<VarDecl*>& fields);
+    void layOut(StructDecl* decl);
+    void enterStructure(StructDecl* decl);
+    VarDecl* findField(const StructDecl* decl, const Identifier* name) const;
+    Decl* findMember(const StructDecl* decl, const Identifier* name) const; // field, static, type or first function
+    std::span<FunctionDecl*> findMethods(const StructDecl* decl, const Identifier* name);
+    std::span<FunctionDecl*> constructorsOf(const StructDecl* decl);
+    bool isComplete(TypeRef type) const;
+    bool requireComplete(TypeRef type, SourceLocation at, std::string_view what);
+
+    // ---- SemaType.cpp: the syntax of types, and names of types
+    DeclaredType resolveType(TypeSyntax* syntax, bool isParameter = false);
+    TypeRef resolveTypeOnly(TypeSyntax* syntax) { return resolveType(syntax).type; }
+    TypeRef namedType(Name& name, bool reportMissing);
+    TypeRef builtinTemplateType(Name& name);
+    TypeRef typeOfDecl(Decl* decl, Name& name);
+    TypeRef templateArgumentType(TemplateArgument& argument, bool report);
+    std::optional<std::int64_t> templateArgumentValue(TemplateArgument& argument, SourceLocation at, bool report = true);
+    std::optional<TypeRef> tryTypeName(Name& name); // the type that a name means, if it means one
+    void reportUnknownType(const Name& name);
+
+    // ---- NameLookup.cpp
+    NameMeaning lookUp(Name& name, bool forCall);
+    NameMeaning lookUpUnqualified(const Identifier* identifier);
+    NameMeaning lookUpQualified(Name& name);
+    NameMeaning meaningOf(ScopeEntry* entry);
+    NameMeaning meaningOfMembers(std::span<Decl* const> members, const Identifier* identifier);
+    const BuiltinFunction* builtinNamed(const Identifier* identifier);
+    std::span<FunctionDecl*> operatorFunctions(std::string_view spelling);
+
+    // ---- Typo.cpp
+    enum class TypoKind : std::uint8_t { expression, call, type };
+    std::string_view closestName(std::string_view typo, TypoKind kind, Decl** decl);
+    std::string_view closestOf(std::string_view typo, std::span<const std::string_view> names) const;
+
+    // ---- SemaStmt.cpp
+    Stmt* statement(Stmt* stmt);
+    void compound(CompoundStmt* stmt, bool opensScope = true);
+    void ifStatement(IfStmt* stmt);
+    void forStatement(ForStmt* stmt);
+    void rangeFor(RangeForStmt* stmt);
+    void switchStatement(SwitchStmt* stmt);
+    void caseLabel(CaseStmt* stmt);
+    void returnStatement(ReturnStmt* stmt);
+    Expr* condition(Expr* expr);
+
+    // ---- SemaExpr.cpp
+    Expr* expression(Expr* expr);              // typed, an lvalue stays one
+    Expr* value(Expr* expr);                   // typed and read: an rvalue; arrays become pointers
+    Expr* load(Expr* typed);                   // lvalue to rvalue of a node that is typed already
+    Expr* discarded(Expr* expr);               // for its effects only
+    Expr* typedExpression(Expr* expr);
+    Expr* literal(IntLiteral* literal);
+    Expr* nameReference(NameRef* ref);
+    Expr* variableReference(NameRef* ref, VarDecl* var);
+    Expr* implicitThis(SourceLocation at);
+    Expr* member(Member* expr);
+    Expr* structMember(Member* expr, TypeRef structType);
+    Expr* swizzle(Member* expr);
+    Expr* index(Index* expr);
+    Expr* unary(Unary* expr);
+    Expr* cast(Cast* expr);
+    Expr* sizeOf(SizeOf* expr);
+    Expr* lambda(Lambda* expr);
+    bool checkAssignable(Expr* lvalue, SourceLocation at); // reports why it cannot be written
+    void reportNotLvalue(Expr* expr, SourceLocation at);
+
+    // ---- SemaBinary.cpp
+    Expr* binary(Binary* expr);
+    Expr* arithmetic(Binary* expr);
+    Expr* comparison(Binary* expr);
+    Expr* shift(Binary* expr);
+    Expr* logical(Binary* expr);
+    Expr* assignment(Binary* expr);
+    Expr* pointerArithmetic(Binary* expr);
+    Expr* matrixProduct(Binary* expr);
+    Expr* overloadedOperator(BinaryOp op, Expr* left, Expr* right, SourceLocation at, bool* handled);
+    Expr* overloadedUnary(Unary* expr, bool* handled);
+    Expr* conditional(Conditional* expr);
+    Expr* invalidOperands(Binary* expr);
+    TypeRef commonType(TypeRef a, TypeRef b) const; // null when there is none
+    TypeRef commonScalar(TypeRef a, TypeRef b) const;
+    TypeRef promoted(TypeRef type) const;
+    Expr* toArithmetic(Expr* rvalue); // enums to integers, packed vectors to vectors
+
+    // ---- Convert.cpp
+    ConversionRank rankConversion(Expr* from, TypeRef to);       // by value
+    ConversionRank rankTypes(TypeRef from, TypeRef to) const;
+    ConversionRank rankArgument(Expr* argument, TypeRef parameterType); // to a parameter, references too
+    Expr* convert(Expr* from, TypeRef to, Purpose purpose, SourceLocation at); // implicit; reports
+    Expr* convertArgument(Expr* argument, TypeRef parameterType, SourceLocation at);
+    Expr* bindReference(Expr* from, TypeRef referenceType, Purpose purpose, SourceLocation at);
+    Expr* tryConvert(Expr* from, TypeRef to); // null when there is no conversion
+    Expr* explicitConvert(Expr* from, TypeRef to); // as a cast does; null when there is none
+    Expr* toBool(Expr* rvalue);
+    Expr* makeCast(CastKind kind, Expr* operand, TypeRef to);
+    void reportConversion(Expr* from, TypeRef to, Purpose purpose, SourceLocation at);
+
+    // ---- SemaInit.cpp
+    Expr* initialize(TypeRef to, Expr* initializer, Purpose purpose, SourceLocation at);
+    Expr* initializeFromList(TypeRef to, InitList* list, Purpose purpose, bool isBracedConstruct = false);
+    struct InitCursor {
+        std::span<Initializer> items;
+        std::size_t next = 0;
+    };
+    Expr* initializeAggregate(TypeRef to, InitCursor& cursor, bool ownsList, SourceLocation at);
+    Expr* initializeElement(TypeRef to, InitCursor& cursor, Purpose purpose);
+    std::uint64_t countArrayElements(TypeRef element, InitList* list);
+    Expr* construct(Construct* expr);
+    Expr* constructType(TypeRef type, std::span<Expr*> arguments, bool isBraced, Construct* node, SourceLocation at);
+    Expr* constructVector(TypeRef type, std::span<Expr*> arguments, Construct* node, SourceLocation at);
+    Expr* constructMatrix(TypeRef type, std::span<Expr*> arguments, Construct* node, SourceLocation at);
+    Expr* callConstructor(TypeRef type, std::span<Expr*> arguments, bool isBraced, Construct* node, SourceLocation at);
+    Expr* zeroValue(TypeRef type, SourceLocation at);
+    bool isAggregate(TypeRef type) const;
+
+    // ---- SemaCall.cpp and SemaOverload.cpp
+    Expr* call(Call* expr);
+    Expr* callMember(Call* expr, Member* callee);
+    Expr* callFunctions(Call* expr, NameMeaning& meaning, Name& name);
+    Expr* callObject(Call* expr);
+    Expr* finishCall(Call* expr, FunctionDecl* function);
+    Expr* finishBuiltinCall(Call* expr, const BuiltinFunction& builtin, TypeRef t, Precision precision);
+    Expr* makeCall(FunctionDecl* function, std::span<Expr*> arguments, SourceLocation at);
+    bool arguments(Call* expr); // types them; false when one is in error
+    Candidate consider(FunctionDecl* function, std::span<Expr*> arguments, std::span<TemplateArgument> explicitArguments);
+    Candidate considerBuiltin(const BuiltinFunction& builtin, std::span<Expr*> arguments);
+    int compare(const Candidate& a, const Candidate& b, std::span<Expr*> arguments) const; // <0: a is better
+    const Candidate* best(std::span<Candidate> candidates, std::span<Expr*> arguments, bool* isAmbiguous) const;
+    void reportNoMatch(SourceLocation at, std::string_view what, std::string_view name, std::span<Candidate> candidates,
+                       std::span<Expr*> arguments);
+    void noteCandidate(const Candidate& candidate, std::span<Expr*> arguments, SourceLocation at);
+    TypeRef deduceBuiltin(const BuiltinFunction& builtin, std::span<Expr*> arguments, bool* isAmbiguous);
+    Expr* makeBuiltinCall(BuiltinId id, std::span<Expr* const> arguments, TypeRef type, SourceLocation at);
+
+    // ---- SemaTexture.cpp: methods of textures, options and settings of samplers
+    Expr* textureMethod(Call* expr, Member* callee);
+    Expr* sampleOption(Call* expr, std::string_view name, bool* handled);
+
+    // ---- SemaTemplate.cpp
+    FunctionDecl* instantiate(FunctionDecl* pattern, std::span<TemplateArgument> explicitArguments,
+                              std::span<Expr*> arguments);
+    TypeRef instantiateStructure(StructDecl* pattern, Name& name);
+    TypeRef instantiateAlias(TypeAliasDecl* pattern, Name& name);
+    bool deduce(TypeSyntax* pattern, TypeRef from, std::span<TemplateParameterDecl*> parameters,
+                std::span<TemplateArgument> bound, bool isParameter);
+    bool completeArguments(std::span<TemplateParameterDecl*> parameters, std::span<TemplateArgument> bound,
+                           SourceLocation at, bool report);
+    bool bindExplicit(std::span<TemplateParameterDecl*> parameters, std::span<TemplateArgument> given,
+                      std::span<TemplateArgument> bound, SourceLocation at, bool report);
+    void pushBindings(std::span<TemplateParameterDecl*> parameters, std::span<TemplateArgument> arguments);
+    static bool sameArguments(std::span<TemplateArgument> a, std::span<TemplateArgument> b);
+
+    // ---- ConstEval.cpp
+    ConstantValue evaluate(Expr* typed);
+    ConstantValue evaluateIn(Expr* typed, unsigned depth);
+    ConstantValue evaluateCall(Call* call, unsigned depth);
+    std::optional<std::int64_t> integerConstant(Expr* unresolved, std::string_view what); // types it; reports
+    static ConstantValue convertConstant(ConstantValue value, TypeRef to);
+
+    // ---- SemaEntry.cpp
+    void entryPoint(FunctionDecl* function);
+    void checkAttributes(Decl* decl);
+
+    // ---- helpers
+    void error(SourceLocation at, std::string message) { diagnostics_.error(at, std::move(message)); }
+    void warning(SourceLocation at, std::string message) { diagnostics_.warning(at, std::move(message)); }
+    void note(SourceLocation at, std::string message) { diagnostics_.note(at, std::move(message)); }
+    void unsupported(SourceLocation at, std::string_view what);
+    Expr* errorAt(const Expr* expr); // an ErrorExpr in its place
+    Expr* errorAt(SourceLocation at);
+    IntLiteral* makeInteger(std::int64_t value, TypeRef type, SourceLocation at);
+    bool tooDeep(SourceLocation at);
+
+    template <typename T>
+    T* make(const Expr* like) {
+        T* node = arena_.make<T>();
+        node->location = like->location;
+        node->begin = like->begin;
+        return node;
+    }
+
+    struct DepthGuard {
+        explicit DepthGuard(unsigned& depth) : depth_(depth) { ++depth_; }
+        ~DepthGuard() { --depth_; }
+        DepthGuard(const DepthGuard&) = delete;
+        DepthGuard& operator=(const DepthGuard&) = delete;
+        unsigned& depth_;
+    };
+    static constexpr unsigned maxExpressionDepth = 1000;
+    static constexpr unsigned maxInstantiationDepth = 64;
+    static constexpr unsigned maxInstances = 4096;
+    static constexpr std::uint64_t maxObjectSize = std::uint64_t{1} << 30;
+
+    // The function whose body is being resolved.
+    struct FunctionContext {
+        FunctionDecl* function = nullptr;
+        TypeRef returnType = nullptr; // null: to be deduced
+        unsigned loops = 0;
+        unsigned switches = 0;
+        SwitchStmt* innermostSwitch = nullptr;
+        unsigned errorsAtStart = 0;
+    };
+
+    TranslationUnit& unit_;
+    TypeTable& types_;
+    IdentifierTable& identifiers_;
+    Arena& arena_;
+    Diagnostics& diagnostics_;
+    WorkLimit& limit_;
+    Scopes scopes_;
+
+    FunctionContext context_;
+    StructDecl* currentStruct_ = nullptr;
+    Decl* currentParent_ = nullptr; // namespace, struct or function that declarations belong to
+    bool metalIsVisible_ = false;   // "using namespace metal"
+    Precision visiblePrecision_ = Precision::standard;
+    unsigned depth_ = 0;
+    bool depthReported_ = false;
+    unsigned instantiationDepth_ = 0;
+    unsigned instanceCount_ = 0;
+    std::uint64_t evaluationSteps_ = 0;
+    bool workReported_ = false;
+
+    std::vector<FunctionDecl*> pendingBodies_; // of instances and of members, resolved after the current declaration
+    std::vector<FunctionDecl*> entryPoints_;
+    std::vector<StructDecl*> structs_;
+    std::vector<VarDecl*> localsToWarnAbout_;
+    std::unordered_map<const NamespaceDecl*, NamespaceInfo*> namespaces_;
+    std::vector<std::unique_ptr<NamespaceInfo>> ownedNamespaces_;
+    std::unordered_map<const FunctionDecl*, std::vector<FunctionDecl*>> functionInstances_;
+    std::unordered_map<const StructDecl*, std::vector<StructDecl*>> structInstances_;
+    std::unordered_map<const FunctionDecl*, std::vector<FunctionDecl*>> functionSpecializations_;
+    std::unordered_map<const StructDecl*, std::vector<StructDecl*>> structSpecializations_;
+};
+
+} // namespace msl

@@ -1,0 +1,392 @@
+// Values known while compiling: array sizes, case labels, template arguments, static assertions, constexpr numbers.
+#include "MSL/sema/Analyzer.h"
+
+#include <cmath>
+
+namespace msl {
+namespace {
+
+constexpr std::uint64_t maxEvaluationSteps = 1'000'000;
+constexpr unsigned maxEvaluationDepth = 256;
+
+ConstantValue integerValue(std::int64_t value) { return {ConstantValue::Kind::integer, value, 0}; }
+ConstantValue floatingValue(double value) { return {ConstantValue::Kind::floating, 0, value}; }
+
+std::optional<double> mathFunction(BuiltinId id, std::span<const ConstantValue> arguments) {
+    const auto at = [&](std::size_t i) { return arguments[i].asDouble(); };
+    switch (id) {
+    case BuiltinId::sqrt: return std::sqrt(at(0));
+    case BuiltinId::floor: return std::floor(at(0));
+    case BuiltinId::ceil: return std::ceil(at(0));
+    case BuiltinId::round: return std::round(at(0));
+    case BuiltinId::trunc: return std::trunc(at(0));
+    case BuiltinId::abs:
+    case BuiltinId::fabs: return std::fabs(at(0));
+    case BuiltinId::sin: return std::sin(at(0));
+    case BuiltinId::cos: return std::cos(at(0));
+    case BuiltinId::exp: return std::exp(at(0));
+    case BuiltinId::exp2: return std::exp2(at(0));
+    case BuiltinId::log: return std::log(at(0));
+    case BuiltinId::log2: return std::log2(at(0));
+    case BuiltinId::pow: return std::pow(at(0), at(1));
+    case BuiltinId::min:
+    case BuiltinId::fmin: return std::min(at(0), at(1));
+    case BuiltinId::max:
+    case BuiltinId::fmax: return std::max(at(0), at(1));
+    case BuiltinId::clamp: return std::min(std::max(at(0), at(1)), at(2));
+    default: return std::nullopt;
+    }
+}
+
+} // namespace
+
+ConstantValue Analyzer::convertConstant(ConstantValue value, TypeRef to) {
+    if (!value)
+        return value;
+    if (to->is(TypeKind::enum_))
+        to = to->element;
+    if (!to->isScalar())
+        return {};
+    if (to->isBool())
+        return integerValue(value.isTrue() ? 1 : 0);
+    if (isFloating(to->scalar)) {
+        double number = value.kind == ConstantValue::Kind::floating ? value.floating : static_cast<double>(value.integer);
+        if (to->scalar == ScalarKind::float_)
+            number = static_cast<double>(static_cast<float>(number));
+        return floatingValue(number);
+    }
+    std::int64_t integer = value.integer;
+    if (value.kind == ConstantValue::Kind::floating) {
+        constexpr double limit = 9.2233720368547748e18;
+        integer = std::isnan(value.floating)      ? 0
+                  : value.floating >= limit       ? INT64_MAX
+                  : value.floating <= -limit      ? INT64_MIN
+                                                  : static_cast<std::int64_t>(value.floating);
+    }
+    const auto bits = static_cast<std::uint64_t>(integer);
+    switch (to->scalar) {
+    case ScalarKind::char_: return integerValue(static_cast<std::int8_t>(bits));
+    case ScalarKind::uchar: return integerValue(static_cast<std::uint8_t>(bits));
+    case ScalarKind::short_: return integerValue(static_cast<std::int16_t>(bits));
+    case ScalarKind::ushort: return integerValue(static_cast<std::uint16_t>(bits));
+    case ScalarKind::int_: return integerValue(static_cast<std::int32_t>(bits));
+    case ScalarKind::uint: return integerValue(static_cast<std::uint32_t>(bits));
+    default: return integerValue(integer);
+    }
+}
+
+ConstantValue Analyzer::evaluate(Expr* typed) {
+    // What is plainly no constant is told apart at once: this runs for every subscript.
+    if (typed->kind == ExprKind::call && !static_cast<Call*>(typed)->function)
+        if (static_cast<Call*>(typed)->arguments.empty())
+            return {};
+    evaluationSteps_ = 0;
+    return evaluateIn(typed, 0);
+}
+
+ConstantValue Analyzer::evaluateIn(Expr* expr, unsigned depth) {
+    if (!expr || !expr->type || expr->type->isError() || depth > maxEvaluationDepth ||
+        ++evaluationSteps_ > maxEvaluationSteps || !limit_.step())
+        return {};
+    switch (expr->kind) {
+    case ExprKind::intLiteral: {
+        const auto* literal = static_cast<IntLiteral*>(expr);
+        return integerValue(static_cast<std::int64_t>(literal->value));
+    }
+    case ExprKind::floatLiteral: {
+        const double value = static_cast<FloatLiteral*>(expr)->value;
+        return convertConstant(floatingValue(value), expr->type);
+    }
+    case ExprKind::boolLiteral: return integerValue(static_cast<BoolLiteral*>(expr)->value ? 1 : 0);
+    case ExprKind::nameRef: {
+        const Decl* decl = static_cast<NameRef*>(expr)->decl;
+        if (!decl)
+            return {};
+        if (decl->kind == DeclKind::enumerator)
+            return integerValue(static_cast<const EnumeratorDecl*>(decl)->value);
+        if (decl->kind != DeclKind::variable)
+            return {};
+        const auto* var = static_cast<const VarDecl*>(decl);
+        if (var->hasConstantValue)
+            return integerValue(var->constantValue);
+        if ((var->isConst || var->isConstexpr) && var->varKind != VarKind::parameter && var->type &&
+            var->type->isScalar() && var->initializer && var->initializer->type == var->type)
+            return evaluateIn(var->initializer, depth + 1);
+        return {};
+    }
+    case ExprKind::implicitCast:
+    case ExprKind::cast: {
+        const CastKind kind = expr->kind == ExprKind::cast ? static_cast<Cast*>(expr)->castKind
+                                                           : static_cast<ImplicitCast*>(expr)->castKind;
+        Expr* operand = expr->kind == ExprKind::cast ? static_cast<Cast*>(expr)->operand
+                                                     : static_cast<ImplicitCast*>(expr)->operand;
+        switch (kind) {
+        case CastKind::none:
+        case CastKind::lvalueToRvalue: return evaluateIn(operand, depth + 1);
+        case CastKind::scalarConversion:
+        case CastKind::enumToInteger:
+        case CastKind::integerToEnum: return convertConstant(evaluateIn(operand, depth + 1), expr->type);
+        default: return {};
+        }
+    }
+    case ExprKind::construct: {
+        const auto* node = static_cast<Construct*>(expr);
+        if (!expr->type->isScalar())
+            return {};
+        if (node->constructKind == ConstructKind::zero)
+            return convertConstant(integerValue(0), expr->type);
+        return {};
+    }
+    case ExprKind::conditional: {
+        const auto* node = static_cast<Conditional*>(expr);
+        const ConstantValue condition = evaluateIn(node->condition, depth + 1);
+        if (!condition)
+            return {};
+        return evaluateIn(condition.isTrue() ? node->whenTrue : node->whenFalse, depth + 1);
+    }
+    case ExprKind::unary: {
+        const auto* node = static_cast<Unary*>(expr);
+        if (!expr->type->isScalar())
+            return {};
+        if (node->op != UnaryOp::plus && node->op != UnaryOp::minus && node->op != UnaryOp::bitNot &&
+            node->op != UnaryOp::logicalNot)
+            return {};
+        const ConstantValue operand = evaluateIn(node->operand, depth + 1);
+        if (!operand)
+            return {};
+        switch (node->op) {
+        case UnaryOp::plus: return operand;
+        case UnaryOp::minus:
+            if (operand.kind == ConstantValue::Kind::floating)
+                return floatingValue(-operand.floating);
+            return convertConstant(integerValue(static_cast<std::int64_t>(0 - static_cast<std::uint64_t>(operand.integer))),
+                                   expr->type);
+        case UnaryOp::bitNot: return convertConstant(integerValue(~operand.integer), expr->type);
+        default: return integerValue(operand.isTrue() ? 0 : 1);
+        }
+    }
+    case ExprKind::binary: {
+        const auto* node = static_cast<Binary*>(expr);
+        if (!expr->type->isScalar() || isAssignment(node->op) || !node->left->type || !node->left->type->isScalar() ||
+            !node->right->type->isScalar())
+            return {};
+        const ConstantValue left = evaluateIn(node->left, depth + 1);
+        if (!left)
+            return {};
+        if (node->op == BinaryOp::logicalAnd && !left.isTrue())
+            return integerValue(0);
+        if (node->op == BinaryOp::logicalOr && left.isTrue())
+            return integerValue(1);
+        const ConstantValue right = evaluateIn(node->right, depth + 1);
+        if (!right)
+            return {};
+        if (left.kind == ConstantValue::Kind::floating || right.kind == ConstantValue::Kind::floating) {
+            const double a = left.asDouble();
+            const double b = right.asDouble();
+            switch (node->op) {
+            case BinaryOp::mul: return convertConstant(floatingValue(a * b), expr->type);
+            case BinaryOp::div: return convertConstant(floatingValue(a / b), expr->type);
+            case BinaryOp::add: return convertConstant(floatingValue(a + b), expr->type);
+            case BinaryOp::sub: return convertConstant(floatingValue(a - b), expr->type);
+            case BinaryOp::less: return integerValue(a < b);
+            case BinaryOp::greater: return integerValue(a > b);
+            case BinaryOp::lessEqual: return integerValue(a <= b);
+            case BinaryOp::greaterEqual: return integerValue(a >= b);
+            case BinaryOp::equal: return integerValue(a == b);
+            case BinaryOp::notEqual: return integerValue(a != b);
+            case BinaryOp::logicalAnd: return integerValue(left.isTrue() && right.isTrue());
+            case BinaryOp::logicalOr: return integerValue(left.isTrue() || right.isTrue());
+            default: return {};
+            }
+        }
+        const std::int64_t a = left.integer;
+        const std::int64_t b = right.integer;
+        const auto ua = static_cast<std::uint64_t>(a);
+        const auto ub = static_cast<std::uint64_t>(b);
+        const bool isUnsigned = !isSigned(node->left->type->scalar);
+        const std::uint64_t width = byteSize(node->left->type->scalar) * 8;
+        const auto wrapped = [&](std::uint64_t value) {
+            return convertConstant(integerValue(static_cast<std::int64_t>(value)), expr->type);
+        };
+        switch (node->op) {
+        case BinaryOp::mul: return wrapped(ua * ub);
+        case BinaryOp::add: return wrapped(ua + ub);
+        case BinaryOp::sub: return wrapped(ua - ub);
+        case BinaryOp::div:
+        case BinaryOp::rem:
+            if (b == 0)
+                return {};
+            if (isUnsigned)
+                return wrapped(node->op == BinaryOp::div ? ua / ub : ua % ub);
+            if (b == -1)
+                return node->op == BinaryOp::div ? wrapped(0 - ua) : integerValue(0);
+            return wrapped(static_cast<std::uint64_t>(node->op == BinaryOp::div ? a / b : a % b));
+        case BinaryOp::shl: return wrapped(ua << (ub % width));
+        case BinaryOp::shr:
+            return isUnsigned ? wrapped(ua >> (ub % width)) : wrapped(static_cast<std::uint64_t>(a >> (ub % width)));
+        case BinaryOp::bitAnd: return wrapped(ua & ub);
+        case BinaryOp::bitOr: return wrapped(ua | ub);
+        case BinaryOp::bitXor: return wrapped(ua ^ ub);
+        case BinaryOp::less: return integerValue(isUnsigned ? ua < ub : a < b);
+        case BinaryOp::greater: return integerValue(isUnsigned ? ua > ub : a > b);
+        case BinaryOp::lessEqual: return integerValue(isUnsigned ? ua <= ub : a <= b);
+        case BinaryOp::greaterEqual: return integerValue(isUnsigned ? ua >= ub : a >= b);
+        case BinaryOp::equal: return integerValue(a == b);
+        case BinaryOp::notEqual: return integerValue(a != b);
+        case BinaryOp::logicalAnd: return integerValue(a != 0 && b != 0);
+        case BinaryOp::logicalOr: return integerValue(a != 0 || b != 0);
+        default: return {};
+        }
+    }
+    case ExprKind::index: { // an element of a constant table
+        const auto* node = static_cast<Index*>(expr);
+        if (!node->base->type->is(TypeKind::array))
+            return {};
+        const Expr* base = node->base;
+        if (base->kind == ExprKind::implicitCast)
+            base = static_cast<const ImplicitCast*>(base)->operand;
+        if (base->kind != ExprKind::nameRef)
+            return {};
+        const Decl* decl = static_cast<const NameRef*>(base)->decl;
+        if (!decl || decl->kind != DeclKind::variable)
+            return {};
+        const auto* var = static_cast<const VarDecl*>(decl);
+        if (!(var->isConst || var->isConstexpr) || !var->initializer || var->initializer->kind != ExprKind::construct ||
+            !var->initializer->type || !var->initializer->type->is(TypeKind::array))
+            return {};
+        const ConstantValue index = evaluateIn(node->index, depth + 1);
+        const std::span<Expr*> parts = static_cast<Construct*>(var->initializer)->arguments;
+        if (index.kind != ConstantValue::Kind::integer || index.integer < 0 ||
+            static_cast<std::uint64_t>(index.integer) >= node->base->type->count)
+            return {};
+        if (static_cast<std::uint64_t>(index.integer) >= parts.size())
+            return convertConstant(integerValue(0), expr->type);
+        return evaluateIn(parts[static_cast<std::size_t>(index.integer)], depth + 1);
+    }
+    case ExprKind::call: return evaluateCall(static_cast<Call*>(expr), depth);
+    default: return {};
+    }
+}
+
+ConstantValue Analyzer::evaluateCall(Call* call, unsigned depth) {
+    if (!call->type->isScalar() || call->object)
+        return {};
+    if (call->builtin != BuiltinId::none) {
+        ConstantValue values[4];
+        if (call->arguments.empty() || call->arguments.size() > std::size(values))
+            return {};
+        for (std::size_t i = 0; i < call->arguments.size(); ++i) {
+            if (!call->arguments[i]->type || !call->arguments[i]->type->isScalar())
+                return {};
+            values[i] = evaluateIn(call->arguments[i], depth + 1);
+            if (!values[i])
+                return {};
+        }
+        const std::optional<double> result = mathFunction(call->builtin, {values, call->arguments.size()});
+        return result ? convertConstant(floatingValue(*result), call->type) : ConstantValue{};
+    }
+    FunctionDecl* function = call->function;
+    if (!function || !function->isConstexpr)
+        return {};
+    if (function->definition)
+        function = function->definition;
+    resolveBodyNow(function);
+    if (!function->body || function->isInvalid || !function->isResolved)
+        return {};
+    // A constexpr function of constants: its parameters become constants while its body is walked.
+    struct Saved {
+        bool had;
+        std::int64_t value;
+        Expr* initializer;
+        VarKind kind;
+        bool isConst;
+    };
+    const std::size_t count = std::min(function->parameters.size(), call->arguments.size());
+    std::vector<ConstantValue> values(count);
+    for (std::size_t i = 0; i < count; ++i) {
+        values[i] = evaluateIn(call->arguments[i], depth + 1);
+        if (!values[i] || !function->parameters[i]->type->isScalar())
+            return {};
+    }
+    std::vector<Saved> saved;
+    for (std::size_t i = 0; i < count; ++i) {
+        VarDecl* parameter = function->parameters[i];
+        saved.push_back({parameter->hasConstantValue, parameter->constantValue, parameter->initializer,
+                         parameter->varKind, parameter->isConst});
+        if (values[i].kind == ConstantValue::Kind::integer) {
+            parameter->hasConstantValue = true;
+            parameter->constantValue = values[i].integer;
+        } else {
+            FloatLiteral* literal = arena_.make<FloatLiteral>();
+            literal->value = values[i].floating;
+            literal->type = parameter->type;
+            parameter->initializer = literal;
+            parameter->varKind = VarKind::local;
+            parameter->isConst = true;
+        }
+    }
+    // Statements that decide by constants which expression is returned; loops and variables are beyond it.
+    ConstantValue result;
+    const auto walk = [&](auto&& self, Stmt* stmt) -> int { // 0 goes on, 1 returned, 2 cannot tell
+        if (!stmt)
+            return 0;
+        switch (stmt->kind) {
+        case StmtKind::null: return 0;
+        case StmtKind::compound:
+            for (Stmt* child : static_cast<CompoundStmt*>(stmt)->statements)
+                if (const int state = self(self, child))
+                    return state;
+            return 0;
+        case StmtKind::if_: {
+            auto* branch = static_cast<IfStmt*>(stmt);
+            const ConstantValue condition = branch->init ? ConstantValue{} : evaluateIn(branch->condition, depth + 1);
+            if (!condition)
+                return 2;
+            return self(self, condition.isTrue() ? branch->thenBranch : branch->elseBranch);
+        }
+        case StmtKind::declaration:
+            for (const Decl* decl : static_cast<DeclStmt*>(stmt)->declarations)
+                if (decl->kind == DeclKind::variable && !static_cast<const VarDecl*>(decl)->isConst)
+                    return 2;
+            return 0;
+        case StmtKind::return_:
+            if (!static_cast<ReturnStmt*>(stmt)->value)
+                return 2;
+            result = evaluateIn(static_cast<ReturnStmt*>(stmt)->value, depth + 1);
+            return 1;
+        default: return 2;
+        }
+    };
+    if (walk(walk, function->body) != 1)
+        result = {};
+    for (std::size_t i = 0; i < count; ++i) {
+        VarDecl* parameter = function->parameters[i];
+        parameter->hasConstantValue = saved[i].had;
+        parameter->constantValue = saved[i].value;
+        parameter->initializer = saved[i].initializer;
+        parameter->varKind = saved[i].kind;
+        parameter->isConst = saved[i].isConst;
+    }
+    return convertConstant(result, call->type);
+}
+
+std::optional<std::int64_t> Analyzer::integerConstant(Expr* unresolved, std::string_view what) {
+    Expr* typed = toArithmetic(load(expression(unresolved)));
+    if (typed->type->isError())
+        return std::nullopt;
+    const SourceLocation at = typed->begin ? typed->begin : typed->location;
+    if (typed->type->is(TypeKind::enum_))
+        typed = explicitConvert(typed, typed->type->element);
+    if (!typed->type->isScalar() || isFloating(typed->type->scalar)) {
+        error(at, std::string(what) + " must have integral type, not '" + typeName(typed->type) + "'");
+        return std::nullopt;
+    }
+    const ConstantValue value = evaluate(typed);
+    if (value.kind != ConstantValue::Kind::integer) {
+        error(at, std::string(what) + " is not an integral constant expression");
+        return std::nullopt;
+    }
+    return value.integer;
+}
+
+} // namespace msl

@@ -1,0 +1,338 @@
+// Calls: of functions, of the library, of members, of objects.
+#include "MSL/sema/Analyzer.h"
+
+#include <limits>
+
+namespace msl {
+
+bool Analyzer::arguments(Call* expr) {
+    bool fine = true;
+    for (Expr*& argument : expr->arguments) {
+        if (argument->kind == ExprKind::initList && !argument->type)
+            continue;
+        argument = expression(argument);
+        if (argument->type->is(TypeKind::overload))
+            argument = load(argument);
+        if (argument->type->is(TypeKind::void_)) {
+            error(argument->begin ? argument->begin : argument->location,
+                  "argument type 'void' is incomplete");
+            argument = errorAt(argument);
+        }
+        fine = fine && !argument->type->isError();
+    }
+    return fine;
+}
+
+Expr* Analyzer::makeBuiltinCall(BuiltinId id, std::span<Expr* const> callArguments, TypeRef type, SourceLocation at) {
+    Call* node = arena_.make<Call>();
+    node->location = node->begin = at;
+    node->arguments = arena_.copy(callArguments);
+    node->builtin = id;
+    node->type = type;
+    return node;
+}
+
+Expr* Analyzer::finishCall(Call* expr, FunctionDecl* function) {
+    function->isReferenced = true;
+    const std::size_t given = expr->arguments.size();
+    if (given < function->parameters.size()) {
+        const std::span<Expr*> all = arena_.makeArray<Expr*>(function->parameters.size());
+        std::copy(expr->arguments.begin(), expr->arguments.end(), all.begin());
+        expr->arguments = all;
+    }
+    bool hasErrors = false;
+    for (std::size_t i = 0; i < function->parameters.size(); ++i) {
+        const VarDecl* parameter = function->parameters[i];
+        if (i >= given) {
+            expr->arguments[i] = parameter->initializer;
+            continue;
+        }
+        Expr* argument = expr->arguments[i];
+        if (!parameter->type || parameter->type->isError()) {
+            hasErrors = true;
+            continue;
+        }
+        expr->arguments[i] =
+            convertArgument(argument, parameter->type, argument->begin ? argument->begin : argument->location);
+        hasErrors = hasErrors || expr->arguments[i]->type->isError();
+    }
+    expr->function = function;
+    if (hasErrors)
+        return errorAt(expr);
+    if (function->returnType && function->returnType->is(TypeKind::auto_))
+        resolveBodyNow(function);
+    TypeRef type = function->returnType ? function->returnType : types_.error();
+    if (type->is(TypeKind::auto_)) {
+        error(expr->location, "function '" + std::string(function->name ? function->name->text : "") +
+                                  "' with deduced return type cannot be used before it is defined");
+        type = types_.error();
+    }
+    if (function->isConstructor)
+        type = types_.void_();
+    if (type->is(TypeKind::reference)) {
+        expr->category = ValueCategory::lvalue;
+        expr->space = type->space;
+        expr->isConst = type->pointeeConst;
+        type = type->element;
+    }
+    expr->type = type;
+    return expr;
+}
+
+Expr* Analyzer::finishBuiltinCall(Call* expr, const BuiltinFunction& builtin, TypeRef t, Precision precision) {
+    const BuiltinSignature& signature = *builtin.signature;
+    for (std::size_t i = 0; i < expr->arguments.size(); ++i) {
+        const BuiltinSlot slot = signature.parameters[i];
+        const TypeRef type = slotType(types_, slot, t);
+        Expr*& argument = expr->arguments[i];
+        const SourceLocation at = argument->begin ? argument->begin : argument->location;
+        if (slot == BuiltinSlot::atomicPointer) {
+            argument = load(argument);
+        } else if (isReferenceSlot(slot)) {
+            if (argument->type->is(TypeKind::pointer)) {
+                Unary* pointee = make<Unary>(argument);
+                pointee->op = UnaryOp::dereference;
+                pointee->operand = load(argument);
+                pointee->category = ValueCategory::lvalue;
+                pointee->space = argument->type->space;
+                pointee->type = argument->type->element;
+                argument = pointee;
+            } else {
+                argument = bindReference(argument, types_.reference(type, AddressSpace::thread, false), Purpose::parameter, at);
+            }
+        } else {
+            argument = convert(argument, type, Purpose::parameter, at);
+        }
+        if (argument->type->isError())
+            return errorAt(expr);
+    }
+    if (builtin.id == BuiltinId::discardFragment && context_.function && context_.function->stage != EntryStage::none &&
+        context_.function->stage != EntryStage::fragment) {
+        error(expr->location, "'discard_fragment' can be used in fragment functions only");
+        return errorAt(expr);
+    }
+    expr->builtin = builtin.id;
+    expr->precision = precision;
+    expr->type = slotType(types_, signature.result, t);
+    return expr;
+}
+
+Expr* Analyzer::call(Call* expr) {
+    if (!expr->callee)
+        return errorAt(expr);
+    if (expr->callee->kind == ExprKind::member && !expr->callee->type)
+        return callMember(expr, static_cast<Member*>(expr->callee));
+    if (expr->callee->kind != ExprKind::nameRef || static_cast<NameRef*>(expr->callee)->isThis || expr->callee->type)
+        return callObject(expr);
+
+    auto* callee = static_cast<NameRef*>(expr->callee);
+    Name& name = callee->name;
+    if (!name.identifier)
+        return errorAt(expr);
+    // A name that means a type, as one bound to a template parameter does, constructs.
+    const bool mayBeType = !name.identifier->scope ? isBuiltinTypeName(name.identifier->text) ||
+                                                         (name.hasTemplateArguments && isBuiltinTemplateName(name.identifier->text))
+                                                   : name.identifier->scope->decl->kind != DeclKind::function &&
+                                                         name.identifier->scope->decl->kind != DeclKind::variable;
+    if (mayBeType && name.qualifiers.empty())
+        if (const std::optional<TypeRef> type = tryTypeName(name)) {
+            Construct* node = make<Construct>(expr);
+            node->begin = callee->begin ? callee->begin : callee->location;
+            if (type.value()->isError() || !arguments(expr))
+                return errorAt(expr);
+            return constructType(*type, expr->arguments, false, node, node->begin);
+        }
+    bool handled = false;
+    if (Expr* special = sampleOption(expr, name.identifier->text, &handled); handled)
+        return special;
+    NameMeaning meaning = lookUp(name, true);
+    switch (meaning.kind) {
+    case NameMeaning::Kind::nothing:
+    case NameMeaning::Kind::failed: arguments(expr); return errorAt(expr);
+    case NameMeaning::Kind::functions:
+    case NameMeaning::Kind::builtin: return callFunctions(expr, meaning, name);
+    case NameMeaning::Kind::libraryConstant: break;
+    case NameMeaning::Kind::declaration:
+        if (meaning.decl->kind == DeclKind::struct_ || meaning.decl->kind == DeclKind::typeAlias ||
+            meaning.decl->kind == DeclKind::enum_) {
+            const TypeRef type = typeOfDecl(meaning.decl, name);
+            Construct* node = make<Construct>(expr);
+            node->begin = callee->begin ? callee->begin : callee->location;
+            if (!type || type->isError() || !arguments(expr))
+                return errorAt(expr);
+            return constructType(type, expr->arguments, false, node, node->begin);
+        }
+        if (meaning.decl->kind == DeclKind::variable) {
+            expr->callee = variableReference(callee, static_cast<VarDecl*>(meaning.decl));
+            return callObject(expr);
+        }
+        break;
+    }
+    error(callee->location, "called object '" + std::string(name.identifier->text) + "' is not a function");
+    arguments(expr);
+    return errorAt(expr);
+}
+
+Expr* Analyzer::callFunctions(Call* expr, NameMeaning& meaning, Name& name) {
+    const SourceLocation at = expr->callee->begin ? expr->callee->begin : expr->callee->location;
+    if (!arguments(expr))
+        return errorAt(expr);
+    const std::span<Expr*> given = expr->arguments;
+    std::vector<Candidate> candidates;
+    bool hasMember = false;
+    for (FunctionDecl* function : meaning.functions) {
+        candidates.push_back(consider(function, given, name.templateArguments));
+        hasMember = hasMember || function->owner;
+    }
+    if (meaning.builtin && !name.hasTemplateArguments)
+        candidates.push_back(considerBuiltin(*meaning.builtin, given));
+    bool isAmbiguous = false;
+    const Candidate* chosen = best(candidates, given, &isAmbiguous);
+    if (!chosen) {
+        for (const Candidate& candidate : candidates)
+            if (candidate.isAmbiguousBuiltin && candidates.size() == 1) {
+                error(at, "call to '" + std::string(name.identifier->text) + "' is ambiguous");
+                noteCandidate(candidate, given, at);
+                return errorAt(expr);
+            }
+        reportNoMatch(at, hasMember ? "no matching member function for call to" : "no matching function for call to",
+                      name.identifier->text, candidates, given);
+        return errorAt(expr);
+    }
+    if (isAmbiguous) {
+        error(at, "call to '" + std::string(name.identifier->text) + "' is ambiguous");
+        for (const Candidate& candidate : candidates)
+            if (candidate.isViable && !candidate.builtin)
+                note(candidate.function->location, "candidate function");
+        return errorAt(expr);
+    }
+    if (chosen->builtin)
+        return finishBuiltinCall(expr, *chosen->builtin, chosen->builtinType, meaning.precision);
+    FunctionDecl* function = chosen->function;
+    if (function->stage != EntryStage::none) {
+        error(at, "'" + std::string(name.identifier->text) + "' is an entry point and cannot be called");
+        return errorAt(expr);
+    }
+    if (function->owner && !function->isStatic && !function->isConstructor) { // a member of this object
+        if (!context_.function || !context_.function->owner || context_.function->isStatic) {
+            error(at, "call to non-static member function '" + std::string(name.identifier->text) +
+                          "' without an object argument");
+            return errorAt(expr);
+        }
+        expr->object = implicitThis(at);
+        expr->objectIsPointer = true;
+        if (expr->object->type->pointeeConst && !function->isConstMember) {
+            error(at, "'this' argument to member function '" + std::string(name.identifier->text) +
+                          "' is const, but function is not marked const");
+            note(function->location, "'" + std::string(name.identifier->text) + "' declared here");
+            return errorAt(expr);
+        }
+    }
+    return finishCall(expr, function);
+}
+
+Expr* Analyzer::callObject(Call* expr) {
+    Expr* callee = expression(expr->callee);
+    const bool fine = arguments(expr);
+    if (callee->type->isError() || !fine)
+        return errorAt(expr);
+    if (callee->type->is(TypeKind::struct_) || callee->type->is(TypeKind::lambda)) {
+        std::vector<Candidate> candidates;
+        for (FunctionDecl* function : findMethods(callee->type->structDecl, identifiers_.get("operator()")))
+            candidates.push_back(consider(function, expr->arguments, {}));
+        if (!candidates.empty()) {
+            bool isAmbiguous = false;
+            const Candidate* chosen = best(candidates, expr->arguments, &isAmbiguous);
+            if (!chosen) {
+                reportNoMatch(expr->callee->location, "no matching function for call to object of type",
+                              typeName(callee->type), candidates, expr->arguments);
+                return errorAt(expr);
+            }
+            expr->object = callee;
+            return finishCall(expr, chosen->function);
+        }
+    }
+    error(callee->begin ? callee->begin : callee->location,
+          "called object type '" + typeName(callee->type) + "' is not a function or function pointer");
+    return errorAt(expr);
+}
+
+Expr* Analyzer::callMember(Call* expr, Member* callee) {
+    Expr* typed = member(callee);
+    if (!typed->type->is(TypeKind::overload)) {
+        if (typed->type->isError()) {
+            arguments(expr);
+            return errorAt(expr);
+        }
+        expr->callee = typed;
+        return callObject(expr);
+    }
+    if (typed->kind != ExprKind::member)
+        return errorAt(expr);
+    Expr* object = callee->base;
+    TypeRef type = object->type;
+    if (callee->isArrow && type->is(TypeKind::pointer))
+        type = type->element;
+    if (type->is(TypeKind::texture))
+        return textureMethod(expr, callee);
+    if (!arguments(expr))
+        return errorAt(expr);
+    if (type->is(TypeKind::array)) {
+        const std::string_view text = callee->name.identifier->text;
+        if (text == "size" && expr->arguments.empty())
+            return makeInteger(static_cast<std::int64_t>(type->count), types_.scalar(ScalarKind::ulong), expr->location);
+        error(callee->location, "no member named '" + std::string(text) + "' in '" + typeName(type) + "'");
+        return errorAt(expr);
+    }
+    const bool isConst = callee->isArrow ? object->type->pointeeConst
+                                         : object->isConst && object->category == ValueCategory::lvalue;
+    std::vector<Candidate> candidates;
+    for (FunctionDecl* function : findMethods(type->structDecl, callee->name.identifier)) {
+        Candidate candidate = consider(function, expr->arguments, callee->name.templateArguments);
+        if (candidate.isViable && isConst && !function->isConstMember && !function->isStatic) {
+            candidate.isViable = false;
+            candidate.failure = Candidate::Failure::object;
+        }
+        candidates.push_back(candidate);
+    }
+    bool isAmbiguous = false;
+    const Candidate* chosen = best(candidates, expr->arguments, &isAmbiguous);
+    if (isAmbiguous && !isConst) { // f() and f() const: a mutable object takes the first
+        std::vector<Candidate> mutableOnes;
+        for (const Candidate& candidate : candidates)
+            if (candidate.isViable && !candidate.function->isConstMember)
+                mutableOnes.push_back(candidate);
+        if (mutableOnes.size() == 1) {
+            isAmbiguous = false;
+            candidates = mutableOnes;
+            chosen = candidates.data();
+        }
+    }
+    if (!chosen) {
+        if (candidates.size() == 1 && candidates[0].failure == Candidate::Failure::object) {
+            error(callee->location, "'this' argument to member function '" + std::string(callee->name.identifier->text) +
+                                        "' has type 'const " + typeName(type) + "', but function is not marked const");
+            note(candidates[0].function->location,
+                 "'" + std::string(callee->name.identifier->text) + "' declared here");
+            return errorAt(expr);
+        }
+        reportNoMatch(callee->location, "no matching member function for call to", callee->name.identifier->text, candidates,
+                      expr->arguments);
+        return errorAt(expr);
+    }
+    if (isAmbiguous) {
+        error(callee->location, "call to member function '" + std::string(callee->name.identifier->text) + "' is ambiguous");
+        for (const Candidate& candidate : candidates)
+            if (candidate.isViable)
+                note(candidate.function->location, "candidate function");
+        return errorAt(expr);
+    }
+    if (!chosen->function->isStatic) {
+        expr->object = object;
+        expr->objectIsPointer = callee->isArrow;
+    }
+    callee->function = chosen->function;
+    return finishCall(expr, chosen->function);
+}
+
+} // namespace msl

@@ -1,0 +1,343 @@
+// Attributes, and what a vertex, fragment or kernel function may take and give.
+#include "MSL/sema/Analyzer.h"
+
+#include <algorithm>
+
+namespace msl {
+namespace {
+
+enum class AttributeUse : std::uint8_t { ignored, plain, index };
+
+struct KnownAttribute {
+    std::string_view name;
+    AttributeUse use;
+    std::int64_t limit = 0; // index: values from 0 to below it
+};
+
+// clang-format off
+constexpr KnownAttribute known[] = {
+    {"always_inline", AttributeUse::ignored}, {"amplification_count", AttributeUse::plain},
+    {"attribute", AttributeUse::index, 31}, {"barycentric_coord", AttributeUse::plain},
+    {"base_instance", AttributeUse::plain}, {"base_vertex", AttributeUse::plain},
+    {"buffer", AttributeUse::index, 31}, {"center_no_perspective", AttributeUse::plain},
+    {"center_perspective", AttributeUse::plain}, {"centroid_no_perspective", AttributeUse::plain},
+    {"centroid_perspective", AttributeUse::plain}, {"clip_distance", AttributeUse::plain},
+    {"color", AttributeUse::index, 8}, {"depth", AttributeUse::plain}, {"deprecated", AttributeUse::ignored},
+    {"dispatch_threads_per_threadgroup", AttributeUse::plain}, {"early_fragment_tests", AttributeUse::plain},
+    {"fallthrough", AttributeUse::ignored}, {"flat", AttributeUse::plain}, {"flatten", AttributeUse::ignored},
+    {"fragment", AttributeUse::plain}, {"front_facing", AttributeUse::plain},
+    {"function_constant", AttributeUse::index, 65536}, {"grid_origin", AttributeUse::plain},
+    {"grid_size", AttributeUse::plain}, {"host_name", AttributeUse::plain}, {"id", AttributeUse::index, 65536},
+    {"index", AttributeUse::index, 2}, {"instance_id", AttributeUse::plain}, {"invariant", AttributeUse::plain},
+    {"kernel", AttributeUse::plain}, {"likely", AttributeUse::ignored},
+    {"max_total_threads_per_threadgroup", AttributeUse::plain}, {"maybe_unused", AttributeUse::ignored},
+    {"nodiscard", AttributeUse::ignored}, {"noinline", AttributeUse::ignored}, {"noreturn", AttributeUse::ignored},
+    {"packed", AttributeUse::plain}, {"patch", AttributeUse::plain}, {"point_coord", AttributeUse::plain},
+    {"point_size", AttributeUse::plain}, {"position", AttributeUse::plain}, {"primitive_id", AttributeUse::plain},
+    {"pure", AttributeUse::ignored}, {"raster_order_group", AttributeUse::plain},
+    {"render_target_array_index", AttributeUse::plain}, {"sample_id", AttributeUse::plain},
+    {"sample_mask", AttributeUse::plain}, {"sample_no_perspective", AttributeUse::plain},
+    {"sample_perspective", AttributeUse::plain}, {"sampler", AttributeUse::index, 16},
+    {"simdgroup_index_in_threadgroup", AttributeUse::plain}, {"simdgroups_per_threadgroup", AttributeUse::plain},
+    {"shared", AttributeUse::plain}, {"stage_in", AttributeUse::plain}, {"stencil", AttributeUse::plain},
+    {"stitchable", AttributeUse::ignored}, {"texture", AttributeUse::index, 128},
+    {"thread_execution_width", AttributeUse::plain}, {"thread_index_in_quadgroup", AttributeUse::plain},
+    {"thread_index_in_simdgroup", AttributeUse::plain}, {"thread_index_in_threadgroup", AttributeUse::plain},
+    {"thread_position_in_grid", AttributeUse::plain}, {"thread_position_in_threadgroup", AttributeUse::plain},
+    {"threadgroup", AttributeUse::index, 31}, {"threadgroup_position_in_grid", AttributeUse::plain},
+    {"threadgroups_per_grid", AttributeUse::plain}, {"threads_per_grid", AttributeUse::plain},
+    {"threads_per_simdgroup", AttributeUse::plain}, {"threads_per_threadgroup", AttributeUse::plain},
+    {"unused", AttributeUse::ignored}, {"unlikely", AttributeUse::ignored}, {"user", AttributeUse::plain},
+    {"vertex", AttributeUse::plain}, {"vertex_id", AttributeUse::plain},
+    {"viewport_array_index", AttributeUse::plain}, {"visible", AttributeUse::ignored},
+};
+// clang-format on
+
+const KnownAttribute* findAttribute(std::string_view name) {
+    for (const KnownAttribute& attribute : known)
+        if (attribute.name == name)
+            return &attribute;
+    return nullptr;
+}
+
+const Attribute* find(const Decl* decl, std::string_view name) {
+    for (const Attribute& attribute : decl->attributes)
+        if (attribute.name && attribute.name->text == name)
+            return &attribute;
+    return nullptr;
+}
+
+std::string_view stageName(EntryStage stage) {
+    switch (stage) {
+    case EntryStage::vertex: return "vertex";
+    case EntryStage::fragment: return "fragment";
+    case EntryStage::kernel: return "kernel";
+    case EntryStage::none: break;
+    }
+    return "plain";
+}
+
+// Values of the system that a parameter can ask for, and what its type must be.
+struct SystemInput {
+    std::string_view name;
+    bool vertex, fragment, kernel;
+    enum class Shape : std::uint8_t { uintScalar, uintAny, float2, float4, boolean, floatAny } shape;
+};
+using Shape = SystemInput::Shape;
+constexpr SystemInput systemInputs[] = {
+    {"vertex_id", true, false, false, Shape::uintScalar},
+    {"instance_id", true, false, false, Shape::uintScalar},
+    {"base_vertex", true, false, false, Shape::uintScalar},
+    {"base_instance", true, false, false, Shape::uintScalar},
+    {"amplification_count", true, false, false, Shape::uintScalar},
+    {"position", false, true, false, Shape::float4},
+    {"point_coord", false, true, false, Shape::float2},
+    {"front_facing", false, true, false, Shape::boolean},
+    {"primitive_id", false, true, false, Shape::uintScalar},
+    {"sample_id", false, true, false, Shape::uintScalar},
+    {"sample_mask", false, true, false, Shape::uintScalar},
+    {"barycentric_coord", false, true, false, Shape::floatAny},
+    {"render_target_array_index", false, true, false, Shape::uintScalar},
+    {"viewport_array_index", false, true, false, Shape::uintScalar},
+    {"thread_position_in_grid", false, false, true, Shape::uintAny},
+    {"thread_position_in_threadgroup", false, false, true, Shape::uintAny},
+    {"thread_index_in_threadgroup", false, false, true, Shape::uintScalar},
+    {"thread_index_in_simdgroup", false, false, true, Shape::uintScalar},
+    {"thread_index_in_quadgroup", false, false, true, Shape::uintScalar},
+    {"threadgroup_position_in_grid", false, false, true, Shape::uintAny},
+    {"threadgroups_per_grid", false, false, true, Shape::uintAny},
+    {"threads_per_grid", false, false, true, Shape::uintAny},
+    {"threads_per_threadgroup", false, false, true, Shape::uintAny},
+    {"dispatch_threads_per_threadgroup", false, false, true, Shape::uintAny},
+    {"threads_per_simdgroup", false, false, true, Shape::uintScalar},
+    {"thread_execution_width", false, false, true, Shape::uintScalar},
+    {"simdgroup_index_in_threadgroup", false, false, true, Shape::uintScalar},
+    {"simdgroups_per_threadgroup", false, false, true, Shape::uintScalar},
+    {"grid_size", false, false, true, Shape::uintAny},
+    {"grid_origin", false, false, true, Shape::uintAny},
+};
+
+bool hasShape(TypeRef type, Shape shape) {
+    const bool isUnsigned = type->scalar == ScalarKind::uint || type->scalar == ScalarKind::ushort;
+    switch (shape) {
+    case Shape::uintScalar: return type->isScalar() && isUnsigned;
+    case Shape::uintAny: return (type->isScalar() || (type->isVector() && type->columns <= 3)) && isUnsigned;
+    case Shape::float2: return type->isVector() && type->columns == 2 && type->scalar == ScalarKind::float_;
+    case Shape::float4: return type->isVector() && type->columns == 4 && type->scalar == ScalarKind::float_;
+    case Shape::boolean: return type->isBool();
+    case Shape::floatAny: return (type->isScalar() || type->isVector()) && type->scalar == ScalarKind::float_;
+    }
+    return false;
+}
+
+std::string_view shapeName(Shape shape) {
+    switch (shape) {
+    case Shape::uintScalar: return "uint or ushort";
+    case Shape::uintAny: return "uint, uint2 or uint3 (or ushort, ushort2, ushort3)";
+    case Shape::float2: return "float2";
+    case Shape::float4: return "float4";
+    case Shape::boolean: return "bool";
+    case Shape::floatAny: return "float, float2 or float3";
+    }
+    return "";
+}
+
+} // namespace
+
+void Analyzer::checkAttributes(Decl* decl) {
+    for (Attribute& attribute : decl->attributes) {
+        if (!attribute.name || attribute.scope)
+            continue;
+        std::string_view name = attribute.name->text;
+        if (attribute.isGnu && name.size() > 4 && name.starts_with("__") && name.ends_with("__"))
+            name = name.substr(2, name.size() - 4);
+        const KnownAttribute* found = findAttribute(name);
+        if (!found) {
+            warning(attribute.location, "unknown attribute '" + std::string(attribute.name->text) + "' ignored");
+            continue;
+        }
+        if (name == "function_constant") {
+            unsupported(attribute.location, "a function constant");
+            continue;
+        }
+        if (found->use != AttributeUse::index)
+            continue;
+        if (attribute.arguments.size() != 1) {
+            error(attribute.location, "'" + std::string(name) + "' attribute takes one argument");
+            decl->isInvalid = true;
+            continue;
+        }
+        Expr*& argument = attribute.arguments[0];
+        const std::optional<std::int64_t> value = integerConstant(argument, "'" + std::string(name) + "' attribute argument");
+        if (!value) {
+            decl->isInvalid = true;
+            continue;
+        }
+        if (*value < 0 || *value >= found->limit) {
+            error(argument->begin ? argument->begin : attribute.location,
+                  "'" + std::string(name) + "' attribute parameter is out of bounds: must be between 0 and " +
+                      std::to_string(found->limit - 1));
+            decl->isInvalid = true;
+            continue;
+        }
+        argument = makeInteger(*value, types_.int_(), argument->location);
+    }
+}
+
+void Analyzer::entryPoint(FunctionDecl* function) {
+    const std::string stage(stageName(function->stage));
+    const auto wrong = [&](SourceLocation at, std::string message) {
+        error(at, std::move(message));
+        function->isInvalid = true;
+    };
+    if (function->owner || !function->templateParameters.empty() || function->instanceOf) {
+        unsupported(function->location, "a " + stage + " function that is a member or a template");
+        function->isInvalid = true;
+        return;
+    }
+    const TypeRef result = function->returnType;
+    const SourceLocation resultAt = function->returnTypeSyntax ? function->returnTypeSyntax->location : function->location;
+    if (function->stage == EntryStage::kernel) {
+        if (!result->is(TypeKind::void_) && !result->isError())
+            wrong(resultAt, "kernel function must have void return type, not '" + typeName(result) + "'");
+    } else if (!result->is(TypeKind::void_) && !result->isError()) {
+        const bool isPlain = result->isScalar() || result->isVector();
+        const bool isPosition = result == types_.vector(ScalarKind::float_, 4);
+        if (result->is(TypeKind::struct_)) {
+            bool hasPosition = false;
+            for (const VarDecl* member : result->structDecl->fields) {
+                hasPosition = hasPosition || find(member, "position");
+                if (!member->type->isScalar() && !member->type->isVector() && !member->type->isError() &&
+                    !(find(member, "clip_distance") && member->type->is(TypeKind::array)) &&
+                    !member->type->isMatrix() && !member->type->is(TypeKind::array)) {
+                    wrong(resultAt, "invalid return type '" + typeName(result) + "' for " + stage + " function");
+                    note(member->location, "member '" + std::string(member->name ? member->name->text : "") +
+                                               "' of type '" + typeName(member->type) + "' cannot be passed between stages");
+                    break;
+                }
+                if (find(member, "position") && member->type != types_.vector(ScalarKind::float_, 4))
+                    wrong(member->location, "type '" + typeName(member->type) +
+                                                "' is not valid for attribute 'position': it must be 'float4'");
+            }
+            if (function->stage == EntryStage::vertex && !hasPosition)
+                wrong(function->location, "vertex function '" + std::string(function->name->text) +
+                                              "' must return a member with attribute [[position]]");
+        } else if (function->stage == EntryStage::vertex ? !isPosition : !isPlain) {
+            wrong(resultAt, "invalid return type '" + typeName(result) + "' for " + stage + " function");
+        }
+    }
+
+    // Which resource indices are taken; those that the text leaves open are given out in order.
+    enum Resource : unsigned { buffers, textures, samplers, threadgroups, resourceKinds };
+    static constexpr std::string_view resourceNames[] = {"buffer", "texture", "sampler", "threadgroup"};
+    static constexpr unsigned limits[] = {31, 128, 16, 31};
+    const VarDecl* taken[resourceKinds][128] = {};
+    const auto resourceOf = [](const VarDecl* parameter) -> unsigned {
+        TypeRef type = parameter->type;
+        if (type->is(TypeKind::array))
+            type = type->element;
+        if (type->is(TypeKind::texture))
+            return textures;
+        if (type->is(TypeKind::sampler))
+            return samplers;
+        if (type->is(TypeKind::pointer) || type->is(TypeKind::reference))
+            return type->space == AddressSpace::threadgroup ? threadgroups : buffers;
+        return resourceKinds;
+    };
+    const VarDecl* stageIn = nullptr;
+    for (VarDecl* parameter : function->parameters) {
+        if (!parameter->type || parameter->type->isError() || parameter->isInvalid) {
+            function->isInvalid = true;
+            continue;
+        }
+        const SourceLocation at = parameter->location ? parameter->location : function->location;
+        const std::string name(parameter->name ? parameter->name->text : std::string_view("(unnamed)"));
+        const unsigned resource = resourceOf(parameter);
+        if (resource != resourceKinds) {
+            if ((resource == buffers) && parameter->type->space == AddressSpace::thread) {
+                wrong(at, "invalid address space for parameter '" + name + "' of a " + stage +
+                              " function: it must be device or constant");
+                continue;
+            }
+            const Attribute* attribute = find(parameter, resourceNames[resource]);
+            if (!attribute)
+                continue; // given an index below
+            if (attribute->arguments.size() != 1 || attribute->arguments[0]->kind != ExprKind::intLiteral)
+                continue;
+            const auto index = static_cast<IntLiteral*>(attribute->arguments[0])->value;
+            if (index >= limits[resource])
+                continue;
+            if (const VarDecl* other = taken[resource][index]) {
+                wrong(attribute->location, "cannot reserve '" + std::string(resourceNames[resource]) +
+                                               "' resource location at index " + std::to_string(index));
+                note(other->location, "'" + std::string(other->name ? other->name->text : "") + "' uses it already");
+                continue;
+            }
+            taken[resource][index] = parameter;
+            continue;
+        }
+        if (const Attribute* attribute = find(parameter, "stage_in")) {
+            if (!parameter->type->is(TypeKind::struct_))
+                wrong(at, "'stage_in' attribute applies to parameters of struct type only");
+            else if (stageIn)
+                wrong(attribute->location, "a " + stage + " function can have one [[stage_in]] parameter only");
+            else if (function->stage == EntryStage::kernel)
+                wrong(attribute->location, "[[stage_in]] of a kernel function is not supported here");
+            stageIn = parameter;
+            continue;
+        }
+        bool isSystem = false;
+        for (const SystemInput& input : systemInputs) {
+            const Attribute* attribute = find(parameter, input.name);
+            if (!attribute)
+                continue;
+            isSystem = true;
+            const bool allowed = (function->stage == EntryStage::vertex && input.vertex) ||
+                                 (function->stage == EntryStage::fragment && input.fragment) ||
+                                 (function->stage == EntryStage::kernel && input.kernel);
+            if (!allowed)
+                wrong(attribute->location, "attribute '" + std::string(input.name) + "' is not allowed in a " + stage +
+                                               " function");
+            else if (!hasShape(parameter->type, input.shape))
+                wrong(at, "type '" + typeName(parameter->type) + "' is not valid for attribute '" +
+                              std::string(input.name) + "': it must be " + std::string(shapeName(input.shape)));
+            break;
+        }
+        if (isSystem)
+            continue;
+        if (function->stage == EntryStage::fragment && find(parameter, "color"))
+            unsupported(at, "reading the colour attachment");
+        else if (find(parameter, "buffer"))
+            wrong(at, "'buffer' attribute applies to pointers and references only, not to '" +
+                          typeName(parameter->type) + "'");
+        else
+            wrong(at, "invalid type '" + typeName(parameter->type) + "' for input declaration in a " + stage +
+                          " function: parameter '" + name +
+                          "' needs an attribute such as [[stage_in]] or be a buffer, texture or sampler");
+    }
+    for (VarDecl* parameter : function->parameters) {
+        if (!parameter->type || parameter->type->isError())
+            continue;
+        const unsigned resource = resourceOf(parameter);
+        if (resource == resourceKinds || find(parameter, resourceNames[resource]))
+            continue;
+        unsigned index = 0;
+        while (index < limits[resource] && taken[resource][index])
+            ++index;
+        if (index == limits[resource]) {
+            wrong(parameter->location, "too many " + std::string(resourceNames[resource]) + " parameters");
+            continue;
+        }
+        taken[resource][index] = parameter;
+        const std::span<Attribute> attributes = arena_.makeArray<Attribute>(parameter->attributes.size() + 1);
+        std::copy(parameter->attributes.begin(), parameter->attributes.end(), attributes.begin());
+        Attribute& made = attributes.back();
+        made.name = identifiers_.get(resourceNames[resource]);
+        made.location = parameter->location;
+        Expr* number[] = {makeInteger(index, types_.int_(), parameter->location)};
+        made.arguments = arena_.copy(std::span<Expr* const>(number));
+        parameter->attributes = attributes;
+    }
+}
+
+} // namespace msl

@@ -1,0 +1,361 @@
+// Textures and samplers: the methods of textures, the options of a sample, the settings of a constexpr sampler.
+#include "MSL/sema/Analyzer.h"
+
+#include "MSL/Reflection.h"
+#include "MSL/sema/LibraryConstants.h"
+
+namespace msl {
+namespace {
+
+struct ShapeTraits {
+    unsigned sampleDimensions;  // float coordinates
+    unsigned readDimensions;    // uint coordinates
+    bool isArray;
+    bool isDepth;
+    bool isCube;
+    bool isMultisample;
+    unsigned offsetDimensions;  // 0: takes no offset
+};
+
+ShapeTraits traits(TextureShape shape) {
+    switch (shape) {
+    case TextureShape::texture1d: return {1, 1, false, false, false, false, 1};
+    case TextureShape::texture1dArray: return {1, 1, true, false, false, false, 1};
+    case TextureShape::texture2d: return {2, 2, false, false, false, false, 2};
+    case TextureShape::texture2dArray: return {2, 2, true, false, false, false, 2};
+    case TextureShape::texture2dMs: return {0, 2, false, false, false, true, 0};
+    case TextureShape::texture3d: return {3, 3, false, false, false, false, 3};
+    case TextureShape::cube: return {3, 2, false, false, true, false, 0};
+    case TextureShape::cubeArray: return {3, 2, true, false, true, false, 0};
+    case TextureShape::buffer: return {0, 1, false, false, false, false, 0};
+    case TextureShape::depth2d: return {2, 2, false, true, false, false, 2};
+    case TextureShape::depth2dArray: return {2, 2, true, true, false, false, 2};
+    case TextureShape::depth2dMs: return {0, 2, false, true, false, true, 0};
+    case TextureShape::depthCube: return {3, 2, false, true, true, false, 0};
+    case TextureShape::depthCubeArray: return {3, 2, true, true, true, false, 0};
+    }
+    return {};
+}
+
+bool isOption(const Expr* expr) {
+    if (expr->kind != ExprKind::call)
+        return false;
+    switch (static_cast<const Call*>(expr)->builtin) {
+    case BuiltinId::optionLevel:
+    case BuiltinId::optionBias:
+    case BuiltinId::optionGradient2d:
+    case BuiltinId::optionGradient3d:
+    case BuiltinId::optionGradientCube:
+    case BuiltinId::optionMinLodClamp: return true;
+    default: return false;
+    }
+}
+
+} // namespace
+
+Expr* Analyzer::sampleOption(Call* expr, std::string_view name, bool* handled) {
+    struct Option {
+        std::string_view name;
+        BuiltinId id;
+        unsigned dimensions; // of each argument
+        unsigned count;
+    };
+    static constexpr Option options[] = {
+        {"level", BuiltinId::optionLevel, 1, 1},
+        {"bias", BuiltinId::optionBias, 1, 1},
+        {"min_lod_clamp", BuiltinId::optionMinLodClamp, 1, 1},
+        {"gradient2d", BuiltinId::optionGradient2d, 2, 2},
+        {"gradient3d", BuiltinId::optionGradient3d, 3, 2},
+        {"gradientcube", BuiltinId::optionGradientCube, 3, 2},
+    };
+    const auto* callee = static_cast<NameRef*>(expr->callee);
+    if (callee->name.identifier->scope || (!metalIsVisible_ && callee->name.qualifiers.empty()))
+        return nullptr;
+    for (const Option& option : options) {
+        if (option.name != name)
+            continue;
+        *handled = true;
+        if (!arguments(expr))
+            return errorAt(expr);
+        if (expr->arguments.size() != option.count) {
+            error(callee->location, "no matching constructor for initialization of '" + std::string(name) + "'");
+            return errorAt(expr);
+        }
+        for (Expr*& argument : expr->arguments) {
+            argument = convert(argument, types_.vector(ScalarKind::float_, option.dimensions), Purpose::parameter,
+                               argument->begin ? argument->begin : argument->location);
+            if (argument->type->isError())
+                return errorAt(expr);
+        }
+        expr->builtin = option.id;
+        expr->type = types_.void_(); // a value of its own kind, for a texture's method only
+        return expr;
+    }
+    return nullptr;
+}
+
+Expr* Analyzer::textureMethod(Call* expr, Member* callee) {
+    const std::string name(callee->name.identifier->text);
+    Expr* object = callee->base;
+    TypeRef texture = object->type;
+    if (callee->isArrow && texture->is(TypeKind::pointer))
+        texture = texture->element;
+    const ShapeTraits shape = traits(texture->textureShape);
+    const TypeRef scalar = types_.scalar(texture->scalar);
+    const TypeRef texel = shape.isDepth ? scalar : types_.vector(texture->scalar, 4);
+
+    // Options are calls of void type: check the arguments here, where they may stand.
+    bool fine = true;
+    for (Expr*& argument : expr->arguments) {
+        if (argument->kind == ExprKind::initList && !argument->type)
+            continue;
+        argument = expression(argument);
+        if (argument->type->is(TypeKind::overload) ||
+            (argument->type->is(TypeKind::void_) && !isOption(argument))) {
+            error(argument->begin ? argument->begin : argument->location, "argument of '" + name + "' is not a value");
+            argument = errorAt(argument);
+        }
+        fine = fine && !argument->type->isError();
+    }
+    if (!fine)
+        return errorAt(expr);
+    const std::span<Expr*> given = expr->arguments;
+    std::vector<Expr*> converted;
+    std::size_t next = 0;
+    const auto fail = [&](std::string why) {
+        error(callee->location, "no matching member function for call to '" + name + "'");
+        note(callee->location, "in '" + typeName(texture) + "': " + why);
+        return errorAt(expr);
+    };
+    // Takes the next argument as one of the type; false when it does not fit or is missing.
+    std::string problem;
+    const auto take = [&](TypeRef type, std::string_view what) {
+        if (next >= given.size()) {
+            problem = "the " + std::string(what) + " is missing";
+            return false;
+        }
+        Expr* argument = given[next];
+        if (isOption(argument) || rankConversion(argument, type) == ConversionRank::none) {
+            problem = "the " + std::string(what) + " must be of type '" + typeName(type) + "'" +
+                      (argument->kind == ExprKind::initList || isOption(argument)
+                           ? std::string()
+                           : ", not '" + typeName(argument->type) + "'");
+            return false;
+        }
+        converted.push_back(convert(argument, type, Purpose::parameter,
+                                    argument->begin ? argument->begin : argument->location));
+        ++next;
+        return !converted.back()->type->isError();
+    };
+    const auto finish = [&](BuiltinId id, TypeRef type) -> Expr* {
+        if (next < given.size())
+            return fail("it takes " + std::to_string(next) + " arguments, but " + std::to_string(given.size()) +
+                        " were provided");
+        expr->arguments = arena_.copy(converted);
+        expr->object = object;
+        expr->objectIsPointer = callee->isArrow;
+        expr->builtin = id;
+        expr->type = type;
+        return expr;
+    };
+
+    struct Query {
+        std::string_view name;
+        BuiltinId id;
+        bool takesLevel;
+    };
+    static constexpr Query queries[] = {
+        {"get_width", BuiltinId::textureWidth, true},
+        {"get_height", BuiltinId::textureHeight, true},
+        {"get_depth", BuiltinId::textureDepth, true},
+        {"get_array_size", BuiltinId::textureArraySize, false},
+        {"get_num_mip_levels", BuiltinId::textureMipLevels, false},
+        {"get_num_samples", BuiltinId::textureSamples, false},
+    };
+    for (const Query& query : queries) {
+        if (query.name != name)
+            continue;
+        if (query.takesLevel && next < given.size() && !take(types_.uint(), "level"))
+            return fail(problem);
+        return finish(query.id, types_.uint());
+    }
+    if (name == "fence" && given.empty())
+        return finish(BuiltinId::textureFence, types_.void_());
+
+    const bool isCompare = name == "sample_compare" || name == "gather_compare";
+    if (name == "sample" || name == "gather" || isCompare) {
+        const bool isGather = name.starts_with("gather");
+        if (shape.sampleDimensions == 0 || (isCompare && !shape.isDepth))
+            return fail("a texture of this kind cannot be sampled so");
+        if (texture->textureAccess != TextureAccess::sample)
+            return fail("a texture that is sampled needs access::sample");
+        if (!take(types_.sampler(), "first argument"))
+            return fail(problem);
+        if (!take(types_.vector(ScalarKind::float_, shape.sampleDimensions), "coordinate"))
+            return fail(problem);
+        if (shape.isArray && !take(types_.uint(), "array index"))
+            return fail(problem);
+        if (isCompare && !take(types_.float_(), "comparison value"))
+            return fail(problem);
+        while (next < given.size() && isOption(given[next])) {
+            if (isGather)
+                return fail("gather takes no level of detail");
+            converted.push_back(given[next++]);
+        }
+        if (next < given.size() && shape.offsetDimensions > 0 &&
+            rankConversion(given[next], types_.vector(ScalarKind::int_, shape.offsetDimensions)) != ConversionRank::none &&
+            !(isGather && given[next]->kind == ExprKind::intLiteral)) {
+            if (!take(types_.vector(ScalarKind::int_, shape.offsetDimensions), "offset"))
+                return fail(problem);
+        }
+        if (name == "gather" && !shape.isDepth && next < given.size()) { // component::y
+            if (!take(types_.int_(), "component"))
+                return fail(problem);
+        }
+        if (isGather)
+            return finish(isCompare ? BuiltinId::textureGatherCompare : BuiltinId::textureGather,
+                          types_.vector(texture->scalar, 4));
+        return finish(isCompare ? BuiltinId::textureSampleCompare : BuiltinId::textureSample, texel);
+    }
+    if (name == "calculate_clamped_lod" || name == "calculate_unclamped_lod") {
+        if (!take(types_.sampler(), "first argument") ||
+            !take(types_.vector(ScalarKind::float_, shape.sampleDimensions), "coordinate"))
+            return fail(problem);
+        return finish(name == "calculate_clamped_lod" ? BuiltinId::textureCalculateLod
+                                                      : BuiltinId::textureCalculateUnclampedLod,
+                      types_.float_());
+    }
+    const bool isRead = name == "read";
+    if (isRead || name == "write") {
+        if (isRead && texture->textureAccess == TextureAccess::write)
+            return fail("a texture with access::write cannot be read");
+        if (!isRead && texture->textureAccess != TextureAccess::write &&
+            texture->textureAccess != TextureAccess::readWrite)
+            return fail("a texture that is written needs access::write or access::read_write");
+        if (!isRead && !take(texel, "colour"))
+            return fail(problem);
+        // ushort coordinates serve as well as uint ones
+        if (next < given.size() && given[next]->kind != ExprKind::initList &&
+            given[next]->type == types_.vector(ScalarKind::ushort, shape.readDimensions))
+            converted.push_back(explicitConvert(given[next++], types_.vector(ScalarKind::uint, shape.readDimensions)));
+        else if (!take(types_.vector(ScalarKind::uint, shape.readDimensions), "coordinate"))
+            return fail(problem);
+        if (shape.isCube && !take(types_.uint(), "face"))
+            return fail(problem);
+        if (shape.isArray && !take(types_.uint(), "array index"))
+            return fail(problem);
+        if (shape.isMultisample && !take(types_.uint(), "sample"))
+            return fail(problem);
+        if (!shape.isMultisample && next < given.size() && !take(types_.uint(), "level"))
+            return fail(problem);
+        return finish(isRead ? BuiltinId::textureRead : BuiltinId::textureWrite, isRead ? texel : types_.void_());
+    }
+    static constexpr std::string_view methods[] = {
+        "sample", "sample_compare", "gather", "gather_compare", "read", "write", "get_width", "get_height",
+        "get_depth", "get_array_size", "get_num_mip_levels", "get_num_samples", "fence",
+        "calculate_clamped_lod", "calculate_unclamped_lod",
+    };
+    const std::string_view suggestion = closestOf(name, methods);
+    error(callee->location, "no member named '" + name + "' in '" + typeName(texture) + "'" +
+                                (suggestion.empty() ? std::string() : "; did you mean '" + std::string(suggestion) + "'?"));
+    return errorAt(expr);
+}
+
+// constexpr sampler s(filter::linear, address::clamp_to_edge, ...)
+void Analyzer::samplerVariable(VarDecl* var) {
+    SamplerState* state = arena_.make<SamplerState>();
+    var->samplerState = state;
+    std::vector<Expr*> settings;
+    if (var->isParenInit)
+        settings.assign(var->parenArguments.begin(), var->parenArguments.end());
+    else if (var->initializer && var->initializer->kind == ExprKind::initList)
+        for (const Initializer& item : static_cast<InitList*>(var->initializer)->initializers)
+            settings.push_back(item.value);
+    else if (var->initializer && var->initializer->kind == ExprKind::construct)
+        settings.assign(static_cast<Construct*>(var->initializer)->arguments.begin(),
+                        static_cast<Construct*>(var->initializer)->arguments.end());
+    else if (var->initializer) { // a copy of another sampler
+        var->samplerState = nullptr;
+        var->initializer = initialize(var->type, var->initializer, Purpose::variable, var->location);
+        return;
+    }
+    if (!var->isConstexpr) {
+        error(var->location, "a sampler that is made in the text must be declared constexpr");
+        var->isInvalid = true;
+    }
+    var->initializer = nullptr;
+    var->isParenInit = false;
+    for (Expr* setting : settings) {
+        const SourceLocation at = setting->begin ? setting->begin : setting->location;
+        if (setting->kind == ExprKind::call && static_cast<Call*>(setting)->callee->kind == ExprKind::nameRef) {
+            auto* call = static_cast<Call*>(setting);
+            const auto* callee = static_cast<NameRef*>(call->callee);
+            const std::string_view name = callee->name.identifier ? callee->name.identifier->text : std::string_view();
+            std::vector<double> numbers;
+            for (Expr*& argument : call->arguments) {
+                argument = load(expression(argument));
+                if (const ConstantValue value = evaluate(argument))
+                    numbers.push_back(value.asDouble());
+                else if (!argument->type->isError())
+                    error(at, "the setting of a constexpr sampler must be a constant");
+            }
+            if (numbers.size() != call->arguments.size())
+                continue;
+            if (name == "max_anisotropy" && numbers.size() == 1) {
+                state->maxAnisotropy = numbers[0] < 1 ? 1U : numbers[0] > 16 ? 16U : static_cast<std::uint32_t>(numbers[0]);
+                continue;
+            }
+            if (name == "lod_clamp" && numbers.size() == 2) {
+                state->lodMin = static_cast<float>(numbers[0]);
+                state->lodMax = static_cast<float>(numbers[1]);
+                continue;
+            }
+            error(at, "unknown setting of a constexpr sampler");
+            continue;
+        }
+        const NameRef* ref = setting->kind == ExprKind::nameRef ? static_cast<NameRef*>(setting) : nullptr;
+        const std::string_view kind =
+            ref && !ref->name.qualifiers.empty() ? ref->name.qualifiers.back()->text : std::string_view();
+        const LibraryConstant* constant =
+            ref && ref->name.identifier && !kind.empty() ? findLibraryConstant(kind, ref->name.identifier->text) : nullptr;
+        if (!constant) {
+            if (ref && ref->name.identifier && isLibraryEnum(kind))
+                error(ref->location, "no member named '" + std::string(ref->name.identifier->text) + "' in '" +
+                                         std::string(kind) + "'");
+            else
+                error(at, "unknown setting of a constexpr sampler");
+            var->isInvalid = true;
+            continue;
+        }
+        const auto value = static_cast<std::uint8_t>(constant->value);
+        if (kind == "filter") {
+            state->magFilter = state->minFilter = static_cast<SamplerState::Filter>(value);
+        } else if (kind == "mag_filter") {
+            state->magFilter = static_cast<SamplerState::Filter>(value);
+        } else if (kind == "min_filter") {
+            state->minFilter = static_cast<SamplerState::Filter>(value);
+        } else if (kind == "mip_filter") {
+            state->mipFilter = static_cast<SamplerState::MipFilter>(value);
+        } else if (kind == "address") {
+            state->address.fill(static_cast<SamplerState::Address>(value));
+        } else if (kind == "s_address") {
+            state->address[0] = static_cast<SamplerState::Address>(value);
+        } else if (kind == "t_address") {
+            state->address[1] = static_cast<SamplerState::Address>(value);
+        } else if (kind == "r_address") {
+            state->address[2] = static_cast<SamplerState::Address>(value);
+        } else if (kind == "border_color") {
+            state->border = static_cast<SamplerState::Border>(value);
+        } else if (kind == "compare_func") {
+            state->compare = static_cast<SamplerState::Compare>(value);
+            state->compares = true;
+        } else if (kind == "coord") {
+            state->normalizedCoordinates = value != 0;
+        } else {
+            error(at, "unknown setting of a constexpr sampler");
+            var->isInvalid = true;
+        }
+    }
+}
+
+} // namespace msl
