@@ -1,6 +1,7 @@
 #include "GlassHob/ui/CodeEditor.h"
 
 #include "GlassHob/ui/CodeLayout.h"
+#include "GlassHob/ui/Controls.h"
 #include "GlassHob/ui/Fonts.h"
 #include "GlassHob/ui/LineRuler.h"
 #include "GlassHob/ui/MessageTip.h"
@@ -71,6 +72,9 @@ CodeEditor::CodeEditor(QWidget* parent) : QPlainTextEdit(parent) {
     setAccessibleName(tr("Shader source"));
     highlighter_ = new SyntaxHighlighter(document());
     ruler_ = new LineRuler(this);
+    // The scroll bar begins where the text does.
+    underRuler_ = new Ground(Role::editor, {}, this);
+    addScrollBarWidget(underRuler_, Qt::AlignLeft);
     tip_ = new MessageTip(this);
     applyFont();
     followTheme();
@@ -143,6 +147,7 @@ void CodeEditor::setWrapsLines(bool wraps) { setLineWrapMode(wraps ? WidgetWidth
 void CodeEditor::layOutRuler() {
     const int width = ruler_->widthForLines(blockCount());
     setViewportMargins(width, 0, 0, 0);
+    underRuler_->setFixedWidth(width + textMargin);
     const QRect inside = contentsRect();
     ruler_->setGeometry(inside.left(), inside.top(), width, inside.height());
     ruler_->raise();
@@ -174,8 +179,9 @@ QTextCursor CodeEditor::rangeOf(const Diagnostic& diagnostic) const {
 
 void CodeEditor::setDiagnostics(const std::vector<Diagnostic>& diagnostics) {
     marks_.clear();
+    // A note explains an error elsewhere: it stands in the list, not in the code.
     for (const Diagnostic& diagnostic : diagnostics)
-        if (diagnostic.line > 0) marks_.push_back({diagnostic, rangeOf(diagnostic)});
+        if (diagnostic.line > 0 && diagnostic.severity != Diagnostic::Severity::note) marks_.push_back({diagnostic, rangeOf(diagnostic)});
     tip_->hide();
     viewport()->update();
     ruler_->update();
@@ -325,7 +331,7 @@ void CodeEditor::paintSelection(QPainter& painter, const QTextBlock& block, cons
 
 void CodeEditor::paintWaves(QPainter& painter, const QTextBlock& block, const QPointF& offset) const {
     for (const Mark& mark : marks_) {
-        if (mark.range.block() != block || mark.diagnostic.severity == Diagnostic::Severity::note) continue;
+        if (mark.range.block() != block) continue;
         const int from = mark.range.selectionStart() - block.position();
         const int to = std::min(mark.range.selectionEnd() - block.position(), block.length() - 1);
         const QTextLine line = block.layout()->lineForTextPosition(from);

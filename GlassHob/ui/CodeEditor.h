@@ -35,7 +35,7 @@ class CodeEditor : public QPlainTextEdit {
     // The text as the bytes of a file.
     std::string fileText() const;
 
-    // Marks the messages on their lines; marks move with the text until the next call.
+    // Marks the errors and warnings on their lines; marks move with the text until the next call.
     void setDiagnostics(const std::vector<Diagnostic>& diagnostics);
     // The worst severity marked on a line (from 0), if any.
     std::optional<Diagnostic::Severity> severityOfBlock(int blockNumber) const;
@@ -113,6 +113,7 @@ class CodeEditor : public QPlainTextEdit {
     SyntaxHighlighter* highlighter_ = nullptr;
     LineRuler* ruler_ = nullptr;
     MessageTip* tip_ = nullptr;
+    QWidget* underRuler_ = nullptr;
     std::vector<Mark> marks_;
     QBasicTimer caretTimer_;
     QBasicTimer hoverTimer_;

@@ -33,8 +33,7 @@ QFont ui(double pixels, QFont::Weight weight) {
 QFont mono(double pixels, QFont::Weight weight) {
     QFont font(QStringLiteral("JetBrains Mono"));
     // Without shaping there are no ligatures, and every cell keeps its width.
-    font.setStyleStrategy(QFont::PreferNoShaping);
-    font.setStyleHint(QFont::Monospace);
+    font.setStyleHint(QFont::Monospace, QFont::PreferNoShaping);
     font.setFixedPitch(true);
     font.setWeight(weight);
     setLogicalPixels(font, pixels);

@@ -10,6 +10,7 @@
 #include "GlassHobRender/ShaderProgram.h"
 #include "GlassHobRender/ShaderRun.h"
 
+#include <QCoreApplication>
 #include <QPointer>
 
 namespace glasshob {

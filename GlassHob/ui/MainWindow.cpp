@@ -40,7 +40,6 @@ constexpr QSize leastSize{720, 480};
 constexpr int firstEditorWidth = 620;
 constexpr int firstInspectorHeight = 244;
 constexpr int denseBelow = 720; // heights of the window
-constexpr int hideEditorBelow = 200, hideInspectorBelow = 80;
 
 // Keys of the settings.
 constexpr auto geometryKey = "window/geometry";
@@ -80,6 +79,8 @@ MainWindow::MainWindow(AppModel& model, Canvas::Kind canvas) : model_(model) {
         splitter->setChildrenCollapsible(false);
         splitter->setHandleWidth(1);
     }
+    across_->setCollapsible(0, true);
+    down_->setCollapsible(1, true);
     across_->setStretchFactor(0, 0);
     across_->setStretchFactor(1, 1);
     down_->setStretchFactor(0, 1);
@@ -92,7 +93,11 @@ MainWindow::MainWindow(AppModel& model, Canvas::Kind canvas) : model_(model) {
     makeMenus();
     new FocusRing(this);
 
-    connect(across_, &QSplitter::splitterMoved, this, &MainWindow::followLayout);
+    connect(across_, &QSplitter::splitterMoved, this, [this] {
+        hideCollapsed(across_, 0);
+        followLayout();
+    });
+    connect(down_, &QSplitter::splitterMoved, this, [this] { hideCollapsed(down_, 1); });
     connect(editor(), &CodeEditor::caretMoved, status_, &StatusLine::setCaret);
     connect(editor(), &CodeEditor::parameterPicked, inspector_, &Inspector::focusParameter);
     connect(inspector_, &Inspector::insertRequested, this, [this](const QString& line) {
@@ -255,6 +260,18 @@ void MainWindow::followLayout() {
     // In the window's coordinates: the splitter spans its whole width.
     toolbar_->setPictureLeft(editorShown ? std::optional(down_->x()) : std::nullopt);
     inspector_->setDense(height() < denseBelow);
+}
+
+void MainWindow::hideCollapsed(QSplitter* splitter, int pane) {
+    // A pane dragged to nothing is hidden, and has a usable size when it comes back.
+    QList<int> sizes = splitter->sizes();
+    if (sizes[pane] > 0 || !splitter->widget(pane)->isVisible()) return;
+    const int least = pane == 0 ? firstEditorWidth * 2 / 3 : 180;
+    sizes[1 - pane] = std::max(1, sizes[1 - pane] - least);
+    sizes[pane] = least;
+    splitter->setSizes(sizes);
+    if (splitter == across_) model_.setShowsEditor(false);
+    else setShowsInspector(false);
 }
 
 void MainWindow::setShowsInspector(bool shows) {

@@ -41,6 +41,7 @@ class MainWindow : public QMainWindow {
     void makeMenus();
     void followDocument();
     void followLayout();
+    void hideCollapsed(QSplitter* splitter, int pane);
     void setShowsInspector(bool shows);
     void restoreLayout();
     void keepLayout() const;

@@ -13,9 +13,11 @@ namespace glasshob {
 
 class StatusLine::Sign : public QWidget {
   public:
-    explicit Sign(QWidget* parent) : QWidget(parent) { setFixedSize(15, 26); }
+    explicit Sign(QWidget* parent) : QWidget(parent) { setState(AppModel::State::empty); }
     void setState(AppModel::State state) {
         state_ = state;
+        const bool icon = state == AppModel::State::errorWithPicture || state == AppModel::State::errorWithoutPicture;
+        setFixedSize(icon ? 22 : 16, 26); // with the gap before the text
         update();
     }
 
@@ -59,7 +61,6 @@ StatusLine::StatusLine(AppModel& model, QWidget* parent) : Ground(Role::bar, Qt:
     row->setContentsMargins(12, 1, 12, 0);
     row->setSpacing(0);
     row->addWidget(sign_);
-    row->addSpacing(2);
     row->addWidget(text_);
     row->addStretch(1);
     row->addSpacing(16);

@@ -1,0 +1,367 @@
+#include "GPU/Device.h"
+#include "GlassHob/model/AppModel.h"
+#include "GlassHobCore/FileWatcher.h"
+#include "GlassHobRender/ShaderProgram.h"
+
+#include <gtest/gtest.h>
+
+#include <QDir>
+#include <QFile>
+#include <QSettings>
+#include <QTemporaryDir>
+
+#include <cmath>
+
+namespace glasshob {
+namespace {
+
+class ManualDelay : public Delay {
+  public:
+    void start(double seconds, std::function<void()> action) override {
+        seconds_ = seconds;
+        action_ = std::move(action);
+        ++starts;
+    }
+    void cancel() override { action_ = {}; }
+    bool isWaiting() const override { return bool(action_); }
+    void elapse() {
+        if (auto action = std::exchange(action_, {})) action();
+    }
+    double seconds_ = 0;
+    int starts = 0;
+
+  private:
+    std::function<void()> action_;
+};
+
+class ScriptedQuestions : public Questions {
+  public:
+    void ask(const Question& question, std::function<void(int)> answer) override {
+        asked << question.message;
+        last = question;
+        if (holds) held = std::move(answer);
+        else answer(choice);
+    }
+    void warn(const QString& message, const QString& informativeText) override { warnings << message + u'|' + informativeText; }
+    void chooseFileToOpen(const QString&, const QString&, std::function<void(std::optional<QString>)> answer) override { answer(path); }
+    void chooseFileToSave(const QString&, const QString&, const QString& name,
+                          std::function<void(std::optional<QString>)> answer) override {
+        suggested = name;
+        answer(path);
+    }
+    QStringList asked, warnings;
+    Question last;
+    QString suggested;
+    int choice = 0;
+    bool holds = false;
+    std::function<void(int)> held;
+    std::optional<QString> path;
+};
+
+std::string shader(const std::string& params, const std::string& color = "float4(1.0, 0.5, 0.25, 1.0)") {
+    return params + "\nfloat4 shade(float2 uv, constant Uniforms& u, constant Params& p) {\n    return " + color + ";\n}\n";
+}
+
+class AppModelTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        QSettings().clear();
+        auto device = gpu::Device::systemDefault();
+        ASSERT_TRUE(device) << device.error().description();
+        auto delay = std::make_unique<ManualDelay>();
+        delay_ = delay.get();
+        model = std::make_unique<AppModel>(AppModel::Surroundings{*device, &questions, std::move(delay)});
+        model->editorSink = [this](const std::string& text) { shown = text; };
+    }
+    QString file(const QString& name, const std::string& text) {
+        const QString path = folder.filePath(name);
+        QFile out(path);
+        EXPECT_TRUE(out.open(QIODevice::WriteOnly));
+        out.write(text.data(), qint64(text.size()));
+        return path;
+    }
+    static std::string contents(const QString& path) {
+        QFile in(path);
+        return in.open(QIODevice::ReadOnly) ? in.readAll().toStdString() : "(unreadable)";
+    }
+
+    QTemporaryDir folder;
+    ScriptedQuestions questions;
+    ManualDelay* delay_ = nullptr;
+    std::unique_ptr<AppModel> model;
+    std::string shown;
+};
+
+TEST_F(AppModelTest, TheFirstDocumentIsTheArgumentTheLastOneOrTheSample) {
+    const QString given = file("given.metal", shader("")), last = file("last.metal", shader(""));
+    model->start({"glasshob", "--shader", given});
+    EXPECT_EQ(model->filePath(), given);
+    EXPECT_EQ(QSettings().value("lastShaderPath"), given);
+
+    QSettings().setValue("lastShaderPath", last);
+    model->start({"glasshob", "--shader"}); // without a path it is ignored
+    EXPECT_EQ(model->filePath(), last);
+
+    QFile::remove(last);
+    model->start({"glasshob"});
+    EXPECT_EQ(model->filePath(), std::nullopt);
+    EXPECT_EQ(model->displayName(), "01-flowing-color.metal");
+    EXPECT_EQ(model->windowTitle(), "01-flowing-color.metal (bundled sample)");
+    EXPECT_EQ(model->presetKey(), "bundled:01-flowing-color");
+    EXPECT_EQ(model->state(), AppModel::State::live) << model->errorText().value_or("").toStdString();
+}
+
+TEST_F(AppModelTest, WhatCannotBeOpenedLeavesTheDocument) {
+    model->open(file("good.metal", shader("")));
+    const auto program = model->program();
+    for (const QString& bad : {folder.filePath("missing.metal"), folder.path(), file("latin.metal", "caf\xE9")}) {
+        questions.warnings.clear();
+        model->open(bad);
+        ASSERT_EQ(questions.warnings.size(), 1);
+        EXPECT_TRUE(questions.warnings[0].startsWith("Can't open " + QFileInfo(bad).fileName() + "|"));
+        EXPECT_EQ(model->displayName(), "good.metal");
+        EXPECT_EQ(model->program(), program);
+    }
+}
+
+TEST_F(AppModelTest, ABurstOfTypingCompilesOnceWithTheLatestText) {
+    model->open(file("a.metal", shader("")));
+    const auto before = model->program();
+    int compiles = 0;
+    QObject::connect(model.get(), &AppModel::compiled, [&] { ++compiles; });
+    for (const char* name : {"x", "xy", "xyz"}) model->textChanged(shader("// @param " + std::string(name) + " 1 0 2"));
+    EXPECT_EQ(compiles, 0);
+    EXPECT_EQ(delay_->seconds_, 0.3);
+    EXPECT_TRUE(model->isDirty());
+    EXPECT_EQ(model->windowTitle(), "a.metal (edited)");
+    delay_->elapse();
+    EXPECT_EQ(compiles, 1);
+    ASSERT_NE(model->program(), before);
+    EXPECT_EQ(model->program()->params().at(0).name, "xyz");
+    model->textChanged(model->savedText());
+    EXPECT_FALSE(model->isDirty());
+}
+
+TEST_F(AppModelTest, AFailedCompileKeepsThePictureAndTheSliders) {
+    model->open(file("a.metal", shader("// @param speed 0.6 0 3")));
+    model->setValue("speed", 2.5f);
+    const auto program = model->program();
+    model->textChanged(shader("// @param speed 0.6 0 3", "float4(nowhere, 0.0, 0.0, 1.0)"));
+    delay_->elapse();
+    EXPECT_EQ(model->program(), program);
+    EXPECT_EQ(model->values().at("speed"), 2.5f);
+    ASSERT_FALSE(model->diagnostics().empty());
+    EXPECT_EQ(model->diagnostics()[0].severity, Diagnostic::Severity::error);
+    EXPECT_EQ(model->diagnostics()[0].line, 3);
+    EXPECT_EQ(model->state(), AppModel::State::errorWithPicture);
+    EXPECT_EQ(model->statusText(), "Compile error, showing the last good frame");
+    EXPECT_EQ(model->compileMillis(), std::nullopt);
+    model->textChanged(shader("// @param speed 0.6 0 3", "float4(0.5)"));
+    delay_->elapse();
+    EXPECT_NE(model->program(), program);
+    EXPECT_EQ(model->values().at("speed"), 2.5f) << "the slider stays where it was";
+    EXPECT_EQ(model->errorText(), std::nullopt);
+    EXPECT_TRUE(model->statusText().startsWith("Live · compiled in ")) << model->statusText().toStdString();
+}
+
+TEST_F(AppModelTest, ValuesAreCarriedOverByNameWhileTheDefaultStays) {
+    struct Case {
+        const char* params;
+        float value; // what a slider moved to 2.5 of "// @param s 0.6 0 3" becomes
+    };
+    const Case cases[] = {{"// @param s 0.6 0 3 other words", 2.5f}, {"// @param s 0.8 0 3", 0.8f}, {"// @param s 0.6 0 1", 1.0f},
+                          {"// @param s 0.6 0 9\n// @param new 1 0 2", 2.5f}};
+    for (const Case& c : cases) {
+        model->open(file("a.metal", shader("// @param gone 1 0 2\n// @param s 0.6 0 3")));
+        model->resetAllValues();
+        model->setValue("s", 2.5f);
+        model->textChanged(shader(c.params));
+        delay_->elapse();
+        EXPECT_EQ(model->values().at("s"), c.value) << c.params;
+        EXPECT_FALSE(model->values().contains("gone"));
+    }
+    EXPECT_EQ(model->values().at("new"), 1.0f);
+}
+
+TEST_F(AppModelTest, SliderValuesStayInTheirRange) {
+    model->open(file("a.metal", shader("// @param s 1 0 2\n// @param t 1 0 2")));
+    EXPECT_EQ(model->changedValueCount(), 0);
+    model->setValue("s", 9);
+    model->setValue("t", std::nanf(""));
+    model->setValue("unknown", 1);
+    EXPECT_EQ(model->values(), (SliderValues{{"s", 2.0f}, {"t", 1.0f}}));
+    EXPECT_EQ(model->changedValueCount(), 1);
+    model->resetAllValues();
+    EXPECT_EQ(model->changedValueCount(), 0);
+}
+
+TEST_F(AppModelTest, SavingWritesExactBytesThroughALinkAndKeepsTheirMode) {
+    const std::string bytes = "\xEF\xBB\xBF// caf\xC3\xA9\xC2\xA0\r\n" + shader("");
+    const QString real = file("real.metal", bytes), link = folder.filePath("link.metal");
+    QFile::setPermissions(real, QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup);
+    ASSERT_TRUE(QFile::link(real, link));
+    model->open(link);
+    EXPECT_EQ(model->filePath(), link) << "the link that was named, not its target";
+    EXPECT_EQ(shown, bytes);
+    model->textChanged(bytes + "// more\r\n");
+    bool saved = false;
+    model->save([&](bool ok) { saved = ok; });
+    EXPECT_TRUE(saved);
+    EXPECT_FALSE(model->isDirty());
+    EXPECT_EQ(contents(real), bytes + "// more\r\n");
+    EXPECT_TRUE(QFileInfo(link).isSymLink());
+    EXPECT_EQ(QFile::permissions(real) & (QFile::ReadGroup | QFile::ReadOther), QFile::ReadGroup);
+}
+
+TEST_F(AppModelTest, SavingTheSampleAsksForAPlace) {
+    model->loadSample();
+    model->textChanged(shader(""));
+    questions.path = folder.filePath("mine.metal");
+    model->save();
+    EXPECT_EQ(questions.suggested, "01-flowing-color.metal");
+    EXPECT_EQ(model->filePath(), questions.path);
+    EXPECT_EQ(contents(*questions.path), shader(""));
+    EXPECT_FALSE(model->isDirty());
+
+    model->textChanged("// lost?");
+    questions.path = folder.filePath("no/such/folder/x.metal");
+    bool saved = true;
+    model->saveAs([&](bool ok) { saved = ok; });
+    EXPECT_FALSE(saved);
+    EXPECT_EQ(questions.warnings.size(), 1);
+    EXPECT_EQ(model->displayName(), "mine.metal");
+    EXPECT_TRUE(model->isDirty());
+}
+
+TEST_F(AppModelTest, UnsavedChangesAreAskedForBeforeTheyGo) {
+    struct Case {
+        int choice;
+        bool goesOn;
+        bool saved;
+    };
+    for (const Case& c : {Case{0, true, true}, Case{1, false, false}, Case{2, true, false}}) {
+        const QString path = file("a.metal", shader(""));
+        model->open(path);
+        model->textChanged("// edited");
+        questions.choice = c.choice;
+        bool goesOn = !c.goesOn;
+        model->confirmDiscard([&](bool on) { goesOn = on; });
+        EXPECT_EQ(goesOn, c.goesOn);
+        EXPECT_EQ(contents(path) == "// edited", c.saved);
+    }
+    EXPECT_EQ(questions.last.message, "Do you want to save the changes you made to a.metal?");
+    EXPECT_EQ(questions.last.buttons, (QStringList{"Save", "Cancel", "Don't Save"}));
+    EXPECT_EQ(questions.last.escapeButton, 1);
+}
+
+TEST_F(AppModelTest, ANewShaderGetsAFileOfItsOwn) {
+    QDir(AppModel::shadersFolder()).removeRecursively();
+    model->newShader();
+    EXPECT_EQ(model->displayName(), "Untitled Shader.metal");
+    model->newShader();
+    EXPECT_EQ(model->displayName(), "Untitled Shader 2.metal");
+    EXPECT_EQ(model->state(), AppModel::State::live) << model->errorText().value_or("").toStdString();
+}
+
+TEST_F(AppModelTest, AChangeOnDiskReloadsACleanDocument) {
+    const QString path = file("a.metal", shader(""));
+    model->open(path);
+    file("a.metal", shader("// @param fresh 1 0 2"));
+    model->diskChanged();
+    EXPECT_TRUE(questions.asked.isEmpty());
+    EXPECT_EQ(shown, shader("// @param fresh 1 0 2"));
+    EXPECT_EQ(model->values().count("fresh"), 1u);
+}
+
+TEST_F(AppModelTest, AChangeOnDiskUnderUnsavedEditsAsksOnce) {
+    const QString path = file("a.metal", shader(""));
+    model->open(path);
+    model->textChanged("// mine");
+    file("a.metal", "// theirs");
+    questions.holds = true;
+    model->diskChanged();
+    file("a.metal", "// theirs again");
+    model->diskChanged();
+    ASSERT_EQ(questions.asked, QStringList{"a.metal changed on disk"});
+    questions.held(0); // keep mine
+    EXPECT_EQ(model->currentText(), "// mine");
+    EXPECT_EQ(model->savedText(), "// theirs again");
+    EXPECT_TRUE(model->isDirty());
+    file("a.metal", "// theirs at last");
+    model->diskChanged();
+    ASSERT_EQ(questions.asked.size(), 2);
+    questions.held(1); // load theirs
+    EXPECT_EQ(model->currentText(), "// theirs at last");
+    EXPECT_FALSE(model->isDirty());
+}
+
+TEST_F(AppModelTest, RevertReadsTheFileAgain) {
+    const QString path = file("a.metal", shader(""));
+    model->open(path);
+    model->textChanged("// edited");
+    model->revert();
+    EXPECT_EQ(questions.last.message, "Revert to the saved a.metal?");
+    EXPECT_EQ(model->currentText(), shader(""));
+    EXPECT_FALSE(model->isDirty());
+    QFile::remove(path);
+    model->revert();
+    EXPECT_TRUE(model->errorText()->startsWith("Can't read a.metal: "));
+    EXPECT_TRUE(model->diagnostics().empty());
+}
+
+TEST_F(AppModelTest, TheClockFollowsTimeAndStopsWhilePaused) {
+    EXPECT_EQ(model->tick(100).timeDelta, 0);
+    const auto second = model->tick(100.5);
+    EXPECT_FLOAT_EQ(second.time, 0.5f);
+    EXPECT_FLOAT_EQ(second.timeDelta, 0.5f);
+    EXPECT_EQ(second.frame, 2u);
+    model->setPaused(true);
+    const auto paused = model->tick(107);
+    EXPECT_EQ(paused.timeDelta, 0);
+    EXPECT_FLOAT_EQ(paused.time, 0.5f);
+    EXPECT_EQ(paused.frame, 2u);
+    model->setPaused(false);
+    EXPECT_FLOAT_EQ(model->tick(107.25).time, 0.75f);
+    EXPECT_FLOAT_EQ(model->tick(110.25).timeDelta, 3.0f) << "a long stall is one long step";
+    model->forgetLastTick();
+    EXPECT_EQ(model->tick(500).timeDelta, 0);
+    model->backToStart();
+    EXPECT_EQ(model->time(), 0);
+    EXPECT_EQ(model->frame(), 0u);
+}
+
+TEST(FileWatcherTest, TellsOfEveryChangeButADeletion) {
+    QTemporaryDir folder;
+    const QString path = folder.filePath("watched");
+    auto write = [&](const char* text) {
+        QFile out(path);
+        ASSERT_TRUE(out.open(QIODevice::WriteOnly));
+        out.write(text);
+    };
+    write("one");
+    int calls = 0;
+    FileWatcher watcher(QFile::encodeName(path), 1000, [&] { ++calls; });
+    watcher.poll();
+    EXPECT_EQ(calls, 0);
+    write("three");
+    watcher.poll();
+    watcher.poll();
+    EXPECT_EQ(calls, 1);
+    QFile::remove(path);
+    watcher.poll();
+    EXPECT_EQ(calls, 1);
+    write("three");
+    watcher.poll();
+    EXPECT_EQ(calls, 2);
+    QFile other(folder.filePath("other"));
+    ASSERT_TRUE(other.open(QIODevice::WriteOnly));
+    other.write("three");
+    other.close();
+    QFile::remove(path);
+    other.rename(path);
+    watcher.poll();
+    EXPECT_EQ(calls, 3) << "a file of the same name in its place";
+}
+
+} // namespace
+} // namespace glasshob

@@ -1,0 +1,193 @@
+#include "GlassHob/ui/CodeEditor.h"
+#include "GlassHob/ui/EditorText.h"
+#include "GlassHob/ui/MessageList.h"
+#include "GlassHob/ui/Theme.h"
+
+#include <gtest/gtest.h>
+
+#include <QApplication>
+#include <QClipboard>
+#include <QSignalSpy>
+#include <QTest>
+#include <QTextBlock>
+
+namespace glasshob {
+namespace {
+
+const std::vector<std::string> awkwardTexts = {
+    "",
+    "one line",
+    "plain\nlines\n",
+    "dos\r\nlines\r\n",
+    "\xEF\xBB\xBF" "with a mark\n",
+    "\xEF\xBB\xBF\xEF\xBB\xBF" "with two\r\n",
+    "mixed\r\nends\nhere\r\n",
+    "mostly\nplain\r\nends\n",
+    "lone\rreturn\r\n",
+    "a\xC2\xA0" "b \xE2\x80\xA8 c \xE2\x80\xA9 d\n",      // no-break space, line and paragraph separator
+    "\xEF\xB7\x90\xEF\xB7\x91\xEF\xB7\x92\xEF\xB7\xAF\r", // noncharacters, two of them with a meaning inside Qt
+    "tab\tand \xF0\x9F\x94\xA5 beyond the first plane\n",
+    "\n\n\n",
+    "\r\r\n\n\r",
+    std::string("nul\0inside\n", 11),
+    "vertical\vform\ffeed\xC2\x85next\n",
+    "\xEF\xBF\xBC object\n",
+};
+
+class CodeEditorTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        editor.resize(640, 400);
+        editor.show();
+    }
+    void type(const QString& text) { QTest::keyClicks(&editor, text); }
+    void key(Qt::Key which, Qt::KeyboardModifiers modifiers = {}) { QTest::keyClick(&editor, which, modifiers); }
+    void caretTo(int line, int column) { editor.goTo(line, column); }
+
+    CodeEditor editor;
+};
+
+TEST(EditorText, UneditedTextComesBackByteForByte) {
+    for (const std::string& bytes : awkwardTexts) {
+        EditorText text;
+        EXPECT_EQ(text.encode(text.load(bytes)), bytes);
+    }
+}
+
+TEST_F(CodeEditorTest, UneditedTextSurvivesTheDocument) {
+    for (const std::string& bytes : awkwardTexts) {
+        QSignalSpy edited(&editor, &CodeEditor::edited);
+        editor.loadText(bytes);
+        EXPECT_EQ(editor.fileText(), bytes);
+        EXPECT_EQ(edited.count(), 0) << "loading and colouring are no edits";
+    }
+}
+
+TEST_F(CodeEditorTest, AnEditChangesOnlyItsPlace) {
+    struct Case {
+        std::string before, after;
+    };
+    const Case cases[] = {
+        {"a\r\nb\r\n", "a\r\nx\r\nb\r\n"},
+        {"\xEF\xBB\xBF" "a\nb\n", "\xEF\xBB\xBF" "a\nx\nb\n"},
+        {"a\nb\r\nc\n", "a\nx\nb\r\nc\n"},
+        {"a\r\nb\nc\r\n", "a\r\nx\r\nb\nc\r\n"},
+        {"a\xC2\xA0\nb\xE2\x80\xA8\n", "a\xC2\xA0\nx\nb\xE2\x80\xA8\n"},
+    };
+    for (const Case& c : cases) {
+        editor.loadText(c.before);
+        QSignalSpy edited(&editor, &CodeEditor::edited);
+        caretTo(2, 1);
+        type(QStringLiteral("x"));
+        key(Qt::Key_Return);
+        EXPECT_EQ(editor.fileText(), c.after);
+        EXPECT_GE(edited.count(), 2);
+        editor.undo();
+        editor.undo();
+        EXPECT_EQ(editor.fileText(), c.before);
+    }
+}
+
+TEST_F(CodeEditorTest, LinesCountAsTheCompilerCountsThem) {
+    // Characters that end a line elsewhere do not end one here.
+    editor.loadText("one \xE2\x80\xA8 still one\r\ntwo\v two\r\nthree\r\n");
+    EXPECT_EQ(editor.blockCount(), 4);
+    editor.goTo(3, 3);
+    EXPECT_EQ(editor.caretLine(), 3);
+    EXPECT_EQ(editor.caretColumn(), 3);
+    EXPECT_EQ(editor.textCursor().block().text(), "three");
+}
+
+TEST_F(CodeEditorTest, ByteColumnsBecomeCharacterColumns) {
+    editor.loadText("/* \xC3\xA9\xE2\x82\xAC\xF0\x9F\x94\xA5 */ x\n"); // 2, 3 and 4 bytes
+    editor.goTo(1, 1 + 3 + 2 + 3 + 4 + 4);
+    EXPECT_EQ(editor.textCursor().block().text().mid(editor.textCursor().positionInBlock()), "x");
+    editor.goTo(99, 99);
+    EXPECT_EQ(editor.caretLine(), 2);
+}
+
+TEST_F(CodeEditorTest, MarksStandOnTheirLinesAndMoveWithThem) {
+    editor.loadText("float a;\nfloat b = c;\nfloat d;\n");
+    using enum Diagnostic::Severity;
+    editor.setDiagnostics({{error, 2, 11, "use of undeclared identifier 'c'"},
+                           {note, 1, 7, "did you mean 'a'?"},
+                           {warning, 3, 7, "unused variable 'd'"},
+                           {error, 0, 0, "about the host's code"},
+                           {error, 3, 500, "beyond the line"}});
+    EXPECT_EQ(editor.severityOfBlock(0), std::nullopt) << "a note marks nothing";
+    EXPECT_EQ(editor.severityOfBlock(1), error);
+    EXPECT_EQ(editor.severityOfBlock(2), error) << "the worst one counts";
+    caretTo(1, 1);
+    key(Qt::Key_Return);
+    EXPECT_EQ(editor.severityOfBlock(1), std::nullopt);
+    EXPECT_EQ(editor.severityOfBlock(2), error);
+    editor.setDiagnostics({});
+    EXPECT_EQ(editor.severityOfBlock(2), std::nullopt);
+}
+
+TEST_F(CodeEditorTest, AMarkedLineIsPaintedInTheErrorColourAcrossItsWidth) {
+    editor.loadText("a\nb\nc\n");
+    editor.setDiagnostics({{Diagnostic::Severity::error, 2, 1, "wrong"}});
+    const QImage picture = editor.grab().toImage();
+    const double ratio = picture.devicePixelRatio();
+    const auto line = editor.visibleLines().at(1);
+    for (const int x : {2, 300, editor.viewport()->geometry().right() - 2})
+        EXPECT_EQ(picture.pixelColor(int(x * ratio), int((line.top + 3) * ratio)), themed(Role::errorLine)) << x;
+    EXPECT_EQ(line.height, editor.codeLineHeight());
+}
+
+TEST_F(CodeEditorTest, SliderLinesAreKnownByTheirDeclaration) {
+    editor.loadText("// @param speed 0.6 0.0 3.0 How fast\n// @param broken 1\nfloat x; // @param no 1 0 2\n");
+    EXPECT_EQ(editor.declaredParameter(0), "speed");
+    EXPECT_EQ(editor.declaredParameter(1), "");
+    EXPECT_EQ(editor.declaredParameter(2), "");
+}
+
+TEST_F(CodeEditorTest, KeysIndentAsAProgrammerExpects) {
+    editor.loadText("");
+    type(QStringLiteral("if (x) {"));
+    key(Qt::Key_Return);
+    type(QStringLiteral("y();"));
+    key(Qt::Key_Return);
+    type(QStringLiteral("}"));
+    EXPECT_EQ(editor.fileText(), "if (x) {\n    y();\n}");
+    editor.selectAll();
+    key(Qt::Key_Tab);
+    EXPECT_EQ(editor.fileText(), "    if (x) {\n        y();\n    }");
+    key(Qt::Key_Backtab, Qt::ShiftModifier);
+    EXPECT_EQ(editor.fileText(), "if (x) {\n    y();\n}");
+    editor.toggleComment();
+    EXPECT_EQ(editor.fileText(), "// if (x) {\n//     y();\n// }");
+    editor.undo();
+    EXPECT_EQ(editor.fileText(), "if (x) {\n    y();\n}") << "one step of undo";
+}
+
+TEST_F(CodeEditorTest, TheClipboardCarriesWhatTheFileHolds) {
+    editor.loadText("a\xC2\xA0" "b\xE2\x80\xA8" "c\r\nd");
+    editor.selectAll();
+    editor.copy();
+    EXPECT_EQ(QApplication::clipboard()->text().toStdString(), "a\xC2\xA0" "b\xE2\x80\xA8" "c\nd");
+    editor.loadText("");
+    QApplication::clipboard()->setText(QStringLiteral("1\r\n2\u20283\r4"));
+    editor.paste();
+    EXPECT_EQ(editor.fileText(), "1\n2\n3\n4");
+}
+
+TEST(MessageListTest, CountsAndSteps) {
+    using enum Diagnostic::Severity;
+    const std::vector<Diagnostic> messages = {
+        {error, 24, 40, "no member"}, {note, 9, 4, "declared here"}, {error, 0, 0, "host"}, {warning, 3, 1, "unused"}};
+    EXPECT_EQ(MessageList::summary(messages), "2 errors, 1 warning, 1 note");
+    MessageList list(nullptr);
+    list.setMessages(messages, {});
+    QList<qint64> lines;
+    QObject::connect(&list, &MessageList::placePicked, [&](std::int64_t line, std::int64_t) { lines << line; });
+    for (int i = 0; i < 4; ++i) list.step(1);
+    EXPECT_EQ(lines, (QList<qint64>{24, 9, 3, 24})) << "messages without a place are passed over";
+    lines.clear();
+    list.step(-1);
+    EXPECT_EQ(lines, QList<qint64>{3});
+}
+
+} // namespace
+} // namespace glasshob

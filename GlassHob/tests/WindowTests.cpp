@@ -1,0 +1,190 @@
+// The whole window, driven through its widgets, over both ways of showing the picture (a surface only under a display).
+
+#include "GPU/Device.h"
+#include "GlassHob/model/AppModel.h"
+#include "GlassHob/ui/CodeEditor.h"
+#include "GlassHob/ui/DialogQuestions.h"
+#include "GlassHob/ui/Inspector.h"
+#include "GlassHob/ui/MainWindow.h"
+#include "GlassHob/ui/MessageList.h"
+#include "GlassHob/ui/ParameterRow.h"
+#include "GlassHob/ui/ParameterSlider.h"
+#include "GlassHob/ui/Theme.h"
+
+#include <gtest/gtest.h>
+
+#include <QAbstractButton>
+#include <QApplication>
+#include <QFile>
+#include <QMessageBox>
+#include <QScreen>
+#include <QSettings>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTextBlock>
+
+namespace glasshob {
+namespace {
+
+constexpr int patience = 10000; // milliseconds before a wait is a failure
+
+const char* const source = "// @param red 0.25 0 1 How much red\n"
+                           "float4 shade(float2 uv, constant Uniforms& u, constant Params& p) {\n"
+                           "    float green = 0.5;\n"
+                           "    return float4(p.red, green, 0.75, 1.0);\n"
+                           "}\n";
+
+class WindowTest : public ::testing::TestWithParam<Canvas::Kind> {
+  protected:
+    static void SetUpTestSuite() { Theme::instance().install(); }
+
+    void SetUp() override {
+        if (GetParam() == Canvas::Kind::surface && QGuiApplication::platformName() != "xcb")
+            GTEST_SKIP() << "no display with surfaces";
+        QSettings().clear();
+        auto device = gpu::Device::systemDefault();
+        ASSERT_TRUE(device) << device.error().description();
+        path = folder.filePath("picture.metal");
+        QFile file(path);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(source);
+        file.close();
+        model = std::make_unique<AppModel>(AppModel::Surroundings{.device = *device, .questions = &questions});
+        window = std::make_unique<MainWindow>(*model, GetParam());
+        questions.setWindow(window.get());
+        window->resize(1000, 640);
+        window->show();
+        model->open(path);
+        ASSERT_EQ(window->canvas()->kind(), GetParam());
+    }
+    void TearDown() override {
+        window.reset();
+        model.reset();
+    }
+
+    // The colour in the middle of the picture, as it is on the screen.
+    QColor pictureColor() const {
+        const Canvas* canvas = window->canvas();
+        const QPoint middle = canvas->rect().center();
+        if (GetParam() == Canvas::Kind::readBack) return window->canvas()->grab().toImage().pixelColor(middle);
+        const QPoint global = canvas->mapToGlobal(middle);
+        return window->screen()->grabWindow(0, global.x(), global.y(), 1, 1).toImage().pixelColor(0, 0);
+    }
+    bool waitForColor(double red, double green) const {
+        return QTest::qWaitFor(
+            [&] {
+                const QColor color = pictureColor();
+                return std::abs(color.redF() - red) < 0.01 && std::abs(color.greenF() - green) < 0.01;
+            },
+            patience);
+    }
+    void replaceInLine(int line, const QString& from, const QString& to) {
+        CodeEditor* editor = window->editor();
+        const int at = int(editor->document()->findBlockByNumber(line - 1).text().indexOf(from));
+        ASSERT_GE(at, 0);
+        editor->goTo(line, at + 1 + from.size());
+        for (int i = 0; i < from.size(); ++i) QTest::keyClick(editor, Qt::Key_Backspace);
+        QTest::keyClicks(editor, to);
+    }
+
+    QTemporaryDir folder;
+    QString path;
+    DialogQuestions questions;
+    std::unique_ptr<AppModel> model;
+    std::unique_ptr<MainWindow> window;
+};
+
+TEST_P(WindowTest, AMistakeIsMarkedWhileThePictureRunsOnAndTheFixIsSeen) {
+    ASSERT_TRUE(waitForColor(0.25, 0.5)) << pictureColor().name().toStdString();
+
+    replaceInLine(3, "0.5", "nothing");
+    ASSERT_TRUE(QTest::qWaitFor([&] { return window->editor()->severityOfBlock(2) == Diagnostic::Severity::error; }, patience));
+    EXPECT_TRUE(window->messages()->isVisible());
+    EXPECT_EQ(window->messages()->rows()->message(0).line, 3);
+    const std::uint64_t frames = window->canvas()->shownFrames();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return window->canvas()->shownFrames() > frames + 5; }, patience)) << "the picture runs on";
+    EXPECT_TRUE(waitForColor(0.25, 0.5));
+    EXPECT_EQ(window->windowTitle(), "picture.metal (edited)");
+
+    window->editor()->goTo(1, 1);
+    window->messages()->step(1);
+    EXPECT_EQ(window->editor()->caretLine(), 3);
+
+    replaceInLine(3, "nothing", "0.9");
+    EXPECT_TRUE(waitForColor(0.25, 0.9));
+    EXPECT_EQ(window->editor()->severityOfBlock(2), std::nullopt);
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !window->messages()->isVisible(); }, patience));
+}
+
+TEST_P(WindowTest, ASliderMovesThePicture) {
+    ASSERT_TRUE(waitForColor(0.25, 0.5));
+    ParameterRow* row = window->inspector()->row("red");
+    ASSERT_NE(row, nullptr);
+    ParameterSlider* slider = row->slider();
+    QTest::mouseClick(slider, Qt::LeftButton, {}, QPoint(slider->width() - 3, slider->height() / 2));
+    EXPECT_TRUE(waitForColor(1.0, 0.5));
+    QTest::keyClick(slider, Qt::Key_Backspace);
+    EXPECT_TRUE(waitForColor(0.25, 0.5));
+}
+
+TEST_P(WindowTest, NothingIsDrawnWhileTheWindowIsHidden) {
+    ASSERT_TRUE(waitForColor(0.25, 0.5));
+    window->hide();
+    QTest::qWait(200); // frames in flight come home
+    const std::uint64_t frames = window->canvas()->shownFrames();
+    const double time = model->time();
+    QTest::qWait(300);
+    EXPECT_EQ(window->canvas()->shownFrames(), frames);
+    window->show();
+    ASSERT_TRUE(QTest::qWaitFor([&] { return window->canvas()->shownFrames() > frames; }, patience));
+    EXPECT_LT(model->time(), time + 0.3) << "the clock did not run meanwhile";
+}
+
+TEST_P(WindowTest, ResizingGivesFramesOfTheNewSize) {
+    ASSERT_TRUE(waitForColor(0.25, 0.5));
+    const QSize before = window->canvas()->pixelSize();
+    window->resize(1100, 700);
+    ASSERT_TRUE(QTest::qWaitFor([&] { return window->canvas()->pixelSize() != before; }, patience));
+    const std::uint64_t frames = window->canvas()->shownFrames();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return window->canvas()->shownFrames() > frames + 3; }, patience));
+    EXPECT_TRUE(waitForColor(0.25, 0.5));
+}
+
+TEST_P(WindowTest, ClosingWithUnsavedEditsAsks) {
+    replaceInLine(3, "0.5", "0.6");
+    auto answer = [&](const char* button) {
+        QMessageBox* box = nullptr;
+        ASSERT_TRUE(QTest::qWaitFor([&] { return (box = window->findChild<QMessageBox*>()) != nullptr; }, patience));
+        for (QAbstractButton* candidate : box->buttons())
+            if (candidate->text() == QLatin1String(button)) {
+                candidate->click();
+                QTest::qWait(50);
+                return;
+            }
+        FAIL() << button;
+    };
+    window->close();
+    answer("Cancel");
+    EXPECT_TRUE(window->isVisible());
+    window->close();
+    answer("Save");
+    EXPECT_TRUE(QTest::qWaitFor([&] { return !window->isVisible(); }, patience));
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    EXPECT_TRUE(file.readAll().contains("float green = 0.6;"));
+}
+
+TEST_P(WindowTest, TheThemeChangesAtOnce) {
+    auto ground = [&] { return window->editor()->grab().toImage().pixelColor(window->editor()->width() - 40, window->editor()->height() - 40); };
+    for (const auto appearance : {Theme::Appearance::light, Theme::Appearance::dark}) {
+        Theme::instance().setAppearance(appearance);
+        EXPECT_EQ(ground(), themed(Role::editor));
+        EXPECT_EQ(Theme::instance().isDark(), appearance == Theme::Appearance::dark);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Both, WindowTest, ::testing::Values(Canvas::Kind::readBack, Canvas::Kind::surface),
+                         [](const auto& info) { return info.param == Canvas::Kind::surface ? "Surface" : "ReadBack"; });
+
+} // namespace
+} // namespace glasshob
