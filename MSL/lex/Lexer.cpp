@@ -34,6 +34,33 @@ constexpr std::array<std::uint8_t, 256> makeClasses() {
 constexpr std::array<std::uint8_t, 256> classes = makeClasses();
 
 std::uint8_t classOf(char c) { return classes[static_cast<unsigned char>(c)]; }
+// Characters that editors and web pages put in place of plain ones.
+struct LookAlike {
+    char plain = 0;
+    TokenKind kind = TokenKind::unknown;
+};
+LookAlike lookAlike(char32_t c) {
+    switch (c) {
+    case 0x2010:
+    case 0x2011:
+    case 0x2012:
+    case 0x2013:
+    case 0x2014:
+    case 0x2212: return {'-', TokenKind::minus};
+    case 0xD7:
+    case 0x2217:
+    case 0x22C5: return {'*', TokenKind::star};
+    case 0xF7:
+    case 0x2215: return {'/', TokenKind::slash};
+    case 0x37E:
+    case 0xFF1B: return {';', TokenKind::semicolon};
+    case 0xFF08: return {'(', TokenKind::leftParen};
+    case 0xFF09: return {')', TokenKind::rightParen};
+    case 0xFF0C: return {',', TokenKind::comma};
+    default: return {};
+    }
+}
+
 bool isWordByte(char c) { return classOf(c) == letter || classOf(c) == digit; }
 
 } // namespace
@@ -118,7 +145,7 @@ bool Lexer::skipBlanks(Token& token) {
 
 void Lexer::next(Token& token) {
     for (;;) {
-        token.flags = 0;
+        token.flags = markNext_ ? Token::afterError : 0;
         token.length = 0;
         token.identifier = nullptr;
         bool more = skipBlanks(token);
@@ -156,9 +183,11 @@ void Lexer::next(Token& token) {
             break;
         }
         token.end = offset();
+        markNext_ = false;
         if (token.kind != TokenKind::unknown || inDirective_ || quiet_)
             return;
         // Reported; the token after it takes its place.
+        markNext_ = true;
         if (token.has(Token::startOfLine))
             startOfLine_ = true;
     }
@@ -183,7 +212,7 @@ void Lexer::lexWordSlowly(Token& token, const char* begin) {
             word += *at_++;
         } else if (classOf(*at_) == high) {
             DecodedCharacter c = decodeUtf8({at_, static_cast<std::size_t>(end_ - at_)}, 0);
-            if (!c.isValid || !isIdentifierCharacter(c.value))
+            if (!c.isValid || !isIdentifierCharacter(c.value) || lookAlike(c.value).plain != 0)
                 break;
             word.append(at_, c.length);
             at_ += c.length;
@@ -302,14 +331,24 @@ void Lexer::lexPunctuation(Token& token, const char* begin) {
 void Lexer::lexOther(Token& token, const char* begin) {
     DecodedCharacter c = decodeUtf8({begin, static_cast<std::size_t>(end_ - begin)}, 0);
     at_ = begin + c.length;
-    if (classOf(*begin) == high && c.isValid && isIdentifierCharacter(c.value))
+    if (classOf(*begin) == high && c.isValid && isIdentifierCharacter(c.value) && lookAlike(c.value).plain == 0) {
+        at_ = begin;
         return lexWordSlowly(token, begin);
+    }
     token.kind = TokenKind::unknown;
     token.spelling = begin;
     token.length = c.length;
     if (quiet_ || inDirective_)
         return;
     char code[16];
+    if (auto [looksLike, kind] = c.isValid ? lookAlike(c.value) : LookAlike{}; looksLike != 0) {
+        std::snprintf(code, sizeof code, "<U+%04X>", static_cast<unsigned>(c.value));
+        diagnostics_.error(token.location,
+                           std::string("unexpected character ") + code + "; did you mean '" + looksLike + "'?");
+        token.kind = kind;
+        token.identifier = nullptr;
+        return;
+    }
     if (c.isValid && c.value > 0x20 && c.value < 0x7F) {
         diagnostics_.error(token.location, std::string("unexpected '") + static_cast<char>(c.value) + "' in program");
     } else {

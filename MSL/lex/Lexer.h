@@ -60,6 +60,7 @@ class Lexer {
     bool startOfLine_ = true;
     bool inDirective_ = false;
     bool quiet_ = false;
+    bool markNext_ = false; // the next token gets Token::afterError
     IdentifierTable& identifiers_;
     Diagnostics& diagnostics_;
 };

@@ -19,7 +19,12 @@ void Preprocessor::next(Token& token) {
         nextExpanded(token);
         if (token.is(TokenKind::unknown)) { // out of a macro's replacement
             diagnostics_.error(token.location, "unexpected '" + std::string(spelling(token)) + "' in program");
+            markNext_ = true;
             continue;
+        }
+        if (markNext_) {
+            token.flags |= Token::afterError;
+            markNext_ = false;
         }
         if (!token.is(TokenKind::eof))
             return;
@@ -162,8 +167,10 @@ bool Preprocessor::expand(Token& name) {
         if (!nextIsLeftParen())
             return false;
         std::vector<std::vector<Token>> arguments;
-        if (!collectArguments(name, macro, arguments, endOffset))
-            return true; // reported; the call vanishes
+        if (!collectArguments(name, macro, arguments, endOffset)) {
+            markNext_ = true; // reported; the call vanishes
+            return true;
+        }
         if (macro.usesParameters) {
             tokens = substitute(macro, name, endOffset, arguments);
             relocates = false;

@@ -103,6 +103,7 @@ class Preprocessor {
     std::uint64_t expanded_ = 0;
     unsigned argumentDepth_ = 0;
     bool budgetSpent_ = false;
+    bool markNext_ = false; // the next token gets Token::afterError
     Token conditionToken_;
     Token conditionAhead_;
     bool hasConditionAhead_ = false;

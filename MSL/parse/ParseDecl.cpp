@@ -25,12 +25,15 @@ void Parser::parseDeclarations(Declarations& out, Context context, TokenKind end
             continue;
         }
         if (at(TokenKind::rightBrace)) {
+            doubtfulBrace_ = {};
             error(token().location, "extraneous closing brace ('}')");
             advance();
             accept(TokenKind::semicolon);
             continue;
         }
         std::size_t before = position_;
+        if (skipBehindExtraBrace())
+            continue;
         parseDeclaration(out, context);
         if (position_ == before && !atEnd() && !at(TokenKind::rightBrace)) { // nothing could be made of it
             errorHere("expected unqualified-id");
@@ -137,6 +140,20 @@ void Parser::parseSimpleDeclaration(Declarations& out, Context context, const Te
     parseDeclarators(out, specifiers, context, header);
 }
 
+// "struct S { ... }" and then, on a line of its own, something that is no declarator of it.
+bool Parser::missesSemicolonAfterBody(const Specifiers& specifiers) {
+    bool hasBody = (specifiers.type.inlineStruct && specifiers.type.inlineStruct->isDefinition) || specifiers.type.inlineEnum;
+    if (!hasBody || !token().has(Token::startOfLine))
+        return false;
+    if (!at(TokenKind::identifier))
+        return !at(TokenKind::star) && !at(TokenKind::amp) && !at(TokenKind::leftParen);
+    if (NameTracker::classify(token().identifier) == NameClass::type)
+        return true;
+    TokenKind next = peek(1).kind;
+    return next == TokenKind::identifier || next == TokenKind::amp || next == TokenKind::star ||
+           next == TokenKind::less || next == TokenKind::coloncolon;
+}
+
 // The declarators behind the specifiers, up to and with the semicolon or the function's body.
 bool Parser::parseDeclarators(Declarations& out, Specifiers& specifiers, Context context,
                               const TemplateHeader* header) {
@@ -144,7 +161,9 @@ bool Parser::parseDeclarators(Declarations& out, Specifiers& specifiers, Context
     for (;;) {
         TypeSyntax baseType = specifiers.type; // pointers and arrays of one declarator do not reach the next
         Declarator declarator;
-        parseDeclarator(declarator, specifiers, context);
+        bool isMissingSemicolon = isFirst && missesSemicolonAfterBody(specifiers);
+        if (!isMissingSemicolon)
+            parseDeclarator(declarator, specifiers, context);
         if (!declarator.name && !at(TokenKind::colon)) {
             std::size_t before = position_;
             if (specifiers.type.inlineStruct || specifiers.type.inlineEnum) {
@@ -600,7 +619,7 @@ void Parser::parseParameters(FunctionDecl& function) {
         parameters.add(parameter);
         if (!accept(TokenKind::comma))
             break;
-        if (at(TokenKind::rightParen)) {
+        if (at(TokenKind::rightParen) || atEnd()) {
             errorHere("expected parameter declarator");
             function.isInvalid = true;
         }
@@ -708,8 +727,22 @@ void Parser::parseFunctionBody(FunctionDecl& function) {
     functionIndentation_ = outerIndentation;
     functionFile_ = outerFile;
     bodyIsIndented_ = outerIndented;
-    if (!outerInFunction)
-        closeFunction_ = false;
+    if (outerInFunction)
+        return;
+    SourceLocation close = function.body->end;
+    doubtfulBrace_ = {};
+    if (!closeFunction_ && tokens_[position_ - 1].is(TokenKind::rightBrace) &&
+        tokens_[position_ - 1].location == close) {
+        bool isOwnLine = tokens_[position_ - 1].has(Token::startOfLine);
+        std::uint32_t own = indentation(function.location);
+        bool isOneLine = sources_.text().substr(open.offset(), close.offset() - open.offset()).find('\n') ==
+                         std::string_view::npos;
+        if (isOwnLine ? indentation(close) > own : !isOneLine) {
+            doubtfulBrace_ = close;
+            doubtfulIndentation_ = own;
+        }
+    }
+    closeFunction_ = false;
 }
 
 } // namespace msl

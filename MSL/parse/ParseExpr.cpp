@@ -300,7 +300,7 @@ bool Parser::parseArguments(Expressions& arguments, TokenKind close, SourceLocat
         arguments.add(argument);
         if (!accept(TokenKind::comma))
             break;
-        if (at(close)) {
+        if (at(close) || atEnd()) {
             if (close != TokenKind::rightBrace) {
                 errorHere("expected expression");
                 isWhole = false;

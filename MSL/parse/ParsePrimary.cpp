@@ -153,6 +153,12 @@ Expr* Parser::parseName() {
             return errorExpr(first.location);
         }
     }
+    if (!isQualified && as == NameClass::unknown && peek(1).is(TokenKind::leftBrace) && peek(1).touchesPrevious()) {
+        auto* type = arena_.make<TypeSyntax>(); // "Light{ ... }" of a type that nobody knows
+        type->location = first.location;
+        parseTypeName(*type);
+        return parseConstruct(type);
+    }
     auto* reference = make<NameRef>(first.location, first.location);
     bool hasQualifiers = parseQualifiers(reference->name);
     if (at(TokenKind::identifier) && token().identifier == asType_ && peek(1).is(TokenKind::less))

@@ -174,9 +174,46 @@ Stmt* Parser::parseStatement() {
         break;
     default: break;
     }
-    if (startsDeclaration())
+    if (startsDeclaration()) {
+        if (at(TokenKind::identifier) && peek(1).is(TokenKind::identifier))
+            if (Stmt* repaired = parseMistypedReturn())
+                return repaired;
         return parseDeclarationStatement();
+    }
     return parseExpressionStatement();
+}
+
+// "retrun float4(1.0);" reads like a declaration of something odd; it is taken for what it was meant to be.
+Stmt* Parser::parseMistypedReturn() {
+    const Identifier* word = token().identifier;
+    if (NameTracker::classify(word) != NameClass::unknown || word->text.size() < 4 || word->text.size() > 8)
+        return nullptr;
+    constexpr std::string_view wanted = "return";
+    unsigned previous[7] = {0, 1, 2, 3, 4, 5, 6};
+    for (std::size_t i = 0; i < word->text.size(); ++i) {
+        unsigned diagonal = previous[0]++;
+        for (std::size_t j = 0; j < wanted.size(); ++j) {
+            unsigned above = previous[j + 1];
+            previous[j + 1] = std::min({above + 1, previous[j] + 1, diagonal + (word->text[i] != wanted[j] ? 1U : 0U)});
+            diagonal = above;
+        }
+    }
+    if (previous[wanted.size()] > 2)
+        return nullptr;
+    error(token().location, "unknown type name '" + std::string(word->text) + "'; did you mean 'return'?");
+    return parseReturn();
+}
+
+// The condition of a loop or a branch with its parentheses.
+Expr* Parser::parseCondition(std::string_view keyword) {
+    SourceLocation open;
+    bool hasParen = parseOpenParen(keyword, open);
+    Expr* condition = parseExpression();
+    if (hasParen)
+        expectClosing(TokenKind::rightParen, open);
+    else
+        accept(TokenKind::rightParen);
+    return condition;
 }
 
 Stmt* Parser::parseDeclarationStatement() {
@@ -233,15 +270,11 @@ Stmt* Parser::parseIf() {
     auto* statement = makeStmt<IfStmt>(advance());
     statement->isConstexpr = accept(TokenKind::kwConstexpr);
     NameTracker::Mark mark = names_.open();
-    SourceLocation open;
-    if (!parseOpenParen("if", open)) {
-        statement->condition = errorExpr(open);
-        if (!at(TokenKind::leftBrace)) {
-            skipStatement();
-            names_.close(mark);
-            return statement;
-        }
+    SourceLocation open = token().location;
+    if (!at(TokenKind::leftParen)) {
+        statement->condition = parseCondition("if");
     } else {
+        advance();
         bool hasDeclaration = startsDeclaration();
         if (hasDeclaration) { // "if (float x = f())", "if (int i = f(); i > 0)"
             auto* init = makeStmt<DeclStmt>(token().location);
@@ -300,7 +333,7 @@ Stmt* Parser::parseFor() {
         if (accept(TokenKind::semicolon))
             return true;
         errorHere(std::string(separator));
-        skipToClosing(TokenKind::rightParen);
+        skipToClosing(TokenKind::rightParen, true);
         return false;
     };
     bool isWhole = true;
@@ -366,16 +399,13 @@ Stmt* Parser::parseFor() {
 Stmt* Parser::parseWhile() {
     auto* statement = makeStmt<WhileStmt>(advance());
     NameTracker::Mark mark = names_.open();
-    SourceLocation open;
-    if (!parseOpenParen("while", open)) {
-        statement->condition = errorExpr(open);
-    } else if (startsDeclaration()) {
-        unsupported(token().location, "a declaration as the condition of 'while'");
-        statement->condition = errorExpr(open);
+    if (at(TokenKind::leftParen) && (peek(1).is(TokenKind::identifier) || peek(1).is(TokenKind::kwAuto)) &&
+        peek(2).is(TokenKind::identifier) && peek(3).is(TokenKind::equal)) {
+        unsupported(peek(1).location, "a declaration as the condition of 'while'");
+        statement->condition = errorExpr(advance());
         skipToClosing(TokenKind::rightParen);
     } else {
-        statement->condition = parseExpression();
-        expectClosing(TokenKind::rightParen, open);
+        statement->condition = parseCondition("while");
     }
     ++loopDepth_;
     statement->body = parseBranch();
@@ -397,12 +427,7 @@ Stmt* Parser::parseDo() {
         return statement;
     }
     advance();
-    if (parseOpenParen("while", open)) {
-        statement->condition = parseExpression();
-        expectClosing(TokenKind::rightParen, open);
-    } else {
-        statement->condition = errorExpr(open);
-    }
+    statement->condition = parseCondition("while");
     expectSemicolon("expected ';' after do/while statement");
     return statement;
 }
@@ -410,13 +435,7 @@ Stmt* Parser::parseDo() {
 Stmt* Parser::parseSwitch() {
     auto* statement = makeStmt<SwitchStmt>(advance());
     NameTracker::Mark mark = names_.open();
-    SourceLocation open;
-    if (parseOpenParen("switch", open)) {
-        statement->value = parseExpression();
-        expectClosing(TokenKind::rightParen, open);
-    } else {
-        statement->value = errorExpr(open);
-    }
+    statement->value = parseCondition("switch");
     bool direct = directlyInSwitch_;
     directlyInSwitch_ = true;
     ++switchDepth_;
@@ -425,6 +444,7 @@ Stmt* Parser::parseSwitch() {
     } else {
         statement->body = makeStmt<CompoundStmt>(token().location);
         errorHere("expected '{' after 'switch'");
+        skipStatement();
     }
     --switchDepth_;
     directlyInSwitch_ = direct;

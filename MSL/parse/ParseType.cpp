@@ -724,7 +724,8 @@ void Parser::parseDeclarator(Declarator& declarator, Specifiers& specifiers, Con
         if (name->text == "float" || name->text == "int" || name->text == "bool" || name->text == "void" ||
             name->text == "uint") {
             if (NameTracker::classify(name) == NameClass::type) {
-                error(token().location, context == Context::parameter || peek(1).is(TokenKind::identifier)
+                if (!specifiers.isInvalid)
+                    error(token().location, context == Context::parameter || peek(1).is(TokenKind::identifier)
                                             ? "cannot combine with previous '" +
                                                   std::string(specifiers.type.name.identifier
                                                                   ? specifiers.type.name.identifier->text
@@ -732,6 +733,7 @@ void Parser::parseDeclarator(Declarator& declarator, Specifiers& specifiers, Con
                                                   "' declaration specifier"
                                             : "expected unqualified-id");
                 declarator.isInvalid = true;
+                declarator.name = identifiers_.get("<unnamed>");
                 advance();
             }
         }

@@ -53,10 +53,10 @@ void Parser::stop() {
 // ------------------------------------------------------------------------------------------- errors and recovery
 
 void Parser::error(SourceLocation at, std::string message) {
-    reported_ = lastErrorPosition_ != position_ && !isStopped_;
+    reported_ = lastErrorPosition_ != position_ && !isStopped_ && !token().has(Token::afterError);
+    lastErrorPosition_ = position_;
     if (!reported_)
         return;
-    lastErrorPosition_ = position_;
     diagnostics_.error(at, std::move(message));
     if (diagnostics_.isFull())
         stop();
@@ -91,9 +91,9 @@ bool Parser::expectClosing(TokenKind k, SourceLocation open) {
 }
 
 // Reads over the rest of a bracketed list up to its closing bracket, but not out of the statement.
-void Parser::skipToClosing(TokenKind k) {
+void Parser::skipToClosing(TokenKind k, bool overSemicolons) {
     while (!accept(k)) {
-        if (atEnd() || at(TokenKind::semicolon) || at(TokenKind::leftBrace) || at(TokenKind::rightBrace) ||
+        if (atEnd() || (at(TokenKind::semicolon) && !overSemicolons) || at(TokenKind::leftBrace) || at(TokenKind::rightBrace) ||
             startsStatementOnNewLine())
             return;
         if (at(TokenKind::leftParen) || at(TokenKind::leftBracket))
@@ -181,6 +181,24 @@ void Parser::skipDeclaration() {
         }
         advance();
     }
+}
+
+// A function seemed to end, but what follows is indented like the inside of it: its closing brace is one too many. Says
+// so at that brace and skips what belongs to the function.
+bool Parser::skipBehindExtraBrace() {
+    if (!doubtfulBrace_)
+        return false;
+    SourceLocation brace = doubtfulBrace_;
+    doubtfulBrace_ = {};
+    if (!token().has(Token::startOfLine) || indentation(token().location) <= doubtfulIndentation_)
+        return false;
+    lastErrorPosition_ = ~std::size_t{0};
+    error(brace, "extraneous closing brace ('}')");
+    do
+        advance();
+    while (!atEnd() && !(token().has(Token::startOfLine) && indentation(token().location) <= doubtfulIndentation_));
+    accept(TokenKind::rightBrace); // the real end of the function
+    return true;
 }
 
 void Parser::unsupported(SourceLocation at, std::string_view what) {

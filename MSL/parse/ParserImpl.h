@@ -100,12 +100,13 @@ class Parser {
     void expectSemicolon(std::string_view message);
     void skipStatement();
     void skipDeclaration();
-    void skipToClosing(TokenKind k);
+    void skipToClosing(TokenKind k, bool overSemicolons = false);
     void skipBalanced();
     void unsupported(SourceLocation at, std::string_view what);
     bool isColumnOne(const Token& token) const;
     std::uint32_t indentation(SourceLocation at) const; // columns before the first word of its line
     bool startsStatementOnNewLine();
+    bool skipBehindExtraBrace();
 
     class Nesting {
       public:
@@ -153,6 +154,7 @@ class Parser {
     void parseDeclaration(Declarations& out, Context context);
     void parseSimpleDeclaration(Declarations& out, Context context, const TemplateHeader* header = nullptr);
     bool parseDeclarators(Declarations& out, Specifiers& specifiers, Context context, const TemplateHeader* header);
+    bool missesSemicolonAfterBody(const Specifiers& specifiers);
     VarDecl* parseVariable(Specifiers& specifiers, Declarator& declarator, Context context);
     void parseInitializer(VarDecl& variable, Context context);
     void parseNamespace(Declarations& out);
@@ -188,6 +190,8 @@ class Parser {
     Stmt* parseJump();
     Stmt* parseDeclarationStatement();
     Stmt* parseExpressionStatement();
+    Stmt* parseMistypedReturn();
+    Expr* parseCondition(std::string_view keyword);
     bool parseOpenParen(std::string_view keyword, SourceLocation& open);
     bool missesClosingBrace();
     void reportMissingBrace(std::size_t openToken);
@@ -269,6 +273,9 @@ class Parser {
     std::uint32_t functionIndentation_ = 0;
     std::uint32_t functionFile_ = 0;
     bool bodyIsIndented_ = false;
+    // The last closing brace of a function, when its place in the line says that it closes something else.
+    SourceLocation doubtfulBrace_;
+    std::uint32_t doubtfulIndentation_ = 0;
 
     const Identifier* asType_;
     const Identifier* int_;
