@@ -75,6 +75,7 @@ CodeEditor::CodeEditor(QWidget* parent) : QPlainTextEdit(parent) {
     // The scroll bar begins where the text does.
     underRuler_ = new Ground(Role::editor, {}, this);
     addScrollBarWidget(underRuler_, Qt::AlignLeft);
+    setCornerWidget(new Ground(Role::editor, {}, this));
     tip_ = new MessageTip(this);
     applyFont();
     followTheme();

@@ -1,10 +1,12 @@
 #include "GlassHob/ui/DialogQuestions.h"
 
 #include "GlassHob/ui/Fonts.h"
+#include "GlassHob/ui/Theme.h"
 
 #include <QAbstractButton>
 #include <QFileDialog>
 #include <QLabel>
+#include <QLayout>
 #include <QMessageBox>
 #include <QPushButton>
 
@@ -23,7 +25,13 @@ QMessageBox* makeBox(QWidget* window, const QString& message, const QString& inf
     box->setWindowTitle(QStringLiteral("Glass Hob"));
     // Two labels, found by the names Qt gives them; without them the texts just keep the ordinary font.
     if (auto* label = box->findChild<QLabel*>(QStringLiteral("qt_msgbox_label"))) label->setFont(fonts::statement());
-    if (auto* label = box->findChild<QLabel*>(QStringLiteral("qt_msgbox_informativelabel"))) label->setFont(fonts::body());
+    if (auto* label = box->findChild<QLabel*>(QStringLiteral("qt_msgbox_informativelabel"))) {
+        label->setFont(fonts::body());
+        QPalette palette = label->palette();
+        palette.setColor(QPalette::WindowText, themed(Role::text2));
+        label->setPalette(palette);
+    }
+    if (box->layout()) box->layout()->setContentsMargins(24, 24, 24, 20);
     return box;
 }
 

@@ -145,7 +145,7 @@ void HobStyle::drawControl(ControlElement element, const QStyleOption* option, Q
 
 void HobStyle::drawMenuItem(const QStyleOptionMenuItem& item, QPainter& painter) const {
     if (item.menuItemType == QStyleOptionMenuItem::Separator) {
-        painter.fillRect(QRect(item.rect.left() + 1, item.rect.center().y(), item.rect.width() - 2, 1), themed(Role::line));
+        painter.fillRect(QRect(item.rect.left() + 1, item.rect.center().y(), item.rect.width() - 2, 1), themed(Role::lineStrong));
         return;
     }
     const bool enabled = item.state & State_Enabled;

@@ -81,10 +81,6 @@ MainWindow::MainWindow(AppModel& model, Canvas::Kind canvas) : model_(model) {
     }
     across_->setCollapsible(0, true);
     down_->setCollapsible(1, true);
-    across_->setStretchFactor(0, 0);
-    across_->setStretchFactor(1, 1);
-    down_->setStretchFactor(0, 1);
-    down_->setStretchFactor(1, 0);
     status_ = new StatusLine(model_, central);
     column->addWidget(toolbar_);
     column->addWidget(across_, 1);

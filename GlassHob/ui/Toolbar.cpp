@@ -4,6 +4,8 @@
 #include "GlassHob/ui/Fonts.h"
 #include "GlassHob/ui/Theme.h"
 
+#include <algorithm>
+
 namespace glasshob {
 
 namespace {
@@ -90,41 +92,44 @@ void Toolbar::layOut() {
     const bool labels = width() >= labelsFrom;
     for (ToolButton* button : {still_, export_, share_}) button->setShowsLabel(labels);
     const int middle = (height() - 1) / 2;
-    int x = sideMargin;
-    auto put = [&](QWidget* widget, int after) {
+    auto place = [middle](QWidget* widget, int x) {
         const QSize size = widget->sizeHint().expandedTo(widget->minimumSize());
         widget->setGeometry(x, middle - size.height() / 2, size.width(), size.height());
-        x += size.width() + after;
+        return size.width();
     };
-    put(editorToggle_, gap);
-    put(inspectorToggle_, gap - 2);
-    put(afterToggles_, gap - 2);
-    put(new_, gap);
-    put(open_, gap);
-    put(saveButton_, gap);
-    const bool separated = !pictureLeft_ || *pictureLeft_ + 5 < x + gap;
-    beforeTransport_->setVisible(separated);
-    if (separated) put(beforeTransport_, 0);
-    else x = *pictureLeft_ + 5;
-    put(start_, gap);
-    put(play_, 10);
-    put(time_, 12);
-    // Digits of one width: the frame number does not wander with the time.
-    frame_->setVisible(window()->width() >= frameNumberFrom);
-    if (frame_->isVisibleTo(this)) put(frame_, 0);
-
-    x = width() - sideMargin;
+    int right = width() - sideMargin;
     auto putRight = [&](QWidget* widget, int before) {
-        const QSize size = widget->sizeHint().expandedTo(widget->minimumSize());
-        x -= size.width();
-        widget->setGeometry(x, middle - size.height() / 2, size.width(), size.height());
-        x -= before;
+        right -= widget->sizeHint().expandedTo(widget->minimumSize()).width();
+        place(widget, right);
+        right -= before;
     };
     putRight(account_, 0);
     putRight(beforeAccount_, 0);
     putRight(share_, gap);
     putRight(export_, gap);
     putRight(still_, gap);
+
+    int x = sideMargin;
+    auto put = [&](QWidget* widget, int after) { x += place(widget, x) + after; };
+    put(editorToggle_, gap);
+    put(inspectorToggle_, gap - 2);
+    put(afterToggles_, gap - 2);
+    put(new_, gap);
+    put(open_, gap);
+    put(saveButton_, gap);
+    // The transport stands over the picture's left edge, or as near to it as there is room.
+    const int transport = 2 * start_->sizeHint().width() + gap + 10 + time_->sizeHint().width() + 12;
+    const int from = std::min(pictureLeft_.value_or(0) + 5, right - transport);
+    const bool separated = !pictureLeft_ || from < x + gap;
+    beforeTransport_->setVisible(separated);
+    if (separated) put(beforeTransport_, 0);
+    else x = from;
+    put(start_, gap);
+    put(play_, 10);
+    put(time_, 12);
+    const bool roomForFrame = x + frame_->sizeHint().width() + gap <= right;
+    frame_->setVisible(roomForFrame && window()->width() >= frameNumberFrom);
+    if (frame_->isVisibleTo(this)) put(frame_, 0);
 }
 
 } // namespace glasshob
