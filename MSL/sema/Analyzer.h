@@ -265,13 +265,19 @@ class Analyzer {
                               std::span<Expr*> arguments);
     TypeRef instantiateStructure(StructDecl* pattern, Name& name);
     TypeRef instantiateAlias(TypeAliasDecl* pattern, Name& name);
-    bool deduce(TypeSyntax* pattern, TypeRef from, std::span<TemplateParameterDecl*> parameters,
-                std::span<TemplateArgument> bound, bool isParameter);
-    bool completeArguments(std::span<TemplateParameterDecl*> parameters, std::span<TemplateArgument> bound,
-                           SourceLocation at, bool report);
-    bool bindExplicit(std::span<TemplateParameterDecl*> parameters, std::span<TemplateArgument> given,
-                      std::span<TemplateArgument> bound, SourceLocation at, bool report);
+    struct Bindings {
+        std::span<TemplateParameterDecl*> parameters;
+        std::span<TemplateArgument> arguments;
+        std::vector<bool> isBound;
+    };
+    Bindings makeBindings(std::span<TemplateParameterDecl*> parameters);
+    bool bind(Bindings& bindings, std::size_t index, TypeRef type, std::int64_t value);
+    bool bindExplicit(Bindings& bindings, std::span<TemplateArgument> given, SourceLocation at, bool report);
+    bool deduce(const TypeSyntax* pattern, TypeRef from, Bindings& bindings);
+    bool deduceArgument(const TemplateArgument& pattern, TypeRef type, std::int64_t value, Bindings& bindings);
+    bool completeBindings(Bindings& bindings, Decl* parent, SourceLocation at, bool report);
     void pushBindings(std::span<TemplateParameterDecl*> parameters, std::span<TemplateArgument> arguments);
+    Expr* numericLimit(const Name& name, TypeRef type);
     static bool sameArguments(std::span<TemplateArgument> a, std::span<TemplateArgument> b);
 
     // ---- ConstEval.cpp

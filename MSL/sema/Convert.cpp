@@ -27,7 +27,7 @@ bool isNullLiteral(const Expr* expr) {
     if (expr->kind != ExprKind::intLiteral)
         return false;
     const auto* literal = static_cast<const IntLiteral*>(expr);
-    return literal->value == 0 && !literal->isCharacter;
+    return literal->isNullptr || (literal->value == 0 && !literal->isCharacter);
 }
 
 bool isUnscopedEnum(TypeRef type) { return type->is(TypeKind::enum_) && !type->enumDecl->isScoped; }

@@ -92,6 +92,19 @@ NameMeaning Analyzer::lookUpQualified(Name& name) {
         meaning.kind = NameMeaning::Kind::failed;
         return meaning;
     };
+    if (name.qualifierType) { // S<float>::name
+        const TypeRef type = resolveTypeOnly(name.qualifierType);
+        if (!type->is(TypeKind::struct_)) {
+            if (!type->isError())
+                return failed("'" + typeName(type) + "' has no members to name");
+            meaning.kind = NameMeaning::Kind::failed;
+            return meaning;
+        }
+        meaning = meaningOfMembers(type->structDecl->members, name.identifier);
+        if (meaning.kind == NameMeaning::Kind::nothing)
+            return failed("no member named '" + std::string(name.identifier->text) + "' in '" + typeName(type) + "'");
+        return meaning;
+    }
     if (name.qualifiers.empty()) { // "::name"
         ScopeEntry* entry = name.identifier->scope;
         while (entry && entry->depth > 0)
@@ -207,7 +220,7 @@ NameMeaning Analyzer::lookUpQualified(Name& name) {
 }
 
 NameMeaning Analyzer::lookUp(Name& name, bool forCall) {
-    if (!name.qualifiers.empty() || name.isGlobal)
+    if (!name.qualifiers.empty() || name.isGlobal || name.qualifierType)
         return lookUpQualified(name);
     NameMeaning meaning = lookUpUnqualified(name.identifier);
     if (meaning.kind != NameMeaning::Kind::nothing)

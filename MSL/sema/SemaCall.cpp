@@ -57,6 +57,8 @@ Expr* Analyzer::finishCall(Call* expr, FunctionDecl* function) {
         hasErrors = hasErrors || expr->arguments[i]->type->isError();
     }
     expr->function = function;
+    if (function->instanceOf && function->body && !function->isResolved)
+        pendingBodies_.push_back(function);
     if (hasErrors)
         return errorAt(expr);
     if (function->returnType && function->returnType->is(TypeKind::auto_))
@@ -129,12 +131,17 @@ Expr* Analyzer::call(Call* expr) {
     Name& name = callee->name;
     if (!name.identifier)
         return errorAt(expr);
+    if (name.qualifierType && name.qualifierType->name.identifier && name.qualifierType->name.hasTemplateArguments &&
+        name.qualifierType->name.identifier->text == "numeric_limits" && !name.qualifierType->name.identifier->scope) {
+        const std::span<TemplateArgument> limitOf = name.qualifierType->name.templateArguments;
+        return limitOf.size() == 1 ? numericLimit(name, templateArgumentType(limitOf[0], true)) : errorAt(expr);
+    }
     // A name that means a type, as one bound to a template parameter does, constructs.
     const bool mayBeType = !name.identifier->scope ? isBuiltinTypeName(name.identifier->text) ||
                                                          (name.hasTemplateArguments && isBuiltinTemplateName(name.identifier->text))
                                                    : name.identifier->scope->decl->kind != DeclKind::function &&
                                                          name.identifier->scope->decl->kind != DeclKind::variable;
-    if (mayBeType && name.qualifiers.empty())
+    if (mayBeType && name.qualifiers.empty() && !name.qualifierType)
         if (const std::optional<TypeRef> type = tryTypeName(name)) {
             Construct* node = make<Construct>(expr);
             node->begin = callee->begin ? callee->begin : callee->location;

@@ -171,8 +171,15 @@ Expr* Analyzer::variableReference(NameRef* ref, VarDecl* var) {
         ref->type = types_.error();
         return ref;
     }
-    if (!var->typeSyntax && !var->initializer && var->hasConstantValue) // the argument of a template
+    if (!var->typeSyntax && !var->initializer && var->hasConstantValue) { // the argument of a template
+        if (var->type->isBool()) {
+            BoolLiteral* literal = make<BoolLiteral>(ref);
+            literal->value = var->constantValue != 0;
+            literal->type = var->type;
+            return literal;
+        }
         return makeInteger(var->constantValue, var->type, ref->location);
+    }
     ref->category = ValueCategory::lvalue;
     if (var->type->is(TypeKind::reference)) {
         ref->type = var->type->element;

@@ -86,7 +86,7 @@ TypeRef Analyzer::namedType(Name& name, bool reportMissing) {
     const Identifier* identifier = name.identifier;
     if (!identifier)
         return types_.error();
-    if (name.qualifiers.empty() && !name.isGlobal) {
+    if (name.qualifiers.empty() && !name.isGlobal && !name.qualifierType) {
         for (ScopeEntry* entry = identifier->scope; entry; entry = entry->hidden)
             if (TypeRef type = typeOfDecl(entry->decl, name))
                 return type;
@@ -130,7 +130,7 @@ TypeRef Analyzer::namedType(Name& name, bool reportMissing) {
 std::optional<TypeRef> Analyzer::tryTypeName(Name& name) {
     if (!name.identifier)
         return std::nullopt;
-    if (name.qualifiers.empty() && !name.isGlobal) {
+    if (name.qualifiers.empty() && !name.isGlobal && !name.qualifierType) {
         // The innermost meaning decides: a variable hides a type of its name.
         ScopeEntry* entry = name.identifier->scope;
         if (entry) {
@@ -145,7 +145,7 @@ std::optional<TypeRef> Analyzer::tryTypeName(Name& name) {
         TypeRef type = namedType(name, false);
         return type ? std::optional(type) : std::nullopt;
     }
-    if (!name.qualifiers.empty() && !name.qualifiers[0]->scope)
+    if (!name.qualifiers.empty() && !name.qualifiers[0]->scope && !name.qualifierType)
         return std::nullopt; // the library's
     const NameMeaning meaning = lookUpQualified(name);
     if (meaning.kind == NameMeaning::Kind::failed)
@@ -328,8 +328,12 @@ DeclaredType Analyzer::resolveType(TypeSyntax* syntax, bool isParameter) {
             else
                 type = types_.reference(type, declared.space,
                                         declared.isConst || modifier.kind == TypeModifier::Kind::rvalueReference);
-            declared.space = AddressSpace::thread;
             declared.hasSpace = false;
+            declared.space = AddressSpace::thread;
+            if (const std::optional<AddressSpace> space = spaceOf(modifier.space)) {
+                declared.space = *space;
+                declared.hasSpace = true;
+            }
             declared.isConst = modifier.isConst;
             break;
         case TypeModifier::Kind::array: {
