@@ -180,7 +180,7 @@ bool Preprocessor::expand(Token& name) {
         tokens = substitute(macro, name, endOffset, none);
         relocates = false;
     }
-    popFinished();
+    // What holds the name is not left yet, even if this was its last token: "#define A B", "#define B A" must end.
     if (!spend(name, tokens.size() + 1))
         return true;
     if (tokens.empty())
