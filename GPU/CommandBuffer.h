@@ -26,7 +26,7 @@ enum class CommandBufferStatus : std::uint8_t { notCommitted, committed, complet
 struct RenderPassColorAttachment {
     std::shared_ptr<Texture> texture;
     std::shared_ptr<Texture> resolveTexture = nullptr; // with StoreAction::multisampleResolve
-    LoadAction loadAction = LoadAction::dontCare; // dontCare when every texel is drawn over: a clear is not free
+    LoadAction loadAction = LoadAction::dontCare;      // dontCare when every texel is drawn over: a clear is not free
     StoreAction storeAction = StoreAction::store;
     ClearColor clearColor = {};
 };

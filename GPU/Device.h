@@ -54,9 +54,9 @@ enum class QueuePriority : std::uint8_t { live, background };
 // One line of the table of device features: what the layer asks for, and what happens on a device without it.
 struct FeatureLine {
     enum class Need : std::uint8_t {
-        required,       // a device without it is refused with the sentence
-        whenUsed,       // a library that uses it is refused with the sentence
-        usedWhenThere,  // the layer takes another way, told by the sentence
+        required,      // a device without it is refused with the sentence
+        whenUsed,      // a library that uses it is refused with the sentence
+        usedWhenThere, // the layer takes another way, told by the sentence
     };
     std::string_view name;
     Need need = Need::required;
@@ -70,8 +70,8 @@ class Device : public std::enable_shared_from_this<Device> {
     // holds it and it is not lost.
     static Result<std::shared_ptr<Device>> systemDefault();
 
-    // A device of its own on the hardware of `info.name`-like choice above, sharing nothing with others; for work
-    // that must not stand in the live picture's queue (see PipelineWarmer).
+    // Another device on the hardware that systemDefault() would choose, with a queue of its own; it shares no object
+    // with any other device.
     static Result<std::shared_ptr<Device>> makeSeparate();
 
     // Every device that the drivers report, in the order in which systemDefault() would take them. Fails only when

@@ -27,7 +27,7 @@ class RenderCommandEncoder {
     void setDepthStencilState(const std::shared_ptr<DepthStencilState>& state);
     void setCullMode(CullMode mode);
     void setFrontFacing(Winding winding);
-    void setViewport(const Viewport& viewport);  // default: the whole target
+    void setViewport(const Viewport& viewport);   // default: the whole target
     void setScissorRect(const Region& rectangle); // default: the whole target
 
     void setVertexBuffer(const std::shared_ptr<Buffer>& buffer, std::size_t offset, std::uint32_t index);

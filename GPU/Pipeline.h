@@ -1,7 +1,7 @@
 // Pipeline states: what a draw or a dispatch runs, fixed at creation. Immutable; shared; any thread.
 //
-// Making a pipeline may compile for the hardware and take from under a millisecond to a second, depending on the driver.
-// The CPU driver compiles at the first draw instead; see PipelineWarmer.
+// Making a pipeline may compile for the hardware and take from under a millisecond to a second, depending on the
+// driver. The CPU driver compiles at the first draw instead; see PipelineWarmer.
 #pragma once
 
 #include "GPU/Library.h"

@@ -30,8 +30,8 @@ class PipelineWarmer {
     // Whether warming does anything on this device; when not, handlers run inside warm().
     bool isUseful() const;
 
-    // `library` and the names and formats describe the pipeline as it was made on the live device. `handler` runs once,
-    // on the warmer's thread (or inside the call, see isUseful()); hand over to your own thread from it.
+    // `handler` runs once, on the warmer's thread (or inside the call, see isUseful()); hand over to your own thread
+    // from it.
     void warm(const std::shared_ptr<RenderPipelineState>& pipeline, std::function<void(WarmResult)> handler);
 
   private:

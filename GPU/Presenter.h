@@ -1,10 +1,10 @@
-// Shows frames in a window. Made and used by one thread (the window's); presenting happens on a thread of the presenter,
-// because on some drivers a present blocks for as long as the frame takes to draw.
+// Shows frames in a window. Made and used by one thread (the window's); presenting happens on a thread of the
+// presenter, because on some drivers a present blocks for as long as the frame takes to draw.
 //
 // Per frame: nextDrawable() with the window's present size in pixels, draw into drawable->texture(), hand the drawable
 // to CommandBuffer::presentDrawable(), commit. nextDrawable() never blocks: it returns null while two frames are in
-// flight, while the swapchain is being made for a new size, and once the surface is lost; skip the frame then. Drivers do
-// not report resizes reliably, so the size is compared at every call.
+// flight, while the swapchain is being made for a new size, and once the surface is lost; skip the frame then. Drivers
+// do not report resizes reliably, so the size is compared at every call.
 //
 // The surface belongs to the window. close() (or destruction) before the window destroys it; a drawable that outlives
 // the presenter is drawn and not shown.
@@ -37,7 +37,7 @@ enum class PresentMode : std::uint8_t {
 };
 
 struct PresentedFrame {
-    std::uint64_t number = 0; // counts presented frames from 1
+    std::uint64_t number = 0;                        // counts presented frames from 1
     std::chrono::steady_clock::time_point drawn;     // when the GPU had finished
     std::chrono::steady_clock::time_point presented; // when the window system had taken it
 };
@@ -70,8 +70,8 @@ class Presenter {
     // Called on the presenter's thread after every frame shown. Set before the first nextDrawable().
     void setPresentedHandler(std::function<void(const PresentedFrame&)> handler);
 
-    // Called on the presenter's thread when a drawable has become available after nextDrawable() returned null. Set before
-    // the first nextDrawable().
+    // Called on the presenter's thread when a drawable has become available after nextDrawable() returned null. Set
+    // before the first nextDrawable().
     void setAvailableHandler(std::function<void()> handler);
 
     bool surfaceLost() const;

@@ -1,9 +1,10 @@
 // A two-dimensional image of the GPU, and the sampler that reads one. Made by Device::makeTexture().
 //
 // A shared texture can be read by the CPU after the command buffer that drew it has finished: getBytes() copies, and
-// contents() looks at the texels in place. Where the device can draw into memory that the CPU sees (the CPU driver does)
-// neither the GPU nor the layer copies anything; elsewhere the layer appends one copy to every command buffer that
-// draws into the texture. Reading while a command buffer that draws into the texture is unfinished gives torn texels.
+// contents() looks at the texels in place. Where the device can draw into memory that the CPU sees (the CPU driver
+// does) neither the GPU nor the layer copies anything; elsewhere the layer appends one copy to every command buffer
+// that draws into the texture. Reading while a command buffer that draws into the texture is unfinished gives torn
+// texels.
 #pragma once
 
 #include "GPU/Error.h"

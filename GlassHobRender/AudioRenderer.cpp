@@ -28,30 +28,26 @@ std::optional<std::vector<float>> render(const std::shared_ptr<const ShaderProgr
                                          const std::shared_ptr<gpu::Device>& device, const SliderValues& values,
                                          double start, double duration, const Progress& progress) {
     const std::shared_ptr<gpu::ComputePipelineState> pipeline = program->soundPipeline();
-    if (pipeline == nullptr)
-        return std::nullopt;
+    if (pipeline == nullptr) return std::nullopt;
     const auto queue = device->makeCommandQueue(gpu::QueuePriority::background);
     const double exact = std::round(duration * sampleRate);
     constexpr double mostFrames = maxDuration * sampleRate;
-    if (!queue || std::isnan(exact) || exact > mostFrames)
-        return std::nullopt;
+    if (!queue || std::isnan(exact) || exact > mostFrames) return std::nullopt;
     const auto total = std::int64_t(std::max(exact, 0.0));
     const auto output = device->makeBuffer(framesPerChunk * bytesPerFrame, gpu::StorageMode::shared);
-    if (!output)
-        return std::nullopt;
+    if (!output) return std::nullopt;
     std::vector<float> samples;
-    if (total < 1)
-        return samples;
+    if (total < 1) return samples;
     samples.reserve(std::size_t(total) * 2);
     const std::vector<float> parameters = program->parameterFloats(values);
     for (std::int64_t done = 0; done < total;) {
         const std::int64_t count = std::min(total - done, framesPerChunk);
         const std::shared_ptr<gpu::CommandBuffer> commands = (*queue)->commandBuffer();
         gpu::ComputeCommandEncoder* encoder = commands != nullptr ? commands->makeComputeCommandEncoder() : nullptr;
-        if (encoder == nullptr)
-            return std::nullopt;
+        if (encoder == nullptr) return std::nullopt;
         // Every chunk's time is computed anew, so that rounding does not grow with the length.
-        const SoundUniforms uniforms{float(start + double(done) / sampleRate), float(sampleRate), std::uint32_t(count), 0};
+        const SoundUniforms uniforms{float(start + double(done) / sampleRate), float(sampleRate), std::uint32_t(count),
+                                     0};
         encoder->setComputePipelineState(pipeline);
         encoder->setBuffer(*output, 0, 0);
         encoder->setBytes(&uniforms, sizeof uniforms, 1);
@@ -60,13 +56,11 @@ std::optional<std::vector<float>> render(const std::shared_ptr<const ShaderProgr
         encoder->endEncoding();
         commands->commit();
         commands->waitUntilCompleted();
-        if (commands->status() != gpu::CommandBufferStatus::completed)
-            return std::nullopt;
+        if (commands->status() != gpu::CommandBufferStatus::completed) return std::nullopt;
         const auto* chunk = static_cast<const float*>((*output)->contents());
         samples.insert(samples.end(), chunk, chunk + count * 2);
         done += count;
-        if (progress && !progress(double(done) / sampleRate, double(total) / sampleRate))
-            return std::nullopt;
+        if (progress && !progress(double(done) / sampleRate, double(total) / sampleRate)) return std::nullopt;
     }
     return samples;
 }

@@ -1,7 +1,7 @@
 #pragma once
 
-// Evaluates a program's sound() over a stretch of time on the GPU, and makes WAV files of the samples. Any thread; blocks
-// until the GPU is done; memory on the GPU stays constant however long the stretch is.
+// Evaluates a program's sound() over a stretch of time on the GPU, and makes WAV files of the samples. Any thread;
+// blocks until the GPU is done; memory on the GPU stays constant however long the stretch is.
 
 #include "GlassHobCore/Params.h"
 

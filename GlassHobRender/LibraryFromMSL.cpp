@@ -123,8 +123,7 @@ bool mayDiscardPixels(const std::vector<std::uint32_t>& spirv) {
         const std::uint32_t words = spirv[at] >> 16;
         if (operation == opKill || operation == opTerminateInvocation || operation == opDemoteToHelperInvocation)
             return true;
-        if (words == 0)
-            return true; // not a module that can be read: expect the worst
+        if (words == 0) return true; // not a module that can be read: expect the worst
         at += words;
     }
     return false;

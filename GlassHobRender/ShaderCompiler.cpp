@@ -5,8 +5,8 @@
 namespace glasshob::ShaderCompiler {
 namespace {
 
-// Where the user's text lies in the assembled source: behind the first line that numbers it. The prelude before it holds no
-// such text of the user's.
+// Where the user's text lies in the assembled source: behind the first line that numbers it. The prelude before it
+// holds no such text of the user's.
 std::size_t userTextBegin(std::string_view assembled) {
     const std::string marker = "#line 1 \"" + std::string(ShaderAssembler::userFileName) + "\"\n";
     const std::size_t at = assembled.find(marker);
@@ -37,8 +37,7 @@ std::expected<CompiledShader, ShaderError> compile(std::string_view source, std:
     options.foreignBegin = userTextBegin(shader.assembled.source);
     options.foreignEnd = std::min(options.foreignBegin + source.size(), shader.assembled.source.size());
     std::expected<msl::CompiledLibrary, msl::CompileError> library = msl::compile(shader.assembled.source, options);
-    if (!library)
-        return std::unexpected(makeError(shader.assembled, std::move(library.error().text)));
+    if (!library) return std::unexpected(makeError(shader.assembled, std::move(library.error().text)));
     shader.library = std::move(*library);
     return shader;
 }

@@ -25,8 +25,7 @@ inline constexpr std::chrono::milliseconds liveTimeLimit{250};
 
 /// A failure carries the parsed messages and, where a particle or grid shader lacks a function that the host calls, the
 /// list of the functions that it must define. A zero limit means none.
-std::expected<CompiledShader, ShaderError> compile(std::string_view source,
-                                                   std::chrono::milliseconds timeLimit = {});
+std::expected<CompiledShader, ShaderError> compile(std::string_view source, std::chrono::milliseconds timeLimit = {});
 
 } // namespace ShaderCompiler
 } // namespace glasshob

@@ -11,12 +11,13 @@
 namespace glasshob {
 namespace {
 
-[[noreturn]] void fail(std::string text) { throw ShaderError({}, std::move(text)); }
+[[noreturn]] void fail(std::string text) {
+    throw ShaderError({}, std::move(text));
+}
 
 template <class Value>
 Value orThrow(gpu::Result<Value> result) {
-    if (!result)
-        fail(result.error().description());
+    if (!result) fail(result.error().description());
     return std::move(*result);
 }
 
@@ -26,8 +27,7 @@ ShaderProgram::ShaderProgram(std::string_view source, const std::shared_ptr<gpu:
                              gpu::PixelFormat pixelFormat, std::chrono::milliseconds timeLimit)
     : device_(device) {
     std::expected<CompiledShader, ShaderError> compiled = ShaderCompiler::compile(source, timeLimit);
-    if (!compiled)
-        throw std::move(compiled.error());
+    if (!compiled) throw std::move(compiled.error());
     params_ = std::move(compiled->assembled.params);
     kind_ = compiled->assembled.kind();
     warnings_ = std::move(compiled->library.warnings);
@@ -45,15 +45,15 @@ ShaderProgram::ShaderProgram(std::string_view source, const std::shared_ptr<gpu:
 
     if (compiled->assembled.hasSound) {
         const std::shared_ptr<gpu::Function> sound = library->makeFunction(ShaderAssembler::soundEntry);
-        if (sound == nullptr)
-            fail("The host's sound entry point is missing from the compiled library.");
+        if (sound == nullptr) fail("The host's sound entry point is missing from the compiled library.");
         soundPipeline_ = orThrow(device->makeComputePipelineState(sound));
     }
     if (kind_ == ShaderKind::particles)
         fail("This version of Glass Hob draws per-pixel shaders only: particle shaders are checked but cannot be drawn "
              "yet.");
     if (kind_ == ShaderKind::grid)
-        fail("This version of Glass Hob draws per-pixel shaders only: grid shaders are checked but cannot be drawn yet.");
+        fail("This version of Glass Hob draws per-pixel shaders only: grid shaders are checked but cannot be drawn "
+             "yet.");
     pipeline_ = orThrow(device->makeRenderPipelineState(picture));
 }
 
@@ -68,11 +68,9 @@ void ShaderProgram::encodePicture(gpu::RenderCommandEncoder& encoder, const GHUn
                                   const SliderValues& values, const ShaderRun* run) const {
     const std::vector<float> floats = parameterFloats(values);
     if (ShaderRun::needsRun(*this)) {
-        if (run == nullptr || run->program().get() != this)
-            return;
+        if (run == nullptr || run->program().get() != this) return;
         const std::shared_ptr<gpu::Texture> picture = run->pictureTexture();
-        if (picture == nullptr)
-            return;
+        if (picture == nullptr) return;
         encoder.setFragmentTexture(picture, 0);
     }
     encoder.setRenderPipelineState(pipeline_);
@@ -88,8 +86,7 @@ std::vector<float> ShaderProgram::parameterFloats(const SliderValues& values) co
         const auto value = values.find(param.name);
         floats.push_back(value != values.end() ? value->second : param.defaultValue);
     }
-    if (floats.empty())
-        floats.push_back(0.0F);
+    if (floats.empty()) floats.push_back(0.0F);
     return floats;
 }
 

@@ -3,8 +3,9 @@
 // One compiled user shader with every GPU pipeline that its kind needs. Immutable once made: an edit makes a new one.
 //
 // Shared by the canvas, runs, stills and exports (std::shared_ptr<const ShaderProgram>); read from any thread. The
-// constructor compiles on the calling thread and throws ShaderError; nothing is partly built. This build draws per-pixel
-// shaders; a particle or grid shader compiles, so that its messages are right, and is then refused with one sentence.
+// constructor compiles on the calling thread and throws ShaderError; nothing is partly built. This build draws
+// per-pixel shaders; a particle or grid shader compiles, so that its messages are right, and is then refused with one
+// sentence.
 
 #include "GPU/Device.h"
 #include "GPU/Pipeline.h"
@@ -47,14 +48,14 @@ class ShaderProgram {
     /// The compiler's warnings in the shape of its messages; empty when there are none.
     const std::string& warnings() const { return warnings_; }
 
-    /// Whether the picture pass paints every pixel, so that its target need not be cleared before (a clear costs the CPU
-    /// driver as much as a full-screen pass).
+    /// Whether the picture pass paints every pixel, so that its target need not be cleared before (a clear costs the
+    /// CPU driver as much as a full-screen pass).
     bool coversTarget() const { return coversTarget_; }
     /// LoadAction::dontCare when the picture covers its target, else LoadAction::clear.
     gpu::LoadAction pictureLoadAction() const;
 
-    /// Draws the full-screen picture into the render pass of `encoder`. A program that needs a run draws nothing without
-    /// one, or with one of another program.
+    /// Draws the full-screen picture into the render pass of `encoder`. A program that needs a run draws nothing
+    /// without one, or with one of another program.
     void encodePicture(gpu::RenderCommandEncoder& encoder, const GHUniforms& uniforms, const SliderValues& values,
                        const ShaderRun* run) const;
 

@@ -3,8 +3,8 @@
 // The intermediate pictures of one program at one pixel size, and the work that comes before the picture pass. A
 // per-pixel shader draws straight into its target and needs no run.
 //
-// Made for one program and size, never resized; used by one thread at a time (each drawer makes its own). make() gives null
-// when the program needs no run or none can be made; the drawer then draws the picture pass with a null run.
+// Made for one program and size, never resized; used by one thread at a time (each drawer makes its own). make() gives
+// null when the program needs no run or none can be made; the drawer then draws the picture pass with a null run.
 
 #include "GPU/Texture.h"
 #include "GlassHobCore/Params.h"
@@ -18,7 +18,7 @@ namespace gpu {
 class CommandBuffer;
 class CommandQueue;
 class Device;
-}
+} // namespace gpu
 
 namespace glasshob {
 

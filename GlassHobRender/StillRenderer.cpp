@@ -20,8 +20,7 @@ std::optional<StillImage> render(const std::shared_ptr<const ShaderProgram>& pro
                                  const std::shared_ptr<gpu::Device>& device, std::int64_t width, std::int64_t height,
                                  std::uint32_t frame, const SliderValues& values, float time) {
     const std::int64_t limit = device->maxTextureSize();
-    if (width < 1 || height < 1 || width > limit || height > limit)
-        return std::nullopt;
+    if (width < 1 || height < 1 || width > limit || height > limit) return std::nullopt;
     const auto queue = device->makeCommandQueue();
     gpu::TextureDescriptor descriptor;
     descriptor.width = std::uint32_t(width);
@@ -29,8 +28,7 @@ std::optional<StillImage> render(const std::shared_ptr<const ShaderProgram>& pro
     descriptor.storage = gpu::StorageMode::shared;
     descriptor.usage = {.shaderRead = true, .renderTarget = true};
     const auto texture = device->makeTexture(descriptor);
-    if (!queue || !texture)
-        return std::nullopt;
+    if (!queue || !texture) return std::nullopt;
 
     GHUniforms uniforms;
     uniforms.resolution[0] = float(width);
@@ -43,26 +41,21 @@ std::optional<StillImage> render(const std::shared_ptr<const ShaderProgram>& pro
     std::unique_ptr<ShaderRun> run;
     if (ShaderRun::needsRun(*program)) {
         run = ShaderRun::make(program, device, width, height);
-        if (run == nullptr || !run->catchUp(**queue, values, nullptr, time))
-            return std::nullopt;
+        if (run == nullptr || !run->catchUp(**queue, values, nullptr, time)) return std::nullopt;
     }
     const std::shared_ptr<gpu::CommandBuffer> commands = (*queue)->commandBuffer();
-    if (commands == nullptr)
-        return std::nullopt;
-    if (run != nullptr)
-        run->encode(uniforms, *commands, values);
+    if (commands == nullptr) return std::nullopt;
+    if (run != nullptr) run->encode(uniforms, *commands, values);
     gpu::RenderPassDescriptor pass;
     pass.colorAttachments[0].texture = *texture;
     pass.colorAttachments[0].loadAction = program->pictureLoadAction();
     gpu::RenderCommandEncoder* encoder = commands->makeRenderCommandEncoder(pass);
-    if (encoder == nullptr)
-        return std::nullopt;
+    if (encoder == nullptr) return std::nullopt;
     program->encodePicture(*encoder, uniforms, values, run.get());
     encoder->endEncoding();
     commands->commit();
     commands->waitUntilCompleted();
-    if (commands->status() != gpu::CommandBufferStatus::completed)
-        return std::nullopt;
+    if (commands->status() != gpu::CommandBufferStatus::completed) return std::nullopt;
 
     StillImage image{descriptor.width, descriptor.height, {}};
     const std::size_t rowBytes = std::size_t(descriptor.width) * 4;
@@ -72,18 +65,16 @@ std::optional<StillImage> render(const std::shared_ptr<const ShaderProgram>& pro
 }
 
 std::string png(const StillImage& image) {
-    if (image.bytes.size() != std::size_t(image.width) * image.height * 4 || image.bytes.empty())
-        return {};
+    if (image.bytes.size() != std::size_t(image.width) * image.height * 4 || image.bytes.empty()) return {};
     const QImage wrapped(image.bytes.data(), int(image.width), int(image.height), qsizetype(image.width) * 4,
                          QImage::Format_RGB32);
     QByteArray bytes;
     QBuffer buffer(&bytes);
     buffer.open(QIODevice::WriteOnly);
     QImageWriter writer(&buffer, "png");
-    if (!writer.write(wrapped.convertToFormat(QImage::Format_RGB888)))
-        return {};
-    // The short tag instead of a whole colour profile: an sRGB chunk (perceptual intent, with its checksum) right behind the
-    // signature and the header, whose lengths are fixed.
+    if (!writer.write(wrapped.convertToFormat(QImage::Format_RGB888))) return {};
+    // The short tag instead of a whole colour profile: an sRGB chunk (perceptual intent, with its checksum) right
+    // behind the signature and the header, whose lengths are fixed.
     constexpr int headerEnd = 8 + 25;
     static constexpr char srgbChunk[] = "\0\0\0\x01sRGB\0\xae\xce\x1c\xe9";
     bytes.insert(headerEnd, srgbChunk, sizeof srgbChunk - 1);

@@ -1,7 +1,7 @@
 #pragma once
 
-// Draws one frame of a program off screen, waits for it, and writes it as a PNG file. Any thread; blocks until the GPU is
-// done. Every failure of render() gives no image.
+// Draws one frame of a program off screen, waits for it, and writes it as a PNG file. Any thread; blocks until the GPU
+// is done. Every failure of render() gives no image.
 
 #include "GlassHobCore/Params.h"
 

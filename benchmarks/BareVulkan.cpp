@@ -11,8 +11,7 @@ namespace {
 constexpr VkDeviceSize parametersOffset = 256;
 
 void check(VkResult result, const char* what) {
-    if (result == VK_SUCCESS)
-        return;
+    if (result == VK_SUCCESS) return;
     std::fprintf(stderr, "The bare program failed while %s (%d).\n", what, int(result));
     std::exit(2);
 }
@@ -39,11 +38,9 @@ BareVulkan::BareVulkan(const char* deviceName, std::uint32_t width, std::uint32_
     for (VkPhysicalDevice candidate : all) {
         VkPhysicalDeviceProperties properties;
         vkGetPhysicalDeviceProperties(candidate, &properties);
-        if (physical_ == VK_NULL_HANDLE && std::string_view(properties.deviceName) == deviceName)
-            physical_ = candidate;
+        if (physical_ == VK_NULL_HANDLE && std::string_view(properties.deviceName) == deviceName) physical_ = candidate;
     }
-    if (physical_ == VK_NULL_HANDLE)
-        check(VK_ERROR_INITIALIZATION_FAILED, "looking for the device");
+    if (physical_ == VK_NULL_HANDLE) check(VK_ERROR_INITIALIZATION_FAILED, "looking for the device");
 
     auto vulkan12 = make<VkPhysicalDeviceVulkan12Features>(VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_VULKAN_1_2_FEATURES);
     vulkan12.scalarBlockLayout = VK_TRUE;
@@ -153,8 +150,7 @@ std::uint32_t BareVulkan::memoryType(std::uint32_t bits, VkMemoryPropertyFlags f
     VkPhysicalDeviceMemoryProperties properties;
     vkGetPhysicalDeviceMemoryProperties(physical_, &properties);
     for (std::uint32_t i = 0; i < properties.memoryTypeCount; ++i)
-        if ((bits & (1U << i)) != 0 && (properties.memoryTypes[i].propertyFlags & flags) == flags)
-            return i;
+        if ((bits & (1U << i)) != 0 && (properties.memoryTypes[i].propertyFlags & flags) == flags) return i;
     check(VK_ERROR_OUT_OF_DEVICE_MEMORY, "choosing memory");
     return 0;
 }
@@ -169,8 +165,8 @@ BareVulkan::Memory BareVulkan::makeBuffer(VkDeviceSize size, VkBufferUsageFlags 
     vkGetBufferMemoryRequirements(device_, memory.buffer, &requirements);
     auto memoryInfo = make<VkMemoryAllocateInfo>(VK_STRUCTURE_TYPE_MEMORY_ALLOCATE_INFO);
     memoryInfo.allocationSize = requirements.size;
-    memoryInfo.memoryTypeIndex = memoryType(
-        requirements.memoryTypeBits, VK_MEMORY_PROPERTY_HOST_VISIBLE_BIT | VK_MEMORY_PROPERTY_HOST_COHERENT_BIT);
+    memoryInfo.memoryTypeIndex = memoryType(requirements.memoryTypeBits,
+                                            VK_MEMORY_PROPERTY_HOST_VISIBLE_BIT | VK_MEMORY_PROPERTY_HOST_COHERENT_BIT);
     check(vkAllocateMemory(device_, &memoryInfo, nullptr, &memory.memory), "allocating a buffer");
     check(vkBindBufferMemory(device_, memory.buffer, memory.memory, 0), "binding a buffer");
     void* mapped = nullptr;
@@ -264,8 +260,8 @@ void BareVulkan::moveImage(VkImageLayout from, VkImageLayout to) {
     barrier.srcQueueFamilyIndex = barrier.dstQueueFamilyIndex = VK_QUEUE_FAMILY_IGNORED;
     barrier.image = image_;
     barrier.subresourceRange = {VK_IMAGE_ASPECT_COLOR_BIT, 0, 1, 0, 1};
-    vkCmdPipelineBarrier(commands_, VK_PIPELINE_STAGE_ALL_COMMANDS_BIT, VK_PIPELINE_STAGE_ALL_COMMANDS_BIT, 0, 0, nullptr,
-                         0, nullptr, 1, &barrier);
+    vkCmdPipelineBarrier(commands_, VK_PIPELINE_STAGE_ALL_COMMANDS_BIT, VK_PIPELINE_STAGE_ALL_COMMANDS_BIT, 0, 0,
+                         nullptr, 0, nullptr, 1, &barrier);
 }
 
 void BareVulkan::draw(const void* uniforms, std::size_t uniformsLength, const void* parameters,

@@ -1,5 +1,5 @@
-// A plain Vulkan program that draws one full-screen shader off screen: as little as can be between a SPIR-V module and its
-// pixels. It shares nothing with the GPU layer. Ends the process on any failure.
+// A plain Vulkan program that draws one full-screen shader off screen: as little as can be between a SPIR-V module and
+// its pixels. It shares nothing with the GPU layer. Ends the process on any failure.
 #pragma once
 
 #include <cstddef>

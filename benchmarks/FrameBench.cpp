@@ -1,8 +1,8 @@
 // A 1920×1080 frame through ShaderProgram against a bare Vulkan program that draws glslang's output of the same shader.
 //
 // Both sides are timed in turn, each run with a constant that no run had before, after one frame that makes the driver
-// compile; the judged figure is the ratio of the medians. The pictures of both sides must agree within 1/255. Exits 1 when
-// the geometric mean is over 1.05, a shader is over 1.15, or a picture differs.
+// compile; the judged figure is the ratio of the medians. The pictures of both sides must agree within 1/255. Exits 1
+// when the geometric mean is over 1.05, a shader is over 1.15, or a picture differs.
 #include "GPU/CommandBuffer.h"
 #include "GPU/CommandQueue.h"
 #include "GPU/Device.h"
@@ -50,8 +50,8 @@ std::string withFreshConstant(std::string source, float fresh) {
     source.replace(source.find(from), from.size(), "float4 drawn(");
     char number[32];
     std::snprintf(number, sizeof number, "%.9e", double(fresh));
-    return source + "\nfloat4 shade(float2 uv, constant Uniforms& u, constant Params& p) { return drawn(uv + " + number +
-           ", u, p); }\n";
+    return source + "\nfloat4 shade(float2 uv, constant Uniforms& u, constant Params& p) { return drawn(uv + " +
+           number + ", u, p); }\n";
 }
 
 double milliseconds(const auto& work) {
@@ -91,8 +91,7 @@ int main() {
                                                  .height = height,
                                                  .storage = gpu::StorageMode::shared,
                                                  .usage = {.shaderRead = false, .renderTarget = true}});
-    if (!queue || !texture)
-        return 2;
+    if (!queue || !texture) return 2;
     bench::BareVulkan bare((*device)->name().c_str(), width, height);
     const std::vector<std::uint32_t> vertex = bench::compileGlsl(bench::GlslStage::vertex, bench::wholeVertex());
     const std::string bench = BENCH_SHADERS "/";
@@ -145,11 +144,9 @@ int main() {
             drawOurs(); // the driver compiles here
             drawTheirs();
             const bool oursFirst = run % 2 == 0;
-            if (!oursFirst)
-                theirs.push_back(milliseconds(drawTheirs));
+            if (!oursFirst) theirs.push_back(milliseconds(drawTheirs));
             ours.push_back(milliseconds(drawOurs));
-            if (oursFirst)
-                theirs.push_back(milliseconds(drawTheirs));
+            if (oursFirst) theirs.push_back(milliseconds(drawTheirs));
             differing = std::max(differing, differences(**texture, bare.pixels()));
         }
         const double ratio = median(ours) / median(theirs);

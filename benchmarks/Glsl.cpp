@@ -28,7 +28,8 @@ layout(set = 0, binding = 0, scalar) uniform UniformBlock {
 } u;
 layout(location = 0) in vec2 uv;
 layout(location = 0) out vec4 color;
-)" + shade + "\nvoid main() { color = shade(uv + " + number + "); }\n";
+)" + shade +
+           "\nvoid main() { color = shade(uv + " + number + "); }\n";
 }
 
 std::vector<std::uint32_t> compileGlsl(GlslStage stage, const std::string& text) {

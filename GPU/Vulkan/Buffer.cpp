@@ -4,8 +4,12 @@ namespace gpu {
 
 Buffer::Buffer(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
 Buffer::~Buffer() = default;
-std::size_t Buffer::length() const { return impl_->length; }
-void* Buffer::contents() const { return impl_->allocation.mapped; }
+std::size_t Buffer::length() const {
+    return impl_->length;
+}
+void* Buffer::contents() const {
+    return impl_->allocation.mapped;
+}
 
 Buffer::Impl::~Impl() {
     vkDestroyBuffer(device->handle, handle, nullptr);
@@ -13,8 +17,7 @@ Buffer::Impl::~Impl() {
 }
 
 Result<std::shared_ptr<Buffer>> Device::makeBuffer(std::size_t length, StorageMode mode) {
-    if (length == 0)
-        return std::unexpected(Error{ErrorKind::invalidArgument, "A buffer cannot be empty."});
+    if (length == 0) return std::unexpected(Error{ErrorKind::invalidArgument, "A buffer cannot be empty."});
     vulkan::VulkanDevice& core = *impl_->core;
     auto impl = std::make_unique<Buffer::Impl>();
     impl->device = impl_->core;
@@ -29,23 +32,24 @@ Result<std::shared_ptr<Buffer>> Device::makeBuffer(std::size_t length, StorageMo
                                   .sharingMode = VK_SHARING_MODE_EXCLUSIVE,
                                   .queueFamilyIndexCount = 0,
                                   .pQueueFamilyIndices = nullptr};
-    if (auto made = core.call("creating a buffer",
-                              [&] { return vkCreateBuffer(core.handle, &info, nullptr, &impl->handle); });
+    if (auto made =
+            core.call("creating a buffer", [&] { return vkCreateBuffer(core.handle, &info, nullptr, &impl->handle); });
         !made)
         return std::unexpected(made.error());
     VkMemoryRequirements requirements;
     vkGetBufferMemoryRequirements(core.handle, impl->handle, &requirements);
     const bool isShared = mode == StorageMode::shared;
-    auto allocation = core.allocate(
-        requirements,
-        isShared ? VK_MEMORY_PROPERTY_HOST_VISIBLE_BIT | VK_MEMORY_PROPERTY_HOST_COHERENT_BIT : VkMemoryPropertyFlags(0),
-        isShared ? VK_MEMORY_PROPERTY_HOST_CACHED_BIT : VK_MEMORY_PROPERTY_DEVICE_LOCAL_BIT,
-        "allocating a buffer's memory");
-    if (!allocation)
-        return std::unexpected(allocation.error());
+    auto allocation =
+        core.allocate(requirements,
+                      isShared ? VK_MEMORY_PROPERTY_HOST_VISIBLE_BIT | VK_MEMORY_PROPERTY_HOST_COHERENT_BIT
+                               : VkMemoryPropertyFlags(0),
+                      isShared ? VK_MEMORY_PROPERTY_HOST_CACHED_BIT : VK_MEMORY_PROPERTY_DEVICE_LOCAL_BIT,
+                      "allocating a buffer's memory");
+    if (!allocation) return std::unexpected(allocation.error());
     impl->allocation = *allocation;
-    if (auto bound = core.call("binding a buffer's memory",
-                               [&] { return vkBindBufferMemory(core.handle, impl->handle, impl->allocation.memory, 0); });
+    if (auto bound =
+            core.call("binding a buffer's memory",
+                      [&] { return vkBindBufferMemory(core.handle, impl->handle, impl->allocation.memory, 0); });
         !bound)
         return std::unexpected(bound.error());
     return std::make_shared<Buffer>(std::move(impl));

@@ -34,10 +34,8 @@ Faults& faults() {
 VkResult injectedResult(std::string_view purpose) {
     Faults& state = faults();
     const std::lock_guard lock(state.mutex);
-    if (state.isLogging)
-        state.log.emplace_back(purpose);
-    if (!state.isArmed || purpose.find(state.purpose) == std::string_view::npos)
-        return VK_SUCCESS;
+    if (state.isLogging) state.log.emplace_back(purpose);
+    if (!state.isArmed || purpose.find(state.purpose) == std::string_view::npos) return VK_SUCCESS;
     if (state.skip > 0) {
         --state.skip;
         return VK_SUCCESS;
@@ -74,8 +72,8 @@ Error makeError(VkResult result, std::string_view purpose) {
     case VK_ERROR_FORMAT_NOT_SUPPORTED:
         return {ErrorKind::unsupported, "The graphics device lacks something that is needed for " + place + "."};
     default:
-        return {ErrorKind::failed, "The graphics driver reported error " + std::to_string(result) + " while " + place +
-                                       "."};
+        return {ErrorKind::failed,
+                "The graphics driver reported error " + std::to_string(result) + " while " + place + "."};
     }
 }
 

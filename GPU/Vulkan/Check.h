@@ -1,5 +1,5 @@
-// The one way to call Vulkan where the call can fail: with its purpose, so that a failure becomes a sentence, a lost device
-// is noticed, and a test can make exactly this call fail. Any thread.
+// The one way to call Vulkan where the call can fail: with its purpose, so that a failure becomes a sentence, a lost
+// device is noticed, and a test can make exactly this call fail. Any thread.
 #pragma once
 
 #include "GPU/Error.h"
@@ -23,8 +23,7 @@ Error makeError(VkResult result, std::string_view purpose);
 template <class Call>
 VkResult attempt(std::string_view purpose, Call&& call) {
     if (faultsWatched.load(std::memory_order_relaxed))
-        if (VkResult injected = injectedResult(purpose); injected != VK_SUCCESS)
-            return injected;
+        if (VkResult injected = injectedResult(purpose); injected != VK_SUCCESS) return injected;
     return call();
 }
 

@@ -9,7 +9,9 @@ namespace gpu {
 
 CommandQueue::CommandQueue(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
 CommandQueue::~CommandQueue() = default;
-const std::shared_ptr<Device>& CommandQueue::device() const { return impl_->device; }
+const std::shared_ptr<Device>& CommandQueue::device() const {
+    return impl_->device;
+}
 
 Result<std::shared_ptr<CommandQueue>> Device::makeCommandQueue(QueuePriority priority) {
     if (auto made = impl_->core->call("making a command queue", [] { return VK_SUCCESS; }); !made)
@@ -22,11 +24,9 @@ Result<std::shared_ptr<CommandQueue>> Device::makeCommandQueue(QueuePriority pri
 
 std::shared_ptr<CommandBuffer> CommandQueue::commandBuffer() {
     vulkan::VulkanDevice& core = *impl_->device->impl().core;
-    if (core.lost)
-        return nullptr;
+    if (core.lost) return nullptr;
     Result<std::unique_ptr<vulkan::Recording>> recording = core.takeRecording();
-    if (!recording)
-        return nullptr;
+    if (!recording) return nullptr;
     auto impl = std::make_unique<CommandBuffer::Impl>();
     impl->queue = shared_from_this();
     impl->device = &core;
@@ -38,8 +38,7 @@ std::shared_ptr<CommandBuffer> CommandQueue::commandBuffer() {
 CommandBuffer::CommandBuffer(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
 
 CommandBuffer::~CommandBuffer() {
-    if (impl_->recording == nullptr)
-        return;
+    if (impl_->recording == nullptr) return;
     impl_->endOpen();
     impl_->device->giveBack(std::move(impl_->recording));
 }
@@ -47,8 +46,7 @@ CommandBuffer::~CommandBuffer() {
 RenderCommandEncoder* CommandBuffer::makeRenderCommandEncoder(const RenderPassDescriptor& descriptor) {
     if (impl_->recording == nullptr || impl_->open != CommandBufferImpl::Open::none || impl_->device->lost)
         return nullptr;
-    if (!impl_->beginPass(descriptor))
-        return nullptr;
+    if (!impl_->beginPass(descriptor)) return nullptr;
     impl_->open = CommandBufferImpl::Open::render;
     return &impl_->renderEncoder.emplace(*impl_);
 }
@@ -65,18 +63,15 @@ ComputeCommandEncoder* CommandBuffer::makeComputeCommandEncoder() {
 }
 
 void CommandBuffer::presentDrawable(std::shared_ptr<Drawable> drawable) {
-    if (impl_->recording != nullptr)
-        impl_->drawable = std::move(drawable);
+    if (impl_->recording != nullptr) impl_->drawable = std::move(drawable);
 }
 
 void CommandBuffer::addCompletedHandler(std::function<void(CommandBuffer&)> handler) {
-    if (impl_->recording != nullptr)
-        impl_->handlers.push_back(std::move(handler));
+    if (impl_->recording != nullptr) impl_->handlers.push_back(std::move(handler));
 }
 
 void CommandBuffer::commit() {
-    if (impl_->recording == nullptr)
-        return;
+    if (impl_->recording == nullptr) return;
     impl_->endOpen();
     impl_->copyMirrored();
 
@@ -99,8 +94,7 @@ void CommandBuffer::commit() {
             const std::lock_guard lock(queue.mutex);
             queue.unfinished.push_back(*value);
         }
-        if (impl_->drawable != nullptr)
-            vulkan::presentWhenFinished(impl_->drawable, *value);
+        if (impl_->drawable != nullptr) vulkan::presentWhenFinished(impl_->drawable, *value);
     } else {
         impl_->failure = value.error();
     }
@@ -115,27 +109,21 @@ void CommandBuffer::commit() {
 }
 
 void CommandBuffer::waitUntilCompleted() {
-    if (!impl_->isCommitted || impl_->value == 0)
-        return;
+    if (!impl_->isCommitted || impl_->value == 0) return;
     impl_->device->wait(impl_->value);
     impl_->device->reclaim();
 }
 
 CommandBufferStatus CommandBuffer::status() const {
-    if (!impl_->isCommitted)
-        return CommandBufferStatus::notCommitted;
-    if (impl_->value == 0)
-        return CommandBufferStatus::error;
-    if (impl_->device->finishedValue() >= impl_->value)
-        return CommandBufferStatus::completed;
+    if (!impl_->isCommitted) return CommandBufferStatus::notCommitted;
+    if (impl_->value == 0) return CommandBufferStatus::error;
+    if (impl_->device->finishedValue() >= impl_->value) return CommandBufferStatus::completed;
     return impl_->device->lost ? CommandBufferStatus::error : CommandBufferStatus::committed;
 }
 
 Error CommandBuffer::error() const {
-    if (impl_->failure)
-        return *impl_->failure;
-    if (status() == CommandBufferStatus::error)
-        return vulkan::makeError(VK_ERROR_DEVICE_LOST, "drawing");
+    if (impl_->failure) return *impl_->failure;
+    if (status() == CommandBufferStatus::error) return vulkan::makeError(VK_ERROR_DEVICE_LOST, "drawing");
     return {};
 }
 
@@ -152,18 +140,17 @@ bool CommandBufferImpl::beginPass(const RenderPassDescriptor& descriptor) {
     const auto addAttachment = [&](const std::shared_ptr<Texture>& texture, LoadAction load) {
         Texture::Impl& impl = texture->impl();
         if (impl.image == VK_NULL_HANDLE || impl.device.get() != device || !impl.descriptor.usage.renderTarget ||
-            (!attachments.empty() && (impl.extent().width != targetSize.width || impl.extent().height != targetSize.height)))
+            (!attachments.empty() &&
+             (impl.extent().width != targetSize.width || impl.extent().height != targetSize.height)))
             isUsable = false;
-        if (!isUsable)
-            return VK_IMAGE_LAYOUT_UNDEFINED;
+        if (!isUsable) return VK_IMAGE_LAYOUT_UNDEFINED;
         targetSize = impl.extent();
         const VkImageLayout layout = impl.isLinear ? VK_IMAGE_LAYOUT_GENERAL : VK_IMAGE_LAYOUT_ATTACHMENT_OPTIMAL;
         attachments.push_back({&impl, layout});
         recording->hold(texture);
         // Old content that nobody wants need not survive the change of layout.
         const VkImageLayout from = load == LoadAction::load ? impl.restLayout : VK_IMAGE_LAYOUT_UNDEFINED;
-        if (from != layout)
-            vulkan::transition(commands, impl.image, impl.aspect(), from, layout);
+        if (from != layout) vulkan::transition(commands, impl.image, impl.aspect(), from, layout);
         if (impl.mirror != VK_NULL_HANDLE && std::ranges::find(mirrored, texture) == mirrored.end())
             mirrored.push_back(texture);
         return layout;
@@ -186,22 +173,17 @@ bool CommandBufferImpl::beginPass(const RenderPassDescriptor& descriptor) {
         wanted += color.texture != nullptr ? 1 : 0;
     for (std::size_t i = 0; i < wanted; ++i) {
         const RenderPassColorAttachment& color = descriptor.colorAttachments[i];
-        if (color.texture == nullptr)
-            return false; // a gap between the attachments
-        if (color.storeAction == StoreAction::multisampleResolve && color.resolveTexture == nullptr)
-            return false;
-        if (samples != 0 && samples != color.texture->sampleCount())
-            return false;
+        if (color.texture == nullptr) return false; // a gap between the attachments
+        if (color.storeAction == StoreAction::multisampleResolve && color.resolveTexture == nullptr) return false;
+        if (samples != 0 && samples != color.texture->sampleCount()) return false;
         samples = color.texture->sampleCount();
-        if (color.texture->impl().isDepth())
-            return false;
+        if (color.texture->impl().isDepth()) return false;
     }
     const RenderPassDepthAttachment& wantedDepth = descriptor.depthAttachment;
     if (wantedDepth.texture != nullptr &&
         (!wantedDepth.texture->impl().isDepth() || (samples != 0 && samples != wantedDepth.texture->sampleCount())))
         return false;
-    if (wanted == 0 && wantedDepth.texture == nullptr)
-        return false;
+    if (wanted == 0 && wantedDepth.texture == nullptr) return false;
 
     for (std::size_t i = 0; i < wanted && isUsable; ++i) {
         const RenderPassColorAttachment& color = descriptor.colorAttachments[i];
@@ -280,8 +262,7 @@ void CommandBufferImpl::endPass() {
 }
 
 void CommandBufferImpl::endCompute() {
-    if (hasDispatched)
-        recording->fullBarrier(VK_PIPELINE_STAGE_2_COMPUTE_SHADER_BIT);
+    if (hasDispatched) recording->fullBarrier(VK_PIPELINE_STAGE_2_COMPUTE_SHADER_BIT);
     open = Open::none;
 }
 
@@ -305,8 +286,7 @@ void CommandBufferImpl::copyMirrored() {
         vkCmdCopyImageToBuffer(commands, impl.image, VK_IMAGE_LAYOUT_TRANSFER_SRC_OPTIMAL, impl.mirror, 1, &copy);
         vulkan::transition(commands, impl.image, impl.aspect(), VK_IMAGE_LAYOUT_TRANSFER_SRC_OPTIMAL, impl.restLayout);
     }
-    if (!mirrored.empty())
-        recording->fullBarrier(VK_PIPELINE_STAGE_2_COPY_BIT);
+    if (!mirrored.empty()) recording->fullBarrier(VK_PIPELINE_STAGE_2_COPY_BIT);
     mirrored.clear();
 }
 

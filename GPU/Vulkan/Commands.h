@@ -1,9 +1,9 @@
-// The recording behind a CommandBuffer and its encoders: argument tables, the open encoder, and what has to happen around
-// passes so that callers need no barriers.
+// The recording behind a CommandBuffer and its encoders: argument tables, the open encoder, and what has to happen
+// around passes so that callers need no barriers.
 //
-// Every encoder ends with a barrier that orders its work before everything after it, in this command buffer and the next
-// ones, for all accesses; textures rest in one layout between encoders. So an encoder needs to know nothing of what came
-// before. Used by one thread at a time.
+// Every encoder ends with a barrier that orders its work before everything after it, in this command buffer and the
+// next ones, for all accesses; textures rest in one layout between encoders. So an encoder needs to know nothing of
+// what came before. Used by one thread at a time.
 #pragma once
 
 #include "GPU/CommandBuffer.h"
@@ -46,7 +46,7 @@ struct CommandBufferImpl {
     enum class Open : std::uint8_t { none, render, compute };
 
     std::shared_ptr<CommandQueue> queue;
-    vulkan::VulkanDevice* device = nullptr; // the queue's
+    vulkan::VulkanDevice* device = nullptr;       // the queue's
     std::unique_ptr<vulkan::Recording> recording; // until the commit
     VkCommandBuffer commands = VK_NULL_HANDLE;
 
@@ -67,8 +67,8 @@ struct CommandBufferImpl {
         Texture::Impl* texture;
         VkImageLayout layoutInPass;
     };
-    std::vector<Attachment> attachments;             // of the open pass
-    std::vector<std::shared_ptr<Texture>> mirrored;  // shared textures that were drawn into and need their copy
+    std::vector<Attachment> attachments;            // of the open pass
+    std::vector<std::shared_ptr<Texture>> mirrored; // shared textures that were drawn into and need their copy
 
     std::shared_ptr<Drawable> drawable;
     std::vector<std::function<void(CommandBuffer&)>> handlers;
@@ -83,7 +83,8 @@ struct CommandBufferImpl {
     void endOpen();
     bool bindSet(const FunctionDescriptor& function, const ArgumentTable& table, VkDescriptorSetLayout setLayout,
                  VkPipelineLayout layout, VkPipelineBindPoint point, std::uint32_t index);
-    void setBuffer(ArgumentTable& table, const std::shared_ptr<Buffer>& buffer, std::size_t offset, std::uint32_t index);
+    void setBuffer(ArgumentTable& table, const std::shared_ptr<Buffer>& buffer, std::size_t offset,
+                   std::uint32_t index);
     void setBytes(ArgumentTable& table, const void* bytes, std::size_t length, std::uint32_t index);
     void setTexture(ArgumentTable& table, const std::shared_ptr<Texture>& texture, std::uint32_t index);
     void setSampler(ArgumentTable& table, const std::shared_ptr<SamplerState>& sampler, std::uint32_t index);

@@ -33,8 +33,7 @@ void CompletionThread::run(const std::shared_ptr<State>& state) {
         {
             std::unique_lock lock(state->mutex);
             state->changed.wait(lock, [&] { return state->isStopping || !state->entries.empty(); });
-            if (state->entries.empty())
-                return;
+            if (state->entries.empty()) return;
             value = state->entries.begin()->first;
             entry = std::move(state->entries.begin()->second);
             state->entries.erase(state->entries.begin());

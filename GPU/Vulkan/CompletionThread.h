@@ -1,5 +1,5 @@
-// Runs handlers once the device's timeline has reached their values, in the order of the values. One thread per device, made
-// at the first handler.
+// Runs handlers once the device's timeline has reached their values, in the order of the values. One thread per device,
+// made at the first handler.
 //
 // A handler may drop the last reference to the device: the destructor then runs on this very thread and lets it end by
 // itself.

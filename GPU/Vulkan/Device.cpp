@@ -25,11 +25,9 @@ std::string_view description(DeviceKind kind) {
 
 Result<std::shared_ptr<Device>> Device::makeSeparate() {
     const Result<vulkan::PhysicalDevice> physical = vulkan::choosePhysicalDevice();
-    if (!physical)
-        return std::unexpected(physical.error());
+    if (!physical) return std::unexpected(physical.error());
     Result<std::shared_ptr<vulkan::VulkanDevice>> core = vulkan::VulkanDevice::make(*physical);
-    if (!core)
-        return std::unexpected(core.error());
+    if (!core) return std::unexpected(core.error());
     return std::make_shared<Device>(std::make_unique<Impl>(std::move(*core)));
 }
 
@@ -37,18 +35,15 @@ Result<std::shared_ptr<Device>> Device::systemDefault() {
     static std::mutex mutex;
     static std::weak_ptr<Device> current;
     const std::lock_guard lock(mutex);
-    if (std::shared_ptr<Device> device = current.lock(); device != nullptr && !device->lost())
-        return device;
+    if (std::shared_ptr<Device> device = current.lock(); device != nullptr && !device->lost()) return device;
     Result<std::shared_ptr<Device>> made = makeSeparate();
-    if (made)
-        current = *made;
+    if (made) current = *made;
     return made;
 }
 
 Result<std::vector<DeviceInfo>> Device::all() {
     const Result<std::vector<vulkan::PhysicalDevice>> devices = vulkan::physicalDevices();
-    if (!devices)
-        return std::unexpected(devices.error());
+    if (!devices) return std::unexpected(devices.error());
     std::vector<DeviceInfo> infos;
     for (const vulkan::PhysicalDevice& device : *devices)
         infos.push_back(device.info);
@@ -57,13 +52,25 @@ Result<std::vector<DeviceInfo>> Device::all() {
 
 Device::Device(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
 
-Device::~Device() { impl_->core->drain(); }
+Device::~Device() {
+    impl_->core->drain();
+}
 
-const DeviceInfo& Device::info() const { return impl_->core->physical.info; }
-std::uint64_t Device::generation() const { return impl_->core->generation; }
-bool Device::lost() const { return impl_->core->lost; }
-void Device::injectLoss() { impl_->core->lost = true; }
-std::uint32_t Device::maxTextureSize() const { return impl_->core->limits.maxImageDimension2D; }
+const DeviceInfo& Device::info() const {
+    return impl_->core->physical.info;
+}
+std::uint64_t Device::generation() const {
+    return impl_->core->generation;
+}
+bool Device::lost() const {
+    return impl_->core->lost;
+}
+void Device::injectLoss() {
+    impl_->core->lost = true;
+}
+std::uint32_t Device::maxTextureSize() const {
+    return impl_->core->limits.maxImageDimension2D;
+}
 
 Result<std::shared_ptr<DepthStencilState>> Device::makeDepthStencilState(const DepthStencilDescriptor& descriptor) {
     if (auto made = impl_->core->call("making a depth test", [] { return VK_SUCCESS; }); !made)

@@ -16,8 +16,7 @@ void ArgumentTable::clear() {
 
 void CommandBufferImpl::setBuffer(ArgumentTable& table, const std::shared_ptr<Buffer>& buffer, std::size_t offset,
                                   std::uint32_t index) {
-    if (index >= maxBufferArguments)
-        return;
+    if (index >= maxBufferArguments) return;
     table.isDirty = true;
     if (buffer == nullptr || offset >= buffer->length() || buffer->impl().device.get() != device) {
         table.buffers[index] = {};
@@ -28,19 +27,16 @@ void CommandBufferImpl::setBuffer(ArgumentTable& table, const std::shared_ptr<Bu
 }
 
 void CommandBufferImpl::setBytes(ArgumentTable& table, const void* bytes, std::size_t length, std::uint32_t index) {
-    if (index >= maxBufferArguments || bytes == nullptr || length == 0 || length > maxInlineBytes)
-        return;
+    if (index >= maxBufferArguments || bytes == nullptr || length == 0 || length > maxInlineBytes) return;
     const vulkan::UploadSlice slice = recording->upload(length);
-    if (slice.mapped == nullptr)
-        return;
+    if (slice.mapped == nullptr) return;
     std::memcpy(slice.mapped, bytes, length);
     table.isDirty = true;
     table.buffers[index] = {slice.buffer, slice.offset, length, slice.mapped};
 }
 
 void CommandBufferImpl::setTexture(ArgumentTable& table, const std::shared_ptr<Texture>& texture, std::uint32_t index) {
-    if (index >= maxTextureArguments)
-        return;
+    if (index >= maxTextureArguments) return;
     table.isDirty = true;
     if (texture == nullptr || !texture->impl().descriptor.usage.shaderRead || texture->impl().device.get() != device) {
         table.textures[index] = {};
@@ -52,8 +48,7 @@ void CommandBufferImpl::setTexture(ArgumentTable& table, const std::shared_ptr<T
 
 void CommandBufferImpl::setSampler(ArgumentTable& table, const std::shared_ptr<SamplerState>& sampler,
                                    std::uint32_t index) {
-    if (index >= maxSamplerArguments)
-        return;
+    if (index >= maxSamplerArguments) return;
     recording->hold(sampler);
     table.isDirty = true;
     table.samplers[index] = sampler != nullptr ? sampler->impl().handle : VK_NULL_HANDLE;
@@ -64,8 +59,7 @@ void CommandBufferImpl::setSampler(ArgumentTable& table, const std::shared_ptr<S
 bool CommandBufferImpl::bindSet(const FunctionDescriptor& function, const ArgumentTable& table,
                                 VkDescriptorSetLayout setLayout, VkPipelineLayout layout, VkPipelineBindPoint point,
                                 std::uint32_t index) {
-    if (function.arguments.empty())
-        return true;
+    if (function.arguments.empty()) return true;
     constexpr std::size_t batch = 32;
     std::array<VkWriteDescriptorSet, batch> writes;
     std::array<VkDescriptorBufferInfo, batch> bufferInfos;
@@ -73,11 +67,9 @@ bool CommandBufferImpl::bindSet(const FunctionDescriptor& function, const Argume
     std::uint32_t count = 0;
 
     const VkDescriptorSet set = recording->allocateSet(setLayout);
-    if (set == VK_NULL_HANDLE)
-        return false;
+    if (set == VK_NULL_HANDLE) return false;
     for (const ArgumentBinding& argument : function.arguments) {
-        if (argument.kind == ArgumentKind::constantSampler)
-            continue;
+        if (argument.kind == ArgumentKind::constantSampler) continue;
         VkWriteDescriptorSet& write = writes[count];
         write = {.sType = VK_STRUCTURE_TYPE_WRITE_DESCRIPTOR_SET,
                  .pNext = nullptr,
@@ -97,11 +89,9 @@ bool CommandBufferImpl::bindSet(const FunctionDescriptor& function, const Argume
             const bool isInlineAndShort = slot.inlineBytes != nullptr && slot.length < minimum;
             if (slot.buffer == VK_NULL_HANDLE || isInlineAndShort) {
                 const vulkan::UploadSlice slice = recording->upload(minimum);
-                if (slice.mapped == nullptr)
-                    return false;
+                if (slice.mapped == nullptr) return false;
                 std::memset(slice.mapped, 0, minimum);
-                if (isInlineAndShort)
-                    std::memcpy(slice.mapped, slot.inlineBytes, slot.length);
+                if (isInlineAndShort) std::memcpy(slice.mapped, slot.inlineBytes, slot.length);
                 slot = {slice.buffer, slice.offset, minimum, nullptr};
             }
             const bool isUniform = argument.kind == ArgumentKind::uniformBuffer;
@@ -113,15 +103,13 @@ bool CommandBufferImpl::bindSet(const FunctionDescriptor& function, const Argume
         case ArgumentKind::sampledTexture:
         case ArgumentKind::storageTexture: {
             const TextureSlot& slot = table.textures[argument.index];
-            if (slot.view == VK_NULL_HANDLE)
-                return false;
+            if (slot.view == VK_NULL_HANDLE) return false;
             imageInfos[count] = {VK_NULL_HANDLE, slot.view, slot.layout};
             break;
         }
         case ArgumentKind::sampler: {
             const VkSampler sampler = table.samplers[argument.index];
-            if (sampler == VK_NULL_HANDLE)
-                return false;
+            if (sampler == VK_NULL_HANDLE) return false;
             imageInfos[count] = {sampler, VK_NULL_HANDLE, VK_IMAGE_LAYOUT_UNDEFINED};
             break;
         }
@@ -132,15 +120,13 @@ bool CommandBufferImpl::bindSet(const FunctionDescriptor& function, const Argume
             count = 0;
         }
     }
-    if (count > 0)
-        vkUpdateDescriptorSets(device->handle, count, writes.data(), 0, nullptr);
+    if (count > 0) vkUpdateDescriptorSets(device->handle, count, writes.data(), 0, nullptr);
     vkCmdBindDescriptorSets(commands, point, layout, index, 1, &set, 0, nullptr);
     return true;
 }
 
 void CommandBufferImpl::draw(PrimitiveType type, std::uint32_t start, std::uint32_t count, std::uint32_t instances) {
-    if (open != Open::render || renderPipeline == nullptr || count == 0 || instances == 0)
-        return;
+    if (open != Open::render || renderPipeline == nullptr || count == 0 || instances == 0) return;
     const RenderPipelineState::Impl& pipeline = renderPipeline->impl();
     if (pipelineIsDirty) {
         vkCmdBindPipeline(commands, VK_PIPELINE_BIND_POINT_GRAPHICS, pipeline.handle);
@@ -168,8 +154,7 @@ void CommandBufferImpl::dispatch(Size grid) {
     if (open != Open::compute || computePipeline == nullptr || grid.width == 0 || grid.height == 0 || grid.depth == 0)
         return;
     const ComputePipelineState::Impl& pipeline = computePipeline->impl();
-    if (hasDispatched)
-        recording->fullBarrier(VK_PIPELINE_STAGE_2_COMPUTE_SHADER_BIT);
+    if (hasDispatched) recording->fullBarrier(VK_PIPELINE_STAGE_2_COMPUTE_SHADER_BIT);
     if (pipelineIsDirty) {
         vkCmdBindPipeline(commands, VK_PIPELINE_BIND_POINT_COMPUTE, pipeline.handle);
         vertexOrKernel.isDirty = true;
@@ -188,8 +173,7 @@ void CommandBufferImpl::dispatch(Size grid) {
     const std::uint32_t counts[] = {groups(grid.width, group.width), groups(grid.height, group.height),
                                     groups(grid.depth, group.depth)};
     for (std::size_t i = 0; i < 3; ++i)
-        if (counts[i] > device->limits.maxComputeWorkGroupCount[i])
-            return;
+        if (counts[i] > device->limits.maxComputeWorkGroupCount[i]) return;
     vkCmdDispatch(commands, counts[0], counts[1], counts[2]);
     hasDispatched = true;
 }
@@ -197,7 +181,8 @@ void CommandBufferImpl::dispatch(Size grid) {
 // RenderCommandEncoder
 
 void RenderCommandEncoder::setRenderPipelineState(const std::shared_ptr<RenderPipelineState>& pipeline) {
-    if (pipeline == nullptr || pipeline->impl().device.get() != commands_.device || pipeline == commands_.renderPipeline)
+    if (pipeline == nullptr || pipeline->impl().device.get() != commands_.device ||
+        pipeline == commands_.renderPipeline)
         return;
     commands_.recording->hold(pipeline);
     commands_.renderPipeline = pipeline;
@@ -205,8 +190,7 @@ void RenderCommandEncoder::setRenderPipelineState(const std::shared_ptr<RenderPi
 }
 
 void RenderCommandEncoder::setDepthStencilState(const std::shared_ptr<DepthStencilState>& state) {
-    if (state == nullptr || !commands_.passHasDepth)
-        return;
+    if (state == nullptr || !commands_.passHasDepth) return;
     commands_.depthState = state->descriptor();
     vkCmdSetDepthWriteEnable(commands_.commands, commands_.depthState.depthWriteEnabled ? VK_TRUE : VK_FALSE);
     vkCmdSetDepthCompareOp(commands_.commands, vulkan::toVulkan(commands_.depthState.depthCompare));
@@ -214,8 +198,7 @@ void RenderCommandEncoder::setDepthStencilState(const std::shared_ptr<DepthStenc
 
 void RenderCommandEncoder::setCullMode(CullMode mode) {
     VkCullModeFlags flags = VK_CULL_MODE_NONE;
-    if (mode != CullMode::none)
-        flags = mode == CullMode::front ? VK_CULL_MODE_FRONT_BIT : VK_CULL_MODE_BACK_BIT;
+    if (mode != CullMode::none) flags = mode == CullMode::front ? VK_CULL_MODE_FRONT_BIT : VK_CULL_MODE_BACK_BIT;
     vkCmdSetCullMode(commands_.commands, flags);
 }
 
@@ -225,8 +208,12 @@ void RenderCommandEncoder::setFrontFacing(Winding winding) {
 }
 
 void RenderCommandEncoder::setViewport(const Viewport& viewport) {
-    const VkViewport flipped{float(viewport.originX), float(viewport.originY + viewport.height), float(viewport.width),
-                             -float(viewport.height), 0, 1};
+    const VkViewport flipped{float(viewport.originX),
+                             float(viewport.originY + viewport.height),
+                             float(viewport.width),
+                             -float(viewport.height),
+                             0,
+                             1};
     vkCmdSetViewport(commands_.commands, 0, 1, &flipped);
 }
 
@@ -272,14 +259,14 @@ void RenderCommandEncoder::drawPrimitives(PrimitiveType type, std::uint32_t vert
 }
 
 void RenderCommandEncoder::endEncoding() {
-    if (commands_.open == CommandBufferImpl::Open::render)
-        commands_.endPass();
+    if (commands_.open == CommandBufferImpl::Open::render) commands_.endPass();
 }
 
 // ComputeCommandEncoder
 
 void ComputeCommandEncoder::setComputePipelineState(const std::shared_ptr<ComputePipelineState>& pipeline) {
-    if (pipeline == nullptr || pipeline->impl().device.get() != commands_.device || pipeline == commands_.computePipeline)
+    if (pipeline == nullptr || pipeline->impl().device.get() != commands_.device ||
+        pipeline == commands_.computePipeline)
         return;
     commands_.recording->hold(pipeline);
     commands_.computePipeline = pipeline;
@@ -299,11 +286,12 @@ void ComputeCommandEncoder::setSamplerState(const std::shared_ptr<SamplerState>&
     commands_.setSampler(commands_.vertexOrKernel, sampler, index);
 }
 
-void ComputeCommandEncoder::dispatchThreads(Size grid) { commands_.dispatch(grid); }
+void ComputeCommandEncoder::dispatchThreads(Size grid) {
+    commands_.dispatch(grid);
+}
 
 void ComputeCommandEncoder::endEncoding() {
-    if (commands_.open == CommandBufferImpl::Open::compute)
-        commands_.endCompute();
+    if (commands_.open == CommandBufferImpl::Open::compute) commands_.endCompute();
 }
 
 } // namespace gpu

@@ -21,12 +21,15 @@ struct Row {
 #define V13(member) [](FeatureSet& set) -> VkBool32& { return set.vulkan13.member; }
 
 const Row rows[] = {
-    {{"robustBufferAccess", Need::required, "it cannot keep a shader inside its own buffers"}, CORE(robustBufferAccess)},
-    {{"scalarBlockLayout", Need::required, "it cannot read blocks in the layout that shaders use"}, V12(scalarBlockLayout)},
+    {{"robustBufferAccess", Need::required, "it cannot keep a shader inside its own buffers"},
+     CORE(robustBufferAccess)},
+    {{"scalarBlockLayout", Need::required, "it cannot read blocks in the layout that shaders use"},
+     V12(scalarBlockLayout)},
     {{"timelineSemaphore", Need::required, "it cannot count finished work"}, V12(timelineSemaphore)},
     {{"dynamicRendering", Need::required, "it cannot draw without fixed passes"}, V13(dynamicRendering)},
     {{"synchronization2", Need::required, "it lacks the second form of synchronisation"}, V13(synchronization2)},
-    {{"maintenance4", Need::required, "it cannot set a kernel's threadgroup size when the kernel is made"}, V13(maintenance4)},
+    {{"maintenance4", Need::required, "it cannot set a kernel's threadgroup size when the kernel is made"},
+     V13(maintenance4)},
 
     {{"shaderInt8", Need::whenUsed, "8-bit integers"}, V12(shaderInt8), 39},
     {{"shaderInt16", Need::whenUsed, "16-bit integers"}, CORE(shaderInt16), 22},
@@ -34,24 +37,30 @@ const Row rows[] = {
     {{"shaderFloat16", Need::whenUsed, "half-precision numbers"}, V12(shaderFloat16), 9},
     {{"storageBuffer16BitAccess", Need::whenUsed, "16-bit values in buffers"}, V11(storageBuffer16BitAccess), 4433},
     {{"uniformAndStorageBuffer16BitAccess", Need::whenUsed, "16-bit values in constant blocks"},
-     V11(uniformAndStorageBuffer16BitAccess), 4434},
+     V11(uniformAndStorageBuffer16BitAccess),
+     4434},
     {{"storageBuffer8BitAccess", Need::whenUsed, "8-bit values in buffers"}, V12(storageBuffer8BitAccess), 4448},
     {{"uniformAndStorageBuffer8BitAccess", Need::whenUsed, "8-bit values in constant blocks"},
-     V12(uniformAndStorageBuffer8BitAccess), 4449},
+     V12(uniformAndStorageBuffer8BitAccess),
+     4449},
     {{"variablePointersStorageBuffer", Need::whenUsed, "pointers chosen at run time into one buffer"},
-     V11(variablePointersStorageBuffer), 4441},
+     V11(variablePointersStorageBuffer),
+     4441},
     {{"variablePointers", Need::whenUsed, "pointers chosen at run time"}, V11(variablePointers), 4442},
     {{"bufferDeviceAddress", Need::whenUsed, "device addresses"}, V12(bufferDeviceAddress), 5347},
     {{"vulkanMemoryModel", Need::whenUsed, "the Vulkan memory model"}, V12(vulkanMemoryModel), 5345},
     {{"shaderStorageImageWriteWithoutFormat", Need::whenUsed, "writes to textures of any format"},
-     CORE(shaderStorageImageWriteWithoutFormat), 56},
+     CORE(shaderStorageImageWriteWithoutFormat),
+     56},
     {{"shaderStorageImageReadWithoutFormat", Need::whenUsed, "reads of writable textures of any format"},
-     CORE(shaderStorageImageReadWithoutFormat), 55},
+     CORE(shaderStorageImageReadWithoutFormat),
+     55},
     {{"sampleRateShading", Need::whenUsed, "shading of every sample"}, CORE(sampleRateShading), 35},
     {{"shaderClipDistance", Need::whenUsed, "clip distances"}, CORE(shaderClipDistance), 32},
     {{"imageCubeArray", Need::whenUsed, "arrays of cube textures"}, CORE(imageCubeArray), 34},
     {{"shaderDemoteToHelperInvocation", Need::whenUsed, "discarding fragments that still take part in derivatives"},
-     V13(shaderDemoteToHelperInvocation), 5379},
+     V13(shaderDemoteToHelperInvocation),
+     5379},
 
     {{"robustImageAccess", Need::usedWhenThere, "Without it only the shader's own checks keep texture reads inside."},
      V13(robustImageAccess)},
@@ -73,11 +82,15 @@ const Row rows[] = {
 #undef V12
 #undef V13
 
-VkBool32 read(const FeatureSet& set, const Row& row) { return row.flag(const_cast<FeatureSet&>(set)); }
+VkBool32 read(const FeatureSet& set, const Row& row) {
+    return row.flag(const_cast<FeatureSet&>(set));
+}
 
 } // namespace
 
-FeatureSet::FeatureSet() { link(); }
+FeatureSet::FeatureSet() {
+    link();
+}
 
 FeatureSet::FeatureSet(const FeatureSet& other)
     : core(other.core), vulkan11(other.vulkan11), vulkan12(other.vulkan12), vulkan13(other.vulkan13) {
@@ -131,8 +144,7 @@ std::string FeatureSet::missingFor(std::span<const std::uint32_t> spirv) const {
     // Capabilities come first in a module.
     for (std::size_t at = headerWords; at + 1 < spirv.size();) {
         const std::uint32_t words = spirv[at] >> 16;
-        if ((spirv[at] & 0xffffU) != opCapability || words != 2)
-            break;
+        if ((spirv[at] & 0xffffU) != opCapability || words != 2) break;
         for (const Row& row : rows)
             if (row.capability == spirv[at + 1] && !read(*this, row))
                 return "This graphics device cannot run the shader: it has no support for " +

@@ -31,8 +31,7 @@ std::atomic<bool> layerIsActive = false;
 VKAPI_ATTR VkBool32 VKAPI_CALL onMessage(VkDebugUtilsMessageSeverityFlagBitsEXT, VkDebugUtilsMessageTypeFlagsEXT types,
                                          const VkDebugUtilsMessengerCallbackDataEXT* data, void*) {
     // What the loader says about the machine's layers and drivers is not about our calls.
-    if ((types & ~VkDebugUtilsMessageTypeFlagsEXT(VK_DEBUG_UTILS_MESSAGE_TYPE_GENERAL_BIT_EXT)) == 0)
-        return VK_FALSE;
+    if ((types & ~VkDebugUtilsMessageTypeFlagsEXT(VK_DEBUG_UTILS_MESSAGE_TYPE_GENERAL_BIT_EXT)) == 0) return VK_FALSE;
     std::fprintf(stderr, "validation: %s\n", data->pMessage);
     Messages& list = messages();
     const std::lock_guard lock(list.mutex);
@@ -52,7 +51,9 @@ bool validationRequested() {
     return value != nullptr && std::strcmp(value, "1") == 0;
 }
 
-bool validationActive() { return layerIsActive; }
+bool validationActive() {
+    return layerIsActive;
+}
 
 std::size_t validationMessageCount() {
     const std::lock_guard lock(messages().mutex);
@@ -66,8 +67,7 @@ std::vector<std::string> validationMessages() {
 
 Result<void*> nativeInstance() {
     const Result<vulkan::Instance*> instance = vulkan::Instance::shared();
-    if (!instance)
-        return std::unexpected(instance.error());
+    if (!instance) return std::unexpected(instance.error());
     return (*instance)->handle;
 }
 
@@ -78,10 +78,9 @@ const char* const noDriverText = "No Vulkan driver was found: install the one fo
                                  "mesa-vulkan-drivers to draw on the CPU.";
 
 Result<Instance> makeInstance() {
-    // A Mesa layer that only reorders the devices looks for a Wayland display at every listing, and complains on standard
-    // error where no desktop is running.
-    if (std::getenv("XDG_RUNTIME_DIR") == nullptr)
-        setenv("NODEVICE_SELECT", "1", 0);
+    // A Mesa layer that only reorders the devices looks for a Wayland display at every listing, and complains on
+    // standard error where no desktop is running.
+    if (std::getenv("XDG_RUNTIME_DIR") == nullptr) setenv("NODEVICE_SELECT", "1", 0);
 
     std::uint32_t count = 0;
     if (vkEnumerateInstanceExtensionProperties(nullptr, &count, nullptr) != VK_SUCCESS)
@@ -100,8 +99,7 @@ Result<Instance> makeInstance() {
         extensions.push_back(VK_KHR_SURFACE_EXTENSION_NAME);
         for (const char* name : {"VK_KHR_xcb_surface", "VK_KHR_xlib_surface", "VK_KHR_wayland_surface",
                                  "VK_KHR_get_surface_capabilities2", "VK_EXT_headless_surface"})
-            if (hasExtension(name))
-                extensions.push_back(name);
+            if (hasExtension(name)) extensions.push_back(name);
     }
     VkInstanceCreateFlags flags = 0;
     if (hasExtension(VK_KHR_PORTABILITY_ENUMERATION_EXTENSION_NAME)) {
@@ -120,7 +118,8 @@ Result<Instance> makeInstance() {
             layers.push_back(layerName);
             extensions.push_back(VK_EXT_DEBUG_UTILS_EXTENSION_NAME);
         } else {
-            std::fputs("GLASSHOB_VALIDATION=1 was asked for, but the Vulkan validation layer is not installed.\n", stderr);
+            std::fputs("GLASSHOB_VALIDATION=1 was asked for, but the Vulkan validation layer is not installed.\n",
+                       stderr);
         }
     }
 
@@ -153,8 +152,7 @@ Result<Instance> makeInstance() {
     const VkResult result = attempt(purpose, [&] { return vkCreateInstance(&info, nullptr, &instance.handle); });
     if (result == VK_ERROR_INCOMPATIBLE_DRIVER || result == VK_ERROR_INITIALIZATION_FAILED)
         return std::unexpected(Error{ErrorKind::noDriver, noDriverText});
-    if (result != VK_SUCCESS)
-        return std::unexpected(makeError(result, purpose));
+    if (result != VK_SUCCESS) return std::unexpected(makeError(result, purpose));
     if (!layers.empty()) {
         const auto create = reinterpret_cast<PFN_vkCreateDebugUtilsMessengerEXT>(
             vkGetInstanceProcAddr(instance.handle, "vkCreateDebugUtilsMessengerEXT"));
@@ -187,8 +185,7 @@ int preference(DeviceKind kind) {
 
 std::string lowerCase(std::string text) {
     for (char& c : text)
-        if (c >= 'A' && c <= 'Z')
-            c = char(c - 'A' + 'a');
+        if (c >= 'A' && c <= 'Z') c = char(c - 'A' + 'a');
     return text;
 }
 
@@ -200,10 +197,8 @@ PhysicalDevice describe(VkPhysicalDevice handle) {
     properties.sType = VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_PROPERTIES_2;
     VkPhysicalDeviceProperties basic{};
     vkGetPhysicalDeviceProperties(handle, &basic);
-    if (basic.apiVersion >= VK_API_VERSION_1_2)
-        properties.pNext = &driver;
-    if (basic.apiVersion >= VK_API_VERSION_1_1)
-        vkGetPhysicalDeviceProperties2(handle, &properties);
+    if (basic.apiVersion >= VK_API_VERSION_1_2) properties.pNext = &driver;
+    if (basic.apiVersion >= VK_API_VERSION_1_1) vkGetPhysicalDeviceProperties2(handle, &properties);
 
     device.info.name = basic.deviceName;
     device.info.kind = kindOf(basic.deviceType);
@@ -243,8 +238,7 @@ Result<Instance*> Instance::shared() {
     const std::lock_guard lock(mutex);
     if (instance == nullptr) {
         Result<Instance> made = makeInstance();
-        if (!made)
-            return std::unexpected(made.error());
+        if (!made) return std::unexpected(made.error());
         instance = new Instance(*made);
     }
     return instance;
@@ -252,26 +246,21 @@ Result<Instance*> Instance::shared() {
 
 Result<std::vector<PhysicalDevice>> physicalDevices() {
     Result<Instance*> instance = Instance::shared();
-    if (!instance)
-        return std::unexpected(instance.error());
+    if (!instance) return std::unexpected(instance.error());
     const char* const purpose = "listing the graphics devices";
     std::uint32_t count = 0;
     std::vector<VkPhysicalDevice> handles;
     VkResult result = VK_SUCCESS;
     do {
         result = attempt(purpose, [&] { return vkEnumeratePhysicalDevices((*instance)->handle, &count, nullptr); });
-        if (result != VK_SUCCESS)
-            break;
+        if (result != VK_SUCCESS) break;
         handles.resize(count);
         result = vkEnumeratePhysicalDevices((*instance)->handle, &count, handles.data());
         handles.resize(count);
     } while (result == VK_INCOMPLETE);
-    if (result == VK_ERROR_INITIALIZATION_FAILED)
-        return std::unexpected(Error{ErrorKind::noDriver, noDriverText});
-    if (result != VK_SUCCESS)
-        return std::unexpected(makeError(result, purpose));
-    if (handles.empty())
-        return std::unexpected(Error{ErrorKind::noDriver, noDriverText});
+    if (result == VK_ERROR_INITIALIZATION_FAILED) return std::unexpected(Error{ErrorKind::noDriver, noDriverText});
+    if (result != VK_SUCCESS) return std::unexpected(makeError(result, purpose));
+    if (handles.empty()) return std::unexpected(Error{ErrorKind::noDriver, noDriverText});
 
     std::vector<PhysicalDevice> devices;
     const auto rank = [](const PhysicalDevice& device) {
@@ -286,28 +275,24 @@ Result<std::vector<PhysicalDevice>> physicalDevices() {
 
 Result<PhysicalDevice> choosePhysicalDevice() {
     Result<std::vector<PhysicalDevice>> devices = physicalDevices();
-    if (!devices)
-        return std::unexpected(devices.error());
+    if (!devices) return std::unexpected(devices.error());
     const char* wanted = std::getenv("GLASSHOB_DEVICE");
     if (wanted != nullptr && *wanted != '\0') {
         const std::string part = lowerCase(wanted);
         for (const PhysicalDevice& device : *devices) {
-            if (lowerCase(device.info.name).find(part) == std::string::npos)
-                continue;
-            if (!device.info.isUsable)
-                return std::unexpected(Error{ErrorKind::unsupported, device.info.problem});
+            if (lowerCase(device.info.name).find(part) == std::string::npos) continue;
+            if (!device.info.isUsable) return std::unexpected(Error{ErrorKind::unsupported, device.info.problem});
             return device;
         }
         std::string names;
         for (const PhysicalDevice& device : *devices)
             names += (names.empty() ? "" : ", ") + device.info.name;
-        return std::unexpected(Error{ErrorKind::noDriver, "No graphics device has \"" + std::string(wanted) +
-                                                              "\" in its name, which GLASSHOB_DEVICE asks for. There is: " +
-                                                              names + "."});
+        return std::unexpected(
+            Error{ErrorKind::noDriver, "No graphics device has \"" + std::string(wanted) +
+                                           "\" in its name, which GLASSHOB_DEVICE asks for. There is: " + names + "."});
     }
     const PhysicalDevice& best = devices->front();
-    if (!best.info.isUsable)
-        return std::unexpected(Error{ErrorKind::unsupported, best.info.problem});
+    if (!best.info.isUsable) return std::unexpected(Error{ErrorKind::unsupported, best.info.problem});
     return best;
 }
 

@@ -20,8 +20,7 @@ VkSampler Library::Impl::constantSampler(const FunctionDescriptor& function, std
 
 std::shared_ptr<Function> Library::makeFunction(std::string_view name) const {
     for (const FunctionDescriptor& function : impl_->descriptor.functions)
-        if (function.name == name)
-            return std::make_shared<Function>(shared_from_this(), function);
+        if (function.name == name) return std::make_shared<Function>(shared_from_this(), function);
     return nullptr;
 }
 
@@ -50,7 +49,8 @@ bool argumentsAreUsable(const FunctionDescriptor& function) {
         case ArgumentKind::sampler: limit = maxSamplerArguments; break;
         case ArgumentKind::constantSampler: break;
         }
-        if (argument.set != set || argument.index >= limit || std::ranges::find(bindings, argument.binding) != bindings.end())
+        if (argument.set != set || argument.index >= limit ||
+            std::ranges::find(bindings, argument.binding) != bindings.end())
             return false;
         bindings.push_back(argument.binding);
     }
@@ -76,11 +76,9 @@ Result<std::shared_ptr<Library>> Device::makeLibrary(LibraryDescriptor descripto
         std::vector<VkSampler>& samplers = impl->constantSamplers.emplace_back();
         for (const ArgumentBinding& argument : function.arguments) {
             samplers.push_back(VK_NULL_HANDLE);
-            if (argument.kind != ArgumentKind::constantSampler)
-                continue;
+            if (argument.kind != ArgumentKind::constantSampler) continue;
             Result<VkSampler> sampler = vulkan::makeSampler(core, argument.sampler);
-            if (!sampler)
-                return std::unexpected(sampler.error());
+            if (!sampler) return std::unexpected(sampler.error());
             samplers.back() = *sampler;
         }
     }

@@ -44,9 +44,7 @@ struct Texture::Impl {
 
     ~Impl();
     bool isDepth() const { return descriptor.format == PixelFormat::depth32Float; }
-    VkImageAspectFlags aspect() const {
-        return isDepth() ? VK_IMAGE_ASPECT_DEPTH_BIT : VK_IMAGE_ASPECT_COLOR_BIT;
-    }
+    VkImageAspectFlags aspect() const { return isDepth() ? VK_IMAGE_ASPECT_DEPTH_BIT : VK_IMAGE_ASPECT_COLOR_BIT; }
     VkExtent2D extent() const { return {descriptor.width, descriptor.height}; }
     bool contains(const Region& region) const;
 };
@@ -105,8 +103,8 @@ struct ComputePipelineState::Impl {
 struct CommandQueue::Impl {
     std::shared_ptr<Device> device;
     QueuePriority priority = QueuePriority::live;
-    std::mutex mutex;                      // guards:
-    std::deque<std::uint64_t> unfinished;  // background queues: the values of the last commits
+    std::mutex mutex;                     // guards:
+    std::deque<std::uint64_t> unfinished; // background queues: the values of the last commits
 };
 
 namespace vulkan {
@@ -121,7 +119,8 @@ VkDescriptorType toVulkan(ArgumentKind kind);
 Result<VkSampler> makeSampler(VulkanDevice& device, const SamplerDescriptor& descriptor);
 
 // Moves an image from one layout to another, ordered after everything before and before everything after.
-void transition(VkCommandBuffer commands, VkImage image, VkImageAspectFlags aspect, VkImageLayout from, VkImageLayout to);
+void transition(VkCommandBuffer commands, VkImage image, VkImageAspectFlags aspect, VkImageLayout from,
+                VkImageLayout to);
 
 } // namespace vulkan
 } // namespace gpu

@@ -19,7 +19,9 @@ ComputePipelineState::Impl::~Impl() {
     vkDestroyPipeline(device->handle, handle, nullptr);
     layout.destroy(*device);
 }
-Size ComputePipelineState::threadsPerThreadgroup() const { return impl_->threadsPerThreadgroup; }
+Size ComputePipelineState::threadsPerThreadgroup() const {
+    return impl_->threadsPerThreadgroup;
+}
 std::uint32_t ComputePipelineState::maxTotalThreadsPerThreadgroup() const {
     return impl_->device->limits.maxComputeWorkGroupInvocations;
 }
@@ -36,12 +38,13 @@ Result<void> PipelineLayout::make(VulkanDevice& device, const Function* first, c
             samplers.reserve(arguments.size());
             VkShaderStageFlags stage = VK_SHADER_STAGE_FRAGMENT_BIT;
             if (function->stage() != ShaderStage::fragment)
-                stage = function->stage() == ShaderStage::vertex ? VK_SHADER_STAGE_VERTEX_BIT : VK_SHADER_STAGE_COMPUTE_BIT;
+                stage =
+                    function->stage() == ShaderStage::vertex ? VK_SHADER_STAGE_VERTEX_BIT : VK_SHADER_STAGE_COMPUTE_BIT;
             for (std::size_t i = 0; i < arguments.size(); ++i) {
                 const VkSampler* constant = nullptr;
                 if (arguments[i].kind == ArgumentKind::constantSampler)
-                    constant = &samplers.emplace_back(
-                        function->library()->impl().constantSampler(function->descriptor(), i));
+                    constant =
+                        &samplers.emplace_back(function->library()->impl().constantSampler(function->descriptor(), i));
                 bindings.push_back({arguments[i].binding, toVulkan(arguments[i].kind), 1, stage, constant});
             }
         }
@@ -50,9 +53,9 @@ Result<void> PipelineLayout::make(VulkanDevice& device, const Function* first, c
                                                    .flags = 0,
                                                    .bindingCount = std::uint32_t(bindings.size()),
                                                    .pBindings = bindings.data()};
-        if (auto made = device.call(
-                "creating a descriptor set layout",
-                [&] { return vkCreateDescriptorSetLayout(device.handle, &info, nullptr, &sets[set]); });
+        if (auto made =
+                device.call("creating a descriptor set layout",
+                            [&] { return vkCreateDescriptorSetLayout(device.handle, &info, nullptr, &sets[set]); });
             !made)
             return made;
     }
@@ -97,9 +100,8 @@ Result<VkPipeline> makeRenderPipeline(VulkanDevice& device, const RenderPipeline
                                       VkPipelineLayout layout) {
     const VkPipelineShaderStageCreateInfo stages[] = {
         stageInfo(*descriptor.vertexFunction, VK_SHADER_STAGE_VERTEX_BIT),
-        descriptor.fragmentFunction != nullptr
-            ? stageInfo(*descriptor.fragmentFunction, VK_SHADER_STAGE_FRAGMENT_BIT)
-            : VkPipelineShaderStageCreateInfo{}};
+        descriptor.fragmentFunction != nullptr ? stageInfo(*descriptor.fragmentFunction, VK_SHADER_STAGE_FRAGMENT_BIT)
+                                               : VkPipelineShaderStageCreateInfo{}};
     const VkPipelineVertexInputStateCreateInfo vertexInput{
         .sType = VK_STRUCTURE_TYPE_PIPELINE_VERTEX_INPUT_STATE_CREATE_INFO,
         .pNext = nullptr,
@@ -145,7 +147,8 @@ Result<VkPipeline> makeRenderPipeline(VulkanDevice& device, const RenderPipeline
         .pSampleMask = nullptr,
         .alphaToCoverageEnable = VK_FALSE,
         .alphaToOneEnable = VK_FALSE};
-    const VkPipelineDepthStencilStateCreateInfo depth{.sType = VK_STRUCTURE_TYPE_PIPELINE_DEPTH_STENCIL_STATE_CREATE_INFO,
+    const VkPipelineDepthStencilStateCreateInfo depth{.sType =
+                                                          VK_STRUCTURE_TYPE_PIPELINE_DEPTH_STENCIL_STATE_CREATE_INFO,
                                                       .pNext = nullptr,
                                                       .flags = 0,
                                                       .depthTestEnable = VK_FALSE,
@@ -160,8 +163,7 @@ Result<VkPipeline> makeRenderPipeline(VulkanDevice& device, const RenderPipeline
     std::vector<VkPipelineColorBlendAttachmentState> blends;
     std::vector<VkFormat> formats;
     for (const ColorAttachmentDescriptor& attachment : descriptor.colorAttachments) {
-        if (attachment.format == PixelFormat::invalid)
-            break;
+        if (attachment.format == PixelFormat::invalid) break;
         formats.push_back(vulkan::toVulkan(attachment.format));
         blends.push_back({.blendEnable = attachment.blendingEnabled ? VK_TRUE : VK_FALSE,
                           .srcColorBlendFactor = vulkan::toVulkan(attachment.sourceRGB),
@@ -182,8 +184,8 @@ Result<VkPipeline> makeRenderPipeline(VulkanDevice& device, const RenderPipeline
                                                     .pAttachments = blends.data(),
                                                     .blendConstants = {}};
     static constexpr VkDynamicState dynamicStates[] = {
-        VK_DYNAMIC_STATE_VIEWPORT,          VK_DYNAMIC_STATE_SCISSOR,            VK_DYNAMIC_STATE_PRIMITIVE_TOPOLOGY,
-        VK_DYNAMIC_STATE_CULL_MODE,         VK_DYNAMIC_STATE_FRONT_FACE,         VK_DYNAMIC_STATE_DEPTH_TEST_ENABLE,
+        VK_DYNAMIC_STATE_VIEWPORT,           VK_DYNAMIC_STATE_SCISSOR,         VK_DYNAMIC_STATE_PRIMITIVE_TOPOLOGY,
+        VK_DYNAMIC_STATE_CULL_MODE,          VK_DYNAMIC_STATE_FRONT_FACE,      VK_DYNAMIC_STATE_DEPTH_TEST_ENABLE,
         VK_DYNAMIC_STATE_DEPTH_WRITE_ENABLE, VK_DYNAMIC_STATE_DEPTH_COMPARE_OP};
     const VkPipelineDynamicStateCreateInfo dynamic{.sType = VK_STRUCTURE_TYPE_PIPELINE_DYNAMIC_STATE_CREATE_INFO,
                                                    .pNext = nullptr,
@@ -217,11 +219,9 @@ Result<VkPipeline> makeRenderPipeline(VulkanDevice& device, const RenderPipeline
                                             .basePipelineHandle = VK_NULL_HANDLE,
                                             .basePipelineIndex = -1};
     VkPipeline handle = VK_NULL_HANDLE;
-    if (auto made = device.call("creating a render pipeline",
-                                [&] {
-                                    return vkCreateGraphicsPipelines(device.handle, device.pipelineCache, 1, &info,
-                                                                     nullptr, &handle);
-                                });
+    if (auto made = device.call(
+            "creating a render pipeline",
+            [&] { return vkCreateGraphicsPipelines(device.handle, device.pipelineCache, 1, &info, nullptr, &handle); });
         !made)
         return std::unexpected(made.error());
     return handle;
@@ -235,8 +235,8 @@ Device::makeRenderPipelineState(const RenderPipelineDescriptor& descriptor) {
     const bool hasFragment = descriptor.fragmentFunction != nullptr;
     if (!belongs(descriptor.vertexFunction, core, ShaderStage::vertex) ||
         (hasFragment && !belongs(descriptor.fragmentFunction, core, ShaderStage::fragment)))
-        return std::unexpected(
-            Error{ErrorKind::invalidArgument, "A render pipeline needs a vertex and a fragment function of its device."});
+        return std::unexpected(Error{ErrorKind::invalidArgument,
+                                     "A render pipeline needs a vertex and a fragment function of its device."});
     if (descriptor.rasterSampleCount != 1 && descriptor.rasterSampleCount != 4)
         return std::unexpected(Error{ErrorKind::invalidArgument, "A render pipeline has 1 or 4 samples."});
     if (descriptor.colorAttachments[0].format == PixelFormat::invalid && descriptor.depthFormat == PixelFormat::invalid)
@@ -248,8 +248,7 @@ Device::makeRenderPipelineState(const RenderPipelineDescriptor& descriptor) {
     if (auto made = impl->layout.make(core, descriptor.vertexFunction.get(), descriptor.fragmentFunction.get()); !made)
         return std::unexpected(made.error());
     Result<VkPipeline> pipeline = makeRenderPipeline(core, descriptor, impl->layout.handle);
-    if (!pipeline)
-        return std::unexpected(pipeline.error());
+    if (!pipeline) return std::unexpected(pipeline.error());
     impl->handle = *pipeline;
     return std::make_shared<RenderPipelineState>(std::move(impl));
 }
@@ -261,20 +260,18 @@ Device::makeComputePipelineState(const std::shared_ptr<Function>& function, Size
         return std::unexpected(Error{ErrorKind::invalidArgument, "A compute pipeline needs a kernel of its device."});
     const std::uint32_t limit = core.limits.maxComputeWorkGroupInvocations;
     Size size = threadsPerThreadgroup;
-    if (size.width == 0)
-        size = {std::min({limit, 256U, core.limits.maxComputeWorkGroupSize[0]}), 1, 1};
+    if (size.width == 0) size = {std::min({limit, 256U, core.limits.maxComputeWorkGroupSize[0]}), 1, 1};
     if (size.height == 0 || size.depth == 0 || std::uint64_t(size.width) * size.height * size.depth > limit ||
         size.width > core.limits.maxComputeWorkGroupSize[0] || size.height > core.limits.maxComputeWorkGroupSize[1] ||
         size.depth > core.limits.maxComputeWorkGroupSize[2])
-        return std::unexpected(Error{ErrorKind::invalidArgument, "A threadgroup of this device has 1 to " +
-                                                                     std::to_string(limit) + " threads."});
+        return std::unexpected(Error{ErrorKind::invalidArgument,
+                                     "A threadgroup of this device has 1 to " + std::to_string(limit) + " threads."});
 
     auto impl = std::make_unique<ComputePipelineState::Impl>();
     impl->device = impl_->core;
     impl->function = function;
     impl->threadsPerThreadgroup = size;
-    if (auto made = impl->layout.make(core, function.get(), nullptr); !made)
-        return std::unexpected(made.error());
+    if (auto made = impl->layout.make(core, function.get(), nullptr); !made) return std::unexpected(made.error());
     const std::uint32_t values[] = {size.width, size.height, size.depth};
     const VkSpecializationMapEntry entries[] = {{0, 0, 4}, {1, 4, 4}, {2, 8, 4}};
     const VkSpecializationInfo specialization{3, entries, sizeof values, values};

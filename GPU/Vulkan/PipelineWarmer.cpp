@@ -19,8 +19,7 @@ namespace {
 
 bool isTrue(const char* variable) {
     const char* value = std::getenv(variable);
-    if (value == nullptr)
-        return false;
+    if (value == nullptr) return false;
     const std::string_view text = value;
     return text == "1" || text == "true" || text == "yes" || text == "y";
 }
@@ -38,20 +37,16 @@ void yieldToTheLivePicture() {
 bool drawOnce(const std::shared_ptr<Device>& device, const RenderPipelineDescriptor& original) {
     RenderPipelineDescriptor descriptor = original;
     const auto again = [&](std::shared_ptr<Function>& function) {
-        if (function == nullptr)
-            return true;
+        if (function == nullptr) return true;
         auto library = device->makeLibrary(function->library()->impl().descriptor);
-        if (!library)
-            return false;
+        if (!library) return false;
         function = (*library)->makeFunction(function->name());
         return function != nullptr;
     };
-    if (!again(descriptor.vertexFunction) || !again(descriptor.fragmentFunction))
-        return false;
+    if (!again(descriptor.vertexFunction) || !again(descriptor.fragmentFunction)) return false;
     const auto pipeline = device->makeRenderPipelineState(descriptor);
     const auto queue = device->makeCommandQueue();
-    if (!pipeline || !queue)
-        return false;
+    if (!pipeline || !queue) return false;
 
     RenderPassDescriptor pass;
     TextureDescriptor target;
@@ -59,24 +54,22 @@ bool drawOnce(const std::shared_ptr<Device>& device, const RenderPipelineDescrip
     target.sampleCount = descriptor.rasterSampleCount;
     target.type = target.sampleCount > 1 ? TextureType::type2DMultisample : TextureType::type2D;
     target.usage = {.shaderRead = false, .renderTarget = true};
-    for (std::size_t i = 0; i < maxColorAttachments && descriptor.colorAttachments[i].format != PixelFormat::invalid; ++i) {
+    for (std::size_t i = 0; i < maxColorAttachments && descriptor.colorAttachments[i].format != PixelFormat::invalid;
+         ++i) {
         target.format = descriptor.colorAttachments[i].format;
         const auto texture = device->makeTexture(target);
-        if (!texture)
-            return false;
+        if (!texture) return false;
         pass.colorAttachments[i].texture = *texture;
     }
     if (descriptor.depthFormat != PixelFormat::invalid) {
         target.format = descriptor.depthFormat;
         const auto texture = device->makeTexture(target);
-        if (!texture)
-            return false;
+        if (!texture) return false;
         pass.depthAttachment.texture = *texture;
     }
     const auto commands = (*queue)->commandBuffer();
     RenderCommandEncoder* encoder = commands != nullptr ? commands->makeRenderCommandEncoder(pass) : nullptr;
-    if (encoder == nullptr)
-        return false;
+    if (encoder == nullptr) return false;
     encoder->setRenderPipelineState(*pipeline);
     encoder->drawPrimitives(PrimitiveType::triangle, 0, 3);
     encoder->endEncoding();
@@ -109,8 +102,7 @@ struct PipelineWarmer::Impl {
             {
                 std::unique_lock lock(mutex);
                 changed.wait(lock, [&] { return isStopping || waiting.has_value(); });
-                if (isStopping)
-                    return;
+                if (isStopping) return;
                 request = std::move(*waiting);
                 waiting.reset();
             }
@@ -138,13 +130,13 @@ PipelineWarmer::~PipelineWarmer() {
         dropped = std::exchange(impl_->waiting, std::nullopt);
     }
     impl_->changed.notify_all();
-    if (impl_->thread.joinable())
-        impl_->thread.join();
-    if (dropped)
-        dropped->handler(WarmResult::superseded);
+    if (impl_->thread.joinable()) impl_->thread.join();
+    if (dropped) dropped->handler(WarmResult::superseded);
 }
 
-bool PipelineWarmer::isUseful() const { return impl_->isUseful; }
+bool PipelineWarmer::isUseful() const {
+    return impl_->isUseful;
+}
 
 void PipelineWarmer::warm(const std::shared_ptr<RenderPipelineState>& pipeline,
                           std::function<void(WarmResult)> handler) {
@@ -156,12 +148,10 @@ void PipelineWarmer::warm(const std::shared_ptr<RenderPipelineState>& pipeline,
     {
         const std::lock_guard lock(impl_->mutex);
         dropped = std::exchange(impl_->waiting, Impl::Request{pipeline, std::move(handler)});
-        if (!impl_->thread.joinable())
-            impl_->thread = std::thread([this] { impl_->run(); });
+        if (!impl_->thread.joinable()) impl_->thread = std::thread([this] { impl_->run(); });
     }
     impl_->changed.notify_all();
-    if (dropped)
-        dropped->handler(WarmResult::superseded);
+    if (dropped) dropped->handler(WarmResult::superseded);
 }
 
 } // namespace gpu

@@ -1,5 +1,5 @@
-// The presenter's thread owns the swapchain: it acquires images ahead of time, waits for a committed frame to be drawn, and
-// only then presents it, so that neither the lock of the queue nor the caller waits for a frame.
+// The presenter's thread owns the swapchain: it acquires images ahead of time, waits for a committed frame to be drawn,
+// and only then presents it, so that neither the lock of the queue nor the caller waits for a frame.
 #include "GPU/Presenter.h"
 
 #include "GPU/Vulkan/Commands.h"
@@ -47,11 +47,11 @@ struct Presenter::Impl {
     std::mutex mutex; // guards everything below
     std::condition_variable changed;
     VkExtent2D requested{};
-    bool sizeIsInDoubt = false;  // the surface's size must be asked for again
+    bool sizeIsInDoubt = false; // the surface's size must be asked for again
     bool isOutOfDate = false;
     std::shared_ptr<Swapchain> swapchain;
-    std::deque<std::uint32_t> ready;   // acquired images of `swapchain`
-    unsigned handedOut = 0;            // drawables neither committed nor given back
+    std::deque<std::uint32_t> ready; // acquired images of `swapchain`
+    unsigned handedOut = 0;          // drawables neither committed nor given back
     std::deque<Frame> toPresent;
     unsigned presenting = 0;
     bool callerWentWithout = false;
@@ -70,19 +70,23 @@ struct Presenter::Impl {
 };
 
 Drawable::Drawable(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
-const std::shared_ptr<Texture>& Drawable::texture() const { return impl_->texture; }
-std::uint32_t Drawable::width() const { return impl_->texture->width(); }
-std::uint32_t Drawable::height() const { return impl_->texture->height(); }
+const std::shared_ptr<Texture>& Drawable::texture() const {
+    return impl_->texture;
+}
+std::uint32_t Drawable::width() const {
+    return impl_->texture->width();
+}
+std::uint32_t Drawable::height() const {
+    return impl_->texture->height();
+}
 
 Drawable::~Drawable() {
     const std::shared_ptr<Presenter::Impl> presenter = impl_->presenter.lock();
-    if (presenter == nullptr || impl_->isCommitted)
-        return;
+    if (presenter == nullptr || impl_->isCommitted) return;
     {
         const std::lock_guard lock(presenter->mutex);
         --presenter->handedOut;
-        if (presenter->swapchain == impl_->swapchain)
-            presenter->ready.push_front(impl_->imageIndex);
+        if (presenter->swapchain == impl_->swapchain) presenter->ready.push_front(impl_->imageIndex);
     }
     presenter->changed.notify_all();
 }
@@ -92,8 +96,7 @@ namespace vulkan {
 void presentWhenFinished(const std::shared_ptr<Drawable>& drawable, std::uint64_t value) {
     Drawable::Impl& impl = drawable->impl();
     const auto presenter = impl.presenter.lock();
-    if (presenter == nullptr || impl.isCommitted)
-        return;
+    if (presenter == nullptr || impl.isCommitted) return;
     impl.isCommitted = true;
     {
         const std::lock_guard lock(presenter->mutex);
@@ -106,7 +109,9 @@ void presentWhenFinished(const std::shared_ptr<Drawable>& drawable, std::uint64_
 } // namespace vulkan
 
 Presenter::Presenter(std::shared_ptr<Impl> impl) : impl_(std::move(impl)) {}
-Presenter::~Presenter() { close(); }
+Presenter::~Presenter() {
+    close();
+}
 
 Result<std::shared_ptr<Presenter>> Presenter::make(const std::shared_ptr<Device>& device, NativeSurface surface,
                                                    PresentMode mode) {
@@ -114,11 +119,9 @@ Result<std::shared_ptr<Presenter>> Presenter::make(const std::shared_ptr<Device>
     const VkPhysicalDevice physical = core.physical.handle;
     const auto handle = reinterpret_cast<VkSurfaceKHR>(surface.handle);
     const auto cannot = [&] {
-        return std::unexpected(
-            Error{ErrorKind::unsupported, device->name() + " cannot show pictures in this window."});
+        return std::unexpected(Error{ErrorKind::unsupported, device->name() + " cannot show pictures in this window."});
     };
-    if (!core.hasSwapchain || handle == VK_NULL_HANDLE)
-        return cannot();
+    if (!core.hasSwapchain || handle == VK_NULL_HANDLE) return cannot();
     VkBool32 isSupported = VK_FALSE;
     if (vkGetPhysicalDeviceSurfaceSupportKHR(physical, core.physical.queueFamily, handle, &isSupported) != VK_SUCCESS ||
         isSupported == VK_FALSE)
@@ -128,11 +131,10 @@ Result<std::shared_ptr<Presenter>> Presenter::make(const std::shared_ptr<Device>
     std::vector<VkSurfaceFormatKHR> formats(count);
     vkGetPhysicalDeviceSurfaceFormatsKHR(physical, handle, &count, formats.data());
     const auto isWanted = [](const VkSurfaceFormatKHR& format) {
-        return format.format == VK_FORMAT_UNDEFINED || (format.format == VK_FORMAT_B8G8R8A8_UNORM &&
-                                                        format.colorSpace == VK_COLOR_SPACE_SRGB_NONLINEAR_KHR);
+        return format.format == VK_FORMAT_UNDEFINED ||
+               (format.format == VK_FORMAT_B8G8R8A8_UNORM && format.colorSpace == VK_COLOR_SPACE_SRGB_NONLINEAR_KHR);
     };
-    if (std::ranges::none_of(formats, isWanted))
-        return cannot();
+    if (std::ranges::none_of(formats, isWanted)) return cannot();
     vkGetPhysicalDeviceSurfacePresentModesKHR(physical, handle, &count, nullptr);
     std::vector<VkPresentModeKHR> modes(count);
     vkGetPhysicalDeviceSurfacePresentModesKHR(physical, handle, &count, modes.data());
@@ -155,22 +157,22 @@ void Presenter::setPresentedHandler(std::function<void(const PresentedFrame&)> h
     impl_->presentedHandler = std::move(handler);
 }
 
-void Presenter::setAvailableHandler(std::function<void()> handler) { impl_->availableHandler = std::move(handler); }
+void Presenter::setAvailableHandler(std::function<void()> handler) {
+    impl_->availableHandler = std::move(handler);
+}
 
 std::shared_ptr<Drawable> Presenter::nextDrawable(std::uint32_t width, std::uint32_t height) {
     std::shared_ptr<Drawable> drawable;
     {
         const std::lock_guard lock(impl_->mutex);
-        if (impl_->isLost || impl_->isStopping || width == 0 || height == 0)
-            return nullptr;
+        if (impl_->isLost || impl_->isStopping || width == 0 || height == 0) return nullptr;
         const VkExtent2D wanted{width, height};
         const bool isNew = wanted.width != impl_->requested.width || wanted.height != impl_->requested.height;
         const bool fits = impl_->swapchain != nullptr && impl_->swapchain->extent.width == width &&
                           impl_->swapchain->extent.height == height;
         impl_->requested = wanted;
         // A surface that lags behind its window is asked again at every frame until it has caught up.
-        if (!fits)
-            impl_->sizeIsInDoubt = true;
+        if (!fits) impl_->sizeIsInDoubt = true;
         const bool mustWait = isNew && !fits;
         if (!mustWait && !impl_->isOutOfDate && !impl_->ready.empty()) {
             auto made = std::make_unique<Drawable::Impl>();
@@ -201,13 +203,11 @@ std::uint64_t Presenter::presentedFrames() const {
 void Presenter::close() {
     {
         const std::lock_guard lock(impl_->mutex);
-        if (impl_->isStopping)
-            return;
+        if (impl_->isStopping) return;
         impl_->isStopping = true;
     }
     impl_->changed.notify_all();
-    if (impl_->thread.joinable())
-        impl_->thread.join();
+    if (impl_->thread.joinable()) impl_->thread.join();
     if (impl_->swapchain != nullptr) {
         impl_->core->drain(); // drawables that were drawn and never shown
         impl_->swapchain->destroy();
@@ -223,8 +223,7 @@ void Presenter::Impl::noteResult(VkResult result) {
         isOutOfDate = true;
     else if (result < VK_SUCCESS)
         isLost = true;
-    if (result == VK_ERROR_DEVICE_LOST)
-        core->lost = true;
+    if (result == VK_ERROR_DEVICE_LOST) core->lost = true;
 }
 
 void Presenter::Impl::run() {
@@ -232,13 +231,11 @@ void Presenter::Impl::run() {
     while (true) {
         if (!toPresent.empty()) {
             // An image for the next frame first: the wait for this one may be long.
-            if (!isStopping && !isOutOfDate && ready.size() + outstanding() < maxFramesInFlight)
-                acquire(lock);
+            if (!isStopping && !isOutOfDate && ready.size() + outstanding() < maxFramesInFlight) acquire(lock);
             present(lock);
             continue;
         }
-        if (isStopping)
-            return;
+        if (isStopping) return;
         const bool wantsArea = requested.width > 0 && requested.height > 0;
         if (!isLost && wantsArea && outstanding() == 0 && (swapchain == nullptr || isOutOfDate || sizeIsInDoubt)) {
             rebuild(lock);
@@ -247,8 +244,7 @@ void Presenter::Impl::run() {
             continue;
         }
         if (!isLost && swapchain != nullptr && !isOutOfDate && ready.size() + outstanding() < maxFramesInFlight) {
-            if (acquire(lock) == Acquire::none)
-                changed.wait_for(lock, acquireRetry);
+            if (acquire(lock) == Acquire::none) changed.wait_for(lock, acquireRetry);
             continue;
         }
         changed.wait(lock);
@@ -282,10 +278,9 @@ void Presenter::Impl::rebuild(std::unique_lock<std::mutex>& lock) {
         noteResult(result);
         return;
     }
-    if (made == nullptr)
-        return;
-    // The images of the old one that were acquired and not used go with it. A caller may have taken one meanwhile: it keeps
-    // the old one alive, and what it draws is not shown.
+    if (made == nullptr) return;
+    // The images of the old one that were acquired and not used go with it. A caller may have taken one meanwhile: it
+    // keeps the old one alive, and what it draws is not shown.
     swapchain = made;
     ready.clear();
     isOutOfDate = false;
@@ -298,8 +293,7 @@ void Presenter::Impl::rebuild(std::unique_lock<std::mutex>& lock) {
 
 Presenter::Impl::Acquire Presenter::Impl::acquire(std::unique_lock<std::mutex>& lock) {
     const std::shared_ptr<Swapchain> from = swapchain;
-    if (from == nullptr)
-        return Acquire::none;
+    if (from == nullptr) return Acquire::none;
     lock.unlock();
     std::uint32_t index = 0;
     const VkResult result = vulkan::attempt("taking an image of the window", [&] {
@@ -316,8 +310,7 @@ Presenter::Impl::Acquire Presenter::Impl::acquire(std::unique_lock<std::mutex>& 
         ready.push_back(index);
         shouldTell = std::exchange(callerWentWithout, false);
     }
-    if (result == VK_NOT_READY || result == VK_TIMEOUT)
-        return Acquire::none;
+    if (result == VK_NOT_READY || result == VK_TIMEOUT) return Acquire::none;
     noteResult(result);
     if (shouldTell && availableHandler) {
         lock.unlock();

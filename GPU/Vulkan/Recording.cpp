@@ -17,8 +17,7 @@ Recording::~Recording() {
     }
     for (VkDescriptorPool descriptorPool : descriptorPools)
         vkDestroyDescriptorPool(device.handle, descriptorPool, nullptr);
-    if (pool != VK_NULL_HANDLE)
-        vkDestroyCommandPool(device.handle, pool, nullptr);
+    if (pool != VK_NULL_HANDLE) vkDestroyCommandPool(device.handle, pool, nullptr);
 }
 
 Result<void> Recording::make() {
@@ -91,16 +90,15 @@ Result<void> Recording::addChunk(std::size_t size) {
 }
 
 UploadSlice Recording::upload(std::size_t length) {
-    const std::size_t alignment = std::max<std::size_t>({std::size_t(device.limits.minUniformBufferOffsetAlignment),
-                                                         std::size_t(device.limits.minStorageBufferOffsetAlignment), 16});
+    const std::size_t alignment =
+        std::max<std::size_t>({std::size_t(device.limits.minUniformBufferOffsetAlignment),
+                               std::size_t(device.limits.minStorageBufferOffsetAlignment), 16});
     chunkUsed = (chunkUsed + alignment - 1) / alignment * alignment;
     if (chunkUsed + length > chunks[chunkIndex].size) {
-        if (chunkIndex + 1 == chunks.size() && !addChunk(std::max(chunkSize, length)))
-            return {};
+        if (chunkIndex + 1 == chunks.size() && !addChunk(std::max(chunkSize, length))) return {};
         ++chunkIndex;
         chunkUsed = 0;
-        if (length > chunks[chunkIndex].size)
-            return {};
+        if (length > chunks[chunkIndex].size) return {};
     }
     const Chunk& chunk = chunks[chunkIndex];
     const UploadSlice slice{chunk.buffer, chunkUsed, chunk.allocation.mapped + chunkUsed};
@@ -123,9 +121,8 @@ VkDescriptorSet Recording::allocateSet(VkDescriptorSetLayout layout) {
                                                   .poolSizeCount = std::uint32_t(std::size(sizes)),
                                                   .pPoolSizes = sizes};
             VkDescriptorPool descriptorPool = VK_NULL_HANDLE;
-            if (!device.call("creating a descriptor pool", [&] {
-                    return vkCreateDescriptorPool(device.handle, &info, nullptr, &descriptorPool);
-                }))
+            if (!device.call("creating a descriptor pool",
+                             [&] { return vkCreateDescriptorPool(device.handle, &info, nullptr, &descriptorPool); }))
                 return VK_NULL_HANDLE;
             descriptorPools.push_back(descriptorPool);
         }
@@ -137,23 +134,19 @@ VkDescriptorSet Recording::allocateSet(VkDescriptorSetLayout layout) {
         VkDescriptorSet set = VK_NULL_HANDLE;
         const VkResult result = attempt("allocating a descriptor set",
                                         [&] { return vkAllocateDescriptorSets(device.handle, &info, &set); });
-        if (result == VK_SUCCESS)
-            return set;
+        if (result == VK_SUCCESS) return set;
         const bool poolIsFull = result == VK_ERROR_OUT_OF_POOL_MEMORY || result == VK_ERROR_FRAGMENTED_POOL;
-        if (!poolIsFull)
-            return VK_NULL_HANDLE;
+        if (!poolIsFull) return VK_NULL_HANDLE;
         ++descriptorPoolIndex;
     }
 }
 
 void Recording::hold(std::shared_ptr<const void> object) {
-    if (object == nullptr)
-        return;
+    if (object == nullptr) return;
     constexpr std::size_t remembered = 8;
     const std::size_t first = held.size() > remembered ? held.size() - remembered : 0;
     for (std::size_t i = first; i < held.size(); ++i)
-        if (held[i] == object)
-            return;
+        if (held[i] == object) return;
     held.push_back(std::move(object));
 }
 

@@ -1,6 +1,6 @@
-// The Vulkan objects of one command buffer: its pool, its descriptor pools, the ring that inline bytes go to, and strong
-// references to everything it uses. Taken from and given back to the device, so that a frame in a steady state makes no
-// Vulkan object. Used by one thread at a time.
+// The Vulkan objects of one command buffer: its pool, its descriptor pools, the ring that inline bytes go to, and
+// strong references to everything it uses. Taken from and given back to the device, so that a frame in a steady state
+// makes no Vulkan object. Used by one thread at a time.
 #pragma once
 
 #include "GPU/Error.h"
@@ -33,8 +33,8 @@ struct Recording {
     Result<void> begin();
     void reset(); // lets go of everything that it holds
 
-    // Memory that the GPU reads once this recording runs; aligned for uniform and storage buffers. Nothing when memory ran
-    // out.
+    // Memory that the GPU reads once this recording runs; aligned for uniform and storage buffers. Nothing when memory
+    // ran out.
     UploadSlice upload(std::size_t length);
 
     // A descriptor set that lives as long as the recording; null when memory ran out.

@@ -7,8 +7,7 @@
 namespace gpu::vulkan {
 
 VkExtent2D Swapchain::fittingExtent(const VkSurfaceCapabilitiesKHR& capabilities, VkExtent2D requested) {
-    if (capabilities.currentExtent.width != UINT32_MAX)
-        return capabilities.currentExtent;
+    if (capabilities.currentExtent.width != UINT32_MAX) return capabilities.currentExtent;
     return {std::clamp(requested.width, capabilities.minImageExtent.width, capabilities.maxImageExtent.width),
             std::clamp(requested.height, capabilities.minImageExtent.height, capabilities.maxImageExtent.height)};
 }
@@ -21,11 +20,9 @@ Result<std::shared_ptr<Swapchain>> Swapchain::make(const std::shared_ptr<VulkanD
     swapchain->extent = extent;
 
     std::uint32_t imageCount = capabilities.minImageCount + 1;
-    if (capabilities.maxImageCount != 0)
-        imageCount = std::min(imageCount, capabilities.maxImageCount);
+    if (capabilities.maxImageCount != 0) imageCount = std::min(imageCount, capabilities.maxImageCount);
     VkCompositeAlphaFlagBitsKHR alpha = VK_COMPOSITE_ALPHA_OPAQUE_BIT_KHR;
-    if ((capabilities.supportedCompositeAlpha & alpha) == 0)
-        alpha = VK_COMPOSITE_ALPHA_INHERIT_BIT_KHR;
+    if ((capabilities.supportedCompositeAlpha & alpha) == 0) alpha = VK_COMPOSITE_ALPHA_INHERIT_BIT_KHR;
     const VkSwapchainCreateInfoKHR info{.sType = VK_STRUCTURE_TYPE_SWAPCHAIN_CREATE_INFO_KHR,
                                         .pNext = nullptr,
                                         .flags = 0,
@@ -44,14 +41,15 @@ Result<std::shared_ptr<Swapchain>> Swapchain::make(const std::shared_ptr<VulkanD
                                         .presentMode = mode,
                                         .clipped = VK_TRUE,
                                         .oldSwapchain = old};
-    if (auto made = device->call(
-            "creating the window's images",
-            [&] { return vkCreateSwapchainKHR(device->handle, &info, nullptr, &swapchain->handle); });
+    if (auto made =
+            device->call("creating the window's images",
+                         [&] { return vkCreateSwapchainKHR(device->handle, &info, nullptr, &swapchain->handle); });
         !made)
         return std::unexpected(made.error());
     const VkFenceCreateInfo fenceInfo{.sType = VK_STRUCTURE_TYPE_FENCE_CREATE_INFO, .pNext = nullptr, .flags = 0};
-    if (auto made = device->call("creating a fence",
-                                 [&] { return vkCreateFence(device->handle, &fenceInfo, nullptr, &swapchain->acquired); });
+    if (auto made =
+            device->call("creating a fence",
+                         [&] { return vkCreateFence(device->handle, &fenceInfo, nullptr, &swapchain->acquired); });
         !made)
         return std::unexpected(made.error());
 
@@ -81,8 +79,9 @@ Result<std::shared_ptr<Swapchain>> Swapchain::make(const std::shared_ptr<VulkanD
                                              .format = VK_FORMAT_B8G8R8A8_UNORM,
                                              .components = {},
                                              .subresourceRange = {VK_IMAGE_ASPECT_COLOR_BIT, 0, 1, 0, 1}};
-        if (auto made = device->call("creating a view of the window's images",
-                                     [&] { return vkCreateImageView(device->handle, &viewInfo, nullptr, &texture->view); });
+        if (auto made =
+                device->call("creating a view of the window's images",
+                             [&] { return vkCreateImageView(device->handle, &viewInfo, nullptr, &texture->view); });
             !made)
             return std::unexpected(made.error());
         swapchain->textures.push_back(std::make_shared<Texture>(std::move(texture)));

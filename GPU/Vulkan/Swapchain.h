@@ -1,5 +1,5 @@
-// The images of a window's surface at one size. Owned by the presenter's state and by the drawables made from it; used on
-// the presenter's thread only, except for its textures.
+// The images of a window's surface at one size. Owned by the presenter's state and by the drawables made from it; used
+// on the presenter's thread only, except for its textures.
 #pragma once
 
 #include "GPU/Texture.h"

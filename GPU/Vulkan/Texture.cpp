@@ -11,13 +11,27 @@ using vulkan::VulkanDevice;
 
 Texture::Texture(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
 Texture::~Texture() = default;
-std::uint32_t Texture::width() const { return impl_->descriptor.width; }
-std::uint32_t Texture::height() const { return impl_->descriptor.height; }
-PixelFormat Texture::format() const { return impl_->descriptor.format; }
-std::uint32_t Texture::sampleCount() const { return impl_->descriptor.sampleCount; }
-StorageMode Texture::storage() const { return impl_->descriptor.storage; }
-const std::byte* Texture::contents() const { return impl_->texels; }
-std::size_t Texture::rowBytes() const { return impl_->rowBytes; }
+std::uint32_t Texture::width() const {
+    return impl_->descriptor.width;
+}
+std::uint32_t Texture::height() const {
+    return impl_->descriptor.height;
+}
+PixelFormat Texture::format() const {
+    return impl_->descriptor.format;
+}
+std::uint32_t Texture::sampleCount() const {
+    return impl_->descriptor.sampleCount;
+}
+StorageMode Texture::storage() const {
+    return impl_->descriptor.storage;
+}
+const std::byte* Texture::contents() const {
+    return impl_->texels;
+}
+std::size_t Texture::rowBytes() const {
+    return impl_->rowBytes;
+}
 
 Texture::Impl::~Impl() {
     vkDestroyImageView(device->handle, view, nullptr);
@@ -35,8 +49,7 @@ bool Texture::Impl::contains(const Region& region) const {
 }
 
 void Texture::getBytes(void* destination, std::size_t bytesPerRow, const Region& region) const {
-    if (impl_->texels == nullptr || !impl_->contains(region))
-        return;
+    if (impl_->texels == nullptr || !impl_->contains(region)) return;
     const std::size_t pixel = bytesPerPixel(impl_->descriptor.format);
     auto* out = static_cast<std::byte*>(destination);
     const std::byte* in = impl_->texels + region.y * impl_->rowBytes + region.x * pixel;
@@ -46,23 +59,22 @@ void Texture::getBytes(void* destination, std::size_t bytesPerRow, const Region&
 
 Result<void> Texture::replace(const Region& region, const void* source, std::size_t bytesPerRow) {
     VulkanDevice& device = *impl_->device;
-    if (device.lost)
-        return std::unexpected(vulkan::makeError(VK_ERROR_DEVICE_LOST, "writing a texture"));
+    if (device.lost) return std::unexpected(vulkan::makeError(VK_ERROR_DEVICE_LOST, "writing a texture"));
     if (impl_->texels == nullptr || !impl_->contains(region))
-        return std::unexpected(Error{ErrorKind::invalidArgument, "That part of the texture cannot be written from here."});
+        return std::unexpected(
+            Error{ErrorKind::invalidArgument, "That part of the texture cannot be written from here."});
     const std::size_t pixel = bytesPerPixel(impl_->descriptor.format);
     std::byte* out = impl_->texels + region.y * impl_->rowBytes + region.x * pixel;
     const auto* in = static_cast<const std::byte*>(source);
     for (std::uint32_t row = 0; row < region.height; ++row, out += impl_->rowBytes, in += bytesPerRow)
         std::memcpy(out, in, region.width * pixel);
-    if (impl_->isLinear)
-        return {};
+    if (impl_->isLinear) return {};
 
     Result<std::unique_ptr<Recording>> recording = device.takeRecording();
-    if (!recording)
-        return std::unexpected(recording.error());
+    if (!recording) return std::unexpected(recording.error());
     const VkCommandBuffer commands = (*recording)->commands;
-    vulkan::transition(commands, impl_->image, impl_->aspect(), impl_->restLayout, VK_IMAGE_LAYOUT_TRANSFER_DST_OPTIMAL);
+    vulkan::transition(commands, impl_->image, impl_->aspect(), impl_->restLayout,
+                       VK_IMAGE_LAYOUT_TRANSFER_DST_OPTIMAL);
     const VkBufferImageCopy copy{.bufferOffset = region.y * impl_->rowBytes + region.x * pixel,
                                  .bufferRowLength = std::uint32_t(impl_->rowBytes / pixel),
                                  .bufferImageHeight = 0,
@@ -70,10 +82,10 @@ Result<void> Texture::replace(const Region& region, const void* source, std::siz
                                  .imageOffset = {std::int32_t(region.x), std::int32_t(region.y), 0},
                                  .imageExtent = {region.width, region.height, 1}};
     vkCmdCopyBufferToImage(commands, impl_->mirror, impl_->image, VK_IMAGE_LAYOUT_TRANSFER_DST_OPTIMAL, 1, &copy);
-    vulkan::transition(commands, impl_->image, impl_->aspect(), VK_IMAGE_LAYOUT_TRANSFER_DST_OPTIMAL, impl_->restLayout);
+    vulkan::transition(commands, impl_->image, impl_->aspect(), VK_IMAGE_LAYOUT_TRANSFER_DST_OPTIMAL,
+                       impl_->restLayout);
     Result<std::uint64_t> value = device.submit(std::move(*recording));
-    if (!value)
-        return std::unexpected(value.error());
+    if (!value) return std::unexpected(value.error());
     device.wait(*value); // the mirror may be written again at once
     return {};
 }
@@ -82,8 +94,7 @@ namespace {
 
 VkImageUsageFlags usageOf(const TextureDescriptor& descriptor) {
     VkImageUsageFlags usage = 0;
-    if (descriptor.usage.shaderRead)
-        usage |= VK_IMAGE_USAGE_SAMPLED_BIT;
+    if (descriptor.usage.shaderRead) usage |= VK_IMAGE_USAGE_SAMPLED_BIT;
     if (descriptor.usage.renderTarget)
         usage |= descriptor.format == PixelFormat::depth32Float ? VK_IMAGE_USAGE_DEPTH_STENCIL_ATTACHMENT_BIT
                                                                 : VK_IMAGE_USAGE_COLOR_ATTACHMENT_BIT;
@@ -112,8 +123,7 @@ Result<void> makeMirror(VulkanDevice& device, Texture::Impl& texture) {
     auto allocation =
         device.allocate(requirements, VK_MEMORY_PROPERTY_HOST_VISIBLE_BIT | VK_MEMORY_PROPERTY_HOST_COHERENT_BIT,
                         VK_MEMORY_PROPERTY_HOST_CACHED_BIT, "allocating a texture's mirror");
-    if (!allocation)
-        return std::unexpected(allocation.error());
+    if (!allocation) return std::unexpected(allocation.error());
     texture.mirrorAllocation = *allocation;
     texture.texels = allocation->mapped;
     return device.call("binding a texture's mirror", [&] {
@@ -124,8 +134,7 @@ Result<void> makeMirror(VulkanDevice& device, Texture::Impl& texture) {
 // Brings a new image into the layout in which it rests; ordered before whatever is committed next.
 Result<void> settle(VulkanDevice& device, const std::shared_ptr<Texture>& texture) {
     Result<std::unique_ptr<Recording>> recording = device.takeRecording();
-    if (!recording)
-        return std::unexpected(recording.error());
+    if (!recording) return std::unexpected(recording.error());
     const Texture::Impl& impl = texture->impl();
     vulkan::transition((*recording)->commands, impl.image, impl.aspect(), VK_IMAGE_LAYOUT_UNDEFINED, impl.restLayout);
     (*recording)->hold(texture);
@@ -140,15 +149,17 @@ Result<std::shared_ptr<Texture>> Device::makeTexture(const TextureDescriptor& de
     VulkanDevice& core = *impl_->core;
     const std::uint32_t limit = maxTextureSize();
     if (descriptor.width == 0 || descriptor.height == 0 || descriptor.format == PixelFormat::invalid)
-        return std::unexpected(Error{ErrorKind::invalidArgument, "A texture needs a format and a size of at least 1×1."});
+        return std::unexpected(
+            Error{ErrorKind::invalidArgument, "A texture needs a format and a size of at least 1×1."});
     if (descriptor.width > limit || descriptor.height > limit)
         return std::unexpected(Error{ErrorKind::unsupported, "This graphics device draws pictures of at most " +
                                                                  std::to_string(limit) + " pixels a side."});
     const bool isMultisample = descriptor.type == TextureType::type2DMultisample;
     if (descriptor.sampleCount != (isMultisample ? 4U : 1U) ||
-        (descriptor.storage == StorageMode::shared && (isMultisample || descriptor.format == PixelFormat::depth32Float)))
-        return std::unexpected(
-            Error{ErrorKind::invalidArgument, "The texture's type, format, sample count and storage do not go together."});
+        (descriptor.storage == StorageMode::shared &&
+         (isMultisample || descriptor.format == PixelFormat::depth32Float)))
+        return std::unexpected(Error{ErrorKind::invalidArgument,
+                                     "The texture's type, format, sample count and storage do not go together."});
     if (!descriptor.usage.shaderRead && !descriptor.usage.renderTarget)
         return std::unexpected(Error{ErrorKind::invalidArgument, "A texture needs a use."});
 
@@ -185,14 +196,13 @@ Result<std::shared_ptr<Texture>> Device::makeTexture(const TextureDescriptor& de
         return std::unexpected(made.error());
     VkMemoryRequirements requirements;
     vkGetImageMemoryRequirements(core.handle, impl->image, &requirements);
-    auto allocation = core.allocate(
-        requirements,
-        impl->isLinear ? VK_MEMORY_PROPERTY_HOST_VISIBLE_BIT | VK_MEMORY_PROPERTY_HOST_COHERENT_BIT
-                       : VkMemoryPropertyFlags(0),
-        impl->isLinear ? VK_MEMORY_PROPERTY_HOST_CACHED_BIT : VK_MEMORY_PROPERTY_DEVICE_LOCAL_BIT,
-        "allocating a texture's memory");
-    if (!allocation)
-        return std::unexpected(allocation.error());
+    auto allocation =
+        core.allocate(requirements,
+                      impl->isLinear ? VK_MEMORY_PROPERTY_HOST_VISIBLE_BIT | VK_MEMORY_PROPERTY_HOST_COHERENT_BIT
+                                     : VkMemoryPropertyFlags(0),
+                      impl->isLinear ? VK_MEMORY_PROPERTY_HOST_CACHED_BIT : VK_MEMORY_PROPERTY_DEVICE_LOCAL_BIT,
+                      "allocating a texture's memory");
+    if (!allocation) return std::unexpected(allocation.error());
     impl->allocation = *allocation;
     if (auto bound = core.call("binding a texture's memory",
                                [&] { return vkBindImageMemory(core.handle, impl->image, impl->allocation.memory, 0); });
@@ -218,23 +228,22 @@ Result<std::shared_ptr<Texture>> Device::makeTexture(const TextureDescriptor& de
         impl->texels = impl->allocation.mapped + layout.offset;
         impl->rowBytes = layout.rowPitch;
     } else if (descriptor.storage == StorageMode::shared) {
-        if (auto made = makeMirror(core, *impl); !made)
-            return std::unexpected(made.error());
+        if (auto made = makeMirror(core, *impl); !made) return std::unexpected(made.error());
     }
     auto texture = std::make_shared<Texture>(std::move(impl));
-    if (auto settled = settle(core, texture); !settled)
-        return std::unexpected(settled.error());
+    if (auto settled = settle(core, texture); !settled) return std::unexpected(settled.error());
     return texture;
 }
 
 SamplerState::SamplerState(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
 SamplerState::~SamplerState() = default;
-SamplerState::Impl::~Impl() { vkDestroySampler(device->handle, handle, nullptr); }
+SamplerState::Impl::~Impl() {
+    vkDestroySampler(device->handle, handle, nullptr);
+}
 
 Result<std::shared_ptr<SamplerState>> Device::makeSamplerState(const SamplerDescriptor& descriptor) {
     Result<VkSampler> handle = vulkan::makeSampler(*impl_->core, descriptor);
-    if (!handle)
-        return std::unexpected(handle.error());
+    if (!handle) return std::unexpected(handle.error());
     auto impl = std::make_unique<SamplerState::Impl>();
     impl->device = impl_->core;
     impl->handle = *handle;
@@ -273,8 +282,8 @@ VkFilter filter(SamplerFilter value) {
 Result<VkSampler> makeSampler(VulkanDevice& device, const SamplerDescriptor& descriptor) {
     const bool hasMips = descriptor.mipFilter != SamplerMipFilter::none;
     const bool isPixelAddressed = !descriptor.normalizedCoordinates;
-    const bool isAnisotropic = descriptor.maxAnisotropy > 1 && !isPixelAddressed &&
-                               device.features.core.features.samplerAnisotropy == VK_TRUE;
+    const bool isAnisotropic =
+        descriptor.maxAnisotropy > 1 && !isPixelAddressed && device.features.core.features.samplerAnisotropy == VK_TRUE;
     const VkSamplerCreateInfo info{
         .sType = VK_STRUCTURE_TYPE_SAMPLER_CREATE_INFO,
         .pNext = nullptr,
@@ -289,20 +298,19 @@ Result<VkSampler> makeSampler(VulkanDevice& device, const SamplerDescriptor& des
         .addressModeW = addressMode(descriptor.addressR),
         .mipLodBias = 0,
         .anisotropyEnable = isAnisotropic ? VK_TRUE : VK_FALSE,
-        .maxAnisotropy = isAnisotropic
-                             ? std::min(float(descriptor.maxAnisotropy), device.limits.maxSamplerAnisotropy)
-                             : 1.0F,
+        .maxAnisotropy =
+            isAnisotropic ? std::min(float(descriptor.maxAnisotropy), device.limits.maxSamplerAnisotropy) : 1.0F,
         .compareEnable = descriptor.compares && !isPixelAddressed ? VK_TRUE : VK_FALSE,
         .compareOp = toVulkan(descriptor.compareFunction),
         .minLod = isPixelAddressed || !hasMips ? 0.0F : descriptor.lodMin,
         .maxLod = isPixelAddressed || !hasMips ? 0.0F : std::min(descriptor.lodMax, 1000.0F),
-        .borderColor = borderColor(descriptor.addressS == SamplerAddressMode::clampToZero
-                                       ? SamplerBorderColor::transparentBlack
-                                       : descriptor.borderColor),
+        .borderColor =
+            borderColor(descriptor.addressS == SamplerAddressMode::clampToZero ? SamplerBorderColor::transparentBlack
+                                                                               : descriptor.borderColor),
         .unnormalizedCoordinates = isPixelAddressed ? VK_TRUE : VK_FALSE};
     VkSampler handle = VK_NULL_HANDLE;
-    if (auto made = device.call("creating a sampler",
-                                [&] { return vkCreateSampler(device.handle, &info, nullptr, &handle); });
+    if (auto made =
+            device.call("creating a sampler", [&] { return vkCreateSampler(device.handle, &info, nullptr, &handle); });
         !made)
         return std::unexpected(made.error());
     return handle;

@@ -70,7 +70,8 @@ VkDescriptorType toVulkan(ArgumentKind kind) {
     return VK_DESCRIPTOR_TYPE_UNIFORM_BUFFER;
 }
 
-void transition(VkCommandBuffer commands, VkImage image, VkImageAspectFlags aspect, VkImageLayout from, VkImageLayout to) {
+void transition(VkCommandBuffer commands, VkImage image, VkImageAspectFlags aspect, VkImageLayout from,
+                VkImageLayout to) {
     const VkImageMemoryBarrier2 barrier{.sType = VK_STRUCTURE_TYPE_IMAGE_MEMORY_BARRIER_2,
                                         .pNext = nullptr,
                                         .srcStageMask = VK_PIPELINE_STAGE_2_ALL_COMMANDS_BIT,

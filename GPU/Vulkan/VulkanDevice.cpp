@@ -42,8 +42,7 @@ Result<std::shared_ptr<VulkanDevice>> VulkanDevice::make(const PhysicalDevice& p
         if (name == VK_KHR_SWAPCHAIN_EXTENSION_NAME) {
             const auto instance = Instance::shared();
             device->hasSwapchain = instance && (*instance)->canPresent;
-            if (device->hasSwapchain)
-                extensions.push_back(VK_KHR_SWAPCHAIN_EXTENSION_NAME);
+            if (device->hasSwapchain) extensions.push_back(VK_KHR_SWAPCHAIN_EXTENSION_NAME);
         } else if (name == "VK_KHR_portability_subset") {
             extensions.push_back("VK_KHR_portability_subset");
         }
@@ -80,8 +79,9 @@ Result<std::shared_ptr<VulkanDevice>> VulkanDevice::make(const PhysicalDevice& p
                                              .initialValue = 0};
     const VkSemaphoreCreateInfo semaphoreInfo{
         .sType = VK_STRUCTURE_TYPE_SEMAPHORE_CREATE_INFO, .pNext = &typeInfo, .flags = 0};
-    if (auto made = device->call("creating the queue's timeline",
-                                 [&] { return vkCreateSemaphore(device->handle, &semaphoreInfo, nullptr, &device->timeline); });
+    if (auto made =
+            device->call("creating the queue's timeline",
+                         [&] { return vkCreateSemaphore(device->handle, &semaphoreInfo, nullptr, &device->timeline); });
         !made)
         return std::unexpected(made.error());
 
@@ -101,8 +101,7 @@ Result<std::shared_ptr<VulkanDevice>> VulkanDevice::make(const PhysicalDevice& p
 
 VulkanDevice::~VulkanDevice() {
     completion.reset();
-    if (handle == VK_NULL_HANDLE)
-        return;
+    if (handle == VK_NULL_HANDLE) return;
     vkDeviceWaitIdle(handle);
     inFlight.clear();
     idle.clear();
@@ -119,11 +118,9 @@ Result<Allocation> VulkanDevice::allocate(const VkMemoryRequirements& requiremen
             if ((requirements.memoryTypeBits & (1U << i)) != 0 &&
                 (memoryProperties.memoryTypes[i].propertyFlags & wanted) == wanted)
                 type = i;
-        if (type)
-            break;
+        if (type) break;
     }
-    if (!type)
-        return std::unexpected(makeError(VK_ERROR_FEATURE_NOT_PRESENT, purpose));
+    if (!type) return std::unexpected(makeError(VK_ERROR_FEATURE_NOT_PRESENT, purpose));
 
     // Drivers let a process overcommit and then end it; what cannot fit is refused here.
     const VkDeviceSize heapSize = memoryProperties.memoryHeaps[memoryProperties.memoryTypes[*type].heapIndex].size;
@@ -134,16 +131,15 @@ Result<Allocation> VulkanDevice::allocate(const VkMemoryRequirements& requiremen
                                     .memoryTypeIndex = *type};
     if (auto made = call(purpose,
                          [&] {
-                             if (requirements.size > heapSize)
-                                 return VK_ERROR_OUT_OF_DEVICE_MEMORY;
+                             if (requirements.size > heapSize) return VK_ERROR_OUT_OF_DEVICE_MEMORY;
                              return vkAllocateMemory(handle, &info, nullptr, &allocation.memory);
                          });
         !made)
         return std::unexpected(made.error());
     if ((required & VK_MEMORY_PROPERTY_HOST_VISIBLE_BIT) != 0) {
         void* mapped = nullptr;
-        if (auto made =
-                call("mapping memory", [&] { return vkMapMemory(handle, allocation.memory, 0, VK_WHOLE_SIZE, 0, &mapped); });
+        if (auto made = call("mapping memory",
+                             [&] { return vkMapMemory(handle, allocation.memory, 0, VK_WHOLE_SIZE, 0, &mapped); });
             !made) {
             vkFreeMemory(handle, allocation.memory, nullptr);
             return std::unexpected(made.error());
@@ -153,7 +149,9 @@ Result<Allocation> VulkanDevice::allocate(const VkMemoryRequirements& requiremen
     return allocation;
 }
 
-void VulkanDevice::release(const Allocation& allocation) { vkFreeMemory(handle, allocation.memory, nullptr); }
+void VulkanDevice::release(const Allocation& allocation) {
+    vkFreeMemory(handle, allocation.memory, nullptr);
+}
 
 Result<std::unique_ptr<Recording>> VulkanDevice::takeRecording() {
     reclaim();
@@ -167,8 +165,7 @@ Result<std::unique_ptr<Recording>> VulkanDevice::takeRecording() {
     }
     if (recording == nullptr) {
         recording = std::make_unique<Recording>(*this);
-        if (auto made = recording->make(); !made)
-            return std::unexpected(made.error());
+        if (auto made = recording->make(); !made) return std::unexpected(made.error());
     }
     if (auto begun = recording->begin(); !begun) {
         giveBack(std::move(recording));
@@ -212,7 +209,8 @@ Result<std::uint64_t> VulkanDevice::submit(std::unique_ptr<Recording> recording)
                                  .pCommandBufferInfos = &commandsInfo,
                                  .signalSemaphoreInfoCount = 1,
                                  .pSignalSemaphoreInfos = &signal};
-        submitted = call("handing work to the graphics device", [&] { return vkQueueSubmit2(queue, 1, &info, VK_NULL_HANDLE); });
+        submitted = call("handing work to the graphics device",
+                         [&] { return vkQueueSubmit2(queue, 1, &info, VK_NULL_HANDLE); });
         if (submitted) {
             lastSubmitted = value;
             const std::lock_guard recordingsLock(recordingsMutex);
@@ -232,8 +230,7 @@ void VulkanDevice::reclaim() {
         std::unique_ptr<Recording> recording;
         {
             const std::lock_guard lock(recordingsMutex);
-            if (inFlight.empty() || inFlight.front().value > finished)
-                return;
+            if (inFlight.empty() || inFlight.front().value > finished) return;
             recording = std::move(inFlight.front().recording);
             inFlight.pop_front();
         }
@@ -243,8 +240,7 @@ void VulkanDevice::reclaim() {
 
 std::uint64_t VulkanDevice::finishedValue() {
     std::uint64_t value = 0;
-    if (vkGetSemaphoreCounterValue(handle, timeline, &value) == VK_ERROR_DEVICE_LOST)
-        lost = true;
+    if (vkGetSemaphoreCounterValue(handle, timeline, &value) == VK_ERROR_DEVICE_LOST) lost = true;
     return value;
 }
 
@@ -256,15 +252,13 @@ bool VulkanDevice::wait(std::uint64_t value, std::uint64_t timeoutNanoseconds) {
                                    .pSemaphores = &timeline,
                                    .pValues = &value};
     const VkResult result = vkWaitSemaphores(handle, &info, timeoutNanoseconds);
-    if (result == VK_ERROR_DEVICE_LOST)
-        lost = true;
+    if (result == VK_ERROR_DEVICE_LOST) lost = true;
     return result == VK_SUCCESS;
 }
 
 void VulkanDevice::whenFinished(std::uint64_t value, std::function<void()> handler) {
     const std::lock_guard lock(completionMutex);
-    if (completion == nullptr)
-        completion = std::make_unique<CompletionThread>();
+    if (completion == nullptr) completion = std::make_unique<CompletionThread>();
     completion->add(shared_from_this(), value, std::move(handler));
 }
 

@@ -1,8 +1,8 @@
-// The Vulkan side of a Device, shared by every object made from it: handles, limits, the one queue with its timeline, the
-// pool of recordings, and the thread that runs completion handlers. Any thread; the locks are told at the members.
+// The Vulkan side of a Device, shared by every object made from it: handles, limits, the one queue with its timeline,
+// the pool of recordings, and the thread that runs completion handlers. Any thread; the locks are told at the members.
 //
-// Public objects split in two: those that use the queue (CommandQueue, CommandBuffer, Presenter) hold the Device; memory and
-// pipelines hold only this, so that work in flight, which holds them, never holds the Device itself.
+// Public objects split in two: those that use the queue (CommandQueue, CommandBuffer, Presenter) hold the Device;
+// memory and pipelines hold only this, so that work in flight, which holds them, never holds the Device itself.
 #pragma once
 
 #include "GPU/Device.h"
@@ -45,8 +45,8 @@ struct VulkanDevice : std::enable_shared_from_this<VulkanDevice> {
     VkPipelineCache pipelineCache = VK_NULL_HANDLE;
     VkSemaphore timeline = VK_NULL_HANDLE;
 
-    std::mutex queueMutex;              // the queue, and:
-    std::uint64_t lastSubmitted = 0;    // the timeline's value once everything submitted has finished
+    std::mutex queueMutex;           // the queue, and:
+    std::uint64_t lastSubmitted = 0; // the timeline's value once everything submitted has finished
 
     static Result<std::shared_ptr<VulkanDevice>> make(const PhysicalDevice& physical);
     ~VulkanDevice();
@@ -54,18 +54,15 @@ struct VulkanDevice : std::enable_shared_from_this<VulkanDevice> {
     // Makes a call that can fail; notices a lost device.
     template <class Call>
     Result<void> call(std::string_view purpose, Call&& vulkanCall) {
-        if (lost)
-            return std::unexpected(makeError(VK_ERROR_DEVICE_LOST, purpose));
+        if (lost) return std::unexpected(makeError(VK_ERROR_DEVICE_LOST, purpose));
         const VkResult result = attempt(purpose, vulkanCall);
-        if (result >= VK_SUCCESS)
-            return {};
-        if (result == VK_ERROR_DEVICE_LOST)
-            lost = true;
+        if (result >= VK_SUCCESS) return {};
+        if (result == VK_ERROR_DEVICE_LOST) lost = true;
         return std::unexpected(makeError(result, purpose));
     }
 
-    // Memory for a resource; mapped when the flags ask for HOST_VISIBLE. `preferred` flags are given up when no type has
-    // them.
+    // Memory for a resource; mapped when the flags ask for HOST_VISIBLE. `preferred` flags are given up when no type
+    // has them.
     Result<Allocation> allocate(const VkMemoryRequirements& requirements, VkMemoryPropertyFlags required,
                                 VkMemoryPropertyFlags preferred, std::string_view purpose);
     void release(const Allocation& allocation);

@@ -162,7 +162,8 @@ TEST_F(Compute, QueuesOfManyThreadsShareTheDevice) {
     std::vector<std::uint32_t> results(4);
     for (std::size_t index = 0; index < results.size(); ++index)
         threads.emplace_back([&, index] {
-            const auto own = *device->makeCommandQueue(index % 2 == 0 ? QueuePriority::live : QueuePriority::background);
+            const auto own =
+                *device->makeCommandQueue(index % 2 == 0 ? QueuePriority::live : QueuePriority::background);
             const auto buffer = *device->makeBuffer(4, StorageMode::shared);
             *static_cast<std::uint32_t*>(buffer->contents()) = std::uint32_t(index);
             std::shared_ptr<CommandBuffer> commands;

@@ -6,6 +6,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <cctype>
+#include <cstdio>
 #include <cstdlib>
 
 namespace gpu {
@@ -69,6 +71,22 @@ TEST(Devices, TheEnvironmentChoosesByAPartOfTheName) {
     EXPECT_EQ(device.error().kind, ErrorKind::noDriver);
     EXPECT_THAT(device.error().text, HasSubstr("no such device"));
     EXPECT_THAT(device.error().text, HasSubstr(name));
+}
+
+TEST(Devices, WithoutADriverThereIsOneSentence) {
+    // The loader looks for drivers when the instance is made, so this needs a process of its own.
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    setenv("VK_DRIVER_FILES", "/nonexistent", 1);
+    setenv("VK_ICD_FILENAMES", "/nonexistent", 1);
+    const auto tell = [] {
+        const auto device = Device::systemDefault();
+        const auto list = Device::all();
+        std::fprintf(stderr, "<%s>", device ? "a device" : device.error().text.c_str());
+        std::exit(!device && !list && device.error().kind == ErrorKind::noDriver ? 0 : 1);
+    };
+    EXPECT_EXIT(tell(), ::testing::ExitedWithCode(0), "<No Vulkan driver was found: install .*\\.>");
+    unsetenv("VK_DRIVER_FILES");
+    unsetenv("VK_ICD_FILENAMES");
 }
 
 TEST(Devices, AnOlderOneIsToldWhatItLacks) {

@@ -6,8 +6,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <atomic>
+#include <functional>
 #include <map>
 #include <optional>
 
@@ -42,8 +42,10 @@ std::vector<Creation> creations() {
         {"private buffer", [](Device& device) { return errorOf(device.makeBuffer(64, StorageMode::privateToDevice)); }},
         {"shared picture",
          [](Device& device) {
-             return errorOf(device.makeTexture(
-                 {.width = 4, .height = 4, .storage = StorageMode::shared, .usage = {.shaderRead = true, .renderTarget = true}}));
+             return errorOf(device.makeTexture({.width = 4,
+                                                .height = 4,
+                                                .storage = StorageMode::shared,
+                                                .usage = {.shaderRead = true, .renderTarget = true}}));
          }},
         {"mirrored picture",
          [](Device& device) {
@@ -75,8 +77,8 @@ TEST(Failures, EveryCallOfEveryCreationCanFail) {
     description.fragmentFunction = glslFunction(**device, ShaderStage::fragment, plainFragment);
     description.colorAttachments[0].format = PixelFormat::bgra8Unorm;
     const auto kernel = glslFunction(**device, ShaderStage::kernel, plainKernel);
-    all.push_back({"render pipeline",
-                   [=](Device& owner) { return errorOf(owner.makeRenderPipelineState(description)); }});
+    all.push_back(
+        {"render pipeline", [=](Device& owner) { return errorOf(owner.makeRenderPipelineState(description)); }});
     all.push_back({"compute pipeline", [=](Device& owner) { return errorOf(owner.makeComputePipelineState(kernel)); }});
 
     std::size_t tried = 0;
@@ -141,7 +143,8 @@ TEST(Failures, WhatCannotBeIsRefusedWithASentence) {
         errorOf(device.makeTexture({.format = PixelFormat::invalid, .width = 4, .height = 4})),
         errorOf(device.makeTexture({.width = 4, .height = 4, .sampleCount = 4})),
         errorOf(device.makeTexture({.width = 4, .height = 4, .usage = {false, false}})),
-        errorOf(device.makeTexture({.format = PixelFormat::depth32Float, .width = 4, .height = 4, .storage = StorageMode::shared})),
+        errorOf(device.makeTexture(
+            {.format = PixelFormat::depth32Float, .width = 4, .height = 4, .storage = StorageMode::shared})),
         errorOf(device.makeLibrary({})),
         errorOf(device.makeLibrary(wrongSet)),
         errorOf(device.makeLibrary(sameBinding)),
@@ -214,8 +217,7 @@ TEST(Failures, ALostDeviceAnswersAbsentAndANewOneTakesOver) {
     const std::uint32_t word = 0;
     EXPECT_EQ(texture->replace({0, 0, 1, 1}, &word, 4).error().kind, ErrorKind::deviceLost);
     for (const Creation& creation : creations()) {
-        if (std::string(creation.name) == "separate device")
-            continue;
+        if (std::string(creation.name) == "separate device") continue;
         const std::optional<Error> error = creation.make(**lost);
         ASSERT_TRUE(error) << creation.name;
         EXPECT_EQ(error->kind, ErrorKind::deviceLost) << creation.name;

@@ -1,8 +1,8 @@
 #include "GPU/tests/GlslLibrary.h"
 
-#include <glslang/SPIRV/GlslangToSpv.h>
 #include <glslang/Public/ResourceLimits.h>
 #include <glslang/Public/ShaderLang.h>
+#include <glslang/SPIRV/GlslangToSpv.h>
 #include <gtest/gtest.h>
 
 namespace gpu::testing {
@@ -11,10 +11,10 @@ std::vector<std::uint32_t> compileGlsl(ShaderStage stage, const std::string& bod
     static const bool isStarted = glslang::InitializeProcess();
     EXPECT_TRUE(isStarted);
     EShLanguage language = EShLangFragment;
-    if (stage != ShaderStage::fragment)
-        language = stage == ShaderStage::vertex ? EShLangVertex : EShLangCompute;
+    if (stage != ShaderStage::fragment) language = stage == ShaderStage::vertex ? EShLangVertex : EShLangCompute;
     const std::string text = "#version 460\n#extension GL_EXT_scalar_block_layout : require\n"
-                             "#extension GL_EXT_samplerless_texture_functions : require\n" + body;
+                             "#extension GL_EXT_samplerless_texture_functions : require\n" +
+                             body;
     const char* const pointer = text.c_str();
     glslang::TShader shader(language);
     shader.setStrings(&pointer, 1);

@@ -54,8 +54,7 @@ class TestWindow {
     std::uint32_t shown(std::int16_t x, std::int16_t y) {
         xcb_get_image_reply_t* reply = xcb_get_image_reply(
             connection_, xcb_get_image(connection_, XCB_IMAGE_FORMAT_Z_PIXMAP, window_, x, y, 1, 1, ~0U), nullptr);
-        if (reply == nullptr)
-            return ~0U;
+        if (reply == nullptr) return ~0U;
         std::uint32_t value = 0;
         std::copy_n(xcb_get_image_data(reply), 3, reinterpret_cast<std::uint8_t*>(&value));
         free(reply);
@@ -74,8 +73,7 @@ class TestWindow {
 class Presenting : public ::testing::Test {
   protected:
     void SetUp() override {
-        if (std::getenv("DISPLAY") == nullptr)
-            GTEST_SKIP() << "No display is set.";
+        if (std::getenv("DISPLAY") == nullptr) GTEST_SKIP() << "No display is set.";
         const auto made = Device::systemDefault();
         ASSERT_TRUE(made) << made.error().text;
         device = *made;
@@ -87,8 +85,7 @@ class Presenting : public ::testing::Test {
         const std::uint64_t before = presenter.presentedFrames();
         for (int attempt = 0; attempt < 2000; ++attempt, std::this_thread::sleep_for(std::chrono::milliseconds(1))) {
             const auto drawable = presenter.nextDrawable(width, height);
-            if (drawable == nullptr || drawable->width() != width)
-                continue;
+            if (drawable == nullptr || drawable->width() != width) continue;
             const auto commands = queue->commandBuffer();
             auto pass = passOn(drawable->texture(), LoadAction::clear);
             pass.colorAttachments[0].clearColor = {level / 255.0, level / 255.0, level / 255.0, 1};
@@ -139,8 +136,7 @@ TEST_F(Presenting, NoMoreThanTwoAreHandedOutAndUnusedOnesComeBack) {
         std::shared_ptr<Drawable> drawable;
         for (int i = 0; i < 500 && drawable == nullptr; ++i) {
             drawable = presenter.nextDrawable(64, 64);
-            if (drawable == nullptr)
-                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            if (drawable == nullptr) std::this_thread::sleep_for(std::chrono::milliseconds(1));
         }
         return drawable;
     };

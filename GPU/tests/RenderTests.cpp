@@ -109,12 +109,13 @@ TEST_F(Render, MissingAndShortBuffersReadAsZeros) {
 
 TEST_F(Render, ADrawWithoutItsTextureLeavesThePictureAlone) {
     const auto texture = target(*device, 2, 2);
-    const auto pipeline = fullScreenPipeline(*device, R"(
+    const auto pipeline =
+        fullScreenPipeline(*device, R"(
         layout(set = 1, binding = 32) uniform texture2D image;
         layout(set = 1, binding = 176) uniform sampler how;
         layout(location = 0) out vec4 result;
         void main() { result = texture(sampler2D(image, how), vec2(0.5)); })",
-                                             {textureArgument(1, 0), constantSamplerArgument(1, 0, SamplerFilter::nearest)});
+                           {textureArgument(1, 0), constantSamplerArgument(1, 0, SamplerFilter::nearest)});
     auto pass = passOn(texture, LoadAction::clear);
     pass.colorAttachments[0].clearColor = {0, 0, 1, 1};
     drawInto(pass, pipeline, [](RenderCommandEncoder&) {});
@@ -175,7 +176,8 @@ TEST_F(Render, DepthAndSamplesResolve) {
         void main() {
             vec2 corner = vec2((gl_VertexIndex << 1) & 2, gl_VertexIndex & 2) * 2.0 - 1.0;
             gl_Position = vec4(max(corner.x, left), corner.y, depth, 1.0);
-        })", {uniformArgument(0, 0, 8)});
+        })",
+                                              {uniformArgument(0, 0, 8)});
     description.fragmentFunction =
         glslFunction(*device, ShaderStage::fragment, uniformColor, {uniformArgument(1, 0, 16)});
     description.colorAttachments[0].format = PixelFormat::bgra8Unorm;
@@ -248,7 +250,8 @@ TEST_F(Render, WorkKeepsWhatItUses) {
         const auto pipeline = fullScreenPipeline(*device, R"(
             layout(set = 1, binding = 0, scalar) readonly buffer Block { vec4 color; };
             layout(location = 0) out vec4 result;
-            void main() { result = color; })", {storageArgument(1, 0, 16)});
+            void main() { result = color; })",
+                                                 {storageArgument(1, 0, 16)});
         const auto buffer = device->makeBuffer(16, StorageMode::shared);
         ASSERT_TRUE(buffer);
         const float color[] = {0, 1, 1, 1};
@@ -304,8 +307,7 @@ TEST_F(Render, PassesThatCannotBeAreRefused) {
     auto noResolve = passOn(small);
     noResolve.colorAttachments[0].storeAction = StoreAction::multisampleResolve;
     const auto commands = queue->commandBuffer();
-    for (const RenderPassDescriptor& pass :
-         {RenderPassDescriptor{}, mixed, gap, noResolve, passOn(*notATarget)})
+    for (const RenderPassDescriptor& pass : {RenderPassDescriptor{}, mixed, gap, noResolve, passOn(*notATarget)})
         EXPECT_EQ(commands->makeRenderCommandEncoder(pass), nullptr);
     ASSERT_NE(commands->makeRenderCommandEncoder(passOn(small)), nullptr) << "the buffer is still good";
 }

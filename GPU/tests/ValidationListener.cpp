@@ -20,8 +20,7 @@ class Listener : public ::testing::EmptyTestEventListener {
 
 class LayerIsThere : public ::testing::Environment {
     void SetUp() override {
-        if (!validationRequested())
-            return;
+        if (!validationRequested()) return;
         const auto instance = nativeInstance();
         if (instance)
             ASSERT_TRUE(validationActive()) << "Install the package vulkan-validationlayers to run the tests.";

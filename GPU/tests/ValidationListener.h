@@ -1,5 +1,5 @@
-// Fails the running test when the Vulkan validation layer has said anything during it, and the whole program when the layer
-// was asked for and is not at work.
+// Fails the running test when the Vulkan validation layer has said anything during it, and the whole program when the
+// layer was asked for and is not at work.
 #pragma once
 
 namespace gpu::testing {

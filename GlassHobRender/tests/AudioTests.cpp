@@ -14,8 +14,8 @@ namespace {
 using namespace glasshob::testing;
 
 std::string withSound(const std::string& expression) {
-    return "// @param level 0.5 0 1\n" + picture("float4(0)") +
-           "float2 sound(float t, constant Params& p) { return " + expression + "; }\n";
+    return "// @param level 0.5 0 1\n" + picture("float4(0)") + "float2 sound(float t, constant Params& p) { return " +
+           expression + "; }\n";
 }
 
 TEST(AudioRenderer, ChunksJoinWithoutASeam) {
@@ -81,7 +81,8 @@ TEST(AudioRenderer, TheWAVIsByteExact) {
         int size;
         std::uint32_t expected;
     };
-    for (const Field& field : {Field{16, 4, 16}, {20, 2, 1}, {22, 2, 2}, {24, 4, 48000}, {28, 4, 192000}, {32, 2, 4}, {34, 2, 16}})
+    for (const Field& field :
+         {Field{16, 4, 16}, {20, 2, 1}, {22, 2, 2}, {24, 4, 48000}, {28, 4, 192000}, {32, 2, 4}, {34, 2, 16}})
         EXPECT_EQ(number(field.at, field.size), field.expected) << field.at;
     EXPECT_EQ(wav.substr(36, 4), "data");
     EXPECT_EQ(number(40, 4), 16U);

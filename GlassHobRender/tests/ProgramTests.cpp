@@ -82,7 +82,8 @@ TEST(ShaderProgram, HostErrorsOfOtherKindsListTheFunctions) {
 
 TEST(ShaderProgram, AFailingDriverGivesOneSentenceWithoutMessages) {
     const auto gpu = device();
-    for (const char* purpose : {"loading a shader library", "creating a render pipeline", "creating a compute pipeline"}) {
+    for (const char* purpose :
+         {"loading a shader library", "creating a render pipeline", "creating a compute pipeline"}) {
         const gpu::testing::InjectedFault fault(purpose);
         const ShaderError error =
             errorOf(black + "float2 sound(float t, constant Params& p) { return float2(t); }\n", gpu);

@@ -17,8 +17,7 @@ inline std::shared_ptr<gpu::Device> device() {
     return made ? *made : nullptr;
 }
 
-inline std::shared_ptr<const ShaderProgram> program(const std::string& source,
-                                                    const std::shared_ptr<gpu::Device>& on) {
+inline std::shared_ptr<const ShaderProgram> program(const std::string& source, const std::shared_ptr<gpu::Device>& on) {
     try {
         return std::make_shared<const ShaderProgram>(source, on);
     } catch (const ShaderError& error) {

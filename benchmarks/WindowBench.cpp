@@ -1,0 +1,251 @@
+// The window at 1280×720 while someone types: are frames shown evenly, and does the main event loop stay awake?
+//
+// A constant of the shader is edited key by key in the real window, under a display and with a cold driver cache. Judged are
+// the 95th percentile of the intervals between presented frames, against the larger of a sixtieth of a second and 1.15 times
+// the bare Vulkan draw of the same picture at the same size (its present not counted, which only makes the target harder);
+// and the longest gap of the main event loop, seen by a heartbeat, from a last key to the first frame of the new picture.
+#include "GPU/Device.h"
+#include "GlassHob/model/AppModel.h"
+#include "GlassHob/ui/CodeEditor.h"
+#include "GlassHob/ui/DialogQuestions.h"
+#include "GlassHob/ui/MainWindow.h"
+#include "GlassHob/ui/Theme.h"
+#include "GlassHobCore/ShaderFile.h"
+#include "GlassHobCore/Uniforms.h"
+#include "GlassHobRender/ShaderProgram.h"
+#include "benchmarks/BareVulkan.h"
+#include "benchmarks/Glsl.h"
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include <QApplication>
+#include <QTemporaryDir>
+#include <QTest>
+#include <QTimer>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr QSize windowSize{1280, 720};
+constexpr int rounds = 15;
+constexpr int keysPerRound = 4;
+constexpr int keyInterval = 90;    // milliseconds
+constexpr int patience = 5000;     // for a new picture
+constexpr int bareFrames = 120;
+constexpr double frameTarget = 16.7; // milliseconds
+constexpr double bareTarget = 1.15;
+constexpr double gapTarget = 50;
+
+double milliseconds(Clock::duration duration) { return std::chrono::duration<double, std::milli>(duration).count(); }
+
+double percentile(std::vector<double> values, double part) {
+    if (values.empty()) return 0;
+    std::ranges::sort(values);
+    return values[std::min(values.size() - 1, std::size_t(part * double(values.size())))];
+}
+
+std::string readText(const std::string& path) {
+    auto text = glasshob::ShaderFile::read(path);
+    if (!text) {
+        std::fprintf(stderr, "%s\n", text.error().sentence.c_str());
+        std::exit(2);
+    }
+    return *text;
+}
+
+// The user's shade() behind one that shifts the picture by a constant, on a line of its own to be typed into.
+std::string withTypedConstant(std::string source) {
+    const std::string from = "float4 shade(";
+    source.replace(source.find(from), from.size(), "float4 drawn(");
+    return source + "\nfloat4 shade(float2 uv, constant Uniforms& u, constant Params& p) {\n    float fresh = 0.00000;\n"
+                    "    return drawn(uv + fresh, u, p);\n}\n";
+}
+
+// Times of presented frames, from the presenter's thread.
+class FrameTimes {
+  public:
+    void add(Clock::time_point when) {
+        const std::lock_guard lock(mutex_);
+        times_.push_back(when);
+    }
+    std::vector<Clock::time_point> take() {
+        const std::lock_guard lock(mutex_);
+        return std::exchange(times_, {});
+    }
+    std::size_t count() {
+        const std::lock_guard lock(mutex_);
+        return times_.size();
+    }
+
+  private:
+    std::mutex mutex_;
+    std::vector<Clock::time_point> times_;
+};
+
+// The longest time between two turns of the event loop while it is being watched.
+class Heartbeat {
+  public:
+    Heartbeat() {
+        timer_.setTimerType(Qt::PreciseTimer);
+        QObject::connect(&timer_, &QTimer::timeout, [this] { beat(); });
+        timer_.start(1);
+    }
+    void watch() {
+        longest_ = 0;
+        last_ = Clock::now();
+        watching_ = true;
+    }
+    double stop() {
+        beat();
+        watching_ = false;
+        return longest_;
+    }
+
+  private:
+    void beat() {
+        const auto now = Clock::now();
+        if (watching_) longest_ = std::max(longest_, milliseconds(now - last_));
+        last_ = now;
+    }
+    QTimer timer_;
+    Clock::time_point last_;
+    double longest_ = 0;
+    bool watching_ = false;
+};
+
+struct Figures {
+    double interval95 = 0, intervalMedian = 0, bare95 = 0, longestGap = 0, newPicture = 0;
+    std::size_t frames = 0;
+    QSize size;
+};
+
+Figures measure(const std::shared_ptr<gpu::Device>& device, const std::string& metal, const std::string& glsl) {
+    const QTemporaryDir folder;
+    const std::string text = withTypedConstant(metal);
+    const QString path = folder.filePath(QStringLiteral("typed.metal"));
+    std::ofstream(path.toStdString()) << text;
+    const auto before = std::string_view(text).substr(0, text.find("0.00000;") + 7);
+    const auto line = 1 + std::ranges::count(before, '\n');
+    const auto column = std::int64_t(before.size() - before.rfind('\n'));
+
+    glasshob::DialogQuestions questions;
+    glasshob::AppModel model({.device = device, .questions = &questions});
+    glasshob::MainWindow window(model);
+    FrameTimes frames;
+    window.canvas()->setFrameHandler([&frames](Clock::time_point when) { frames.add(when); });
+    window.resize(windowSize);
+    window.show();
+    window.activateWindow();
+    model.open(path);
+    if (!model.program()) {
+        std::fprintf(stderr, "%s\n", qPrintable(model.errorText().value_or(QString())));
+        std::exit(2);
+    }
+    if (!QTest::qWaitFor([&] { return frames.count() > 60; }, 4 * patience)) {
+        std::fprintf(stderr, "The window shows no frames.\n");
+        std::exit(2);
+    }
+
+    Figures figures;
+    figures.size = window.canvas()->pixelSize();
+    Heartbeat heartbeat;
+    bool switched = false;
+    QObject::connect(window.canvas(), &glasshob::Canvas::programSwitched, [&] { switched = true; });
+    window.editor()->goTo(line, column);
+    frames.take();
+    std::vector<double> pictures;
+    for (int round = 0; round < rounds; ++round) {
+        for (int key = 0; key < keysPerRound; ++key) {
+            if (key > 0) QTest::qWait(keyInterval);
+            if (key + 1 == keysPerRound) heartbeat.watch();
+            QTest::keyClick(window.editor(), Qt::Key(Qt::Key_1 + (round + key) % 9));
+        }
+        const auto lastKey = Clock::now();
+        switched = false;
+        if (!QTest::qWaitFor([&] { return switched; }, patience)) {
+            std::fprintf(stderr, "The edit gave no new picture: %s\n", qPrintable(model.errorText().value_or(QString())));
+            std::exit(2);
+        }
+        const std::size_t shown = frames.count();
+        // Two frames may still be in flight with the old picture.
+        (void)QTest::qWaitFor([&] { return frames.count() > shown + 2; }, patience);
+        pictures.push_back(milliseconds(Clock::now() - lastKey));
+        figures.longestGap = std::max(figures.longestGap, heartbeat.stop());
+    }
+    const auto times = frames.take();
+    std::vector<double> intervals;
+    for (std::size_t i = 1; i < times.size(); ++i) intervals.push_back(milliseconds(times[i] - times[i - 1]));
+    figures.frames = times.size();
+    figures.interval95 = percentile(intervals, 0.95);
+    figures.intervalMedian = percentile(intervals, 0.5);
+    figures.newPicture = percentile(pictures, 0.5);
+    const std::vector<float> parameters = model.program()->parameterFloats({});
+    window.hide();
+    QTest::qWait(100);
+
+    // The bare side, alone on the machine, at the same size.
+    bench::BareVulkan bare(device->name().c_str(), std::uint32_t(figures.size.width()), std::uint32_t(figures.size.height()));
+    bare.setShader(bench::compileGlsl(bench::GlslStage::vertex, bench::wholeVertex()),
+                   bench::compileGlsl(bench::GlslStage::fragment, bench::wholeFragment(glsl, 1e-6F)));
+    glasshob::GHUniforms uniforms;
+    uniforms.resolution[0] = float(figures.size.width());
+    uniforms.resolution[1] = float(figures.size.height());
+    uniforms.time = 3.25F;
+    uniforms.mouse[0] = 0.5F * uniforms.resolution[0];
+    uniforms.mouse[1] = 0.5F * uniforms.resolution[1];
+    std::vector<double> draws;
+    for (int i = 0; i < bareFrames; ++i) {
+        const auto start = Clock::now();
+        bare.draw(&uniforms, sizeof uniforms, parameters.data(), parameters.size() * sizeof(float));
+        if (i >= 5) draws.push_back(milliseconds(Clock::now() - start)); // the driver compiles in the first
+    }
+    figures.bare95 = percentile(draws, 0.95);
+    return figures;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    // The cache is on, as a user has it, and empty: every edit below is new to the driver.
+    const QTemporaryDir cache, settings;
+    unsetenv("MESA_SHADER_CACHE_DISABLE");
+    setenv("MESA_SHADER_CACHE_DIR", cache.path().toUtf8().constData(), 1);
+    setenv("XDG_CONFIG_HOME", settings.path().toUtf8().constData(), 1);
+    QApplication application(argc, argv);
+    QApplication::setOrganizationName(QStringLiteral("GlassHobBench"));
+    glasshob::Theme::instance().install();
+    const auto device = gpu::Device::systemDefault();
+    if (!device) {
+        std::fprintf(stderr, "%s\n", device.error().text.c_str());
+        return 2;
+    }
+    struct Case {
+        const char* name;
+        std::string metal, glsl;
+    };
+    const std::string bench = BENCH_SHADERS "/";
+    const Case cases[] = {{"sample", SAMPLE_SHADERS "/01-flowing-color.metal", bench + "sample.glsl"},
+                          {"noise", bench + "noise.metal", bench + "noise.glsl"}};
+    std::printf("%s, window %dx%d, %d edits of %d keys\n", (*device)->name().c_str(), windowSize.width(), windowSize.height(),
+                rounds, keysPerRound);
+    bool isGood = true;
+    for (const Case& item : cases) {
+        const Figures f = measure(*device, readText(item.metal), readText(item.glsl));
+        const double target = std::max(frameTarget, bareTarget * f.bare95);
+        const bool good = f.interval95 <= target && f.longestGap <= gapTarget;
+        isGood = isGood && good;
+        std::printf("%-8s picture %dx%d, %zu frames: interval median %.1f ms, 95th percentile %.1f ms (at most %.1f; bare draw "
+                    "%.1f); longest gap of the main loop %.1f ms (at most %.0f); new picture after %.0f ms: %s\n",
+                    item.name, f.size.width(), f.size.height(), f.frames, f.intervalMedian, f.interval95, target, f.bare95,
+                    f.longestGap, gapTarget, f.newPicture, good ? "reached" : "MISSED");
+    }
+    return isGood ? 0 : 1;
+}
