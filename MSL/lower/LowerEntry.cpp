@@ -1,0 +1,401 @@
+// Entry points: a function without parameters is made around the user's. It reads the stage's inputs, names the
+// resources, calls the user's function and writes what it returns to the stage's outputs.
+#include "MSL/lower/Lowering.h"
+
+#include <algorithm>
+
+namespace msl {
+
+using ir::SystemValue;
+using ir::Value;
+
+struct Lowering::EntryState {
+    ir::Entry* entry = nullptr;
+    FunctionDecl* function = nullptr;
+    Stage stage = Stage::fragment;
+};
+
+namespace {
+
+constexpr std::uint32_t maxUniformBytes = 16384; // what every device takes
+
+const Attribute* findAttribute(std::span<const Attribute> attributes, std::string_view name) {
+    for (const Attribute& attribute : attributes)
+        if (attribute.name != nullptr && attribute.name->text == name)
+            return &attribute;
+    return nullptr;
+}
+
+std::uint32_t numberOf(const Attribute* attribute) {
+    if (attribute == nullptr || attribute->arguments.empty() || attribute->arguments[0]->kind != ExprKind::intLiteral)
+        return 0;
+    return static_cast<std::uint32_t>(static_cast<const IntLiteral*>(attribute->arguments[0])->value);
+}
+
+struct SystemName {
+    std::string_view name;
+    SystemValue value;
+    ScalarKind scalar;
+    std::uint8_t columns;
+};
+
+// clang-format off
+constexpr SystemName vertexInputs[] = {
+    {"vertex_id", SystemValue::vertexId, ScalarKind::uint, 1},
+    {"instance_id", SystemValue::instanceId, ScalarKind::uint, 1},
+    {"base_vertex", SystemValue::baseVertex, ScalarKind::uint, 1},
+    {"base_instance", SystemValue::baseInstance, ScalarKind::uint, 1},
+};
+constexpr SystemName fragmentInputs[] = {
+    {"position", SystemValue::fragCoord, ScalarKind::float_, 4},
+    {"point_coord", SystemValue::pointCoord, ScalarKind::float_, 2},
+    {"front_facing", SystemValue::frontFacing, ScalarKind::bool_, 1},
+    {"primitive_id", SystemValue::primitiveId, ScalarKind::uint, 1},
+    {"sample_id", SystemValue::sampleId, ScalarKind::uint, 1},
+    {"sample_mask", SystemValue::sampleMask, ScalarKind::uint, 1},
+    {"render_target_array_index", SystemValue::renderTargetArrayIndex, ScalarKind::uint, 1},
+    {"viewport_array_index", SystemValue::viewportArrayIndex, ScalarKind::uint, 1},
+};
+constexpr SystemName kernelInputs[] = {
+    {"thread_position_in_grid", SystemValue::globalInvocationId, ScalarKind::uint, 3},
+    {"thread_position_in_threadgroup", SystemValue::localInvocationId, ScalarKind::uint, 3},
+    {"thread_index_in_threadgroup", SystemValue::localInvocationIndex, ScalarKind::uint, 1},
+    {"threadgroup_position_in_grid", SystemValue::workgroupId, ScalarKind::uint, 3},
+    {"threadgroups_per_grid", SystemValue::numWorkgroups, ScalarKind::uint, 3},
+    {"threads_per_threadgroup", SystemValue::workgroupSize, ScalarKind::uint, 3},
+    {"dispatch_threads_per_threadgroup", SystemValue::workgroupSize, ScalarKind::uint, 3},
+    {"threads_per_grid", SystemValue::gridSize, ScalarKind::uint, 3},
+    {"grid_size", SystemValue::gridSize, ScalarKind::uint, 3},
+    {"thread_index_in_simdgroup", SystemValue::subgroupInvocationId, ScalarKind::uint, 1},
+    {"threads_per_simdgroup", SystemValue::subgroupSize, ScalarKind::uint, 1},
+    {"thread_execution_width", SystemValue::subgroupSize, ScalarKind::uint, 1},
+    {"simdgroup_index_in_threadgroup", SystemValue::subgroupId, ScalarKind::uint, 1},
+    {"simdgroups_per_threadgroup", SystemValue::numSubgroups, ScalarKind::uint, 1},
+};
+constexpr SystemName vertexOutputs[] = {
+    {"position", SystemValue::position, ScalarKind::float_, 4},
+    {"point_size", SystemValue::pointSize, ScalarKind::float_, 1},
+    {"clip_distance", SystemValue::clipDistance, ScalarKind::float_, 1},
+    {"render_target_array_index", SystemValue::renderTargetArrayIndex, ScalarKind::uint, 1},
+    {"viewport_array_index", SystemValue::viewportArrayIndex, ScalarKind::uint, 1},
+};
+constexpr SystemName fragmentOutputs[] = {
+    {"depth", SystemValue::fragDepth, ScalarKind::float_, 1},
+    {"sample_mask", SystemValue::sampleMask, ScalarKind::uint, 1},
+};
+// clang-format on
+
+const SystemName* systemName(std::span<const SystemName> names, std::span<const Attribute> attributes) {
+    for (const SystemName& name : names)
+        if (findAttribute(attributes, name.name) != nullptr)
+            return &name;
+    return nullptr;
+}
+
+std::span<const SystemName> inputNames(Stage stage) {
+    switch (stage) {
+    case Stage::vertex: return vertexInputs;
+    case Stage::fragment: return fragmentInputs;
+    case Stage::kernel: return kernelInputs;
+    }
+    return {};
+}
+
+// "position", "user(locn0)", "color(1)": the attribute that says what a value is, as the reflection shows it.
+std::string attributeText(std::span<const Attribute> attributes) {
+    for (const Attribute& attribute : attributes) {
+        if (attribute.name == nullptr || attribute.isGnu)
+            continue;
+        const std::string_view name = attribute.name->text;
+        if (name == "flat" || name == "invariant" || name == "maybe_unused" || name.ends_with("perspective"))
+            continue;
+        std::string text(name);
+        if (!attribute.arguments.empty()) {
+            text += '(';
+            const Expr* argument = attribute.arguments[0];
+            if (argument->kind == ExprKind::intLiteral)
+                text += std::to_string(static_cast<const IntLiteral*>(argument)->value);
+            else if (argument->kind == ExprKind::nameRef &&
+                     static_cast<const NameRef*>(argument)->name.identifier != nullptr)
+                text += static_cast<const NameRef*>(argument)->name.identifier->text;
+            text += ')';
+        }
+        return text;
+    }
+    return {};
+}
+
+std::string_view varyingName(const VarDecl* field) {
+    const Attribute* user = findAttribute(field->attributes, "user");
+    if (user != nullptr && !user->arguments.empty() && user->arguments[0]->kind == ExprKind::nameRef &&
+        static_cast<const NameRef*>(user->arguments[0])->name.identifier != nullptr)
+        return static_cast<const NameRef*>(user->arguments[0])->name.identifier->text;
+    return field->name != nullptr ? field->name->text : std::string_view();
+}
+
+void setInterpolation(ir::Variable& variable, std::span<const Attribute> attributes, TypeRef type) {
+    const auto has = [&](std::string_view name) { return findAttribute(attributes, name) != nullptr; };
+    TypeRef element = type;
+    while (element->is(TypeKind::array))
+        element = element->element;
+    if (has("flat") || !isFloating(element->scalar))
+        variable.interpolation = ir::Interpolation::flat;
+    else if (has("center_no_perspective") || has("centroid_no_perspective") || has("sample_no_perspective"))
+        variable.interpolation = ir::Interpolation::noPerspective;
+    if (has("centroid_perspective") || has("centroid_no_perspective"))
+        variable.sampling = ir::Sampling::centroid;
+    else if (has("sample_perspective") || has("sample_no_perspective"))
+        variable.sampling = ir::Sampling::sample;
+    variable.isInvariant = has("invariant");
+}
+
+std::uint32_t locationCount(TypeRef type) {
+    switch (type->kind) {
+    case TypeKind::matrix: return type->columns;
+    case TypeKind::array: return static_cast<std::uint32_t>(std::min<std::uint64_t>(type->count, 64)) * locationCount(type->element);
+    default: return 1;
+    }
+}
+
+} // namespace
+
+// A value that flows from a vertex to a fragment function has one location in the whole module, by its name, so that
+// any pair of functions fits together.
+std::uint32_t Lowering::locationFor(std::string_view name, TypeRef type) {
+    const auto [at, isNew] = locations_.try_emplace(name, nextLocation_);
+    if (isNew)
+        nextLocation_ += locationCount(type);
+    return at->second;
+}
+
+void Lowering::assignLocations(const TranslationUnit& unit) {
+    // The largest of the types that share a name decides how much room it has.
+    std::vector<std::pair<std::string_view, TypeRef>> varyings;
+    const auto note = [&](TypeRef type) {
+        if (!type->is(TypeKind::struct_))
+            return;
+        for (const VarDecl* field : type->structDecl->fields) {
+            const std::string_view name = varyingName(field);
+            if (systemName(vertexOutputs, field->attributes) != nullptr || isOpaque(field->type))
+                continue;
+            auto known = std::ranges::find(varyings, name, &std::pair<std::string_view, TypeRef>::first);
+            if (known == varyings.end())
+                varyings.emplace_back(name, field->type);
+            else if (locationCount(field->type) > locationCount(known->second))
+                known->second = field->type;
+        }
+    };
+    for (const FunctionDecl* function : unit.entryPoints) {
+        if (function->stage == EntryStage::vertex)
+            note(function->returnType);
+        if (function->stage == EntryStage::fragment)
+            for (const VarDecl* parameter : function->parameters)
+                if (findAttribute(parameter->attributes, "stage_in") != nullptr)
+                    note(parameter->type);
+    }
+    for (const auto& [name, type] : varyings)
+        locationFor(name, type);
+}
+
+Value* Lowering::inputValue(EntryState& state, const VarDecl* declaration, TypeRef type) {
+    const SystemName* system = systemName(inputNames(state.stage), declaration->attributes);
+    const TypeRef plainType = valueType(type);
+    const TypeRef inputType =
+        system == nullptr ? plainType : module_.types.vector(system->scalar, system->columns);
+    const bool isArray = system != nullptr && system->value == SystemValue::sampleMask;
+    ir::Variable* variable =
+        module_.newVariable(ir::Variable::Kind::input, isArray ? module_.types.array(inputType, 1) : inputType,
+                            nameOf(declaration));
+    variable->attribute = module_.arena.copyText(attributeText(declaration->attributes));
+    if (system != nullptr) {
+        variable->systemValue = system->value;
+    } else if (state.stage == Stage::vertex) {
+        variable->location = numberOf(findAttribute(declaration->attributes, "attribute"));
+    } else {
+        variable->location = locationFor(varyingName(declaration), plainType);
+        setInterpolation(*variable, declaration->attributes, plainType);
+    }
+    if (system != nullptr && state.stage == Stage::fragment && !isFloating(inputType->scalar))
+        variable->interpolation = ir::Interpolation::flat;
+    state.entry->interface->push_back(variable);
+    ir::Place* place = builder_.place(variable);
+    if (isArray)
+        place = builder_.placeIndex(place, 0U, inputType);
+    Value* value = builder_.load(place);
+    if (value->type->isVector() && plainType->columns < value->type->columns && !plainType->isMatrix()) {
+        const std::uint32_t components[3] = {0, 1, 2};
+        value = builder_.shuffle(value, nullptr, {components, plainType->columns});
+    }
+    return plainType->isNumeric() ? convertValue(plainType, value) : value;
+}
+
+Operand Lowering::stageInput(EntryState& state, TypeRef type) {
+    std::vector<Value*> parts;
+    for (const VarDecl* field : type->structDecl->fields) {
+        if (isOpaque(field->type) || field->type->is(TypeKind::struct_)) {
+            unsupported(field->location, "a member of type '" + typeName(field->type) + "' in [[stage_in]] is");
+            return errorOperand(type);
+        }
+        if (state.stage == Stage::fragment && findAttribute(field->attributes, "point_size") != nullptr) {
+            parts.push_back(module_.constantNull(valueType(field->type))); // no fragment sees it
+            continue;
+        }
+        parts.push_back(inputValue(state, field, field->type));
+    }
+    const TypeRef structType = valueType(type);
+    return Operand::ofValue(parts.empty() ? module_.constantNull(structType) : builder_.construct(structType, parts), type);
+}
+
+Access Lowering::resourceParameter(EntryState& state, VarDecl* parameter) {
+    const TypeRef type = parameter->type;
+    const bool isTexture = type->is(TypeKind::texture);
+    const bool isSampler = type->is(TypeKind::sampler);
+    const bool isPointer = type->is(TypeKind::pointer);
+    const std::uint32_t index =
+        numberOf(findAttribute(parameter->attributes, isTexture ? "texture" : isSampler ? "sampler" : "buffer"));
+    TypeRef held = type;
+    if (!isTexture && !isSampler)
+        held = isPointer ? module_.types.array(type->element, 0) : type->element;
+    if (!isTexture && !isSampler && (type->space == AddressSpace::threadgroup || isOpaque(type->element))) {
+        unsupported(parameter->location, "a parameter of type '" + typeName(type) + "' is");
+        return errorAccess(type->is(TypeKind::reference) ? type->element : type);
+    }
+    if (type->is(TypeKind::array)) {
+        unsupported(parameter->location, "an array of textures is");
+        return errorAccess(type);
+    }
+    ir::Variable* variable = module_.newVariable(isTexture   ? ir::Variable::Kind::texture
+                                                 : isSampler ? ir::Variable::Kind::sampler
+                                                             : ir::Variable::Kind::buffer,
+                                                 held, nameOf(parameter));
+    variable->attribute = module_.arena.copyText(attributeText(parameter->attributes));
+    variable->metalIndex = index;
+    variable->set = state.stage == Stage::fragment ? 1 : 0;
+    state.entry->interface->push_back(variable);
+    if (isTexture || isSampler) {
+        variable->binding = index + (isTexture ? textureBindingBase : samplerBindingBase);
+        variable->isWritable = isTexture && (type->textureAccess == TextureAccess::write ||
+                                             type->textureAccess == TextureAccess::readWrite);
+        variable->bindingKind = isSampler ? BindingKind::sampler
+                                : type->textureAccess == TextureAccess::write ||
+                                          type->textureAccess == TextureAccess::readWrite
+                                    ? BindingKind::storageTexture
+                                    : BindingKind::sampledTexture;
+        Operand operand;
+        operand.kind = Operand::Kind::resource;
+        operand.type = type;
+        operand.resource = variable;
+        return heldAccess(operand);
+    }
+    variable->binding = index;
+    variable->isWritable = type->space == AddressSpace::device && !type->pointeeConst;
+    const bool isUniform =
+        type->space == AddressSpace::constant && !isPointer && layoutOf(type->element).size <= maxUniformBytes;
+    variable->bindingKind = isUniform ? BindingKind::uniformBuffer : BindingKind::storageBuffer;
+    ir::Place* place = builder_.place(variable);
+    if (!isPointer)
+        return placeAccess(place, type->element);
+    const Access first = placeAccess(builder_.placeIndex(place, 0U, type->element), type->element);
+    return heldAccess(pointerTo(first, type));
+}
+
+Access Lowering::entryParameter(EntryState& state, VarDecl* parameter) {
+    const TypeRef type = parameter->type;
+    if (isOpaque(type) && !type->is(TypeKind::struct_))
+        return resourceParameter(state, parameter);
+    if (findAttribute(parameter->attributes, "stage_in") != nullptr)
+        return heldAccess(stageInput(state, type));
+    if (isOpaque(type) || systemName(inputNames(state.stage), parameter->attributes) == nullptr) {
+        unsupported(parameter->location, "the parameter '" + std::string(nameOf(parameter)) + "' of type '" +
+                                             typeName(type) + "' is");
+        return errorAccess(type);
+    }
+    return heldAccess(Operand::ofValue(inputValue(state, parameter, type), type));
+}
+
+void Lowering::storeOutput(EntryState& state, const VarDecl* field, Value* value, TypeRef type,
+                           std::span<const Attribute> attributes) {
+    const bool isVertex = state.stage == Stage::vertex;
+    const SystemName* system =
+        isVertex ? systemName(vertexOutputs, attributes) : systemName(fragmentOutputs, attributes);
+    const bool isWhole = field == nullptr;
+    TypeRef outputType = valueType(type);
+    SystemValue systemValue = system != nullptr ? system->value : SystemValue::none;
+    if (isWhole && isVertex)
+        systemValue = SystemValue::position;
+    else if (system != nullptr && system->value != SystemValue::clipDistance)
+        outputType = module_.types.vector(system->scalar, system->columns);
+    const bool isWrapped = systemValue == SystemValue::sampleMask ||
+                           (systemValue == SystemValue::clipDistance && !outputType->is(TypeKind::array));
+    ir::Variable* variable = module_.newVariable(ir::Variable::Kind::output,
+                                                 isWrapped ? module_.types.array(outputType, 1) : outputType,
+                                                 isWhole ? nameOf(state.function) : nameOf(field));
+    variable->attribute = module_.arena.copyText(attributeText(attributes));
+    variable->systemValue = systemValue;
+    if (systemValue == SystemValue::none) {
+        if (isVertex) {
+            variable->location = locationFor(varyingName(field), outputType);
+            setInterpolation(*variable, attributes, outputType);
+        } else {
+            variable->location = numberOf(findAttribute(attributes, "color"));
+            variable->index = numberOf(findAttribute(attributes, "index"));
+        }
+    } else {
+        variable->isInvariant = findAttribute(attributes, "invariant") != nullptr;
+        state.entry->usesDepthOutput = state.entry->usesDepthOutput || systemValue == SystemValue::fragDepth;
+    }
+    state.entry->interface->push_back(variable);
+    ir::Place* place = builder_.place(variable);
+    if (isWrapped)
+        place = builder_.placeIndex(place, 0U, outputType);
+    builder_.store(place, outputType->isNumeric() ? convertValue(outputType, value) : value);
+}
+
+void Lowering::storeOutputs(EntryState& state, Value* result) {
+    const TypeRef type = state.function->returnType;
+    if (type->is(TypeKind::void_) || state.stage == Stage::kernel)
+        return;
+    if (!type->is(TypeKind::struct_)) {
+        storeOutput(state, nullptr, result, type, state.function->attributes);
+        return;
+    }
+    const auto fields = type->structDecl->fields;
+    for (std::uint32_t i = 0; i < fields.size(); ++i) {
+        if (isOpaque(fields[i]->type) || fields[i]->type->is(TypeKind::struct_)) {
+            unsupported(fields[i]->location, "a member of type '" + typeName(fields[i]->type) + "' as an output is");
+            continue;
+        }
+        storeOutput(state, fields[i], builder_.extract(result, i), fields[i]->type, fields[i]->attributes);
+    }
+}
+
+void Lowering::entry(FunctionDecl* function) {
+    EntryState state;
+    state.function = function;
+    state.stage = function->stage == EntryStage::vertex     ? Stage::vertex
+                  : function->stage == EntryStage::fragment ? Stage::fragment
+                                                            : Stage::kernel;
+    state.entry = module_.newEntry(nameOf(function), state.stage);
+    state.entry->earlyFragmentTests = findAttribute(function->attributes, "early_fragment_tests") != nullptr;
+    ir::Function* wrapper = module_.newFunction(nameOf(function), module_.types.void_());
+    state.entry->function = wrapper;
+    Context context;
+    context.function = wrapper;
+    context.decl = function;
+    context_ = &context;
+    builder_.block = wrapper->body;
+    builder_.location = function->location;
+    std::vector<Access> arguments;
+    arguments.reserve(function->parameters.size());
+    for (VarDecl* parameter : function->parameters)
+        arguments.push_back(entryParameter(state, parameter));
+    const Operand result = callWith(function, arguments, nullptr, function->location);
+    builder_.location = function->location;
+    if (result.kind == Operand::Kind::value)
+        storeOutputs(state, result.value);
+    builder_.return_();
+    module_.functions.push_back(wrapper);
+    context_ = nullptr;
+}
+
+} // namespace msl

@@ -1,0 +1,429 @@
+// Functions and calls. What a reference, pointer, texture or sampler argument stands for is part of which instance of
+// the function is called; what is only known at run time (values, indices) travels as ordinary parameters, and thread
+// variables of the caller as pointer parameters.
+#include "MSL/lower/Lowering.h"
+
+#include <algorithm>
+
+namespace msl {
+
+using ir::Value;
+
+namespace {
+
+// Marks in an instance's key, so that no two different signatures give the same numbers.
+enum Mark : std::uint32_t { markValue = 1, markPlace, markPointer, markNull, markResource, markAggregate, markNothing,
+                            markGlobalRoot, markThreadRoot, markMember, markIndex, markDynamicIndex, markSwizzle,
+                            markThis };
+
+std::uint64_t hashOf(std::span<const std::uint32_t> key) {
+    std::uint64_t hash = 0xCBF29CE484222325ULL;
+    for (const std::uint32_t part : key)
+        hash = (hash ^ part) * 0x100000001B3ULL;
+    return hash;
+}
+
+bool isThreadRoot(const ir::Variable& variable) {
+    return variable.kind == ir::Variable::Kind::local || variable.kind == ir::Variable::Kind::pointerParameter;
+}
+
+FunctionDecl* definitionOf(FunctionDecl* function) {
+    return function->body == nullptr && function->definition != nullptr ? function->definition : function;
+}
+
+} // namespace
+
+// ----------------------------------------------------------------------------------------------------- signatures
+
+// Elements of arrays are told apart at run time, so that one instance serves all of them; the few columns of a matrix
+// and components of a vector are part of the instance.
+static bool isPassedAsIndex(TypeRef container) { return container != nullptr && container->is(TypeKind::array); }
+
+void Lowering::describe(CallSignature& signature, const Access& access) {
+    switch (access.kind) {
+    case Access::Kind::value: describe(signature, access.held); return;
+    case Access::Kind::slot: describe(signature, loadSlot(*access.slot, builder_.location)); return;
+    case Access::Kind::place: break;
+    }
+    signature.key.push_back(markPlace);
+    ir::Variable* root = access.place->root;
+    if (isThreadRoot(*root)) {
+        auto known = std::ranges::find(signature.roots, root);
+        signature.key.push_back(markThreadRoot);
+        signature.key.push_back(static_cast<std::uint32_t>(known - signature.roots.begin()));
+        signature.key.push_back(root->type->id);
+        if (known == signature.roots.end())
+            signature.roots.push_back(root);
+    } else {
+        signature.key.push_back(markGlobalRoot);
+        signature.key.push_back(root->id);
+    }
+    TypeRef type = root->type;
+    for (const ir::Step& step : access.place->steps) {
+        if (step.kind == ir::Step::Kind::member) {
+            signature.key.push_back(markMember);
+            signature.key.push_back(step.number);
+            type = type->is(TypeKind::struct_) && step.number < type->structDecl->fields.size()
+                       ? type->structDecl->fields[step.number]->type
+                       : nullptr;
+            continue;
+        }
+        if (step.value != nullptr || isPassedAsIndex(type)) {
+            Value* index = step.value != nullptr ? step.value : module_.constantInt(module_.types.int_(), step.number);
+            signature.key.push_back(markDynamicIndex);
+            signature.key.push_back(index->type->id);
+            signature.values.push_back(index);
+        } else {
+            signature.key.push_back(markIndex);
+            signature.key.push_back(step.number);
+        }
+        type = type == nullptr ? nullptr : type->is(TypeKind::array) ? type->element : nullptr;
+    }
+    if (access.swizzleCount > 0) {
+        signature.key.push_back(markSwizzle);
+        for (unsigned i = 0; i < access.swizzleCount; ++i)
+            signature.key.push_back(access.swizzle[i]);
+    }
+}
+
+void Lowering::describe(CallSignature& signature, const Operand& operand) {
+    switch (operand.kind) {
+    case Operand::Kind::nothing: signature.key.push_back(markNothing); break;
+    case Operand::Kind::value:
+        signature.key.push_back(markValue);
+        signature.key.push_back(operand.value->type->id);
+        signature.values.push_back(operand.value);
+        break;
+    case Operand::Kind::pointer:
+        signature.key.push_back(operand.access != nullptr ? markPointer : markNull);
+        if (operand.access != nullptr)
+            describe(signature, *operand.access);
+        break;
+    case Operand::Kind::resource:
+        signature.key.push_back(markResource);
+        signature.key.push_back(operand.resource->id);
+        break;
+    case Operand::Kind::aggregate:
+        signature.key.push_back(markAggregate);
+        signature.key.push_back(static_cast<std::uint32_t>(operand.members.size()));
+        for (const Operand& member : operand.members)
+            describe(signature, member);
+        break;
+    }
+}
+
+// The callee's view of the same argument. Walks exactly as describe() does.
+Access Lowering::receive(InstanceParameters& parameters, const Access& access) {
+    switch (access.kind) {
+    case Access::Kind::value: {
+        Access result = heldAccess(receive(parameters, access.held));
+        result.type = access.type;
+        return result;
+    }
+    case Access::Kind::slot: return heldAccess(receive(parameters, loadSlot(*access.slot, builder_.location)));
+    case Access::Kind::place: break;
+    }
+    auto* place = module_.arena.make<ir::Place>();
+    place->type = access.place->type;
+    place->root = access.place->root;
+    if (isThreadRoot(*place->root)) {
+        ir::Variable*& mapped = parameters.roots[place->root];
+        if (mapped == nullptr) {
+            mapped = module_.newVariable(ir::Variable::Kind::pointerParameter, place->root->type, place->root->name);
+            parameters.pointers.push_back(mapped);
+        }
+        place->root = mapped;
+    }
+    const std::span<ir::Step> steps = module_.arena.makeArray<ir::Step>(access.place->steps.size());
+    TypeRef type = access.place->root->type;
+    for (std::size_t i = 0; i < steps.size(); ++i) {
+        const ir::Step& old = access.place->steps[i];
+        steps[i] = old;
+        if (old.kind == ir::Step::Kind::member) {
+            type = type != nullptr && type->is(TypeKind::struct_) && old.number < type->structDecl->fields.size()
+                       ? type->structDecl->fields[old.number]->type
+                       : nullptr;
+            continue;
+        }
+        if (old.value != nullptr || isPassedAsIndex(type)) {
+            const TypeRef indexType = old.value != nullptr ? old.value->type : module_.types.int_();
+            steps[i].value = module_.newValue(Value::Kind::parameter, indexType);
+            steps[i].number = 0;
+            parameters.values.push_back(steps[i].value);
+        }
+        type = type == nullptr ? nullptr : type->is(TypeKind::array) ? type->element : nullptr;
+    }
+    place->steps = steps;
+    Access result = access;
+    result.place = place;
+    return result;
+}
+
+Operand Lowering::receive(InstanceParameters& parameters, const Operand& operand) {
+    Operand result = operand;
+    switch (operand.kind) {
+    case Operand::Kind::value:
+        result.value = module_.newValue(Value::Kind::parameter, operand.value->type);
+        parameters.values.push_back(result.value);
+        break;
+    case Operand::Kind::pointer:
+        if (operand.access != nullptr)
+            result.access = module_.arena.make<Access>(receive(parameters, *operand.access));
+        break;
+    case Operand::Kind::aggregate:
+        result.members = module_.arena.copy<Operand>(std::span<const Operand>(operand.members));
+        for (Operand& member : result.members)
+            member = receive(parameters, member);
+        break;
+    default: break;
+    }
+    return result;
+}
+
+// -------------------------------------------------------------------------------------------------------- instances
+
+void Lowering::reportRecursion(FunctionDecl* function, SourceLocation at) {
+    const auto from = std::ranges::find(callStack_, function);
+    const bool isDirect = from != callStack_.end() && from + 1 == callStack_.end();
+    diagnostics_.error(at, "recursion is not supported: '" + std::string(nameOf(function)) + "' calls " +
+                               (isDirect ? "itself"
+                                         : "itself through " + (from + 1 < callStack_.end()
+                                                                    ? "'" + std::string(nameOf(*(from + 1))) + "'"
+                                                                    : std::string("another function"))));
+}
+
+// A parameter starts as what the caller handed over; one that the body writes gets memory of its own.
+void Lowering::bindParameter(VarDecl* parameter, const Access& argument) {
+    VariableFacts& facts = this->facts(parameter);
+    facts.isBound = true;
+    facts.access = argument;
+    const TypeRef type = parameter->type;
+    if (type->is(TypeKind::reference))
+        return;
+    facts.access.type = type;
+    const bool needsMemory = facts.isWritten || (facts.isIndexedDynamically && !type->isVector());
+    if (!needsMemory)
+        return;
+    if (isOpaque(type)) {
+        if (!facts.isWritten)
+            return;
+        Slot& slot = slots_.emplace_back();
+        fillSlot(slot, type, true, nameOf(parameter));
+        isDeclaring_ = true;
+        storeSlot(slot, argument.held, parameter->location);
+        isDeclaring_ = false;
+        facts.access = Access{.kind = Access::Kind::slot, .type = type, .held = {}, .place = nullptr, .slot = &slot};
+        return;
+    }
+    if (argument.held.kind != Operand::Kind::value)
+        return;
+    ir::Variable* local = newLocal(type, nameOf(parameter));
+    builder_.store(builder_.place(local), argument.held.value);
+    facts.access = placeAccess(builder_.place(local), type);
+}
+
+void Lowering::endFunction(TypeRef returnType) {
+    if (builder_.block->isTerminated())
+        return;
+    if (!runsOn(*builder_.block))
+        builder_.unreachable();
+    else if (context_->isConstructor)
+        builder_.return_(load(context_->thisAccess, builder_.location).value);
+    else
+        builder_.return_(returnType->is(TypeKind::void_) ? nullptr : module_.constantNull(returnType));
+}
+
+ir::Function* Lowering::instanceFor(FunctionDecl* function, std::span<const Access> arguments, const Access* object,
+                                    CallSignature& signature) {
+    signature.key.push_back(function->loweringId);
+    for (const Access& argument : arguments)
+        describe(signature, argument);
+    if (object != nullptr) {
+        signature.key.push_back(markThis);
+        describe(signature, *object);
+    }
+    const std::uint64_t hash = hashOf(signature.key);
+    const auto [begin, end] = instances_.equal_range(hash);
+    for (auto at = begin; at != end; ++at)
+        if (at->second->key == signature.key)
+            return at->second->function;
+
+    const bool isConstructor = function->isConstructor;
+    const TypeRef returnType =
+        isConstructor ? function->owner->type : valueType(function->returnType);
+    ir::Function* made = module_.newFunction(nameOf(function), returnType);
+    Instance& instance = instanceStore_.emplace_back(made, signature.key);
+    instances_.emplace(hash, &instance);
+
+    InstanceParameters parameters;
+    std::vector<Access> received;
+    received.reserve(arguments.size());
+    for (const Access& argument : arguments)
+        received.push_back(receive(parameters, argument));
+    Context context;
+    context.function = made;
+    context.decl = function;
+    context.isConstructor = isConstructor;
+    if (object != nullptr) {
+        context.hasThis = true;
+        context.thisAccess = receive(parameters, *object);
+    }
+    made->parameters = module_.arena.copy(parameters.values);
+    made->pointerParameters = module_.arena.copy(parameters.pointers);
+
+    Context* outerContext = context_;
+    ir::Block* outerBlock = builder_.block;
+    const SourceLocation outerLocation = builder_.location;
+    context_ = &context;
+    builder_.block = made->body;
+    if (isConstructor) {
+        ir::Variable* local = newLocal(returnType, "object");
+        context.hasThis = true;
+        context.thisAccess = placeAccess(builder_.place(local), returnType);
+    }
+    for (std::size_t i = 0; i < received.size() && i < function->parameters.size(); ++i)
+        bindParameter(function->parameters[i], received[i]);
+    lowerBody(function);
+    endFunction(returnType);
+    context_ = outerContext;
+    builder_.block = outerBlock;
+    builder_.location = outerLocation;
+    module_.functions.push_back(made);
+    return made;
+}
+
+void Lowering::lowerBody(FunctionDecl* function) {
+    FunctionFacts& facts = this->facts(function);
+    facts.isActive = true;
+    callStack_.push_back(function);
+    if (function->isConstructor)
+        initialiseMembers(function, context_->thisAccess);
+    if (function->body != nullptr)
+        statement(function->body);
+    callStack_.pop_back();
+    facts.isActive = false;
+}
+
+void Lowering::initialiseMembers(FunctionDecl* constructor, const Access& object) {
+    store(object, defaultValue(constructor->owner->type, false), constructor->location);
+    for (const FunctionDecl::MemberInit& init : constructor->memberInits)
+        if (init.field != nullptr && init.value != nullptr)
+            store(memberAccess(object, init.field, init.location), rvalue(init.value), init.location);
+}
+
+// ------------------------------------------------------------------------------------------------------------ calls
+
+std::vector<Access> Lowering::bindArguments(FunctionDecl* function, std::span<Expr* const> arguments) {
+    std::vector<Access> bound;
+    bound.reserve(arguments.size());
+    for (std::size_t i = 0; i < arguments.size(); ++i) {
+        const TypeRef type = i < function->parameters.size() ? function->parameters[i]->type : arguments[i]->type;
+        if (!type->is(TypeKind::reference)) {
+            Access access = heldAccess(rvalue(arguments[i]));
+            access.type = type;
+            bound.push_back(access);
+            continue;
+        }
+        Access access = lvalue(arguments[i]);
+        if (access.kind == Access::Kind::place && access.swizzleCount == 1) // one component can be referred to
+            access = placeAccess(builder_.placeIndex(access.place, access.swizzle[0], access.type), access.type);
+        else if (access.kind == Access::Kind::place && access.swizzleCount > 1)
+            access = heldAccess(load(access, arguments[i]->location));
+        bound.push_back(access);
+    }
+    return bound;
+}
+
+Operand Lowering::callFunction(const Call& call) {
+    FunctionDecl* function = definitionOf(call.function);
+    Access object;
+    bool hasObject = false;
+    if (call.object != nullptr && function->owner != nullptr && !function->isStatic) {
+        hasObject = true;
+        object = call.objectIsPointer ? dereference(rvalue(call.object), call.object->type->element, call.location)
+                                      : lvalue(call.object);
+        scan(function);
+        if (object.kind == Access::Kind::value && !function->isConstMember && object.held.kind == Operand::Kind::value)
+            object = inMemory(object, call.location);
+    }
+    const std::vector<Access> arguments = bindArguments(function, call.arguments);
+    builder_.location = call.location;
+    return callWith(function, arguments, hasObject ? &object : nullptr, call.location);
+}
+
+Operand Lowering::callWith(FunctionDecl* function, std::span<const Access> arguments, const Access* object,
+                           SourceLocation at) {
+    if (function->body == nullptr) {
+        diagnostics_.error(at, "'" + std::string(nameOf(function)) + "' is declared but never defined");
+        return errorOperand(function->returnType);
+    }
+    FunctionFacts& facts = this->facts(function);
+    if (facts.isActive) {
+        reportRecursion(function, at);
+        return errorOperand(function->returnType);
+    }
+    if (isTooDeep_)
+        return errorOperand(function->returnType);
+    scan(function);
+    if (isOpaque(function->returnType))
+        return expandInPlace(function, arguments, object, at);
+    CallSignature signature;
+    const ir::Function* callee = instanceFor(function, arguments, object, signature);
+    builder_.location = at;
+    Value* result = builder_.call(const_cast<ir::Function*>(callee), signature.values, signature.roots);
+    if (function->returnType->is(TypeKind::void_))
+        return {};
+    return Operand::ofValue(result, function->returnType);
+}
+
+// A function that returns a reference or a pointer is lowered into its caller, where what it returns has a meaning.
+Operand Lowering::expandInPlace(FunctionDecl* function, std::span<const Access> arguments, const Access* object,
+                                SourceLocation at) {
+    if (!this->facts(function).endsInReturn) {
+        unsupported(at, "a function that returns a pointer or reference from more than one place is");
+        return errorOperand(function->returnType);
+    }
+    Context context;
+    context.function = context_->function;
+    context.decl = function;
+    context.isInlined = true;
+    if (object != nullptr) {
+        context.hasThis = true;
+        context.thisAccess = *object;
+    }
+    for (std::size_t i = 0; i < arguments.size() && i < function->parameters.size(); ++i)
+        bindParameter(function->parameters[i], arguments[i]);
+    Context* outer = context_;
+    context_ = &context;
+    lowerBody(function);
+    context_ = outer;
+    Operand result = context.inlineResult;
+    if (result.kind == Operand::Kind::nothing)
+        return errorOperand(function->returnType);
+    result.type = function->returnType;
+    return result;
+}
+
+Operand Lowering::runConstructor(FunctionDecl* constructor, std::span<Expr* const> arguments, TypeRef type,
+                                 SourceLocation at) {
+    FunctionDecl* function = definitionOf(constructor);
+    const std::vector<Access> bound = bindArguments(function, arguments);
+    if (isOpaque(type)) {
+        unsupported(at, "a constructor of a struct that holds a pointer, reference or texture is");
+        return errorOperand(type);
+    }
+    FunctionFacts& facts = this->facts(function);
+    if (facts.isActive) {
+        reportRecursion(function, at);
+        return errorOperand(type);
+    }
+    if (isTooDeep_)
+        return errorOperand(type);
+    scan(function);
+    CallSignature signature;
+    ir::Function* callee = instanceFor(function, bound, nullptr, signature);
+    builder_.location = at;
+    return Operand::ofValue(builder_.call(callee, signature.values, signature.roots), type);
+}
+
+} // namespace msl

@@ -1,0 +1,497 @@
+// Lvalues: which memory, or which value that nobody writes, an expression stands for; reading, writing and pointing at it.
+#include "MSL/lower/Lowering.h"
+
+#include <algorithm>
+
+namespace msl {
+
+using ir::Value;
+
+Access Lowering::heldAccess(Operand operand) {
+    Access access;
+    access.kind = Access::Kind::value;
+    access.type = operand.type;
+    access.held = operand;
+    return access;
+}
+
+Access Lowering::placeAccess(ir::Place* place, TypeRef type) {
+    Access access;
+    access.kind = Access::Kind::place;
+    access.type = type;
+    access.place = place;
+    return access;
+}
+
+Access Lowering::accessOf(VarDecl* variable, SourceLocation at) {
+    VariableFacts& facts = this->facts(variable);
+    if (facts.isBound)
+        return facts.access;
+    if (variable->varKind == VarKind::global || variable->isStatic || variable->space == AddressSpace::constant ||
+        variable->varKind == VarKind::field)
+        return globalAccess(variable, at);
+    // Declared between the labels of a switch, in a case that was not entered.
+    if (isOpaque(variable->type)) {
+        unsupported(at, "a pointer that is declared in another case is");
+        return errorAccess(variable->type);
+    }
+    facts.isBound = true;
+    facts.access = placeAccess(builder_.place(newLocal(variable->type, nameOf(variable))), variable->type);
+    return facts.access;
+}
+
+Access Lowering::lvalue(const Expr* expr) {
+    if (!enter(expr->location)) {
+        leave();
+        return errorAccess(expr->type);
+    }
+    builder_.location = expr->location;
+    Access result;
+    switch (expr->kind) {
+    case ExprKind::nameRef: {
+        const auto& name = static_cast<const NameRef&>(*expr);
+        if (name.isThis || name.decl == nullptr || name.decl->kind != DeclKind::variable)
+            result = heldAccess(rvalue(expr));
+        else
+            result = accessOf(static_cast<VarDecl*>(name.decl), expr->location);
+        break;
+    }
+    case ExprKind::member: {
+        const auto& member = static_cast<const Member&>(*expr);
+        if (member.field != nullptr && member.field->isStatic) {
+            result = accessOf(member.field, expr->location);
+            break;
+        }
+        const Access base = member.isArrow ? dereference(rvalue(member.base), member.base->type->element, expr->location)
+                                           : lvalue(member.base);
+        if (member.field != nullptr)
+            result = memberAccess(base, member.field, expr->location);
+        else
+            result = swizzleAccess(base, {member.swizzle, member.swizzleCount}, expr->type);
+        break;
+    }
+    case ExprKind::index: {
+        const auto& index = static_cast<const Index&>(*expr);
+        if (!index.base->type->is(TypeKind::pointer)) {
+            const Access base = lvalue(index.base);
+            result = indexAccess(base, indexValue(index.index), expr->type, expr->location);
+            break;
+        }
+        // An array that decays only to be indexed is indexed in place.
+        if (index.base->kind == ExprKind::implicitCast &&
+            static_cast<const ImplicitCast*>(index.base)->castKind == CastKind::arrayToPointer) {
+            const Access base = lvalue(static_cast<const ImplicitCast*>(index.base)->operand);
+            result = indexAccess(base, indexValue(index.index), expr->type, expr->location);
+            break;
+        }
+        const Operand pointer = rvalue(index.base);
+        result = dereference(movePointer(pointer, indexValue(index.index), false, expr->location), expr->type,
+                             expr->location);
+        break;
+    }
+    case ExprKind::unary: {
+        const auto& unary = static_cast<const Unary&>(*expr);
+        if (unary.op == UnaryOp::dereference) {
+            result = dereference(rvalue(unary.operand), expr->type, expr->location);
+        } else if (unary.op == UnaryOp::preIncrement || unary.op == UnaryOp::preDecrement) {
+            rvalue(expr);
+            result = lvalue(unary.operand);
+        } else {
+            result = heldAccess(rvalue(expr));
+        }
+        break;
+    }
+    case ExprKind::binary: {
+        const auto& binary = static_cast<const Binary&>(*expr);
+        if (binary.op == BinaryOp::comma) {
+            effect(binary.left);
+            result = lvalue(binary.right);
+        } else if (isAssignment(binary.op) && expr->category == ValueCategory::lvalue) {
+            result = assign(binary);
+        } else {
+            result = heldAccess(rvalue(expr));
+        }
+        break;
+    }
+    case ExprKind::implicitCast: {
+        const auto& cast = static_cast<const ImplicitCast&>(*expr);
+        if (cast.castKind == CastKind::none && cast.operand->category == ValueCategory::lvalue)
+            result = lvalue(cast.operand);
+        else
+            result = heldAccess(rvalue(expr));
+        break;
+    }
+    case ExprKind::cast: {
+        const auto& cast = static_cast<const Cast&>(*expr);
+        if (expr->category == ValueCategory::lvalue && cast.operand->category == ValueCategory::lvalue &&
+            cast.operand->type == expr->type)
+            result = lvalue(cast.operand);
+        else
+            result = heldAccess(rvalue(expr));
+        break;
+    }
+    case ExprKind::call: {
+        const auto& call = static_cast<const Call&>(*expr);
+        if (expr->category == ValueCategory::lvalue && call.function != nullptr) {
+            const Operand pointer = callFunction(call);
+            result = dereference(pointer, expr->type, expr->location);
+        } else {
+            result = heldAccess(rvalue(expr));
+        }
+        break;
+    }
+    case ExprKind::conditional: {
+        const auto& conditional = static_cast<const Conditional&>(*expr);
+        if (expr->category == ValueCategory::lvalue) {
+            Value* condition = value(conditional.condition);
+            if (condition->isConstant()) {
+                result = lvalue(condition->bits != 0 ? conditional.whenTrue : conditional.whenFalse);
+                break;
+            }
+        }
+        result = heldAccess(rvalue(expr));
+        break;
+    }
+    default: result = heldAccess(rvalue(expr)); break;
+    }
+    result.type = expr->type;
+    leave();
+    return result;
+}
+
+Access Lowering::memberAccess(const Access& base, const VarDecl* field, SourceLocation at) {
+    const std::uint32_t number = field->index;
+    Access result;
+    switch (base.kind) {
+    case Access::Kind::place:
+        if (field->type->is(TypeKind::reference)) {
+            unsupported(at, "a reference in a struct in memory is");
+            return errorAccess(field->type->element);
+        }
+        return placeAccess(builder_.placeMember(base.place, number, field->type), field->type);
+    case Access::Kind::slot:
+        result.kind = Access::Kind::slot;
+        result.type = field->type;
+        if (number >= base.slot->members.size())
+            return errorAccess(field->type);
+        result.slot = &base.slot->members[number];
+        if (result.slot->variable != nullptr)
+            return placeAccess(builder_.place(result.slot->variable), field->type);
+        break;
+    case Access::Kind::value:
+        if (base.held.kind == Operand::Kind::aggregate && number < base.held.members.size())
+            result = heldAccess(base.held.members[number]);
+        else if (base.held.kind == Operand::Kind::value)
+            result = heldAccess(Operand::ofValue(builder_.extract(base.held.value, number), field->type));
+        else
+            return errorAccess(field->type);
+        break;
+    }
+    if (field->type->is(TypeKind::reference)) // a captured variable
+        return dereference(load(result, at), field->type->element, at);
+    return result;
+}
+
+Access Lowering::swizzleAccess(const Access& base, std::span<const std::uint8_t> components, TypeRef type) {
+    if (base.kind != Access::Kind::place) {
+        std::uint32_t indices[4] = {};
+        std::ranges::copy(components, indices);
+        if (base.held.kind != Operand::Kind::value)
+            return errorAccess(type);
+        Value* held = base.held.value;
+        if (held->type->isScalar()) // x.x of a scalar
+            return heldAccess(Operand::ofValue(held, type));
+        return heldAccess(Operand::ofValue(builder_.shuffle(held, nullptr, {indices, components.size()}), type));
+    }
+    Access result = base;
+    result.type = type;
+    result.swizzleCount = static_cast<std::uint8_t>(components.size());
+    for (std::size_t i = 0; i < components.size(); ++i)
+        result.swizzle[i] = base.swizzleCount > 0 ? base.swizzle[components[i] & 3U] : components[i];
+    return result;
+}
+
+ir::Value* Lowering::indexValue(const Expr* expr) {
+    Value* index = value(expr);
+    if (index->type->isScalar() && (index->type->scalar == ScalarKind::int_ || index->type->scalar == ScalarKind::uint))
+        return index;
+    const bool isWide = index->type->isScalar() && index->type->scalar == ScalarKind::ulong;
+    return builder_.convert(isWide || !isSigned(index->type->scalar) ? module_.types.uint() : module_.types.int_(), index);
+}
+
+Access Lowering::indexAccess(const Access& base, Value* index, TypeRef type, SourceLocation at) {
+    const TypeRef container = base.type;
+    const bool isConstant = index->isConstant() && ir::Module::intValue(index) >= 0;
+    const auto number = static_cast<std::uint32_t>(isConstant ? ir::Module::intValue(index) : 0);
+    if (container->isVector() || container->is(TypeKind::packedVector)) {
+        if (isConstant && number < container->columns) {
+            const auto component = static_cast<std::uint8_t>(number);
+            return swizzleAccess(base, {&component, 1}, type);
+        }
+        if (base.kind == Access::Kind::place && base.swizzleCount == 0)
+            return placeAccess(builder_.placeIndex(base.place, index, type), type);
+        return heldAccess(Operand::ofValue(builder_.extractDynamic(load(base, at).value, index), type));
+    }
+    if (base.kind == Access::Kind::place)
+        return placeAccess(builder_.placeIndex(base.place, index, type), type);
+    if (base.held.kind != Operand::Kind::value) {
+        unsupported(at, "an array of pointers or textures is");
+        return errorAccess(type);
+    }
+    if (isConstant && number < ir::partCount(base.held.value->type))
+        return heldAccess(Operand::ofValue(builder_.extract(base.held.value, number), type));
+    const Access memory = inMemory(base, at);
+    return placeAccess(builder_.placeIndex(memory.place, index, type), type);
+}
+
+Access Lowering::inMemory(const Access& access, SourceLocation at) {
+    if (access.kind == Access::Kind::place && access.swizzleCount == 0)
+        return access;
+    const Operand operand = load(access, at);
+    if (operand.kind != Operand::Kind::value) {
+        unsupported(at, "a pointer or texture in memory is");
+        return errorAccess(access.type);
+    }
+    if (operand.value->isConstant() && !operand.value->type->isScalar())
+        return placeAccess(builder_.place(module_.constantTable(operand.value, "table")), access.type);
+    ir::Variable* local = newLocal(operand.value->type, "temporary");
+    builder_.store(builder_.place(local), operand.value);
+    return placeAccess(builder_.place(local), access.type);
+}
+
+// ---------------------------------------------------------------------------------------------- reading and writing
+
+Operand Lowering::load(const Access& access, SourceLocation at) {
+    switch (access.kind) {
+    case Access::Kind::value: {
+        Operand result = access.held;
+        if (result.type == nullptr)
+            result.type = access.type;
+        return result;
+    }
+    case Access::Kind::slot: return loadSlot(*access.slot, at);
+    case Access::Kind::place: break;
+    }
+    const ir::Variable::Kind kind = access.place->root->kind;
+    const bool isShared = kind == ir::Variable::Kind::buffer || kind == ir::Variable::Kind::threadgroup;
+    if (access.swizzleCount == 1 && isShared) {
+        ir::Place* component = builder_.placeIndex(access.place, access.swizzle[0], access.type);
+        return Operand::ofValue(builder_.load(component), access.type);
+    }
+    Value* value = builder_.load(access.place);
+    if (access.swizzleCount > 0) {
+        std::uint32_t components[4] = {};
+        std::copy_n(access.swizzle, access.swizzleCount, components);
+        value = builder_.shuffle(value, nullptr, {components, access.swizzleCount});
+    }
+    return Operand::ofValue(value, access.type);
+}
+
+void Lowering::store(const Access& access, const Operand& operand, SourceLocation at) {
+    if (access.kind == Access::Kind::slot) {
+        storeSlot(*access.slot, operand, at);
+        return;
+    }
+    if (access.kind == Access::Kind::value || operand.kind != Operand::Kind::value) {
+        if (!diagnostics_.hasErrors())
+            diagnostics_.internalError(at, "a value is written as if it were a variable");
+        return;
+    }
+    builder_.location = at;
+    if (access.swizzleCount == 0) {
+        builder_.store(access.place, operand.value);
+        return;
+    }
+    const TypeRef scalar = module_.types.scalar(access.place->type->scalar);
+    const ir::Variable::Kind kind = access.place->root->kind;
+    const bool isShared = kind == ir::Variable::Kind::buffer || kind == ir::Variable::Kind::threadgroup;
+    if (access.swizzleCount == 1) {
+        builder_.store(builder_.placeIndex(access.place, access.swizzle[0], scalar), operand.value);
+    } else if (isShared) { // other components may belong to other threads
+        for (std::uint32_t i = 0; i < access.swizzleCount; ++i)
+            builder_.store(builder_.placeIndex(access.place, access.swizzle[i], scalar),
+                           builder_.extract(operand.value, i));
+    } else {
+        const std::uint32_t width = access.place->type->columns;
+        std::uint32_t components[4] = {0, 1, 2, 3};
+        for (std::uint32_t i = 0; i < access.swizzleCount; ++i)
+            components[access.swizzle[i]] = width + i;
+        Value* whole = builder_.load(access.place);
+        builder_.store(access.place, builder_.shuffle(whole, operand.value, {components, width}));
+    }
+}
+
+// --------------------------------------------------------------------------------------------------------- pointers
+
+Access Lowering::dereference(const Operand& pointer, TypeRef type, SourceLocation at) {
+    if (pointer.kind != Operand::Kind::pointer || pointer.access == nullptr) {
+        if (!diagnostics_.hasErrors())
+            diagnostics_.error(at, "a null pointer is dereferenced here");
+        return errorAccess(type);
+    }
+    return *pointer.access;
+}
+
+Operand Lowering::pointerTo(const Access& access, TypeRef pointerType) {
+    Operand result;
+    result.kind = Operand::Kind::pointer;
+    result.type = pointerType;
+    result.access = module_.arena.make<Access>(access);
+    return result;
+}
+
+Operand Lowering::decay(const Access& array, TypeRef pointerType, SourceLocation at) {
+    const Access memory = array.kind == Access::Kind::slot ? array : inMemory(array, at);
+    if (memory.kind != Access::Kind::place) {
+        unsupported(at, "a pointer to an array of pointers or textures is");
+        return errorOperand(pointerType);
+    }
+    const TypeRef element = pointerType->element;
+    return pointerTo(placeAccess(builder_.placeIndex(memory.place, 0U, element), element), pointerType);
+}
+
+// The index of the element that a pointer into an array stands for; null when it points to a single variable.
+Value* Lowering::pointerIndex(const Operand& pointer) {
+    if (pointer.kind != Operand::Kind::pointer || pointer.access == nullptr ||
+        pointer.access->kind != Access::Kind::place || pointer.access->place->steps.empty() ||
+        pointer.access->swizzleCount > 0)
+        return nullptr;
+    const ir::Step& last = pointer.access->place->steps.back();
+    if (last.kind != ir::Step::Kind::index)
+        return nullptr;
+    return last.value != nullptr ? last.value : module_.constantInt(module_.types.int_(), last.number);
+}
+
+Operand Lowering::movePointer(const Operand& pointer, Value* by, bool isBackwards, SourceLocation at) {
+    if (by->isConstant() && by->bits == 0)
+        return pointer;
+    Value* index = pointerIndex(pointer);
+    if (index == nullptr) {
+        if (pointer.kind == Operand::Kind::pointer && pointer.access != nullptr)
+            unsupported(at, "moving a pointer that points to a single variable is");
+        return pointer;
+    }
+    Value* moved = by;
+    if (!index->isConstant() || index->bits != 0 || isBackwards) {
+        const TypeRef type = index->isConstant() ? by->type : index->type;
+        moved = builder_.binary(isBackwards ? ir::Op::sub : ir::Op::add, type, builder_.convert(type, index),
+                                builder_.convert(type, by));
+    }
+    const ir::Place* old = pointer.access->place;
+    auto* shorter = module_.arena.make<ir::Place>();
+    shorter->root = old->root;
+    shorter->steps = old->steps.first(old->steps.size() - 1);
+    Access access = *pointer.access;
+    access.place = builder_.placeIndex(shorter, moved, old->type);
+    return pointerTo(access, pointer.type);
+}
+
+bool Lowering::sameStaticPath(const Access& left, const Access& right) const {
+    if (left.kind != Access::Kind::place || right.kind != Access::Kind::place ||
+        left.place->root != right.place->root || left.place->steps.size() != right.place->steps.size())
+        return false;
+    for (std::size_t i = 0; i < left.place->steps.size(); ++i) {
+        const ir::Step& a = left.place->steps[i];
+        const ir::Step& b = right.place->steps[i];
+        const bool isLast = i + 1 == left.place->steps.size();
+        if (a.kind != b.kind)
+            return false;
+        if (isLast && a.kind == ir::Step::Kind::index)
+            continue;
+        if (a.number != b.number || a.value != b.value)
+            return false;
+    }
+    return true;
+}
+
+// ------------------------------------------------------------------------------------------------------------ slots
+
+void Lowering::fillSlot(Slot& slot, TypeRef type, bool isWritten, std::string_view name) {
+    slot.type = type;
+    if (!isOpaque(type)) {
+        slot.variable = newLocal(type, name);
+        return;
+    }
+    if (type->is(TypeKind::struct_) || type->is(TypeKind::lambda)) {
+        const auto fields = type->structDecl->fields;
+        slot.members = module_.arena.makeArray<Slot>(fields.size());
+        for (std::size_t i = 0; i < fields.size(); ++i)
+            fillSlot(slot.members[i], fields[i]->type, isWritten, nameOf(fields[i]));
+        return;
+    }
+    if (type->is(TypeKind::pointer) && isWritten)
+        slot.indexVariable = newLocal(module_.types.int_(), name);
+}
+
+Operand Lowering::loadSlot(Slot& slot, SourceLocation at) {
+    if (slot.variable != nullptr)
+        return Operand::ofValue(builder_.load(builder_.place(slot.variable)), slot.type);
+    if (!slot.members.empty() || slot.type->is(TypeKind::struct_) || slot.type->is(TypeKind::lambda)) {
+        Operand result;
+        result.kind = Operand::Kind::aggregate;
+        result.type = slot.type;
+        result.members = module_.arena.makeArray<Operand>(slot.members.size());
+        for (std::size_t i = 0; i < slot.members.size(); ++i)
+            result.members[i] = loadSlot(slot.members[i], at);
+        return result;
+    }
+    if (!slot.isSet) {
+        Operand null;
+        null.kind = Operand::Kind::pointer;
+        null.type = slot.type;
+        return null;
+    }
+    Value* held = pointerIndex(slot.held);
+    if (slot.indexVariable == nullptr || held == nullptr)
+        return slot.held;
+    const ir::Place* old = slot.held.access->place;
+    auto* shorter = module_.arena.make<ir::Place>();
+    shorter->root = old->root;
+    shorter->steps = old->steps.first(old->steps.size() - 1);
+    Access access = *slot.held.access;
+    access.place = builder_.placeIndex(shorter, builder_.load(builder_.place(slot.indexVariable)), old->type);
+    return pointerTo(access, slot.held.type);
+}
+
+void Lowering::storeSlot(Slot& slot, const Operand& operand, SourceLocation at) {
+    if (slot.variable != nullptr) {
+        if (operand.kind == Operand::Kind::value)
+            builder_.store(builder_.place(slot.variable), operand.value);
+        return;
+    }
+    if (operand.kind == Operand::Kind::aggregate) {
+        for (std::size_t i = 0; i < slot.members.size() && i < operand.members.size(); ++i)
+            storeSlot(slot.members[i], operand.members[i], at);
+        return;
+    }
+    if (operand.kind == Operand::Kind::pointer && operand.access != nullptr) {
+        if (slot.isSet && slot.held.access != nullptr && !sameStaticPath(*slot.held.access, *operand.access)) {
+            diagnostics_.error(at, "a pointer may stand for more than one variable at run time after this; this is "
+                                   "not supported here");
+            return;
+        }
+        // An index that was made inside a branch is not known outside of it.
+        const bool isFixed = std::ranges::all_of(
+            operand.access->kind == Access::Kind::place
+                ? operand.access->place->steps.first(std::max<std::size_t>(operand.access->place->steps.size(), 1) - 1)
+                : std::span<ir::Step>(),
+            [](const ir::Step& step) { return step.value == nullptr || step.value->isConstant(); });
+        if (!isDeclaring_ && !isFixed) {
+            unsupported(at, "pointing a pointer into an element chosen at run time after its declaration is");
+            return;
+        }
+        Value* index = pointerIndex(operand);
+        if (slot.indexVariable != nullptr && index != nullptr)
+            builder_.store(builder_.place(slot.indexVariable), builder_.convert(module_.types.int_(), index));
+    } else if (slot.isSet && operand.kind == Operand::Kind::resource && slot.held.resource != operand.resource) {
+        unsupported(at, "a texture or sampler chosen at run time is");
+        return;
+    } else if (slot.isSet && operand.kind == Operand::Kind::pointer && slot.held.access != nullptr) {
+        unsupported(at, "setting a pointer to null after it has pointed to something is");
+        return;
+    }
+    slot.held = operand;
+    slot.isSet = true;
+}
+
+} // namespace msl

@@ -1,0 +1,251 @@
+// The state of one lowering, shared by the files of this folder; each file implements the part that its name says.
+//
+// How the language's notions appear here:
+//  - Operand: what an expression of value category rvalue yields. Most are one IR value. Pointers, textures, samplers
+//    and structs that hold such things exist only at compile time.
+//  - Access: what an lvalue yields: a place in memory, or a value that nobody can write (a constant, a variable that is
+//    never written, a temporary), or a slot, the compile-time variable that holds a pointer or texture.
+//  - Instance: a function made for one combination of what its reference, pointer and texture arguments stand for.
+// Variables that are never written after their declaration are plain values and take no memory.
+#pragma once
+
+#include "MSL/ast/Ast.h"
+#include "MSL/ir/Ir.h"
+#include "MSL/source/Diagnostics.h"
+#include "MSL/source/WorkLimit.h"
+
+#include <cstdint>
+#include <deque>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+namespace msl {
+
+struct Access;
+struct Slot;
+
+struct Operand {
+    enum class Kind : std::uint8_t { nothing, value, pointer, resource, aggregate } kind = Kind::nothing;
+    TypeRef type = nullptr;           // in the source
+    ir::Value* value = nullptr;       // value
+    Access* access = nullptr;         // pointer: what it points to; null for a null pointer
+    ir::Variable* resource = nullptr; // texture or sampler
+    std::span<Operand> members = {};  // aggregate: a struct with a field that is no value
+
+    static Operand ofValue(ir::Value* value, TypeRef type) {
+        return {.kind = Kind::value, .type = type, .value = value};
+    }
+};
+
+struct Access {
+    enum class Kind : std::uint8_t { value, place, slot } kind = Kind::value;
+    TypeRef type = nullptr; // in the source, after the swizzle
+    Operand held;           // value
+    ir::Place* place = nullptr;
+    Slot* slot = nullptr;
+    std::uint8_t swizzleCount = 0; // place: of the vector that lies there
+    std::uint8_t swizzle[4] = {};
+};
+
+// A variable of a type that has no values in the IR.
+struct Slot {
+    TypeRef type = nullptr;
+    Operand held;                          // a pointer, texture or sampler
+    bool isSet = false;
+    ir::Variable* indexVariable = nullptr; // a pointer that moves: the index of its last step
+    ir::Variable* variable = nullptr;      // a member that is an ordinary value
+    std::span<Slot> members;               // a struct
+};
+
+class Lowering {
+  public:
+    Lowering(ir::Module& module, Diagnostics& diagnostics, WorkLimit& limit);
+    void run(const TranslationUnit& unit);
+
+  private:
+    struct VariableFacts {
+        bool isWritten = false;            // after its declaration, or a reference that could write it is made
+        bool isIndexedDynamically = false; // read by an index that is not constant
+        bool isBound = false;
+        bool isEvaluating = false; // a global whose initialiser is being looked at
+        Access access;
+    };
+    struct FunctionFacts {
+        bool isScanned = false;
+        bool isActive = false;      // being lowered: a call to it now is recursion
+        unsigned returnCount = 0;
+        bool endsInReturn = false;  // its last statement is its only return
+    };
+    struct Instance {
+        ir::Function* function = nullptr;
+        std::vector<std::uint32_t> key;
+    };
+    // What is being filled right now: an IR function, or a function expanded in place.
+    struct Context {
+        ir::Function* function = nullptr;
+        FunctionDecl* decl = nullptr;
+        Access thisAccess;
+        bool hasThis = false;
+        bool isConstructor = false;
+        bool isInlined = false;
+        Operand inlineResult;       // what the final return of a function expanded in place gave
+    };
+    // Collects what a call hands over, and what its instance is told apart by.
+    struct CallSignature {
+        std::vector<std::uint32_t> key;
+        std::vector<ir::Value*> values;
+        std::vector<ir::Variable*> roots;
+    };
+    // The other end: parameters of the instance in the same order.
+    struct InstanceParameters {
+        std::vector<ir::Value*> values;
+        std::vector<ir::Variable*> pointers;
+        std::unordered_map<ir::Variable*, ir::Variable*> roots; // the caller's to the instance's
+    };
+
+    // Lower.cpp
+    bool enter(SourceLocation at); // one level deeper; false, with a message, when that is too deep or too much
+    void leave() { --depth_; }
+    Operand errorOperand(TypeRef type);
+    Access errorAccess(TypeRef type);
+    void unsupported(SourceLocation at, std::string_view what);
+    VariableFacts& facts(VarDecl* variable);
+    FunctionFacts& facts(FunctionDecl* function);
+    bool isOpaque(TypeRef type);
+    TypeRef valueType(TypeRef type) const { return ir::valueType(module_.types, type); }
+    static std::string_view nameOf(const Decl* decl);
+    ir::Variable* newLocal(TypeRef type, std::string_view name);
+
+    // LowerUsage.cpp
+    void scan(FunctionDecl* function);
+    void scanStmt(const Stmt* stmt, FunctionFacts& function);
+    void scanExpr(const Expr* expr);
+    void markWritten(const Expr* expr);
+    void markIndexed(const Expr* expr);
+    VarDecl* rootVariable(const Expr* expr);
+    void scanLocal(const VarDecl* variable);
+
+    // LowerFunction.cpp
+    Operand callFunction(const Call& call);
+    Operand callWith(FunctionDecl* function, std::span<const Access> arguments, const Access* object, SourceLocation at);
+    Operand expandInPlace(FunctionDecl* function, std::span<const Access> arguments, const Access* object,
+                          SourceLocation at);
+    Operand runConstructor(FunctionDecl* constructor, std::span<Expr* const> arguments, TypeRef type, SourceLocation at);
+    std::vector<Access> bindArguments(FunctionDecl* function, std::span<Expr* const> arguments);
+    ir::Function* instanceFor(FunctionDecl* function, std::span<const Access> arguments, const Access* object,
+                              CallSignature& signature);
+    void describe(CallSignature& signature, const Access& access);
+    void describe(CallSignature& signature, const Operand& operand);
+    Access receive(InstanceParameters& parameters, const Access& access);
+    Operand receive(InstanceParameters& parameters, const Operand& operand);
+    void bindParameter(VarDecl* parameter, const Access& argument);
+    void lowerBody(FunctionDecl* function);
+    void initialiseMembers(FunctionDecl* constructor, const Access& object);
+    void reportRecursion(FunctionDecl* function, SourceLocation at);
+    void endFunction(TypeRef returnType);
+
+    // LowerStmt.cpp
+    void statement(const Stmt* stmt);
+    void statements(std::span<Stmt* const> list);
+    void declare(VarDecl* variable);
+    void ifStatement(const IfStmt& stmt);
+    void forStatement(const Stmt* init, const Expr* condition, const Expr* step, const Stmt* body);
+    void doStatement(const DoWhileStmt& stmt);
+    void rangeForStatement(const RangeForStmt& stmt);
+    void switchStatement(const SwitchStmt& stmt);
+    void returnStatement(const ReturnStmt& stmt);
+    static bool runsOn(const ir::Block& block); // control can reach the end of the block
+    void closeIfDead();
+
+    // LowerExpr.cpp
+    Operand rvalue(const Expr* expr);
+    ir::Value* value(const Expr* expr);
+    void effect(const Expr* expr); // for what it does; its value is not used
+    Operand castOperand(CastKind kind, const Expr* operand, TypeRef to, SourceLocation at);
+    ir::Value* convertValue(TypeRef to, ir::Value* value);
+    Operand unary(const Unary& expr);
+    Operand binary(const Binary& expr);
+    ir::Value* arithmetic(BinaryOp op, TypeRef type, ir::Value* left, ir::Value* right, SourceLocation at);
+    ir::Value* arithmeticByColumn(BinaryOp op, TypeRef type, ir::Value* left, ir::Value* right);
+    Operand pointerBinary(const Binary& expr);
+    Operand shortCircuit(const Binary& expr);
+    Operand conditional(const Conditional& expr);
+    Operand construct(const Construct& expr);
+    Operand aggregate(const Construct& expr);
+    Operand unionValue(const Construct& expr);
+    Operand defaultValue(TypeRef type, bool isZeroed);
+    ir::Value* matrixFromScalar(TypeRef type, ir::Value* scalar);
+    static bool isCheap(const Expr* expr, unsigned& budget);
+
+    // LowerPlace.cpp
+    Access lvalue(const Expr* expr);
+    Access assign(const Binary& expr); // plain and compound; gives the left side
+    Access accessOf(VarDecl* variable, SourceLocation at);
+    Access heldAccess(Operand operand);
+    Access placeAccess(ir::Place* place, TypeRef type);
+    Access memberAccess(const Access& base, const VarDecl* field, SourceLocation at);
+    Access swizzleAccess(const Access& base, std::span<const std::uint8_t> components, TypeRef type);
+    Access indexAccess(const Access& base, ir::Value* index, TypeRef type, SourceLocation at);
+    Access dereference(const Operand& pointer, TypeRef type, SourceLocation at);
+    Access inMemory(const Access& access, SourceLocation at); // spilled to a table or a local when it is a value
+    Operand load(const Access& access, SourceLocation at);
+    void store(const Access& access, const Operand& operand, SourceLocation at);
+    Operand pointerTo(const Access& access, TypeRef pointerType);
+    Operand decay(const Access& array, TypeRef pointerType, SourceLocation at);
+    Operand movePointer(const Operand& pointer, ir::Value* by, bool isBackwards, SourceLocation at);
+    ir::Value* pointerIndex(const Operand& pointer);
+    ir::Value* indexValue(const Expr* expr);
+    void fillSlot(Slot& slot, TypeRef type, bool isWritten, std::string_view name);
+    Operand loadSlot(Slot& slot, SourceLocation at);
+    void storeSlot(Slot& slot, const Operand& operand, SourceLocation at);
+    bool sameStaticPath(const Access& left, const Access& right) const;
+
+    // LowerConstant.cpp
+    Access globalAccess(VarDecl* variable, SourceLocation at);
+    ir::Variable* threadgroupVariable(VarDecl* variable);
+
+    // LowerBuiltin.cpp
+    Operand callBuiltin(const Call& call);
+    Operand callAtomic(const Call& call);
+    Operand callTexture(const Call& call);
+    Access outArgument(const Expr* argument);
+
+    // LowerEntry.cpp
+    void assignLocations(const TranslationUnit& unit);
+    void entry(FunctionDecl* function);
+    struct EntryState;
+    Access entryParameter(EntryState& state, VarDecl* parameter);
+    Access resourceParameter(EntryState& state, VarDecl* parameter);
+    ir::Value* inputValue(EntryState& state, const VarDecl* declaration, TypeRef type);
+    Operand stageInput(EntryState& state, TypeRef type);
+    void storeOutput(EntryState& state, const VarDecl* field, ir::Value* value, TypeRef type,
+                     std::span<const Attribute> attributes);
+    void storeOutputs(EntryState& state, ir::Value* result);
+    std::uint32_t locationFor(std::string_view name, TypeRef type);
+
+    ir::Module& module_;
+    Diagnostics& diagnostics_;
+    WorkLimit& limit_;
+    ir::Builder builder_;
+    Context* context_ = nullptr;
+    unsigned depth_ = 0;
+    bool isTooDeep_ = false;    // said once
+    bool isDeclaring_ = false;  // a slot is given its first value, at its declaration
+    std::vector<VariableFacts*> variables_; // by VarDecl::loweringId
+    std::vector<FunctionFacts*> functions_; // by FunctionDecl::loweringId
+    std::vector<FunctionDecl*> callStack_;
+    std::unordered_multimap<std::uint64_t, Instance*> instances_;
+    std::deque<Instance> instanceStore_;
+    std::deque<VariableFacts> variableStore_;
+    std::deque<FunctionFacts> functionStore_;
+    std::deque<Slot> slots_;
+    std::unordered_map<const StructDecl*, bool> opaqueStructs_;
+    std::unordered_map<const VarDecl*, ir::Variable*> threadgroups_;
+    std::uint32_t constexprSamplerCount_ = 0;
+    std::unordered_map<std::string_view, std::uint32_t> locations_;
+    std::uint32_t nextLocation_ = 0;
+};
+
+} // namespace msl
