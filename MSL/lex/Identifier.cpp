@@ -15,6 +15,19 @@ struct Keyword {
 };
 
 constexpr Keyword keywords[] = {
+    // operators spelled as words
+    {"and", TokenKind::ampamp},
+    {"and_eq", TokenKind::ampEqual},
+    {"bitand", TokenKind::amp},
+    {"bitor", TokenKind::pipe},
+    {"compl", TokenKind::tilde},
+    {"not", TokenKind::exclaim},
+    {"not_eq", TokenKind::exclaimEqual},
+    {"or", TokenKind::pipepipe},
+    {"or_eq", TokenKind::pipeEqual},
+    {"xor", TokenKind::caret},
+    {"xor_eq", TokenKind::caretEqual},
+    // keywords
     {"alignas", TokenKind::kwAlignas},
     {"alignof", TokenKind::kwAlignof},
     {"asm", TokenKind::kwAsm},

@@ -454,7 +454,10 @@ void Parser::parseTemplate(Declarations& out, Context context) {
             break;
     }
     noGreater_ = outer;
-    expectClosing(TokenKind::greater, open);
+    if (!accept(TokenKind::greater)) { // what is declared may still be whole
+        errorHere("expected '>'");
+        note(open, "to match this '<'");
+    }
     header.parameters = parameters.copyTo(arena_);
     header.isSpecialization = parameters.isEmpty();
 

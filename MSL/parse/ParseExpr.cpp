@@ -76,6 +76,8 @@ Expr* Parser::parseExpression() {
         both->op = BinaryOp::comma;
         both->left = left;
         both->right = parseAssignment();
+        if (left->kind == ExprKind::error || both->right->kind == ExprKind::error)
+            return errorExpr(left->begin);
         left = limitHeight(both, std::max(left->height, both->right->height));
     }
     return left;
@@ -101,6 +103,8 @@ Expr* Parser::parseAssignment() {
     assignment->op = row.op;
     assignment->left = left;
     assignment->right = parseInitializerClause();
+    if (assignment->right->kind == ExprKind::error)
+        return assignment->right;
     return limitHeight(assignment, std::max(left->height, assignment->right->height));
 }
 
@@ -124,6 +128,9 @@ Expr* Parser::parseConditional() {
     }
     // The last part is an assignment expression: "a ? b : c = d".
     conditional->whenFalse = noGreater_ ? parseConditional() : parseAssignment();
+    if (condition->kind == ExprKind::error || conditional->whenTrue->kind == ExprKind::error ||
+        conditional->whenFalse->kind == ExprKind::error)
+        return errorExpr(conditional->begin);
     return limitHeight(conditional, std::max({condition->height, conditional->whenTrue->height,
                                               conditional->whenFalse->height}));
 }

@@ -230,7 +230,8 @@ Expr* Parser::parseNamedCast() {
     if (!expect(TokenKind::less, "expected '<' after '" + name + "'"))
         return errorExpr(cast->location);
     cast->typeSyntax = parseTypeId();
-    expectClosing(TokenKind::greater, less);
+    if (!expectClosing(TokenKind::greater, less))
+        return errorExpr(cast->location);
     SourceLocation open = token().location;
     if (!expect(TokenKind::leftParen, "expected '(' after '>'"))
         return errorExpr(cast->location);

@@ -102,7 +102,7 @@ void Parser::reportMissingBrace(std::size_t openToken) {
     }
     if (!isFound && !open.empty())
         culprit = open.back();
-    lastErrorPosition_ = lastErrorPosition_ == position_ && atEnd() ? position_ : ~std::size_t{0};
+    lastErrorPosition_ = ~std::size_t{0}; // a second fault, whatever was missed at this token before
     error(previousEnd(), "expected '}'");
     if (tokens_[culprit].is(TokenKind::leftBrace))
         note(tokens_[culprit].location, "to match this '{'");
@@ -422,7 +422,7 @@ Stmt* Parser::parseDo() {
     SourceLocation open = token().location;
     if (closeFunction_ || !at(TokenKind::kwWhile)) {
         if (!closeFunction_)
-            errorHere("expected 'while' in do/while loop");
+            error(previousEnd(), "expected 'while' in do/while loop");
         statement->condition = errorExpr(open);
         return statement;
     }

@@ -64,7 +64,12 @@ void Parser::error(SourceLocation at, std::string message) {
 
 // A thing that is missing at the end of a line is missed there, not at the line after it.
 SourceLocation Parser::here() const {
-    bool isBehind = atEnd() || token().has(Token::startOfLine);
+    bool isBehind = atEnd();
+    if (!isBehind && token().has(Token::startOfLine) && position_ > 0) {
+        TokenKind before = tokens_[position_ - 1].kind; // after these something new begins, and nothing is missed
+        isBehind = before != TokenKind::semicolon && before != TokenKind::leftBrace &&
+                   before != TokenKind::rightBrace && before != TokenKind::regionEnd;
+    }
     return isBehind && previousEnd_ > 0 ? previousEnd() : token().location;
 }
 
@@ -159,7 +164,9 @@ void Parser::skipStatement() {
             return;
         if (at(TokenKind::leftBrace)) {
             skipBalanced();
-            return;
+            if (atEnd() || token().has(Token::startOfLine))
+                return;
+            continue;
         }
         advance();
     }
