@@ -36,7 +36,9 @@ Access Lowering::accessOf(VarDecl* variable, SourceLocation at) {
         return errorAccess(variable->type);
     }
     facts.isBound = true;
-    facts.access = placeAccess(builder_.place(newLocal(variable->type, nameOf(variable))), variable->type);
+    ir::Variable* local = newLocal(variable->type, nameOf(variable));
+    local->initializer = module_.constantNull(variable->type);
+    facts.access = placeAccess(builder_.place(local), variable->type);
     return facts.access;
 }
 
@@ -419,8 +421,10 @@ void Lowering::fillSlot(Slot& slot, TypeRef type, bool isWritten, std::string_vi
             fillSlot(slot.members[i], fields[i]->type, isWritten, nameOf(fields[i]));
         return;
     }
-    if (type->is(TypeKind::pointer) && isWritten)
+    if (type->is(TypeKind::pointer) && isWritten) {
         slot.indexVariable = newLocal(module_.types.int_(), name);
+        slot.indexVariable->initializer = module_.constantInt(module_.types.int_(), 0);
+    }
 }
 
 Operand Lowering::loadSlot(Slot& slot, SourceLocation at) {
