@@ -122,7 +122,7 @@ class Parser {
     };
     bool enter();
 
-    // ---- look-ahead without side effects (ParseType.cpp); positions count from the present token, 0 means no
+    // ---- look-ahead without side effects (LookAhead.cpp); positions count from the present token, 0 means no
     std::size_t scanType(std::size_t from);
     std::size_t scanTemplateArguments(std::size_t from);
     std::size_t scanBalanced(std::size_t from);
@@ -133,7 +133,7 @@ class Parser {
     bool startsFunctionParameters();
     bool startsFunctionDefinition(); // a whole head up to its brace
 
-    // ---- names and types (ParseType.cpp)
+    // ---- names, types and declarators (ParseType.cpp, ParseDeclarator.cpp)
     bool parseQualifiers(Name& name);
     std::span<TemplateArgument> parseTemplateArguments();
     void parseTypeName(TypeSyntax& type);
@@ -149,7 +149,7 @@ class Parser {
     void parseAttributes(Attributes& attributes);
     void parseAttributeList(Attributes& attributes, TokenKind end, bool isGnu);
 
-    // ---- declarations (ParseDecl.cpp, ParseClass.cpp)
+    // ---- declarations (ParseDecl.cpp, ParseFunction.cpp, ParseClass.cpp)
     void parseDeclarations(Declarations& out, Context context, TokenKind end);
     void parseDeclaration(Declarations& out, Context context);
     void parseSimpleDeclaration(Declarations& out, Context context, const TemplateHeader* header = nullptr);
