@@ -107,7 +107,7 @@ bool Lexer::skipBlanks(Token& token) {
         case punctuator:
             if (c == '/' && peek(1) == '/') {
                 while (at_ < end_ && classOf(*at_) != newline) {
-                    if (*at_ == '\\') {
+                    if (*at_ == '\\') { // the comment goes on in the next line
                         if (const char* after = spliceEnd(at_)) {
                             at_ = after;
                             continue;

@@ -25,9 +25,16 @@ std::uint32_t SourceManager::regionEnd(std::uint32_t offset) const {
 std::uint32_t SourceManager::physicalLine(std::uint32_t offset) const {
     if (lineStarts_.empty()) {
         lineStarts_.push_back(0);
+        bool hasReturns = text_.find('\r') != std::string_view::npos;
         for (std::size_t i = 0; i < text_.size(); ++i) {
-            if (text_[i] == '\n' || (text_[i] == '\r' && (i + 1 == text_.size() || text_[i + 1] != '\n')))
-                lineStarts_.push_back(static_cast<std::uint32_t>(i + 1));
+            if (!hasReturns) {
+                i = text_.find('\n', i);
+                if (i == std::string_view::npos)
+                    break;
+            } else if (text_[i] != '\n' && (text_[i] != '\r' || (i + 1 < text_.size() && text_[i + 1] == '\n'))) {
+                continue;
+            }
+            lineStarts_.push_back(static_cast<std::uint32_t>(i + 1));
         }
     }
     auto after = std::ranges::upper_bound(lineStarts_, offset);
