@@ -1,0 +1,378 @@
+// The module as a whole, functions, entry points, blocks and control flow.
+#include "MSL/ast/Ast.h"
+#include "MSL/spirv/ModuleWriter.h"
+
+#include <algorithm>
+
+namespace msl::spirv {
+
+using ir::Instruction;
+using ir::Op;
+
+ModuleWriter::ModuleWriter(const ir::Module& module, const WriterOptions& options)
+    : module_(module), options_(options), values_(module.valueCount() + 1, 0), globals_(module.variableCount() + 1),
+      locals_(module.variableCount() + 1, 0), fragmentInputs_(module.variableCount() + 1, false) {}
+
+std::expected<Words, std::string> ModuleWriter::write() {
+    for (const ir::Entry* entry : module_.entries)
+        if (entry->stage == Stage::fragment)
+            for (const ir::Variable* variable : *entry->interface)
+                if (variable->kind == ir::Variable::Kind::input)
+                    fragmentInputs_[variable->id] = true;
+    for (const ir::Function* function : module_.functions)
+        writeFunction(*function);
+    for (const ir::Entry* entry : module_.entries)
+        writeEntry(*entry);
+    if (!failure_.empty())
+        return std::unexpected(failure_);
+    return asm_.assemble();
+}
+
+std::expected<std::vector<std::uint32_t>, std::string> write(const ir::Module& module, const WriterOptions& options) {
+    return ModuleWriter(module, options).write();
+}
+
+Id ModuleWriter::fail(std::string what) {
+    if (failure_.empty())
+        failure_ = std::move(what);
+    return asm_.newId();
+}
+
+Id ModuleWriter::functionId(const ir::Function& function) {
+    Id& id = functions_[function.id];
+    if (id == 0)
+        id = asm_.newId();
+    return id;
+}
+
+Id ModuleWriter::value(const ir::Value& wanted) {
+    Id& slot = values_[wanted.id];
+    if (slot != 0)
+        return slot;
+    switch (wanted.kind) {
+    case ir::Value::Kind::constant: {
+        const Id id = constant(wanted);
+        return values_[wanted.id] = id;
+    }
+    case ir::Value::Kind::undefined: {
+        const Id id = asm_.internedConstant(spv::Op::OpUndef, logicalType(wanted.type), {});
+        return values_[wanted.id] = id;
+    }
+    default: return fail("a value is used before it is made");
+    }
+}
+
+void ModuleWriter::bind(const Instruction& instruction, Id id) {
+    if (instruction.result != nullptr)
+        values_[instruction.result->id] = id;
+}
+
+void ModuleWriter::writeFunction(const ir::Function& function) {
+    Words typeOperands = {logicalType(function.returnType)};
+    for (const ir::Value* parameter : function.parameters)
+        typeOperands.push_back(logicalType(parameter->type));
+    for (const ir::Variable* parameter : function.pointerParameters)
+        typeOperands.push_back(pointerType(spv::StorageClass::Function, logicalType(parameter->type)));
+    Id functionType = 0;
+    {
+        // Function types are interned like the others, but have any number of operands.
+        std::uint64_t hash = 1469598103934665603ULL;
+        for (const std::uint32_t word : typeOperands)
+            hash = (hash ^ word) * 1099511628211ULL;
+        for (const auto& [key, operands, id] : functionTypes_)
+            if (key == hash && operands == typeOperands)
+                functionType = id;
+        if (functionType == 0) {
+            functionType = asm_.newType(spv::Op::OpTypeFunction, typeOperands);
+            functionTypes_.push_back({hash, typeOperands, functionType});
+        }
+    }
+
+    const Id id = functionId(function);
+    if (options_.debugNames)
+        asm_.name(id, function.name);
+    asm_.beginFunction();
+    asm_.code(spv::Op::OpFunction, {logicalType(function.returnType), id, 0, functionType});
+    std::size_t next = 1;
+    for (const ir::Value* parameter : function.parameters)
+        values_[parameter->id] = asm_.result(spv::Op::OpFunctionParameter, typeOperands[next++], {});
+    for (const ir::Variable* parameter : function.pointerParameters)
+        locals_[parameter->id] = asm_.result(spv::Op::OpFunctionParameter, typeOperands[next++], {});
+    label(asm_.newId());
+    asm_.markFirstLabel();
+    if (function.locals != nullptr) {
+        for (const ir::Variable* local : *function.locals) {
+            const Id initializer = local->initializer != nullptr ? value(*local->initializer) : 0;
+            locals_[local->id] = asm_.functionVariable(
+                pointerType(spv::StorageClass::Function, logicalType(local->type)), initializer);
+            if (options_.debugNames && !local->name.empty())
+                asm_.name(locals_[local->id], local->name);
+        }
+    }
+    targets_ = {};
+    if (writeBlock(*function.body)) {
+        if (function.returnType->is(TypeKind::void_))
+            asm_.code(spv::Op::OpReturn, {});
+        else
+            asm_.code(spv::Op::OpReturnValue, {nullConstant(function.returnType)});
+    }
+    asm_.endFunction();
+}
+
+bool ModuleWriter::writeBlock(const ir::Block& block) {
+    for (const Instruction* instruction = block.first; instruction != nullptr; instruction = instruction->next) {
+        switch (instruction->op) {
+        case Op::if_: writeIf(*instruction); break;
+        case Op::loop: writeLoop(*instruction); break;
+        case Op::switch_: writeSwitch(*instruction); break;
+        case Op::break_: branch(targets_.breakTo); return false;
+        case Op::continue_: branch(targets_.continueTo); return false;
+        case Op::return_:
+            if (instruction->operands.empty())
+                asm_.code(spv::Op::OpReturn, {});
+            else
+                asm_.code(spv::Op::OpReturnValue, {value(*instruction->operands[0])});
+            return false;
+        case Op::unreachable: asm_.code(spv::Op::OpUnreachable, {}); return false;
+        default: writeInstruction(*instruction); break;
+        }
+    }
+    return true;
+}
+
+void ModuleWriter::writeIf(const Instruction& instruction) {
+    const ir::Block& thenBlock = *instruction.blocks[0];
+    const ir::Block& elseBlock = *instruction.blocks[1];
+    const Id condition = value(*instruction.operands[0]);
+    const Id merge = asm_.newId();
+    const Id thenLabel = thenBlock.isEmpty() ? merge : asm_.newId();
+    const Id elseLabel = elseBlock.isEmpty() ? merge : asm_.newId();
+    if (thenLabel == merge && elseLabel == merge)
+        return;
+    asm_.code(spv::Op::OpSelectionMerge, {merge, 0});
+    asm_.code(spv::Op::OpBranchConditional, {condition, thenLabel, elseLabel});
+    if (thenLabel != merge) {
+        label(thenLabel);
+        if (writeBlock(thenBlock))
+            branch(merge);
+    }
+    if (elseLabel != merge) {
+        label(elseLabel);
+        if (writeBlock(elseBlock))
+            branch(merge);
+    }
+    label(merge);
+}
+
+namespace {
+
+// The condition of a while or for stands first in the loop's body as "if (c) {} else { break }": nothing but pure
+// instructions before it matters, so it is enough to look at the one instruction.
+bool isLoopCondition(const Instruction& instruction) {
+    return instruction.op == Op::if_ && instruction.blocks[0]->isEmpty() && instruction.blocks[1]->first != nullptr &&
+           instruction.blocks[1]->first->op == Op::break_;
+}
+
+} // namespace
+
+void ModuleWriter::writeLoop(const Instruction& instruction) {
+    const ir::Block& body = *instruction.blocks[0];
+    const ir::Block& continuing = *instruction.blocks[1];
+    const Id header = asm_.newId();
+    const Id bodyLabel = asm_.newId();
+    const Id continueLabel = asm_.newId();
+    const Id merge = asm_.newId();
+    const Targets outer = targets_;
+    targets_ = {merge, continueLabel};
+
+    branch(header);
+    label(header);
+    asm_.code(spv::Op::OpLoopMerge, {merge, continueLabel, 0});
+    branch(bodyLabel);
+    label(bodyLabel);
+
+    // The leading condition becomes a plain exit of the loop instead of a selection with a break in it.
+    bool isOpen = true;
+    const Instruction* at = body.first;
+    while (at != nullptr && at->op < Op::if_) {
+        writeInstruction(*at);
+        at = at->next;
+    }
+    if (at != nullptr && isLoopCondition(*at)) {
+        const Id inside = asm_.newId();
+        asm_.code(spv::Op::OpBranchConditional, {value(*at->operands[0]), inside, merge});
+        label(inside);
+        at = at->next;
+    }
+    if (at != nullptr) {
+        ir::Block rest;
+        rest.first = const_cast<Instruction*>(at);
+        rest.last = body.last;
+        isOpen = writeBlock(rest);
+    }
+    if (isOpen)
+        branch(continueLabel);
+
+    label(continueLabel);
+    const bool continues = writeBlock(continuing);
+    if (continues && !instruction.operands.empty())
+        asm_.code(spv::Op::OpBranchConditional, {value(*instruction.operands[0]), merge, header});
+    else if (continues)
+        branch(header);
+    targets_ = outer;
+    label(merge);
+}
+
+void ModuleWriter::writeSwitch(const Instruction& instruction) {
+    const ir::Value& selector = *instruction.operands[0];
+    const bool isWide = byteSize(selector.type->scalar) == 8;
+    const Id merge = asm_.newId();
+    std::vector<Id> labels;
+    Id defaultLabel = merge;
+    for (const ir::SwitchCase& switchCase : instruction.cases) {
+        labels.push_back(asm_.newId());
+        if (switchCase.isDefault)
+            defaultLabel = labels.back();
+    }
+    Words operands = {value(selector), defaultLabel};
+    for (std::size_t i = 0; i < instruction.cases.size(); ++i) {
+        for (const std::int64_t literal : instruction.cases[i].values) {
+            operands.push_back(static_cast<std::uint32_t>(literal));
+            if (isWide)
+                operands.push_back(static_cast<std::uint32_t>(static_cast<std::uint64_t>(literal) >> 32));
+            operands.push_back(labels[i]);
+        }
+    }
+    asm_.code(spv::Op::OpSelectionMerge, {merge, 0});
+    asm_.code(spv::Op::OpSwitch, operands);
+    const Targets outer = targets_;
+    targets_.breakTo = merge;
+    for (std::size_t i = 0; i < instruction.cases.size(); ++i) {
+        label(labels[i]);
+        if (writeBlock(*instruction.cases[i].block))
+            branch(merge);
+    }
+    targets_ = outer;
+    label(merge);
+}
+
+void ModuleWriter::writeInstruction(const Instruction& instruction) {
+    const auto operand = [&](std::size_t i) { return value(*instruction.operands[i]); };
+    const TypeRef type = instruction.result != nullptr ? instruction.result->type : nullptr;
+    switch (instruction.op) {
+    case Op::load: bind(instruction, load(*instruction.place)); return;
+    case Op::store: store(*instruction.place, operand(0)); return;
+    case Op::arrayLength: bind(instruction, arrayLength(*instruction.place)); return;
+    case Op::builtin: bind(instruction, builtin(instruction)); return;
+    case Op::discard: asm_.capability(spv::Capability::DemoteToHelperInvocation);
+        asm_.code(spv::Op::OpDemoteToHelperInvocation, {});
+        return;
+    case Op::construct: {
+        Words parts;
+        for (const ir::Value* part : instruction.operands)
+            parts.push_back(value(*part));
+        bind(instruction, asm_.result(spv::Op::OpCompositeConstruct, logicalType(type), parts));
+        return;
+    }
+    case Op::extract:
+    case Op::insert: {
+        Words operands;
+        if (instruction.op == Op::insert)
+            operands = {operand(1), operand(0)};
+        else
+            operands = {operand(0)};
+        operands.insert(operands.end(), instruction.indices.begin(), instruction.indices.end());
+        const spv::Op op =
+            instruction.op == Op::insert ? spv::Op::OpCompositeInsert : spv::Op::OpCompositeExtract;
+        bind(instruction, asm_.result(op, logicalType(type), operands));
+        return;
+    }
+    case Op::extractDynamic:
+        bind(instruction,
+             asm_.result(spv::Op::OpVectorExtractDynamic, logicalType(type), {operand(0), operand(1)}));
+        return;
+    case Op::shuffle: {
+        const Id first = operand(0);
+        Words operands = {first, instruction.operands.size() > 1 ? operand(1) : first};
+        operands.insert(operands.end(), instruction.indices.begin(), instruction.indices.end());
+        bind(instruction, asm_.result(spv::Op::OpVectorShuffle, logicalType(type), operands));
+        return;
+    }
+    case Op::select:
+        bind(instruction, asm_.result(spv::Op::OpSelect, logicalType(type), {operand(0), operand(1), operand(2)}));
+        return;
+    case Op::call: {
+        Words operands = {functionId(*instruction.callee)};
+        for (const ir::Value* argument : instruction.operands)
+            operands.push_back(value(*argument));
+        for (const ir::Variable* variable : instruction.variables)
+            operands.push_back(locals_[variable->id]);
+        bind(instruction, asm_.result(spv::Op::OpFunctionCall, logicalType(instruction.callee->returnType), operands));
+        return;
+    }
+    default: bind(instruction, arithmetic(instruction)); return;
+    }
+}
+
+void ModuleWriter::collectUses(const ir::Block& block, std::vector<const ir::Variable*>& uses) {
+    const auto add = [&](const ir::Variable* variable) {
+        if (variable->kind != ir::Variable::Kind::local && variable->kind != ir::Variable::Kind::pointerParameter &&
+            std::find(uses.begin(), uses.end(), variable) == uses.end())
+            uses.push_back(variable);
+    };
+    for (const Instruction* instruction = block.first; instruction != nullptr; instruction = instruction->next) {
+        if (instruction->place != nullptr)
+            add(instruction->place->root);
+        if (instruction->op == Op::call) {
+            for (const ir::Variable* variable : usesOf(*instruction->callee))
+                add(variable);
+        }
+        for (const ir::Block* inner : instruction->blocks)
+            collectUses(*inner, uses);
+        for (const ir::SwitchCase& switchCase : instruction->cases)
+            collectUses(*switchCase.block, uses);
+    }
+}
+
+const std::vector<const ir::Variable*>& ModuleWriter::usesOf(const ir::Function& function) {
+    const auto found = uses_.find(function.id);
+    if (found != uses_.end())
+        return found->second;
+    std::vector<const ir::Variable*> uses;
+    collectUses(*function.body, uses);
+    return uses_[function.id] = std::move(uses);
+}
+
+void ModuleWriter::writeEntry(const ir::Entry& entry) {
+    std::vector<const ir::Variable*> uses = usesOf(*entry.function);
+    // Stage variables are part of the interface whether the code touches them or not.
+    for (const ir::Variable* variable : *entry.interface)
+        if ((variable->kind == ir::Variable::Kind::output) &&
+            std::find(uses.begin(), uses.end(), variable) == uses.end())
+            uses.push_back(variable);
+    Words interface;
+    for (const ir::Variable* variable : uses)
+        interface.push_back(global(*variable).id);
+
+    const Id function = functionId(*entry.function);
+    switch (entry.stage) {
+    case Stage::vertex: asm_.entryPoint(spv::ExecutionModel::Vertex, function, entry.name, interface); break;
+    case Stage::fragment:
+        asm_.entryPoint(spv::ExecutionModel::Fragment, function, entry.name, interface);
+        asm_.executionMode(function, spv::ExecutionMode::OriginUpperLeft);
+        if (entry.earlyFragmentTests)
+            asm_.executionMode(function, spv::ExecutionMode::EarlyFragmentTests);
+        if (entry.usesDepthOutput)
+            asm_.executionMode(function, spv::ExecutionMode::DepthReplacing);
+        break;
+    case Stage::kernel:
+        asm_.entryPoint(spv::ExecutionModel::GLCompute, function, entry.name, interface);
+        if (localSize_[0] == 0)
+            for (std::uint32_t i = 0; i < 3; ++i)
+                localSize_[i] = asm_.specializationConstant(uintType(), i == 0 ? 64 : 1, i);
+        asm_.executionModeId(function, spv::ExecutionMode::LocalSizeId, {localSize_[0], localSize_[1], localSize_[2]});
+        break;
+    }
+}
+
+} // namespace msl::spirv

@@ -1,0 +1,304 @@
+// Variables, places, loads and stores.
+#include "MSL/ast/Ast.h"
+#include "MSL/spirv/ModuleWriter.h"
+
+namespace msl::spirv {
+
+using ir::SystemValue;
+using ir::Variable;
+
+namespace {
+
+struct BuiltInRow {
+    SystemValue systemValue;
+    spv::BuiltIn builtIn;
+    ScalarKind kind;
+    std::uint8_t count;
+};
+constexpr BuiltInRow builtInRows[] = {
+    {SystemValue::position, spv::BuiltIn::Position, ScalarKind::float_, 4},
+    {SystemValue::pointSize, spv::BuiltIn::PointSize, ScalarKind::float_, 1},
+    {SystemValue::vertexId, spv::BuiltIn::VertexIndex, ScalarKind::uint, 1},
+    {SystemValue::instanceId, spv::BuiltIn::InstanceIndex, ScalarKind::uint, 1},
+    {SystemValue::baseVertex, spv::BuiltIn::BaseVertex, ScalarKind::uint, 1},
+    {SystemValue::baseInstance, spv::BuiltIn::BaseInstance, ScalarKind::uint, 1},
+    {SystemValue::fragCoord, spv::BuiltIn::FragCoord, ScalarKind::float_, 4},
+    {SystemValue::frontFacing, spv::BuiltIn::FrontFacing, ScalarKind::bool_, 1},
+    {SystemValue::pointCoord, spv::BuiltIn::PointCoord, ScalarKind::float_, 2},
+    {SystemValue::sampleId, spv::BuiltIn::SampleId, ScalarKind::uint, 1},
+    {SystemValue::sampleMask, spv::BuiltIn::SampleMask, ScalarKind::uint, 0},
+    {SystemValue::primitiveId, spv::BuiltIn::PrimitiveId, ScalarKind::uint, 1},
+    {SystemValue::clipDistance, spv::BuiltIn::ClipDistance, ScalarKind::float_, 0},
+    {SystemValue::fragDepth, spv::BuiltIn::FragDepth, ScalarKind::float_, 1},
+    {SystemValue::renderTargetArrayIndex, spv::BuiltIn::Layer, ScalarKind::uint, 1},
+    {SystemValue::viewportArrayIndex, spv::BuiltIn::ViewportIndex, ScalarKind::uint, 1},
+    {SystemValue::globalInvocationId, spv::BuiltIn::GlobalInvocationId, ScalarKind::uint, 3},
+    {SystemValue::localInvocationId, spv::BuiltIn::LocalInvocationId, ScalarKind::uint, 3},
+    {SystemValue::localInvocationIndex, spv::BuiltIn::LocalInvocationIndex, ScalarKind::uint, 1},
+    {SystemValue::workgroupId, spv::BuiltIn::WorkgroupId, ScalarKind::uint, 3},
+    {SystemValue::numWorkgroups, spv::BuiltIn::NumWorkgroups, ScalarKind::uint, 3},
+    {SystemValue::workgroupSize, spv::BuiltIn::WorkgroupSize, ScalarKind::uint, 3},
+    {SystemValue::subgroupSize, spv::BuiltIn::SubgroupSize, ScalarKind::uint, 1},
+    {SystemValue::subgroupInvocationId, spv::BuiltIn::SubgroupLocalInvocationId, ScalarKind::uint, 1},
+    {SystemValue::subgroupId, spv::BuiltIn::SubgroupId, ScalarKind::uint, 1},
+    {SystemValue::numSubgroups, spv::BuiltIn::NumSubgroups, ScalarKind::uint, 1},
+};
+
+const BuiltInRow* builtInRow(SystemValue systemValue) {
+    for (const BuiltInRow& row : builtInRows)
+        if (row.systemValue == systemValue)
+            return &row;
+    return nullptr;
+}
+
+} // namespace
+
+// Vulkan's interfaces are 32 bits wide here: narrower varyings and colours travel as float, int or uint, and a system
+// value has the one type that Vulkan gives it.
+TypeRef ModuleWriter::interfaceType(const Variable& variable) {
+    TypeTable& types = module_.types;
+    const TypeRef type = variable.type;
+    if (const BuiltInRow* row = builtInRow(variable.systemValue)) {
+        if (row->count != 0)
+            return types.vector(row->kind, row->count);
+        return type->is(TypeKind::array) ? type : types.array(types.scalar(row->kind), 1);
+    }
+    if (!type->isScalar() && !type->isVector())
+        return type;
+    switch (type->scalar) {
+    case ScalarKind::half: return types.vector(ScalarKind::float_, type->columns);
+    case ScalarKind::char_:
+    case ScalarKind::short_: return types.vector(ScalarKind::int_, type->columns);
+    case ScalarKind::bool_:
+    case ScalarKind::uchar:
+    case ScalarKind::ushort: return types.vector(ScalarKind::uint, type->columns);
+    default: return type;
+    }
+}
+
+void ModuleWriter::decorateInterface(const Variable& variable, const Global& declared) {
+    const Id id = declared.id;
+    if (const BuiltInRow* row = builtInRow(variable.systemValue)) {
+        asm_.decorate(id, spv::Decoration::BuiltIn, {static_cast<std::uint32_t>(row->builtIn)});
+        switch (variable.systemValue) {
+        case SystemValue::baseVertex:
+        case SystemValue::baseInstance: asm_.capability(spv::Capability::DrawParameters); break;
+        case SystemValue::sampleId: asm_.capability(spv::Capability::SampleRateShading); break;
+        case SystemValue::primitiveId: asm_.capability(spv::Capability::Geometry); break;
+        case SystemValue::clipDistance: asm_.capability(spv::Capability::ClipDistance); break;
+        case SystemValue::renderTargetArrayIndex: asm_.capability(spv::Capability::ShaderLayer); break;
+        case SystemValue::viewportArrayIndex: asm_.capability(spv::Capability::ShaderViewportIndex); break;
+        case SystemValue::subgroupSize:
+        case SystemValue::subgroupInvocationId:
+        case SystemValue::subgroupId:
+        case SystemValue::numSubgroups: asm_.capability(spv::Capability::GroupNonUniform); break;
+        default: break;
+        }
+    } else {
+        asm_.decorate(id, spv::Decoration::Location, {variable.location});
+        if (variable.index != 0)
+            asm_.decorate(id, spv::Decoration::Index, {variable.index});
+    }
+    if (variable.isInvariant)
+        asm_.decorate(id, spv::Decoration::Invariant);
+    if (!fragmentInputs_[variable.id])
+        return;
+
+    TypeRef scalarHolder = declared.declared;
+    while (scalarHolder->is(TypeKind::array))
+        scalarHolder = scalarHolder->element;
+    const bool isInteger = isFloating(scalarHolder->scalar) == false && scalarHolder->scalar != ScalarKind::bool_;
+    if (isInteger || variable.interpolation == ir::Interpolation::flat)
+        asm_.decorate(id, spv::Decoration::Flat);
+    else if (variable.interpolation == ir::Interpolation::noPerspective)
+        asm_.decorate(id, spv::Decoration::NoPerspective);
+    if (variable.sampling == ir::Sampling::centroid) {
+        asm_.decorate(id, spv::Decoration::Centroid);
+    } else if (variable.sampling == ir::Sampling::sample) {
+        asm_.capability(spv::Capability::SampleRateShading);
+        asm_.decorate(id, spv::Decoration::Sample);
+    }
+}
+
+ModuleWriter::Global& ModuleWriter::global(const Variable& variable) {
+    if (globals_[variable.id].id != 0)
+        return globals_[variable.id];
+    Global made;
+    switch (variable.kind) {
+    case Variable::Kind::buffer: {
+        const bool isUniform = variable.bindingKind == BindingKind::uniformBuffer;
+        made.storage = isUniform ? spv::StorageClass::Uniform : spv::StorageClass::StorageBuffer;
+        made.inMemory = true;
+        const Id block = blockType(variable);
+        made.id = asm_.globalVariable(pointerType(made.storage, block), made.storage);
+        asm_.decorate(made.id, spv::Decoration::DescriptorSet, {variable.set});
+        asm_.decorate(made.id, spv::Decoration::Binding, {variable.binding});
+        if (!isUniform && !variable.isWritable)
+            asm_.decorate(made.id, spv::Decoration::NonWritable);
+        break;
+    }
+    case Variable::Kind::constantTable:
+        made.storage = spv::StorageClass::Private;
+        made.id = asm_.globalVariable(pointerType(made.storage, logicalType(variable.type)), made.storage,
+                                      value(*variable.initializer));
+        break;
+    case Variable::Kind::threadgroup:
+        made.storage = spv::StorageClass::Workgroup;
+        made.id = asm_.globalVariable(pointerType(made.storage, logicalType(variable.type)), made.storage);
+        break;
+    case Variable::Kind::input:
+    case Variable::Kind::output:
+        made.storage = variable.kind == Variable::Kind::input ? spv::StorageClass::Input : spv::StorageClass::Output;
+        made.declared = interfaceType(variable);
+        made.id = asm_.globalVariable(pointerType(made.storage, logicalType(made.declared)), made.storage);
+        decorateInterface(variable, made);
+        break;
+    default: fail("the variable '" + std::string(variable.name) + "' cannot be written"); made.id = asm_.newId();
+    }
+    if (options_.debugNames && !variable.name.empty())
+        asm_.name(made.id, variable.name);
+    return globals_[variable.id] = made;
+}
+
+Id ModuleWriter::placePointer(const ir::Place& place, spv::StorageClass& storage, bool& inMemory) {
+    const Variable& root = *place.root;
+    Id base = 0;
+    Words indices;
+    if (root.kind == Variable::Kind::local || root.kind == Variable::Kind::pointerParameter) {
+        storage = spv::StorageClass::Function;
+        inMemory = false;
+        base = locals_[root.id];
+        if (base == 0)
+            return fail("the local variable '" + std::string(root.name) + "' belongs to another function");
+    } else {
+        const Global& target = global(root);
+        storage = target.storage;
+        inMemory = target.inMemory;
+        base = target.id;
+        if (root.kind == Variable::Kind::buffer)
+            indices.push_back(uintConstant(0)); // into the block
+    }
+    for (const ir::Step& step : place.steps)
+        indices.push_back(step.value != nullptr ? value(*step.value) : uintConstant(step.number));
+    if (indices.empty())
+        return base;
+    const Id pointee = inMemory ? memoryType(place.type) : logicalType(place.type);
+    indices.insert(indices.begin(), base);
+    return asm_.result(spv::Op::OpAccessChain, pointerType(storage, pointee), indices);
+}
+
+Id ModuleWriter::load(const ir::Place& place) {
+    const Variable& root = *place.root;
+    if (root.kind == Variable::Kind::input) {
+        const Global& input = global(root);
+        if (input.declared != root.type) {
+            Id whole = asm_.result(spv::Op::OpLoad, logicalType(input.declared), {input.id});
+            whole = adaptInput(input.declared, root.type, whole);
+            if (place.steps.empty())
+                return whole;
+            Words operands = {whole};
+            for (const ir::Step& step : place.steps) {
+                if (step.value != nullptr)
+                    return fail("a computed index into the stage input '" + std::string(root.name) + "'");
+                operands.push_back(step.number);
+            }
+            return asm_.result(spv::Op::OpCompositeExtract, logicalType(place.type), operands);
+        }
+    }
+    spv::StorageClass storage{};
+    bool inMemory = false;
+    const Id pointer = placePointer(place, storage, inMemory);
+    if (!inMemory || !hasMemoryForm(place.type))
+        return asm_.result(spv::Op::OpLoad, logicalType(place.type), {pointer});
+    return fromMemory(place.type, asm_.result(spv::Op::OpLoad, memoryType(place.type), {pointer}));
+}
+
+void ModuleWriter::store(const ir::Place& place, Id stored) {
+    const Variable& root = *place.root;
+    if (root.kind == Variable::Kind::output) {
+        const Global& output = global(root);
+        if (output.declared != root.type) {
+            if (!place.steps.empty()) {
+                fail("a store to a part of the stage output '" + std::string(root.name) + "'");
+                return;
+            }
+            if (output.declared->is(TypeKind::array))
+                stored = asm_.result(spv::Op::OpCompositeConstruct, logicalType(output.declared),
+                                     {convert(root.type, output.declared->element, stored)});
+            else
+                stored = convert(root.type, output.declared, stored);
+            asm_.code(spv::Op::OpStore, {output.id, stored});
+            return;
+        }
+    }
+    spv::StorageClass storage{};
+    bool inMemory = false;
+    const Id pointer = placePointer(place, storage, inMemory);
+    if (inMemory && hasMemoryForm(place.type))
+        stored = toMemory(place.type, stored);
+    asm_.code(spv::Op::OpStore, {pointer, stored});
+}
+
+Id ModuleWriter::fromMemory(TypeRef type, Id stored) {
+    if (!hasMemoryForm(type))
+        return stored;
+    if (!holdsBool(type))
+        return asm_.result(spv::Op::OpCopyLogical, logicalType(type), {stored});
+    if (type->is(TypeKind::struct_) || type->is(TypeKind::array)) {
+        Words parts;
+        const std::size_t count = type->is(TypeKind::array) ? type->count : type->structDecl->fields.size();
+        for (std::uint32_t i = 0; i < count; ++i) {
+            const TypeRef part = type->is(TypeKind::array) ? type->element : type->structDecl->fields[i]->type;
+            parts.push_back(fromMemory(part, asm_.result(spv::Op::OpCompositeExtract, memoryType(part), {stored, i})));
+        }
+        return asm_.result(spv::Op::OpCompositeConstruct, logicalType(type), parts);
+    }
+    const Id zero = asm_.internedConstant(spv::Op::OpConstantNull, memoryType(type), {});
+    return asm_.result(spv::Op::OpINotEqual, logicalType(type), {stored, zero});
+}
+
+Id ModuleWriter::toMemory(TypeRef type, Id logical) {
+    if (!hasMemoryForm(type))
+        return logical;
+    if (!holdsBool(type))
+        return asm_.result(spv::Op::OpCopyLogical, memoryType(type), {logical});
+    if (type->is(TypeKind::struct_) || type->is(TypeKind::array)) {
+        Words parts;
+        const std::size_t count = type->is(TypeKind::array) ? type->count : type->structDecl->fields.size();
+        for (std::uint32_t i = 0; i < count; ++i) {
+            const TypeRef part = type->is(TypeKind::array) ? type->element : type->structDecl->fields[i]->type;
+            parts.push_back(toMemory(part, asm_.result(spv::Op::OpCompositeExtract, logicalType(part), {logical, i})));
+        }
+        return asm_.result(spv::Op::OpCompositeConstruct, memoryType(type), parts);
+    }
+    const TypeRef bytes = module_.types.vector(ScalarKind::uchar, type->columns);
+    return asm_.result(spv::Op::OpSelect, memoryType(type), {logical, intConstant(bytes, 1), intConstant(bytes, 0)});
+}
+
+Id ModuleWriter::adaptInput(TypeRef from, TypeRef to, Id loaded) {
+    if (from->is(TypeKind::array)) { // sample mask and clip distance: one element
+        loaded = asm_.result(spv::Op::OpCompositeExtract, logicalType(from->element), {loaded, 0});
+        from = from->element;
+    }
+    if (from->columns > to->columns) {
+        const TypeRef narrowed = module_.types.vector(from->scalar, to->columns);
+        Words operands;
+        if (to->columns == 1) {
+            operands = {loaded, 0};
+        } else {
+            operands = {loaded, loaded};
+            for (std::uint32_t i = 0; i < to->columns; ++i)
+                operands.push_back(i);
+        }
+        loaded = asm_.result(to->columns == 1 ? spv::Op::OpCompositeExtract : spv::Op::OpVectorShuffle,
+                             logicalType(narrowed), operands);
+        from = narrowed;
+    }
+    return convert(from, to, loaded);
+}
+
+Id ModuleWriter::arrayLength(const ir::Place& place) {
+    return asm_.result(spv::Op::OpArrayLength, uintType(), {global(*place.root).id, 0});
+}
+
+} // namespace msl::spirv

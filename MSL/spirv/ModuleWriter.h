@@ -1,0 +1,127 @@
+// Writes one IR module. Shared by the files that write types, memory, control flow and built-in functions; nobody else
+// includes it.
+//
+// Types. A value has a logical type: bool is a bool, structs have no offsets. Memory that the host sees has a memory
+// type: offsets and strides are explicit and a bool is a byte. Loads and stores of such memory convert between the two,
+// which costs nothing for scalars, vectors and matrices without bools: there both types are one.
+#pragma once
+
+#include "MSL/ir/Ir.h"
+#include "MSL/spirv/Assembler.h"
+#include "MSL/spirv/SpirvWriter.h"
+
+#include <string>
+
+namespace msl::spirv {
+
+class ModuleWriter {
+  public:
+    ModuleWriter(const ir::Module& module, const WriterOptions& options);
+    std::expected<Words, std::string> write();
+
+  private:
+    // ------------------------------------------------------------------ types and constants (Types.cpp)
+    Id scalarType(ScalarKind kind);
+    Id boolType();
+    Id uintType() { return scalarType(ScalarKind::uint); }
+    Id floatType() { return scalarType(ScalarKind::float_); }
+    Id vectorType(ScalarKind kind, unsigned count); // count 1: the scalar
+    Id logicalType(TypeRef type);
+    Id memoryType(TypeRef type);
+    bool hasMemoryForm(TypeRef type) { return logicalType(type) != memoryType(type); }
+    static bool holdsBool(TypeRef type);
+    Id structType(TypeRef type, bool inMemory);
+    void decorateMatrixMember(Id structId, std::uint32_t member, TypeRef type);
+    Id pointerType(spv::StorageClass storage, Id pointee);
+    Id blockType(const ir::Variable& variable);
+    Id constant(const ir::Value& value);
+    Id scalarConstant(TypeRef scalar, std::uint64_t bits);
+    Id splatConstant(TypeRef type, double value); // scalar or vector, numeric
+    Id intConstant(TypeRef type, std::int64_t value);
+    Id uintConstant(std::uint32_t value) { return asm_.constantWord(uintType(), value); }
+    Id nullConstant(TypeRef type) { return asm_.internedConstant(spv::Op::OpConstantNull, logicalType(type), {}); }
+
+    // --------------------------------------------------------------------------------- memory (Memory.cpp)
+    struct Global {
+        Id id = 0;
+        spv::StorageClass storage = spv::StorageClass::Private;
+        TypeRef declared = nullptr; // inputs and outputs: the type that Vulkan wants, when it is another
+        bool inMemory = false;      // has memory types
+    };
+    Global& global(const ir::Variable& variable);
+    TypeRef interfaceType(const ir::Variable& variable);
+    void decorateInterface(const ir::Variable& variable, const Global& declared);
+    Id placePointer(const ir::Place& place, spv::StorageClass& storage, bool& inMemory);
+    Id load(const ir::Place& place);
+    void store(const ir::Place& place, Id value);
+    Id fromMemory(TypeRef type, Id value);
+    Id toMemory(TypeRef type, Id value);
+    Id adaptInput(TypeRef from, TypeRef to, Id value);
+    Id arrayLength(const ir::Place& place);
+
+    // ----------------------------------------------------------------------- functions (FunctionWriter.cpp)
+    void writeFunction(const ir::Function& function);
+    void writeEntry(const ir::Entry& entry);
+    bool writeBlock(const ir::Block& block); // true when its end was reached and the next label is still open
+    void writeIf(const ir::Instruction& instruction);
+    void writeLoop(const ir::Instruction& instruction);
+    void writeSwitch(const ir::Instruction& instruction);
+    void writeInstruction(const ir::Instruction& instruction);
+    const std::vector<const ir::Variable*>& usesOf(const ir::Function& function);
+    void collectUses(const ir::Block& block, std::vector<const ir::Variable*>& uses);
+    void branch(Id label) { asm_.code(spv::Op::OpBranch, {label}); }
+    void label(Id id) { asm_.code(spv::Op::OpLabel, {id}); }
+    Id value(const ir::Value& value);
+    void bind(const ir::Instruction& instruction, Id id);
+    Id functionId(const ir::Function& function);
+
+    // ---------------------------------------------------------------------- arithmetic (Arithmetic.cpp)
+    Id arithmetic(const ir::Instruction& instruction);
+    Id comparison(ir::Op op, TypeRef operandType, Id left, Id right);
+    Id shift(const ir::Instruction& instruction);
+    Id divide(bool remainder, TypeRef type, Id left, const ir::Value& divisor);
+    Id convert(TypeRef from, TypeRef to, Id value);
+    Id convertToInteger(TypeRef from, TypeRef to, Id value);
+
+    // ------------------------------------------------------------------------ built-in functions (Builtins.cpp)
+    Id builtin(const ir::Instruction& instruction);
+    Id floatBuiltin(BuiltinId id, TypeRef type, std::span<const Id> operands, std::span<const TypeRef> types);
+    Id integerBuiltin(BuiltinId id, TypeRef type, std::span<const Id> operands, std::span<const TypeRef> types);
+    Id relationalBuiltin(BuiltinId id, TypeRef type, std::span<const Id> operands, std::span<const TypeRef> types);
+    Id geometricBuiltin(BuiltinId id, TypeRef type, std::span<const Id> operands, std::span<const TypeRef> types);
+    Id splat(TypeRef vector, Id scalar);
+
+    // Remembers the first thing that the IR should not hold; the module is then not used.
+    Id fail(std::string what);
+
+    const ir::Module& module_;
+    const WriterOptions& options_;
+    Assembler asm_;
+    std::string failure_;
+
+    std::vector<Id> logicalTypes_; // by Type::id
+    std::vector<Id> memoryTypes_;
+    std::unordered_map<std::uint64_t, Id> pointerTypes_;
+    std::vector<Id> values_;       // by Value::id
+    std::vector<Global> globals_;  // by Variable::id
+    std::vector<Id> locals_;       // by Variable::id: locals and pointer parameters
+    std::unordered_map<std::uint32_t, Id> functions_; // by Function::id
+
+    struct FunctionType {
+        std::uint64_t hash;
+        Words operands;
+        Id id;
+    };
+    std::vector<FunctionType> functionTypes_;
+    Id frexpTypes_[5] = {};  // by component count: mantissa and exponent
+    Id localSize_[3] = {};   // the specialisation constants of kernels
+    struct Targets {
+        Id breakTo = 0;
+        Id continueTo = 0;
+    };
+    Targets targets_;
+    std::vector<bool> fragmentInputs_; // by Variable::id
+    std::unordered_map<std::uint32_t, std::vector<const ir::Variable*>> uses_; // by Function::id: globals, callees included
+};
+
+} // namespace msl::spirv
