@@ -140,7 +140,7 @@ class Analyzer {
     TypeRef templateArgumentType(TemplateArgument& argument, bool report);
     std::optional<std::int64_t> templateArgumentValue(TemplateArgument& argument, SourceLocation at, bool report = true);
     std::optional<TypeRef> tryTypeName(Name& name); // the type that a name means, if it means one
-    void reportUnknownType(const Name& name);
+    TypeRef reportUnknownType(const Name& name); // the type of the correction, or the error type
 
     // ---- NameLookup.cpp
     NameMeaning lookUp(Name& name, bool forCall);
@@ -153,6 +153,8 @@ class Analyzer {
 
     // ---- Typo.cpp
     enum class TypoKind : std::uint8_t { expression, call, type };
+    // What a name of a neighbouring shading language is called here; empty when it is none.
+    static std::string_view nameHere(std::string_view foreign, TypoKind kind);
     std::string_view closestName(std::string_view typo, TypoKind kind, Decl** decl);
     std::string_view closestOf(std::string_view typo, std::span<const std::string_view> names) const;
 
@@ -252,6 +254,7 @@ class Analyzer {
     const Candidate* best(std::span<Candidate> candidates, std::span<Expr*> arguments, bool* isAmbiguous) const;
     void reportNoMatch(SourceLocation at, std::string_view what, std::string_view name, std::span<Candidate> candidates,
                        std::span<Expr*> arguments);
+    void noteBuiltin(const BuiltinFunction& builtin, std::span<Expr*> arguments, SourceLocation at);
     void noteCandidate(const Candidate& candidate, std::span<Expr*> arguments, SourceLocation at);
     TypeRef deduceBuiltin(const BuiltinFunction& builtin, std::span<Expr*> arguments, bool* isAmbiguous);
     Expr* makeBuiltinCall(BuiltinId id, std::span<Expr* const> arguments, TypeRef type, SourceLocation at);

@@ -246,6 +246,14 @@ NameMeaning Analyzer::lookUp(Name& name, bool forCall) {
         note(decl->location, "'" + std::string(suggestion) + "' declared here");
     meaning = lookUpUnqualified(corrected);
     if (meaning.kind == NameMeaning::Kind::nothing)
+        if (TypeRef type = builtinType(types_, suggestion)) {
+            TypeAliasDecl* alias = arena_.make<TypeAliasDecl>();
+            alias->name = corrected;
+            alias->type = type;
+            meaning.kind = NameMeaning::Kind::declaration;
+            meaning.decl = alias;
+        }
+    if (meaning.kind == NameMeaning::Kind::nothing)
         meaning.kind = NameMeaning::Kind::failed;
     return meaning;
 }

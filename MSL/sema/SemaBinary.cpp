@@ -531,7 +531,7 @@ Expr* Analyzer::conditional(Conditional* expr) {
         error(expr->location, "incompatible operand types ('" + typeName(a) + "' and '" + typeName(b) + "')");
         return errorAt(expr);
     }
-    if (condition->type->isVector()) {
+    if (condition->type->isVector() && !isFloating(condition->type->scalar)) {
         const unsigned count = condition->type->columns;
         if (common->isScalar())
             common = types_.vector(common->scalar, count);

@@ -246,20 +246,67 @@ std::string countPhrase(std::size_t least, std::size_t most, std::size_t given) 
 
 } // namespace
 
+// The form of the library's function that the arguments come closest to, and what keeps them from fitting.
+void Analyzer::noteBuiltin(const BuiltinFunction& builtin, std::span<Expr*> arguments, SourceLocation at) {
+    const BuiltinSignature& signature = *builtin.signature;
+    TypeRef guess = nullptr;
+    for (std::size_t i = 0; i < arguments.size() && i < signature.parameterCount; ++i) {
+        if (signature.parameters[i] != BuiltinSlot::t || arguments[i]->kind == ExprKind::initList)
+            continue;
+        const TypeRef type = arguments[i]->type;
+        const bool fits = type->isNumeric() && admitsKind(signature.typeClass, type->scalar) &&
+                          admitsShape(signature.shape, type);
+        if (fits && (!guess || type->componentCount() > guess->componentCount()))
+            guess = type;
+    }
+    if (!guess) {
+        const ScalarKind kind = signature.typeClass == BuiltinClass::boolean ? ScalarKind::bool_
+                                : signature.typeClass == BuiltinClass::integer ||
+                                        signature.typeClass == BuiltinClass::integer32 ||
+                                        signature.typeClass == BuiltinClass::atomic
+                                    ? ScalarKind::int_
+                                    : ScalarKind::float_;
+        switch (signature.shape) {
+        case BuiltinShape::scalarOrVector:
+        case BuiltinShape::scalar: guess = types_.scalar(kind); break;
+        case BuiltinShape::vector:
+        case BuiltinShape::vector3: guess = types_.vector(kind, 3); break;
+        case BuiltinShape::matrix:
+        case BuiltinShape::squareMatrix: guess = types_.matrix(ScalarKind::float_, 3, 3); break;
+        }
+    }
+    std::string text = "candidate function '" + signatureText(types_, builtin, guess) + "'";
+    if (arguments.size() < signature.requiredCount || arguments.size() > signature.parameterCount) {
+        note(at, text + " not viable: " + countPhrase(signature.requiredCount, signature.parameterCount, arguments.size()));
+        return;
+    }
+    for (std::size_t i = 0; i < arguments.size(); ++i) {
+        const BuiltinSlot slot = signature.parameters[i];
+        if (arguments[i]->kind == ExprKind::initList || slot == BuiltinSlot::atomicPointer)
+            continue;
+        const TypeRef type = slotType(types_, slot, guess);
+        const std::string which = ordinal(static_cast<unsigned>(i) + 1) + " argument";
+        if (isReferenceSlot(slot)) {
+            if (arguments[i]->category == ValueCategory::rvalue || arguments[i]->type == type) {
+                note(at, text + " not viable: expects a variable for " + which);
+                return;
+            }
+            if (arguments[i]->type == type)
+                continue;
+        } else if (rankConversion(arguments[i], type) != ConversionRank::none) {
+            continue;
+        }
+        note(at, text + " not viable: no known conversion from '" + typeName(arguments[i]->type) + "' to '" +
+                     typeName(type) + "' for " + which);
+        return;
+    }
+    const std::string what = describeTypeParameter(signature);
+    note(at, what.empty() ? text : text + "; it takes any " + what.substr(what.find(' ') + 1));
+}
+
 void Analyzer::noteCandidate(const Candidate& candidate, std::span<Expr*> arguments, SourceLocation at) {
     if (candidate.builtin) {
-        const BuiltinFunction& builtin = *candidate.builtin;
-        std::string text = "candidate function ";
-        if (candidate.failure == Candidate::Failure::argumentCount) {
-            note(at, "candidate function '" + signatureText(types_, builtin, nullptr) + "' not viable: " +
-                         countPhrase(builtin.signature->requiredCount, builtin.signature->parameterCount, arguments.size()));
-            return;
-        }
-        text += "'" + signatureText(types_, builtin, nullptr) + "'";
-        const std::string what = describeTypeParameter(*builtin.signature);
-        if (!what.empty())
-            text += ", where T is " + what;
-        note(at, std::move(text));
+        noteBuiltin(*candidate.builtin, arguments, at);
         return;
     }
     const FunctionDecl* function = candidate.function;

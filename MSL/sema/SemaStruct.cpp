@@ -243,6 +243,14 @@ void Analyzer::completeStructure(StructDecl* decl) {
             }
             break;
         }
+        case DeclKind::struct_:
+            if (!member->name) {
+                unsupported(member->location ? member->location : decl->location, "an anonymous struct or union member");
+                decl->isInvalid = true;
+                break;
+            }
+            declaration(member);
+            break;
         default: declaration(member); break;
         }
     }

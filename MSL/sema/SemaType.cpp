@@ -39,11 +39,11 @@ std::optional<TextureShape> textureShape(std::string_view name) {
 
 } // namespace
 
-void Analyzer::reportUnknownType(const Name& name) {
+TypeRef Analyzer::reportUnknownType(const Name& name) {
     const std::string_view text = name.identifier->text;
     if (text == "double" || text == "long double") {
         error(name.location, "'double' is not supported in Metal");
-        return;
+        return types_.error();
     }
     std::string message = "unknown type name '" + std::string(text) + "'";
     Decl* decl = nullptr;
@@ -53,6 +53,17 @@ void Analyzer::reportUnknownType(const Name& name) {
     error(name.location, std::move(message));
     if (decl && decl->location)
         note(decl->location, "'" + std::string(suggestion) + "' declared here");
+    // Go on with what was probably meant, so that what follows is still checked.
+    if (suggestion.empty())
+        return types_.error();
+    if (decl) {
+        Name corrected = name;
+        corrected.identifier = identifiers_.get(suggestion);
+        const TypeRef type = typeOfDecl(decl, corrected);
+        return type ? type : types_.error();
+    }
+    const TypeRef type = builtinType(types_, suggestion);
+    return type ? type : types_.error();
 }
 
 TypeRef Analyzer::typeOfDecl(Decl* decl, Name& name) {
@@ -123,8 +134,7 @@ TypeRef Analyzer::namedType(Name& name, bool reportMissing) {
     }
     if (!reportMissing)
         return nullptr;
-    reportUnknownType(name);
-    return types_.error();
+    return reportUnknownType(name);
 }
 
 std::optional<TypeRef> Analyzer::tryTypeName(Name& name) {

@@ -77,9 +77,34 @@ bool isTypeDecl(const Decl* decl) {
 
 } // namespace
 
+std::string_view Analyzer::nameHere(std::string_view foreign, TypoKind kind) {
+    struct Pair {
+        std::string_view there;
+        std::string_view here;
+        bool isType;
+    };
+    static constexpr Pair pairs[] = {
+        {"vec2", "float2", true},     {"vec3", "float3", true},        {"vec4", "float4", true},
+        {"ivec2", "int2", true},      {"ivec3", "int3", true},         {"ivec4", "int4", true},
+        {"uvec2", "uint2", true},     {"uvec3", "uint3", true},        {"uvec4", "uint4", true},
+        {"bvec2", "bool2", true},     {"bvec3", "bool3", true},        {"bvec4", "bool4", true},
+        {"mat2", "float2x2", true},   {"mat3", "float3x3", true},      {"mat4", "float4x4", true},
+        {"frac", "fract", false},     {"lerp", "mix", false},          {"mod", "fmod", false},
+        {"ddx", "dfdx", false},       {"ddy", "dfdy", false},          {"dFdx", "dfdx", false},
+        {"dFdy", "dfdy", false},      {"inversesqrt", "rsqrt", false}, {"discard", "discard_fragment", false},
+        {"roundEven", "rint", false}, {"isNan", "isnan", false},       {"isInf", "isinf", false},
+    };
+    for (const Pair& pair : pairs)
+        if (pair.there == foreign && (pair.isType ? kind != TypoKind::expression : kind != TypoKind::type))
+            return pair.here;
+    return {};
+}
+
 std::string_view Analyzer::closestName(std::string_view typo, TypoKind kind, Decl** decl) {
     if (decl)
         *decl = nullptr;
+    if (const std::string_view here = nameHere(typo, kind); !here.empty())
+        return here;
     if (typo.size() < 3)
         return {};
     Closest closest(typo);

@@ -190,6 +190,8 @@ INSTANTIATE_TEST_SUITE_P(
                               "11: error: use of undeclared identifier 'smoothstp'; did you mean 'smoothstep'?"},
                     ErrorCase{"float x = p.band;", "13: error: no member named 'band' in 'Params'; did you mean 'bands'?"},
                     ErrorCase{"flot x = 1;", "1: error: unknown type name 'flot'; did you mean 'float'?"},
+                    ErrorCase{"vec3 x;", "1: error: unknown type name 'vec3'; did you mean 'float3'?"},
+                    ErrorCase{"float x = lerp(1, 2, 3);", "11: error: use of undeclared identifier 'lerp'; did you mean 'mix'?"},
                     ErrorCase{"Rey r;", "1: error: unknown type name 'Rey'; did you mean 'Ray'?"},
                     ErrorCase{"float x = 1; float x = 2;", "20: error: redefinition of 'x'"},
                     ErrorCase{"float x = Ray;", "11: error: 'Ray' does not refer to a value"},
@@ -284,10 +286,29 @@ TEST(Diagnostics, NoteCandidatesAndDeclarations) {
               "float f(float a) { return sin(a); }\n                          ^\n");
 }
 
+TEST(Diagnostics, TheLibrarysClosestFormIsNoted) {
+    struct Case {
+        std::string_view call;
+        std::string_view note;
+    };
+    constexpr Case cases[] = {
+        {"mix(1, 2)", "'float mix(float x, float y, float a)' not viable: requires 3 arguments, but 2 were provided"},
+        {"dot(uv, v)", "'float dot(float3 x, float3 y)' not viable: no known conversion from 'float2' to 'float3' for 1st argument"},
+        {"modf(1.0, 2.0)", "'float modf(float x, thread float &intval)' not viable: expects a variable for 2nd argument"},
+        {"length(1.0)", "'float length(float3 x)'; it takes any half or float vector"},
+    };
+    for (const Case& c : cases) {
+        const std::string text = Analyzed(inFunction(std::string(c.call) + ";")).errors();
+        EXPECT_NE(text.find("note: candidate function " + std::string(c.note) + "\n"), std::string::npos) << text;
+    }
+}
+
 TEST(Diagnostics, FaultsAreReportedOnce) {
     // One mistake in a declaration must not make its uses faulty too.
     EXPECT_EQ(Analyzed(inFunction("float3 q = nothing; q.x = 1; v = q * 2; v += noSuch(q) + q;")).diagnostics.errorCount(), 2U);
-    EXPECT_EQ(Analyzed(inFunction("flot a = 1; float b2 = a + 1; b2 *= a.x;")).diagnostics.errorCount(), 1U);
+    EXPECT_EQ(Analyzed(inFunction("Unheard a = 1; float b2 = a + 1; b2 *= a.x;")).diagnostics.errorCount(), 1U);
+    // What was probably meant is taken for what was meant.
+    EXPECT_EQ(Analyzed(inFunction("flot a = 1; vec2 w = uv * a; v = p.band * w;")).diagnostics.errorCount(), 4U);
 }
 
 TEST(Diagnostics, WarningsOfAGoodText) {
