@@ -466,6 +466,7 @@ struct FunctionDecl : Decl {
     bool isOperator = false;       // name is then the identifier "operator+", "operator()" ...
     bool isConversion = false;     // operator T(): returnTypeSyntax is T
     bool isLambda = false;
+    bool hasSyntaxErrors = false;  // its text could not be read whole: warnings about what is missing would mislead
     bool isVariadic = false;
     struct MemberInit { const Identifier* name = nullptr; std::span<Expr*> arguments; bool isBraced = false;
                         VarDecl* field = nullptr; Expr* value = nullptr; SourceLocation location; };

@@ -24,6 +24,7 @@ FunctionDecl* Parser::parseFunction(Specifiers& specifiers, Declarator& declarat
     if (!function->isConstructor)
         names_.declareFunction(declarator.name, header != nullptr);
 
+    unsigned errorsBefore = diagnostics_.errorCount();
     NameTracker::Mark mark = names_.open();
     Decl* outerParent = parent_;
     parent_ = function;
@@ -74,6 +75,7 @@ FunctionDecl* Parser::parseFunction(Specifiers& specifiers, Declarator& declarat
             function->isInvalid = true;
         }
     }
+    function->hasSyntaxErrors = function->isInvalid || diagnostics_.errorCount() != errorsBefore;
     parent_ = outerParent;
     names_.close(mark);
     return function;

@@ -22,7 +22,7 @@ CompoundStmt* Parser::parseCompoundAfterBrace(SourceLocation open) {
         }
         parseStatementInto(statements);
     }
-    compound->end = token().location;
+    compound->end = closeFunction_ ? previousEnd() : token().location;
     if (!closeFunction_)
         accept(TokenKind::rightBrace);
     names_.close(mark);
