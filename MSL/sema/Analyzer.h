@@ -92,7 +92,7 @@ class Analyzer {
     void run();
 
   private:
-    // ---- SemaDecl.cpp: declarations
+    // ---- SemaDecl.cpp, SemaVariable.cpp, SemaFunction.cpp, SemaFlow.cpp: declarations
     void declaration(Decl* decl);
     void declarations(std::span<Decl*> decls);
     void variable(VarDecl* var);
@@ -169,7 +169,7 @@ class Analyzer {
     void returnStatement(ReturnStmt* stmt);
     Expr* condition(Expr* expr);
 
-    // ---- SemaExpr.cpp
+    // ---- SemaExpr.cpp, SemaMember.cpp, SemaUnary.cpp
     Expr* expression(Expr* expr);              // typed, an lvalue stays one
     Expr* value(Expr* expr);                   // typed and read: an rvalue; arrays become pointers
     Expr* load(Expr* typed);                   // lvalue to rvalue of a node that is typed already

@@ -269,7 +269,7 @@ void Analyzer::completeStructure(StructDecl* decl) {
     for (Decl* member : decl->members)
         if (member->kind == DeclKind::function) {
             auto* function = static_cast<FunctionDecl*>(member);
-            if (function->body && function->templateParameters.empty() && !function->isInvalid)
+            if (function->body && function->templateParameters.empty() && function->returnType && !function->isInvalid)
                 pendingBodies_.push_back(function);
         }
 }

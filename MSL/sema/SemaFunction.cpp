@@ -1,0 +1,229 @@
+// Functions: signatures, bodies, and bodies that have to wait.
+#include "MSL/sema/Analyzer.h"
+
+#include <algorithm>
+
+namespace msl {
+
+void Analyzer::functionSignature(FunctionDecl* function) {
+    if (function->isConstructor) {
+        function->returnType = types_.void_();
+    } else {
+        const DeclaredType declared = resolveType(function->returnTypeSyntax);
+        function->returnType = declared.type;
+        if (declared.type->is(TypeKind::array) && function->returnTypeSyntax &&
+            !function->returnTypeSyntax->modifiers.empty()) {
+            error(function->returnTypeSyntax->location, "function cannot return array type '" + typeName(declared.type) + "'");
+            function->returnType = types_.error();
+        }
+        if (declared.type->is(TypeKind::struct_))
+            requireComplete(declared.type, function->returnTypeSyntax->location, "result type is an");
+        function->returnSpace = declared.type->is(TypeKind::reference) ? declared.type->space : AddressSpace::thread;
+    }
+    if (function->isVariadic)
+        unsupported(function->location, "a function with a variable number of arguments");
+    if (function->parameters.size() == 1 && !function->parameters[0]->name) { // f(void)
+        VarDecl* only = function->parameters[0];
+        if (only->typeSyntax && only->typeSyntax->modifiers.empty() && only->typeSyntax->name.identifier &&
+            only->typeSyntax->name.identifier->text == "void")
+            function->parameters = {};
+    }
+    std::uint32_t number = 0;
+    bool hasDefault = false;
+    for (VarDecl* parameter : function->parameters) {
+        parameter->varKind = VarKind::parameter;
+        parameter->parent = function;
+        parameter->index = number++;
+        const DeclaredType declared = resolveType(parameter->typeSyntax, true);
+        parameter->type = declared.type;
+        parameter->isConst = declared.isConst;
+        parameter->space = declared.hasSpace ? declared.space : AddressSpace::thread;
+        if (declared.type->is(TypeKind::void_)) {
+            error(parameter->location ? parameter->location : parameter->typeSyntax->location,
+                  "argument may not have 'void' type");
+            parameter->type = types_.error();
+        } else if (declared.type->is(TypeKind::auto_) ||
+                   (declared.type->is(TypeKind::reference) && declared.type->element->is(TypeKind::auto_))) {
+            error(parameter->typeSyntax->location, "'auto' not allowed in function prototype");
+            parameter->type = types_.error();
+        }
+        if (parameter->type->isError())
+            parameter->isInvalid = true;
+        if (parameter->initializer) {
+            hasDefault = true;
+            if (!parameter->type->isError())
+                parameter->initializer = initialize(parameter->type, parameter->initializer, Purpose::parameter,
+                                                    parameter->location);
+            else
+                parameter->initializer = errorAt(parameter->location);
+        } else if (hasDefault) {
+            error(parameter->location ? parameter->location : function->location,
+                  "missing default argument on parameter" +
+                      (parameter->name ? " '" + std::string(parameter->name->text) + "'" : std::string()));
+            parameter->initializer = parameter->type->isError() ? errorAt(parameter->location)
+                                                                : zeroValue(parameter->type, parameter->location);
+        }
+        checkAttributes(parameter);
+    }
+}
+
+void Analyzer::functionDeclaration(FunctionDecl* function) {
+    if (!function->name) {
+        function->isInvalid = true;
+        return;
+    }
+    if (!function->templateParameters.empty()) {
+        declare(function);
+        return;
+    }
+    functionSignature(function);
+    if (function->isSpecialization) {
+        FunctionDecl* primary = nullptr;
+        for (ScopeEntry* entry = function->name->scope; entry; entry = entry->hidden)
+            if (entry->decl->kind == DeclKind::function && !static_cast<FunctionDecl*>(entry->decl)->templateParameters.empty()) {
+                primary = static_cast<FunctionDecl*>(entry->decl);
+                break;
+            }
+        if (!primary) {
+            error(function->location, "no function template matches function template specialization '" +
+                                          std::string(function->name->text) + "'");
+            return;
+        }
+        function->definition = function->body ? function : nullptr;
+        function->instanceOf = primary;
+        function->instanceArguments = function->specializationArguments;
+        for (std::size_t i = 0; i < function->instanceArguments.size() && i < primary->templateParameters.size(); ++i)
+            if (primary->templateParameters[i]->isType)
+                templateArgumentType(function->instanceArguments[i], true);
+            else
+                templateArgumentValue(function->instanceArguments[i], function->location);
+        functionSpecializations_[primary].push_back(function);
+    } else if (!declare(function)) {
+        function->isInvalid = true;
+    }
+    checkAttributes(function);
+    const unsigned before = diagnostics_.errorCount();
+    if (function->stage != EntryStage::none)
+        entryPoint(function);
+    if (function->body && !function->isResolved)
+        functionBody(function);
+    if (function->stage != EntryStage::none && function->body && !function->isInvalid &&
+        diagnostics_.errorCount() == before)
+        entryPoints_.push_back(function);
+}
+
+void Analyzer::functionBody(FunctionDecl* function) {
+    function->isResolved = true;
+    const FunctionContext outer = context_;
+    context_ = {};
+    context_.function = function;
+    context_.returnType = function->returnType->is(TypeKind::auto_) ? nullptr : function->returnType;
+    context_.errorsAtStart = diagnostics_.errorCount();
+    Decl* const outerParent = std::exchange(currentParent_, function);
+    StructDecl* const outerStruct = std::exchange(currentStruct_, nullptr);
+    const bool outerMetal = metalIsVisible_;
+    std::vector<VarDecl*> outerLocals = std::exchange(localsToWarnAbout_, {});
+    scopes_.open();
+    for (VarDecl* parameter : function->parameters) {
+        if (!parameter->name)
+            continue;
+        if (!requireComplete(parameter->type->is(TypeKind::reference) || parameter->type->is(TypeKind::pointer)
+                                 ? types_.int_()
+                                 : parameter->type,
+                             parameter->location, "variable has"))
+            parameter->isInvalid = true;
+        if (ScopeEntry* entry = scopes_.findInInnermost(parameter->name)) {
+            error(parameter->location, "redefinition of parameter '" + std::string(parameter->name->text) + "'");
+            note(entry->decl->location, "previous declaration is here");
+            continue;
+        }
+        scopes_.add(parameter->name, parameter);
+    }
+    if (function->isConstructor)
+        memberInitializers(function);
+    compound(function->body, false);
+    if (!context_.returnType && function->returnType->is(TypeKind::auto_))
+        function->returnType = types_.void_();
+    if (diagnostics_.errorCount() == context_.errorsAtStart) {
+        checkMissingReturn(function);
+        if (!function->instanceOf)
+            warnUnused();
+    } else {
+        function->isInvalid = true;
+    }
+    scopes_.close();
+    localsToWarnAbout_ = std::move(outerLocals);
+    metalIsVisible_ = outerMetal;
+    currentStruct_ = outerStruct;
+    currentParent_ = outerParent;
+    context_ = outer;
+}
+
+void Analyzer::memberInitializers(FunctionDecl* function) {
+    for (FunctionDecl::MemberInit& init : function->memberInits) {
+        if (!init.name)
+            continue;
+        init.field = findField(function->owner, init.name);
+        if (!init.field || !init.field->type) {
+            if (init.name == function->owner->name)
+                unsupported(init.location, "a delegating constructor");
+            else
+                error(init.location, "member initializer '" + std::string(init.name->text) +
+                                         "' does not name a non-static data member or base class");
+            continue;
+        }
+        const TypeRef type = init.field->type;
+        if (init.isBraced && (init.arguments.size() != 1 || init.arguments[0]->kind == ExprKind::initList)) {
+            InitList* list = arena_.make<InitList>();
+            list->location = list->begin = init.location;
+            list->initializers = arena_.makeArray<Initializer>(init.arguments.size());
+            for (std::size_t i = 0; i < init.arguments.size(); ++i) {
+                list->initializers[i].value = init.arguments[i];
+                list->initializers[i].location = init.arguments[i]->location;
+            }
+            init.value = initializeFromList(type, list, Purpose::member);
+            continue;
+        }
+        bool hasErrors = false;
+        for (Expr*& argument : init.arguments) {
+            if (argument->kind != ExprKind::initList)
+                argument = expression(argument);
+            hasErrors = hasErrors || (argument->type && argument->type->isError());
+        }
+        if (hasErrors)
+            continue;
+        if (init.arguments.size() == 1 && !type->is(TypeKind::struct_) && init.arguments[0]->kind != ExprKind::initList)
+            init.value = convert(init.arguments[0], type, Purpose::member, init.location);
+        else
+            init.value = constructType(type, init.arguments, init.isBraced, nullptr, init.location);
+    }
+}
+
+// Resolves a body that was put off, outside of whatever is being resolved now.
+void Analyzer::resolveBodyNow(FunctionDecl* function) {
+    if (function->isResolved || !function->body)
+        return;
+    if (instantiationDepth_ >= maxInstantiationDepth) {
+        error(function->location, "recursive template instantiation exceeded maximum depth of " +
+                                      std::to_string(maxInstantiationDepth));
+        function->isResolved = true;
+        return;
+    }
+    ++instantiationDepth_;
+    Scopes::Suspended suspended = scopes_.suspend();
+    const unsigned outerDepth = std::exchange(depth_, 0U);
+    FunctionDecl* pattern = function->instanceOf;
+    enterContext(pattern && !function->isSpecialization ? pattern->parent : function->parent);
+    if (pattern && !function->isSpecialization) {
+        scopes_.open();
+        pushBindings(pattern->templateParameters, function->instanceArguments);
+    }
+    functionBody(function);
+    while (scopes_.depth() > 0)
+        scopes_.close();
+    depth_ = outerDepth;
+    scopes_.resume(std::move(suspended));
+    --instantiationDepth_;
+}
+
+} // namespace msl
