@@ -150,8 +150,9 @@ class Verifier {
     }
 
     void instruction(const Instruction& in, Inside inside) {
-        for (const Value* operand : in.operands)
-            use(in, operand);
+        if (in.op != Op::loop) // a loop's operand is made inside of it
+            for (const Value* operand : in.operands)
+                use(in, operand);
         if (!fault_.empty())
             return;
         const TypeRef result = in.result != nullptr ? in.result->type : nullptr;

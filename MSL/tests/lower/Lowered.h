@@ -24,7 +24,8 @@ struct Lowered {
             analyze(*unit, types, identifiers, arena, diagnostics, limit);
         if (!diagnostics.hasErrors())
             lower(*unit, module, diagnostics, limit);
-        errors = diagnostics.errorText();
+        if (diagnostics.hasErrors())
+            errors = diagnostics.errorText();
         if (errors.empty())
             fault = ir::verify(module);
     }
