@@ -42,4 +42,15 @@ std::expected<CompiledShader, ShaderError> compile(std::string_view source, std:
     return shader;
 }
 
+bool failedOnHostTextures(std::string_view source, const ShaderError& error) {
+    if (ShaderAssembler::assemble(source).kind() == ShaderKind::fragment) return false;
+    bool failedOnTextures = false;
+    for (const Diagnostic& diagnostic : error.diagnostics) {
+        if (diagnostic.severity != Diagnostic::Severity::error) continue;
+        if (diagnostic.line != 0 || diagnostic.message != "a texture is not supported here") return false;
+        failedOnTextures = true;
+    }
+    return failedOnTextures;
+}
+
 } // namespace glasshob::ShaderCompiler

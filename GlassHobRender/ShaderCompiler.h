@@ -27,5 +27,9 @@ inline constexpr std::chrono::milliseconds liveTimeLimit{250};
 /// list of the functions that it must define. A zero limit means none.
 std::expected<CompiledShader, ShaderError> compile(std::string_view source, std::chrono::milliseconds timeLimit = {});
 
+/// Whether a particle or grid shader failed for nothing but the host's own use of textures, which this compiler checks
+/// but cannot yet translate: its author has nothing to mend.
+bool failedOnHostTextures(std::string_view source, const ShaderError& error);
+
 } // namespace ShaderCompiler
 } // namespace glasshob

@@ -15,6 +15,11 @@ namespace {
     throw ShaderError({}, std::move(text));
 }
 
+[[noreturn]] void refuse(ShaderKind kind) {
+    fail("This version of Glass Hob draws per-pixel shaders only: " +
+         std::string(kind == ShaderKind::grid ? "grid" : "particle") + " shaders are checked but cannot be drawn yet.");
+}
+
 template <class Value>
 Value orThrow(gpu::Result<Value> result) {
     if (!result) fail(result.error().description());
@@ -27,6 +32,8 @@ ShaderProgram::ShaderProgram(std::string_view source, const std::shared_ptr<gpu:
                              gpu::PixelFormat pixelFormat, std::chrono::milliseconds timeLimit)
     : device_(device) {
     std::expected<CompiledShader, ShaderError> compiled = ShaderCompiler::compile(source, timeLimit);
+    if (!compiled && ShaderCompiler::failedOnHostTextures(source, compiled.error()))
+        refuse(ShaderAssembler::assemble(source).kind());
     if (!compiled) throw std::move(compiled.error());
     params_ = std::move(compiled->assembled.params);
     kind_ = compiled->assembled.kind();
@@ -48,12 +55,7 @@ ShaderProgram::ShaderProgram(std::string_view source, const std::shared_ptr<gpu:
         if (sound == nullptr) fail("The host's sound entry point is missing from the compiled library.");
         soundPipeline_ = orThrow(device->makeComputePipelineState(sound));
     }
-    if (kind_ == ShaderKind::particles)
-        fail("This version of Glass Hob draws per-pixel shaders only: particle shaders are checked but cannot be drawn "
-             "yet.");
-    if (kind_ == ShaderKind::grid)
-        fail("This version of Glass Hob draws per-pixel shaders only: grid shaders are checked but cannot be drawn "
-             "yet.");
+    if (kind_ != ShaderKind::fragment) refuse(kind_);
     pipeline_ = orThrow(device->makeRenderPipelineState(picture));
 }
 

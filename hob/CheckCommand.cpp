@@ -1,4 +1,3 @@
-#include "GlassHobRender/ShaderCompiler.h"
 #include "hob/Commands.h"
 #include "hob/Source.h"
 
@@ -9,7 +8,7 @@ namespace {
 bool check(const std::string& path, Console& console) {
     const auto source = readSource(console, path);
     if (!source) return false;
-    const auto compiled = glasshob::ShaderCompiler::compile(source->text);
+    const auto compiled = compileSource(*source);
     if (!compiled) {
         tellCompileError(console, *source, compiled.error());
         return false;

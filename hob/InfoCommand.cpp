@@ -1,5 +1,4 @@
 #include "GlassHobCore/Numbers.h"
-#include "GlassHobRender/ShaderCompiler.h"
 #include "hob/Commands.h"
 #include "hob/Source.h"
 
@@ -99,7 +98,7 @@ ExitStatus run(const Arguments& arguments, Console& console) {
     const auto source = readSource(console, arguments.operands().front());
     if (!source) return ExitStatus::failed;
     const auto start = std::chrono::steady_clock::now();
-    const auto compiled = glasshob::ShaderCompiler::compile(source->text);
+    const auto compiled = compileSource(*source);
     const std::chrono::duration<double, std::milli> elapsed = std::chrono::steady_clock::now() - start;
     if (!compiled) {
         tellCompileError(console, *source, compiled.error());

@@ -3,9 +3,10 @@
 // The shader that a command works on: read from a file or from standard input, and run through the front end of the
 // compiler. Everything that can be wrong with it is told on the console here, in the same words for every command.
 
-#include "GlassHobRender/ShaderError.h"
+#include "GlassHobRender/ShaderCompiler.h"
 #include "hob/Console.h"
 
+#include <expected>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -21,6 +22,10 @@ struct Source {
 /// Reads the file, or standard input for "-". Nothing after the reason was told; a file without any text counts as one
 /// that cannot be used.
 std::optional<Source> readSource(Console& console, const std::string& path);
+
+/// The front end's work on the source. Where it fails only on the host's own use of textures, the author's text is
+/// compiled with a host that uses none, so that a particle or grid shader can be checked and its records measured.
+std::expected<glasshob::CompiledShader, glasshob::ShaderError> compileSource(const Source& source);
 
 /// Tells the compiler's messages and what they mean for the file.
 void tellCompileError(Console& console, const Source& source, const glasshob::ShaderError& error);

@@ -61,6 +61,36 @@ TEST_F(HobTest, InfoTellsEveryFieldAsJson) {
     EXPECT_TRUE(prose.output.contains("speed  0.6 in 0 to 3  How fast\n")) << prose.output.toStdString();
 }
 
+TEST_F(HobTest, ParticleAndGridShadersAreCheckedAndMeasured) {
+    put("dots.metal", dotsShader());
+    put("mesh.metal", meshShader());
+    const Outcome check = hob({"check", "dots.metal", "mesh.metal"}, withoutDriver());
+    EXPECT_EQ(check.status, 0) << check.shown();
+    EXPECT_EQ(check.error, "");
+
+    const Outcome dotsOutcome = hob({"info", "--json", "dots.metal"}, withoutDriver());
+    ASSERT_EQ(dotsOutcome.status, 0) << dotsOutcome.shown();
+    const QJsonObject dots = QJsonDocument::fromJson(dotsOutcome.output).object();
+    EXPECT_EQ(dots["kind"].toString(), "particles");
+    EXPECT_EQ(dots["particles"].toInt(), 100);
+    EXPECT_EQ(dots["stride"].toInt(), 32);
+    EXPECT_TRUE(dots["hasFade"].toBool());
+
+    const Outcome meshOutcome = hob({"info", "--json", "mesh.metal"}, withoutDriver());
+    ASSERT_EQ(meshOutcome.status, 0) << meshOutcome.shown();
+    const QJsonObject mesh = QJsonDocument::fromJson(meshOutcome.output).object();
+    EXPECT_EQ(mesh["kind"].toString(), "grid");
+    EXPECT_EQ(mesh["grid"].toInt(), 8);
+    EXPECT_EQ(mesh["stride"].toInt(-1), 0);
+    EXPECT_TRUE(mesh["hasBackground"].toBool());
+
+    put("less.metal", dotsShader().replace("place(", "put("));
+    const Outcome less = hob({"check", "less.metal"}, withoutDriver());
+    EXPECT_EQ(less.status, 1);
+    EXPECT_TRUE(less.error.contains("use of undeclared identifier 'place'")) << less.shown();
+    EXPECT_TRUE(less.error.contains("note: a particle episode defines:\nstruct Particle { ... };")) << less.shown();
+}
+
 TEST_F(HobTest, InfoFailsWithTheCompilersTextAndPrintsNothing) {
     put("bad.metal", "float4 shade(\n");
     const Outcome outcome = hob({"info", "--json", "bad.metal"}, withoutDriver());

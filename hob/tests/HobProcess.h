@@ -43,3 +43,7 @@ inline QByteArray plainShader(const QByteArray& colour) {
     return "float4 shade(float2 uv, constant Uniforms& u, constant Params& p) {\n    return float4(" + colour +
            ");\n}\n";
 }
+
+/// A particle shader with trails of its own, whose particle takes 32 bytes, and a grid shader with a background.
+QByteArray dotsShader();
+QByteArray meshShader();

@@ -79,17 +79,8 @@ TEST_F(HobTest, StillLeavesTheOldFileWhenTheShaderIsWrong) {
     put("out.png", "old");
     put("bad.metal", "float4 shade(\n");
     put("bare.metal", "float x(float a) { return a; }\n");
-    put("dots.metal",
-        "// @particles 100\nstruct Particle { float2 at; };\n"
-        "Particle spawn(uint id, constant Params& p) { Particle q; q.at = float2(0.5); return q; }\n"
-        "void update(thread Particle& q, uint id, constant Uniforms& u, constant Params& p) {}\n"
-        "float3 place(Particle q, constant Uniforms& u, constant Params& p) { return float3(q.at, 0.01); }\n"
-        "float4 ink(Particle q, float2 at, constant Uniforms& u, constant Params& p) { return float4(1.0); }\n"
-        "float4 shade(float2 uv, constant Uniforms& u, constant Params& p, Trails trails) { return float4(1.0); }\n");
-    put("mesh.metal", "// @grid 8\nstruct Vertex { float4 position [[position]]; };\n"
-                      "Vertex corner(float2 grid, constant Uniforms& u, constant Params& p) { Vertex v; v.position = "
-                      "float4(grid, 0.0, 1.0); return v; }\n"
-                      "float4 shade(Vertex v, constant Uniforms& u, constant Params& p) { return float4(1.0); }\n");
+    put("dots.metal", dotsShader());
+    put("mesh.metal", meshShader());
     for (const char* name : {"bad.metal", "bare.metal", "dots.metal", "mesh.metal"}) {
         const Outcome outcome = hob({"still", name, "-o", "out.png"});
         EXPECT_EQ(outcome.status, 1) << name << ": " << outcome.shown();
