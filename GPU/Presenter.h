@@ -74,6 +74,10 @@ class Presenter {
     // before the first nextDrawable().
     void setAvailableHandler(std::function<void()> handler);
 
+    // Shows frames no sooner than this after one another: frames drawn at uneven times come out evenly, as long as they
+    // are not later than the next one is due. Zero, the default, shows each as soon as it is drawn. Any time.
+    void setPace(std::chrono::nanoseconds interval);
+
     bool surfaceLost() const;
     std::uint64_t presentedFrames() const;
 

@@ -58,6 +58,8 @@ struct Presenter::Impl {
     bool isStopping = false;
     bool isLost = false;
     std::uint64_t presented = 0;
+    std::chrono::nanoseconds pace{0};
+    std::chrono::steady_clock::time_point lastShown; // where on the grid of the pace; the thread's own
     std::thread thread;
 
     void run();
@@ -188,6 +190,11 @@ std::shared_ptr<Drawable> Presenter::nextDrawable(std::uint32_t width, std::uint
     }
     impl_->changed.notify_all();
     return drawable;
+}
+
+void Presenter::setPace(std::chrono::nanoseconds interval) {
+    const std::lock_guard lock(impl_->mutex);
+    impl_->pace = interval;
 }
 
 bool Presenter::surfaceLost() const {
@@ -325,9 +332,14 @@ void Presenter::Impl::present(std::unique_lock<std::mutex>& lock) {
     toPresent.pop_front();
     presenting = 1;
     const bool isCurrent = frame.swapchain == swapchain;
+    const auto interval = isStopping ? std::chrono::nanoseconds{0} : pace;
     lock.unlock();
     const bool isDrawn = core->wait(frame.value);
     const auto drawn = std::chrono::steady_clock::now();
+    // A late frame is shown at once and moves the grid, which gives the frames after it that much room.
+    const auto due = lastShown + interval;
+    if (drawn < due) std::this_thread::sleep_until(due);
+    lastShown = std::max(drawn, due);
     VkResult result = isDrawn ? VK_SUCCESS : VK_ERROR_DEVICE_LOST;
     if (isDrawn && isCurrent) {
         const VkPresentInfoKHR info{.sType = VK_STRUCTURE_TYPE_PRESENT_INFO_KHR,

@@ -19,10 +19,6 @@ namespace glasshob {
 
 namespace {
 
-// A little under a sixtieth of a second: a display that throttles sets the pace by leaving no drawable free, and one that
-// does not is never late by a whole frame because of a late timer.
-constexpr int frameInterval = 16;
-
 constexpr QRgb placeholderStroke = 0xff5a4b47;
 constexpr QRgb placeholderText = 0xffbdb2ad;
 
@@ -39,6 +35,7 @@ Canvas::Canvas(AppModel& model, QWidget* parent) : QWidget(parent), picture_(new
     setMinimumSize(320, 180);
     setAccessibleName(tr("Live preview"));
     connect(picture_, &LivePicture::hasProgramChanged, this, &Canvas::updatePacing);
+    connect(picture_, &LivePicture::programSwitched, this, &Canvas::programSwitched);
     auto describe = [this, &model] {
         switch (model.state()) {
         case AppModel::State::live: setAccessibleDescription(model.paused() ? tr("Paused") : tr("Running")); break;
@@ -66,7 +63,7 @@ void Canvas::updatePacing() {
     const bool draws = active_ && isVisible() && canDraw();
     if (draws == pace_.isActive()) return;
     if (draws) {
-        pace_.start(frameInterval, Qt::PreciseTimer, this);
+        pace_.start(int(frameInterval.count()), Qt::PreciseTimer, this);
     } else {
         pace_.stop();
         picture_->rest();

@@ -42,9 +42,15 @@ class Canvas : public QWidget {
 
   signals:
     void pixelSizeChanged();
+    // From the next frame on another program is drawn.
+    void programSwitched();
     void filesDropped(const QStringList& paths);
 
   protected:
+    // A little under a sixtieth of a second: a display that throttles sets the pace by leaving no drawable free, and one
+    // that does not is never late by a whole frame because of a late timer.
+    static constexpr std::chrono::milliseconds frameInterval{16};
+
     Canvas(AppModel& model, QWidget* parent);
     ~Canvas() override;
 
@@ -65,6 +71,7 @@ class Canvas : public QWidget {
     // A pointer at this place of the widget.
     void pointerAt(const QPointF& place);
     void updatePacing();
+    bool isDrawing() const { return pace_.isActive(); }
     void paintPlaceholder(QPainter& painter) const;
 
     void resizeEvent(QResizeEvent* event) override;

@@ -88,11 +88,18 @@ CodeEditor::CodeEditor(QWidget* parent) : QPlainTextEdit(parent) {
     });
     connect(this, &QPlainTextEdit::cursorPositionChanged, this, [this] {
         restartCaret();
-        viewport()->update();
-        ruler_->update();
+        // Only the lines that the caret left and reached look different.
+        const int block = textCursor().blockNumber();
+        updateLine(caretBlock_);
+        updateLine(block);
+        caretBlock_ = block;
         emit caretMoved(caretLine(), caretColumn());
     });
-    connect(this, &QPlainTextEdit::selectionChanged, viewport(), qOverload<>(&QWidget::update));
+    connect(this, &QPlainTextEdit::selectionChanged, this, [this] {
+        const bool selects = textCursor().hasSelection();
+        if (selects || selected_) viewport()->update();
+        selected_ = selects;
+    });
     connect(document(), &QTextDocument::contentsChange, this, &CodeEditor::documentChanged);
     connect(&Theme::instance(), &Theme::changed, this, &CodeEditor::followTheme);
 }
@@ -273,6 +280,14 @@ std::vector<CodeEditor::VisibleLine> CodeEditor::visibleLines() const {
         block = block.next();
     }
     return lines;
+}
+
+void CodeEditor::updateLine(int blockNumber) {
+    const QTextBlock block = document()->findBlockByNumber(blockNumber);
+    if (!block.isValid()) return;
+    const QRect band = blockBoundingGeometry(block).translated(contentOffset()).toAlignedRect();
+    viewport()->update(0, band.top(), viewport()->width(), band.height());
+    ruler_->update(0, band.top(), ruler_->width(), band.height());
 }
 
 QString CodeEditor::declaredParameter(int blockNumber) const {

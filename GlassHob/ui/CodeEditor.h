@@ -103,6 +103,7 @@ class CodeEditor : public QPlainTextEdit {
     void paintWaves(QPainter& painter, const QTextBlock& block, const QPointF& offset) const;
     QRect caretRect() const;
     void restartCaret();
+    void updateLine(int blockNumber);
     void documentChanged(int position, int removed, int added);
     void hoverAt(const QPoint& place);
     void indentSelection(bool outwards);
@@ -119,6 +120,8 @@ class CodeEditor : public QPlainTextEdit {
     QBasicTimer hoverTimer_;
     QPoint hoverPlace_;
     bool caretShown_ = true;
+    int caretBlock_ = 0;
+    bool selected_ = false;
     bool loading_ = false;
     int codeSize_ = 13;
     int lineHeight_ = 20;

@@ -60,6 +60,7 @@ void LivePicture::show(std::shared_ptr<const ShaderProgram> program) {
     shown_ = std::move(program);
     warming_.reset();
     if (had != hasProgram()) emit hasProgramChanged();
+    emit programSwitched();
 }
 
 std::shared_ptr<gpu::CommandBuffer> LivePicture::beginFrame() { return queue_ ? queue_->commandBuffer() : nullptr; }

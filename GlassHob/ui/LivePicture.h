@@ -54,6 +54,8 @@ class LivePicture : public QObject {
   signals:
     // There is a picture for the first time, or none any more.
     void hasProgramChanged();
+    // From the next frame on another program is drawn.
+    void programSwitched();
 
   private:
     void followModel();

@@ -9,11 +9,17 @@
 #include <QMouseEvent>
 #include <QPainter>
 #include <QPlatformSurfaceEvent>
+#include <QPointer>
 #include <QVulkanInstance>
 
 namespace glasshob {
 
 namespace {
+
+// How long before its time a frame must be done for another to be kept in reserve.
+constexpr std::chrono::milliseconds earlyEnough{2};
+// Milliseconds after which a frame in flight is no longer waited for.
+constexpr qint64 lostAfter = 60;
 
 // Qt's view of the process's Vulkan instance; null where the platform cannot make surfaces. Lives to the end.
 QVulkanInstance* sharedInstance() {
@@ -98,7 +104,27 @@ bool SurfaceCanvas::ensurePresenter() {
     auto made = gpu::Presenter::make(picture().model().device(), {std::uint64_t(surface)});
     if (!made) return false;
     presenter_ = *made;
-    presenter_->setPresentedHandler([count = frames()](const gpu::PresentedFrame& frame) { count->add(frame.presented); });
+    presenter_->setPace(frameInterval);
+    inFlight_ = 0;
+    presenter_->setPresentedHandler([count = frames(), self = QPointer(this)](const gpu::PresentedFrame& frame) {
+        count->add(frame.presented);
+        const bool wasEarly = frame.presented - frame.drawn > earlyEnough;
+        QMetaObject::invokeMethod(
+            qApp,
+            [self, wasEarly] {
+                if (self) self->framePresented(wasEarly);
+            },
+            Qt::QueuedConnection);
+    });
+    // The presenter may not have had an image yet when the last frame asked for the next.
+    presenter_->setAvailableHandler([self = QPointer(this)] {
+        QMetaObject::invokeMethod(
+            qApp,
+            [self] {
+                if (self && self->isDrawing() && self->inFlight_ < 2) self->drawOneFrame();
+            },
+            Qt::QueuedConnection);
+    });
     return true;
 }
 
@@ -107,15 +133,31 @@ void SurfaceCanvas::closePresenter() {
     presenter_.reset();
 }
 
+void SurfaceCanvas::framePresented(bool wasEarly) {
+    inFlight_ = std::max(0, inFlight_ - 1);
+    if (!isDrawing()) return;
+    const int wanted = wasEarly ? 2 : 1;
+    while (inFlight_ < wanted && drawOneFrame()) {}
+}
+
 void SurfaceCanvas::drawFrame() {
+    // A frame in flight calls for the next one when it is shown. One that a resize has thrown away never is.
+    if (inFlight_ > 0 && sinceFrame_.elapsed() < lostAfter) return;
+    if (drawOneFrame()) inFlight_ = 1;
+}
+
+bool SurfaceCanvas::drawOneFrame() {
     const QSize size = pixelSize();
-    if (size.isEmpty() || !canDraw() || !ensurePresenter()) return;
+    if (size.isEmpty() || !canDraw() || !ensurePresenter()) return false;
     const std::shared_ptr<gpu::Drawable> drawable = presenter_->nextDrawable(std::uint32_t(size.width()), std::uint32_t(size.height()));
-    if (!drawable) return;
+    if (!drawable) return false;
     const std::shared_ptr<gpu::CommandBuffer> commandBuffer = picture().beginFrame();
-    if (!commandBuffer || !picture().encode(*commandBuffer, drawable->texture())) return;
+    if (!commandBuffer || !picture().encode(*commandBuffer, drawable->texture())) return false;
     commandBuffer->presentDrawable(drawable);
     commandBuffer->commit();
+    ++inFlight_;
+    sinceFrame_.start();
+    return true;
 }
 
 void SurfaceCanvas::paintEvent(QPaintEvent*) {

@@ -1,9 +1,14 @@
 // The canvas over a Vulkan surface: a native child window whose frames the GPU layer presents from a thread of its own.
 // Main thread.
+//
+// Each frame shown calls for the next one, so that drawing falls between two presents: a CPU driver's present waits for
+// whatever is being drawn. While frames are done early, one is kept in reserve, and a pause of the main thread of up to
+// a frame is not seen. A shader that needs longer than a frame is drawn one at a time.
 #pragma once
 
 #include "GlassHob/ui/Canvas.h"
 
+#include <QElapsedTimer>
 #include <QWindow>
 
 class QVulkanInstance;
@@ -40,7 +45,7 @@ class SurfaceCanvas : public Canvas {
     Kind kind() const override { return Kind::surface; }
 
   protected:
-    void drawFrame() override;
+    void drawFrame() override; // from the timer: begins the chain, and mends it where a frame was never shown
     bool canDraw() const override;
     void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
@@ -50,10 +55,14 @@ class SurfaceCanvas : public Canvas {
     bool ensurePresenter();
     void closePresenter();
     void showPictureOrPlaceholder();
+    void framePresented(bool wasEarly);
+    bool drawOneFrame();
 
     PictureWindow* window_;
     QWidget* container_;
     std::shared_ptr<gpu::Presenter> presenter_;
+    int inFlight_ = 0;
+    QElapsedTimer sinceFrame_;
 };
 
 } // namespace glasshob
