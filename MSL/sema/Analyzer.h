@@ -61,6 +61,7 @@ struct NameMeaning {
     std::span<FunctionDecl*> functions;
     const BuiltinFunction* builtin = nullptr;
     Precision precision = Precision::standard;
+    bool isCorrected = false; // not what was written but what was probably meant
     std::int64_t constant = 0;
     TypeRef constantType = nullptr;
 };
@@ -143,7 +144,8 @@ class Analyzer {
     TypeRef reportUnknownType(const Name& name); // the type of the correction, or the error type
 
     // ---- NameLookup.cpp
-    NameMeaning lookUp(Name& name, bool forCall);
+    static constexpr std::size_t anyCount = ~std::size_t{0};
+    NameMeaning lookUp(Name& name, bool forCall, std::size_t argumentCount = anyCount);
     NameMeaning lookUpUnqualified(const Identifier* identifier);
     NameMeaning lookUpQualified(Name& name);
     NameMeaning meaningOf(ScopeEntry* entry);
@@ -155,7 +157,7 @@ class Analyzer {
     enum class TypoKind : std::uint8_t { expression, call, type };
     // What a name of a neighbouring shading language is called here; empty when it is none.
     static std::string_view nameHere(std::string_view foreign, TypoKind kind);
-    std::string_view closestName(std::string_view typo, TypoKind kind, Decl** decl);
+    std::string_view closestName(std::string_view typo, TypoKind kind, Decl** decl, std::size_t argumentCount = anyCount);
     std::string_view closestOf(std::string_view typo, std::span<const std::string_view> names) const;
 
     // ---- SemaStmt.cpp

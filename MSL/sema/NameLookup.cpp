@@ -219,7 +219,7 @@ NameMeaning Analyzer::lookUpQualified(Name& name) {
     }
 }
 
-NameMeaning Analyzer::lookUp(Name& name, bool forCall) {
+NameMeaning Analyzer::lookUp(Name& name, bool forCall, std::size_t argumentCount) {
     if (!name.qualifiers.empty() || name.isGlobal || name.qualifierType)
         return lookUpQualified(name);
     NameMeaning meaning = lookUpUnqualified(name.identifier);
@@ -234,7 +234,8 @@ NameMeaning Analyzer::lookUp(Name& name, bool forCall) {
         meaning.kind = NameMeaning::Kind::builtin;
         return meaning;
     }
-    suggestion = closestName(name.identifier->text, forCall ? TypoKind::call : TypoKind::expression, &decl);
+    suggestion = closestName(name.identifier->text, forCall ? TypoKind::call : TypoKind::expression, &decl,
+                             argumentCount);
     if (suggestion.empty()) {
         error(name.location, std::move(message));
         meaning.kind = NameMeaning::Kind::failed;
@@ -245,6 +246,7 @@ NameMeaning Analyzer::lookUp(Name& name, bool forCall) {
     if (decl && decl->location)
         note(decl->location, "'" + std::string(suggestion) + "' declared here");
     meaning = lookUpUnqualified(corrected);
+    meaning.isCorrected = true;
     if (meaning.kind == NameMeaning::Kind::nothing)
         if (TypeRef type = builtinType(types_, suggestion)) {
             TypeAliasDecl* alias = arena_.make<TypeAliasDecl>();

@@ -152,7 +152,7 @@ Expr* Analyzer::call(Call* expr) {
     bool handled = false;
     if (Expr* special = sampleOption(expr, name.identifier->text, &handled); handled)
         return special;
-    NameMeaning meaning = lookUp(name, true);
+    NameMeaning meaning = lookUp(name, true, expr->arguments.size());
     switch (meaning.kind) {
     case NameMeaning::Kind::nothing:
     case NameMeaning::Kind::failed: arguments(expr); return errorAt(expr);
@@ -165,7 +165,7 @@ Expr* Analyzer::call(Call* expr) {
             const TypeRef type = typeOfDecl(meaning.decl, name);
             Construct* node = make<Construct>(expr);
             node->begin = callee->begin ? callee->begin : callee->location;
-            if (!type || type->isError() || !arguments(expr))
+            if (!arguments(expr) || !type || type->isError() || meaning.isCorrected)
                 return errorAt(expr);
             return constructType(type, expr->arguments, false, node, node->begin);
         }
@@ -196,6 +196,11 @@ Expr* Analyzer::callFunctions(Call* expr, NameMeaning& meaning, Name& name) {
     bool isAmbiguous = false;
     const Candidate* chosen = best(candidates, given, &isAmbiguous);
     if (!chosen) {
+        if (meaning.isCorrected)
+            return errorAt(expr);
+        for (const FunctionDecl* function : meaning.functions)
+            if (function->isInvalid)
+                return errorAt(expr); // who knows what it takes
         for (const Candidate& candidate : candidates)
             if (candidate.isAmbiguousBuiltin && candidates.size() == 1) {
                 error(at, "call to '" + std::string(name.identifier->text) + "' is ambiguous");

@@ -16,8 +16,6 @@ void Analyzer::functionSignature(FunctionDecl* function) {
             error(function->returnTypeSyntax->location, "function cannot return array type '" + typeName(declared.type) + "'");
             function->returnType = types_.error();
         }
-        if (declared.type->is(TypeKind::struct_))
-            requireComplete(declared.type, function->returnTypeSyntax->location, "result type is an");
         function->returnSpace = declared.type->is(TypeKind::reference) ? declared.type->space : AddressSpace::thread;
     }
     if (function->isVariadic)
@@ -124,6 +122,8 @@ void Analyzer::functionBody(FunctionDecl* function) {
     const bool outerMetal = metalIsVisible_;
     std::vector<VarDecl*> outerLocals = std::exchange(localsToWarnAbout_, {});
     scopes_.open();
+    if (function->returnType->is(TypeKind::struct_) && function->returnTypeSyntax)
+        requireComplete(function->returnType, function->returnTypeSyntax->location, "result type is an");
     for (VarDecl* parameter : function->parameters) {
         if (!parameter->name)
             continue;
@@ -144,12 +144,11 @@ void Analyzer::functionBody(FunctionDecl* function) {
     compound(function->body, false);
     if (!context_.returnType && function->returnType->is(TypeKind::auto_))
         function->returnType = types_.void_();
-    if (diagnostics_.errorCount() == context_.errorsAtStart) {
+    // isInvalid is said of a head that cannot be trusted; a fault in the body does not make calls suspect.
+    if (diagnostics_.errorCount() == context_.errorsAtStart && !function->hasSyntaxErrors) {
         checkMissingReturn(function);
         if (!function->instanceOf)
             warnUnused();
-    } else {
-        function->isInvalid = true;
     }
     scopes_.close();
     localsToWarnAbout_ = std::move(outerLocals);

@@ -100,7 +100,7 @@ std::string_view Analyzer::nameHere(std::string_view foreign, TypoKind kind) {
     return {};
 }
 
-std::string_view Analyzer::closestName(std::string_view typo, TypoKind kind, Decl** decl) {
+std::string_view Analyzer::closestName(std::string_view typo, TypoKind kind, Decl** decl, std::size_t argumentCount) {
     if (decl)
         *decl = nullptr;
     if (const std::string_view here = nameHere(typo, kind); !here.empty())
@@ -118,12 +118,25 @@ std::string_view Analyzer::closestName(std::string_view typo, TypoKind kind, Dec
             continue;
         if (isFunction && kind == TypoKind::expression)
             continue;
+        if (isFunction && argumentCount != anyCount) { // a name that no such call fits was not meant
+            bool fits = false;
+            for (const ScopeEntry* at = entry; at && at->depth == entry->depth && !fits; at = at->hidden)
+                if (at->decl->kind == DeclKind::function) {
+                    const auto* function = static_cast<const FunctionDecl*>(at->decl);
+                    fits = argumentCount <= function->parameters.size() &&
+                           (argumentCount == function->parameters.size() || function->parameters[argumentCount]->initializer);
+                }
+            if (!fits)
+                continue;
+        }
         if (closest.offer(identifier->text) && decl)
             *decl = entry->decl;
     }
     if (kind == TypoKind::call && metalIsVisible_)
         for (const BuiltinFunction& builtin : builtinFunctions())
-            if (closest.offer(builtin.name) && decl)
+            if ((argumentCount == anyCount || (argumentCount >= builtin.signature->requiredCount &&
+                                               argumentCount <= builtin.signature->parameterCount)) &&
+                closest.offer(builtin.name) && decl)
                 *decl = nullptr;
     if (kind != TypoKind::expression)
         for (const std::string_view name : typeNames)
