@@ -139,11 +139,6 @@ Operand Lowering::aggregate(const Construct& expr) {
     return Operand::ofValue(builder_.construct(type, parts), type);
 }
 
-Operand Lowering::unionValue(const Construct& expr) {
-    unsupported(expr.location, "a union is");
-    return errorOperand(expr.type);
-}
-
 // All zero, but for the members that their struct gives a value. Without isZeroed the rest could be anything; zero is as
 // good, and it keeps a program from showing what happened to lie in a register.
 Operand Lowering::defaultValue(TypeRef type, bool isZeroed) {

@@ -260,6 +260,12 @@ Access Lowering::resourceParameter(EntryState& state, VarDecl* parameter) {
         unsupported(parameter->location, "a parameter of type '" + typeName(type) + "' is");
         return errorAccess(type->is(TypeKind::reference) ? type->element : type);
     }
+    if (!isTexture && !isSampler && unionCarrier(type->element) != nullptr) {
+        unsupported(parameter->location, "a union in a buffer is");
+        return errorAccess(type->is(TypeKind::reference) ? type->element : type);
+    }
+    if (!isTexture && !isSampler && !checkStorable(type->element, parameter->location))
+        return errorAccess(type->is(TypeKind::reference) ? type->element : type);
     if (type->is(TypeKind::array)) {
         unsupported(parameter->location, "an array of textures is");
         return errorAccess(type);

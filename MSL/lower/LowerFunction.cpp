@@ -36,8 +36,10 @@ FunctionDecl* definitionOf(FunctionDecl* function) {
 // ----------------------------------------------------------------------------------------------------- signatures
 
 // Elements of arrays are told apart at run time, so that one instance serves all of them; the few columns of a matrix
-// and components of a vector are part of the instance.
-static bool isPassedAsIndex(TypeRef container) { return container != nullptr && container->is(TypeKind::array); }
+// and components of a vector are part of the instance, and so is the first element, which an array's name stands for.
+static bool isPassedAsIndex(TypeRef container, const ir::Step& step) {
+    return step.value != nullptr || (step.number != 0 && container != nullptr && container->is(TypeKind::array));
+}
 
 void Lowering::describe(CallSignature& signature, const Access& access) {
     switch (access.kind) {
@@ -68,7 +70,7 @@ void Lowering::describe(CallSignature& signature, const Access& access) {
                        : nullptr;
             continue;
         }
-        if (step.value != nullptr || isPassedAsIndex(type)) {
+        if (isPassedAsIndex(type, step)) {
             Value* index = step.value != nullptr ? step.value : module_.constantInt(module_.types.int_(), step.number);
             signature.key.push_back(markDynamicIndex);
             signature.key.push_back(index->type->id);
@@ -145,7 +147,7 @@ Access Lowering::receive(InstanceParameters& parameters, const Access& access) {
                        : nullptr;
             continue;
         }
-        if (old.value != nullptr || isPassedAsIndex(type)) {
+        if (isPassedAsIndex(type, old)) {
             const TypeRef indexType = old.value != nullptr ? old.value->type : module_.types.int_();
             steps[i].value = module_.newValue(Value::Kind::parameter, indexType);
             steps[i].number = 0;
@@ -198,7 +200,7 @@ void Lowering::bindParameter(VarDecl* parameter, const Access& argument) {
     facts.isBound = true;
     facts.access = argument;
     const TypeRef type = parameter->type;
-    if (type->is(TypeKind::reference))
+    if (type->is(TypeKind::reference) || !checkStorable(type, parameter->location))
         return;
     facts.access.type = type;
     const bool needsMemory = facts.isWritten || (facts.isIndexedDynamically && !type->isVector());
@@ -217,7 +219,7 @@ void Lowering::bindParameter(VarDecl* parameter, const Access& argument) {
     }
     if (argument.held.kind != Operand::Kind::value)
         return;
-    ir::Variable* local = newLocal(type, nameOf(parameter));
+    ir::Variable* local = newLocal(valueType(type), nameOf(parameter));
     builder_.store(builder_.place(local), argument.held.value);
     facts.access = placeAccess(builder_.place(local), type);
 }
@@ -324,14 +326,22 @@ std::vector<Access> Lowering::bindArguments(FunctionDecl* function, std::span<Ex
             bound.push_back(access);
             continue;
         }
-        Access access = lvalue(arguments[i]);
-        if (access.kind == Access::Kind::place && access.swizzleCount == 1) // one component can be referred to
-            access = placeAccess(builder_.placeIndex(access.place, access.swizzle[0], access.type), access.type);
-        else if (access.kind == Access::Kind::place && access.swizzleCount > 1)
-            access = heldAccess(load(access, arguments[i]->location));
-        bound.push_back(access);
+        bound.push_back(referredTo(arguments[i], type));
     }
     return bound;
+}
+
+// What a reference of this type is bound to. Something that has no place of its own is bound as a value, which serves a
+// reference that only reads.
+Access Lowering::referredTo(const Expr* expr, TypeRef referenceType) {
+    Access access = lvalue(expr);
+    if (access.kind != Access::Kind::place || (access.unionMember == nullptr && access.swizzleCount == 0))
+        return access;
+    if (access.unionMember == nullptr && access.swizzleCount == 1)
+        return placeAccess(builder_.placeIndex(access.place, access.swizzle[0], access.type), access.type);
+    if (!referenceType->pointeeConst)
+        unsupported(expr->location, "a reference to a member of a union or to several components is");
+    return heldAccess(load(access, expr->location));
 }
 
 Operand Lowering::callFunction(const Call& call) {

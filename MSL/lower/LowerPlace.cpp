@@ -36,8 +36,9 @@ Access Lowering::accessOf(VarDecl* variable, SourceLocation at) {
         return errorAccess(variable->type);
     }
     facts.isBound = true;
-    ir::Variable* local = newLocal(variable->type, nameOf(variable));
-    local->initializer = module_.constantNull(variable->type);
+    const TypeRef type = valueType(variable->type);
+    ir::Variable* local = newLocal(type, nameOf(variable));
+    local->initializer = module_.constantNull(type);
     facts.access = placeAccess(builder_.place(local), variable->type);
     return facts.access;
 }
@@ -164,6 +165,16 @@ Access Lowering::lvalue(const Expr* expr) {
 Access Lowering::memberAccess(const Access& base, const VarDecl* field, SourceLocation at) {
     const std::uint32_t number = field->index;
     Access result;
+    if (base.type->is(TypeKind::struct_) && base.type->structDecl->isUnion) {
+        if (!checkStorable(base.type, at))
+            return errorAccess(field->type);
+        if (base.kind == Access::Kind::value)
+            return heldAccess(Operand::ofValue(fromWords(valueType(field->type), base.held.value), field->type));
+        result = base;
+        result.type = field->type;
+        result.unionMember = valueType(field->type);
+        return result;
+    }
     switch (base.kind) {
     case Access::Kind::place:
         if (field->type->is(TypeKind::reference)) {
@@ -230,7 +241,7 @@ Access Lowering::indexAccess(const Access& base, Value* index, TypeRef type, Sou
             const auto component = static_cast<std::uint8_t>(number);
             return swizzleAccess(base, {&component, 1}, type);
         }
-        if (base.kind == Access::Kind::place && base.swizzleCount == 0)
+        if (base.kind == Access::Kind::place && base.swizzleCount == 0 && base.unionMember == nullptr)
             return placeAccess(builder_.placeIndex(base.place, index, type), type);
         return heldAccess(Operand::ofValue(builder_.extractDynamic(load(base, at).value, index), type));
     }
@@ -247,7 +258,7 @@ Access Lowering::indexAccess(const Access& base, Value* index, TypeRef type, Sou
 }
 
 Access Lowering::inMemory(const Access& access, SourceLocation at) {
-    if (access.kind == Access::Kind::place && access.swizzleCount == 0)
+    if (access.kind == Access::Kind::place && access.swizzleCount == 0 && access.unionMember == nullptr)
         return access;
     const Operand operand = load(access, at);
     if (operand.kind != Operand::Kind::value) {
@@ -276,11 +287,13 @@ Operand Lowering::load(const Access& access, SourceLocation at) {
     }
     const ir::Variable::Kind kind = access.place->root->kind;
     const bool isShared = kind == ir::Variable::Kind::buffer || kind == ir::Variable::Kind::threadgroup;
-    if (access.swizzleCount == 1 && isShared) {
+    if (access.swizzleCount == 1 && isShared && access.unionMember == nullptr) {
         ir::Place* component = builder_.placeIndex(access.place, access.swizzle[0], access.type);
         return Operand::ofValue(builder_.load(component), access.type);
     }
     Value* value = builder_.load(access.place);
+    if (access.unionMember != nullptr)
+        value = fromWords(access.unionMember, value);
     if (access.swizzleCount > 0) {
         std::uint32_t components[4] = {};
         std::copy_n(access.swizzle, access.swizzleCount, components);
@@ -300,6 +313,20 @@ void Lowering::store(const Access& access, const Operand& operand, SourceLocatio
         return;
     }
     builder_.location = at;
+    if (access.unionMember != nullptr) {
+        Value* words = builder_.load(access.place);
+        Value* member = operand.value;
+        if (access.swizzleCount > 0) {
+            member = fromWords(access.unionMember, words);
+            for (std::uint32_t i = 0; i < access.swizzleCount; ++i) {
+                const std::uint32_t component = access.swizzle[i];
+                Value* part = access.swizzleCount == 1 ? operand.value : builder_.extract(operand.value, i);
+                member = builder_.insert(member, part, {&component, 1});
+            }
+        }
+        builder_.store(access.place, toWords(member, words));
+        return;
+    }
     if (access.swizzleCount == 0) {
         builder_.store(access.place, operand.value);
         return;

@@ -86,8 +86,13 @@ void Lowering::declare(VarDecl* variable) {
     }
     if (variable->isStatic || variable->space == AddressSpace::constant)
         return; // bound on first use
+    if (!checkStorable(type, variable->location)) {
+        facts.access = errorAccess(type);
+        facts.isBound = true;
+        return;
+    }
     if (type->is(TypeKind::reference)) {
-        facts.access = lvalue(variable->initializer);
+        facts.access = referredTo(variable->initializer, type);
         facts.isBound = true;
         return;
     }
@@ -128,7 +133,7 @@ void Lowering::declare(VarDecl* variable) {
         facts.isBound = true;
         return;
     }
-    ir::Variable* local = newLocal(type, nameOf(variable));
+    ir::Variable* local = newLocal(valueType(type), nameOf(variable));
     facts.access = placeAccess(builder_.place(local), type);
     facts.isBound = true;
     builder_.store(builder_.place(local), first.value);

@@ -45,6 +45,7 @@ struct Access {
     Operand held;           // value
     ir::Place* place = nullptr;
     Slot* slot = nullptr;
+    TypeRef unionMember = nullptr; // place: holds a union's words, to be read as this type
     std::uint8_t swizzleCount = 0; // place: of the vector that lies there
     std::uint8_t swizzle[4] = {};
 };
@@ -114,7 +115,6 @@ class Lowering {
     VariableFacts& facts(VarDecl* variable);
     FunctionFacts& facts(FunctionDecl* function);
     bool isOpaque(TypeRef type);
-    TypeRef valueType(TypeRef type) const { return ir::valueType(module_.types, type); }
     static std::string_view nameOf(const Decl* decl);
     ir::Variable* newLocal(TypeRef type, std::string_view name);
 
@@ -134,6 +134,7 @@ class Lowering {
                           SourceLocation at);
     Operand runConstructor(FunctionDecl* constructor, std::span<Expr* const> arguments, TypeRef type, SourceLocation at);
     std::vector<Access> bindArguments(FunctionDecl* function, std::span<Expr* const> arguments);
+    Access referredTo(const Expr* expr, TypeRef referenceType);
     ir::Function* instanceFor(FunctionDecl* function, std::span<const Access> arguments, const Access* object,
                               CallSignature& signature);
     void describe(CallSignature& signature, const Access& access);
@@ -202,6 +203,14 @@ class Lowering {
     void storeSlot(Slot& slot, const Operand& operand, SourceLocation at);
     bool sameStaticPath(const Access& left, const Access& right) const;
 
+    // LowerUnion.cpp
+    TypeRef valueType(TypeRef type) const; // of what an operand of this type holds
+    TypeRef unionCarrier(TypeRef type) const;
+    bool isStorable(TypeRef type);
+    bool checkStorable(TypeRef type, SourceLocation at);
+    ir::Value* fromWords(TypeRef type, ir::Value* words);
+    ir::Value* toWords(ir::Value* value, ir::Value* old);
+
     // LowerConstant.cpp
     Access globalAccess(VarDecl* variable, SourceLocation at);
     ir::Variable* threadgroupVariable(VarDecl* variable);
@@ -242,6 +251,7 @@ class Lowering {
     std::deque<FunctionFacts> functionStore_;
     std::deque<Slot> slots_;
     std::unordered_map<const StructDecl*, bool> opaqueStructs_;
+    std::unordered_map<const StructDecl*, bool> storableStructs_;
     std::unordered_map<const VarDecl*, ir::Variable*> threadgroups_;
     std::uint32_t constexprSamplerCount_ = 0;
     std::unordered_map<std::string_view, std::uint32_t> locations_;

@@ -63,6 +63,7 @@ TEST(Lower, KeepsTheInvariants) {
         {"struct with a pointer", "struct Ctx { device float* table; float bias; float get(int i) const { return table[i] + bias; } }; float use(Ctx c, int i) { return c.get(i) * c.bias; }", "Ctx c = { out, 2.0 }; x = use(c, i) + c.get(1);"},
         {"library with results by reference", "", "float w; float f = modf(x, w); float c; float s = sincos(x, c); int e; float m = frexp(x, e); x = w + f + c + s + float(e) + m;"},
         {"vector logic", "", "float3 v = float3(x); bool3 b = v < 1.0 && !(v > float3(2)); x = any(b) ? 1.0 : all(b) ? 2.0 : 3.0; v = select(v, float3(0), b); v = b ? v : float3(1);"},
+        {"unions", "union U { float f; uint u; uchar4 b; }; union V { float3 v; uint2 u; ushort h; }; U g(U a) { a.u |= 1u; return a; }", "U a; a.f = x; a.u ^= 1u; a.b.xz = uchar2(1, 2); U b = a; x = g(b).f + b.f; V v = { float3(x) }; v.v.y = 2.0; v.h = 3; x += v.v.y + float(v.u.y);"},
         {"shadowed names", "float mod(float a, float b) { return a - b * floor(a / b); } float3 saturate(float3 v) { return v; }", "float k = x; { float k = 2.0; x += k; } for (int k = 0; k < 2; k++) x += float(k); x = mod(x, k) + saturate(float3(x)).x;"},
     };
     for (const auto& one : cases) {
@@ -223,6 +224,9 @@ TEST(Lower, RefusesWhatTheIrCannotSay) {
         {"", "float y = 2; thread float* p = &y; if (x > 0) p = &x; x = *p;", "a pointer may stand for more than one variable at run time"},
         {"", "float y = 2; thread float* p = x > 0 ? &x : &y; x = *p;", "may stand for more than one variable at run time"},
         {"", "thread float* p = &x; p++; x = *p;", "moving a pointer that points to a single variable is not supported here"},
+        {"union U { float f; float a[2]; };", "U u; u.f = x; x = u.a[1];", "a union with members other than scalars and vectors"},
+        {"union U { float f; uint u; }; struct S { U u; };", "S s; s.u.f = x; x = float(s.u.u);", "or inside of a struct or an array"},
+        {"union U { float f; uint u; }; void f(thread float& a) {}", "U u; f(u.f);", "a reference to a member of a union"},
         {"", "device int* p = (device int*)out; x = float(p[0]);", "reading memory through a pointer to another type is not supported here"},
     };
     for (const auto& one : cases) {
