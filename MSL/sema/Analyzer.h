@@ -116,6 +116,8 @@ class Analyzer {
     bool sameSignature(const FunctionDecl* a, const FunctionDecl* b) const;
     void checkMissingReturn(FunctionDecl* function);
     void warnUnused();
+    void warnUnusedResult(const Expr* expr);
+    bool dependsOnRunTime(const Expr* expr, unsigned depth = 0) const;
     void enterContext(Decl* context); // re-opens the scopes of a namespace, struct or instance
     NamespaceInfo* namespaceOf(NamespaceDecl* block);
 
@@ -254,6 +256,9 @@ class Analyzer {
     Candidate considerBuiltin(const BuiltinFunction& builtin, std::span<Expr*> arguments);
     int compare(const Candidate& a, const Candidate& b, std::span<Expr*> arguments) const; // <0: a is better
     const Candidate* best(std::span<Candidate> candidates, std::span<Expr*> arguments, bool* isAmbiguous) const;
+    // A member function's object: drops candidates that it does not suit, and chooses among those that suit it best.
+    const Candidate* bestMethod(std::vector<Candidate>& candidates, std::span<Expr*> arguments, AddressSpace space,
+                                bool isConst, bool* isAmbiguous) const;
     void reportNoMatch(SourceLocation at, std::string_view what, std::string_view name, std::span<Candidate> candidates,
                        std::span<Expr*> arguments);
     void noteBuiltin(const BuiltinFunction& builtin, std::span<Expr*> arguments, SourceLocation at);

@@ -1,6 +1,9 @@
 // Implicit and explicit conversions: how good they are, and the nodes that make them.
 #include "MSL/sema/Analyzer.h"
 
+#include <cmath>
+#include <cstdio>
+
 namespace msl {
 
 Expr* Analyzer::makeCast(CastKind kind, Expr* operand, TypeRef to) {
@@ -219,6 +222,16 @@ Expr* Analyzer::tryConvert(Expr* from, TypeRef to) {
             return makeCast(CastKind::none, load(from), to);
         }
         return makeCast(CastKind::nullToPointer, load(from), to);
+    }
+    if (from->kind == ExprKind::floatLiteral && to->isScalar() && isInteger(to->scalar) && !to->isBool()) {
+        const double value = static_cast<FloatLiteral*>(from)->value;
+        if (value != std::trunc(value) && std::abs(value) < 1e9) {
+            char shown[32];
+            std::snprintf(shown, sizeof shown, "%.9g", value);
+            warning(from->begin ? from->begin : from->location,
+                    "implicit conversion from '" + typeName(type) + "' to '" + typeName(to) + "' changes value from " +
+                        shown + " to " + std::to_string(static_cast<long long>(value)));
+        }
     }
     return explicitConvert(from, to);
 }

@@ -77,6 +77,18 @@ Expr* Analyzer::toArithmetic(Expr* rvalue) {
         return makeCast(CastKind::enumToInteger, rvalue, type->element);
     if (type->is(TypeKind::packedVector))
         return makeCast(CastKind::packedToVector, rvalue, types_.vector(type->scalar, type->columns));
+    if (type->is(TypeKind::struct_)) { // by its conversion operator, when it has just one
+        const FunctionDecl* found = nullptr;
+        for (const Decl* member : type->structDecl->members)
+            if (member->kind == DeclKind::function && static_cast<const FunctionDecl*>(member)->isConversion) {
+                if (found)
+                    return rvalue;
+                found = static_cast<const FunctionDecl*>(member);
+            }
+        if (found && found->returnType && found->returnType->isNumeric())
+            if (Expr* converted = tryConvert(rvalue, found->returnType))
+                return converted;
+    }
     return rvalue;
 }
 
@@ -356,7 +368,17 @@ Expr* Analyzer::assignment(Binary* expr) {
     expr->category = ValueCategory::lvalue;
     expr->space = left->space;
     if (expr->op == BinaryOp::assign) {
-        if (left->type->is(TypeKind::array) && expr->right->type != left->type) {
+        const auto isPlainArray = [](const Expr* side) { // not array<T, N>, which is a value
+            const VarDecl* var = nullptr;
+            if (side->kind == ExprKind::nameRef && static_cast<const NameRef*>(side)->decl &&
+                static_cast<const NameRef*>(side)->decl->kind == DeclKind::variable)
+                var = static_cast<const VarDecl*>(static_cast<const NameRef*>(side)->decl);
+            else if (side->kind == ExprKind::member)
+                var = static_cast<const Member*>(side)->field;
+            return var && var->typeSyntax && !var->typeSyntax->modifiers.empty() &&
+                   var->typeSyntax->modifiers.back().kind == TypeModifier::Kind::array;
+        };
+        if (left->type->is(TypeKind::array) && (expr->right->type != left->type || isPlainArray(left))) {
             error(expr->location, "array type '" + typeName(left->type) + "' is not assignable");
             return errorAt(expr);
         }
@@ -432,8 +454,6 @@ Expr* Analyzer::overloadedOperator(BinaryOp op, Expr* left, Expr* right, SourceL
     if (candidates.empty() && left->type->is(TypeKind::struct_)) {
         const std::string name = "operator" + std::string(spelling(op));
         for (FunctionDecl* function : findMethods(left->type->structDecl, identifiers_.get(name))) {
-            if (left->category == ValueCategory::lvalue && left->isConst && !function->isConstMember)
-                continue;
             Candidate candidate = consider(function, rightOnly, {});
             if (candidate.isViable)
                 candidates.push_back(candidate);
@@ -445,7 +465,13 @@ Expr* Analyzer::overloadedOperator(BinaryOp op, Expr* left, Expr* right, SourceL
     *handled = true;
     bool isAmbiguous = false;
     const std::span<Expr*> used = isMember ? rightOnly : bothArguments;
-    const Candidate* chosen = best(candidates, used, &isAmbiguous);
+    const bool isLvalue = left->category == ValueCategory::lvalue;
+    const Candidate* chosen = bestMethod(candidates, used, isLvalue ? left->space : AddressSpace::thread,
+                                         isLvalue && left->isConst, &isAmbiguous);
+    if (!chosen && isMember) {
+        *handled = false;
+        return nullptr;
+    }
     if (!chosen || isAmbiguous) {
         error(at, "use of overloaded operator '" + std::string(spelling(op)) + "' is ambiguous (with operand types '" +
                       typeName(left->type) + "' and '" + typeName(right->type) + "')");
@@ -482,7 +508,9 @@ Expr* Analyzer::overloadedUnary(Unary* expr, bool* handled) {
                 candidates.push_back(candidate);
         }
         bool isAmbiguous = false;
-        const Candidate* chosen = candidates.empty() ? nullptr : best(candidates, used, &isAmbiguous);
+        const bool isLvalue = expr->operand->category == ValueCategory::lvalue;
+        const Candidate* chosen = bestMethod(candidates, used, isLvalue ? expr->operand->space : AddressSpace::thread,
+                                             isLvalue && expr->operand->isConst, &isAmbiguous);
         if (!chosen || isAmbiguous)
             continue;
         *handled = true;

@@ -194,7 +194,15 @@ Expr* Analyzer::callFunctions(Call* expr, NameMeaning& meaning, Name& name) {
     if (meaning.builtin && !name.hasTemplateArguments)
         candidates.push_back(considerBuiltin(*meaning.builtin, given));
     bool isAmbiguous = false;
-    const Candidate* chosen = best(candidates, given, &isAmbiguous);
+    const Candidate* chosen = nullptr;
+    if (hasMember && context_.function && context_.function->owner && !context_.function->isStatic) {
+        const TypeRef self = implicitThis(at)->type;
+        chosen = bestMethod(candidates, given, self->space, self->pointeeConst, &isAmbiguous);
+        if (!chosen && candidates.size() == 1 && candidates[0].failure == Candidate::Failure::object)
+            chosen = candidates.data(); // the fault is told below
+    } else {
+        chosen = best(candidates, given, &isAmbiguous);
+    }
     if (!chosen) {
         if (meaning.isCorrected)
             return errorAt(expr);
@@ -254,7 +262,10 @@ Expr* Analyzer::callObject(Call* expr) {
             candidates.push_back(consider(function, expr->arguments, {}));
         if (!candidates.empty()) {
             bool isAmbiguous = false;
-            const Candidate* chosen = best(candidates, expr->arguments, &isAmbiguous);
+            const bool isLvalue = callee->category == ValueCategory::lvalue;
+            const Candidate* chosen =
+                bestMethod(candidates, expr->arguments, isLvalue ? callee->space : AddressSpace::thread,
+                           isLvalue && callee->isConst, &isAmbiguous);
             if (!chosen) {
                 reportNoMatch(expr->callee->location, "no matching function for call to object of type",
                               typeName(callee->type), candidates, expr->arguments);
@@ -299,29 +310,16 @@ Expr* Analyzer::callMember(Call* expr, Member* callee) {
     const bool isConst = callee->isArrow ? object->type->pointeeConst
                                          : object->isConst && object->category == ValueCategory::lvalue;
     std::vector<Candidate> candidates;
-    for (FunctionDecl* function : findMethods(type->structDecl, callee->name.identifier)) {
-        Candidate candidate = consider(function, expr->arguments, callee->name.templateArguments);
-        if (candidate.isViable && isConst && !function->isConstMember && !function->isStatic) {
-            candidate.isViable = false;
-            candidate.failure = Candidate::Failure::object;
-        }
-        candidates.push_back(candidate);
-    }
+    for (FunctionDecl* function : findMethods(type->structDecl, callee->name.identifier))
+        candidates.push_back(consider(function, expr->arguments, callee->name.templateArguments));
+    const AddressSpace space = callee->isArrow                                ? object->type->space
+                               : object->category == ValueCategory::lvalue ? object->space
+                                                                           : AddressSpace::thread;
     bool isAmbiguous = false;
-    const Candidate* chosen = best(candidates, expr->arguments, &isAmbiguous);
-    if (isAmbiguous && !isConst) { // f() and f() const: a mutable object takes the first
-        std::vector<Candidate> mutableOnes;
-        for (const Candidate& candidate : candidates)
-            if (candidate.isViable && !candidate.function->isConstMember)
-                mutableOnes.push_back(candidate);
-        if (mutableOnes.size() == 1) {
-            isAmbiguous = false;
-            candidates = mutableOnes;
-            chosen = candidates.data();
-        }
-    }
+    const Candidate* chosen = bestMethod(candidates, expr->arguments, space, isConst, &isAmbiguous);
     if (!chosen) {
-        if (candidates.size() == 1 && candidates[0].failure == Candidate::Failure::object) {
+        if (candidates.size() == 1 && candidates[0].failure == Candidate::Failure::object &&
+            !candidates[0].function->isConstMember && isConst) {
             error(callee->location, "'this' argument to member function '" + std::string(callee->name.identifier->text) +
                                         "' has type 'const " + typeName(type) + "', but function is not marked const");
             note(candidates[0].function->location,

@@ -127,4 +127,33 @@ void Analyzer::warnUnused() {
     }
 }
 
+// "a == b;" and the like: most often a slip of the pen.
+void Analyzer::warnUnusedResult(const Expr* expr) {
+    const Expr* inner = expr;
+    while (inner->kind == ExprKind::implicitCast)
+        inner = static_cast<const ImplicitCast*>(inner)->operand;
+    const SourceLocation at = expr->begin ? expr->begin : expr->location;
+    switch (inner->kind) {
+    case ExprKind::binary: {
+        const BinaryOp op = static_cast<const Binary*>(inner)->op;
+        if (isAssignment(op) || op == BinaryOp::comma || op == BinaryOp::logicalAnd || op == BinaryOp::logicalOr)
+            return;
+        if (op == BinaryOp::equal) {
+            warning(inner->location, "equality comparison result unused");
+            note(inner->location, "use '=' to turn this equality comparison into an assignment");
+            return;
+        }
+        warning(inner->location, "expression result unused");
+        return;
+    }
+    case ExprKind::nameRef:
+    case ExprKind::member:
+    case ExprKind::index:
+    case ExprKind::intLiteral:
+    case ExprKind::floatLiteral:
+    case ExprKind::boolLiteral: warning(at, "expression result unused"); return;
+    default: return;
+    }
+}
+
 } // namespace msl

@@ -506,7 +506,9 @@ Expr* Analyzer::callConstructor(TypeRef type, std::span<Expr*> arguments, bool i
         return load(arguments[0]);
     const std::span<FunctionDecl*> constructors = constructorsOf(type->structDecl);
     if (constructors.empty()) {
-        if (arguments.size() == 1 && arguments[0]->kind != ExprKind::initList) {
+        if (arguments.size() == 1 && arguments[0]->kind == ExprKind::initList) // S({a, b}): a copy of S{a, b}
+            return initializeFromList(type, static_cast<InitList*>(arguments[0]), Purpose::variable, true);
+        if (arguments.size() == 1) {
             if (arguments[0]->type->is(TypeKind::struct_))
                 if (Expr* converted = tryConvert(arguments[0], type))
                     return converted;

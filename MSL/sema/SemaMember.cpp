@@ -217,15 +217,12 @@ Expr* Analyzer::index(Index* expr) {
         std::vector<Candidate> candidates;
         Expr* only[] = {index};
         const std::span<Expr*> arguments = arena_.copy(std::span<Expr* const>(only));
-        for (FunctionDecl* function : findMethods(base->structDecl, identifiers_.get("operator[]"))) {
-            if (expr->base->category == ValueCategory::lvalue && expr->base->isConst && !function->isConstMember)
-                continue;
-            Candidate candidate = consider(function, arguments, {});
-            if (candidate.isViable)
-                candidates.push_back(candidate);
-        }
+        for (FunctionDecl* function : findMethods(base->structDecl, identifiers_.get("operator[]")))
+            candidates.push_back(consider(function, arguments, {}));
+        const bool isLvalue = expr->base->category == ValueCategory::lvalue;
         bool isAmbiguous = false;
-        const Candidate* chosen = candidates.empty() ? nullptr : best(candidates, arguments, &isAmbiguous);
+        const Candidate* chosen = bestMethod(candidates, arguments, isLvalue ? expr->base->space : AddressSpace::thread,
+                                             isLvalue && expr->base->isConst, &isAmbiguous);
         if (!chosen) {
             error(expr->location, "type '" + typeName(base) + "' does not provide a subscript operator");
             return errorAt(expr);

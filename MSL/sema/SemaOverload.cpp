@@ -220,6 +220,51 @@ const Candidate* Analyzer::best(std::span<Candidate> candidates, std::span<Expr*
     return chosen;
 }
 
+const Candidate* Analyzer::bestMethod(std::vector<Candidate>& candidates, std::span<Expr*> arguments, AddressSpace space,
+                                      bool isConst, bool* isAmbiguous) const {
+    const auto spaceOfThis = [](const FunctionDecl* function) -> std::optional<AddressSpace> {
+        switch (function->thisSpace) {
+        case SpaceSyntax::thread: return AddressSpace::thread;
+        case SpaceSyntax::constant: return AddressSpace::constant;
+        case SpaceSyntax::device: return AddressSpace::device;
+        case SpaceSyntax::threadgroup: return AddressSpace::threadgroup;
+        case SpaceSyntax::none: break;
+        }
+        return std::nullopt;
+    };
+    const auto hasObject = [](const Candidate& candidate) {
+        return candidate.function && candidate.function->owner && !candidate.function->isStatic &&
+               !candidate.function->isConstructor;
+    };
+    for (Candidate& candidate : candidates) {
+        if (!candidate.isViable || !hasObject(candidate))
+            continue;
+        const std::optional<AddressSpace> wanted = spaceOfThis(candidate.function);
+        if ((isConst && !candidate.function->isConstMember) || (wanted && *wanted != space)) {
+            candidate.isViable = false;
+            candidate.failure = Candidate::Failure::object;
+        }
+    }
+    const Candidate* chosen = best(candidates, arguments, isAmbiguous);
+    if (!chosen || !*isAmbiguous)
+        return chosen;
+    // f(), f() const, f() device ...: the one made for such an object.
+    const auto suits = [&](const Candidate& candidate) {
+        if (!hasObject(candidate))
+            return 0;
+        return (spaceOfThis(candidate.function) ? 2 : 0) + (candidate.function->isConstMember == isConst ? 1 : 0);
+    };
+    int most = 0;
+    for (const Candidate& candidate : candidates)
+        if (candidate.isViable)
+            most = std::max(most, suits(candidate));
+    for (Candidate& candidate : candidates)
+        if (candidate.isViable && suits(candidate) < most)
+            candidate.isViable = false;
+    *isAmbiguous = false;
+    return best(candidates, arguments, isAmbiguous);
+}
+
 namespace {
 
 std::string ordinal(unsigned number) {
@@ -328,7 +373,9 @@ void Analyzer::noteCandidate(const Candidate& candidate, std::span<Expr*> argume
         note(where, "candidate template ignored: its template arguments could not be deduced");
         return;
     case Candidate::Failure::object:
-        note(where, "candidate function not viable: 'this' argument is const, but the method is not marked const");
+        note(where, function->isConstMember ? "candidate function not viable: 'this' argument lies in another address space"
+                                            : "candidate function not viable: 'this' argument is const or lies in another "
+                                              "address space");
         return;
     case Candidate::Failure::conversion: break;
     }

@@ -19,7 +19,14 @@ void Analyzer::compound(CompoundStmt* stmt, bool opensScope) {
         scopes_.close();
 }
 
-Expr* Analyzer::condition(Expr* expr) { return toBool(value(expr)); }
+Expr* Analyzer::condition(Expr* expr) {
+    Expr* typed = expression(expr);
+    if (typed->kind == ExprKind::binary && static_cast<Binary*>(typed)->op == BinaryOp::assign && !typed->isParenthesized) {
+        warning(typed->location, "using the result of an assignment as a condition without parentheses");
+        note(typed->location, "use '==' to turn this assignment into an equality comparison");
+    }
+    return toBool(load(typed));
+}
 
 Stmt* Analyzer::statement(Stmt* stmt) {
     if (!stmt)
@@ -43,6 +50,8 @@ Stmt* Analyzer::statement(Stmt* stmt) {
         statement->expression = discarded(statement->expression);
         if (statement->expression->type->is(TypeKind::overload))
             statement->expression = load(statement->expression);
+        if (!statement->expression->type->isError())
+            warnUnusedResult(statement->expression);
         break;
     }
     case StmtKind::if_: ifStatement(static_cast<IfStmt*>(stmt)); break;

@@ -202,6 +202,11 @@ void Analyzer::initializeVariable(VarDecl* var) {
     }
     if (var->initializer->type->isError())
         return; // the variable keeps its declared type, so that its uses are still checked
+    if (var->isConstexpr && dependsOnRunTime(var->initializer)) {
+        error(var->location, "constexpr variable '" + name + "' must be initialized by a constant expression");
+        var->isInvalid = true;
+        return;
+    }
     if ((var->isConst || var->isConstexpr) && (type->isScalar() || type->is(TypeKind::enum_)) &&
         (type->is(TypeKind::enum_) || isInteger(type->scalar))) {
         const ConstantValue value = evaluate(var->initializer);

@@ -60,8 +60,10 @@ class TreeChecker {
         for (const VarDecl* parameter : decl.parameters)
             if (!parameter->type)
                 fault = "a parameter without a type";
+        const TypeRef outer = returnType_;
         returnType_ = decl.returnType;
         statement(decl.body);
+        returnType_ = outer;
     }
 
     void boolean(const Expr* condition) {

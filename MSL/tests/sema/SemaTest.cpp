@@ -258,6 +258,8 @@ INSTANTIATE_TEST_SUITE_P(
     Constants, Fault,
     testing::Values(ErrorCase{"float a[-1];", "9: error: array size is negative"},
                     ErrorCase{"float a[i];", "9: error: array size is not an integral constant expression"},
+                    ErrorCase{"constexpr float x = uv.x;",
+                              "17: error: constexpr variable 'x' must be initialized by a constant expression"},
                     ErrorCase{"switch (i) { case 1: break; case 1: break; }", "34: error: duplicate case value '1'"},
                     ErrorCase{"switch (i) { case i: break; }", "19: error: case value is not a constant expression"},
                     ErrorCase{"static_assert(1 > 2, \"no\");", "15: error: static assertion failed: no"},
@@ -307,6 +309,7 @@ TEST(Diagnostics, FaultsAreReportedOnce) {
     // One mistake in a declaration must not make its uses faulty too.
     EXPECT_EQ(Analyzed(inFunction("float3 q = nothing; q.x = 1; v = q * 2; v += noSuch(q) + q;")).diagnostics.errorCount(), 2U);
     EXPECT_EQ(Analyzed(inFunction("Unheard a = 1; float b2 = a + 1; b2 *= a.x;")).diagnostics.errorCount(), 1U);
+    EXPECT_EQ(Analyzed(inFunction("float x = sond(1, 2, 3, 4); float2x2 w = mat2(v);")).diagnostics.errorCount(), 2U);
     // What was probably meant is taken for what was meant.
     EXPECT_EQ(Analyzed(inFunction("flot a = 1; vec2 w = uv * a; v = p.band * w;")).diagnostics.errorCount(), 4U);
 }
@@ -322,6 +325,26 @@ TEST(Diagnostics, WarningsOfAGoodText) {
               "t:2:13: warning: non-void function does not return a value\n"
               "float g() { }\n"
               "            ^\n");
+    struct Case {
+        std::string_view body;
+        std::string_view message;
+    };
+    constexpr Case cases[] = {
+        {"uv.x == 1;", "6: warning: equality comparison result unused"},
+        {"uv + 1;", "4: warning: expression result unused"},
+        {"if (i = 3) {}", "7: warning: using the result of an assignment as a condition without parentheses"},
+        {"i = 2.5;", "5: warning: implicit conversion from 'float' to 'int' changes value from 2.5 to 2"},
+        {"float x = uv[2];", "14: warning: index 2 is past the end of 'float2'"},
+        {"i = int(2.5); i = 2.0; (void)i; if ((i = 3)) {}", ""},
+    };
+    for (const Case& c : cases) {
+        std::string found;
+        std::istringstream lines(Analyzed(inFunction(c.body)).warnings());
+        for (std::string line; std::getline(lines, line) && found.empty();)
+            if (line.find("warning: ") != std::string::npos && line.find("unused variable") == std::string::npos)
+                found = firstMessage(line);
+        EXPECT_EQ(found, c.message) << c.body;
+    }
     EXPECT_EQ(Analyzed("int f(int a) { for (;;) { if (a > 3) return a; a++; } }\n"
                        "int g(int a) { switch (a) { case 1: return 1; default: return 2; } }\n"
                        "int h(bool a) { if (a) { return 1; } else { return 2; } }\n")
@@ -424,16 +447,18 @@ std::string readData(const std::string& name) {
 }
 
 TEST(Language, IsAcceptedAndTyped) {
-    const Analyzed analyzed(readData("language.metal"));
-    EXPECT_EQ(analyzed.errors(), "");
-    EXPECT_EQ(checkTree(*analyzed.unit), "");
-    EXPECT_EQ(analyzed.unit->entryPoints.size(), 2U);
+    for (const std::string name : {"language.metal", "classes.metal", "generated.metal"}) {
+        const Analyzed analyzed(readData(name));
+        EXPECT_EQ(analyzed.errors(), "") << name;
+        EXPECT_EQ(checkTree(*analyzed.unit), "") << name;
+        EXPECT_FALSE(analyzed.unit->entryPoints.empty()) << name;
+    }
 }
 
 TEST(Language, BrokenTextsEndInDiagnostics) {
     // The text cut short anywhere, and with any one token left out: never a crash, and if no fault is found the tree
     // keeps sema's promises.
-    const std::string text = readData("language.metal");
+    const std::string text = readData("language.metal") + readData("classes.metal");
     for (std::size_t cut = 0; cut < text.size(); cut += 97) {
         const Analyzed analyzed(text.substr(0, cut));
         if (!analyzed.diagnostics.hasErrors()) {
