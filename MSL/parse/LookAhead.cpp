@@ -4,17 +4,13 @@
 
 namespace msl {
 
-namespace {
-
-constexpr std::size_t scanLimit = 4096; // tokens of look-ahead; what is longer is not what the scan looks for
-
-} // namespace
-
 // After the bracket that begins here and its partner.
-std::size_t Parser::scanBalanced(std::size_t from) {
+std::size_t Parser::scanBalanced(std::size_t from, std::size_t limit) {
     std::size_t i = from;
-    unsigned depth = 0;
+    std::size_t depth = 0;
     do {
+        if (i - from > limit || !spend())
+            return 0;
         switch (peek(i).kind) {
         case TokenKind::leftParen:
         case TokenKind::leftBracket:
@@ -54,7 +50,7 @@ std::size_t Parser::scanAttributes(std::size_t from) {
 std::size_t Parser::scanTemplateArguments(std::size_t from) {
     unsigned angles = 0;
     std::size_t i = from;
-    while (i - from < scanLimit) {
+    while (i - from < scanLimit && spend()) {
         switch (peek(i).kind) {
         case TokenKind::less: ++angles; break;
         case TokenKind::greater:

@@ -34,7 +34,11 @@ void Parser::parseDeclarations(Declarations& out, Context context, TokenKind end
         std::size_t before = position_;
         if (skipBehindExtraBrace())
             continue;
+        unsigned errorsBefore = diagnostics_.errorCount();
+        SourceLocation begin = token().location;
         parseDeclaration(out, context);
+        if (diagnostics_.errorCount() != errorsBefore)
+            skipIndentedBlock(begin, out);
         if (position_ == before && !atEnd() && !at(TokenKind::rightBrace)) { // nothing could be made of it
             errorHere("expected unqualified-id");
             advance();
@@ -159,9 +163,20 @@ bool Parser::parseDeclarators(Declarations& out, Specifiers& specifiers, Context
                               const TemplateHeader* header) {
     bool isFirst = true;
     for (;;) {
+        if (!isFirst && at(TokenKind::identifier) && peek(1).is(TokenKind::leftParen) &&
+            NameTracker::classify(token().identifier) == NameClass::type) {
+            errorHere("expected unqualified-id"); // a list of values that lost its brace
+            skipDeclaration();
+            return false;
+        }
         TypeSyntax baseType = specifiers.type; // pointers and arrays of one declarator do not reach the next
         Declarator declarator;
         bool isMissingSemicolon = isFirst && missesSemicolonAfterBody(specifiers);
+        if (isFirst && !isMissingSemicolon && startsStatementOnNewLine()) {
+            // "float" alone on its line, and the next line begins a declaration of its own
+            error(previousEnd(), "expected unqualified-id");
+            return false;
+        }
         if (!isMissingSemicolon)
             parseDeclarator(declarator, specifiers, context);
         if (!declarator.name && !at(TokenKind::colon)) {
@@ -234,7 +249,8 @@ VarDecl* Parser::parseVariable(Specifiers& specifiers, Declarator& declarator, C
     variable->varKind = context == Context::file || (context == Context::class_ && specifiers.isStatic) ? VarKind::global
                         : context == Context::class_                                                   ? VarKind::field
                                                                                                        : VarKind::local;
-    names_.declare(declarator.name, NameClass::value);
+    if (context != Context::file || !declarator.name || !isBuiltinTypeName(declarator.name->text))
+        names_.declare(declarator.name, NameClass::value);
     if (context == Context::class_ && at(TokenKind::colon)) {
         unsupported(advance(), "a bit-field");
         parseConstant();

@@ -275,8 +275,8 @@ Member* Parser::parseMember(Expr* base) {
     bool isArrow = at(TokenKind::arrow);
     advance();
     bool isTemplate = accept(TokenKind::kwTemplate);
-    if (!at(TokenKind::identifier)) {
-        errorHere("expected unqualified-id");
+    if (!at(TokenKind::identifier) || startsStatementOnNewLine()) {
+        error(here(), "expected unqualified-id");
         return nullptr;
     }
     auto* member = make<Member>(token().location, base->begin);

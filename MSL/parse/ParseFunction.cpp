@@ -111,7 +111,8 @@ void Parser::parseParameters(FunctionDecl& function) {
         }
         TypeSyntax base = specifiers.type;
         Declarator declarator;
-        parseDeclarator(declarator, specifiers, Context::parameter);
+        if (!startsStatementOnNewLine()) // else the list broke off here
+            parseDeclarator(declarator, specifiers, Context::parameter);
         auto* parameter = makeDecl<VarDecl>(declarator.name, declarator.name ? declarator.location : specifiers.begin);
         parameter->varKind = VarKind::parameter;
         parameter->typeSyntax = finishType(specifiers, declarator);
@@ -217,6 +218,7 @@ void Parser::parseFunctionBody(FunctionDecl& function) {
         functionIndentation_ = indentation(function.location);
         functionFile_ = sources_.fileIndex(function.location.offset());
         bodyIsIndented_ = false;
+        errorsBeforeFunction_ = diagnostics_.errorCount();
         inFunction_ = true;
     }
     SourceLocation open = token().location;

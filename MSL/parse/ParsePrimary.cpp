@@ -8,6 +8,10 @@ namespace msl {
 
 Expr* Parser::parsePrimary() {
     const Token first = token();
+    if (first.has(Token::startOfLine) && startsStatementOnNewLine()) { // the line before broke off
+        error(previousEnd_ > 0 ? previousEnd() : first.location, "expected expression");
+        return errorExpr(first.location);
+    }
     switch (first.kind) {
     case TokenKind::number: return parseNumber();
     case TokenKind::character: {
@@ -108,9 +112,6 @@ Expr* Parser::parseNumber() {
 }
 
 Expr* Parser::parseParenthesized() {
-    Nesting nesting(*this);
-    if (!nesting)
-        return errorExpr(token().location);
     SourceLocation open = advance();
     bool outer = noGreater_;
     noGreater_ = false;
@@ -148,7 +149,7 @@ Expr* Parser::parseName() {
         if (!isQualified && !hasQualifierArguments) {
             error(first.location, "'" + std::string(first.identifier->text) + "' does not refer to a value");
             advance();
-            if (peek(0).is(TokenKind::period) || at(TokenKind::identifier))
+            if (at(TokenKind::period) || (at(TokenKind::identifier) && !token().has(Token::startOfLine)))
                 skipToClosing(TokenKind::rightParen);
             return errorExpr(first.location);
         }
@@ -184,12 +185,9 @@ Expr* Parser::parseName() {
 
 // "(args)" or "{args}" behind a type.
 Expr* Parser::parseConstruct(TypeSyntax* type) {
-    Nesting nesting(*this);
     auto* construct = make<Construct>(type->location, type->location);
     construct->typeSyntax = type;
     construct->isBraced = at(TokenKind::leftBrace);
-    if (!nesting)
-        return errorExpr(type->location);
     if (!at(TokenKind::leftParen) && !at(TokenKind::leftBrace)) {
         errorHere("expected '(' for function-style cast or type construction");
         return errorExpr(type->location);
@@ -216,9 +214,6 @@ Expr* Parser::parseConstruct(TypeSyntax* type) {
 
 // static_cast<T>(x), reinterpret_cast<T>(x), const_cast<T>(x), as_type<T>(x)
 Expr* Parser::parseNamedCast() {
-    Nesting nesting(*this);
-    if (!nesting)
-        return errorExpr(token().location);
     auto* cast = make<Cast>(token().location, token().location);
     cast->syntax = at(TokenKind::kwStaticCast)        ? CastSyntax::static_
                    : at(TokenKind::kwReinterpretCast) ? CastSyntax::reinterpret_

@@ -12,10 +12,9 @@ CompoundStmt* Parser::parseCompound() {
 
 CompoundStmt* Parser::parseCompoundAfterBrace(SourceLocation open) {
     auto* compound = makeStmt<CompoundStmt>(open);
-    Nesting nesting(*this);
     NameTracker::Mark mark = names_.open();
     SmallList<Stmt*, 16> statements;
-    while (nesting && !at(TokenKind::rightBrace) && !closeFunction_) {
+    while (!at(TokenKind::rightBrace) && !closeFunction_) {
         if (atEnd() || missesClosingBrace()) {
             reportMissingBrace(functionBrace_);
             break;
@@ -226,9 +225,11 @@ Stmt* Parser::parseDeclarationStatement() {
 
 Stmt* Parser::parseExpressionStatement() {
     auto* statement = makeStmt<ExprStmt>(token().location);
+    std::size_t first = position_;
     statement->expression = parseExpression();
     if (statement->expression->kind == ExprKind::error && !at(TokenKind::semicolon)) {
-        skipStatement();
+        if (position_ == first || !startsStatementOnNewLine())
+            skipStatement();
         return statement;
     }
     expectSemicolon("expected ';' after expression");
@@ -483,7 +484,8 @@ Stmt* Parser::parseReturn() {
             statement->value = limitHeight(both, std::max(first->height, both->right->height));
         }
         if (statement->value->kind == ExprKind::error && !at(TokenKind::semicolon)) {
-            skipStatement();
+            if (!startsStatementOnNewLine())
+                skipStatement();
             return statement;
         }
     }
@@ -496,7 +498,7 @@ Stmt* Parser::parseJump() {
     SourceLocation location = advance();
     Stmt* statement = isBreak ? static_cast<Stmt*>(makeStmt<BreakStmt>(location)) : makeStmt<ContinueStmt>(location);
     bool isFine = loopDepth_ > 0 || (isBreak && switchDepth_ > 0);
-    if (!isFine)
+    if (!isFine && diagnostics_.errorCount() == errorsBeforeFunction_) // else the loop's head may be what was lost
         error(location, isBreak ? "'break' statement not in loop or switch statement"
                                 : "'continue' statement not in loop statement");
     expectSemicolon(isBreak ? "expected ';' after break statement" : "expected ';' after continue statement");

@@ -151,6 +151,8 @@ bool Parser::parseFundamental(Specifiers& specifiers) {
 
 bool Parser::parseSpecifier(Specifiers& specifiers, Context context) {
     TypeSyntax& type = specifiers.type;
+    if (specifiers.hasType && token().has(Token::startOfLine) && startsStatementOnNewLine())
+        return false; // the next declaration
     if (SpaceSyntax space = spaceOf(kind()); space != SpaceSyntax::none) {
         if (type.space != SpaceSyntax::none && type.space != space)
             error(token().location, "multiple address spaces specified for type");

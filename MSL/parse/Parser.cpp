@@ -31,10 +31,8 @@ TranslationUnit* Parser::parseUnit() {
 
 void Parser::fill() {
     Token& token = tokens_.emplace_back();
-    if (!isStopped_ && !limit_.step()) {
-        diagnostics_.error(previousEnd(), "this text takes too long to compile");
-        isStopped_ = true;
-    }
+    if (!isStopped_ && !limit_.step())
+        reportLimit();
     if (isStopped_) {
         token.kind = TokenKind::eof;
         token.location = previousEnd();
@@ -42,6 +40,20 @@ void Parser::fill() {
         return;
     }
     preprocessor_.next(token);
+}
+
+void Parser::reportLimit() {
+    diagnostics_.error(previousEnd(), "this text takes too long to compile");
+    isStopped_ = true;
+}
+
+// Counts what look-ahead reads; false when the work limit is reached.
+bool Parser::spend() {
+    if (isStopped_ || limit_.step())
+        return !isStopped_;
+    reportLimit();
+    stop();
+    return false;
 }
 
 void Parser::stop() {
@@ -98,8 +110,8 @@ bool Parser::expectClosing(TokenKind k, SourceLocation open) {
 // Reads over the rest of a bracketed list up to its closing bracket, but not out of the statement.
 void Parser::skipToClosing(TokenKind k, bool overSemicolons) {
     while (!accept(k)) {
-        if (atEnd() || (at(TokenKind::semicolon) && !overSemicolons) || at(TokenKind::leftBrace) || at(TokenKind::rightBrace) ||
-            startsStatementOnNewLine())
+        if (atEnd() || (overSemicolons ? token().has(Token::startOfLine) : at(TokenKind::semicolon)) || at(TokenKind::leftBrace) || at(TokenKind::rightBrace) ||
+            startsStatementOnNewLine() || startsAssignmentOnNewLine())
             return;
         if (at(TokenKind::leftParen) || at(TokenKind::leftBracket))
             skipBalanced();
@@ -110,7 +122,7 @@ void Parser::skipToClosing(TokenKind k, bool overSemicolons) {
 
 // Reads over one token, or over everything between a bracket and its partner (never past a '}' that closes more).
 void Parser::skipBalanced() {
-    std::size_t length = scanBalanced(0);
+    std::size_t length = scanBalanced(0, ~std::size_t{0});
     if (length == 0)
         length = 1;
     for (std::size_t i = 0; i < length && !atEnd(); ++i)
@@ -122,9 +134,9 @@ void Parser::expectSemicolon(std::string_view message) {
         return;
     bool isRepeat = lastErrorPosition_ == position_;
     error(previousEnd(), std::string(message));
-    if (atEnd() || at(TokenKind::rightBrace) || (token().has(Token::startOfLine) && !isRepeat))
-        return;
-    skipStatement();
+    bool isNewLine = token().has(Token::startOfLine) && (!isRepeat || startsStatementOnNewLine());
+    if (!atEnd() && !at(TokenKind::rightBrace) && !isNewLine)
+        skipStatement();
 }
 
 bool Parser::startsStatementOnNewLine() {
@@ -142,6 +154,13 @@ bool Parser::startsStatementOnNewLine() {
     case TokenKind::kwCase:
     case TokenKind::kwDefault:
     case TokenKind::kwStruct:
+    case TokenKind::kwEnum:
+    case TokenKind::kwTypedef:
+    case TokenKind::kwStatic:
+    case TokenKind::kwInline:
+    case TokenKind::kwConstexpr:
+    case TokenKind::kwConstant:
+    case TokenKind::kwConst:
     case TokenKind::kwFragment:
     case TokenKind::kwVertex:
     case TokenKind::kwKernel:
@@ -154,13 +173,30 @@ bool Parser::startsStatementOnNewLine() {
     }
 }
 
+// "x.y += ..." on a line of its own. Only recovery asks: a chain of assignments may be broken over lines.
+bool Parser::startsAssignmentOnNewLine() {
+    if (!token().has(Token::startOfLine) || !at(TokenKind::identifier))
+        return false;
+    std::size_t i = 1;
+    while (peek(i).is(TokenKind::period) && peek(i + 1).is(TokenKind::identifier))
+        i += 2;
+    switch (peek(i).kind) {
+    case TokenKind::equal:
+    case TokenKind::plusEqual:
+    case TokenKind::minusEqual:
+    case TokenKind::starEqual:
+    case TokenKind::slashEqual: return true;
+    default: return false;
+    }
+}
+
 // To the end of a statement that cannot be read: behind its semicolon, or before what begins or ends something else.
 void Parser::skipStatement() {
     std::size_t first = position_;
     while (!atEnd() && !at(TokenKind::rightBrace)) {
         if (accept(TokenKind::semicolon))
             return;
-        if (position_ != first && startsStatementOnNewLine())
+        if (position_ != first && (startsStatementOnNewLine() || startsAssignmentOnNewLine()))
             return;
         if (at(TokenKind::leftBrace)) {
             skipBalanced();
@@ -208,6 +244,34 @@ bool Parser::skipBehindExtraBrace() {
     return true;
 }
 
+// After a declaration with a fault: when its head could not be made out, the lines of its body are what comes next. They
+// stand deeper than the head did; or as deep as the fault, when it is itself the inside of a function without a head.
+void Parser::skipIndentedBlock(SourceLocation begin, Declarations& before) {
+    std::uint32_t own = indentation(begin);
+    bool isInside = own > 0 && !parent_;
+    auto belongs = [&] {
+        if (atEnd() || !token().has(Token::startOfLine))
+            return !atEnd();
+        std::uint32_t columns = indentation(token().location);
+        return (columns > own || (isInside && columns == own)) && !startsFunctionDefinition();
+    };
+    if (!token().has(Token::startOfLine))
+        return;
+    if (isInside) // variables in front of the fault stand inside of the same function
+        while (!before.isEmpty() && before.back()->kind == DeclKind::variable &&
+               indentation(before.back()->location) == own)
+            before.removeLast();
+    if (!belongs()) {
+        if (isInside && indentation(token().location) < own)
+            accept(TokenKind::rightBrace);
+        return;
+    }
+    do
+        advance();
+    while (belongs());
+    accept(TokenKind::rightBrace);
+}
+
 void Parser::unsupported(SourceLocation at, std::string_view what) {
     error(at, std::string(what) + " is not supported here");
 }
@@ -221,11 +285,8 @@ bool Parser::isColumnOne(const Token& token) const {
 
 std::uint32_t Parser::indentation(SourceLocation at) const {
     std::string_view text = sources_.text();
-    std::size_t begin = at.offset();
-    while (begin > 0 && text[begin - 1] != '\n' && text[begin - 1] != '\r')
-        --begin;
     std::uint32_t columns = 0;
-    for (std::size_t i = begin; i < text.size(); ++i) {
+    for (std::size_t i = sources_.lineBegin(at.offset()); i < text.size(); ++i) {
         if (text[i] == '\t')
             columns = (columns / 4 + 1) * 4;
         else if (text[i] == ' ')

@@ -84,6 +84,8 @@ class Parser {
         return true;
     }
     void fill();
+    void reportLimit();
+    bool spend();
     void stop(); // reads nothing more: what is left of the text is eof
     SourceLocation previousEnd() const { return SourceLocation::atOffset(previousEnd_); }
 
@@ -106,7 +108,9 @@ class Parser {
     bool isColumnOne(const Token& token) const;
     std::uint32_t indentation(SourceLocation at) const; // columns before the first word of its line
     bool startsStatementOnNewLine();
+    bool startsAssignmentOnNewLine();
     bool skipBehindExtraBrace();
+    void skipIndentedBlock(SourceLocation begin, Declarations& before);
 
     class Nesting {
       public:
@@ -125,7 +129,7 @@ class Parser {
     // ---- look-ahead without side effects (LookAhead.cpp); positions count from the present token, 0 means no
     std::size_t scanType(std::size_t from);
     std::size_t scanTemplateArguments(std::size_t from);
-    std::size_t scanBalanced(std::size_t from);
+    std::size_t scanBalanced(std::size_t from, std::size_t limit = scanLimit);
     std::size_t scanAttributes(std::size_t from);
     bool isTypeNameAt(std::size_t from); // a possibly qualified name of a type
     bool startsDeclaration();            // at the start of a statement
@@ -243,6 +247,7 @@ class Parser {
     }
 
     static constexpr std::uint16_t heightLimit = 400;
+    static constexpr std::size_t scanLimit = 4096; // tokens; what is longer is not what look-ahead looks for
 
     SourceManager& sources_;
     IdentifierTable& identifiers_;
@@ -273,6 +278,7 @@ class Parser {
     std::uint32_t functionIndentation_ = 0;
     std::uint32_t functionFile_ = 0;
     bool bodyIsIndented_ = false;
+    unsigned errorsBeforeFunction_ = 0;
     // The last closing brace of a function, when its place in the line says that it closes something else.
     SourceLocation doubtfulBrace_;
     std::uint32_t doubtfulIndentation_ = 0;

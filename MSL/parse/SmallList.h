@@ -23,6 +23,11 @@ class SmallList {
     }
     std::size_t size() const { return count_; }
     bool isEmpty() const { return count_ == 0; }
+    void removeLast() {
+        if (!spilled_.empty())
+            spilled_.pop_back();
+        --count_;
+    }
     T* begin() { return spilled_.empty() ? inline_.data() : spilled_.data(); }
     T* end() { return begin() + count_; }
     T& operator[](std::size_t i) { return begin()[i]; }

@@ -69,6 +69,58 @@ TEST(Robustness, SurvivesEveryTruncation) {
     }
 }
 
+// A line that is being typed, with the rest of the text behind it: one message, seldom two, never a cascade.
+TEST(Robustness, SaysLittleAboutALineThatIsBeingTyped) {
+    constexpr std::string_view typed = R"(constant float tau = 6.28;
+constant float4 chords[2] = {
+    float4(1.0, 2.0, 3.0, 4.0),
+    float4(2.0, 3.0, 4.0, 5.0)
+};
+
+float2 wave(float2 x) {
+    float2 t = 2.0 * fract(x) - 1.0;
+    return t * (0.8 + 0.2 * abs(t));
+}
+
+float4 shade(float2 uv, constant Uniforms& u) {
+    float3 c = float3(0.1, 0.2, 0.3);
+    for (int i = 0; i < 4; i++) {
+        float2 push = wave(uv.yx * float(i));
+        if (push.x > 0.5) {
+            c.x += tau * push.x;
+        } else if (push.y < chords[i & 1].z) {
+            continue;
+        }
+        c = mix(c, float3(1.0), smoothstep(0.0, 1.0, push.y));
+    }
+    float heat = saturate(0.4 + 0.3 * (c.x + c.y));
+    c *= heat;
+    return float4(c, 1.0);
+}
+
+float2 sound(float t) {
+    return float2(sin(tau * t));
+}
+)";
+    unsigned states = 0;
+    unsigned withTwo = 0;
+    for (std::size_t line = 0; line < typed.size(); line = typed.find('\n', line) + 1) {
+        std::size_t end = typed.find('\n', line);
+        for (std::size_t cut = line; cut < end; ++cut) {
+            Hosted text = hosted(std::string(typed.substr(0, cut)) + std::string(typed.substr(end)));
+            std::string errors = parsed(text.text, text.begin, text.end).errors;
+            std::size_t count = 0;
+            for (std::size_t at = errors.find(": error: "); at != std::string::npos; at = errors.find(": error: ", at + 1))
+                ++count;
+            ++states;
+            withTwo += count > 1;
+            EXPECT_LE(count, 3U) << typed.substr(line, cut - line) << '\n' << errors;
+            EXPECT_EQ(errors.find("gh_host"), std::string::npos) << errors;
+        }
+    }
+    EXPECT_LT(withTwo * 20, states) << withTwo << " of " << states;
+}
+
 TEST(Robustness, SurvivesMissingAndStrayTokens) {
     std::vector<std::pair<std::size_t, std::size_t>> tokens;
     {
