@@ -16,16 +16,19 @@
 
 namespace {
 
-constexpr const char* usage = "Usage: glasshob [--shader] [FILE]\n"
-                              "\n"
-                              "Opens FILE, a shader in Metal Shading Language, with its live picture. Without FILE the\n"
-                              "shader of the last time is opened, or the bundled sample.\n"
-                              "\n"
-                              "  --shader FILE  open FILE\n"
-                              "  --help         show this text\n"
-                              "  --version      show the version\n";
+constexpr const char* usage =
+    "Usage: glasshob [--shader] [FILE]\n"
+    "\n"
+    "Opens FILE, a shader in Metal Shading Language, with its live picture. Without FILE the\n"
+    "shader of the last time is opened, or the bundled sample.\n"
+    "\n"
+    "  --shader FILE  open FILE\n"
+    "  --help         show this text\n"
+    "  --version      show the version\n";
 
-QString asQString(std::string_view text) { return QString::fromUtf8(text.data(), qsizetype(text.size())); }
+QString asQString(std::string_view text) {
+    return QString::fromUtf8(text.data(), qsizetype(text.size()));
+}
 
 // Answers the options that need no display. A status to end with, or nothing to go on.
 std::optional<int> answerWithoutWindow(int argc, char** argv) {
@@ -75,7 +78,8 @@ int main(int argc, char** argv) {
     if (!device) {
         const std::string& problem = device.error().description();
         std::fprintf(stderr, "glasshob: %s\n", problem.c_str());
-        QMessageBox box(QMessageBox::Critical, QStringLiteral("Glass Hob"), QString::fromStdString(problem), QMessageBox::Close);
+        QMessageBox box(QMessageBox::Critical, QStringLiteral("Glass Hob"), QString::fromStdString(problem),
+                        QMessageBox::Close);
         box.exec();
         return 1;
     }

@@ -10,12 +10,14 @@ FileWatcher::FileWatcher(QByteArray path, double interval, std::function<void()>
 }
 
 std::optional<FileWatcher::Stamp> FileWatcher::stamp(const QByteArray& path) {
-    struct stat info {};
+    struct stat info{};
     if (::stat(path.constData(), &info) != 0) return std::nullopt;
     return Stamp{{info.st_mtim.tv_sec, info.st_mtim.tv_nsec}, info.st_size, info.st_ino};
 }
 
-void FileWatcher::timerEvent(QTimerEvent*) { poll(); }
+void FileWatcher::timerEvent(QTimerEvent*) {
+    poll();
+}
 
 void FileWatcher::poll() {
     const std::optional<Stamp> now = stamp(path_);

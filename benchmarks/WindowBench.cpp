@@ -1,9 +1,10 @@
 // The window at 1280×720 while someone types: are frames shown evenly, and does the main event loop stay awake?
 //
-// A constant of the shader is edited key by key in the real window, under a display and with a cold driver cache. Judged are
-// the 95th percentile of the intervals between presented frames, against the larger of a sixtieth of a second and 1.15 times
-// the bare Vulkan draw of the same picture at the same size (its present not counted, which only makes the target harder);
-// and the longest gap of the main event loop, seen by a heartbeat, from a last key to the first frame of the new picture.
+// A constant of the shader is edited key by key in the real window, under a display and with a cold driver cache.
+// Judged are the 95th percentile of the intervals between presented frames, against the larger of a sixtieth of a
+// second and 1.15 times the bare Vulkan draw of the same picture at the same size (its present not counted, which only
+// makes the target harder); and the longest gap of the main event loop, seen by a heartbeat, from a last key to the
+// first frame of the new picture.
 #include "GPU/Device.h"
 #include "GlassHob/model/AppModel.h"
 #include "GlassHob/ui/CodeEditor.h"
@@ -37,14 +38,16 @@ using Clock = std::chrono::steady_clock;
 constexpr QSize windowSize{1280, 720};
 constexpr int rounds = 15;
 constexpr int keysPerRound = 4;
-constexpr int keyInterval = 90;    // milliseconds
-constexpr int patience = 5000;     // for a new picture
+constexpr int keyInterval = 90; // milliseconds
+constexpr int patience = 5000;  // for a new picture
 constexpr int bareFrames = 80;
 constexpr double frameTarget = 16.7; // milliseconds
 constexpr double bareTarget = 1.15;
 constexpr double gapTarget = 50;
 
-double milliseconds(Clock::duration duration) { return std::chrono::duration<double, std::milli>(duration).count(); }
+double milliseconds(Clock::duration duration) {
+    return std::chrono::duration<double, std::milli>(duration).count();
+}
 
 double percentile(std::vector<double> values, double part) {
     if (values.empty()) return 0;
@@ -65,8 +68,9 @@ std::string readText(const std::string& path) {
 std::string withTypedConstant(std::string source) {
     const std::string from = "float4 shade(";
     source.replace(source.find(from), from.size(), "float4 drawn(");
-    return source + "\nfloat4 shade(float2 uv, constant Uniforms& u, constant Params& p) {\n    float fresh = 0.00000;\n"
-                    "    return drawn(uv + fresh, u, p);\n}\n";
+    return source +
+           "\nfloat4 shade(float2 uv, constant Uniforms& u, constant Params& p) {\n    float fresh = 0.00000;\n"
+           "    return drawn(uv + fresh, u, p);\n}\n";
 }
 
 // Times of presented frames, from the presenter's thread.
@@ -196,7 +200,8 @@ Figures measure(const std::shared_ptr<gpu::Device>& device, const std::string& m
         const auto lastKey = Clock::now();
         switched = false;
         if (!QTest::qWaitFor([&] { return switched; }, patience)) {
-            std::fprintf(stderr, "The edit gave no new picture: %s\n", qPrintable(model.errorText().value_or(QString())));
+            std::fprintf(stderr, "The edit gave no new picture: %s\n",
+                         qPrintable(model.errorText().value_or(QString())));
             std::exit(2);
         }
         const std::size_t shown = frames.count();
@@ -207,7 +212,8 @@ Figures measure(const std::shared_ptr<gpu::Device>& device, const std::string& m
     }
     const auto times = frames.take();
     std::vector<double> intervals;
-    for (std::size_t i = 1; i < times.size(); ++i) intervals.push_back(milliseconds(times[i] - times[i - 1]));
+    for (std::size_t i = 1; i < times.size(); ++i)
+        intervals.push_back(milliseconds(times[i] - times[i - 1]));
     figures.frames = times.size();
     figures.interval95 = percentile(intervals, 0.95);
     figures.intervalMedian = percentile(intervals, 0.5);
@@ -240,18 +246,19 @@ int main(int argc, char** argv) {
     const std::string bench = BENCH_SHADERS "/";
     const Case cases[] = {{"sample", SAMPLE_SHADERS "/01-flowing-color.metal", bench + "sample.glsl"},
                           {"noise", bench + "noise.metal", bench + "noise.glsl"}};
-    std::printf("%s, window %dx%d, %d edits of %d keys\n", (*device)->name().c_str(), windowSize.width(), windowSize.height(),
-                rounds, keysPerRound);
+    std::printf("%s, window %dx%d, %d edits of %d keys\n", (*device)->name().c_str(), windowSize.width(),
+                windowSize.height(), rounds, keysPerRound);
     bool isGood = true;
     for (const Case& item : cases) {
         const Figures f = measure(*device, readText(item.metal), readText(item.glsl));
         const double target = std::max(frameTarget, bareTarget * f.bare95);
         const bool good = f.interval95 <= target && f.longestGap <= gapTarget;
         isGood = isGood && good;
-        std::printf("%-8s picture %dx%d, %zu frames: interval median %.1f ms, 95th percentile %.1f ms (at most %.1f; bare draw "
-                    "%.1f); longest gap of the main loop %.1f ms (at most %.0f); new picture after %.0f ms: %s\n",
-                    item.name, f.size.width(), f.size.height(), f.frames, f.intervalMedian, f.interval95, target, f.bare95,
-                    f.longestGap, gapTarget, f.newPicture, good ? "reached" : "MISSED");
+        std::printf(
+            "%-8s picture %dx%d, %zu frames: interval median %.1f ms, 95th percentile %.1f ms (at most %.1f; bare draw "
+            "%.1f); longest gap of the main loop %.1f ms (at most %.0f); new picture after %.0f ms: %s\n",
+            item.name, f.size.width(), f.size.height(), f.frames, f.intervalMedian, f.interval95, target, f.bare95,
+            f.longestGap, gapTarget, f.newPicture, good ? "reached" : "MISSED");
     }
     return isGood ? 0 : 1;
 }

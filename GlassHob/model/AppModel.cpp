@@ -26,10 +26,18 @@ namespace {
 constexpr double compileDelay = 0.3;
 constexpr double watchInterval = 0.1;
 
-QString asQString(std::string_view text) { return QString::fromUtf8(text.data(), qsizetype(text.size())); }
-std::string nativePath(const QString& path) { return QFile::encodeName(path).toStdString(); }
-QString fileName(const QString& path) { return QFileInfo(path).fileName(); }
-QString lastShaderKey() { return asQString(Identity::setting::lastShaderPath); }
+QString asQString(std::string_view text) {
+    return QString::fromUtf8(text.data(), qsizetype(text.size()));
+}
+std::string nativePath(const QString& path) {
+    return QFile::encodeName(path).toStdString();
+}
+QString fileName(const QString& path) {
+    return QFileInfo(path).fileName();
+}
+QString lastShaderKey() {
+    return asQString(Identity::setting::lastShaderPath);
+}
 
 } // namespace
 
@@ -37,7 +45,9 @@ AppModel::AppModel(Surroundings surroundings, QObject* parent)
     : QObject(parent), device_(std::move(surroundings.device)), questions_(surroundings.questions),
       pendingCompile_(std::move(surroundings.compileDelay)) {}
 
-AppModel::~AppModel() { pendingCompile_->cancel(); }
+AppModel::~AppModel() {
+    pendingCompile_->cancel();
+}
 
 void AppModel::start(const QStringList& arguments) {
     const qsizetype option = arguments.indexOf(QStringLiteral("--shader"));
@@ -58,7 +68,9 @@ void AppModel::start(const QStringList& arguments) {
 
 // ---- The document ---------------------------------------------------------------------------------------------------
 
-QString AppModel::displayName() const { return filePath_ ? fileName(*filePath_) : asQString(Identity::sampleShader); }
+QString AppModel::displayName() const {
+    return filePath_ ? fileName(*filePath_) : asQString(Identity::sampleShader);
+}
 
 QString AppModel::windowTitle() const {
     QString title = filePath_ ? displayName() : displayName() + QStringLiteral(" (bundled sample)");
@@ -66,7 +78,9 @@ QString AppModel::windowTitle() const {
     return title;
 }
 
-QString AppModel::presetKey() const { return filePath_ ? *filePath_ : QStringLiteral("bundled:01-flowing-color"); }
+QString AppModel::presetKey() const {
+    return filePath_ ? *filePath_ : QStringLiteral("bundled:01-flowing-color");
+}
 
 QString AppModel::shadersFolder() {
     const QString documents = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
@@ -168,8 +182,10 @@ void AppModel::newShader() {
             path = folder.filePath(name + QStringLiteral(".metal"));
         }
         const auto written = AtomicFile::write(nativePath(path), ShaderTemplate::make(name.toStdString()));
-        if (!written) questions_->warn(tr("Can't create %1").arg(fileName(path)), asQString(written.error()));
-        else open(path);
+        if (!written)
+            questions_->warn(tr("Can't create %1").arg(fileName(path)), asQString(written.error()));
+        else
+            open(path);
     });
 }
 
@@ -184,14 +200,18 @@ void AppModel::confirmDiscard(std::function<void(bool)> then) {
     question.buttons = {tr("Save"), tr("Cancel"), tr("Don't Save")};
     question.escapeButton = 1;
     questions_->ask(question, [this, then = std::move(then)](int button) {
-        if (button == 0) save(then);
-        else then(button == 2);
+        if (button == 0)
+            save(then);
+        else
+            then(button == 2);
     });
 }
 
 void AppModel::save(std::function<void(bool)> then) {
-    if (filePath_) writeTo(*filePath_, std::move(then));
-    else saveAs(std::move(then));
+    if (filePath_)
+        writeTo(*filePath_, std::move(then));
+    else
+        saveAs(std::move(then));
 }
 
 void AppModel::writeTo(const QString& path, std::function<void(bool)> then) {
@@ -209,22 +229,22 @@ void AppModel::writeTo(const QString& path, std::function<void(bool)> then) {
 
 void AppModel::saveAs(std::function<void(bool)> then) {
     const QString folder = filePath_ ? QFileInfo(*filePath_).absolutePath() : shadersFolder();
-    questions_->chooseFileToSave(
-        tr("Save the shader"), folder, displayName(), [this, then = std::move(then)](std::optional<QString> path) {
-            if (!path) {
-                if (then) then(false);
-                return;
-            }
-            writeTo(*path, [this, path = *path, then](bool saved) {
-                if (saved) {
-                    filePath_ = QDir::cleanPath(QDir::current().absoluteFilePath(path));
-                    watchFile();
-                    QSettings().setValue(lastShaderKey(), *filePath_);
-                    emit documentChanged();
-                }
-                if (then) then(saved);
-            });
-        });
+    questions_->chooseFileToSave(tr("Save the shader"), folder, displayName(),
+                                 [this, then = std::move(then)](std::optional<QString> path) {
+                                     if (!path) {
+                                         if (then) then(false);
+                                         return;
+                                     }
+                                     writeTo(*path, [this, path = *path, then](bool saved) {
+                                         if (saved) {
+                                             filePath_ = QDir::cleanPath(QDir::current().absoluteFilePath(path));
+                                             watchFile();
+                                             QSettings().setValue(lastShaderKey(), *filePath_);
+                                             emit documentChanged();
+                                         }
+                                         if (then) then(saved);
+                                     });
+                                 });
 }
 
 void AppModel::revert() {
@@ -262,8 +282,9 @@ void AppModel::diskChanged() {
     conflictShowing_ = true;
     Question question;
     question.message = tr("%1 changed on disk").arg(displayName());
-    question.informativeText = tr("Another app saved this file while you have unsaved edits here. Keep your edits (saving "
-                                  "will overwrite the file), or load the version on disk?");
+    question.informativeText =
+        tr("Another app saved this file while you have unsaved edits here. Keep your edits (saving "
+           "will overwrite the file), or load the version on disk?");
     question.buttons = {tr("Keep My Edits"), tr("Load From Disk")};
     question.escapeButton = 0;
     questions_->ask(question, [this, asked = *filePath_, onDisk = *text](int button) {
@@ -420,7 +441,8 @@ void AppModel::backToStart() {
 }
 
 QString AppModel::stillName() const {
-    return QStringLiteral("%1-t%2.png").arg(QFileInfo(displayName()).completeBaseName(), QString::number(time_, 'f', 1));
+    return QStringLiteral("%1-t%2.png")
+        .arg(QFileInfo(displayName()).completeBaseName(), QString::number(time_, 'f', 1));
 }
 
 void AppModel::saveStill() {
@@ -428,14 +450,15 @@ void AppModel::saveStill() {
     // The moment of the command, not that of the answer.
     StillRequest request{.program = program_, .values = values_, .frame = frame_, .time = float(time_), .path = {}};
     const QString pictures = QStandardPaths::writableLocation(QStandardPaths::PicturesLocation);
-    questions_->chooseFileToSave(tr("Save the still"), pictures, stillName(),
-                                 [this, request = std::move(request)](std::optional<QString> path) mutable {
-                                     if (!path) return;
-                                     request.path = *path;
-                                     glasshob::saveStill(std::move(request), this, [this, path = *path](const auto& saved) {
-                                         if (!saved) questions_->warn(tr("Can't save %1").arg(fileName(path)), saved.error());
-                                     });
-                                 });
+    questions_->chooseFileToSave(
+        tr("Save the still"), pictures, stillName(),
+        [this, request = std::move(request)](std::optional<QString> path) mutable {
+            if (!path) return;
+            request.path = *path;
+            glasshob::saveStill(std::move(request), this, [this, path = *path](const auto& saved) {
+                if (!saved) questions_->warn(tr("Can't save %1").arg(fileName(path)), saved.error());
+            });
+        });
 }
 
 void AppModel::setShowsEditor(bool shows) {

@@ -13,11 +13,12 @@ namespace glasshob {
 void saveStill(StillRequest request, QObject* context, std::function<void(std::expected<void, QString>)> done) {
     auto work = [request = std::move(request), guard = QPointer(context), done = std::move(done)] {
         std::expected<void, QString> result;
-        const auto image = StillRenderer::render(request.program, request.program->device(), request.width, request.height,
-                                                 request.frame, request.values, request.time);
+        const auto image = StillRenderer::render(request.program, request.program->device(), request.width,
+                                                 request.height, request.frame, request.values, request.time);
         if (!image) {
             result = std::unexpected(QCoreApplication::translate("AppModel", "The still could not be drawn."));
-        } else if (const auto written = StillRenderer::writePNG(*image, QFile::encodeName(request.path).toStdString()); !written) {
+        } else if (const auto written = StillRenderer::writePNG(*image, QFile::encodeName(request.path).toStdString());
+                   !written) {
             result = std::unexpected(QString::fromStdString(written.error()));
         }
         QMetaObject::invokeMethod(

@@ -19,12 +19,15 @@ const std::vector<std::string> awkwardTexts = {
     "one line",
     "plain\nlines\n",
     "dos\r\nlines\r\n",
-    "\xEF\xBB\xBF" "with a mark\n",
-    "\xEF\xBB\xBF\xEF\xBB\xBF" "with two\r\n",
+    "\xEF\xBB\xBF"
+    "with a mark\n",
+    "\xEF\xBB\xBF\xEF\xBB\xBF"
+    "with two\r\n",
     "mixed\r\nends\nhere\r\n",
     "mostly\nplain\r\nends\n",
     "lone\rreturn\r\n",
-    "a\xC2\xA0" "b \xE2\x80\xA8 c \xE2\x80\xA9 d\n",      // no-break space, line and paragraph separator
+    "a\xC2\xA0"
+    "b \xE2\x80\xA8 c \xE2\x80\xA9 d\n",                  // no-break space, line and paragraph separator
     "\xEF\xB7\x90\xEF\xB7\x91\xEF\xB7\x92\xEF\xB7\xAF\r", // noncharacters, two of them with a meaning inside Qt
     "tab\tand \xF0\x9F\x94\xA5 beyond the first plane\n",
     "\n\n\n",
@@ -69,7 +72,10 @@ TEST_F(CodeEditorTest, AnEditChangesOnlyItsPlace) {
     };
     const Case cases[] = {
         {"a\r\nb\r\n", "a\r\nx\r\nb\r\n"},
-        {"\xEF\xBB\xBF" "a\nb\n", "\xEF\xBB\xBF" "a\nx\nb\n"},
+        {"\xEF\xBB\xBF"
+         "a\nb\n",
+         "\xEF\xBB\xBF"
+         "a\nx\nb\n"},
         {"a\nb\r\nc\n", "a\nx\nb\r\nc\n"},
         {"a\r\nb\nc\r\n", "a\r\nx\r\nb\nc\r\n"},
         {"a\xC2\xA0\nb\xE2\x80\xA8\n", "a\xC2\xA0\nx\nb\xE2\x80\xA8\n"},
@@ -163,10 +169,14 @@ TEST_F(CodeEditorTest, KeysIndentAsAProgrammerExpects) {
 }
 
 TEST_F(CodeEditorTest, TheClipboardCarriesWhatTheFileHolds) {
-    editor.loadText("a\xC2\xA0" "b\xE2\x80\xA8" "c\r\nd");
+    editor.loadText("a\xC2\xA0"
+                    "b\xE2\x80\xA8"
+                    "c\r\nd");
     editor.selectAll();
     editor.copy();
-    EXPECT_EQ(QApplication::clipboard()->text().toStdString(), "a\xC2\xA0" "b\xE2\x80\xA8" "c\nd");
+    EXPECT_EQ(QApplication::clipboard()->text().toStdString(), "a\xC2\xA0"
+                                                               "b\xE2\x80\xA8"
+                                                               "c\nd");
     editor.loadText("");
     QApplication::clipboard()->setText(QStringLiteral("1\r\n2\u20283\r4"));
     editor.paste();
@@ -182,7 +192,8 @@ TEST(MessageListTest, CountsAndSteps) {
     list.setMessages(messages, {});
     QList<qint64> lines;
     QObject::connect(&list, &MessageList::placePicked, [&](std::int64_t line, std::int64_t) { lines << line; });
-    for (int i = 0; i < 4; ++i) list.step(1);
+    for (int i = 0; i < 4; ++i)
+        list.step(1);
     EXPECT_EQ(lines, (QList<qint64>{24, 9, 3, 24})) << "messages without a place are passed over";
     lines.clear();
     list.step(-1);

@@ -30,7 +30,8 @@ class SliderTest : public ::testing::Test {
         QApplication::sendEvent(&slider, &event);
     }
     void wheel(int delta) {
-        QWheelEvent event(QPointF(50, 14), slider.mapToGlobal(QPointF(50, 14)), {}, {0, delta}, Qt::NoButton, {}, Qt::NoScrollPhase, false);
+        QWheelEvent event(QPointF(50, 14), slider.mapToGlobal(QPointF(50, 14)), {}, {0, delta}, Qt::NoButton, {},
+                          Qt::NoScrollPhase, false);
         QApplication::sendEvent(&slider, &event);
     }
     ParameterSlider slider{nullptr};
@@ -83,9 +84,10 @@ TEST_F(SliderTest, KeysStep) {
         Qt::KeyboardModifiers modifiers;
         float expected;
     };
-    const Case cases[] = {{Qt::Key_Right, {}, 4.1f},    {Qt::Key_Left, {}, 3.9f},   {Qt::Key_Right, Qt::ShiftModifier, 4.01f},
-                          {Qt::Key_PageUp, {}, 5.0f},   {Qt::Key_PageDown, {}, 3.0f}, {Qt::Key_Home, {}, 0.0f},
-                          {Qt::Key_End, {}, 10.0f}};
+    const Case cases[] = {
+        {Qt::Key_Right, {}, 4.1f},  {Qt::Key_Left, {}, 3.9f},     {Qt::Key_Right, Qt::ShiftModifier, 4.01f},
+        {Qt::Key_PageUp, {}, 5.0f}, {Qt::Key_PageDown, {}, 3.0f}, {Qt::Key_Home, {}, 0.0f},
+        {Qt::Key_End, {}, 10.0f}};
     for (const Case& c : cases) {
         slider.setValue(4);
         QTest::keyClick(&slider, c.key, c.modifiers);
@@ -103,22 +105,25 @@ TEST(ValueText, IsShortAndHasAPoint) {
         float value, min, max;
         const char* text;
     };
-    const Case cases[] = {{0.6f, 0, 3, "0.6"},        {0.8765f, 0, 3, "0.877"},  {5, 1, 20, "5"},       {6.4999f, 1, 20, "6.5"},
-                          {-0.5f, -1, 1, "-0.5"},     {0.1f + 0.2f, 0, 1, "0.3"}, {120.4f, 0, 500, "120.4"},
-                          {12345.6f, 0, 20000, "12346"}, {0.00012f, 0, 0.001f, "0.00012"}, {-0.00001f, -1, 1, "-1e-05"},
-                          {1e20f, 0, 2e20f, "1e+20"}};
+    const Case cases[] = {{0.6f, 0, 3, "0.6"},          {0.8765f, 0, 3, "0.877"},      {5, 1, 20, "5"},
+                          {6.4999f, 1, 20, "6.5"},      {-0.5f, -1, 1, "-0.5"},        {0.1f + 0.2f, 0, 1, "0.3"},
+                          {120.4f, 0, 500, "120.4"},    {12345.6f, 0, 20000, "12346"}, {0.00012f, 0, 0.001f, "0.00012"},
+                          {-0.00001f, -1, 1, "-1e-05"}, {1e20f, 0, 2e20f, "1e+20"}};
     for (const QLocale& locale : {QLocale::c(), QLocale(QLocale::German)}) {
         QLocale::setDefault(locale);
-        for (const Case& c : cases) EXPECT_EQ(valueText(c.value, c.min, c.max).toStdString(), c.text);
+        for (const Case& c : cases)
+            EXPECT_EQ(valueText(c.value, c.min, c.max).toStdString(), c.text);
     }
     QLocale::setDefault(QLocale::c());
 }
 
 TEST(TypedValue, TakesPointAndCommaAndNothingElse) {
     const std::pair<const char*, std::optional<float>> cases[] = {
-        {"0.5", 0.5f}, {"0,5", 0.5f}, {" 2 ", 2.0f}, {"1e2", 100.0f}, {"-3", -3.0f}, {"", std::nullopt},
-        {"x", std::nullopt}, {"nan", std::nullopt}, {"inf", std::nullopt}, {"1e99", std::nullopt}, {"1.2.3", std::nullopt}};
-    for (const auto& [text, value] : cases) EXPECT_EQ(typedValue(QString::fromLatin1(text)), value) << text;
+        {"0.5", 0.5f},         {"0,5", 0.5f},          {" 2 ", 2.0f},          {"1e2", 100.0f},
+        {"-3", -3.0f},         {"", std::nullopt},     {"x", std::nullopt},    {"nan", std::nullopt},
+        {"inf", std::nullopt}, {"1e99", std::nullopt}, {"1.2.3", std::nullopt}};
+    for (const auto& [text, value] : cases)
+        EXPECT_EQ(typedValue(QString::fromLatin1(text)), value) << text;
 }
 
 TEST(ParameterRowTest, TypingCommitsClampedAndEscapeRestores) {

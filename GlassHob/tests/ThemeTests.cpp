@@ -13,17 +13,40 @@ std::uint32_t of(Role role, bool dark) {
 
 TEST(ThemeTables, TextReachesTheContrastOfReadableTextInBothThemes) {
     using enum Role;
-    const std::pair<Role, Role> pairs[] = {
-        {text, panel},       {text, editor},          {text, control},          {text, accentTint},  {text, errorTint},
-        {text2, panel},      {text2, strip},          {text2, control},         {text2, accentTint}, {text3, panel},
-        {text3, strip},      {text3, editor},         {lineNo, editor},         {accentText, panel}, {accentText, accentTint},
-        {onAccent, accentFill}, {onAccent, accentFillHover}, {error, panel},    {error, errorTint},  {error, errorLine},
-        {warning, panel},    {note, panel},           {ok, bar},                {text, tooltip},     {text, field},
-        {text2, bar},        {text3, bar},            {text, controlHover},     {text2, controlHover}};
+    const std::pair<Role, Role> pairs[] = {{text, panel},
+                                           {text, editor},
+                                           {text, control},
+                                           {text, accentTint},
+                                           {text, errorTint},
+                                           {text2, panel},
+                                           {text2, strip},
+                                           {text2, control},
+                                           {text2, accentTint},
+                                           {text3, panel},
+                                           {text3, strip},
+                                           {text3, editor},
+                                           {lineNo, editor},
+                                           {accentText, panel},
+                                           {accentText, accentTint},
+                                           {onAccent, accentFill},
+                                           {onAccent, accentFillHover},
+                                           {error, panel},
+                                           {error, errorTint},
+                                           {error, errorLine},
+                                           {warning, panel},
+                                           {note, panel},
+                                           {ok, bar},
+                                           {text, tooltip},
+                                           {text, field},
+                                           {text2, bar},
+                                           {text3, bar},
+                                           {text, controlHover},
+                                           {text2, controlHover}};
     for (const bool dark : {true, false})
         for (const auto& [ink, ground] : pairs)
             EXPECT_GE(contrastRatio(of(ink, dark), of(ground, dark)), 4.5)
-                << themeRoles[std::size_t(ink)].name << " on " << themeRoles[std::size_t(ground)].name << (dark ? ", dark" : ", light");
+                << themeRoles[std::size_t(ink)].name << " on " << themeRoles[std::size_t(ground)].name
+                << (dark ? ", dark" : ", light");
 }
 
 TEST(ThemeTables, CodeIsReadableOnEveryGroundThatALineCanHave) {
@@ -42,7 +65,8 @@ TEST(ThemeTables, PartsOfControlsStandOut) {
         EXPECT_GE(contrastRatio(of(Role::text3, dark), of(Role::field, dark)), 3.0);
         // A knob is seen by its fill or by its outline.
         EXPECT_GE(std::max(contrastRatio(of(Role::knob, dark), of(Role::track, dark)),
-                           contrastRatio(of(Role::knobLine, dark), of(Role::panel, dark))), 3.0);
+                           contrastRatio(of(Role::knobLine, dark), of(Role::panel, dark))),
+                  3.0);
     }
 }
 
@@ -60,8 +84,8 @@ TEST(Icons, PathDataIsReadAsItsGrammarSays) {
     const Case cases[] = {
         {"M1 2L5 8", {1, 2, 4, 6}},
         {"M1 2h4v6", {1, 2, 4, 6}},
-        {"m1 2 4 6", {1, 2, 4, 6}},                   // further pairs of a move are lines
-        {"M.5.25h1", {0.5, 0.25, 1, 0}},              // a second point begins a number
+        {"m1 2 4 6", {1, 2, 4, 6}},                               // further pairs of a move are lines
+        {"M.5.25h1", {0.5, 0.25, 1, 0}},                          // a second point begins a number
         {"M10 3a7 7 0 1 0 0 14 7 7 0 0 0 0-14z", {3, 3, 14, 14}}, // a whole circle of two arcs
         {"M0 0c0 4 4 4 4 0s4-4 4 0", {0, -3, 8, 6}},
     };

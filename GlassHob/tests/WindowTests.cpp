@@ -83,7 +83,8 @@ class WindowTest : public ::testing::TestWithParam<Canvas::Kind> {
         const int at = int(editor->document()->findBlockByNumber(line - 1).text().indexOf(from));
         ASSERT_GE(at, 0);
         editor->goTo(line, at + 1 + from.size());
-        for (int i = 0; i < from.size(); ++i) QTest::keyClick(editor, Qt::Key_Backspace);
+        for (int i = 0; i < from.size(); ++i)
+            QTest::keyClick(editor, Qt::Key_Backspace);
         QTest::keyClicks(editor, to);
     }
 
@@ -98,11 +99,13 @@ TEST_P(WindowTest, AMistakeIsMarkedWhileThePictureRunsOnAndTheFixIsSeen) {
     ASSERT_TRUE(waitForColor(0.25, 0.5)) << pictureColor().name().toStdString();
 
     replaceInLine(3, "0.5", "nothing");
-    ASSERT_TRUE(QTest::qWaitFor([&] { return window->editor()->severityOfBlock(2) == Diagnostic::Severity::error; }, patience));
+    ASSERT_TRUE(
+        QTest::qWaitFor([&] { return window->editor()->severityOfBlock(2) == Diagnostic::Severity::error; }, patience));
     EXPECT_TRUE(window->messages()->isVisible());
     EXPECT_EQ(window->messages()->rows()->message(0).line, 3);
     const std::uint64_t frames = window->canvas()->shownFrames();
-    EXPECT_TRUE(QTest::qWaitFor([&] { return window->canvas()->shownFrames() > frames + 5; }, patience)) << "the picture runs on";
+    EXPECT_TRUE(QTest::qWaitFor([&] { return window->canvas()->shownFrames() > frames + 5; }, patience))
+        << "the picture runs on";
     EXPECT_TRUE(waitForColor(0.25, 0.5));
     EXPECT_EQ(window->windowTitle(), "picture.metal (edited)");
 
@@ -175,7 +178,10 @@ TEST_P(WindowTest, ClosingWithUnsavedEditsAsks) {
 }
 
 TEST_P(WindowTest, TheThemeChangesAtOnce) {
-    auto ground = [&] { return window->editor()->grab().toImage().pixelColor(window->editor()->width() - 40, window->editor()->height() - 40); };
+    auto ground = [&] {
+        return window->editor()->grab().toImage().pixelColor(window->editor()->width() - 40,
+                                                             window->editor()->height() - 40);
+    };
     for (const auto appearance : {Theme::Appearance::light, Theme::Appearance::dark}) {
         Theme::instance().setAppearance(appearance);
         EXPECT_EQ(ground(), themed(Role::editor));

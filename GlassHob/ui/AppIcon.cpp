@@ -15,7 +15,9 @@ struct Rgb {
     double r, g, b;
 };
 
-Rgb mix(Rgb a, Rgb b, double t) { return {a.r + (b.r - a.r) * t, a.g + (b.g - a.g) * t, a.b + (b.b - a.b) * t}; }
+Rgb mix(Rgb a, Rgb b, double t) {
+    return {a.r + (b.r - a.r) * t, a.g + (b.g - a.g) * t, a.b + (b.b - a.b) * t};
+}
 
 double smoothstep(double from, double to, double x) {
     const double t = std::clamp((x - from) / (to - from), 0.0, 1.0);

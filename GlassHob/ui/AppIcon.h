@@ -1,5 +1,5 @@
-// The application's icon, drawn from its geometry at any size: an oven arch on its slab with the fire of the first shader
-// in its opening. Main thread.
+// The application's icon, drawn from its geometry at any size: an oven arch on its slab with the fire of the first
+// shader in its opening. Main thread.
 #pragma once
 
 #include <QIcon>

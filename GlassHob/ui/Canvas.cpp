@@ -71,8 +71,10 @@ void Canvas::updatePacing() {
 }
 
 void Canvas::timerEvent(QTimerEvent* event) {
-    if (event->timerId() == pace_.timerId()) drawFrame();
-    else QWidget::timerEvent(event);
+    if (event->timerId() == pace_.timerId())
+        drawFrame();
+    else
+        QWidget::timerEvent(event);
 }
 
 void Canvas::pointerAt(const QPointF& place) {
@@ -110,7 +112,8 @@ void Canvas::paintPlaceholder(QPainter& painter) const {
     painter.fillRect(rect(), themed(Role::canvas));
     const QPointF middle = QRectF(rect()).center();
     // The stroke of 2 px is measured on the screen, the path on a grid of 20.
-    paintIcon(painter, Icon::arch, QRectF(middle.x() - 44, middle.y() - 60, 88, 88), QColor::fromRgb(placeholderStroke), 2.0 * 20 / 88);
+    paintIcon(painter, Icon::arch, QRectF(middle.x() - 44, middle.y() - 60, 88, 88), QColor::fromRgb(placeholderStroke),
+              2.0 * 20 / 88);
     painter.setFont(fonts::body());
     painter.setPen(QColor::fromRgb(placeholderText));
     painter.drawText(QRectF(0, middle.y() + 36, width(), 24), Qt::AlignCenter, tr("Nothing is running"));

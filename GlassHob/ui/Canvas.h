@@ -1,7 +1,7 @@
-// The live picture in the window. One widget for the window to place, two ways inside: a Vulkan surface with a presenter
-// of its own thread where the display has one, and read-back frames painted as an image where it has not (Qt's
-// offscreen platform, some remote displays). Neither waits for the GPU on the main thread; at most two frames are in
-// flight, and a frame that would be a third is left out. Nothing is drawn while the window is hidden or minimised.
+// The live picture in the window. One widget for the window to place, two ways inside: a Vulkan surface with a
+// presenter of its own thread where the display has one, and read-back frames painted as an image where it has not
+// (Qt's offscreen platform, some remote displays). Neither waits for the GPU on the main thread; at most two frames are
+// in flight, and a frame that would be a third is left out. Nothing is drawn while the window is hidden or minimised.
 // Main thread.
 #pragma once
 
@@ -47,8 +47,8 @@ class Canvas : public QWidget {
     void filesDropped(const QStringList& paths);
 
   protected:
-    // A little under a sixtieth of a second: a display that throttles sets the pace by leaving no drawable free, and one
-    // that does not is never late by a whole frame because of a late timer.
+    // A little under a sixtieth of a second: a display that throttles sets the pace by leaving no drawable free, and
+    // one that does not is never late by a whole frame because of a late timer.
     static constexpr std::chrono::milliseconds frameInterval{16};
 
     Canvas(AppModel& model, QWidget* parent);

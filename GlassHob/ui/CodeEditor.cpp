@@ -31,7 +31,9 @@ constexpr int indentWidth = 4;
 constexpr int textMargin = 6;
 constexpr int hoverDelay = 300;
 
-bool isWordCharacter(QChar c) { return c.isLetterOrNumber() || c == u'_'; }
+bool isWordCharacter(QChar c) {
+    return c.isLetterOrNumber() || c == u'_';
+}
 
 // The compiler counts bytes of UTF-8; the document counts UTF-16 units.
 int utf16Column(const QString& line, std::int64_t byteColumn) {
@@ -52,7 +54,8 @@ int utf16Column(const QString& line, std::int64_t byteColumn) {
 
 QString leadingBlanks(const QString& line) {
     int end = 0;
-    while (end < line.size() && (line[end] == u' ' || line[end] == u'\t')) ++end;
+    while (end < line.size() && (line[end] == u' ' || line[end] == u'\t'))
+        ++end;
     return line.left(end);
 }
 
@@ -115,7 +118,9 @@ void CodeEditor::loadText(std::string_view utf8) {
     layOutRuler();
 }
 
-std::string CodeEditor::fileText() const { return conventions_.encode(document()->toRawText()); }
+std::string CodeEditor::fileText() const {
+    return conventions_.encode(document()->toRawText());
+}
 
 void CodeEditor::documentChanged(int, int removed, int added) {
     // Colouring reports a change too, but of no characters.
@@ -150,7 +155,9 @@ void CodeEditor::setCodeSize(int pixels) {
     applyFont();
 }
 
-void CodeEditor::setWrapsLines(bool wraps) { setLineWrapMode(wraps ? WidgetWidth : NoWrap); }
+void CodeEditor::setWrapsLines(bool wraps) {
+    setLineWrapMode(wraps ? WidgetWidth : NoWrap);
+}
 
 void CodeEditor::layOutRuler() {
     const int width = ruler_->widthForLines(blockCount());
@@ -174,10 +181,13 @@ QTextCursor CodeEditor::rangeOf(const Diagnostic& diagnostic) const {
     const QString text = block.text();
     int from = diagnostic.column > 0 ? utf16Column(text, diagnostic.column) : int(leadingBlanks(text).size());
     int to = from;
-    if (diagnostic.column <= 0) to = int(text.size());
+    if (diagnostic.column <= 0)
+        to = int(text.size());
     else if (from < text.size() && isWordCharacter(text[from]))
-        while (to < text.size() && isWordCharacter(text[to])) ++to;
-    else to = std::min<int>(from + 1, int(text.size()));
+        while (to < text.size() && isWordCharacter(text[to]))
+            ++to;
+    else
+        to = std::min<int>(from + 1, int(text.size()));
     if (from >= text.size() && !text.isEmpty()) from = int(text.size()) - 1, to = int(text.size());
     QTextCursor cursor(block);
     cursor.setPosition(block.position() + from);
@@ -189,7 +199,8 @@ void CodeEditor::setDiagnostics(const std::vector<Diagnostic>& diagnostics) {
     marks_.clear();
     // A note explains an error elsewhere: it stands in the list, not in the code.
     for (const Diagnostic& diagnostic : diagnostics)
-        if (diagnostic.line > 0 && diagnostic.severity != Diagnostic::Severity::note) marks_.push_back({diagnostic, rangeOf(diagnostic)});
+        if (diagnostic.line > 0 && diagnostic.severity != Diagnostic::Severity::note)
+            marks_.push_back({diagnostic, rangeOf(diagnostic)});
     tip_->hide();
     viewport()->update();
     ruler_->update();
@@ -264,8 +275,12 @@ void CodeEditor::goTo(std::int64_t line, std::int64_t byteColumn) {
     setFocus(Qt::OtherFocusReason);
 }
 
-int CodeEditor::caretLine() const { return textCursor().blockNumber() + 1; }
-int CodeEditor::caretColumn() const { return textCursor().positionInBlock() + 1; }
+int CodeEditor::caretLine() const {
+    return textCursor().blockNumber() + 1;
+}
+int CodeEditor::caretColumn() const {
+    return textCursor().positionInBlock() + 1;
+}
 
 std::vector<CodeEditor::VisibleLine> CodeEditor::visibleLines() const {
     std::vector<VisibleLine> lines;
@@ -353,7 +368,8 @@ void CodeEditor::paintWaves(QPainter& painter, const QTextBlock& block, const QP
         const QTextLine line = block.layout()->lineForTextPosition(from);
         if (!line.isValid()) continue;
         const double left = line.cursorToX(from) + offset.x();
-        const double right = std::max(left + 7, line.cursorToX(std::min(to, line.textStart() + line.textLength())) + offset.x());
+        const double right =
+            std::max(left + 7, line.cursorToX(std::min(to, line.textStart() + line.textLength())) + offset.x());
         const double y = offset.y() + line.y() + line.ascent() + 3;
         QPainterPath wave(QPointF(left, y));
         double x = left;
@@ -372,7 +388,8 @@ QRect CodeEditor::caretRect() const {
     const QRectF geometry = blockBoundingGeometry(block).translated(contentOffset());
     const int position = textCursor().positionInBlock();
     const QTextLine line = block.layout()->lineForTextPosition(position);
-    if (!line.isValid()) return QRect(QPoint(int(geometry.left()) + textMargin, int(geometry.top()) + 1), QSize(2, lineHeight_ - 2));
+    if (!line.isValid())
+        return QRect(QPoint(int(geometry.left()) + textMargin, int(geometry.top()) + 1), QSize(2, lineHeight_ - 2));
     const double x = geometry.left() + line.cursorToX(position);
     const double y = geometry.top() + line.lineNumber() * lineHeight_;
     return QRect(int(x + 0.5), int(y) + 1, 2, lineHeight_ - 2);
@@ -381,8 +398,10 @@ QRect CodeEditor::caretRect() const {
 void CodeEditor::restartCaret() {
     caretShown_ = true;
     const int period = QGuiApplication::styleHints()->cursorFlashTime();
-    if (hasFocus() && period > 0) caretTimer_.start(period / 2, this);
-    else caretTimer_.stop();
+    if (hasFocus() && period > 0)
+        caretTimer_.start(period / 2, this);
+    else
+        caretTimer_.stop();
 }
 
 void CodeEditor::timerEvent(QTimerEvent* event) {
@@ -422,8 +441,10 @@ void CodeEditor::keyPressEvent(QKeyEvent* event) {
             focusNextPrevChild(event->key() == Qt::Key_Tab && !(event->modifiers() & Qt::ShiftModifier));
             return;
         }
-        if (event->key() == Qt::Key_Backtab || textCursor().hasSelection()) indentSelection(event->key() == Qt::Key_Backtab);
-        else textCursor().insertText(QString(indentWidth - textCursor().positionInBlock() % indentWidth, u' '));
+        if (event->key() == Qt::Key_Backtab || textCursor().hasSelection())
+            indentSelection(event->key() == Qt::Key_Backtab);
+        else
+            textCursor().insertText(QString(indentWidth - textCursor().positionInBlock() % indentWidth, u' '));
         ensureCursorVisible();
         return;
     case Qt::Key_Return:
@@ -435,9 +456,11 @@ void CodeEditor::keyPressEvent(QKeyEvent* event) {
         // A closing brace on a blank line goes out one level.
         QTextCursor cursor = textCursor();
         const QString before = cursor.block().text().left(cursor.positionInBlock());
-        if (!cursor.hasSelection() && before.size() >= indentWidth && leadingBlanks(before) == before && before.endsWith(QString(indentWidth, u' '))) {
+        if (!cursor.hasSelection() && before.size() >= indentWidth && leadingBlanks(before) == before &&
+            before.endsWith(QString(indentWidth, u' '))) {
             cursor.beginEditBlock();
-            for (int i = 0; i < indentWidth; ++i) cursor.deletePreviousChar();
+            for (int i = 0; i < indentWidth; ++i)
+                cursor.deletePreviousChar();
             cursor.insertText(QStringLiteral("}"));
             cursor.endEditBlock();
             return;
@@ -468,8 +491,10 @@ void CodeEditor::indentSelection(bool outwards) {
     QTextBlock block = document()->findBlock(cursor.selectionStart());
     QTextCursor edit(document());
     edit.beginEditBlock();
-    const QTextBlock last = document()->findBlock(std::max(cursor.selectionStart(), end - (cursor.hasSelection() ? 1 : 0)));
-    for (const int lastNumber = last.blockNumber(); block.isValid() && block.blockNumber() <= lastNumber; block = block.next()) {
+    const QTextBlock last =
+        document()->findBlock(std::max(cursor.selectionStart(), end - (cursor.hasSelection() ? 1 : 0)));
+    for (const int lastNumber = last.blockNumber(); block.isValid() && block.blockNumber() <= lastNumber;
+         block = block.next()) {
         edit.setPosition(block.position());
         if (!outwards) {
             if (!block.text().isEmpty()) edit.insertText(QString(indentWidth, u' '));
@@ -515,11 +540,14 @@ void CodeEditor::insertLine(const QString& line) {
 QMimeData* CodeEditor::createMimeDataFromSelection() const {
     QTextCursor cursor = textCursor();
     auto* data = new QMimeData;
-    data->setText(conventions_.plain(document()->toRawText().mid(cursor.selectionStart(), cursor.selectionEnd() - cursor.selectionStart())));
+    data->setText(conventions_.plain(
+        document()->toRawText().mid(cursor.selectionStart(), cursor.selectionEnd() - cursor.selectionStart())));
     return data;
 }
 
-bool CodeEditor::canInsertFromMimeData(const QMimeData* source) const { return source->hasText() || source->hasUrls(); }
+bool CodeEditor::canInsertFromMimeData(const QMimeData* source) const {
+    return source->hasText() || source->hasUrls();
+}
 
 void CodeEditor::insertFromMimeData(const QMimeData* source) {
     if (!source->hasText()) return;

@@ -111,10 +111,10 @@ void ToolButton::paintEvent(QPaintEvent*) {
     if (isDown()) fill = themed(Role::controlPressed);
     const double radius = side_ >= 28 ? 6 : 4;
     roundedBox(painter, rect(), radius, fill, on ? themed(Role::line) : QColor());
-    const QColor ink = themed(!isEnabled()               ? Role::disabled
-                              : ink_                     ? *ink_
-                              : on || labelled()         ? Role::text
-                                                         : Role::text2);
+    const QColor ink = themed(!isEnabled()       ? Role::disabled
+                              : ink_             ? *ink_
+                              : on || labelled() ? Role::text
+                                                 : Role::text2);
     const double top = (height() - iconSize_) / 2.0;
     const double left = labelled() ? 8 : (width() - iconSize_) / 2.0;
     // Icons beside a label keep the icons' quieter colour, as the label carries the weight.
@@ -187,7 +187,9 @@ void TextLine::setElides(bool elides) {
     updateGeometry();
 }
 
-QSize TextLine::sizeHint() const { return QSize(fontMetrics().horizontalAdvance(text_) + 1, fontMetrics().height()); }
+QSize TextLine::sizeHint() const {
+    return QSize(fontMetrics().horizontalAdvance(text_) + 1, fontMetrics().height());
+}
 
 QSize TextLine::minimumSizeHint() const {
     QSize size = sizeHint();
@@ -204,7 +206,9 @@ void TextLine::paintEvent(QPaintEvent*) {
 
 Chip::Chip(const QString& text, QWidget* parent) : TextLine(fonts::chip(), Role::text2, parent, text) {}
 
-QSize Chip::sizeHint() const { return QSize(fontMetrics().horizontalAdvance(text()) + 16, 20); }
+QSize Chip::sizeHint() const {
+    return QSize(fontMetrics().horizontalAdvance(text()) + 16, 20);
+}
 
 void Chip::paintEvent(QPaintEvent*) {
     QPainter painter(this);
@@ -213,9 +217,13 @@ void Chip::paintEvent(QPaintEvent*) {
     painter.drawText(rect(), Qt::AlignCenter, text());
 }
 
-BarSeparator::BarSeparator(QWidget* parent) : QWidget(parent) { setFixedSize(17, 20); }
+BarSeparator::BarSeparator(QWidget* parent) : QWidget(parent) {
+    setFixedSize(17, 20);
+}
 
-void BarSeparator::paintEvent(QPaintEvent*) { QPainter(this).fillRect(8, 0, 1, height(), themed(Role::line)); }
+void BarSeparator::paintEvent(QPaintEvent*) {
+    QPainter(this).fillRect(8, 0, 1, height(), themed(Role::line));
+}
 
 Ground::Ground(Role role, Qt::Edges lines, QWidget* parent) : QWidget(parent), role_(role), lines_(lines) {
     setAttribute(Qt::WA_OpaquePaintEvent);
@@ -236,7 +244,9 @@ void Ground::paintEvent(QPaintEvent*) {
     if (lines_ & Qt::RightEdge) painter.fillRect(width() - 1, 0, 1, height(), line);
 }
 
-FocusRing::FocusRing(QWidget* window) : QObject(window), window_(window) { qApp->installEventFilter(this); }
+FocusRing::FocusRing(QWidget* window) : QObject(window), window_(window) {
+    qApp->installEventFilter(this);
+}
 
 bool FocusRing::eventFilter(QObject* object, QEvent* event) {
     if (event->type() != QEvent::FocusIn && event->type() != QEvent::FocusOut) return false;
@@ -246,7 +256,8 @@ bool FocusRing::eventFilter(QObject* object, QEvent* event) {
         return false;
     }
     const Qt::FocusReason reason = static_cast<QFocusEvent*>(event)->reason();
-    if (reason != Qt::TabFocusReason && reason != Qt::BacktabFocusReason && reason != Qt::ShortcutFocusReason) return false;
+    if (reason != Qt::TabFocusReason && reason != Qt::BacktabFocusReason && reason != Qt::ShortcutFocusReason)
+        return false;
     if (!frame_) frame_ = new QFocusFrame(window_);
     frame_->setWidget(button);
     return false;

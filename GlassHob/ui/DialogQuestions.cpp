@@ -49,10 +49,11 @@ void DialogQuestions::ask(const Question& question, std::function<void(int)> ans
         if (i == 0) box->setDefaultButton(button);
         if (i == question.escapeButton) box->setEscapeButton(button);
     }
-    QObject::connect(box, &QDialog::finished, box, [box, buttons, escape = question.escapeButton, answer = std::move(answer)] {
-        const qsizetype chosen = buttons.indexOf(box->clickedButton());
-        answer(chosen >= 0 ? int(chosen) : escape);
-    });
+    QObject::connect(box, &QDialog::finished, box,
+                     [box, buttons, escape = question.escapeButton, answer = std::move(answer)] {
+                         const qsizetype chosen = buttons.indexOf(box->clickedButton());
+                         answer(chosen >= 0 ? int(chosen) : escape);
+                     });
     box->open();
 }
 

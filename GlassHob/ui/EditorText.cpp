@@ -19,7 +19,8 @@ constexpr std::array<char16_t, 6> specialCharacters{u'\r', u'\n', 0x2028, 0x2029
 } // namespace
 
 EditorText::EditorText() {
-    for (std::size_t i = 0; i < standIns_.size(); ++i) standIns_[i] = char16_t(firstCandidate + i);
+    for (std::size_t i = 0; i < standIns_.size(); ++i)
+        standIns_[i] = char16_t(firstCandidate + i);
 }
 
 QString EditorText::load(std::string_view utf8) {
@@ -29,7 +30,8 @@ QString EditorText::load(std::string_view utf8) {
         utf8.remove_prefix(utf8Mark.size());
     }
     // A second mark is a character like any other, so the decoder must not take it.
-    QStringDecoder decoder(QStringConverter::Utf8, QStringConverter::Flag::Stateless | QStringConverter::Flag::ConvertInitialBom);
+    QStringDecoder decoder(QStringConverter::Utf8,
+                           QStringConverter::Flag::Stateless | QStringConverter::Flag::ConvertInitialBom);
     const QString text = decoder.decode(QByteArrayView(utf8.data(), qsizetype(utf8.size())));
 
     qsizetype pairs = 0, feeds = 0;
@@ -42,7 +44,8 @@ QString EditorText::load(std::string_view utf8) {
     crlf_ = pairs > feeds;
     std::size_t next = 0;
     for (char16_t& standIn : standIns_) {
-        while (next + 1 < candidateCount && used.test(next)) ++next;
+        while (next + 1 < candidateCount && used.test(next))
+            ++next;
         standIn = char16_t(firstCandidate + next++);
     }
 
@@ -95,7 +98,8 @@ std::string EditorText::encode(QStringView document) const {
             continue;
         }
         // The mark of a bare line feed; it means nothing where its line end has been edited away.
-        const bool stands = i + 1 < document.size() && (document[i + 1] == u'\n' || document[i + 1] == QChar::ParagraphSeparator);
+        const bool stands =
+            i + 1 < document.size() && (document[i + 1] == u'\n' || document[i + 1] == QChar::ParagraphSeparator);
         if (stands) {
             text += u'\n';
             ++i;

@@ -47,9 +47,7 @@ void HobStyle::drawPrimitive(PrimitiveElement element, const QStyleOption* optio
                              const QWidget* widget) const {
     switch (element) {
     case PE_FrameFocusRect: return; // the keyboard's ring is drawn by FocusRing, for every control alike
-    case PE_PanelMenu:
-        painter->fillRect(option->rect, themed(Role::tooltip));
-        return;
+    case PE_PanelMenu: painter->fillRect(option->rect, themed(Role::tooltip)); return;
     case PE_FrameMenu:
         painter->setPen(themed(Role::lineStrong));
         painter->setBrush(Qt::NoBrush);
@@ -81,7 +79,8 @@ void HobStyle::drawPrimitive(PrimitiveElement element, const QStyleOption* optio
         painter->setPen(on ? Qt::NoPen : QPen(themed(Role::text3), 1.5));
         painter->drawRoundedRect(box, 4, 4);
         painter->restore();
-        if (on) paintIcon(*painter, Icon::check, QRectF(option->rect).adjusted(1, 1, -1, -1), themed(Role::onAccent), 2);
+        if (on)
+            paintIcon(*painter, Icon::check, QRectF(option->rect).adjusted(1, 1, -1, -1), themed(Role::onAccent), 2);
         return;
     }
     default: QProxyStyle::drawPrimitive(element, option, painter, widget);
@@ -91,9 +90,7 @@ void HobStyle::drawPrimitive(PrimitiveElement element, const QStyleOption* optio
 void HobStyle::drawControl(ControlElement element, const QStyleOption* option, QPainter* painter,
                            const QWidget* widget) const {
     switch (element) {
-    case CE_MenuBarEmptyArea:
-        painter->fillRect(option->rect, themed(Role::bar));
-        return;
+    case CE_MenuBarEmptyArea: painter->fillRect(option->rect, themed(Role::bar)); return;
     case CE_MenuBarItem:
         if (auto item = qstyleoption_cast<const QStyleOptionMenuItem*>(option)) {
             painter->fillRect(item->rect, themed(Role::bar));
@@ -145,7 +142,8 @@ void HobStyle::drawControl(ControlElement element, const QStyleOption* option, Q
 
 void HobStyle::drawMenuItem(const QStyleOptionMenuItem& item, QPainter& painter) const {
     if (item.menuItemType == QStyleOptionMenuItem::Separator) {
-        painter.fillRect(QRect(item.rect.left() + 1, item.rect.center().y(), item.rect.width() - 2, 1), themed(Role::lineStrong));
+        painter.fillRect(QRect(item.rect.left() + 1, item.rect.center().y(), item.rect.width() - 2, 1),
+                         themed(Role::lineStrong));
         return;
     }
     const bool enabled = item.state & State_Enabled;
@@ -176,7 +174,8 @@ void HobStyle::drawScrollBar(const QStyleOptionSlider& bar, QPainter& painter) c
     if (bar.maximum <= bar.minimum) return;
     QRectF handle = proxy()->subControlRect(CC_ScrollBar, &bar, SC_ScrollBarSlider, nullptr);
     const double side = (scrollZone - 6) / 2.0;
-    handle = bar.orientation == Qt::Vertical ? handle.adjusted(side, 2, -side, -2) : handle.adjusted(2, side, -2, -side);
+    handle =
+        bar.orientation == Qt::Vertical ? handle.adjusted(side, 2, -side, -2) : handle.adjusted(2, side, -2, -side);
     const bool held = bar.activeSubControls == SC_ScrollBarSlider && (bar.state & State_Sunken);
     fillRounded(painter, handle, 3, themed(held ? Role::text3 : Role::lineStrong));
 }
@@ -191,7 +190,9 @@ void HobStyle::drawButton(const QStyleOptionButton& button, QPainter& painter) c
         fillRounded(painter, button.rect, 6, themed(over || down ? Role::accentFillHover : Role::accentFill));
     } else {
         fillRounded(painter, button.rect, 6,
-                    themed(down ? Role::controlPressed : over ? Role::controlHover : Role::control),
+                    themed(down   ? Role::controlPressed
+                           : over ? Role::controlHover
+                                  : Role::control),
                     themed(Role::lineStrong));
     }
 }
@@ -250,8 +251,7 @@ int HobStyle::styleHint(StyleHint hint, const QStyleOption* option, const QWidge
 QSize HobStyle::sizeFromContents(ContentsType type, const QStyleOption* option, const QSize& size,
                                  const QWidget* widget) const {
     switch (type) {
-    case CT_MenuBarItem:
-        return QSize(size.width() + 20, 28);
+    case CT_MenuBarItem: return QSize(size.width() + 20, 28);
     case CT_MenuItem:
         if (auto item = qstyleoption_cast<const QStyleOptionMenuItem*>(option)) {
             if (item->menuItemType == QStyleOptionMenuItem::Separator) return QSize(10, 9);
@@ -291,9 +291,11 @@ QRect HobStyle::subControlRect(ComplexControl control, const QStyleOptionComplex
         handle = std::max<int>(pixelMetric(PM_ScrollBarSliderMin, option, widget),
                                int(qint64(bar->pageStep) * length / (range + bar->pageStep)));
     handle = std::min(handle, length);
-    const int start = sliderPositionFromValue(bar->minimum, bar->maximum, bar->sliderPosition, length - handle, bar->upsideDown);
+    const int start =
+        sliderPositionFromValue(bar->minimum, bar->maximum, bar->sliderPosition, length - handle, bar->upsideDown);
     auto along = [&](int from, int extent) {
-        const QRect r = vertical ? QRect(0, from, bar->rect.width(), extent) : QRect(from, 0, extent, bar->rect.height());
+        const QRect r =
+            vertical ? QRect(0, from, bar->rect.width(), extent) : QRect(from, 0, extent, bar->rect.height());
         return r.translated(bar->rect.topLeft());
     };
     switch (part) {

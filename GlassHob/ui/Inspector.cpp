@@ -42,7 +42,9 @@ int SliderRows::heightFor(int width) const {
     return lines * (dense_ ? 36 : 64) + 8;
 }
 
-void SliderRows::resizeEvent(QResizeEvent*) { layOut(); }
+void SliderRows::resizeEvent(QResizeEvent*) {
+    layOut();
+}
 
 void SliderRows::layOut() {
     const int columns = width() >= twoColumnsFrom ? 2 : 1;
@@ -51,7 +53,8 @@ void SliderRows::layOut() {
     const int inner = width() - 2 * sideMargin;
     const int columnWidth = columns == 1 ? inner : (inner - columnGap) / 2;
     int nameWidth = 72;
-    for (const ParameterRow* row : rows_) nameWidth = std::max(nameWidth, row->wantedNameWidth());
+    for (const ParameterRow* row : rows_)
+        nameWidth = std::max(nameWidth, row->wantedNameWidth());
     nameWidth = std::min(nameWidth, 120);
     for (int i = 0; i < int(rows_.size()); ++i) {
         ParameterRow* row = rows_[std::size_t(i)];
@@ -176,7 +179,8 @@ void Inspector::followProgram() {
         }
     if (rows != parameterRows_) {
         parameterRows_ = rows;
-        for (std::size_t i = 1; i < rows.size(); ++i) QWidget::setTabOrder(rows[i - 1], rows[i]);
+        for (std::size_t i = 1; i < rows.size(); ++i)
+            QWidget::setTabOrder(rows[i - 1], rows[i]);
         rows_->setRows(std::move(rows));
         fitRows();
     }

@@ -23,7 +23,8 @@ constexpr int digitWidth = 8;
 
 int extraDigits(int lines) {
     int digits = 1;
-    for (; lines >= 10; lines /= 10) ++digits;
+    for (; lines >= 10; lines /= 10)
+        ++digits;
     return std::max(0, digits - 3);
 }
 
@@ -34,7 +35,9 @@ LineRuler::LineRuler(CodeEditor* editor) : QWidget(editor), editor_(editor) {
     setFocusPolicy(Qt::NoFocus);
 }
 
-int LineRuler::widthForLines(int lines) const { return baseWidth + digitWidth * extraDigits(lines); }
+int LineRuler::widthForLines(int lines) const {
+    return baseWidth + digitWidth * extraDigits(lines);
+}
 
 void LineRuler::paintEvent(QPaintEvent* event) {
     QPainter painter(this);
@@ -49,8 +52,10 @@ void LineRuler::paintEvent(QPaintEvent* event) {
         const bool isError = severity == Diagnostic::Severity::error;
         const bool isCurrent = line.blockNumber == current;
         const QRectF band(0, line.top, width(), line.height);
-        if (isError) painter.fillRect(band, themed(Role::errorLine));
-        else if (isCurrent) painter.fillRect(band, themed(Role::curLine));
+        if (isError)
+            painter.fillRect(band, themed(Role::errorLine));
+        else if (isCurrent)
+            painter.fillRect(band, themed(Role::curLine));
         painter.setPen(themed(isError ? Role::error : isCurrent ? Role::lineNoCur : Role::lineNo));
         painter.drawText(QRectF(0, line.top, numberRight + shift, row), Qt::AlignRight | Qt::AlignVCenter,
                          QString::number(line.blockNumber + 1));
@@ -81,6 +86,8 @@ void LineRuler::mousePressEvent(QMouseEvent* event) {
     }
 }
 
-void LineRuler::wheelEvent(QWheelEvent* event) { QCoreApplication::sendEvent(editor_->viewport(), event); }
+void LineRuler::wheelEvent(QWheelEvent* event) {
+    QCoreApplication::sendEvent(editor_->viewport(), event);
+}
 
 } // namespace glasshob

@@ -32,7 +32,9 @@ LivePicture::LivePicture(AppModel& model, QObject* parent)
 
 LivePicture::~LivePicture() = default;
 
-void LivePicture::setMouse(float x, float y) { mouse_ = {x, y}; }
+void LivePicture::setMouse(float x, float y) {
+    mouse_ = {x, y};
+}
 
 void LivePicture::followModel() {
     const auto& wanted = model_.program();
@@ -63,7 +65,9 @@ void LivePicture::show(std::shared_ptr<const ShaderProgram> program) {
     emit programSwitched();
 }
 
-std::shared_ptr<gpu::CommandBuffer> LivePicture::beginFrame() { return queue_ ? queue_->commandBuffer() : nullptr; }
+std::shared_ptr<gpu::CommandBuffer> LivePicture::beginFrame() {
+    return queue_ ? queue_->commandBuffer() : nullptr;
+}
 
 bool LivePicture::encode(gpu::CommandBuffer& commandBuffer, const std::shared_ptr<gpu::Texture>& target) {
     const AppModel::Tick tick = model_.tick(double(clock_.nsecsElapsed()) * 1e-9);
@@ -103,6 +107,8 @@ bool LivePicture::encode(gpu::CommandBuffer& commandBuffer, const std::shared_pt
     return true;
 }
 
-void LivePicture::rest() { model_.forgetLastTick(); }
+void LivePicture::rest() {
+    model_.forgetLastTick();
+}
 
 } // namespace glasshob

@@ -21,7 +21,7 @@ class CommandQueue;
 class Device;
 class PipelineWarmer;
 class Texture;
-}
+} // namespace gpu
 
 namespace glasshob {
 

@@ -1,5 +1,6 @@
 #include "GlassHob/ui/MainWindow.h"
 
+#include "GPU/Device.h"
 #include "GlassHob/model/AppModel.h"
 #include "GlassHob/ui/CodeEditor.h"
 #include "GlassHob/ui/Controls.h"
@@ -9,7 +10,6 @@
 #include "GlassHob/ui/StatusLine.h"
 #include "GlassHob/ui/Theme.h"
 #include "GlassHob/ui/Toolbar.h"
-#include "GPU/Device.h"
 #include "GlassHobCore/Identity.h"
 
 #include <QActionGroup>
@@ -51,7 +51,9 @@ constexpr auto wrapKey = "editor/wrapsLines";
 constexpr auto codeSizeKey = "editor/codeSize";
 constexpr int defaultCodeSize = 13;
 
-QString asQString(std::string_view text) { return QString::fromUtf8(text.data(), qsizetype(text.size())); }
+QString asQString(std::string_view text) {
+    return QString::fromUtf8(text.data(), qsizetype(text.size()));
+}
 
 } // namespace
 
@@ -64,7 +66,8 @@ MainWindow::MainWindow(AppModel& model, Canvas::Kind canvas) : model_(model) {
     auto* column = new QVBoxLayout(central);
     column->setContentsMargins(0, 0, 0, 0);
     column->setSpacing(0);
-    toolbar_ = new Toolbar(model_, {showEditor_, showInspector_, new_, open_, save_, backToStart_, pauseOrPlay_, saveStill_}, central);
+    toolbar_ = new Toolbar(
+        model_, {showEditor_, showInspector_, new_, open_, save_, backToStart_, pauseOrPlay_, saveStill_}, central);
     across_ = new QSplitter(Qt::Horizontal, central);
     editorPane_ = new EditorPane(model_, across_);
     down_ = new QSplitter(Qt::Vertical, across_);
@@ -123,8 +126,12 @@ MainWindow::MainWindow(AppModel& model, Canvas::Kind canvas) : model_(model) {
 
 MainWindow::~MainWindow() = default;
 
-CodeEditor* MainWindow::editor() const { return editorPane_->editor(); }
-MessageList* MainWindow::messages() const { return editorPane_->messages(); }
+CodeEditor* MainWindow::editor() const {
+    return editorPane_->editor();
+}
+MessageList* MainWindow::messages() const {
+    return editorPane_->messages();
+}
 
 void MainWindow::makeActions() {
     auto action = [this](const QString& text, const QKeySequence& shortcut, auto&& run) {
@@ -174,9 +181,11 @@ void MainWindow::makeActions() {
     }
     wrapLines_ = action(tr("&Wrap Lines"), Keys(tr("Alt+Z")), [this](bool on) { editor()->setWrapsLines(on); });
     wrapLines_->setCheckable(true);
-    biggerText_ = action(tr("&Bigger Code Text"), Keys(tr("Ctrl++")), [this] { editor()->setCodeSize(editor()->codeSize() + 1); });
+    biggerText_ = action(tr("&Bigger Code Text"), Keys(tr("Ctrl++")),
+                         [this] { editor()->setCodeSize(editor()->codeSize() + 1); });
     biggerText_->setShortcuts({Keys(tr("Ctrl++")), Keys(tr("Ctrl+="))});
-    smallerText_ = action(tr("&Smaller Code Text"), Keys(tr("Ctrl+-")), [this] { editor()->setCodeSize(editor()->codeSize() - 1); });
+    smallerText_ = action(tr("&Smaller Code Text"), Keys(tr("Ctrl+-")),
+                          [this] { editor()->setCodeSize(editor()->codeSize() - 1); });
     actualSize_ = action(tr("&Actual Size"), Keys(tr("Ctrl+0")), [this] { editor()->setCodeSize(defaultCodeSize); });
     about_ = action(tr("&About Glass Hob"), {}, [this] { showAbout(); });
     about_->setMenuRole(QAction::AboutRole);
@@ -224,8 +233,9 @@ void MainWindow::makeMenus() {
     view->addSeparator();
     QMenu* appearance = view->addMenu(tr("A&ppearance"));
     auto* choices = new QActionGroup(this);
-    const std::pair<QString, Theme::Appearance> appearances[] = {
-        {tr("System"), Theme::Appearance::system}, {tr("Light"), Theme::Appearance::light}, {tr("Dark"), Theme::Appearance::dark}};
+    const std::pair<QString, Theme::Appearance> appearances[] = {{tr("System"), Theme::Appearance::system},
+                                                                 {tr("Light"), Theme::Appearance::light},
+                                                                 {tr("Dark"), Theme::Appearance::dark}};
     for (const auto& [name, which] : appearances) {
         QAction* choice = appearance->addAction(name, this, [which] { Theme::instance().setAppearance(which); });
         choice->setCheckable(true);
@@ -245,7 +255,8 @@ void MainWindow::followDocument() {
     showInFiles_->setEnabled(model_.filePath().has_value());
     resetAll_->setEnabled(model_.changedValueCount() > 0);
     const bool runs = model_.program() != nullptr && !model_.needsRun();
-    for (QAction* action : {pauseOrPlay_, backToStart_, saveStill_}) action->setEnabled(runs);
+    for (QAction* action : {pauseOrPlay_, backToStart_, saveStill_})
+        action->setEnabled(runs);
     const bool problems = !model_.diagnostics().empty();
     nextProblem_->setEnabled(problems);
     previousProblem_->setEnabled(problems);
@@ -266,8 +277,10 @@ void MainWindow::hideCollapsed(QSplitter* splitter, int pane) {
     sizes[1 - pane] = std::max(1, sizes[1 - pane] - least);
     sizes[pane] = least;
     splitter->setSizes(sizes);
-    if (splitter == across_) model_.setShowsEditor(false);
-    else setShowsInspector(false);
+    if (splitter == across_)
+        model_.setShowsEditor(false);
+    else
+        setShowsInspector(false);
 }
 
 void MainWindow::setShowsInspector(bool shows) {
@@ -284,7 +297,8 @@ void MainWindow::restoreLayout() {
     if (!across_->restoreState(settings.value(acrossKey).toByteArray()))
         across_->setSizes({std::min(firstEditorWidth, std::max(320, width() * 46 / 100)), width() - firstEditorWidth});
     if (!down_->restoreState(settings.value(downKey).toByteArray()))
-        down_->setSizes({height() - firstInspectorHeight, std::min(firstInspectorHeight, std::max(160, height() * 27 / 100))});
+        down_->setSizes(
+            {height() - firstInspectorHeight, std::min(firstInspectorHeight, std::max(160, height() * 27 / 100))});
     model_.setShowsEditor(settings.value(editorKey, true).toBool());
     setShowsInspector(settings.value(inspectorKey, true).toBool());
     wrapLines_->setChecked(settings.value(wrapKey, false).toBool());

@@ -63,7 +63,7 @@ class MainWindow : public QMainWindow {
     QAction *undo_, *redo_, *cut_, *copy_, *paste_, *selectAll_, *comment_, *nextProblem_, *previousProblem_;
     QAction *compileNow_, *pauseOrPlay_, *backToStart_, *resetAll_, *saveStill_;
     QAction *showEditor_, *showInspector_, *wrapLines_, *biggerText_, *smallerText_, *actualSize_;
-    QAction *about_;
+    QAction* about_;
 };
 
 } // namespace glasshob

@@ -27,7 +27,9 @@ constexpr int lineHeight = 18;
 constexpr int mostRows = 5;
 constexpr int bottomMargin = 6;
 
-QString asQString(const std::string& text) { return QString::fromStdString(text); }
+QString asQString(const std::string& text) {
+    return QString::fromStdString(text);
+}
 
 } // namespace
 
@@ -48,7 +50,8 @@ MessageRows::MessageRows(QWidget* parent) : QAbstractScrollArea(parent) {
 }
 
 void MessageRows::setMessages(const std::vector<Diagnostic>& messages, const QString& plainText) {
-    const QString before = current_ >= 0 && current_ < count() ? asQString(rows_[std::size_t(current_)].message.id()) : QString();
+    const QString before =
+        current_ >= 0 && current_ < count() ? asQString(rows_[std::size_t(current_)].message.id()) : QString();
     rows_.clear();
     plainText_ = plainText;
     current_ = hovered_ = -1;
@@ -69,7 +72,8 @@ int MessageRows::rowHeight(const Row& row) const {
 
 int MessageRows::rowTop(int row) const {
     int top = 0;
-    for (int i = 0; i < row; ++i) top += rowHeight(rows_[std::size_t(i)]);
+    for (int i = 0; i < row; ++i)
+        top += rowHeight(rows_[std::size_t(i)]);
     return top;
 }
 
@@ -93,14 +97,18 @@ void MessageRows::updateScrolling() {
     verticalScrollBar()->setSingleStep(rowHeightOne);
 }
 
-void MessageRows::resizeEvent(QResizeEvent*) { updateScrolling(); }
+void MessageRows::resizeEvent(QResizeEvent*) {
+    updateScrolling();
+}
 
 void MessageRows::setCurrent(int row) {
     current_ = std::clamp(row, -1, count() - 1);
     if (current_ >= 0) {
         const int top = rowTop(current_), bottom = top + rowHeight(rows_[std::size_t(current_)]);
-        if (top < verticalScrollBar()->value()) verticalScrollBar()->setValue(top);
-        else if (bottom > verticalScrollBar()->value() + viewport()->height()) verticalScrollBar()->setValue(bottom - viewport()->height());
+        if (top < verticalScrollBar()->value())
+            verticalScrollBar()->setValue(top);
+        else if (bottom > verticalScrollBar()->value() + viewport()->height())
+            verticalScrollBar()->setValue(bottom - viewport()->height());
     }
     viewport()->update();
 }
@@ -112,7 +120,8 @@ void MessageRows::paintEvent(QPaintEvent*) {
     if (rows_.empty() && !plainText_.isEmpty()) {
         painter.setFont(fonts::value());
         painter.setPen(themed(Role::text));
-        painter.drawText(QRect(16, y, viewport()->width() - 24, contentHeight()), Qt::AlignLeft | Qt::AlignTop, plainText_);
+        painter.drawText(QRect(16, y, viewport()->width() - 24, contentHeight()), Qt::AlignLeft | Qt::AlignTop,
+                         plainText_);
         return;
     }
     for (int i = 0; i < count(); ++i) {
@@ -129,7 +138,8 @@ void MessageRows::paintRow(QPainter& painter, const Row& row, const QRect& box, 
     if (hasFocus() && &row == &rows_[std::size_t(std::max(0, current_))] && current_ >= 0)
         painter.fillRect(QRect(box.left(), box.top(), 2, box.height()), themed(Role::accentText));
     const int middle = box.top() + rowHeightOne / 2;
-    paintIcon(painter, severityIcon(row.message.severity), QRectF(16, middle - 8, 16, 16), themed(severityRole(row.message.severity)));
+    paintIcon(painter, severityIcon(row.message.severity), QRectF(16, middle - 8, 16, 16),
+              themed(severityRole(row.message.severity)));
     int right = box.right() - 12;
     if (row.message.line > 0) {
         const QString place = QStringLiteral("%1:%2").arg(row.message.line).arg(row.message.column);
@@ -184,7 +194,9 @@ void MessageRows::focusInEvent(QFocusEvent* event) {
     viewport()->update();
 }
 
-void MessageRows::focusOutEvent(QFocusEvent*) { viewport()->update(); }
+void MessageRows::focusOutEvent(QFocusEvent*) {
+    viewport()->update();
+}
 
 bool MessageRows::viewportEvent(QEvent* event) {
     switch (event->type()) {
@@ -250,12 +262,14 @@ MessageList::MessageList(QWidget* parent) : Ground(Role::panel, Qt::TopEdge, par
 
 QString MessageList::summary(const std::vector<Diagnostic>& messages) {
     int counts[3] = {};
-    for (const Diagnostic& message : messages) ++counts[int(message.severity)];
+    for (const Diagnostic& message : messages)
+        ++counts[int(message.severity)];
     const char* const one[] = {"1 error", "1 warning", "1 note"};
     const char* const many[] = {"%1 errors", "%1 warnings", "%1 notes"};
     QStringList parts;
     for (int i = 0; i < 3; ++i)
-        if (counts[i]) parts << (counts[i] == 1 ? QString::fromLatin1(one[i]) : QString::fromLatin1(many[i]).arg(counts[i]));
+        if (counts[i])
+            parts << (counts[i] == 1 ? QString::fromLatin1(one[i]) : QString::fromLatin1(many[i]).arg(counts[i]));
     return parts.join(QStringLiteral(", "));
 }
 

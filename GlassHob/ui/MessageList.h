@@ -1,5 +1,5 @@
-// The compiler's messages under the editor: a heading with their count, and a row for each. A click or Return goes to the
-// place; a message of several lines unfolds in place. An error text without readable messages is shown as it is.
+// The compiler's messages under the editor: a heading with their count, and a row for each. A click or Return goes to
+// the place; a message of several lines unfolds in place. An error text without readable messages is shown as it is.
 // Hidden while there is nothing to say. Main thread.
 #pragma once
 
@@ -41,7 +41,7 @@ class MessageRows : public QAbstractScrollArea {
   private:
     struct Row {
         Diagnostic message;
-        QString text;      // all of it
+        QString text; // all of it
         QString firstLine;
         bool unfolds = false;
         bool unfolded = false;

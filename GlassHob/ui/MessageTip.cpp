@@ -42,7 +42,8 @@ void MessageTip::showFor(const std::vector<Diagnostic>& messages, const QRect& l
         entries_.push_back({message.severity, text, place});
     }
     resize(textLeft + width + paddingX + 1, y - entryGap + paddingY);
-    for (Entry& entry : entries_) entry.place.setWidth(width + 1);
+    for (Entry& entry : entries_)
+        entry.place.setWidth(width + 1);
 
     QPoint corner(x, line.bottom() + 4);
     if (const QScreen* screen = QGuiApplication::screenAt(line.center())) {

@@ -1,5 +1,5 @@
-// The small window that shows the messages of a line under it, one below the other. A top-level tooltip window, since it
-// may reach over the live picture. Main thread; owned by the editor.
+// The small window that shows the messages of a line under it, one below the other. A top-level tooltip window, since
+// it may reach over the live picture. Main thread; owned by the editor.
 #pragma once
 
 #include "GlassHobCore/Diagnostics.h"

@@ -84,7 +84,8 @@ EditorPane::EditorPane(AppModel& model, QWidget* parent) : QWidget(parent), mode
 void EditorPane::followDocument() {
     name_->setText(model_.displayName());
     dot_->setVisible(model_.isDirty());
-    editor_->setAccessibleDescription(model_.isDirty() ? tr("%1, edited").arg(model_.displayName()) : model_.displayName());
+    editor_->setAccessibleDescription(model_.isDirty() ? tr("%1, edited").arg(model_.displayName())
+                                                       : model_.displayName());
 }
 
 void EditorPane::followCompile() {
@@ -121,7 +122,8 @@ class PreviewPane::Strip : public Ground {
     bool error_ = false;
 };
 
-PreviewPane::PreviewPane(AppModel& model, Canvas* canvas, QWidget* parent) : QWidget(parent), model_(model), canvas_(canvas) {
+PreviewPane::PreviewPane(AppModel& model, Canvas* canvas, QWidget* parent)
+    : QWidget(parent), model_(model), canvas_(canvas) {
     strip_ = new Strip(Role::strip, Qt::BottomEdge, this);
     strip_->setFixedHeight(stripHeight);
     title_ = new TextLine(fonts::label(), Role::text, strip_);

@@ -23,13 +23,15 @@ QString valueText(float value, float min, float max) {
     if (std::isfinite(range) && range > 0) decimals = std::clamp(3 - int(std::floor(std::log10(range))), 0, 6);
     QString text = QLocale::c().toString(double(value), 'f', decimals);
     if (text.contains(u'.')) {
-        while (text.endsWith(u'0')) text.chop(1);
+        while (text.endsWith(u'0'))
+            text.chop(1);
         if (text.endsWith(u'.')) text.chop(1);
     }
     if (text == QLatin1String("-0")) text = QStringLiteral("0");
     text.remove(QLocale::c().groupSeparator());
     // Too wide for the field, or rounded away to nothing: the short scientific form.
-    if (text.size() > 8 || (value != 0 && text == QLatin1String("0"))) text = QLocale::c().toString(double(value), 'g', 4);
+    if (text.size() > 8 || (value != 0 && text == QLatin1String("0")))
+        text = QLocale::c().toString(double(value), 'g', 4);
     return text;
 }
 
@@ -151,7 +153,8 @@ void ParameterRow::setDeclaration(const ParamDecl& declaration) {
     slider_->setAccessibleName(name);
     slider_->setAccessibleDescription(detail);
     field_->setAccessibleName(tr("%1, value").arg(name));
-    reset_->setName(tr("Reset %1 to %2").arg(name, valueText(declaration.defaultValue, declaration.min, declaration.max)));
+    reset_->setName(
+        tr("Reset %1 to %2").arg(name, valueText(declaration.defaultValue, declaration.min, declaration.max)));
     setToolTip(density_ == Density::dense ? detail : QString());
     showState();
     update();
@@ -162,7 +165,9 @@ void ParameterRow::setValue(float value, bool glides) {
     showState();
 }
 
-bool ParameterRow::isChanged() const { return slider_->isChanged(); }
+bool ParameterRow::isChanged() const {
+    return slider_->isChanged();
+}
 
 void ParameterRow::edited(float value, bool glides) {
     setValue(value, glides);
@@ -171,7 +176,7 @@ void ParameterRow::edited(float value, bool glides) {
 
 void ParameterRow::showState() {
     field_->showText(valueText(slider_->value(), declaration_.min, declaration_.max));
-    field_->setEdge(slider_->showsKeyboardFocus()                     ? ValueField::Edge::focused
+    field_->setEdge(slider_->showsKeyboardFocus()                  ? ValueField::Edge::focused
                     : slider_->isHovered() || slider_->isDragged() ? ValueField::Edge::strong
                                                                    : ValueField::Edge::quiet);
     reset_->setVisible(slider_->isChanged());
@@ -191,9 +196,13 @@ void ParameterRow::setDensity(Density density, int nameWidth) {
     update();
 }
 
-void ParameterRow::focusSlider() { slider_->setFocus(Qt::ShortcutFocusReason); }
+void ParameterRow::focusSlider() {
+    slider_->setFocus(Qt::ShortcutFocusReason);
+}
 
-void ParameterRow::resizeEvent(QResizeEvent*) { layOut(); }
+void ParameterRow::resizeEvent(QResizeEvent*) {
+    layOut();
+}
 
 void ParameterRow::layOut() {
     const bool tall = density_ == Density::tall;
@@ -222,8 +231,9 @@ void ParameterRow::paintEvent(QPaintEvent*) {
     painter.setPen(themed(isEnabled() ? Role::text3 : Role::disabled));
     const int room = width() - after - 28;
     if (room > 20)
-        painter.drawText(QRect(after, 0, room, 26), Qt::AlignLeft | Qt::AlignVCenter,
-                         QFontMetrics(painter.font()).elidedText(QString::fromStdString(declaration_.detail), Qt::ElideRight, room));
+        painter.drawText(
+            QRect(after, 0, room, 26), Qt::AlignLeft | Qt::AlignVCenter,
+            QFontMetrics(painter.font()).elidedText(QString::fromStdString(declaration_.detail), Qt::ElideRight, room));
 }
 
 } // namespace glasshob

@@ -49,7 +49,9 @@ double ParameterSlider::fraction(float value) const {
     return std::isfinite(part) ? std::clamp(part, 0.0, 1.0) : 0.0;
 }
 
-double ParameterSlider::knobX(double fraction) const { return knobRadius + fraction * (width() - 2 * knobRadius); }
+double ParameterSlider::knobX(double fraction) const {
+    return knobRadius + fraction * (width() - 2 * knobRadius);
+}
 
 double ParameterSlider::valueAt(double x) const {
     const double part = std::clamp((x - knobRadius) / std::max(1.0, width() - 2 * knobRadius), 0.0, 1.0);

@@ -23,7 +23,8 @@ ReadBackCanvas::~ReadBackCanvas() = default;
 ReadBackCanvas::Slot* ReadBackCanvas::freeSlot(const QSize& size) {
     for (Slot& slot : slots_) {
         if (slot.use != Use::free) continue;
-        if (slot.texture && int(slot.texture->width()) == size.width() && int(slot.texture->height()) == size.height()) return &slot;
+        if (slot.texture && int(slot.texture->width()) == size.width() && int(slot.texture->height()) == size.height())
+            return &slot;
         gpu::TextureDescriptor descriptor;
         descriptor.width = std::uint32_t(size.width());
         descriptor.height = std::uint32_t(size.height());
@@ -84,7 +85,8 @@ void ReadBackCanvas::paintEvent(QPaintEvent*) {
     const gpu::Texture& texture = *slot->texture;
     const auto* bytes = reinterpret_cast<const uchar*>(texture.contents());
     if (!bytes) return;
-    QImage image(bytes, int(texture.width()), int(texture.height()), qsizetype(texture.rowBytes()), QImage::Format_RGB32);
+    QImage image(bytes, int(texture.width()), int(texture.height()), qsizetype(texture.rowBytes()),
+                 QImage::Format_RGB32);
     // One pixel of the frame is one of the screen; while a resize is on its way the last frame is stretched.
     if (QSize(image.width(), image.height()) == pixelSize()) {
         image.setDevicePixelRatio(devicePixelRatioF());
@@ -95,7 +97,11 @@ void ReadBackCanvas::paintEvent(QPaintEvent*) {
     frames()->add(std::chrono::steady_clock::now());
 }
 
-void ReadBackCanvas::mouseMoveEvent(QMouseEvent* event) { pointerAt(event->position()); }
-void ReadBackCanvas::mousePressEvent(QMouseEvent* event) { pointerAt(event->position()); }
+void ReadBackCanvas::mouseMoveEvent(QMouseEvent* event) {
+    pointerAt(event->position());
+}
+void ReadBackCanvas::mousePressEvent(QMouseEvent* event) {
+    pointerAt(event->position());
+}
 
 } // namespace glasshob

@@ -83,11 +83,15 @@ void StatusLine::follow() {
         QAccessible::updateAccessibility(&changed);
     }
     int errors = 0;
-    for (const Diagnostic& diagnostic : model_.diagnostics()) errors += diagnostic.severity == Diagnostic::Severity::error;
+    for (const Diagnostic& diagnostic : model_.diagnostics())
+        errors += diagnostic.severity == Diagnostic::Severity::error;
     const std::size_t sliders = model_.program() ? model_.program()->params().size() : 0;
-    if (errors > 0) count_->setText(errors == 1 ? tr("1 error") : tr("%1 errors").arg(errors));
-    else if (sliders > 0) count_->setText(sliders == 1 ? tr("1 slider") : tr("%1 sliders").arg(sliders));
-    else count_->setText({});
+    if (errors > 0)
+        count_->setText(errors == 1 ? tr("1 error") : tr("%1 errors").arg(errors));
+    else if (sliders > 0)
+        count_->setText(sliders == 1 ? tr("1 slider") : tr("%1 sliders").arg(sliders));
+    else
+        count_->setText({});
 }
 
 void StatusLine::setCaret(int line, int column) {

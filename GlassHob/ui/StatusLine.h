@@ -1,5 +1,5 @@
-// The line at the bottom of the window: how the shader fares at the left; sliders or errors and the caret's place at the
-// right. The sign and its text change at once. Main thread.
+// The line at the bottom of the window: how the shader fares at the left; sliders or errors and the caret's place at
+// the right. The sign and its text change at once. Main thread.
 #pragma once
 
 #include "GlassHob/model/AppModel.h"

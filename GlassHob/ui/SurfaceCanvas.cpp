@@ -48,7 +48,8 @@ PictureWindow::PictureWindow(QVulkanInstance& instance) {
 bool PictureWindow::event(QEvent* event) {
     switch (event->type()) {
     case QEvent::PlatformSurface:
-        if (static_cast<QPlatformSurfaceEvent*>(event)->surfaceEventType() == QPlatformSurfaceEvent::SurfaceAboutToBeDestroyed)
+        if (static_cast<QPlatformSurfaceEvent*>(event)->surfaceEventType() ==
+            QPlatformSurfaceEvent::SurfaceAboutToBeDestroyed)
             emit surfaceGoing();
         break;
     case QEvent::MouseMove:
@@ -58,7 +59,9 @@ bool PictureWindow::event(QEvent* event) {
     return QWindow::event(event);
 }
 
-void PictureWindow::exposeEvent(QExposeEvent*) { emit exposedChanged(); }
+void PictureWindow::exposeEvent(QExposeEvent*) {
+    emit exposedChanged();
+}
 
 SurfaceCanvas* SurfaceCanvas::make(AppModel& model, QWidget* parent) {
     QVulkanInstance* instance = sharedInstance();
@@ -72,7 +75,8 @@ SurfaceCanvas* SurfaceCanvas::make(AppModel& model, QWidget* parent) {
 }
 
 SurfaceCanvas::SurfaceCanvas(AppModel& model, QVulkanInstance& instance, QWidget* parent)
-    : Canvas(model, parent), window_(new PictureWindow(instance)), container_(QWidget::createWindowContainer(window_, this)) {
+    : Canvas(model, parent), window_(new PictureWindow(instance)),
+      container_(QWidget::createWindowContainer(window_, this)) {
     container_->setFocusPolicy(Qt::NoFocus);
     container_->hide();
     connect(window_, &PictureWindow::exposedChanged, this, [this] { updatePacing(); });
@@ -94,7 +98,9 @@ void SurfaceCanvas::showPictureOrPlaceholder() {
     update();
 }
 
-bool SurfaceCanvas::canDraw() const { return container_->isVisible() && window_->isExposed(); }
+bool SurfaceCanvas::canDraw() const {
+    return container_->isVisible() && window_->isExposed();
+}
 
 bool SurfaceCanvas::ensurePresenter() {
     if (presenter_ && !presenter_->surfaceLost()) return true;
@@ -137,7 +143,8 @@ void SurfaceCanvas::framePresented(bool wasEarly) {
     inFlight_ = std::max(0, inFlight_ - 1);
     if (!isDrawing()) return;
     const int wanted = wasEarly ? 2 : 1;
-    while (inFlight_ < wanted && drawOneFrame()) {}
+    while (inFlight_ < wanted && drawOneFrame()) {
+    }
 }
 
 void SurfaceCanvas::drawFrame() {
@@ -149,7 +156,8 @@ void SurfaceCanvas::drawFrame() {
 bool SurfaceCanvas::drawOneFrame() {
     const QSize size = pixelSize();
     if (size.isEmpty() || !canDraw() || !ensurePresenter()) return false;
-    const std::shared_ptr<gpu::Drawable> drawable = presenter_->nextDrawable(std::uint32_t(size.width()), std::uint32_t(size.height()));
+    const std::shared_ptr<gpu::Drawable> drawable =
+        presenter_->nextDrawable(std::uint32_t(size.width()), std::uint32_t(size.height()));
     if (!drawable) return false;
     const std::shared_ptr<gpu::CommandBuffer> commandBuffer = picture().beginFrame();
     if (!commandBuffer || !picture().encode(*commandBuffer, drawable->texture())) return false;

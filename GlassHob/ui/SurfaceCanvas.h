@@ -19,7 +19,8 @@ class Presenter;
 
 namespace glasshob {
 
-// The native window with the surface. It never takes the keyboard: a click in the picture leaves the focus in the editor.
+// The native window with the surface. It never takes the keyboard: a click in the picture leaves the focus in the
+// editor.
 class PictureWindow : public QWindow {
     Q_OBJECT
   public:

@@ -6,7 +6,9 @@ namespace glasshob {
 
 static_assert(int(CodeRole::attribute) == int(SyntaxKind::attribute) + 1, "code colours follow the kinds of tokens");
 
-SyntaxHighlighter::SyntaxHighlighter(QTextDocument* document) : QSyntaxHighlighter(document) { makeFormats(); }
+SyntaxHighlighter::SyntaxHighlighter(QTextDocument* document) : QSyntaxHighlighter(document) {
+    makeFormats();
+}
 
 void SyntaxHighlighter::makeFormats() {
     for (std::size_t kind = 0; kind < formats_.size(); ++kind) {

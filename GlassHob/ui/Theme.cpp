@@ -24,11 +24,14 @@ constexpr auto portalInterface = "org.freedesktop.portal.Settings";
 constexpr auto appearanceGroup = "org.freedesktop.appearance";
 constexpr auto colorSchemeKey = "color-scheme";
 
-QColor pick(const ThemeEntry& entry, bool dark) { return QColor::fromRgb(QRgb(0xff000000u | (dark ? entry.dark : entry.light))); }
+QColor pick(const ThemeEntry& entry, bool dark) {
+    return QColor::fromRgb(QRgb(0xff000000u | (dark ? entry.dark : entry.light)));
+}
 
 // The portal wraps its answer in one or two variants, according to the version of the interface.
 uint unwrapped(QVariant value) {
-    while (value.canConvert<QDBusVariant>()) value = value.value<QDBusVariant>().variant();
+    while (value.canConvert<QDBusVariant>())
+        value = value.value<QDBusVariant>().variant();
     return value.toUInt();
 }
 
@@ -92,8 +95,12 @@ void Theme::setAppearance(Appearance appearance) {
     apply(true);
 }
 
-QColor Theme::color(Role role) const { return pick(themeRoles[std::size_t(role)], dark_); }
-QColor Theme::color(CodeRole role) const { return pick(themeCode[std::size_t(role)], dark_); }
+QColor Theme::color(Role role) const {
+    return pick(themeRoles[std::size_t(role)], dark_);
+}
+QColor Theme::color(CodeRole role) const {
+    return pick(themeCode[std::size_t(role)], dark_);
+}
 
 void Theme::readDesktopPreference() {
     QDBusConnection bus = QDBusConnection::sessionBus();
@@ -126,7 +133,8 @@ void Theme::apply(bool announce) {
     QToolTip::setPalette(palette);
     if (!announce) return;
     emit changed();
-    for (QWidget* widget : QApplication::allWidgets()) widget->update();
+    for (QWidget* widget : QApplication::allWidgets())
+        widget->update();
 }
 
 } // namespace glasshob

@@ -46,7 +46,11 @@ class Theme : public QObject {
     bool dark_ = true;
 };
 
-inline QColor themed(Role role) { return Theme::instance().color(role); }
-inline QColor themed(CodeRole role) { return Theme::instance().color(role); }
+inline QColor themed(Role role) {
+    return Theme::instance().color(role);
+}
+inline QColor themed(CodeRole role) {
+    return Theme::instance().color(role);
+}
 
 } // namespace glasshob

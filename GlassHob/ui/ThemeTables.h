@@ -11,15 +11,58 @@
 namespace glasshob {
 
 enum class Role : std::uint8_t {
-    window, bar, panel, strip, editor, canvas, field, control, controlHover, controlPressed, tooltip, line, lineStrong,
-    text, text2, text3, disabled, accent, accentFill, accentFillHover, onAccent, accentText, accentTint, ok, error,
-    errorTint, errorLine, warning, note, selection, curLine, lineNo, lineNoCur, track, trackFill, knob, knobLine,
+    window,
+    bar,
+    panel,
+    strip,
+    editor,
+    canvas,
+    field,
+    control,
+    controlHover,
+    controlPressed,
+    tooltip,
+    line,
+    lineStrong,
+    text,
+    text2,
+    text3,
+    disabled,
+    accent,
+    accentFill,
+    accentFillHover,
+    onAccent,
+    accentText,
+    accentTint,
+    ok,
+    error,
+    errorTint,
+    errorLine,
+    warning,
+    note,
+    selection,
+    curLine,
+    lineNo,
+    lineNoCur,
+    track,
+    trackFill,
+    knob,
+    knobLine,
     count
 };
 
 // The colours of code; the order after `plain` is that of SyntaxKind.
 enum class CodeRole : std::uint8_t {
-    plain, comment, header, headerKey, keyword, type, number, string, preprocessor, attribute,
+    plain,
+    comment,
+    header,
+    headerKey,
+    keyword,
+    type,
+    number,
+    string,
+    preprocessor,
+    attribute,
     count
 };
 

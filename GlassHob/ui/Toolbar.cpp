@@ -79,18 +79,23 @@ void Toolbar::followClock() {
     layOut();
 }
 
-void Toolbar::followDocument() { saveButton_->setInk(model_.isDirty() ? std::optional(Role::text) : std::nullopt); }
+void Toolbar::followDocument() {
+    saveButton_->setInk(model_.isDirty() ? std::optional(Role::text) : std::nullopt);
+}
 
 void Toolbar::setPictureLeft(std::optional<int> x) {
     pictureLeft_ = x;
     layOut();
 }
 
-void Toolbar::resizeEvent(QResizeEvent*) { layOut(); }
+void Toolbar::resizeEvent(QResizeEvent*) {
+    layOut();
+}
 
 void Toolbar::layOut() {
     const bool labels = width() >= labelsFrom;
-    for (ToolButton* button : {still_, export_, share_}) button->setShowsLabel(labels);
+    for (ToolButton* button : {still_, export_, share_})
+        button->setShowsLabel(labels);
     const int middle = (height() - 1) / 2;
     auto place = [middle](QWidget* widget, int x) {
         const QSize size = widget->sizeHint().expandedTo(widget->minimumSize());
@@ -122,8 +127,10 @@ void Toolbar::layOut() {
     const int from = std::min(pictureLeft_.value_or(0) + 5, right - transport);
     const bool separated = !pictureLeft_ || from < x + gap;
     beforeTransport_->setVisible(separated);
-    if (separated) put(beforeTransport_, 0);
-    else x = from;
+    if (separated)
+        put(beforeTransport_, 0);
+    else
+        x = from;
     put(start_, gap);
     put(play_, 10);
     put(time_, 12);
