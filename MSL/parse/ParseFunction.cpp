@@ -248,6 +248,7 @@ void Parser::parseFunctionBody(FunctionDecl& function) {
                          std::string_view::npos;
         if (isOwnLine ? indentation(close) > own : !isOneLine) {
             doubtfulBrace_ = close;
+            functionHadErrors_ = diagnostics_.errorCount() != errorsBeforeFunction_;
             doubtfulIndentation_ = own;
         }
     }

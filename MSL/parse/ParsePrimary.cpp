@@ -151,6 +151,7 @@ Expr* Parser::parseName() {
             advance();
             if (at(TokenKind::period) || (at(TokenKind::identifier) && !token().has(Token::startOfLine)))
                 skipToClosing(TokenKind::rightParen);
+            lastErrorPosition_ = position_; // what is missing behind it is the same fault
             return errorExpr(first.location);
         }
     }

@@ -151,7 +151,8 @@ Stmt* Parser::parseStatement() {
     case TokenKind::kwBreak:
     case TokenKind::kwContinue: return parseJump();
     case TokenKind::kwElse:
-        errorHere("expected expression");
+        if (diagnostics_.errorCount() == errorsBeforeFunction_) // else its "if" may be what was lost
+            errorHere("expected expression");
         advance();
         return parseStatement(); // the branch itself may be fine
     case TokenKind::kwGoto:

@@ -235,8 +235,10 @@ bool Parser::skipBehindExtraBrace() {
     doubtfulBrace_ = {};
     if (!token().has(Token::startOfLine) || indentation(token().location) <= doubtfulIndentation_)
         return false;
-    lastErrorPosition_ = ~std::size_t{0};
-    error(brace, "extraneous closing brace ('}')");
+    if (!functionHadErrors_) { // else a brace that opens may be what was lost
+        lastErrorPosition_ = ~std::size_t{0};
+        error(brace, "extraneous closing brace ('}')");
+    }
     do
         advance();
     while (!atEnd() && !(token().has(Token::startOfLine) && indentation(token().location) <= doubtfulIndentation_));
@@ -255,15 +257,16 @@ void Parser::skipIndentedBlock(SourceLocation begin, Declarations& before) {
         std::uint32_t columns = indentation(token().location);
         return (columns > own || (isInside && columns == own)) && !startsFunctionDefinition();
     };
-    if (!token().has(Token::startOfLine))
+    if (!token().has(Token::startOfLine) && !isInside)
         return;
     if (isInside) // variables in front of the fault stand inside of the same function
         while (!before.isEmpty() && before.back()->kind == DeclKind::variable &&
                indentation(before.back()->location) == own)
             before.removeLast();
+    bool isItsBrace = !parent_ && indentation(token().location) <= own;
     if (!belongs()) {
-        if (isInside && indentation(token().location) < own)
-            accept(TokenKind::rightBrace);
+        if (isItsBrace && accept(TokenKind::rightBrace))
+            accept(TokenKind::semicolon);
         return;
     }
     do

@@ -281,6 +281,7 @@ class Parser {
     unsigned errorsBeforeFunction_ = 0;
     // The last closing brace of a function, when its place in the line says that it closes something else.
     SourceLocation doubtfulBrace_;
+    bool functionHadErrors_ = false; // the function that it ended
     std::uint32_t doubtfulIndentation_ = 0;
 
     const Identifier* asType_;
