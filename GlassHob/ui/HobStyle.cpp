@@ -59,6 +59,9 @@ void HobStyle::drawPrimitive(PrimitiveElement element, const QStyleOption* optio
         return;
     case PE_FrameLineEdit: return;
     case PE_PanelLineEdit: {
+        // A field without a frame paints its own box.
+        auto frame = qstyleoption_cast<const QStyleOptionFrame*>(option);
+        if (frame && frame->lineWidth == 0) return;
         fillRounded(*painter, option->rect, 6, themed(Role::field));
         const bool focused = option->state & State_HasFocus;
         painter->save();

@@ -39,6 +39,7 @@ constexpr QSize firstSize{1440, 900};
 constexpr QSize leastSize{720, 480};
 constexpr int firstEditorWidth = 620;
 constexpr int firstInspectorHeight = 244;
+constexpr int barsHeight = 28 + 44 + 26; // menu bar, toolbar, status line
 constexpr int denseBelow = 720; // heights of the window
 
 // Keys of the settings.
@@ -296,9 +297,11 @@ void MainWindow::restoreLayout() {
     }
     if (!across_->restoreState(settings.value(acrossKey).toByteArray()))
         across_->setSizes({std::min(firstEditorWidth, std::max(320, width() * 46 / 100)), width() - firstEditorWidth});
-    if (!down_->restoreState(settings.value(downKey).toByteArray()))
-        down_->setSizes(
-            {height() - firstInspectorHeight, std::min(firstInspectorHeight, std::max(160, height() * 27 / 100))});
+    if (!down_->restoreState(settings.value(downKey).toByteArray())) {
+        const int panes = height() - barsHeight;
+        const int inspector = std::min(firstInspectorHeight, std::max(164, panes * 31 / 100));
+        down_->setSizes({panes - inspector, inspector});
+    }
     model_.setShowsEditor(settings.value(editorKey, true).toBool());
     setShowsInspector(settings.value(inspectorKey, true).toBool());
     wrapLines_->setChecked(settings.value(wrapKey, false).toBool());
