@@ -26,8 +26,8 @@ bool isTrue(const char* variable) {
 
 constexpr std::uint32_t warmSize = 8;
 
-// The CPU driver draws on the same cores that compile here. The threads that the second device starts inherit this: a
-// quarter of a core's share while the live picture wants all of them, which takes a few tenths of a second.
+// The CPU driver draws on the same cores that compile here. The threads that the second device starts inherit this, so
+// that the live picture keeps most of them; on a busy machine the new picture comes later for it.
 void yieldToTheLivePicture() {
     constexpr int niceness = 5;
     setpriority(PRIO_PROCESS, id_t(gettid()), getpriority(PRIO_PROCESS, 0) + niceness);
