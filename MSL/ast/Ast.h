@@ -497,6 +497,9 @@ struct StructDecl : Decl {
     std::span<VarDecl*> fields;    // in layout order
     std::uint64_t size = 0;
     std::uint32_t alignment = 1;
+    std::uint32_t nesting = 1;         // structs and arrays inside each other; bounded, so that passes may recurse on types
+    std::uint64_t scalarCount = 0;     // scalars, vectors and matrices that it holds in all
+    bool hasDefaultInitializers = false; // of a member, or of a member's members
     TypeRef type = nullptr;
     StructDecl* definition = nullptr;
     std::span<TemplateParameterDecl*> templateParameters;

@@ -35,6 +35,8 @@ std::string_view accessName(TextureAccess access) {
     return "sample";
 }
 
+constexpr std::size_t longestName = 400;
+
 void append(std::string& out, TypeRef type, unsigned depth);
 
 // Only structs, classes, unions and enums print their arguments and their scopes.
@@ -66,7 +68,7 @@ void appendArguments(std::string& out, std::span<TemplateArgument> arguments, un
 }
 
 void append(std::string& out, TypeRef type, unsigned depth) {
-    if (!type || depth > 16) {
+    if (!type || depth > 16 || out.size() > longestName) {
         out += "...";
         return;
     }

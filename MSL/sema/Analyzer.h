@@ -104,7 +104,6 @@ class Analyzer {
     void functionSignature(FunctionDecl* function);
     void functionBody(FunctionDecl* function);
     void memberInitializers(FunctionDecl* function);
-    bool hasDefaultInitializers(const StructDecl* decl) const;
     void resolveBodyNow(FunctionDecl* function);
     void typeAlias(TypeAliasDecl* alias);
     void enumeration(EnumDecl* decl);
@@ -330,6 +329,9 @@ class Analyzer {
     static constexpr unsigned maxInstantiationDepth = 64;
     static constexpr unsigned maxInstances = 4096;
     static constexpr std::uint64_t maxObjectSize = std::uint64_t{1} << 30;
+    static constexpr std::uint64_t maxLocalSize = 65536; // of a variable in thread space
+    static constexpr unsigned maxTypeNesting = 64;
+    static constexpr unsigned maxDimensions = 16;
 
     // The function whose body is being resolved.
     struct FunctionContext {

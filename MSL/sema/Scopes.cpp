@@ -8,12 +8,22 @@ void Scopes::close() {
         ScopeEntry* entry = entries_.back();
         entry->name->scope = entry->hidden;
         entries_.pop_back();
+        free_.push_back(entry);
     }
     starts_.pop_back();
 }
 
+ScopeEntry* Scopes::make() {
+    if (free_.empty())
+        return arena_.make<ScopeEntry>();
+    ScopeEntry* entry = free_.back();
+    free_.pop_back();
+    return entry;
+}
+
 void Scopes::add(const Identifier* name, Decl* decl) {
-    ScopeEntry* entry = arena_.make<ScopeEntry>(ScopeEntry{decl, name, name->scope, depth()});
+    ScopeEntry* entry = make();
+    *entry = ScopeEntry{decl, name, name->scope, depth()};
     name->scope = entry;
     entries_.push_back(entry);
 }

@@ -100,6 +100,8 @@ bool Analyzer::declare(Decl* decl) {
         return false;
     };
     for (ScopeEntry* entry = scopes_.findInInnermost(name); entry && entry->depth == scopes_.depth(); entry = entry->hidden) {
+        if (!limit_.step())
+            return false;
         Decl* previous = entry->decl;
         if (previous == decl)
             return true;
@@ -169,7 +171,7 @@ void Analyzer::enterContext(Decl* context) {
     if (context->kind == DeclKind::namespace_) {
         scopes_.open();
         for (Decl* member : namespaceOf(static_cast<NamespaceDecl*>(context))->members)
-            if (member->name)
+            if (member->name && limit_.step())
                 scopes_.add(member->name, member);
     } else if (context->kind == DeclKind::struct_) {
         enterStructure(static_cast<StructDecl*>(context));
@@ -193,7 +195,7 @@ void Analyzer::namespaceBlock(NamespaceDecl* block) {
     scopes_.open();
     const std::vector<Decl*> earlier = info->members;
     for (Decl* member : earlier)
-        if (member->name)
+        if (member->name && limit_.step())
             scopes_.add(member->name, member);
     for (Decl* member : block->members) {
         if (diagnostics_.isFull() || !limit_.step())
@@ -244,9 +246,16 @@ void Analyzer::usingDirective(UsingNamespaceDecl* decl) {
         error(target.location, "expected namespace name");
         return;
     }
-    for (Decl* member : namespaceOf(static_cast<NamespaceDecl*>(meaning.decl))->members)
-        if (member->name)
+    for (Decl* member : namespaceOf(static_cast<NamespaceDecl*>(meaning.decl))->members) {
+        if (!member->name || !limit_.step())
+            continue;
+        bool isThere = false;
+        for (ScopeEntry* entry = scopes_.findInInnermost(member->name);
+             entry && entry->depth == scopes_.depth() && !isThere && limit_.step(); entry = entry->hidden)
+            isThere = entry->decl == member;
+        if (!isThere)
             scopes_.add(member->name, member);
+    }
 }
 
 void Analyzer::usingDeclaration(UsingDecl* decl) {

@@ -201,18 +201,13 @@ std::uint64_t Analyzer::countArrayElements(TypeRef element, InitList* list) {
     // How many elements "T x[] = {...}" has. With the braces of aggregate elements left out, count what they swallow.
     std::uint64_t highest = 0;
     std::uint64_t position = 0;
-    const auto leaves = [](auto&& self, TypeRef type) -> std::uint64_t {
-        if (type->is(TypeKind::array))
-            return type->count * self(self, type->element);
-        if (type->is(TypeKind::struct_)) {
-            std::uint64_t total = 0;
-            for (const VarDecl* member : type->structDecl->fields)
-                total += member->type ? self(self, member->type) : 1;
-            return total;
-        }
-        return 1;
+    const auto leaves = [](TypeRef type) {
+        std::uint64_t count = 1;
+        for (; type->is(TypeKind::array); type = type->element)
+            count *= type->count;
+        return type->is(TypeKind::struct_) ? count * type->structDecl->scalarCount : count;
     };
-    const std::uint64_t perElement = isAggregate(element) ? std::max<std::uint64_t>(leaves(leaves, element), 1) : 1;
+    const std::uint64_t perElement = isAggregate(element) ? std::max<std::uint64_t>(leaves(element), 1) : 1;
     std::uint64_t loose = 0;
     for (Initializer& item : list->initializers) {
         if (item.indexDesignator) {

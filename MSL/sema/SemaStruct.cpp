@@ -171,7 +171,7 @@ void Analyzer::field(StructDecl* owner, VarDecl* var, std::vector<VarDecl*>& fie
     checkAttributes(var);
     if (var->name)
         for (const VarDecl* earlier : fields)
-            if (earlier->name == var->name) {
+            if (limit_.step() && earlier->name == var->name) {
                 error(var->location, "duplicate member '" + std::string(var->name->text) + "'");
                 note(earlier->location, "previous declaration is here");
                 var->isInvalid = true;
@@ -230,7 +230,7 @@ void Analyzer::completeStructure(StructDecl* decl) {
             if (!function->isConstructor)
                 scopes_.add(function->name, function);
             for (const Decl* other : decl->members) {
-                if (other == member)
+                if (other == member || !limit_.step())
                     break;
                 if (other->kind == DeclKind::function && other->name == member->name &&
                     sameSignature(static_cast<const FunctionDecl*>(other), function)) {
@@ -279,6 +279,30 @@ void Analyzer::layOut(StructDecl* decl) {
     std::uint64_t size = 0;
     std::uint32_t alignment = 1;
     for (VarDecl* member : decl->fields) {
+        // Each level of arrays and structs counts; an array's elements multiply what they hold.
+        TypeRef inner = member->type;
+        std::uint64_t count = 1;
+        std::uint32_t nesting = 1;
+        while (inner->is(TypeKind::array)) {
+            count *= inner->count;
+            ++nesting;
+            inner = inner->element;
+        }
+        if (inner->is(TypeKind::struct_)) {
+            count *= inner->structDecl->scalarCount;
+            nesting += inner->structDecl->nesting;
+            decl->hasDefaultInitializers = decl->hasDefaultInitializers || inner->structDecl->hasDefaultInitializers;
+        }
+        decl->scalarCount += count;
+        decl->hasDefaultInitializers = decl->hasDefaultInitializers || member->initializer;
+        if (nesting > decl->nesting)
+            decl->nesting = nesting;
+        if (nesting > maxTypeNesting && !decl->isInvalid) {
+            error(member->location, "types are nested too deeply (more than " + std::to_string(maxTypeNesting) + " levels)");
+            decl->isInvalid = true;
+            decl->nesting = 1; // say it once
+            member->type = types_.error();
+        }
         Layout layout = layoutOf(member->type);
         if (member->type->is(TypeKind::reference))
             layout = {8, 8};
@@ -311,7 +335,7 @@ void Analyzer::enterStructure(StructDecl* decl) {
             for (EnumeratorDecl* enumerator : static_cast<EnumDecl*>(member)->enumerators)
                 if (enumerator->name)
                     scopes_.add(enumerator->name, enumerator);
-        if (!member->name)
+        if (!member->name || !limit_.step())
             continue;
         if (member->kind == DeclKind::function && static_cast<FunctionDecl*>(member)->isConstructor)
             continue;

@@ -77,6 +77,8 @@ TypeRef Analyzer::typeOfDecl(Decl* decl, Name& name) {
                                      "' requires template arguments");
             return types_.error();
         }
+        if (name.hasTemplateArguments && structDecl->instanceOf) // inside an instance its name is the template's too
+            return instantiateStructure(structDecl->instanceOf, name);
         return structDecl->type ? structDecl->type : types_.error();
     }
     case DeclKind::enum_: {
@@ -313,6 +315,7 @@ DeclaredType Analyzer::resolveType(TypeSyntax* syntax, bool isParameter) {
     }
     declared.isConst = syntax->isConst;
     const std::size_t count = syntax->modifiers.size();
+    unsigned dimensions = 0;
     for (std::size_t i = 0; i < count; ++i) {
         TypeModifier& modifier = syntax->modifiers[i];
         if (type->isError())
@@ -347,6 +350,11 @@ DeclaredType Analyzer::resolveType(TypeSyntax* syntax, bool isParameter) {
             declared.isConst = modifier.isConst;
             break;
         case TypeModifier::Kind::array: {
+            if (++dimensions > maxDimensions) {
+                error(modifier.location, "an array can have at most " + std::to_string(maxDimensions) + " dimensions");
+                type = types_.error();
+                break;
+            }
             if (isParameter && i + 1 == count) { // decays
                 if (modifier.arraySize)
                     integerConstant(modifier.arraySize, "array size");

@@ -173,13 +173,20 @@ void Analyzer::initializeVariable(VarDecl* var) {
         var->type = types_.error();
         return;
     }
+    if (var->space == AddressSpace::thread && var->varKind == VarKind::local && !var->isConstexpr && !var->isStatic &&
+        layoutOf(type).size > maxLocalSize && !type->is(TypeKind::reference)) {
+        error(var->location, "variable '" + name + "' is too large for the thread address space (" +
+                                 std::to_string(layoutOf(type).size) + " bytes; at most " + std::to_string(maxLocalSize) +
+                                 " fit)");
+        var->isInvalid = true;
+    }
     if (!var->initializer) {
         if (type->is(TypeKind::reference)) {
             error(var->location, "declaration of reference variable '" + name + "' requires an initializer");
             var->isInvalid = true;
         } else if (type->is(TypeKind::struct_) && !isAggregate(type)) {
             var->initializer = callConstructor(type, {}, false, nullptr, var->location);
-        } else if (type->is(TypeKind::struct_) && hasDefaultInitializers(type->structDecl)) {
+        } else if (type->is(TypeKind::struct_) && type->structDecl->hasDefaultInitializers) {
             var->initializer = zeroValue(type, var->location);
         } else if (var->varKind == VarKind::global && !var->isInvalid) {
             bool isSpecialized = false;
@@ -215,16 +222,6 @@ void Analyzer::initializeVariable(VarDecl* var) {
             var->constantValue = value.integer;
         }
     }
-}
-
-bool Analyzer::hasDefaultInitializers(const StructDecl* decl) const {
-    for (const VarDecl* member : decl->fields) {
-        if (member->initializer)
-            return true;
-        if (member->type && member->type->is(TypeKind::struct_) && hasDefaultInitializers(member->type->structDecl))
-            return true;
-    }
-    return false;
 }
 
 } // namespace msl

@@ -437,6 +437,40 @@ TEST(Layout, IsMetals) {
     }
 }
 
+// ---- limits: what a text can ask for, and what it is told
+
+TEST(Limits, EndInOneMessage) {
+    const auto repeat = [](unsigned from, unsigned to, auto&& line) {
+        std::string text;
+        for (unsigned i = from; i < to; ++i)
+            text += line(std::to_string(i), std::to_string(i - 1));
+        return text;
+    };
+    const auto nested = [](const std::string& i, const std::string& before) { return "struct S" + i + " { S" + before + " a; };\n"; };
+    const auto doubled = [](const std::string& i, const std::string& before) { return "struct S" + i + " { S" + before + " a, b; };\n"; };
+    struct Case {
+        std::string text;
+        std::string_view message;
+    };
+    const Case cases[] = {
+        {"struct S0 { float a; };\n" + repeat(1, 200, nested), "types are nested too deeply (more than 64 levels)"},
+        {"struct S0 { float a; };\n" + repeat(1, 25, doubled) + "void f() { S20 x[] = {1, 2}; }\n",
+         "variable 'x' is too large for the thread address space (4194304 bytes; at most 65536 fit)"},
+        {"struct S0 { float a; };\n" + repeat(1, 40, doubled), "struct 'S29' is too large"},
+        {"constant float a[2147483647] = {};\n", "array is too large (2147483647 elements)"},
+        {"constant float a[2000000] = {[1999999] = 1};\n",
+         "an array initializer that skips so many elements is not supported here"},
+        {"template <int N> struct R { R<N + 1> r; };\nconstant R<0> x = {};\n",
+         "recursive template instantiation exceeded maximum depth of 64"},
+        {"constexpr int fib(int n) { return n < 2 ? n : fib(n - 1) + fib(n - 2); }\nconstant int x[fib(60)] = {};\n",
+         "array size is not an integral constant expression"},
+    };
+    for (const Case& c : cases) {
+        const std::string text = Analyzed(c.text).errors();
+        EXPECT_NE(text.substr(0, text.find('\n')).find("error: " + std::string(c.message)), std::string::npos) << text;
+    }
+}
+
 // ---- the whole language in one text
 
 std::string readData(const std::string& name) {
