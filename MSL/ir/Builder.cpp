@@ -290,7 +290,8 @@ Value* Builder::shuffle(Value* first, Value* second, std::span<const std::uint32
     const std::uint32_t width = first->type->columns;
     if (components.size() == 1) {
         const std::uint32_t index = components[0];
-        return index < width ? extract(first, index) : extract(second, index - width);
+        return index < width || second == nullptr ? extract(first, std::min(index, width - 1))
+                                                  : extract(second, index - width);
     }
     const TypeRef type = module.types.vector(first->type->scalar, static_cast<unsigned>(components.size()));
     bool isIdentity = type == first->type;
@@ -301,8 +302,8 @@ Value* Builder::shuffle(Value* first, Value* second, std::span<const std::uint32
     if (first->isConstant() && (second == nullptr || second->isConstant())) {
         Value* parts[4] = {};
         for (std::size_t i = 0; i < components.size(); ++i)
-            parts[i] = components[i] < width ? module.constantPart(first, components[i])
-                                             : module.constantPart(second, components[i] - width);
+            parts[i] = components[i] < width || second == nullptr ? module.constantPart(first, components[i])
+                                                                  : module.constantPart(second, components[i] - width);
         return module.constantComposite(type, {parts, components.size()});
     }
     Value* operands[2] = {first, second};

@@ -1,13 +1,19 @@
 #include "MSL/lower/Lower.h"
 #include "MSL/lower/Lowering.h"
 
+#include <algorithm>
+#include <string>
+
 namespace msl {
 
 namespace {
 // A call runs on the stack of its caller here, so that depth is bounded over the whole chain of calls; and calls are
 // specialised, so that a small text may ask for a large module.
 constexpr unsigned maxNesting = 1200;
-constexpr std::uint32_t maxValues = 2'000'000;
+constexpr std::uint32_t maxValues = 250'000;
+// What the variables of one thread may take: a driver keeps them on a stack, many threads side by side.
+constexpr std::uint64_t maxVariableBytes = 64 * 1024;
+constexpr std::uint64_t maxLocalBytes = 512 * 1024;
 } // namespace
 
 void lower(const TranslationUnit& unit, ir::Module& module, Diagnostics& diagnostics, WorkLimit& limit) {
@@ -95,6 +101,15 @@ std::string_view Lowering::nameOf(const Decl* decl) {
 }
 
 ir::Variable* Lowering::newLocal(TypeRef type, std::string_view name) {
+    const std::uint64_t size = layoutOf(type).size;
+    localBytes_ += std::min(size, maxLocalBytes);
+    if ((size > maxVariableBytes || localBytes_ > maxLocalBytes) && !isTooDeep_) {
+        diagnostics_.error(builder_.location, size > maxVariableBytes
+                                                  ? "a variable of " + std::to_string(size) +
+                                                        " bytes is too large: a thread's variable can take 65536"
+                                                  : std::string("the program's variables take too much memory"));
+        isTooDeep_ = true;
+    }
     ir::Variable* variable = module_.newVariable(ir::Variable::Kind::local, type, name);
     context_->function->locals->push_back(variable);
     return variable;

@@ -1,6 +1,8 @@
 // Program-scope variables: constants, which become values or tables, constexpr samplers, and threadgroup memory.
 #include "MSL/lower/Lowering.h"
 
+#include <algorithm>
+
 namespace msl {
 
 using ir::Value;
@@ -63,8 +65,14 @@ Access Lowering::globalAccess(VarDecl* variable, SourceLocation at) {
 
 ir::Variable* Lowering::threadgroupVariable(VarDecl* variable) {
     ir::Variable*& made = threadgroups_[variable];
-    if (made == nullptr)
-        made = module_.newVariable(ir::Variable::Kind::threadgroup, variable->type, nameOf(variable));
+    if (made != nullptr)
+        return made;
+    made = module_.newVariable(ir::Variable::Kind::threadgroup, variable->type, nameOf(variable));
+    constexpr std::uint64_t most = 32768;
+    const std::uint64_t size = layoutOf(variable->type).size;
+    if (threadgroupBytes_ <= most && (size > most || threadgroupBytes_ + size > most))
+        diagnostics_.error(variable->location, "the threadgroup variables take more than 32768 bytes");
+    threadgroupBytes_ += std::min(size, most + 1);
     return made;
 }
 

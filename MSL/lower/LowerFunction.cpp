@@ -353,8 +353,11 @@ Operand Lowering::callFunction(const Call& call) {
         object = call.objectIsPointer ? dereference(rvalue(call.object), call.object->type->element, call.location)
                                       : lvalue(call.object);
         scan(function);
-        if (object.kind == Access::Kind::value && !function->isConstMember && object.held.kind == Operand::Kind::value)
-            object = inMemory(object, call.location);
+        if (object.kind == Access::Kind::value && !function->isConstMember && object.held.kind == Operand::Kind::value) {
+            ir::Variable* temporary = newLocal(object.held.value->type, "object");
+            builder_.store(builder_.place(temporary), object.held.value);
+            object = placeAccess(builder_.place(temporary), object.type);
+        }
     }
     const std::vector<Access> arguments = bindArguments(function, call.arguments);
     builder_.location = call.location;

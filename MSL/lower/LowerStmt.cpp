@@ -136,7 +136,10 @@ void Lowering::declare(VarDecl* variable) {
     ir::Variable* local = newLocal(valueType(type), nameOf(variable));
     facts.access = placeAccess(builder_.place(local), type);
     facts.isBound = true;
-    builder_.store(builder_.place(local), first.value);
+    if (type->is(TypeKind::array) && variable->initializer == nullptr && first.value->isConstant())
+        local->initializer = first.value; // cleared once, not in every pass of a loop around it
+    else
+        builder_.store(builder_.place(local), first.value);
 }
 
 void Lowering::ifStatement(const IfStmt& stmt) {

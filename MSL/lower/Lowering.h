@@ -240,7 +240,7 @@ class Lowering {
     ir::Builder builder_;
     Context* context_ = nullptr;
     unsigned depth_ = 0;
-    bool isTooDeep_ = false;    // said once
+    bool isTooDeep_ = false;    // or too large; said once, and then nothing more is lowered
     bool isDeclaring_ = false;  // a slot is given its first value, at its declaration
     std::vector<VariableFacts*> variables_; // by VarDecl::loweringId
     std::vector<FunctionFacts*> functions_; // by FunctionDecl::loweringId
@@ -256,6 +256,8 @@ class Lowering {
     std::uint32_t constexprSamplerCount_ = 0;
     std::unordered_map<std::string_view, std::uint32_t> locations_;
     std::uint32_t nextLocation_ = 0;
+    std::uint64_t localBytes_ = 0;
+    std::uint64_t threadgroupBytes_ = 0;
 };
 
 } // namespace msl

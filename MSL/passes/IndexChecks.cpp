@@ -54,6 +54,7 @@ class Checker {
             counters_.clear();
             lengths_.clear();
             loads_.clear();
+            ranges_.clear();
             for (const Variable* local : *function->locals)
                 if (local->initializer != nullptr && isNarrowInteger(local->type)) {
                     const std::int64_t start = ir::Module::intValue(local->initializer);
@@ -245,15 +246,25 @@ class Checker {
 
     // ------------------------------------------------------------------------------------------------------- ranges
 
-    Range rangeOf(const Value* value, unsigned depth = 0) const {
+    // Remembered, since a value may be the operand of many: without that the work doubles with every level.
+    Range rangeOf(const Value* value, unsigned depth = 0) {
         const Range full = fullRange(value->type);
         if (value->isConstant()) {
             const std::int64_t number = ir::Module::intValue(value);
             return {number, number};
         }
-        const Instruction* made = value->definition;
-        if (made == nullptr || depth > 12 || !isNarrowInteger(value->type))
+        if (value->definition == nullptr || depth > 12 || !isNarrowInteger(value->type))
             return full;
+        const auto known = ranges_.find(value);
+        if (known != ranges_.end())
+            return known->second;
+        const Range range = resultRange(*value->definition, full, depth);
+        ranges_[value] = range;
+        return range;
+    }
+
+    Range resultRange(const Instruction& instruction, Range full, unsigned depth) {
+        const Instruction* made = &instruction;
         const auto operand = [&](std::size_t i) {
             const Value* of = made->operands[i];
             return isNarrowInteger(of->type) ? rangeOf(of, depth + 1) : full;
@@ -261,7 +272,7 @@ class Checker {
         const auto within = [&](Range range) { return contains(full, range) ? range : full; };
         switch (made->op) {
         case Op::load: {
-            const auto known = loads_.find(value);
+            const auto known = loads_.find(made->result);
             return known != loads_.end() ? known->second : full;
         }
         case Op::add:
@@ -331,7 +342,7 @@ class Checker {
         }
     }
 
-    Range builtinRange(const Instruction& made, Range full, unsigned depth) const {
+    Range builtinRange(const Instruction& made, Range full, unsigned depth) {
         Range ranges[3] = {full, full, full};
         for (std::size_t i = 0; i < made.operands.size() && i < 3; ++i) {
             const TypeRef type = made.operands[i]->type;
@@ -501,6 +512,7 @@ class Checker {
     std::unordered_map<const Variable*, Value*> lengths_;
     std::vector<Guard> guards_;                             // of the loops around the current instruction
     std::unordered_map<const Value*, Range> loads_;         // what was read from a guarded counter
+    std::unordered_map<const Value*, Range> ranges_;
 };
 
 } // namespace

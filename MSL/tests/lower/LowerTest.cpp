@@ -57,6 +57,8 @@ TEST(Lower, KeepsTheInvariants) {
         {"pointers", "void swap(thread float* a, thread float* b) { float t = *a; *a = *b; *b = t; } float sum(const device float* p, int n) { float s = 0; while (n-- > 0) s += *p++; return s; }", "float a = 1, b = 2; swap(&a, &b); float v[3] = {1, 2, 3}; swap(v, v + 2); swap(&v[i], &a); x = sum(out, 3) + sum(out + i, 2) + sum(&out[1], i); device float* q = out; q += 2; *q = 1; q[1] = 2; --q; x += *q;"},
         {"structs in buffers", "struct B { float3 c; float past[4]; packed_float3 s; bool on; }; float f(const device B& b, int i) { return b.past[i] + b.s.x; }", "device B* b = (device B*)nullptr; x = 1;"},
         {"members", "struct R { float3 o, d; R(float3 a, float3 b) : o(a), d(b) { o += 1.0; } float3 at(float t) const { return o + t * d; } void move(float t) { o = at(t); } thread R& me() { return *this; } };", "R r(float3(x), float3(1)); r.move(2); r.me().o.x = 3; R s = r; s.me().move(1); x = r.at(x).y + R(r.o, s.d).at(1).x;"},
+        {"temporary objects", "struct C { float n; float up() { n += 1.0; return n; } float get() const { return n; } };", "x = C{x}.up() + C{1.0}.up() + C{2.0}.get();"},
+        {"arrays without a value", "", "for (int r = 0; r < 3; r++) { float a[8]; a[i] = x; x += a[r]; } float b[2][2]; b[i][i] = 1; x += b[1][0];"},
         {"default members", "struct L { float power = 1.0; float3 c = float3(2); };", "L a; L b{}; L c = { 3.0 }; x = a.power + b.c.x + c.c.y;"},
         {"operators", "struct C { float2 v; }; C operator*(C a, C b) { return C{a.v * b.v}; } thread C& operator+=(thread C& a, C b) { a.v += b.v; return a; }", "C c = C{float2(x)} * C{float2(2)}; c += c; (c += c).v.x = 2; x = c.v.x;"},
         {"templates", "template <typename T> T sq(T v) { return v * v; } template <int N> float rep(float v) { for (int i = 0; i < N; i++) v *= 2.0; return v; } template <typename T> struct P { T a, b; T sum() const { return a + b; } };", "P<float2> p = { float2(x), float2(1) }; x = sq(x) + sq(float2(2)).y + rep<3>(x) + p.sum().x;"},
@@ -227,6 +229,8 @@ TEST(Lower, RefusesWhatTheIrCannotSay) {
         {"union U { float f; float a[2]; };", "U u; u.f = x; x = u.a[1];", "a union with members other than scalars and vectors"},
         {"union U { float f; uint u; }; struct S { U u; };", "S s; s.u.f = x; x = float(s.u.u);", "or inside of a struct or an array"},
         {"union U { float f; uint u; }; void f(thread float& a) {}", "U u; f(u.f);", "a reference to a member of a union"},
+        {"", "float a[20000]; a[i] = x; x = a[i + 1];", "a variable of 80000 bytes is too large: a thread's variable can take 65536"},
+        {"", "threadgroup float t[9000]; t[i] = x; x = t[i + 1];", "the threadgroup variables take more than 32768 bytes"},
         {"", "device int* p = (device int*)out; x = float(p[0]);", "reading memory through a pointer to another type is not supported here"},
     };
     for (const auto& one : cases) {
