@@ -2,9 +2,18 @@
 #include "MSL/parse/ParserImpl.h"
 #include "MSL/parse/TypeTokens.h"
 
+#include <utility>
+
 namespace msl {
 
+namespace {
+
+constexpr std::size_t modifierLimit = 16; // pointers, or dimensions, of one declarator
+
+} // namespace
+
 void Parser::parsePointers(Modifiers& modifiers, TypeSyntax& base) {
+    bool isTooDeep = false;
     while (isPointerOperator(kind()) || (isTypeQualifier(kind()) && kind() != TokenKind::kwConst)) {
         if (!isPointerOperator(kind())) { // "float device *p": the pointee's space behind its name
             if (SpaceSyntax space = spaceOf(kind()); space != SpaceSyntax::none && modifiers.isEmpty())
@@ -24,17 +33,17 @@ void Parser::parsePointers(Modifiers& modifiers, TypeSyntax& base) {
                 modifier.isConst |= at(TokenKind::kwConst);
             advance();
         }
-        if (modifiers.size() >= 16) {
+        if (modifiers.size() < modifierLimit)
+            modifiers.add(modifier);
+        else if (!std::exchange(isTooDeep, true))
             error(modifier.location, "type is nested too deeply");
-            continue;
-        }
-        modifiers.add(modifier);
     }
 }
 
 // "[2][3]": the first is the outermost.
 void Parser::parseArraySuffixes(Modifiers& modifiers) {
     SmallList<TypeModifier, 4> arrays;
+    bool isTooDeep = false;
     while (at(TokenKind::leftBracket) && !peek(1).is(TokenKind::leftBracket)) {
         TypeModifier modifier;
         modifier.kind = TypeModifier::Kind::array;
@@ -45,9 +54,9 @@ void Parser::parseArraySuffixes(Modifiers& modifiers) {
             modifier.arraySize = parseConstant();
         noGreater_ = outer;
         expectClosing(TokenKind::rightBracket, modifier.location);
-        if (arrays.size() < 16)
+        if (arrays.size() < modifierLimit)
             arrays.add(modifier);
-        else
+        else if (!std::exchange(isTooDeep, true))
             error(modifier.location, "type is nested too deeply");
     }
     for (std::size_t i = arrays.size(); i > 0; --i)

@@ -111,6 +111,7 @@ TEST(SyntaxErrors, InDeclarationsAreSaidOnce) {
         {"float S::f() { return 1; }",
          "1:7: error: a definition outside of its struct or namespace is not supported here\n"},
         {"float (*f)(float);", "1:7: error: a pointer to a function is not supported here\n"},
+        {"float x[1][1][1][1][1][1][1][1][1][1][1][1][1][1][1][1][1][1];", "1:56: error: type is nested too deeply\n"},
         {"/* open\nfloat f();", "1:1: error: unterminated /* comment\n"},
     };
     for (const Row& row : rows) {
