@@ -229,7 +229,9 @@ TEST(Lower, RefusesWhatTheIrCannotSay) {
         {"union U { float f; float a[2]; };", "U u; u.f = x; x = u.a[1];", "a union with members other than scalars and vectors"},
         {"union U { float f; uint u; }; struct S { U u; };", "S s; s.u.f = x; x = float(s.u.u);", "or inside of a struct or an array"},
         {"union U { float f; uint u; }; void f(thread float& a) {}", "U u; f(u.f);", "a reference to a member of a union"},
-        {"", "float a[20000]; a[i] = x; x = a[i + 1];", "a variable of 80000 bytes is too large: a thread's variable can take 65536"},
+        {"template <int N> float f(float x, int i) { float a[16000]; a[i] = x; return a[i + N]; }",
+         "x = f<0>(x, i) + f<1>(x, i) + f<2>(x, i) + f<3>(x, i) + f<4>(x, i) + f<5>(x, i) + f<6>(x, i) + f<7>(x, i) + f<8>(x, i);",
+         "the program's variables take too much memory"},
         {"", "threadgroup float t[9000]; t[i] = x; x = t[i + 1];", "the threadgroup variables take more than 32768 bytes"},
         {"", "device int* p = (device int*)out; x = float(p[0]);", "reading memory through a pointer to another type is not supported here"},
     };
