@@ -12,6 +12,7 @@ namespace {
 constexpr std::size_t messageLimit = 600;  // bytes of one message
 constexpr std::size_t windowLimit = 200;   // bytes of a source line that are shown
 constexpr unsigned warningLimit = 100;
+constexpr unsigned notesPerMessage = 12;
 constexpr std::string_view replacement = "\xEF\xBF\xBD";
 
 bool isContinuation(char c) { return (static_cast<unsigned char>(c) & 0xC0) == 0x80; }
@@ -52,9 +53,10 @@ void Diagnostics::internalError(SourceLocation at, std::string_view what) {
 
 void Diagnostics::add(Severity severity, SourceLocation at, std::string message) {
     if (severity == Severity::note) {
-        if (droppingNotes_)
+        if (droppingNotes_ || ++noteCount_ > notesPerMessage)
             return;
     } else {
+        noteCount_ = 0;
         unsigned& count = severity == Severity::error ? errorCount_ : warningCount_;
         unsigned limit = severity == Severity::error ? errorLimit : warningLimit;
         bool isRepeat = std::ranges::any_of(records_, [&](const Record& record) {

@@ -41,6 +41,11 @@ std::uint32_t SourceManager::physicalLine(std::uint32_t offset) const {
     return static_cast<std::uint32_t>(after - lineStarts_.begin()) - 1;
 }
 
+std::uint32_t SourceManager::lineBegin(std::uint32_t offset) const {
+    std::uint32_t line = physicalLine(offset); // makes lineStarts_
+    return lineStarts_[line];
+}
+
 const SourceManager::LineDirective* SourceManager::directiveFor(std::uint32_t offset) const {
     auto after = std::ranges::upper_bound(directives_, offset, {}, &LineDirective::offset);
     return after == directives_.begin() ? nullptr : &*std::prev(after);

@@ -29,6 +29,9 @@ class SourceManager {
     // foreign bytes, these, and what comes after them. Nothing that one region leaves open swallows the next.
     std::uint32_t regionEnd(std::uint32_t offset) const;
 
+    // The offset of the first byte of the line.
+    std::uint32_t lineBegin(std::uint32_t offset) const;
+
     // A number that differs between places whose #line directives name different files.
     std::uint32_t fileIndex(std::uint32_t offset) const;
 
