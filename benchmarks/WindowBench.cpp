@@ -27,6 +27,7 @@
 #include <vector>
 
 #include <QApplication>
+#include <QEventLoop>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
@@ -71,6 +72,25 @@ std::string withTypedConstant(std::string source) {
     return source +
            "\nfloat4 shade(float2 uv, constant Uniforms& u, constant Params& p) {\n    float fresh = 0.00000;\n"
            "    return drawn(uv + fresh, u, p);\n}\n";
+}
+
+// Runs the event loop as the application does. (QTest's own waits sleep between turns, which would be counted as gaps.)
+void wait(int duration) {
+    QEventLoop loop;
+    QTimer::singleShot(duration, Qt::PreciseTimer, &loop, &QEventLoop::quit);
+    loop.exec();
+}
+
+bool waitUntil(const auto& isTrue, int longest) {
+    QEventLoop loop;
+    QTimer look;
+    look.setTimerType(Qt::PreciseTimer);
+    QObject::connect(&look, &QTimer::timeout, &loop, [&] {
+        if (isTrue()) loop.exit(1);
+    });
+    look.start(2);
+    QTimer::singleShot(longest, &loop, [&] { loop.exit(0); });
+    return loop.exec() == 1;
 }
 
 // Times of presented frames, from the presenter's thread.
@@ -153,7 +173,7 @@ Figures measure(const std::shared_ptr<gpu::Device>& device, const std::string& m
         std::fprintf(stderr, "%s\n", qPrintable(model.errorText().value_or(QString())));
         std::exit(2);
     }
-    if (!QTest::qWaitFor([&] { return frames.count() > 60; }, 4 * patience)) {
+    if (!waitUntil([&] { return frames.count() > 60; }, 4 * patience)) {
         std::fprintf(stderr, "The window shows no frames.\n");
         std::exit(2);
     }
@@ -164,7 +184,7 @@ Figures measure(const std::shared_ptr<gpu::Device>& device, const std::string& m
     std::vector<double> draws;
     const auto drawBare = [&] {
         window.hide();
-        QTest::qWait(100);
+        wait(100);
         bench::BareVulkan bare(device->name().c_str(), std::uint32_t(figures.size.width()),
                                std::uint32_t(figures.size.height()));
         bare.setShader(bench::compileGlsl(bench::GlslStage::vertex, bench::wholeVertex()),
@@ -184,7 +204,7 @@ Figures measure(const std::shared_ptr<gpu::Device>& device, const std::string& m
         window.show();
     };
     drawBare();
-    (void)QTest::qWaitFor([&, shown = frames.count()] { return frames.count() > shown + 30; }, patience);
+    (void)waitUntil([&, shown = frames.count()] { return frames.count() > shown + 30; }, patience);
     Heartbeat heartbeat;
     bool switched = false;
     QObject::connect(window.canvas(), &glasshob::Canvas::programSwitched, [&] { switched = true; });
@@ -193,20 +213,20 @@ Figures measure(const std::shared_ptr<gpu::Device>& device, const std::string& m
     std::vector<double> pictures;
     for (int round = 0; round < rounds; ++round) {
         for (int key = 0; key < keysPerRound; ++key) {
-            if (key > 0) QTest::qWait(keyInterval);
+            if (key > 0) wait(keyInterval);
             if (key + 1 == keysPerRound) heartbeat.watch();
             QTest::keyClick(window.editor(), Qt::Key(Qt::Key_1 + (round + key) % 9));
         }
         const auto lastKey = Clock::now();
         switched = false;
-        if (!QTest::qWaitFor([&] { return switched; }, patience)) {
+        if (!waitUntil([&] { return switched; }, patience)) {
             std::fprintf(stderr, "The edit gave no new picture: %s\n",
                          qPrintable(model.errorText().value_or(QString())));
             std::exit(2);
         }
         const std::size_t shown = frames.count();
         // Two frames may still be in flight with the old picture.
-        (void)QTest::qWaitFor([&] { return frames.count() > shown + 2; }, patience);
+        (void)waitUntil([&] { return frames.count() > shown + 2; }, patience);
         pictures.push_back(milliseconds(Clock::now() - lastKey));
         figures.longestGap = std::max(figures.longestGap, heartbeat.stop());
     }
