@@ -116,13 +116,14 @@ void CommandBuffer::waitUntilCompleted() {
 
 CommandBufferStatus CommandBuffer::status() const {
     if (!impl_->isCommitted) return CommandBufferStatus::notCommitted;
-    if (impl_->value == 0) return CommandBufferStatus::error;
+    if (impl_->value == 0 || impl_->device->failureOf(impl_->value)) return CommandBufferStatus::error;
     if (impl_->device->finishedValue() >= impl_->value) return CommandBufferStatus::completed;
     return impl_->device->lost ? CommandBufferStatus::error : CommandBufferStatus::committed;
 }
 
 Error CommandBuffer::error() const {
     if (impl_->failure) return *impl_->failure;
+    if (std::optional<Error> late = impl_->device->failureOf(impl_->value)) return *late;
     if (status() == CommandBufferStatus::error) return vulkan::makeError(VK_ERROR_DEVICE_LOST, "drawing");
     return {};
 }

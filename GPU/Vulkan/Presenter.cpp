@@ -340,7 +340,9 @@ void Presenter::Impl::present(std::unique_lock<std::mutex>& lock) {
     const auto due = lastShown + interval;
     if (drawn < due) std::this_thread::sleep_until(due);
     lastShown = std::max(drawn, due);
-    VkResult result = isDrawn ? VK_SUCCESS : VK_ERROR_DEVICE_LOST;
+    // Work that never reached the queue drew nothing: the image stays ours.
+    const bool isUndrawn = !isDrawn && core->failureOf(frame.value).has_value();
+    VkResult result = isDrawn || isUndrawn ? VK_SUCCESS : VK_ERROR_DEVICE_LOST;
     if (isDrawn && isCurrent) {
         const VkPresentInfoKHR info{.sType = VK_STRUCTURE_TYPE_PRESENT_INFO_KHR,
                                     .pNext = nullptr,
@@ -352,8 +354,11 @@ void Presenter::Impl::present(std::unique_lock<std::mutex>& lock) {
                                     .pResults = nullptr};
         const auto presentNow = [&] { return vkQueuePresentKHR(core->presentQueue, &info); };
         if (core->presentQueue == core->queue) {
-            const std::lock_guard queueLock(core->queueMutex);
-            result = vulkan::attempt("showing a frame", presentNow);
+            {
+                const std::lock_guard queueLock(core->queueMutex);
+                result = vulkan::attempt("showing a frame", presentNow);
+            }
+            core->flush(); // what was handed in while the present held the queue
         } else {
             result = vulkan::attempt("showing a frame", presentNow);
         }
@@ -362,7 +367,8 @@ void Presenter::Impl::present(std::unique_lock<std::mutex>& lock) {
     lock.lock();
     presenting = 0;
     noteResult(result);
-    if (result >= VK_SUCCESS && isCurrent) {
+    if (isUndrawn && isCurrent) ready.push_front(frame.imageIndex);
+    if (result >= VK_SUCCESS && isDrawn && isCurrent) {
         const PresentedFrame report{++presented, drawn, now};
         if (presentedHandler) {
             lock.unlock();

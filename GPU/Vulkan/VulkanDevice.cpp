@@ -185,19 +185,44 @@ Result<std::uint64_t> VulkanDevice::submit(std::unique_ptr<Recording> recording)
         giveBack(std::move(recording));
         return std::unexpected(ended.error());
     }
-    const VkCommandBufferSubmitInfo commandsInfo{.sType = VK_STRUCTURE_TYPE_COMMAND_BUFFER_SUBMIT_INFO,
-                                                 .pNext = nullptr,
-                                                 .commandBuffer = recording->commands,
-                                                 .deviceMask = 0};
     std::uint64_t value = 0;
-    Result<void> submitted;
     {
-        const std::lock_guard lock(queueMutex);
-        value = lastSubmitted + 1;
+        const std::lock_guard lock(waitingMutex);
+        value = ++lastReserved;
+        waiting.push_back({value, std::move(recording)});
+    }
+    flush();
+    if (std::optional<Error> failure = failureOf(value)) return std::unexpected(*failure);
+    return value;
+}
+
+void VulkanDevice::flush() {
+    while (queueMutex.try_lock()) {
+        submitWaiting();
+        queueMutex.unlock();
+        // Someone may have handed in between the last look and the unlocking, and found the queue held.
+        const std::lock_guard lock(waitingMutex);
+        if (waiting.empty()) return;
+    }
+}
+
+void VulkanDevice::submitWaiting() {
+    while (true) {
+        InFlight item{};
+        {
+            const std::lock_guard lock(waitingMutex);
+            if (waiting.empty()) return;
+            item = std::move(waiting.front());
+            waiting.pop_front();
+        }
+        const VkCommandBufferSubmitInfo commandsInfo{.sType = VK_STRUCTURE_TYPE_COMMAND_BUFFER_SUBMIT_INFO,
+                                                     .pNext = nullptr,
+                                                     .commandBuffer = item.recording->commands,
+                                                     .deviceMask = 0};
         const VkSemaphoreSubmitInfo signal{.sType = VK_STRUCTURE_TYPE_SEMAPHORE_SUBMIT_INFO,
                                            .pNext = nullptr,
                                            .semaphore = timeline,
-                                           .value = value,
+                                           .value = item.value,
                                            .stageMask = VK_PIPELINE_STAGE_2_ALL_COMMANDS_BIT,
                                            .deviceIndex = 0};
         const VkSubmitInfo2 info{.sType = VK_STRUCTURE_TYPE_SUBMIT_INFO_2,
@@ -209,19 +234,26 @@ Result<std::uint64_t> VulkanDevice::submit(std::unique_ptr<Recording> recording)
                                  .pCommandBufferInfos = &commandsInfo,
                                  .signalSemaphoreInfoCount = 1,
                                  .pSignalSemaphoreInfos = &signal};
-        submitted = call("handing work to the graphics device",
-                         [&] { return vkQueueSubmit2(queue, 1, &info, VK_NULL_HANDLE); });
+        const Result<void> submitted = call("handing work to the graphics device",
+                                            [&] { return vkQueueSubmit2(queue, 1, &info, VK_NULL_HANDLE); });
         if (submitted) {
-            lastSubmitted = value;
-            const std::lock_guard recordingsLock(recordingsMutex);
-            inFlight.push_back({value, std::move(recording)});
+            lastSubmitted = item.value;
+            const std::lock_guard lock(recordingsMutex);
+            inFlight.push_back(std::move(item));
+            continue;
         }
+        giveBack(std::move(item.recording));
+        const std::lock_guard lock(waitingMutex);
+        failures.emplace(item.value, submitted.error());
+        hasFailures = true;
     }
-    if (!submitted) {
-        giveBack(std::move(recording));
-        return std::unexpected(submitted.error());
-    }
-    return value;
+}
+
+std::optional<Error> VulkanDevice::failureOf(std::uint64_t value) {
+    if (!hasFailures) return std::nullopt;
+    const std::lock_guard lock(waitingMutex);
+    const auto failure = failures.find(value);
+    return failure != failures.end() ? std::optional(failure->second) : std::nullopt;
 }
 
 void VulkanDevice::reclaim() {
@@ -244,16 +276,22 @@ std::uint64_t VulkanDevice::finishedValue() {
     return value;
 }
 
-bool VulkanDevice::wait(std::uint64_t value, std::uint64_t timeoutNanoseconds) {
+bool VulkanDevice::wait(std::uint64_t value) {
     const VkSemaphoreWaitInfo info{.sType = VK_STRUCTURE_TYPE_SEMAPHORE_WAIT_INFO,
                                    .pNext = nullptr,
                                    .flags = 0,
                                    .semaphoreCount = 1,
                                    .pSemaphores = &timeline,
                                    .pValues = &value};
-    const VkResult result = vkWaitSemaphores(handle, &info, timeoutNanoseconds);
-    if (result == VK_ERROR_DEVICE_LOST) lost = true;
-    return result == VK_SUCCESS;
+    // In slices, since work may turn out never to reach the queue.
+    constexpr std::uint64_t slice = 50'000'000;
+    while (true) {
+        // Later work carries the timeline past a value whose own work failed.
+        if (failureOf(value)) return false;
+        const VkResult result = vkWaitSemaphores(handle, &info, slice);
+        if (result == VK_ERROR_DEVICE_LOST) lost = true;
+        if (result != VK_TIMEOUT) return result == VK_SUCCESS && !failureOf(value);
+    }
 }
 
 void VulkanDevice::whenFinished(std::uint64_t value, std::function<void()> handler) {
@@ -266,6 +304,7 @@ void VulkanDevice::drain() {
     std::uint64_t last = 0;
     {
         const std::lock_guard lock(queueMutex);
+        submitWaiting();
         last = lastSubmitted;
     }
     if (!wait(last)) {

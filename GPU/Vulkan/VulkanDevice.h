@@ -13,6 +13,7 @@
 #include <atomic>
 #include <deque>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -45,6 +46,7 @@ struct VulkanDevice : std::enable_shared_from_this<VulkanDevice> {
     VkPipelineCache pipelineCache = VK_NULL_HANDLE;
     VkSemaphore timeline = VK_NULL_HANDLE;
 
+    // Whoever holds this feeds the queue, also with what others hand in meanwhile: see flush(). Guards also:
     std::mutex queueMutex;           // the queue, and:
     std::uint64_t lastSubmitted = 0; // the timeline's value once everything submitted has finished
 
@@ -70,15 +72,22 @@ struct VulkanDevice : std::enable_shared_from_this<VulkanDevice> {
     // Recordings: taken empty and begun, given to the queue, and taken back once the GPU has finished with them.
     Result<std::unique_ptr<Recording>> takeRecording();
     void giveBack(std::unique_ptr<Recording> recording); // one that was never submitted
-    // Ends and submits. The value is what the timeline reaches when the work has finished. On failure the recording is
-    // taken back.
+    // Ends and hands in. The value is what the timeline reaches when the work has finished. Never waits for the queue:
+    // while another thread holds it (a present can take long), that thread submits when it is done, and a failure of
+    // that is told by failureOf(). On failure the recording is taken back.
     Result<std::uint64_t> submit(std::unique_ptr<Recording> recording);
+
+    // Submits what was handed in, unless another thread holds the queue and will. After letting go of queueMutex.
+    void flush();
+
+    // Why work that was handed in never reached the queue; nothing when it did or still will.
+    std::optional<Error> failureOf(std::uint64_t value);
     void reclaim();
 
     // The timeline's present value; what finished is visible to the CPU.
     std::uint64_t finishedValue();
-    // Blocks; false when the device was lost before the value was reached.
-    bool wait(std::uint64_t value, std::uint64_t timeoutNanoseconds = UINT64_MAX);
+    // Blocks; false when the device was lost before the value was reached, or its work never reached the queue.
+    bool wait(std::uint64_t value);
 
     // Calls the handler on the completion thread once the value is reached or the device is lost.
     void whenFinished(std::uint64_t value, std::function<void()> handler);
@@ -94,6 +103,13 @@ struct VulkanDevice : std::enable_shared_from_this<VulkanDevice> {
     std::mutex recordingsMutex; // guards the two lists
     std::deque<InFlight> inFlight;
     std::vector<std::unique_ptr<Recording>> idle;
+
+    std::mutex waitingMutex; // guards:
+    std::uint64_t lastReserved = 0;
+    std::deque<InFlight> waiting; // handed in and not yet submitted
+    std::map<std::uint64_t, Error> failures;
+    std::atomic<bool> hasFailures = false;
+    void submitWaiting(); // with queueMutex held
 
     std::mutex completionMutex; // guards the making of the thread
     std::unique_ptr<CompletionThread> completion;

@@ -1,6 +1,7 @@
 // What happens when the driver says no: every creation fails whole, with a sentence, and the next one works.
 #include "GPU/Buffer.h"
 #include "GPU/Testing.h"
+#include "GPU/Vulkan/VulkanDevice.h"
 #include "GPU/tests/GlslLibrary.h"
 
 #include <gmock/gmock.h>
@@ -10,6 +11,7 @@
 #include <functional>
 #include <map>
 #include <optional>
+#include <thread>
 
 namespace gpu {
 namespace {
@@ -195,6 +197,39 @@ TEST(Failures, ACommandBufferThatCannotBeSubmittedSaysSo) {
     commands->commit();
     commands->waitUntilCompleted();
     EXPECT_EQ(commands->status(), CommandBufferStatus::completed);
+}
+
+TEST(Failures, ACommitDoesNotWaitForAHeldQueueAndALateFailureIsTold) {
+    const auto device = Device::systemDefault();
+    ASSERT_TRUE(device);
+    vulkan::VulkanDevice& core = *(*device)->impl().core;
+    const auto queue = *(*device)->makeCommandQueue();
+    const auto texture = target(**device, 4, 4);
+    waitForAll(*queue);
+    const auto commit = [&] {
+        auto commands = queue->commandBuffer();
+        commands->makeRenderCommandEncoder(passOn(texture, LoadAction::clear));
+        commands->commit();
+        return commands;
+    };
+    core.queueMutex.lock(); // as a present does, in its thread
+    std::shared_ptr<CommandBuffer> first;
+    std::shared_ptr<CommandBuffer> second;
+    std::thread committer([&] {
+        first = commit();
+        second = commit();
+    });
+    committer.join();
+    EXPECT_EQ(first->status(), CommandBufferStatus::committed);
+    const InjectedFault fault("handing work");
+    core.queueMutex.unlock();
+    core.flush();
+    EXPECT_TRUE(fault.happened());
+    first->waitUntilCompleted();
+    second->waitUntilCompleted(); // carries the timeline past the first
+    EXPECT_EQ(first->status(), CommandBufferStatus::error);
+    EXPECT_EQ(first->error().kind, ErrorKind::outOfMemory);
+    EXPECT_EQ(second->status(), CommandBufferStatus::completed);
 }
 
 TEST(Failures, ALostDeviceAnswersAbsentAndANewOneTakesOver) {
