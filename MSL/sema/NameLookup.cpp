@@ -225,6 +225,10 @@ NameMeaning Analyzer::lookUp(Name& name, bool forCall, std::size_t argumentCount
     NameMeaning meaning = lookUpUnqualified(name.identifier);
     if (meaning.kind != NameMeaning::Kind::nothing)
         return meaning;
+    if (context_.function && context_.function->isInvalid) { // its head could not be read: a parameter may be missing
+        meaning.kind = NameMeaning::Kind::failed;
+        return meaning;
+    }
     std::string message = "use of undeclared identifier '" + std::string(name.identifier->text) + "'";
     Decl* decl = nullptr;
     std::string_view suggestion;

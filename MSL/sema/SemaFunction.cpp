@@ -8,6 +8,11 @@ namespace msl {
 void Analyzer::functionSignature(FunctionDecl* function) {
     if (function->isConstructor) {
         function->returnType = types_.void_();
+    } else if (!function->returnTypeSyntax && !function->isLambda) {
+        if (!function->hasSyntaxErrors)
+            error(function->location, "a type specifier is required for all declarations");
+        function->returnType = types_.error();
+        function->isInvalid = true;
     } else {
         const DeclaredType declared = resolveType(function->returnTypeSyntax);
         function->returnType = declared.type;
