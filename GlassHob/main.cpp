@@ -46,10 +46,22 @@ std::optional<int> answerWithoutWindow(int argc, char** argv) {
     return std::nullopt;
 }
 
+// Qt ends the process with a core dump where it finds no display; this says what is missing instead.
+bool hasDisplay() {
+    for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY", "QT_QPA_PLATFORM"})
+        if (!qEnvironmentVariableIsEmpty(name)) return true;
+    return false;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
     if (const auto status = answerWithoutWindow(argc, argv)) return *status;
+    if (!hasDisplay()) {
+        std::fputs("glasshob: There is no display to open a window on. \"hob still\" draws a shader without one.\n",
+                   stderr);
+        return 1;
+    }
 
     QApplication application(argc, argv);
     QApplication::setOrganizationName(asQString(glasshob::Identity::settingsOrganization));
@@ -78,6 +90,7 @@ int main(int argc, char** argv) {
     if (!device) {
         const std::string& problem = device.error().description();
         std::fprintf(stderr, "glasshob: %s\n", problem.c_str());
+        if (QGuiApplication::platformName() == QLatin1String("offscreen")) return 1; // nobody could close a dialog
         QMessageBox box(QMessageBox::Critical, QStringLiteral("Glass Hob"), QString::fromStdString(problem),
                         QMessageBox::Close);
         box.exec();

@@ -213,6 +213,7 @@ TEST_F(AppModelTest, SavingWritesExactBytesThroughALinkAndKeepsTheirMode) {
     model->open(link);
     EXPECT_EQ(model->filePath(), link) << "the link that was named, not its target";
     EXPECT_EQ(shown, bytes);
+    EXPECT_EQ(model->state(), AppModel::State::live) << model->errorText().value_or("").toStdString();
     model->textChanged(bytes + "// more\r\n");
     bool saved = false;
     model->save([&](bool ok) { saved = ok; });

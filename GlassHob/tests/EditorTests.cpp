@@ -32,6 +32,7 @@ const std::vector<std::string> awkwardTexts = {
     "tab\tand \xF0\x9F\x94\xA5 beyond the first plane\n",
     "\n\n\n",
     "\r\r\n\n\r",
+    "old\rmac\r\nlines\r",
     std::string("nul\0inside\n", 11),
     "vertical\vform\ffeed\xC2\x85next\n",
     "\xEF\xBF\xBC object\n",
@@ -102,6 +103,14 @@ TEST_F(CodeEditorTest, LinesCountAsTheCompilerCountsThem) {
     EXPECT_EQ(editor.caretLine(), 3);
     EXPECT_EQ(editor.caretColumn(), 3);
     EXPECT_EQ(editor.textCursor().block().text(), "three");
+}
+
+TEST_F(CodeEditorTest, EveryKindOfLineEndEndsALine) {
+    editor.loadText("one\rtwo\r\nthree\nfour");
+    EXPECT_EQ(editor.blockCount(), 4);
+    EXPECT_EQ(editor.document()->lastBlock().text(), "four");
+    editor.loadText("old\rmac\rlines\r");
+    EXPECT_EQ(editor.document()->toPlainText(), "old\nmac\nlines\n");
 }
 
 TEST_F(CodeEditorTest, ByteColumnsBecomeCharacterColumns) {

@@ -2,7 +2,10 @@
 
 #include <QStringConverter>
 
+#include <algorithm>
 #include <bitset>
+#include <iterator>
+#include <optional>
 
 namespace glasshob {
 
@@ -14,7 +17,12 @@ constexpr std::string_view utf8Mark = "\xEF\xBB\xBF";
 constexpr char16_t firstCandidate = 0xFDD2;
 constexpr std::size_t candidateCount = 0xFDEF - firstCandidate + 1;
 
-constexpr std::array<char16_t, 6> specialCharacters{u'\r', u'\n', 0x2028, 0x2029, 0xFDD0, 0xFDD1};
+constexpr char16_t firstPlainSpecial[] = {0x2028, 0x2029, 0xFDD0, 0xFDD1}; // from lineSeparator on
+constexpr const char16_t* lineEndText[] = {u"\n", u"\r\n", u"\r"};
+
+bool isLineEnd(char16_t c) {
+    return c == u'\n' || c == 0x2029;
+} // in a document's raw text
 
 } // namespace
 
@@ -34,14 +42,23 @@ QString EditorText::load(std::string_view utf8) {
                            QStringConverter::Flag::Stateless | QStringConverter::Flag::ConvertInitialBom);
     const QString text = decoder.decode(QByteArrayView(utf8.data(), qsizetype(utf8.size())));
 
-    qsizetype pairs = 0, feeds = 0;
+    // The kind of the line end at a place, and how long it is; nothing where no line ends.
+    const auto lineEndAt = [&text](qsizetype i) -> std::optional<LineEnd> {
+        if (text[i] == u'\n') return lineFeed;
+        if (text[i] != u'\r') return std::nullopt;
+        return i + 1 < text.size() && text[i + 1] == u'\n' ? pair : carriageReturn;
+    };
+    qsizetype counts[3] = {};
     std::bitset<candidateCount> used;
     for (qsizetype i = 0; i < text.size(); ++i) {
         const char16_t c = text[i].unicode();
-        if (c == u'\n') ++(i > 0 && text[i - 1] == u'\r' ? pairs : feeds);
+        if (const auto end = lineEndAt(i)) {
+            ++counts[*end];
+            i += *end == pair;
+        }
         if (c >= firstCandidate && std::size_t(c - firstCandidate) < candidateCount) used.set(c - firstCandidate);
     }
-    crlf_ = pairs > feeds;
+    usual_ = LineEnd(std::ranges::max_element(counts) - std::begin(counts));
     std::size_t next = 0;
     for (char16_t& standIn : standIns_) {
         while (next + 1 < candidateCount && used.test(next))
@@ -52,32 +69,23 @@ QString EditorText::load(std::string_view utf8) {
     QString result;
     result.reserve(text.size());
     for (qsizetype i = 0; i < text.size(); ++i) {
-        const char16_t c = text[i].unicode();
-        const bool beforeFeed = i + 1 < text.size() && text[i + 1] == u'\n';
-        if (c == u'\r' && crlf_ && beforeFeed) {
+        if (const auto end = lineEndAt(i)) {
+            if (*end != usual_) result += QChar(standIns_[*end]);
             result += u'\n';
-            ++i;
-        } else if (c == u'\n') {
-            if (crlf_) result += QChar(standIns_[lineFeed]);
-            result += u'\n';
-        } else {
-            char16_t kept = c;
-            for (std::size_t s = 0; s < specialCharacters.size(); ++s)
-                if (s != lineFeed && c == specialCharacters[s]) kept = standIns_[s];
-            result += QChar(kept);
+            i += *end == pair;
+            continue;
         }
+        const auto* plain = std::ranges::find(firstPlainSpecial, text[i].unicode());
+        result += plain == std::end(firstPlainSpecial)
+                      ? text[i]
+                      : QChar(standIns_[std::size_t(lineSeparator + (plain - std::begin(firstPlainSpecial)))]);
     }
     return result;
 }
 
-char16_t EditorText::meaning(char16_t standIn, bool& isLineFeed) const {
-    if (standIn < firstCandidate || standIn >= firstCandidate + candidateCount) return standIn;
-    for (std::size_t s = 0; s < standIns_.size(); ++s)
-        if (standIns_[s] == standIn) {
-            isLineFeed = s == lineFeed;
-            return specialCharacters[s];
-        }
-    return standIn;
+EditorText::Special EditorText::special(char16_t c) const {
+    if (c < firstCandidate || c >= firstCandidate + candidateCount) return specialCount;
+    return Special(std::ranges::find(standIns_, c) - standIns_.begin());
 }
 
 std::string EditorText::encode(QStringView document) const {
@@ -85,23 +93,16 @@ std::string EditorText::encode(QStringView document) const {
     text.reserve(document.size() + document.size() / 16 + 1);
     for (qsizetype i = 0; i < document.size(); ++i) {
         const char16_t c = document[i].unicode();
-        const bool lineEnd = c == u'\n' || c == QChar::ParagraphSeparator;
-        if (lineEnd) {
-            if (crlf_) text += u'\r';
-            text += u'\n';
-            continue;
-        }
-        bool isLineFeed = false;
-        const char16_t plain = meaning(c, isLineFeed);
-        if (!isLineFeed) {
-            text += QChar(plain);
-            continue;
-        }
-        // The mark of a bare line feed; it means nothing where its line end has been edited away.
-        const bool stands =
-            i + 1 < document.size() && (document[i + 1] == u'\n' || document[i + 1] == QChar::ParagraphSeparator);
-        if (stands) {
-            text += u'\n';
+        const Special which = special(c);
+        if (isLineEnd(c)) {
+            text += QStringView(lineEndText[usual_]);
+        } else if (which == specialCount) {
+            text += QChar(c);
+        } else if (which >= lineSeparator) {
+            text += QChar(firstPlainSpecial[which - lineSeparator]);
+        } else if (i + 1 < document.size() && isLineEnd(document[i + 1].unicode())) {
+            // The mark of an unusual line end; it means nothing where that has been edited away.
+            text += QStringView(lineEndText[which]);
             ++i;
         }
     }
@@ -117,13 +118,13 @@ QString EditorText::plain(QStringView document) const {
     QString text;
     text.reserve(document.size());
     for (const QChar c : document) {
-        if (c == QChar::ParagraphSeparator) {
+        const Special which = special(c.unicode());
+        if (isLineEnd(c.unicode()))
             text += u'\n';
-            continue;
-        }
-        bool isLineFeed = false;
-        const char16_t meant = meaning(c.unicode(), isLineFeed);
-        if (!isLineFeed) text += QChar(meant);
+        else if (which == specialCount)
+            text += c;
+        else if (which >= lineSeparator)
+            text += QChar(firstPlainSpecial[which - lineSeparator]);
     }
     return text;
 }

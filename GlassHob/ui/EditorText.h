@@ -1,10 +1,10 @@
 // Carries a file's exact bytes through Qt's text document and back.
 //
-// A QTextDocument turns CR LF, a lone CR and some other characters into plain line ends and forgets a byte-order mark.
-// Here the document's ordinary line end stands for the file's usual one, and every character that would be changed is
-// replaced by a stand-in (a Unicode noncharacter that the text does not use), one for one, so that positions agree.
-// An unedited text gives the same bytes; an edited one differs only where it was edited.
-// Plain value; any thread. Input that is not UTF-8 does not reach it.
+// A QTextDocument knows one kind of line end, turns some other characters into it and forgets a byte-order mark. Here
+// its line end stands for the file's usual one (LF, CR LF or CR, each of which ends a line for the compiler too);
+// before one of another kind there is a stand-in, and every other character that would be changed is replaced by one. A
+// stand-in is a Unicode noncharacter that the text does not use. An unedited text gives the same bytes; an edited one
+// differs only where it was edited. Plain value; any thread. Input that is not UTF-8 does not reach it.
 #pragma once
 
 #include <QString>
@@ -32,16 +32,25 @@ class EditorText {
     // Text from elsewhere, made fit for the document: every kind of line break becomes \n, nothing else changes.
     static QString foreign(const QString& text);
 
-    bool usesCarriageReturns() const { return crlf_; }
-
   private:
-    // What a stand-in is for. `lineFeed` precedes a line end that is LF alone in a text whose lines end in CR LF.
-    enum Special { carriageReturn, lineFeed, lineSeparator, paragraphSeparator, frameBegin, frameEnd, specialCount };
+    enum LineEnd { lineFeed, pair, carriageReturn };
+    // What a stand-in is for. The first three precede a line end of that kind in a text whose usual one is another.
+    enum Special {
+        unusualLineFeed,
+        unusualPair,
+        unusualReturn,
+        lineSeparator,
+        paragraphSeparator,
+        frameBegin,
+        frameEnd,
+        specialCount
+    };
 
-    char16_t meaning(char16_t standIn, bool& isLineFeed) const;
+    // Which special a character of the document stands for; specialCount for none.
+    Special special(char16_t c) const;
 
     bool byteOrderMark_ = false;
-    bool crlf_ = false;
+    LineEnd usual_ = lineFeed;
     std::array<char16_t, specialCount> standIns_;
 };
 
