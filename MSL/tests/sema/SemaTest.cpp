@@ -481,7 +481,7 @@ std::string readData(const std::string& name) {
 }
 
 TEST(Language, IsAcceptedAndTyped) {
-    for (const std::string name : {"language.metal", "classes.metal", "generated.metal"}) {
+    for (const std::string name : {"language.metal", "classes.metal", "generated.metal", "terse.metal"}) {
         const Analyzed analyzed(readData(name));
         EXPECT_EQ(analyzed.errors(), "") << name;
         EXPECT_EQ(checkTree(*analyzed.unit), "") << name;
@@ -492,7 +492,7 @@ TEST(Language, IsAcceptedAndTyped) {
 TEST(Language, BrokenTextsEndInDiagnostics) {
     // The text cut short anywhere, and with any one token left out: never a crash, and if no fault is found the tree
     // keeps sema's promises.
-    const std::string text = readData("language.metal") + readData("classes.metal");
+    const std::string text = readData("language.metal") + readData("classes.metal") + readData("terse.metal");
     for (std::size_t cut = 0; cut < text.size(); cut += 97) {
         const Analyzed analyzed(text.substr(0, cut));
         if (!analyzed.diagnostics.hasErrors()) {
