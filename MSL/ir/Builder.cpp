@@ -36,15 +36,16 @@ Value* Builder::load(Place* place) {
             }
             constant = module.constantPart(constant, static_cast<std::uint32_t>(number));
         }
-        if (constant != nullptr)
-            return constant;
+        if (constant != nullptr) return constant;
     }
     Instruction* instruction = emit(Op::load, valueType(module.types, place->type), {});
     instruction->place = place;
     return instruction->result;
 }
 
-void Builder::store(Place* place, Value* value) { emit(Op::store, nullptr, {&value, 1})->place = place; }
+void Builder::store(Place* place, Value* value) {
+    emit(Op::store, nullptr, {&value, 1})->place = place;
+}
 
 Place* Builder::place(Variable* root) {
     auto* place = module.arena.make<Place>();
@@ -87,8 +88,7 @@ Value* Builder::arrayLength(Place* place) {
 // ------------------------------------------------------------------------------------------------------ arithmetic
 
 Value* Builder::unary(Op op, Value* operand) {
-    if (Value* folded = foldUnary(module, op, operand))
-        return folded;
+    if (Value* folded = foldUnary(module, op, operand)) return folded;
     const Instruction* made = operand->definition;
     if (made != nullptr && made->op == op) // --x, !!x, ~~x
         return made->operands[0];
@@ -97,52 +97,39 @@ Value* Builder::unary(Op op, Value* operand) {
 
 // Every component is this number.
 static bool isNumber(const Value* value, double number) {
-    if (!value->isConstant())
-        return false;
-    if (value->type->isScalar())
-        return Module::floatValue(value) == number;
-    if (!value->type->isVector())
-        return false;
-    if (value->parts.empty())
-        return number == 0;
+    if (!value->isConstant()) return false;
+    if (value->type->isScalar()) return Module::floatValue(value) == number;
+    if (!value->type->isVector()) return false;
+    if (value->parts.empty()) return number == 0;
     return std::ranges::all_of(value->parts, [&](const Value* part) { return isNumber(part, number); });
 }
 
 Value* Builder::binary(Op op, TypeRef resultType, Value* left, Value* right) {
-    if (Value* folded = foldBinary(module, op, resultType, left, right))
-        return folded;
+    if (Value* folded = foldBinary(module, op, resultType, left, right)) return folded;
     switch (op) {
     case Op::add:
-        if (isNumber(right, 0))
-            return left;
-        if (isNumber(left, 0))
-            return right;
+        if (isNumber(right, 0)) return left;
+        if (isNumber(left, 0)) return right;
         break;
     case Op::sub:
     case Op::shl:
     case Op::shr:
-        if (isNumber(right, 0))
-            return left;
+        if (isNumber(right, 0)) return left;
         break;
     case Op::mul:
-        if (isNumber(right, 1))
-            return left;
-        if (isNumber(left, 1))
-            return right;
+        if (isNumber(right, 1)) return left;
+        if (isNumber(left, 1)) return right;
         break;
     case Op::div:
     case Op::vectorTimesScalar:
     case Op::matrixTimesScalar:
-        if (isNumber(right, 1))
-            return left;
+        if (isNumber(right, 1)) return left;
         break;
     case Op::logicalAnd:
     case Op::logicalOr: {
         const double neutral = op == Op::logicalAnd ? 1 : 0;
-        if (isNumber(right, neutral))
-            return left;
-        if (isNumber(left, neutral))
-            return right;
+        if (isNumber(right, neutral)) return left;
+        if (isNumber(left, neutral)) return right;
         break;
     }
     default: break;
@@ -152,29 +139,23 @@ Value* Builder::binary(Op op, TypeRef resultType, Value* left, Value* right) {
 }
 
 Value* Builder::convert(TypeRef to, Value* value) {
-    if (value->type == to)
-        return value;
-    if (Value* folded = foldConvert(module, to, value))
-        return folded;
+    if (value->type == to) return value;
+    if (Value* folded = foldConvert(module, to, value)) return folded;
     return emit(Op::convert, to, {&value, 1})->result;
 }
 
 Value* Builder::bitcast(TypeRef to, Value* value) {
-    if (value->type == to)
-        return value;
-    if (Value* folded = foldBitcast(module, to, value))
-        return folded;
+    if (value->type == to) return value;
+    if (Value* folded = foldBitcast(module, to, value)) return folded;
     return emit(Op::bitcast, to, {&value, 1})->result;
 }
 
 // ------------------------------------------------------------------------------------------------------ composites
 
 Value* Builder::construct(TypeRef type, std::span<Value* const> parts) {
-    if (parts.size() == 1 && parts[0]->type == type)
-        return parts[0];
+    if (parts.size() == 1 && parts[0]->type == type) return parts[0];
     if (std::ranges::all_of(parts, [](const Value* part) { return part->isConstant(); })) {
-        if (!type->isVector())
-            return module.constantComposite(type, parts);
+        if (!type->isVector()) return module.constantComposite(type, parts);
         Value* scalars[4] = {};
         unsigned count = 0;
         for (const Value* part : parts) {
@@ -193,22 +174,19 @@ Value* Builder::splat(TypeRef vector, Value* scalar) {
 }
 
 // The part of a value that was put together before our eyes; null when it must be taken out by an instruction.
-static Value* knownPart(Module& module, Value* composite, std::uint32_t index, Value*& source, std::uint32_t& sourceIndex) {
+static Value* knownPart(Module& module, Value* composite, std::uint32_t index, Value*& source,
+                        std::uint32_t& sourceIndex) {
     source = nullptr;
-    if (composite->isConstant())
-        return module.constantPart(composite, index);
+    if (composite->isConstant()) return module.constantPart(composite, index);
     const Instruction* made = composite->definition;
-    if (made == nullptr)
-        return nullptr;
+    if (made == nullptr) return nullptr;
     if (made->op == Op::construct) {
-        if (!composite->type->isVector())
-            return index < made->operands.size() ? made->operands[index] : nullptr;
+        if (!composite->type->isVector()) return index < made->operands.size() ? made->operands[index] : nullptr;
         std::uint32_t at = 0;
         for (Value* part : made->operands) {
             const std::uint32_t width = part->type->isVector() ? part->type->columns : 1;
             if (index < at + width) {
-                if (width == 1)
-                    return part;
+                if (width == 1) return part;
                 source = part;
                 sourceIndex = index - at;
                 return nullptr;
@@ -221,8 +199,7 @@ static Value* knownPart(Module& module, Value* composite, std::uint32_t index, V
         source = chosen < width ? made->operands[0] : made->operands[1];
         sourceIndex = chosen < width ? chosen : chosen - width;
     } else if (made->op == Op::insert && made->indices.size() == 1) {
-        if (made->indices[0] == index)
-            return made->operands[1];
+        if (made->indices[0] == index) return made->operands[1];
         source = made->operands[0];
         sourceIndex = index;
     }
@@ -238,16 +215,14 @@ Value* Builder::extract(Value* composite, std::span<const std::uint32_t> path) {
             composite = part;
             path = path.subspan(1);
         } else if (source != nullptr) {
-            if (path.size() == 1)
-                return extract(source, sourceIndex);
+            if (path.size() == 1) return extract(source, sourceIndex);
             composite = extract(source, sourceIndex);
             path = path.subspan(1);
         } else {
             break;
         }
     }
-    if (path.empty())
-        return composite;
+    if (path.empty()) return composite;
     TypeRef type = composite->type;
     for (const std::uint32_t index : path)
         type = partType(module.types, type, index);
@@ -260,16 +235,14 @@ Value* Builder::extract(Value* composite, std::span<const std::uint32_t> path) {
 Value* Builder::extractDynamic(Value* vector, Value* index) {
     if (index->isConstant()) {
         const std::int64_t number = Module::intValue(index);
-        if (number >= 0 && number < vector->type->columns)
-            return extract(vector, static_cast<std::uint32_t>(number));
+        if (number >= 0 && number < vector->type->columns) return extract(vector, static_cast<std::uint32_t>(number));
     }
     Value* operands[2] = {vector, index};
     return emit(Op::extractDynamic, module.types.scalar(vector->type->scalar), operands)->result;
 }
 
 Value* Builder::insert(Value* composite, Value* part, std::span<const std::uint32_t> path) {
-    if (path.empty())
-        return part;
+    if (path.empty()) return part;
     if (path.size() == 1 && composite->isConstant() && part->isConstant()) {
         const std::uint64_t count = partCount(composite->type);
         if (count <= 16 && path[0] < count) {
@@ -297,8 +270,7 @@ Value* Builder::shuffle(Value* first, Value* second, std::span<const std::uint32
     bool isIdentity = type == first->type;
     for (std::uint32_t i = 0; i < components.size() && isIdentity; ++i)
         isIdentity = components[i] == i;
-    if (isIdentity)
-        return first;
+    if (isIdentity) return first;
     if (first->isConstant() && (second == nullptr || second->isConstant())) {
         Value* parts[4] = {};
         for (std::size_t i = 0; i < components.size(); ++i)
@@ -307,18 +279,15 @@ Value* Builder::shuffle(Value* first, Value* second, std::span<const std::uint32
         return module.constantComposite(type, {parts, components.size()});
     }
     Value* operands[2] = {first, second};
-    Instruction* instruction =
-        emit(Op::shuffle, type, std::span<Value* const>(operands, second != nullptr ? 2 : 1));
+    Instruction* instruction = emit(Op::shuffle, type, std::span<Value* const>(operands, second != nullptr ? 2 : 1));
     instruction->indices = module.arena.copy<std::uint32_t>(
         std::span<std::uint32_t>(const_cast<std::uint32_t*>(components.data()), components.size()));
     return instruction->result;
 }
 
 Value* Builder::select(Value* condition, Value* whenTrue, Value* whenFalse) {
-    if (whenTrue == whenFalse)
-        return whenTrue;
-    if (condition->isConstant() && condition->type->isScalar())
-        return condition->bits != 0 ? whenTrue : whenFalse;
+    if (whenTrue == whenFalse) return whenTrue;
+    if (condition->isConstant() && condition->type->isScalar()) return condition->bits != 0 ? whenTrue : whenFalse;
     Value* operands[3] = {condition, whenTrue, whenFalse};
     return emit(Op::select, whenTrue->type, operands)->result;
 }
@@ -326,8 +295,7 @@ Value* Builder::select(Value* condition, Value* whenTrue, Value* whenFalse) {
 // ----------------------------------------------------------------------------------------------------------- calls
 
 Value* Builder::builtin(BuiltinId id, TypeRef resultType, std::span<Value* const> operands, Precision precision) {
-    if (Value* folded = foldBuiltin(module, id, resultType, operands))
-        return folded;
+    if (Value* folded = foldBuiltin(module, id, resultType, operands)) return folded;
     Instruction* instruction = emit(Op::builtin, resultType, operands);
     instruction->builtinId = id;
     instruction->precision = precision;
@@ -337,8 +305,8 @@ Value* Builder::builtin(BuiltinId id, TypeRef resultType, std::span<Value* const
 Value* Builder::call(Function* callee, std::span<Value* const> arguments, std::span<Variable* const> variables) {
     Instruction* instruction = emit(Op::call, callee->returnType, arguments);
     instruction->callee = callee;
-    instruction->variables = module.arena.copy<Variable*>(
-        std::span<Variable*>(const_cast<Variable**>(variables.data()), variables.size()));
+    instruction->variables =
+        module.arena.copy<Variable*>(std::span<Variable*>(const_cast<Variable**>(variables.data()), variables.size()));
     return instruction->result;
 }
 
@@ -369,12 +337,20 @@ Instruction* Builder::switch_(Value* value, std::span<SwitchCase> cases) {
     return instruction;
 }
 
-void Builder::break_() { emit(Op::break_, nullptr, {}); }
-void Builder::continue_() { emit(Op::continue_, nullptr, {}); }
+void Builder::break_() {
+    emit(Op::break_, nullptr, {});
+}
+void Builder::continue_() {
+    emit(Op::continue_, nullptr, {});
+}
 void Builder::return_(Value* value) {
     emit(Op::return_, nullptr, std::span<Value* const>(&value, value != nullptr ? 1 : 0));
 }
-void Builder::discard() { emit(Op::discard, nullptr, {}); }
-void Builder::unreachable() { emit(Op::unreachable, nullptr, {}); }
+void Builder::discard() {
+    emit(Op::discard, nullptr, {});
+}
+void Builder::unreachable() {
+    emit(Op::unreachable, nullptr, {});
+}
 
 } // namespace msl::ir

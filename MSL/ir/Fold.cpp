@@ -9,7 +9,9 @@ namespace msl::ir {
 
 namespace {
 
-unsigned bitWidth(ScalarKind kind) { return kind == ScalarKind::bool_ ? 1 : byteSize(kind) * 8; }
+unsigned bitWidth(ScalarKind kind) {
+    return kind == ScalarKind::bool_ ? 1 : byteSize(kind) * 8;
+}
 
 Value* foldFloat(Module& module, Op op, TypeRef type, TypeRef resultType, float a, float b) {
     switch (op) {
@@ -43,8 +45,7 @@ Value* foldInteger(Module& module, Op op, TypeRef type, TypeRef resultType, std:
     case Op::rem:
         if (b == 0 || (isSignedKind && sb == -1))
             return isSignedKind && sb == -1 ? (op == Op::div ? number(0 - a) : number(0)) : nullptr;
-        if (op == Op::div)
-            return isSignedKind ? number(static_cast<std::uint64_t>(sa / sb)) : number(a / b);
+        if (op == Op::div) return isSignedKind ? number(static_cast<std::uint64_t>(sa / sb)) : number(a / b);
         return isSignedKind ? number(static_cast<std::uint64_t>(sa % sb)) : number(a % b);
     case Op::shl: return number(a << count);
     case Op::shr: return isSignedKind ? number(static_cast<std::uint64_t>(sa >> count)) : number(a >> count);
@@ -66,15 +67,12 @@ Value* foldInteger(Module& module, Op op, TypeRef type, TypeRef resultType, std:
 // Applies a fold of scalars to every component.
 template <typename Fold>
 Value* byComponent(Module& module, TypeRef resultType, Fold fold) {
-    if (resultType->isScalar())
-        return fold(resultType, 0, true);
-    if (!resultType->isVector())
-        return nullptr;
+    if (resultType->isScalar()) return fold(resultType, 0, true);
+    if (!resultType->isVector()) return nullptr;
     Value* parts[4] = {};
     for (unsigned i = 0; i < resultType->columns; ++i) {
         parts[i] = fold(module.types.scalar(resultType->scalar), i, false);
-        if (parts[i] == nullptr)
-            return nullptr;
+        if (parts[i] == nullptr) return nullptr;
     }
     return module.constantComposite(resultType, {parts, resultType->columns});
 }
@@ -124,8 +122,7 @@ bool twoArguments(BuiltinId id, double x, double y, double& result) {
     case BuiltinId::fmod: result = std::fmod(x, y); break;
     case BuiltinId::pow:
     case BuiltinId::powr:
-        if (x < 0)
-            return false; // left to the device
+        if (x < 0) return false; // left to the device
         result = std::pow(x, y);
         break;
     case BuiltinId::step: result = y < x ? 0.0 : 1.0; break;
@@ -140,8 +137,7 @@ bool threeArguments(BuiltinId id, double x, double y, double z, double& result) 
     case BuiltinId::fma: result = std::fma(x, y, z); break;
     case BuiltinId::mix: result = x + (y - x) * z; break;
     case BuiltinId::smoothstep: {
-        if (x == y)
-            return false;
+        if (x == y) return false;
         const double t = std::clamp((z - x) / (y - x), 0.0, 1.0);
         result = t * t * (3.0 - 2.0 * t);
         break;
@@ -180,8 +176,7 @@ bool allConstant(std::span<Value* const> values) {
 // Sums of products over whole vectors.
 Value* foldGeometric(Module& module, BuiltinId id, TypeRef resultType, std::span<Value* const> operands) {
     const TypeRef type = operands[0]->type;
-    if (!type->isVector() || !isFloating(type->scalar))
-        return nullptr;
+    if (!type->isVector() || !isFloating(type->scalar)) return nullptr;
     double dot = 0;
     for (unsigned i = 0; i < type->columns; ++i) {
         const double x = Module::floatValue(module.constantPart(operands[0], i));
@@ -196,12 +191,9 @@ Value* foldGeometric(Module& module, BuiltinId id, TypeRef resultType, std::span
         default: return nullptr;
         }
     }
-    if (id == BuiltinId::length || id == BuiltinId::distance)
-        dot = std::sqrt(dot);
-    if (id != BuiltinId::normalize)
-        return module.constantFloat(resultType, dot);
-    if (dot == 0)
-        return nullptr;
+    if (id == BuiltinId::length || id == BuiltinId::distance) dot = std::sqrt(dot);
+    if (id != BuiltinId::normalize) return module.constantFloat(resultType, dot);
+    if (dot == 0) return nullptr;
     return byComponent(module, resultType, [&](TypeRef scalar, unsigned i, bool) {
         return module.constantFloat(scalar, Module::floatValue(module.constantPart(operands[0], i)) / std::sqrt(dot));
     });
@@ -210,15 +202,14 @@ Value* foldGeometric(Module& module, BuiltinId id, TypeRef resultType, std::span
 } // namespace
 
 Value* foldUnary(Module& module, Op op, Value* operand) {
-    if (!operand->isConstant())
-        return nullptr;
+    if (!operand->isConstant()) return nullptr;
     return byComponent(module, operand->type, [&](TypeRef type, unsigned i, bool whole) -> Value* {
         const Value* scalar = whole ? operand : module.constantPart(operand, i);
         switch (op) {
         case Op::neg:
             if (isFloating(type->scalar))
-                return module.constantScalar(type, scalar->bits ^ (type->scalar == ScalarKind::half ? 0x8000U
-                                                                                                    : 0x80000000U));
+                return module.constantScalar(type,
+                                             scalar->bits ^ (type->scalar == ScalarKind::half ? 0x8000U : 0x80000000U));
             return module.constantInt(type, static_cast<std::int64_t>(0 - scalar->bits));
         case Op::bitNot: return module.constantInt(type, static_cast<std::int64_t>(~scalar->bits));
         case Op::logicalNot: return module.constantInt(type, scalar->bits == 0 ? 1 : 0);
@@ -228,11 +219,9 @@ Value* foldUnary(Module& module, Op op, Value* operand) {
 }
 
 Value* foldBinary(Module& module, Op op, TypeRef resultType, Value* left, Value* right) {
-    if (!left->isConstant() || !right->isConstant() || left->type != right->type)
-        return nullptr;
+    if (!left->isConstant() || !right->isConstant() || left->type != right->type) return nullptr;
     return byComponent(module, resultType, [&](TypeRef result, unsigned i, bool whole) -> Value* {
-        if (whole != left->type->isScalar())
-            return nullptr;
+        if (whole != left->type->isScalar()) return nullptr;
         const Value* a = whole ? left : module.constantPart(left, i);
         const Value* b = whole ? right : module.constantPart(right, i);
         if (isFloating(a->type->scalar))
@@ -243,28 +232,22 @@ Value* foldBinary(Module& module, Op op, TypeRef resultType, Value* left, Value*
 }
 
 Value* foldConvert(Module& module, TypeRef to, Value* value) {
-    if (!value->isConstant())
-        return nullptr;
+    if (!value->isConstant()) return nullptr;
     return byComponent(module, to, [&](TypeRef type, unsigned i, bool whole) -> Value* {
-        if (whole != value->type->isScalar())
-            return nullptr;
+        if (whole != value->type->isScalar()) return nullptr;
         const Value* from = whole ? value : module.constantPart(value, i);
         if (type->scalar == ScalarKind::bool_)
             return module.constantInt(type, isFloating(from->type->scalar) ? (Module::floatValue(from) != 0 ? 1 : 0)
                                                                            : (from->bits != 0 ? 1 : 0));
-        if (isFloating(type->scalar))
-            return module.constantFloat(type, Module::floatValue(from));
-        if (!isFloating(from->type->scalar))
-            return module.constantInt(type, static_cast<std::int64_t>(from->bits));
+        if (isFloating(type->scalar)) return module.constantFloat(type, Module::floatValue(from));
+        if (!isFloating(from->type->scalar)) return module.constantInt(type, static_cast<std::int64_t>(from->bits));
         const double number = std::trunc(Module::floatValue(from));
-        if (std::isnan(number))
-            return module.constantNull(type);
+        if (std::isnan(number)) return module.constantNull(type);
         const unsigned width = bitWidth(type->scalar);
         const bool isSignedKind = isSigned(type->scalar);
         const double limit = std::ldexp(1.0, static_cast<int>(isSignedKind ? width - 1 : width));
         const std::uint64_t largest = ~std::uint64_t{0} >> (64 - width + (isSignedKind ? 1U : 0U));
-        if (number >= limit)
-            return module.constantInt(type, static_cast<std::int64_t>(largest));
+        if (number >= limit) return module.constantInt(type, static_cast<std::int64_t>(largest));
         if (number < (isSignedKind ? -limit : 0.0))
             return module.constantInt(type, isSignedKind ? static_cast<std::int64_t>(~largest) : 0);
         return module.constantInt(type, isSignedKind ? static_cast<std::int64_t>(number)
@@ -273,22 +256,18 @@ Value* foldConvert(Module& module, TypeRef to, Value* value) {
 }
 
 Value* foldBitcast(Module& module, TypeRef to, Value* value) {
-    if (!value->isConstant() || byteSize(to->scalar) != byteSize(value->type->scalar))
-        return nullptr;
+    if (!value->isConstant() || byteSize(to->scalar) != byteSize(value->type->scalar)) return nullptr;
     return byComponent(module, to, [&](TypeRef type, unsigned i, bool whole) -> Value* {
-        if (whole != value->type->isScalar())
-            return nullptr;
+        if (whole != value->type->isScalar()) return nullptr;
         const Value* from = whole ? value : module.constantPart(value, i);
-        if (!isFloating(type->scalar))
-            return module.constantInt(type, static_cast<std::int64_t>(from->bits));
+        if (!isFloating(type->scalar)) return module.constantInt(type, static_cast<std::int64_t>(from->bits));
         const unsigned width = bitWidth(type->scalar);
         return module.constantScalar(type, from->bits & (~std::uint64_t{0} >> (64 - width)));
     });
 }
 
 Value* foldBuiltin(Module& module, BuiltinId id, TypeRef resultType, std::span<Value* const> operands) {
-    if (operands.empty() || operands.size() > 3 || !allConstant(operands))
-        return nullptr;
+    if (operands.empty() || operands.size() > 3 || !allConstant(operands)) return nullptr;
     switch (id) {
     case BuiltinId::dot:
     case BuiltinId::length:
@@ -302,13 +281,11 @@ Value* foldBuiltin(Module& module, BuiltinId id, TypeRef resultType, std::span<V
         Value* scalars[3] = {};
         for (std::size_t o = 0; o < operands.size(); ++o) {
             scalars[o] = operands[o]->type->isScalar() ? operands[o] : module.constantPart(operands[o], i);
-            if (scalars[o]->type != type)
-                return nullptr;
+            if (scalars[o]->type != type) return nullptr;
         }
         if (!isFloating(type->scalar))
-            return type->scalar == ScalarKind::bool_
-                       ? nullptr
-                       : foldIntegerBuiltin(module, id, type, {scalars, operands.size()});
+            return type->scalar == ScalarKind::bool_ ? nullptr
+                                                     : foldIntegerBuiltin(module, id, type, {scalars, operands.size()});
         double result = 0;
         const double x = Module::floatValue(scalars[0]);
         const double y = operands.size() > 1 ? Module::floatValue(scalars[1]) : 0;

@@ -10,10 +10,8 @@ inline float halfToFloat(std::uint16_t bits) {
     const std::uint32_t sign = static_cast<std::uint32_t>(bits & 0x8000U) << 16U;
     const std::uint32_t exponent = (bits >> 10U) & 31U;
     const std::uint32_t fraction = bits & 0x3FFU;
-    if (exponent == 31)
-        return std::bit_cast<float>(sign | 0x7F800000U | (fraction << 13U));
-    if (exponent != 0)
-        return std::bit_cast<float>(sign | ((exponent + 112) << 23U) | (fraction << 13U));
+    if (exponent == 31) return std::bit_cast<float>(sign | 0x7F800000U | (fraction << 13U));
+    if (exponent != 0) return std::bit_cast<float>(sign | ((exponent + 112) << 23U) | (fraction << 13U));
     const float magnitude = static_cast<float>(fraction) * 0x1p-24F;
     return sign != 0 ? -magnitude : magnitude;
 }
@@ -22,8 +20,7 @@ inline std::uint16_t floatToHalf(float value) {
     const auto bits = std::bit_cast<std::uint32_t>(value);
     const auto sign = static_cast<std::uint16_t>((bits >> 16U) & 0x8000U);
     const std::uint32_t magnitude = bits & 0x7FFFFFFFU;
-    if (magnitude > 0x7F800000U)
-        return static_cast<std::uint16_t>(sign | 0x7E00U);
+    if (magnitude > 0x7F800000U) return static_cast<std::uint16_t>(sign | 0x7E00U);
     if (magnitude >= 0x477FF000U) // rounds past the largest half
         return static_cast<std::uint16_t>(sign | 0x7C00U);
     if (magnitude < 0x38800000U) { // subnormal or zero: add so that the hardware rounds at the right bit

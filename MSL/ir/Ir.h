@@ -1,16 +1,23 @@
 // The intermediate representation: typed values in single-assignment form, structured control flow, and memory reached
 // only by places. It knows neither the syntax tree nor SPIR-V: lowering makes it, passes rewrite it, writers read it.
 //
-// Memory. There are no pointer values. A Place is a Variable and a list of steps (member, index, component) into it; the
-// index of a step may be a value. Source-level pointers and references have become places before they get here: a
+// Memory. There are no pointer values. A Place is a Variable and a list of steps (member, index, component) into it;
+// the index of a step may be a value. Source-level pointers and references have become places before they get here: a
 // function with reference or pointer parameters is made once for every combination of what its arguments stand for
 // (which resource, which members), indices that are only known at run time travel as ordinary parameters, and a
 // thread-space variable of the caller is passed as a whole (Variable::Kind::pointerParameter). A pointer that may stand
-// for one of several variables at run time cannot be expressed, and is refused by lowering at its line; so is recursion.
+// for one of several variables at run time cannot be expressed, and is refused by lowering at its line; so is
+// recursion.
 //
 // Types are the front end's Type, restricted to: scalars, vectors, packed vectors (in memory only), matrices, arrays,
 // structs (StructDecl::fields), void, and for resource variables textures and samplers; array count 0 is the
-// runtime-sized array that a buffer pointer stands for. bool is a logical value; its byte in memory is a writer's matter.
+// runtime-sized array that a buffer pointer stands for. bool is a logical value; its byte in memory is a writer's
+// matter.
+//
+// Conventions that lowering keeps and writers may rely on: a value is never of packed or enumeration type (a packed_float3
+// in memory is read and written as a float3); add, sub, mul, div, neg, convert and select never see a matrix; a loop's
+// condition is "if_(condition) {} else { break_ }" at the start of its body; a block behind which nothing can run ends
+// in unreachable; a union is its 32-bit words.
 //
 // Ownership: everything lives in the Arena handed to the Module. Blocks are intrusive lists so that passes can insert.
 #pragma once
@@ -42,8 +49,9 @@ struct Value {
     enum class Kind : std::uint8_t { constant, parameter, result, undefined } kind = Kind::result;
     TypeRef type = nullptr;
     std::uint32_t id = 0; // dense in its module; writers use it to index side tables
-    // constant: a scalar's bits (float and half: the bits of that format; bool 0 or 1; integers sign- or zero-extended),
-    // or the parts of a vector (scalars), matrix (columns), array or struct; a null composite has no parts (all zero).
+    // constant: a scalar's bits (float and half: the bits of that format; bool 0 or 1; integers sign- or
+    // zero-extended), or the parts of a vector (scalars), matrix (columns), array or struct; a null composite has no
+    // parts (all zero).
     std::uint64_t bits = 0;
     std::span<Value* const> parts;
     Instruction* definition = nullptr; // result: the instruction that makes it
@@ -54,10 +62,34 @@ struct Value {
 // ------------------------------------------------------------------------------------------------------ memory
 
 enum class SystemValue : std::uint8_t {
-    none, position, pointSize, vertexId, instanceId, baseVertex, baseInstance, fragCoord, frontFacing, pointCoord,
-    sampleId, sampleMask, primitiveId, clipDistance, fragDepth, renderTargetArrayIndex, viewportArrayIndex,
-    globalInvocationId, localInvocationId, localInvocationIndex, workgroupId, numWorkgroups, workgroupSize, gridSize,
-    subgroupSize, subgroupInvocationId, subgroupId, numSubgroups,
+    none,
+    position,
+    pointSize,
+    vertexId,
+    instanceId,
+    baseVertex,
+    baseInstance,
+    fragCoord,
+    frontFacing,
+    pointCoord,
+    sampleId,
+    sampleMask,
+    primitiveId,
+    clipDistance,
+    fragDepth,
+    renderTargetArrayIndex,
+    viewportArrayIndex,
+    globalInvocationId,
+    localInvocationId,
+    localInvocationIndex,
+    workgroupId,
+    numWorkgroups,
+    workgroupSize,
+    gridSize,
+    subgroupSize,
+    subgroupInvocationId,
+    subgroupId,
+    numSubgroups,
 };
 enum class Interpolation : std::uint8_t { perspective, noPerspective, flat };
 enum class Sampling : std::uint8_t { center, centroid, sample };
@@ -69,14 +101,14 @@ struct Variable {
         constantTable,    // module scope, initializer is a constant, never written
         buffer,           // a resource: uniform or storage buffer
         texture,
-        sampler,          // initialised by samplerState when isConstexprSampler
-        input,            // of an entry point: system value or location
+        sampler, // initialised by samplerState when isConstexprSampler
+        input,   // of an entry point: system value or location
         output,
         threadgroup,
     } kind = Kind::local;
-    TypeRef type = nullptr;  // buffer: the referee, or an array of count 0 for a pointer
+    TypeRef type = nullptr; // buffer: the referee, or an array of count 0 for a pointer
     std::string_view name;
-    std::uint32_t id = 0;    // dense in its module
+    std::uint32_t id = 0;         // dense in its module
     Value* initializer = nullptr; // constantTable: required. local: optional constant it starts with (else undefined)
 
     // resources
@@ -101,11 +133,12 @@ struct Variable {
 struct Step {
     enum class Kind : std::uint8_t {
         member, // field `number` of a struct
-        index,  // element of an array, column of a matrix, component of a vector; by `value`, or `number` when value is null
+        index,  // element of an array, column of a matrix, component of a vector; by `value`, or `number` when value is
+                // null
     } kind = Kind::member;
     std::uint32_t number = 0;
-    Value* value = nullptr;     // an int or uint scalar
-    bool isChecked = false;     // proved or made to be in range by the index-check pass
+    Value* value = nullptr; // an int or uint scalar
+    bool isChecked = false; // proved or made to be in range by the index-check pass
 };
 
 struct Place {
@@ -121,17 +154,36 @@ enum class Op : std::uint8_t {
     load,  // place -> result
     store, // place, operand 0
     // arithmetic, component by component; both operands have the result's type
-    add, sub, mul, div, // floating or integer by type; signed by type
-    rem,                // integer remainder, sign of the first operand; floating fmod is a builtin
-    neg, bitNot, logicalNot,
-    shl, shr,           // the count is taken modulo the width; shr is arithmetic for signed types
-    bitAnd, bitOr, bitXor,
-    logicalAnd, logicalOr, // on bools, both sides evaluated (short-circuit became control flow where it matters)
-    equal, notEqual, less, lessEqual, greater, greaterEqual, // result bool or bool vector; false on NaN except notEqual
+    add,
+    sub,
+    mul,
+    div, // floating or integer by type; signed by type
+    rem, // integer remainder, sign of the first operand; floating fmod is a builtin
+    neg,
+    bitNot,
+    logicalNot,
+    shl,
+    shr, // the count is taken modulo the width; shr is arithmetic for signed types
+    bitAnd,
+    bitOr,
+    bitXor,
+    logicalAnd,
+    logicalOr, // on bools, both sides evaluated (short-circuit became control flow where it matters)
+    equal,
+    notEqual,
+    less,
+    lessEqual,
+    greater,
+    greaterEqual, // result bool or bool vector; false on NaN except notEqual
     // linear algebra
-    matrixTimesMatrix, matrixTimesVector, vectorTimesMatrix, matrixTimesScalar, vectorTimesScalar,
+    matrixTimesMatrix,
+    matrixTimesVector,
+    vectorTimesMatrix,
+    matrixTimesScalar,
+    vectorTimesScalar,
     // conversion
-    convert, // numeric to numeric of the same shape, by types; to bool: != 0; floating to integer truncates, saturates, NaN 0
+    convert, // numeric to numeric of the same shape, by types; to bool: != 0; floating to integer truncates, saturates,
+             // NaN 0
     bitcast, // same size, numeric
     // composites
     construct,      // vector, matrix (from columns), array, struct from its parts, one operand per part; a vector's
@@ -142,8 +194,8 @@ enum class Op : std::uint8_t {
     shuffle,        // operand 0 and 1 vectors (or operand 0 alone), indices choose components
     select,         // operand 0 bool or bool vector, operand 1 when true, operand 2 when false
     // calls
-    builtin, // builtin id + precision; operands
-    call,    // callee; operands for its parameters, variables for its pointer parameters
+    builtin,     // builtin id + precision; operands
+    call,        // callee; operands for its parameters, variables for its pointer parameters
     arrayLength, // place of a runtime-sized array -> uint element count
     // control flow; the blocks are nested
     if_,     // operand 0; blocks: then, else (may be empty)
@@ -183,12 +235,12 @@ struct Instruction {
     bool isPrecise = false;                    // arithmetic: no contraction, no reassociation
     Value* result = nullptr;                   // null when there is none
     std::span<Value*> operands;
-    Place* place = nullptr;                    // load, store, arrayLength; atomics and texture builtins: their object
-    std::span<std::uint32_t> indices;          // extract, insert, shuffle
-    Function* callee = nullptr;                // call
-    std::span<Variable*> variables;            // call: one per pointer parameter; builtin with sampler: the sampler
-    std::span<Block*> blocks;                  // if_, loop
-    std::span<SwitchCase> cases;               // switch_
+    Place* place = nullptr;           // load, store, arrayLength; atomics and texture builtins: their object
+    std::span<std::uint32_t> indices; // extract, insert, shuffle
+    Function* callee = nullptr;       // call
+    std::span<Variable*> variables;   // call: one per pointer parameter; builtin with sampler: the sampler
+    std::span<Block*> blocks;         // if_, loop
+    std::span<SwitchCase> cases;      // switch_
     SourceLocation location;
     Instruction* previous = nullptr;
     Instruction* next = nullptr;
@@ -200,7 +252,7 @@ struct Function {
     std::string_view name;
     std::uint32_t id = 0;
     TypeRef returnType = nullptr;
-    std::span<Value*> parameters;            // by value
+    std::span<Value*> parameters; // by value
     std::span<Variable*> pointerParameters;
     std::vector<Variable*>* locals = nullptr; // every local variable of the function
     Block* body = nullptr;
@@ -235,7 +287,7 @@ class Module {
     std::vector<Variable*> globals;   // everything but locals and pointer parameters
 
     Value* constantScalar(TypeRef scalar, std::uint64_t bits);
-    Value* constantFloat(TypeRef scalarOrVector, double value); // half or float; splat for vectors
+    Value* constantFloat(TypeRef scalarOrVector, double value);     // half or float; splat for vectors
     Value* constantInt(TypeRef scalarOrVector, std::int64_t value); // any integer kind or bool; splat for vectors
     Value* constantBool(bool value) { return constantInt(types.bool_(), value ? 1 : 0); }
     Value* constantComposite(TypeRef type, std::span<Value* const> parts);

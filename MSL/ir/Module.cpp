@@ -35,8 +35,7 @@ void Block::remove(Instruction* instruction) {
 }
 
 bool Block::isTerminated() const {
-    if (last == nullptr)
-        return false;
+    if (last == nullptr) return false;
     switch (last->op) {
     case Op::break_:
     case Op::continue_:
@@ -49,10 +48,8 @@ bool Block::isTerminated() const {
 // ----------------------------------------------------------------------------------------------------------- types
 
 TypeRef valueType(const TypeTable& types, TypeRef memoryType) {
-    if (memoryType->is(TypeKind::packedVector))
-        return types.vector(memoryType->scalar, memoryType->columns);
-    if (memoryType->is(TypeKind::enum_))
-        return memoryType->element;
+    if (memoryType->is(TypeKind::packedVector)) return types.vector(memoryType->scalar, memoryType->columns);
+    if (memoryType->is(TypeKind::enum_)) return memoryType->element;
     return memoryType;
 }
 
@@ -83,7 +80,9 @@ std::uint64_t partCount(TypeRef composite) {
 
 // --------------------------------------------------------------------------------------------------------- module
 
-Module::Module(Arena& theArena, TypeTable& theTypes) : arena(theArena), types(theTypes) { constants_.reserve(256); }
+Module::Module(Arena& theArena, TypeTable& theTypes) : arena(theArena), types(theTypes) {
+    constants_.reserve(256);
+}
 
 Value* Module::newValue(Value::Kind kind, TypeRef type) {
     auto* value = arena.make<Value>();
@@ -99,8 +98,7 @@ Variable* Module::newVariable(Variable::Kind kind, TypeRef type, std::string_vie
     variable->type = type;
     variable->name = name;
     variable->id = nextVariable_++;
-    if (kind != Variable::Kind::local && kind != Variable::Kind::pointerParameter)
-        globals.push_back(variable);
+    if (kind != Variable::Kind::local && kind != Variable::Kind::pointerParameter) globals.push_back(variable);
     return variable;
 }
 
@@ -133,8 +131,7 @@ Value* Module::constantScalar(TypeRef scalar, std::uint64_t bits) {
     const std::uint64_t hash = mix(scalar->id, bits);
     const auto [begin, end] = constants_.equal_range(hash);
     for (auto at = begin; at != end; ++at)
-        if (at->second->type == scalar && at->second->bits == bits && at->second->parts.empty())
-            return at->second;
+        if (at->second->type == scalar && at->second->bits == bits && at->second->parts.empty()) return at->second;
     Value* value = newValue(Value::Kind::constant, scalar);
     value->bits = bits;
     constants_.emplace(hash, value);
@@ -172,31 +169,34 @@ Value* Module::constantInt(TypeRef type, std::int64_t number) {
     return constantScalar(type, bits);
 }
 
-static bool isZero(const Value* value) { return value->parts.empty() && value->bits == 0; }
+static bool isZero(const Value* value) {
+    return value->parts.empty() && value->bits == 0;
+}
 
 Value* Module::constantComposite(TypeRef type, std::span<Value* const> parts) {
-    if (std::ranges::all_of(parts, isZero))
-        return constantNull(type);
+    if (std::ranges::all_of(parts, isZero)) return constantNull(type);
     std::uint64_t hash = mix(type->id, 77);
     for (const Value* part : parts)
         hash = mix(hash, part->id);
     const auto [begin, end] = constants_.equal_range(hash);
     for (auto at = begin; at != end; ++at)
-        if (at->second->type == type && std::ranges::equal(at->second->parts, parts))
-            return at->second;
+        if (at->second->type == type && std::ranges::equal(at->second->parts, parts)) return at->second;
     Value* value = newValue(Value::Kind::constant, type);
     value->parts = arena.copy<Value*>(std::span<Value*>(const_cast<Value**>(parts.data()), parts.size()));
     constants_.emplace(hash, value);
     return value;
 }
 
-Value* Module::constantNull(TypeRef type) { return constantScalar(type, 0); }
+Value* Module::constantNull(TypeRef type) {
+    return constantScalar(type, 0);
+}
 
-Value* Module::undefined(TypeRef type) { return newValue(Value::Kind::undefined, type); }
+Value* Module::undefined(TypeRef type) {
+    return newValue(Value::Kind::undefined, type);
+}
 
 Value* Module::constantPart(const Value* composite, std::uint32_t index) {
-    if (!composite->parts.empty())
-        return composite->parts[std::min<std::size_t>(index, composite->parts.size() - 1)];
+    if (!composite->parts.empty()) return composite->parts[std::min<std::size_t>(index, composite->parts.size() - 1)];
     return constantNull(partType(types, composite->type, index));
 }
 
@@ -219,8 +219,7 @@ double Module::floatValue(const Value* scalar) {
 }
 
 std::int64_t Module::intValue(const Value* scalar) {
-    if (isFloating(scalar->type->scalar))
-        return static_cast<std::int64_t>(floatValue(scalar));
+    if (isFloating(scalar->type->scalar)) return static_cast<std::int64_t>(floatValue(scalar));
     return static_cast<std::int64_t>(scalar->bits);
 }
 

@@ -8,12 +8,53 @@ namespace msl::ir {
 namespace {
 
 // In the order of enum class Op.
-constexpr std::string_view opNames[] = {
-    "load", "store", "add", "sub", "mul", "div", "rem", "neg", "bitNot", "logicalNot", "shl", "shr", "bitAnd", "bitOr",
-    "bitXor", "logicalAnd", "logicalOr", "equal", "notEqual", "less", "lessEqual", "greater", "greaterEqual",
-    "matrixTimesMatrix", "matrixTimesVector", "vectorTimesMatrix", "matrixTimesScalar", "vectorTimesScalar", "convert",
-    "bitcast", "construct", "extract", "extractDynamic", "insert", "shuffle", "select", "builtin", "call",
-    "arrayLength", "if", "loop", "switch", "break", "continue", "return", "discard", "unreachable"};
+constexpr std::string_view opNames[] = {"load",
+                                        "store",
+                                        "add",
+                                        "sub",
+                                        "mul",
+                                        "div",
+                                        "rem",
+                                        "neg",
+                                        "bitNot",
+                                        "logicalNot",
+                                        "shl",
+                                        "shr",
+                                        "bitAnd",
+                                        "bitOr",
+                                        "bitXor",
+                                        "logicalAnd",
+                                        "logicalOr",
+                                        "equal",
+                                        "notEqual",
+                                        "less",
+                                        "lessEqual",
+                                        "greater",
+                                        "greaterEqual",
+                                        "matrixTimesMatrix",
+                                        "matrixTimesVector",
+                                        "vectorTimesMatrix",
+                                        "matrixTimesScalar",
+                                        "vectorTimesScalar",
+                                        "convert",
+                                        "bitcast",
+                                        "construct",
+                                        "extract",
+                                        "extractDynamic",
+                                        "insert",
+                                        "shuffle",
+                                        "select",
+                                        "builtin",
+                                        "call",
+                                        "arrayLength",
+                                        "if",
+                                        "loop",
+                                        "switch",
+                                        "break",
+                                        "continue",
+                                        "return",
+                                        "discard",
+                                        "unreachable"};
 
 class Printer {
   public:
@@ -61,8 +102,7 @@ class Printer {
         if (!value->parts.empty()) {
             out_ += typeName(value->type) + "{";
             for (std::size_t i = 0; i < value->parts.size(); ++i) {
-                if (i > 0)
-                    out_ += ", ";
+                if (i > 0) out_ += ", ";
                 this->value(value->parts[i]);
             }
             out_ += '}';
@@ -75,14 +115,12 @@ class Printer {
             const auto end = std::to_chars(text, text + sizeof text, static_cast<float>(Module::floatValue(value)));
             const std::string_view digits(text, static_cast<std::size_t>(end.ptr - text));
             out_ += digits;
-            if (digits.find_first_of(".einf") == std::string_view::npos)
-                out_ += ".0";
-            if (value->type->scalar == ScalarKind::half)
-                out_ += 'h';
+            if (digits.find_first_of(".einf") == std::string_view::npos) out_ += ".0";
+            if (value->type->scalar == ScalarKind::half) out_ += 'h';
         } else {
-            out_ += isSigned(value->type->scalar) ? std::to_string(Module::intValue(value)) : std::to_string(value->bits);
-            if (!isSigned(value->type->scalar))
-                out_ += 'u';
+            out_ +=
+                isSigned(value->type->scalar) ? std::to_string(Module::intValue(value)) : std::to_string(value->bits);
+            if (!isSigned(value->type->scalar)) out_ += 'u';
         }
     }
 
@@ -96,8 +134,7 @@ class Printer {
         std::string name(variable.name.empty() ? std::string_view("v") : variable.name);
         const bool isLocal =
             variable.kind == Variable::Kind::local || variable.kind == Variable::Kind::pointerParameter;
-        if (!isLocal)
-            return "@" + name;
+        if (!isLocal) return "@" + name;
         const auto [at, isNew] =
             variableNumbers_.try_emplace(variable.id, static_cast<std::uint32_t>(variableNumbers_.size()));
         return name + "." + std::to_string(at->second);
@@ -131,8 +168,8 @@ class Printer {
     }
 
     void global(const Variable& variable) {
-        constexpr std::string_view kinds[] = {"local", "pointer", "table", "buffer", "texture", "sampler", "input",
-                                              "output", "threadgroup"};
+        constexpr std::string_view kinds[] = {"local",   "pointer", "table",  "buffer",     "texture",
+                                              "sampler", "input",   "output", "threadgroup"};
         out_ += kinds[static_cast<unsigned>(variable.kind)];
         out_ += ' ';
         out_ += variableName(variable);
@@ -144,16 +181,14 @@ class Printer {
             out_ += " set " + std::to_string(variable.set) + " binding " + std::to_string(variable.binding);
             if (variable.kind == Variable::Kind::buffer)
                 out_ += variable.bindingKind == BindingKind::uniformBuffer ? " uniform" : " storage";
-            if (variable.isWritable)
-                out_ += " writable";
+            if (variable.isWritable) out_ += " writable";
             break;
         case Variable::Kind::input:
         case Variable::Kind::output:
             out_ += variable.systemValue == SystemValue::none
                         ? " location " + std::to_string(variable.location)
                         : " system " + std::to_string(static_cast<unsigned>(variable.systemValue));
-            if (variable.interpolation == Interpolation::flat)
-                out_ += " flat";
+            if (variable.interpolation == Interpolation::flat) out_ += " flat";
             break;
         default: break;
         }
@@ -214,10 +249,8 @@ class Printer {
             out_ += ": " + typeName(instruction.result->type) + " = ";
         }
         out_ += opNames[static_cast<unsigned>(instruction.op)];
-        if (instruction.op == Op::builtin)
-            out_ += " " + std::to_string(static_cast<unsigned>(instruction.builtinId));
-        if (instruction.callee != nullptr)
-            out_ += " " + functionName(*instruction.callee);
+        if (instruction.op == Op::builtin) out_ += " " + std::to_string(static_cast<unsigned>(instruction.builtinId));
+        if (instruction.callee != nullptr) out_ += " " + functionName(*instruction.callee);
         bool isFirst = true;
         const auto separate = [&] {
             out_ += isFirst ? " " : ", ";
@@ -244,19 +277,16 @@ class Printer {
         out_ += '\n';
         if (instruction.op == Op::if_) {
             nested("then", *instruction.blocks[0], depth);
-            if (!instruction.blocks[1]->isEmpty())
-                nested("else", *instruction.blocks[1], depth);
+            if (!instruction.blocks[1]->isEmpty()) nested("else", *instruction.blocks[1], depth);
         } else if (instruction.op == Op::loop) {
             nested("body", *instruction.blocks[0], depth);
-            if (!instruction.blocks[1]->isEmpty())
-                nested("continuing", *instruction.blocks[1], depth);
+            if (!instruction.blocks[1]->isEmpty()) nested("continuing", *instruction.blocks[1], depth);
         }
         for (const SwitchCase& one : instruction.cases) {
             std::string label;
             for (const std::int64_t number : one.values)
                 label += (label.empty() ? "case " : ", ") + std::to_string(number);
-            if (one.isDefault)
-                label += label.empty() ? "default" : ", default";
+            if (one.isDefault) label += label.empty() ? "default" : ", default";
             nested(label, *one.block, depth);
         }
     }
@@ -269,8 +299,12 @@ class Printer {
 
 } // namespace
 
-std::string_view opName(Op op) { return opNames[static_cast<unsigned>(op)]; }
+std::string_view opName(Op op) {
+    return opNames[static_cast<unsigned>(op)];
+}
 
-std::string toText(const Module& module) { return Printer(module).print(); }
+std::string toText(const Module& module) {
+    return Printer(module).print();
+}
 
 } // namespace msl::ir

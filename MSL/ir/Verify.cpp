@@ -22,8 +22,7 @@ class Verifier {
         }
         for (const Function* function : module_.functions) {
             this->function(*function);
-            if (!fault_.empty())
-                return "function '" + std::string(function->name) + "': " + fault_;
+            if (!fault_.empty()) return "function '" + std::string(function->name) + "': " + fault_;
             known_.push_back(function);
         }
         for (const Entry* entry : module_.entries) {
@@ -37,8 +36,7 @@ class Verifier {
 
   private:
     bool fail(std::string what) {
-        if (fault_.empty())
-            fault_ = std::move(what);
+        if (fault_.empty()) fault_ = std::move(what);
         return false;
     }
     bool fail(const Instruction& instruction, std::string_view what) {
@@ -55,7 +53,8 @@ class Verifier {
             isReachable_[variable->id] = true;
             if (variable->initializer != nullptr &&
                 (!variable->initializer->isConstant() || variable->initializer->type != variable->type))
-                fail("local '" + std::string(variable->name) + "' starts with something that is no constant of its type");
+                fail("local '" + std::string(variable->name) +
+                     "' starts with something that is no constant of its type");
         }
         block(*function.body, {});
         for (const Value* parameter : function.parameters)
@@ -89,19 +88,16 @@ class Verifier {
             previous = at;
             instruction(*at, inside);
             if (at->result != nullptr) {
-                if (at->result->definition != at)
-                    fail(*at, "its result does not know it");
+                if (at->result->definition != at) fail(*at, "its result does not know it");
                 isVisible_[at->result->id] = true;
                 defined.push_back(at->result->id);
             }
         }
-        if (fault_.empty() && block.last != previous)
-            fail("the block's last instruction is not its last");
+        if (fault_.empty() && block.last != previous) fail("the block's last instruction is not its last");
     }
 
     bool use(const Instruction& instruction, const Value* value) {
-        if (value == nullptr)
-            return fail(instruction, "an operand is missing");
+        if (value == nullptr) return fail(instruction, "an operand is missing");
         if ((value->kind == Value::Kind::parameter || value->kind == Value::Kind::result) && !isVisible_[value->id])
             return fail(instruction, "uses a value before or outside of where it is defined");
         if (value->type->is(TypeKind::packedVector) || value->type->is(TypeKind::enum_))
@@ -110,10 +106,10 @@ class Verifier {
     }
 
     bool checkPlace(const Instruction& instruction, const Place* place) {
-        if (place == nullptr || place->root == nullptr)
-            return fail(instruction, "it has no place");
+        if (place == nullptr || place->root == nullptr) return fail(instruction, "it has no place");
         if (!isReachable_[place->root->id])
-            return fail(instruction, "its variable '" + std::string(place->root->name) + "' belongs to another function");
+            return fail(instruction,
+                        "its variable '" + std::string(place->root->name) + "' belongs to another function");
         TypeRef type = place->root->type;
         for (const Step& step : place->steps) {
             if (step.kind == Step::Kind::member) {
@@ -122,18 +118,20 @@ class Verifier {
                 type = type->structDecl->fields[step.number]->type;
                 continue;
             }
-            if (!type->is(TypeKind::array) && !type->isVector() && !type->isMatrix() && !type->is(TypeKind::packedVector))
+            if (!type->is(TypeKind::array) && !type->isVector() && !type->isMatrix() &&
+                !type->is(TypeKind::packedVector))
                 return fail(instruction, "an index step into '" + typeName(type) + "'");
             if (step.value != nullptr) {
                 use(instruction, step.value);
-                if (!step.value->type->isScalar() || (step.value->type->scalar != ScalarKind::int_ &&
-                                                      step.value->type->scalar != ScalarKind::uint))
+                if (!step.value->type->isScalar() ||
+                    (step.value->type->scalar != ScalarKind::int_ && step.value->type->scalar != ScalarKind::uint))
                     return fail(instruction, "an index of type '" + typeName(step.value->type) + "'");
             }
             type = type->is(TypeKind::array) ? type->element : partType(module_.types, type, 0);
         }
         if (valueType(module_.types, type) != valueType(module_.types, place->type))
-            return fail(instruction, "its place says '" + typeName(place->type) + "' and leads to '" + typeName(type) + "'");
+            return fail(instruction,
+                        "its place says '" + typeName(place->type) + "' and leads to '" + typeName(type) + "'");
         return true;
     }
 
@@ -144,8 +142,7 @@ class Verifier {
     }
 
     bool same(const Instruction& instruction, TypeRef left, TypeRef right) {
-        if (left != right)
-            return fail(instruction, "'" + typeName(left) + "' and '" + typeName(right) + "' differ");
+        if (left != right) return fail(instruction, "'" + typeName(left) + "' and '" + typeName(right) + "' differ");
         return true;
     }
 
@@ -153,30 +150,43 @@ class Verifier {
         if (in.op != Op::loop) // a loop's operand is made inside of it
             for (const Value* operand : in.operands)
                 use(in, operand);
-        if (!fault_.empty())
-            return;
+        if (!fault_.empty()) return;
         const TypeRef result = in.result != nullptr ? in.result->type : nullptr;
         switch (in.op) {
         case Op::load:
-            if (checkPlace(in, in.place) && count(in, 0))
-                same(in, result, valueType(module_.types, in.place->type));
+            if (checkPlace(in, in.place) && count(in, 0)) same(in, result, valueType(module_.types, in.place->type));
             break;
         case Op::store:
             if (checkPlace(in, in.place) && count(in, 1))
                 same(in, in.operands[0]->type, valueType(module_.types, in.place->type));
             break;
-        case Op::add: case Op::sub: case Op::mul: case Op::div: case Op::rem: case Op::shl: case Op::shr:
-        case Op::bitAnd: case Op::bitOr: case Op::bitXor: case Op::logicalAnd: case Op::logicalOr:
-            if (count(in, 2) && same(in, in.operands[0]->type, result))
-                same(in, in.operands[1]->type, result);
+        case Op::add:
+        case Op::sub:
+        case Op::mul:
+        case Op::div:
+        case Op::rem:
+        case Op::shl:
+        case Op::shr:
+        case Op::bitAnd:
+        case Op::bitOr:
+        case Op::bitXor:
+        case Op::logicalAnd:
+        case Op::logicalOr:
+            if (count(in, 2) && same(in, in.operands[0]->type, result)) same(in, in.operands[1]->type, result);
             if (fault_.empty() && !result->isScalar() && !result->isVector())
                 fail(in, "of type '" + typeName(result) + "'");
             break;
-        case Op::neg: case Op::bitNot: case Op::logicalNot:
-            if (count(in, 1))
-                same(in, in.operands[0]->type, result);
+        case Op::neg:
+        case Op::bitNot:
+        case Op::logicalNot:
+            if (count(in, 1)) same(in, in.operands[0]->type, result);
             break;
-        case Op::equal: case Op::notEqual: case Op::less: case Op::lessEqual: case Op::greater: case Op::greaterEqual:
+        case Op::equal:
+        case Op::notEqual:
+        case Op::less:
+        case Op::lessEqual:
+        case Op::greater:
+        case Op::greaterEqual:
             if (count(in, 2) && same(in, in.operands[0]->type, in.operands[1]->type) &&
                 (result->scalar != ScalarKind::bool_ || result->columns != in.operands[0]->type->columns))
                 fail(in, "gives '" + typeName(result) + "'");
@@ -194,8 +204,7 @@ class Verifier {
         case Op::construct: construct(in, result); break;
         case Op::extract:
         case Op::insert: {
-            if (!count(in, in.op == Op::extract ? 1 : 2))
-                return;
+            if (!count(in, in.op == Op::extract ? 1 : 2)) return;
             TypeRef type = in.operands[0]->type;
             for (const std::uint32_t index : in.indices) {
                 if (index >= partCount(type)) {
@@ -240,8 +249,7 @@ class Verifier {
                 same(in, in.operands[i]->type, in.callee->parameters[i]->type);
             for (std::size_t i = 0; i < in.variables.size(); ++i) {
                 same(in, in.variables[i]->type, in.callee->pointerParameters[i]->type);
-                if (!isReachable_[in.variables[i]->id])
-                    fail(in, "passes a variable of another function");
+                if (!isReachable_[in.variables[i]->id]) fail(in, "passes a variable of another function");
             }
             break;
         case Op::arrayLength:
@@ -262,27 +270,22 @@ class Verifier {
             unsigned defaults = 0;
             for (const SwitchCase& one : in.cases) {
                 defaults += one.isDefault ? 1 : 0;
-                if (!one.block->isTerminated())
-                    fail(in, "a case runs on into the next");
+                if (!one.block->isTerminated()) fail(in, "a case runs on into the next");
                 block(*one.block, {.loop = inside.loop, .breakable = true});
             }
-            if (defaults > 1)
-                fail(in, "it has two defaults");
+            if (defaults > 1) fail(in, "it has two defaults");
             break;
         }
         case Op::break_:
-            if (!inside.breakable)
-                fail(in, "nothing to leave");
+            if (!inside.breakable) fail(in, "nothing to leave");
             terminator(in);
             break;
         case Op::continue_:
-            if (!inside.loop)
-                fail(in, "no loop to continue");
+            if (!inside.loop) fail(in, "no loop to continue");
             terminator(in);
             break;
         case Op::return_:
-            if (inside.continuing)
-                fail(in, "it stands in a continuing block");
+            if (inside.continuing) fail(in, "it stands in a continuing block");
             if (in.operands.empty() != function_->returnType->is(TypeKind::void_))
                 fail(in, "it returns something or nothing against its function's type");
             else if (!in.operands.empty())
@@ -295,8 +298,7 @@ class Verifier {
     }
 
     void terminator(const Instruction& in) {
-        if (in.next != nullptr)
-            fail(in, "something follows it in its block");
+        if (in.next != nullptr) fail(in, "something follows it in its block");
     }
 
     void construct(const Instruction& in, TypeRef result) {
@@ -311,8 +313,7 @@ class Verifier {
                 fail(in, "has " + std::to_string(components) + " components for '" + typeName(result) + "'");
             return;
         }
-        if (!count(in, partCount(result)))
-            return;
+        if (!count(in, partCount(result))) return;
         for (std::uint32_t i = 0; i < in.operands.size(); ++i)
             same(in, in.operands[i]->type, partType(module_.types, result, i));
     }
@@ -341,6 +342,8 @@ class Verifier {
 
 } // namespace
 
-std::string verify(const Module& module) { return Verifier(module).run(); }
+std::string verify(const Module& module) {
+    return Verifier(module).run();
+}
 
 } // namespace msl::ir

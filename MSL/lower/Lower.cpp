@@ -29,13 +29,11 @@ Lowering::Lowering(ir::Module& module, Diagnostics& diagnostics, WorkLimit& limi
 void Lowering::run(const TranslationUnit& unit) {
     assignLocations(unit);
     for (FunctionDecl* function : unit.entryPoints)
-        if (!diagnostics_.isFull() && !isTooDeep_)
-            entry(function);
+        if (!diagnostics_.isFull() && !isTooDeep_) entry(function);
 }
 
 bool Lowering::enter(SourceLocation at) {
-    if (++depth_ <= maxNesting && module_.valueCount() < maxValues && limit_.step())
-        return true;
+    if (++depth_ <= maxNesting && module_.valueCount() < maxValues && limit_.step()) return true;
     if (!isTooDeep_ && !limit_.exceeded())
         diagnostics_.error(at, depth_ > maxNesting ? "the program is nested too deeply"
                                                    : "the program is too large after its functions are specialised");
@@ -48,14 +46,14 @@ void Lowering::unsupported(SourceLocation at, std::string_view what) {
 }
 
 Operand Lowering::errorOperand(TypeRef type) {
-    if (type->is(TypeKind::void_))
-        return {};
-    if (isOpaque(type))
-        return {.kind = Operand::Kind::pointer, .type = type};
+    if (type->is(TypeKind::void_)) return {};
+    if (isOpaque(type)) return {.kind = Operand::Kind::pointer, .type = type};
     return Operand::ofValue(module_.constantNull(valueType(type)), type);
 }
 
-Access Lowering::errorAccess(TypeRef type) { return heldAccess(errorOperand(type)); }
+Access Lowering::errorAccess(TypeRef type) {
+    return heldAccess(errorOperand(type));
+}
 
 Lowering::VariableFacts& Lowering::facts(VarDecl* variable) {
     if (variable->loweringId == 0 || variable->loweringId >= variables_.size()) {
@@ -82,11 +80,9 @@ bool Lowering::isOpaque(TypeRef type) {
     case TypeKind::array: return isOpaque(type->element);
     case TypeKind::struct_:
     case TypeKind::lambda: {
-        if (type->structDecl == nullptr)
-            return false;
+        if (type->structDecl == nullptr) return false;
         const auto [at, isNew] = opaqueStructs_.try_emplace(type->structDecl, false);
-        if (!isNew)
-            return at->second;
+        if (!isNew) return at->second;
         bool result = false;
         for (const VarDecl* field : type->structDecl->fields)
             result = result || isOpaque(field->type);

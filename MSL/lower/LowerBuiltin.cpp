@@ -12,10 +12,8 @@ Operand Lowering::callBuiltin(const Call& call) {
     const TypeRef type = call.type->is(TypeKind::void_) ? call.type : valueType(call.type);
     const auto plain = [&](Value* value) { return Operand::ofValue(value, call.type); };
     const auto atLeast = [&](std::size_t count) { return call.arguments.size() >= count; };
-    if (id >= BuiltinId::textureSample && id <= BuiltinId::optionMinLodClamp)
-        return callTexture(call);
-    if (id >= BuiltinId::atomicLoad && id <= BuiltinId::atomicFence)
-        return callAtomic(call);
+    if (id >= BuiltinId::textureSample && id <= BuiltinId::optionMinLodClamp) return callTexture(call);
+    if (id >= BuiltinId::atomicLoad && id <= BuiltinId::atomicFence) return callAtomic(call);
     if (id >= BuiltinId::threadgroupBarrier && id < BuiltinId::count_) {
         unsupported(call.location, "synchronising or sharing between threads is");
         return errorOperand(call.type);
@@ -23,13 +21,11 @@ Operand Lowering::callBuiltin(const Call& call) {
     switch (id) {
     case BuiltinId::none:
     case BuiltinId::count_:
-        if (!diagnostics_.hasErrors())
-            diagnostics_.internalError(call.location, "a call of nothing reached lowering");
+        if (!diagnostics_.hasErrors()) diagnostics_.internalError(call.location, "a call of nothing reached lowering");
         return errorOperand(call.type);
     case BuiltinId::discardFragment: builder_.discard(); return {};
     case BuiltinId::sincos: {
-        if (!atLeast(2))
-            break;
+        if (!atLeast(2)) break;
         Value* angle = value(call.arguments[0]);
         const Access out = outArgument(call.arguments[1]);
         Value* cosine = builder_.builtin(BuiltinId::cos, type, {&angle, 1}, call.precision);
@@ -38,8 +34,7 @@ Operand Lowering::callBuiltin(const Call& call) {
         return plain(sine);
     }
     case BuiltinId::modf: {
-        if (!atLeast(2))
-            break;
+        if (!atLeast(2)) break;
         Value* number = value(call.arguments[0]);
         const Access out = outArgument(call.arguments[1]);
         Value* whole = builder_.builtin(BuiltinId::trunc, type, {&number, 1}, call.precision);
@@ -47,8 +42,7 @@ Operand Lowering::callBuiltin(const Call& call) {
         return plain(builder_.binary(Op::sub, type, number, whole));
     }
     case BuiltinId::frexp: {
-        if (!atLeast(2))
-            break;
+        if (!atLeast(2)) break;
         Value* number = value(call.arguments[0]);
         const Access out = outArgument(call.arguments[1]);
         Value* exponent = builder_.builtin(id, valueType(out.type), {&number, 1}, call.precision);
@@ -57,8 +51,7 @@ Operand Lowering::callBuiltin(const Call& call) {
         return plain(fraction);
     }
     case BuiltinId::select: {
-        if (!atLeast(3) || type->isMatrix())
-            break;
+        if (!atLeast(3) || type->isMatrix()) break;
         Value* whenFalse = value(call.arguments[0]);
         Value* whenTrue = value(call.arguments[1]);
         Value* condition = value(call.arguments[2]);
@@ -69,8 +62,7 @@ Operand Lowering::callBuiltin(const Call& call) {
         break;
     }
     case BuiltinId::notFn:
-        if (!atLeast(1))
-            break;
+        if (!atLeast(1)) break;
         return plain(builder_.unary(Op::logicalNot, value(call.arguments[0])));
     default: break;
     }

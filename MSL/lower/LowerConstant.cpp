@@ -9,8 +9,7 @@ using ir::Value;
 
 Access Lowering::globalAccess(VarDecl* variable, SourceLocation at) {
     VariableFacts& facts = this->facts(variable);
-    if (facts.isBound)
-        return facts.access;
+    if (facts.isBound) return facts.access;
     const TypeRef type = variable->type;
     if (variable->space == AddressSpace::threadgroup) {
         facts.access = placeAccess(builder_.place(threadgroupVariable(variable)), type);
@@ -56,8 +55,7 @@ Access Lowering::globalAccess(VarDecl* variable, SourceLocation at) {
         return facts.access;
     }
     context_->function->locals->resize(locals);
-    if (variable->initializer != nullptr)
-        first = rvalue(variable->initializer);
+    if (variable->initializer != nullptr) first = rvalue(variable->initializer);
     facts.isEvaluating = false;
     first.type = type;
     return heldAccess(first);
@@ -65,8 +63,7 @@ Access Lowering::globalAccess(VarDecl* variable, SourceLocation at) {
 
 ir::Variable* Lowering::threadgroupVariable(VarDecl* variable) {
     ir::Variable*& made = threadgroups_[variable];
-    if (made != nullptr)
-        return made;
+    if (made != nullptr) return made;
     made = module_.newVariable(ir::Variable::Kind::threadgroup, variable->type, nameOf(variable));
     constexpr std::uint64_t most = 32768;
     const std::uint64_t size = layoutOf(variable->type).size;

@@ -30,8 +30,7 @@ Operand Lowering::construct(const Construct& expr) {
     switch (expr.constructKind) {
     case ConstructKind::zero: return defaultValue(expr.type, true);
     case ConstructKind::convert: {
-        if (expr.arguments.size() != 1)
-            return defaultValue(expr.type, true);
+        if (expr.arguments.size() != 1) return defaultValue(expr.type, true);
         Operand only = rvalue(expr.arguments[0]);
         if (only.kind == Operand::Kind::value && only.value->type != type && type->isNumeric())
             only.value = convertValue(type, only.value);
@@ -39,16 +38,14 @@ Operand Lowering::construct(const Construct& expr) {
     }
     case ConstructKind::splat: {
         Value* scalar = builder_.convert(module_.types.scalar(type->scalar), value(expr.arguments[0]));
-        if (type->isMatrix())
-            return plain(matrixFromScalar(type, scalar));
+        if (type->isMatrix()) return plain(matrixFromScalar(type, scalar));
         return plain(type->isScalar() ? scalar : builder_.splat(type, scalar));
     }
     case ConstructKind::components: {
         Value* parts[4] = {};
         std::size_t count = 0;
         for (const Expr* argument : expr.arguments) {
-            if (count == 4)
-                break;
+            if (count == 4) break;
             Value* part = value(argument);
             if (part->type->scalar != type->scalar)
                 part = builder_.convert(module_.types.withScalar(part->type, type->scalar), part);
@@ -75,8 +72,7 @@ Operand Lowering::construct(const Construct& expr) {
     }
     case ConstructKind::matrix: return plain(convertValue(type, value(expr.arguments[0])));
     case ConstructKind::aggregate: return aggregate(expr);
-    case ConstructKind::constructor:
-        return runConstructor(expr.constructor, expr.arguments, expr.type, expr.location);
+    case ConstructKind::constructor: return runConstructor(expr.constructor, expr.arguments, expr.type, expr.location);
     case ConstructKind::unresolved: break;
     }
     if (!diagnostics_.hasErrors())
@@ -91,8 +87,7 @@ Operand Lowering::aggregate(const Construct& expr) {
             unsupported(expr.location, "an array of pointers or textures is");
             return errorOperand(type);
         }
-        if (expr.arguments.empty())
-            return defaultValue(type, true);
+        if (expr.arguments.empty()) return defaultValue(type, true);
         if (type->count > maxParts) {
             unsupported(expr.location, "initialising an array of more than 4096 elements is");
             return errorOperand(type);
@@ -114,12 +109,11 @@ Operand Lowering::aggregate(const Construct& expr) {
     }
     const auto fields = type->structDecl->fields;
     const bool isSplit = isOpaque(type);
-    if (type->structDecl->isUnion)
-        return unionValue(expr);
+    if (type->structDecl->isUnion) return unionValue(expr);
     const std::span<Operand> members = module_.arena.makeArray<Operand>(fields.size());
     for (std::size_t i = 0; i < fields.size(); ++i) {
-        const Expr* initializer = i < expr.arguments.size() && expr.arguments[i] != nullptr ? expr.arguments[i]
-                                                                                            : fields[i]->initializer;
+        const Expr* initializer =
+            i < expr.arguments.size() && expr.arguments[i] != nullptr ? expr.arguments[i] : fields[i]->initializer;
         if (fields[i]->type->is(TypeKind::reference) && initializer != nullptr)
             members[i] = pointerTo(lvalue(initializer), fields[i]->type);
         else
@@ -135,15 +129,15 @@ Operand Lowering::aggregate(const Construct& expr) {
     std::vector<Value*> parts;
     parts.reserve(members.size());
     for (const Operand& member : members)
-        parts.push_back(member.kind == Operand::Kind::value ? member.value : module_.constantNull(module_.types.int_()));
+        parts.push_back(member.kind == Operand::Kind::value ? member.value
+                                                            : module_.constantNull(module_.types.int_()));
     return Operand::ofValue(builder_.construct(type, parts), type);
 }
 
-// All zero, but for the members that their struct gives a value. Without isZeroed the rest could be anything; zero is as
-// good, and it keeps a program from showing what happened to lie in a register.
+// All zero, but for the members that their struct gives a value. Without isZeroed the rest could be anything; zero is
+// as good, and it keeps a program from showing what happened to lie in a register.
 Operand Lowering::defaultValue(TypeRef type, bool isZeroed) {
-    if (type->is(TypeKind::void_))
-        return {};
+    if (type->is(TypeKind::void_)) return {};
     const TypeRef plainType = valueType(type);
     if ((!type->is(TypeKind::struct_) && !type->is(TypeKind::lambda)) || type->structDecl->isUnion)
         return isOpaque(type) ? errorOperand(type) : Operand::ofValue(module_.constantNull(plainType), type);
@@ -155,8 +149,7 @@ Operand Lowering::defaultValue(TypeRef type, bool isZeroed) {
     for (std::size_t i = 0; i < fields.size(); ++i) {
         members[i] = fields[i]->initializer != nullptr ? rvalue(fields[i]->initializer)
                                                        : defaultValue(fields[i]->type, isZeroed);
-        if (members[i].kind == Operand::Kind::value)
-            parts.push_back(members[i].value);
+        if (members[i].kind == Operand::Kind::value) parts.push_back(members[i].value);
     }
     if (!isSplit && parts.size() == fields.size())
         return Operand::ofValue(parts.empty() ? module_.constantNull(plainType) : builder_.construct(plainType, parts),

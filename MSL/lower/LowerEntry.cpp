@@ -21,8 +21,7 @@ constexpr std::uint32_t maxUniformBytes = 16384; // what every device takes
 
 const Attribute* findAttribute(std::span<const Attribute> attributes, std::string_view name) {
     for (const Attribute& attribute : attributes)
-        if (attribute.name != nullptr && attribute.name->text == name)
-            return &attribute;
+        if (attribute.name != nullptr && attribute.name->text == name) return &attribute;
     return nullptr;
 }
 
@@ -87,8 +86,7 @@ constexpr SystemName fragmentOutputs[] = {
 
 const SystemName* systemName(std::span<const SystemName> names, std::span<const Attribute> attributes) {
     for (const SystemName& name : names)
-        if (findAttribute(attributes, name.name) != nullptr)
-            return &name;
+        if (findAttribute(attributes, name.name) != nullptr) return &name;
     return nullptr;
 }
 
@@ -104,11 +102,9 @@ std::span<const SystemName> inputNames(Stage stage) {
 // "position", "user(locn0)", "color(1)": the attribute that says what a value is, as the reflection shows it.
 std::string attributeText(std::span<const Attribute> attributes) {
     for (const Attribute& attribute : attributes) {
-        if (attribute.name == nullptr || attribute.isGnu)
-            continue;
+        if (attribute.name == nullptr || attribute.isGnu) continue;
         const std::string_view name = attribute.name->text;
-        if (name == "flat" || name == "invariant" || name == "maybe_unused" || name.ends_with("perspective"))
-            continue;
+        if (name == "flat" || name == "invariant" || name == "maybe_unused" || name.ends_with("perspective")) continue;
         std::string text(name);
         if (!attribute.arguments.empty()) {
             text += '(';
@@ -152,7 +148,8 @@ void setInterpolation(ir::Variable& variable, std::span<const Attribute> attribu
 std::uint32_t locationCount(TypeRef type) {
     switch (type->kind) {
     case TypeKind::matrix: return type->columns;
-    case TypeKind::array: return static_cast<std::uint32_t>(std::min<std::uint64_t>(type->count, 64)) * locationCount(type->element);
+    case TypeKind::array:
+        return static_cast<std::uint32_t>(std::min<std::uint64_t>(type->count, 64)) * locationCount(type->element);
     default: return 1;
     }
 }
@@ -163,8 +160,7 @@ std::uint32_t locationCount(TypeRef type) {
 // any pair of functions fits together.
 std::uint32_t Lowering::locationFor(std::string_view name, TypeRef type) {
     const auto [at, isNew] = locations_.try_emplace(name, nextLocation_);
-    if (isNew)
-        nextLocation_ += locationCount(type);
+    if (isNew) nextLocation_ += locationCount(type);
     return at->second;
 }
 
@@ -172,12 +168,10 @@ void Lowering::assignLocations(const TranslationUnit& unit) {
     // The largest of the types that share a name decides how much room it has.
     std::vector<std::pair<std::string_view, TypeRef>> varyings;
     const auto note = [&](TypeRef type) {
-        if (!type->is(TypeKind::struct_))
-            return;
+        if (!type->is(TypeKind::struct_)) return;
         for (const VarDecl* field : type->structDecl->fields) {
             const std::string_view name = varyingName(field);
-            if (systemName(vertexOutputs, field->attributes) != nullptr || isOpaque(field->type))
-                continue;
+            if (systemName(vertexOutputs, field->attributes) != nullptr || isOpaque(field->type)) continue;
             auto known = std::ranges::find(varyings, name, &std::pair<std::string_view, TypeRef>::first);
             if (known == varyings.end())
                 varyings.emplace_back(name, field->type);
@@ -186,12 +180,10 @@ void Lowering::assignLocations(const TranslationUnit& unit) {
         }
     };
     for (const FunctionDecl* function : unit.entryPoints) {
-        if (function->stage == EntryStage::vertex)
-            note(function->returnType);
+        if (function->stage == EntryStage::vertex) note(function->returnType);
         if (function->stage == EntryStage::fragment)
             for (const VarDecl* parameter : function->parameters)
-                if (findAttribute(parameter->attributes, "stage_in") != nullptr)
-                    note(parameter->type);
+                if (findAttribute(parameter->attributes, "stage_in") != nullptr) note(parameter->type);
     }
     for (const auto& [name, type] : varyings)
         locationFor(name, type);
@@ -200,12 +192,10 @@ void Lowering::assignLocations(const TranslationUnit& unit) {
 Value* Lowering::inputValue(EntryState& state, const VarDecl* declaration, TypeRef type) {
     const SystemName* system = systemName(inputNames(state.stage), declaration->attributes);
     const TypeRef plainType = valueType(type);
-    const TypeRef inputType =
-        system == nullptr ? plainType : module_.types.vector(system->scalar, system->columns);
+    const TypeRef inputType = system == nullptr ? plainType : module_.types.vector(system->scalar, system->columns);
     const bool isArray = system != nullptr && system->value == SystemValue::sampleMask;
-    ir::Variable* variable =
-        module_.newVariable(ir::Variable::Kind::input, isArray ? module_.types.array(inputType, 1) : inputType,
-                            nameOf(declaration));
+    ir::Variable* variable = module_.newVariable(
+        ir::Variable::Kind::input, isArray ? module_.types.array(inputType, 1) : inputType, nameOf(declaration));
     variable->attribute = module_.arena.copyText(attributeText(declaration->attributes));
     if (system != nullptr) {
         variable->systemValue = system->value;
@@ -219,8 +209,7 @@ Value* Lowering::inputValue(EntryState& state, const VarDecl* declaration, TypeR
         variable->interpolation = ir::Interpolation::flat;
     state.entry->interface->push_back(variable);
     ir::Place* place = builder_.place(variable);
-    if (isArray)
-        place = builder_.placeIndex(place, 0U, inputType);
+    if (isArray) place = builder_.placeIndex(place, 0U, inputType);
     Value* value = builder_.load(place);
     if (value->type->isVector() && plainType->columns < value->type->columns && !plainType->isMatrix()) {
         const std::uint32_t components[3] = {0, 1, 2};
@@ -243,7 +232,8 @@ Operand Lowering::stageInput(EntryState& state, TypeRef type) {
         parts.push_back(inputValue(state, field, field->type));
     }
     const TypeRef structType = valueType(type);
-    return Operand::ofValue(parts.empty() ? module_.constantNull(structType) : builder_.construct(structType, parts), type);
+    return Operand::ofValue(parts.empty() ? module_.constantNull(structType) : builder_.construct(structType, parts),
+                            type);
 }
 
 Access Lowering::resourceParameter(EntryState& state, VarDecl* parameter) {
@@ -251,11 +241,11 @@ Access Lowering::resourceParameter(EntryState& state, VarDecl* parameter) {
     const bool isTexture = type->is(TypeKind::texture);
     const bool isSampler = type->is(TypeKind::sampler);
     const bool isPointer = type->is(TypeKind::pointer);
-    const std::uint32_t index =
-        numberOf(findAttribute(parameter->attributes, isTexture ? "texture" : isSampler ? "sampler" : "buffer"));
+    const std::uint32_t index = numberOf(findAttribute(parameter->attributes, isTexture   ? "texture"
+                                                                              : isSampler ? "sampler"
+                                                                                          : "buffer"));
     TypeRef held = type;
-    if (!isTexture && !isSampler)
-        held = isPointer ? module_.types.array(type->element, 0) : type->element;
+    if (!isTexture && !isSampler) held = isPointer ? module_.types.array(type->element, 0) : type->element;
     if (!isTexture && !isSampler && (type->space == AddressSpace::threadgroup || isOpaque(type->element))) {
         unsupported(parameter->location, "a parameter of type '" + typeName(type) + "' is");
         return errorAccess(type->is(TypeKind::reference) ? type->element : type);
@@ -282,11 +272,11 @@ Access Lowering::resourceParameter(EntryState& state, VarDecl* parameter) {
         variable->binding = index + (isTexture ? textureBindingBase : samplerBindingBase);
         variable->isWritable = isTexture && (type->textureAccess == TextureAccess::write ||
                                              type->textureAccess == TextureAccess::readWrite);
-        variable->bindingKind = isSampler ? BindingKind::sampler
-                                : type->textureAccess == TextureAccess::write ||
-                                          type->textureAccess == TextureAccess::readWrite
-                                    ? BindingKind::storageTexture
-                                    : BindingKind::sampledTexture;
+        variable->bindingKind =
+            isSampler ? BindingKind::sampler
+            : type->textureAccess == TextureAccess::write || type->textureAccess == TextureAccess::readWrite
+                ? BindingKind::storageTexture
+                : BindingKind::sampledTexture;
         Operand operand;
         operand.kind = Operand::Kind::resource;
         operand.type = type;
@@ -299,21 +289,18 @@ Access Lowering::resourceParameter(EntryState& state, VarDecl* parameter) {
         type->space == AddressSpace::constant && !isPointer && layoutOf(type->element).size <= maxUniformBytes;
     variable->bindingKind = isUniform ? BindingKind::uniformBuffer : BindingKind::storageBuffer;
     ir::Place* place = builder_.place(variable);
-    if (!isPointer)
-        return placeAccess(place, type->element);
+    if (!isPointer) return placeAccess(place, type->element);
     const Access first = placeAccess(builder_.placeIndex(place, 0U, type->element), type->element);
     return heldAccess(pointerTo(first, type));
 }
 
 Access Lowering::entryParameter(EntryState& state, VarDecl* parameter) {
     const TypeRef type = parameter->type;
-    if (isOpaque(type) && !type->is(TypeKind::struct_))
-        return resourceParameter(state, parameter);
-    if (findAttribute(parameter->attributes, "stage_in") != nullptr)
-        return heldAccess(stageInput(state, type));
+    if (isOpaque(type) && !type->is(TypeKind::struct_)) return resourceParameter(state, parameter);
+    if (findAttribute(parameter->attributes, "stage_in") != nullptr) return heldAccess(stageInput(state, type));
     if (isOpaque(type) || systemName(inputNames(state.stage), parameter->attributes) == nullptr) {
-        unsupported(parameter->location, "the parameter '" + std::string(nameOf(parameter)) + "' of type '" +
-                                             typeName(type) + "' is");
+        unsupported(parameter->location,
+                    "the parameter '" + std::string(nameOf(parameter)) + "' of type '" + typeName(type) + "' is");
         return errorAccess(type);
     }
     return heldAccess(Operand::ofValue(inputValue(state, parameter, type), type));
@@ -333,9 +320,9 @@ void Lowering::storeOutput(EntryState& state, const VarDecl* field, Value* value
         outputType = module_.types.vector(system->scalar, system->columns);
     const bool isWrapped = systemValue == SystemValue::sampleMask ||
                            (systemValue == SystemValue::clipDistance && !outputType->is(TypeKind::array));
-    ir::Variable* variable = module_.newVariable(ir::Variable::Kind::output,
-                                                 isWrapped ? module_.types.array(outputType, 1) : outputType,
-                                                 isWhole ? nameOf(state.function) : nameOf(field));
+    ir::Variable* variable =
+        module_.newVariable(ir::Variable::Kind::output, isWrapped ? module_.types.array(outputType, 1) : outputType,
+                            isWhole ? nameOf(state.function) : nameOf(field));
     variable->attribute = module_.arena.copyText(attributeText(attributes));
     variable->systemValue = systemValue;
     if (systemValue == SystemValue::none) {
@@ -352,15 +339,13 @@ void Lowering::storeOutput(EntryState& state, const VarDecl* field, Value* value
     }
     state.entry->interface->push_back(variable);
     ir::Place* place = builder_.place(variable);
-    if (isWrapped)
-        place = builder_.placeIndex(place, 0U, outputType);
+    if (isWrapped) place = builder_.placeIndex(place, 0U, outputType);
     builder_.store(place, outputType->isNumeric() ? convertValue(outputType, value) : value);
 }
 
 void Lowering::storeOutputs(EntryState& state, Value* result) {
     const TypeRef type = state.function->returnType;
-    if (type->is(TypeKind::void_) || state.stage == Stage::kernel)
-        return;
+    if (type->is(TypeKind::void_) || state.stage == Stage::kernel) return;
     if (!type->is(TypeKind::struct_)) {
         storeOutput(state, nullptr, result, type, state.function->attributes);
         return;
@@ -397,8 +382,7 @@ void Lowering::entry(FunctionDecl* function) {
         arguments.push_back(entryParameter(state, parameter));
     const Operand result = callWith(function, arguments, nullptr, function->location);
     builder_.location = function->location;
-    if (result.kind == Operand::Kind::value)
-        storeOutputs(state, result.value);
+    if (result.kind == Operand::Kind::value) storeOutputs(state, result.value);
     builder_.return_();
     module_.functions.push_back(wrapper);
     context_ = nullptr;

@@ -10,10 +10,8 @@ using ir::Value;
 
 Value* Lowering::value(const Expr* expr) {
     const Operand operand = rvalue(expr);
-    if (operand.kind == Operand::Kind::value)
-        return operand.value;
-    if (!diagnostics_.hasErrors())
-        unsupported(expr->location, "a value of type '" + typeName(expr->type) + "' is");
+    if (operand.kind == Operand::Kind::value) return operand.value;
+    if (!diagnostics_.hasErrors()) unsupported(expr->location, "a value of type '" + typeName(expr->type) + "' is");
     return module_.constantNull(isOpaque(expr->type) || expr->type->is(TypeKind::void_) ? module_.types.int_()
                                                                                         : valueType(expr->type));
 }
@@ -92,8 +90,8 @@ Operand Lowering::rvalue(const Expr* expr) {
     case ExprKind::binary: result = binary(static_cast<const Binary&>(*expr)); break;
     case ExprKind::conditional: result = conditional(static_cast<const Conditional&>(*expr)); break;
     case ExprKind::sizeOf:
-        plain(module_.constantInt(valueType(expr->type), static_cast<std::int64_t>(
-                                                             static_cast<const SizeOf*>(expr)->value)));
+        plain(module_.constantInt(valueType(expr->type),
+                                  static_cast<std::int64_t>(static_cast<const SizeOf*>(expr)->value)));
         break;
     case ExprKind::lambda:
         unsupported(expr->location, "a lambda is");
@@ -105,8 +103,7 @@ Operand Lowering::rvalue(const Expr* expr) {
         result = errorOperand(expr->type);
         break;
     }
-    if (result.type == nullptr || result.kind == Operand::Kind::value)
-        result.type = expr->type;
+    if (result.type == nullptr || result.kind == Operand::Kind::value) result.type = expr->type;
     leave();
     return result;
 }
@@ -114,10 +111,8 @@ Operand Lowering::rvalue(const Expr* expr) {
 // ----------------------------------------------------------------------------------------------------- conversions
 
 Value* Lowering::convertValue(TypeRef to, Value* value) {
-    if (value->type == to)
-        return value;
-    if (!to->isMatrix())
-        return builder_.convert(to, value);
+    if (value->type == to) return value;
+    if (!to->isMatrix()) return builder_.convert(to, value);
     Value* columns[4] = {};
     const TypeRef column = module_.types.vector(to->scalar, to->rows);
     for (unsigned i = 0; i < to->columns; ++i)
@@ -143,16 +138,14 @@ Operand Lowering::castOperand(CastKind kind, const Expr* operand, TypeRef to, So
     case CastKind::vectorToPacked: return plain(convertValue(valueType(to), value(operand)));
     case CastKind::splat: {
         Value* scalar = builder_.convert(module_.types.scalar(to->scalar), value(operand));
-        if (to->isMatrix())
-            return plain(matrixFromScalar(to, scalar));
+        if (to->isMatrix()) return plain(matrixFromScalar(to, scalar));
         return plain(builder_.splat(valueType(to), scalar));
     }
     case CastKind::bitcast: {
-        if (!to->is(TypeKind::pointer))
-            return plain(builder_.bitcast(valueType(to), value(operand)));
+        if (!to->is(TypeKind::pointer)) return plain(builder_.bitcast(valueType(to), value(operand)));
         Operand pointer = rvalue(operand);
-        if (pointer.kind == Operand::Kind::pointer && pointer.access != nullptr && pointer.access->type != to->element &&
-            valueType(pointer.access->type) != valueType(to->element)) {
+        if (pointer.kind == Operand::Kind::pointer && pointer.access != nullptr &&
+            pointer.access->type != to->element && valueType(pointer.access->type) != valueType(to->element)) {
             unsupported(at, "reading memory through a pointer to another type is");
             return errorOperand(to);
         }
@@ -240,14 +233,11 @@ Value* Lowering::arithmetic(BinaryOp operation, TypeRef type, Value* left, Value
             return builder_.binary(Op::matrixTimesMatrix, type, left, right);
         if (left->type->isMatrix() && right->type->isVector())
             return builder_.binary(Op::matrixTimesVector, type, left, right);
-        if (left->type->isVector())
-            return builder_.binary(Op::vectorTimesMatrix, type, left, right);
-        if (left->type->isMatrix())
-            return builder_.binary(Op::matrixTimesScalar, type, left, right);
+        if (left->type->isVector()) return builder_.binary(Op::vectorTimesMatrix, type, left, right);
+        if (left->type->isMatrix()) return builder_.binary(Op::matrixTimesScalar, type, left, right);
         return builder_.binary(Op::matrixTimesScalar, type, right, left);
     }
-    if (hasMatrix)
-        return arithmeticByColumn(operation, type, left, right);
+    if (hasMatrix) return arithmeticByColumn(operation, type, left, right);
     if (op == Op::shl || op == Op::shr) {
         const TypeRef scalar = module_.types.scalar(left->type->scalar);
         if (right->type->isScalar() && left->type->isVector())
@@ -259,8 +249,7 @@ Value* Lowering::arithmetic(BinaryOp operation, TypeRef type, Value* left, Value
         right = builder_.splat(left->type, right);
     else if (right->type->isVector() && left->type->isScalar())
         left = builder_.splat(right->type, left);
-    if (left->type->scalar == ScalarKind::bool_)
-        op = logicalForm(op);
+    if (left->type->scalar == ScalarKind::bool_) op = logicalForm(op);
     return builder_.binary(op, type, left, right);
 }
 
@@ -270,8 +259,7 @@ Operand Lowering::unary(const Unary& expr) {
     case UnaryOp::plus: return plain(value(expr.operand));
     case UnaryOp::minus: {
         Value* operand = value(expr.operand);
-        if (!operand->type->isMatrix())
-            return plain(builder_.unary(Op::neg, operand));
+        if (!operand->type->isMatrix()) return plain(builder_.unary(Op::neg, operand));
         Value* columns[4] = {};
         for (unsigned i = 0; i < operand->type->columns; ++i)
             columns[i] = builder_.unary(Op::neg, builder_.extract(operand, i));
@@ -329,8 +317,7 @@ static const Expr* splatOperand(const Expr* expr) {
 
 Operand Lowering::binary(const Binary& expr) {
     const auto plain = [&](Value* value) { return Operand::ofValue(value, expr.type); };
-    if (isAssignment(expr.op))
-        return load(assign(expr), expr.location);
+    if (isAssignment(expr.op)) return load(assign(expr), expr.location);
     switch (expr.op) {
     case BinaryOp::comma: effect(expr.left); return rvalue(expr.right);
     case BinaryOp::logicalAnd:
@@ -339,8 +326,7 @@ Operand Lowering::binary(const Binary& expr) {
     }
     const bool leftPoints = expr.left->type->is(TypeKind::pointer);
     const bool rightPoints = expr.right->type->is(TypeKind::pointer);
-    if (leftPoints || rightPoints)
-        return pointerBinary(expr);
+    if (leftPoints || rightPoints) return pointerBinary(expr);
     if (expr.op == BinaryOp::mul) {
         if (const Expr* scalar = splatOperand(expr.right)) {
             Value* vector = value(expr.left);
@@ -365,7 +351,8 @@ Operand Lowering::binary(const Binary& expr) {
 Operand Lowering::pointerBinary(const Binary& expr) {
     const bool leftPoints = expr.left->type->is(TypeKind::pointer);
     const Operand left = leftPoints ? rvalue(expr.left) : Operand();
-    if ((expr.op == BinaryOp::add || expr.op == BinaryOp::sub) && leftPoints && !expr.right->type->is(TypeKind::pointer))
+    if ((expr.op == BinaryOp::add || expr.op == BinaryOp::sub) && leftPoints &&
+        !expr.right->type->is(TypeKind::pointer))
         return movePointer(left, indexValue(expr.right), expr.op == BinaryOp::sub, expr.location);
     if (expr.op == BinaryOp::add && !leftPoints) {
         Value* by = indexValue(expr.left);
@@ -388,7 +375,8 @@ Operand Lowering::pointerBinary(const Binary& expr) {
     rightIndex = builder_.convert(index, rightIndex);
     const TypeRef type = valueType(expr.type);
     if (expr.op == BinaryOp::sub)
-        return Operand::ofValue(builder_.convert(type, builder_.binary(Op::sub, index, leftIndex, rightIndex)), expr.type);
+        return Operand::ofValue(builder_.convert(type, builder_.binary(Op::sub, index, leftIndex, rightIndex)),
+                                expr.type);
     return Operand::ofValue(builder_.binary(arithmeticOp(expr.op), type, leftIndex, rightIndex), expr.type);
 }
 
@@ -418,8 +406,7 @@ Access Lowering::assign(const Binary& expr) {
     if (expr.left->type->is(TypeKind::pointer)) {
         Value* by = indexValue(expr.right);
         const Access left = lvalue(expr.left);
-        const Operand moved =
-            movePointer(load(left, expr.location), by, expr.op == BinaryOp::subAssign, expr.location);
+        const Operand moved = movePointer(load(left, expr.location), by, expr.op == BinaryOp::subAssign, expr.location);
         store(left, moved, expr.location);
         return left;
     }
@@ -428,11 +415,9 @@ Access Lowering::assign(const Binary& expr) {
     Value* right = value(scalar != nullptr ? scalar : expr.right);
     const Access left = lvalue(expr.left);
     Value* old = load(left, expr.location).value;
-    if (old == nullptr)
-        return left;
+    if (old == nullptr) return left;
     const TypeRef type = valueType(expr.left->type);
-    const TypeRef computation =
-        expr.computationType != nullptr ? valueType(expr.computationType) : type;
+    const TypeRef computation = expr.computationType != nullptr ? valueType(expr.computationType) : type;
     Value* operand = convertValue(computation, old);
     Value* result = scalar != nullptr && !right->isConstant() && operand->type->isVector()
                         ? builder_.binary(Op::vectorTimesScalar, computation, operand, right)
@@ -445,8 +430,7 @@ Access Lowering::assign(const Binary& expr) {
 
 // Whether evaluating the expression needlessly costs little and does nothing: then a choice needs no branch.
 bool Lowering::isCheap(const Expr* expr, unsigned& budget) {
-    if (budget == 0)
-        return false;
+    if (budget == 0) return false;
     --budget;
     switch (expr->kind) {
     case ExprKind::intLiteral:
@@ -464,8 +448,7 @@ bool Lowering::isCheap(const Expr* expr, unsigned& budget) {
     }
     case ExprKind::implicitCast: {
         const auto& cast = static_cast<const ImplicitCast&>(*expr);
-        if (cast.castKind == CastKind::lvalueToRvalue || cast.castKind == CastKind::none)
-            ++budget;
+        if (cast.castKind == CastKind::lvalueToRvalue || cast.castKind == CastKind::none) ++budget;
         return isCheap(cast.operand, budget);
     }
     case ExprKind::unary: {
@@ -481,8 +464,7 @@ bool Lowering::isCheap(const Expr* expr, unsigned& budget) {
     }
     case ExprKind::construct: {
         const auto& construct = static_cast<const Construct&>(*expr);
-        if (!expr->type->isScalar() && !expr->type->isVector())
-            return false;
+        if (!expr->type->isScalar() && !expr->type->isVector()) return false;
         return std::ranges::all_of(construct.arguments, [&](const Expr* part) { return isCheap(part, budget); });
     }
     default: return false;
@@ -498,8 +480,7 @@ Operand Lowering::shortCircuit(const Binary& expr) {
     if (type->isVector() || isCheap(expr.right, budget))
         return Operand::ofValue(builder_.binary(op, type, left, value(expr.right)), expr.type);
     if (left->isConstant()) {
-        if ((left->bits != 0) != isAnd)
-            return Operand::ofValue(left, expr.type);
+        if ((left->bits != 0) != isAnd) return Operand::ofValue(left, expr.type);
         return Operand::ofValue(value(expr.right), expr.type);
     }
     ir::Variable* result = newLocal(type, "condition");
@@ -515,8 +496,7 @@ Operand Lowering::shortCircuit(const Binary& expr) {
 
 Operand Lowering::conditional(const Conditional& expr) {
     Value* condition = value(expr.condition);
-    if (condition->isConstant())
-        return rvalue(condition->bits != 0 ? expr.whenTrue : expr.whenFalse);
+    if (condition->isConstant()) return rvalue(condition->bits != 0 ? expr.whenTrue : expr.whenFalse);
     if (expr.type->is(TypeKind::void_)) {
         const ir::Instruction* branch = builder_.if_(condition);
         ir::Block* outer = builder_.block;
@@ -534,13 +514,14 @@ Operand Lowering::conditional(const Conditional& expr) {
         Value* secondIndex = pointerIndex(second);
         if (firstIndex != nullptr && secondIndex != nullptr && sameStaticPath(*first.access, *second.access)) {
             const TypeRef type = module_.types.int_();
-            Value* index = builder_.select(condition, builder_.convert(type, firstIndex),
-                                           builder_.convert(type, secondIndex));
+            Value* index =
+                builder_.select(condition, builder_.convert(type, firstIndex), builder_.convert(type, secondIndex));
             const ir::Place* old = first.access->place;
             auto* shorter = module_.arena.make<ir::Place>();
             shorter->root = old->root;
             shorter->steps = old->steps.first(old->steps.size() - 1);
-            return pointerTo(placeAccess(builder_.placeIndex(shorter, index, old->type), first.access->type), expr.type);
+            return pointerTo(placeAccess(builder_.placeIndex(shorter, index, old->type), first.access->type),
+                             expr.type);
         }
         diagnostics_.error(expr.location, "a pointer or texture that may stand for more than one variable at run time "
                                           "is not supported here");

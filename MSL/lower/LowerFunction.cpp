@@ -12,9 +12,22 @@ using ir::Value;
 namespace {
 
 // Marks in an instance's key, so that no two different signatures give the same numbers.
-enum Mark : std::uint32_t { markValue = 1, markPlace, markPointer, markNull, markResource, markAggregate, markNothing,
-                            markGlobalRoot, markThreadRoot, markMember, markIndex, markDynamicIndex, markSwizzle,
-                            markThis };
+enum Mark : std::uint32_t {
+    markValue = 1,
+    markPlace,
+    markPointer,
+    markNull,
+    markResource,
+    markAggregate,
+    markNothing,
+    markGlobalRoot,
+    markThreadRoot,
+    markMember,
+    markIndex,
+    markDynamicIndex,
+    markSwizzle,
+    markThis
+};
 
 std::uint64_t hashOf(std::span<const std::uint32_t> key) {
     std::uint64_t hash = 0xCBF29CE484222325ULL;
@@ -54,8 +67,7 @@ void Lowering::describe(CallSignature& signature, const Access& access) {
         signature.key.push_back(markThreadRoot);
         signature.key.push_back(static_cast<std::uint32_t>(known - signature.roots.begin()));
         signature.key.push_back(root->type->id);
-        if (known == signature.roots.end())
-            signature.roots.push_back(root);
+        if (known == signature.roots.end()) signature.roots.push_back(root);
     } else {
         signature.key.push_back(markGlobalRoot);
         signature.key.push_back(root->id);
@@ -98,8 +110,7 @@ void Lowering::describe(CallSignature& signature, const Operand& operand) {
         break;
     case Operand::Kind::pointer:
         signature.key.push_back(operand.access != nullptr ? markPointer : markNull);
-        if (operand.access != nullptr)
-            describe(signature, *operand.access);
+        if (operand.access != nullptr) describe(signature, *operand.access);
         break;
     case Operand::Kind::resource:
         signature.key.push_back(markResource);
@@ -169,8 +180,7 @@ Operand Lowering::receive(InstanceParameters& parameters, const Operand& operand
         parameters.values.push_back(result.value);
         break;
     case Operand::Kind::pointer:
-        if (operand.access != nullptr)
-            result.access = module_.arena.make<Access>(receive(parameters, *operand.access));
+        if (operand.access != nullptr) result.access = module_.arena.make<Access>(receive(parameters, *operand.access));
         break;
     case Operand::Kind::aggregate:
         result.members = module_.arena.copy<Operand>(std::span<const Operand>(operand.members));
@@ -200,15 +210,12 @@ void Lowering::bindParameter(VarDecl* parameter, const Access& argument) {
     facts.isBound = true;
     facts.access = argument;
     const TypeRef type = parameter->type;
-    if (type->is(TypeKind::reference) || !checkStorable(type, parameter->location))
-        return;
+    if (type->is(TypeKind::reference) || !checkStorable(type, parameter->location)) return;
     facts.access.type = type;
     const bool needsMemory = facts.isWritten || (facts.isIndexedDynamically && !type->isVector());
-    if (!needsMemory)
-        return;
+    if (!needsMemory) return;
     if (isOpaque(type)) {
-        if (!facts.isWritten)
-            return;
+        if (!facts.isWritten) return;
         Slot& slot = slots_.emplace_back();
         fillSlot(slot, type, true, nameOf(parameter));
         isDeclaring_ = true;
@@ -217,16 +224,14 @@ void Lowering::bindParameter(VarDecl* parameter, const Access& argument) {
         facts.access = Access{.kind = Access::Kind::slot, .type = type, .held = {}, .place = nullptr, .slot = &slot};
         return;
     }
-    if (argument.held.kind != Operand::Kind::value)
-        return;
+    if (argument.held.kind != Operand::Kind::value) return;
     ir::Variable* local = newLocal(valueType(type), nameOf(parameter));
     builder_.store(builder_.place(local), argument.held.value);
     facts.access = placeAccess(builder_.place(local), type);
 }
 
 void Lowering::endFunction(TypeRef returnType) {
-    if (builder_.block->isTerminated())
-        return;
+    if (builder_.block->isTerminated()) return;
     if (!runsOn(*builder_.block))
         builder_.unreachable();
     else if (context_->isConstructor)
@@ -247,12 +252,10 @@ ir::Function* Lowering::instanceFor(FunctionDecl* function, std::span<const Acce
     const std::uint64_t hash = hashOf(signature.key);
     const auto [begin, end] = instances_.equal_range(hash);
     for (auto at = begin; at != end; ++at)
-        if (at->second->key == signature.key)
-            return at->second->function;
+        if (at->second->key == signature.key) return at->second->function;
 
     const bool isConstructor = function->isConstructor;
-    const TypeRef returnType =
-        isConstructor ? function->owner->type : valueType(function->returnType);
+    const TypeRef returnType = isConstructor ? function->owner->type : valueType(function->returnType);
     ir::Function* made = module_.newFunction(nameOf(function), returnType);
     Instance& instance = instanceStore_.emplace_back(made, signature.key);
     instances_.emplace(hash, &instance);
@@ -298,10 +301,8 @@ void Lowering::lowerBody(FunctionDecl* function) {
     FunctionFacts& facts = this->facts(function);
     facts.isActive = true;
     callStack_.push_back(function);
-    if (function->isConstructor)
-        initialiseMembers(function, context_->thisAccess);
-    if (function->body != nullptr)
-        statement(function->body);
+    if (function->isConstructor) initialiseMembers(function, context_->thisAccess);
+    if (function->body != nullptr) statement(function->body);
     callStack_.pop_back();
     facts.isActive = false;
 }
@@ -353,7 +354,8 @@ Operand Lowering::callFunction(const Call& call) {
         object = call.objectIsPointer ? dereference(rvalue(call.object), call.object->type->element, call.location)
                                       : lvalue(call.object);
         scan(function);
-        if (object.kind == Access::Kind::value && !function->isConstMember && object.held.kind == Operand::Kind::value) {
+        if (object.kind == Access::Kind::value && !function->isConstMember &&
+            object.held.kind == Operand::Kind::value) {
             ir::Variable* temporary = newLocal(object.held.value->type, "object");
             builder_.store(builder_.place(temporary), object.held.value);
             object = placeAccess(builder_.place(temporary), object.type);
@@ -375,17 +377,14 @@ Operand Lowering::callWith(FunctionDecl* function, std::span<const Access> argum
         reportRecursion(function, at);
         return errorOperand(function->returnType);
     }
-    if (isTooDeep_)
-        return errorOperand(function->returnType);
+    if (isTooDeep_) return errorOperand(function->returnType);
     scan(function);
-    if (isOpaque(function->returnType))
-        return expandInPlace(function, arguments, object, at);
+    if (isOpaque(function->returnType)) return expandInPlace(function, arguments, object, at);
     CallSignature signature;
     const ir::Function* callee = instanceFor(function, arguments, object, signature);
     builder_.location = at;
     Value* result = builder_.call(const_cast<ir::Function*>(callee), signature.values, signature.roots);
-    if (function->returnType->is(TypeKind::void_))
-        return {};
+    if (function->returnType->is(TypeKind::void_)) return {};
     return Operand::ofValue(result, function->returnType);
 }
 
@@ -411,8 +410,7 @@ Operand Lowering::expandInPlace(FunctionDecl* function, std::span<const Access> 
     lowerBody(function);
     context_ = outer;
     Operand result = context.inlineResult;
-    if (result.kind == Operand::Kind::nothing)
-        return errorOperand(function->returnType);
+    if (result.kind == Operand::Kind::nothing) return errorOperand(function->returnType);
     result.type = function->returnType;
     return result;
 }
@@ -430,8 +428,7 @@ Operand Lowering::runConstructor(FunctionDecl* constructor, std::span<Expr* cons
         reportRecursion(function, at);
         return errorOperand(type);
     }
-    if (isTooDeep_)
-        return errorOperand(type);
+    if (isTooDeep_) return errorOperand(type);
     scan(function);
     CallSignature signature;
     ir::Function* callee = instanceFor(function, bound, nullptr, signature);

@@ -1,4 +1,5 @@
-// Lvalues: which memory, or which value that nobody writes, an expression stands for; reading, writing and pointing at it.
+// Lvalues: which memory, or which value that nobody writes, an expression stands for; reading, writing and pointing at
+// it.
 #include "MSL/lower/Lowering.h"
 
 #include <algorithm>
@@ -25,8 +26,7 @@ Access Lowering::placeAccess(ir::Place* place, TypeRef type) {
 
 Access Lowering::accessOf(VarDecl* variable, SourceLocation at) {
     VariableFacts& facts = this->facts(variable);
-    if (facts.isBound)
-        return facts.access;
+    if (facts.isBound) return facts.access;
     if (variable->varKind == VarKind::global || variable->isStatic || variable->space == AddressSpace::constant ||
         variable->varKind == VarKind::field)
         return globalAccess(variable, at);
@@ -65,8 +65,9 @@ Access Lowering::lvalue(const Expr* expr) {
             result = accessOf(member.field, expr->location);
             break;
         }
-        const Access base = member.isArrow ? dereference(rvalue(member.base), member.base->type->element, expr->location)
-                                           : lvalue(member.base);
+        const Access base = member.isArrow
+                                ? dereference(rvalue(member.base), member.base->type->element, expr->location)
+                                : lvalue(member.base);
         if (member.field != nullptr)
             result = memberAccess(base, member.field, expr->location);
         else
@@ -166,8 +167,7 @@ Access Lowering::memberAccess(const Access& base, const VarDecl* field, SourceLo
     const std::uint32_t number = field->index;
     Access result;
     if (base.type->is(TypeKind::struct_) && base.type->structDecl->isUnion) {
-        if (!checkStorable(base.type, at))
-            return errorAccess(field->type);
+        if (!checkStorable(base.type, at)) return errorAccess(field->type);
         if (base.kind == Access::Kind::value)
             return heldAccess(Operand::ofValue(fromWords(valueType(field->type), base.held.value), field->type));
         result = base;
@@ -185,11 +185,9 @@ Access Lowering::memberAccess(const Access& base, const VarDecl* field, SourceLo
     case Access::Kind::slot:
         result.kind = Access::Kind::slot;
         result.type = field->type;
-        if (number >= base.slot->members.size())
-            return errorAccess(field->type);
+        if (number >= base.slot->members.size()) return errorAccess(field->type);
         result.slot = &base.slot->members[number];
-        if (result.slot->variable != nullptr)
-            return placeAccess(builder_.place(result.slot->variable), field->type);
+        if (result.slot->variable != nullptr) return placeAccess(builder_.place(result.slot->variable), field->type);
         break;
     case Access::Kind::value:
         if (base.held.kind == Operand::Kind::aggregate && number < base.held.members.size())
@@ -209,8 +207,7 @@ Access Lowering::swizzleAccess(const Access& base, std::span<const std::uint8_t>
     if (base.kind != Access::Kind::place) {
         std::uint32_t indices[4] = {};
         std::ranges::copy(components, indices);
-        if (base.held.kind != Operand::Kind::value)
-            return errorAccess(type);
+        if (base.held.kind != Operand::Kind::value) return errorAccess(type);
         Value* held = base.held.value;
         if (held->type->isScalar()) // x.x of a scalar
             return heldAccess(Operand::ofValue(held, type));
@@ -229,7 +226,8 @@ ir::Value* Lowering::indexValue(const Expr* expr) {
     if (index->type->isScalar() && (index->type->scalar == ScalarKind::int_ || index->type->scalar == ScalarKind::uint))
         return index;
     const bool isWide = index->type->isScalar() && index->type->scalar == ScalarKind::ulong;
-    return builder_.convert(isWide || !isSigned(index->type->scalar) ? module_.types.uint() : module_.types.int_(), index);
+    return builder_.convert(isWide || !isSigned(index->type->scalar) ? module_.types.uint() : module_.types.int_(),
+                            index);
 }
 
 Access Lowering::indexAccess(const Access& base, Value* index, TypeRef type, SourceLocation at) {
@@ -245,8 +243,7 @@ Access Lowering::indexAccess(const Access& base, Value* index, TypeRef type, Sou
             return placeAccess(builder_.placeIndex(base.place, index, type), type);
         return heldAccess(Operand::ofValue(builder_.extractDynamic(load(base, at).value, index), type));
     }
-    if (base.kind == Access::Kind::place)
-        return placeAccess(builder_.placeIndex(base.place, index, type), type);
+    if (base.kind == Access::Kind::place) return placeAccess(builder_.placeIndex(base.place, index, type), type);
     if (base.held.kind != Operand::Kind::value) {
         unsupported(at, "an array of pointers or textures is");
         return errorAccess(type);
@@ -258,8 +255,7 @@ Access Lowering::indexAccess(const Access& base, Value* index, TypeRef type, Sou
 }
 
 Access Lowering::inMemory(const Access& access, SourceLocation at) {
-    if (access.kind == Access::Kind::place && access.swizzleCount == 0 && access.unionMember == nullptr)
-        return access;
+    if (access.kind == Access::Kind::place && access.swizzleCount == 0 && access.unionMember == nullptr) return access;
     const Operand operand = load(access, at);
     if (operand.kind != Operand::Kind::value) {
         unsupported(at, "a pointer or texture in memory is");
@@ -278,8 +274,7 @@ Operand Lowering::load(const Access& access, SourceLocation at) {
     switch (access.kind) {
     case Access::Kind::value: {
         Operand result = access.held;
-        if (result.type == nullptr)
-            result.type = access.type;
+        if (result.type == nullptr) result.type = access.type;
         return result;
     }
     case Access::Kind::slot: return loadSlot(*access.slot, at);
@@ -292,8 +287,7 @@ Operand Lowering::load(const Access& access, SourceLocation at) {
         return Operand::ofValue(builder_.load(component), access.type);
     }
     Value* value = builder_.load(access.place);
-    if (access.unionMember != nullptr)
-        value = fromWords(access.unionMember, value);
+    if (access.unionMember != nullptr) value = fromWords(access.unionMember, value);
     if (access.swizzleCount > 0) {
         std::uint32_t components[4] = {};
         std::copy_n(access.swizzle, access.swizzleCount, components);
@@ -308,8 +302,7 @@ void Lowering::store(const Access& access, const Operand& operand, SourceLocatio
         return;
     }
     if (access.kind == Access::Kind::value || operand.kind != Operand::Kind::value) {
-        if (!diagnostics_.hasErrors())
-            diagnostics_.internalError(at, "a value is written as if it were a variable");
+        if (!diagnostics_.hasErrors()) diagnostics_.internalError(at, "a value is written as if it were a variable");
         return;
     }
     builder_.location = at;
@@ -354,8 +347,7 @@ void Lowering::store(const Access& access, const Operand& operand, SourceLocatio
 
 Access Lowering::dereference(const Operand& pointer, TypeRef type, SourceLocation at) {
     if (pointer.kind != Operand::Kind::pointer || pointer.access == nullptr) {
-        if (!diagnostics_.hasErrors())
-            diagnostics_.error(at, "a null pointer is dereferenced here");
+        if (!diagnostics_.hasErrors()) diagnostics_.error(at, "a null pointer is dereferenced here");
         return errorAccess(type);
     }
     return *pointer.access;
@@ -386,14 +378,12 @@ Value* Lowering::pointerIndex(const Operand& pointer) {
         pointer.access->swizzleCount > 0)
         return nullptr;
     const ir::Step& last = pointer.access->place->steps.back();
-    if (last.kind != ir::Step::Kind::index)
-        return nullptr;
+    if (last.kind != ir::Step::Kind::index) return nullptr;
     return last.value != nullptr ? last.value : module_.constantInt(module_.types.int_(), last.number);
 }
 
 Operand Lowering::movePointer(const Operand& pointer, Value* by, bool isBackwards, SourceLocation at) {
-    if (by->isConstant() && by->bits == 0)
-        return pointer;
+    if (by->isConstant() && by->bits == 0) return pointer;
     Value* index = pointerIndex(pointer);
     if (index == nullptr) {
         if (pointer.kind == Operand::Kind::pointer && pointer.access != nullptr)
@@ -423,12 +413,9 @@ bool Lowering::sameStaticPath(const Access& left, const Access& right) const {
         const ir::Step& a = left.place->steps[i];
         const ir::Step& b = right.place->steps[i];
         const bool isLast = i + 1 == left.place->steps.size();
-        if (a.kind != b.kind)
-            return false;
-        if (isLast && a.kind == ir::Step::Kind::index)
-            continue;
-        if (a.number != b.number || a.value != b.value)
-            return false;
+        if (a.kind != b.kind) return false;
+        if (isLast && a.kind == ir::Step::Kind::index) continue;
+        if (a.number != b.number || a.value != b.value) return false;
     }
     return true;
 }
@@ -455,8 +442,7 @@ void Lowering::fillSlot(Slot& slot, TypeRef type, bool isWritten, std::string_vi
 }
 
 Operand Lowering::loadSlot(Slot& slot, SourceLocation at) {
-    if (slot.variable != nullptr)
-        return Operand::ofValue(builder_.load(builder_.place(slot.variable)), slot.type);
+    if (slot.variable != nullptr) return Operand::ofValue(builder_.load(builder_.place(slot.variable)), slot.type);
     if (!slot.members.empty() || slot.type->is(TypeKind::struct_) || slot.type->is(TypeKind::lambda)) {
         Operand result;
         result.kind = Operand::Kind::aggregate;
@@ -473,8 +459,7 @@ Operand Lowering::loadSlot(Slot& slot, SourceLocation at) {
         return null;
     }
     Value* held = pointerIndex(slot.held);
-    if (slot.indexVariable == nullptr || held == nullptr)
-        return slot.held;
+    if (slot.indexVariable == nullptr || held == nullptr) return slot.held;
     const ir::Place* old = slot.held.access->place;
     auto* shorter = module_.arena.make<ir::Place>();
     shorter->root = old->root;
@@ -486,8 +471,7 @@ Operand Lowering::loadSlot(Slot& slot, SourceLocation at) {
 
 void Lowering::storeSlot(Slot& slot, const Operand& operand, SourceLocation at) {
     if (slot.variable != nullptr) {
-        if (operand.kind == Operand::Kind::value)
-            builder_.store(builder_.place(slot.variable), operand.value);
+        if (operand.kind == Operand::Kind::value) builder_.store(builder_.place(slot.variable), operand.value);
         return;
     }
     if (operand.kind == Operand::Kind::aggregate) {

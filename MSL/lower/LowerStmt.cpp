@@ -11,32 +11,26 @@ using ir::Value;
 
 // Whether control can come to the end of the block.
 bool Lowering::runsOn(const ir::Block& block) {
-    if (block.last == nullptr)
-        return true;
-    if (block.isTerminated())
-        return false;
+    if (block.last == nullptr) return true;
+    if (block.isTerminated()) return false;
     const ir::Instruction& last = *block.last;
-    if (last.op == Op::if_)
-        return runsOn(*last.blocks[0]) || runsOn(*last.blocks[1]);
+    if (last.op == Op::if_) return runsOn(*last.blocks[0]) || runsOn(*last.blocks[1]);
     return true;
 }
 
 void Lowering::closeIfDead() {
-    if (!builder_.block->isTerminated() && !runsOn(*builder_.block))
-        builder_.unreachable();
+    if (!builder_.block->isTerminated() && !runsOn(*builder_.block)) builder_.unreachable();
 }
 
 void Lowering::statements(std::span<Stmt* const> list) {
     for (const Stmt* stmt : list) {
-        if (builder_.block->isTerminated() || isTooDeep_)
-            return;
+        if (builder_.block->isTerminated() || isTooDeep_) return;
         statement(stmt);
     }
 }
 
 void Lowering::statement(const Stmt* stmt) {
-    if (stmt == nullptr || builder_.block->isTerminated())
-        return;
+    if (stmt == nullptr || builder_.block->isTerminated()) return;
     if (!enter(stmt->location)) {
         leave();
         return;
@@ -46,8 +40,7 @@ void Lowering::statement(const Stmt* stmt) {
     case StmtKind::compound: statements(static_cast<const CompoundStmt*>(stmt)->statements); break;
     case StmtKind::declaration:
         for (Decl* decl : static_cast<const DeclStmt*>(stmt)->declarations)
-            if (decl->kind == DeclKind::variable)
-                declare(static_cast<VarDecl*>(decl));
+            if (decl->kind == DeclKind::variable) declare(static_cast<VarDecl*>(decl));
         break;
     case StmtKind::expression: effect(static_cast<const ExprStmt*>(stmt)->expression); break;
     case StmtKind::if_: ifStatement(static_cast<const IfStmt&>(*stmt)); break;
@@ -75,8 +68,7 @@ void Lowering::statement(const Stmt* stmt) {
 }
 
 void Lowering::declare(VarDecl* variable) {
-    if (variable->isStatic && variable->initializer == nullptr && variable->space != AddressSpace::threadgroup)
-        return;
+    if (variable->isStatic && variable->initializer == nullptr && variable->space != AddressSpace::threadgroup) return;
     VariableFacts& facts = this->facts(variable);
     const TypeRef type = variable->type;
     if (variable->space == AddressSpace::threadgroup) {
@@ -84,8 +76,7 @@ void Lowering::declare(VarDecl* variable) {
         facts.isBound = true;
         return;
     }
-    if (variable->isStatic || variable->space == AddressSpace::constant)
-        return; // bound on first use
+    if (variable->isStatic || variable->space == AddressSpace::constant) return; // bound on first use
     if (!checkStorable(type, variable->location)) {
         facts.access = errorAccess(type);
         facts.isBound = true;
@@ -126,8 +117,7 @@ void Lowering::declare(VarDecl* variable) {
         facts.isBound = true;
         return;
     }
-    if (first.kind != Operand::Kind::value)
-        first = errorOperand(type);
+    if (first.kind != Operand::Kind::value) first = errorOperand(type);
     if (!facts.isWritten && (!facts.isIndexedDynamically || first.value->isConstant() || type->isVector())) {
         facts.access = heldAccess(Operand::ofValue(first.value, type));
         facts.isBound = true;
@@ -190,8 +180,7 @@ void Lowering::doStatement(const DoWhileStmt& stmt) {
     builder_.block = loop->blocks[1];
     Value* stops = builder_.unary(Op::logicalNot, value(stmt.condition));
     builder_.block = outer;
-    if (stops->isConstant() && stops->bits == 0)
-        return;
+    if (stops->isConstant() && stops->bits == 0) return;
     loop->operands = module_.arena.copy<Value*>(std::span<Value*>(&stops, 1));
 }
 
@@ -237,8 +226,8 @@ void Lowering::rangeForStatement(const RangeForStmt& stmt) {
     builder_.block = outer;
 }
 
-// A case that runs on into the next is lowered with a copy of what follows, up to where control leaves: the IR's cases do
-// not run into one another.
+// A case that runs on into the next is lowered with a copy of what follows, up to where control leaves: the IR's cases
+// do not run into one another.
 void Lowering::switchStatement(const SwitchStmt& stmt) {
     struct Segment {
         std::vector<std::int64_t> values;
@@ -253,8 +242,7 @@ void Lowering::switchStatement(const SwitchStmt& stmt) {
             isInLabels = false;
             continue;
         }
-        if (!isInLabels)
-            segments.emplace_back();
+        if (!isInLabels) segments.emplace_back();
         isInLabels = true;
         const auto& label = static_cast<const CaseStmt&>(*body[i]);
         if (label.value == nullptr)
@@ -264,8 +252,7 @@ void Lowering::switchStatement(const SwitchStmt& stmt) {
         segments.back().begin = i + 1;
     }
     Value* selector = value(stmt.value);
-    if (segments.empty())
-        return;
+    if (segments.empty()) return;
     const std::span<ir::SwitchCase> cases = module_.arena.makeArray<ir::SwitchCase>(segments.size());
     for (std::size_t i = 0; i < segments.size(); ++i) {
         const std::span<std::int64_t> values = module_.arena.copy(segments[i].values);
@@ -278,11 +265,10 @@ void Lowering::switchStatement(const SwitchStmt& stmt) {
     ir::Block* outer = builder_.block;
     for (std::size_t i = 0; i < segments.size(); ++i) {
         builder_.block = cases[i].block;
-        for (std::size_t at = segments[i].begin; at < body.size() && !builder_.block->isTerminated() && !isTooDeep_; ++at)
-            if (body[at]->kind != StmtKind::case_)
-                statement(body[at]);
-        if (!builder_.block->isTerminated())
-            builder_.break_();
+        for (std::size_t at = segments[i].begin; at < body.size() && !builder_.block->isTerminated() && !isTooDeep_;
+             ++at)
+            if (body[at]->kind != StmtKind::case_) statement(body[at]);
+        if (!builder_.block->isTerminated()) builder_.break_();
     }
     builder_.block = outer;
 }
@@ -290,8 +276,7 @@ void Lowering::switchStatement(const SwitchStmt& stmt) {
 void Lowering::returnStatement(const ReturnStmt& stmt) {
     Context& context = *context_;
     if (context.isInlined) {
-        if (stmt.value == nullptr)
-            return;
+        if (stmt.value == nullptr) return;
         if (context.decl->returnType->is(TypeKind::reference))
             context.inlineResult = pointerTo(lvalue(stmt.value), context.decl->returnType);
         else

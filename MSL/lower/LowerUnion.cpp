@@ -10,14 +10,15 @@ using ir::Value;
 
 namespace {
 
-unsigned bitsOf(TypeRef type) { return byteSize(type->scalar) * 8 * type->columns; }
+unsigned bitsOf(TypeRef type) {
+    return byteSize(type->scalar) * 8 * type->columns;
+}
 
 } // namespace
 
 // The words that hold a union; null when it has a member that is no scalar or vector.
 TypeRef Lowering::unionCarrier(TypeRef type) const {
-    if (!type->is(TypeKind::struct_) || !type->structDecl->isUnion)
-        return nullptr;
+    if (!type->is(TypeKind::struct_) || !type->structDecl->isUnion) return nullptr;
     unsigned bits = 32;
     for (const VarDecl* field : type->structDecl->fields) {
         const TypeRef member = ir::valueType(module_.types, field->type);
@@ -29,20 +30,18 @@ TypeRef Lowering::unionCarrier(TypeRef type) const {
 }
 
 TypeRef Lowering::valueType(TypeRef type) const {
-    if (const TypeRef carrier = unionCarrier(type))
-        return carrier;
+    if (const TypeRef carrier = unionCarrier(type)) return carrier;
     return ir::valueType(module_.types, type);
 }
 
 // Whether memory of this type can be had: a union is, on its own, but not as a part of something.
 bool Lowering::isStorable(TypeRef type) {
     if (type->is(TypeKind::array))
-        return !(type->element->is(TypeKind::struct_) && type->element->structDecl->isUnion) && isStorable(type->element);
-    if (!type->is(TypeKind::struct_))
-        return true;
+        return !(type->element->is(TypeKind::struct_) && type->element->structDecl->isUnion) &&
+               isStorable(type->element);
+    if (!type->is(TypeKind::struct_)) return true;
     const auto [at, isNew] = storableStructs_.try_emplace(type->structDecl, true);
-    if (!isNew)
-        return at->second;
+    if (!isNew) return at->second;
     bool result = true;
     if (type->structDecl->isUnion) {
         result = unionCarrier(type) != nullptr;
@@ -55,8 +54,7 @@ bool Lowering::isStorable(TypeRef type) {
 }
 
 bool Lowering::checkStorable(TypeRef type, SourceLocation at) {
-    if (isStorable(type))
-        return true;
+    if (isStorable(type)) return true;
     unsupported(at, "a union with members other than scalars and vectors, or inside of a struct or an array, is");
     return false;
 }
@@ -68,8 +66,7 @@ Value* Lowering::fromWords(TypeRef type, Value* words) {
         const std::uint32_t first[4] = {0, 1, 2, 3};
         words = builder_.shuffle(words, nullptr, {first, count});
     }
-    if (bits >= 32)
-        return builder_.bitcast(type, words);
+    if (bits >= 32) return builder_.bitcast(type, words);
     const TypeRef narrow = module_.types.scalar(bits == 8 ? ScalarKind::uchar : ScalarKind::ushort);
     return builder_.bitcast(type, builder_.convert(narrow, words));
 }
@@ -87,8 +84,7 @@ Value* Lowering::toWords(Value* value, Value* old) {
         Value* kept = builder_.binary(ir::Op::bitAnd, word, low, module_.constantInt(word, -(std::int64_t{1} << bits)));
         words = builder_.binary(ir::Op::bitOr, word, kept, builder_.convert(word, builder_.bitcast(narrow, value)));
     }
-    if (count == old->type->columns)
-        return words;
+    if (count == old->type->columns) return words;
     Value* parts[4] = {};
     for (unsigned i = 0; i < old->type->columns; ++i)
         parts[i] = i < count ? (count == 1 ? words : builder_.extract(words, i)) : builder_.extract(old, i);

@@ -1,26 +1,22 @@
-// Looks over a function's body once, before it is lowered, and notes which variables are written after their declaration
-// (those need memory; all others become plain values) and where the function returns.
+// Looks over a function's body once, before it is lowered, and notes which variables are written after their
+// declaration (those need memory; all others become plain values) and where the function returns.
 #include "MSL/lower/Lowering.h"
 
 namespace msl {
 
 void Lowering::scan(FunctionDecl* function) {
     FunctionFacts& facts = this->facts(function);
-    if (facts.isScanned)
-        return;
+    if (facts.isScanned) return;
     facts.isScanned = true;
     for (const VarDecl* parameter : function->parameters)
-        if (parameter->initializer != nullptr)
-            scanExpr(parameter->initializer);
+        if (parameter->initializer != nullptr) scanExpr(parameter->initializer);
     for (const FunctionDecl::MemberInit& init : function->memberInits)
-        if (init.value != nullptr)
-            scanExpr(init.value);
-    if (function->body == nullptr)
-        return;
+        if (init.value != nullptr) scanExpr(init.value);
+    if (function->body == nullptr) return;
     scanStmt(function->body, facts);
     const auto& body = function->body->statements;
-    facts.endsInReturn = facts.returnCount == 0 || (facts.returnCount == 1 && !body.empty() &&
-                                                    body.back()->kind == StmtKind::return_);
+    facts.endsInReturn =
+        facts.returnCount == 0 || (facts.returnCount == 1 && !body.empty() && body.back()->kind == StmtKind::return_);
 }
 
 VarDecl* Lowering::rootVariable(const Expr* expr) {
@@ -32,8 +28,7 @@ VarDecl* Lowering::rootVariable(const Expr* expr) {
         }
         case ExprKind::member: {
             const auto& member = static_cast<const Member&>(*expr);
-            if (member.isArrow)
-                return nullptr;
+            if (member.isArrow) return nullptr;
             expr = member.base;
             break;
         }
@@ -61,8 +56,7 @@ VarDecl* Lowering::rootVariable(const Expr* expr) {
         case ExprKind::cast: expr = static_cast<const Cast*>(expr)->operand; break;
         case ExprKind::unary: {
             const auto& unary = static_cast<const Unary&>(*expr);
-            if (unary.op != UnaryOp::preIncrement && unary.op != UnaryOp::preDecrement)
-                return nullptr;
+            if (unary.op != UnaryOp::preIncrement && unary.op != UnaryOp::preDecrement) return nullptr;
             expr = unary.operand;
             break;
         }
@@ -88,28 +82,23 @@ void Lowering::markWritten(const Expr* expr) {
         markWritten(static_cast<const Conditional*>(expr)->whenFalse);
         return;
     }
-    if (VarDecl* variable = rootVariable(expr))
-        facts(variable).isWritten = true;
+    if (VarDecl* variable = rootVariable(expr)) facts(variable).isWritten = true;
 }
 
 void Lowering::markIndexed(const Expr* expr) {
-    if (VarDecl* variable = rootVariable(expr))
-        facts(variable).isIndexedDynamically = true;
+    if (VarDecl* variable = rootVariable(expr)) facts(variable).isIndexedDynamically = true;
 }
 
 void Lowering::scanLocal(const VarDecl* variable) {
     for (const Expr* argument : variable->parenArguments)
         scanExpr(argument);
-    if (variable->initializer == nullptr)
-        return;
+    if (variable->initializer == nullptr) return;
     scanExpr(variable->initializer);
-    if (variable->type->is(TypeKind::reference) && !variable->type->pointeeConst)
-        markWritten(variable->initializer);
+    if (variable->type->is(TypeKind::reference) && !variable->type->pointeeConst) markWritten(variable->initializer);
 }
 
 void Lowering::scanStmt(const Stmt* stmt, FunctionFacts& function) {
-    if (stmt == nullptr)
-        return;
+    if (stmt == nullptr) return;
     switch (stmt->kind) {
     case StmtKind::compound:
         for (const Stmt* one : static_cast<const CompoundStmt*>(stmt)->statements)
@@ -117,8 +106,7 @@ void Lowering::scanStmt(const Stmt* stmt, FunctionFacts& function) {
         break;
     case StmtKind::declaration:
         for (const Decl* decl : static_cast<const DeclStmt*>(stmt)->declarations)
-            if (decl->kind == DeclKind::variable)
-                scanLocal(static_cast<const VarDecl*>(decl));
+            if (decl->kind == DeclKind::variable) scanLocal(static_cast<const VarDecl*>(decl));
         break;
     case StmtKind::expression: scanExpr(static_cast<const ExprStmt*>(stmt)->expression); break;
     case StmtKind::if_: {
@@ -140,8 +128,7 @@ void Lowering::scanStmt(const Stmt* stmt, FunctionFacts& function) {
     case StmtKind::rangeFor: {
         const auto& loop = static_cast<const RangeForStmt&>(*stmt);
         scanExpr(loop.range);
-        if (loop.variable->type->is(TypeKind::reference) && !loop.variable->type->pointeeConst)
-            markWritten(loop.range);
+        if (loop.variable->type->is(TypeKind::reference) && !loop.variable->type->pointeeConst) markWritten(loop.range);
         markIndexed(loop.range);
         scanStmt(loop.body, function);
         break;
@@ -162,8 +149,7 @@ void Lowering::scanStmt(const Stmt* stmt, FunctionFacts& function) {
         for (const Stmt* one : branch.body->statements)
             if (one->kind == StmtKind::declaration)
                 for (Decl* decl : static_cast<const DeclStmt*>(one)->declarations)
-                    if (decl->kind == DeclKind::variable)
-                        facts(static_cast<VarDecl*>(decl)).isWritten = true;
+                    if (decl->kind == DeclKind::variable) facts(static_cast<VarDecl*>(decl)).isWritten = true;
         break;
     }
     case StmtKind::return_: {
@@ -184,16 +170,14 @@ void Lowering::scanStmt(const Stmt* stmt, FunctionFacts& function) {
 }
 
 void Lowering::scanExpr(const Expr* expr) {
-    if (expr == nullptr)
-        return;
+    if (expr == nullptr) return;
     switch (expr->kind) {
     case ExprKind::member: scanExpr(static_cast<const Member*>(expr)->base); break;
     case ExprKind::index: {
         const auto& index = static_cast<const Index&>(*expr);
         scanExpr(index.base);
         scanExpr(index.index);
-        if (index.index->kind != ExprKind::intLiteral)
-            markIndexed(expr);
+        if (index.index->kind != ExprKind::intLiteral) markIndexed(expr);
         break;
     }
     case ExprKind::call: {
@@ -206,14 +190,12 @@ void Lowering::scanExpr(const Expr* expr) {
         for (std::size_t i = 0; i < call.arguments.size(); ++i) {
             const Expr* argument = call.arguments[i];
             scanExpr(argument);
-            const bool isBound =
-                call.function == nullptr
-                    ? argument->category == ValueCategory::lvalue
-                    : i < call.function->parameters.size() &&
-                          call.function->parameters[i]->type->is(TypeKind::reference) &&
-                          !call.function->parameters[i]->type->pointeeConst;
-            if (isBound)
-                markWritten(argument);
+            const bool isBound = call.function == nullptr
+                                     ? argument->category == ValueCategory::lvalue
+                                     : i < call.function->parameters.size() &&
+                                           call.function->parameters[i]->type->is(TypeKind::reference) &&
+                                           !call.function->parameters[i]->type->pointeeConst;
+            if (isBound) markWritten(argument);
         }
         break;
     }
@@ -221,14 +203,13 @@ void Lowering::scanExpr(const Expr* expr) {
         const auto& construct = static_cast<const Construct&>(*expr);
         for (std::size_t i = 0; i < construct.arguments.size(); ++i) {
             scanExpr(construct.arguments[i]);
-            const bool isBound =
-                construct.constructKind == ConstructKind::constructor
-                    ? construct.constructor != nullptr && i < construct.constructor->parameters.size() &&
-                          construct.constructor->parameters[i]->type->is(TypeKind::reference) &&
-                          !construct.constructor->parameters[i]->type->pointeeConst
-                    : construct.arguments[i]->category == ValueCategory::lvalue;
-            if (isBound)
-                markWritten(construct.arguments[i]);
+            const bool isBound = construct.constructKind == ConstructKind::constructor
+                                     ? construct.constructor != nullptr &&
+                                           i < construct.constructor->parameters.size() &&
+                                           construct.constructor->parameters[i]->type->is(TypeKind::reference) &&
+                                           !construct.constructor->parameters[i]->type->pointeeConst
+                                     : construct.arguments[i]->category == ValueCategory::lvalue;
+            if (isBound) markWritten(construct.arguments[i]);
         }
         break;
     }
@@ -261,8 +242,7 @@ void Lowering::scanExpr(const Expr* expr) {
         const auto& binary = static_cast<const Binary&>(*expr);
         scanExpr(binary.left);
         scanExpr(binary.right);
-        if (isAssignment(binary.op))
-            markWritten(binary.left);
+        if (isAssignment(binary.op)) markWritten(binary.left);
         break;
     }
     case ExprKind::conditional: {
@@ -275,10 +255,8 @@ void Lowering::scanExpr(const Expr* expr) {
     case ExprKind::lambda: {
         const auto& lambda = static_cast<const Lambda&>(*expr);
         for (const Lambda::Capture& capture : lambda.captures)
-            if (capture.byReference && capture.variable != nullptr)
-                facts(capture.variable).isWritten = true;
-        if (lambda.function != nullptr)
-            scan(lambda.function);
+            if (capture.byReference && capture.variable != nullptr) facts(capture.variable).isWritten = true;
+        if (lambda.function != nullptr) scan(lambda.function);
         break;
     }
     default: break;

@@ -53,7 +53,7 @@ struct Access {
 // A variable of a type that has no values in the IR.
 struct Slot {
     TypeRef type = nullptr;
-    Operand held;                          // a pointer, texture or sampler
+    Operand held; // a pointer, texture or sampler
     bool isSet = false;
     ir::Variable* indexVariable = nullptr; // a pointer that moves: the index of its last step
     ir::Variable* variable = nullptr;      // a member that is an ordinary value
@@ -75,9 +75,9 @@ class Lowering {
     };
     struct FunctionFacts {
         bool isScanned = false;
-        bool isActive = false;      // being lowered: a call to it now is recursion
+        bool isActive = false; // being lowered: a call to it now is recursion
         unsigned returnCount = 0;
-        bool endsInReturn = false;  // its last statement is its only return
+        bool endsInReturn = false; // its last statement is its only return
     };
     struct Instance {
         ir::Function* function = nullptr;
@@ -91,7 +91,7 @@ class Lowering {
         bool hasThis = false;
         bool isConstructor = false;
         bool isInlined = false;
-        Operand inlineResult;       // what the final return of a function expanded in place gave
+        Operand inlineResult; // what the final return of a function expanded in place gave
     };
     // Collects what a call hands over, and what its instance is told apart by.
     struct CallSignature {
@@ -129,10 +129,12 @@ class Lowering {
 
     // LowerFunction.cpp
     Operand callFunction(const Call& call);
-    Operand callWith(FunctionDecl* function, std::span<const Access> arguments, const Access* object, SourceLocation at);
+    Operand callWith(FunctionDecl* function, std::span<const Access> arguments, const Access* object,
+                     SourceLocation at);
     Operand expandInPlace(FunctionDecl* function, std::span<const Access> arguments, const Access* object,
                           SourceLocation at);
-    Operand runConstructor(FunctionDecl* constructor, std::span<Expr* const> arguments, TypeRef type, SourceLocation at);
+    Operand runConstructor(FunctionDecl* constructor, std::span<Expr* const> arguments, TypeRef type,
+                           SourceLocation at);
     std::vector<Access> bindArguments(FunctionDecl* function, std::span<Expr* const> arguments);
     Access referredTo(const Expr* expr, TypeRef referenceType);
     ir::Function* instanceFor(FunctionDecl* function, std::span<const Access> arguments, const Access* object,
@@ -240,8 +242,8 @@ class Lowering {
     ir::Builder builder_;
     Context* context_ = nullptr;
     unsigned depth_ = 0;
-    bool isTooDeep_ = false;    // or too large; said once, and then nothing more is lowered
-    bool isDeclaring_ = false;  // a slot is given its first value, at its declaration
+    bool isTooDeep_ = false;                // or too large; said once, and then nothing more is lowered
+    bool isDeclaring_ = false;              // a slot is given its first value, at its declaration
     std::vector<VariableFacts*> variables_; // by VarDecl::loweringId
     std::vector<FunctionFacts*> functions_; // by FunctionDecl::loweringId
     std::vector<FunctionDecl*> callStack_;

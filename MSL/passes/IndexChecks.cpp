@@ -37,7 +37,9 @@ Range fullRange(TypeRef type) {
     }
 }
 
-bool contains(Range outer, Range inner) { return inner.low >= outer.low && inner.high <= outer.high; }
+bool contains(Range outer, Range inner) {
+    return inner.low >= outer.low && inner.high <= outer.high;
+}
 
 bool isNarrowInteger(TypeRef type) {
     return type->isScalar() && !isFloating(type->scalar) && type->scalar != ScalarKind::long_ &&
@@ -72,8 +74,9 @@ class Checker {
 
     // A local integer that a loop counts with: every store to it is a constant or "itself plus a constant", the latter
     // only at the end of a loop that leaves at its top unless "counter < bound" (so that it cannot run past the end of
-    // its type), and it is passed to nobody. Then no value of it lies below the least constant it is set to, when it only
-    // ever grows; and inside the body of such a loop, behind the test, none lies above the bound. Counting down mirrors it.
+    // its type), and it is passed to nobody. Then no value of it lies below the least constant it is set to, when it
+    // only ever grows; and inside the body of such a loop, behind the test, none lies above the bound. Counting down
+    // mirrors it.
     struct Counter {
         bool isUsable = true;
         bool grows = false;
@@ -104,8 +107,7 @@ class Checker {
     // "load v + c": the step c.
     static std::optional<std::int64_t> stepOf(const Variable* variable, const Value* value) {
         const Instruction* made = value->definition;
-        if (made == nullptr || (made->op != Op::add && made->op != Op::sub))
-            return std::nullopt;
+        if (made == nullptr || (made->op != Op::add && made->op != Op::sub)) return std::nullopt;
         const auto isLoad = [&](const Value* operand) {
             return operand->definition != nullptr && operand->definition->op == Op::load &&
                    isWholeLocal(operand->definition->place) && operand->definition->place->root == variable;
@@ -167,8 +169,7 @@ class Checker {
                 if (test && storeCount(*at->blocks[0], test->variable) == 0 &&
                     storeCount(*at->blocks[1], test->variable) == 1) {
                     Counter& counter = counters_[test->variable];
-                    if (!passesEnd(*test, counter))
-                        ++counter.boundedSteps;
+                    if (!passesEnd(*test, counter)) ++counter.boundedSteps;
                 }
             }
             for (const Block* inner : at->blocks)
@@ -198,12 +199,11 @@ class Checker {
                 return std::nullopt;
             branch = branch->next;
         }
-        if (branch == nullptr || branch->blocks[1]->first == nullptr ||
-            branch->blocks[1]->first->op != Op::break_ || !branch->blocks[0]->isEmpty())
+        if (branch == nullptr || branch->blocks[1]->first == nullptr || branch->blocks[1]->first->op != Op::break_ ||
+            !branch->blocks[0]->isEmpty())
             return std::nullopt;
         const Instruction* compare = branch->operands[0]->definition;
-        if (compare == nullptr || compare->operands.size() != 2)
-            return std::nullopt;
+        if (compare == nullptr || compare->operands.size() != 2) return std::nullopt;
         Op op = compare->op;
         const Value* left = compare->operands[0];
         const Value* right = compare->operands[1];
@@ -223,15 +223,13 @@ class Checker {
         const Instruction* at = first;
         while (at != branch && at != left->definition)
             at = at->next;
-        if (at == branch)
-            return std::nullopt;
+        if (at == branch) return std::nullopt;
         return Test{branch, left->definition->place->root, op, ir::Module::intValue(right)};
     }
 
     std::optional<Guard> guardOf(const Instruction& loop, const Test& test) {
         const auto found = counters_.find(test.variable);
-        if (found == counters_.end())
-            return std::nullopt;
+        if (found == counters_.end()) return std::nullopt;
         const Counter& counter = found->second;
         if (!counter.isUsable || !counter.hasStart || counter.steps != counter.boundedSteps ||
             storeCount(*loop.blocks[0], test.variable) != 0 || passesEnd(test, counter))
@@ -253,11 +251,9 @@ class Checker {
             const std::int64_t number = ir::Module::intValue(value);
             return {number, number};
         }
-        if (value->definition == nullptr || depth > 12 || !isNarrowInteger(value->type))
-            return full;
+        if (value->definition == nullptr || depth > 12 || !isNarrowInteger(value->type)) return full;
         const auto known = ranges_.find(value);
-        if (known != ranges_.end())
-            return known->second;
+        if (known != ranges_.end()) return known->second;
         const Range range = resultRange(*value->definition, full, depth);
         ranges_[value] = range;
         return range;
@@ -286,7 +282,8 @@ class Checker {
             const Range a = operand(0);
             const Range b = operand(1);
             constexpr std::int64_t limit = 1LL << 31;
-            if (std::abs(a.low) > limit || std::abs(a.high) > limit || std::abs(b.low) > limit || std::abs(b.high) > limit)
+            if (std::abs(a.low) > limit || std::abs(a.high) > limit || std::abs(b.low) > limit ||
+                std::abs(b.high) > limit)
                 return full;
             const auto [low, high] = std::minmax({a.low * b.low, a.low * b.high, a.high * b.low, a.high * b.high});
             return within({low, high});
@@ -294,8 +291,7 @@ class Checker {
         case Op::div: {
             const Range a = operand(0);
             const Range b = operand(1);
-            if (a.low < 0 || b.low < 1)
-                return full;
+            if (a.low < 0 || b.low < 1) return full;
             return {a.low / b.high, a.high / b.low};
         }
         case Op::rem: {
@@ -303,27 +299,25 @@ class Checker {
             const Range b = operand(1);
             if (b.low < 1) // nothing is known of a remainder by zero
                 return full;
-            return {a.low < 0 ? std::max(a.low, 1 - b.high) : 0, std::min(std::max<std::int64_t>(a.high, 0), b.high - 1)};
+            return {a.low < 0 ? std::max(a.low, 1 - b.high) : 0,
+                    std::min(std::max<std::int64_t>(a.high, 0), b.high - 1)};
         }
         case Op::bitAnd: {
             const Range a = operand(0);
             const Range b = operand(1);
-            if (a.low < 0 && b.low < 0)
-                return full;
+            if (a.low < 0 && b.low < 0) return full;
             return {0, a.low < 0 ? b.high : b.low < 0 ? a.high : std::min(a.high, b.high)};
         }
         case Op::shr: {
             const Range a = operand(0);
             const Range b = operand(1);
-            if (a.low < 0 || b.low != b.high || b.low < 0 || b.low > 31)
-                return full;
+            if (a.low < 0 || b.low != b.high || b.low < 0 || b.low > 31) return full;
             return {a.low >> b.low, a.high >> b.low};
         }
         case Op::shl: {
             const Range a = operand(0);
             const Range b = operand(1);
-            if (a.low < 0 || b.low != b.high || b.low < 0 || b.low > 31 || a.high > (1LL << 31))
-                return full;
+            if (a.low < 0 || b.low != b.high || b.low < 0 || b.low > 31 || a.high > (1LL << 31)) return full;
             return within({a.low << b.low, a.high << b.low});
         }
         case Op::select: {
@@ -333,8 +327,7 @@ class Checker {
         }
         case Op::convert: {
             const Value* from = made->operands[0];
-            if (from->type->isScalar() && !isFloating(from->type->scalar))
-                return within(rangeOf(from, depth + 1));
+            if (from->type->isScalar() && !isFloating(from->type->scalar)) return within(rangeOf(from, depth + 1));
             return full;
         }
         case Op::builtin: return builtinRange(*made, full, depth);
@@ -346,8 +339,7 @@ class Checker {
         Range ranges[3] = {full, full, full};
         for (std::size_t i = 0; i < made.operands.size() && i < 3; ++i) {
             const TypeRef type = made.operands[i]->type;
-            if (!type->isScalar() || isFloating(type->scalar))
-                return full;
+            if (!type->isScalar() || isFloating(type->scalar)) return full;
             ranges[i] = rangeOf(made.operands[i], depth + 1);
         }
         const auto least = [](Range a, Range b) { return Range{std::min(a.low, b.low), std::min(a.high, b.high)}; };
@@ -370,10 +362,8 @@ class Checker {
         for (Instruction* at = block.first; at != nullptr; at = at->next) {
             if (at->op == Op::load && isWholeLocal(at->place))
                 for (const Guard& known : guards_)
-                    if (known.variable == at->place->root)
-                        loads_[at->result] = known.range;
-            if (at->place != nullptr)
-                checkPlace(block, *at);
+                    if (known.variable == at->place->root) loads_[at->result] = known.range;
+            if (at->place != nullptr) checkPlace(block, *at);
             if (at->op == Op::extractDynamic) {
                 const auto count = static_cast<std::int64_t>(at->operands[0]->type->columns);
                 at->operands[1] = checked(block, *at, at->operands[1], count);
@@ -381,8 +371,7 @@ class Checker {
             if (at->op == Op::loop) {
                 const auto loopTest = testOf(*at);
                 const auto loopGuard = loopTest ? guardOf(*at, *loopTest) : std::nullopt;
-                this->block(*at->blocks[0], loopTest ? loopTest->branch : nullptr,
-                            loopGuard ? &*loopGuard : nullptr);
+                this->block(*at->blocks[0], loopTest ? loopTest->branch : nullptr, loopGuard ? &*loopGuard : nullptr);
                 this->block(*at->blocks[1]);
                 continue;
             }
@@ -390,8 +379,7 @@ class Checker {
                 this->block(*inner);
             for (const ir::SwitchCase& one : at->cases)
                 this->block(*one.block);
-            if (at == test && guard != nullptr)
-                guards_.push_back(*guard);
+            if (at == test && guard != nullptr) guards_.push_back(*guard);
         }
         guards_.resize(guards);
     }
@@ -407,8 +395,7 @@ class Checker {
             }
             const TypeRef container = type;
             type = type->is(TypeKind::array) ? type->element : ir::partType(module_.types, type, 0);
-            if (place->steps[i].isChecked)
-                continue;
+            if (place->steps[i].isChecked) continue;
             if (!isCopied) { // places may be shared by several instructions
                 place = module_.arena.make<Place>(*place);
                 place->steps = module_.arena.copy<Step>(std::span<const Step>(place->steps));
@@ -421,8 +408,8 @@ class Checker {
                 checkRuntimeArray(block, at, *place, i);
                 continue;
             }
-            const auto count = static_cast<std::int64_t>(
-                container->is(TypeKind::array) ? container->count : ir::partCount(container));
+            const auto count =
+                static_cast<std::int64_t>(container->is(TypeKind::array) ? container->count : ir::partCount(container));
             if (step.value == nullptr) {
                 if (step.number < count) {
                     ++counts_.proved;
@@ -444,7 +431,8 @@ class Checker {
             return index;
         }
         ++counts_.clamped;
-        return clampTo(block, at, index, module_.constantInt(module_.types.uint(), std::max<std::int64_t>(count, 1) - 1));
+        return clampTo(block, at, index,
+                       module_.constantInt(module_.types.uint(), std::max<std::int64_t>(count, 1) - 1));
     }
 
     // As unsigned, a negative index is larger than any other.
@@ -474,13 +462,12 @@ class Checker {
         step.number = 0;
     }
 
-    // The index of a buffer's last element: asked once, at the function's start. A buffer that holds not even one element
-    // counts as one; the device's own bounds check answers for that.
+    // The index of a buffer's last element: asked once, at the function's start. A buffer that holds not even one
+    // element counts as one; the device's own bounds check answers for that.
     Value* lastElement(Block& block, Instruction& at, const Place& place, std::size_t stepIndex) {
         if (stepIndex == 0) {
             const auto known = lengths_.find(place.root);
-            if (known != lengths_.end())
-                return known->second;
+            if (known != lengths_.end()) return known->second;
         }
         Block made;
         builder_.block = &made;
@@ -510,13 +497,15 @@ class Checker {
     IndexCheckCounts counts_;
     std::unordered_map<const Variable*, Counter> counters_;
     std::unordered_map<const Variable*, Value*> lengths_;
-    std::vector<Guard> guards_;                             // of the loops around the current instruction
-    std::unordered_map<const Value*, Range> loads_;         // what was read from a guarded counter
+    std::vector<Guard> guards_;                     // of the loops around the current instruction
+    std::unordered_map<const Value*, Range> loads_; // what was read from a guarded counter
     std::unordered_map<const Value*, Range> ranges_;
 };
 
 } // namespace
 
-IndexCheckCounts checkIndexes(ir::Module& module) { return Checker(module).run(); }
+IndexCheckCounts checkIndexes(ir::Module& module) {
+    return Checker(module).run();
+}
 
 } // namespace msl

@@ -60,7 +60,8 @@ TEST_F(Fold, IntegersWrapInTheirOwnWidth) {
         ASSERT_TRUE(result->isConstant()) << opName(one.op);
         EXPECT_EQ(Module::intValue(result), one.expected) << opName(one.op) << " " << one.left << " " << one.right;
     }
-    EXPECT_FALSE(builder.binary(Op::div, types.int_(), number(ScalarKind::int_, 1), number(ScalarKind::int_, 0))->isConstant());
+    EXPECT_FALSE(
+        builder.binary(Op::div, types.int_(), number(ScalarKind::int_, 1), number(ScalarKind::int_, 0))->isConstant());
 }
 
 TEST_F(Fold, ConversionsTruncateAndSaturate) {
@@ -97,8 +98,7 @@ TEST_F(Fold, ConversionsTruncateAndSaturate) {
 TEST_F(Fold, HalvesRoundToNearestEven) {
     for (std::uint32_t bits = 0; bits < 0x10000; ++bits) { // every half survives the way there and back
         const float value = halfToFloat(static_cast<std::uint16_t>(bits));
-        if (!std::isnan(value))
-            ASSERT_EQ(floatToHalf(value), bits);
+        if (!std::isnan(value)) ASSERT_EQ(floatToHalf(value), bits);
     }
     EXPECT_EQ(halfToFloat(floatToHalf(2049.0F)), 2048.0F);
     EXPECT_EQ(halfToFloat(floatToHalf(2051.0F)), 2052.0F);

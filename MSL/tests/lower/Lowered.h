@@ -20,14 +20,10 @@ struct Lowered {
           sources(source, "test.metal", 0, 0), diagnostics(sources), identifiers(arena), types(arena),
           limit(std::chrono::milliseconds(0)), module(arena, types) {
         TranslationUnit* unit = parse(sources, identifiers, arena, diagnostics, limit);
-        if (!diagnostics.hasErrors())
-            analyze(*unit, types, identifiers, arena, diagnostics, limit);
-        if (!diagnostics.hasErrors())
-            lower(*unit, module, diagnostics, limit);
-        if (diagnostics.hasErrors())
-            errors = diagnostics.errorText();
-        if (errors.empty())
-            fault = ir::verify(module);
+        if (!diagnostics.hasErrors()) analyze(*unit, types, identifiers, arena, diagnostics, limit);
+        if (!diagnostics.hasErrors()) lower(*unit, module, diagnostics, limit);
+        if (diagnostics.hasErrors()) errors = diagnostics.errorText();
+        if (errors.empty()) fault = ir::verify(module);
     }
 
     // One function's text, from its header to its closing brace.

@@ -1,5 +1,6 @@
-// Which indices are proved to be in range and left alone, and which get a clamp. Every source here reads "a[<index>]" once
-// out of an array that the compiler cannot see through; leaving out a clamp wrongly would be a hole in the sandbox.
+// Which indices are proved to be in range and left alone, and which get a clamp. Every source here reads "a[<index>]"
+// once out of an array that the compiler cannot see through; leaving out a clamp wrongly would be a hole in the
+// sandbox.
 #include "MSL/tests/lower/Lowered.h"
 
 #include <gtest/gtest.h>
@@ -13,7 +14,8 @@ enum class Verdict { proved, clamped };
 
 std::string program(std::string_view body) {
     return "struct A { float a[8]; };\n"
-           "kernel void k(device float& out [[buffer(0)]], constant A& c [[buffer(1)]], constant int& given [[buffer(2)]],\n"
+           "kernel void k(device float& out [[buffer(0)]], constant A& c [[buffer(1)]], constant int& given "
+           "[[buffer(2)]],\n"
            "              uint id [[thread_position_in_grid]]) {\n    int n = given; float s = 0;\n    " +
            std::string(body) + "\n    out = s;\n}\n";
 }
@@ -30,7 +32,7 @@ TEST(IndexChecks, LeaveOutWhatIsProvedAndNothingElse) {
         {"s = c.a[n & -2];", Verdict::clamped},
         {"s = c.a[id % 8u];", Verdict::proved},
         {"s = c.a[id % 9u];", Verdict::clamped},
-        {"s = c.a[n % 8];", Verdict::clamped}, // may be negative
+        {"s = c.a[n % 8];", Verdict::clamped},      // may be negative
         {"s = c.a[abs(n) % 8];", Verdict::clamped}, // abs of the least int is negative
         {"s = c.a[(n & 255) % 8];", Verdict::proved},
         {"s = c.a[(n & 63) >> 3];", Verdict::proved},
@@ -65,8 +67,8 @@ TEST(IndexChecks, LeaveOutWhatIsProvedAndNothingElse) {
         {"for (int i = 0; i < 8; i++) { i++; s += c.a[i]; }", Verdict::clamped},
         {"for (int i = 0; i < 8; i += 3) s += c.a[i];", Verdict::proved},
         {"for (int i = 0; i < 8; i = i * 2 + 1) s += c.a[i];", Verdict::clamped},
-        {"int i = 0; for (; i < 8; i++) { } s = c.a[i];", Verdict::clamped},   // read behind the loop: 8
-        {"int i = 0; while (i < 8) { s += c.a[i]; i++; }", Verdict::clamped},  // stepped in the body: not looked into
+        {"int i = 0; for (; i < 8; i++) { } s = c.a[i];", Verdict::clamped},  // read behind the loop: 8
+        {"int i = 0; while (i < 8) { s += c.a[i]; i++; }", Verdict::clamped}, // stepped in the body: not looked into
         {"int i = 100; int j = i; i = 0; for (; i < 8; i++) s += c.a[j];", Verdict::clamped}, // read before the loop
         {"int i = 0; for (int r = 0; r < n; r++) { i += 1 << 29; for (; i < 8; i++) s += c.a[i]; }", Verdict::clamped},
         {"for (int i = 0; i < 2147483647; i += 2) s += c.a[i > 7 ? 7 : i];", Verdict::clamped}, // i comes round
