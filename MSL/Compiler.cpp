@@ -154,6 +154,6 @@ std::expected<CompiledLibrary, CompileError> compile(std::string_view source, co
     return CompiledLibrary{std::move(*words), reflect(module, *unit), diagnostics.warningText()};
 }
 
-std::string_view version() { return "0.1.0"; }
+std::string_view version() { return MSL_VERSION; }
 
 } // namespace msl

@@ -8,9 +8,9 @@
 #include "GPU/Device.h"
 #include "GPU/Encoders.h"
 #include "GPU/Texture.h"
-#include "GlassHobCore/ShaderFile.h"
 #include "GlassHobRender/ShaderProgram.h"
 #include "benchmarks/BareVulkan.h"
+#include "benchmarks/Common.h"
 #include "benchmarks/Glsl.h"
 
 #include <algorithm>
@@ -29,42 +29,6 @@ constexpr int runs = 15;
 constexpr int turnsPerRun = 3; // frames of each side within a run, so that a busy machine's noise evens out
 constexpr double meanTarget = 1.05;
 constexpr double singleTarget = 1.15;
-
-struct Case {
-    const char* name;
-    std::string metalPath;
-    std::string glslPath;
-};
-
-std::string readText(const std::string& path) {
-    auto text = glasshob::ShaderFile::read(path);
-    if (!text) {
-        std::fprintf(stderr, "%s\n", text.error().sentence.c_str());
-        std::exit(2);
-    }
-    return *text;
-}
-
-// The user's shade() behind one that shifts the picture by the fresh constant.
-std::string withFreshConstant(std::string source, float fresh) {
-    const std::string from = "float4 shade(";
-    source.replace(source.find(from), from.size(), "float4 drawn(");
-    char number[32];
-    std::snprintf(number, sizeof number, "%.9e", double(fresh));
-    return source + "\nfloat4 shade(float2 uv, constant Uniforms& u, constant Params& p) { return drawn(uv + " +
-           number + ", u, p); }\n";
-}
-
-double milliseconds(const auto& work) {
-    const auto start = std::chrono::steady_clock::now();
-    work();
-    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
-}
-
-double median(std::vector<double> values) {
-    std::ranges::sort(values);
-    return values[values.size() / 2];
-}
 
 // How many channels differ by more than one step.
 std::size_t differences(const gpu::Texture& ours, const std::vector<std::uint8_t>& theirs) {
@@ -95,19 +59,12 @@ int main() {
     if (!queue || !texture) return 2;
     bench::BareVulkan bare((*device)->name().c_str(), width, height);
     const std::vector<std::uint32_t> vertex = bench::compileGlsl(bench::GlslStage::vertex, bench::wholeVertex());
-    const std::string bench = BENCH_SHADERS "/";
-    const Case cases[] = {
-        {"sample", SAMPLE_SHADERS "/01-flowing-color.metal", bench + "sample.glsl"},
-        {"noise", bench + "noise.metal", bench + "noise.glsl"},
-        {"raymarcher", bench + "raymarcher.metal", bench + "raymarcher.glsl"},
-    };
+    const auto pairs = bench::shaderPairs();
 
     std::printf("%s, %ux%u, median of %d frames\n", (*device)->name().c_str(), width, height, runs * turnsPerRun);
     bool isGood = true;
     double logarithms = 0;
-    for (const Case& item : cases) {
-        const std::string metal = readText(item.metalPath);
-        const std::string glsl = readText(item.glslPath);
+    for (const bench::ShaderPair& item : pairs) {
         std::vector<double> ours;
         std::vector<double> theirs;
         std::size_t differing = 0;
@@ -115,12 +72,14 @@ int main() {
             const float fresh = float(run + 1) * 1e-6F;
             std::shared_ptr<const glasshob::ShaderProgram> program;
             try {
-                program = std::make_shared<const glasshob::ShaderProgram>(withFreshConstant(metal, fresh), *device);
+                program = std::make_shared<const glasshob::ShaderProgram>(bench::withFreshConstant(item.metal, fresh),
+                                                                          *device);
             } catch (const glasshob::ShaderError& error) {
                 std::fprintf(stderr, "%s: %s\n", item.name, error.raw.c_str());
                 return 2;
             }
-            bare.setShader(vertex, bench::compileGlsl(bench::GlslStage::fragment, bench::wholeFragment(glsl, fresh)));
+            bare.setShader(vertex,
+                           bench::compileGlsl(bench::GlslStage::fragment, bench::wholeFragment(item.glsl, fresh)));
             glasshob::GHUniforms uniforms;
             uniforms.resolution[0] = float(width);
             uniforms.resolution[1] = float(height);
@@ -146,19 +105,19 @@ int main() {
             drawTheirs();
             for (int turn = 0; turn < turnsPerRun; ++turn) {
                 const bool oursFirst = (run + turn) % 2 == 0;
-                if (!oursFirst) theirs.push_back(milliseconds(drawTheirs));
-                ours.push_back(milliseconds(drawOurs));
-                if (oursFirst) theirs.push_back(milliseconds(drawTheirs));
+                if (!oursFirst) theirs.push_back(bench::milliseconds(drawTheirs));
+                ours.push_back(bench::milliseconds(drawOurs));
+                if (oursFirst) theirs.push_back(bench::milliseconds(drawTheirs));
             }
             differing = std::max(differing, differences(**texture, bare.pixels()));
         }
-        const double ratio = median(ours) / median(theirs);
+        const double ratio = bench::median(ours) / bench::median(theirs);
         logarithms += std::log(ratio);
         isGood = isGood && ratio <= singleTarget && differing == 0;
         std::printf("%-12s ours %8.2f ms   bare %8.2f ms   ratio %.3f   channels that differ: %zu\n", item.name,
-                    median(ours), median(theirs), ratio, differing);
+                    bench::median(ours), bench::median(theirs), ratio, differing);
     }
-    const double mean = std::exp(logarithms / double(std::size(cases)));
+    const double mean = std::exp(logarithms / double(pairs.size()));
     isGood = isGood && mean <= meanTarget;
     std::printf("geometric mean %.3f (at most %.2f; none over %.2f): %s\n", mean, meanTarget, singleTarget,
                 isGood ? "reached" : "MISSED");

@@ -11,10 +11,10 @@
 #include "GlassHob/ui/DialogQuestions.h"
 #include "GlassHob/ui/MainWindow.h"
 #include "GlassHob/ui/Theme.h"
-#include "GlassHobCore/ShaderFile.h"
 #include "GlassHobCore/Uniforms.h"
 #include "GlassHobRender/ShaderProgram.h"
 #include "benchmarks/BareVulkan.h"
+#include "benchmarks/Common.h"
 #include "benchmarks/Glsl.h"
 
 #include <algorithm>
@@ -54,15 +54,6 @@ double percentile(std::vector<double> values, double part) {
     if (values.empty()) return 0;
     std::ranges::sort(values);
     return values[std::min(values.size() - 1, std::size_t(part * double(values.size())))];
-}
-
-std::string readText(const std::string& path) {
-    auto text = glasshob::ShaderFile::read(path);
-    if (!text) {
-        std::fprintf(stderr, "%s\n", text.error().sentence.c_str());
-        std::exit(2);
-    }
-    return *text;
 }
 
 // The user's shade() behind one that shifts the picture by a constant, on a line of its own to be typed into.
@@ -259,18 +250,12 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "%s\n", device.error().text.c_str());
         return 2;
     }
-    struct Case {
-        const char* name;
-        std::string metal, glsl;
-    };
-    const std::string bench = BENCH_SHADERS "/";
-    const Case cases[] = {{"sample", SAMPLE_SHADERS "/01-flowing-color.metal", bench + "sample.glsl"},
-                          {"noise", bench + "noise.metal", bench + "noise.glsl"}};
+    const auto pairs = bench::shaderPairs();
     std::printf("%s, window %dx%d, %d edits of %d keys\n", (*device)->name().c_str(), windowSize.width(),
                 windowSize.height(), rounds, keysPerRound);
     bool isGood = true;
-    for (const Case& item : cases) {
-        const Figures f = measure(*device, readText(item.metal), readText(item.glsl));
+    for (const bench::ShaderPair& item : {pairs[0], pairs[1]}) { // the sample and the noise
+        const Figures f = measure(*device, item.metal, item.glsl);
         const double target = std::max(frameTarget, bareTarget * f.bare95);
         const bool good = f.interval95 <= target && f.longestGap <= gapTarget;
         isGood = isGood && good;
