@@ -151,6 +151,17 @@ TEST_F(CodeEditorTest, AMarkedLineIsPaintedInTheErrorColourAcrossItsWidth) {
     EXPECT_EQ(line.height, editor.codeLineHeight());
 }
 
+TEST_F(CodeEditorTest, TheLineBeingTypedStaysInSightWhenTheEditorShrinks) {
+    std::string text;
+    for (int i = 0; i < 100; ++i)
+        text += "float a;\n";
+    editor.loadText(text);
+    caretTo(101, 1);
+    ASSERT_LE(editor.cursorRect().bottom(), editor.viewport()->height());
+    editor.resize(640, 250);
+    EXPECT_LE(editor.cursorRect().bottom(), editor.viewport()->height());
+}
+
 TEST_F(CodeEditorTest, SliderLinesAreKnownByTheirDeclaration) {
     editor.loadText("// @param speed 0.6 0.0 3.0 How fast\n// @param broken 1\nfloat x; // @param no 1 0 2\n");
     EXPECT_EQ(editor.declaredParameter(0), "speed");

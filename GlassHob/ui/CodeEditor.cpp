@@ -169,8 +169,12 @@ void CodeEditor::layOutRuler() {
 }
 
 void CodeEditor::resizeEvent(QResizeEvent* event) {
+    const QRect caret = cursorRect();
     QPlainTextEdit::resizeEvent(event);
     layOutRuler();
+    // The line being typed must not slide under the message list that its mistake brings up.
+    const bool wasVisible = caret.top() >= 0 && caret.bottom() <= event->oldSize().height();
+    if (wasVisible && caret.bottom() > viewport()->height()) ensureCursorVisible();
 }
 
 // ---- Messages -------------------------------------------------------------------------------------------------------
