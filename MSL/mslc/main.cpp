@@ -127,6 +127,11 @@ int main(int argc, char** argv) {
         return failed;
     }
     std::cerr << compiled->warnings;
+    if (!output.empty() && compiled->reflection.entryPoints.empty()) {
+        std::cerr << "mslc: '" << input
+                  << "' has no vertex, fragment or kernel function, so there is no module to write.\n";
+        return failed;
+    }
     if (reflects)
         std::cout << msl::toJson(compiled->reflection);
     if (!output.empty() && !writeAll(output, compiled->spirv, problem)) {

@@ -366,6 +366,17 @@ Expr* Analyzer::constructType(TypeRef type, std::span<Expr*> arguments, bool isB
             return errorAt(at);
         return zeroValue(type, at);
     }
+    // "float x({1})": a list in parentheses initialises as the list alone would.
+    if (!type->is(TypeKind::struct_)) {
+        for (Expr* argument : arguments) {
+            if (argument->type || argument->kind != ExprKind::initList)
+                continue;
+            if (arguments.size() == 1)
+                return initializeFromList(type, static_cast<InitList*>(argument), Purpose::variable);
+            error(argument->begin ? argument->begin : at, "expected expression");
+            return errorAt(at);
+        }
+    }
     if (type->isVector() || type->is(TypeKind::packedVector))
         return constructVector(type, arguments, node, at);
     if (type->isMatrix())

@@ -193,6 +193,8 @@ Words Assembler::assemble() const {
     out.reserve(out.size() + 64 + entryPoints_.size() + executionModes_.size() + names_.size() + decorations_.size() +
                 globals_.size() + functions_.size());
     emit(out, spv::Op::OpCapability, {static_cast<std::uint32_t>(spv::Capability::Shader)});
+    if (entryPoints_.empty()) // nothing to run: a library
+        emit(out, spv::Op::OpCapability, {static_cast<std::uint32_t>(spv::Capability::Linkage)});
     for (const spv::Capability capability : capabilities_)
         emit(out, spv::Op::OpCapability, {static_cast<std::uint32_t>(capability)});
     if (glsl_ != 0) {
