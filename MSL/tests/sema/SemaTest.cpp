@@ -221,7 +221,7 @@ INSTANTIATE_TEST_SUITE_P(
                   "12: error: no matching conversion for functional-style cast from 'float4' to 'float3'"},
         ErrorCase{"Ray r = {v, v, 1};", "16: error: excess elements in struct initializer"},
         ErrorCase{"float a[2] = {1, 2, 3};", "21: error: excess elements in array initializer"},
-        ErrorCase{"float v[3]({1, 2, 3, 4});", "22: error: excess elements in array initializer"},
+        ErrorCase{"float w[3]({1, 2, 3, 4});", "22: error: excess elements in array initializer"},
         ErrorCase{"float x({1, 2});", "13: error: excess elements in scalar initializer"},
         ErrorCase{"Tone t = 1;", "6: error: cannot initialize a variable of type 'Tone' with an rvalue of type 'int'"}));
 
