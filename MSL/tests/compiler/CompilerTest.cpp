@@ -1,0 +1,239 @@
+// Whole compiles: real sources become valid modules, mistakes become whole messages, and no text does harm.
+#include "MSL/Compiler.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <spirv-tools/libspirv.hpp>
+
+namespace msl {
+namespace {
+
+using ::testing::HasSubstr;
+
+std::string readFile(const std::filesystem::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+// The messages of Vulkan 1.3's validator; empty when it has none.
+std::string problems(const std::vector<std::uint32_t>& spirv) {
+    std::string found;
+    spvtools::SpirvTools tools(SPV_ENV_VULKAN_1_3);
+    tools.SetMessageConsumer([&](spv_message_level_t, const char*, const spv_position_t&, const char* message) {
+        found += message;
+        found += '\n';
+    });
+    spvtools::ValidatorOptions options;
+    options.SetScalarBlockLayout(true);
+    tools.Validate(spirv.data(), spirv.size(), options);
+    return found;
+}
+
+// A host as an application would put around a user's shade() and sound().
+struct Host {
+    std::string before = R"(#include <metal_stdlib>
+using namespace metal;
+struct Uniforms { float2 resolution; float time; float timeDelta; float2 mouse; uint frame; uint pad; };
+struct Params { float twist, speed, scale, jitter, count, hue, zoom, n, size, drive; };
+struct Out { float4 position [[position]]; float2 uv; };
+vertex Out host_vertex(uint vid [[vertex_id]]) {
+    float2 p = float2((vid << 1) & 2, vid & 2);
+    return Out{float4(p * 2.0 - 1.0, 0.0, 1.0), p};
+}
+#line 1 "user.metal"
+)";
+    std::string after = R"(
+#line 1 "host"
+fragment float4 host_fragment(Out in [[stage_in]], constant Uniforms& u [[buffer(0)]], constant Params& p [[buffer(1)]]) {
+    return shade(in.uv, u, p);
+}
+)";
+    std::string sound = R"(
+struct SoundUniforms { float start; float rate; uint count; uint pad; };
+kernel void host_sound(device float2* out [[buffer(0)]], constant SoundUniforms& su [[buffer(1)]],
+                       constant Params& p [[buffer(2)]], uint i [[thread_position_in_grid]]) {
+    if (i < su.count) out[i] = clamp(sound(su.start + float(i) / su.rate, p), -1.0, 1.0);
+}
+)";
+    std::string around(const std::string& user) const {
+        return before + user + after + (user.find("float2 sound(") != std::string::npos ? sound : "");
+    }
+    std::expected<CompiledLibrary, CompileError> compile(const std::string& user, CompileOptions options = {}) const {
+        options.foreignBegin = before.size();
+        options.foreignEnd = before.size() + user.size();
+        return msl::compile(around(user), options);
+    }
+};
+
+std::vector<std::filesystem::path> files(const char* folder) {
+    std::vector<std::filesystem::path> out;
+    for (const auto& entry : std::filesystem::directory_iterator(std::filesystem::path(MSL_TEST_DATA) / folder))
+        if (entry.path().extension() == ".metal") out.push_back(entry.path());
+    std::ranges::sort(out);
+    return out;
+}
+
+TEST(Compiler, RealShadersBecomeValidModules) {
+    const Host host;
+    ASSERT_GE(files("art").size(), 8U);
+    for (const auto& path : files("art")) {
+        const auto compiled = host.compile(readFile(path));
+        ASSERT_TRUE(compiled) << path << "\n" << compiled.error().text;
+        EXPECT_EQ(problems(compiled->spirv), "") << path;
+        EXPECT_NE(compiled->reflection.entryPoint("host_fragment"), nullptr) << path;
+    }
+    for (const auto& path : files("")) {
+        const auto compiled = compile(readFile(path));
+        if (path.stem() == "language") { // textures, atomics and barriers are checked, and refused by name
+            ASSERT_FALSE(compiled);
+            EXPECT_THAT(compiled.error().text, HasSubstr("error: a texture is not supported here"));
+            continue;
+        }
+        ASSERT_TRUE(compiled) << path << "\n" << compiled.error().text;
+        if (!compiled->reflection.entryPoints.empty()) EXPECT_EQ(problems(compiled->spirv), "") << path;
+    }
+}
+
+TEST(Compiler, ReflectionTellsAHostWhatItMustBind) {
+    const auto compiled = Host().compile("float4 shade(float2 uv, constant Uniforms& u, constant Params& p) { return "
+                                         "float4(uv, u.time, p.hue); }\n"
+                                         "float2 sound(float t, constant Params& p) { return t; }\n");
+    ASSERT_TRUE(compiled) << compiled.error().text;
+    const EntryPoint* fragment = compiled->reflection.entryPoint("host_fragment");
+    ASSERT_NE(fragment, nullptr);
+    ASSERT_EQ(fragment->bindings.size(), 2U);
+    EXPECT_EQ(fragment->bindings[0].kind, BindingKind::uniformBuffer);
+    EXPECT_EQ(fragment->bindings[0].set, 1U);
+    EXPECT_EQ(fragment->bindings[0].typeName, "Uniforms");
+    EXPECT_EQ(fragment->bindings[0].byteSize, 32U);
+    EXPECT_EQ(fragment->bindings[1].binding, 1U);
+    const EntryPoint* sound = compiled->reflection.entryPoint("host_sound");
+    ASSERT_NE(sound, nullptr);
+    EXPECT_EQ(sound->stage, Stage::kernel);
+    EXPECT_EQ(sound->bindings[0].kind, BindingKind::storageBuffer);
+    EXPECT_TRUE(sound->bindings[0].isArray && sound->bindings[0].isWritten);
+    EXPECT_EQ(sound->bindings[0].byteSize, 8U);
+    EXPECT_EQ(sound->bindings[0].set, 0U);
+    const StructLayout* uniforms = compiled->reflection.structLayout("Uniforms");
+    ASSERT_NE(uniforms, nullptr);
+    EXPECT_EQ(uniforms->members[3].name, "mouse");
+    EXPECT_EQ(uniforms->members[3].offset, 16U);
+    EXPECT_THAT(toJson(compiled->reflection), HasSubstr("\"metalIndex\": 1"));
+}
+
+struct Mistake {
+    const char* user;
+    const char* firstLine;
+};
+
+TEST(Compiler, MistakesAreToldOnTheUsersLine) {
+    const std::string open = "float4 shade(float2 uv, constant Uniforms& u, constant Params& p) {\n";
+    const Mistake mistakes[] = {
+        {"    float3 c = float3(uv, 0.5)\n    return float4(c, 1);\n}\n",
+         "user.metal:2:31: error: expected ';' at end of declaration"},
+        {"    return vec4(uv, 0, 1);\n}\n",
+         "user.metal:2:12: error: use of undeclared identifier 'vec4'; did you mean 'float4'?"},
+        {"    return float4(uv.xyz, 1);\n}\n", "user.metal:2:22: error: vector component access exceeds type 'float2'"},
+        {"    return float4(p.bands);\n}\n", "user.metal:2:21: error: no member named 'bands' in 'Params'"},
+        {"    float3 c = uv;\n    return float4(c, 1);\n}\n",
+         "user.metal:2:12: error: cannot initialize a variable of type 'float3' with an lvalue of type 'float2'"},
+        {"    u.time = 2.0;\n    return 1;\n}\n",
+         "user.metal:2:12: error: cannot assign to variable 'u' with const-qualified type 'const constant Uniforms &'"},
+        {"    return float4(smothstep(0, 1, uv.x));\n}\n",
+         "user.metal:2:19: error: use of undeclared identifier 'smothstep'; did you mean 'smoothstep'?"},
+        {"    if (uv.x > 0.5 { return 1; }\n    return 0;\n}\n", "user.metal:2:20: error: expected ')'"},
+        {"    for (int i = 0; i < 3; i++) {\n        uv *= 2;\n    return float4(uv, 0, 1);\n}\n",
+         "user.metal:5:2: error: expected '}'"},
+        {"    return shade(uv, u, p);\n}\n",
+         "user.metal:2:12: error: recursion is not supported: 'shade' calls itself"},
+        {"    return 1;\n}\n#include \"noise.h\"\n", "user.metal:4:10: error: 'noise.h' file not found"},
+        {"    return 1;\n}\n/* and so on\n", "user.metal:4:1: error: unterminated /* comment"},
+    };
+    for (const Mistake& mistake : mistakes) {
+        const auto compiled = Host().compile(open + mistake.user);
+        ASSERT_FALSE(compiled) << mistake.user;
+        const std::string& text = compiled.error().text;
+        EXPECT_EQ(text.substr(0, text.find('\n')), mistake.firstLine) << text;
+    }
+}
+
+TEST(Compiler, AMessageShowsTheLineAndACaret) {
+    const auto compiled = Host().compile("float4 shade(float2 uv, constant Uniforms& u, constant Params& p) {\n"
+                                         "\tfloat4 c = float4(uv, 0, 1);\n\treturn c * colour;\n}\n");
+    ASSERT_FALSE(compiled);
+    EXPECT_EQ(compiled.error().text, "user.metal:3:13: error: use of undeclared identifier 'colour'\n"
+                                     "\treturn c * colour;\n"
+                                     "\t           ^\n");
+}
+
+TEST(Compiler, AUserCannotSpeakAsTheHost) {
+    const auto compiled = Host().compile("#line 1 \"host\"\nfloat4 shade(float2 uv, constant Uniforms& u, constant "
+                                         "Params& p) { return nothing; }\n");
+    ASSERT_FALSE(compiled);
+    EXPECT_THAT(compiled.error().text, ::testing::StartsWith("user.metal:1:"));
+}
+
+TEST(Compiler, WarningsDoNotFailACompile) {
+    const auto compiled = Host().compile("float4 shade(float2 uv, constant Uniforms& u, constant Params& p) {\n"
+                                         "    float spare = 1;\n    return 1;\n}\n");
+    ASSERT_TRUE(compiled);
+    EXPECT_THAT(compiled->warnings, HasSubstr("user.metal:2:11: warning: unused variable 'spare'"));
+}
+
+TEST(Compiler, HostileTextsComeToAnEnd) {
+    const auto repeated = [](const std::string& text, int times) {
+        std::string out;
+        for (int i = 0; i < times; ++i)
+            out += text;
+        return out;
+    };
+    const std::string texts[] = {
+        "",
+        std::string(1, '\0'),
+        "\xff\xfe\xfd",
+        repeated("(", 100000),
+        repeated("{", 100000),
+        "float f() { return " + repeated("1+", 20000) + "1; }",
+        "float f() { return " + repeated("-", 50000) + "1; }",
+        "float a[2000000000];",
+        "kernel void k() { float a[100000000]; a[1] = 2; }",
+        "#define A B B\n#define B A A\nA",
+        "#define X(a) a a\n" + repeated("X(", 60) + "1" + repeated(")", 60),
+        "template <int N> struct S { S<N + 1> next; }; S<0> s;",
+        "template <int N> float f() { return f<N + 1>(); } kernel void k() { f<0>(); }",
+        repeated(" ", 3000000),
+        repeated("#if 1\n", 20000),
+        "float4 f(float4 x) { return x" + repeated(".xyzw", 20000) + "; }",
+        repeated("struct S { ", 5000),
+        "kernel void k(device float* o [[buffer(99999999999999999999)]]) {}",
+    };
+    for (const std::string& text : texts) {
+        CompileOptions options;
+        options.timeLimit = std::chrono::milliseconds(250);
+        const auto compiled = compile(text, options); // coming back is what is asked
+        if (!compiled) EXPECT_LT(compiled.error().text.size(), 200000U) << text.substr(0, 60);
+    }
+}
+
+TEST(Compiler, CutTextsGiveMessagesAndNothingElse) {
+    const Host host;
+    for (const auto& path : files("art")) {
+        const std::string whole = readFile(path);
+        for (std::size_t length = 0; length < whole.size(); length += 37) {
+            const auto compiled = host.compile(whole.substr(0, length));
+            if (compiled) continue;
+            EXPECT_THAT(compiled.error().text, HasSubstr("error: "));
+            EXPECT_THAT(compiled.error().text, ::testing::Not(HasSubstr("internal compiler error")))
+                << path << " cut at " << length;
+        }
+    }
+}
+
+} // namespace
+} // namespace msl
