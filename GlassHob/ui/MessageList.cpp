@@ -6,6 +6,7 @@
 
 #include <QApplication>
 #include <QClipboard>
+#include <QFontMetrics>
 #include <QHBoxLayout>
 #include <QHelpEvent>
 #include <QKeyEvent>
@@ -26,6 +27,10 @@ constexpr int rowHeightOne = 28;
 constexpr int lineHeight = 18;
 constexpr int mostRows = 5;
 constexpr int bottomMargin = 6;
+
+// The compiler's text where it holds no message that could be read.
+constexpr int plainMargin = 16;
+constexpr int plainFlags = Qt::AlignLeft | Qt::AlignTop | Qt::TextWordWrap;
 
 QString asQString(const std::string& text) {
     return QString::fromStdString(text);
@@ -87,7 +92,10 @@ int MessageRows::rowAt(int y) const {
 }
 
 int MessageRows::contentHeight() const {
-    if (rows_.empty() && !plainText_.isEmpty()) return int(plainText_.count(u'\n') + 1) * lineHeight + 8;
+    if (rows_.empty() && !plainText_.isEmpty()) {
+        const QRect width(0, 0, std::max(1, viewport()->width() - plainMargin * 2), 0);
+        return QFontMetrics(fonts::value()).boundingRect(width, plainFlags, plainText_).height() + 8;
+    }
     return rowTop(count());
 }
 
@@ -120,7 +128,7 @@ void MessageRows::paintEvent(QPaintEvent*) {
     if (rows_.empty() && !plainText_.isEmpty()) {
         painter.setFont(fonts::value());
         painter.setPen(themed(Role::text));
-        painter.drawText(QRect(16, y, viewport()->width() - 24, contentHeight()), Qt::AlignLeft | Qt::AlignTop,
+        painter.drawText(QRect(plainMargin, y, viewport()->width() - plainMargin * 2, contentHeight()), plainFlags,
                          plainText_);
         return;
     }
