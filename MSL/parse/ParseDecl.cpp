@@ -84,6 +84,16 @@ void Parser::parseDeclaration(Declarations& out, Context context) {
     parseSimpleDeclaration(out, context);
 }
 
+void Parser::requireType(Specifiers& specifiers) {
+    if (specifiers.hasType)
+        return;
+    if (!specifiers.isInvalid)
+        error(token().location, "a type specifier is required for all declarations");
+    specifiers.isInvalid = true;
+    specifiers.type.name.identifier = int_;
+    specifiers.type.name.location = token().location;
+}
+
 void Parser::parseSimpleDeclaration(Declarations& out, Context context, const TemplateHeader* header) {
     std::size_t first = position_;
     Specifiers specifiers;
@@ -112,11 +122,7 @@ void Parser::parseSimpleDeclaration(Declarations& out, Context context, const Te
                 skipDeclaration();
                 return;
             }
-            if (!specifiers.isInvalid)
-                error(token().location, "a type specifier is required for all declarations");
-            specifiers.isInvalid = true;
-            specifiers.type.name.identifier = int_;
-            specifiers.type.name.location = token().location;
+            requireType(specifiers);
             parseDeclarators(out, specifiers, context, header);
             return;
         }

@@ -283,6 +283,7 @@ Stmt* Parser::parseIf() {
             Declarations declarations;
             Specifiers specifiers;
             parseSpecifiers(specifiers, Context::local);
+            requireType(specifiers);
             parseDeclarators(declarations, specifiers, Context::forInit, nullptr);
             init->declarations = declarations.copyTo(arena_);
             statement->init = init;
@@ -346,6 +347,7 @@ Stmt* Parser::parseFor() {
         Declarations declarations;
         Specifiers specifiers;
         parseSpecifiers(specifiers, Context::local);
+        requireType(specifiers);
         // "for (auto x : values)"
         std::size_t i = 0;
         while (peek(i).is(TokenKind::amp) || peek(i).is(TokenKind::star) || peek(i).is(TokenKind::ampamp) ||

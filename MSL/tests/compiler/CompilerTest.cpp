@@ -153,6 +153,8 @@ TEST(Compiler, MistakesAreToldOnTheUsersLine) {
         {"    return shade(uv, u, p);\n}\n",
          "user.metal:2:12: error: recursion is not supported: 'shade' calls itself"},
         {"    return 1;\n}\n#include \"noise.h\"\n", "user.metal:4:10: error: 'noise.h' file not found"},
+        {"    if (device t = 1.0; t > 0) return 1;\n    return 0;\n}\n",
+         "user.metal:2:16: error: a type specifier is required for all declarations"},
         {"    return 1;\n}\n/* and so on\n", "user.metal:4:1: error: unterminated /* comment"},
     };
     for (const Mistake& mistake : mistakes) {
