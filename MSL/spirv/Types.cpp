@@ -143,7 +143,7 @@ Id ModuleWriter::structType(TypeRef type, bool inMemory) {
         }
     }
     if (options_.debugNames && decl.name != nullptr) {
-        asm_.name(id, decl.name->text);
+        asm_.name(id, std::string(decl.name->text) + (inMemory ? ".memory" : ""));
         std::uint32_t number = 0;
         for (const VarDecl* field : decl.fields)
             asm_.memberName(id, number++, field->name != nullptr ? field->name->text : "");
