@@ -1,11 +1,46 @@
 // Calls of the library. What maps to one operation of the IR becomes a builtin instruction with values for operands; a
 // function that gives back through a reference is taken apart here.
+#include "MSL/builtins/BuiltinTable.h"
 #include "MSL/lower/Lowering.h"
+
+#include <string>
 
 namespace msl {
 
 using ir::Op;
 using ir::Value;
+
+namespace {
+
+// What sema types and no writer can express yet: bit functions of 64-bit integers and the packing into uneven fields.
+bool hasNoTranslation(BuiltinId id, TypeRef type) {
+    switch (id) {
+    case BuiltinId::clz:
+    case BuiltinId::ctz:
+    case BuiltinId::popcount:
+    case BuiltinId::extractBits:
+    case BuiltinId::insertBits:
+    case BuiltinId::reverseBits:
+    case BuiltinId::mulhi:
+    case BuiltinId::madhi:
+    case BuiltinId::madsat: return byteSize(type->scalar) == 8;
+    case BuiltinId::packFloatToSrgbUnorm4x8:
+    case BuiltinId::packHalfToSrgbUnorm4x8:
+    case BuiltinId::packFloatToUnorm10a2:
+    case BuiltinId::packHalfToUnorm10a2:
+    case BuiltinId::packFloatToUnorm565:
+    case BuiltinId::packHalfToUnorm565:
+    case BuiltinId::unpackUnorm4x8SrgbToFloat:
+    case BuiltinId::unpackUnorm4x8SrgbToHalf:
+    case BuiltinId::unpackUnorm10a2ToFloat:
+    case BuiltinId::unpackUnorm10a2ToHalf:
+    case BuiltinId::unpackUnorm565ToFloat:
+    case BuiltinId::unpackUnorm565ToHalf: return true;
+    default: return false;
+    }
+}
+
+} // namespace
 
 Operand Lowering::callBuiltin(const Call& call) {
     const BuiltinId id = call.builtin;
@@ -71,6 +106,10 @@ Operand Lowering::callBuiltin(const Call& call) {
     for (const Expr* argument : call.arguments)
         operands.push_back(value(argument));
     builder_.location = call.location;
+    if (!operands.empty() && hasNoTranslation(id, operands[0]->type)) {
+        unsupported(call.location, "this form of '" + std::string(builtinName(id)) + "' is");
+        return errorOperand(call.type);
+    }
     return plain(builder_.builtin(id, type, operands, call.precision));
 }
 

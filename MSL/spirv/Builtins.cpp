@@ -94,7 +94,8 @@ Id ModuleWriter::builtin(const Instruction& instruction) {
     }
 
     // Half goes through float, except where the bits themselves matter.
-    const bool bitwise = id == BuiltinId::signbit || id == BuiltinId::select || id == BuiltinId::copysign;
+    const bool bitwise = id == BuiltinId::signbit || id == BuiltinId::select || id == BuiltinId::copysign ||
+                         id == BuiltinId::nextafter;
     if (types[0]->isFloatingNumeric() && types[0]->scalar == ScalarKind::half && !types[0]->isMatrix() && !bitwise) {
         for (std::size_t i = 0; i < operands.size(); ++i) {
             if (types[i]->scalar != ScalarKind::half)
@@ -138,6 +139,10 @@ Id ModuleWriter::floatBuiltin(BuiltinId id, TypeRef type, std::span<const Id> x,
         }
     }
     const auto trunc = [&](Id v) { return glsl(GLSLstd450Trunc, {v}); };
+    const auto unpackedToHalf = [&](GLSLstd450 instruction) {
+        const TypeRef wide = module_.types.withScalar(type, ScalarKind::float_);
+        return convert(wide, type, asm_.glsl(instruction, logicalType(wide), {x[0]}));
+    };
     switch (id) {
     case BuiltinId::saturate:
         return glsl(GLSLstd450FClamp, {x[0], splatConstant(type, 0), splatConstant(type, 1)});
@@ -174,6 +179,34 @@ Id ModuleWriter::floatBuiltin(BuiltinId id, TypeRef type, std::span<const Id> x,
         const Id sign = asm_.result(spv::Op::OpBitwiseAnd, bitsId, {b, intConstant(bits, signMask)});
         return asm_.result(spv::Op::OpBitcast, t, {asm_.result(spv::Op::OpBitwiseOr, bitsId, {magnitude, sign})});
     }
+    case BuiltinId::nextafter: { // one step of the bits away from zero or towards it; from zero the smallest of y's sign
+        const bool isHalf = type->scalar == ScalarKind::half;
+        const TypeRef bits = module_.types.vector(isHalf ? ScalarKind::short_ : ScalarKind::int_, type->columns);
+        const Id bitsId = logicalType(bits);
+        const Id boolId = vectorType(ScalarKind::bool_, type->columns);
+        const Id zero = intConstant(bits, 0);
+        const Id one = intConstant(bits, 1);
+        const Id minusOne = intConstant(bits, -1);
+        const std::int64_t magnitude = isHalf ? 0x7FFF : 0x7FFFFFFF;
+        const auto select = [&](Id condition, Id yes, Id no) {
+            return asm_.result(spv::Op::OpSelect, bitsId, {condition, yes, no});
+        };
+        const Id from = asm_.result(spv::Op::OpBitcast, bitsId, {x[0]});
+        const Id to = asm_.result(spv::Op::OpBitcast, bitsId, {x[1]});
+        const Id isNegative = asm_.result(spv::Op::OpSLessThan, boolId, {from, zero});
+        const Id isUp = asm_.result(spv::Op::OpFOrdLessThan, boolId, {x[0], x[1]});
+        const Id step = select(isUp, select(isNegative, minusOne, one), select(isNegative, one, minusOne));
+        const Id moved = asm_.result(spv::Op::OpIAdd, bitsId, {from, step});
+        const Id sign = asm_.result(spv::Op::OpBitwiseAnd, bitsId, {to, intConstant(bits, -magnitude - 1)});
+        const Id smallest = asm_.result(spv::Op::OpBitwiseOr, bitsId, {sign, one});
+        const Id size = asm_.result(spv::Op::OpBitwiseAnd, bitsId, {from, intConstant(bits, magnitude)});
+        const Id isZero = asm_.result(spv::Op::OpIEqual, boolId, {size, zero});
+        const Id isSame = asm_.result(spv::Op::OpFOrdEqual, boolId, {x[0], x[1]});
+        const Id isNan = asm_.result(spv::Op::OpIsNan, boolId, {x[0]});
+        const Id next = select(isSame, to, select(isZero, smallest, moved));
+        const Id toIsNan = asm_.result(spv::Op::OpIsNan, boolId, {x[1]});
+        return asm_.result(spv::Op::OpBitcast, t, {select(isNan, from, select(toIsNan, to, next))});
+    }
     case BuiltinId::ldexp: {
         const TypeRef exponent = module_.types.vector(ScalarKind::int_, type->columns);
         return glsl(GLSLstd450Ldexp, {x[0], convert(types[1], exponent, x[1])});
@@ -206,10 +239,18 @@ Id ModuleWriter::floatBuiltin(BuiltinId id, TypeRef type, std::span<const Id> x,
     case BuiltinId::dfdx: return asm_.result(spv::Op::OpDPdx, t, {x[0]});
     case BuiltinId::dfdy: return asm_.result(spv::Op::OpDPdy, t, {x[0]});
     case BuiltinId::fwidth: return asm_.result(spv::Op::OpFwidth, t, {x[0]});
+    case BuiltinId::packHalfToSnorm4x8: // widened by now
     case BuiltinId::packFloatToSnorm4x8: return glsl(GLSLstd450PackSnorm4x8, {x[0]});
+    case BuiltinId::packHalfToUnorm4x8: // widened by now
     case BuiltinId::packFloatToUnorm4x8: return glsl(GLSLstd450PackUnorm4x8, {x[0]});
+    case BuiltinId::packHalfToSnorm2x16: // widened by now
     case BuiltinId::packFloatToSnorm2x16: return glsl(GLSLstd450PackSnorm2x16, {x[0]});
+    case BuiltinId::packHalfToUnorm2x16: // widened by now
     case BuiltinId::packFloatToUnorm2x16: return glsl(GLSLstd450PackUnorm2x16, {x[0]});
+    case BuiltinId::unpackSnorm4x8ToHalf: return unpackedToHalf(GLSLstd450UnpackSnorm4x8);
+    case BuiltinId::unpackUnorm4x8ToHalf: return unpackedToHalf(GLSLstd450UnpackUnorm4x8);
+    case BuiltinId::unpackSnorm2x16ToHalf: return unpackedToHalf(GLSLstd450UnpackSnorm2x16);
+    case BuiltinId::unpackUnorm2x16ToHalf: return unpackedToHalf(GLSLstd450UnpackUnorm2x16);
     case BuiltinId::unpackSnorm4x8ToFloat: return glsl(GLSLstd450UnpackSnorm4x8, {x[0]});
     case BuiltinId::unpackUnorm4x8ToFloat: return glsl(GLSLstd450UnpackUnorm4x8, {x[0]});
     case BuiltinId::unpackSnorm2x16ToFloat: return glsl(GLSLstd450UnpackSnorm2x16, {x[0]});
@@ -326,15 +367,18 @@ Id ModuleWriter::integerBuiltin(BuiltinId id, TypeRef type, std::span<const Id> 
             return narrowed(reversed);
         return narrowed(asm_.result(spv::Op::OpShiftRightLogical, u32, {reversed, intConstant(bits32, 32 - width)}));
     }
-    case BuiltinId::extractBits: {
-        if (width != 32)
-            break;
-        return asm_.result(isSignedKind ? spv::Op::OpBitFieldSExtract : spv::Op::OpBitFieldUExtract, t, {x[0], x[1], x[2]});
+    case BuiltinId::extractBits: { // narrow ones through the 32-bit type of their sign
+        const TypeRef base = module_.types.vector(isSignedKind ? ScalarKind::int_ : ScalarKind::uint, type->columns);
+        const Id field = asm_.result(isSignedKind ? spv::Op::OpBitFieldSExtract : spv::Op::OpBitFieldUExtract,
+                                     logicalType(base), {convert(type, base, x[0]), x[1], x[2]});
+        return convert(base, type, field);
     }
-    case BuiltinId::insertBits:
-        if (width != 32)
-            break;
-        return asm_.result(spv::Op::OpBitFieldInsert, t, {x[0], x[1], x[2], x[3]});
+    case BuiltinId::insertBits: {
+        const TypeRef base = module_.types.vector(isSignedKind ? ScalarKind::int_ : ScalarKind::uint, type->columns);
+        return convert(base, type,
+                       asm_.result(spv::Op::OpBitFieldInsert, logicalType(base),
+                                   {convert(type, base, x[0]), convert(type, base, x[1]), x[2], x[3]}));
+    }
     case BuiltinId::mulhi:
     case BuiltinId::madhi:
     case BuiltinId::madsat: {
