@@ -61,6 +61,7 @@ constexpr ExtendedRow extendedRows[] = {
 };
 
 bool isGeometric(BuiltinId id) { return id >= BuiltinId::cross && id <= BuiltinId::transpose; }
+bool isPacking(BuiltinId id) { return id >= BuiltinId::packFloatToSnorm4x8 && id <= BuiltinId::unpackUnorm565ToHalf; }
 bool isRelational(BuiltinId id) { return id >= BuiltinId::all && id <= BuiltinId::signbit; }
 
 } // namespace
@@ -83,7 +84,7 @@ Id ModuleWriter::builtin(const Instruction& instruction) {
         return fail("a built-in function without operands that the writer does not know");
 
     // Scalars beside vectors stand for all components, where the function works component by component.
-    if (!isGeometric(id) && !isRelational(id) && type->isVector() && id != BuiltinId::extractBits &&
+    if (!isGeometric(id) && !isRelational(id) && !isPacking(id) && type->isVector() && id != BuiltinId::extractBits &&
         id != BuiltinId::insertBits) {
         for (std::size_t i = 0; i < operands.size(); ++i) {
             if (types[i]->isScalar()) {
@@ -115,7 +116,7 @@ Id ModuleWriter::builtin(const Instruction& instruction) {
         return geometricBuiltin(id, type, operands, types);
     if (isRelational(id))
         return relationalBuiltin(id, type, operands, types);
-    if (types[0]->isFloatingNumeric() || (id >= BuiltinId::packFloatToSnorm4x8 && id <= BuiltinId::unpackUnorm565ToHalf))
+    if (types[0]->isFloatingNumeric() || isPacking(id))
         return floatBuiltin(id, type, operands, types);
     return integerBuiltin(id, type, operands, types);
 }
