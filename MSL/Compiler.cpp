@@ -58,8 +58,7 @@ Binding binding(const ir::Variable& variable) {
     TypeRef element = variable.type;
     if (variable.kind == ir::Variable::Kind::buffer) {
         out.isArray = element->is(TypeKind::array) && element->count == 0;
-        if (out.isArray)
-            element = element->element;
+        if (out.isArray) element = element->element;
         const Layout layout = layoutOf(element);
         out.byteSize = static_cast<std::uint32_t>(layout.size);
         out.byteAlignment = layout.alignment;
@@ -74,8 +73,7 @@ Reflection reflect(const ir::Module& module, const TranslationUnit& unit) {
         EntryPoint& out = reflection.entryPoints.emplace_back();
         out.name = entry->name;
         out.stage = entry->stage;
-        if (entry->stage == Stage::kernel)
-            out.localSize = {64, 1, 1};
+        if (entry->stage == Stage::kernel) out.localSize = {64, 1, 1};
         for (const ir::Variable* variable : *entry->interface) {
             switch (variable->kind) {
             case ir::Variable::Kind::input: out.inputs.push_back(stageVariable(*variable)); break;
@@ -88,8 +86,7 @@ Reflection reflect(const ir::Module& module, const TranslationUnit& unit) {
         }
     }
     for (const StructDecl* decl : unit.structs) {
-        if (decl->name == nullptr)
-            continue;
+        if (decl->name == nullptr) continue;
         StructLayout& out = reflection.structs.emplace_back();
         out.name = decl->name->text;
         out.size = static_cast<std::uint32_t>(decl->size);
@@ -117,8 +114,7 @@ std::expected<CompiledLibrary, CompileError> compile(std::string_view source, co
     const auto failed = [&] { return std::unexpected(CompileError{diagnostics.errorText()}); };
     const auto tooMuchWork = [&] {
         if (limit.exceeded() && !diagnostics.hasErrors())
-            diagnostics.error(SourceLocation::atOffset(0),
-                              "compiling this source takes too much work; it was given up");
+            diagnostics.error(SourceLocation::atOffset(0), "this text takes too long to compile");
         return limit.exceeded();
     };
     if (isTooLong) {
@@ -130,30 +126,28 @@ std::expected<CompiledLibrary, CompileError> compile(std::string_view source, co
     IdentifierTable identifiers(arena);
     TranslationUnit* unit = parse(sources, identifiers, arena, diagnostics, limit);
 
-    // Names, types and conversions. Runs after syntax errors too, for the messages about the parts that were understood.
+    // Names, types and conversions. Runs after syntax errors too, for the messages about the parts that were
+    // understood.
     TypeTable types(arena);
-    if (!tooMuchWork())
-        analyze(*unit, types, identifiers, arena, diagnostics, limit);
-    if (tooMuchWork() || diagnostics.hasErrors())
-        return failed();
+    if (!tooMuchWork()) analyze(*unit, types, identifiers, arena, diagnostics, limit);
+    if (tooMuchWork() || diagnostics.hasErrors()) return failed();
 
     // Tree to IR: only from a tree without errors, so that lowering need not doubt it. Pointers end here.
     ir::Module module(arena, types);
     lower(*unit, module, diagnostics, limit);
-    if (tooMuchWork() || diagnostics.hasErrors())
-        return failed();
+    if (tooMuchWork() || diagnostics.hasErrors()) return failed();
 
     // Before any writer, so that every writer's output is safe.
     checkIndexes(module);
 
     auto words = spirv::write(module, {.debugNames = options.debugNames});
-    if (!words)
-        diagnostics.internalError(SourceLocation::atOffset(0), words.error());
-    if (diagnostics.hasErrors())
-        return failed();
+    if (!words) diagnostics.internalError(SourceLocation::atOffset(0), words.error());
+    if (diagnostics.hasErrors()) return failed();
     return CompiledLibrary{std::move(*words), reflect(module, *unit), diagnostics.warningText()};
 }
 
-std::string_view version() { return MSL_VERSION; }
+std::string_view version() {
+    return MSL_VERSION;
+}
 
 } // namespace msl

@@ -258,6 +258,19 @@ TEST(Compiler, HostileTextsComeToAnEnd) {
     }
 }
 
+TEST(Compiler, ATimeLimitEndsInAMessage) {
+    // Every call looks at every overload, which is far more than a millisecond's work.
+    std::string text = "#include <metal_stdlib>\nusing namespace metal;\n";
+    for (int i = 0; i < 1500; ++i)
+        text += "struct S" + std::to_string(i) + " { float x; }; float f(S" + std::to_string(i) +
+                " s) { return f(S0{}); }\n";
+    CompileOptions options;
+    options.timeLimit = std::chrono::milliseconds(1);
+    const auto compiled = compile(text, options);
+    ASSERT_FALSE(compiled);
+    EXPECT_THAT(compiled.error().text, HasSubstr("error: this text takes too long to compile"));
+}
+
 TEST(Compiler, CutTextsGiveMessagesAndNothingElse) {
     const Host host;
     for (const auto& path : files("art")) {
