@@ -29,7 +29,7 @@ void Analyzer::run() {
                                                   "' is called but never defined");
             }
     if (limit_.exceeded() && !diagnostics_.hasErrors())
-        error(SourceLocation::atOffset(0), "the program takes too long to compile");
+        error(SourceLocation::atOffset(0), "this text takes too long to compile");
     unit_.entryPoints = arena_.copy(entryPoints_);
     unit_.structs = arena_.copy(structs_);
 }
