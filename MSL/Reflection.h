@@ -101,14 +101,12 @@ struct Reflection {
 
     const EntryPoint* entryPoint(std::string_view name) const {
         for (const EntryPoint& entry : entryPoints)
-            if (entry.name == name)
-                return &entry;
+            if (entry.name == name) return &entry;
         return nullptr;
     }
     const StructLayout* structLayout(std::string_view name) const {
         for (const StructLayout& layout : structs)
-            if (layout.name == name)
-                return &layout;
+            if (layout.name == name) return &layout;
         return nullptr;
     }
 };

@@ -18,14 +18,12 @@ class Json {
     }
     void close(char bracket) {
         --depth_;
-        if (!isFirst_)
-            newLine();
+        if (!isFirst_) newLine();
         text += bracket;
         isFirst_ = false;
     }
     void item() {
-        if (!isFirst_)
-            text += ',';
+        if (!isFirst_) text += ',';
         newLine();
         isFirst_ = false;
     }
@@ -95,10 +93,11 @@ std::string_view name(BindingKind kind) {
 void writeSampler(Json& json, const SamplerState& state) {
     constexpr std::string_view filters[] = {"nearest", "linear"};
     constexpr std::string_view mipFilters[] = {"none", "nearest", "linear"};
-    constexpr std::string_view addresses[] = {"clampToZero", "clampToEdge", "clampToBorder", "repeat", "mirroredRepeat"};
+    constexpr std::string_view addresses[] = {"clampToZero", "clampToEdge", "clampToBorder", "repeat",
+                                              "mirroredRepeat"};
     constexpr std::string_view borders[] = {"transparentBlack", "opaqueBlack", "opaqueWhite"};
-    constexpr std::string_view compares[] = {"never",   "less",  "lessEqual", "greater", "greaterEqual",
-                                             "equal",   "notEqual", "always"};
+    constexpr std::string_view compares[] = {"never",        "less",  "lessEqual", "greater",
+                                             "greaterEqual", "equal", "notEqual",  "always"};
     json.key("samplerState");
     json.open('{');
     json.member("magFilter", filters[static_cast<unsigned>(state.magFilter)]);
@@ -112,8 +111,7 @@ void writeSampler(Json& json, const SamplerState& state) {
     }
     json.close(']');
     json.member("border", borders[static_cast<unsigned>(state.border)]);
-    if (state.compares)
-        json.member("compare", compares[static_cast<unsigned>(state.compare)]);
+    if (state.compares) json.member("compare", compares[static_cast<unsigned>(state.compare)]);
     json.member("normalizedCoordinates", state.normalizedCoordinates);
     json.key("lodMin");
     json.number(state.lodMin);
@@ -166,8 +164,7 @@ std::string toJson(const Reflection& reflection) {
             json.member("byteAlignment", binding.byteAlignment);
             json.member("isArray", binding.isArray);
             json.member("isWritten", binding.isWritten);
-            if (binding.kind == BindingKind::constexprSampler)
-                writeSampler(json, binding.samplerState);
+            if (binding.kind == BindingKind::constexprSampler) writeSampler(json, binding.samplerState);
             json.close('}');
         }
         json.close(']');

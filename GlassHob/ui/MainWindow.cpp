@@ -40,7 +40,7 @@ constexpr QSize leastSize{720, 480};
 constexpr int firstEditorWidth = 620;
 constexpr int firstInspectorHeight = 244;
 constexpr int barsHeight = 28 + 44 + 26; // menu bar, toolbar, status line
-constexpr int denseBelow = 720; // heights of the window
+constexpr int denseBelow = 720;          // heights of the window
 
 // Keys of the settings.
 constexpr auto geometryKey = "window/geometry";

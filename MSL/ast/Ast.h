@@ -1,6 +1,6 @@
 // The syntax tree. The parser makes it with names unresolved; sema resolves names, gives every expression its type and
-// value category, and makes every conversion explicit (ImplicitCast), so that lowering never has to guess. Nodes live in
-// the compile's arena, are plain structs with a kind, and are never freed or copied, except that instantiating a
+// value category, and makes every conversion explicit (ImplicitCast), so that lowering never has to guess. Nodes live
+// in the compile's arena, are plain structs with a kind, and are never freed or copied, except that instantiating a
 // template clones a declaration and resolves the clone.
 //
 // Conventions after sema:
@@ -68,25 +68,25 @@ enum class SpaceSyntax : std::uint8_t { none, thread, constant, device, threadgr
 // One level of a declarator around a base type, outermost last: "float* x[3]" is base float, pointer, then array.
 struct TypeModifier {
     enum class Kind : std::uint8_t { pointer, reference, rvalueReference, array } kind = Kind::pointer;
-    bool isConst = false;       // "* const"
-    Expr* arraySize = nullptr;  // null with kind array: "[]"
+    bool isConst = false;                  // "* const"
+    Expr* arraySize = nullptr;             // null with kind array: "[]"
     SpaceSyntax space = SpaceSyntax::none; // "device float* thread p": where the pointer itself lies
     SourceLocation location;
 };
 
 struct TypeSyntax {
-    Name name;                              // the base type's name; built-in types are plain identifiers here
-    StructDecl* inlineStruct = nullptr;     // "struct { ... } x;" or "struct S { ... } x;"
+    Name name;                          // the base type's name; built-in types are plain identifiers here
+    StructDecl* inlineStruct = nullptr; // "struct { ... } x;" or "struct S { ... } x;"
     EnumDecl* inlineEnum = nullptr;
     SpaceSyntax space = SpaceSyntax::none;
     bool isConst = false;
     bool isVolatile = false;
-    bool isElaborated = false;              // "struct S x"
-    bool isTypename = false;                // "typename T::type"
-    Expr* decltypeOf = nullptr;             // "decltype(expr)"
+    bool isElaborated = false;  // "struct S x"
+    bool isTypename = false;    // "typename T::type"
+    Expr* decltypeOf = nullptr; // "decltype(expr)"
     std::span<TypeModifier> modifiers;
     SourceLocation location;
-    TypeRef resolved = nullptr;             // sema
+    TypeRef resolved = nullptr; // sema
 };
 
 // "[[position]]", "[[buffer(0)]]", "[[user(locn0)]]"; __attribute__((x)) becomes the same with isGnu.
@@ -101,9 +101,23 @@ struct Attribute {
 // ---------------------------------------------------------------------------------------------------- expressions
 
 enum class ExprKind : std::uint8_t {
-    intLiteral, floatLiteral, boolLiteral, stringLiteral,
-    nameRef, member, index, call, construct, cast, implicitCast,
-    unary, binary, conditional, initList, sizeOf, lambda,
+    intLiteral,
+    floatLiteral,
+    boolLiteral,
+    stringLiteral,
+    nameRef,
+    member,
+    index,
+    call,
+    construct,
+    cast,
+    implicitCast,
+    unary,
+    binary,
+    conditional,
+    initList,
+    sizeOf,
+    lambda,
     error, // what could not be parsed or made out
 };
 
@@ -115,17 +129,19 @@ struct Expr {
     AddressSpace space = AddressSpace::thread; // lvalue: where it lies
     bool isConst = false;                      // lvalue: may not be written
     bool isParenthesized = false;
-    bool isDependent = false;                  // depends on a template parameter; type is a dependent type
-    std::uint16_t height = 1;                  // nesting below it; the parser bounds it, so that passes may recurse
-    SourceLocation location;                   // where messages point (an operator for binary, the name for a member)
-    SourceLocation begin;                      // first token
+    bool isDependent = false; // depends on a template parameter; type is a dependent type
+    std::uint16_t height = 1; // nesting below it; the parser bounds it, so that passes may recurse
+    SourceLocation location;  // where messages point (an operator for binary, the name for a member)
+    SourceLocation begin;     // first token
     TypeRef type = nullptr;
 
   protected:
     explicit Expr(ExprKind k) : kind(k) {}
 };
 
-struct ErrorExpr : Expr { ErrorExpr() : Expr(ExprKind::error) {} };
+struct ErrorExpr : Expr {
+    ErrorExpr() : Expr(ExprKind::error) {}
+};
 
 struct IntLiteral : Expr { // sema picks int, uint, long, ulong from value and suffix; character literals are char
     IntLiteral() : Expr(ExprKind::intLiteral) {}
@@ -162,9 +178,9 @@ struct Member : Expr { // base.name, base->name (sema dereferences the base of a
     Expr* base = nullptr;
     bool isArrow = false;
     Name name;
-    VarDecl* field = nullptr;          // sema: a struct's field; null for a swizzle or a function name
-    FunctionDecl* function = nullptr;  // sema: a member function, as the callee of a call
-    std::uint8_t swizzleCount = 0;     // sema: 1..4 for vector components
+    VarDecl* field = nullptr;         // sema: a struct's field; null for a swizzle or a function name
+    FunctionDecl* function = nullptr; // sema: a member function, as the callee of a call
+    std::uint8_t swizzleCount = 0;    // sema: 1..4 for vector components
     std::uint8_t swizzle[4] = {};
 };
 
@@ -183,22 +199,22 @@ struct Call : Expr {
     FunctionDecl* function = nullptr;
     BuiltinId builtin = BuiltinId::none;
     Precision precision = Precision::standard;
-    Expr* object = nullptr;     // lvalue or rvalue of the struct, texture ...; a pointer when objectIsPointer
+    Expr* object = nullptr; // lvalue or rvalue of the struct, texture ...; a pointer when objectIsPointer
     bool objectIsPointer = false;
 };
 
 // T(args), T{args}, and after sema every constructor use: vector/matrix from parts, struct aggregate, user constructor.
 enum class ConstructKind : std::uint8_t {
     unresolved,
-    zero,          // T(), T{}: value initialisation
-    convert,       // one argument, a conversion: the argument is already cast to the type
-    splat,         // vector from one scalar; matrix from one scalar: diagonal
-    components,    // vector from parts (scalars and vectors, scalar kinds already converted)
-    columns,       // matrix from column vectors
-    scalars,       // matrix from columns*rows scalars, column by column
-    matrix,        // matrix from a matrix of another scalar kind (same shape)
-    aggregate,     // struct or array from its members in order; missing ones take their default initialiser or zero
-    constructor,   // a user's constructor: constructor + arguments
+    zero,        // T(), T{}: value initialisation
+    convert,     // one argument, a conversion: the argument is already cast to the type
+    splat,       // vector from one scalar; matrix from one scalar: diagonal
+    components,  // vector from parts (scalars and vectors, scalar kinds already converted)
+    columns,     // matrix from column vectors
+    scalars,     // matrix from columns*rows scalars, column by column
+    matrix,      // matrix from a matrix of another scalar kind (same shape)
+    aggregate,   // struct or array from its members in order; missing ones take their default initialiser or zero
+    constructor, // a user's constructor: constructor + arguments
 };
 struct Construct : Expr {
     Construct() : Expr(ExprKind::construct) {}
@@ -211,14 +227,16 @@ struct Construct : Expr {
 
 enum class CastSyntax : std::uint8_t { cStyle, static_, reinterpret_, const_, asType };
 enum class CastKind : std::uint8_t {
-    none,             // same type
+    none, // same type
     lvalueToRvalue,
     scalarConversion, // scalar, vector or matrix to another scalar kind, component by component (bool: != 0)
     splat,            // scalar to vector
     bitcast,          // as_type, and pointer to pointer by reinterpret_cast
-    packedToVector, vectorToPacked,
+    packedToVector,
+    vectorToPacked,
     arrayToPointer,
-    enumToInteger, integerToEnum,
+    enumToInteger,
+    integerToEnum,
     pointerToBool,
     nullToPointer,
     toVoid,
@@ -236,8 +254,18 @@ struct ImplicitCast : Expr {
     Expr* operand = nullptr;
 };
 
-enum class UnaryOp : std::uint8_t { plus, minus, logicalNot, bitNot, preIncrement, preDecrement, postIncrement,
-                                    postDecrement, dereference, addressOf };
+enum class UnaryOp : std::uint8_t {
+    plus,
+    minus,
+    logicalNot,
+    bitNot,
+    preIncrement,
+    preDecrement,
+    postIncrement,
+    postDecrement,
+    dereference,
+    addressOf
+};
 struct Unary : Expr {
     Unary() : Expr(ExprKind::unary) {}
     UnaryOp op = UnaryOp::plus;
@@ -245,12 +273,40 @@ struct Unary : Expr {
 };
 
 enum class BinaryOp : std::uint8_t {
-    mul, div, rem, add, sub, shl, shr, less, greater, lessEqual, greaterEqual, equal, notEqual,
-    bitAnd, bitXor, bitOr, logicalAnd, logicalOr,
-    assign, mulAssign, divAssign, remAssign, addAssign, subAssign, shlAssign, shrAssign, andAssign, xorAssign, orAssign,
+    mul,
+    div,
+    rem,
+    add,
+    sub,
+    shl,
+    shr,
+    less,
+    greater,
+    lessEqual,
+    greaterEqual,
+    equal,
+    notEqual,
+    bitAnd,
+    bitXor,
+    bitOr,
+    logicalAnd,
+    logicalOr,
+    assign,
+    mulAssign,
+    divAssign,
+    remAssign,
+    addAssign,
+    subAssign,
+    shlAssign,
+    shrAssign,
+    andAssign,
+    xorAssign,
+    orAssign,
     comma,
 };
-constexpr bool isAssignment(BinaryOp op) { return op >= BinaryOp::assign && op <= BinaryOp::orAssign; }
+constexpr bool isAssignment(BinaryOp op) {
+    return op >= BinaryOp::assign && op <= BinaryOp::orAssign;
+}
 
 // After sema both sides are rvalues of operandType-compatible types: for arithmetic both have the operation's type,
 // except matrix*vector, matrix*scalar and pointer arithmetic, where each keeps its own; comparisons have equal operand
@@ -309,7 +365,19 @@ struct Lambda : Expr {
 // ------------------------------------------------------------------------------------------------------ statements
 
 enum class StmtKind : std::uint8_t {
-    compound, declaration, expression, if_, for_, rangeFor, while_, doWhile, switch_, case_, break_, continue_, return_,
+    compound,
+    declaration,
+    expression,
+    if_,
+    for_,
+    rangeFor,
+    while_,
+    doWhile,
+    switch_,
+    case_,
+    break_,
+    continue_,
+    return_,
     null,
 };
 
@@ -336,7 +404,7 @@ struct ExprStmt : Stmt {
 };
 struct IfStmt : Stmt {
     IfStmt() : Stmt(StmtKind::if_) {}
-    Stmt* init = nullptr;         // "if (float x = f())" puts the declaration here; condition then reads the variable
+    Stmt* init = nullptr; // "if (float x = f())" puts the declaration here; condition then reads the variable
     Expr* condition = nullptr;
     bool isConstexpr = false;
     Stmt* thenBranch = nullptr;
@@ -373,12 +441,18 @@ struct SwitchStmt : Stmt { // body is a compound; its top-level statements hold 
 };
 struct CaseStmt : Stmt { // a label; the statements that follow it stand beside it in the switch's body
     CaseStmt() : Stmt(StmtKind::case_) {}
-    Expr* value = nullptr; // null: default
+    Expr* value = nullptr;     // null: default
     std::int64_t constant = 0; // sema
 };
-struct BreakStmt : Stmt { BreakStmt() : Stmt(StmtKind::break_) {} };
-struct ContinueStmt : Stmt { ContinueStmt() : Stmt(StmtKind::continue_) {} };
-struct NullStmt : Stmt { NullStmt() : Stmt(StmtKind::null) {} };
+struct BreakStmt : Stmt {
+    BreakStmt() : Stmt(StmtKind::break_) {}
+};
+struct ContinueStmt : Stmt {
+    ContinueStmt() : Stmt(StmtKind::continue_) {}
+};
+struct NullStmt : Stmt {
+    NullStmt() : Stmt(StmtKind::null) {}
+};
 struct ReturnStmt : Stmt {
     ReturnStmt() : Stmt(StmtKind::return_) {}
     Expr* value = nullptr;
@@ -387,8 +461,18 @@ struct ReturnStmt : Stmt {
 // ---------------------------------------------------------------------------------------------------- declarations
 
 enum class DeclKind : std::uint8_t {
-    variable, function, struct_, enum_, enumerator, typeAlias, namespace_, using_, usingNamespace, templateParameter,
-    staticAssert, empty,
+    variable,
+    function,
+    struct_,
+    enum_,
+    enumerator,
+    typeAlias,
+    namespace_,
+    using_,
+    usingNamespace,
+    templateParameter,
+    staticAssert,
+    empty,
 };
 
 struct Decl {
@@ -397,7 +481,7 @@ struct Decl {
     SourceLocation location; // of the name
     Decl* parent = nullptr;  // enclosing namespace, struct or function; null at file scope
     std::span<Attribute> attributes;
-    bool isInvalid = false;  // sema reported an error in it
+    bool isInvalid = false; // sema reported an error in it
 
   protected:
     explicit Decl(DeclKind k) : kind(k) {}
@@ -407,7 +491,7 @@ enum class EntryStage : std::uint8_t { none, vertex, fragment, kernel };
 
 struct TemplateParameterDecl : Decl {
     TemplateParameterDecl() : Decl(DeclKind::templateParameter) {}
-    bool isType = true;                // typename T; else a value of valueType
+    bool isType = true; // typename T; else a value of valueType
     bool isPack = false;
     TypeSyntax* valueType = nullptr;
     TypeSyntax* defaultType = nullptr;
@@ -426,14 +510,14 @@ struct VarDecl : Decl {
     VarDecl() : Decl(DeclKind::variable) {}
     VarKind varKind = VarKind::local;
     TypeSyntax* typeSyntax = nullptr;
-    TypeRef type = nullptr;    // sema; may be a reference or pointer type
+    TypeRef type = nullptr; // sema; may be a reference or pointer type
     AddressSpace space = AddressSpace::thread;
     bool isConst = false;
     bool isConstexpr = false;
     bool isStatic = false;
     bool isUsed = false;
-    bool isBraceInit = false;  // T x{...}
-    bool isParenInit = false;  // T x(...): initializer is null and parenArguments holds them until sema resolves
+    bool isBraceInit = false; // T x{...}
+    bool isParenInit = false; // T x(...): initializer is null and parenArguments holds them until sema resolves
     std::span<Expr*> parenArguments;
     Expr* initializer = nullptr; // or default argument of a parameter, default member initialiser of a field;
                                  // after sema converted to the variable's type, a Construct for class types
@@ -463,25 +547,31 @@ struct FunctionDecl : Decl {
     bool isConstMember = false;
     SpaceSyntax thisSpace = SpaceSyntax::none; // "float f() const constant"
     bool isConstructor = false;
-    bool isOperator = false;       // name is then the identifier "operator+", "operator()" ...
-    bool isConversion = false;     // operator T(): returnTypeSyntax is T
+    bool isOperator = false;   // name is then the identifier "operator+", "operator()" ...
+    bool isConversion = false; // operator T(): returnTypeSyntax is T
     bool isLambda = false;
-    bool hasSyntaxErrors = false;  // its text could not be read whole: warnings about what is missing would mislead
+    bool hasSyntaxErrors = false; // its text could not be read whole: warnings about what is missing would mislead
     bool isVariadic = false;
-    struct MemberInit { const Identifier* name = nullptr; std::span<Expr*> arguments; bool isBraced = false;
-                        VarDecl* field = nullptr; Expr* value = nullptr; SourceLocation location; };
+    struct MemberInit {
+        const Identifier* name = nullptr;
+        std::span<Expr*> arguments;
+        bool isBraced = false;
+        VarDecl* field = nullptr;
+        Expr* value = nullptr;
+        SourceLocation location;
+    };
     std::span<MemberInit> memberInits;
-    StructDecl* owner = nullptr;   // the struct of a member function
+    StructDecl* owner = nullptr; // the struct of a member function
     // templates
     std::span<TemplateParameterDecl*> templateParameters; // empty: not a template
     bool isSpecialization = false;                        // template<> float one<float>()
     std::span<TemplateArgument> specializationArguments;
-    FunctionDecl* instanceOf = nullptr;                   // sema: an instance of that template
+    FunctionDecl* instanceOf = nullptr; // sema: an instance of that template
     std::span<TemplateArgument> instanceArguments;
-    bool isResolved = false;       // sema has been through signature and body
+    bool isResolved = false; // sema has been through signature and body
     bool isReferenced = false;
     std::uint32_t loweringId = 0;
-    SourceLocation end;            // the closing brace
+    SourceLocation end; // the closing brace
 };
 
 struct StructDecl : Decl {
@@ -489,16 +579,16 @@ struct StructDecl : Decl {
     bool isClass = false;
     bool isUnion = false;
     bool isDefinition = false;
-    bool isComplete = false;       // sema: members resolved, layout known
+    bool isComplete = false; // sema: members resolved, layout known
     bool isLambdaClosure = false;
-    std::span<Decl*> members;      // in source order: fields, functions, nested types, static constants
+    std::span<Decl*> members; // in source order: fields, functions, nested types, static constants
     std::span<TypeSyntax*> bases;
     // sema:
-    std::span<VarDecl*> fields;    // in layout order
+    std::span<VarDecl*> fields; // in layout order
     std::uint64_t size = 0;
     std::uint32_t alignment = 1;
-    std::uint32_t nesting = 1;         // structs and arrays inside each other; bounded, so that passes may recurse on types
-    std::uint64_t scalarCount = 0;     // scalars, vectors and matrices that it holds in all
+    std::uint32_t nesting = 1;     // structs and arrays inside each other; bounded, so that passes may recurse on types
+    std::uint64_t scalarCount = 0; // scalars, vectors and matrices that it holds in all
     bool hasDefaultInitializers = false; // of a member, or of a member's members
     TypeRef type = nullptr;
     StructDecl* definition = nullptr;
@@ -545,7 +635,9 @@ struct StaticAssertDecl : Decl {
     Expr* condition = nullptr;
     std::string_view message;
 };
-struct EmptyDecl : Decl { EmptyDecl() : Decl(DeclKind::empty) {} };
+struct EmptyDecl : Decl {
+    EmptyDecl() : Decl(DeclKind::empty) {}
+};
 
 struct TranslationUnit {
     std::span<Decl*> declarations;

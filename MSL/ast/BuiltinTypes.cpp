@@ -13,16 +13,16 @@ struct ScalarSpelling {
     ScalarKind kind;
 };
 constexpr ScalarSpelling plainScalars[] = {
-    {"float", ScalarKind::float_}, {"half", ScalarKind::half},     {"int", ScalarKind::int_},
-    {"uint", ScalarKind::uint},    {"bool", ScalarKind::bool_},    {"short", ScalarKind::short_},
-    {"ushort", ScalarKind::ushort}, {"char", ScalarKind::char_},   {"uchar", ScalarKind::uchar},
-    {"long", ScalarKind::long_},   {"ulong", ScalarKind::ulong},
+    {"float", ScalarKind::float_},  {"half", ScalarKind::half},   {"int", ScalarKind::int_},
+    {"uint", ScalarKind::uint},     {"bool", ScalarKind::bool_},  {"short", ScalarKind::short_},
+    {"ushort", ScalarKind::ushort}, {"char", ScalarKind::char_},  {"uchar", ScalarKind::uchar},
+    {"long", ScalarKind::long_},    {"ulong", ScalarKind::ulong},
 };
 constexpr ScalarSpelling otherScalars[] = {
-    {"size_t", ScalarKind::ulong},   {"ptrdiff_t", ScalarKind::long_}, {"int8_t", ScalarKind::char_},
-    {"uint8_t", ScalarKind::uchar},  {"int16_t", ScalarKind::short_},  {"uint16_t", ScalarKind::ushort},
-    {"int32_t", ScalarKind::int_},   {"uint32_t", ScalarKind::uint},   {"int64_t", ScalarKind::long_},
-    {"uint64_t", ScalarKind::ulong}, {"unsigned", ScalarKind::uint},   {"signed", ScalarKind::int_},
+    {"size_t", ScalarKind::ulong},    {"ptrdiff_t", ScalarKind::long_}, {"int8_t", ScalarKind::char_},
+    {"uint8_t", ScalarKind::uchar},   {"int16_t", ScalarKind::short_},  {"uint16_t", ScalarKind::ushort},
+    {"int32_t", ScalarKind::int_},    {"uint32_t", ScalarKind::uint},   {"int64_t", ScalarKind::long_},
+    {"uint64_t", ScalarKind::ulong},  {"unsigned", ScalarKind::uint},   {"signed", ScalarKind::int_},
     {"uintptr_t", ScalarKind::ulong}, {"intptr_t", ScalarKind::long_},
 };
 
@@ -36,8 +36,7 @@ struct Spelling {
 };
 
 bool take(std::string_view& text, std::string_view prefix) {
-    if (!text.starts_with(prefix))
-        return false;
+    if (!text.starts_with(prefix)) return false;
     text.remove_prefix(prefix.size());
     return true;
 }
@@ -48,17 +47,12 @@ std::optional<unsigned> size(char c) {
 
 Spelling spell(std::string_view name) {
     using Form = Spelling::Form;
-    if (name.size() < 3 || name.size() > 24)
-        return {};
-    if (name == "void")
-        return {.form = Form::void_};
-    if (name == "auto")
-        return {.form = Form::auto_};
-    if (name == "sampler")
-        return {.form = Form::sampler};
+    if (name.size() < 3 || name.size() > 24) return {};
+    if (name == "void") return {.form = Form::void_};
+    if (name == "auto") return {.form = Form::auto_};
+    if (name == "sampler") return {.form = Form::sampler};
     for (const ScalarSpelling& other : otherScalars)
-        if (other.name == name)
-            return {.form = Form::scalar, .scalar = other.kind};
+        if (other.name == name) return {.form = Form::scalar, .scalar = other.kind};
 
     std::string_view rest = name;
     const bool isAtomic = take(rest, "atomic_");
@@ -82,8 +76,7 @@ Spelling spell(std::string_view name) {
             found = &plain;
             break;
         }
-    if (!found)
-        return {};
+    if (!found) return {};
     rest.remove_prefix(found->name.size());
     if (isAtomic) {
         const bool exists = found->kind == ScalarKind::int_ || found->kind == ScalarKind::uint ||
@@ -92,20 +85,19 @@ Spelling spell(std::string_view name) {
         return rest.empty() && exists ? Spelling{.form = Form::atomic, .scalar = found->kind} : Spelling{};
     }
     if (rest.empty())
-        return vectorsOnly || matricesOnly || isPacked || hasPrefix ? Spelling{}
-                                                                    : Spelling{.form = Form::scalar, .scalar = found->kind};
+        return vectorsOnly || matricesOnly || isPacked || hasPrefix
+                   ? Spelling{}
+                   : Spelling{.form = Form::scalar, .scalar = found->kind};
     const std::optional<unsigned> columns = size(rest[0]);
-    if (!columns)
-        return {};
+    if (!columns) return {};
     if (rest.size() == 1) {
-        if (matricesOnly)
-            return {};
+        if (matricesOnly) return {};
         return {.form = isPacked ? Form::packedVector : Form::vector, .scalar = found->kind, .columns = *columns};
     }
-    if (rest.size() != 3 || rest[1] != 'x' || isPacked || vectorsOnly || !isFloating(found->kind))
-        return {};
+    if (rest.size() != 3 || rest[1] != 'x' || isPacked || vectorsOnly || !isFloating(found->kind)) return {};
     const std::optional<unsigned> rows = size(rest[2]);
-    return rows ? Spelling{.form = Form::matrix, .scalar = found->kind, .columns = *columns, .rows = *rows} : Spelling{};
+    return rows ? Spelling{.form = Form::matrix, .scalar = found->kind, .columns = *columns, .rows = *rows}
+                : Spelling{};
 }
 
 } // namespace
@@ -127,14 +119,17 @@ TypeRef builtinType(const TypeTable& types, std::string_view name) {
     return nullptr;
 }
 
-bool isBuiltinTypeName(std::string_view name) { return spell(name).form != Spelling::Form::none; }
+bool isBuiltinTypeName(std::string_view name) {
+    return spell(name).form != Spelling::Form::none;
+}
 
 bool isBuiltinTemplateName(std::string_view name) {
     static constexpr std::string_view names[] = {
-        "array",     "atomic",          "depth2d",         "depth2d_array",     "depth2d_ms",  "depthcube",
-        "depthcube_array", "is_same",   "matrix",          "numeric_limits",    "packed_vec",  "texture1d",
-        "texture1d_array", "texture2d", "texture2d_array", "texture2d_ms",      "texture3d",   "texture_buffer",
-        "texturecube", "texturecube_array", "vec",
+        "array",        "atomic",          "depth2d",         "depth2d_array", "depth2d_ms",
+        "depthcube",    "depthcube_array", "is_same",         "matrix",        "numeric_limits",
+        "packed_vec",   "texture1d",       "texture1d_array", "texture2d",     "texture2d_array",
+        "texture2d_ms", "texture3d",       "texture_buffer",  "texturecube",   "texturecube_array",
+        "vec",
     };
     static_assert(std::ranges::is_sorted(names));
     return std::ranges::binary_search(names, name);

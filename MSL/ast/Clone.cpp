@@ -51,14 +51,11 @@ class Cloner {
     }
 
     TypeSyntax* node(const TypeSyntax* from) {
-        if (!from)
-            return nullptr;
+        if (!from) return nullptr;
         TypeSyntax* made = copy(*from);
         made->name = name(from->name);
-        if (from->inlineStruct)
-            made->inlineStruct = node(from->inlineStruct);
-        if (from->inlineEnum)
-            made->inlineEnum = node(from->inlineEnum);
+        if (from->inlineStruct) made->inlineStruct = node(from->inlineStruct);
+        if (from->inlineEnum) made->inlineEnum = node(from->inlineEnum);
         made->decltypeOf = node(from->decltypeOf);
         made->modifiers = arena_.makeArray<TypeModifier>(from->modifiers.size());
         for (std::size_t i = 0; i < from->modifiers.size(); ++i) {
@@ -71,8 +68,7 @@ class Cloner {
 
     // ---- expressions
     Expr* node(const Expr* from) {
-        if (!from)
-            return nullptr;
+        if (!from) return nullptr;
         switch (from->kind) {
         case ExprKind::intLiteral: return copy(*static_cast<const IntLiteral*>(from));
         case ExprKind::floatLiteral: return copy(*static_cast<const FloatLiteral*>(from));
@@ -165,11 +161,12 @@ class Cloner {
     }
 
     // ---- statements
-    CompoundStmt* node(const CompoundStmt* from) { return static_cast<CompoundStmt*>(node(static_cast<const Stmt*>(from))); }
+    CompoundStmt* node(const CompoundStmt* from) {
+        return static_cast<CompoundStmt*>(node(static_cast<const Stmt*>(from)));
+    }
 
     Stmt* node(const Stmt* from) {
-        if (!from)
-            return nullptr;
+        if (!from) return nullptr;
         switch (from->kind) {
         case StmtKind::compound: {
             auto* made = copy(*static_cast<const CompoundStmt*>(from));
@@ -246,8 +243,7 @@ class Cloner {
 
     // ---- declarations
     VarDecl* node(const VarDecl* from) {
-        if (!from)
-            return nullptr;
+        if (!from) return nullptr;
         VarDecl* made = copy(*from);
         made->attributes = attributes(from->attributes);
         made->typeSyntax = node(from->typeSyntax);
@@ -257,8 +253,7 @@ class Cloner {
     }
 
     FunctionDecl* node(const FunctionDecl* from) {
-        if (!from)
-            return nullptr;
+        if (!from) return nullptr;
         FunctionDecl* made = copy(*from);
         made->attributes = attributes(from->attributes);
         made->returnTypeSyntax = node(from->returnTypeSyntax);
@@ -275,8 +270,7 @@ class Cloner {
     }
 
     TemplateParameterDecl* node(const TemplateParameterDecl* from) {
-        if (!from)
-            return nullptr;
+        if (!from) return nullptr;
         TemplateParameterDecl* made = copy(*from);
         made->valueType = node(from->valueType);
         made->defaultType = node(from->defaultType);
@@ -285,8 +279,7 @@ class Cloner {
     }
 
     StructDecl* node(const StructDecl* from) {
-        if (!from)
-            return nullptr;
+        if (!from) return nullptr;
         StructDecl* made = copy(*from);
         made->attributes = attributes(from->attributes);
         made->members = each(from->members);
@@ -298,8 +291,7 @@ class Cloner {
     }
 
     EnumDecl* node(const EnumDecl* from) {
-        if (!from)
-            return nullptr;
+        if (!from) return nullptr;
         EnumDecl* made = copy(*from);
         made->underlying = node(from->underlying);
         made->enumerators = arena_.makeArray<EnumeratorDecl*>(from->enumerators.size());
@@ -313,8 +305,7 @@ class Cloner {
     }
 
     Decl* node(const Decl* from) {
-        if (!from)
-            return nullptr;
+        if (!from) return nullptr;
         switch (from->kind) {
         case DeclKind::variable: return node(static_cast<const VarDecl*>(from));
         case DeclKind::function: return node(static_cast<const FunctionDecl*>(from));
@@ -354,15 +345,22 @@ class Cloner {
     }
 
   private:
-
     Arena& arena_;
 };
 
 } // namespace
 
-FunctionDecl* clone(Arena& arena, const FunctionDecl& function) { return Cloner(arena).node(&function); }
-StructDecl* clone(Arena& arena, const StructDecl& structure) { return Cloner(arena).node(&structure); }
-TypeSyntax* clone(Arena& arena, const TypeSyntax* type) { return Cloner(arena).node(type); }
-Expr* clone(Arena& arena, const Expr* expression) { return Cloner(arena).node(expression); }
+FunctionDecl* clone(Arena& arena, const FunctionDecl& function) {
+    return Cloner(arena).node(&function);
+}
+StructDecl* clone(Arena& arena, const StructDecl& structure) {
+    return Cloner(arena).node(&structure);
+}
+TypeSyntax* clone(Arena& arena, const TypeSyntax* type) {
+    return Cloner(arena).node(type);
+}
+Expr* clone(Arena& arena, const Expr* expression) {
+    return Cloner(arena).node(expression);
+}
 
 } // namespace msl

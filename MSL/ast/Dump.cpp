@@ -6,9 +6,9 @@ namespace msl {
 
 namespace {
 
-constexpr std::string_view binaryNames[] = {"*",  "/",  "%",  "+",  "-",  "<<", ">>", "<",   ">",   "<=",
-                                            ">=", "==", "!=", "&",  "^",  "|",  "&&", "||",  "=",   "*=",
-                                            "/=", "%=", "+=", "-=", "<<=", ">>=", "&=", "^=", "|=", ","};
+constexpr std::string_view binaryNames[] = {
+    "*", "/",  "%",  "+", "-",  "<<", ">>", "<",  ">",  "<=",  ">=",  "==", "!=", "&",  "^",
+    "|", "&&", "||", "=", "*=", "/=", "%=", "+=", "-=", "<<=", ">>=", "&=", "^=", "|=", ","};
 constexpr std::string_view unaryNames[] = {"+", "-", "!", "~", "++_", "--_", "_++", "_--", "*", "&"};
 constexpr std::string_view spaceNames[] = {"", "thread ", "constant ", "device ", "threadgroup "};
 
@@ -57,8 +57,7 @@ class Dumper {
             auto& check = static_cast<const StaticAssertDecl&>(decl);
             out += "static_assert ";
             expression(*check.condition);
-            if (!check.message.empty())
-                out += " \"" + std::string(check.message) + '"';
+            if (!check.message.empty()) out += " \"" + std::string(check.message) + '"';
             break;
         }
         case DeclKind::empty: out += "empty"; break;
@@ -74,26 +73,20 @@ class Dumper {
                 break;
             }
             out += std::to_string(literal.value);
-            if (literal.isCharacter)
-                out += 'c';
-            if (literal.isUnsigned)
-                out += 'u';
-            if (literal.isLong)
-                out += 'l';
+            if (literal.isCharacter) out += 'c';
+            if (literal.isUnsigned) out += 'u';
+            if (literal.isLong) out += 'l';
             break;
         }
         case ExprKind::floatLiteral: {
             char buffer[40];
             std::snprintf(buffer, sizeof buffer, "%.9gf", static_cast<const FloatLiteral&>(e).value);
             out += buffer;
-            if (static_cast<const FloatLiteral&>(e).isHalf)
-                out.back() = 'h';
+            if (static_cast<const FloatLiteral&>(e).isHalf) out.back() = 'h';
             break;
         }
         case ExprKind::boolLiteral: out += static_cast<const BoolLiteral&>(e).value ? "true" : "false"; break;
-        case ExprKind::stringLiteral:
-            out += '"' + std::string(static_cast<const StringLiteral&>(e).text) + '"';
-            break;
+        case ExprKind::stringLiteral: out += '"' + std::string(static_cast<const StringLiteral&>(e).text) + '"'; break;
         case ExprKind::nameRef: name(static_cast<const NameRef&>(e).name); break;
         case ExprKind::member: {
             auto& member = static_cast<const Member&>(e);
@@ -117,8 +110,7 @@ class Dumper {
         case ExprKind::construct: {
             auto& construct = static_cast<const Construct&>(e);
             out += "new ";
-            if (construct.typeSyntax)
-                type(*construct.typeSyntax);
+            if (construct.typeSyntax) type(*construct.typeSyntax);
             list(construct.isBraced ? '{' : '(', construct.arguments, construct.isBraced ? '}' : ')');
             break;
         }
@@ -170,11 +162,9 @@ class Dumper {
             out += '{';
             bool isFirst = true;
             for (const Initializer& initializer : static_cast<const InitList&>(e).initializers) {
-                if (!isFirst)
-                    out += ", ";
+                if (!isFirst) out += ", ";
                 isFirst = false;
-                if (initializer.designator)
-                    out += '.' + text(initializer.designator) + " = ";
+                if (initializer.designator) out += '.' + text(initializer.designator) + " = ";
                 if (initializer.indexDesignator) {
                     out += '[';
                     expression(*initializer.indexDesignator);
@@ -198,10 +188,8 @@ class Dumper {
         case ExprKind::lambda: {
             auto& lambda = static_cast<const Lambda&>(e);
             out += "lambda[";
-            if (lambda.capturesAllByValue)
-                out += '=';
-            if (lambda.capturesAllByReference)
-                out += '&';
+            if (lambda.capturesAllByValue) out += '=';
+            if (lambda.capturesAllByReference) out += '&';
             for (const Lambda::Capture& capture : lambda.captures) {
                 out += ' ';
                 out += capture.isThis ? "this" : (capture.byReference ? "&" : "") + text(capture.name);
@@ -216,10 +204,8 @@ class Dumper {
 
     void type(const TypeSyntax& t) {
         out += spaceNames[static_cast<unsigned>(t.space)];
-        if (t.isConst)
-            out += "const ";
-        if (t.isTypename)
-            out += "typename ";
+        if (t.isConst) out += "const ";
+        if (t.isTypename) out += "typename ";
         if (t.decltypeOf) {
             out += "decltype(";
             expression(*t.decltypeOf);
@@ -238,15 +224,13 @@ class Dumper {
             case TypeModifier::Kind::rvalueReference: out += "&&"; break;
             case TypeModifier::Kind::array:
                 out += '[';
-                if (modifier.arraySize)
-                    expression(*modifier.arraySize);
+                if (modifier.arraySize) expression(*modifier.arraySize);
                 out += ']';
                 break;
             }
             if (modifier.space != SpaceSyntax::none)
                 out += ' ' + std::string(spaceNames[static_cast<unsigned>(modifier.space)]);
-            if (modifier.isConst)
-                out += "const";
+            if (modifier.isConst) out += "const";
         }
     }
 
@@ -256,8 +240,7 @@ class Dumper {
     }
 
     void line() {
-        if (!out.empty() && out.back() != '\n')
-            out += '\n';
+        if (!out.empty() && out.back() != '\n') out += '\n';
         out.append(indent_, ' ');
     }
     template <typename Body>
@@ -268,8 +251,7 @@ class Dumper {
     }
 
     void name(const Name& n) {
-        if (n.isGlobal)
-            out += "::";
+        if (n.isGlobal) out += "::";
         if (n.qualifierType) {
             type(*n.qualifierType);
             out += "::";
@@ -277,15 +259,13 @@ class Dumper {
         for (const Identifier* qualifier : n.qualifiers)
             out += text(qualifier) + "::";
         out += text(n.identifier);
-        if (n.hasTemplateArguments)
-            templateArguments(n.templateArguments);
+        if (n.hasTemplateArguments) templateArguments(n.templateArguments);
     }
 
     void templateArguments(std::span<const TemplateArgument> arguments) {
         out += '<';
         for (std::size_t i = 0; i < arguments.size(); ++i) {
-            if (i)
-                out += ", ";
+            if (i) out += ", ";
             if (arguments[i].typeSyntax)
                 type(*arguments[i].typeSyntax);
             else if (arguments[i].expression)
@@ -295,13 +275,11 @@ class Dumper {
     }
 
     void templateHead(std::span<TemplateParameterDecl* const> parameters, bool isSpecialization) {
-        if (parameters.empty() && !isSpecialization)
-            return;
+        if (parameters.empty() && !isSpecialization) return;
         out += "template<";
         for (std::size_t i = 0; i < parameters.size(); ++i) {
             const TemplateParameterDecl& p = *parameters[i];
-            if (i)
-                out += ", ";
+            if (i) out += ", ";
             if (p.isType)
                 out += "type";
             else
@@ -322,8 +300,7 @@ class Dumper {
     void list(char open, std::span<Expr* const> items, char close) {
         out += open;
         for (std::size_t i = 0; i < items.size(); ++i) {
-            if (i)
-                out += ", ";
+            if (i) out += ", ";
             expression(*items[i]);
         }
         out += close;
@@ -332,27 +309,21 @@ class Dumper {
     void attributes(std::span<const Attribute> list_) {
         for (const Attribute& attribute : list_) {
             out += "[[";
-            if (attribute.scope)
-                out += text(attribute.scope) + "::";
+            if (attribute.scope) out += text(attribute.scope) + "::";
             out += text(attribute.name);
-            if (!attribute.arguments.empty())
-                list('(', attribute.arguments, ')');
+            if (!attribute.arguments.empty()) list('(', attribute.arguments, ')');
             out += "]] ";
         }
     }
 
     void variable(const VarDecl& v) {
-        if (v.isInvalid)
-            out += "invalid ";
-        if (v.isStatic)
-            out += "static ";
-        if (v.isConstexpr)
-            out += "constexpr ";
+        if (v.isInvalid) out += "invalid ";
+        if (v.isStatic) out += "static ";
+        if (v.isConstexpr) out += "constexpr ";
         out += v.varKind == VarKind::field ? "field " : v.varKind == VarKind::global ? "global " : "var ";
         out += text(v.name) + ": ";
         type(*v.typeSyntax);
-        if (v.isParenInit)
-            list('(', v.parenArguments, ')');
+        if (v.isParenInit) list('(', v.parenArguments, ')');
         if (v.initializer) {
             out += v.isBraceInit ? " " : " = ";
             expression(*v.initializer);
@@ -362,23 +333,17 @@ class Dumper {
     void function(const FunctionDecl& f) {
         static constexpr std::string_view stages[] = {"", "vertex ", "fragment ", "kernel "};
         templateHead(f.templateParameters, f.isSpecialization);
-        if (f.isInvalid)
-            out += "invalid ";
-        if (f.isStatic)
-            out += "static ";
-        if (f.isInline)
-            out += "inline ";
-        if (f.isConstexpr)
-            out += "constexpr ";
+        if (f.isInvalid) out += "invalid ";
+        if (f.isStatic) out += "static ";
+        if (f.isInline) out += "inline ";
+        if (f.isConstexpr) out += "constexpr ";
         out += stages[static_cast<unsigned>(f.stage)];
         out += f.isConstructor ? "constructor " : f.isConversion ? "conversion " : "function ";
         out += text(f.name);
-        if (!f.specializationArguments.empty())
-            templateArguments(f.specializationArguments);
+        if (!f.specializationArguments.empty()) templateArguments(f.specializationArguments);
         out += '(';
         for (std::size_t i = 0; i < f.parameters.size(); ++i) {
-            if (i)
-                out += ", ";
+            if (i) out += ", ";
             attributes(f.parameters[i]->attributes);
             out += text(f.parameters[i]->name) + ": ";
             type(*f.parameters[i]->typeSyntax);
@@ -392,30 +357,25 @@ class Dumper {
             out += " -> ";
             type(*f.returnTypeSyntax);
         }
-        if (f.isConstMember)
-            out += " const";
-        if (f.thisSpace != SpaceSyntax::none)
-            out += ' ' + std::string(spaceNames[static_cast<unsigned>(f.thisSpace)]);
+        if (f.isConstMember) out += " const";
+        if (f.thisSpace != SpaceSyntax::none) out += ' ' + std::string(spaceNames[static_cast<unsigned>(f.thisSpace)]);
         for (const FunctionDecl::MemberInit& init : f.memberInits) {
             out += " : " + text(init.name);
             list(init.isBraced ? '{' : '(', init.arguments, init.isBraced ? '}' : ')');
         }
-        if (f.body)
-            statements(*f.body);
+        if (f.body) statements(*f.body);
     }
 
     void structure(const StructDecl& s) {
         templateHead(s.templateParameters, s.isSpecialization);
         out += s.isUnion ? "union " : s.isClass ? "class " : "struct ";
         out += text(s.name);
-        if (!s.specializationArguments.empty())
-            templateArguments(s.specializationArguments);
+        if (!s.specializationArguments.empty()) templateArguments(s.specializationArguments);
         for (const TypeSyntax* base : s.bases) {
             out += " : ";
             type(*base);
         }
-        if (!s.isDefinition)
-            out += " forward";
+        if (!s.isDefinition) out += " forward";
         block([&] {
             for (const Decl* member : s.members)
                 declaration(*member);
@@ -469,8 +429,7 @@ class Dumper {
             auto& i = static_cast<const IfStmt&>(s);
             out += i.isConstexpr ? "if constexpr " : "if ";
             expression(*i.condition);
-            if (i.init)
-                branch(i.init);
+            if (i.init) branch(i.init);
             branch(i.thenBranch);
             if (i.elseBranch) {
                 line();
@@ -482,17 +441,13 @@ class Dumper {
         case StmtKind::for_: {
             auto& f = static_cast<const ForStmt&>(s);
             out += "for ";
-            if (f.condition)
-                expression(*f.condition);
+            if (f.condition) expression(*f.condition);
             out += " step ";
-            if (f.step)
-                expression(*f.step);
-            if (f.init)
-                branch(f.init);
+            if (f.step) expression(*f.step);
+            if (f.init) branch(f.init);
             line();
             out += "do";
-            if (f.body)
-                branch(f.body);
+            if (f.body) branch(f.body);
             break;
         }
         case StmtKind::rangeFor: {
@@ -547,8 +502,7 @@ template <typename Print>
 std::string printed(Print print) {
     Dumper dumper;
     print(dumper);
-    if (!dumper.out.empty() && dumper.out.back() == '\n')
-        dumper.out.pop_back();
+    if (!dumper.out.empty() && dumper.out.back() == '\n') dumper.out.pop_back();
     return std::move(dumper.out);
 }
 

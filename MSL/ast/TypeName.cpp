@@ -41,10 +41,8 @@ void append(std::string& out, TypeRef type, unsigned depth);
 
 // Only structs, classes, unions and enums print their arguments and their scopes.
 void appendScopes(std::string& out, const Decl* decl, unsigned depth) {
-    if (!decl || depth > 8)
-        return;
-    if (decl->kind != DeclKind::namespace_ && decl->kind != DeclKind::struct_ && decl->kind != DeclKind::enum_)
-        return;
+    if (!decl || depth > 8) return;
+    if (decl->kind != DeclKind::namespace_ && decl->kind != DeclKind::struct_ && decl->kind != DeclKind::enum_) return;
     appendScopes(out, decl->parent, depth + 1);
     if (decl->name) {
         out += decl->name->text;
@@ -56,8 +54,7 @@ void appendArguments(std::string& out, std::span<TemplateArgument> arguments, un
     out += '<';
     bool isFirst = true;
     for (const TemplateArgument& argument : arguments) {
-        if (!isFirst)
-            out += ", ";
+        if (!isFirst) out += ", ";
         isFirst = false;
         if (argument.resolvedType)
             append(out, argument.resolvedType, depth);
@@ -98,8 +95,7 @@ void append(std::string& out, TypeRef type, unsigned depth) {
         TypeRef at = type;
         for (; levels > 0; --levels, at = at->element) {
             out += '[';
-            if (at->count)
-                out += std::to_string(at->count);
+            if (at->count) out += std::to_string(at->count);
             out += ']';
         }
         return;
@@ -111,8 +107,7 @@ void append(std::string& out, TypeRef type, unsigned depth) {
             out += decl->name->text;
         else
             out += decl->isUnion ? "(anonymous union)" : "(anonymous struct)";
-        if (!decl->instanceArguments.empty())
-            appendArguments(out, decl->instanceArguments, depth + 1);
+        if (!decl->instanceArguments.empty()) appendArguments(out, decl->instanceArguments, depth + 1);
         return;
     }
     case TypeKind::enum_:
@@ -121,8 +116,7 @@ void append(std::string& out, TypeRef type, unsigned depth) {
         return;
     case TypeKind::pointer:
     case TypeKind::reference:
-        if (type->pointeeConst && type->space != AddressSpace::constant)
-            out += "const ";
+        if (type->pointeeConst && type->space != AddressSpace::constant) out += "const ";
         out += spaceName(type->space);
         out += ' ';
         append(out, type->element, depth + 1);
@@ -145,7 +139,8 @@ void append(std::string& out, TypeRef type, unsigned depth) {
         return;
     case TypeKind::overload: out += "<overloaded function type>"; return;
     case TypeKind::dependent:
-        out += type->parameter && type->parameter->name ? type->parameter->name->text : std::string_view("<dependent type>");
+        out += type->parameter && type->parameter->name ? type->parameter->name->text
+                                                        : std::string_view("<dependent type>");
         return;
     case TypeKind::auto_: out += "auto"; return;
     case TypeKind::lambda: out += "(lambda)"; return;

@@ -11,7 +11,9 @@ constexpr std::uint64_t combine(std::uint64_t hash, std::uint64_t value) {
     return (hash ^ value) * 0x9E3779B97F4A7C15ULL + (hash >> 29);
 }
 
-std::uint64_t pointerBits(const void* pointer) { return reinterpret_cast<std::uintptr_t>(pointer); }
+std::uint64_t pointerBits(const void* pointer) {
+    return reinterpret_cast<std::uintptr_t>(pointer);
+}
 
 std::uint64_t hashOf(const Type& type) {
     std::uint64_t hash = combine(0x51, static_cast<std::uint64_t>(type.kind));
@@ -92,8 +94,7 @@ TypeRef TypeTable::intern(const Type& type) {
     const std::uint64_t hash = hashOf(type);
     const auto [first, last] = interned_.equal_range(hash);
     for (auto at = first; at != last; ++at)
-        if (sameType(*at->second, type))
-            return at->second;
+        if (sameType(*at->second, type)) return at->second;
     const TypeRef made = add(type);
     interned_.emplace(hash, made);
     return made;
@@ -108,8 +109,7 @@ TypeRef TypeTable::packedVector(ScalarKind kind, unsigned count) const {
 }
 
 TypeRef TypeTable::matrix(ScalarKind kind, unsigned columns, unsigned rows) const {
-    if (!isFloating(kind) || columns < 2 || columns > 4 || rows < 2 || rows > 4)
-        return error_;
+    if (!isFloating(kind) || columns < 2 || columns > 4 || rows < 2 || rows > 4) return error_;
     return matrices_[kind == ScalarKind::float_ ? 1 : 0][columns][rows];
 }
 

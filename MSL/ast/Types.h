@@ -23,8 +23,12 @@ struct TemplateParameterDecl;
 enum class ScalarKind : std::uint8_t { bool_, char_, uchar, short_, ushort, int_, uint, long_, ulong, half, float_ };
 inline constexpr unsigned scalarKindCount = 11;
 
-constexpr bool isFloating(ScalarKind kind) { return kind >= ScalarKind::half; }
-constexpr bool isInteger(ScalarKind kind) { return kind < ScalarKind::half; } // bool included
+constexpr bool isFloating(ScalarKind kind) {
+    return kind >= ScalarKind::half;
+}
+constexpr bool isInteger(ScalarKind kind) {
+    return kind < ScalarKind::half;
+} // bool included
 constexpr bool isSigned(ScalarKind kind) {
     return kind == ScalarKind::char_ || kind == ScalarKind::short_ || kind == ScalarKind::int_ ||
            kind == ScalarKind::long_ || isFloating(kind);
@@ -70,16 +74,28 @@ enum class TypeKind : std::uint8_t {
 };
 
 enum class TextureShape : std::uint8_t {
-    texture1d, texture1dArray, texture2d, texture2dArray, texture2dMs, texture3d, cube, cubeArray, buffer,
-    depth2d, depth2dArray, depth2dMs, depthCube, depthCubeArray,
+    texture1d,
+    texture1dArray,
+    texture2d,
+    texture2dArray,
+    texture2dMs,
+    texture3d,
+    cube,
+    cubeArray,
+    buffer,
+    depth2d,
+    depth2dArray,
+    depth2dMs,
+    depthCube,
+    depthCubeArray,
 };
 enum class TextureAccess : std::uint8_t { sample, read, write, readWrite };
 
 struct Type {
     TypeKind kind = TypeKind::error;
-    ScalarKind scalar = ScalarKind::float_; // scalar, vector, packedVector, matrix, atomic; element of a texture
-    std::uint8_t columns = 1;               // vector and packedVector: component count; matrix: columns
-    std::uint8_t rows = 1;                  // matrix: rows
+    ScalarKind scalar = ScalarKind::float_;    // scalar, vector, packedVector, matrix, atomic; element of a texture
+    std::uint8_t columns = 1;                  // vector and packedVector: component count; matrix: columns
+    std::uint8_t rows = 1;                     // matrix: rows
     AddressSpace space = AddressSpace::thread; // pointer, reference: where the pointee lies
     bool pointeeConst = false;                 // pointer, reference
     TextureShape textureShape = TextureShape::texture2d;
@@ -87,9 +103,9 @@ struct Type {
     const Type* element = nullptr; // vector, packedVector, matrix (its column type), array, pointer, reference
     std::uint64_t count = 0;       // array
     StructDecl* structDecl = nullptr;
-    EnumDecl* enumDecl = nullptr;                        // element is the underlying type
-    const TemplateParameterDecl* parameter = nullptr;    // dependent: the parameter when it is just that
-    std::uint32_t id = 0; // dense number in its table, for side tables
+    EnumDecl* enumDecl = nullptr;                     // element is the underlying type
+    const TemplateParameterDecl* parameter = nullptr; // dependent: the parameter when it is just that
+    std::uint32_t id = 0;                             // dense number in its table, for side tables
 
     bool is(TypeKind k) const { return kind == k; }
     bool isScalar() const { return kind == TypeKind::scalar; }
@@ -162,11 +178,12 @@ struct Layout {
 };
 Layout layoutOf(TypeRef type);
 
-// Built-in type names: "float3", "packed_half2", "uint32_t", "vector_float4", "simd_float3", "matrix_float4x4", "atomic_uint",
-// "sampler", "size_t", "void" ... Null when the name is none of them.
+// Built-in type names: "float3", "packed_half2", "uint32_t", "vector_float4", "simd_float3", "matrix_float4x4",
+// "atomic_uint", "sampler", "size_t", "void" ... Null when the name is none of them.
 TypeRef builtinType(const TypeTable& types, std::string_view name);
 bool isBuiltinTypeName(std::string_view name);
-// Names of built-in templates that stand for types: "vec", "matrix", "array", "texture2d", "atomic", "numeric_limits" ...
+// Names of built-in templates that stand for types: "vec", "matrix", "array", "texture2d", "atomic", "numeric_limits"
+// ...
 bool isBuiltinTemplateName(std::string_view name);
 
 std::string_view scalarName(ScalarKind kind);

@@ -73,7 +73,9 @@ constexpr BuiltinSignature matrixTranspose = make(F, Shape::matrix, Slot::transp
 constexpr BuiltinSignature noArguments = make(Class::none, V, Slot::void_, {}, {});
 constexpr BuiltinSignature noArgumentsBool = make(Class::none, V, Slot::bool_, {}, {});
 
-constexpr BuiltinSignature fixed(Slot result, Slot parameter) { return make(Class::none, V, result, {parameter}, {"x"}); }
+constexpr BuiltinSignature fixed(Slot result, Slot parameter) {
+    return make(Class::none, V, result, {parameter}, {"x"});
+}
 constexpr BuiltinSignature packFloat4 = fixed(Slot::uint, Slot::float4);
 constexpr BuiltinSignature packFloat2 = fixed(Slot::uint, Slot::float2);
 constexpr BuiltinSignature packFloat3Short = fixed(Slot::ushort, Slot::float3);
@@ -90,8 +92,8 @@ constexpr BuiltinSignature unpackHalf3Short = fixed(Slot::half3, Slot::ushort);
 constexpr BuiltinSignature barrier = make(Class::none, V, Slot::void_, {Slot::uint, Slot::uint}, {"flags", "scope"}, 1);
 constexpr BuiltinSignature atomicGet =
     make(Class::atomic, Shape::scalar, T, {Slot::atomicPointer, Slot::int_}, {"object", "order"});
-constexpr BuiltinSignature atomicPut =
-    make(Class::atomic, Shape::scalar, Slot::void_, {Slot::atomicPointer, T, Slot::int_}, {"object", "desired", "order"});
+constexpr BuiltinSignature atomicPut = make(Class::atomic, Shape::scalar, Slot::void_,
+                                            {Slot::atomicPointer, T, Slot::int_}, {"object", "desired", "order"});
 constexpr BuiltinSignature atomicUpdate =
     make(Class::atomic, Shape::scalar, T, {Slot::atomicPointer, T, Slot::int_}, {"object", "operand", "order"});
 constexpr BuiltinSignature atomicCompare =
@@ -326,7 +328,9 @@ std::string_view slotPattern(Slot slot) {
 
 } // namespace
 
-std::span<const BuiltinFunction> builtinFunctions() { return functions; }
+std::span<const BuiltinFunction> builtinFunctions() {
+    return functions;
+}
 
 const BuiltinFunction* findBuiltin(std::string_view name) {
     const auto at = std::ranges::lower_bound(functions, name, {}, &BuiltinFunction::name);
@@ -335,8 +339,7 @@ const BuiltinFunction* findBuiltin(std::string_view name) {
 
 std::string_view builtinName(BuiltinId id) {
     for (const BuiltinFunction& function : functions)
-        if (function.id == id)
-            return function.name;
+        if (function.id == id) return function.name;
     return {};
 }
 
@@ -402,12 +405,9 @@ TypeRef slotType(const TypeTable& types, BuiltinSlot slot, TypeRef t) {
 std::string signatureText(const TypeTable& types, const BuiltinFunction& function, TypeRef t) {
     const BuiltinSignature& signature = *function.signature;
     const auto slotText = [&](Slot slot) -> std::string {
-        if (!t && signature.typeClass != Class::none)
-            return std::string(slotPattern(slot));
-        if (isReferenceSlot(slot))
-            return "thread " + typeName(slotType(types, slot, t)) + " &";
-        if (slot == Slot::atomicPointer)
-            return "device " + typeName(slotType(types, slot, t)) + " *";
+        if (!t && signature.typeClass != Class::none) return std::string(slotPattern(slot));
+        if (isReferenceSlot(slot)) return "thread " + typeName(slotType(types, slot, t)) + " &";
+        if (slot == Slot::atomicPointer) return "device " + typeName(slotType(types, slot, t)) + " *";
         return typeName(slotType(types, slot, t));
     };
     std::string text = slotText(signature.result);
@@ -415,12 +415,10 @@ std::string signatureText(const TypeTable& types, const BuiltinFunction& functio
     text += function.name;
     text += '(';
     for (unsigned i = 0; i < signature.parameterCount; ++i) {
-        if (i > 0)
-            text += ", ";
+        if (i > 0) text += ", ";
         const std::string type = slotText(signature.parameters[i]);
         text += type;
-        if (type.back() != '&' && type.back() != '*')
-            text += ' ';
+        if (type.back() != '&' && type.back() != '*') text += ' ';
         text += signature.parameterNames[i];
     }
     text += ')';

@@ -21,8 +21,8 @@ enum class BuiltinClass : std::uint8_t {
     integer,    // char ... ulong
     integer32,  // int, uint
     boolean,
-    any,        // bool too
-    atomic,     // the value of the atomic that the first argument points at
+    any,    // bool too
+    atomic, // the value of the atomic that the first argument points at
 };
 
 // Which shapes T may have.
@@ -32,16 +32,26 @@ enum class BuiltinShape : std::uint8_t { scalarOrVector, scalar, vector, vector3
 enum class BuiltinSlot : std::uint8_t {
     none,
     void_,
-    t,              // T
-    elementOfT,     // its scalar
-    boolOfT,        // bool in the shape of T
-    intOfT,         // int in the shape of T
-    unsignedOfT,    // the unsigned kind in the shape of T
+    t,           // T
+    elementOfT,  // its scalar
+    boolOfT,     // bool in the shape of T
+    intOfT,      // int in the shape of T
+    unsignedOfT, // the unsigned kind in the shape of T
     transposedT,
-    threadT,        // thread T &
-    threadIntOfT,   // thread int & in the shape of T
-    atomicPointer,  // device or threadgroup pointer to an atomic of T
-    bool_, int_, uint, ushort, ulong, float2, float3, float4, half2, half3, half4,
+    threadT,       // thread T &
+    threadIntOfT,  // thread int & in the shape of T
+    atomicPointer, // device or threadgroup pointer to an atomic of T
+    bool_,
+    int_,
+    uint,
+    ushort,
+    ulong,
+    float2,
+    float3,
+    float4,
+    half2,
+    half3,
+    half4,
 };
 
 inline constexpr unsigned maxBuiltinParameters = 5;

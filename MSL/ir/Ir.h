@@ -14,10 +14,10 @@
 // runtime-sized array that a buffer pointer stands for. bool is a logical value; its byte in memory is a writer's
 // matter.
 //
-// Conventions that lowering keeps and writers may rely on: a value is never of packed or enumeration type (a packed_float3
-// in memory is read and written as a float3); add, sub, mul, div, neg, convert and select never see a matrix; a loop's
-// condition is "if_(condition) {} else { break_ }" at the start of its body; a block behind which nothing can run ends
-// in unreachable; a union is its 32-bit words.
+// Conventions that lowering keeps and writers may rely on: a value is never of packed or enumeration type (a
+// packed_float3 in memory is read and written as a float3); add, sub, mul, div, neg, convert and select never see a
+// matrix; a loop's condition is "if_(condition) {} else { break_ }" at the start of its body; a block behind which
+// nothing can run ends in unreachable; a union is its 32-bit words.
 //
 // Ownership: everything lives in the Arena handed to the Module. Blocks are intrusive lists so that passes can insert.
 #pragma once

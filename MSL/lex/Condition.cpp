@@ -17,14 +17,20 @@ namespace {
 
 int precedenceOf(TokenKind kind, bool isShiftRight) {
     using enum TokenKind;
-    if (isShiftRight)
-        return 9;
+    if (isShiftRight) return 9;
     switch (kind) {
-    case star: case slash: case percent: return 11;
-    case plus: case minus: return 10;
+    case star:
+    case slash:
+    case percent: return 11;
+    case plus:
+    case minus: return 10;
     case lessless: return 9;
-    case less: case greater: case lessEqual: case greaterEqual: return 8;
-    case equalequal: case exclaimEqual: return 7;
+    case less:
+    case greater:
+    case lessEqual:
+    case greaterEqual: return 8;
+    case equalequal:
+    case exclaimEqual: return 7;
     case amp: return 6;
     case caret: return 5;
     case pipe: return 4;
@@ -45,8 +51,7 @@ void Preprocessor::conditionNext() {
         nextExpanded(conditionToken_);
     hasConditionAhead_ = false;
     conditionIsShift_ = false;
-    if (!conditionToken_.is(TokenKind::greater))
-        return;
+    if (!conditionToken_.is(TokenKind::greater)) return;
     nextExpanded(conditionAhead_);
     conditionIsShift_ = conditionAhead_.is(TokenKind::greater) && conditionAhead_.touchesPrevious();
     hasConditionAhead_ = !conditionIsShift_;
@@ -62,12 +67,12 @@ bool Preprocessor::evaluateCondition(SourceLocation at) {
     }
     Value value = conditionExpression(1, 0);
     if (!conditionFailed_ && !conditionToken_.is(TokenKind::endOfDirective)) {
-        diagnostics_.error(conditionToken_.location, "token is not a valid binary operator in a preprocessor subexpression");
+        diagnostics_.error(conditionToken_.location,
+                           "token is not a valid binary operator in a preprocessor subexpression");
         conditionFailed_ = true;
     }
     while (!contexts_.empty()) { // tokens of a macro that the error left unread
-        if (contexts_.back().macro)
-            contexts_.back().macro->isExpanding = false;
+        if (contexts_.back().macro) contexts_.back().macro->isExpanding = false;
         contexts_.pop_back();
     }
     return !conditionFailed_ && value.isTrue();
@@ -75,29 +80,22 @@ bool Preprocessor::evaluateCondition(SourceLocation at) {
 
 Preprocessor::Value Preprocessor::conditionPrimary(unsigned depth) {
     auto fail = [&](SourceLocation at, std::string message) {
-        if (!conditionFailed_)
-            diagnostics_.error(at, std::move(message));
+        if (!conditionFailed_) diagnostics_.error(at, std::move(message));
         conditionFailed_ = true;
         return Value{};
     };
-    if (conditionFailed_)
-        return {};
-    if (depth > nestingLimit)
-        return fail(conditionToken_.location, "bracket nesting level exceeded maximum of 200");
+    if (conditionFailed_) return {};
+    if (depth > nestingLimit) return fail(conditionToken_.location, "bracket nesting level exceeded maximum of 200");
     Token token = conditionToken_;
     switch (token.kind) {
     case TokenKind::number: {
         NumberLiteral number = readNumber(spelling(token));
-        if (!number.error.empty())
-            return fail(token.location, number.error);
-        if (number.isFloat)
-            return fail(token.location, "floating point literal in preprocessor expression");
+        if (!number.error.empty()) return fail(token.location, number.error);
+        if (number.isFloat) return fail(token.location, "floating point literal in preprocessor expression");
         conditionNext();
         return {number.integer, number.isUnsigned || number.integer >> 63 != 0};
     }
-    case TokenKind::character:
-        conditionNext();
-        return {readCharacter(spelling(token)).value, false};
+    case TokenKind::character: conditionNext(); return {readCharacter(spelling(token)).value, false};
     case TokenKind::leftParen: {
         conditionNext();
         Value value = conditionExpression(1, depth + 1);
@@ -106,13 +104,10 @@ Preprocessor::Value Preprocessor::conditionPrimary(unsigned depth) {
             diagnostics_.note(token.location, "to match this '('");
             return {};
         }
-        if (!conditionFailed_)
-            conditionNext();
+        if (!conditionFailed_) conditionNext();
         return value;
     }
-    case TokenKind::plus:
-        conditionNext();
-        return conditionPrimary(depth + 1);
+    case TokenKind::plus: conditionNext(); return conditionPrimary(depth + 1);
     case TokenKind::minus: {
         conditionNext();
         Value value = conditionPrimary(depth + 1);
@@ -133,17 +128,16 @@ Preprocessor::Value Preprocessor::conditionPrimary(unsigned depth) {
     default: break;
     }
     if (!token.isWord())
-        return fail(token.location, token.is(TokenKind::endOfDirective) ? "expected value in expression"
-                                                                        : "invalid token at start of a preprocessor expression");
+        return fail(token.location, token.is(TokenKind::endOfDirective)
+                                        ? "expected value in expression"
+                                        : "invalid token at start of a preprocessor expression");
     std::string_view name = token.identifier->text;
     if (token.identifier == defined_) {
         fetch(token);
         bool hasParen = token.is(TokenKind::leftParen);
         SourceLocation open = token.location;
-        if (hasParen)
-            fetch(token);
-        if (!token.isWord())
-            return fail(token.location, "macro name must be an identifier");
+        if (hasParen) fetch(token);
+        if (!token.isWord()) return fail(token.location, "macro name must be an identifier");
         bool isDefined = token.identifier->isMacro;
         if (hasParen) {
             fetch(token);
@@ -164,8 +158,7 @@ Preprocessor::Value Preprocessor::conditionPrimary(unsigned depth) {
         bool holds = false;
         SourceLocation at;
         if (name == "__has_include")
-            if (std::string_view header = lexer_.headerName(at); !header.empty())
-                holds = isKnownHeader(header);
+            if (std::string_view header = lexer_.headerName(at); !header.empty()) holds = isKnownHeader(header);
         do
             fetch(token);
         while (!token.is(TokenKind::rightParen) && !token.is(TokenKind::endOfDirective) && !token.is(TokenKind::eof));
@@ -191,13 +184,11 @@ Preprocessor::Value Preprocessor::conditionExpression(int minimum, unsigned dept
         Token op = conditionToken_;
         bool isShiftRight = conditionIsShift_;
         int precedence = precedenceOf(op.kind, isShiftRight);
-        if (precedence < minimum || precedence == 0)
-            return left;
+        if (precedence < minimum || precedence == 0) return left;
         conditionNext();
         if (op.is(TokenKind::question)) {
             Value whenTrue = conditionExpression(1, depth + 1);
-            if (conditionFailed_)
-                return {};
+            if (conditionFailed_) return {};
             if (!conditionToken_.is(TokenKind::colon)) {
                 diagnostics_.error(conditionToken_.location, "expected ':'");
                 conditionFailed_ = true;
@@ -213,8 +204,7 @@ Preprocessor::Value Preprocessor::conditionExpression(int minimum, unsigned dept
             continue;
         }
         Value right = conditionExpression(precedence + 1, depth + 1);
-        if (conditionFailed_)
-            return {};
+        if (conditionFailed_) return {};
         bool isUnsigned = left.isUnsigned || right.isUnsigned;
         std::uint64_t a = left.bits;
         std::uint64_t b = right.bits;

@@ -18,9 +18,8 @@ void Preprocessor::directive(const Token& hash) {
     lexer_.enterDirective();
     Token keyword;
     lexer_.next(keyword);
-    if (keyword.is(TokenKind::endOfDirective))
-        return; // a lone '#'
-    if (keyword.is(TokenKind::number)) { // "# 12 "file"", as preprocessors write it
+    if (keyword.is(TokenKind::endOfDirective)) return; // a lone '#'
+    if (keyword.is(TokenKind::number)) {               // "# 12 "file"", as preprocessors write it
         lineDirective(hash, keyword);
     } else if (!keyword.isWord()) {
         diagnostics_.error(keyword.location, "invalid preprocessing directive");
@@ -67,8 +66,7 @@ bool Preprocessor::readMacroName(Token& token) {
 
 void Preprocessor::define() {
     Token name;
-    if (!readMacroName(name))
-        return;
+    if (!readMacroName(name)) return;
     auto* macro = arena_.make<Macro>();
     macro->name = name.identifier;
     macro->location = name.location;
@@ -124,16 +122,13 @@ void Preprocessor::define() {
         if (token.is(TokenKind::hashhash) ||
             (token.isWord() && std::ranges::find(macro->parameters, token.identifier) != macro->parameters.end()))
             macro->usesParameters = true;
-        if (body.empty())
-            token.flags &= static_cast<std::uint16_t>(~Token::leadingSpace);
+        if (body.empty()) token.flags &= static_cast<std::uint16_t>(~Token::leadingSpace);
         body.push_back(token);
     }
     for (std::size_t i = 0; macro->isFunctionLike && i < body.size(); ++i) {
-        if (!body[i].is(TokenKind::hash))
-            continue;
-        bool namesParameter =
-            i + 1 < body.size() && body[i + 1].isWord() &&
-            std::ranges::find(macro->parameters, body[i + 1].identifier) != macro->parameters.end();
+        if (!body[i].is(TokenKind::hash)) continue;
+        bool namesParameter = i + 1 < body.size() && body[i + 1].isWord() &&
+                              std::ranges::find(macro->parameters, body[i + 1].identifier) != macro->parameters.end();
         if (!namesParameter) {
             diagnostics_.error(body[i].location, "'#' is not followed by a macro parameter");
             return;
@@ -153,7 +148,8 @@ void Preprocessor::define() {
     if (identifier.isMacro && identifier.macro && identifier.macro->location) {
         auto isSame = [](const Token& a, const Token& b) { return a.kind == b.kind && spelling(a) == spelling(b); };
         const Macro& before = *identifier.macro;
-        if (before.isFunctionLike != macro->isFunctionLike || !std::ranges::equal(before.parameters, macro->parameters) ||
+        if (before.isFunctionLike != macro->isFunctionLike ||
+            !std::ranges::equal(before.parameters, macro->parameters) ||
             !std::ranges::equal(before.body, macro->body, isSame)) {
             diagnostics_.warning(name.location, "'" + std::string(identifier.text) + "' macro redefined");
             diagnostics_.note(before.location, "previous definition is here");
@@ -165,18 +161,40 @@ void Preprocessor::define() {
 
 void Preprocessor::undef() {
     Token name;
-    if (readMacroName(name))
-        identifiers_.getMutable(name.identifier->text)->isMacro = false;
+    if (readMacroName(name)) identifiers_.getMutable(name.identifier->text)->isMacro = false;
 }
 
 // The headers that come with the language. Their contents are built in, wherever they are included.
 bool Preprocessor::isKnownHeader(std::string_view name) const {
     static constexpr std::array headers = std::to_array<std::string_view>({
-        "TargetConditionals.h", "metal_array", "metal_atomic", "metal_command_buffer", "metal_common", "metal_compute",
-        "metal_config", "metal_extended_vector", "metal_geometric", "metal_graphics", "metal_integer", "metal_limits",
-        "metal_logging", "metal_math", "metal_matrix", "metal_numeric", "metal_pack", "metal_packed_vector",
-        "metal_pull_interpolation", "metal_quadgroup", "metal_relational", "metal_simdgroup", "metal_stdlib",
-        "metal_texture", "metal_type_traits", "metal_types", "metal_uniform", "metal_visible_function_table",
+        "TargetConditionals.h",
+        "metal_array",
+        "metal_atomic",
+        "metal_command_buffer",
+        "metal_common",
+        "metal_compute",
+        "metal_config",
+        "metal_extended_vector",
+        "metal_geometric",
+        "metal_graphics",
+        "metal_integer",
+        "metal_limits",
+        "metal_logging",
+        "metal_math",
+        "metal_matrix",
+        "metal_numeric",
+        "metal_pack",
+        "metal_packed_vector",
+        "metal_pull_interpolation",
+        "metal_quadgroup",
+        "metal_relational",
+        "metal_simdgroup",
+        "metal_stdlib",
+        "metal_texture",
+        "metal_type_traits",
+        "metal_types",
+        "metal_uniform",
+        "metal_visible_function_table",
     });
     static_assert(std::ranges::is_sorted(headers));
     return std::ranges::binary_search(headers, name) || name.starts_with("simd/");
@@ -197,8 +215,7 @@ void Preprocessor::include(const Token& keyword) {
         name = spelling(token);
         name = name.substr(1, name.size() - 2);
     }
-    if (!isKnownHeader(name))
-        diagnostics_.error(at, "'" + std::string(name) + "' file not found");
+    if (!isKnownHeader(name)) diagnostics_.error(at, "'" + std::string(name) + "' file not found");
 }
 
 void Preprocessor::lineDirective(const Token& hash, Token first) {
@@ -222,8 +239,7 @@ void Preprocessor::lineDirective(const Token& hash, Token first) {
         diagnostics_.error(file.location, "invalid filename for #line directive");
         return;
     }
-    if (line > 0x7FFFFFFF)
-        line = 0x7FFFFFFF;
+    if (line > 0x7FFFFFFF) line = 0x7FFFFFFF;
     sources_.addLineDirective(hash.location.offset(), static_cast<std::uint32_t>(line), name);
 }
 
@@ -251,8 +267,7 @@ void Preprocessor::conditional(const Token& keyword, std::string_view name) {
             holds = evaluateCondition(keyword.location);
         } else {
             Token macro;
-            if (readMacroName(macro))
-                holds = macro.identifier->isMacro == (name == "ifdef");
+            if (readMacroName(macro)) holds = macro.identifier->isMacro == (name == "ifdef");
         }
         conditions_.push_back({keyword.location, holds, !holds, false});
         isSkipping = !holds;
@@ -262,15 +277,13 @@ void Preprocessor::conditional(const Token& keyword, std::string_view name) {
         conditions_.pop_back();
     } else {
         // Met while reading a branch that was taken: the other branches are skipped.
-        if (conditions_.back().sawElse)
-            diagnostics_.error(keyword.location, "#" + std::string(name) + " after #else");
+        if (conditions_.back().sawElse) diagnostics_.error(keyword.location, "#" + std::string(name) + " after #else");
         conditions_.back().sawElse |= name == "else";
         isSkipping = true;
     }
     Token rest;
     skipLine(rest);
-    if (isSkipping)
-        skipExcluded();
+    if (isSkipping) skipExcluded();
 }
 
 // Reads over lines until a branch that is to be read, or the end of the condition.
@@ -284,8 +297,7 @@ void Preprocessor::skipExcluded() {
             lexer_.setQuiet(false);
             return; // closeRegion() reports it
         }
-        if (!token.is(TokenKind::hash) || !token.has(Token::startOfLine))
-            continue;
+        if (!token.is(TokenKind::hash) || !token.has(Token::startOfLine)) continue;
         lexer_.enterDirective();
         lexer_.next(token);
         std::string_view name = token.isWord() ? token.identifier->text : std::string_view();
@@ -302,19 +314,15 @@ void Preprocessor::skipExcluded() {
         } else if (depth == 0 && (name == "else" || name == "elif")) {
             Condition& condition = conditions_.back();
             lexer_.setQuiet(false);
-            if (condition.sawElse)
-                diagnostics_.error(token.location, "#" + std::string(name) + " after #else");
+            if (condition.sawElse) diagnostics_.error(token.location, "#" + std::string(name) + " after #else");
             condition.sawElse |= name == "else";
-            if (!condition.wasTaken)
-                isDone = name == "else" || evaluateCondition(token.location);
+            if (!condition.wasTaken) isDone = name == "else" || evaluateCondition(token.location);
             condition.wasTaken |= isDone;
             lexer_.setQuiet(!isDone);
         }
-        if (isDone)
-            lexer_.setQuiet(false);
+        if (isDone) lexer_.setQuiet(false);
         skipLine(token);
-        if (isDone)
-            return;
+        if (isDone) return;
     }
 }
 

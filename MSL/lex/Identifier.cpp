@@ -134,8 +134,7 @@ Identifier* IdentifierTable::getMutable(std::string_view text) {
     std::size_t mask = slots_.size() - 1;
     std::size_t i = hash & mask;
     while (Identifier* found = slots_[i]) {
-        if (found->hash == hash && found->text == text)
-            return found;
+        if (found->hash == hash && found->text == text) return found;
         i = (i + 1) & mask;
     }
     auto* made = arena_.make<Identifier>();
@@ -144,8 +143,7 @@ Identifier* IdentifierTable::getMutable(std::string_view text) {
     made->isMacro = isPredefinedMacro(text);
     slots_[i] = made;
     all_.push_back(made);
-    if (all_.size() * 2 > slots_.size())
-        grow();
+    if (all_.size() * 2 > slots_.size()) grow();
     return made;
 }
 

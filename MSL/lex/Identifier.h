@@ -1,5 +1,6 @@
 // Identifiers are interned: one Identifier per spelling and compile, compared by address. Each knows whether its
-// spelling is a keyword or a macro and has a slot for the innermost declaration of its name, so that look-up is one load.
+// spelling is a keyword or a macro and has a slot for the innermost declaration of its name, so that look-up is one
+// load.
 #pragma once
 
 #include "MSL/source/Arena.h"
@@ -19,13 +20,14 @@ enum class NameClass : std::uint8_t { unseen, unknown, value, type, templateType
 struct Identifier {
     std::string_view text;
     std::uint32_t hash = 0;
-    std::uint16_t keyword = 0;             // a TokenKind; 0 when the spelling is no keyword
-    bool isMacro = false;                  // the preprocessor has a definition for it
+    std::uint16_t keyword = 0;                        // a TokenKind; 0 when the spelling is no keyword
+    bool isMacro = false;                             // the preprocessor has a definition for it
     mutable NameClass nameClass = NameClass::unseen;  // the parser's: in the scopes that are open now
     mutable NameClass declaredAs = NameClass::unseen; // the parser's: the last type or template declared anywhere
-    Macro* macro = nullptr;                // null with isMacro: a predefined macro that nobody has used yet
-    mutable ScopeEntry* scope = nullptr;   // sema's slot
-    mutable std::int32_t builtin = -1;     // sema's cache: index into the built-in function table; -1 not looked up, -2 none
+    Macro* macro = nullptr;                           // null with isMacro: a predefined macro that nobody has used yet
+    mutable ScopeEntry* scope = nullptr;              // sema's slot
+    mutable std::int32_t builtin =
+        -1; // sema's cache: index into the built-in function table; -1 not looked up, -2 none
 };
 
 class IdentifierTable {

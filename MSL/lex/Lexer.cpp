@@ -26,14 +26,16 @@ constexpr std::array<std::uint8_t, 256> makeClasses() {
         else if (c >= 0x80)
             classes[c] = high;
     }
-    for (char c : {'(', ')', '[', ']', '{', '}', ';', ',', ':', '?', '.', '+', '-', '*', '/', '%', '&', '|', '^', '~',
-                   '!', '=', '<', '>', '#'})
+    for (char c : {'(', ')', '[', ']', '{', '}', ';', ',', ':', '?', '.', '+', '-',
+                   '*', '/', '%', '&', '|', '^', '~', '!', '=', '<', '>', '#'})
         classes[static_cast<unsigned char>(c)] = punctuator;
     return classes;
 }
 constexpr std::array<std::uint8_t, 256> classes = makeClasses();
 
-std::uint8_t classOf(char c) { return classes[static_cast<unsigned char>(c)]; }
+std::uint8_t classOf(char c) {
+    return classes[static_cast<unsigned char>(c)];
+}
 // Characters that editors and web pages put in place of plain ones.
 struct LookAlike {
     char plain = 0;
@@ -61,7 +63,9 @@ LookAlike lookAlike(char32_t c) {
     }
 }
 
-bool isWordByte(char c) { return classOf(c) == letter || classOf(c) == digit; }
+bool isWordByte(char c) {
+    return classOf(c) == letter || classOf(c) == digit;
+}
 
 } // namespace
 
@@ -69,10 +73,8 @@ const char* Lexer::spliceEnd(const char* backslash) const {
     const char* p = backslash + 1;
     while (p < end_ && (*p == ' ' || *p == '\t'))
         ++p;
-    if (p < end_ && *p == '\r')
-        return p + (p + 1 < end_ && p[1] == '\n' ? 2 : 1);
-    if (p < end_ && *p == '\n')
-        return p + 1;
+    if (p < end_ && *p == '\r') return p + (p + 1 < end_ && p[1] == '\n' ? 2 : 1);
+    if (p < end_ && *p == '\n') return p + 1;
     return nullptr;
 }
 
@@ -81,8 +83,7 @@ bool Lexer::skipBlockComment() {
     std::string_view rest(at_ + 2, static_cast<std::size_t>(end_ - at_ - 2));
     std::size_t close = rest.find("*/");
     if (close == std::string_view::npos) {
-        if (!quiet_)
-            diagnostics_.error(locationOf(begin), "unterminated /* comment");
+        if (!quiet_) diagnostics_.error(locationOf(begin), "unterminated /* comment");
         at_ = end_;
         return false;
     }
@@ -95,12 +96,9 @@ bool Lexer::skipBlanks(Token& token) {
     while (at_ < end_) {
         char c = *at_;
         switch (classOf(c)) {
-        case blank:
-            ++at_;
-            break;
+        case blank: ++at_; break;
         case newline:
-            if (inDirective_)
-                return false;
+            if (inDirective_) return false;
             ++at_;
             startOfLine_ = true;
             break;
@@ -124,8 +122,7 @@ bool Lexer::skipBlanks(Token& token) {
             return true;
         case high: {
             DecodedCharacter decoded = decodeUtf8({at_, static_cast<std::size_t>(end_ - at_)}, 0);
-            if (!decoded.isValid || !isUnicodeBlank(decoded.value))
-                return true;
+            if (!decoded.isValid || !isUnicodeBlank(decoded.value)) return true;
             at_ += decoded.length;
             break;
         }
@@ -184,12 +181,10 @@ void Lexer::next(Token& token) {
         }
         token.end = offset();
         markNext_ = false;
-        if (token.kind != TokenKind::unknown || inDirective_ || quiet_)
-            return;
+        if (token.kind != TokenKind::unknown || inDirective_ || quiet_) return;
         // Reported; the token after it takes its place.
         markNext_ = true;
-        if (token.has(Token::startOfLine))
-            startOfLine_ = true;
+        if (token.has(Token::startOfLine)) startOfLine_ = true;
     }
 }
 
@@ -198,8 +193,7 @@ void Lexer::lexWord(Token& token, const char* begin) {
     while (p < end_ && isWordByte(*p))
         ++p;
     at_ = p;
-    if (p < end_ && (*p == '\\' || classOf(*p) == high))
-        return lexWordSlowly(token, begin);
+    if (p < end_ && (*p == '\\' || classOf(*p) == high)) return lexWordSlowly(token, begin);
     token.identifier = identifiers_.getMutable({begin, static_cast<std::size_t>(p - begin)});
     token.kind = token.identifier->keyword ? static_cast<TokenKind>(token.identifier->keyword) : TokenKind::identifier;
 }
@@ -212,14 +206,12 @@ void Lexer::lexWordSlowly(Token& token, const char* begin) {
             word += *at_++;
         } else if (classOf(*at_) == high) {
             DecodedCharacter c = decodeUtf8({at_, static_cast<std::size_t>(end_ - at_)}, 0);
-            if (!c.isValid || !isIdentifierCharacter(c.value) || lookAlike(c.value).plain != 0)
-                break;
+            if (!c.isValid || !isIdentifierCharacter(c.value) || lookAlike(c.value).plain != 0) break;
             word.append(at_, c.length);
             at_ += c.length;
         } else if (*at_ == '\\') {
             const char* after = spliceEnd(at_);
-            if (!after || after >= end_ || !isWordByte(*after))
-                break;
+            if (!after || after >= end_ || !isWordByte(*after)) break;
             at_ = after;
         } else {
             break;
@@ -236,7 +228,8 @@ void Lexer::lexNumber(Token& token, const char* begin) {
             ++p;
         else if ((*p == '+' || *p == '-') && (p[-1] == 'e' || p[-1] == 'E' || p[-1] == 'p' || p[-1] == 'P'))
             // In a hexadecimal number an 'e' is a digit and the sign an operator.
-            if ((p[-1] == 'e' || p[-1] == 'E') && p - begin > 2 && begin[0] == '0' && (begin[1] == 'x' || begin[1] == 'X'))
+            if ((p[-1] == 'e' || p[-1] == 'E') && p - begin > 2 && begin[0] == '0' &&
+                (begin[1] == 'x' || begin[1] == 'X'))
                 break;
             else
                 ++p;
@@ -263,12 +256,10 @@ void Lexer::lexQuoted(Token& token, const char* begin, char quote) {
                 continue;
             }
             ++p;
-            if (p < end_ && classOf(*p) != newline)
-                ++p;
+            if (p < end_ && classOf(*p) != newline) ++p;
             continue;
         }
-        if (classOf(*p) == newline)
-            break;
+        if (classOf(*p) == newline) break;
         if (*p++ == quote) {
             closed = true;
             break;
@@ -278,8 +269,8 @@ void Lexer::lexQuoted(Token& token, const char* begin, char quote) {
     token.length = static_cast<std::uint32_t>(p - begin);
     if (!closed) {
         if (!quiet_)
-            diagnostics_.error(locationOf(begin), std::string("missing terminating ") +
-                                                      (quote == '"' ? "'\"'" : "'") + " character");
+            diagnostics_.error(locationOf(begin),
+                               std::string("missing terminating ") + (quote == '"' ? "'\"'" : "'") + " character");
         token.kind = TokenKind::unknown;
     }
 }
@@ -338,8 +329,7 @@ void Lexer::lexOther(Token& token, const char* begin) {
     token.kind = TokenKind::unknown;
     token.spelling = begin;
     token.length = c.length;
-    if (quiet_ || inDirective_)
-        return;
+    if (quiet_ || inDirective_) return;
     char code[16];
     if (auto [looksLike, kind] = c.isValid ? lookAlike(c.value) : LookAlike{}; looksLike != 0) {
         std::snprintf(code, sizeof code, "<U+%04X>", static_cast<unsigned>(c.value));
@@ -368,14 +358,12 @@ std::string_view Lexer::headerName(SourceLocation& begin) {
     const char* p = at_;
     while (p < end_ && classOf(*p) == blank)
         ++p;
-    if (p >= end_ || *p != '<')
-        return {};
+    if (p >= end_ || *p != '<') return {};
     begin = locationOf(p);
     const char* close = p + 1;
     while (close < end_ && *close != '>' && classOf(*close) != newline)
         ++close;
-    if (close >= end_ || *close != '>')
-        return {};
+    if (close >= end_ || *close != '>') return {};
     at_ = close + 1;
     return {p + 1, static_cast<std::size_t>(close - p - 1)};
 }

@@ -7,7 +7,9 @@ namespace msl {
 
 namespace {
 
-bool isDigit(char c) { return c >= '0' && c <= '9'; }
+bool isDigit(char c) {
+    return c >= '0' && c <= '9';
+}
 int hexValue(char c) {
     if (isDigit(c)) return c - '0';
     if (c >= 'a' && c <= 'f') return c - 'a' + 10;
@@ -39,8 +41,9 @@ NumberLiteral readFloat(NumberLiteral literal, std::string_view digits, std::str
         double value = 0;
         std::from_chars_result again = std::from_chars(digits.data(), end, value, format);
         std::size_t exponent = digits.find_first_of(isHex ? "pP" : "eE");
-        bool isSmall = again.ec == std::errc() ? value < 1 : exponent != std::string_view::npos &&
-                                                                 exponent + 1 < digits.size() && digits[exponent + 1] == '-';
+        bool isSmall = again.ec == std::errc() ? value < 1
+                                               : exponent != std::string_view::npos && exponent + 1 < digits.size() &&
+                                                     digits[exponent + 1] == '-';
         literal.isTooLarge = !isSmall;
         literal.floating = isSmall ? 0 : std::numeric_limits<double>::infinity();
         return literal;
@@ -74,7 +77,10 @@ NumberLiteral readInteger(NumberLiteral literal, std::string_view spelling, std:
         if (digit >= base)
             return fail(std::move(literal), static_cast<std::size_t>(digits.data() - spelling.data()) + i,
                         std::string("invalid digit '") + c + "' in " +
-                            (base == 8 ? "octal" : base == 2 ? "binary" : "decimal") + " constant");
+                            (base == 8   ? "octal"
+                             : base == 2 ? "binary"
+                                         : "decimal") +
+                            " constant");
         overflow |= value > (std::numeric_limits<std::uint64_t>::max() - digit) / base;
         value = value * base + digit;
     }
@@ -92,8 +98,7 @@ NumberLiteral readNumber(std::string_view spelling) {
     std::string_view s = spelling;
     if (s.find('\'') != std::string_view::npos) { // digit separators
         for (char c : s)
-            if (c != '\'')
-                joined += c;
+            if (c != '\'') joined += c;
         s = joined;
     }
     if (s.starts_with("inf") || s.starts_with("nan")) { // only from predefined macros
@@ -119,15 +124,12 @@ NumberLiteral readNumber(std::string_view spelling) {
             ++i, ++digitCount;
     }
     if ((isHex || isBinary) && digitCount == 0)
-        return fail(std::move(literal), 1,
-                    "invalid suffix '" + std::string(s.substr(1)) + "' on integer constant");
+        return fail(std::move(literal), 1, "invalid suffix '" + std::string(s.substr(1)) + "' on integer constant");
     bool hasExponent = false;
     if (i < s.size() && !isBinary && (isHex ? (s[i] == 'p' || s[i] == 'P') : (s[i] == 'e' || s[i] == 'E'))) {
         std::size_t digits = i + 1;
-        if (digits < s.size() && (s[digits] == '+' || s[digits] == '-'))
-            ++digits;
-        if (digits >= s.size() || !isDigit(s[digits]))
-            return fail(std::move(literal), i, "exponent has no digits");
+        if (digits < s.size() && (s[digits] == '+' || s[digits] == '-')) ++digits;
+        if (digits >= s.size() || !isDigit(s[digits])) return fail(std::move(literal), i, "exponent has no digits");
         hasExponent = isFloat = true;
         i = digits;
         while (i < s.size() && isDigit(s[i]))
@@ -148,8 +150,7 @@ namespace {
 // One character or escape at spelling[i], which moves behind it.
 std::uint32_t readEscaped(std::string_view s, std::size_t& i) {
     char c = s[i++];
-    if (c != '\\' || i >= s.size())
-        return static_cast<unsigned char>(c);
+    if (c != '\\' || i >= s.size()) return static_cast<unsigned char>(c);
     c = s[i++];
     switch (c) {
     case 'n': return '\n';
@@ -187,8 +188,7 @@ CharacterLiteral readCharacter(std::string_view spelling) {
     }
     std::size_t i = 0;
     literal.value = readEscaped(body, i);
-    if (i < body.size())
-        literal.error = "character constant with more than one character is not supported here";
+    if (i < body.size()) literal.error = "character constant with more than one character is not supported here";
     return literal;
 }
 

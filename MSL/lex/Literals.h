@@ -14,7 +14,7 @@ struct NumberLiteral {
     bool isLong = false;
     bool isDecimal = true;
     std::uint64_t integer = 0;
-    double floating = 0; // already rounded to single precision (halves: not yet rounded)
+    double floating = 0;     // already rounded to single precision (halves: not yet rounded)
     bool isTooLarge = false; // the value became infinity
     std::string error;
     std::size_t errorOffset = 0; // where in the spelling

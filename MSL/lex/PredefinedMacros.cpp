@@ -111,15 +111,16 @@ static_assert(std::ranges::is_sorted(rows, {}, &Row::name));
 
 const Row* find(std::string_view name) {
     // Every name begins with a capital or an underscore; most identifiers are turned away here.
-    if (name.size() < 3 || !((name[0] >= 'A' && name[0] <= 'Z') || name[0] == '_'))
-        return nullptr;
+    if (name.size() < 3 || !((name[0] >= 'A' && name[0] <= 'Z') || name[0] == '_')) return nullptr;
     const Row* row = std::ranges::lower_bound(rows, name, {}, &Row::name);
     return row != std::end(rows) && row->name == name ? row : nullptr;
 }
 
 } // namespace
 
-bool isPredefinedMacro(std::string_view name) { return find(name) != nullptr; }
+bool isPredefinedMacro(std::string_view name) {
+    return find(name) != nullptr;
+}
 
 std::string_view predefinedMacroText(std::string_view name) {
     const Row* row = find(name);

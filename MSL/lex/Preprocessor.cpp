@@ -26,11 +26,9 @@ void Preprocessor::next(Token& token) {
             token.flags |= Token::afterError;
             markNext_ = false;
         }
-        if (!token.is(TokenKind::eof))
-            return;
+        if (!token.is(TokenKind::eof)) return;
         closeRegion();
-        if (regionEnd_ >= sources_.text().size())
-            return;
+        if (regionEnd_ >= sources_.text().size()) return;
         token.kind = TokenKind::regionEnd;
         std::uint32_t begin = regionEnd_;
         regionEnd_ = sources_.regionEnd(begin);
@@ -41,8 +39,7 @@ void Preprocessor::next(Token& token) {
 
 void Preprocessor::popFinished() {
     while (!contexts_.empty() && contexts_.back().at == contexts_.back().end && !contexts_.back().isBarrier) {
-        if (contexts_.back().macro)
-            contexts_.back().macro->isExpanding = false;
+        if (contexts_.back().macro) contexts_.back().macro->isExpanding = false;
         contexts_.pop_back();
     }
 }
@@ -51,8 +48,7 @@ bool Preprocessor::fetch(Token& token) {
     popFinished();
     if (!contexts_.empty()) {
         Context& context = contexts_.back();
-        if (context.at == context.end)
-            return false;
+        if (context.at == context.end) return false;
         token = *context.at++;
         if (context.relocates) {
             token.location = context.location;
@@ -82,10 +78,8 @@ void Preprocessor::nextExpanded(Token& token) {
             token.kind = TokenKind::eof;
             return;
         }
-        if (!token.isWord() || !token.identifier->isMacro || token.has(Token::noExpand))
-            return;
-        if (!expand(token))
-            return;
+        if (!token.isWord() || !token.identifier->isMacro || token.has(Token::noExpand)) return;
+        if (!expand(token)) return;
     }
 }
 
@@ -123,28 +117,23 @@ Macro* Preprocessor::makePredefined(Identifier& identifier) {
 // Counts tokens that macros produce; once the budget is spent nothing is expanded any more.
 bool Preprocessor::spend(const Token& at, std::uint64_t count) {
     expanded_ += count;
-    if (expanded_ <= expansionLimit && contexts_.size() < nestingLimit * 4)
-        return true;
-    if (!budgetSpent_)
-        diagnostics_.error(at.location, "macro expansion produces too many tokens");
+    if (expanded_ <= expansionLimit && contexts_.size() < nestingLimit * 4) return true;
+    if (!budgetSpent_) diagnostics_.error(at.location, "macro expansion produces too many tokens");
     budgetSpent_ = true;
     return false;
 }
 
 bool Preprocessor::nextIsLeftParen() {
     for (auto context = contexts_.rbegin(); context != contexts_.rend(); ++context) {
-        if (context->at != context->end)
-            return context->at->is(TokenKind::leftParen);
-        if (context->isBarrier)
-            return false;
+        if (context->at != context->end) return context->at->is(TokenKind::leftParen);
+        if (context->isBarrier) return false;
     }
     return lexer_.leftParenFollows();
 }
 
 bool Preprocessor::expand(Token& name) {
     Macro& macro = *macroOf(name.identifier);
-    if (budgetSpent_)
-        return false;
+    if (budgetSpent_) return false;
     if (macro.isExpanding) {
         name.flags |= Token::noExpand;
         return false;
@@ -164,8 +153,7 @@ bool Preprocessor::expand(Token& name) {
     std::uint32_t endOffset = name.end;
     bool relocates = true;
     if (macro.isFunctionLike) {
-        if (!nextIsLeftParen())
-            return false;
+        if (!nextIsLeftParen()) return false;
         std::vector<std::vector<Token>> arguments;
         if (!collectArguments(name, macro, arguments, endOffset)) {
             markNext_ = true; // reported; the call vanishes
@@ -181,13 +169,11 @@ bool Preprocessor::expand(Token& name) {
         relocates = false;
     }
     // What holds the name is not left yet, even if this was its last token: "#define A B", "#define B A" must end.
-    if (!spend(name, tokens.size() + 1))
-        return true;
-    if (tokens.empty())
-        return true;
+    if (!spend(name, tokens.size() + 1)) return true;
+    if (tokens.empty()) return true;
     macro.isExpanding = true;
-    contexts_.push_back({tokens.data(), tokens.data() + tokens.size(), &macro, name.location, endOffset, relocates, false,
-                         name.flags, true});
+    contexts_.push_back({tokens.data(), tokens.data() + tokens.size(), &macro, name.location, endOffset, relocates,
+                         false, name.flags, true});
     return true;
 }
 
@@ -206,13 +192,11 @@ bool Preprocessor::collectArguments(const Token& name, const Macro& macro, std::
                 diagnostics_.note(macro.location, "macro '" + std::string(macro.name->text) + "' defined here");
             return false;
         }
-        if (!spend(token, 1))
-            return false;
+        if (!spend(token, 1)) return false;
         if (token.is(TokenKind::leftParen)) {
             ++depth;
         } else if (token.is(TokenKind::rightParen)) {
-            if (depth-- == 0)
-                break;
+            if (depth-- == 0) break;
         } else if (token.is(TokenKind::comma) && depth == 0 && !(macro.isVariadic && arguments.size() == wanted)) {
             arguments.emplace_back();
             continue;
@@ -224,17 +208,13 @@ bool Preprocessor::collectArguments(const Token& name, const Macro& macro, std::
         arguments.back().push_back(token);
     }
     endOffset = token.end;
-    if (wanted == 0 && arguments.size() == 1 && arguments[0].empty())
-        arguments.clear();
-    if (macro.isVariadic && arguments.size() + 1 == wanted)
-        arguments.emplace_back();
-    if (arguments.size() == wanted)
-        return true;
+    if (wanted == 0 && arguments.size() == 1 && arguments[0].empty()) arguments.clear();
+    if (macro.isVariadic && arguments.size() + 1 == wanted) arguments.emplace_back();
+    if (arguments.size() == wanted) return true;
     diagnostics_.error(name.location, arguments.size() < wanted
                                           ? "too few arguments provided to function-like macro invocation"
                                           : "too many arguments provided to function-like macro invocation");
-    if (macro.location)
-        diagnostics_.note(macro.location, "macro '" + std::string(macro.name->text) + "' defined here");
+    if (macro.location) diagnostics_.note(macro.location, "macro '" + std::string(macro.name->text) + "' defined here");
     return false;
 }
 
@@ -243,8 +223,7 @@ std::vector<Token> Preprocessor::expandArgument(const std::vector<Token>& argume
     bool hasMacro = false;
     for (const Token& token : argument)
         hasMacro |= token.isWord() && token.identifier->isMacro && !token.has(Token::noExpand);
-    if (!hasMacro)
-        return argument;
+    if (!hasMacro) return argument;
     if (argumentDepth_ >= nestingLimit) {
         spend(argument.front(), expansionLimit);
         return argument;
@@ -254,12 +233,10 @@ std::vector<Token> Preprocessor::expandArgument(const std::vector<Token>& argume
     Token token;
     for (nextExpanded(token); !token.is(TokenKind::eof); nextExpanded(token)) {
         out.push_back(token);
-        if (!spend(token, 1))
-            break;
+        if (!spend(token, 1)) break;
     }
     while (!contexts_.back().isBarrier) { // only when the budget ran out half-way
-        if (contexts_.back().macro)
-            contexts_.back().macro->isExpanding = false;
+        if (contexts_.back().macro) contexts_.back().macro->isExpanding = false;
         contexts_.pop_back();
     }
     contexts_.pop_back();
@@ -270,13 +247,11 @@ std::vector<Token> Preprocessor::expandArgument(const std::vector<Token>& argume
 Token Preprocessor::stringify(const std::vector<Token>& argument, const Token& at) {
     std::string text = "\"";
     for (std::size_t i = 0; i < argument.size(); ++i) {
-        if (i > 0 && argument[i].has(Token::leadingSpace))
-            text += ' ';
+        if (i > 0 && argument[i].has(Token::leadingSpace)) text += ' ';
         std::string_view piece = spelling(argument[i]);
         bool isQuoted = argument[i].is(TokenKind::string) || argument[i].is(TokenKind::character);
         for (char c : piece) {
-            if (isQuoted && (c == '"' || c == '\\'))
-                text += '\\';
+            if (isQuoted && (c == '"' || c == '\\')) text += '\\';
             text += c;
         }
     }
@@ -292,8 +267,7 @@ Token Preprocessor::stringify(const std::vector<Token>& argument, const Token& a
 // left ## right: both spellings side by side must be one token.
 bool Preprocessor::paste(Token& left, const Token& right) {
     std::string joined = std::string(spelling(left)) + std::string(spelling(right));
-    if (!spend(left, 1 + joined.size() / 64))
-        return false;
+    if (!spend(left, 1 + joined.size() / 64)) return false;
     std::string_view kept = arena_.copyText(joined);
     Lexer lexer(kept, identifiers_, diagnostics_);
     lexer.setQuiet(true);
@@ -321,8 +295,7 @@ std::span<Token> Preprocessor::substitute(const Macro& macro, const Token& name,
     auto parameterIndex = [&](const Token& token) -> std::size_t {
         if (token.isWord())
             for (std::size_t i = 0; i < macro.parameters.size(); ++i)
-                if (macro.parameters[i] == token.identifier)
-                    return i;
+                if (macro.parameters[i] == token.identifier) return i;
         return arguments.size();
     };
     bool pasteNext = false;
@@ -357,8 +330,7 @@ std::span<Token> Preprocessor::substitute(const Macro& macro, const Token& name,
         } else {
             piece.push_back(token);
         }
-        if (!spend(name, piece.size()))
-            break;
+        if (!spend(name, piece.size())) break;
         std::size_t first = 0;
         if (pasteNext) {
             pasteNext = false;
@@ -369,8 +341,7 @@ std::span<Token> Preprocessor::substitute(const Macro& macro, const Token& name,
                 first = 1;
         }
         out.insert(out.end(), piece.begin() + static_cast<std::ptrdiff_t>(first), piece.end());
-        if (pasteNext && out.empty())
-            pasteNext = false;
+        if (pasteNext && out.empty()) pasteNext = false;
     }
     return arena_.copy(out);
 }

@@ -60,8 +60,7 @@ bool writeAll(const std::string& path, const std::vector<std::uint32_t>& words, 
     if (path == "-") {
         std::cout.write(bytes, size);
         std::cout.flush();
-        if (!std::cout)
-            problem = "Standard output cannot be written.";
+        if (!std::cout) problem = "Standard output cannot be written.";
         return static_cast<bool>(std::cout);
     }
     const std::string beside = path + "." + std::to_string(getpid()) + ".part";
@@ -94,8 +93,7 @@ int main(int argc, char** argv) {
             return done;
         }
         if (argument == "-o") {
-            if (++i == argc)
-                return refuse("-o needs the name of the file to write. Try mslc --help.");
+            if (++i == argc) return refuse("-o needs the name of the file to write. Try mslc --help.");
             output = argv[i];
         } else if (argument == "--reflect") {
             reflects = true;
@@ -109,8 +107,7 @@ int main(int argc, char** argv) {
             input = argument;
         }
     }
-    if (input.empty())
-        return refuse("Name the file to compile. Try mslc --help.");
+    if (input.empty()) return refuse("Name the file to compile. Try mslc --help.");
     if (reflects && output == "-")
         return refuse("The module and the reflection cannot both go to standard output. Name a file after -o.");
 
@@ -132,8 +129,7 @@ int main(int argc, char** argv) {
                   << "' has no vertex, fragment or kernel function, so there is no module to write.\n";
         return failed;
     }
-    if (reflects)
-        std::cout << msl::toJson(compiled->reflection);
+    if (reflects) std::cout << msl::toJson(compiled->reflection);
     if (!output.empty() && !writeAll(output, compiled->spirv, problem)) {
         std::cerr << "mslc: " << problem << "\n";
         return failed;

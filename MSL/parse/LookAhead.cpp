@@ -9,8 +9,7 @@ std::size_t Parser::scanBalanced(std::size_t from, std::size_t limit) {
     std::size_t i = from;
     std::size_t depth = 0;
     do {
-        if (i - from > limit || !spend())
-            return 0;
+        if (i - from > limit || !spend()) return 0;
         switch (peek(i).kind) {
         case TokenKind::leftParen:
         case TokenKind::leftBracket:
@@ -18,8 +17,7 @@ std::size_t Parser::scanBalanced(std::size_t from, std::size_t limit) {
         case TokenKind::rightParen:
         case TokenKind::rightBracket:
         case TokenKind::rightBrace:
-            if (depth == 0)
-                return 0;
+            if (depth == 0) return 0;
             --depth;
             break;
         case TokenKind::eof:
@@ -37,11 +35,9 @@ std::size_t Parser::scanAttributes(std::size_t from) {
         bool isStandard = peek(i).is(TokenKind::leftBracket) && peek(i + 1).is(TokenKind::leftBracket);
         bool isGnu = (peek(i).is(TokenKind::kwAttribute) || peek(i).is(TokenKind::kwAlignas)) &&
                      peek(i + 1).is(TokenKind::leftParen);
-        if (!isStandard && !isGnu)
-            return i;
+        if (!isStandard && !isGnu) return i;
         std::size_t after = scanBalanced(isGnu ? i + 1 : i);
-        if (after == 0 || after - from > scanLimit)
-            return i;
+        if (after == 0 || after - from > scanLimit) return i;
         i = after;
     }
 }
@@ -54,14 +50,12 @@ std::size_t Parser::scanTemplateArguments(std::size_t from) {
         switch (peek(i).kind) {
         case TokenKind::less: ++angles; break;
         case TokenKind::greater:
-            if (--angles == 0)
-                return i + 1;
+            if (--angles == 0) return i + 1;
             break;
         case TokenKind::leftParen:
         case TokenKind::leftBracket: {
             std::size_t after = scanBalanced(i);
-            if (after == 0)
-                return 0;
+            if (after == 0) return 0;
             i = after;
             continue;
         }
@@ -86,8 +80,8 @@ std::size_t Parser::scanType(std::size_t from) {
     bool isTypename = false;
     for (;; ++i) {
         TokenKind k = peek(i).kind;
-        if (k == TokenKind::kwTypename || k == TokenKind::kwStruct || k == TokenKind::kwClass || k == TokenKind::kwEnum ||
-            k == TokenKind::kwUnion)
+        if (k == TokenKind::kwTypename || k == TokenKind::kwStruct || k == TokenKind::kwClass ||
+            k == TokenKind::kwEnum || k == TokenKind::kwUnion)
             isTypename = true;
         else if (!isTypeQualifier(k))
             break;
@@ -101,24 +95,20 @@ std::size_t Parser::scanType(std::size_t from) {
         ++i;
     } else if (peek(i).is(TokenKind::kwDecltype)) {
         std::size_t after = peek(i + 1).is(TokenKind::leftParen) ? scanBalanced(i + 1) : 0;
-        if (after == 0)
-            return 0;
+        if (after == 0) return 0;
         i = after;
     } else {
         bool isQualified = peek(i).is(TokenKind::coloncolon);
-        if (isQualified)
-            ++i;
+        if (isQualified) ++i;
         for (;;) {
-            if (!peek(i).is(TokenKind::identifier))
-                return 0;
+            if (!peek(i).is(TokenKind::identifier)) return 0;
             const Identifier* name = peek(i).identifier;
             NameClass as = isQualified ? NameTracker::classifyQualified(name) : NameTracker::classify(name);
             ++i;
             bool isTemplate = as == NameClass::templateType || (isQualified && isTypename);
             if (isTemplate && peek(i).is(TokenKind::less)) {
                 std::size_t after = scanTemplateArguments(i);
-                if (after == 0)
-                    return 0;
+                if (after == 0) return 0;
                 i = after;
             }
             if (peek(i).is(TokenKind::coloncolon)) {
@@ -126,8 +116,7 @@ std::size_t Parser::scanType(std::size_t from) {
                 ++i;
                 continue;
             }
-            if (as != NameClass::type && as != NameClass::templateType && !isTypename)
-                return 0;
+            if (as != NameClass::type && as != NameClass::templateType && !isTypename) return 0;
             // "int" and its kin may follow one another: "long int".
             while (peek(i).is(TokenKind::identifier) &&
                    (peek(i).identifier == int_ || peek(i).identifier == long_ || peek(i).identifier == short_))
@@ -142,8 +131,7 @@ std::size_t Parser::scanType(std::size_t from) {
 
 bool Parser::isTypeNameAt(std::size_t from) {
     std::size_t i = from;
-    if (!peek(i).is(TokenKind::identifier) && !peek(i).is(TokenKind::coloncolon))
-        return false;
+    if (!peek(i).is(TokenKind::identifier) && !peek(i).is(TokenKind::coloncolon)) return false;
     std::size_t after = scanType(i);
     return after != 0;
 }
@@ -190,23 +178,18 @@ bool Parser::startsDeclaration() {
     switch (NameTracker::classify(token().identifier)) {
     case NameClass::type: {
         TokenKind next = peek(1).kind;
-        if (next == TokenKind::identifier)
-            return true;
-        if (next == TokenKind::leftParen || next == TokenKind::leftBrace || next == TokenKind::period)
-            return false;
+        if (next == TokenKind::identifier) return true;
+        if (next == TokenKind::leftParen || next == TokenKind::leftBrace || next == TokenKind::period) return false;
         break;
     }
     case NameClass::templateType: break;
     case NameClass::value:
     case NameClass::templateFunction:
-        if (!peek(1).is(TokenKind::coloncolon))
-            return false;
+        if (!peek(1).is(TokenKind::coloncolon)) return false;
         break;
     default:
-        if (peek(1).is(TokenKind::identifier))
-            return !peek(1).has(Token::startOfLine);
-        if (!peek(1).is(TokenKind::coloncolon))
-            return false;
+        if (peek(1).is(TokenKind::identifier)) return !peek(1).has(Token::startOfLine);
+        if (!peek(1).is(TokenKind::coloncolon)) return false;
         break;
     }
     std::size_t after = scanType(0);
@@ -249,8 +232,7 @@ bool Parser::startsParameter(std::size_t from) {
         TokenKind next = peek(after).kind;
         return next != TokenKind::leftParen && next != TokenKind::leftBrace && next != TokenKind::period;
     }
-    if (!first.is(TokenKind::identifier) || NameTracker::classify(first.identifier) != NameClass::unknown)
-        return false;
+    if (!first.is(TokenKind::identifier) || NameTracker::classify(first.identifier) != NameClass::unknown) return false;
     std::size_t i = from + 1;
     while (peek(i).is(TokenKind::coloncolon) && peek(i + 1).is(TokenKind::identifier))
         i += 2;
@@ -262,11 +244,9 @@ bool Parser::startsParameter(std::size_t from) {
 
 // At "(" behind a declarator's name: parameters, or the arguments of an initialisation?
 bool Parser::startsFunctionParameters() {
-    if (peek(1).is(TokenKind::rightParen) || startsParameter(1))
-        return true;
+    if (peek(1).is(TokenKind::rightParen) || startsParameter(1)) return true;
     std::size_t after = scanBalanced(0);
-    return after != 0 && after < scanLimit && peek(after).is(TokenKind::leftBrace) &&
-           !peek(1).is(TokenKind::number);
+    return after != 0 && after < scanLimit && peek(after).is(TokenKind::leftBrace) && !peek(1).is(TokenKind::number);
 }
 
 // A whole function head up to its opening brace. Nothing inside a function looks like it.
@@ -277,8 +257,7 @@ bool Parser::startsFunctionDefinition() {
         TokenKind k = peek(i).kind;
         if (k == TokenKind::kwStatic || k == TokenKind::kwInline || k == TokenKind::kwConstexpr || isTypeQualifier(k))
             continue;
-        if (k == TokenKind::kwFragment || k == TokenKind::kwVertex || k == TokenKind::kwKernel)
-            continue;
+        if (k == TokenKind::kwFragment || k == TokenKind::kwVertex || k == TokenKind::kwKernel) continue;
         i = scanAttributes(i);
         break;
     }
@@ -292,11 +271,9 @@ bool Parser::startsFunctionDefinition() {
         hasType = true;
     }
     i = scanAttributes(i);
-    if (!hasType || !peek(i).is(TokenKind::identifier) || !peek(i + 1).is(TokenKind::leftParen))
-        return false;
+    if (!hasType || !peek(i).is(TokenKind::identifier) || !peek(i + 1).is(TokenKind::leftParen)) return false;
     std::size_t after = scanBalanced(i + 1);
-    if (after == 0 || after > scanLimit)
-        return false;
+    if (after == 0 || after > scanLimit) return false;
     i = scanAttributes(after);
     return peek(i).is(TokenKind::leftBrace);
 }

@@ -23,21 +23,18 @@ class NameTracker {
     }
 
     void declare(const Identifier* identifier, NameClass as) {
-        if (!identifier)
-            return;
+        if (!identifier) return;
         NameClass now = classify(identifier);
         if (as == NameClass::type || as == NameClass::templateType || as == NameClass::templateFunction)
             identifier->declaredAs = as;
-        if (now == as)
-            return;
+        if (now == as) return;
         undo_.push_back({identifier, identifier->nameClass});
         identifier->nameClass = as;
     }
 
     // A function does not take away that another of its name is a template.
     void declareFunction(const Identifier* identifier, bool isTemplate) {
-        if (!identifier || (!isTemplate && classify(identifier) == NameClass::templateFunction))
-            return;
+        if (!identifier || (!isTemplate && classify(identifier) == NameClass::templateFunction)) return;
         declare(identifier, isTemplate ? NameClass::templateFunction : NameClass::value);
     }
 
@@ -53,8 +50,7 @@ class NameTracker {
 
     // The last part of a qualified name: what hides it in the open scopes does not count.
     static NameClass classifyQualified(const Identifier* identifier) {
-        if (identifier->declaredAs != NameClass::unseen)
-            return identifier->declaredAs;
+        if (identifier->declaredAs != NameClass::unseen) return identifier->declaredAs;
         return isBuiltinTemplateName(identifier->text) ? NameClass::templateType
                : isBuiltinTypeName(identifier->text)   ? NameClass::type
                                                        : NameClass::unknown;

@@ -55,8 +55,7 @@ StructDecl* Parser::parseStruct(Specifiers& specifiers) {
     if (decl->name && !type.name.hasTemplateArguments)
         names_.declare(decl->name, structIsTemplate_ ? NameClass::templateType : NameClass::type);
     structIsTemplate_ = false;
-    if (at(TokenKind::semicolon))
-        return decl;
+    if (at(TokenKind::semicolon)) return decl;
     if (accept(TokenKind::colon)) {
         SmallList<TypeSyntax*, 4> bases;
         while (!at(TokenKind::leftBrace) && !at(TokenKind::semicolon) && !atEnd()) {
@@ -64,8 +63,7 @@ StructDecl* Parser::parseStruct(Specifiers& specifiers) {
                    accept(TokenKind::kwVirtual)) {
             }
             bases.add(parseTypeId());
-            if (!accept(TokenKind::comma))
-                break;
+            if (!accept(TokenKind::comma)) break;
         }
         decl->bases = bases.copyTo(arena_);
     }
@@ -77,8 +75,7 @@ StructDecl* Parser::parseStruct(Specifiers& specifiers) {
 
 void Parser::parseMembers(StructDecl& decl) {
     SourceLocation open = token().location;
-    if (!expect(TokenKind::leftBrace, "expected '{' after base class list"))
-        return;
+    if (!expect(TokenKind::leftBrace, "expected '{' after base class list")) return;
     Nesting nesting(*this);
     StructDecl* outerStruct = struct_;
     Decl* outerParent = parent_;
@@ -96,13 +93,13 @@ void Parser::parseMembers(StructDecl& decl) {
             expect(TokenKind::colon, "expected ':'");
             continue;
         }
-        if (at(TokenKind::kwNamespace) || at(TokenKind::kwFragment) || at(TokenKind::kwVertex) || at(TokenKind::kwKernel))
+        if (at(TokenKind::kwNamespace) || at(TokenKind::kwFragment) || at(TokenKind::kwVertex) ||
+            at(TokenKind::kwKernel))
             break; // never a member: the closing brace is missing
         std::size_t before = position_;
         parseDeclaration(members, Context::class_);
         if (position_ == before) {
-            if (at(TokenKind::rightBrace) || atEnd())
-                break;
+            if (at(TokenKind::rightBrace) || atEnd()) break;
             errorHere("expected member name or ';' after declaration specifiers");
             advance();
         }
@@ -135,8 +132,7 @@ EnumDecl* Parser::parseEnum(Specifiers& specifiers) {
             advance();
         }
     }
-    bool isDefinition = at(TokenKind::leftBrace) || at(TokenKind::colon) ||
-                        (isScoped && at(TokenKind::semicolon));
+    bool isDefinition = at(TokenKind::leftBrace) || at(TokenKind::colon) || (isScoped && at(TokenKind::semicolon));
     if (!isDefinition) {
         if (!type.name.identifier) {
             errorHere("expected identifier or '{'");
@@ -151,13 +147,10 @@ EnumDecl* Parser::parseEnum(Specifiers& specifiers) {
     decl->attributes = attributes.copyTo(arena_);
     type.inlineEnum = decl;
     names_.declare(decl->name, NameClass::type);
-    if (accept(TokenKind::colon))
-        decl->underlying = parseTypeId();
-    if (at(TokenKind::semicolon))
-        return decl;
+    if (accept(TokenKind::colon)) decl->underlying = parseTypeId();
+    if (at(TokenKind::semicolon)) return decl;
     SourceLocation open = token().location;
-    if (!expect(TokenKind::leftBrace, "expected '{'"))
-        return decl;
+    if (!expect(TokenKind::leftBrace, "expected '{'")) return decl;
     SmallList<EnumeratorDecl*, 16> enumerators;
     while (!at(TokenKind::rightBrace) && !atEnd()) {
         if (!at(TokenKind::identifier)) {
@@ -171,10 +164,8 @@ EnumDecl* Parser::parseEnum(Specifiers& specifiers) {
         Attributes own;
         parseAttributes(own);
         enumerator->attributes = own.copyTo(arena_);
-        if (accept(TokenKind::equal))
-            enumerator->valueExpr = parseConditional();
-        if (!isScoped)
-            names_.declare(enumerator->name, NameClass::value);
+        if (accept(TokenKind::equal)) enumerator->valueExpr = parseConditional();
+        if (!isScoped) names_.declare(enumerator->name, NameClass::value);
         enumerators.add(enumerator);
         if (!accept(TokenKind::comma)) {
             if (at(TokenKind::identifier)) {

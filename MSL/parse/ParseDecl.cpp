@@ -5,8 +5,7 @@
 namespace msl {
 
 std::span<Attribute> Parser::join(Attributes& first, Attributes* second) {
-    if (!second || second->isEmpty())
-        return first.copyTo(arena_);
+    if (!second || second->isEmpty()) return first.copyTo(arena_);
     Attributes all = first;
     for (Attribute& attribute : *second)
         all.add(attribute);
@@ -16,11 +15,9 @@ std::span<Attribute> Parser::join(Attributes& first, Attributes* second) {
 // Everything up to end, or up to the end of the region for a namespace that is not closed.
 void Parser::parseDeclarations(Declarations& out, Context context, TokenKind end) {
     while (!at(end)) {
-        if (at(TokenKind::eof))
-            return;
+        if (at(TokenKind::eof)) return;
         if (at(TokenKind::regionEnd)) {
-            if (end != TokenKind::eof)
-                return;
+            if (end != TokenKind::eof) return;
             advance();
             continue;
         }
@@ -32,13 +29,11 @@ void Parser::parseDeclarations(Declarations& out, Context context, TokenKind end
             continue;
         }
         std::size_t before = position_;
-        if (skipBehindExtraBrace())
-            continue;
+        if (skipBehindExtraBrace()) continue;
         unsigned errorsBefore = diagnostics_.errorCount();
         SourceLocation begin = token().location;
         parseDeclaration(out, context);
-        if (diagnostics_.errorCount() != errorsBefore)
-            skipIndentedBlock(begin, out);
+        if (diagnostics_.errorCount() != errorsBefore) skipIndentedBlock(begin, out);
         if (position_ == before && !atEnd() && !at(TokenKind::rightBrace)) { // nothing could be made of it
             errorHere("expected unqualified-id");
             advance();
@@ -49,12 +44,9 @@ void Parser::parseDeclarations(Declarations& out, Context context, TokenKind end
 
 void Parser::parseDeclaration(Declarations& out, Context context) {
     Nesting nesting(*this);
-    if (!nesting)
-        return;
+    if (!nesting) return;
     switch (kind()) {
-    case TokenKind::semicolon:
-        advance();
-        return;
+    case TokenKind::semicolon: advance(); return;
     case TokenKind::kwInline:
         if (peek(1).is(TokenKind::kwNamespace)) {
             advance();
@@ -66,7 +58,10 @@ void Parser::parseDeclaration(Declarations& out, Context context) {
     case TokenKind::kwUsing: parseUsing(out, nullptr); return;
     case TokenKind::kwTemplate: parseTemplate(out, context); return;
     case TokenKind::kwStaticAssert: out.add(parseStaticAssert()); return;
-    case TokenKind::kwAsm: unsupported(token().location, "'asm'"); skipDeclaration(); return;
+    case TokenKind::kwAsm:
+        unsupported(token().location, "'asm'");
+        skipDeclaration();
+        return;
     case TokenKind::kwExtern:
         if (peek(1).is(TokenKind::string)) { // extern "C" { ... }
             advance();
@@ -85,10 +80,8 @@ void Parser::parseDeclaration(Declarations& out, Context context) {
 }
 
 void Parser::requireType(Specifiers& specifiers) {
-    if (specifiers.hasType)
-        return;
-    if (!specifiers.isInvalid)
-        error(token().location, "a type specifier is required for all declarations");
+    if (specifiers.hasType) return;
+    if (!specifiers.isInvalid) error(token().location, "a type specifier is required for all declarations");
     specifiers.isInvalid = true;
     specifiers.type.name.identifier = int_;
     specifiers.type.name.location = token().location;
@@ -136,8 +129,7 @@ void Parser::parseSimpleDeclaration(Declarations& out, Context context, const Te
                 error(token().location, "unknown type name '" + std::string(token().identifier->text) + "'");
             else
                 errorHere("expected unqualified-id");
-            if (position_ == first && !atEnd())
-                advance();
+            if (position_ == first && !atEnd()) advance();
             skipDeclaration();
         }
         return;
@@ -152,13 +144,11 @@ void Parser::parseSimpleDeclaration(Declarations& out, Context context, const Te
 
 // "struct S { ... }" and then, on a line of its own, something that is no declarator of it.
 bool Parser::missesSemicolonAfterBody(const Specifiers& specifiers) {
-    bool hasBody = (specifiers.type.inlineStruct && specifiers.type.inlineStruct->isDefinition) || specifiers.type.inlineEnum;
-    if (!hasBody || !token().has(Token::startOfLine))
-        return false;
-    if (!at(TokenKind::identifier))
-        return !at(TokenKind::star) && !at(TokenKind::amp) && !at(TokenKind::leftParen);
-    if (NameTracker::classify(token().identifier) == NameClass::type)
-        return true;
+    bool hasBody =
+        (specifiers.type.inlineStruct && specifiers.type.inlineStruct->isDefinition) || specifiers.type.inlineEnum;
+    if (!hasBody || !token().has(Token::startOfLine)) return false;
+    if (!at(TokenKind::identifier)) return !at(TokenKind::star) && !at(TokenKind::amp) && !at(TokenKind::leftParen);
+    if (NameTracker::classify(token().identifier) == NameClass::type) return true;
     TokenKind next = peek(1).kind;
     return next == TokenKind::identifier || next == TokenKind::amp || next == TokenKind::star ||
            next == TokenKind::less || next == TokenKind::coloncolon;
@@ -183,8 +173,7 @@ bool Parser::parseDeclarators(Declarations& out, Specifiers& specifiers, Context
             error(previousEnd(), "expected unqualified-id");
             return false;
         }
-        if (!isMissingSemicolon)
-            parseDeclarator(declarator, specifiers, context);
+        if (!isMissingSemicolon) parseDeclarator(declarator, specifiers, context);
         if (!declarator.name && !at(TokenKind::colon)) {
             std::size_t before = position_;
             if (specifiers.type.inlineStruct || specifiers.type.inlineEnum) {
@@ -202,8 +191,7 @@ bool Parser::parseDeclarators(Declarations& out, Specifiers& specifiers, Context
             }
             errorHere(context == Context::class_ ? "expected member name or ';' after declaration specifiers"
                                                  : "expected unqualified-id");
-            if (position_ == before)
-                context == Context::file ? skipDeclaration() : skipStatement();
+            if (position_ == before) context == Context::file ? skipDeclaration() : skipStatement();
             return false;
         }
         bool isFunction = at(TokenKind::leftParen) && (declarator.isOperator || startsFunctionParameters() ||
@@ -212,8 +200,7 @@ bool Parser::parseDeclarators(Declarations& out, Specifiers& specifiers, Context
             auto* alias = makeDecl<TypeAliasDecl>(declarator.name, declarator.location);
             alias->attributes = join(specifiers.attributes, &declarator.attributes);
             alias->aliased = finishType(specifiers, declarator);
-            if (header)
-                alias->templateParameters = header->parameters;
+            if (header) alias->templateParameters = header->parameters;
             if (at(TokenKind::leftParen)) {
                 unsupported(token().location, "a function type");
                 skipBalanced();
@@ -223,21 +210,17 @@ bool Parser::parseDeclarators(Declarations& out, Specifiers& specifiers, Context
         } else if (isFunction) {
             FunctionDecl* function = parseFunction(specifiers, declarator, context, header);
             out.add(function);
-            if (function->body || closeFunction_)
-                return true;
+            if (function->body || closeFunction_) return true;
         } else {
             VarDecl* variable = parseVariable(specifiers, declarator, context);
-            if (header)
-                unsupported(variable->location, "a variable template");
+            if (header) unsupported(variable->location, "a variable template");
             out.add(variable);
         }
         specifiers.type = baseType;
         isFirst = false;
-        if (!accept(TokenKind::comma))
-            break;
+        if (!accept(TokenKind::comma)) break;
     }
-    if (context == Context::forInit)
-        return true;
+    if (context == Context::forInit) return true;
     expectSemicolon(context == Context::file     ? "expected ';' after top level declarator"
                     : context == Context::class_ ? "expected ';' at end of declaration list"
                                                  : "expected ';' at end of declaration");
@@ -252,9 +235,10 @@ VarDecl* Parser::parseVariable(Specifiers& specifiers, Declarator& declarator, C
     variable->isConstexpr = specifiers.isConstexpr;
     variable->isConst = specifiers.type.isConst;
     variable->isInvalid = declarator.isInvalid || specifiers.isInvalid;
-    variable->varKind = context == Context::file || (context == Context::class_ && specifiers.isStatic) ? VarKind::global
-                        : context == Context::class_                                                   ? VarKind::field
-                                                                                                       : VarKind::local;
+    variable->varKind = context == Context::file || (context == Context::class_ && specifiers.isStatic)
+                            ? VarKind::global
+                        : context == Context::class_ ? VarKind::field
+                                                     : VarKind::local;
     if (context != Context::file || !declarator.name || !isBuiltinTypeName(declarator.name->text))
         names_.declare(declarator.name, NameClass::value);
     if (context == Context::class_ && at(TokenKind::colon)) {
@@ -293,8 +277,7 @@ void Parser::parseNamespace(Declarations& out) {
     while (at(TokenKind::identifier)) {
         names.add(token());
         advance();
-        if (!accept(TokenKind::coloncolon))
-            break;
+        if (!accept(TokenKind::coloncolon)) break;
     }
     if (at(TokenKind::equal)) {
         unsupported(begin, "a namespace alias");
@@ -306,8 +289,7 @@ void Parser::parseNamespace(Declarations& out) {
         skipDeclaration();
         return;
     }
-    if (names.isEmpty())
-        names.add(Token{});
+    if (names.isEmpty()) names.add(Token{});
     // namespace a::b { } is one inside the other
     Decl* outerParent = parent_;
     NamespaceDecl* outermost = nullptr;
@@ -362,8 +344,7 @@ void Parser::parseUsing(Declarations& out, const TemplateHeader* header) {
         alias->attributes = attributes.copyTo(arena_);
         expect(TokenKind::equal, "expected '='");
         alias->aliased = parseTypeId();
-        if (header)
-            alias->templateParameters = header->parameters;
+        if (header) alias->templateParameters = header->parameters;
         names_.declare(alias->name, header ? NameClass::templateType : NameClass::type);
         out.add(alias);
         expectSemicolon("expected ';' after alias declaration");
@@ -380,8 +361,7 @@ void Parser::parseUsing(Declarations& out, const TemplateHeader* header) {
     decl->target.identifier = decl->name = token().identifier;
     decl->location = advance();
     NameClass as = NameTracker::classifyQualified(decl->name);
-    if (as != NameClass::unknown)
-        names_.declare(decl->name, as);
+    if (as != NameClass::unknown) names_.declare(decl->name, as);
     expectSemicolon("expected ';' after using declaration");
     out.add(decl);
 }
@@ -428,8 +408,7 @@ TemplateParameterDecl* Parser::parseTemplateParameter(std::uint32_t index) {
             parameter->location = advance();
             names_.declare(parameter->name, NameClass::type);
         }
-        if (accept(TokenKind::equal))
-            parameter->defaultType = parseTypeId();
+        if (accept(TokenKind::equal)) parameter->defaultType = parseTypeId();
         return parameter;
     }
     parameter->isType = false;
@@ -448,8 +427,7 @@ TemplateParameterDecl* Parser::parseTemplateParameter(std::uint32_t index) {
         names_.declare(parameter->name, NameClass::value);
     }
     parameter->valueType = finishType(specifiers, declarator);
-    if (accept(TokenKind::equal))
-        parameter->defaultValue = parseConditional();
+    if (accept(TokenKind::equal)) parameter->defaultValue = parseConditional();
     return parameter;
 }
 
@@ -470,8 +448,7 @@ void Parser::parseTemplate(Declarations& out, Context context) {
     while (!at(TokenKind::greater) && !atEnd()) {
         std::size_t before = position_;
         parameters.add(parseTemplateParameter(static_cast<std::uint32_t>(parameters.size())));
-        if (!accept(TokenKind::comma) || position_ == before)
-            break;
+        if (!accept(TokenKind::comma) || position_ == before) break;
     }
     noGreater_ = outer;
     if (!accept(TokenKind::greater)) { // what is declared may still be whole

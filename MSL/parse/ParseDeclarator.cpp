@@ -22,7 +22,7 @@ void Parser::parsePointers(Modifiers& modifiers, TypeSyntax& base) {
             continue;
         }
         TypeModifier modifier;
-        modifier.kind = at(TokenKind::star) ? TypeModifier::Kind::pointer
+        modifier.kind = at(TokenKind::star)  ? TypeModifier::Kind::pointer
                         : at(TokenKind::amp) ? TypeModifier::Kind::reference
                                              : TypeModifier::Kind::rvalueReference;
         modifier.location = advance();
@@ -50,8 +50,7 @@ void Parser::parseArraySuffixes(Modifiers& modifiers) {
         modifier.location = advance();
         bool outer = noGreater_;
         noGreater_ = false;
-        if (!at(TokenKind::rightBracket))
-            modifier.arraySize = parseConstant();
+        if (!at(TokenKind::rightBracket)) modifier.arraySize = parseConstant();
         noGreater_ = outer;
         expectClosing(TokenKind::rightBracket, modifier.location);
         if (arrays.size() < modifierLimit)
@@ -87,11 +86,38 @@ void Parser::parseOperatorName(Declarator& declarator, Specifiers& specifiers) {
             advance();
         }
         break;
-    case plus: case minus: case star: case slash: case percent: case caret: case amp: case pipe: case tilde:
-    case exclaim: case equal: case less: case plusEqual: case minusEqual: case starEqual: case slashEqual:
-    case percentEqual: case caretEqual: case ampEqual: case pipeEqual: case lessless: case lesslessEqual: case equalequal:
-    case exclaimEqual: case lessEqual: case greaterEqual: case ampamp: case pipepipe: case plusplus: case minusminus:
-    case comma: case arrow:
+    case plus:
+    case minus:
+    case star:
+    case slash:
+    case percent:
+    case caret:
+    case amp:
+    case pipe:
+    case tilde:
+    case exclaim:
+    case equal:
+    case less:
+    case plusEqual:
+    case minusEqual:
+    case starEqual:
+    case slashEqual:
+    case percentEqual:
+    case caretEqual:
+    case ampEqual:
+    case pipeEqual:
+    case lessless:
+    case lesslessEqual:
+    case equalequal:
+    case exclaimEqual:
+    case lessEqual:
+    case greaterEqual:
+    case ampamp:
+    case pipepipe:
+    case plusplus:
+    case minusminus:
+    case comma:
+    case arrow:
         name += punctuation(kind());
         advance();
         break;
@@ -128,13 +154,13 @@ void Parser::parseDeclarator(Declarator& declarator, Specifiers& specifiers, Con
             name->text == "uint") {
             if (NameTracker::classify(name) == NameClass::type) {
                 if (!specifiers.isInvalid)
-                    error(token().location, context == Context::parameter || peek(1).is(TokenKind::identifier)
-                                            ? "cannot combine with previous '" +
-                                                  std::string(specifiers.type.name.identifier
-                                                                  ? specifiers.type.name.identifier->text
-                                                                  : std::string_view("type")) +
-                                                  "' declaration specifier"
-                                            : "expected unqualified-id");
+                    error(token().location,
+                          context == Context::parameter || peek(1).is(TokenKind::identifier)
+                              ? "cannot combine with previous '" +
+                                    std::string(specifiers.type.name.identifier ? specifiers.type.name.identifier->text
+                                                                                : std::string_view("type")) +
+                                    "' declaration specifier"
+                              : "expected unqualified-id");
                 declarator.isInvalid = true;
                 declarator.name = identifiers_.get("<unnamed>");
                 advance();
@@ -193,26 +219,21 @@ void Parser::parseAttributes(Attributes& attributes) {
             SourceLocation open = advance();
             advance();
             parseAttributeList(attributes, TokenKind::rightBracket, false);
-            if (expectClosing(TokenKind::rightBracket, open))
-                expectClosing(TokenKind::rightBracket, open);
+            if (expectClosing(TokenKind::rightBracket, open)) expectClosing(TokenKind::rightBracket, open);
         } else if (at(TokenKind::kwAttribute)) {
             advance();
             SourceLocation open = token().location;
-            if (!expect(TokenKind::leftParen, "expected '(' after '__attribute__'"))
-                return;
+            if (!expect(TokenKind::leftParen, "expected '(' after '__attribute__'")) return;
             SourceLocation second = token().location;
-            if (!expect(TokenKind::leftParen, "expected '(' after '('"))
-                return;
+            if (!expect(TokenKind::leftParen, "expected '(' after '('")) return;
             parseAttributeList(attributes, TokenKind::rightParen, true);
-            if (expectClosing(TokenKind::rightParen, second))
-                expectClosing(TokenKind::rightParen, open);
+            if (expectClosing(TokenKind::rightParen, second)) expectClosing(TokenKind::rightParen, open);
         } else if (at(TokenKind::kwAlignas)) {
             Attribute attribute;
             attribute.name = token().identifier;
             attribute.location = advance();
             SourceLocation open = token().location;
-            if (!expect(TokenKind::leftParen, "expected '(' after 'alignas'"))
-                return;
+            if (!expect(TokenKind::leftParen, "expected '(' after 'alignas'")) return;
             Expressions arguments;
             if (scanType(0) != 0) { // alignas(T) is alignas(alignof(T))
                 auto* size = make<SizeOf>(token().location, token().location);
@@ -235,8 +256,7 @@ void Parser::parseAttributeList(Attributes& attributes, TokenKind end, bool isGn
     bool outer = noGreater_;
     noGreater_ = false;
     while (!at(end) && !atEnd()) {
-        if (accept(TokenKind::comma))
-            continue;
+        if (accept(TokenKind::comma)) continue;
         Attribute attribute;
         attribute.isGnu = isGnu;
         attribute.location = token().location;
@@ -260,8 +280,7 @@ void Parser::parseAttributeList(Attributes& attributes, TokenKind end, bool isGn
             attribute.arguments = arguments.copyTo(arena_);
         }
         attributes.add(attribute);
-        if (!at(TokenKind::comma))
-            break;
+        if (!at(TokenKind::comma)) break;
     }
     noGreater_ = outer;
 }

@@ -54,14 +54,15 @@ OperatorRow assignmentOperator(TokenKind kind) {
 
 } // namespace
 
-Expr* Parser::errorExpr(SourceLocation at) { return make<ErrorExpr>(at, at); }
+Expr* Parser::errorExpr(SourceLocation at) {
+    return make<ErrorExpr>(at, at);
+}
 
 // Gives an expression its height above its parts; passes recurse over expressions, so there is a limit.
 Expr* Parser::limitHeight(Expr* expression, std::uint16_t below) {
     expression->height = static_cast<std::uint16_t>(below + 1);
     highest_ = std::max(highest_, expression->height);
-    if (expression->height <= heightLimit)
-        return expression;
+    if (expression->height <= heightLimit) return expression;
     if (!isStopped_) {
         diagnostics_.error(expression->location, "expression is nested too deeply");
         stop();
@@ -76,45 +77,39 @@ Expr* Parser::parseExpression() {
         both->op = BinaryOp::comma;
         both->left = left;
         both->right = parseAssignment();
-        if (left->kind == ExprKind::error || both->right->kind == ExprKind::error)
-            return errorExpr(left->begin);
+        if (left->kind == ExprKind::error || both->right->kind == ExprKind::error) return errorExpr(left->begin);
         left = limitHeight(both, std::max(left->height, both->right->height));
     }
     return left;
 }
 
-Expr* Parser::parseInitializerClause() { return at(TokenKind::leftBrace) ? parseInitList() : parseAssignment(); }
+Expr* Parser::parseInitializerClause() {
+    return at(TokenKind::leftBrace) ? parseInitList() : parseAssignment();
+}
 
 Expr* Parser::parseAssignment() {
     Nesting nesting(*this);
-    if (!nesting)
-        return errorExpr(token().location);
+    if (!nesting) return errorExpr(token().location);
     Expr* left = parseConditional();
     OperatorRow row = assignmentOperator(kind());
-    bool isShift = at(TokenKind::greater) && !noGreater_ && peek(1).is(TokenKind::greaterEqual) &&
-                   peek(1).touchesPrevious();
-    if (isShift)
-        row = {1, BinaryOp::shrAssign};
-    if (row.precedence == 0 || left->kind == ExprKind::error)
-        return left;
+    bool isShift =
+        at(TokenKind::greater) && !noGreater_ && peek(1).is(TokenKind::greaterEqual) && peek(1).touchesPrevious();
+    if (isShift) row = {1, BinaryOp::shrAssign};
+    if (row.precedence == 0 || left->kind == ExprKind::error) return left;
     auto* assignment = make<Binary>(advance(), left->begin);
-    if (isShift)
-        advance();
+    if (isShift) advance();
     assignment->op = row.op;
     assignment->left = left;
     assignment->right = parseInitializerClause();
-    if (assignment->right->kind == ExprKind::error)
-        return assignment->right;
+    if (assignment->right->kind == ExprKind::error) return assignment->right;
     return limitHeight(assignment, std::max(left->height, assignment->right->height));
 }
 
 Expr* Parser::parseConditional() {
     Expr* condition = parseBinary(1);
-    if (!at(TokenKind::question))
-        return condition;
+    if (!at(TokenKind::question)) return condition;
     Nesting nesting(*this);
-    if (!nesting)
-        return errorExpr(token().location);
+    if (!nesting) return errorExpr(token().location);
     auto* conditional = make<Conditional>(advance(), condition->begin);
     conditional->condition = condition;
     bool outer = noGreater_;
@@ -131,31 +126,28 @@ Expr* Parser::parseConditional() {
     if (condition->kind == ExprKind::error || conditional->whenTrue->kind == ExprKind::error ||
         conditional->whenFalse->kind == ExprKind::error)
         return errorExpr(conditional->begin);
-    return limitHeight(conditional, std::max({condition->height, conditional->whenTrue->height,
-                                              conditional->whenFalse->height}));
+    return limitHeight(conditional,
+                       std::max({condition->height, conditional->whenTrue->height, conditional->whenFalse->height}));
 }
 
-Expr* Parser::parseBinary(int minimumPrecedence) { return parseBinaryRest(parseUnary(), minimumPrecedence); }
+Expr* Parser::parseBinary(int minimumPrecedence) {
+    return parseBinaryRest(parseUnary(), minimumPrecedence);
+}
 
 Expr* Parser::parseBinaryRest(Expr* left, int minimumPrecedence) {
     for (;;) {
         OperatorRow row = binaryOperator(kind());
         bool isShift = false;
         if (at(TokenKind::greater)) {
-            if (noGreater_)
-                return left;
+            if (noGreater_) return left;
             const Token& next = peek(1);
-            if (next.touchesPrevious() && next.is(TokenKind::greaterEqual))
-                return left; // ">>="
+            if (next.touchesPrevious() && next.is(TokenKind::greaterEqual)) return left; // ">>="
             isShift = next.touchesPrevious() && next.is(TokenKind::greater);
-            if (isShift)
-                row = {8, BinaryOp::shr};
+            if (isShift) row = {8, BinaryOp::shr};
         }
-        if (row.precedence < minimumPrecedence || row.precedence == 0)
-            return left;
+        if (row.precedence < minimumPrecedence || row.precedence == 0) return left;
         SourceLocation location = advance();
-        if (isShift)
-            advance();
+        if (isShift) advance();
         Expr* right = parseUnary();
         // What binds tighter on the right belongs to the right side.
         right = parseBinaryRest(right, row.precedence + 1);
@@ -168,8 +160,7 @@ Expr* Parser::parseBinaryRest(Expr* left, int minimumPrecedence) {
         binary->left = left;
         binary->right = right;
         left = limitHeight(binary, std::max(left->height, right->height));
-        if (left->kind == ExprKind::error)
-            return left;
+        if (left->kind == ExprKind::error) return left;
     }
 }
 
@@ -189,8 +180,7 @@ Expr* Parser::parseUnary() {
     case TokenKind::leftParen:
         if (std::size_t after = scanType(1); after != 0 && peek(after).is(TokenKind::rightParen)) {
             Nesting nesting(*this);
-            if (!nesting)
-                return errorExpr(token().location);
+            if (!nesting) return errorExpr(token().location);
             SourceLocation open = advance();
             TypeSyntax* type = parseTypeId();
             expectClosing(TokenKind::rightParen, open);
@@ -208,21 +198,18 @@ Expr* Parser::parseUnary() {
     default: return parsePostfix(parsePrimary());
     }
     Nesting nesting(*this);
-    if (!nesting)
-        return errorExpr(token().location);
+    if (!nesting) return errorExpr(token().location);
     SourceLocation location = advance();
     auto* unary = make<Unary>(location, location);
     unary->op = op;
     unary->operand = parseUnary();
-    if (unary->operand->kind == ExprKind::error)
-        return unary->operand;
+    if (unary->operand->kind == ExprKind::error) return unary->operand;
     return limitHeight(unary, unary->operand->height);
 }
 
 Expr* Parser::parsePostfix(Expr* operand) {
     for (;;) {
-        if (operand->kind == ExprKind::error)
-            return operand;
+        if (operand->kind == ExprKind::error) return operand;
         switch (kind()) {
         case TokenKind::leftParen: {
             auto* call = make<Call>(operand->location, operand->begin);
@@ -246,8 +233,8 @@ Expr* Parser::parsePostfix(Expr* operand) {
             index->index = parseExpression();
             noGreater_ = outer;
             bool isWhole = expectClosing(TokenKind::rightBracket, open) && index->index->kind != ExprKind::error;
-            operand = isWhole ? limitHeight(index, std::max(operand->height, index->index->height))
-                              : errorExpr(index->begin);
+            operand =
+                isWhole ? limitHeight(index, std::max(operand->height, index->index->height)) : errorExpr(index->begin);
             break;
         }
         case TokenKind::period:
@@ -284,7 +271,8 @@ Member* Parser::parseMember(Expr* base) {
     member->isArrow = isArrow;
     member->name.location = token().location;
     member->name.identifier = token().identifier;
-    bool mayBeTemplate = isTemplate || NameTracker::classifyQualified(token().identifier) == NameClass::templateFunction;
+    bool mayBeTemplate =
+        isTemplate || NameTracker::classifyQualified(token().identifier) == NameClass::templateFunction;
     advance();
     if (mayBeTemplate && at(TokenKind::less)) {
         std::size_t after = scanTemplateArguments(0);
@@ -305,8 +293,7 @@ bool Parser::parseArguments(Expressions& arguments, TokenKind close, SourceLocat
         Expr* argument = parseInitializerClause();
         isWhole &= argument->kind != ExprKind::error;
         arguments.add(argument);
-        if (!accept(TokenKind::comma))
-            break;
+        if (!accept(TokenKind::comma)) break;
         if (at(close) || atEnd()) {
             if (close != TokenKind::rightBrace) {
                 errorHere("expected expression");

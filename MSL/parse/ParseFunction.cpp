@@ -7,7 +7,8 @@ FunctionDecl* Parser::parseFunction(Specifiers& specifiers, Declarator& declarat
                                     const TemplateHeader* header) {
     auto* function = makeDecl<FunctionDecl>(declarator.name, declarator.location);
     function->stage = specifiers.stage;
-    function->returnTypeSyntax = specifiers.hasType || specifiers.isInvalid ? finishType(specifiers, declarator) : nullptr;
+    function->returnTypeSyntax =
+        specifiers.hasType || specifiers.isInvalid ? finishType(specifiers, declarator) : nullptr;
     function->isStatic = specifiers.isStatic;
     function->isInline = specifiers.isInline;
     function->isConstexpr = specifiers.isConstexpr;
@@ -21,8 +22,7 @@ FunctionDecl* Parser::parseFunction(Specifiers& specifiers, Declarator& declarat
         function->isSpecialization = header->isSpecialization;
         function->specializationArguments = declarator.templateArguments;
     }
-    if (!function->isConstructor)
-        names_.declareFunction(declarator.name, header != nullptr);
+    if (!function->isConstructor) names_.declareFunction(declarator.name, header != nullptr);
 
     unsigned errorsBefore = diagnostics_.errorCount();
     NameTracker::Mark mark = names_.open();
@@ -32,8 +32,7 @@ FunctionDecl* Parser::parseFunction(Specifiers& specifiers, Declarator& declarat
     parseFunctionQualifiers(*function, declarator.attributes);
     function->attributes = join(specifiers.attributes, &declarator.attributes);
     for (const Attribute& attribute : function->attributes) {
-        if (attribute.scope)
-            continue;
+        if (attribute.scope) continue;
         if (attribute.name->text == "fragment")
             function->stage = EntryStage::fragment;
         else if (attribute.name->text == "vertex")
@@ -41,8 +40,7 @@ FunctionDecl* Parser::parseFunction(Specifiers& specifiers, Declarator& declarat
         else if (attribute.name->text == "kernel")
             function->stage = EntryStage::kernel;
     }
-    if (at(TokenKind::colon) && function->isConstructor)
-        parseMemberInits(*function);
+    if (at(TokenKind::colon) && function->isConstructor) parseMemberInits(*function);
     if (at(TokenKind::leftBrace)) {
         if (context == Context::local || context == Context::forInit)
             error(token().location, "function definition is not allowed here");
@@ -50,8 +48,7 @@ FunctionDecl* Parser::parseFunction(Specifiers& specifiers, Declarator& declarat
     } else if (at(TokenKind::equal)) { // "= default", "= delete"
         advance();
         if (!accept(TokenKind::kwDefault) && !accept(TokenKind::kwDelete)) {
-            if (!accept(TokenKind::number))
-                errorHere("expected 'default' or 'delete'");
+            if (!accept(TokenKind::number)) errorHere("expected 'default' or 'delete'");
         }
     } else if (!at(TokenKind::semicolon) && !at(TokenKind::comma) && context != Context::local) {
         // The brace is missing when the lines that follow are indented like a body.
@@ -60,8 +57,7 @@ FunctionDecl* Parser::parseFunction(Specifiers& specifiers, Declarator& declarat
         bool isReported = lastErrorPosition_ == position_;
         errorHere(isBody || !token().has(Token::startOfLine) ? "expected function body after function declarator"
                                                              : "expected ';' after top level declarator");
-        if (isBody || isReported)
-            function->isInvalid |= isReported;
+        if (isBody || isReported) function->isInvalid |= isReported;
         if (isBody) {
             parseFunctionBody(*function);
         } else {
@@ -84,8 +80,7 @@ FunctionDecl* Parser::parseFunction(Specifiers& specifiers, Declarator& declarat
 void Parser::parseParameters(FunctionDecl& function) {
     SourceLocation open = advance();
     SmallList<VarDecl*, 8> parameters;
-    if (at(TokenKind::identifier) && token().identifier->text == "void" && peek(1).is(TokenKind::rightParen))
-        advance();
+    if (at(TokenKind::identifier) && token().identifier->text == "void" && peek(1).is(TokenKind::rightParen)) advance();
     bool outer = noGreater_;
     noGreater_ = false;
     while (!at(TokenKind::rightParen) && !atEnd()) {
@@ -105,8 +100,7 @@ void Parser::parseParameters(FunctionDecl& function) {
             while (!at(TokenKind::comma) && !at(TokenKind::rightParen) && !at(TokenKind::leftBrace) &&
                    !at(TokenKind::semicolon) && !at(TokenKind::rightBrace) && !atEnd())
                 advance();
-            if (accept(TokenKind::comma))
-                continue;
+            if (accept(TokenKind::comma)) continue;
             break;
         }
         TypeSyntax base = specifiers.type;
@@ -122,11 +116,9 @@ void Parser::parseParameters(FunctionDecl& function) {
         parameter->isInvalid = declarator.isInvalid || specifiers.isInvalid;
         function.isInvalid |= parameter->isInvalid;
         names_.declare(declarator.name, NameClass::value);
-        if (accept(TokenKind::equal))
-            parameter->initializer = parseInitializerClause();
+        if (accept(TokenKind::equal)) parameter->initializer = parseInitializerClause();
         parameters.add(parameter);
-        if (!accept(TokenKind::comma))
-            break;
+        if (!accept(TokenKind::comma)) break;
         if (at(TokenKind::rightParen) || atEnd()) {
             errorHere("expected parameter declarator");
             function.isInvalid = true;
@@ -134,8 +126,7 @@ void Parser::parseParameters(FunctionDecl& function) {
     }
     noGreater_ = outer;
     function.parameters = parameters.copyTo(arena_);
-    if (!expectClosing(TokenKind::rightParen, open))
-        function.isInvalid = true;
+    if (!expectClosing(TokenKind::rightParen, open)) function.isInvalid = true;
 }
 
 void Parser::parseFunctionQualifiers(FunctionDecl& function, Attributes& attributes) {
@@ -158,8 +149,7 @@ void Parser::parseFunctionQualifiers(FunctionDecl& function, Attributes& attribu
         case TokenKind::kwAttribute: {
             std::size_t before = position_;
             parseAttributes(attributes);
-            if (position_ == before)
-                return;
+            if (position_ == before) return;
             continue;
         }
         case TokenKind::arrow:
@@ -167,8 +157,7 @@ void Parser::parseFunctionQualifiers(FunctionDecl& function, Attributes& attribu
             function.returnTypeSyntax = parseTypeId();
             continue;
         case TokenKind::identifier:
-            if (token().identifier->text != "override" && token().identifier->text != "final")
-                return;
+            if (token().identifier->text != "override" && token().identifier->text != "final") return;
             break;
         default: return;
         }
@@ -194,8 +183,7 @@ void Parser::parseMemberInits(FunctionDecl& function) {
         parseArguments(arguments, init.isBraced ? TokenKind::rightBrace : TokenKind::rightParen, open);
         init.arguments = arguments.copyTo(arena_);
         inits.add(init);
-        if (!accept(TokenKind::comma))
-            break;
+        if (!accept(TokenKind::comma)) break;
     }
     function.memberInits = inits.copyTo(arena_);
 }
@@ -236,16 +224,15 @@ void Parser::parseFunctionBody(FunctionDecl& function) {
     functionIndentation_ = outerIndentation;
     functionFile_ = outerFile;
     bodyIsIndented_ = outerIndented;
-    if (outerInFunction)
-        return;
+    if (outerInFunction) return;
     SourceLocation close = function.body->end;
     doubtfulBrace_ = {};
     if (!closeFunction_ && tokens_[position_ - 1].is(TokenKind::rightBrace) &&
         tokens_[position_ - 1].location == close) {
         bool isOwnLine = tokens_[position_ - 1].has(Token::startOfLine);
         std::uint32_t own = indentation(function.location);
-        bool isOneLine = sources_.text().substr(open.offset(), close.offset() - open.offset()).find('\n') ==
-                         std::string_view::npos;
+        bool isOneLine =
+            sources_.text().substr(open.offset(), close.offset() - open.offset()).find('\n') == std::string_view::npos;
         if (isOwnLine ? indentation(close) > own : !isOneLine) {
             doubtfulBrace_ = close;
             functionHadErrors_ = diagnostics_.errorCount() != errorsBeforeFunction_;

@@ -19,8 +19,7 @@ Expr* Parser::parsePrimary() {
         auto* literal = make<IntLiteral>(first.location, first.location);
         literal->value = read.value;
         literal->isCharacter = true;
-        if (!read.error.empty())
-            error(first.location, read.error);
+        if (!read.error.empty()) error(first.location, read.error);
         advance();
         return literal;
     }
@@ -76,9 +75,7 @@ Expr* Parser::parsePrimary() {
         unsupported(first.location, "'" + std::string(first.identifier->text) + "'");
         advance();
         return errorExpr(first.location);
-    default:
-        errorHere("expected expression");
-        return errorExpr(first.location);
+    default: errorHere("expected expression"); return errorExpr(first.location);
     }
 }
 
@@ -86,10 +83,10 @@ Expr* Parser::parseNumber() {
     const Token number = token();
     NumberLiteral read = readNumber(spelling(number));
     if (!read.error.empty()) {
-        SourceLocation at = number.has(Token::fromMacro)
-                                ? number.location
-                                : SourceLocation::atOffset(number.location.offset() +
-                                                           static_cast<std::uint32_t>(read.errorOffset));
+        SourceLocation at =
+            number.has(Token::fromMacro)
+                ? number.location
+                : SourceLocation::atOffset(number.location.offset() + static_cast<std::uint32_t>(read.errorOffset));
         error(at, read.error);
     }
     advance();
@@ -98,9 +95,9 @@ Expr* Parser::parseNumber() {
         literal->value = read.floating;
         literal->isHalf = read.isHalf;
         if (read.isTooLarge)
-            diagnostics_.warning(number.location, read.isHalf
-                                                      ? "magnitude of floating-point constant too large for type 'half'"
-                                                      : "magnitude of floating-point constant too large for type 'float'");
+            diagnostics_.warning(number.location,
+                                 read.isHalf ? "magnitude of floating-point constant too large for type 'half'"
+                                             : "magnitude of floating-point constant too large for type 'float'");
         return literal;
     }
     auto* literal = make<IntLiteral>(number.location, number.location);
@@ -119,8 +116,7 @@ Expr* Parser::parseParenthesized() {
     noGreater_ = outer;
     inner->isParenthesized = true;
     inner->begin = open;
-    if (!expectClosing(TokenKind::rightParen, open))
-        return errorExpr(open);
+    if (!expectClosing(TokenKind::rightParen, open)) return errorExpr(open);
     return inner;
 }
 
@@ -171,8 +167,8 @@ Expr* Parser::parseName() {
     }
     reference->location = reference->name.location = token().location;
     reference->name.identifier = token().identifier;
-    NameClass last = hasQualifiers ? NameTracker::classifyQualified(token().identifier)
-                                   : NameTracker::classify(token().identifier);
+    NameClass last =
+        hasQualifiers ? NameTracker::classifyQualified(token().identifier) : NameTracker::classify(token().identifier);
     advance();
     if (at(TokenKind::less) && (last == NameClass::templateFunction || last == NameClass::templateType)) {
         std::size_t after = scanTemplateArguments(0);
@@ -202,10 +198,8 @@ Expr* Parser::parseConstruct(TypeSyntax* type) {
     }
     SourceLocation open = advance();
     Expressions arguments;
-    bool isWhole =
-        parseArguments(arguments, construct->isBraced ? TokenKind::rightBrace : TokenKind::rightParen, open);
-    if (!isWhole)
-        return errorExpr(type->location);
+    bool isWhole = parseArguments(arguments, construct->isBraced ? TokenKind::rightBrace : TokenKind::rightParen, open);
+    if (!isWhole) return errorExpr(type->location);
     std::uint16_t below = 1;
     for (Expr* argument : arguments)
         below = std::max(below, argument->height);
@@ -223,28 +217,23 @@ Expr* Parser::parseNamedCast() {
     std::string name(token().identifier->text);
     advance();
     SourceLocation less = token().location;
-    if (!expect(TokenKind::less, "expected '<' after '" + name + "'"))
-        return errorExpr(cast->location);
+    if (!expect(TokenKind::less, "expected '<' after '" + name + "'")) return errorExpr(cast->location);
     cast->typeSyntax = parseTypeId();
-    if (!expectClosing(TokenKind::greater, less))
-        return errorExpr(cast->location);
+    if (!expectClosing(TokenKind::greater, less)) return errorExpr(cast->location);
     SourceLocation open = token().location;
-    if (!expect(TokenKind::leftParen, "expected '(' after '>'"))
-        return errorExpr(cast->location);
+    if (!expect(TokenKind::leftParen, "expected '(' after '>'")) return errorExpr(cast->location);
     bool outer = noGreater_;
     noGreater_ = false;
     cast->operand = parseExpression();
     noGreater_ = outer;
     bool isWhole = expectClosing(TokenKind::rightParen, open);
-    if (!isWhole || cast->operand->kind == ExprKind::error)
-        return errorExpr(cast->location);
+    if (!isWhole || cast->operand->kind == ExprKind::error) return errorExpr(cast->location);
     return limitHeight(cast, cast->operand->height);
 }
 
 Expr* Parser::parseSizeOf() {
     Nesting nesting(*this);
-    if (!nesting)
-        return errorExpr(token().location);
+    if (!nesting) return errorExpr(token().location);
     auto* size = make<SizeOf>(token().location, token().location);
     size->isAlignOf = at(TokenKind::kwAlignof);
     advance();
@@ -262,8 +251,7 @@ Expr* Parser::parseSizeOf() {
         }
     }
     size->operand = parseUnary();
-    if (size->operand->kind == ExprKind::error)
-        return size->operand;
+    if (size->operand->kind == ExprKind::error) return size->operand;
     return limitHeight(size, size->operand->height);
 }
 
@@ -272,8 +260,7 @@ Expr* Parser::parseLambda() {
     Nesting nesting(*this);
     auto* lambda = make<Lambda>(token().location, token().location);
     SourceLocation open = advance();
-    if (!nesting)
-        return errorExpr(open);
+    if (!nesting) return errorExpr(open);
     SmallList<Lambda::Capture, 4> captures;
     while (!at(TokenKind::rightBracket) && !atEnd()) {
         Lambda::Capture capture;
@@ -304,11 +291,9 @@ Expr* Parser::parseLambda() {
             }
             captures.add(capture);
         }
-        if (!accept(TokenKind::comma))
-            break;
+        if (!accept(TokenKind::comma)) break;
     }
-    if (!expectClosing(TokenKind::rightBracket, open))
-        return errorExpr(open);
+    if (!expectClosing(TokenKind::rightBracket, open)) return errorExpr(open);
     lambda->captures = captures.copyTo(arena_);
 
     auto* function = makeDecl<FunctionDecl>(identifiers_.get("operator()"), open);
@@ -318,8 +303,7 @@ Expr* Parser::parseLambda() {
     NameTracker::Mark mark = names_.open();
     Decl* outerParent = parent_;
     parent_ = function;
-    if (at(TokenKind::leftParen))
-        parseParameters(*function);
+    if (at(TokenKind::leftParen)) parseParameters(*function);
     Attributes attributes;
     parseFunctionQualifiers(*function, attributes);
     Expr* result = lambda;
@@ -343,8 +327,7 @@ Expr* Parser::parseInitList() {
     Nesting nesting(*this);
     auto* list = make<InitList>(token().location, token().location);
     SourceLocation open = advance();
-    if (!nesting)
-        return errorExpr(open);
+    if (!nesting) return errorExpr(open);
     bool outer = noGreater_;
     noGreater_ = false;
     SmallList<Initializer, 16> initializers;
@@ -363,8 +346,7 @@ Expr* Parser::parseInitList() {
                 isWhole = false;
                 break;
             }
-            if (!at(TokenKind::leftBrace))
-                expect(TokenKind::equal, "expected '=' or another designator");
+            if (!at(TokenKind::leftBrace)) expect(TokenKind::equal, "expected '=' or another designator");
         } else if (at(TokenKind::leftBracket) && !peek(1).is(TokenKind::rightBracket) && !peek(1).is(TokenKind::amp) &&
                    !(peek(1).is(TokenKind::equal))) {
             SourceLocation bracket = advance();
@@ -376,8 +358,7 @@ Expr* Parser::parseInitList() {
         isWhole &= initializer.value->kind != ExprKind::error;
         below = std::max(below, initializer.value->height);
         initializers.add(initializer);
-        if (!accept(TokenKind::comma))
-            break;
+        if (!accept(TokenKind::comma)) break;
     }
     noGreater_ = outer;
     list->initializers = initializers.copyTo(arena_);

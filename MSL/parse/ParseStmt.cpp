@@ -22,8 +22,7 @@ CompoundStmt* Parser::parseCompoundAfterBrace(SourceLocation open) {
         parseStatementInto(statements);
     }
     compound->end = closeFunction_ ? previousEnd() : token().location;
-    if (!closeFunction_)
-        accept(TokenKind::rightBrace);
+    if (!closeFunction_) accept(TokenKind::rightBrace);
     names_.close(mark);
     compound->statements = statements.copyTo(arena_);
     return compound;
@@ -31,8 +30,7 @@ CompoundStmt* Parser::parseCompoundAfterBrace(SourceLocation open) {
 
 void Parser::parseStatementInto(SmallList<Stmt*, 16>& out) {
     std::size_t before = position_;
-    if (Stmt* statement = parseStatement())
-        out.add(statement);
+    if (Stmt* statement = parseStatement()) out.add(statement);
     if (position_ == before && !at(TokenKind::rightBrace) && !atEnd() && !closeFunction_) {
         errorHere("expected expression");
         advance();
@@ -40,14 +38,12 @@ void Parser::parseStatementInto(SmallList<Stmt*, 16>& out) {
     }
 }
 
-// Whether the statement that seems to begin here belongs behind the function: another function's head, or something that
-// only file scope can hold, no deeper in the line than the function itself or in another file.
+// Whether the statement that seems to begin here belongs behind the function: another function's head, or something
+// that only file scope can hold, no deeper in the line than the function itself or in another file.
 bool Parser::missesClosingBrace() {
-    if (!inFunction_ || !token().has(Token::startOfLine) || token().has(Token::fromMacro))
-        return false;
+    if (!inFunction_ || !token().has(Token::startOfLine) || token().has(Token::fromMacro)) return false;
     bool isOtherFile = sources_.fileIndex(token().location.offset()) != functionFile_;
-    if (!isOtherFile && indentation(token().location) > functionIndentation_)
-        return false;
+    if (!isOtherFile && indentation(token().location) > functionIndentation_) return false;
     switch (kind()) {
     case TokenKind::kwFragment:
     case TokenKind::kwVertex:
@@ -59,8 +55,7 @@ bool Parser::missesClosingBrace() {
     case TokenKind::kwConstant:
     case TokenKind::kwTypedef:
     case TokenKind::kwUsing:
-        if (bodyIsIndented_)
-            return true;
+        if (bodyIsIndented_) return true;
         break;
     case TokenKind::identifier:
     case TokenKind::kwStatic:
@@ -79,7 +74,8 @@ bool Parser::missesClosingBrace() {
 }
 
 // Reports the missing brace behind the last token, and names the brace that it should close: where the indentation
-// shows a closing brace standing further left than the line of the one it closed, that one; else the innermost open one.
+// shows a closing brace standing further left than the line of the one it closed, that one; else the innermost open
+// one.
 void Parser::reportMissingBrace(std::size_t openToken) {
     closeFunction_ = inFunction_;
     std::vector<std::size_t> open;
@@ -87,8 +83,7 @@ void Parser::reportMissingBrace(std::size_t openToken) {
     bool isFound = false;
     for (std::size_t i = openToken; i < position_ && !isFound; ++i) {
         const Token& t = tokens_[i];
-        if (t.has(Token::fromMacro))
-            continue;
+        if (t.has(Token::fromMacro)) continue;
         if (t.is(TokenKind::leftBrace)) {
             open.push_back(i);
         } else if (t.is(TokenKind::rightBrace) && !open.empty()) {
@@ -99,20 +94,17 @@ void Parser::reportMissingBrace(std::size_t openToken) {
             open.pop_back();
         }
     }
-    if (!isFound && !open.empty())
-        culprit = open.back();
+    if (!isFound && !open.empty()) culprit = open.back();
     lastErrorPosition_ = ~std::size_t{0}; // a second fault, whatever was missed at this token before
     error(previousEnd(), "expected '}'");
-    if (tokens_[culprit].is(TokenKind::leftBrace))
-        note(tokens_[culprit].location, "to match this '{'");
+    if (tokens_[culprit].is(TokenKind::leftBrace)) note(tokens_[culprit].location, "to match this '{'");
 }
 
 // ----------------------------------------------------------------------------------------------------- statements
 
 Stmt* Parser::parseStatement() {
     Nesting nesting(*this);
-    if (!nesting)
-        return nullptr;
+    if (!nesting) return nullptr;
     if (at(TokenKind::leftBracket) && peek(1).is(TokenKind::leftBracket)) {
         std::size_t after = scanAttributes(0);
         switch (peek(after).kind) {
@@ -176,8 +168,7 @@ Stmt* Parser::parseStatement() {
     }
     if (startsDeclaration()) {
         if (at(TokenKind::identifier) && peek(1).is(TokenKind::identifier))
-            if (Stmt* repaired = parseMistypedReturn())
-                return repaired;
+            if (Stmt* repaired = parseMistypedReturn()) return repaired;
         return parseDeclarationStatement();
     }
     return parseExpressionStatement();
@@ -198,8 +189,7 @@ Stmt* Parser::parseMistypedReturn() {
             diagonal = above;
         }
     }
-    if (previous[wanted.size()] > 2)
-        return nullptr;
+    if (previous[wanted.size()] > 2) return nullptr;
     error(token().location, "unknown type name '" + std::string(word->text) + "'; did you mean 'return'?");
     return parseReturn();
 }
@@ -229,8 +219,7 @@ Stmt* Parser::parseExpressionStatement() {
     std::size_t first = position_;
     statement->expression = parseExpression();
     if (statement->expression->kind == ExprKind::error && !at(TokenKind::semicolon)) {
-        if (position_ == first || !startsStatementOnNewLine())
-            skipStatement();
+        if (position_ == first || !startsStatementOnNewLine()) skipStatement();
         return statement;
     }
     expectSemicolon("expected ';' after expression");
@@ -239,8 +228,7 @@ Stmt* Parser::parseExpressionStatement() {
 
 bool Parser::parseOpenParen(std::string_view keyword, SourceLocation& open) {
     open = token().location;
-    if (accept(TokenKind::leftParen))
-        return true;
+    if (accept(TokenKind::leftParen)) return true;
     errorHere("expected '(' after '" + std::string(keyword) + "'");
     return false;
 }
@@ -333,8 +321,7 @@ Stmt* Parser::parseFor() {
     }
     constexpr std::string_view separator = "expected ';' in 'for' statement specifier";
     auto expectSeparator = [&] {
-        if (accept(TokenKind::semicolon))
-            return true;
+        if (accept(TokenKind::semicolon)) return true;
         errorHere(std::string(separator));
         skipToClosing(TokenKind::rightParen, true);
         return false;
@@ -384,13 +371,11 @@ Stmt* Parser::parseFor() {
         isWhole = expectSeparator();
     }
     if (isWhole) {
-        if (!at(TokenKind::semicolon))
-            statement->condition = parseExpression();
+        if (!at(TokenKind::semicolon)) statement->condition = parseExpression();
         isWhole = expectSeparator();
     }
     if (isWhole) {
-        if (!at(TokenKind::rightParen))
-            statement->step = parseExpression();
+        if (!at(TokenKind::rightParen)) statement->step = parseExpression();
         expectClosing(TokenKind::rightParen, open);
     }
     ++loopDepth_;
@@ -425,8 +410,7 @@ Stmt* Parser::parseDo() {
     --loopDepth_;
     SourceLocation open = token().location;
     if (closeFunction_ || !at(TokenKind::kwWhile)) {
-        if (!closeFunction_)
-            error(previousEnd(), "expected 'while' in do/while loop");
+        if (!closeFunction_) error(previousEnd(), "expected 'while' in do/while loop");
         statement->condition = errorExpr(open);
         return statement;
     }
@@ -460,13 +444,12 @@ Stmt* Parser::parseCase() {
     bool isDefault = at(TokenKind::kwDefault);
     auto* statement = makeStmt<CaseStmt>(advance());
     if (switchDepth_ == 0)
-        error(statement->location, isDefault ? "'default' statement not in switch statement"
-                                             : "'case' statement not in switch statement");
+        error(statement->location,
+              isDefault ? "'default' statement not in switch statement" : "'case' statement not in switch statement");
     else if (!directlyInSwitch_)
         unsupported(statement->location, "a label of a switch inside of another statement");
     bool isWanted = directlyInSwitch_;
-    if (!isDefault)
-        statement->value = parseConditional();
+    if (!isDefault) statement->value = parseConditional();
     if (!accept(TokenKind::colon)) {
         error(previousEnd(), isDefault ? "expected ':' after 'default'" : "expected ':' after 'case'");
         accept(TokenKind::semicolon);
@@ -487,8 +470,7 @@ Stmt* Parser::parseReturn() {
             statement->value = limitHeight(both, std::max(first->height, both->right->height));
         }
         if (statement->value->kind == ExprKind::error && !at(TokenKind::semicolon)) {
-            if (!startsStatementOnNewLine())
-                skipStatement();
+            if (!startsStatementOnNewLine()) skipStatement();
             return statement;
         }
     }

@@ -37,8 +37,7 @@ bool Parser::parseQualifiers(Name& name) {
                 name.qualifierType = type;
                 name.isGlobal = false;
                 parts = {};
-                if (!accept(TokenKind::coloncolon))
-                    break;
+                if (!accept(TokenKind::coloncolon)) break;
                 accept(TokenKind::kwTemplate);
                 continue;
             }
@@ -61,16 +60,14 @@ std::span<TemplateArgument> Parser::parseTemplateArguments() {
         std::size_t after = scanType(0);
         if (after != 0) {
             TokenKind next = peek(after).kind;
-            if (next != TokenKind::comma && next != TokenKind::greater && next != TokenKind::leftBracket)
-                after = 0;
+            if (next != TokenKind::comma && next != TokenKind::greater && next != TokenKind::leftBracket) after = 0;
         }
         if (after != 0)
             argument.typeSyntax = parseTypeId();
         else
             argument.expression = parseConditional();
         arguments.add(argument);
-        if (!accept(TokenKind::comma))
-            break;
+        if (!accept(TokenKind::comma)) break;
     }
     noGreater_ = outer;
     expectClosing(TokenKind::greater, open);
@@ -87,8 +84,8 @@ void Parser::parseTypeName(TypeSyntax& type) {
         return;
     }
     type.name.identifier = token().identifier;
-    NameClass as = isQualified ? NameTracker::classifyQualified(token().identifier)
-                               : NameTracker::classify(token().identifier);
+    NameClass as =
+        isQualified ? NameTracker::classifyQualified(token().identifier) : NameTracker::classify(token().identifier);
     advance();
     bool mayBeTemplate = as == NameClass::templateType || as == NameClass::unknown;
     if (at(TokenKind::less) && mayBeTemplate && scanTemplateArguments(0) != 0) {
@@ -118,8 +115,7 @@ bool Parser::parseFundamental(Specifiers& specifiers) {
                (t.is(TokenKind::identifier) &&
                 (t.identifier == int_ || t.identifier == short_ || t.identifier == char_ || t.identifier == long_));
     };
-    if (!isPart(token()))
-        return false;
+    if (!isPart(token())) return false;
     SourceLocation begin = token().location;
     bool isUnsigned = false;
     const Identifier* size = int_;
@@ -134,14 +130,13 @@ bool Parser::parseFundamental(Specifiers& specifiers) {
             longCount += size == long_;
         }
     }
-    if (longCount > 1)
-        error(begin, "'long long' is not supported in Metal");
+    if (longCount > 1) error(begin, "'long long' is not supported in Metal");
     if (count > 1 || isUnsigned || only->keyword)
-        only = !isUnsigned       ? size
-               : size == int_    ? identifiers_.get("uint")
-               : size == short_  ? identifiers_.get("ushort")
-               : size == char_   ? identifiers_.get("uchar")
-                                 : identifiers_.get("ulong");
+        only = !isUnsigned      ? size
+               : size == int_   ? identifiers_.get("uint")
+               : size == short_ ? identifiers_.get("ushort")
+               : size == char_  ? identifiers_.get("uchar")
+                                : identifiers_.get("ulong");
     specifiers.type.name.identifier = only;
     specifiers.type.name.location = begin;
     specifiers.type.location = begin;
@@ -157,8 +152,7 @@ bool Parser::parseSpecifier(Specifiers& specifiers, Context context) {
         if (type.space != SpaceSyntax::none && type.space != space)
             error(token().location, "multiple address spaces specified for type");
         type.space = space;
-        if (!specifiers.hasType)
-            type.location = token().location;
+        if (!specifiers.hasType) type.location = token().location;
         advance();
         return true;
     }
@@ -182,20 +176,17 @@ bool Parser::parseSpecifier(Specifiers& specifiers, Context context) {
     case TokenKind::kwAlignas:
     case TokenKind::kwAttribute: parseAttributes(specifiers.attributes); return true;
     case TokenKind::leftBracket:
-        if (!peek(1).is(TokenKind::leftBracket))
-            return false;
+        if (!peek(1).is(TokenKind::leftBracket)) return false;
         parseAttributes(specifiers.attributes);
         return true;
     case TokenKind::kwAuto:
-        if (specifiers.hasType)
-            return false;
+        if (specifiers.hasType) return false;
         type.name.identifier = token().identifier;
         type.name.location = type.location = token().location;
         specifiers.hasType = true;
         break;
     case TokenKind::kwDecltype: {
-        if (specifiers.hasType)
-            return false;
+        if (specifiers.hasType) return false;
         type.location = type.name.location = advance();
         SourceLocation open = token().location;
         if (expect(TokenKind::leftParen, "expected '(' after 'decltype'")) {
@@ -208,28 +199,22 @@ bool Parser::parseSpecifier(Specifiers& specifiers, Context context) {
     case TokenKind::kwStruct:
     case TokenKind::kwClass:
     case TokenKind::kwUnion:
-        if (specifiers.hasType)
-            return false;
+        if (specifiers.hasType) return false;
         parseStruct(specifiers);
         return true;
     case TokenKind::kwEnum:
-        if (specifiers.hasType)
-            return false;
+        if (specifiers.hasType) return false;
         parseEnum(specifiers);
         return true;
     case TokenKind::kwUnsigned:
     case TokenKind::kwSigned:
-        if (specifiers.hasType)
-            return false;
+        if (specifiers.hasType) return false;
         return parseFundamental(specifiers);
     case TokenKind::identifier:
     case TokenKind::coloncolon: {
-        if (specifiers.hasType)
-            return false;
-        if (parseFundamental(specifiers))
-            return true;
-        if (context == Context::class_ && isConstructor())
-            return false;
+        if (specifiers.hasType) return false;
+        if (parseFundamental(specifiers)) return true;
+        if (context == Context::class_ && isConstructor()) return false;
         if (at(TokenKind::identifier) && token().identifier == double_ &&
             NameTracker::classify(double_) != NameClass::value) {
             error(token().location, "'double' is not supported in Metal");
@@ -240,14 +225,12 @@ bool Parser::parseSpecifier(Specifiers& specifiers, Context context) {
         }
         if (scanType(0) == 0 && !type.isTypename) {
             // A name that is no type. It is one mistyped when a declarator can follow.
-            if (!at(TokenKind::identifier))
-                return false;
+            if (!at(TokenKind::identifier)) return false;
             std::size_t i = 1;
             while (peek(i).is(TokenKind::coloncolon) && peek(i + 1).is(TokenKind::identifier))
                 i += 2;
             if (peek(i).is(TokenKind::less))
-                if (std::size_t after = scanTemplateArguments(i); after != 0)
-                    i = after;
+                if (std::size_t after = scanTemplateArguments(i); after != 0) i = after;
             bool isReference = isPointerOperator(peek(i).kind) && peek(i + 1).is(TokenKind::identifier);
             bool namesOperator = peek(i).is(TokenKind::kwOperator);
             if (!peek(i).is(TokenKind::identifier) && !isReference && !namesOperator &&
@@ -256,8 +239,7 @@ bool Parser::parseSpecifier(Specifiers& specifiers, Context context) {
             // "in float x", "uniform float x": the word before the type is the stranger.
             if (i == 1 && peek(1).is(TokenKind::identifier) && !peek(1).has(Token::startOfLine)) {
                 std::size_t after = scanType(1);
-                if (after == 0 && peek(2).is(TokenKind::identifier))
-                    after = 2;
+                if (after == 0 && peek(2).is(TokenKind::identifier)) after = 2;
                 if (after != 0 && peek(after).is(TokenKind::identifier)) {
                     error(token().location, "unknown type name '" + std::string(token().identifier->text) + "'");
                     specifiers.isInvalid = true;

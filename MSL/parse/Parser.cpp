@@ -31,8 +31,7 @@ TranslationUnit* Parser::parseUnit() {
 
 void Parser::fill() {
     Token& token = tokens_.emplace_back();
-    if (!isStopped_ && !limit_.step())
-        reportLimit();
+    if (!isStopped_ && !limit_.step()) reportLimit();
     if (isStopped_) {
         token.kind = TokenKind::eof;
         token.location = previousEnd();
@@ -49,8 +48,7 @@ void Parser::reportLimit() {
 
 // Counts what look-ahead reads; false when the work limit is reached.
 bool Parser::spend() {
-    if (isStopped_ || limit_.step())
-        return !isStopped_;
+    if (isStopped_ || limit_.step()) return !isStopped_;
     reportLimit();
     stop();
     return false;
@@ -67,11 +65,9 @@ void Parser::stop() {
 void Parser::error(SourceLocation at, std::string message) {
     reported_ = lastErrorPosition_ != position_ && !isStopped_ && !token().has(Token::afterError);
     lastErrorPosition_ = position_;
-    if (!reported_)
-        return;
+    if (!reported_) return;
     diagnostics_.error(at, std::move(message));
-    if (diagnostics_.isFull())
-        stop();
+    if (diagnostics_.isFull()) stop();
 }
 
 // A thing that is missing at the end of a line is missed there, not at the line after it.
@@ -85,18 +81,18 @@ SourceLocation Parser::here() const {
     return isBehind && previousEnd_ > 0 ? previousEnd() : token().location;
 }
 
-void Parser::errorHere(std::string message) { error(here(), std::move(message)); }
+void Parser::errorHere(std::string message) {
+    error(here(), std::move(message));
+}
 
 bool Parser::expect(TokenKind k, std::string_view message) {
-    if (accept(k))
-        return true;
+    if (accept(k)) return true;
     errorHere(std::string(message));
     return false;
 }
 
 bool Parser::expectClosing(TokenKind k, SourceLocation open) {
-    if (accept(k))
-        return true;
+    if (accept(k)) return true;
     TokenKind opening = k == TokenKind::rightParen     ? TokenKind::leftParen
                         : k == TokenKind::rightBracket ? TokenKind::leftBracket
                         : k == TokenKind::rightBrace   ? TokenKind::leftBrace
@@ -110,8 +106,9 @@ bool Parser::expectClosing(TokenKind k, SourceLocation open) {
 // Reads over the rest of a bracketed list up to its closing bracket, but not out of the statement.
 void Parser::skipToClosing(TokenKind k, bool overSemicolons) {
     while (!accept(k)) {
-        if (atEnd() || (overSemicolons ? token().has(Token::startOfLine) : at(TokenKind::semicolon)) || at(TokenKind::leftBrace) || at(TokenKind::rightBrace) ||
-            startsStatementOnNewLine() || startsAssignmentOnNewLine())
+        if (atEnd() || (overSemicolons ? token().has(Token::startOfLine) : at(TokenKind::semicolon)) ||
+            at(TokenKind::leftBrace) || at(TokenKind::rightBrace) || startsStatementOnNewLine() ||
+            startsAssignmentOnNewLine())
             return;
         if (at(TokenKind::leftParen) || at(TokenKind::leftBracket))
             skipBalanced();
@@ -123,25 +120,21 @@ void Parser::skipToClosing(TokenKind k, bool overSemicolons) {
 // Reads over one token, or over everything between a bracket and its partner (never past a '}' that closes more).
 void Parser::skipBalanced() {
     std::size_t length = scanBalanced(0, ~std::size_t{0});
-    if (length == 0)
-        length = 1;
+    if (length == 0) length = 1;
     for (std::size_t i = 0; i < length && !atEnd(); ++i)
         advance();
 }
 
 void Parser::expectSemicolon(std::string_view message) {
-    if (accept(TokenKind::semicolon))
-        return;
+    if (accept(TokenKind::semicolon)) return;
     bool isRepeat = lastErrorPosition_ == position_;
     error(previousEnd(), std::string(message));
     bool isNewLine = token().has(Token::startOfLine) && (!isRepeat || startsStatementOnNewLine());
-    if (!atEnd() && !at(TokenKind::rightBrace) && !isNewLine)
-        skipStatement();
+    if (!atEnd() && !at(TokenKind::rightBrace) && !isNewLine) skipStatement();
 }
 
 bool Parser::startsStatementOnNewLine() {
-    if (!token().has(Token::startOfLine))
-        return false;
+    if (!token().has(Token::startOfLine)) return false;
     switch (kind()) {
     case TokenKind::kwIf:
     case TokenKind::kwFor:
@@ -175,8 +168,7 @@ bool Parser::startsStatementOnNewLine() {
 
 // "x.y += ..." on a line of its own. Only recovery asks: a chain of assignments may be broken over lines.
 bool Parser::startsAssignmentOnNewLine() {
-    if (!token().has(Token::startOfLine) || !at(TokenKind::identifier))
-        return false;
+    if (!token().has(Token::startOfLine) || !at(TokenKind::identifier)) return false;
     std::size_t i = 1;
     while (peek(i).is(TokenKind::period) && peek(i + 1).is(TokenKind::identifier))
         i += 2;
@@ -194,14 +186,11 @@ bool Parser::startsAssignmentOnNewLine() {
 void Parser::skipStatement() {
     std::size_t first = position_;
     while (!atEnd() && !at(TokenKind::rightBrace)) {
-        if (accept(TokenKind::semicolon))
-            return;
-        if (position_ != first && (startsStatementOnNewLine() || startsAssignmentOnNewLine()))
-            return;
+        if (accept(TokenKind::semicolon)) return;
+        if (position_ != first && (startsStatementOnNewLine() || startsAssignmentOnNewLine())) return;
         if (at(TokenKind::leftBrace)) {
             skipBalanced();
-            if (atEnd() || token().has(Token::startOfLine))
-                return;
+            if (atEnd() || token().has(Token::startOfLine)) return;
             continue;
         }
         advance();
@@ -212,8 +201,7 @@ void Parser::skipStatement() {
 void Parser::skipDeclaration() {
     std::size_t first = position_;
     while (!atEnd() && !at(TokenKind::rightBrace)) {
-        if (accept(TokenKind::semicolon))
-            return;
+        if (accept(TokenKind::semicolon)) return;
         if (position_ != first && token().has(Token::startOfLine) &&
             (isColumnOne(token()) || startsFunctionDefinition()))
             return;
@@ -229,12 +217,10 @@ void Parser::skipDeclaration() {
 // A function seemed to end, but what follows is indented like the inside of it: its closing brace is one too many. Says
 // so at that brace and skips what belongs to the function.
 bool Parser::skipBehindExtraBrace() {
-    if (!doubtfulBrace_)
-        return false;
+    if (!doubtfulBrace_) return false;
     SourceLocation brace = doubtfulBrace_;
     doubtfulBrace_ = {};
-    if (!token().has(Token::startOfLine) || indentation(token().location) <= doubtfulIndentation_)
-        return false;
+    if (!token().has(Token::startOfLine) || indentation(token().location) <= doubtfulIndentation_) return false;
     if (!functionHadErrors_) { // else a brace that opens may be what was lost
         lastErrorPosition_ = ~std::size_t{0};
         error(brace, "extraneous closing brace ('}')");
@@ -246,27 +232,25 @@ bool Parser::skipBehindExtraBrace() {
     return true;
 }
 
-// After a declaration with a fault: when its head could not be made out, the lines of its body are what comes next. They
-// stand deeper than the head did; or as deep as the fault, when it is itself the inside of a function without a head.
+// After a declaration with a fault: when its head could not be made out, the lines of its body are what comes next.
+// They stand deeper than the head did; or as deep as the fault, when it is itself the inside of a function without a
+// head.
 void Parser::skipIndentedBlock(SourceLocation begin, Declarations& before) {
     std::uint32_t own = indentation(begin);
     bool isInside = own > 0 && !parent_;
     auto belongs = [&] {
-        if (atEnd() || !token().has(Token::startOfLine))
-            return !atEnd();
+        if (atEnd() || !token().has(Token::startOfLine)) return !atEnd();
         std::uint32_t columns = indentation(token().location);
         return (columns > own || (isInside && columns == own)) && !startsFunctionDefinition();
     };
-    if (!token().has(Token::startOfLine) && !isInside)
-        return;
+    if (!token().has(Token::startOfLine) && !isInside) return;
     if (isInside) // variables in front of the fault stand inside of the same function
         while (!before.isEmpty() && before.back()->kind == DeclKind::variable &&
                indentation(before.back()->location) == own)
             before.removeLast();
     bool isItsBrace = !parent_ && indentation(token().location) <= own;
     if (!belongs()) {
-        if (isItsBrace && accept(TokenKind::rightBrace))
-            accept(TokenKind::semicolon);
+        if (isItsBrace && accept(TokenKind::rightBrace)) accept(TokenKind::semicolon);
         return;
     }
     do
@@ -280,8 +264,7 @@ void Parser::unsupported(SourceLocation at, std::string_view what) {
 }
 
 bool Parser::isColumnOne(const Token& token) const {
-    if (!token.has(Token::startOfLine) || token.has(Token::fromMacro))
-        return false;
+    if (!token.has(Token::startOfLine) || token.has(Token::fromMacro)) return false;
     std::uint32_t offset = token.location.offset();
     return offset == 0 || sources_.text()[offset - 1] == '\n' || sources_.text()[offset - 1] == '\r';
 }
@@ -302,8 +285,7 @@ std::uint32_t Parser::indentation(SourceLocation at) const {
 
 bool Parser::enter() {
     ++depth_;
-    if (depth_ <= WorkLimit::maxDepth)
-        return true;
+    if (depth_ <= WorkLimit::maxDepth) return true;
     if (!isStopped_) {
         diagnostics_.error(token().location, "bracket nesting level exceeded maximum of 200");
         stop();

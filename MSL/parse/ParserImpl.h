@@ -1,6 +1,6 @@
 // The recursive-descent parser, split by subject over Parse*.cpp. One object parses one text, in one thread. A function
-// that meets an error reports it once at its token, and either returns an ErrorExpr or skips to a place where reading on
-// makes sense; no function fails otherwise.
+// that meets an error reports it once at its token, and either returns an ErrorExpr or skips to a place where reading
+// on makes sense; no function fails otherwise.
 #pragma once
 
 #include "MSL/ast/Ast.h"
@@ -70,16 +70,13 @@ class Parser {
     SourceLocation advance() {
         const Token& now = tokens_[position_];
         SourceLocation location = now.location;
-        if (now.is(TokenKind::eof))
-            return location;
+        if (now.is(TokenKind::eof)) return location;
         previousEnd_ = now.end;
-        if (++position_ == tokens_.size())
-            fill();
+        if (++position_ == tokens_.size()) fill();
         return location;
     }
     bool accept(TokenKind k) {
-        if (!at(k))
-            return false;
+        if (!at(k)) return false;
         advance();
         return true;
     }
@@ -94,8 +91,7 @@ class Parser {
     void errorHere(std::string message);                // at the token, or behind the one before if that ends a line
     SourceLocation here() const;
     void note(SourceLocation at, std::string message) {
-        if (reported_)
-            diagnostics_.note(at, std::move(message));
+        if (reported_) diagnostics_.note(at, std::move(message));
     }
     bool expect(TokenKind k, std::string_view message);
     bool expectClosing(TokenKind k, SourceLocation open);

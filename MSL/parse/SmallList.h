@@ -16,16 +16,14 @@ class SmallList {
             inline_[count_++] = item;
             return;
         }
-        if (spilled_.empty())
-            spilled_.assign(inline_.begin(), inline_.end());
+        if (spilled_.empty()) spilled_.assign(inline_.begin(), inline_.end());
         spilled_.push_back(item);
         ++count_;
     }
     std::size_t size() const { return count_; }
     bool isEmpty() const { return count_ == 0; }
     void removeLast() {
-        if (!spilled_.empty())
-            spilled_.pop_back();
+        if (!spilled_.empty()) spilled_.pop_back();
         --count_;
     }
     T* begin() { return spilled_.empty() ? inline_.data() : spilled_.data(); }

@@ -51,11 +51,11 @@ struct ConstantValue {
 struct NameMeaning {
     enum class Kind : std::uint8_t {
         nothing,
-        declaration, // one that is no function: decl
-        functions,   // overloads, possibly with a library function beside them
-        builtin,     // only a library function
+        declaration,     // one that is no function: decl
+        functions,       // overloads, possibly with a library function beside them
+        builtin,         // only a library function
         libraryConstant, // an enumerator of the library, such as mem_flags::mem_device
-        failed,      // reported already
+        failed,          // reported already
     } kind = Kind::nothing;
     Decl* decl = nullptr;
     std::span<FunctionDecl*> functions;
@@ -73,9 +73,9 @@ struct NamespaceInfo {
 
 // One function that might be called.
 struct Candidate {
-    FunctionDecl* function = nullptr;           // or
-    const BuiltinFunction* builtin = nullptr;   // with
-    TypeRef builtinType = nullptr;              // the type that stands for its T
+    FunctionDecl* function = nullptr;         // or
+    const BuiltinFunction* builtin = nullptr; // with
+    TypeRef builtinType = nullptr;            // the type that stands for its T
     std::span<ConversionRank> ranks;
     bool isViable = false;
     bool isAmbiguousBuiltin = false;
@@ -140,9 +140,10 @@ class Analyzer {
     TypeRef builtinTemplateType(Name& name);
     TypeRef typeOfDecl(Decl* decl, Name& name);
     TypeRef templateArgumentType(TemplateArgument& argument, bool report);
-    std::optional<std::int64_t> templateArgumentValue(TemplateArgument& argument, SourceLocation at, bool report = true);
+    std::optional<std::int64_t> templateArgumentValue(TemplateArgument& argument, SourceLocation at,
+                                                      bool report = true);
     std::optional<TypeRef> tryTypeName(Name& name); // the type that a name means, if it means one
-    TypeRef reportUnknownType(const Name& name); // the type of the correction, or the error type
+    TypeRef reportUnknownType(const Name& name);    // the type of the correction, or the error type
 
     // ---- NameLookup.cpp
     static constexpr std::size_t anyCount = ~std::size_t{0};
@@ -158,7 +159,8 @@ class Analyzer {
     enum class TypoKind : std::uint8_t { expression, call, type };
     // What a name of a neighbouring shading language is called here; empty when it is none.
     static std::string_view nameHere(std::string_view foreign, TypoKind kind);
-    std::string_view closestName(std::string_view typo, TypoKind kind, Decl** decl, std::size_t argumentCount = anyCount);
+    std::string_view closestName(std::string_view typo, TypoKind kind, Decl** decl,
+                                 std::size_t argumentCount = anyCount);
     std::string_view closestOf(std::string_view typo, std::span<const std::string_view> names) const;
 
     // ---- SemaStmt.cpp
@@ -173,10 +175,10 @@ class Analyzer {
     Expr* condition(Expr* expr);
 
     // ---- SemaExpr.cpp, SemaMember.cpp, SemaUnary.cpp
-    Expr* expression(Expr* expr);              // typed, an lvalue stays one
-    Expr* value(Expr* expr);                   // typed and read: an rvalue; arrays become pointers
-    Expr* load(Expr* typed);                   // lvalue to rvalue of a node that is typed already
-    Expr* discarded(Expr* expr);               // for its effects only
+    Expr* expression(Expr* expr); // typed, an lvalue stays one
+    Expr* value(Expr* expr);      // typed and read: an rvalue; arrays become pointers
+    Expr* load(Expr* typed);      // lvalue to rvalue of a node that is typed already
+    Expr* discarded(Expr* expr);  // for its effects only
     Expr* typedExpression(Expr* expr);
     Expr* literal(IntLiteral* literal);
     Expr* nameReference(NameRef* ref);
@@ -212,13 +214,13 @@ class Analyzer {
     Expr* toArithmetic(Expr* rvalue); // enums to integers, packed vectors to vectors
 
     // ---- Convert.cpp
-    ConversionRank rankConversion(Expr* from, TypeRef to);       // by value
+    ConversionRank rankConversion(Expr* from, TypeRef to); // by value
     ConversionRank rankTypes(TypeRef from, TypeRef to) const;
-    ConversionRank rankArgument(Expr* argument, TypeRef parameterType); // to a parameter, references too
+    ConversionRank rankArgument(Expr* argument, TypeRef parameterType);        // to a parameter, references too
     Expr* convert(Expr* from, TypeRef to, Purpose purpose, SourceLocation at); // implicit; reports
     Expr* convertArgument(Expr* argument, TypeRef parameterType, SourceLocation at);
     Expr* bindReference(Expr* from, TypeRef referenceType, Purpose purpose, SourceLocation at);
-    Expr* tryConvert(Expr* from, TypeRef to); // null when there is no conversion
+    Expr* tryConvert(Expr* from, TypeRef to);      // null when there is no conversion
     Expr* explicitConvert(Expr* from, TypeRef to); // as a cast does; null when there is none
     Expr* toBool(Expr* rvalue);
     Expr* makeCast(CastKind kind, Expr* operand, TypeRef to);
@@ -251,7 +253,8 @@ class Analyzer {
     Expr* finishBuiltinCall(Call* expr, const BuiltinFunction& builtin, TypeRef t, Precision precision);
     Expr* makeCall(FunctionDecl* function, std::span<Expr*> arguments, SourceLocation at);
     bool arguments(Call* expr); // types them; false when one is in error
-    Candidate consider(FunctionDecl* function, std::span<Expr*> arguments, std::span<TemplateArgument> explicitArguments);
+    Candidate consider(FunctionDecl* function, std::span<Expr*> arguments,
+                       std::span<TemplateArgument> explicitArguments);
     Candidate considerBuiltin(const BuiltinFunction& builtin, std::span<Expr*> arguments);
     int compare(const Candidate& a, const Candidate& b, std::span<Expr*> arguments) const; // <0: a is better
     const Candidate* best(std::span<Candidate> candidates, std::span<Expr*> arguments, bool* isAmbiguous) const;

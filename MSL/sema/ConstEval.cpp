@@ -9,8 +9,12 @@ namespace {
 constexpr std::uint64_t maxEvaluationSteps = 1'000'000;
 constexpr unsigned maxEvaluationDepth = 256;
 
-ConstantValue integerValue(std::int64_t value) { return {ConstantValue::Kind::integer, value, 0}; }
-ConstantValue floatingValue(double value) { return {ConstantValue::Kind::floating, 0, value}; }
+ConstantValue integerValue(std::int64_t value) {
+    return {ConstantValue::Kind::integer, value, 0};
+}
+ConstantValue floatingValue(double value) {
+    return {ConstantValue::Kind::floating, 0, value};
+}
 
 std::optional<double> mathFunction(BuiltinId id, std::span<const ConstantValue> arguments) {
     const auto at = [&](std::size_t i) { return arguments[i].asDouble(); };
@@ -41,27 +45,23 @@ std::optional<double> mathFunction(BuiltinId id, std::span<const ConstantValue> 
 } // namespace
 
 ConstantValue Analyzer::convertConstant(ConstantValue value, TypeRef to) {
-    if (!value)
-        return value;
-    if (to->is(TypeKind::enum_))
-        to = to->element;
-    if (!to->isScalar())
-        return {};
-    if (to->isBool())
-        return integerValue(value.isTrue() ? 1 : 0);
+    if (!value) return value;
+    if (to->is(TypeKind::enum_)) to = to->element;
+    if (!to->isScalar()) return {};
+    if (to->isBool()) return integerValue(value.isTrue() ? 1 : 0);
     if (isFloating(to->scalar)) {
-        double number = value.kind == ConstantValue::Kind::floating ? value.floating : static_cast<double>(value.integer);
-        if (to->scalar == ScalarKind::float_)
-            number = static_cast<double>(static_cast<float>(number));
+        double number =
+            value.kind == ConstantValue::Kind::floating ? value.floating : static_cast<double>(value.integer);
+        if (to->scalar == ScalarKind::float_) number = static_cast<double>(static_cast<float>(number));
         return floatingValue(number);
     }
     std::int64_t integer = value.integer;
     if (value.kind == ConstantValue::Kind::floating) {
         constexpr double limit = 9.2233720368547748e18;
-        integer = std::isnan(value.floating)      ? 0
-                  : value.floating >= limit       ? INT64_MAX
-                  : value.floating <= -limit      ? INT64_MIN
-                                                  : static_cast<std::int64_t>(value.floating);
+        integer = std::isnan(value.floating) ? 0
+                  : value.floating >= limit  ? INT64_MAX
+                  : value.floating <= -limit ? INT64_MIN
+                                             : static_cast<std::int64_t>(value.floating);
     }
     const auto bits = static_cast<std::uint64_t>(integer);
     switch (to->scalar) {
@@ -78,8 +78,7 @@ ConstantValue Analyzer::convertConstant(ConstantValue value, TypeRef to) {
 ConstantValue Analyzer::evaluate(Expr* typed) {
     // What is plainly no constant is told apart at once: this runs for every subscript.
     if (typed->kind == ExprKind::call && !static_cast<Call*>(typed)->function)
-        if (static_cast<Call*>(typed)->arguments.empty())
-            return {};
+        if (static_cast<Call*>(typed)->arguments.empty()) return {};
     evaluationSteps_ = 0;
     return evaluateIn(typed, 0);
 }
@@ -100,15 +99,11 @@ ConstantValue Analyzer::evaluateIn(Expr* expr, unsigned depth) {
     case ExprKind::boolLiteral: return integerValue(static_cast<BoolLiteral*>(expr)->value ? 1 : 0);
     case ExprKind::nameRef: {
         const Decl* decl = static_cast<NameRef*>(expr)->decl;
-        if (!decl)
-            return {};
-        if (decl->kind == DeclKind::enumerator)
-            return integerValue(static_cast<const EnumeratorDecl*>(decl)->value);
-        if (decl->kind != DeclKind::variable)
-            return {};
+        if (!decl) return {};
+        if (decl->kind == DeclKind::enumerator) return integerValue(static_cast<const EnumeratorDecl*>(decl)->value);
+        if (decl->kind != DeclKind::variable) return {};
         const auto* var = static_cast<const VarDecl*>(decl);
-        if (var->hasConstantValue)
-            return integerValue(var->constantValue);
+        if (var->hasConstantValue) return integerValue(var->constantValue);
         if ((var->isConst || var->isConstexpr) && var->varKind != VarKind::parameter && var->type &&
             var->type->isScalar() && var->initializer && var->initializer->type == var->type)
             return evaluateIn(var->initializer, depth + 1);
@@ -131,36 +126,30 @@ ConstantValue Analyzer::evaluateIn(Expr* expr, unsigned depth) {
     }
     case ExprKind::construct: {
         const auto* node = static_cast<Construct*>(expr);
-        if (!expr->type->isScalar())
-            return {};
-        if (node->constructKind == ConstructKind::zero)
-            return convertConstant(integerValue(0), expr->type);
+        if (!expr->type->isScalar()) return {};
+        if (node->constructKind == ConstructKind::zero) return convertConstant(integerValue(0), expr->type);
         return {};
     }
     case ExprKind::conditional: {
         const auto* node = static_cast<Conditional*>(expr);
         const ConstantValue condition = evaluateIn(node->condition, depth + 1);
-        if (!condition)
-            return {};
+        if (!condition) return {};
         return evaluateIn(condition.isTrue() ? node->whenTrue : node->whenFalse, depth + 1);
     }
     case ExprKind::unary: {
         const auto* node = static_cast<Unary*>(expr);
-        if (!expr->type->isScalar())
-            return {};
+        if (!expr->type->isScalar()) return {};
         if (node->op != UnaryOp::plus && node->op != UnaryOp::minus && node->op != UnaryOp::bitNot &&
             node->op != UnaryOp::logicalNot)
             return {};
         const ConstantValue operand = evaluateIn(node->operand, depth + 1);
-        if (!operand)
-            return {};
+        if (!operand) return {};
         switch (node->op) {
         case UnaryOp::plus: return operand;
         case UnaryOp::minus:
-            if (operand.kind == ConstantValue::Kind::floating)
-                return floatingValue(-operand.floating);
-            return convertConstant(integerValue(static_cast<std::int64_t>(0 - static_cast<std::uint64_t>(operand.integer))),
-                                   expr->type);
+            if (operand.kind == ConstantValue::Kind::floating) return floatingValue(-operand.floating);
+            return convertConstant(
+                integerValue(static_cast<std::int64_t>(0 - static_cast<std::uint64_t>(operand.integer))), expr->type);
         case UnaryOp::bitNot: return convertConstant(integerValue(~operand.integer), expr->type);
         default: return integerValue(operand.isTrue() ? 0 : 1);
         }
@@ -171,15 +160,11 @@ ConstantValue Analyzer::evaluateIn(Expr* expr, unsigned depth) {
             !node->right->type->isScalar())
             return {};
         const ConstantValue left = evaluateIn(node->left, depth + 1);
-        if (!left)
-            return {};
-        if (node->op == BinaryOp::logicalAnd && !left.isTrue())
-            return integerValue(0);
-        if (node->op == BinaryOp::logicalOr && left.isTrue())
-            return integerValue(1);
+        if (!left) return {};
+        if (node->op == BinaryOp::logicalAnd && !left.isTrue()) return integerValue(0);
+        if (node->op == BinaryOp::logicalOr && left.isTrue()) return integerValue(1);
         const ConstantValue right = evaluateIn(node->right, depth + 1);
-        if (!right)
-            return {};
+        if (!right) return {};
         if (left.kind == ConstantValue::Kind::floating || right.kind == ConstantValue::Kind::floating) {
             const double a = left.asDouble();
             const double b = right.asDouble();
@@ -214,12 +199,9 @@ ConstantValue Analyzer::evaluateIn(Expr* expr, unsigned depth) {
         case BinaryOp::sub: return wrapped(ua - ub);
         case BinaryOp::div:
         case BinaryOp::rem:
-            if (b == 0)
-                return {};
-            if (isUnsigned)
-                return wrapped(node->op == BinaryOp::div ? ua / ub : ua % ub);
-            if (b == -1)
-                return node->op == BinaryOp::div ? wrapped(0 - ua) : integerValue(0);
+            if (b == 0) return {};
+            if (isUnsigned) return wrapped(node->op == BinaryOp::div ? ua / ub : ua % ub);
+            if (b == -1) return node->op == BinaryOp::div ? wrapped(0 - ua) : integerValue(0);
             return wrapped(static_cast<std::uint64_t>(node->op == BinaryOp::div ? a / b : a % b));
         case BinaryOp::shl: return wrapped(ua << (ub % width));
         case BinaryOp::shr:
@@ -240,16 +222,12 @@ ConstantValue Analyzer::evaluateIn(Expr* expr, unsigned depth) {
     }
     case ExprKind::index: { // an element of a constant table
         const auto* node = static_cast<Index*>(expr);
-        if (!node->base->type->is(TypeKind::array))
-            return {};
+        if (!node->base->type->is(TypeKind::array)) return {};
         const Expr* base = node->base;
-        if (base->kind == ExprKind::implicitCast)
-            base = static_cast<const ImplicitCast*>(base)->operand;
-        if (base->kind != ExprKind::nameRef)
-            return {};
+        if (base->kind == ExprKind::implicitCast) base = static_cast<const ImplicitCast*>(base)->operand;
+        if (base->kind != ExprKind::nameRef) return {};
         const Decl* decl = static_cast<const NameRef*>(base)->decl;
-        if (!decl || decl->kind != DeclKind::variable)
-            return {};
+        if (!decl || decl->kind != DeclKind::variable) return {};
         const auto* var = static_cast<const VarDecl*>(decl);
         if (!(var->isConst || var->isConstexpr) || !var->initializer || var->initializer->kind != ExprKind::construct ||
             !var->initializer->type || !var->initializer->type->is(TypeKind::array))
@@ -269,30 +247,23 @@ ConstantValue Analyzer::evaluateIn(Expr* expr, unsigned depth) {
 }
 
 ConstantValue Analyzer::evaluateCall(Call* call, unsigned depth) {
-    if (!call->type->isScalar() || call->object)
-        return {};
+    if (!call->type->isScalar() || call->object) return {};
     if (call->builtin != BuiltinId::none) {
         ConstantValue values[4];
-        if (call->arguments.empty() || call->arguments.size() > std::size(values))
-            return {};
+        if (call->arguments.empty() || call->arguments.size() > std::size(values)) return {};
         for (std::size_t i = 0; i < call->arguments.size(); ++i) {
-            if (!call->arguments[i]->type || !call->arguments[i]->type->isScalar())
-                return {};
+            if (!call->arguments[i]->type || !call->arguments[i]->type->isScalar()) return {};
             values[i] = evaluateIn(call->arguments[i], depth + 1);
-            if (!values[i])
-                return {};
+            if (!values[i]) return {};
         }
         const std::optional<double> result = mathFunction(call->builtin, {values, call->arguments.size()});
         return result ? convertConstant(floatingValue(*result), call->type) : ConstantValue{};
     }
     FunctionDecl* function = call->function;
-    if (!function || !function->isConstexpr)
-        return {};
-    if (function->definition)
-        function = function->definition;
+    if (!function || !function->isConstexpr) return {};
+    if (function->definition) function = function->definition;
     resolveBodyNow(function);
-    if (!function->body || function->isInvalid || !function->isResolved)
-        return {};
+    if (!function->body || function->isInvalid || !function->isResolved) return {};
     // A constexpr function of constants: its parameters become constants while its body is walked.
     struct Saved {
         bool had;
@@ -305,8 +276,7 @@ ConstantValue Analyzer::evaluateCall(Call* call, unsigned depth) {
     std::vector<ConstantValue> values(count);
     for (std::size_t i = 0; i < count; ++i) {
         values[i] = evaluateIn(call->arguments[i], depth + 1);
-        if (!values[i] || !function->parameters[i]->type->isScalar())
-            return {};
+        if (!values[i] || !function->parameters[i]->type->isScalar()) return {};
     }
     std::vector<Saved> saved;
     for (std::size_t i = 0; i < count; ++i) {
@@ -328,37 +298,31 @@ ConstantValue Analyzer::evaluateCall(Call* call, unsigned depth) {
     // Statements that decide by constants which expression is returned; loops and variables are beyond it.
     ConstantValue result;
     const auto walk = [&](auto&& self, Stmt* stmt) -> int { // 0 goes on, 1 returned, 2 cannot tell
-        if (!stmt)
-            return 0;
+        if (!stmt) return 0;
         switch (stmt->kind) {
         case StmtKind::null: return 0;
         case StmtKind::compound:
             for (Stmt* child : static_cast<CompoundStmt*>(stmt)->statements)
-                if (const int state = self(self, child))
-                    return state;
+                if (const int state = self(self, child)) return state;
             return 0;
         case StmtKind::if_: {
             auto* branch = static_cast<IfStmt*>(stmt);
             const ConstantValue condition = branch->init ? ConstantValue{} : evaluateIn(branch->condition, depth + 1);
-            if (!condition)
-                return 2;
+            if (!condition) return 2;
             return self(self, condition.isTrue() ? branch->thenBranch : branch->elseBranch);
         }
         case StmtKind::declaration:
             for (const Decl* decl : static_cast<DeclStmt*>(stmt)->declarations)
-                if (decl->kind == DeclKind::variable && !static_cast<const VarDecl*>(decl)->isConst)
-                    return 2;
+                if (decl->kind == DeclKind::variable && !static_cast<const VarDecl*>(decl)->isConst) return 2;
             return 0;
         case StmtKind::return_:
-            if (!static_cast<ReturnStmt*>(stmt)->value)
-                return 2;
+            if (!static_cast<ReturnStmt*>(stmt)->value) return 2;
             result = evaluateIn(static_cast<ReturnStmt*>(stmt)->value, depth + 1);
             return 1;
         default: return 2;
         }
     };
-    if (walk(walk, function->body) != 1)
-        result = {};
+    if (walk(walk, function->body) != 1) result = {};
     for (std::size_t i = 0; i < count; ++i) {
         VarDecl* parameter = function->parameters[i];
         parameter->hasConstantValue = saved[i].had;
@@ -372,21 +336,17 @@ ConstantValue Analyzer::evaluateCall(Call* call, unsigned depth) {
 
 // Whether a value is read that is only known at run time: a parameter, or a variable that is not constant.
 bool Analyzer::dependsOnRunTime(const Expr* expr, unsigned depth) const {
-    if (!expr || depth > maxEvaluationDepth)
-        return false;
+    if (!expr || depth > maxEvaluationDepth) return false;
     const auto any = [&](std::span<Expr* const> parts) {
         for (const Expr* part : parts)
-            if (dependsOnRunTime(part, depth + 1))
-                return true;
+            if (dependsOnRunTime(part, depth + 1)) return true;
         return false;
     };
     switch (expr->kind) {
     case ExprKind::nameRef: {
         const auto* ref = static_cast<const NameRef*>(expr);
-        if (ref->isThis)
-            return true;
-        if (!ref->decl || ref->decl->kind != DeclKind::variable)
-            return false;
+        if (ref->isThis) return true;
+        if (!ref->decl || ref->decl->kind != DeclKind::variable) return false;
         const auto* var = static_cast<const VarDecl*>(ref->decl);
         return !var->isInvalid && (var->varKind == VarKind::parameter || !(var->isConst || var->isConstexpr));
     }
@@ -413,11 +373,9 @@ bool Analyzer::dependsOnRunTime(const Expr* expr, unsigned depth) const {
 
 std::optional<std::int64_t> Analyzer::integerConstant(Expr* unresolved, std::string_view what) {
     Expr* typed = toArithmetic(load(expression(unresolved)));
-    if (typed->type->isError())
-        return std::nullopt;
+    if (typed->type->isError()) return std::nullopt;
     const SourceLocation at = typed->begin ? typed->begin : typed->location;
-    if (typed->type->is(TypeKind::enum_))
-        typed = explicitConvert(typed, typed->type->element);
+    if (typed->type->is(TypeKind::enum_)) typed = explicitConvert(typed, typed->type->element);
     if (!typed->type->isScalar() || isFloating(typed->type->scalar)) {
         error(at, std::string(what) + " must have integral type, not '" + typeName(typed->type) + "'");
         return std::nullopt;

@@ -19,28 +19,27 @@ Expr* Analyzer::load(Expr* typed) {
         error(typed->location, "reference to overloaded function could not be resolved; did you mean to call it?");
         return errorAt(typed);
     }
-    if (typed->category == ValueCategory::rvalue || typed->type->isError())
-        return typed;
+    if (typed->category == ValueCategory::rvalue || typed->type->isError()) return typed;
     return makeCast(CastKind::lvalueToRvalue, typed, typed->type);
 }
 
 namespace {
 
 bool isNullLiteral(const Expr* expr) {
-    if (expr->kind != ExprKind::intLiteral)
-        return false;
+    if (expr->kind != ExprKind::intLiteral) return false;
     const auto* literal = static_cast<const IntLiteral*>(expr);
     return literal->isNullptr || (literal->value == 0 && !literal->isCharacter);
 }
 
-bool isUnscopedEnum(TypeRef type) { return type->is(TypeKind::enum_) && !type->enumDecl->isScoped; }
+bool isUnscopedEnum(TypeRef type) {
+    return type->is(TypeKind::enum_) && !type->enumDecl->isScoped;
+}
 
 } // namespace
 
 ConversionRank Analyzer::rankTypes(TypeRef from, TypeRef to) const {
     using Rank = ConversionRank;
-    if (from == to || from->isError() || to->isError())
-        return Rank::exact;
+    if (from == to || from->isError() || to->isError()) return Rank::exact;
     switch (from->kind) {
     case TypeKind::scalar:
         if (to->isScalar()) {
@@ -48,8 +47,7 @@ ConversionRank Analyzer::rankTypes(TypeRef from, TypeRef to) const {
                 return Rank::promotion;
             return Rank::conversion;
         }
-        if (to->isVector() || to->is(TypeKind::packedVector))
-            return Rank::splat;
+        if (to->isVector() || to->is(TypeKind::packedVector)) return Rank::splat;
         return Rank::none;
     case TypeKind::vector:
         return to->is(TypeKind::packedVector) && to->scalar == from->scalar && to->columns == from->columns
@@ -59,10 +57,8 @@ ConversionRank Analyzer::rankTypes(TypeRef from, TypeRef to) const {
         return to->isVector() && to->scalar == from->scalar && to->columns == from->columns ? Rank::promotion
                                                                                             : Rank::none;
     case TypeKind::enum_:
-        if (!isUnscopedEnum(from))
-            return Rank::none;
-        if (to->isScalar())
-            return to == from->element ? Rank::promotion : Rank::conversion;
+        if (!isUnscopedEnum(from)) return Rank::none;
+        if (to->isScalar()) return to == from->element ? Rank::promotion : Rank::conversion;
         return to->isVector() ? Rank::splat : Rank::none;
     case TypeKind::pointer:
         if (to->is(TypeKind::pointer) && to->element == from->element && to->space == from->space)
@@ -78,33 +74,26 @@ ConversionRank Analyzer::rankConversion(Expr* from, TypeRef to) {
         const auto* list = static_cast<InitList*>(from);
         if (to->isScalar() || to->is(TypeKind::enum_))
             return list->initializers.size() <= 1 ? Rank::conversion : Rank::none;
-        if (to->isVector())
-            return list->initializers.size() <= to->columns ? Rank::userDefined : Rank::none;
+        if (to->isVector()) return list->initializers.size() <= to->columns ? Rank::userDefined : Rank::none;
         return to->isMatrix() || to->is(TypeKind::struct_) || to->is(TypeKind::array) ? Rank::userDefined : Rank::none;
     }
     const TypeRef type = from->type;
-    if (type->is(TypeKind::overload) || type->is(TypeKind::void_))
-        return Rank::none;
+    if (type->is(TypeKind::overload) || type->is(TypeKind::void_)) return Rank::none;
     if (to->is(TypeKind::pointer)) {
         if (type->is(TypeKind::array) && from->category == ValueCategory::lvalue && type->element == to->element &&
             from->space == to->space)
             return to->pointeeConst ? (from->isConst ? Rank::exact : Rank::qualification)
                                     : (from->isConst ? Rank::none : Rank::exact);
-        if (isNullLiteral(from))
-            return Rank::conversion;
+        if (isNullLiteral(from)) return Rank::conversion;
     }
     const Rank rank = rankTypes(type, to);
-    if (rank != Rank::none)
-        return rank;
+    if (rank != Rank::none) return rank;
     if (to->is(TypeKind::struct_)) {
         for (const FunctionDecl* constructor : constructorsOf(to->structDecl)) {
-            if (constructor->parameters.empty() || !constructor->templateParameters.empty())
-                continue;
-            if (constructor->parameters.size() > 1 && !constructor->parameters[1]->initializer)
-                continue;
+            if (constructor->parameters.empty() || !constructor->templateParameters.empty()) continue;
+            if (constructor->parameters.size() > 1 && !constructor->parameters[1]->initializer) continue;
             TypeRef parameter = constructor->parameters[0]->type;
-            if (parameter && parameter->is(TypeKind::reference))
-                parameter = parameter->element;
+            if (parameter && parameter->is(TypeKind::reference)) parameter = parameter->element;
             if (parameter && !parameter->is(TypeKind::struct_) && rankTypes(type, parameter) != Rank::none)
                 return Rank::userDefined;
         }
@@ -121,21 +110,18 @@ ConversionRank Analyzer::rankConversion(Expr* from, TypeRef to) {
 
 ConversionRank Analyzer::rankArgument(Expr* argument, TypeRef parameterType) {
     using Rank = ConversionRank;
-    if (!parameterType->is(TypeKind::reference))
-        return rankConversion(argument, parameterType);
+    if (!parameterType->is(TypeKind::reference)) return rankConversion(argument, parameterType);
     const TypeRef referee = parameterType->element;
     const bool isLvalue = argument->kind != ExprKind::initList && argument->category == ValueCategory::lvalue;
     if (isLvalue && argument->type == referee) {
         const bool sameSpace = argument->space == parameterType->space;
-        if (!parameterType->pointeeConst)
-            return sameSpace && !argument->isConst ? Rank::exact : Rank::none;
+        if (!parameterType->pointeeConst) return sameSpace && !argument->isConst ? Rank::exact : Rank::none;
         if (sameSpace)
             return argument->isConst || parameterType->space == AddressSpace::constant ? Rank::exact
                                                                                        : Rank::qualification;
         return parameterType->space == AddressSpace::thread ? Rank::conversion : Rank::none;
     }
-    if (argument->kind != ExprKind::initList && argument->type->isError())
-        return Rank::exact;
+    if (argument->kind != ExprKind::initList && argument->type->isError()) return Rank::exact;
     if (parameterType->pointeeConst && parameterType->space == AddressSpace::thread)
         return rankConversion(argument, referee);
     return Rank::none;
@@ -143,14 +129,15 @@ ConversionRank Analyzer::rankArgument(Expr* argument, TypeRef parameterType) {
 
 namespace {
 
-std::string_view spaceWords(AddressSpace space) { return spaceName(space); }
+std::string_view spaceWords(AddressSpace space) {
+    return spaceName(space);
+}
 
 } // namespace
 
 void Analyzer::reportConversion(Expr* from, TypeRef to, Purpose purpose, SourceLocation at) {
     const TypeRef type = from->type;
-    if (type->isError() || to->isError())
-        return;
+    if (type->isError() || to->isError()) return;
     if (type->is(TypeKind::overload)) {
         load(from);
         return;
@@ -169,7 +156,8 @@ void Analyzer::reportConversion(Expr* from, TypeRef to, Purpose purpose, SourceL
     }
     if (hasClass) {
         if (purpose == Purpose::returnValue)
-            error(at, "no viable conversion from returned value of type " + source + " to function return type " + target);
+            error(at,
+                  "no viable conversion from returned value of type " + source + " to function return type " + target);
         else
             error(at, "no viable conversion from " + source + " to " + target);
         return;
@@ -188,10 +176,8 @@ void Analyzer::reportConversion(Expr* from, TypeRef to, Purpose purpose, SourceL
 
 Expr* Analyzer::tryConvert(Expr* from, TypeRef to) {
     const TypeRef type = from->type;
-    if (type == to)
-        return load(from);
-    if (type->isError() || to->isError())
-        return errorAt(from);
+    if (type == to) return load(from);
+    if (type->isError() || to->isError()) return errorAt(from);
     switch (rankConversion(from, to)) {
     case ConversionRank::none: return nullptr;
     case ConversionRank::userDefined: {
@@ -202,8 +188,7 @@ Expr* Analyzer::tryConvert(Expr* from, TypeRef to) {
         for (Decl* member : type->structDecl->members)
             if (member->kind == DeclKind::function) {
                 auto* function = static_cast<FunctionDecl*>(member);
-                if (!function->isConversion || rankTypes(function->returnType, to) == ConversionRank::none)
-                    continue;
+                if (!function->isConversion || rankTypes(function->returnType, to) == ConversionRank::none) continue;
                 Call* node = make<Call>(from);
                 node->function = function;
                 node->object = from;
@@ -216,8 +201,7 @@ Expr* Analyzer::tryConvert(Expr* from, TypeRef to) {
     default: break;
     }
     if (to->is(TypeKind::pointer)) {
-        if (type->is(TypeKind::array))
-            return makeCast(CastKind::arrayToPointer, from, to);
+        if (type->is(TypeKind::array)) return makeCast(CastKind::arrayToPointer, from, to);
         if (type->is(TypeKind::pointer)) { // only constness differs: no work
             return makeCast(CastKind::none, load(from), to);
         }
@@ -238,12 +222,9 @@ Expr* Analyzer::tryConvert(Expr* from, TypeRef to) {
 
 Expr* Analyzer::explicitConvert(Expr* from, TypeRef to) {
     const TypeRef type = from->type;
-    if (type->isError() || to->isError())
-        return errorAt(from);
-    if (type == to)
-        return load(from);
-    if (to->is(TypeKind::void_))
-        return makeCast(CastKind::toVoid, from, to);
+    if (type->isError() || to->isError()) return errorAt(from);
+    if (type == to) return load(from);
+    if (to->is(TypeKind::void_)) return makeCast(CastKind::toVoid, from, to);
     if (type->is(TypeKind::enum_)) {
         if (to->is(TypeKind::enum_))
             return explicitConvert(makeCast(CastKind::enumToInteger, load(from), type->element), to);
@@ -252,8 +233,7 @@ Expr* Analyzer::explicitConvert(Expr* from, TypeRef to) {
         return nullptr;
     }
     if (to->is(TypeKind::enum_)) {
-        if (!type->isScalar())
-            return nullptr;
+        if (!type->isScalar()) return nullptr;
         return makeCast(CastKind::integerToEnum, explicitConvert(from, to->element), to);
     }
     if (type->isScalar()) {
@@ -263,12 +243,12 @@ Expr* Analyzer::explicitConvert(Expr* from, TypeRef to) {
                 auto* literal = static_cast<IntLiteral*>(from);
                 if (isFloating(to->scalar)) {
                     FloatLiteral* made = make<FloatLiteral>(from);
-                    made->value = isSigned(type->scalar) ? static_cast<double>(static_cast<std::int64_t>(literal->value))
-                                                         : static_cast<double>(literal->value);
+                    made->value = isSigned(type->scalar)
+                                      ? static_cast<double>(static_cast<std::int64_t>(literal->value))
+                                      : static_cast<double>(literal->value);
                     made->isHalf = to->scalar == ScalarKind::half;
                     made->type = to;
-                    if (!made->isHalf || made->value <= 65504)
-                        return made;
+                    if (!made->isHalf || made->value <= 65504) return made;
                 } else if (to->scalar != ScalarKind::bool_) {
                     ConstantValue constant{ConstantValue::Kind::integer, static_cast<std::int64_t>(literal->value), 0};
                     return makeInteger(convertConstant(constant, to).integer, to, from->location);
@@ -295,8 +275,7 @@ Expr* Analyzer::explicitConvert(Expr* from, TypeRef to) {
         return nullptr;
     }
     if (type->isVector()) {
-        if (to->isVector() && to->columns == type->columns)
-            return makeCast(CastKind::scalarConversion, load(from), to);
+        if (to->isVector() && to->columns == type->columns) return makeCast(CastKind::scalarConversion, load(from), to);
         if (to->is(TypeKind::packedVector) && to->columns == type->columns) {
             Expr* vector = explicitConvert(from, types_.vector(to->scalar, to->columns));
             return makeCast(CastKind::vectorToPacked, vector, to);
@@ -313,18 +292,14 @@ Expr* Analyzer::explicitConvert(Expr* from, TypeRef to) {
             return makeCast(CastKind::scalarConversion, load(from), to);
         return nullptr;
     }
-    if (type->is(TypeKind::pointer) && to->isBool())
-        return makeCast(CastKind::pointerToBool, load(from), to);
+    if (type->is(TypeKind::pointer) && to->isBool()) return makeCast(CastKind::pointerToBool, load(from), to);
     return nullptr;
 }
 
 Expr* Analyzer::convert(Expr* from, TypeRef to, Purpose purpose, SourceLocation at) {
-    if (from->kind == ExprKind::initList)
-        return initializeFromList(to, static_cast<InitList*>(from), purpose);
-    if (to->is(TypeKind::reference))
-        return bindReference(from, to, purpose, at);
-    if (Expr* converted = tryConvert(from, to))
-        return converted;
+    if (from->kind == ExprKind::initList) return initializeFromList(to, static_cast<InitList*>(from), purpose);
+    if (to->is(TypeKind::reference)) return bindReference(from, to, purpose, at);
+    if (Expr* converted = tryConvert(from, to)) return converted;
     reportConversion(from, to, purpose, at);
     return errorAt(from);
 }
@@ -338,8 +313,7 @@ namespace {
 
 // A component of a vector is not an object of its own.
 bool isVectorElement(const Expr* expr) {
-    if (expr->kind == ExprKind::member)
-        return static_cast<const Member*>(expr)->swizzleCount > 0;
+    if (expr->kind == ExprKind::member) return static_cast<const Member*>(expr)->swizzleCount > 0;
     if (expr->kind == ExprKind::index) {
         const TypeRef base = static_cast<const Index*>(expr)->base->type;
         return base->isVector() || base->is(TypeKind::packedVector);
@@ -359,8 +333,7 @@ Expr* Analyzer::bindReference(Expr* from, TypeRef referenceType, Purpose purpose
         }
         return initializeFromList(referee, static_cast<InitList*>(from), purpose);
     }
-    if (from->type->isError() || referee->isError())
-        return errorAt(from);
+    if (from->type->isError() || referee->isError()) return errorAt(from);
     const bool isLvalue = from->category == ValueCategory::lvalue;
     if (isLvalue && from->type == referee) {
         if (from->space == referenceType->space) {
@@ -390,8 +363,8 @@ Expr* Analyzer::bindReference(Expr* from, TypeRef referenceType, Purpose purpose
             error(at, "non-const lvalue reference to type '" + typeName(referee) +
                           "' cannot bind to a value of unrelated type '" + typeName(from->type) + "'");
         else
-            error(at, "non-const lvalue reference to type '" + typeName(referee) + "' cannot bind to a temporary of type '" +
-                          typeName(from->type) + "'");
+            error(at, "non-const lvalue reference to type '" + typeName(referee) +
+                          "' cannot bind to a temporary of type '" + typeName(from->type) + "'");
         return errorAt(from);
     }
     if (referenceType->space != AddressSpace::thread) {
@@ -403,13 +376,11 @@ Expr* Analyzer::bindReference(Expr* from, TypeRef referenceType, Purpose purpose
 
 Expr* Analyzer::toBool(Expr* rvalue) {
     const TypeRef type = rvalue->type;
-    if (type->isError() || type->isBool())
-        return load(rvalue);
+    if (type->isError() || type->isBool()) return load(rvalue);
     if (type->isScalar() || type->is(TypeKind::pointer) || isUnscopedEnum(type))
         return explicitConvert(rvalue, types_.bool_());
     if (type->is(TypeKind::struct_))
-        if (Expr* converted = tryConvert(rvalue, types_.bool_()))
-            return converted;
+        if (Expr* converted = tryConvert(rvalue, types_.bool_())) return converted;
     reportConversion(rvalue, types_.bool_(), Purpose::condition, rvalue->begin ? rvalue->begin : rvalue->location);
     return errorAt(rvalue);
 }

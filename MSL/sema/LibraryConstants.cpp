@@ -74,18 +74,18 @@ constexpr LibraryConstant constants[] = {
 
 const LibraryConstant* findLibraryConstant(std::string_view enumeration, std::string_view name) {
     for (const LibraryConstant& constant : constants)
-        if (constant.enumeration == enumeration && constant.name == name)
-            return &constant;
+        if (constant.enumeration == enumeration && constant.name == name) return &constant;
     return nullptr;
 }
 
 bool isLibraryEnum(std::string_view enumeration) {
     for (const LibraryConstant& constant : constants)
-        if (!constant.enumeration.empty() && constant.enumeration == enumeration)
-            return true;
+        if (!constant.enumeration.empty() && constant.enumeration == enumeration) return true;
     return false;
 }
 
-std::span<const LibraryConstant> libraryConstants() { return constants; }
+std::span<const LibraryConstant> libraryConstants() {
+    return constants;
+}
 
 } // namespace msl

@@ -29,16 +29,14 @@ NameMeaning Analyzer::meaningOf(ScopeEntry* entry) {
     }
     std::vector<FunctionDecl*> functions;
     for (ScopeEntry* at = entry; at && at->depth == entry->depth; at = at->hidden)
-        if (at->decl->kind == DeclKind::function)
-            functions.push_back(static_cast<FunctionDecl*>(at->decl));
+        if (at->decl->kind == DeclKind::function) functions.push_back(static_cast<FunctionDecl*>(at->decl));
     meaning.functions = arena_.copy(functions);
     return meaning;
 }
 
 NameMeaning Analyzer::lookUpUnqualified(const Identifier* identifier) {
     NameMeaning meaning;
-    if (ScopeEntry* entry = identifier->scope)
-        meaning = meaningOf(entry);
+    if (ScopeEntry* entry = identifier->scope) meaning = meaningOf(entry);
     // Inside a function or a namespace an overload set there hides the file's, but never the library's.
     if (meaning.kind == NameMeaning::Kind::nothing || meaning.kind == NameMeaning::Kind::functions) {
         if (metalIsVisible_) {
@@ -95,8 +93,7 @@ NameMeaning Analyzer::lookUpQualified(Name& name) {
     if (name.qualifierType) { // S<float>::name
         const TypeRef type = resolveTypeOnly(name.qualifierType);
         if (!type->is(TypeKind::struct_)) {
-            if (!type->isError())
-                return failed("'" + typeName(type) + "' has no members to name");
+            if (!type->isError()) return failed("'" + typeName(type) + "' has no members to name");
             meaning.kind = NameMeaning::Kind::failed;
             return meaning;
         }
@@ -109,8 +106,7 @@ NameMeaning Analyzer::lookUpQualified(Name& name) {
         ScopeEntry* entry = name.identifier->scope;
         while (entry && entry->depth > 0)
             entry = entry->hidden;
-        if (entry)
-            return meaningOf(entry);
+        if (entry) return meaningOf(entry);
         return failed("no member named '" + std::string(name.identifier->text) + "' in the global namespace");
     }
     std::size_t at = 0;
@@ -132,7 +128,8 @@ NameMeaning Analyzer::lookUpQualified(Name& name) {
         }
         Precision precision = Precision::standard;
         bool hasPrecision = false;
-        if (at < name.qualifiers.size() && (name.qualifiers[at]->text == "fast" || name.qualifiers[at]->text == "precise") &&
+        if (at < name.qualifiers.size() &&
+            (name.qualifiers[at]->text == "fast" || name.qualifiers[at]->text == "precise") &&
             (isMetal || metalIsVisible_)) {
             precision = name.qualifiers[at]->text == "fast" ? Precision::fast : Precision::precise;
             hasPrecision = true;
@@ -156,10 +153,12 @@ NameMeaning Analyzer::lookUpQualified(Name& name) {
             if (hasPrecision)
                 where += std::string(where.empty() ? "" : "::") + std::string(name.qualifiers[at - 1]->text);
             if (isMetal || hasPrecision)
-                return failed("no member named '" + std::string(name.identifier->text) + "' in namespace '" + where + "'");
+                return failed("no member named '" + std::string(name.identifier->text) + "' in namespace '" + where +
+                              "'");
         }
         if (at + 1 == name.qualifiers.size()) {
-            if (const LibraryConstant* constant = findLibraryConstant(name.qualifiers[at]->text, name.identifier->text)) {
+            if (const LibraryConstant* constant =
+                    findLibraryConstant(name.qualifiers[at]->text, name.identifier->text)) {
                 meaning.kind = NameMeaning::Kind::libraryConstant;
                 meaning.constant = constant->value;
                 meaning.constantType = types_.uint();
@@ -169,8 +168,8 @@ NameMeaning Analyzer::lookUpQualified(Name& name) {
                 return failed("no member named '" + std::string(name.identifier->text) + "' in '" +
                               std::string(name.qualifiers[at]->text) + "'");
         }
-        return failed("use of undeclared identifier '" + std::string(name.qualifiers[at < name.qualifiers.size() ? at : 0]->text) +
-                      "'");
+        return failed("use of undeclared identifier '" +
+                      std::string(name.qualifiers[at < name.qualifiers.size() ? at : 0]->text) + "'");
     }
     for (at = 1;; ++at) {
         const Identifier* next = at < name.qualifiers.size() ? name.qualifiers[at] : name.identifier;
@@ -211,8 +210,7 @@ NameMeaning Analyzer::lookUpQualified(Name& name) {
         }
         if (found.kind == NameMeaning::Kind::nothing)
             return failed("no member named '" + std::string(next->text) + "' in " + where);
-        if (isLast)
-            return found;
+        if (isLast) return found;
         if (found.kind != NameMeaning::Kind::declaration)
             return failed("'" + std::string(next->text) + "' is not a class, namespace, or enumeration");
         scope = found.decl;
@@ -220,11 +218,9 @@ NameMeaning Analyzer::lookUpQualified(Name& name) {
 }
 
 NameMeaning Analyzer::lookUp(Name& name, bool forCall, std::size_t argumentCount) {
-    if (!name.qualifiers.empty() || name.isGlobal || name.qualifierType)
-        return lookUpQualified(name);
+    if (!name.qualifiers.empty() || name.isGlobal || name.qualifierType) return lookUpQualified(name);
     NameMeaning meaning = lookUpUnqualified(name.identifier);
-    if (meaning.kind != NameMeaning::Kind::nothing)
-        return meaning;
+    if (meaning.kind != NameMeaning::Kind::nothing) return meaning;
     if (context_.function && context_.function->isInvalid) { // its head could not be read: a parameter may be missing
         meaning.kind = NameMeaning::Kind::failed;
         return meaning;
@@ -238,8 +234,8 @@ NameMeaning Analyzer::lookUp(Name& name, bool forCall, std::size_t argumentCount
         meaning.kind = NameMeaning::Kind::builtin;
         return meaning;
     }
-    suggestion = closestName(name.identifier->text, forCall ? TypoKind::call : TypoKind::expression, &decl,
-                             argumentCount);
+    suggestion =
+        closestName(name.identifier->text, forCall ? TypoKind::call : TypoKind::expression, &decl, argumentCount);
     if (suggestion.empty()) {
         error(name.location, std::move(message));
         meaning.kind = NameMeaning::Kind::failed;
@@ -247,8 +243,7 @@ NameMeaning Analyzer::lookUp(Name& name, bool forCall, std::size_t argumentCount
     }
     error(name.location, message + "; did you mean '" + std::string(suggestion) + "'?");
     const Identifier* corrected = identifiers_.get(suggestion);
-    if (decl && decl->location)
-        note(decl->location, "'" + std::string(suggestion) + "' declared here");
+    if (decl && decl->location) note(decl->location, "'" + std::string(suggestion) + "' declared here");
     meaning = lookUpUnqualified(corrected);
     meaning.isCorrected = true;
     if (meaning.kind == NameMeaning::Kind::nothing)
@@ -259,8 +254,7 @@ NameMeaning Analyzer::lookUp(Name& name, bool forCall, std::size_t argumentCount
             meaning.kind = NameMeaning::Kind::declaration;
             meaning.decl = alias;
         }
-    if (meaning.kind == NameMeaning::Kind::nothing)
-        meaning.kind = NameMeaning::Kind::failed;
+    if (meaning.kind == NameMeaning::Kind::nothing) meaning.kind = NameMeaning::Kind::failed;
     return meaning;
 }
 

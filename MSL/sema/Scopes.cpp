@@ -14,8 +14,7 @@ void Scopes::close() {
 }
 
 ScopeEntry* Scopes::make() {
-    if (free_.empty())
-        return arena_.make<ScopeEntry>();
+    if (free_.empty()) return arena_.make<ScopeEntry>();
     ScopeEntry* entry = free_.back();
     free_.pop_back();
     return entry;
@@ -52,8 +51,7 @@ ScopeEntry* Scopes::findInInnermost(const Identifier* name) const {
 
 Scopes::Suspended Scopes::suspend() {
     Suspended suspended;
-    if (starts_.empty())
-        return suspended;
+    if (starts_.empty()) return suspended;
     const std::uint32_t start = starts_.front();
     for (std::size_t i = entries_.size(); i > start; --i)
         entries_[i - 1]->name->scope = entries_[i - 1]->hidden;

@@ -50,7 +50,7 @@ class Scopes {
     ScopeEntry* make();
 
     std::vector<ScopeEntry*> entries_;
-    std::vector<ScopeEntry*> free_; // of closed scopes, to be used again
+    std::vector<ScopeEntry*> free_;     // of closed scopes, to be used again
     std::vector<std::uint32_t> starts_; // where the entries of depth 1, 2 ... begin
 };
 

@@ -6,11 +6,13 @@
 namespace msl {
 namespace {
 
-constexpr std::string_view spellings[] = {"*",  "/",  "%",  "+",  "-",  "<<", ">>", "<",  ">",  "<=",  ">=",
-                                          "==", "!=", "&",  "^",  "|",  "&&", "||", "=",  "*=", "/=",  "%=",
-                                          "+=", "-=", "<<=", ">>=", "&=", "^=", "|=", ","};
+constexpr std::string_view spellings[] = {
+    "*", "/",  "%",  "+", "-",  "<<", ">>", "<",  ">",  "<=",  ">=",  "==", "!=", "&",  "^",
+    "|", "&&", "||", "=", "*=", "/=", "%=", "+=", "-=", "<<=", ">>=", "&=", "^=", "|=", ","};
 
-std::string_view spelling(BinaryOp op) { return spellings[static_cast<unsigned>(op)]; }
+std::string_view spelling(BinaryOp op) {
+    return spellings[static_cast<unsigned>(op)];
+}
 
 BinaryOp withoutAssignment(BinaryOp op) {
     switch (op) {
@@ -28,9 +30,15 @@ BinaryOp withoutAssignment(BinaryOp op) {
     }
 }
 
-bool isBitwise(BinaryOp op) { return op == BinaryOp::bitAnd || op == BinaryOp::bitOr || op == BinaryOp::bitXor; }
-bool isShift(BinaryOp op) { return op == BinaryOp::shl || op == BinaryOp::shr; }
-bool needsIntegers(BinaryOp op) { return isBitwise(op) || isShift(op) || op == BinaryOp::rem; }
+bool isBitwise(BinaryOp op) {
+    return op == BinaryOp::bitAnd || op == BinaryOp::bitOr || op == BinaryOp::bitXor;
+}
+bool isShift(BinaryOp op) {
+    return op == BinaryOp::shl || op == BinaryOp::shr;
+}
+bool needsIntegers(BinaryOp op) {
+    return isBitwise(op) || isShift(op) || op == BinaryOp::rem;
+}
 
 bool mayOverload(TypeRef type) {
     return type->is(TypeKind::struct_) || type->is(TypeKind::lambda) || type->is(TypeKind::enum_);
@@ -39,35 +47,27 @@ bool mayOverload(TypeRef type) {
 } // namespace
 
 TypeRef Analyzer::promoted(TypeRef type) const {
-    if (type->isScalar() && isInteger(type->scalar) && type->scalar < ScalarKind::int_)
-        return types_.int_();
+    if (type->isScalar() && isInteger(type->scalar) && type->scalar < ScalarKind::int_) return types_.int_();
     return type;
 }
 
 TypeRef Analyzer::commonScalar(TypeRef a, TypeRef b) const {
     if (isFloating(a->scalar) || isFloating(b->scalar)) {
-        if (a->scalar == ScalarKind::float_ || b->scalar == ScalarKind::float_)
-            return types_.float_();
+        if (a->scalar == ScalarKind::float_ || b->scalar == ScalarKind::float_) return types_.float_();
         return types_.half();
     }
     a = promoted(a);
     b = promoted(b);
-    if (a == b)
-        return a;
-    if (byteSize(a->scalar) != byteSize(b->scalar))
-        return byteSize(a->scalar) > byteSize(b->scalar) ? a : b;
+    if (a == b) return a;
+    if (byteSize(a->scalar) != byteSize(b->scalar)) return byteSize(a->scalar) > byteSize(b->scalar) ? a : b;
     return isSigned(a->scalar) ? b : a;
 }
 
 TypeRef Analyzer::commonType(TypeRef a, TypeRef b) const {
-    if (a->isScalar() && b->isScalar())
-        return commonScalar(a, b);
-    if (a == b && (a->isVector() || a->isMatrix()))
-        return a;
-    if (a->isVector() && b->isScalar())
-        return a;
-    if (a->isScalar() && b->isVector())
-        return b;
+    if (a->isScalar() && b->isScalar()) return commonScalar(a, b);
+    if (a == b && (a->isVector() || a->isMatrix())) return a;
+    if (a->isVector() && b->isScalar()) return a;
+    if (a->isScalar() && b->isVector()) return b;
     return nullptr;
 }
 
@@ -81,13 +81,11 @@ Expr* Analyzer::toArithmetic(Expr* rvalue) {
         const FunctionDecl* found = nullptr;
         for (const Decl* member : type->structDecl->members)
             if (member->kind == DeclKind::function && static_cast<const FunctionDecl*>(member)->isConversion) {
-                if (found)
-                    return rvalue;
+                if (found) return rvalue;
                 found = static_cast<const FunctionDecl*>(member);
             }
         if (found && found->returnType && found->returnType->isNumeric())
-            if (Expr* converted = tryConvert(rvalue, found->returnType))
-                return converted;
+            if (Expr* converted = tryConvert(rvalue, found->returnType)) return converted;
     }
     return rvalue;
 }
@@ -106,8 +104,7 @@ Expr* Analyzer::binary(Binary* expr) {
         auto* node = static_cast<Binary*>(leftmost);
         spine.push_back(node);
         leftmost = node->left;
-        if (spine.size() > 20 * maxExpressionDepth)
-            break;
+        if (spine.size() > 20 * maxExpressionDepth) break;
     }
     if (spine.size() > maxExpressionDepth) {
         error(expr->location, "expression is nested too deeply; split it into several statements");
@@ -178,8 +175,7 @@ Expr* Analyzer::binary(Binary* expr) {
 Expr* Analyzer::pointerArithmetic(Binary* expr) {
     const auto decayed = [&](Expr* side) -> Expr* {
         // An array that was read as a whole steps back to what it was read from.
-        if (!side->type->is(TypeKind::array) || side->kind != ExprKind::implicitCast)
-            return side;
+        if (!side->type->is(TypeKind::array) || side->kind != ExprKind::implicitCast) return side;
         Expr* array = static_cast<ImplicitCast*>(side)->operand;
         return makeCast(CastKind::arrayToPointer, array,
                         types_.pointer(array->type->element, array->space, array->isConst));
@@ -189,8 +185,7 @@ Expr* Analyzer::pointerArithmetic(Binary* expr) {
     const TypeRef left = expr->left->type;
     const TypeRef right = expr->right->type;
     if (left->is(TypeKind::pointer) && right->is(TypeKind::pointer)) {
-        if (expr->op != BinaryOp::sub || left->element != right->element)
-            return invalidOperands(expr);
+        if (expr->op != BinaryOp::sub || left->element != right->element) return invalidOperands(expr);
         expr->type = types_.scalar(ScalarKind::long_);
         return expr;
     }
@@ -230,15 +225,13 @@ Expr* Analyzer::matrixProduct(Binary* expr) {
         expr->type = left;
         return expr;
     }
-    if (expr->op != BinaryOp::mul)
-        return nullptr;
+    if (expr->op != BinaryOp::mul) return nullptr;
     if (left->isScalar() && right->isMatrix()) {
         expr->left = explicitConvert(expr->left, types_.scalar(right->scalar));
         expr->type = right;
         return expr;
     }
-    if (left->scalar != right->scalar)
-        return nullptr;
+    if (left->scalar != right->scalar) return nullptr;
     if (left->isMatrix() && right->isMatrix() && left->columns == right->rows) {
         expr->type = types_.matrix(left->scalar, right->columns, left->rows);
         return expr;
@@ -258,8 +251,7 @@ Expr* Analyzer::arithmetic(Binary* expr) {
     const TypeRef left = expr->left->type;
     const TypeRef right = expr->right->type;
     const auto pointerLike = [](TypeRef type) { return type->is(TypeKind::pointer) || type->is(TypeKind::array); };
-    if (pointerLike(left) || pointerLike(right))
-        return pointerArithmetic(expr);
+    if (pointerLike(left) || pointerLike(right)) return pointerArithmetic(expr);
     if ((left->isMatrix() || right->isMatrix()) && (expr->op == BinaryOp::mul || expr->op == BinaryOp::div)) {
         Expr* product = matrixProduct(expr);
         return product ? product : invalidOperands(expr);
@@ -271,8 +263,7 @@ Expr* Analyzer::arithmetic(Binary* expr) {
     if (common->isVector() && needsIntegers(expr->op) &&
         ((left->isScalar() && isFloating(left->scalar)) || (right->isScalar() && isFloating(right->scalar))))
         return invalidOperands(expr);
-    if (common->isVector() && common->scalar == ScalarKind::bool_ && !isBitwise(expr->op))
-        return invalidOperands(expr);
+    if (common->isVector() && common->scalar == ScalarKind::bool_ && !isBitwise(expr->op)) return invalidOperands(expr);
     expr->left = explicitConvert(expr->left, common);
     expr->right = explicitConvert(expr->right, common);
     expr->type = common;
@@ -282,13 +273,10 @@ Expr* Analyzer::arithmetic(Binary* expr) {
 Expr* Analyzer::shift(Binary* expr) {
     const TypeRef left = expr->left->type;
     const TypeRef right = expr->right->type;
-    if (!left->isIntegerNumeric() || !right->isIntegerNumeric())
-        return invalidOperands(expr);
-    if (left->isVector() && right->isVector() && left->columns != right->columns)
-        return invalidOperands(expr);
+    if (!left->isIntegerNumeric() || !right->isIntegerNumeric()) return invalidOperands(expr);
+    if (left->isVector() && right->isVector() && left->columns != right->columns) return invalidOperands(expr);
     TypeRef type = promoted(left);
-    if (left->isScalar() && right->isVector())
-        type = types_.vector(type->scalar, right->columns);
+    if (left->isScalar() && right->isVector()) type = types_.vector(type->scalar, right->columns);
     expr->left = explicitConvert(expr->left, type);
     expr->right = explicitConvert(expr->right, type);
     expr->type = type;
@@ -321,8 +309,7 @@ Expr* Analyzer::comparison(Binary* expr) {
         return expr;
     }
     const TypeRef common = commonType(left, right);
-    if (!common || (common->isMatrix() && !isEquality))
-        return invalidOperands(expr);
+    if (!common || (common->isMatrix() && !isEquality)) return invalidOperands(expr);
     if (common->isMatrix()) {
         unsupported(expr->location, "comparing matrices");
         return errorAt(expr);
@@ -339,8 +326,7 @@ Expr* Analyzer::logical(Binary* expr) {
     if (left->isVector() || right->isVector()) {
         const bool fits = (left->isVector() && right->isVector() && left->columns == right->columns) ||
                           (left->isVector() && right->isScalar()) || (left->isScalar() && right->isVector());
-        if (!fits)
-            return invalidOperands(expr);
+        if (!fits) return invalidOperands(expr);
         const TypeRef type = types_.vector(ScalarKind::bool_, left->isVector() ? left->columns : right->columns);
         expr->left = explicitConvert(expr->left, type);
         expr->right = explicitConvert(expr->right, type);
@@ -350,20 +336,17 @@ Expr* Analyzer::logical(Binary* expr) {
     const auto fits = [](TypeRef type) {
         return type->isScalar() || type->is(TypeKind::pointer) || type->is(TypeKind::struct_);
     };
-    if (!fits(left) || !fits(right))
-        return invalidOperands(expr);
+    if (!fits(left) || !fits(right)) return invalidOperands(expr);
     expr->left = toBool(expr->left);
     expr->right = toBool(expr->right);
-    if (expr->left->type->isError() || expr->right->type->isError())
-        return errorAt(expr);
+    if (expr->left->type->isError() || expr->right->type->isError()) return errorAt(expr);
     expr->type = types_.bool_();
     return expr;
 }
 
 Expr* Analyzer::assignment(Binary* expr) {
     Expr* left = expr->left;
-    if (!checkAssignable(left, expr->location))
-        return errorAt(expr);
+    if (!checkAssignable(left, expr->location)) return errorAt(expr);
     expr->type = left->type;
     expr->category = ValueCategory::lvalue;
     expr->space = left->space;
@@ -383,7 +366,8 @@ Expr* Analyzer::assignment(Binary* expr) {
             return errorAt(expr);
         }
         if (left->type->is(TypeKind::atomic)) {
-            error(expr->location, "an object of type '" + typeName(left->type) + "' is written with atomic functions only");
+            error(expr->location,
+                  "an object of type '" + typeName(left->type) + "' is written with atomic functions only");
             return errorAt(expr);
         }
         expr->right = convert(expr->right, left->type, Purpose::assignment, expr->location);
@@ -405,20 +389,18 @@ Expr* Analyzer::assignment(Binary* expr) {
     computation->op = op;
     computation->left = toArithmetic(load(left));
     computation->right = toArithmetic(load(expr->right));
-    if (computation->left->type->isError() || computation->right->type->isError())
-        return errorAt(expr);
+    if (computation->left->type->isError() || computation->right->type->isError()) return errorAt(expr);
     const TypeRef readLeft = computation->left->type;
     const TypeRef readRight = computation->right->type;
     const bool isNumericPair = readLeft->isNumeric() && readRight->isNumeric();
-    if (!isNumericPair)
-        return invalidOperands(expr);
+    if (!isNumericPair) return invalidOperands(expr);
     Expr* typed = isShift(op) ? shift(computation) : arithmetic(computation);
-    if (typed->type->isError())
-        return typed;
+    if (typed->type->isError()) return typed;
     const TypeRef result = typed->type;
     const bool fits = result == readLeft || rankTypes(result, left->type) < ConversionRank::splat;
     if (!fits) {
-        error(expr->location, "assigning to '" + typeName(left->type) + "' from incompatible type '" + typeName(result) + "'");
+        error(expr->location,
+              "assigning to '" + typeName(left->type) + "' from incompatible type '" + typeName(result) + "'");
         return errorAt(expr);
     }
     expr->right = computation->right;
@@ -433,8 +415,7 @@ std::span<FunctionDecl*> Analyzer::operatorFunctions(std::string_view operatorSp
     std::string name = "operator";
     name += operatorSpelling;
     const Identifier* identifier = identifiers_.get(name);
-    if (!identifier->scope)
-        return {};
+    if (!identifier->scope) return {};
     return lookUpUnqualified(identifier).functions;
 }
 
@@ -444,24 +425,20 @@ Expr* Analyzer::overloadedOperator(BinaryOp op, Expr* left, Expr* right, SourceL
     const std::span<Expr*> bothArguments = arena_.copy(std::span<Expr* const>(both));
     const std::span<Expr*> rightOnly = bothArguments.subspan(1);
     for (FunctionDecl* function : operatorFunctions(spelling(op))) {
-        if (function->owner)
-            continue;
+        if (function->owner) continue;
         Candidate candidate = consider(function, bothArguments, {});
-        if (candidate.isViable)
-            candidates.push_back(candidate);
+        if (candidate.isViable) candidates.push_back(candidate);
     }
     bool isMember = false;
     if (candidates.empty() && left->type->is(TypeKind::struct_)) {
         const std::string name = "operator" + std::string(spelling(op));
         for (FunctionDecl* function : findMethods(left->type->structDecl, identifiers_.get(name))) {
             Candidate candidate = consider(function, rightOnly, {});
-            if (candidate.isViable)
-                candidates.push_back(candidate);
+            if (candidate.isViable) candidates.push_back(candidate);
         }
         isMember = !candidates.empty();
     }
-    if (candidates.empty())
-        return nullptr;
+    if (candidates.empty()) return nullptr;
     *handled = true;
     bool isAmbiguous = false;
     const std::span<Expr*> used = isMember ? rightOnly : bothArguments;
@@ -480,8 +457,7 @@ Expr* Analyzer::overloadedOperator(BinaryOp op, Expr* left, Expr* right, SourceL
     Call* node = make<Call>(left);
     node->location = at;
     node->arguments = used;
-    if (isMember)
-        node->object = left;
+    if (isMember) node->object = left;
     return finishCall(node, chosen->function);
 }
 
@@ -501,23 +477,19 @@ Expr* Analyzer::overloadedUnary(Unary* expr, bool* handled) {
                 ? findMethods(expr->operand->type->structDecl, identifiers_.get(operatorName))
                 : std::span<FunctionDecl*>{};
         for (FunctionDecl* function : functions) {
-            if ((function->owner != nullptr) != isMember)
-                continue;
+            if ((function->owner != nullptr) != isMember) continue;
             Candidate candidate = consider(function, used, {});
-            if (candidate.isViable)
-                candidates.push_back(candidate);
+            if (candidate.isViable) candidates.push_back(candidate);
         }
         bool isAmbiguous = false;
         const bool isLvalue = expr->operand->category == ValueCategory::lvalue;
         const Candidate* chosen = bestMethod(candidates, used, isLvalue ? expr->operand->space : AddressSpace::thread,
                                              isLvalue && expr->operand->isConst, &isAmbiguous);
-        if (!chosen || isAmbiguous)
-            continue;
+        if (!chosen || isAmbiguous) continue;
         *handled = true;
         Call* node = make<Call>(expr);
         node->arguments = used;
-        if (isMember)
-            node->object = expr->operand;
+        if (isMember) node->object = expr->operand;
         return finishCall(node, chosen->function);
     }
     return nullptr;
@@ -527,8 +499,7 @@ Expr* Analyzer::conditional(Conditional* expr) {
     Expr* condition = load(expression(expr->condition));
     Expr* whenTrue = expression(expr->whenTrue);
     Expr* whenFalse = expression(expr->whenFalse);
-    if (condition->type->isError() || whenTrue->type->isError() || whenFalse->type->isError())
-        return errorAt(expr);
+    if (condition->type->isError() || whenTrue->type->isError() || whenFalse->type->isError()) return errorAt(expr);
     const TypeRef a = whenTrue->type;
     const TypeRef b = whenFalse->type;
     if (a->is(TypeKind::void_) && b->is(TypeKind::void_) && !condition->type->isVector()) {
@@ -540,20 +511,17 @@ Expr* Analyzer::conditional(Conditional* expr) {
     }
     whenTrue = load(whenTrue);
     whenFalse = load(whenFalse);
-    if (whenTrue->type->isError() || whenFalse->type->isError())
-        return errorAt(expr);
+    if (whenTrue->type->isError() || whenFalse->type->isError()) return errorAt(expr);
     if (a != b) {
         whenTrue = toArithmetic(whenTrue);
         whenFalse = toArithmetic(whenFalse);
     }
     TypeRef common = whenTrue->type == whenFalse->type ? whenTrue->type : nullptr;
-    if (!common)
-        common = commonType(whenTrue->type, whenFalse->type);
+    if (!common) common = commonType(whenTrue->type, whenFalse->type);
     if (!common) {
         const bool forward = rankConversion(whenTrue, whenFalse->type) != ConversionRank::none;
         const bool backward = rankConversion(whenFalse, whenTrue->type) != ConversionRank::none;
-        if (forward != backward)
-            common = forward ? whenFalse->type : whenTrue->type;
+        if (forward != backward) common = forward ? whenFalse->type : whenTrue->type;
     }
     if (!common) {
         error(expr->location, "incompatible operand types ('" + typeName(a) + "' and '" + typeName(b) + "')");
@@ -561,8 +529,7 @@ Expr* Analyzer::conditional(Conditional* expr) {
     }
     if (condition->type->isVector() && !isFloating(condition->type->scalar)) {
         const unsigned count = condition->type->columns;
-        if (common->isScalar())
-            common = types_.vector(common->scalar, count);
+        if (common->isScalar()) common = types_.vector(common->scalar, count);
         if (!common->isVector() || common->columns != count) {
             error(expr->location, "vector condition type '" + typeName(condition->type) + "' and result type '" +
                                       typeName(common) + "' do not have the same number of elements");
@@ -573,12 +540,10 @@ Expr* Analyzer::conditional(Conditional* expr) {
         return makeBuiltinCall(BuiltinId::select, parts, common, expr->location);
     }
     expr->condition = toBool(condition);
-    if (expr->condition->type->isError())
-        return errorAt(expr);
+    if (expr->condition->type->isError()) return errorAt(expr);
     expr->whenTrue = tryConvert(whenTrue, common);
     expr->whenFalse = tryConvert(whenFalse, common);
-    if (!expr->whenTrue || !expr->whenFalse)
-        return errorAt(expr);
+    if (!expr->whenTrue || !expr->whenFalse) return errorAt(expr);
     expr->type = common;
     return expr;
 }

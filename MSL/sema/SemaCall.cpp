@@ -8,14 +8,11 @@ namespace msl {
 bool Analyzer::arguments(Call* expr) {
     bool fine = true;
     for (Expr*& argument : expr->arguments) {
-        if (argument->kind == ExprKind::initList && !argument->type)
-            continue;
+        if (argument->kind == ExprKind::initList && !argument->type) continue;
         argument = expression(argument);
-        if (argument->type->is(TypeKind::overload))
-            argument = load(argument);
+        if (argument->type->is(TypeKind::overload)) argument = load(argument);
         if (argument->type->is(TypeKind::void_)) {
-            error(argument->begin ? argument->begin : argument->location,
-                  "argument type 'void' is incomplete");
+            error(argument->begin ? argument->begin : argument->location, "argument type 'void' is incomplete");
             argument = errorAt(argument);
         }
         fine = fine && !argument->type->isError();
@@ -57,20 +54,16 @@ Expr* Analyzer::finishCall(Call* expr, FunctionDecl* function) {
         hasErrors = hasErrors || expr->arguments[i]->type->isError();
     }
     expr->function = function;
-    if (function->instanceOf && function->body && !function->isResolved)
-        pendingBodies_.push_back(function);
-    if (hasErrors)
-        return errorAt(expr);
-    if (function->returnType && function->returnType->is(TypeKind::auto_))
-        resolveBodyNow(function);
+    if (function->instanceOf && function->body && !function->isResolved) pendingBodies_.push_back(function);
+    if (hasErrors) return errorAt(expr);
+    if (function->returnType && function->returnType->is(TypeKind::auto_)) resolveBodyNow(function);
     TypeRef type = function->returnType ? function->returnType : types_.error();
     if (type->is(TypeKind::auto_)) {
         error(expr->location, "function '" + std::string(function->name ? function->name->text : "") +
                                   "' with deduced return type cannot be used before it is defined");
         type = types_.error();
     }
-    if (function->isConstructor)
-        type = types_.void_();
+    if (function->isConstructor) type = types_.void_();
     if (type->is(TypeKind::reference)) {
         expr->category = ValueCategory::lvalue;
         expr->space = type->space;
@@ -100,13 +93,13 @@ Expr* Analyzer::finishBuiltinCall(Call* expr, const BuiltinFunction& builtin, Ty
                 pointee->type = argument->type->element;
                 argument = pointee;
             } else {
-                argument = bindReference(argument, types_.reference(type, AddressSpace::thread, false), Purpose::parameter, at);
+                argument = bindReference(argument, types_.reference(type, AddressSpace::thread, false),
+                                         Purpose::parameter, at);
             }
         } else {
             argument = convert(argument, type, Purpose::parameter, at);
         }
-        if (argument->type->isError())
-            return errorAt(expr);
+        if (argument->type->isError()) return errorAt(expr);
     }
     if (builtin.id == BuiltinId::discardFragment && context_.function && context_.function->stage != EntryStage::none &&
         context_.function->stage != EntryStage::fragment) {
@@ -120,8 +113,7 @@ Expr* Analyzer::finishBuiltinCall(Call* expr, const BuiltinFunction& builtin, Ty
 }
 
 Expr* Analyzer::call(Call* expr) {
-    if (!expr->callee)
-        return errorAt(expr);
+    if (!expr->callee) return errorAt(expr);
     if (expr->callee->kind == ExprKind::member && !expr->callee->type)
         return callMember(expr, static_cast<Member*>(expr->callee));
     if (expr->callee->kind != ExprKind::nameRef || static_cast<NameRef*>(expr->callee)->isThis || expr->callee->type)
@@ -129,29 +121,27 @@ Expr* Analyzer::call(Call* expr) {
 
     auto* callee = static_cast<NameRef*>(expr->callee);
     Name& name = callee->name;
-    if (!name.identifier)
-        return errorAt(expr);
+    if (!name.identifier) return errorAt(expr);
     if (name.qualifierType && name.qualifierType->name.identifier && name.qualifierType->name.hasTemplateArguments &&
         name.qualifierType->name.identifier->text == "numeric_limits" && !name.qualifierType->name.identifier->scope) {
         const std::span<TemplateArgument> limitOf = name.qualifierType->name.templateArguments;
         return limitOf.size() == 1 ? numericLimit(name, templateArgumentType(limitOf[0], true)) : errorAt(expr);
     }
     // A name that means a type, as one bound to a template parameter does, constructs.
-    const bool mayBeType = !name.identifier->scope ? isBuiltinTypeName(name.identifier->text) ||
-                                                         (name.hasTemplateArguments && isBuiltinTemplateName(name.identifier->text))
-                                                   : name.identifier->scope->decl->kind != DeclKind::function &&
-                                                         name.identifier->scope->decl->kind != DeclKind::variable;
+    const bool mayBeType = !name.identifier->scope
+                               ? isBuiltinTypeName(name.identifier->text) ||
+                                     (name.hasTemplateArguments && isBuiltinTemplateName(name.identifier->text))
+                               : name.identifier->scope->decl->kind != DeclKind::function &&
+                                     name.identifier->scope->decl->kind != DeclKind::variable;
     if (mayBeType && name.qualifiers.empty() && !name.qualifierType)
         if (const std::optional<TypeRef> type = tryTypeName(name)) {
             Construct* node = make<Construct>(expr);
             node->begin = callee->begin ? callee->begin : callee->location;
-            if (type.value()->isError() || !arguments(expr))
-                return errorAt(expr);
+            if (type.value()->isError() || !arguments(expr)) return errorAt(expr);
             return constructType(*type, expr->arguments, false, node, node->begin);
         }
     bool handled = false;
-    if (Expr* special = sampleOption(expr, name.identifier->text, &handled); handled)
-        return special;
+    if (Expr* special = sampleOption(expr, name.identifier->text, &handled); handled) return special;
     NameMeaning meaning = lookUp(name, true, expr->arguments.size());
     switch (meaning.kind) {
     case NameMeaning::Kind::nothing:
@@ -165,8 +155,7 @@ Expr* Analyzer::call(Call* expr) {
             const TypeRef type = typeOfDecl(meaning.decl, name);
             Construct* node = make<Construct>(expr);
             node->begin = callee->begin ? callee->begin : callee->location;
-            if (!arguments(expr) || !type || type->isError() || meaning.isCorrected)
-                return errorAt(expr);
+            if (!arguments(expr) || !type || type->isError() || meaning.isCorrected) return errorAt(expr);
             return constructType(type, expr->arguments, false, node, node->begin);
         }
         if (meaning.decl->kind == DeclKind::variable) {
@@ -182,8 +171,7 @@ Expr* Analyzer::call(Call* expr) {
 
 Expr* Analyzer::callFunctions(Call* expr, NameMeaning& meaning, Name& name) {
     const SourceLocation at = expr->callee->begin ? expr->callee->begin : expr->callee->location;
-    if (!arguments(expr))
-        return errorAt(expr);
+    if (!arguments(expr)) return errorAt(expr);
     const std::span<Expr*> given = expr->arguments;
     std::vector<Candidate> candidates;
     bool hasMember = false;
@@ -191,8 +179,7 @@ Expr* Analyzer::callFunctions(Call* expr, NameMeaning& meaning, Name& name) {
         candidates.push_back(consider(function, given, name.templateArguments));
         hasMember = hasMember || function->owner;
     }
-    if (meaning.builtin && !name.hasTemplateArguments)
-        candidates.push_back(considerBuiltin(*meaning.builtin, given));
+    if (meaning.builtin && !name.hasTemplateArguments) candidates.push_back(considerBuiltin(*meaning.builtin, given));
     bool isAmbiguous = false;
     const Candidate* chosen = nullptr;
     if (hasMember && context_.function && context_.function->owner && !context_.function->isStatic) {
@@ -204,11 +191,9 @@ Expr* Analyzer::callFunctions(Call* expr, NameMeaning& meaning, Name& name) {
         chosen = best(candidates, given, &isAmbiguous);
     }
     if (!chosen) {
-        if (meaning.isCorrected)
-            return errorAt(expr);
+        if (meaning.isCorrected) return errorAt(expr);
         for (const FunctionDecl* function : meaning.functions)
-            if (function->isInvalid)
-                return errorAt(expr); // who knows what it takes
+            if (function->isInvalid) return errorAt(expr); // who knows what it takes
         for (const Candidate& candidate : candidates)
             if (candidate.isAmbiguousBuiltin && candidates.size() == 1) {
                 error(at, "call to '" + std::string(name.identifier->text) + "' is ambiguous");
@@ -222,12 +207,10 @@ Expr* Analyzer::callFunctions(Call* expr, NameMeaning& meaning, Name& name) {
     if (isAmbiguous) {
         error(at, "call to '" + std::string(name.identifier->text) + "' is ambiguous");
         for (const Candidate& candidate : candidates)
-            if (candidate.isViable && !candidate.builtin)
-                note(candidate.function->location, "candidate function");
+            if (candidate.isViable && !candidate.builtin) note(candidate.function->location, "candidate function");
         return errorAt(expr);
     }
-    if (chosen->builtin)
-        return finishBuiltinCall(expr, *chosen->builtin, chosen->builtinType, meaning.precision);
+    if (chosen->builtin) return finishBuiltinCall(expr, *chosen->builtin, chosen->builtinType, meaning.precision);
     FunctionDecl* function = chosen->function;
     if (function->stage != EntryStage::none) {
         error(at, "'" + std::string(name.identifier->text) + "' is an entry point and cannot be called");
@@ -254,8 +237,7 @@ Expr* Analyzer::callFunctions(Call* expr, NameMeaning& meaning, Name& name) {
 Expr* Analyzer::callObject(Call* expr) {
     Expr* callee = expression(expr->callee);
     const bool fine = arguments(expr);
-    if (callee->type->isError() || !fine)
-        return errorAt(expr);
+    if (callee->type->isError() || !fine) return errorAt(expr);
     if (callee->type->is(TypeKind::struct_) || callee->type->is(TypeKind::lambda)) {
         std::vector<Candidate> candidates;
         for (FunctionDecl* function : findMethods(callee->type->structDecl, identifiers_.get("operator()")))
@@ -290,29 +272,26 @@ Expr* Analyzer::callMember(Call* expr, Member* callee) {
         expr->callee = typed;
         return callObject(expr);
     }
-    if (typed->kind != ExprKind::member)
-        return errorAt(expr);
+    if (typed->kind != ExprKind::member) return errorAt(expr);
     Expr* object = callee->base;
     TypeRef type = object->type;
-    if (callee->isArrow && type->is(TypeKind::pointer))
-        type = type->element;
-    if (type->is(TypeKind::texture))
-        return textureMethod(expr, callee);
-    if (!arguments(expr))
-        return errorAt(expr);
+    if (callee->isArrow && type->is(TypeKind::pointer)) type = type->element;
+    if (type->is(TypeKind::texture)) return textureMethod(expr, callee);
+    if (!arguments(expr)) return errorAt(expr);
     if (type->is(TypeKind::array)) {
         const std::string_view text = callee->name.identifier->text;
         if (text == "size" && expr->arguments.empty())
-            return makeInteger(static_cast<std::int64_t>(type->count), types_.scalar(ScalarKind::ulong), expr->location);
+            return makeInteger(static_cast<std::int64_t>(type->count), types_.scalar(ScalarKind::ulong),
+                               expr->location);
         error(callee->location, "no member named '" + std::string(text) + "' in '" + typeName(type) + "'");
         return errorAt(expr);
     }
-    const bool isConst = callee->isArrow ? object->type->pointeeConst
-                                         : object->isConst && object->category == ValueCategory::lvalue;
+    const bool isConst =
+        callee->isArrow ? object->type->pointeeConst : object->isConst && object->category == ValueCategory::lvalue;
     std::vector<Candidate> candidates;
     for (FunctionDecl* function : findMethods(type->structDecl, callee->name.identifier))
         candidates.push_back(consider(function, expr->arguments, callee->name.templateArguments));
-    const AddressSpace space = callee->isArrow                                ? object->type->space
+    const AddressSpace space = callee->isArrow                             ? object->type->space
                                : object->category == ValueCategory::lvalue ? object->space
                                                                            : AddressSpace::thread;
     bool isAmbiguous = false;
@@ -320,21 +299,22 @@ Expr* Analyzer::callMember(Call* expr, Member* callee) {
     if (!chosen) {
         if (candidates.size() == 1 && candidates[0].failure == Candidate::Failure::object &&
             !candidates[0].function->isConstMember && isConst) {
-            error(callee->location, "'this' argument to member function '" + std::string(callee->name.identifier->text) +
-                                        "' has type 'const " + typeName(type) + "', but function is not marked const");
+            error(callee->location, "'this' argument to member function '" +
+                                        std::string(callee->name.identifier->text) + "' has type 'const " +
+                                        typeName(type) + "', but function is not marked const");
             note(candidates[0].function->location,
                  "'" + std::string(callee->name.identifier->text) + "' declared here");
             return errorAt(expr);
         }
-        reportNoMatch(callee->location, "no matching member function for call to", callee->name.identifier->text, candidates,
-                      expr->arguments);
+        reportNoMatch(callee->location, "no matching member function for call to", callee->name.identifier->text,
+                      candidates, expr->arguments);
         return errorAt(expr);
     }
     if (isAmbiguous) {
-        error(callee->location, "call to member function '" + std::string(callee->name.identifier->text) + "' is ambiguous");
+        error(callee->location,
+              "call to member function '" + std::string(callee->name.identifier->text) + "' is ambiguous");
         for (const Candidate& candidate : candidates)
-            if (candidate.isViable)
-                note(candidate.function->location, "candidate function");
+            if (candidate.isViable) note(candidate.function->location, "candidate function");
         return errorAt(expr);
     }
     if (!chosen->function->isStatic) {

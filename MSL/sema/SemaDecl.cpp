@@ -25,8 +25,8 @@ void Analyzer::run() {
                 auto* function = static_cast<FunctionDecl*>(decl);
                 if (function->isReferenced && !function->definition && !function->body &&
                     function->templateParameters.empty() && !function->isInvalid)
-                    error(function->location, "function '" + std::string(function->name->text) +
-                                                  "' is called but never defined");
+                    error(function->location,
+                          "function '" + std::string(function->name->text) + "' is called but never defined");
             }
     if (limit_.exceeded() && !diagnostics_.hasErrors())
         error(SourceLocation::atOffset(0), "this text takes too long to compile");
@@ -36,8 +36,7 @@ void Analyzer::run() {
 
 void Analyzer::declarations(std::span<Decl*> decls) {
     for (Decl* decl : decls) {
-        if (diagnostics_.isFull() || !limit_.step())
-            return;
+        if (diagnostics_.isFull() || !limit_.step()) return;
         declaration(decl);
         // Bodies of members and of template instances wait until what they stand in is complete.
         if (!context_.function && !currentStruct_)
@@ -45,8 +44,7 @@ void Analyzer::declarations(std::span<Decl*> decls) {
                 FunctionDecl* pending = pendingBodies_.back();
                 pendingBodies_.pop_back();
                 resolveBodyNow(pending);
-                if (diagnostics_.isFull() || !limit_.step())
-                    return;
+                if (diagnostics_.isFull() || !limit_.step()) return;
             }
     }
 }
@@ -54,8 +52,7 @@ void Analyzer::declarations(std::span<Decl*> decls) {
 void Analyzer::declaration(Decl* decl) {
     decl->parent = currentParent_;
     const DepthGuard guard(depth_);
-    if (tooDeep(decl->location))
-        return;
+    if (tooDeep(decl->location)) return;
     switch (decl->kind) {
     case DeclKind::variable: variable(static_cast<VarDecl*>(decl)); break;
     case DeclKind::function: functionDeclaration(static_cast<FunctionDecl*>(decl)); break;
@@ -78,47 +75,38 @@ bool Analyzer::sameSignature(const FunctionDecl* a, const FunctionDecl* b) const
     if (a->parameters.size() != b->parameters.size() || a->templateParameters.size() != b->templateParameters.size() ||
         a->isConstMember != b->isConstMember || a->thisSpace != b->thisSpace)
         return false;
-    if (!a->templateParameters.empty())
-        return false; // told apart when they are called
+    if (!a->templateParameters.empty()) return false; // told apart when they are called
     for (std::size_t i = 0; i < a->parameters.size(); ++i)
-        if (a->parameters[i]->type != b->parameters[i]->type)
-            return false;
+        if (a->parameters[i]->type != b->parameters[i]->type) return false;
     return true;
 }
 
 bool Analyzer::declare(Decl* decl) {
     const Identifier* name = decl->name;
-    if (!name)
-        return true;
+    if (!name) return true;
     const auto redefinition = [&](const Decl* previous, std::string_view suffix = "") {
-        if (decl->isInvalid)
-            return false;
+        if (decl->isInvalid) return false;
         error(decl->location, "redefinition of '" + std::string(name->text) + "'" + std::string(suffix));
-        if (previous->location)
-            note(previous->location, "previous definition is here");
+        if (previous->location) note(previous->location, "previous definition is here");
         decl->isInvalid = true;
         return false;
     };
-    for (ScopeEntry* entry = scopes_.findInInnermost(name); entry && entry->depth == scopes_.depth(); entry = entry->hidden) {
-        if (!limit_.step())
-            return false;
+    for (ScopeEntry* entry = scopes_.findInInnermost(name); entry && entry->depth == scopes_.depth();
+         entry = entry->hidden) {
+        if (!limit_.step()) return false;
         Decl* previous = entry->decl;
-        if (previous == decl)
-            return true;
-        if (!previous->location)
-            continue; // the library's
+        if (previous == decl) return true;
+        if (!previous->location) continue; // the library's
         if (previous->kind == DeclKind::function && decl->kind == DeclKind::function) {
             auto* before = static_cast<FunctionDecl*>(previous);
             auto* now = static_cast<FunctionDecl*>(decl);
-            if (!sameSignature(before, now))
-                continue;
+            if (!sameSignature(before, now)) continue;
             if (before->returnType != now->returnType && before->returnType && now->returnType) {
                 error(now->location, "functions that differ only in their return type cannot be overloaded");
                 note(before->location, before->body ? "previous definition is here" : "previous declaration is here");
                 return false;
             }
-            if (now->body && before->definition)
-                return redefinition(before->definition);
+            if (now->body && before->definition) return redefinition(before->definition);
             for (std::size_t i = 0; i < now->parameters.size(); ++i)
                 if (!now->parameters[i]->initializer)
                     now->parameters[i]->initializer = before->parameters[i]->initializer;
@@ -143,18 +131,15 @@ bool Analyzer::declare(Decl* decl) {
             note(previous->location, "previous definition is here");
             return false;
         }
-        if (previous->kind == DeclKind::namespace_ && decl->kind == DeclKind::namespace_)
-            return true;
+        if (previous->kind == DeclKind::namespace_ && decl->kind == DeclKind::namespace_) return true;
         if (previous->kind == DeclKind::struct_ || decl->kind == DeclKind::struct_) {
-            if (previous->kind != decl->kind)
-                continue; // "struct stat" and "stat" may live together
+            if (previous->kind != decl->kind) continue; // "struct stat" and "stat" may live together
         }
         return redefinition(previous, previous->kind == decl->kind ? "" : " as different kind of symbol");
     }
     if (decl->kind == DeclKind::function) {
         auto* function = static_cast<FunctionDecl*>(decl);
-        if (function->body)
-            function->definition = function;
+        if (function->body) function->definition = function;
     }
     scopes_.add(name, decl);
     if (currentParent_ && currentParent_->kind == DeclKind::namespace_ && !context_.function)
@@ -162,17 +147,17 @@ bool Analyzer::declare(Decl* decl) {
     return true;
 }
 
-NamespaceInfo* Analyzer::namespaceOf(NamespaceDecl* block) { return namespaces_[block]; }
+NamespaceInfo* Analyzer::namespaceOf(NamespaceDecl* block) {
+    return namespaces_[block];
+}
 
 void Analyzer::enterContext(Decl* context) {
-    if (!context)
-        return;
+    if (!context) return;
     enterContext(context->parent);
     if (context->kind == DeclKind::namespace_) {
         scopes_.open();
         for (Decl* member : namespaceOf(static_cast<NamespaceDecl*>(context))->members)
-            if (member->name && limit_.step())
-                scopes_.add(member->name, member);
+            if (member->name && limit_.step()) scopes_.add(member->name, member);
     } else if (context->kind == DeclKind::struct_) {
         enterStructure(static_cast<StructDecl*>(context));
     }
@@ -181,7 +166,8 @@ void Analyzer::enterContext(Decl* context) {
 void Analyzer::namespaceBlock(NamespaceDecl* block) {
     NamespaceInfo* info = nullptr;
     if (block->name)
-        if (ScopeEntry* entry = scopes_.findInInnermost(block->name); entry && entry->decl->kind == DeclKind::namespace_)
+        if (ScopeEntry* entry = scopes_.findInInnermost(block->name);
+            entry && entry->decl->kind == DeclKind::namespace_)
             info = namespaceOf(static_cast<NamespaceDecl*>(entry->decl));
     if (!info) {
         ownedNamespaces_.push_back(std::make_unique<NamespaceInfo>(NamespaceInfo{block, {}}));
@@ -195,11 +181,9 @@ void Analyzer::namespaceBlock(NamespaceDecl* block) {
     scopes_.open();
     const std::vector<Decl*> earlier = info->members;
     for (Decl* member : earlier)
-        if (member->name && limit_.step())
-            scopes_.add(member->name, member);
+        if (member->name && limit_.step()) scopes_.add(member->name, member);
     for (Decl* member : block->members) {
-        if (diagnostics_.isFull() || !limit_.step())
-            break;
+        if (diagnostics_.isFull() || !limit_.step()) break;
         declaration(member);
     }
     scopes_.close();
@@ -207,26 +191,22 @@ void Analyzer::namespaceBlock(NamespaceDecl* block) {
     metalIsVisible_ = outerMetal;
     if (!block->name) // without a name its members belong to what is around it
         for (Decl* member : info->members)
-            if (member->name)
-                scopes_.add(member->name, member);
+            if (member->name) scopes_.add(member->name, member);
 }
 
 void Analyzer::usingDirective(UsingNamespaceDecl* decl) {
     const Name& target = decl->target;
-    if (!target.identifier)
-        return;
+    if (!target.identifier) return;
     const Identifier* first = target.qualifiers.empty() ? target.identifier : target.qualifiers[0];
     if (!first->scope) {
         if (first->text == "metal") {
             metalIsVisible_ = true;
-            if (!target.qualifiers.empty() && target.identifier->text == "fast")
-                visiblePrecision_ = Precision::fast;
+            if (!target.qualifiers.empty() && target.identifier->text == "fast") visiblePrecision_ = Precision::fast;
             if (!target.qualifiers.empty() && target.identifier->text == "precise")
                 visiblePrecision_ = Precision::precise;
             return;
         }
-        if (first->text == "simd" || first->text == "raytracing")
-            return;
+        if (first->text == "simd" || first->text == "raytracing") return;
     }
     Name name = target;
     NameMeaning meaning;
@@ -239,33 +219,28 @@ void Analyzer::usingDirective(UsingNamespaceDecl* decl) {
             }
     } else {
         meaning = lookUpQualified(name);
-        if (meaning.kind == NameMeaning::Kind::failed)
-            return;
+        if (meaning.kind == NameMeaning::Kind::failed) return;
     }
     if (meaning.kind != NameMeaning::Kind::declaration || meaning.decl->kind != DeclKind::namespace_) {
         error(target.location, "expected namespace name");
         return;
     }
     for (Decl* member : namespaceOf(static_cast<NamespaceDecl*>(meaning.decl))->members) {
-        if (!member->name || !limit_.step())
-            continue;
+        if (!member->name || !limit_.step()) continue;
         bool isThere = false;
         for (ScopeEntry* entry = scopes_.findInInnermost(member->name);
              entry && entry->depth == scopes_.depth() && !isThere && limit_.step(); entry = entry->hidden)
             isThere = entry->decl == member;
-        if (!isThere)
-            scopes_.add(member->name, member);
+        if (!isThere) scopes_.add(member->name, member);
     }
 }
 
 void Analyzer::usingDeclaration(UsingDecl* decl) {
     Name name = decl->target;
-    if (!name.identifier)
-        return;
+    if (!name.identifier) return;
     if (!name.qualifiers.empty() && !name.qualifiers[0]->scope &&
         (name.qualifiers[0]->text == "metal" || name.qualifiers[0]->text == "simd")) {
-        if (builtinNamed(name.identifier))
-            metalIsVisible_ = true;
+        if (builtinNamed(name.identifier)) metalIsVisible_ = true;
         return;
     }
     const NameMeaning meaning = lookUpQualified(name);
@@ -277,34 +252,29 @@ void Analyzer::usingDeclaration(UsingDecl* decl) {
 }
 
 void Analyzer::typeAlias(TypeAliasDecl* alias) {
-    if (alias->templateParameters.empty())
-        alias->type = resolveTypeOnly(alias->aliased);
+    if (alias->templateParameters.empty()) alias->type = resolveTypeOnly(alias->aliased);
     declare(alias);
 }
 
 void Analyzer::enumeration(EnumDecl* decl) {
-    if (decl->type)
-        return;
+    if (decl->type) return;
     decl->parent = currentParent_;
     TypeRef underlying = types_.int_();
     if (decl->underlying) {
         underlying = resolveTypeOnly(decl->underlying);
         if (!underlying->isScalar() || isFloating(underlying->scalar)) {
             if (!underlying->isError())
-                error(decl->underlying->location, "non-integral type '" + typeName(underlying) +
-                                                      "' is an invalid underlying type");
+                error(decl->underlying->location,
+                      "non-integral type '" + typeName(underlying) + "' is an invalid underlying type");
             underlying = types_.int_();
         }
     }
     decl->type = types_.enum_(decl, underlying);
-    if (decl->name)
-        declare(decl);
-    if (decl->isScoped)
-        scopes_.open();
+    if (decl->name) declare(decl);
+    if (decl->isScoped) scopes_.open();
     std::int64_t next = 0;
     for (EnumeratorDecl* enumerator : decl->enumerators) {
-        if (!limit_.step())
-            break;
+        if (!limit_.step()) break;
         enumerator->owner = decl;
         enumerator->parent = currentParent_;
         if (enumerator->valueExpr) {
@@ -316,8 +286,7 @@ void Analyzer::enumeration(EnumDecl* decl) {
         }
         enumerator->value = next;
         next = static_cast<std::int64_t>(static_cast<std::uint64_t>(next) + 1);
-        if (!enumerator->name)
-            continue;
+        if (!enumerator->name) continue;
         if (ScopeEntry* entry = scopes_.findInInnermost(enumerator->name); entry && entry->decl->location) {
             error(enumerator->location, "redefinition of enumerator '" + std::string(enumerator->name->text) + "'");
             note(entry->decl->location, "previous definition is here");
@@ -325,14 +294,12 @@ void Analyzer::enumeration(EnumDecl* decl) {
         }
         scopes_.add(enumerator->name, enumerator);
     }
-    if (decl->isScoped)
-        scopes_.close();
+    if (decl->isScoped) scopes_.close();
 }
 
 void Analyzer::staticAssertion(StaticAssertDecl* decl) {
     Expr* condition = toBool(value(decl->condition));
-    if (condition->type->isError())
-        return;
+    if (condition->type->isError()) return;
     decl->condition = condition;
     const ConstantValue constant = evaluate(condition);
     const SourceLocation at = condition->begin ? condition->begin : decl->location;

@@ -55,15 +55,13 @@ constexpr KnownAttribute known[] = {
 
 const KnownAttribute* findAttribute(std::string_view name) {
     for (const KnownAttribute& attribute : known)
-        if (attribute.name == name)
-            return &attribute;
+        if (attribute.name == name) return &attribute;
     return nullptr;
 }
 
 const Attribute* find(const Decl* decl, std::string_view name) {
     for (const Attribute& attribute : decl->attributes)
-        if (attribute.name && attribute.name->text == name)
-            return &attribute;
+        if (attribute.name && attribute.name->text == name) return &attribute;
     return nullptr;
 }
 
@@ -146,8 +144,7 @@ std::string_view shapeName(Shape shape) {
 
 void Analyzer::checkAttributes(Decl* decl) {
     for (Attribute& attribute : decl->attributes) {
-        if (!attribute.name || attribute.scope)
-            continue;
+        if (!attribute.name || attribute.scope) continue;
         std::string_view name = attribute.name->text;
         if (attribute.isGnu && name.size() > 4 && name.starts_with("__") && name.ends_with("__"))
             name = name.substr(2, name.size() - 4);
@@ -160,15 +157,15 @@ void Analyzer::checkAttributes(Decl* decl) {
             unsupported(attribute.location, "a function constant");
             continue;
         }
-        if (found->use != AttributeUse::index)
-            continue;
+        if (found->use != AttributeUse::index) continue;
         if (attribute.arguments.size() != 1) {
             error(attribute.location, "'" + std::string(name) + "' attribute takes one argument");
             decl->isInvalid = true;
             continue;
         }
         Expr*& argument = attribute.arguments[0];
-        const std::optional<std::int64_t> value = integerConstant(argument, "'" + std::string(name) + "' attribute argument");
+        const std::optional<std::int64_t> value =
+            integerConstant(argument, "'" + std::string(name) + "' attribute argument");
         if (!value) {
             decl->isInvalid = true;
             continue;
@@ -196,7 +193,8 @@ void Analyzer::entryPoint(FunctionDecl* function) {
         return;
     }
     const TypeRef result = function->returnType;
-    const SourceLocation resultAt = function->returnTypeSyntax ? function->returnTypeSyntax->location : function->location;
+    const SourceLocation resultAt =
+        function->returnTypeSyntax ? function->returnTypeSyntax->location : function->location;
     if (function->stage == EntryStage::kernel) {
         if (!result->is(TypeKind::void_) && !result->isError())
             wrong(resultAt, "kernel function must have void return type, not '" + typeName(result) + "'");
@@ -212,7 +210,8 @@ void Analyzer::entryPoint(FunctionDecl* function) {
                     !member->type->isMatrix() && !member->type->is(TypeKind::array)) {
                     wrong(resultAt, "invalid return type '" + typeName(result) + "' for " + stage + " function");
                     note(member->location, "member '" + std::string(member->name ? member->name->text : "") +
-                                               "' of type '" + typeName(member->type) + "' cannot be passed between stages");
+                                               "' of type '" + typeName(member->type) +
+                                               "' cannot be passed between stages");
                     break;
                 }
                 if (find(member, "position") && member->type != types_.vector(ScalarKind::float_, 4))
@@ -234,12 +233,9 @@ void Analyzer::entryPoint(FunctionDecl* function) {
     const VarDecl* taken[resourceKinds][128] = {};
     const auto resourceOf = [](const VarDecl* parameter) -> unsigned {
         TypeRef type = parameter->type;
-        if (type->is(TypeKind::array))
-            type = type->element;
-        if (type->is(TypeKind::texture))
-            return textures;
-        if (type->is(TypeKind::sampler))
-            return samplers;
+        if (type->is(TypeKind::array)) type = type->element;
+        if (type->is(TypeKind::texture)) return textures;
+        if (type->is(TypeKind::sampler)) return samplers;
         if (type->is(TypeKind::pointer) || type->is(TypeKind::reference))
             return type->space == AddressSpace::threadgroup ? threadgroups : buffers;
         return resourceKinds;
@@ -260,13 +256,10 @@ void Analyzer::entryPoint(FunctionDecl* function) {
                 continue;
             }
             const Attribute* attribute = find(parameter, resourceNames[resource]);
-            if (!attribute)
-                continue; // given an index below
-            if (attribute->arguments.size() != 1 || attribute->arguments[0]->kind != ExprKind::intLiteral)
-                continue;
+            if (!attribute) continue; // given an index below
+            if (attribute->arguments.size() != 1 || attribute->arguments[0]->kind != ExprKind::intLiteral) continue;
             const auto index = static_cast<IntLiteral*>(attribute->arguments[0])->value;
-            if (index >= limits[resource])
-                continue;
+            if (index >= limits[resource]) continue;
             if (const VarDecl* other = taken[resource][index]) {
                 wrong(attribute->location, "cannot reserve '" + std::string(resourceNames[resource]) +
                                                "' resource location at index " + std::to_string(index));
@@ -289,22 +282,20 @@ void Analyzer::entryPoint(FunctionDecl* function) {
         bool isSystem = false;
         for (const SystemInput& input : systemInputs) {
             const Attribute* attribute = find(parameter, input.name);
-            if (!attribute)
-                continue;
+            if (!attribute) continue;
             isSystem = true;
             const bool allowed = (function->stage == EntryStage::vertex && input.vertex) ||
                                  (function->stage == EntryStage::fragment && input.fragment) ||
                                  (function->stage == EntryStage::kernel && input.kernel);
             if (!allowed)
-                wrong(attribute->location, "attribute '" + std::string(input.name) + "' is not allowed in a " + stage +
-                                               " function");
+                wrong(attribute->location,
+                      "attribute '" + std::string(input.name) + "' is not allowed in a " + stage + " function");
             else if (!hasShape(parameter->type, input.shape))
                 wrong(at, "type '" + typeName(parameter->type) + "' is not valid for attribute '" +
                               std::string(input.name) + "': it must be " + std::string(shapeName(input.shape)));
             break;
         }
-        if (isSystem)
-            continue;
+        if (isSystem) continue;
         if (function->stage == EntryStage::fragment && find(parameter, "color"))
             unsupported(at, "reading the colour attachment");
         else if (find(parameter, "buffer"))
@@ -316,11 +307,9 @@ void Analyzer::entryPoint(FunctionDecl* function) {
                           "' needs an attribute such as [[stage_in]] or be a buffer, texture or sampler");
     }
     for (VarDecl* parameter : function->parameters) {
-        if (!parameter->type || parameter->type->isError())
-            continue;
+        if (!parameter->type || parameter->type->isError()) continue;
         const unsigned resource = resourceOf(parameter);
-        if (resource == resourceKinds || find(parameter, resourceNames[resource]))
-            continue;
+        if (resource == resourceKinds || find(parameter, resourceNames[resource])) continue;
         unsigned index = 0;
         while (index < limits[resource] && taken[resource][index])
             ++index;

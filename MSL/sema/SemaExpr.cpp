@@ -33,12 +33,10 @@ void Analyzer::unsupported(SourceLocation at, std::string_view what) {
 }
 
 bool Analyzer::tooDeep(SourceLocation at) {
-    if (depth_ <= maxExpressionDepth && limit_.step())
-        return false;
+    if (depth_ <= maxExpressionDepth && limit_.step()) return false;
     if (!depthReported_) {
         depthReported_ = true;
-        if (depth_ > maxExpressionDepth)
-            error(at, "expression is nested too deeply; split it into several statements");
+        if (depth_ > maxExpressionDepth) error(at, "expression is nested too deeply; split it into several statements");
     }
     return true;
 }
@@ -46,13 +44,11 @@ bool Analyzer::tooDeep(SourceLocation at) {
 // ---------------------------------------------------------------------------------------------------- dispatching
 
 Expr* Analyzer::expression(Expr* expr) {
-    if (!expr)
-        return errorAt(SourceLocation{});
+    if (!expr) return errorAt(SourceLocation{});
     if (expr->type) // resolved already, as a corrected or shared node is
         return expr;
     const DepthGuard guard(depth_);
-    if (tooDeep(expr->location))
-        return errorAt(expr);
+    if (tooDeep(expr->location)) return errorAt(expr);
     return typedExpression(expr);
 }
 
@@ -78,22 +74,23 @@ Expr* Analyzer::typedExpression(Expr* expr) {
     case ExprKind::unary: typed = unary(static_cast<Unary*>(expr)); break;
     case ExprKind::binary: typed = binary(static_cast<Binary*>(expr)); break;
     case ExprKind::conditional: typed = conditional(static_cast<Conditional*>(expr)); break;
-    case ExprKind::initList:
-        error(expr->location, "expected expression");
-        return errorAt(expr);
+    case ExprKind::initList: error(expr->location, "expected expression"); return errorAt(expr);
     case ExprKind::sizeOf: typed = sizeOf(static_cast<SizeOf*>(expr)); break;
     case ExprKind::lambda: typed = lambda(static_cast<Lambda*>(expr)); break;
     case ExprKind::implicitCast: return expr;
     case ExprKind::error: expr->type = types_.error(); return expr;
     }
-    if (typed != expr)
-        typed->isParenthesized = typed->isParenthesized || expr->isParenthesized;
+    if (typed != expr) typed->isParenthesized = typed->isParenthesized || expr->isParenthesized;
     return typed;
 }
 
-Expr* Analyzer::value(Expr* expr) { return load(expression(expr)); }
+Expr* Analyzer::value(Expr* expr) {
+    return load(expression(expr));
+}
 
-Expr* Analyzer::discarded(Expr* expr) { return expression(expr); }
+Expr* Analyzer::discarded(Expr* expr) {
+    return expression(expr);
+}
 
 // -------------------------------------------------------------------------------------------------------- leaves
 
@@ -139,7 +136,8 @@ Expr* Analyzer::variableReference(NameRef* ref, VarDecl* var) {
     var->isUsed = true;
     if (var->varKind == VarKind::field) {
         if (!context_.function || !context_.function->owner || context_.function->isStatic) {
-            error(ref->location, "invalid use of member '" + std::string(var->name->text) + "' in static member function");
+            error(ref->location,
+                  "invalid use of member '" + std::string(var->name->text) + "' in static member function");
             return errorAt(ref);
         }
         Member* node = make<Member>(ref);
@@ -199,16 +197,14 @@ Expr* Analyzer::nameReference(NameRef* ref) {
         }
         return implicitThis(ref->location);
     }
-    if (!ref->name.identifier)
-        return errorAt(ref);
+    if (!ref->name.identifier) return errorAt(ref);
     NameMeaning meaning = lookUp(ref->name, false);
     switch (meaning.kind) {
     case NameMeaning::Kind::nothing:
     case NameMeaning::Kind::failed: return errorAt(ref);
     case NameMeaning::Kind::functions:
     case NameMeaning::Kind::builtin: ref->type = types_.overload(); return ref;
-    case NameMeaning::Kind::libraryConstant:
-        return makeInteger(meaning.constant, meaning.constantType, ref->location);
+    case NameMeaning::Kind::libraryConstant: return makeInteger(meaning.constant, meaning.constantType, ref->location);
     case NameMeaning::Kind::declaration: break;
     }
     Decl* decl = meaning.decl;
@@ -218,20 +214,18 @@ Expr* Analyzer::nameReference(NameRef* ref) {
         auto* enumerator = static_cast<EnumeratorDecl*>(decl);
         ref->decl = enumerator;
         ref->type = enumerator->owner && enumerator->owner->type ? enumerator->owner->type : types_.error();
-        if (enumerator->isInvalid)
-            ref->type = types_.error();
+        if (enumerator->isInvalid) ref->type = types_.error();
         return ref;
     }
     case DeclKind::struct_:
     case DeclKind::enum_:
     case DeclKind::typeAlias:
         error(ref->location, "'" + std::string(ref->name.identifier->text) + "' does not refer to a value");
-        if (decl->location)
-            note(decl->location, "declared here");
+        if (decl->location) note(decl->location, "declared here");
         return errorAt(ref);
     default:
-        error(ref->location, "unexpected namespace name '" + std::string(ref->name.identifier->text) +
-                                 "': expected expression");
+        error(ref->location,
+              "unexpected namespace name '" + std::string(ref->name.identifier->text) + "': expected expression");
         return errorAt(ref);
     }
 }

@@ -5,14 +5,12 @@ namespace msl {
 namespace {
 
 bool containsBreak(const Stmt* stmt, bool nested) {
-    if (!stmt)
-        return false;
+    if (!stmt) return false;
     switch (stmt->kind) {
     case StmtKind::break_: return !nested;
     case StmtKind::compound:
         for (const Stmt* child : static_cast<const CompoundStmt*>(stmt)->statements)
-            if (containsBreak(child, nested))
-                return true;
+            if (containsBreak(child, nested)) return true;
         return false;
     case StmtKind::if_: {
         const auto* branch = static_cast<const IfStmt*>(stmt);
@@ -23,27 +21,22 @@ bool containsBreak(const Stmt* stmt, bool nested) {
 }
 
 bool isTrue(const Expr* condition) {
-    if (!condition)
-        return true;
-    if (condition->kind == ExprKind::implicitCast)
-        return isTrue(static_cast<const ImplicitCast*>(condition)->operand);
-    if (condition->kind == ExprKind::boolLiteral)
-        return static_cast<const BoolLiteral*>(condition)->value;
+    if (!condition) return true;
+    if (condition->kind == ExprKind::implicitCast) return isTrue(static_cast<const ImplicitCast*>(condition)->operand);
+    if (condition->kind == ExprKind::boolLiteral) return static_cast<const BoolLiteral*>(condition)->value;
     return condition->kind == ExprKind::intLiteral && static_cast<const IntLiteral*>(condition)->value != 0;
 }
 
 // Can control run past the end of the statement?
 bool fallsThrough(const Stmt* stmt) {
-    if (!stmt)
-        return true;
+    if (!stmt) return true;
     switch (stmt->kind) {
     case StmtKind::return_:
     case StmtKind::continue_:
     case StmtKind::break_: return false;
     case StmtKind::compound:
         for (const Stmt* child : static_cast<const CompoundStmt*>(stmt)->statements)
-            if (!fallsThrough(child))
-                return false;
+            if (!fallsThrough(child)) return false;
         return true;
     case StmtKind::if_: {
         const auto* branch = static_cast<const IfStmt*>(stmt);
@@ -65,13 +58,10 @@ bool fallsThrough(const Stmt* stmt) {
         const auto* choice = static_cast<const SwitchStmt*>(stmt);
         bool hasDefault = false;
         for (const Stmt* child : choice->body->statements) {
-            if (child->kind == StmtKind::case_ && !static_cast<const CaseStmt*>(child)->value)
-                hasDefault = true;
-            if (containsBreak(child, false))
-                return true;
+            if (child->kind == StmtKind::case_ && !static_cast<const CaseStmt*>(child)->value) hasDefault = true;
+            if (containsBreak(child, false)) return true;
         }
-        if (!hasDefault)
-            return true;
+        if (!hasDefault) return true;
         for (std::size_t i = choice->body->statements.size(); i > 0; --i)
             if (choice->body->statements[i - 1]->kind != StmtKind::case_)
                 return fallsThrough(choice->body->statements[i - 1]);
@@ -82,14 +72,12 @@ bool fallsThrough(const Stmt* stmt) {
 }
 
 bool containsReturn(const Stmt* stmt) {
-    if (!stmt)
-        return false;
+    if (!stmt) return false;
     switch (stmt->kind) {
     case StmtKind::return_: return true;
     case StmtKind::compound:
         for (const Stmt* child : static_cast<const CompoundStmt*>(stmt)->statements)
-            if (containsReturn(child))
-                return true;
+            if (containsReturn(child)) return true;
         return false;
     case StmtKind::if_:
         return containsReturn(static_cast<const IfStmt*>(stmt)->thenBranch) ||
@@ -106,10 +94,8 @@ bool containsReturn(const Stmt* stmt) {
 } // namespace
 
 void Analyzer::checkMissingReturn(FunctionDecl* function) {
-    if (!function->returnType || function->returnType->is(TypeKind::void_) || function->returnType->isError())
-        return;
-    if (!fallsThrough(function->body))
-        return;
+    if (!function->returnType || function->returnType->is(TypeKind::void_) || function->returnType->isError()) return;
+    if (!fallsThrough(function->body)) return;
     warning(function->end ? function->end : function->body->end,
             containsReturn(function->body) ? "non-void function does not return a value in all control paths"
                                            : "non-void function does not return a value");
@@ -117,13 +103,12 @@ void Analyzer::checkMissingReturn(FunctionDecl* function) {
 
 void Analyzer::warnUnused() {
     for (const VarDecl* var : localsToWarnAbout_) {
-        if (var->isUsed || !var->name || var->isInvalid)
-            continue;
+        if (var->isUsed || !var->name || var->isInvalid) continue;
         bool isWanted = false;
         for (const Attribute& attribute : var->attributes)
-            isWanted = isWanted || (attribute.name && (attribute.name->text == "maybe_unused" || attribute.name->text == "unused"));
-        if (!isWanted)
-            warning(var->location, "unused variable '" + std::string(var->name->text) + "'");
+            isWanted = isWanted ||
+                       (attribute.name && (attribute.name->text == "maybe_unused" || attribute.name->text == "unused"));
+        if (!isWanted) warning(var->location, "unused variable '" + std::string(var->name->text) + "'");
     }
 }
 

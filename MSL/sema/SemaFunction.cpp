@@ -9,8 +9,7 @@ void Analyzer::functionSignature(FunctionDecl* function) {
     if (function->isConstructor) {
         function->returnType = types_.void_();
     } else if (!function->returnTypeSyntax && !function->isLambda) {
-        if (!function->hasSyntaxErrors)
-            error(function->location, "a type specifier is required for all declarations");
+        if (!function->hasSyntaxErrors) error(function->location, "a type specifier is required for all declarations");
         function->returnType = types_.error();
         function->isInvalid = true;
     } else {
@@ -18,13 +17,13 @@ void Analyzer::functionSignature(FunctionDecl* function) {
         function->returnType = declared.type;
         if (declared.type->is(TypeKind::array) && function->returnTypeSyntax &&
             !function->returnTypeSyntax->modifiers.empty()) {
-            error(function->returnTypeSyntax->location, "function cannot return array type '" + typeName(declared.type) + "'");
+            error(function->returnTypeSyntax->location,
+                  "function cannot return array type '" + typeName(declared.type) + "'");
             function->returnType = types_.error();
         }
         function->returnSpace = declared.type->is(TypeKind::reference) ? declared.type->space : AddressSpace::thread;
     }
-    if (function->isVariadic)
-        unsupported(function->location, "a function with a variable number of arguments");
+    if (function->isVariadic) unsupported(function->location, "a function with a variable number of arguments");
     if (function->parameters.size() == 1 && !function->parameters[0]->name) { // f(void)
         VarDecl* only = function->parameters[0];
         if (only->typeSyntax && only->typeSyntax->modifiers.empty() && only->typeSyntax->name.identifier &&
@@ -50,13 +49,12 @@ void Analyzer::functionSignature(FunctionDecl* function) {
             error(parameter->typeSyntax->location, "'auto' not allowed in function prototype");
             parameter->type = types_.error();
         }
-        if (parameter->type->isError())
-            parameter->isInvalid = true;
+        if (parameter->type->isError()) parameter->isInvalid = true;
         if (parameter->initializer) {
             hasDefault = true;
             if (!parameter->type->isError())
-                parameter->initializer = initialize(parameter->type, parameter->initializer, Purpose::parameter,
-                                                    parameter->location);
+                parameter->initializer =
+                    initialize(parameter->type, parameter->initializer, Purpose::parameter, parameter->location);
             else
                 parameter->initializer = errorAt(parameter->location);
         } else if (hasDefault) {
@@ -83,7 +81,8 @@ void Analyzer::functionDeclaration(FunctionDecl* function) {
     if (function->isSpecialization) {
         FunctionDecl* primary = nullptr;
         for (ScopeEntry* entry = function->name->scope; entry; entry = entry->hidden)
-            if (entry->decl->kind == DeclKind::function && !static_cast<FunctionDecl*>(entry->decl)->templateParameters.empty()) {
+            if (entry->decl->kind == DeclKind::function &&
+                !static_cast<FunctionDecl*>(entry->decl)->templateParameters.empty()) {
                 primary = static_cast<FunctionDecl*>(entry->decl);
                 break;
             }
@@ -106,10 +105,8 @@ void Analyzer::functionDeclaration(FunctionDecl* function) {
     }
     checkAttributes(function);
     const unsigned before = diagnostics_.errorCount();
-    if (function->stage != EntryStage::none)
-        entryPoint(function);
-    if (function->body && !function->isResolved)
-        functionBody(function);
+    if (function->stage != EntryStage::none) entryPoint(function);
+    if (function->body && !function->isResolved) functionBody(function);
     if (function->stage != EntryStage::none && function->body && !function->isInvalid &&
         diagnostics_.errorCount() == before)
         entryPoints_.push_back(function);
@@ -130,8 +127,7 @@ void Analyzer::functionBody(FunctionDecl* function) {
     if (function->returnType->is(TypeKind::struct_) && function->returnTypeSyntax)
         requireComplete(function->returnType, function->returnTypeSyntax->location, "result type is an");
     for (VarDecl* parameter : function->parameters) {
-        if (!parameter->name)
-            continue;
+        if (!parameter->name) continue;
         if (!requireComplete(parameter->type->is(TypeKind::reference) || parameter->type->is(TypeKind::pointer)
                                  ? types_.int_()
                                  : parameter->type,
@@ -144,16 +140,13 @@ void Analyzer::functionBody(FunctionDecl* function) {
         }
         scopes_.add(parameter->name, parameter);
     }
-    if (function->isConstructor)
-        memberInitializers(function);
+    if (function->isConstructor) memberInitializers(function);
     compound(function->body, false);
-    if (!context_.returnType && function->returnType->is(TypeKind::auto_))
-        function->returnType = types_.void_();
+    if (!context_.returnType && function->returnType->is(TypeKind::auto_)) function->returnType = types_.void_();
     // isInvalid is said of a head that cannot be trusted; a fault in the body does not make calls suspect.
     if (diagnostics_.errorCount() == context_.errorsAtStart && !function->hasSyntaxErrors) {
         checkMissingReturn(function);
-        if (!function->instanceOf)
-            warnUnused();
+        if (!function->instanceOf) warnUnused();
     }
     scopes_.close();
     localsToWarnAbout_ = std::move(outerLocals);
@@ -165,8 +158,7 @@ void Analyzer::functionBody(FunctionDecl* function) {
 
 void Analyzer::memberInitializers(FunctionDecl* function) {
     for (FunctionDecl::MemberInit& init : function->memberInits) {
-        if (!init.name)
-            continue;
+        if (!init.name) continue;
         init.field = findField(function->owner, init.name);
         if (!init.field || !init.field->type) {
             if (init.name == function->owner->name)
@@ -190,12 +182,10 @@ void Analyzer::memberInitializers(FunctionDecl* function) {
         }
         bool hasErrors = false;
         for (Expr*& argument : init.arguments) {
-            if (argument->kind != ExprKind::initList)
-                argument = expression(argument);
+            if (argument->kind != ExprKind::initList) argument = expression(argument);
             hasErrors = hasErrors || (argument->type && argument->type->isError());
         }
-        if (hasErrors)
-            continue;
+        if (hasErrors) continue;
         if (init.arguments.size() == 1 && !type->is(TypeKind::struct_) && init.arguments[0]->kind != ExprKind::initList)
             init.value = convert(init.arguments[0], type, Purpose::member, init.location);
         else
@@ -205,11 +195,10 @@ void Analyzer::memberInitializers(FunctionDecl* function) {
 
 // Resolves a body that was put off, outside of whatever is being resolved now.
 void Analyzer::resolveBodyNow(FunctionDecl* function) {
-    if (function->isResolved || !function->body)
-        return;
+    if (function->isResolved || !function->body) return;
     if (instantiationDepth_ >= maxInstantiationDepth) {
-        error(function->location, "recursive template instantiation exceeded maximum depth of " +
-                                      std::to_string(maxInstantiationDepth));
+        error(function->location,
+              "recursive template instantiation exceeded maximum depth of " + std::to_string(maxInstantiationDepth));
         function->isResolved = true;
         return;
     }

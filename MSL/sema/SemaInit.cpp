@@ -6,13 +6,10 @@
 namespace msl {
 
 bool Analyzer::isAggregate(TypeRef type) const {
-    if (type->is(TypeKind::array))
-        return true;
-    if (!type->is(TypeKind::struct_))
-        return false;
+    if (type->is(TypeKind::array)) return true;
+    if (!type->is(TypeKind::struct_)) return false;
     for (const Decl* member : type->structDecl->members)
-        if (member->kind == DeclKind::function && static_cast<const FunctionDecl*>(member)->isConstructor)
-            return false;
+        if (member->kind == DeclKind::function && static_cast<const FunctionDecl*>(member)->isConstructor) return false;
     return true;
 }
 
@@ -44,8 +41,7 @@ Expr* Analyzer::initialize(TypeRef to, Expr* initializer, Purpose purpose, Sourc
     if (initializer->kind == ExprKind::initList && !initializer->type)
         return initializeFromList(to, static_cast<InitList*>(initializer), purpose);
     Expr* typed = expression(initializer);
-    if (typed->type->isError() || to->isError())
-        return errorAt(initializer);
+    if (typed->type->isError() || to->isError()) return errorAt(initializer);
     if (to->is(TypeKind::array) && typed->type != to) {
         error(at, "array initializer must be an initializer list");
         return errorAt(initializer);
@@ -89,8 +85,7 @@ Expr* Analyzer::initializeAggregate(TypeRef to, InitCursor& cursor, bool ownsLis
     node->type = to;
     node->constructKind = ConstructKind::aggregate;
     const DepthGuard guard(depth_);
-    if (tooDeep(at))
-        return errorAt(at);
+    if (tooDeep(at)) return errorAt(at);
     const Purpose purpose = elementPurpose(to);
     bool hasErrors = false;
     std::vector<Expr*> parts;
@@ -99,16 +94,14 @@ Expr* Analyzer::initializeAggregate(TypeRef to, InitCursor& cursor, bool ownsLis
         while (cursor.next < cursor.items.size()) {
             Initializer& item = cursor.items[cursor.next];
             if (item.designator || item.indexDesignator) {
-                if (!ownsList)
-                    break;
+                if (!ownsList) break;
                 if (item.designator) {
-                    error(item.location, "field designator cannot initialize a non-struct, non-union type '" +
-                                             typeName(to) + "'");
+                    error(item.location,
+                          "field designator cannot initialize a non-struct, non-union type '" + typeName(to) + "'");
                     return errorAt(at);
                 }
                 const std::optional<std::int64_t> index = integerConstant(item.indexDesignator, "array designator");
-                if (!index)
-                    return errorAt(at);
+                if (!index) return errorAt(at);
                 if (*index < 0 || static_cast<std::uint64_t>(*index) >= to->count) {
                     error(item.location, "array designator index (" + std::to_string(*index) +
                                              ") exceeds array bounds (" + std::to_string(to->count) + ")");
@@ -120,10 +113,8 @@ Expr* Analyzer::initializeAggregate(TypeRef to, InitCursor& cursor, bool ownsLis
                     return errorAt(at);
                 }
             }
-            if (position >= to->count)
-                break;
-            if (!limit_.step())
-                return errorAt(at);
+            if (position >= to->count) break;
+            if (!limit_.step()) return errorAt(at);
             Expr* part = initializeElement(to->element, cursor, purpose);
             hasErrors = hasErrors || part->type->isError();
             while (parts.size() < position)
@@ -142,33 +133,29 @@ Expr* Analyzer::initializeAggregate(TypeRef to, InitCursor& cursor, bool ownsLis
         while (cursor.next < cursor.items.size()) {
             Initializer& item = cursor.items[cursor.next];
             if (item.designator) {
-                if (!ownsList)
-                    break;
+                if (!ownsList) break;
                 VarDecl* named = findField(to->structDecl, item.designator);
                 if (!named) {
                     std::vector<std::string_view> names;
                     for (const VarDecl* candidate : fields)
-                        if (candidate->name)
-                            names.push_back(candidate->name->text);
+                        if (candidate->name) names.push_back(candidate->name->text);
                     const std::string_view suggestion = closestOf(item.designator->text, names);
-                    error(item.location, "field designator '" + std::string(item.designator->text) +
-                                             "' does not refer to any field in type '" + typeName(to) + "'" +
-                                             (suggestion.empty() ? std::string()
-                                                                 : "; did you mean '" + std::string(suggestion) + "'?"));
+                    error(
+                        item.location,
+                        "field designator '" + std::string(item.designator->text) +
+                            "' does not refer to any field in type '" + typeName(to) + "'" +
+                            (suggestion.empty() ? std::string() : "; did you mean '" + std::string(suggestion) + "'?"));
                     return errorAt(at);
                 }
                 position = named->index;
             } else if (item.indexDesignator) {
-                if (!ownsList)
-                    break;
+                if (!ownsList) break;
                 error(item.location, "array designator cannot initialize non-array type '" + typeName(to) + "'");
                 return errorAt(at);
             }
-            if (position >= fields.size() || (to->structDecl->isUnion && position > 0 && !item.designator))
-                break;
+            if (position >= fields.size() || (to->structDecl->isUnion && position > 0 && !item.designator)) break;
             VarDecl* target = fields[position];
-            if (!target->type || target->type->isError())
-                return errorAt(at);
+            if (!target->type || target->type->isError()) return errorAt(at);
             Expr* part = initializeElement(target->type, cursor, purpose);
             hasErrors = hasErrors || part->type->isError();
             byField[position] = part;
@@ -178,21 +165,19 @@ Expr* Analyzer::initializeAggregate(TypeRef to, InitCursor& cursor, bool ownsLis
         // A union's aggregate names its member by its position; holes take what the members say.
         for (std::size_t i = 0; i < lastSet; ++i) {
             Expr* part = byField[i];
-            if (!part)
-                part = fields[i]->initializer ? fields[i]->initializer : zeroValue(fields[i]->type, at);
+            if (!part) part = fields[i]->initializer ? fields[i]->initializer : zeroValue(fields[i]->type, at);
             parts.push_back(part);
         }
     }
     if (ownsList && cursor.next < cursor.items.size()) {
         const Initializer& extra = cursor.items[cursor.next];
         error(extra.value->begin ? extra.value->begin : extra.location,
-              to->is(TypeKind::array)            ? "excess elements in array initializer"
-              : to->structDecl->isUnion          ? "excess elements in union initializer"
-                                                 : "excess elements in struct initializer");
+              to->is(TypeKind::array)   ? "excess elements in array initializer"
+              : to->structDecl->isUnion ? "excess elements in union initializer"
+                                        : "excess elements in struct initializer");
         return errorAt(at);
     }
-    if (hasErrors)
-        return errorAt(at);
+    if (hasErrors) return errorAt(at);
     node->arguments = arena_.copy(parts);
     return node;
 }
@@ -212,8 +197,7 @@ std::uint64_t Analyzer::countArrayElements(TypeRef element, InitList* list) {
     for (Initializer& item : list->initializers) {
         if (item.indexDesignator) {
             const std::optional<std::int64_t> index = integerConstant(item.indexDesignator, "array designator");
-            if (index && *index >= 0)
-                position = static_cast<std::uint64_t>(*index);
+            if (index && *index >= 0) position = static_cast<std::uint64_t>(*index);
         }
         bool isWhole = perElement == 1 || item.value->kind == ExprKind::initList;
         if (!isWhole) {
@@ -224,8 +208,7 @@ std::uint64_t Analyzer::countArrayElements(TypeRef element, InitList* list) {
             ++position;
             loose = 0;
         } else {
-            if (loose == 0)
-                ++position;
+            if (loose == 0) ++position;
             loose = loose + 1 == perElement ? 0 : loose + 1;
         }
         highest = std::max(highest, position);
@@ -234,8 +217,7 @@ std::uint64_t Analyzer::countArrayElements(TypeRef element, InitList* list) {
 }
 
 Expr* Analyzer::initializeFromList(TypeRef to, InitList* list, Purpose purpose, bool isBracedConstruct) {
-    if (to->isError())
-        return errorAt(list);
+    if (to->isError()) return errorAt(list);
     if (to->is(TypeKind::reference)) {
         if (list->initializers.size() == 1)
             return bindReference(expression(list->initializers[0].value), to, purpose, list->location);
@@ -244,8 +226,7 @@ Expr* Analyzer::initializeFromList(TypeRef to, InitList* list, Purpose purpose, 
     const SourceLocation at = list->begin ? list->begin : list->location;
     const std::span<Initializer> items = list->initializers;
     if (to->is(TypeKind::array) || to->is(TypeKind::struct_)) {
-        if (!requireComplete(to, at, "initialization of"))
-            return errorAt(list);
+        if (!requireComplete(to, at, "initialization of")) return errorAt(list);
         if (to->is(TypeKind::struct_)) {
             const bool hasDesignator = !items.empty() && items[0].designator;
             if (!isAggregate(to) && !hasDesignator) {
@@ -253,14 +234,12 @@ Expr* Analyzer::initializeFromList(TypeRef to, InitList* list, Purpose purpose, 
                 for (Initializer& item : items)
                     arguments.push_back(item.value->kind == ExprKind::initList ? item.value : expression(item.value));
                 for (const Expr* argument : arguments)
-                    if (argument->type && argument->type->isError())
-                        return errorAt(list);
+                    if (argument->type && argument->type->isError()) return errorAt(list);
                 return callConstructor(to, arena_.copy(arguments), true, nullptr, at);
             }
             if (items.size() == 1 && !hasDesignator && items[0].value->kind != ExprKind::initList) {
                 items[0].value = expression(items[0].value); // {x} of the same struct is a copy
-                if (items[0].value->type == to)
-                    return load(items[0].value);
+                if (items[0].value->type == to) return load(items[0].value);
             }
         }
         InitCursor cursor{items};
@@ -268,8 +247,7 @@ Expr* Analyzer::initializeFromList(TypeRef to, InitList* list, Purpose purpose, 
         made->begin = at;
         return made;
     }
-    if (items.empty())
-        return zeroValue(to, at);
+    if (items.empty()) return zeroValue(to, at);
     for (const Initializer& item : items)
         if (item.designator || item.indexDesignator) {
             error(item.location, "designator in initializer for scalar or vector type '" + typeName(to) + "'");
@@ -287,8 +265,7 @@ Expr* Analyzer::initializeFromList(TypeRef to, InitList* list, Purpose purpose, 
             } else {
                 parts.push_back(expression(item.value));
             }
-            if (parts.back()->type->isError())
-                return errorAt(list);
+            if (parts.back()->type->isError()) return errorAt(list);
         }
         return constructType(to, arena_.copy(parts), true, nullptr, at);
     }
@@ -309,7 +286,8 @@ Expr* Analyzer::construct(Construct* expr) {
         // T{...}: the parser's arguments are the items of a list, or one list with designators.
         if (expr->arguments.size() == 1 && expr->arguments[0]->kind == ExprKind::initList && !expr->arguments[0]->type)
             if (auto* list = static_cast<InitList*>(expr->arguments[0]);
-                !list->initializers.empty() && (list->initializers[0].designator || list->initializers[0].indexDesignator))
+                !list->initializers.empty() &&
+                (list->initializers[0].designator || list->initializers[0].indexDesignator))
                 return type->isError() ? errorAt(expr) : initializeFromList(type, list, Purpose::variable, true);
         if (type->is(TypeKind::array) || type->is(TypeKind::struct_)) {
             InitList* list = make<InitList>(expr);
@@ -336,8 +314,7 @@ Expr* Analyzer::construct(Construct* expr) {
             }
         } else {
             argument = expression(argument);
-            if (argument->type->is(TypeKind::overload))
-                argument = load(argument);
+            if (argument->type->is(TypeKind::overload)) argument = load(argument);
         }
         hasErrors = hasErrors || argument->type->isError();
     }
@@ -352,9 +329,9 @@ Expr* Analyzer::construct(Construct* expr) {
     return constructType(type, expr->arguments, expr->isBraced, expr, expr->begin ? expr->begin : expr->location);
 }
 
-Expr* Analyzer::constructType(TypeRef type, std::span<Expr*> arguments, bool isBraced, Construct* node, SourceLocation at) {
-    if (type->isError())
-        return errorAt(at);
+Expr* Analyzer::constructType(TypeRef type, std::span<Expr*> arguments, bool isBraced, Construct* node,
+                              SourceLocation at) {
+    if (type->isError()) return errorAt(at);
     if (arguments.empty()) {
         if (type->is(TypeKind::struct_) && !isAggregate(type))
             return callConstructor(type, arguments, isBraced, node, at);
@@ -362,43 +339,36 @@ Expr* Analyzer::constructType(TypeRef type, std::span<Expr*> arguments, bool isB
             Expr* zero = makeInteger(0, types_.int_(), at);
             return makeCast(CastKind::toVoid, zero, type);
         }
-        if (!requireComplete(type, at, "initialization of"))
-            return errorAt(at);
+        if (!requireComplete(type, at, "initialization of")) return errorAt(at);
         return zeroValue(type, at);
     }
     // "float x({1})": a list in parentheses initialises as the list alone would.
     if (!type->is(TypeKind::struct_)) {
         for (Expr* argument : arguments) {
-            if (argument->type || argument->kind != ExprKind::initList)
-                continue;
+            if (argument->type || argument->kind != ExprKind::initList) continue;
             if (arguments.size() == 1)
                 return initializeFromList(type, static_cast<InitList*>(argument), Purpose::variable);
             error(argument->begin ? argument->begin : at, "expected expression");
             return errorAt(at);
         }
     }
-    if (type->isVector() || type->is(TypeKind::packedVector))
-        return constructVector(type, arguments, node, at);
-    if (type->isMatrix())
-        return constructMatrix(type, arguments, node, at);
-    if (type->is(TypeKind::struct_))
-        return callConstructor(type, arguments, isBraced, node, at);
+    if (type->isVector() || type->is(TypeKind::packedVector)) return constructVector(type, arguments, node, at);
+    if (type->isMatrix()) return constructMatrix(type, arguments, node, at);
+    if (type->is(TypeKind::struct_)) return callConstructor(type, arguments, isBraced, node, at);
     if (arguments.size() > 1) {
         error(arguments[1]->begin ? arguments[1]->begin : at, type->is(TypeKind::array)
-                                                                 ? "array initializer must be an initializer list"
-                                                                 : "excess elements in scalar initializer");
+                                                                  ? "array initializer must be an initializer list"
+                                                                  : "excess elements in scalar initializer");
         return errorAt(at);
     }
     Expr* converted = explicitConvert(arguments[0], type);
-    if (!converted)
-        converted = tryConvert(arguments[0], type);
+    if (!converted) converted = tryConvert(arguments[0], type);
     if (!converted) {
         error(at, "no matching conversion for functional-style cast from '" + typeName(arguments[0]->type) + "' to '" +
                       typeName(type) + "'");
         return errorAt(at);
     }
-    if (converted->kind == ExprKind::intLiteral || converted->kind == ExprKind::floatLiteral)
-        converted->begin = at;
+    if (converted->kind == ExprKind::intLiteral || converted->kind == ExprKind::floatLiteral) converted->begin = at;
     return converted;
 }
 
@@ -411,13 +381,11 @@ Expr* Analyzer::constructVector(TypeRef type, std::span<Expr*> arguments, Constr
     unsigned count = 0;
     for (Expr*& argument : arguments) {
         argument = toArithmetic(load(argument));
-        if (argument->type->isError())
-            return errorAt(at);
+        if (argument->type->isError()) return errorAt(at);
         if (!argument->type->isScalar() && !argument->type->isVector()) {
             if (arguments.size() == 1) {
                 if (argument->type->is(TypeKind::struct_))
-                    if (Expr* converted = tryConvert(argument, vector))
-                        return converted;
+                    if (Expr* converted = tryConvert(argument, vector)) return converted;
                 error(at, "no matching conversion for functional-style cast from '" + typeName(argument->type) +
                               "' to '" + typeName(type) + "'");
             } else {
@@ -468,18 +436,15 @@ Expr* Analyzer::constructMatrix(TypeRef type, std::span<Expr*> arguments, Constr
     bool allColumns = true;
     for (Expr*& argument : arguments) {
         argument = toArithmetic(load(argument));
-        if (argument->type->isError())
-            return errorAt(at);
+        if (argument->type->isError()) return errorAt(at);
         allScalars = allScalars && argument->type->isScalar();
         allColumns = allColumns && argument->type->isVector() && argument->type->columns == type->rows;
     }
     node->arguments = arguments;
     node->type = type;
     if (arguments.size() == 1 && arguments[0]->type->isMatrix()) {
-        if (arguments[0]->type == type)
-            return arguments[0];
-        if (Expr* converted = explicitConvert(arguments[0], type))
-            return converted;
+        if (arguments[0]->type == type) return arguments[0];
+        if (Expr* converted = explicitConvert(arguments[0], type)) return converted;
     } else if (arguments.size() == 1 && allScalars) {
         arguments[0] = explicitConvert(arguments[0], types_.scalar(type->scalar));
         node->constructKind = ConstructKind::splat;
@@ -505,9 +470,9 @@ Expr* Analyzer::constructMatrix(TypeRef type, std::span<Expr*> arguments, Constr
     return errorAt(at);
 }
 
-Expr* Analyzer::callConstructor(TypeRef type, std::span<Expr*> arguments, bool isBraced, Construct* node, SourceLocation at) {
-    if (!requireComplete(type, at, "initialization of"))
-        return errorAt(at);
+Expr* Analyzer::callConstructor(TypeRef type, std::span<Expr*> arguments, bool isBraced, Construct* node,
+                                SourceLocation at) {
+    if (!requireComplete(type, at, "initialization of")) return errorAt(at);
     if (arguments.size() == 1 && arguments[0]->kind != ExprKind::initList && arguments[0]->type == type)
         return load(arguments[0]);
     const std::span<FunctionDecl*> constructors = constructorsOf(type->structDecl);
@@ -516,10 +481,9 @@ Expr* Analyzer::callConstructor(TypeRef type, std::span<Expr*> arguments, bool i
             return initializeFromList(type, static_cast<InitList*>(arguments[0]), Purpose::variable, true);
         if (arguments.size() == 1) {
             if (arguments[0]->type->is(TypeKind::struct_))
-                if (Expr* converted = tryConvert(arguments[0], type))
-                    return converted;
-            error(at, "no matching conversion for functional-style cast from '" + typeName(arguments[0]->type) + "' to '" +
-                          typeName(type) + "'");
+                if (Expr* converted = tryConvert(arguments[0], type)) return converted;
+            error(at, "no matching conversion for functional-style cast from '" + typeName(arguments[0]->type) +
+                          "' to '" + typeName(type) + "'");
         } else {
             error(at, "no matching constructor for initialization of '" + typeName(type) + "'; use '" + typeName(type) +
                           "{...}' to initialize its members");
@@ -538,8 +502,7 @@ Expr* Analyzer::callConstructor(TypeRef type, std::span<Expr*> arguments, bool i
     if (isAmbiguous) {
         error(at, "call to constructor of '" + typeName(type) + "' is ambiguous");
         for (const Candidate& candidate : candidates)
-            if (candidate.isViable)
-                note(candidate.function->location, "candidate constructor");
+            if (candidate.isViable) note(candidate.function->location, "candidate constructor");
         return errorAt(at);
     }
     (void)isBraced;
@@ -552,8 +515,7 @@ Expr* Analyzer::callConstructor(TypeRef type, std::span<Expr*> arguments, bool i
     call->begin = at;
     call->arguments = arguments;
     Expr* finished = finishCall(call, chosen->function);
-    if (finished->type->isError())
-        return finished;
+    if (finished->type->isError()) return finished;
     node->arguments = call->arguments;
     node->constructor = chosen->function;
     node->constructKind = ConstructKind::constructor;

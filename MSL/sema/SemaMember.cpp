@@ -40,8 +40,7 @@ Expr* Analyzer::swizzle(Member* expr) {
     for (std::size_t i = 0; i < text.size(); ++i) {
         bool isColour = false;
         const int number = componentNumber(text[i], isColour);
-        if (i == 0)
-            firstIsColour = isColour;
+        if (i == 0) firstIsColour = isColour;
         if (number < 0 || isColour != firstIsColour) {
             error(expr->location, "illegal vector component name '" + std::string(1, text[i]) + "'");
             return errorAt(expr);
@@ -82,8 +81,7 @@ Expr* Analyzer::swizzle(Member* expr) {
 Expr* Analyzer::structMember(Member* expr, TypeRef structType) {
     StructDecl* decl = structType->structDecl;
     const std::string_view text = expr->name.identifier->text;
-    if (!requireComplete(structType, expr->location, "member access into"))
-        return errorAt(expr);
+    if (!requireComplete(structType, expr->location, "member access into")) return errorAt(expr);
     Decl* found = findMember(decl, expr->name.identifier);
     if (!found) {
         std::vector<std::string_view> names;
@@ -98,10 +96,8 @@ Expr* Analyzer::structMember(Member* expr, TypeRef structType) {
         }
         error(expr->location, message + "; did you mean '" + std::string(suggestion) + "'?");
         found = findMember(decl, identifiers_.get(suggestion));
-        if (!found)
-            return errorAt(expr);
-        if (found->location)
-            note(found->location, "'" + std::string(suggestion) + "' declared here");
+        if (!found) return errorAt(expr);
+        if (found->location) note(found->location, "'" + std::string(suggestion) + "' declared here");
     }
     if (found->kind == DeclKind::function) {
         expr->type = types_.overload();
@@ -114,8 +110,8 @@ Expr* Analyzer::structMember(Member* expr, TypeRef structType) {
         return ref;
     }
     if (found->kind != DeclKind::variable) {
-        error(expr->location, "cannot refer to type member '" + std::string(text) + "' with '" +
-                                  (expr->isArrow ? "->" : ".") + "'");
+        error(expr->location,
+              "cannot refer to type member '" + std::string(text) + "' with '" + (expr->isArrow ? "->" : ".") + "'");
         return errorAt(expr);
     }
     auto* var = static_cast<VarDecl*>(found);
@@ -125,8 +121,7 @@ Expr* Analyzer::structMember(Member* expr, TypeRef structType) {
         ref->name = expr->name;
         return variableReference(ref, var);
     }
-    if (!var->type || var->isInvalid)
-        return errorAt(expr);
+    if (!var->type || var->isInvalid) return errorAt(expr);
     expr->field = var;
     expr->type = var->type;
     if (expr->isArrow) {
@@ -150,8 +145,7 @@ Expr* Analyzer::structMember(Member* expr, TypeRef structType) {
 Expr* Analyzer::member(Member* expr) {
     expr->base = expression(expr->base);
     TypeRef base = expr->base->type;
-    if (base->isError() || !expr->name.identifier)
-        return errorAt(expr);
+    if (base->isError() || !expr->name.identifier) return errorAt(expr);
     if (base->is(TypeKind::overload)) {
         load(expr->base);
         return errorAt(expr);
@@ -166,8 +160,7 @@ Expr* Analyzer::member(Member* expr) {
             const bool hasMembers = base->is(TypeKind::struct_) || base->isVector();
             error(expr->location, "member reference type '" + typeName(base) + "' is not a pointer" +
                                       (hasMembers ? "; did you mean to use '.'?" : ""));
-            if (!hasMembers)
-                return errorAt(expr);
+            if (!hasMembers) return errorAt(expr);
             expr->isArrow = false;
         } else {
             expr->base = load(expr->base);
@@ -179,8 +172,7 @@ Expr* Analyzer::member(Member* expr) {
         expr->isArrow = true;
         base = base->element;
     }
-    if (base->is(TypeKind::struct_))
-        return structMember(expr, base);
+    if (base->is(TypeKind::struct_)) return structMember(expr, base);
     if (base->isVector() || base->is(TypeKind::packedVector)) {
         if (expr->isArrow) {
             Unary* pointee = make<Unary>(expr);
@@ -211,8 +203,7 @@ Expr* Analyzer::index(Index* expr) {
     expr->base = expression(expr->base);
     Expr* index = expression(expr->index);
     TypeRef base = expr->base->type;
-    if (base->isError() || index->type->isError())
-        return errorAt(expr);
+    if (base->isError() || index->type->isError()) return errorAt(expr);
     if (base->is(TypeKind::struct_)) {
         std::vector<Candidate> candidates;
         Expr* only[] = {index};
@@ -234,15 +225,13 @@ Expr* Analyzer::index(Index* expr) {
     }
     index = toArithmetic(load(index));
     if (!index->type->isScalar() || isFloating(index->type->scalar)) {
-        if (index->type->is(TypeKind::pointer) && base->isScalar())
-            std::swap(expr->base, index);
+        if (index->type->is(TypeKind::pointer) && base->isScalar()) std::swap(expr->base, index);
         if (!index->type->isError())
             error(index->begin ? index->begin : index->location, "array subscript is not an integer");
         return errorAt(expr);
     }
-    expr->index = explicitConvert(index, isSigned(index->type->scalar) || byteSize(index->type->scalar) < 4
-                                             ? types_.int_()
-                                             : types_.uint());
+    expr->index = explicitConvert(
+        index, isSigned(index->type->scalar) || byteSize(index->type->scalar) < 4 ? types_.int_() : types_.uint());
     switch (base->kind) {
     case TypeKind::pointer:
         expr->base = load(expr->base);
@@ -264,7 +253,8 @@ Expr* Analyzer::index(Index* expr) {
                 const std::uint64_t count = base->is(TypeKind::array) ? base->count : base->columns;
                 if (constant.integer < 0 || static_cast<std::uint64_t>(constant.integer) >= count)
                     warning(expr->index->begin ? expr->index->begin : expr->location,
-                            "index " + std::to_string(constant.integer) + " is past the end of '" + typeName(base) + "'");
+                            "index " + std::to_string(constant.integer) + " is past the end of '" + typeName(base) +
+                                "'");
             }
         return expr;
     default:

@@ -28,8 +28,8 @@ Candidate Analyzer::consider(FunctionDecl* function, std::span<Expr*> arguments,
     candidate.ranks = arena_.makeArray<ConversionRank>(arguments.size());
     for (std::size_t i = 0; i < arguments.size(); ++i) {
         const TypeRef parameter = function->parameters[i]->type;
-        candidate.ranks[i] = parameter && !parameter->isError() ? rankArgument(arguments[i], parameter)
-                                                                : ConversionRank::exact;
+        candidate.ranks[i] =
+            parameter && !parameter->isError() ? rankArgument(arguments[i], parameter) : ConversionRank::exact;
         if (candidate.ranks[i] == ConversionRank::none) {
             candidate.failure = Candidate::Failure::conversion;
             candidate.failedArgument = static_cast<unsigned>(i);
@@ -44,14 +44,14 @@ Candidate Analyzer::consider(FunctionDecl* function, std::span<Expr*> arguments,
 // given to a function on floating-point numbers becomes a float.
 TypeRef Analyzer::deduceBuiltin(const BuiltinFunction& builtin, std::span<Expr*> arguments, bool* isAmbiguous) {
     const BuiltinSignature& signature = *builtin.signature;
-    TypeRef wide = nullptr;     // the vector or matrix type among the T arguments
-    TypeRef scalar = nullptr;   // the common type of the scalar ones
-    unsigned otherColumns = 0;  // the shape of what only follows T's shape
+    TypeRef wide = nullptr;    // the vector or matrix type among the T arguments
+    TypeRef scalar = nullptr;  // the common type of the scalar ones
+    unsigned otherColumns = 0; // the shape of what only follows T's shape
     for (std::size_t i = 0; i < arguments.size(); ++i) {
         const BuiltinSlot slot = signature.parameters[i];
         const bool isT = slot == BuiltinSlot::t || slot == BuiltinSlot::threadT;
-        const bool followsShape = slot == BuiltinSlot::boolOfT || slot == BuiltinSlot::intOfT ||
-                                  slot == BuiltinSlot::threadIntOfT;
+        const bool followsShape =
+            slot == BuiltinSlot::boolOfT || slot == BuiltinSlot::intOfT || slot == BuiltinSlot::threadIntOfT;
         if (slot == BuiltinSlot::atomicPointer) {
             TypeRef type = arguments[i]->type;
             if (type->is(TypeKind::pointer))
@@ -60,20 +60,14 @@ TypeRef Analyzer::deduceBuiltin(const BuiltinFunction& builtin, std::span<Expr*>
                 return nullptr;
             return type->is(TypeKind::atomic) ? types_.scalar(type->scalar) : nullptr;
         }
-        if (!isT && !followsShape)
-            continue;
-        if (arguments[i]->kind == ExprKind::initList)
-            return nullptr;
+        if (!isT && !followsShape) continue;
+        if (arguments[i]->kind == ExprKind::initList) return nullptr;
         TypeRef type = arguments[i]->type;
-        if (type->is(TypeKind::packedVector))
-            type = types_.vector(type->scalar, type->columns);
-        if (type->is(TypeKind::enum_) && !type->enumDecl->isScoped)
-            type = type->element;
-        if (!type->isNumeric())
-            return nullptr;
+        if (type->is(TypeKind::packedVector)) type = types_.vector(type->scalar, type->columns);
+        if (type->is(TypeKind::enum_) && !type->enumDecl->isScoped) type = type->element;
+        if (!type->isNumeric()) return nullptr;
         if (followsShape) {
-            if (type->isVector())
-                otherColumns = type->columns;
+            if (type->isVector()) otherColumns = type->columns;
             continue;
         }
         if (type->isScalar()) {
@@ -88,14 +82,11 @@ TypeRef Analyzer::deduceBuiltin(const BuiltinFunction& builtin, std::span<Expr*>
         }
     }
     if (wide) {
-        if (!admitsKind(signature.typeClass, wide->scalar))
-            return nullptr;
-        if (!admitsShape(signature.shape, wide))
-            return nullptr;
+        if (!admitsKind(signature.typeClass, wide->scalar)) return nullptr;
+        if (!admitsShape(signature.shape, wide)) return nullptr;
         return wide;
     }
-    if (!scalar)
-        return nullptr;
+    if (!scalar) return nullptr;
     ScalarKind kind = scalar->scalar;
     if (!admitsKind(signature.typeClass, kind)) {
         switch (signature.typeClass) {
@@ -104,8 +95,7 @@ TypeRef Analyzer::deduceBuiltin(const BuiltinFunction& builtin, std::span<Expr*>
         case BuiltinClass::arithmetic: kind = ScalarKind::int_; break; // bool
         case BuiltinClass::integer:
         case BuiltinClass::integer32:
-            if (isFloating(kind) || byteSize(kind) == 8)
-                return nullptr;
+            if (isFloating(kind) || byteSize(kind) == 8) return nullptr;
             kind = ScalarKind::int_;
             break;
         default: return nullptr;
@@ -114,8 +104,7 @@ TypeRef Analyzer::deduceBuiltin(const BuiltinFunction& builtin, std::span<Expr*>
     TypeRef type = types_.vector(kind, otherColumns > 1 ? otherColumns : 1);
     if (!admitsShape(signature.shape, type)) {
         // length(1.0): one scalar would do for a vector of any size.
-        if (isAmbiguous)
-            *isAmbiguous = signature.shape == BuiltinShape::vector;
+        if (isAmbiguous) *isAmbiguous = signature.shape == BuiltinShape::vector;
         return nullptr;
     }
     return type;
@@ -145,7 +134,8 @@ Candidate Analyzer::considerBuiltin(const BuiltinFunction& builtin, std::span<Ex
         ConversionRank& rank = candidate.ranks[i];
         if (slot == BuiltinSlot::atomicPointer) {
             const TypeRef pointer = arguments[i]->type;
-            rank = pointer->is(TypeKind::pointer) && !pointer->pointeeConst ? ConversionRank::exact : ConversionRank::none;
+            rank =
+                pointer->is(TypeKind::pointer) && !pointer->pointeeConst ? ConversionRank::exact : ConversionRank::none;
         } else if (isReferenceSlot(slot)) {
             TypeRef reference = types_.reference(type, AddressSpace::thread, false);
             rank = rankArgument(arguments[i], reference);
@@ -174,18 +164,14 @@ int Analyzer::compare(const Candidate& a, const Candidate& b, std::span<Expr*> a
         aBetter = aBetter || a.ranks[i] < b.ranks[i];
         bBetter = bBetter || b.ranks[i] < a.ranks[i];
     }
-    if (aBetter != bBetter)
-        return aBetter ? -1 : 1;
-    if (aBetter)
-        return 0;
+    if (aBetter != bBetter) return aBetter ? -1 : 1;
+    if (aBetter) return 0;
     // As good in every argument: the user's before the library's, a plain function before a template.
-    if ((a.builtin != nullptr) != (b.builtin != nullptr))
-        return a.builtin ? 1 : -1;
+    if ((a.builtin != nullptr) != (b.builtin != nullptr)) return a.builtin ? 1 : -1;
     if (a.function && b.function) {
         const bool aIsInstance = a.function->instanceOf != nullptr;
         const bool bIsInstance = b.function->instanceOf != nullptr;
-        if (aIsInstance != bIsInstance)
-            return aIsInstance ? 1 : -1;
+        if (aIsInstance != bIsInstance) return aIsInstance ? 1 : -1;
         if (aIsInstance) { // the template that leaves less open is the more specialised one
             const std::size_t aOpen = a.function->instanceOf->templateParameters.size();
             const std::size_t bOpen = b.function->instanceOf->templateParameters.size();
@@ -199,8 +185,7 @@ int Analyzer::compare(const Candidate& a, const Candidate& b, std::span<Expr*> a
             };
             if (modifiers(a.function) != modifiers(b.function))
                 return modifiers(a.function) > modifiers(b.function) ? -1 : 1;
-            if (aOpen != bOpen)
-                return aOpen < bOpen ? -1 : 1;
+            if (aOpen != bOpen) return aOpen < bOpen ? -1 : 1;
         }
     }
     return 0;
@@ -209,10 +194,8 @@ int Analyzer::compare(const Candidate& a, const Candidate& b, std::span<Expr*> a
 const Candidate* Analyzer::best(std::span<Candidate> candidates, std::span<Expr*> arguments, bool* isAmbiguous) const {
     const Candidate* chosen = nullptr;
     for (const Candidate& candidate : candidates)
-        if (candidate.isViable && (!chosen || compare(candidate, *chosen, arguments) < 0))
-            chosen = &candidate;
-    if (!chosen)
-        return nullptr;
+        if (candidate.isViable && (!chosen || compare(candidate, *chosen, arguments) < 0)) chosen = &candidate;
+    if (!chosen) return nullptr;
     for (const Candidate& candidate : candidates)
         if (&candidate != chosen && candidate.isViable && compare(*chosen, candidate, arguments) >= 0 &&
             candidate.function != chosen->function)
@@ -220,8 +203,8 @@ const Candidate* Analyzer::best(std::span<Candidate> candidates, std::span<Expr*
     return chosen;
 }
 
-const Candidate* Analyzer::bestMethod(std::vector<Candidate>& candidates, std::span<Expr*> arguments, AddressSpace space,
-                                      bool isConst, bool* isAmbiguous) const {
+const Candidate* Analyzer::bestMethod(std::vector<Candidate>& candidates, std::span<Expr*> arguments,
+                                      AddressSpace space, bool isConst, bool* isAmbiguous) const {
     const auto spaceOfThis = [](const FunctionDecl* function) -> std::optional<AddressSpace> {
         switch (function->thisSpace) {
         case SpaceSyntax::thread: return AddressSpace::thread;
@@ -237,8 +220,7 @@ const Candidate* Analyzer::bestMethod(std::vector<Candidate>& candidates, std::s
                !candidate.function->isConstructor;
     };
     for (Candidate& candidate : candidates) {
-        if (!candidate.isViable || !hasObject(candidate))
-            continue;
+        if (!candidate.isViable || !hasObject(candidate)) continue;
         const std::optional<AddressSpace> wanted = spaceOfThis(candidate.function);
         if ((isConst && !candidate.function->isConstMember) || (wanted && *wanted != space)) {
             candidate.isViable = false;
@@ -246,21 +228,17 @@ const Candidate* Analyzer::bestMethod(std::vector<Candidate>& candidates, std::s
         }
     }
     const Candidate* chosen = best(candidates, arguments, isAmbiguous);
-    if (!chosen || !*isAmbiguous)
-        return chosen;
+    if (!chosen || !*isAmbiguous) return chosen;
     // f(), f() const, f() device ...: the one made for such an object.
     const auto suits = [&](const Candidate& candidate) {
-        if (!hasObject(candidate))
-            return 0;
+        if (!hasObject(candidate)) return 0;
         return (spaceOfThis(candidate.function) ? 2 : 0) + (candidate.function->isConstMember == isConst ? 1 : 0);
     };
     int most = 0;
     for (const Candidate& candidate : candidates)
-        if (candidate.isViable)
-            most = std::max(most, suits(candidate));
+        if (candidate.isViable) most = std::max(most, suits(candidate));
     for (Candidate& candidate : candidates)
-        if (candidate.isViable && suits(candidate) < most)
-            candidate.isViable = false;
+        if (candidate.isViable && suits(candidate) < most) candidate.isViable = false;
     *isAmbiguous = false;
     return best(candidates, arguments, isAmbiguous);
 }
@@ -270,18 +248,13 @@ namespace {
 std::string ordinal(unsigned number) {
     const unsigned last = number % 10;
     const bool isTeen = number / 10 % 10 == 1;
-    const std::string_view suffix = isTeen      ? "th"
-                                    : last == 1 ? "st"
-                                    : last == 2 ? "nd"
-                                    : last == 3 ? "rd"
-                                                : "th";
+    const std::string_view suffix = isTeen ? "th" : last == 1 ? "st" : last == 2 ? "nd" : last == 3 ? "rd" : "th";
     return std::to_string(number) + std::string(suffix);
 }
 
 std::string countPhrase(std::size_t least, std::size_t most, std::size_t given) {
     std::string text = "requires ";
-    if (least != most)
-        text += given < least ? "at least " : "at most ";
+    if (least != most) text += given < least ? "at least " : "at most ";
     const std::size_t wanted = given < least ? least : most;
     text += wanted == 0 ? "no" : std::to_string(wanted);
     text += wanted == 1 ? " argument, but " : " arguments, but ";
@@ -296,13 +269,11 @@ void Analyzer::noteBuiltin(const BuiltinFunction& builtin, std::span<Expr*> argu
     const BuiltinSignature& signature = *builtin.signature;
     TypeRef guess = nullptr;
     for (std::size_t i = 0; i < arguments.size() && i < signature.parameterCount; ++i) {
-        if (signature.parameters[i] != BuiltinSlot::t || arguments[i]->kind == ExprKind::initList)
-            continue;
+        if (signature.parameters[i] != BuiltinSlot::t || arguments[i]->kind == ExprKind::initList) continue;
         const TypeRef type = arguments[i]->type;
-        const bool fits = type->isNumeric() && admitsKind(signature.typeClass, type->scalar) &&
-                          admitsShape(signature.shape, type);
-        if (fits && (!guess || type->componentCount() > guess->componentCount()))
-            guess = type;
+        const bool fits =
+            type->isNumeric() && admitsKind(signature.typeClass, type->scalar) && admitsShape(signature.shape, type);
+        if (fits && (!guess || type->componentCount() > guess->componentCount())) guess = type;
     }
     if (!guess) {
         const ScalarKind kind = signature.typeClass == BuiltinClass::boolean ? ScalarKind::bool_
@@ -322,13 +293,13 @@ void Analyzer::noteBuiltin(const BuiltinFunction& builtin, std::span<Expr*> argu
     }
     std::string text = "candidate function '" + signatureText(types_, builtin, guess) + "'";
     if (arguments.size() < signature.requiredCount || arguments.size() > signature.parameterCount) {
-        note(at, text + " not viable: " + countPhrase(signature.requiredCount, signature.parameterCount, arguments.size()));
+        note(at,
+             text + " not viable: " + countPhrase(signature.requiredCount, signature.parameterCount, arguments.size()));
         return;
     }
     for (std::size_t i = 0; i < arguments.size(); ++i) {
         const BuiltinSlot slot = signature.parameters[i];
-        if (arguments[i]->kind == ExprKind::initList || slot == BuiltinSlot::atomicPointer)
-            continue;
+        if (arguments[i]->kind == ExprKind::initList || slot == BuiltinSlot::atomicPointer) continue;
         const TypeRef type = slotType(types_, slot, guess);
         const std::string which = ordinal(static_cast<unsigned>(i) + 1) + " argument";
         if (isReferenceSlot(slot)) {
@@ -336,8 +307,7 @@ void Analyzer::noteBuiltin(const BuiltinFunction& builtin, std::span<Expr*> argu
                 note(at, text + " not viable: expects a variable for " + which);
                 return;
             }
-            if (arguments[i]->type == type)
-                continue;
+            if (arguments[i]->type == type) continue;
         } else if (rankConversion(arguments[i], type) != ConversionRank::none) {
             continue;
         }
@@ -356,26 +326,28 @@ void Analyzer::noteCandidate(const Candidate& candidate, std::span<Expr*> argume
     }
     const FunctionDecl* function = candidate.function;
     const SourceLocation where = function->location ? function->location : at;
-    const std::string_view kind = function->isConstructor                    ? "candidate constructor"
-                                  : !function->templateParameters.empty() ||
-                                          function->instanceOf               ? "candidate template"
-                                                                             : "candidate function";
+    const std::string_view kind = function->isConstructor ? "candidate constructor"
+                                  : !function->templateParameters.empty() || function->instanceOf
+                                      ? "candidate template"
+                                      : "candidate function";
     switch (candidate.failure) {
     case Candidate::Failure::none: note(where, std::string(kind)); return;
     case Candidate::Failure::argumentCount: {
         std::size_t least = 0;
         while (least < function->parameters.size() && !function->parameters[least]->initializer)
             ++least;
-        note(where, std::string(kind) + " not viable: " + countPhrase(least, function->parameters.size(), arguments.size()));
+        note(where,
+             std::string(kind) + " not viable: " + countPhrase(least, function->parameters.size(), arguments.size()));
         return;
     }
     case Candidate::Failure::deduction:
         note(where, "candidate template ignored: its template arguments could not be deduced");
         return;
     case Candidate::Failure::object:
-        note(where, function->isConstMember ? "candidate function not viable: 'this' argument lies in another address space"
-                                            : "candidate function not viable: 'this' argument is const or lies in another "
-                                              "address space");
+        note(where, function->isConstMember
+                        ? "candidate function not viable: 'this' argument lies in another address space"
+                        : "candidate function not viable: 'this' argument is const or lies in another "
+                          "address space");
         return;
     case Candidate::Failure::conversion: break;
     }
@@ -384,7 +356,8 @@ void Analyzer::noteCandidate(const Candidate& candidate, std::span<Expr*> argume
     const TypeRef parameter = function->parameters[i]->type;
     const std::string which = ordinal(i + 1) + " argument";
     if (argument->kind == ExprKind::initList) {
-        note(where, std::string(kind) + " not viable: cannot convert initializer list argument to '" + typeName(parameter) + "'");
+        note(where, std::string(kind) + " not viable: cannot convert initializer list argument to '" +
+                        typeName(parameter) + "'");
         return;
     }
     if (parameter->is(TypeKind::reference) && argument->type == parameter->element) {
@@ -412,8 +385,7 @@ void Analyzer::reportNoMatch(SourceLocation at, std::string_view what, std::stri
     constexpr std::size_t mostNotes = 6;
     std::size_t notes = 0;
     for (const Candidate& candidate : candidates)
-        if (++notes <= mostNotes)
-            noteCandidate(candidate, arguments, at);
+        if (++notes <= mostNotes) noteCandidate(candidate, arguments, at);
 }
 
 } // namespace msl

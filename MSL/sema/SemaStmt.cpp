@@ -4,24 +4,21 @@
 namespace msl {
 
 void Analyzer::compound(CompoundStmt* stmt, bool opensScope) {
-    if (!stmt)
-        return;
-    if (opensScope)
-        scopes_.open();
+    if (!stmt) return;
+    if (opensScope) scopes_.open();
     const bool outerMetal = metalIsVisible_;
     for (Stmt*& child : stmt->statements) {
-        if (diagnostics_.isFull() || !limit_.step())
-            break;
+        if (diagnostics_.isFull() || !limit_.step()) break;
         child = statement(child);
     }
     metalIsVisible_ = outerMetal;
-    if (opensScope)
-        scopes_.close();
+    if (opensScope) scopes_.close();
 }
 
 Expr* Analyzer::condition(Expr* expr) {
     Expr* typed = expression(expr);
-    if (typed->kind == ExprKind::binary && static_cast<Binary*>(typed)->op == BinaryOp::assign && !typed->isParenthesized) {
+    if (typed->kind == ExprKind::binary && static_cast<Binary*>(typed)->op == BinaryOp::assign &&
+        !typed->isParenthesized) {
         warning(typed->location, "using the result of an assignment as a condition without parentheses");
         note(typed->location, "use '==' to turn this assignment into an equality comparison");
     }
@@ -29,11 +26,9 @@ Expr* Analyzer::condition(Expr* expr) {
 }
 
 Stmt* Analyzer::statement(Stmt* stmt) {
-    if (!stmt)
-        return arena_.make<NullStmt>();
+    if (!stmt) return arena_.make<NullStmt>();
     const DepthGuard guard(depth_);
-    if (tooDeep(stmt->location))
-        return stmt;
+    if (tooDeep(stmt->location)) return stmt;
     switch (stmt->kind) {
     case StmtKind::compound: compound(static_cast<CompoundStmt*>(stmt)); break;
     case StmtKind::declaration:
@@ -48,10 +43,8 @@ Stmt* Analyzer::statement(Stmt* stmt) {
     case StmtKind::expression: {
         auto* statement = static_cast<ExprStmt*>(stmt);
         statement->expression = discarded(statement->expression);
-        if (statement->expression->type->is(TypeKind::overload))
-            statement->expression = load(statement->expression);
-        if (!statement->expression->type->isError())
-            warnUnusedResult(statement->expression);
+        if (statement->expression->type->is(TypeKind::overload)) statement->expression = load(statement->expression);
+        if (!statement->expression->type->isError()) warnUnusedResult(statement->expression);
         break;
     }
     case StmtKind::if_: ifStatement(static_cast<IfStmt*>(stmt)); break;
@@ -90,8 +83,7 @@ Stmt* Analyzer::statement(Stmt* stmt) {
             error(stmt->location, "'break' statement not in loop or switch statement");
         break;
     case StmtKind::continue_:
-        if (context_.loops == 0)
-            error(stmt->location, "'continue' statement not in loop statement");
+        if (context_.loops == 0) error(stmt->location, "'continue' statement not in loop statement");
         break;
     case StmtKind::return_: returnStatement(static_cast<ReturnStmt*>(stmt)); break;
     case StmtKind::null: break;
@@ -101,8 +93,7 @@ Stmt* Analyzer::statement(Stmt* stmt) {
 
 void Analyzer::ifStatement(IfStmt* stmt) {
     scopes_.open();
-    if (stmt->init)
-        stmt->init = statement(stmt->init);
+    if (stmt->init) stmt->init = statement(stmt->init);
     stmt->condition = condition(stmt->condition);
     if (stmt->isConstexpr && !stmt->condition->type->isError()) {
         const ConstantValue value = evaluate(stmt->condition);
@@ -111,8 +102,7 @@ void Analyzer::ifStatement(IfStmt* stmt) {
                   "constexpr if condition is not a constant expression");
         } else { // the branch not taken is not looked at
             (value.isTrue() ? stmt->elseBranch : stmt->thenBranch) = nullptr;
-            if (!stmt->thenBranch)
-                stmt->thenBranch = arena_.make<NullStmt>();
+            if (!stmt->thenBranch) stmt->thenBranch = arena_.make<NullStmt>();
         }
     }
     scopes_.open();
@@ -128,12 +118,9 @@ void Analyzer::ifStatement(IfStmt* stmt) {
 
 void Analyzer::forStatement(ForStmt* stmt) {
     scopes_.open();
-    if (stmt->init)
-        stmt->init = statement(stmt->init);
-    if (stmt->condition)
-        stmt->condition = condition(stmt->condition);
-    if (stmt->step)
-        stmt->step = discarded(stmt->step);
+    if (stmt->init) stmt->init = statement(stmt->init);
+    if (stmt->condition) stmt->condition = condition(stmt->condition);
+    if (stmt->step) stmt->step = discarded(stmt->step);
     ++context_.loops;
     scopes_.open();
     stmt->body = statement(stmt->body);
@@ -176,8 +163,7 @@ void Analyzer::rangeFor(RangeForStmt* stmt) {
                 type = types_.reference(element->type, element->space, type->pointeeConst || element->isConst);
             var->type = type;
             var->initializer = convert(element, type, Purpose::variable, var->location);
-            if (var->initializer->type->isError())
-                var->isInvalid = true;
+            if (var->initializer->type->isError()) var->isInvalid = true;
         }
         declare(var);
     }
@@ -192,8 +178,7 @@ void Analyzer::rangeFor(RangeForStmt* stmt) {
 void Analyzer::caseLabel(CaseStmt* label) {
     const SwitchStmt* owner = context_.innermostSwitch;
     const TypeRef type = owner->value->type;
-    if (!label->value)
-        return;
+    if (!label->value) return;
     Expr* typed = load(expression(label->value));
     if (typed->type->isError() || type->isError()) {
         label->value = typed;
@@ -205,8 +190,7 @@ void Analyzer::caseLabel(CaseStmt* label) {
     label->value = convert(typed, type, Purpose::variable, at);
     const ConstantValue value = evaluate(label->value);
     if (value.kind != ConstantValue::Kind::integer) {
-        if (!label->value->type->isError())
-            error(at, "case value is not a constant expression");
+        if (!label->value->type->isError()) error(at, "case value is not a constant expression");
         return;
     }
     label->constant = value.integer;
@@ -215,8 +199,7 @@ void Analyzer::caseLabel(CaseStmt* label) {
 void Analyzer::switchStatement(SwitchStmt* stmt) {
     scopes_.open();
     Expr* value = load(expression(stmt->value));
-    if (value->type->is(TypeKind::enum_))
-        value = explicitConvert(value, value->type->element);
+    if (value->type->is(TypeKind::enum_)) value = explicitConvert(value, value->type->element);
     if (!value->type->isError()) {
         if (!value->type->isScalar() || isFloating(value->type->scalar)) {
             error(value->begin ? value->begin : stmt->location,
@@ -234,8 +217,7 @@ void Analyzer::switchStatement(SwitchStmt* stmt) {
     const CaseStmt* seenDefault = nullptr;
     if (stmt->body)
         for (Stmt*& child : stmt->body->statements) {
-            if (diagnostics_.isFull() || !limit_.step())
-                break;
+            if (diagnostics_.isFull() || !limit_.step()) break;
             if (!child || child->kind != StmtKind::case_) {
                 child = statement(child);
                 continue;
@@ -266,8 +248,7 @@ void Analyzer::switchStatement(SwitchStmt* stmt) {
 
 void Analyzer::returnStatement(ReturnStmt* stmt) {
     FunctionDecl* function = context_.function;
-    if (!function)
-        return;
+    if (!function) return;
     const std::string name(function->name ? function->name->text : std::string_view("operator"));
     if (!context_.returnType) { // auto: the first return says what it is
         TypeRef type = types_.void_();
@@ -299,8 +280,7 @@ void Analyzer::returnStatement(ReturnStmt* stmt) {
     }
     const SourceLocation at = stmt->value->begin ? stmt->value->begin : stmt->location;
     stmt->value = initialize(type, stmt->value, Purpose::returnValue, at);
-    if (function->returnType->is(TypeKind::auto_))
-        function->returnType = type;
+    if (function->returnType->is(TypeKind::auto_)) function->returnType = type;
 }
 
 } // namespace msl

@@ -8,42 +8,37 @@ namespace msl {
 bool Analyzer::isComplete(TypeRef type) const {
     while (type->is(TypeKind::array))
         type = type->element;
-    if (type->is(TypeKind::struct_))
-        return type->structDecl->isComplete;
+    if (type->is(TypeKind::struct_)) return type->structDecl->isComplete;
     return !type->is(TypeKind::void_);
 }
 
 bool Analyzer::requireComplete(TypeRef type, SourceLocation at, std::string_view what) {
-    if (isComplete(type))
-        return true;
+    if (isComplete(type)) return true;
     TypeRef inner = type;
     while (inner->is(TypeKind::array))
         inner = inner->element;
-    if (inner->is(TypeKind::struct_) && inner->structDecl->isInvalid)
-        return false; // its own errors say enough
+    if (inner->is(TypeKind::struct_) && inner->structDecl->isInvalid) return false; // its own errors say enough
     error(at, std::string(what) + " incomplete type '" + typeName(inner) + "'");
     if (inner->is(TypeKind::struct_) && inner->structDecl->location)
-        note(inner->structDecl->location, inner->structDecl->isDefinition
-                                              ? "definition of '" + typeName(inner) + "' is not complete until the closing '}'"
-                                              : "forward declaration of '" + typeName(inner) + "'");
+        note(inner->structDecl->location,
+             inner->structDecl->isDefinition
+                 ? "definition of '" + typeName(inner) + "' is not complete until the closing '}'"
+                 : "forward declaration of '" + typeName(inner) + "'");
     return false;
 }
 
 VarDecl* Analyzer::findField(const StructDecl* decl, const Identifier* name) const {
     for (VarDecl* candidate : decl->fields)
-        if (candidate->name == name)
-            return candidate;
+        if (candidate->name == name) return candidate;
     return nullptr;
 }
 
 Decl* Analyzer::findMember(const StructDecl* decl, const Identifier* name) const {
     for (Decl* member : decl->members) {
-        if (member->name == name)
-            return member;
+        if (member->name == name) return member;
         if (member->kind == DeclKind::enum_ && !static_cast<EnumDecl*>(member)->isScoped)
             for (EnumeratorDecl* enumerator : static_cast<EnumDecl*>(member)->enumerators)
-                if (enumerator->name == name)
-                    return enumerator;
+                if (enumerator->name == name) return enumerator;
     }
     return nullptr;
 }
@@ -65,8 +60,7 @@ std::span<FunctionDecl*> Analyzer::constructorsOf(const StructDecl* decl) {
 }
 
 void Analyzer::structure(StructDecl* decl) {
-    if (decl->type)
-        return;
+    if (decl->type) return;
     decl->parent = currentParent_;
     if (!decl->templateParameters.empty()) {
         declare(decl);
@@ -75,7 +69,8 @@ void Analyzer::structure(StructDecl* decl) {
     if (decl->isSpecialization) {
         StructDecl* primary = nullptr;
         for (ScopeEntry* entry = decl->name ? decl->name->scope : nullptr; entry; entry = entry->hidden)
-            if (entry->decl->kind == DeclKind::struct_ && !static_cast<StructDecl*>(entry->decl)->templateParameters.empty()) {
+            if (entry->decl->kind == DeclKind::struct_ &&
+                !static_cast<StructDecl*>(entry->decl)->templateParameters.empty()) {
                 primary = static_cast<StructDecl*>(entry->decl);
                 break;
             }
@@ -92,23 +87,19 @@ void Analyzer::structure(StructDecl* decl) {
         decl->instanceArguments = decl->specializationArguments;
         decl->type = types_.struct_(decl);
         structSpecializations_[primary].push_back(decl);
-        if (decl->isDefinition)
-            completeStructure(decl);
+        if (decl->isDefinition) completeStructure(decl);
         return;
     }
     // A definition completes the type that an earlier "struct S;" introduced.
     if (decl->name) {
         for (ScopeEntry* entry = scopes_.findInInnermost(decl->name); entry && entry->depth == scopes_.depth();
              entry = entry->hidden) {
-            if (entry->decl->kind != DeclKind::struct_)
-                continue;
+            if (entry->decl->kind != DeclKind::struct_) continue;
             auto* previous = static_cast<StructDecl*>(entry->decl);
-            if (!previous->type || !previous->location)
-                break;
+            if (!previous->type || !previous->location) break;
             decl->type = previous->type;
             decl->definition = previous;
-            if (!decl->isDefinition)
-                return;
+            if (!decl->isDefinition) return;
             if (previous->isDefinition) {
                 error(decl->location, "redefinition of '" + std::string(decl->name->text) + "'");
                 note(previous->location, "previous definition is here");
@@ -131,8 +122,7 @@ void Analyzer::structure(StructDecl* decl) {
         decl->isInvalid = true;
         return;
     }
-    if (decl->isDefinition)
-        completeStructure(decl);
+    if (decl->isDefinition) completeStructure(decl);
 }
 
 void Analyzer::field(StructDecl* owner, VarDecl* var, std::vector<VarDecl*>& fields) {
@@ -161,8 +151,7 @@ void Analyzer::field(StructDecl* owner, VarDecl* var, std::vector<VarDecl*>& fie
         error(var->location, "field '" + std::string(var->name->text) + "' of array type needs an explicit size");
         invalid();
     } else if (!declared.type->is(TypeKind::pointer) && !declared.type->is(TypeKind::reference)) {
-        if (!requireComplete(declared.type, var->location, "field has"))
-            invalid();
+        if (!requireComplete(declared.type, var->location, "field has")) invalid();
     }
     if (var->bitWidth > 0) {
         unsupported(var->location, "a bit-field");
@@ -178,8 +167,7 @@ void Analyzer::field(StructDecl* owner, VarDecl* var, std::vector<VarDecl*>& fie
                 return;
             }
     fields.push_back(var);
-    if (var->name)
-        scopes_.add(var->name, var);
+    if (var->name) scopes_.add(var->name, var);
 }
 
 void Analyzer::completeStructure(StructDecl* decl) {
@@ -191,12 +179,10 @@ void Analyzer::completeStructure(StructDecl* decl) {
     StructDecl* const outerStruct = std::exchange(currentStruct_, decl);
     const FunctionContext outerContext = std::exchange(context_, {});
     scopes_.open();
-    if (decl->name)
-        scopes_.add(decl->name, decl); // the name of an instance means the instance inside it
+    if (decl->name) scopes_.add(decl->name, decl); // the name of an instance means the instance inside it
     std::vector<VarDecl*> fields;
     for (Decl* member : decl->members) {
-        if (diagnostics_.isFull() || !limit_.step())
-            break;
+        if (diagnostics_.isFull() || !limit_.step()) break;
         member->parent = decl;
         switch (member->kind) {
         case DeclKind::variable: {
@@ -221,17 +207,14 @@ void Analyzer::completeStructure(StructDecl* decl) {
             auto* function = static_cast<FunctionDecl*>(member);
             function->owner = decl;
             function->definition = function->body ? function : nullptr;
-            if (!function->name)
-                break;
+            if (!function->name) break;
             if (function->templateParameters.empty()) {
                 functionSignature(function);
                 checkAttributes(function);
             }
-            if (!function->isConstructor)
-                scopes_.add(function->name, function);
+            if (!function->isConstructor) scopes_.add(function->name, function);
             for (const Decl* other : decl->members) {
-                if (other == member || !limit_.step())
-                    break;
+                if (other == member || !limit_.step()) break;
                 if (other->kind == DeclKind::function && other->name == member->name &&
                     sameSignature(static_cast<const FunctionDecl*>(other), function)) {
                     error(function->location, function->isConstructor ? "constructor cannot be redeclared"
@@ -245,7 +228,8 @@ void Analyzer::completeStructure(StructDecl* decl) {
         }
         case DeclKind::struct_:
             if (!member->name) {
-                unsupported(member->location ? member->location : decl->location, "an anonymous struct or union member");
+                unsupported(member->location ? member->location : decl->location,
+                            "an anonymous struct or union member");
                 decl->isInvalid = true;
                 break;
             }
@@ -264,8 +248,7 @@ void Analyzer::completeStructure(StructDecl* decl) {
     context_ = outerContext;
     currentStruct_ = outerStruct;
     currentParent_ = outerParent;
-    if (!decl->isInvalid)
-        structs_.push_back(decl);
+    if (!decl->isInvalid) structs_.push_back(decl);
     for (Decl* member : decl->members)
         if (member->kind == DeclKind::function) {
             auto* function = static_cast<FunctionDecl*>(member);
@@ -295,17 +278,16 @@ void Analyzer::layOut(StructDecl* decl) {
         }
         decl->scalarCount += count;
         decl->hasDefaultInitializers = decl->hasDefaultInitializers || member->initializer;
-        if (nesting > decl->nesting)
-            decl->nesting = nesting;
+        if (nesting > decl->nesting) decl->nesting = nesting;
         if (nesting > maxTypeNesting && !decl->isInvalid) {
-            error(member->location, "types are nested too deeply (more than " + std::to_string(maxTypeNesting) + " levels)");
+            error(member->location,
+                  "types are nested too deeply (more than " + std::to_string(maxTypeNesting) + " levels)");
             decl->isInvalid = true;
             decl->nesting = 1; // say it once
             member->type = types_.error();
         }
         Layout layout = layoutOf(member->type);
-        if (member->type->is(TypeKind::reference))
-            layout = {8, 8};
+        if (member->type->is(TypeKind::reference)) layout = {8, 8};
         alignment = std::max(alignment, layout.alignment);
         offset = decl->isUnion ? 0 : (offset + layout.alignment - 1) / layout.alignment * layout.alignment;
         member->offset = offset;
@@ -328,17 +310,13 @@ void Analyzer::enterStructure(StructDecl* decl) {
         pushBindings(decl->instanceOf->templateParameters, decl->instanceArguments);
     }
     scopes_.open();
-    if (decl->name)
-        scopes_.add(decl->name, decl);
+    if (decl->name) scopes_.add(decl->name, decl);
     for (Decl* member : decl->members) {
         if (member->kind == DeclKind::enum_ && !static_cast<EnumDecl*>(member)->isScoped)
             for (EnumeratorDecl* enumerator : static_cast<EnumDecl*>(member)->enumerators)
-                if (enumerator->name)
-                    scopes_.add(enumerator->name, enumerator);
-        if (!member->name || !limit_.step())
-            continue;
-        if (member->kind == DeclKind::function && static_cast<FunctionDecl*>(member)->isConstructor)
-            continue;
+                if (enumerator->name) scopes_.add(enumerator->name, enumerator);
+        if (!member->name || !limit_.step()) continue;
+        if (member->kind == DeclKind::function && static_cast<FunctionDecl*>(member)->isConstructor) continue;
         scopes_.add(member->name, member);
     }
 }

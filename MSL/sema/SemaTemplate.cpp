@@ -10,16 +10,15 @@
 namespace msl {
 
 bool Analyzer::sameArguments(std::span<TemplateArgument> a, std::span<TemplateArgument> b) {
-    if (a.size() != b.size())
-        return false;
+    if (a.size() != b.size()) return false;
     for (std::size_t i = 0; i < a.size(); ++i)
-        if (a[i].resolvedType != b[i].resolvedType || (!a[i].resolvedType && a[i].value != b[i].value))
-            return false;
+        if (a[i].resolvedType != b[i].resolvedType || (!a[i].resolvedType && a[i].value != b[i].value)) return false;
     return true;
 }
 
 Analyzer::Bindings Analyzer::makeBindings(std::span<TemplateParameterDecl*> parameters) {
-    return {parameters, arena_.makeArray<TemplateArgument>(parameters.size()), std::vector<bool>(parameters.size(), false)};
+    return {parameters, arena_.makeArray<TemplateArgument>(parameters.size()),
+            std::vector<bool>(parameters.size(), false)};
 }
 
 bool Analyzer::bind(Bindings& bindings, std::size_t index, TypeRef type, std::int64_t value) {
@@ -27,8 +26,7 @@ bool Analyzer::bind(Bindings& bindings, std::size_t index, TypeRef type, std::in
     if (bindings.isBound[index])
         return bindings.parameters[index]->isType ? argument.resolvedType == type : argument.value == value;
     if (bindings.parameters[index]->isType) {
-        if (!type || type->isError())
-            return false;
+        if (!type || type->isError()) return false;
         argument.resolvedType = type;
     } else {
         argument.value = value;
@@ -39,19 +37,16 @@ bool Analyzer::bind(Bindings& bindings, std::size_t index, TypeRef type, std::in
 
 bool Analyzer::bindExplicit(Bindings& bindings, std::span<TemplateArgument> given, SourceLocation at, bool report) {
     if (given.size() > bindings.parameters.size()) {
-        if (report)
-            error(at, "too many template arguments");
+        if (report) error(at, "too many template arguments");
         return false;
     }
     for (std::size_t i = 0; i < given.size(); ++i) {
         if (bindings.parameters[i]->isType) {
             const TypeRef type = templateArgumentType(given[i], report);
-            if (!type || !bind(bindings, i, type, 0))
-                return false;
+            if (!type || !bind(bindings, i, type, 0)) return false;
         } else {
             const std::optional<std::int64_t> value = templateArgumentValue(given[i], at, report);
-            if (!value || !bind(bindings, i, nullptr, *value))
-                return false;
+            if (!value || !bind(bindings, i, nullptr, *value)) return false;
         }
     }
     return true;
@@ -60,8 +55,7 @@ bool Analyzer::bindExplicit(Bindings& bindings, std::span<TemplateArgument> give
 void Analyzer::pushBindings(std::span<TemplateParameterDecl*> parameters, std::span<TemplateArgument> given) {
     for (std::size_t i = 0; i < parameters.size() && i < given.size(); ++i) {
         const TemplateParameterDecl* parameter = parameters[i];
-        if (!parameter->name)
-            continue;
+        if (!parameter->name) continue;
         if (parameter->isType) {
             TypeAliasDecl* alias = arena_.make<TypeAliasDecl>();
             alias->name = parameter->name;
@@ -83,8 +77,7 @@ void Analyzer::pushBindings(std::span<TemplateParameterDecl*> parameters, std::s
 
 bool Analyzer::completeBindings(Bindings& bindings, Decl* parent, SourceLocation at, bool report) {
     for (std::size_t i = 0; i < bindings.parameters.size(); ++i) {
-        if (bindings.isBound[i])
-            continue;
+        if (bindings.isBound[i]) continue;
         const TemplateParameterDecl* parameter = bindings.parameters[i];
         if (parameter->isPack) {
             unsupported(parameter->location, "a template parameter pack");
@@ -113,15 +106,13 @@ bool Analyzer::completeBindings(Bindings& bindings, Decl* parent, SourceLocation
         while (scopes_.depth() > 0)
             scopes_.close();
         scopes_.resume(std::move(suspended));
-        if (!bound)
-            return false;
+        if (!bound) return false;
     }
     return true;
 }
 
 bool Analyzer::deduceArgument(const TemplateArgument& pattern, TypeRef type, std::int64_t value, Bindings& bindings) {
-    if (type && pattern.typeSyntax)
-        return deduce(pattern.typeSyntax, type, bindings);
+    if (type && pattern.typeSyntax) return deduce(pattern.typeSyntax, type, bindings);
     const Identifier* name = nullptr;
     if (pattern.expression && pattern.expression->kind == ExprKind::nameRef)
         name = static_cast<const NameRef*>(pattern.expression)->name.identifier;
@@ -135,15 +126,13 @@ bool Analyzer::deduceArgument(const TemplateArgument& pattern, TypeRef type, std
 }
 
 bool Analyzer::deduce(const TypeSyntax* pattern, TypeRef from, Bindings& bindings) {
-    if (!pattern || !from || from->isError())
-        return false;
+    if (!pattern || !from || from->isError()) return false;
     for (std::size_t i = pattern->modifiers.size(); i > 0; --i) {
         const TypeModifier& modifier = pattern->modifiers[i - 1];
         switch (modifier.kind) {
         case TypeModifier::Kind::reference:
         case TypeModifier::Kind::rvalueReference:
-            if (from->is(TypeKind::reference))
-                from = from->element;
+            if (from->is(TypeKind::reference)) from = from->element;
             break;
         case TypeModifier::Kind::pointer:
             if (!from->is(TypeKind::pointer) && !from->is(TypeKind::array))
@@ -155,8 +144,7 @@ bool Analyzer::deduce(const TypeSyntax* pattern, TypeRef from, Bindings& binding
                 if (modifier.arraySize) {
                     TemplateArgument size;
                     size.expression = modifier.arraySize;
-                    if (!deduceArgument(size, nullptr, static_cast<std::int64_t>(from->count), bindings))
-                        return false;
+                    if (!deduceArgument(size, nullptr, static_cast<std::int64_t>(from->count), bindings)) return false;
                 }
             } else if (!from->is(TypeKind::pointer)) {
                 return true;
@@ -166,8 +154,7 @@ bool Analyzer::deduce(const TypeSyntax* pattern, TypeRef from, Bindings& binding
         }
     }
     const Name& name = pattern->name;
-    if (!name.identifier || !name.qualifiers.empty() || name.qualifierType)
-        return true;
+    if (!name.identifier || !name.qualifiers.empty() || name.qualifierType) return true;
     if (!name.hasTemplateArguments) {
         for (std::size_t i = 0; i < bindings.parameters.size(); ++i)
             if (bindings.parameters[i]->name == name.identifier && bindings.parameters[i]->isType)
@@ -183,45 +170,38 @@ bool Analyzer::deduce(const TypeSyntax* pattern, TypeRef from, Bindings& binding
         if ((text == "vec" && from->isVector()) || (text == "packed_vec" && from->is(TypeKind::packedVector)))
             return part(0, types_.scalar(from->scalar), 0) && part(1, nullptr, from->columns);
         if (text == "matrix" && from->isMatrix())
-            return part(0, types_.scalar(from->scalar), 0) && part(1, nullptr, from->columns) && part(2, nullptr, from->rows);
+            return part(0, types_.scalar(from->scalar), 0) && part(1, nullptr, from->columns) &&
+                   part(2, nullptr, from->rows);
         if (text == "array" && from->is(TypeKind::array))
             return part(0, from->element, 0) && part(1, nullptr, static_cast<std::int64_t>(from->count));
-        if (text == "atomic" && from->is(TypeKind::atomic))
-            return part(0, types_.scalar(from->scalar), 0);
+        if (text == "atomic" && from->is(TypeKind::atomic)) return part(0, types_.scalar(from->scalar), 0);
         if (text.starts_with("texture") && from->is(TypeKind::texture))
-            return part(0, types_.scalar(from->scalar), 0) && part(1, nullptr, static_cast<std::int64_t>(from->textureAccess));
+            return part(0, types_.scalar(from->scalar), 0) &&
+                   part(1, nullptr, static_cast<std::int64_t>(from->textureAccess));
         return false;
     }
     if (!from->is(TypeKind::struct_) || !from->structDecl->instanceOf || from->structDecl->name != name.identifier)
         return false;
     const std::span<TemplateArgument> actual = from->structDecl->instanceArguments;
     for (std::size_t i = 0; i < actual.size(); ++i)
-        if (!part(i, actual[i].resolvedType, actual[i].value))
-            return false;
+        if (!part(i, actual[i].resolvedType, actual[i].value)) return false;
     return true;
 }
 
 FunctionDecl* Analyzer::instantiate(FunctionDecl* pattern, std::span<TemplateArgument> explicitArguments,
                                     std::span<Expr*> given) {
     Bindings bindings = makeBindings(pattern->templateParameters);
-    if (!bindExplicit(bindings, explicitArguments, pattern->location, false))
-        return nullptr;
-    if (given.size() > pattern->parameters.size())
-        return nullptr;
+    if (!bindExplicit(bindings, explicitArguments, pattern->location, false)) return nullptr;
+    if (given.size() > pattern->parameters.size()) return nullptr;
     for (std::size_t i = 0; i < given.size(); ++i) {
-        if (given[i]->kind == ExprKind::initList)
-            continue;
-        if (!deduce(pattern->parameters[i]->typeSyntax, given[i]->type, bindings))
-            return nullptr;
+        if (given[i]->kind == ExprKind::initList) continue;
+        if (!deduce(pattern->parameters[i]->typeSyntax, given[i]->type, bindings)) return nullptr;
     }
-    if (!completeBindings(bindings, pattern->parent, pattern->location, false))
-        return nullptr;
+    if (!completeBindings(bindings, pattern->parent, pattern->location, false)) return nullptr;
     for (FunctionDecl* special : functionSpecializations_[pattern])
-        if (sameArguments(special->instanceArguments, bindings.arguments))
-            return special;
+        if (sameArguments(special->instanceArguments, bindings.arguments)) return special;
     for (FunctionDecl* instance : functionInstances_[pattern])
-        if (sameArguments(instance->instanceArguments, bindings.arguments))
-            return instance;
+        if (sameArguments(instance->instanceArguments, bindings.arguments)) return instance;
     if (++instanceCount_ > maxInstances || instantiationDepth_ >= maxInstantiationDepth || !limit_.step()) {
         if (instanceCount_ == maxInstances + 1 || instantiationDepth_ >= maxInstantiationDepth)
             error(pattern->location, "recursive template instantiation exceeded maximum depth of " +
@@ -245,8 +225,7 @@ FunctionDecl* Analyzer::instantiate(FunctionDecl* pattern, std::span<TemplateArg
     pushBindings(pattern->templateParameters, bindings.arguments);
     const unsigned before = diagnostics_.errorCount();
     functionSignature(instance);
-    if (diagnostics_.errorCount() != before)
-        instance->isInvalid = true;
+    if (diagnostics_.errorCount() != before) instance->isInvalid = true;
     while (scopes_.depth() > 0)
         scopes_.close();
     depth_ = outerDepth;
@@ -262,14 +241,12 @@ TypeRef Analyzer::instantiateStructure(StructDecl* pattern, Name& name) {
         !completeBindings(bindings, pattern->parent, name.location, true))
         return types_.error();
     for (StructDecl* special : structSpecializations_[pattern])
-        if (sameArguments(special->instanceArguments, bindings.arguments))
-            return special->type;
+        if (sameArguments(special->instanceArguments, bindings.arguments)) return special->type;
     for (StructDecl* instance : structInstances_[pattern])
-        if (sameArguments(instance->instanceArguments, bindings.arguments))
-            return instance->type;
+        if (sameArguments(instance->instanceArguments, bindings.arguments)) return instance->type;
     if (++instanceCount_ > maxInstances || instantiationDepth_ >= maxInstantiationDepth || !limit_.step()) {
-        error(name.location, "recursive template instantiation exceeded maximum depth of " +
-                                 std::to_string(maxInstantiationDepth));
+        error(name.location,
+              "recursive template instantiation exceeded maximum depth of " + std::to_string(maxInstantiationDepth));
         return types_.error();
     }
     StructDecl* instance = clone(arena_, *pattern);
@@ -280,8 +257,7 @@ TypeRef Analyzer::instantiateStructure(StructDecl* pattern, Name& name) {
     instance->definition = instance;
     instance->type = types_.struct_(instance);
     structInstances_[pattern].push_back(instance);
-    if (!pattern->isDefinition)
-        return instance->type;
+    if (!pattern->isDefinition) return instance->type;
     ++instantiationDepth_;
     Scopes::Suspended suspended = scopes_.suspend();
     const unsigned outerDepth = std::exchange(depth_, 0U);
@@ -304,8 +280,7 @@ TypeRef Analyzer::instantiateAlias(TypeAliasDecl* pattern, Name& name) {
     if (!bindExplicit(bindings, name.templateArguments, name.location, true) ||
         !completeBindings(bindings, pattern->parent, name.location, true))
         return types_.error();
-    if (instantiationDepth_ >= maxInstantiationDepth || !limit_.step())
-        return types_.error();
+    if (instantiationDepth_ >= maxInstantiationDepth || !limit_.step()) return types_.error();
     ++instantiationDepth_;
     Scopes::Suspended suspended = scopes_.suspend();
     enterContext(pattern->parent);

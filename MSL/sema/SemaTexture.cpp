@@ -8,13 +8,13 @@ namespace msl {
 namespace {
 
 struct ShapeTraits {
-    unsigned sampleDimensions;  // float coordinates
-    unsigned readDimensions;    // uint coordinates
+    unsigned sampleDimensions; // float coordinates
+    unsigned readDimensions;   // uint coordinates
     bool isArray;
     bool isDepth;
     bool isCube;
     bool isMultisample;
-    unsigned offsetDimensions;  // 0: takes no offset
+    unsigned offsetDimensions; // 0: takes no offset
 };
 
 ShapeTraits traits(TextureShape shape) {
@@ -38,8 +38,7 @@ ShapeTraits traits(TextureShape shape) {
 }
 
 bool isOption(const Expr* expr) {
-    if (expr->kind != ExprKind::call)
-        return false;
+    if (expr->kind != ExprKind::call) return false;
     switch (static_cast<const Call*>(expr)->builtin) {
     case BuiltinId::optionLevel:
     case BuiltinId::optionBias:
@@ -69,14 +68,11 @@ Expr* Analyzer::sampleOption(Call* expr, std::string_view name, bool* handled) {
         {"gradientcube", BuiltinId::optionGradientCube, 3, 2},
     };
     const auto* callee = static_cast<NameRef*>(expr->callee);
-    if (callee->name.identifier->scope || (!metalIsVisible_ && callee->name.qualifiers.empty()))
-        return nullptr;
+    if (callee->name.identifier->scope || (!metalIsVisible_ && callee->name.qualifiers.empty())) return nullptr;
     for (const Option& option : options) {
-        if (option.name != name)
-            continue;
+        if (option.name != name) continue;
         *handled = true;
-        if (!arguments(expr))
-            return errorAt(expr);
+        if (!arguments(expr)) return errorAt(expr);
         if (expr->arguments.size() != option.count) {
             error(callee->location, "no matching constructor for initialization of '" + std::string(name) + "'");
             return errorAt(expr);
@@ -84,8 +80,7 @@ Expr* Analyzer::sampleOption(Call* expr, std::string_view name, bool* handled) {
         for (Expr*& argument : expr->arguments) {
             argument = convert(argument, types_.vector(ScalarKind::float_, option.dimensions), Purpose::parameter,
                                argument->begin ? argument->begin : argument->location);
-            if (argument->type->isError())
-                return errorAt(expr);
+            if (argument->type->isError()) return errorAt(expr);
         }
         expr->builtin = option.id;
         expr->type = types_.void_(); // a value of its own kind, for a texture's method only
@@ -98,8 +93,7 @@ Expr* Analyzer::textureMethod(Call* expr, Member* callee) {
     const std::string name(callee->name.identifier->text);
     Expr* object = callee->base;
     TypeRef texture = object->type;
-    if (callee->isArrow && texture->is(TypeKind::pointer))
-        texture = texture->element;
+    if (callee->isArrow && texture->is(TypeKind::pointer)) texture = texture->element;
     const ShapeTraits shape = traits(texture->textureShape);
     const TypeRef scalar = types_.scalar(texture->scalar);
     const TypeRef texel = shape.isDepth ? scalar : types_.vector(texture->scalar, 4);
@@ -107,18 +101,15 @@ Expr* Analyzer::textureMethod(Call* expr, Member* callee) {
     // Options are calls of void type: check the arguments here, where they may stand.
     bool fine = true;
     for (Expr*& argument : expr->arguments) {
-        if (argument->kind == ExprKind::initList && !argument->type)
-            continue;
+        if (argument->kind == ExprKind::initList && !argument->type) continue;
         argument = expression(argument);
-        if (argument->type->is(TypeKind::overload) ||
-            (argument->type->is(TypeKind::void_) && !isOption(argument))) {
+        if (argument->type->is(TypeKind::overload) || (argument->type->is(TypeKind::void_) && !isOption(argument))) {
             error(argument->begin ? argument->begin : argument->location, "argument of '" + name + "' is not a value");
             argument = errorAt(argument);
         }
         fine = fine && !argument->type->isError();
     }
-    if (!fine)
-        return errorAt(expr);
+    if (!fine) return errorAt(expr);
     const std::span<Expr*> given = expr->arguments;
     std::vector<Expr*> converted;
     std::size_t next = 0;
@@ -142,8 +133,8 @@ Expr* Analyzer::textureMethod(Call* expr, Member* callee) {
                            : ", not '" + typeName(argument->type) + "'");
             return false;
         }
-        converted.push_back(convert(argument, type, Purpose::parameter,
-                                    argument->begin ? argument->begin : argument->location));
+        converted.push_back(
+            convert(argument, type, Purpose::parameter, argument->begin ? argument->begin : argument->location));
         ++next;
         return !converted.back()->type->isError();
     };
@@ -173,14 +164,11 @@ Expr* Analyzer::textureMethod(Call* expr, Member* callee) {
         {"get_num_samples", BuiltinId::textureSamples, false},
     };
     for (const Query& query : queries) {
-        if (query.name != name)
-            continue;
-        if (query.takesLevel && next < given.size() && !take(types_.uint(), "level"))
-            return fail(problem);
+        if (query.name != name) continue;
+        if (query.takesLevel && next < given.size() && !take(types_.uint(), "level")) return fail(problem);
         return finish(query.id, types_.uint());
     }
-    if (name == "fence" && given.empty())
-        return finish(BuiltinId::textureFence, types_.void_());
+    if (name == "fence" && given.empty()) return finish(BuiltinId::textureFence, types_.void_());
 
     const bool isCompare = name == "sample_compare" || name == "gather_compare";
     if (name == "sample" || name == "gather" || isCompare) {
@@ -189,28 +177,22 @@ Expr* Analyzer::textureMethod(Call* expr, Member* callee) {
             return fail("a texture of this kind cannot be sampled so");
         if (texture->textureAccess != TextureAccess::sample)
             return fail("a texture that is sampled needs access::sample");
-        if (!take(types_.sampler(), "first argument"))
-            return fail(problem);
-        if (!take(types_.vector(ScalarKind::float_, shape.sampleDimensions), "coordinate"))
-            return fail(problem);
-        if (shape.isArray && !take(types_.uint(), "array index"))
-            return fail(problem);
-        if (isCompare && !take(types_.float_(), "comparison value"))
-            return fail(problem);
+        if (!take(types_.sampler(), "first argument")) return fail(problem);
+        if (!take(types_.vector(ScalarKind::float_, shape.sampleDimensions), "coordinate")) return fail(problem);
+        if (shape.isArray && !take(types_.uint(), "array index")) return fail(problem);
+        if (isCompare && !take(types_.float_(), "comparison value")) return fail(problem);
         while (next < given.size() && isOption(given[next])) {
-            if (isGather)
-                return fail("gather takes no level of detail");
+            if (isGather) return fail("gather takes no level of detail");
             converted.push_back(given[next++]);
         }
         if (next < given.size() && shape.offsetDimensions > 0 &&
-            rankConversion(given[next], types_.vector(ScalarKind::int_, shape.offsetDimensions)) != ConversionRank::none &&
+            rankConversion(given[next], types_.vector(ScalarKind::int_, shape.offsetDimensions)) !=
+                ConversionRank::none &&
             !(isGather && given[next]->kind == ExprKind::intLiteral)) {
-            if (!take(types_.vector(ScalarKind::int_, shape.offsetDimensions), "offset"))
-                return fail(problem);
+            if (!take(types_.vector(ScalarKind::int_, shape.offsetDimensions), "offset")) return fail(problem);
         }
         if (name == "gather" && !shape.isDepth && next < given.size()) { // component::y
-            if (!take(types_.int_(), "component"))
-                return fail(problem);
+            if (!take(types_.int_(), "component")) return fail(problem);
         }
         if (isGather)
             return finish(isCompare ? BuiltinId::textureGatherCompare : BuiltinId::textureGather,
@@ -232,32 +214,40 @@ Expr* Analyzer::textureMethod(Call* expr, Member* callee) {
         if (!isRead && texture->textureAccess != TextureAccess::write &&
             texture->textureAccess != TextureAccess::readWrite)
             return fail("a texture that is written needs access::write or access::read_write");
-        if (!isRead && !take(texel, "colour"))
-            return fail(problem);
+        if (!isRead && !take(texel, "colour")) return fail(problem);
         // ushort coordinates serve as well as uint ones
         if (next < given.size() && given[next]->kind != ExprKind::initList &&
             given[next]->type == types_.vector(ScalarKind::ushort, shape.readDimensions))
             converted.push_back(explicitConvert(given[next++], types_.vector(ScalarKind::uint, shape.readDimensions)));
         else if (!take(types_.vector(ScalarKind::uint, shape.readDimensions), "coordinate"))
             return fail(problem);
-        if (shape.isCube && !take(types_.uint(), "face"))
-            return fail(problem);
-        if (shape.isArray && !take(types_.uint(), "array index"))
-            return fail(problem);
-        if (shape.isMultisample && !take(types_.uint(), "sample"))
-            return fail(problem);
-        if (!shape.isMultisample && next < given.size() && !take(types_.uint(), "level"))
-            return fail(problem);
+        if (shape.isCube && !take(types_.uint(), "face")) return fail(problem);
+        if (shape.isArray && !take(types_.uint(), "array index")) return fail(problem);
+        if (shape.isMultisample && !take(types_.uint(), "sample")) return fail(problem);
+        if (!shape.isMultisample && next < given.size() && !take(types_.uint(), "level")) return fail(problem);
         return finish(isRead ? BuiltinId::textureRead : BuiltinId::textureWrite, isRead ? texel : types_.void_());
     }
     static constexpr std::string_view methods[] = {
-        "sample", "sample_compare", "gather", "gather_compare", "read", "write", "get_width", "get_height",
-        "get_depth", "get_array_size", "get_num_mip_levels", "get_num_samples", "fence",
-        "calculate_clamped_lod", "calculate_unclamped_lod",
+        "sample",
+        "sample_compare",
+        "gather",
+        "gather_compare",
+        "read",
+        "write",
+        "get_width",
+        "get_height",
+        "get_depth",
+        "get_array_size",
+        "get_num_mip_levels",
+        "get_num_samples",
+        "fence",
+        "calculate_clamped_lod",
+        "calculate_unclamped_lod",
     };
     const std::string_view suggestion = closestOf(name, methods);
-    error(callee->location, "no member named '" + name + "' in '" + typeName(texture) + "'" +
-                                (suggestion.empty() ? std::string() : "; did you mean '" + std::string(suggestion) + "'?"));
+    error(callee->location,
+          "no member named '" + name + "' in '" + typeName(texture) + "'" +
+              (suggestion.empty() ? std::string() : "; did you mean '" + std::string(suggestion) + "'?"));
     return errorAt(expr);
 }
 
@@ -299,10 +289,11 @@ void Analyzer::samplerVariable(VarDecl* var) {
                 else if (!argument->type->isError())
                     error(at, "the setting of a constexpr sampler must be a constant");
             }
-            if (numbers.size() != call->arguments.size())
-                continue;
+            if (numbers.size() != call->arguments.size()) continue;
             if (name == "max_anisotropy" && numbers.size() == 1) {
-                state->maxAnisotropy = numbers[0] < 1 ? 1U : numbers[0] > 16 ? 16U : static_cast<std::uint32_t>(numbers[0]);
+                state->maxAnisotropy = numbers[0] < 1    ? 1U
+                                       : numbers[0] > 16 ? 16U
+                                                         : static_cast<std::uint32_t>(numbers[0]);
                 continue;
             }
             if (name == "lod_clamp" && numbers.size() == 2) {
@@ -316,8 +307,9 @@ void Analyzer::samplerVariable(VarDecl* var) {
         const NameRef* ref = setting->kind == ExprKind::nameRef ? static_cast<NameRef*>(setting) : nullptr;
         const std::string_view kind =
             ref && !ref->name.qualifiers.empty() ? ref->name.qualifiers.back()->text : std::string_view();
-        const LibraryConstant* constant =
-            ref && ref->name.identifier && !kind.empty() ? findLibraryConstant(kind, ref->name.identifier->text) : nullptr;
+        const LibraryConstant* constant = ref && ref->name.identifier && !kind.empty()
+                                              ? findLibraryConstant(kind, ref->name.identifier->text)
+                                              : nullptr;
         if (!constant) {
             if (ref && ref->name.identifier && isLibraryEnum(kind))
                 error(ref->location, "no member named '" + std::string(ref->name.identifier->text) + "' in '" +

@@ -23,17 +23,16 @@ std::optional<TextureShape> textureShape(std::string_view name) {
         TextureShape shape;
     };
     static constexpr Entry entries[] = {
-        {"texture1d", TextureShape::texture1d},       {"texture1d_array", TextureShape::texture1dArray},
-        {"texture2d", TextureShape::texture2d},       {"texture2d_array", TextureShape::texture2dArray},
-        {"texture2d_ms", TextureShape::texture2dMs},  {"texture3d", TextureShape::texture3d},
-        {"texturecube", TextureShape::cube},          {"texturecube_array", TextureShape::cubeArray},
-        {"texture_buffer", TextureShape::buffer},     {"depth2d", TextureShape::depth2d},
+        {"texture1d", TextureShape::texture1d},        {"texture1d_array", TextureShape::texture1dArray},
+        {"texture2d", TextureShape::texture2d},        {"texture2d_array", TextureShape::texture2dArray},
+        {"texture2d_ms", TextureShape::texture2dMs},   {"texture3d", TextureShape::texture3d},
+        {"texturecube", TextureShape::cube},           {"texturecube_array", TextureShape::cubeArray},
+        {"texture_buffer", TextureShape::buffer},      {"depth2d", TextureShape::depth2d},
         {"depth2d_array", TextureShape::depth2dArray}, {"depth2d_ms", TextureShape::depth2dMs},
-        {"depthcube", TextureShape::depthCube},       {"depthcube_array", TextureShape::depthCubeArray},
+        {"depthcube", TextureShape::depthCube},        {"depthcube_array", TextureShape::depthCubeArray},
     };
     for (const Entry& entry : entries)
-        if (entry.name == name)
-            return entry.shape;
+        if (entry.name == name) return entry.shape;
     return std::nullopt;
 }
 
@@ -48,14 +47,11 @@ TypeRef Analyzer::reportUnknownType(const Name& name) {
     std::string message = "unknown type name '" + std::string(text) + "'";
     Decl* decl = nullptr;
     const std::string_view suggestion = closestName(text, TypoKind::type, &decl);
-    if (!suggestion.empty())
-        message += "; did you mean '" + std::string(suggestion) + "'?";
+    if (!suggestion.empty()) message += "; did you mean '" + std::string(suggestion) + "'?";
     error(name.location, std::move(message));
-    if (decl && decl->location)
-        note(decl->location, "'" + std::string(suggestion) + "' declared here");
+    if (decl && decl->location) note(decl->location, "'" + std::string(suggestion) + "' declared here");
     // Go on with what was probably meant, so that what follows is still checked.
-    if (suggestion.empty())
-        return types_.error();
+    if (suggestion.empty()) return types_.error();
     if (decl) {
         Name corrected = name;
         corrected.identifier = identifiers_.get(suggestion);
@@ -71,10 +67,9 @@ TypeRef Analyzer::typeOfDecl(Decl* decl, Name& name) {
     case DeclKind::struct_: {
         auto* structDecl = static_cast<StructDecl*>(decl);
         if (!structDecl->templateParameters.empty()) {
-            if (name.hasTemplateArguments)
-                return instantiateStructure(structDecl, name);
-            error(name.location, "use of class template '" + std::string(name.identifier->text) +
-                                     "' requires template arguments");
+            if (name.hasTemplateArguments) return instantiateStructure(structDecl, name);
+            error(name.location,
+                  "use of class template '" + std::string(name.identifier->text) + "' requires template arguments");
             return types_.error();
         }
         if (name.hasTemplateArguments && structDecl->instanceOf) // inside an instance its name is the template's too
@@ -97,32 +92,26 @@ TypeRef Analyzer::typeOfDecl(Decl* decl, Name& name) {
 
 TypeRef Analyzer::namedType(Name& name, bool reportMissing) {
     const Identifier* identifier = name.identifier;
-    if (!identifier)
-        return types_.error();
+    if (!identifier) return types_.error();
     if (name.qualifiers.empty() && !name.isGlobal && !name.qualifierType) {
         for (ScopeEntry* entry = identifier->scope; entry; entry = entry->hidden)
-            if (TypeRef type = typeOfDecl(entry->decl, name))
-                return type;
+            if (TypeRef type = typeOfDecl(entry->decl, name)) return type;
     } else if (!name.qualifiers.empty() && !name.qualifiers[0]->scope &&
-               (name.qualifiers[0]->text == "metal" || name.qualifiers[0]->text == "simd") && name.qualifiers.size() == 1) {
+               (name.qualifiers[0]->text == "metal" || name.qualifiers[0]->text == "simd") &&
+               name.qualifiers.size() == 1) {
         // falls through to the library's types
     } else {
         if (name.isGlobal && name.qualifiers.empty() && !identifier->scope)
-            if (TypeRef type = builtinType(types_, identifier->text))
-                return type;
+            if (TypeRef type = builtinType(types_, identifier->text)) return type;
         const NameMeaning meaning = lookUpQualified(name);
-        if (meaning.kind == NameMeaning::Kind::failed)
-            return types_.error();
+        if (meaning.kind == NameMeaning::Kind::failed) return types_.error();
         if (meaning.kind == NameMeaning::Kind::declaration)
-            if (TypeRef type = typeOfDecl(meaning.decl, name))
-                return type;
-        if (reportMissing)
-            error(name.location, "no type named '" + std::string(identifier->text) + "' there");
+            if (TypeRef type = typeOfDecl(meaning.decl, name)) return type;
+        if (reportMissing) error(name.location, "no type named '" + std::string(identifier->text) + "' there");
         return reportMissing ? types_.error() : nullptr;
     }
     if (name.hasTemplateArguments) {
-        if (isBuiltinTemplateName(identifier->text))
-            return builtinTemplateType(name);
+        if (isBuiltinTemplateName(identifier->text)) return builtinTemplateType(name);
     } else if (TypeRef type = builtinType(types_, identifier->text)) {
         if (!identifier->scope) { // found by its slot the next time
             TypeAliasDecl* alias = arena_.make<TypeAliasDecl>();
@@ -134,14 +123,12 @@ TypeRef Analyzer::namedType(Name& name, bool reportMissing) {
     } else if (textureShape(identifier->text)) { // texture2d without arguments
         return types_.texture(*textureShape(identifier->text), ScalarKind::float_, TextureAccess::sample);
     }
-    if (!reportMissing)
-        return nullptr;
+    if (!reportMissing) return nullptr;
     return reportUnknownType(name);
 }
 
 std::optional<TypeRef> Analyzer::tryTypeName(Name& name) {
-    if (!name.identifier)
-        return std::nullopt;
+    if (!name.identifier) return std::nullopt;
     if (name.qualifiers.empty() && !name.isGlobal && !name.qualifierType) {
         // The innermost meaning decides: a variable hides a type of its name.
         ScopeEntry* entry = name.identifier->scope;
@@ -160,17 +147,14 @@ std::optional<TypeRef> Analyzer::tryTypeName(Name& name) {
     if (!name.qualifiers.empty() && !name.qualifiers[0]->scope && !name.qualifierType)
         return std::nullopt; // the library's
     const NameMeaning meaning = lookUpQualified(name);
-    if (meaning.kind == NameMeaning::Kind::failed)
-        return types_.error();
-    if (meaning.kind != NameMeaning::Kind::declaration)
-        return std::nullopt;
+    if (meaning.kind == NameMeaning::Kind::failed) return types_.error();
+    if (meaning.kind != NameMeaning::Kind::declaration) return std::nullopt;
     TypeRef type = typeOfDecl(meaning.decl, name);
     return type ? std::optional(type) : std::nullopt;
 }
 
 TypeRef Analyzer::templateArgumentType(TemplateArgument& argument, bool report) {
-    if (argument.resolvedType)
-        return argument.resolvedType;
+    if (argument.resolvedType) return argument.resolvedType;
     TypeRef type = nullptr;
     if (argument.typeSyntax) {
         type = resolveTypeOnly(argument.typeSyntax);
@@ -186,7 +170,8 @@ TypeRef Analyzer::templateArgumentType(TemplateArgument& argument, bool report) 
     return type;
 }
 
-std::optional<std::int64_t> Analyzer::templateArgumentValue(TemplateArgument& argument, SourceLocation at, bool report) {
+std::optional<std::int64_t> Analyzer::templateArgumentValue(TemplateArgument& argument, SourceLocation at,
+                                                            bool report) {
     Expr* expression = argument.expression;
     if (!expression && argument.typeSyntax && argument.typeSyntax->modifiers.empty() &&
         argument.typeSyntax->name.identifier) {
@@ -199,13 +184,11 @@ std::optional<std::int64_t> Analyzer::templateArgumentValue(TemplateArgument& ar
         argument.expression = ref;
     }
     if (!expression) {
-        if (argument.resolvedType)
-            return std::nullopt;
+        if (argument.resolvedType) return std::nullopt;
         return argument.value;
     }
     argument.expression = load(this->expression(expression));
-    if (argument.expression->type->isError())
-        return std::nullopt;
+    if (argument.expression->type->isError()) return std::nullopt;
     const ConstantValue value = evaluate(argument.expression);
     if (value.kind != ConstantValue::Kind::integer) {
         if (report)
@@ -229,16 +212,14 @@ TypeRef Analyzer::builtinTemplateType(Name& name) {
         TextureAccess access = TextureAccess::sample;
         if (!arguments.empty()) {
             const TypeRef component = templateArgumentType(arguments[0], true);
-            if (!component || component->isError())
-                return types_.error();
+            if (!component || component->isError()) return types_.error();
             if (!component->isScalar() || byteSize(component->scalar) == 1 || byteSize(component->scalar) == 8)
                 return wrong("unsupported component type for");
             kind = component->scalar;
         }
         if (arguments.size() > 1) {
             const std::optional<std::int64_t> value = templateArgumentValue(arguments[1], name.location);
-            if (!value || *value < 0 || *value > 3)
-                return value ? wrong("unsupported access for") : types_.error();
+            if (!value || *value < 0 || *value > 3) return value ? wrong("unsupported access for") : types_.error();
             access = static_cast<TextureAccess>(*value);
         }
         return types_.texture(*shape, kind, access);
@@ -248,37 +229,30 @@ TypeRef Analyzer::builtinTemplateType(Name& name) {
         return types_.error();
     }
     const std::size_t wanted = text == "matrix" ? 3 : text == "atomic" ? 1 : 2;
-    if (arguments.size() < wanted)
-        return wrong("too few template arguments for class template");
-    if (arguments.size() > wanted)
-        return wrong("too many template arguments for class template");
+    if (arguments.size() < wanted) return wrong("too few template arguments for class template");
+    if (arguments.size() > wanted) return wrong("too many template arguments for class template");
     const TypeRef element = templateArgumentType(arguments[0], true);
-    if (!element || element->isError())
-        return types_.error();
+    if (!element || element->isError()) return types_.error();
     std::int64_t sizes[2] = {};
     for (std::size_t i = 1; i < wanted; ++i) {
         const std::optional<std::int64_t> value = templateArgumentValue(arguments[i], name.location);
-        if (!value)
-            return types_.error();
+        if (!value) return types_.error();
         sizes[i - 1] = *value;
     }
     if (text == "array") {
-        if (!requireComplete(element, name.location, "array has"))
-            return types_.error();
-        if (sizes[0] <= 0)
-            return wrong("the size must be positive in");
+        if (!requireComplete(element, name.location, "array has")) return types_.error();
+        if (sizes[0] <= 0) return wrong("the size must be positive in");
         const std::uint64_t elementSize = std::max<std::uint64_t>(layoutOf(element).size, 1);
         if (static_cast<std::uint64_t>(sizes[0]) > maxObjectSize / elementSize)
             return wrong("the size is too large in");
         return types_.array(element, static_cast<std::uint64_t>(sizes[0]));
     }
-    if (!element->isScalar())
-        return wrong("the element type must be a scalar in");
-    if (text == "atomic")
-        return types_.atomic(element->scalar);
+    if (!element->isScalar()) return wrong("the element type must be a scalar in");
+    if (text == "atomic") return types_.atomic(element->scalar);
     TypeRef type = types_.error();
     if (text == "matrix")
-        type = types_.matrix(element->scalar, static_cast<unsigned>(sizes[0] & 0xFF), static_cast<unsigned>(sizes[1] & 0xFF));
+        type = types_.matrix(element->scalar, static_cast<unsigned>(sizes[0] & 0xFF),
+                             static_cast<unsigned>(sizes[1] & 0xFF));
     else if (sizes[0] >= 1 && sizes[0] <= 4)
         type = text == "vec" ? types_.vector(element->scalar, static_cast<unsigned>(sizes[0]))
                              : types_.packedVector(element->scalar, static_cast<unsigned>(sizes[0]));
@@ -288,27 +262,22 @@ TypeRef Analyzer::builtinTemplateType(Name& name) {
 DeclaredType Analyzer::resolveType(TypeSyntax* syntax, bool isParameter) {
     DeclaredType declared;
     declared.type = types_.error();
-    if (!syntax)
-        return declared;
+    if (!syntax) return declared;
     const DepthGuard guard(depth_);
-    if (tooDeep(syntax->location))
-        return declared;
+    if (tooDeep(syntax->location)) return declared;
     TypeRef type = nullptr;
     if (syntax->inlineStruct) {
-        if (!syntax->inlineStruct->type)
-            structure(syntax->inlineStruct);
+        if (!syntax->inlineStruct->type) structure(syntax->inlineStruct);
         type = syntax->inlineStruct->type;
     } else if (syntax->inlineEnum) {
-        if (!syntax->inlineEnum->type)
-            enumeration(syntax->inlineEnum);
+        if (!syntax->inlineEnum->type) enumeration(syntax->inlineEnum);
         type = syntax->inlineEnum->type;
     } else if (syntax->decltypeOf) {
         type = expression(syntax->decltypeOf)->type;
     } else {
         type = namedType(syntax->name, true);
     }
-    if (!type)
-        type = types_.error();
+    if (!type) type = types_.error();
     if (const std::optional<AddressSpace> space = spaceOf(syntax->space)) {
         declared.space = *space;
         declared.hasSpace = true;
@@ -318,15 +287,13 @@ DeclaredType Analyzer::resolveType(TypeSyntax* syntax, bool isParameter) {
     unsigned dimensions = 0;
     for (std::size_t i = 0; i < count; ++i) {
         TypeModifier& modifier = syntax->modifiers[i];
-        if (type->isError())
-            break;
+        if (type->isError()) break;
         switch (modifier.kind) {
         case TypeModifier::Kind::pointer:
         case TypeModifier::Kind::reference:
         case TypeModifier::Kind::rvalueReference:
             if (type->is(TypeKind::reference)) {
-                if (modifier.kind != TypeModifier::Kind::pointer)
-                    break; // collapses
+                if (modifier.kind != TypeModifier::Kind::pointer) break; // collapses
                 error(modifier.location, "pointer to a reference is not allowed");
                 type = types_.error();
                 break;
@@ -356,8 +323,7 @@ DeclaredType Analyzer::resolveType(TypeSyntax* syntax, bool isParameter) {
                 break;
             }
             if (isParameter && i + 1 == count) { // decays
-                if (modifier.arraySize)
-                    integerConstant(modifier.arraySize, "array size");
+                if (modifier.arraySize) integerConstant(modifier.arraySize, "array size");
                 type = types_.pointer(type, declared.space, declared.isConst);
                 declared.space = AddressSpace::thread;
                 declared.hasSpace = false;

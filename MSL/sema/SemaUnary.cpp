@@ -19,14 +19,12 @@ void Analyzer::reportNotLvalue(Expr* expr, SourceLocation at) {
 }
 
 bool Analyzer::checkAssignable(Expr* lvalue, SourceLocation at) {
-    if (lvalue->type->isError())
-        return false;
+    if (lvalue->type->isError()) return false;
     if (lvalue->category != ValueCategory::lvalue) {
         reportNotLvalue(lvalue, at);
         return false;
     }
-    if (!lvalue->isConst && lvalue->space != AddressSpace::constant)
-        return true;
+    if (!lvalue->isConst && lvalue->space != AddressSpace::constant) return true;
     // Which part of the path makes it read-only?
     for (Expr* part = lvalue; part;) {
         if (part->kind == ExprKind::member) {
@@ -34,14 +32,15 @@ bool Analyzer::checkAssignable(Expr* lvalue, SourceLocation at) {
             if (member->field && member->field->isConst) {
                 error(at, "cannot assign to non-static data member '" + std::string(member->field->name->text) +
                               "' with const-qualified type 'const " + typeName(member->field->type) + "'");
-                note(member->field->location, "non-static data member '" + std::string(member->field->name->text) +
-                                                  "' declared const here");
+                note(member->field->location,
+                     "non-static data member '" + std::string(member->field->name->text) + "' declared const here");
                 return false;
             }
             if (member->isArrow) {
                 if (member->base->kind == ExprKind::nameRef && static_cast<NameRef*>(member->base)->isThis) {
                     error(at, "cannot assign to non-static data member within const member function '" +
-                                  std::string(context_.function->name ? context_.function->name->text : "operator") + "'");
+                                  std::string(context_.function->name ? context_.function->name->text : "operator") +
+                                  "'");
                     return false;
                 }
                 break;
@@ -49,21 +48,19 @@ bool Analyzer::checkAssignable(Expr* lvalue, SourceLocation at) {
             part = member->base;
         } else if (part->kind == ExprKind::index) {
             auto* index = static_cast<Index*>(part);
-            if (index->base->type->is(TypeKind::pointer))
-                break;
+            if (index->base->type->is(TypeKind::pointer)) break;
             part = index->base;
         } else if (part->kind == ExprKind::nameRef) {
             const Decl* decl = static_cast<NameRef*>(part)->decl;
-            if (!decl || decl->kind != DeclKind::variable)
-                break;
+            if (!decl || decl->kind != DeclKind::variable) break;
             const auto* var = static_cast<const VarDecl*>(decl);
             std::string shown = typeName(var->type);
-            if (!shown.starts_with("const "))
-                shown = "const " + shown;
+            if (!shown.starts_with("const ")) shown = "const " + shown;
             error(at, "cannot assign to variable '" + std::string(var->name ? var->name->text : "") +
                           "' with const-qualified type '" + shown + "'");
             if (var->location)
-                note(var->location, "variable '" + std::string(var->name ? var->name->text : "") + "' declared const here");
+                note(var->location,
+                     "variable '" + std::string(var->name ? var->name->text : "") + "' declared const here");
             return false;
         } else {
             break;
@@ -76,13 +73,11 @@ bool Analyzer::checkAssignable(Expr* lvalue, SourceLocation at) {
 Expr* Analyzer::unary(Unary* expr) {
     expr->operand = expression(expr->operand);
     TypeRef type = expr->operand->type;
-    if (type->isError())
-        return errorAt(expr);
+    if (type->isError()) return errorAt(expr);
     if ((type->is(TypeKind::struct_) || type->is(TypeKind::enum_)) && expr->op != UnaryOp::addressOf) {
         bool handled = false;
         Expr* call = overloadedUnary(expr, &handled);
-        if (handled)
-            return call;
+        if (handled) return call;
     }
     const auto invalid = [&] {
         error(expr->location, "invalid argument type '" + typeName(type) + "' to unary expression");
@@ -93,10 +88,8 @@ Expr* Analyzer::unary(Unary* expr) {
     case UnaryOp::minus: {
         expr->operand = toArithmetic(load(expr->operand));
         const TypeRef read = expr->operand->type;
-        if (read->isError())
-            return errorAt(expr);
-        if (!read->isNumeric() || (read->isVector() && read->scalar == ScalarKind::bool_))
-            return invalid();
+        if (read->isError()) return errorAt(expr);
+        if (!read->isNumeric() || (read->isVector() && read->scalar == ScalarKind::bool_)) return invalid();
         expr->operand = explicitConvert(expr->operand, promoted(read));
         expr->type = expr->operand->type;
         return expr;
@@ -104,8 +97,7 @@ Expr* Analyzer::unary(Unary* expr) {
     case UnaryOp::bitNot: {
         expr->operand = toArithmetic(load(expr->operand));
         const TypeRef read = expr->operand->type;
-        if (!read->isIntegerNumeric())
-            return read->isError() ? errorAt(expr) : invalid();
+        if (!read->isIntegerNumeric()) return read->isError() ? errorAt(expr) : invalid();
         expr->operand = explicitConvert(expr->operand, promoted(read));
         expr->type = expr->operand->type;
         return expr;
@@ -118,11 +110,9 @@ Expr* Analyzer::unary(Unary* expr) {
             expr->operand = explicitConvert(expr->operand, expr->type);
             return expr;
         }
-        if (read->isMatrix() || read->is(TypeKind::array))
-            return invalid();
+        if (read->isMatrix() || read->is(TypeKind::array)) return invalid();
         expr->operand = toBool(expr->operand);
-        if (expr->operand->type->isError())
-            return errorAt(expr);
+        if (expr->operand->type->isError()) return errorAt(expr);
         expr->type = types_.bool_();
         return expr;
     }
@@ -135,12 +125,11 @@ Expr* Analyzer::unary(Unary* expr) {
         const bool fits = ((type->isScalar() || type->isVector()) && type->scalar != ScalarKind::bool_) ||
                           type->is(TypeKind::pointer);
         if (!fits) {
-            error(expr->location, std::string("cannot ") + (isIncrement ? "increment" : "decrement") + " value of type '" +
-                                      typeName(type) + "'");
+            error(expr->location, std::string("cannot ") + (isIncrement ? "increment" : "decrement") +
+                                      " value of type '" + typeName(type) + "'");
             return errorAt(expr);
         }
-        if (!checkAssignable(expr->operand, expr->location))
-            return errorAt(expr);
+        if (!checkAssignable(expr->operand, expr->location)) return errorAt(expr);
         expr->type = type;
         if (isPrefix) {
             expr->category = ValueCategory::lvalue;
@@ -186,13 +175,11 @@ Expr* Analyzer::unary(Unary* expr) {
 Expr* Analyzer::cast(Cast* expr) {
     const TypeRef to = resolveTypeOnly(expr->typeSyntax);
     if (expr->operand && expr->operand->kind == ExprKind::initList) {
-        if (to->isError())
-            return errorAt(expr);
+        if (to->isError()) return errorAt(expr);
         return initializeFromList(to, static_cast<InitList*>(expr->operand), Purpose::variable, true);
     }
     Expr* operand = expression(expr->operand);
-    if (to->isError() || operand->type->isError())
-        return errorAt(expr);
+    if (to->isError() || operand->type->isError()) return errorAt(expr);
     const TypeRef from = operand->type;
     if (from->is(TypeKind::overload)) {
         load(operand);
@@ -201,8 +188,7 @@ Expr* Analyzer::cast(Cast* expr) {
     expr->type = to;
     if (to->is(TypeKind::reference)) { // static_cast<thread T&>(x)
         expr->operand = bindReference(operand, to, Purpose::variable, expr->location);
-        if (expr->operand->type->isError())
-            return errorAt(expr);
+        if (expr->operand->type->isError()) return errorAt(expr);
         expr->type = to->element;
         expr->category = expr->operand->category;
         expr->space = to->space;
@@ -234,15 +220,16 @@ Expr* Analyzer::cast(Cast* expr) {
         return expr;
     }
     if (expr->syntax == CastSyntax::reinterpret_) {
-        error(expr->location, "reinterpret_cast from '" + typeName(from) + "' to '" + typeName(to) + "' is not allowed");
+        error(expr->location,
+              "reinterpret_cast from '" + typeName(from) + "' to '" + typeName(to) + "' is not allowed");
         return errorAt(expr);
     }
     Expr* converted = explicitConvert(operand, to);
-    if (!converted)
-        converted = tryConvert(operand, to);
+    if (!converted) converted = tryConvert(operand, to);
     if (!converted) {
         const std::string_view what = expr->syntax == CastSyntax::cStyle ? "C-style cast" : "static_cast";
-        error(expr->location, "cannot convert '" + typeName(from) + "' to '" + typeName(to) + "' without a conversion operator");
+        error(expr->location,
+              "cannot convert '" + typeName(from) + "' to '" + typeName(to) + "' without a conversion operator");
         (void)what;
         return errorAt(expr);
     }
@@ -258,12 +245,11 @@ Expr* Analyzer::sizeOf(SizeOf* expr) {
     } else if (expr->operand) {
         type = expression(expr->operand)->type;
     }
-    if (!type || type->isError())
-        return errorAt(expr);
-    if (type->is(TypeKind::reference))
-        type = type->element;
+    if (!type || type->isError()) return errorAt(expr);
+    if (type->is(TypeKind::reference)) type = type->element;
     if (!requireComplete(type, expr->location,
-                         expr->isAlignOf ? "invalid application of 'alignof' to" : "invalid application of 'sizeof' to"))
+                         expr->isAlignOf ? "invalid application of 'alignof' to"
+                                         : "invalid application of 'sizeof' to"))
         return errorAt(expr);
     const Layout layout = layoutOf(type);
     if (layout.size == 0 && (type->is(TypeKind::void_) || type->is(TypeKind::overload))) {

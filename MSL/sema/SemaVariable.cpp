@@ -71,10 +71,8 @@ void Analyzer::finishVariable(VarDecl* var, const DeclaredType& declared) {
         initializeVariable(var);
     else if (var->initializer && var->initializer->kind != ExprKind::initList)
         var->initializer = expression(var->initializer);
-    if (!isNamed)
-        var->isInvalid = true;
-    if (var->varKind == VarKind::local && !var->isInvalid)
-        localsToWarnAbout_.push_back(var);
+    if (!isNamed) var->isInvalid = true;
+    if (var->varKind == VarKind::local && !var->isInvalid) localsToWarnAbout_.push_back(var);
 }
 
 void Analyzer::initializeVariable(VarDecl* var) {
@@ -89,8 +87,7 @@ void Analyzer::initializeVariable(VarDecl* var) {
         std::span<Expr*> arguments = var->parenArguments;
         bool hasErrors = false;
         for (Expr*& argument : arguments) {
-            if (argument->kind != ExprKind::initList)
-                argument = expression(argument);
+            if (argument->kind != ExprKind::initList) argument = expression(argument);
             hasErrors = hasErrors || (argument->type && argument->type->isError());
         }
         if (hasErrors) {
@@ -104,7 +101,8 @@ void Analyzer::initializeVariable(VarDecl* var) {
     if (type->is(TypeKind::auto_) || (type->is(TypeKind::reference) && type->element->is(TypeKind::auto_)) ||
         (type->is(TypeKind::pointer) && type->element->is(TypeKind::auto_))) {
         if (!var->initializer) {
-            error(var->location, "declaration of variable '" + name + "' with deduced type 'auto' requires an initializer");
+            error(var->location,
+                  "declaration of variable '" + name + "' with deduced type 'auto' requires an initializer");
             var->type = types_.error();
             return;
         }
@@ -113,8 +111,8 @@ void Analyzer::initializeVariable(VarDecl* var) {
             static_cast<InitList*>(initializer)->initializers.size() == 1)
             initializer = static_cast<InitList*>(initializer)->initializers[0].value;
         if (initializer->kind == ExprKind::initList) {
-            error(var->location, "cannot deduce actual type for variable '" + name +
-                                     "' with type 'auto' from initializer list");
+            error(var->location,
+                  "cannot deduce actual type for variable '" + name + "' with type 'auto' from initializer list");
             var->type = types_.error();
             return;
         }
@@ -138,7 +136,8 @@ void Analyzer::initializeVariable(VarDecl* var) {
                                     type->pointeeConst || (isLvalue && initializer->isConst));
         } else if (type->is(TypeKind::pointer)) {
             if (!found->is(TypeKind::pointer)) {
-                error(var->location, "variable '" + name + "' with type 'auto *' has incompatible initializer of type '" +
+                error(var->location, "variable '" + name +
+                                         "' with type 'auto *' has incompatible initializer of type '" +
                                          typeName(found) + "'");
                 var->type = types_.error();
                 return;
@@ -155,7 +154,8 @@ void Analyzer::initializeVariable(VarDecl* var) {
     }
     if (type->is(TypeKind::array) && type->count == 0) {
         if (!var->initializer || var->initializer->kind != ExprKind::initList) {
-            error(var->location, "definition of variable '" + name + "' with array type needs an explicit size or an initializer");
+            error(var->location,
+                  "definition of variable '" + name + "' with array type needs an explicit size or an initializer");
             var->type = types_.error();
             return;
         }
@@ -176,8 +176,8 @@ void Analyzer::initializeVariable(VarDecl* var) {
     if (var->space == AddressSpace::thread && var->varKind == VarKind::local && !var->isConstexpr && !var->isStatic &&
         layoutOf(type).size > maxLocalSize && !type->is(TypeKind::reference)) {
         error(var->location, "variable '" + name + "' is too large for the thread address space (" +
-                                 std::to_string(layoutOf(type).size) + " bytes; at most " + std::to_string(maxLocalSize) +
-                                 " fit)");
+                                 std::to_string(layoutOf(type).size) + " bytes; at most " +
+                                 std::to_string(maxLocalSize) + " fit)");
         var->isInvalid = true;
     }
     if (!var->initializer) {
@@ -192,8 +192,7 @@ void Analyzer::initializeVariable(VarDecl* var) {
             bool isSpecialized = false;
             for (const Attribute& attribute : var->attributes)
                 isSpecialized = isSpecialized || (attribute.name && attribute.name->text == "function_constant");
-            if (!isSpecialized)
-                error(var->location, "variable in constant address space must be initialized");
+            if (!isSpecialized) error(var->location, "variable in constant address space must be initialized");
             var->isInvalid = true;
         } else if (var->isConst && !type->is(TypeKind::struct_) && var->space == AddressSpace::thread) {
             error(var->location, "default initialization of an object of const type 'const " + typeName(type) + "'");

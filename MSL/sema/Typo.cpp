@@ -11,11 +11,9 @@ constexpr std::size_t longestName = 64;
 
 // Levenshtein distance, or anything above limit when it is more than that.
 unsigned editDistance(std::string_view a, std::string_view b, unsigned limit) {
-    if (a.size() > longestName || b.size() > longestName)
-        return limit + 1;
+    if (a.size() > longestName || b.size() > longestName) return limit + 1;
     const std::size_t difference = a.size() > b.size() ? a.size() - b.size() : b.size() - a.size();
-    if (difference > limit)
-        return limit + 1;
+    if (difference > limit) return limit + 1;
     std::array<unsigned, longestName + 1> row{};
     for (std::size_t j = 0; j <= b.size(); ++j)
         row[j] = static_cast<unsigned>(j);
@@ -29,8 +27,7 @@ unsigned editDistance(std::string_view a, std::string_view b, unsigned limit) {
             row[j] = std::min({row[j] + 1, row[j - 1] + 1, replaced});
             lowest = std::min(lowest, row[j]);
         }
-        if (lowest > limit)
-            return limit + 1;
+        if (lowest > limit) return limit + 1;
     }
     return row[b.size()];
 }
@@ -41,13 +38,10 @@ class Closest {
     explicit Closest(std::string_view typo) : typo_(typo), limit_(static_cast<unsigned>(typo.size() + 2) / 3) {}
 
     bool offer(std::string_view name) {
-        if (name == typo_)
-            return false;
+        if (name == typo_) return false;
         const unsigned distance = editDistance(typo_, name, limit_);
-        if (distance > limit_ || distance * 3 > typo_.size())
-            return false;
-        if (!name_.empty() && (distance > distance_ || (distance == distance_ && name >= name_)))
-            return false;
+        if (distance > limit_ || distance * 3 > typo_.size()) return false;
+        if (!name_.empty() && (distance > distance_ || (distance == distance_ && name >= name_))) return false;
         name_ = name;
         distance_ = distance;
         limit_ = distance;
@@ -63,12 +57,12 @@ class Closest {
 };
 
 constexpr std::string_view typeNames[] = {
-    "float",    "float2",   "float3",   "float4",   "half",     "half2",    "half3",    "half4",    "int",
-    "int2",     "int3",     "int4",     "uint",     "uint2",    "uint3",    "uint4",    "bool",     "bool2",
-    "bool3",    "bool4",    "short",    "ushort",   "char",     "uchar",    "long",     "ulong",    "void",
-    "float2x2", "float3x3", "float4x4", "float2x3", "float2x4", "float3x2", "float3x4", "float4x2", "float4x3",
-    "half2x2",  "half3x3",  "half4x4",  "sampler",  "texture2d", "packed_float2", "packed_float3", "packed_float4",
-    "auto",
+    "float",     "float2",        "float3",        "float4",        "half",     "half2",    "half3",    "half4",
+    "int",       "int2",          "int3",          "int4",          "uint",     "uint2",    "uint3",    "uint4",
+    "bool",      "bool2",         "bool3",         "bool4",         "short",    "ushort",   "char",     "uchar",
+    "long",      "ulong",         "void",          "float2x2",      "float3x3", "float4x4", "float2x3", "float2x4",
+    "float3x2",  "float3x4",      "float4x2",      "float4x3",      "half2x2",  "half3x3",  "half4x4",  "sampler",
+    "texture2d", "packed_float2", "packed_float3", "packed_float4", "auto",
 };
 
 bool isTypeDecl(const Decl* decl) {
@@ -101,36 +95,29 @@ std::string_view Analyzer::nameHere(std::string_view foreign, TypoKind kind) {
 }
 
 std::string_view Analyzer::closestName(std::string_view typo, TypoKind kind, Decl** decl, std::size_t argumentCount) {
-    if (decl)
-        *decl = nullptr;
-    if (const std::string_view here = nameHere(typo, kind); !here.empty())
-        return here;
-    if (typo.size() < 3)
-        return {};
+    if (decl) *decl = nullptr;
+    if (const std::string_view here = nameHere(typo, kind); !here.empty()) return here;
+    if (typo.size() < 3) return {};
     Closest closest(typo);
     for (const Identifier* identifier : identifiers_.all()) {
         const ScopeEntry* entry = identifier->scope;
-        if (!entry)
-            continue;
+        if (!entry) continue;
         const bool isType = isTypeDecl(entry->decl);
         const bool isFunction = entry->decl->kind == DeclKind::function;
-        if ((kind == TypoKind::type) != isType && !(kind == TypoKind::call && isType))
-            continue;
-        if (isFunction && kind == TypoKind::expression)
-            continue;
+        if ((kind == TypoKind::type) != isType && !(kind == TypoKind::call && isType)) continue;
+        if (isFunction && kind == TypoKind::expression) continue;
         if (isFunction && argumentCount != anyCount) { // a name that no such call fits was not meant
             bool fits = false;
             for (const ScopeEntry* at = entry; at && at->depth == entry->depth && !fits; at = at->hidden)
                 if (at->decl->kind == DeclKind::function) {
                     const auto* function = static_cast<const FunctionDecl*>(at->decl);
                     fits = argumentCount <= function->parameters.size() &&
-                           (argumentCount == function->parameters.size() || function->parameters[argumentCount]->initializer);
+                           (argumentCount == function->parameters.size() ||
+                            function->parameters[argumentCount]->initializer);
                 }
-            if (!fits)
-                continue;
+            if (!fits) continue;
         }
-        if (closest.offer(identifier->text) && decl)
-            *decl = entry->decl;
+        if (closest.offer(identifier->text) && decl) *decl = entry->decl;
     }
     if (kind == TypoKind::call && metalIsVisible_)
         for (const BuiltinFunction& builtin : builtinFunctions())
@@ -140,8 +127,7 @@ std::string_view Analyzer::closestName(std::string_view typo, TypoKind kind, Dec
                 *decl = nullptr;
     if (kind != TypoKind::expression)
         for (const std::string_view name : typeNames)
-            if (closest.offer(name) && decl)
-                *decl = nullptr;
+            if (closest.offer(name) && decl) *decl = nullptr;
     return closest.name();
 }
 

@@ -40,8 +40,7 @@ class Arena {
     template <typename T>
     std::span<T> copy(std::span<const T> items) {
         static_assert(std::is_trivially_destructible_v<T>);
-        if (items.empty())
-            return {};
+        if (items.empty()) return {};
         T* to = static_cast<T*>(allocate(sizeof(T) * items.size(), alignof(T)));
         std::uninitialized_copy(items.begin(), items.end(), to);
         return {to, items.size()};
@@ -54,16 +53,14 @@ class Arena {
     template <typename T>
     std::span<T> makeArray(std::size_t count) {
         static_assert(std::is_trivially_destructible_v<T>);
-        if (count == 0)
-            return {};
+        if (count == 0) return {};
         T* to = static_cast<T*>(allocate(sizeof(T) * count, alignof(T)));
         std::uninitialized_value_construct_n(to, count);
         return {to, count};
     }
 
     std::string_view copyText(std::string_view text) {
-        if (text.empty())
-            return {};
+        if (text.empty()) return {};
         char* to = static_cast<char*>(allocate(text.size(), 1));
         std::memcpy(to, text.data(), text.size());
         return {to, text.size()};
@@ -75,8 +72,7 @@ class Arena {
   private:
     void grow(std::size_t atLeast) {
         std::size_t size = blocks_.empty() ? std::size_t{64} * 1024 : std::size_t{256} * 1024;
-        if (size < atLeast)
-            size = atLeast;
+        if (size < atLeast) size = atLeast;
         blocks_.push_back(std::unique_ptr<std::byte[]>(new std::byte[size]));
         cursor_ = reinterpret_cast<std::uintptr_t>(blocks_.back().get());
         end_ = cursor_ + size;

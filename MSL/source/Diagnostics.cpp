@@ -9,13 +9,15 @@ namespace msl {
 
 namespace {
 
-constexpr std::size_t messageLimit = 600;  // bytes of one message
-constexpr std::size_t windowLimit = 200;   // bytes of a source line that are shown
+constexpr std::size_t messageLimit = 600; // bytes of one message
+constexpr std::size_t windowLimit = 200;  // bytes of a source line that are shown
 constexpr unsigned warningLimit = 100;
 constexpr unsigned notesPerMessage = 12;
 constexpr std::string_view replacement = "\xEF\xBF\xBD";
 
-bool isContinuation(char c) { return (static_cast<unsigned char>(c) & 0xC0) == 0x80; }
+bool isContinuation(char c) {
+    return (static_cast<unsigned char>(c) & 0xC0) == 0x80;
+}
 
 // Appends text so that it can be shown anywhere: control characters and broken UTF-8 become U+FFFD.
 void appendPrintable(std::string& out, std::string_view text, bool keepTabs) {
@@ -43,9 +45,15 @@ std::string_view severityWord(Severity severity) {
 
 } // namespace
 
-void Diagnostics::error(SourceLocation at, std::string message) { add(Severity::error, at, std::move(message)); }
-void Diagnostics::warning(SourceLocation at, std::string message) { add(Severity::warning, at, std::move(message)); }
-void Diagnostics::note(SourceLocation at, std::string message) { add(Severity::note, at, std::move(message)); }
+void Diagnostics::error(SourceLocation at, std::string message) {
+    add(Severity::error, at, std::move(message));
+}
+void Diagnostics::warning(SourceLocation at, std::string message) {
+    add(Severity::warning, at, std::move(message));
+}
+void Diagnostics::note(SourceLocation at, std::string message) {
+    add(Severity::note, at, std::move(message));
+}
 
 void Diagnostics::internalError(SourceLocation at, std::string_view what) {
     add(Severity::error, at, "internal compiler error: " + std::string(what));
@@ -53,8 +61,7 @@ void Diagnostics::internalError(SourceLocation at, std::string_view what) {
 
 void Diagnostics::add(Severity severity, SourceLocation at, std::string message) {
     if (severity == Severity::note) {
-        if (droppingNotes_ || ++noteCount_ > notesPerMessage)
-            return;
+        if (droppingNotes_ || ++noteCount_ > notesPerMessage) return;
     } else {
         noteCount_ = 0;
         unsigned& count = severity == Severity::error ? errorCount_ : warningCount_;
@@ -63,8 +70,7 @@ void Diagnostics::add(Severity severity, SourceLocation at, std::string message)
             return record.severity == severity && record.at == at && record.message == message;
         });
         droppingNotes_ = count >= limit || isRepeat;
-        if (droppingNotes_)
-            return;
+        if (droppingNotes_) return;
         ++count;
     }
     if (message.size() > messageLimit) {
@@ -86,8 +92,7 @@ void Diagnostics::print(const Record& record, std::string& out) const {
     out += severityWord(record.severity);
     appendPrintable(out, record.message, false);
     out += '\n';
-    if (!record.at)
-        return;
+    if (!record.at) return;
 
     std::string_view line = sources_.lineText(record.at);
     std::size_t column = std::min<std::size_t>(at.column - 1, line.size());
@@ -102,13 +107,11 @@ void Diagnostics::print(const Record& record, std::string& out) const {
         while (end < line.size() && end > column && isContinuation(line[end]))
             --end;
     }
-    if (begin > 0)
-        out += "...";
+    if (begin > 0) out += "...";
     appendPrintable(out, line.substr(begin, end - begin), true);
     out += end < line.size() ? "...\n" : "\n";
 
-    if (begin > 0)
-        out += "   ";
+    if (begin > 0) out += "   ";
     for (std::size_t i = begin; i < column;) {
         out += line[i] == '\t' ? '\t' : ' ';
         i += decodeUtf8(line, i).length;
@@ -125,7 +128,8 @@ std::vector<std::pair<std::size_t, std::size_t>> Diagnostics::groupsInTextOrder(
         else
             groups.emplace_back(i, i + 1);
     }
-    std::ranges::sort(groups, {}, [&](const auto& group) { return std::pair(records_[group.first].at.value, group.first); });
+    std::ranges::sort(groups, {},
+                      [&](const auto& group) { return std::pair(records_[group.first].at.value, group.first); });
     return groups;
 }
 
@@ -140,8 +144,7 @@ std::string Diagnostics::errorText() const {
 std::string Diagnostics::warningText() const {
     std::string out;
     for (auto [begin, end] : groupsInTextOrder()) {
-        if (records_[begin].severity == Severity::error)
-            continue;
+        if (records_[begin].severity == Severity::error) continue;
         for (std::size_t i = begin; i < end; ++i)
             print(records_[i], out);
     }

@@ -52,7 +52,7 @@ class Diagnostics {
     std::vector<Record> records_;
     unsigned errorCount_ = 0;
     unsigned warningCount_ = 0;
-    unsigned noteCount_ = 0; // of the message before
+    unsigned noteCount_ = 0;     // of the message before
     bool droppingNotes_ = false; // the message before was dropped, so its notes go too
 };
 

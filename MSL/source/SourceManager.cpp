@@ -12,12 +12,9 @@ SourceManager::SourceManager(std::string_view text, std::string_view fileName, s
 }
 
 std::uint32_t SourceManager::regionEnd(std::uint32_t offset) const {
-    if (foreignBegin_ == foreignEnd_)
-        return static_cast<std::uint32_t>(text_.size());
-    if (offset < foreignBegin_)
-        return static_cast<std::uint32_t>(foreignBegin_);
-    if (offset < foreignEnd_)
-        return static_cast<std::uint32_t>(foreignEnd_);
+    if (foreignBegin_ == foreignEnd_) return static_cast<std::uint32_t>(text_.size());
+    if (offset < foreignBegin_) return static_cast<std::uint32_t>(foreignBegin_);
+    if (offset < foreignEnd_) return static_cast<std::uint32_t>(foreignEnd_);
     return static_cast<std::uint32_t>(text_.size());
 }
 
@@ -29,8 +26,7 @@ std::uint32_t SourceManager::physicalLine(std::uint32_t offset) const {
         for (std::size_t i = 0; i < text_.size(); ++i) {
             if (!hasReturns) {
                 i = text_.find('\n', i);
-                if (i == std::string_view::npos)
-                    break;
+                if (i == std::string_view::npos) break;
             } else if (text_[i] != '\n' && (text_[i] != '\r' || (i + 1 < text_.size() && text_[i + 1] == '\n'))) {
                 continue;
             }
@@ -53,16 +49,14 @@ const SourceManager::LineDirective* SourceManager::directiveFor(std::uint32_t of
 
 void SourceManager::addLineDirective(std::uint32_t directiveOffset, std::uint32_t line, std::string_view file) {
     std::uint32_t physical = physicalLine(directiveOffset) + 1;
-    if (physical >= lineStarts_.size())
-        return; // nothing follows
+    if (physical >= lineStarts_.size()) return; // nothing follows
     const LineDirective* before = directiveFor(directiveOffset);
     std::uint32_t index = before ? before->fileIndex : 0;
     bool isForeign = directiveOffset >= foreignBegin_ && directiveOffset < foreignEnd_;
     if (!file.empty() && !isForeign) {
         auto known = std::ranges::find(fileNames_, file);
         index = static_cast<std::uint32_t>(known - fileNames_.begin());
-        if (known == fileNames_.end())
-            fileNames_.emplace_back(file);
+        if (known == fileNames_.end()) fileNames_.emplace_back(file);
     }
     directives_.push_back({lineStarts_[physical], physical, line, index});
 }
@@ -73,8 +67,7 @@ std::uint32_t SourceManager::fileIndex(std::uint32_t offset) const {
 }
 
 PresumedLocation SourceManager::presumed(SourceLocation at) const {
-    if (!at)
-        return {fileNames_[0], 1, 1};
+    if (!at) return {fileNames_[0], 1, 1};
     std::uint32_t offset = std::min<std::uint32_t>(at.offset(), static_cast<std::uint32_t>(text_.size()));
     std::uint32_t physical = physicalLine(offset);
     PresumedLocation result;
@@ -90,9 +83,9 @@ PresumedLocation SourceManager::presumed(SourceLocation at) const {
 }
 
 std::string_view SourceManager::lineText(SourceLocation at) const {
-    if (!at)
-        return {};
-    std::uint32_t physical = physicalLine(std::min<std::uint32_t>(at.offset(), static_cast<std::uint32_t>(text_.size())));
+    if (!at) return {};
+    std::uint32_t physical =
+        physicalLine(std::min<std::uint32_t>(at.offset(), static_cast<std::uint32_t>(text_.size())));
     std::uint32_t begin = lineStarts_[physical];
     std::size_t end = text_.find_first_of("\r\n", begin);
     return text_.substr(begin, end == std::string_view::npos ? end : end - begin);

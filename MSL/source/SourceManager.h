@@ -35,7 +35,8 @@ class SourceManager {
     // A number that differs between places whose #line directives name different files.
     std::uint32_t fileIndex(std::uint32_t offset) const;
 
-    // "#line line "file"" stood at directiveOffset; it takes effect from the next line on. An empty file keeps the name.
+    // "#line line "file"" stood at directiveOffset; it takes effect from the next line on. An empty file keeps the
+    // name.
     void addLineDirective(std::uint32_t directiveOffset, std::uint32_t line, std::string_view file);
 
     PresumedLocation presumed(SourceLocation at) const;

@@ -16,20 +16,19 @@ struct DecodedCharacter {
 constexpr DecodedCharacter decodeUtf8(std::string_view text, std::size_t at) {
     auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
     unsigned char first = byte(at);
-    if (first < 0x80)
-        return {first, 1, true};
-    unsigned length = first >= 0xF0 && first < 0xF5 ? 4 : first >= 0xE0 && first < 0xF0 ? 3 : first >= 0xC2 && first < 0xE0 ? 2 : 0;
-    if (length == 0 || at + length > text.size())
-        return {first, 1, false};
+    if (first < 0x80) return {first, 1, true};
+    unsigned length = first >= 0xF0 && first < 0xF5   ? 4
+                      : first >= 0xE0 && first < 0xF0 ? 3
+                      : first >= 0xC2 && first < 0xE0 ? 2
+                                                      : 0;
+    if (length == 0 || at + length > text.size()) return {first, 1, false};
     char32_t value = first & (0xFFU >> (length + 1));
     for (unsigned i = 1; i < length; ++i) {
-        if ((byte(at + i) & 0xC0) != 0x80)
-            return {first, 1, false};
+        if ((byte(at + i) & 0xC0) != 0x80) return {first, 1, false};
         value = (value << 6) | (byte(at + i) & 0x3FU);
     }
     constexpr char32_t smallest[] = {0, 0, 0x80, 0x800, 0x10000};
-    if (value < smallest[length] || value > 0x10FFFF || (value >= 0xD800 && value < 0xE000))
-        return {first, 1, false};
+    if (value < smallest[length] || value > 0x10FFFF || (value >= 0xD800 && value < 0xE000)) return {first, 1, false};
     return {value, static_cast<std::uint8_t>(length), true};
 }
 

@@ -9,23 +9,21 @@ namespace msl {
 
 class WorkLimit {
   public:
-    static constexpr unsigned maxDepth = 200;              // nesting of expressions, statements, types
-    static constexpr std::uint64_t maxSteps = 40'000'000;  // units of work in all passes together
+    static constexpr unsigned maxDepth = 200;             // nesting of expressions, statements, types
+    static constexpr std::uint64_t maxSteps = 40'000'000; // units of work in all passes together
 
     explicit WorkLimit(std::chrono::milliseconds timeLimit)
         : hasDeadline_(timeLimit.count() > 0), deadline_(std::chrono::steady_clock::now() + timeLimit) {}
 
     bool step() {
-        if ((++steps_ & 1023U) == 0)
-            check();
+        if ((++steps_ & 1023U) == 0) check();
         return !exceeded_;
     }
     bool exceeded() const { return exceeded_; }
 
   private:
     void check() {
-        if (steps_ > maxSteps || (hasDeadline_ && std::chrono::steady_clock::now() > deadline_))
-            exceeded_ = true;
+        if (steps_ > maxSteps || (hasDeadline_ && std::chrono::steady_clock::now() > deadline_)) exceeded_ = true;
     }
     std::uint64_t steps_ = 0;
     bool exceeded_ = false;

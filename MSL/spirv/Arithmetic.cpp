@@ -16,8 +16,7 @@ Id ModuleWriter::arithmetic(const Instruction& instruction) {
     const TypeRef operandType = first.type;
     const auto binary = [&](spv::Op op) {
         const Id id = asm_.result(op, logicalType(type), {left, value(*instruction.operands[1])});
-        if (instruction.isPrecise)
-            asm_.decorate(id, spv::Decoration::NoContraction);
+        if (instruction.isPrecise) asm_.decorate(id, spv::Decoration::NoContraction);
         return id;
     };
     const bool isFloat = isFloating(type->scalar);
@@ -25,8 +24,7 @@ Id ModuleWriter::arithmetic(const Instruction& instruction) {
     case Op::add: return binary(isFloat ? spv::Op::OpFAdd : spv::Op::OpIAdd);
     case Op::sub: return binary(isFloat ? spv::Op::OpFSub : spv::Op::OpISub);
     case Op::mul: return binary(isFloat ? spv::Op::OpFMul : spv::Op::OpIMul);
-    case Op::div:
-        return isFloat ? binary(spv::Op::OpFDiv) : divide(false, type, left, *instruction.operands[1]);
+    case Op::div: return isFloat ? binary(spv::Op::OpFDiv) : divide(false, type, left, *instruction.operands[1]);
     case Op::rem: return isFloat ? binary(spv::Op::OpFRem) : divide(true, type, left, *instruction.operands[1]);
     case Op::neg: return asm_.result(isFloat ? spv::Op::OpFNegate : spv::Op::OpSNegate, logicalType(type), {left});
     case Op::bitNot: return asm_.result(spv::Op::OpNot, logicalType(type), {left});
@@ -52,8 +50,9 @@ Id ModuleWriter::arithmetic(const Instruction& instruction) {
     case Op::vectorTimesScalar: return binary(spv::Op::OpVectorTimesScalar);
     case Op::convert: return convert(operandType, type, left);
     case Op::bitcast:
-        return logicalType(operandType) == logicalType(type) ? left
-                                                             : asm_.result(spv::Op::OpBitcast, logicalType(type), {left});
+        return logicalType(operandType) == logicalType(type)
+                   ? left
+                   : asm_.result(spv::Op::OpBitcast, logicalType(type), {left});
     default: return fail("an instruction that the writer does not know");
     }
 }
@@ -76,8 +75,7 @@ Id ModuleWriter::comparison(Op op, TypeRef operandType, Id left, Id right) {
                            : kind == ScalarKind::bool_ ? row.boolean
                            : isSigned(kind)            ? row.signedInteger
                                                        : row.unsignedInteger;
-    if (chosen == spv::Op::OpNop)
-        return fail("an order between bools");
+    if (chosen == spv::Op::OpNop) return fail("an order between bools");
     return asm_.result(chosen, vectorType(ScalarKind::bool_, operandType->columns), {left, right});
 }
 
@@ -86,15 +84,11 @@ namespace {
 // Whether every component of a constant passes.
 template <typename Test>
 bool everyComponent(const ir::Value& constant, Test test) {
-    if (!constant.isConstant())
-        return false;
-    if (constant.type->isScalar())
-        return test(ir::Module::intValue(&constant));
-    if (constant.parts.empty())
-        return test(0);
+    if (!constant.isConstant()) return false;
+    if (constant.type->isScalar()) return test(ir::Module::intValue(&constant));
+    if (constant.parts.empty()) return test(0);
     for (const ir::Value* part : constant.parts)
-        if (!test(ir::Module::intValue(part)))
-            return false;
+        if (!test(ir::Module::intValue(part))) return false;
     return true;
 }
 
@@ -109,9 +103,9 @@ Id ModuleWriter::shift(const Instruction& instruction) {
         const TypeRef countType = count.type;
         by = asm_.result(spv::Op::OpBitwiseAnd, logicalType(countType), {by, intConstant(countType, width - 1)});
     }
-    const spv::Op op = instruction.op == Op::shl      ? spv::Op::OpShiftLeftLogical
-                       : isSigned(type->scalar)       ? spv::Op::OpShiftRightArithmetic
-                                                      : spv::Op::OpShiftRightLogical;
+    const spv::Op op = instruction.op == Op::shl ? spv::Op::OpShiftLeftLogical
+                       : isSigned(type->scalar)  ? spv::Op::OpShiftRightArithmetic
+                                                 : spv::Op::OpShiftRightLogical;
     return asm_.result(op, logicalType(type), {value(*instruction.operands[0]), by});
 }
 
@@ -140,8 +134,7 @@ Id ModuleWriter::divide(bool remainder, TypeRef type, Id left, const ir::Value& 
 Id ModuleWriter::convert(TypeRef from, TypeRef to, Id converted) {
     const ScalarKind source = from->scalar;
     const ScalarKind target = to->scalar;
-    if (source == target)
-        return converted;
+    if (source == target) return converted;
     const Id type = vectorType(target, to->columns);
     if (target == ScalarKind::bool_) {
         const spv::Op op = isFloating(source) ? spv::Op::OpFUnordNotEqual : spv::Op::OpINotEqual;
@@ -149,29 +142,24 @@ Id ModuleWriter::convert(TypeRef from, TypeRef to, Id converted) {
     }
     if (source == ScalarKind::bool_)
         return asm_.result(spv::Op::OpSelect, type, {converted, splatConstant(to, 1), splatConstant(to, 0)});
-    if (isFloating(source) && isFloating(target))
-        return asm_.result(spv::Op::OpFConvert, type, {converted});
+    if (isFloating(source) && isFloating(target)) return asm_.result(spv::Op::OpFConvert, type, {converted});
     if (isFloating(target))
         return asm_.result(isSigned(source) ? spv::Op::OpConvertSToF : spv::Op::OpConvertUToF, type, {converted});
-    if (isFloating(source))
-        return convertToInteger(from, to, converted);
-    if (byteSize(source) == byteSize(target))
-        return asm_.result(spv::Op::OpBitcast, type, {converted});
+    if (isFloating(source)) return convertToInteger(from, to, converted);
+    if (byteSize(source) == byteSize(target)) return asm_.result(spv::Op::OpBitcast, type, {converted});
     // A wider target is filled by the source's sign. OpUConvert makes unsigned results only.
-    if (isSigned(source))
-        return asm_.result(spv::Op::OpSConvert, type, {converted});
+    if (isSigned(source)) return asm_.result(spv::Op::OpSConvert, type, {converted});
     constexpr ScalarKind unsignedKinds[] = {ScalarKind::uchar, ScalarKind::ushort, ScalarKind::uint, ScalarKind::ulong};
     for (const ScalarKind kind : unsignedKinds) {
-        if (byteSize(kind) != byteSize(target))
-            continue;
+        if (byteSize(kind) != byteSize(target)) continue;
         const Id widened = asm_.result(spv::Op::OpUConvert, vectorType(kind, to->columns), {converted});
         return kind == target ? widened : asm_.result(spv::Op::OpBitcast, type, {widened});
     }
     return fail("an integer conversion without a kind");
 }
 
-// Truncates and saturates. The upper end needs care: the largest integer is no float, so what is past it is chosen apart;
-// below the lower end, which is a float, the value is raised to it.
+// Truncates and saturates. The upper end needs care: the largest integer is no float, so what is past it is chosen
+// apart; below the lower end, which is a float, the value is raised to it.
 Id ModuleWriter::convertToInteger(TypeRef from, TypeRef to, Id converted) {
     const unsigned bits = byteSize(to->scalar) * 8;
     const bool isSignedTarget = isSigned(to->scalar);
@@ -200,7 +188,8 @@ Id ModuleWriter::convertToInteger(TypeRef from, TypeRef to, Id converted) {
                                  vectorType(to->scalar, to->columns), {raised});
     const std::int64_t largest =
         isSignedTarget ? static_cast<std::int64_t>(~std::uint64_t{0} >> (65 - bits)) : std::int64_t{-1};
-    return asm_.result(spv::Op::OpSelect, vectorType(to->scalar, to->columns), {isPast, intConstant(to, largest), whole});
+    return asm_.result(spv::Op::OpSelect, vectorType(to->scalar, to->columns),
+                       {isPast, intConstant(to, largest), whole});
 }
 
 } // namespace msl::spirv

@@ -94,8 +94,7 @@ Id Assembler::intern(spv::Op op, Id type, std::span<const std::uint32_t> operand
     const Id id = newId();
     interned_.emplace(hash, Interned{static_cast<std::uint32_t>(globals_.size()), id});
     globals_.push_back(head);
-    if (type != 0)
-        globals_.push_back(type);
+    if (type != 0) globals_.push_back(type);
     globals_.push_back(id);
     globals_.insert(globals_.end(), operands.begin(), operands.end());
     return id;
@@ -134,8 +133,7 @@ Id Assembler::globalVariable(Id pointerType, spv::StorageClass storage, Id initi
 }
 
 Id Assembler::glslInstructions() {
-    if (glsl_ == 0)
-        glsl_ = newId();
+    if (glsl_ == 0) glsl_ = newId();
     return glsl_;
 }
 
@@ -180,7 +178,9 @@ Id Assembler::functionVariable(Id pointerType, Id initializer) {
     return id;
 }
 
-void Assembler::markFirstLabel() { variablesAt_ = functions_.size(); }
+void Assembler::markFirstLabel() {
+    variablesAt_ = functions_.size();
+}
 
 void Assembler::endFunction() {
     functions_.insert(functions_.begin() + static_cast<std::ptrdiff_t>(variablesAt_), variables_.begin(),

@@ -18,51 +18,37 @@ struct ExtendedRow {
 };
 // Functions of float scalars and vectors that are one extended instruction with the same operands.
 constexpr ExtendedRow extendedRows[] = {
-    {BuiltinId::acos, GLSLstd450Acos},
-    {BuiltinId::acosh, GLSLstd450Acosh},
-    {BuiltinId::asin, GLSLstd450Asin},
-    {BuiltinId::asinh, GLSLstd450Asinh},
-    {BuiltinId::atan, GLSLstd450Atan},
-    {BuiltinId::atan2, GLSLstd450Atan2},
-    {BuiltinId::atanh, GLSLstd450Atanh},
-    {BuiltinId::ceil, GLSLstd450Ceil},
-    {BuiltinId::cos, GLSLstd450Cos},
-    {BuiltinId::cosh, GLSLstd450Cosh},
-    {BuiltinId::exp, GLSLstd450Exp},
-    {BuiltinId::exp2, GLSLstd450Exp2},
-    {BuiltinId::fabs, GLSLstd450FAbs},
-    {BuiltinId::floor, GLSLstd450Floor},
-    {BuiltinId::fma, GLSLstd450Fma},
-    {BuiltinId::fmax, GLSLstd450FMax},
-    {BuiltinId::fmin, GLSLstd450FMin},
-    {BuiltinId::fract, GLSLstd450Fract},
-    {BuiltinId::log, GLSLstd450Log},
-    {BuiltinId::log2, GLSLstd450Log2},
-    {BuiltinId::pow, GLSLstd450Pow},
-    {BuiltinId::powr, GLSLstd450Pow},
-    {BuiltinId::rint, GLSLstd450RoundEven},
-    {BuiltinId::rsqrt, GLSLstd450InverseSqrt},
-    {BuiltinId::sin, GLSLstd450Sin},
-    {BuiltinId::sinh, GLSLstd450Sinh},
-    {BuiltinId::sqrt, GLSLstd450Sqrt},
-    {BuiltinId::tan, GLSLstd450Tan},
-    {BuiltinId::tanh, GLSLstd450Tanh},
-    {BuiltinId::trunc, GLSLstd450Trunc},
-    {BuiltinId::clamp, GLSLstd450FClamp},
-    {BuiltinId::mix, GLSLstd450FMix},
-    {BuiltinId::sign, GLSLstd450FSign},
-    {BuiltinId::smoothstep, GLSLstd450SmoothStep},
-    {BuiltinId::step, GLSLstd450Step},
-    {BuiltinId::degrees, GLSLstd450Degrees},
-    {BuiltinId::radians, GLSLstd450Radians},
-    {BuiltinId::abs, GLSLstd450FAbs},
-    {BuiltinId::max, GLSLstd450FMax},
-    {BuiltinId::min, GLSLstd450FMin},
+    {BuiltinId::acos, GLSLstd450Acos},       {BuiltinId::acosh, GLSLstd450Acosh},
+    {BuiltinId::asin, GLSLstd450Asin},       {BuiltinId::asinh, GLSLstd450Asinh},
+    {BuiltinId::atan, GLSLstd450Atan},       {BuiltinId::atan2, GLSLstd450Atan2},
+    {BuiltinId::atanh, GLSLstd450Atanh},     {BuiltinId::ceil, GLSLstd450Ceil},
+    {BuiltinId::cos, GLSLstd450Cos},         {BuiltinId::cosh, GLSLstd450Cosh},
+    {BuiltinId::exp, GLSLstd450Exp},         {BuiltinId::exp2, GLSLstd450Exp2},
+    {BuiltinId::fabs, GLSLstd450FAbs},       {BuiltinId::floor, GLSLstd450Floor},
+    {BuiltinId::fma, GLSLstd450Fma},         {BuiltinId::fmax, GLSLstd450FMax},
+    {BuiltinId::fmin, GLSLstd450FMin},       {BuiltinId::fract, GLSLstd450Fract},
+    {BuiltinId::log, GLSLstd450Log},         {BuiltinId::log2, GLSLstd450Log2},
+    {BuiltinId::pow, GLSLstd450Pow},         {BuiltinId::powr, GLSLstd450Pow},
+    {BuiltinId::rint, GLSLstd450RoundEven},  {BuiltinId::rsqrt, GLSLstd450InverseSqrt},
+    {BuiltinId::sin, GLSLstd450Sin},         {BuiltinId::sinh, GLSLstd450Sinh},
+    {BuiltinId::sqrt, GLSLstd450Sqrt},       {BuiltinId::tan, GLSLstd450Tan},
+    {BuiltinId::tanh, GLSLstd450Tanh},       {BuiltinId::trunc, GLSLstd450Trunc},
+    {BuiltinId::clamp, GLSLstd450FClamp},    {BuiltinId::mix, GLSLstd450FMix},
+    {BuiltinId::sign, GLSLstd450FSign},      {BuiltinId::smoothstep, GLSLstd450SmoothStep},
+    {BuiltinId::step, GLSLstd450Step},       {BuiltinId::degrees, GLSLstd450Degrees},
+    {BuiltinId::radians, GLSLstd450Radians}, {BuiltinId::abs, GLSLstd450FAbs},
+    {BuiltinId::max, GLSLstd450FMax},        {BuiltinId::min, GLSLstd450FMin},
 };
 
-bool isGeometric(BuiltinId id) { return id >= BuiltinId::cross && id <= BuiltinId::transpose; }
-bool isPacking(BuiltinId id) { return id >= BuiltinId::packFloatToSnorm4x8 && id <= BuiltinId::unpackUnorm565ToHalf; }
-bool isRelational(BuiltinId id) { return id >= BuiltinId::all && id <= BuiltinId::signbit; }
+bool isGeometric(BuiltinId id) {
+    return id >= BuiltinId::cross && id <= BuiltinId::transpose;
+}
+bool isPacking(BuiltinId id) {
+    return id >= BuiltinId::packFloatToSnorm4x8 && id <= BuiltinId::unpackUnorm565ToHalf;
+}
+bool isRelational(BuiltinId id) {
+    return id >= BuiltinId::all && id <= BuiltinId::signbit;
+}
 
 } // namespace
 
@@ -80,8 +66,7 @@ Id ModuleWriter::builtin(const Instruction& instruction) {
         operands.push_back(value(*operand));
         types.push_back(operand->type);
     }
-    if (operands.empty())
-        return fail("a built-in function without operands that the writer does not know");
+    if (operands.empty()) return fail("a built-in function without operands that the writer does not know");
 
     // Scalars beside vectors stand for all components, where the function works component by component.
     if (!isGeometric(id) && !isRelational(id) && !isPacking(id) && type->isVector() && id != BuiltinId::extractBits &&
@@ -95,12 +80,11 @@ Id ModuleWriter::builtin(const Instruction& instruction) {
     }
 
     // Half goes through float, except where the bits themselves matter.
-    const bool bitwise = id == BuiltinId::signbit || id == BuiltinId::select || id == BuiltinId::copysign ||
-                         id == BuiltinId::nextafter;
+    const bool bitwise =
+        id == BuiltinId::signbit || id == BuiltinId::select || id == BuiltinId::copysign || id == BuiltinId::nextafter;
     if (types[0]->isFloatingNumeric() && types[0]->scalar == ScalarKind::half && !types[0]->isMatrix() && !bitwise) {
         for (std::size_t i = 0; i < operands.size(); ++i) {
-            if (types[i]->scalar != ScalarKind::half)
-                continue;
+            if (types[i]->scalar != ScalarKind::half) continue;
             const TypeRef wide = module_.types.withScalar(types[i], ScalarKind::float_);
             operands[i] = convert(types[i], wide, operands[i]);
             types[i] = wide;
@@ -112,12 +96,9 @@ Id ModuleWriter::builtin(const Instruction& instruction) {
                                              : floatBuiltin(id, wideResult, operands, types);
         return resultIsHalf ? convert(wideResult, type, result) : result;
     }
-    if (isGeometric(id))
-        return geometricBuiltin(id, type, operands, types);
-    if (isRelational(id))
-        return relationalBuiltin(id, type, operands, types);
-    if (types[0]->isFloatingNumeric() || isPacking(id))
-        return floatBuiltin(id, type, operands, types);
+    if (isGeometric(id)) return geometricBuiltin(id, type, operands, types);
+    if (isRelational(id)) return relationalBuiltin(id, type, operands, types);
+    if (types[0]->isFloatingNumeric() || isPacking(id)) return floatBuiltin(id, type, operands, types);
     return integerBuiltin(id, type, operands, types);
 }
 
@@ -131,8 +112,7 @@ Id ModuleWriter::floatBuiltin(BuiltinId id, TypeRef type, std::span<const Id> x,
         return op(spv::Op::OpFMul, value, splatConstant(type, factor));
     };
     for (const ExtendedRow& row : extendedRows) {
-        if (row.id != id)
-            continue;
+        if (row.id != id) continue;
         switch (x.size()) {
         case 1: return glsl(row.instruction, {x[0]});
         case 2: return glsl(row.instruction, {x[0], x[1]});
@@ -145,8 +125,7 @@ Id ModuleWriter::floatBuiltin(BuiltinId id, TypeRef type, std::span<const Id> x,
         return convert(wide, type, asm_.glsl(instruction, logicalType(wide), {x[0]}));
     };
     switch (id) {
-    case BuiltinId::saturate:
-        return glsl(GLSLstd450FClamp, {x[0], splatConstant(type, 0), splatConstant(type, 1)});
+    case BuiltinId::saturate: return glsl(GLSLstd450FClamp, {x[0], splatConstant(type, 0), splatConstant(type, 1)});
     case BuiltinId::divide: return op(spv::Op::OpFDiv, x[0], x[1]);
     case BuiltinId::fmod: // the sign of the first, also for large quotients
         return op(spv::Op::OpFSub, x[0], op(spv::Op::OpFMul, x[1], trunc(op(spv::Op::OpFDiv, x[0], x[1]))));
@@ -180,7 +159,8 @@ Id ModuleWriter::floatBuiltin(BuiltinId id, TypeRef type, std::span<const Id> x,
         const Id sign = asm_.result(spv::Op::OpBitwiseAnd, bitsId, {b, intConstant(bits, signMask)});
         return asm_.result(spv::Op::OpBitcast, t, {asm_.result(spv::Op::OpBitwiseOr, bitsId, {magnitude, sign})});
     }
-    case BuiltinId::nextafter: { // one step of the bits away from zero or towards it; from zero the smallest of y's sign
+    case BuiltinId::nextafter: { // one step of the bits away from zero or towards it; from zero the smallest of y's
+                                 // sign
         const bool isHalf = type->scalar == ScalarKind::half;
         const TypeRef bits = module_.types.vector(isHalf ? ScalarKind::short_ : ScalarKind::int_, type->columns);
         const Id bitsId = logicalType(bits);
@@ -217,14 +197,11 @@ Id ModuleWriter::floatBuiltin(BuiltinId id, TypeRef type, std::span<const Id> x,
         const TypeRef whole = module_.types.vector(ScalarKind::int_, types[0]->columns);
         const std::uint32_t members[] = {logicalType(types[0]), logicalType(whole)};
         Id& pair = frexpTypes_[types[0]->columns];
-        if (pair == 0)
-            pair = asm_.newType(spv::Op::OpTypeStruct, members);
+        if (pair == 0) pair = asm_.newType(spv::Op::OpTypeStruct, members);
         const Id both = asm_.glsl(GLSLstd450FrexpStruct, pair, {x[0]});
-        if (type->isFloatingNumeric())
-            return asm_.result(spv::Op::OpCompositeExtract, t, {both, 0});
+        if (type->isFloatingNumeric()) return asm_.result(spv::Op::OpCompositeExtract, t, {both, 0});
         const Id exponent = asm_.result(spv::Op::OpCompositeExtract, logicalType(whole), {both, 1});
-        return id == BuiltinId::frexp ? exponent
-                                      : asm_.result(spv::Op::OpISub, t, {exponent, intConstant(type, 1)});
+        return id == BuiltinId::frexp ? exponent : asm_.result(spv::Op::OpISub, t, {exponent, intConstant(type, 1)});
     }
     case BuiltinId::max3:
     case BuiltinId::fmax3: return glsl(GLSLstd450FMax, {glsl(GLSLstd450FMax, {x[0], x[1]}), x[2]});
@@ -267,8 +244,12 @@ Id ModuleWriter::integerBuiltin(BuiltinId id, TypeRef type, std::span<const Id> 
     const unsigned width = byteSize(kind) * 8;
     const Id boolVector = vectorType(ScalarKind::bool_, type->columns);
     const auto op = [&](spv::Op code, Id a, Id b) { return asm_.result(code, t, {a, b}); };
-    const auto minimum = [&](Id a, Id b) { return asm_.glsl(isSignedKind ? GLSLstd450SMin : GLSLstd450UMin, t, {a, b}); };
-    const auto maximum = [&](Id a, Id b) { return asm_.glsl(isSignedKind ? GLSLstd450SMax : GLSLstd450UMax, t, {a, b}); };
+    const auto minimum = [&](Id a, Id b) {
+        return asm_.glsl(isSignedKind ? GLSLstd450SMin : GLSLstd450UMin, t, {a, b});
+    };
+    const auto maximum = [&](Id a, Id b) {
+        return asm_.glsl(isSignedKind ? GLSLstd450SMax : GLSLstd450UMax, t, {a, b});
+    };
     const auto shiftRight = [&](Id a, Id b) {
         return op(isSignedKind ? spv::Op::OpShiftRightArithmetic : spv::Op::OpShiftRightLogical, a, b);
     };
@@ -277,7 +258,8 @@ Id ModuleWriter::integerBuiltin(BuiltinId id, TypeRef type, std::span<const Id> 
     const auto widened = [&](Id v) {
         if (width == 32)
             return kind == ScalarKind::uint ? v : asm_.result(spv::Op::OpBitcast, logicalType(bits32), {v});
-        const TypeRef unsignedType = module_.types.vector(width == 8 ? ScalarKind::uchar : ScalarKind::ushort, type->columns);
+        const TypeRef unsignedType =
+            module_.types.vector(width == 8 ? ScalarKind::uchar : ScalarKind::ushort, type->columns);
         return convert(unsignedType, bits32, convert(types[0], unsignedType, v));
     };
     const std::uint64_t allOnes = width == 64 ? ~std::uint64_t{0} : (std::uint64_t{1} << width) - 1;
@@ -305,16 +287,19 @@ Id ModuleWriter::integerBuiltin(BuiltinId id, TypeRef type, std::span<const Id> 
         const bool adds = id == BuiltinId::addsat;
         const Id sum = op(adds ? spv::Op::OpIAdd : spv::Op::OpISub, x[0], x[1]);
         if (!isSignedKind) {
-            const Id wraps = asm_.result(adds ? spv::Op::OpULessThan : spv::Op::OpUGreaterThan, boolVector, {sum, x[0]});
+            const Id wraps =
+                asm_.result(adds ? spv::Op::OpULessThan : spv::Op::OpUGreaterThan, boolVector, {sum, x[0]});
             return asm_.result(spv::Op::OpSelect, t, {wraps, intConstant(type, adds ? largest : 0), sum});
         }
-        // Overflow shows in the sign: of both operands against the sum, or of the operands and of the first and the rest.
+        // Overflow shows in the sign: of both operands against the sum, or of the operands and of the first and the
+        // rest.
         const Id first = op(spv::Op::OpBitwiseXor, x[0], adds ? sum : x[1]);
         const Id second = op(spv::Op::OpBitwiseXor, adds ? x[1] : x[0], sum);
         const Id overflow = asm_.result(spv::Op::OpSLessThan, boolVector,
                                         {op(spv::Op::OpBitwiseAnd, first, second), intConstant(type, 0)});
-        const Id bound = op(spv::Op::OpBitwiseXor, op(spv::Op::OpShiftRightArithmetic, x[0], intConstant(type, width - 1)),
-                            intConstant(type, largest));
+        const Id bound =
+            op(spv::Op::OpBitwiseXor, op(spv::Op::OpShiftRightArithmetic, x[0], intConstant(type, width - 1)),
+               intConstant(type, largest));
         return asm_.result(spv::Op::OpSelect, t, {overflow, bound, sum});
     }
     case BuiltinId::hadd:
@@ -326,16 +311,17 @@ Id ModuleWriter::integerBuiltin(BuiltinId id, TypeRef type, std::span<const Id> 
     case BuiltinId::mul24: return op(spv::Op::OpIMul, x[0], x[1]);
     case BuiltinId::mad24: return op(spv::Op::OpIAdd, op(spv::Op::OpIMul, x[0], x[1]), x[2]);
     case BuiltinId::rotate: {
-        const TypeRef unsignedType = module_.types.vector(
-            width == 8 ? ScalarKind::uchar : width == 16 ? ScalarKind::ushort : width == 32 ? ScalarKind::uint : ScalarKind::ulong,
-            type->columns);
+        const TypeRef unsignedType = module_.types.vector(width == 8    ? ScalarKind::uchar
+                                                          : width == 16 ? ScalarKind::ushort
+                                                          : width == 32 ? ScalarKind::uint
+                                                                        : ScalarKind::ulong,
+                                                          type->columns);
         const Id u = logicalType(unsignedType);
         const Id mask = intConstant(unsignedType, width - 1);
         const Id from = convert(type, unsignedType, x[0]);
         const Id left = asm_.result(spv::Op::OpBitwiseAnd, u, {convert(types[1], unsignedType, x[1]), mask});
-        const Id back = asm_.result(
-            spv::Op::OpBitwiseAnd, u,
-            {asm_.result(spv::Op::OpISub, u, {intConstant(unsignedType, width), left}), mask});
+        const Id back = asm_.result(spv::Op::OpBitwiseAnd, u,
+                                    {asm_.result(spv::Op::OpISub, u, {intConstant(unsignedType, width), left}), mask});
         const Id high = asm_.result(spv::Op::OpShiftLeftLogical, u, {from, left});
         const Id low = asm_.result(spv::Op::OpShiftRightLogical, u, {from, back});
         return convert(unsignedType, type, asm_.result(spv::Op::OpBitwiseOr, u, {high, low}));
@@ -351,21 +337,22 @@ Id ModuleWriter::integerBuiltin(BuiltinId id, TypeRef type, std::span<const Id> 
     case BuiltinId::clz: {
         const TypeRef signed32 = module_.types.vector(ScalarKind::int_, type->columns);
         const Id highest = asm_.glsl(GLSLstd450FindUMsb, logicalType(signed32), {widened(x[0])}); // -1 for zero
-        const Id zeros = asm_.result(spv::Op::OpISub, logicalType(signed32), {intConstant(signed32, width - 1), highest});
+        const Id zeros =
+            asm_.result(spv::Op::OpISub, logicalType(signed32), {intConstant(signed32, width - 1), highest});
         return convert(signed32, type, zeros);
     }
     case BuiltinId::ctz: {
         const TypeRef signed32 = module_.types.vector(ScalarKind::int_, type->columns);
         const Id lowest = asm_.glsl(GLSLstd450FindILsb, logicalType(signed32), {widened(x[0])});
         const Id none = asm_.result(spv::Op::OpSLessThan, boolVector, {lowest, intConstant(signed32, 0)});
-        return convert(signed32, type,
-                       asm_.result(spv::Op::OpSelect, logicalType(signed32), {none, intConstant(signed32, width), lowest}));
+        return convert(
+            signed32, type,
+            asm_.result(spv::Op::OpSelect, logicalType(signed32), {none, intConstant(signed32, width), lowest}));
     }
     case BuiltinId::popcount: return narrowed(asm_.result(spv::Op::OpBitCount, u32, {widened(x[0])}));
     case BuiltinId::reverseBits: {
         const Id reversed = asm_.result(spv::Op::OpBitReverse, u32, {widened(x[0])});
-        if (width == 32)
-            return narrowed(reversed);
+        if (width == 32) return narrowed(reversed);
         return narrowed(asm_.result(spv::Op::OpShiftRightLogical, u32, {reversed, intConstant(bits32, 32 - width)}));
     }
     case BuiltinId::extractBits: { // narrow ones through the 32-bit type of their sign
@@ -395,9 +382,8 @@ Id ModuleWriter::integerBuiltin(BuiltinId id, TypeRef type, std::span<const Id> 
             Id bounded = asm_.result(spv::Op::OpSelect, w, {asm_.result(above, boolVector, {sum, high}), high, sum});
             if (isSignedKind) {
                 const Id low = intConstant(wide, -largest - 1);
-                bounded = asm_.result(
-                    spv::Op::OpSelect, w,
-                    {asm_.result(spv::Op::OpSLessThan, boolVector, {bounded, low}), low, bounded});
+                bounded = asm_.result(spv::Op::OpSelect, w,
+                                      {asm_.result(spv::Op::OpSLessThan, boolVector, {bounded, low}), low, bounded});
             }
             return convert(wide, type, bounded);
         }
@@ -422,18 +408,17 @@ Id ModuleWriter::relationalBuiltin(BuiltinId id, TypeRef type, std::span<const I
     case BuiltinId::isinf: return asm_.result(spv::Op::OpIsInf, t, {x[0]});
     case BuiltinId::isordered:
     case BuiltinId::isunordered: {
-        const Id either = asm_.result(spv::Op::OpLogicalOr, t, {asm_.result(spv::Op::OpIsNan, t, {x[0]}),
-                                                                asm_.result(spv::Op::OpIsNan, t, {x[1]})});
+        const Id either =
+            asm_.result(spv::Op::OpLogicalOr, t,
+                        {asm_.result(spv::Op::OpIsNan, t, {x[0]}), asm_.result(spv::Op::OpIsNan, t, {x[1]})});
         return id == BuiltinId::isunordered ? either : asm_.result(spv::Op::OpLogicalNot, t, {either});
     }
     case BuiltinId::isfinite:
     case BuiltinId::isnormal: {
         const Id size = asm_.glsl(GLSLstd450FAbs, logicalType(types[0]), {x[0]});
         // false for NaN on both sides
-        const Id below =
-            asm_.result(spv::Op::OpFOrdLessThanEqual, t, {size, splatConstant(types[0], 3.402823466e+38)});
-        if (id == BuiltinId::isfinite)
-            return below;
+        const Id below = asm_.result(spv::Op::OpFOrdLessThanEqual, t, {size, splatConstant(types[0], 3.402823466e+38)});
+        if (id == BuiltinId::isfinite) return below;
         const Id above =
             asm_.result(spv::Op::OpFOrdGreaterThanEqual, t, {size, splatConstant(types[0], 1.1754943508222875e-38)});
         return asm_.result(spv::Op::OpLogicalAnd, t, {below, above});
@@ -457,9 +442,7 @@ Id ModuleWriter::relationalBuiltin(BuiltinId id, TypeRef type, std::span<const I
 Id ModuleWriter::geometricBuiltin(BuiltinId id, TypeRef type, std::span<const Id> x, std::span<const TypeRef> types) {
     const Id t = logicalType(type);
     const bool isVector = types[0]->isVector();
-    const auto dot = [&](Id a, Id b) {
-        return asm_.result(isVector ? spv::Op::OpDot : spv::Op::OpFMul, t, {a, b});
-    };
+    const auto dot = [&](Id a, Id b) { return asm_.result(isVector ? spv::Op::OpDot : spv::Op::OpFMul, t, {a, b}); };
     switch (id) {
     case BuiltinId::cross: return asm_.glsl(GLSLstd450Cross, t, {x[0], x[1]});
     case BuiltinId::distance: return asm_.glsl(GLSLstd450Distance, t, {x[0], x[1]});
@@ -468,8 +451,7 @@ Id ModuleWriter::geometricBuiltin(BuiltinId id, TypeRef type, std::span<const Id
         return dot(difference, difference);
     }
     case BuiltinId::dot: {
-        if (types[0]->isFloatingNumeric())
-            return dot(x[0], x[1]);
+        if (types[0]->isFloatingNumeric()) return dot(x[0], x[1]);
         const Id products = asm_.result(spv::Op::OpIMul, logicalType(types[0]), {x[0], x[1]});
         Id sum = 0;
         for (std::uint32_t i = 0; i < types[0]->columns; ++i) {

@@ -17,14 +17,12 @@ std::expected<Words, std::string> ModuleWriter::write() {
     for (const ir::Entry* entry : module_.entries)
         if (entry->stage == Stage::fragment)
             for (const ir::Variable* variable : *entry->interface)
-                if (variable->kind == ir::Variable::Kind::input)
-                    fragmentInputs_[variable->id] = true;
+                if (variable->kind == ir::Variable::Kind::input) fragmentInputs_[variable->id] = true;
     for (const ir::Function* function : module_.functions)
         writeFunction(*function);
     for (const ir::Entry* entry : module_.entries)
         writeEntry(*entry);
-    if (!failure_.empty())
-        return std::unexpected(failure_);
+    if (!failure_.empty()) return std::unexpected(failure_);
     return asm_.assemble();
 }
 
@@ -33,22 +31,19 @@ std::expected<std::vector<std::uint32_t>, std::string> write(const ir::Module& m
 }
 
 Id ModuleWriter::fail(std::string what) {
-    if (failure_.empty())
-        failure_ = std::move(what);
+    if (failure_.empty()) failure_ = std::move(what);
     return asm_.newId();
 }
 
 Id ModuleWriter::functionId(const ir::Function& function) {
     Id& id = functions_[function.id];
-    if (id == 0)
-        id = asm_.newId();
+    if (id == 0) id = asm_.newId();
     return id;
 }
 
 Id ModuleWriter::value(const ir::Value& wanted) {
     Id& slot = values_[wanted.id];
-    if (slot != 0)
-        return slot;
+    if (slot != 0) return slot;
     switch (wanted.kind) {
     case ir::Value::Kind::constant: {
         const Id id = constant(wanted);
@@ -63,8 +58,7 @@ Id ModuleWriter::value(const ir::Value& wanted) {
 }
 
 void ModuleWriter::bind(const Instruction& instruction, Id id) {
-    if (instruction.result != nullptr)
-        values_[instruction.result->id] = id;
+    if (instruction.result != nullptr) values_[instruction.result->id] = id;
 }
 
 void ModuleWriter::writeFunction(const ir::Function& function) {
@@ -80,8 +74,7 @@ void ModuleWriter::writeFunction(const ir::Function& function) {
         for (const std::uint32_t word : typeOperands)
             hash = (hash ^ word) * 1099511628211ULL;
         for (const auto& [key, operands, id] : functionTypes_)
-            if (key == hash && operands == typeOperands)
-                functionType = id;
+            if (key == hash && operands == typeOperands) functionType = id;
         if (functionType == 0) {
             functionType = asm_.newType(spv::Op::OpTypeFunction, typeOperands);
             functionTypes_.push_back({hash, typeOperands, functionType});
@@ -89,8 +82,7 @@ void ModuleWriter::writeFunction(const ir::Function& function) {
     }
 
     const Id id = functionId(function);
-    if (options_.debugNames)
-        asm_.name(id, function.name);
+    if (options_.debugNames) asm_.name(id, function.name);
     asm_.beginFunction();
     asm_.code(spv::Op::OpFunction, {logicalType(function.returnType), id, 0, functionType});
     std::size_t next = 1;
@@ -103,10 +95,9 @@ void ModuleWriter::writeFunction(const ir::Function& function) {
     if (function.locals != nullptr) {
         for (const ir::Variable* local : *function.locals) {
             const Id initializer = local->initializer != nullptr ? value(*local->initializer) : 0;
-            locals_[local->id] = asm_.functionVariable(
-                pointerType(spv::StorageClass::Function, logicalType(local->type)), initializer);
-            if (options_.debugNames && !local->name.empty())
-                asm_.name(locals_[local->id], local->name);
+            locals_[local->id] =
+                asm_.functionVariable(pointerType(spv::StorageClass::Function, logicalType(local->type)), initializer);
+            if (options_.debugNames && !local->name.empty()) asm_.name(locals_[local->id], local->name);
         }
     }
     targets_ = {};
@@ -147,19 +138,16 @@ void ModuleWriter::writeIf(const Instruction& instruction) {
     const Id merge = asm_.newId();
     const Id thenLabel = thenBlock.isEmpty() ? merge : asm_.newId();
     const Id elseLabel = elseBlock.isEmpty() ? merge : asm_.newId();
-    if (thenLabel == merge && elseLabel == merge)
-        return;
+    if (thenLabel == merge && elseLabel == merge) return;
     asm_.code(spv::Op::OpSelectionMerge, {merge, 0});
     asm_.code(spv::Op::OpBranchConditional, {condition, thenLabel, elseLabel});
     if (thenLabel != merge) {
         label(thenLabel);
-        if (writeBlock(thenBlock))
-            branch(merge);
+        if (writeBlock(thenBlock)) branch(merge);
     }
     if (elseLabel != merge) {
         label(elseLabel);
-        if (writeBlock(elseBlock))
-            branch(merge);
+        if (writeBlock(elseBlock)) branch(merge);
     }
     label(merge);
 }
@@ -210,8 +198,7 @@ void ModuleWriter::writeLoop(const Instruction& instruction) {
         rest.last = body.last;
         isOpen = writeBlock(rest);
     }
-    if (isOpen)
-        branch(continueLabel);
+    if (isOpen) branch(continueLabel);
 
     label(continueLabel);
     const bool continues = writeBlock(continuing);
@@ -231,15 +218,13 @@ void ModuleWriter::writeSwitch(const Instruction& instruction) {
     Id defaultLabel = merge;
     for (const ir::SwitchCase& switchCase : instruction.cases) {
         labels.push_back(asm_.newId());
-        if (switchCase.isDefault)
-            defaultLabel = labels.back();
+        if (switchCase.isDefault) defaultLabel = labels.back();
     }
     Words operands = {value(selector), defaultLabel};
     for (std::size_t i = 0; i < instruction.cases.size(); ++i) {
         for (const std::int64_t literal : instruction.cases[i].values) {
             operands.push_back(static_cast<std::uint32_t>(literal));
-            if (isWide)
-                operands.push_back(static_cast<std::uint32_t>(static_cast<std::uint64_t>(literal) >> 32));
+            if (isWide) operands.push_back(static_cast<std::uint32_t>(static_cast<std::uint64_t>(literal) >> 32));
             operands.push_back(labels[i]);
         }
     }
@@ -249,8 +234,7 @@ void ModuleWriter::writeSwitch(const Instruction& instruction) {
     targets_.breakTo = merge;
     for (std::size_t i = 0; i < instruction.cases.size(); ++i) {
         label(labels[i]);
-        if (writeBlock(*instruction.cases[i].block))
-            branch(merge);
+        if (writeBlock(*instruction.cases[i].block)) branch(merge);
     }
     targets_ = outer;
     label(merge);
@@ -264,7 +248,8 @@ void ModuleWriter::writeInstruction(const Instruction& instruction) {
     case Op::store: store(*instruction.place, operand(0)); return;
     case Op::arrayLength: bind(instruction, arrayLength(*instruction.place)); return;
     case Op::builtin: bind(instruction, builtin(instruction)); return;
-    case Op::discard: asm_.capability(spv::Capability::DemoteToHelperInvocation);
+    case Op::discard:
+        asm_.capability(spv::Capability::DemoteToHelperInvocation);
         asm_.code(spv::Op::OpDemoteToHelperInvocation, {});
         return;
     case Op::construct: {
@@ -282,14 +267,12 @@ void ModuleWriter::writeInstruction(const Instruction& instruction) {
         else
             operands = {operand(0)};
         operands.insert(operands.end(), instruction.indices.begin(), instruction.indices.end());
-        const spv::Op op =
-            instruction.op == Op::insert ? spv::Op::OpCompositeInsert : spv::Op::OpCompositeExtract;
+        const spv::Op op = instruction.op == Op::insert ? spv::Op::OpCompositeInsert : spv::Op::OpCompositeExtract;
         bind(instruction, asm_.result(op, logicalType(type), operands));
         return;
     }
     case Op::extractDynamic:
-        bind(instruction,
-             asm_.result(spv::Op::OpVectorExtractDynamic, logicalType(type), {operand(0), operand(1)}));
+        bind(instruction, asm_.result(spv::Op::OpVectorExtractDynamic, logicalType(type), {operand(0), operand(1)}));
         return;
     case Op::shuffle: {
         const Id first = operand(0);
@@ -321,8 +304,7 @@ void ModuleWriter::collectUses(const ir::Block& block, std::vector<const ir::Var
             uses.push_back(variable);
     };
     for (const Instruction* instruction = block.first; instruction != nullptr; instruction = instruction->next) {
-        if (instruction->place != nullptr)
-            add(instruction->place->root);
+        if (instruction->place != nullptr) add(instruction->place->root);
         if (instruction->op == Op::call) {
             for (const ir::Variable* variable : usesOf(*instruction->callee))
                 add(variable);
@@ -336,8 +318,7 @@ void ModuleWriter::collectUses(const ir::Block& block, std::vector<const ir::Var
 
 const std::vector<const ir::Variable*>& ModuleWriter::usesOf(const ir::Function& function) {
     const auto found = uses_.find(function.id);
-    if (found != uses_.end())
-        return found->second;
+    if (found != uses_.end()) return found->second;
     std::vector<const ir::Variable*> uses;
     collectUses(*function.body, uses);
     return uses_[function.id] = std::move(uses);
@@ -360,10 +341,8 @@ void ModuleWriter::writeEntry(const ir::Entry& entry) {
     case Stage::fragment:
         asm_.entryPoint(spv::ExecutionModel::Fragment, function, entry.name, interface);
         asm_.executionMode(function, spv::ExecutionMode::OriginUpperLeft);
-        if (entry.earlyFragmentTests)
-            asm_.executionMode(function, spv::ExecutionMode::EarlyFragmentTests);
-        if (entry.usesDepthOutput)
-            asm_.executionMode(function, spv::ExecutionMode::DepthReplacing);
+        if (entry.earlyFragmentTests) asm_.executionMode(function, spv::ExecutionMode::EarlyFragmentTests);
+        if (entry.usesDepthOutput) asm_.executionMode(function, spv::ExecutionMode::DepthReplacing);
         break;
     case Stage::kernel:
         asm_.entryPoint(spv::ExecutionModel::GLCompute, function, entry.name, interface);

@@ -46,8 +46,7 @@ constexpr BuiltInRow builtInRows[] = {
 
 const BuiltInRow* builtInRow(SystemValue systemValue) {
     for (const BuiltInRow& row : builtInRows)
-        if (row.systemValue == systemValue)
-            return &row;
+        if (row.systemValue == systemValue) return &row;
     return nullptr;
 }
 
@@ -59,12 +58,10 @@ TypeRef ModuleWriter::interfaceType(const Variable& variable) {
     TypeTable& types = module_.types;
     const TypeRef type = variable.type;
     if (const BuiltInRow* row = builtInRow(variable.systemValue)) {
-        if (row->count != 0)
-            return types.vector(row->kind, row->count);
+        if (row->count != 0) return types.vector(row->kind, row->count);
         return type->is(TypeKind::array) ? type : types.array(types.scalar(row->kind), 1);
     }
-    if (!type->isScalar() && !type->isVector())
-        return type;
+    if (!type->isScalar() && !type->isVector()) return type;
     switch (type->scalar) {
     case ScalarKind::half: return types.vector(ScalarKind::float_, type->columns);
     case ScalarKind::char_:
@@ -96,13 +93,10 @@ void ModuleWriter::decorateInterface(const Variable& variable, const Global& dec
         }
     } else {
         asm_.decorate(id, spv::Decoration::Location, {variable.location});
-        if (variable.index != 0)
-            asm_.decorate(id, spv::Decoration::Index, {variable.index});
+        if (variable.index != 0) asm_.decorate(id, spv::Decoration::Index, {variable.index});
     }
-    if (variable.isInvariant)
-        asm_.decorate(id, spv::Decoration::Invariant);
-    if (!fragmentInputs_[variable.id])
-        return;
+    if (variable.isInvariant) asm_.decorate(id, spv::Decoration::Invariant);
+    if (!fragmentInputs_[variable.id]) return;
 
     TypeRef scalarHolder = declared.declared;
     while (scalarHolder->is(TypeKind::array))
@@ -121,8 +115,7 @@ void ModuleWriter::decorateInterface(const Variable& variable, const Global& dec
 }
 
 ModuleWriter::Global& ModuleWriter::global(const Variable& variable) {
-    if (globals_[variable.id].id != 0)
-        return globals_[variable.id];
+    if (globals_[variable.id].id != 0) return globals_[variable.id];
     Global made;
     switch (variable.kind) {
     case Variable::Kind::buffer: {
@@ -133,8 +126,7 @@ ModuleWriter::Global& ModuleWriter::global(const Variable& variable) {
         made.id = asm_.globalVariable(pointerType(made.storage, block), made.storage);
         asm_.decorate(made.id, spv::Decoration::DescriptorSet, {variable.set});
         asm_.decorate(made.id, spv::Decoration::Binding, {variable.binding});
-        if (!isUniform && !variable.isWritable)
-            asm_.decorate(made.id, spv::Decoration::NonWritable);
+        if (!isUniform && !variable.isWritable) asm_.decorate(made.id, spv::Decoration::NonWritable);
         break;
     }
     case Variable::Kind::constantTable:
@@ -155,8 +147,7 @@ ModuleWriter::Global& ModuleWriter::global(const Variable& variable) {
         break;
     default: fail("the variable '" + std::string(variable.name) + "' cannot be written"); made.id = asm_.newId();
     }
-    if (options_.debugNames && !variable.name.empty())
-        asm_.name(made.id, variable.name);
+    if (options_.debugNames && !variable.name.empty()) asm_.name(made.id, variable.name);
     return globals_[variable.id] = made;
 }
 
@@ -168,20 +159,17 @@ Id ModuleWriter::placePointer(const ir::Place& place, spv::StorageClass& storage
         storage = spv::StorageClass::Function;
         inMemory = false;
         base = locals_[root.id];
-        if (base == 0)
-            return fail("the local variable '" + std::string(root.name) + "' belongs to another function");
+        if (base == 0) return fail("the local variable '" + std::string(root.name) + "' belongs to another function");
     } else {
         const Global& target = global(root);
         storage = target.storage;
         inMemory = target.inMemory;
         base = target.id;
-        if (root.kind == Variable::Kind::buffer)
-            indices.push_back(uintConstant(0)); // into the block
+        if (root.kind == Variable::Kind::buffer) indices.push_back(uintConstant(0)); // into the block
     }
     for (const ir::Step& step : place.steps)
         indices.push_back(step.value != nullptr ? value(*step.value) : uintConstant(step.number));
-    if (indices.empty())
-        return base;
+    if (indices.empty()) return base;
     const Id pointee = inMemory ? memoryType(place.type) : logicalType(place.type);
     indices.insert(indices.begin(), base);
     return asm_.result(spv::Op::OpAccessChain, pointerType(storage, pointee), indices);
@@ -194,8 +182,7 @@ Id ModuleWriter::load(const ir::Place& place) {
         if (input.declared != root.type) {
             Id whole = asm_.result(spv::Op::OpLoad, logicalType(input.declared), {input.id});
             whole = adaptInput(input.declared, root.type, whole);
-            if (place.steps.empty())
-                return whole;
+            if (place.steps.empty()) return whole;
             Words operands = {whole};
             for (const ir::Step& step : place.steps) {
                 if (step.value != nullptr)
@@ -234,16 +221,13 @@ void ModuleWriter::store(const ir::Place& place, Id stored) {
     spv::StorageClass storage{};
     bool inMemory = false;
     const Id pointer = placePointer(place, storage, inMemory);
-    if (inMemory && hasMemoryForm(place.type))
-        stored = toMemory(place.type, stored);
+    if (inMemory && hasMemoryForm(place.type)) stored = toMemory(place.type, stored);
     asm_.code(spv::Op::OpStore, {pointer, stored});
 }
 
 Id ModuleWriter::fromMemory(TypeRef type, Id stored) {
-    if (!hasMemoryForm(type))
-        return stored;
-    if (!holdsBool(type))
-        return asm_.result(spv::Op::OpCopyLogical, logicalType(type), {stored});
+    if (!hasMemoryForm(type)) return stored;
+    if (!holdsBool(type)) return asm_.result(spv::Op::OpCopyLogical, logicalType(type), {stored});
     if (type->is(TypeKind::struct_) || type->is(TypeKind::array)) {
         Words parts;
         const std::size_t count = type->is(TypeKind::array) ? type->count : type->structDecl->fields.size();
@@ -258,10 +242,8 @@ Id ModuleWriter::fromMemory(TypeRef type, Id stored) {
 }
 
 Id ModuleWriter::toMemory(TypeRef type, Id logical) {
-    if (!hasMemoryForm(type))
-        return logical;
-    if (!holdsBool(type))
-        return asm_.result(spv::Op::OpCopyLogical, memoryType(type), {logical});
+    if (!hasMemoryForm(type)) return logical;
+    if (!holdsBool(type)) return asm_.result(spv::Op::OpCopyLogical, memoryType(type), {logical});
     if (type->is(TypeKind::struct_) || type->is(TypeKind::array)) {
         Words parts;
         const std::size_t count = type->is(TypeKind::array) ? type->count : type->structDecl->fields.size();

@@ -102,9 +102,9 @@ class ModuleWriter {
     std::vector<Id> logicalTypes_; // by Type::id
     std::vector<Id> memoryTypes_;
     std::unordered_map<std::uint64_t, Id> pointerTypes_;
-    std::vector<Id> values_;       // by Value::id
-    std::vector<Global> globals_;  // by Variable::id
-    std::vector<Id> locals_;       // by Variable::id: locals and pointer parameters
+    std::vector<Id> values_;                          // by Value::id
+    std::vector<Global> globals_;                     // by Variable::id
+    std::vector<Id> locals_;                          // by Variable::id: locals and pointer parameters
     std::unordered_map<std::uint32_t, Id> functions_; // by Function::id
 
     struct FunctionType {
@@ -113,15 +113,16 @@ class ModuleWriter {
         Id id;
     };
     std::vector<FunctionType> functionTypes_;
-    Id frexpTypes_[5] = {};  // by component count: mantissa and exponent
-    Id localSize_[3] = {};   // the specialisation constants of kernels
+    Id frexpTypes_[5] = {}; // by component count: mantissa and exponent
+    Id localSize_[3] = {};  // the specialisation constants of kernels
     struct Targets {
         Id breakTo = 0;
         Id continueTo = 0;
     };
     Targets targets_;
     std::vector<bool> fragmentInputs_; // by Variable::id
-    std::unordered_map<std::uint32_t, std::vector<const ir::Variable*>> uses_; // by Function::id: globals, callees included
+    std::unordered_map<std::uint32_t, std::vector<const ir::Variable*>>
+        uses_; // by Function::id: globals, callees included
 };
 
 } // namespace msl::spirv

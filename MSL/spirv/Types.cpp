@@ -7,15 +7,15 @@
 
 namespace msl::spirv {
 
-Id ModuleWriter::boolType() { return asm_.internedType(spv::Op::OpTypeBool, {}); }
+Id ModuleWriter::boolType() {
+    return asm_.internedType(spv::Op::OpTypeBool, {});
+}
 
 Id ModuleWriter::scalarType(ScalarKind kind) {
-    if (kind == ScalarKind::bool_)
-        return boolType();
+    if (kind == ScalarKind::bool_) return boolType();
     const std::uint32_t width = byteSize(kind) * 8;
     if (isFloating(kind)) {
-        if (width == 16)
-            asm_.capability(spv::Capability::Float16);
+        if (width == 16) asm_.capability(spv::Capability::Float16);
         return asm_.internedType(spv::Op::OpTypeFloat, {width});
     }
     if (width == 8)
@@ -40,19 +40,16 @@ bool ModuleWriter::holdsBool(TypeRef type) {
     case TypeKind::array: return holdsBool(type->element);
     case TypeKind::struct_:
         for (const VarDecl* field : type->structDecl->fields)
-            if (holdsBool(field->type))
-                return true;
+            if (holdsBool(field->type)) return true;
         return false;
     default: return false;
     }
 }
 
 Id ModuleWriter::logicalType(TypeRef type) {
-    if (type->id >= logicalTypes_.size())
-        logicalTypes_.resize(module_.types.typeCount() + 1, 0);
+    if (type->id >= logicalTypes_.size()) logicalTypes_.resize(module_.types.typeCount() + 1, 0);
     Id& slot = logicalTypes_[type->id];
-    if (slot != 0)
-        return slot;
+    if (slot != 0) return slot;
     Id id = 0;
     switch (type->kind) {
     case TypeKind::void_: id = asm_.internedType(spv::Op::OpTypeVoid, {}); break;
@@ -77,10 +74,8 @@ Id ModuleWriter::logicalType(TypeRef type) {
 }
 
 Id ModuleWriter::memoryType(TypeRef type) {
-    if (type->id >= memoryTypes_.size())
-        memoryTypes_.resize(module_.types.typeCount() + 1, 0);
-    if (memoryTypes_[type->id] != 0)
-        return memoryTypes_[type->id];
+    if (type->id >= memoryTypes_.size()) memoryTypes_.resize(module_.types.typeCount() + 1, 0);
+    if (memoryTypes_[type->id] != 0) return memoryTypes_[type->id];
     Id id = 0;
     switch (type->kind) {
     case TypeKind::scalar:
@@ -116,8 +111,7 @@ Id ModuleWriter::memoryType(TypeRef type) {
             const std::uint32_t operands[] = {element, uintConstant(static_cast<std::uint32_t>(type->count))};
             id = asm_.newType(spv::Op::OpTypeArray, operands);
         }
-        asm_.decorate(id, spv::Decoration::ArrayStride,
-                      {static_cast<std::uint32_t>(layoutOf(type->element).size)});
+        asm_.decorate(id, spv::Decoration::ArrayStride, {static_cast<std::uint32_t>(layoutOf(type->element).size)});
         break;
     }
     case TypeKind::struct_: id = structType(type, true); break;
@@ -128,8 +122,7 @@ Id ModuleWriter::memoryType(TypeRef type) {
 
 Id ModuleWriter::structType(TypeRef type, bool inMemory) {
     const StructDecl& decl = *type->structDecl;
-    if (decl.isUnion)
-        return fail("the union '" + typeName(type) + "' cannot be written");
+    if (decl.isUnion) return fail("the union '" + typeName(type) + "' cannot be written");
     Words members;
     for (const VarDecl* field : decl.fields)
         members.push_back(inMemory ? memoryType(field->type) : logicalType(field->type));
@@ -154,8 +147,7 @@ Id ModuleWriter::structType(TypeRef type, bool inMemory) {
 void ModuleWriter::decorateMatrixMember(Id structId, std::uint32_t member, TypeRef type) {
     while (type->is(TypeKind::array))
         type = type->element;
-    if (!type->isMatrix())
-        return;
+    if (!type->isMatrix()) return;
     asm_.memberDecorate(structId, member, spv::Decoration::ColMajor);
     asm_.memberDecorate(structId, member, spv::Decoration::MatrixStride,
                         {static_cast<std::uint32_t>(layoutOf(type).size / type->columns)});
@@ -163,8 +155,7 @@ void ModuleWriter::decorateMatrixMember(Id structId, std::uint32_t member, TypeR
 
 Id ModuleWriter::pointerType(spv::StorageClass storage, Id pointee) {
     Id& slot = pointerTypes_[static_cast<std::uint64_t>(storage) << 32 | pointee];
-    if (slot == 0)
-        slot = asm_.internedType(spv::Op::OpTypePointer, {static_cast<std::uint32_t>(storage), pointee});
+    if (slot == 0) slot = asm_.internedType(spv::Op::OpTypePointer, {static_cast<std::uint32_t>(storage), pointee});
     return slot;
 }
 
@@ -184,8 +175,7 @@ Id ModuleWriter::scalarConstant(TypeRef scalar, std::uint64_t bits) {
         return asm_.internedConstant(bits != 0 ? spv::Op::OpConstantTrue : spv::Op::OpConstantFalse, type, {});
     std::uint32_t words[2] = {static_cast<std::uint32_t>(bits), static_cast<std::uint32_t>(bits >> 32)};
     const unsigned size = byteSize(kind);
-    if (size == 8)
-        return asm_.internedConstant(spv::Op::OpConstant, type, words);
+    if (size == 8) return asm_.internedConstant(spv::Op::OpConstant, type, words);
     // Narrow integers are sign-extended to the word where their type is signed.
     if (size < 4) {
         const unsigned unused = 32 - size * 8;
@@ -206,16 +196,14 @@ Id ModuleWriter::splatConstant(TypeRef type, double value) {
     else
         bits = static_cast<std::uint64_t>(static_cast<std::int64_t>(value));
     const Id scalar = scalarConstant(module_.types.scalar(kind), bits);
-    if (type->columns == 1)
-        return scalar;
+    if (type->columns == 1) return scalar;
     const Words parts(type->columns, scalar);
     return asm_.internedConstant(spv::Op::OpConstantComposite, logicalType(type), parts);
 }
 
 Id ModuleWriter::intConstant(TypeRef type, std::int64_t value) {
     const Id scalar = scalarConstant(module_.types.scalar(type->scalar), static_cast<std::uint64_t>(value));
-    if (type->columns == 1)
-        return scalar;
+    if (type->columns == 1) return scalar;
     const Words parts(type->columns, scalar);
     return asm_.internedConstant(spv::Op::OpConstantComposite, logicalType(type), parts);
 }
@@ -223,10 +211,8 @@ Id ModuleWriter::intConstant(TypeRef type, std::int64_t value) {
 Id ModuleWriter::constant(const ir::Value& constantValue) {
     const TypeRef type = constantValue.type;
     const bool isComposite = !type->isScalar() && !type->is(TypeKind::enum_);
-    if (!isComposite)
-        return scalarConstant(type, constantValue.bits);
-    if (constantValue.parts.empty())
-        return nullConstant(type);
+    if (!isComposite) return scalarConstant(type, constantValue.bits);
+    if (constantValue.parts.empty()) return nullConstant(type);
     Words parts;
     for (const ir::Value* part : constantValue.parts)
         parts.push_back(value(*part));

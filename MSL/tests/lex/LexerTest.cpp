@@ -83,8 +83,9 @@ TEST(Lexer, ReportsStrayCharactersAndReadsOn) {
          "b\n  ^\n"},
         {"a \xE2\x88\x92 b", "a - b",
          "t:1:3: error: unexpected character <U+2212>; did you mean '-'?\na \xE2\x88\x92 b\n  ^\n"},
-        {std::string_view("a\0b", 3), "a b", "t:1:2: error: unexpected character <U+0000>\na\xEF\xBF\xBD"
-                                             "b\n ^\n"},
+        {std::string_view("a\0b", 3), "a b",
+         "t:1:2: error: unexpected character <U+0000>\na\xEF\xBF\xBD"
+         "b\n ^\n"},
         {"a \xFF b", "a b", "t:1:3: error: unexpected character <FF>\na \xEF\xBF\xBD b\n  ^\n"},
         {"a /* b", "a", "t:1:3: error: unterminated /* comment\na /* b\n  ^\n"},
         {"a \"b\nc", "a|c", "t:1:3: error: missing terminating '\"' character\na \"b\n  ^\n"},

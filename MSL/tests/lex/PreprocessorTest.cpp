@@ -20,11 +20,9 @@ Result preprocess(std::string_view text, std::size_t foreignBegin = 0, std::size
     Result result;
     Token token;
     for (preprocessor.next(token); !token.is(TokenKind::eof); preprocessor.next(token)) {
-        if (!result.tokens.empty())
-            result.tokens += ' ';
+        if (!result.tokens.empty()) result.tokens += ' ';
         result.tokens += token.is(TokenKind::regionEnd) ? std::string_view("<end>") : spelling(token);
-        if (result.tokens.size() > 10'000)
-            break;
+        if (result.tokens.size() > 10'000) break;
     }
     result.errors = diagnostics.errorText();
     result.warnings = diagnostics.warningText();
@@ -126,7 +124,7 @@ TEST(Preprocessor, ReportsFaults) {
         {"#if 1\n#else\n#else\n#endif", "t:3:2: error: #else after #else\n#else\n ^\n"},
         {"#if\n#endif", "t:1:2: error: expected value in expression\n#if\n ^\n"},
         {"#if (1\n#endif", "t:1:7: error: expected ')' in preprocessor expression\n#if (1\n      ^\n"
-                            "t:1:5: note: to match this '('\n#if (1\n    ^\n"},
+                           "t:1:5: note: to match this '('\n#if (1\n    ^\n"},
         {"#if 1 / 0\n#endif", "t:1:7: error: division by zero in preprocessor expression\n#if 1 / 0\n      ^\n"},
         {"#if 1.0\n#endif", "t:1:5: error: floating point literal in preprocessor expression\n#if 1.0\n    ^\n"},
         {"#error nothing here", "t:1:2: error: nothing here\n#error nothing here\n ^\n"},
@@ -134,8 +132,10 @@ TEST(Preprocessor, ReportsFaults) {
         {"#define", "t:1:8: error: macro name missing\n#define\n       ^\n"},
         {"#define 3", "t:1:9: error: macro name must be an identifier\n#define 3\n        ^\n"},
         {"#define F(a", "t:1:12: error: missing ')' in macro parameter list\n#define F(a\n           ^\n"},
-        {"#define F(a) #b", "t:1:14: error: '#' is not followed by a macro parameter\n#define F(a) #b\n             ^\n"},
-        {"#define F a ##", "t:1:13: error: '##' cannot appear at end of macro expansion\n#define F a ##\n            ^\n"},
+        {"#define F(a) #b",
+         "t:1:14: error: '#' is not followed by a macro parameter\n#define F(a) #b\n             ^\n"},
+        {"#define F a ##",
+         "t:1:13: error: '##' cannot appear at end of macro expansion\n#define F a ##\n            ^\n"},
         {"#line x", "t:1:7: error: #line directive requires a positive integer argument\n#line x\n      ^\n"},
         {"#line 3 x", "t:1:9: error: invalid filename for #line directive\n#line 3 x\n        ^\n"},
         {"#define F(a) a\nF(1, 2)",
@@ -145,7 +145,7 @@ TEST(Preprocessor, ReportsFaults) {
          "t:2:1: error: too few arguments provided to function-like macro invocation\nF(1)\n^\n"
          "t:1:9: note: macro 'F' defined here\n#define F(a, b) a\n        ^\n"},
         {"#define F(a) a\nF(1", "t:2:1: error: unterminated function-like macro invocation\nF(1\n^\n"
-                               "t:1:9: note: macro 'F' defined here\n#define F(a) a\n        ^\n"},
+                                "t:1:9: note: macro 'F' defined here\n#define F(a) a\n        ^\n"},
         {"#define CAT(a, b) a ## b\nCAT(+, x)",
          "t:2:5: error: pasting formed '+x', an invalid preprocessing token\nCAT(+, x)\n    ^\n"},
     };

@@ -24,8 +24,7 @@ inline Parsed parsed(std::string_view text, std::size_t foreignBegin = 0, std::s
     TranslationUnit* unit = parse(sources, identifiers, arena, diagnostics, limit);
     Parsed result;
     result.tree = dump(*unit);
-    if (diagnostics.hasErrors())
-        result.errors = diagnostics.errorText();
+    if (diagnostics.hasErrors()) result.errors = diagnostics.errorText();
     return result;
 }
 
@@ -55,8 +54,7 @@ inline Hosted hosted(std::string_view user) {
                   "#line 1 \"shader.metal\"\n";
     result.begin = result.text.size();
     result.text += user;
-    if (!user.ends_with('\n'))
-        result.text += '\n';
+    if (!user.ends_with('\n')) result.text += '\n';
     result.end = result.text.size();
     result.text += "\n#line 1 \"gh_host\"\n"
                    "fragment float4 gh_fragment(constant Uniforms& u [[buffer(0)]]) {\n    return shade(u);\n}\n";

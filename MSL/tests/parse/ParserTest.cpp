@@ -29,7 +29,8 @@ TEST(Parser, ReadsDeclarations) {
         {"void f(thread float& x, const device float* p, float a[3], thread float (&w)[4]) {}",
          "function f(x: thread float&, p: device const float*, a: float[3], w: thread float[4]&) -> void"},
         {"void f(device float* device* p, float device* q, const thread float* const r, constant float&, void*);",
-         "function f(p: device float* device *, q: device float*, r: thread const float*const, <none>: constant float&, "
+         "function f(p: device float* device *, q: device float*, r: thread const float*const, <none>: constant "
+         "float&, "
          "<none>: void*) -> void"},
         {"unsigned int f(unsigned a, long int b, unsigned char c, short int d, signed e);",
          "function f(a: uint, b: long, c: uchar, d: short, e: int) -> uint"},
@@ -50,10 +51,12 @@ TEST(Parser, ReadsDeclarations) {
          "  [[position]] field p: float4"},
         {"struct L { float power = 1.0; float3 d{1.0}; static constexpr int n = 3; };",
          "struct L\n  field power: float = 1f\n  field d: float3 {1f}\n  static constexpr global n: int = 3"},
-        {"class C : public B { public: C(float a) : x(a), y{1} {} float get() const { return x; } private: float x, y; };",
+        {"class C : public B { public: C(float a) : x(a), y{1} {} float get() const { return x; } private: float x, y; "
+         "};",
          "class C : B\n  constructor C(a: float) : x(a) : y{1}\n  function get() -> float const\n    return x\n"
          "  field x: float\n  field y: float"},
-        {"struct S { float f() const constant; S operator+(S o) const; float operator()(int i); operator float() const; "
+        {"struct S { float f() const constant; S operator+(S o) const; float operator()(int i); operator float() "
+         "const; "
          "float& operator[](int i); };",
          "struct S\n  function f() -> float const constant \n  function operator+(o: S) -> S const\n"
          "  function operator()(i: int) -> float\n  conversion operator conversion() -> float const\n"

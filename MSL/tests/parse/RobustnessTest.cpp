@@ -64,8 +64,7 @@ TEST(Robustness, SurvivesEveryTruncation) {
     for (std::size_t length = 0; length <= source.size(); ++length) {
         // A macro or struct that swallows the host's names is the user's affair; a text cut in the middle never is.
         expectSurvives(source.substr(0, length));
-        if (::testing::Test::HasFailure())
-            return;
+        if (::testing::Test::HasFailure()) return;
     }
 }
 
@@ -110,7 +109,8 @@ float2 sound(float t) {
             Hosted text = hosted(std::string(typed.substr(0, cut)) + std::string(typed.substr(end)));
             std::string errors = parsed(text.text, text.begin, text.end).errors;
             std::size_t count = 0;
-            for (std::size_t at = errors.find(": error: "); at != std::string::npos; at = errors.find(": error: ", at + 1))
+            for (std::size_t at = errors.find(": error: "); at != std::string::npos;
+                 at = errors.find(": error: ", at + 1))
                 ++count;
             ++states;
             withTwo += count > 1;

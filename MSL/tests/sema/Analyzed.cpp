@@ -11,8 +11,7 @@ class TreeChecker {
     std::function<void(const VarDecl&)> onVariable = [](const VarDecl&) {};
 
     void check(const Decl* decl) {
-        if (!decl)
-            return;
+        if (!decl) return;
         switch (decl->kind) {
         case DeclKind::variable: variable(*static_cast<const VarDecl*>(decl)); break;
         case DeclKind::function: function(*static_cast<const FunctionDecl*>(decl)); break;
@@ -39,14 +38,11 @@ class TreeChecker {
 
     void variable(const VarDecl& var) {
         onVariable(var);
-        if (!var.type)
-            fault = fault.empty() ? "a variable without a type" : fault;
-        if (!var.initializer)
-            return;
+        if (!var.type) fault = fault.empty() ? "a variable without a type" : fault;
+        if (!var.initializer) return;
         expression(var.initializer);
         if (var.type && var.type->is(TypeKind::reference)) {
-            if (var.initializer->type != var.type->element)
-                fail(var.initializer, "a reference bound to another type");
+            if (var.initializer->type != var.type->element) fail(var.initializer, "a reference bound to another type");
         } else if (var.initializer->type != var.type) {
             fail(var.initializer, "an initializer of another type");
         } else if (var.initializer->category == ValueCategory::lvalue) {
@@ -55,11 +51,9 @@ class TreeChecker {
     }
 
     void function(const FunctionDecl& decl) {
-        if (!decl.templateParameters.empty() || !decl.body)
-            return;
+        if (!decl.templateParameters.empty() || !decl.body) return;
         for (const VarDecl* parameter : decl.parameters)
-            if (!parameter->type)
-                fault = "a parameter without a type";
+            if (!parameter->type) fault = "a parameter without a type";
         const TypeRef outer = returnType_;
         returnType_ = decl.returnType;
         statement(decl.body);
@@ -68,13 +62,11 @@ class TreeChecker {
 
     void boolean(const Expr* condition) {
         expression(condition);
-        if (condition && !condition->type->isBool())
-            fail(condition, "a condition that is no bool");
+        if (condition && !condition->type->isBool()) fail(condition, "a condition that is no bool");
     }
 
     void statement(const Stmt* stmt) {
-        if (!stmt)
-            return;
+        if (!stmt) return;
         switch (stmt->kind) {
         case StmtKind::compound:
             for (const Stmt* child : static_cast<const CompoundStmt*>(stmt)->statements)
@@ -96,10 +88,8 @@ class TreeChecker {
         case StmtKind::for_: {
             const auto& loop = *static_cast<const ForStmt*>(stmt);
             statement(loop.init);
-            if (loop.condition)
-                boolean(loop.condition);
-            if (loop.step)
-                expression(loop.step);
+            if (loop.condition) boolean(loop.condition);
+            if (loop.step) expression(loop.step);
             statement(loop.body);
             break;
         }
@@ -134,12 +124,10 @@ class TreeChecker {
         }
         case StmtKind::return_: {
             const Expr* value = static_cast<const ReturnStmt*>(stmt)->value;
-            if (!value)
-                break;
+            if (!value) break;
             expression(value);
             const TypeRef wanted = returnType_->is(TypeKind::reference) ? returnType_->element : returnType_;
-            if (value->type != wanted)
-                fail(value, "a returned value of another type");
+            if (value->type != wanted) fail(value, "a returned value of another type");
             break;
         }
         default: break;
@@ -148,8 +136,7 @@ class TreeChecker {
 
     void rvalue(const Expr* expr) {
         expression(expr);
-        if (expr->category == ValueCategory::lvalue)
-            fail(expr, "an operand that was not read");
+        if (expr->category == ValueCategory::lvalue) fail(expr, "an operand that was not read");
     }
 
     void expression(const Expr* expr) {
@@ -157,29 +144,24 @@ class TreeChecker {
             fault = fault.empty() ? "a missing expression" : fault;
             return;
         }
-        if (!expr->type)
-            return fail(expr, "an expression without a type");
-        if (expr->type->isError())
-            return fail(expr, "an expression in error");
-        if (expr->type->is(TypeKind::reference) || expr->type->is(TypeKind::auto_) || expr->type->is(TypeKind::overload) ||
-            expr->type->is(TypeKind::dependent))
+        if (!expr->type) return fail(expr, "an expression without a type");
+        if (expr->type->isError()) return fail(expr, "an expression in error");
+        if (expr->type->is(TypeKind::reference) || expr->type->is(TypeKind::auto_) ||
+            expr->type->is(TypeKind::overload) || expr->type->is(TypeKind::dependent))
             return fail(expr, "an expression of a type that no value has");
         switch (expr->kind) {
         case ExprKind::nameRef: {
             const auto& ref = *static_cast<const NameRef*>(expr);
-            if (!ref.isThis && !ref.decl)
-                fail(expr, "a name that stands for nothing");
+            if (!ref.isThis && !ref.decl) fail(expr, "a name that stands for nothing");
             break;
         }
         case ExprKind::member: {
             const auto& member = *static_cast<const Member*>(expr);
             expression(member.base);
-            if (!member.field && member.swizzleCount == 0)
-                fail(expr, "a member that is none");
+            if (!member.field && member.swizzleCount == 0) fail(expr, "a member that is none");
             if (member.field && !member.isArrow && member.base->type->structDecl == nullptr)
                 fail(expr, "a field of no struct");
-            if (member.isArrow && !member.base->type->is(TypeKind::pointer))
-                fail(expr, "an arrow on no pointer");
+            if (member.isArrow && !member.base->type->is(TypeKind::pointer)) fail(expr, "an arrow on no pointer");
             break;
         }
         case ExprKind::index: {
@@ -225,12 +207,10 @@ class TreeChecker {
     void call(const Call& expr) {
         if ((expr.function != nullptr) == (expr.builtin != BuiltinId::none))
             return fail(&expr, "a call of nothing or of two things");
-        if (expr.object)
-            expression(expr.object);
+        if (expr.object) expression(expr.object);
         for (const Expr* argument : expr.arguments)
             expression(argument);
-        if (!expr.function)
-            return;
+        if (!expr.function) return;
         if (expr.arguments.size() != expr.function->parameters.size())
             return fail(&expr, "a call without all its arguments");
         for (std::size_t i = 0; i < expr.arguments.size(); ++i) {
@@ -252,11 +232,9 @@ class TreeChecker {
             unsigned count = 0;
             for (const Expr* argument : expr.arguments) {
                 count += argument->type->columns;
-                if (argument->type->scalar != expr.type->scalar)
-                    fail(argument, "a component of another scalar");
+                if (argument->type->scalar != expr.type->scalar) fail(argument, "a component of another scalar");
             }
-            if (count != expr.type->columns)
-                fail(&expr, "components that do not add up");
+            if (count != expr.type->columns) fail(&expr, "components that do not add up");
             break;
         }
         case ConstructKind::splat:
@@ -265,8 +243,8 @@ class TreeChecker {
             break;
         case ConstructKind::aggregate:
             for (std::size_t i = 0; i < expr.arguments.size(); ++i) {
-                const TypeRef wanted = expr.type->is(TypeKind::array) ? expr.type->element
-                                                                      : expr.type->structDecl->fields[i]->type;
+                const TypeRef wanted =
+                    expr.type->is(TypeKind::array) ? expr.type->element : expr.type->structDecl->fields[i]->type;
                 if (!wanted->is(TypeKind::reference) && expr.arguments[i]->type != wanted)
                     fail(expr.arguments[i], "a member of another type");
             }
@@ -278,17 +256,13 @@ class TreeChecker {
     void binary(const Binary& expr) {
         expression(expr.left);
         expression(expr.right);
-        if (expr.op == BinaryOp::comma)
-            return;
-        if (expr.right->category == ValueCategory::lvalue)
-            fail(&expr, "a right side that was not read");
+        if (expr.op == BinaryOp::comma) return;
+        if (expr.right->category == ValueCategory::lvalue) fail(&expr, "a right side that was not read");
         const TypeRef left = expr.left->type;
         const TypeRef right = expr.right->type;
         if (isAssignment(expr.op)) {
-            if (expr.left->category != ValueCategory::lvalue)
-                fail(&expr, "an assignment to no lvalue");
-            if (expr.op == BinaryOp::assign && left != right)
-                fail(&expr, "an assignment of another type");
+            if (expr.left->category != ValueCategory::lvalue) fail(&expr, "an assignment to no lvalue");
+            if (expr.op == BinaryOp::assign && left != right) fail(&expr, "an assignment of another type");
             if (!expr.computationType)
                 fail(&expr, "an assignment that does not say in which type it computes");
             else if (expr.op != BinaryOp::assign && !left->is(TypeKind::pointer) && !left->isMatrix() &&
@@ -296,8 +270,7 @@ class TreeChecker {
                 fail(&expr, "a right side that is not of the computation's type");
             return;
         }
-        if (expr.left->category == ValueCategory::lvalue)
-            fail(&expr, "a left side that was not read");
+        if (expr.left->category == ValueCategory::lvalue) fail(&expr, "a left side that was not read");
         if (!left->isMatrix() && !right->isMatrix() && !left->is(TypeKind::pointer) && left != right)
             fail(&expr, "operands of unequal types");
     }
@@ -318,8 +291,7 @@ const VarDecl* Analyzed::variable(std::string_view name) const {
     const VarDecl* found = nullptr;
     TreeChecker checker;
     checker.onVariable = [&](const VarDecl& var) {
-        if (var.name && var.name->text == name)
-            found = &var;
+        if (var.name && var.name->text == name) found = &var;
     };
     for (const Decl* decl : unit->declarations)
         checker.check(decl);
