@@ -6,6 +6,7 @@
 #include "GlassHob/ui/SeverityLook.h"
 #include "GlassHob/ui/Theme.h"
 
+#include <algorithm>
 #include <QCoreApplication>
 #include <QMouseEvent>
 #include <QPainter>
@@ -57,11 +58,15 @@ void LineRuler::paintEvent(QPaintEvent* event) {
         else if (isCurrent)
             painter.fillRect(band, themed(Role::curLine));
         painter.setPen(themed(isError ? Role::error : isCurrent ? Role::lineNoCur : Role::lineNo));
-        painter.drawText(QRectF(0, line.top, numberRight + shift, row), Qt::AlignRight | Qt::AlignVCenter,
-                         QString::number(line.blockNumber + 1));
-        if (severity)
-            paintIcon(painter, severityIcon(*severity), QRectF(iconLeft, line.top + (row - 14) / 2.0, 14, 14),
+        const QString number = QString::number(line.blockNumber + 1);
+        painter.drawText(QRectF(0, line.top, numberRight + shift, row), Qt::AlignRight | Qt::AlignVCenter, number);
+        if (severity) {
+            // The icon makes room for a long number.
+            const double numberLeft = numberRight + shift - painter.fontMetrics().horizontalAdvance(number);
+            const double left = std::max(1.0, std::min(double(iconLeft), numberLeft - 14 - 2));
+            paintIcon(painter, severityIcon(*severity), QRectF(left, line.top + (row - 14) / 2.0, 14, 14),
                       themed(severityRole(*severity)), 1.6);
+        }
         if (!editor_->declaredParameter(line.blockNumber).isEmpty()) {
             painter.setRenderHint(QPainter::Antialiasing);
             painter.setPen(Qt::NoPen);
