@@ -1,5 +1,6 @@
 #include "GlassHobRender/LibraryFromMSL.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace glasshob {
@@ -19,6 +20,8 @@ gpu::ArgumentKind argumentKind(msl::BindingKind value) {
     case msl::BindingKind::uniformBuffer: return gpu::ArgumentKind::uniformBuffer;
     case msl::BindingKind::storageBuffer: return gpu::ArgumentKind::storageBuffer;
     case msl::BindingKind::sampledTexture: return gpu::ArgumentKind::sampledTexture;
+    case msl::BindingKind::texelBuffer:
+    case msl::BindingKind::storageTexelBuffer: // of functions that are left out
     case msl::BindingKind::storageTexture: return gpu::ArgumentKind::storageTexture;
     case msl::BindingKind::sampler: return gpu::ArgumentKind::sampler;
     case msl::BindingKind::constexprSampler: return gpu::ArgumentKind::constantSampler;
@@ -89,12 +92,21 @@ gpu::SamplerDescriptor sampler(const msl::SamplerState& state) {
             .maxAnisotropy = state.maxAnisotropy};
 }
 
+// Whether the layer's tables can hold what a function takes. A pasted function that nobody draws with may want more.
+bool fitsTheLayer(const msl::EntryPoint& entry) {
+    return std::ranges::none_of(entry.bindings, [](const msl::Binding& binding) {
+        return binding.arrayCount != 1 || binding.argumentBuffer >= 0 ||
+               binding.kind == msl::BindingKind::texelBuffer || binding.kind == msl::BindingKind::storageTexelBuffer;
+    });
+}
+
 } // namespace
 
 gpu::LibraryDescriptor libraryDescriptor(msl::CompiledLibrary library, std::string label) {
     gpu::LibraryDescriptor descriptor;
     descriptor.label = std::move(label);
     for (const msl::EntryPoint& entry : library.reflection.entryPoints) {
+        if (!fitsTheLayer(entry)) continue;
         gpu::FunctionDescriptor& function = descriptor.functions.emplace_back();
         function.name = entry.name;
         function.stage = stage(entry.stage);

@@ -55,7 +55,12 @@ Binding binding(const ir::Variable& variable) {
     out.binding = variable.binding;
     out.isWritten = variable.isWritable;
     out.samplerState = variable.samplerState;
+    out.argumentBuffer = variable.argumentBuffer;
     TypeRef element = variable.type;
+    if (variable.kind != ir::Variable::Kind::buffer && element->is(TypeKind::array)) {
+        out.arrayCount = static_cast<std::uint32_t>(element->count);
+        element = element->element;
+    }
     if (variable.kind == ir::Variable::Kind::buffer) {
         out.isArray = element->is(TypeKind::array) && element->count == 0;
         if (out.isArray) element = element->element;

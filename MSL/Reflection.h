@@ -4,7 +4,8 @@
 //
 // Binding convention: descriptor set 0 holds the arguments of vertex and kernel functions, set 1 those of fragment
 // functions. [[buffer(n)]] is binding n, [[texture(n)]] binding 32 + n, [[sampler(n)]] binding 160 + n, and the
-// constexpr samplers found in the text are numbered from 176.
+// constexpr samplers found in the text are numbered from 176. The members of an argument buffer at [[buffer(n)]] are
+// bindings of their own: member [[id(m)]] is binding 256 + 64n + m; a member that is a plain value is a uniform buffer.
 #pragma once
 
 #include <array>
@@ -22,6 +23,8 @@ enum class BindingKind : std::uint8_t {
     storageBuffer, // constant T* and device pointers and references: a Vulkan storage buffer in scalar layout
     sampledTexture,
     storageTexture,
+    texelBuffer,        // texture_buffer: a uniform texel buffer
+    storageTexelBuffer, // texture_buffer that is written
     sampler,
     constexprSampler, // an immutable sampler; see Binding::samplerState
 };
@@ -29,6 +32,8 @@ enum class BindingKind : std::uint8_t {
 inline constexpr std::uint32_t textureBindingBase = 32;
 inline constexpr std::uint32_t samplerBindingBase = 160;
 inline constexpr std::uint32_t constexprSamplerBindingBase = 176;
+inline constexpr std::uint32_t argumentBufferBindingBase = 256;
+inline constexpr std::uint32_t argumentBufferBindings = 64; // of each
 
 struct SamplerState {
     enum class Filter : std::uint8_t { nearest, linear };
@@ -53,7 +58,9 @@ struct SamplerState {
 struct Binding {
     std::string name; // the argument's name
     BindingKind kind = BindingKind::uniformBuffer;
-    std::uint32_t metalIndex = 0;
+    std::uint32_t metalIndex = 0;     // [[buffer(n)]], [[texture(n)]] ...; [[id(n)]] in an argument buffer
+    std::int32_t argumentBuffer = -1; // the buffer index of the argument buffer that it is a member of, else -1
+    std::uint32_t arrayCount = 1;     // descriptors of an array of textures or samplers
     std::uint32_t set = 0;
     std::uint32_t binding = 0;
     std::string typeName;            // the pointee of a buffer argument, the texture type of a texture

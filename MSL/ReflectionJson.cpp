@@ -85,8 +85,8 @@ std::string_view name(Stage stage) {
 }
 
 std::string_view name(BindingKind kind) {
-    constexpr std::string_view names[] = {"uniformBuffer",  "storageBuffer", "sampledTexture",
-                                          "storageTexture", "sampler",       "constexprSampler"};
+    constexpr std::string_view names[] = {"uniformBuffer", "storageBuffer",      "sampledTexture", "storageTexture",
+                                          "texelBuffer",   "storageTexelBuffer", "sampler",        "constexprSampler"};
     return names[static_cast<unsigned>(kind)];
 }
 
@@ -157,6 +157,9 @@ std::string toJson(const Reflection& reflection) {
             json.member("name", binding.name);
             json.member("kind", name(binding.kind));
             json.member("metalIndex", binding.metalIndex);
+            if (binding.argumentBuffer >= 0)
+                json.member("argumentBuffer", static_cast<std::uint32_t>(binding.argumentBuffer));
+            if (binding.arrayCount != 1) json.member("arrayCount", binding.arrayCount);
             json.member("set", binding.set);
             json.member("binding", binding.binding);
             json.member("typeName", binding.typeName);

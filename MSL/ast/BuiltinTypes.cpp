@@ -125,10 +125,28 @@ bool isBuiltinTypeName(std::string_view name) {
 
 bool isBuiltinTemplateName(std::string_view name) {
     static constexpr std::string_view names[] = {
-        "array",        "atomic",          "depth2d",         "depth2d_array", "depth2d_ms",
-        "depthcube",    "depthcube_array", "is_same",         "matrix",        "numeric_limits",
-        "packed_vec",   "texture1d",       "texture1d_array", "texture2d",     "texture2d_array",
-        "texture2d_ms", "texture3d",       "texture_buffer",  "texturecube",   "texturecube_array",
+        "array",
+        "atomic",
+        "depth2d",
+        "depth2d_array",
+        "depth2d_ms",
+        "depth2d_ms_array",
+        "depthcube",
+        "depthcube_array",
+        "is_same",
+        "matrix",
+        "numeric_limits",
+        "packed_vec",
+        "texture1d",
+        "texture1d_array",
+        "texture2d",
+        "texture2d_array",
+        "texture2d_ms",
+        "texture2d_ms_array",
+        "texture3d",
+        "texture_buffer",
+        "texturecube",
+        "texturecube_array",
         "vec",
     };
     static_assert(std::ranges::is_sorted(names));

@@ -12,6 +12,7 @@ std::string_view textureName(TextureShape shape) {
     case TextureShape::texture2d: return "texture2d";
     case TextureShape::texture2dArray: return "texture2d_array";
     case TextureShape::texture2dMs: return "texture2d_ms";
+    case TextureShape::texture2dMsArray: return "texture2d_ms_array";
     case TextureShape::texture3d: return "texture3d";
     case TextureShape::cube: return "texturecube";
     case TextureShape::cubeArray: return "texturecube_array";
@@ -19,6 +20,7 @@ std::string_view textureName(TextureShape shape) {
     case TextureShape::depth2d: return "depth2d";
     case TextureShape::depth2dArray: return "depth2d_array";
     case TextureShape::depth2dMs: return "depth2d_ms";
+    case TextureShape::depth2dMsArray: return "depth2d_ms_array";
     case TextureShape::depthCube: return "depthcube";
     case TextureShape::depthCubeArray: return "depthcube_array";
     }

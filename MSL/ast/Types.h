@@ -79,6 +79,7 @@ enum class TextureShape : std::uint8_t {
     texture2d,
     texture2dArray,
     texture2dMs,
+    texture2dMsArray,
     texture3d,
     cube,
     cubeArray,
@@ -86,6 +87,7 @@ enum class TextureShape : std::uint8_t {
     depth2d,
     depth2dArray,
     depth2dMs,
+    depth2dMsArray,
     depthCube,
     depthCubeArray,
 };

@@ -302,6 +302,18 @@ Value* Builder::builtin(BuiltinId id, TypeRef resultType, std::span<Value* const
     return instruction->result;
 }
 
+Value* Builder::textureBuiltin(BuiltinId id, TypeRef resultType, Place* texture, Variable* sampler,
+                               std::span<Value* const> operands, std::span<const TextureOperand> roles) {
+    Instruction* instruction = emit(Op::builtin, resultType, operands);
+    instruction->builtinId = id;
+    instruction->place = texture;
+    if (sampler != nullptr) instruction->variables = module.arena.copy<Variable*>(std::span<Variable*>(&sampler, 1));
+    instruction->indices = module.arena.makeArray<std::uint32_t>(roles.size());
+    for (std::size_t i = 0; i < roles.size(); ++i)
+        instruction->indices[i] = static_cast<std::uint32_t>(roles[i]);
+    return instruction->result;
+}
+
 Value* Builder::call(Function* callee, std::span<Value* const> arguments, std::span<Variable* const> variables) {
     Instruction* instruction = emit(Op::call, callee->returnType, arguments);
     instruction->callee = callee;

@@ -116,9 +116,11 @@ struct Variable {
     std::uint32_t set = 0;
     std::uint32_t binding = 0;
     std::uint32_t metalIndex = 0;
+    std::int32_t argumentBuffer = -1; // the buffer index of the argument buffer that it is a member of
     bool isWritable = false;
     bool isConstexprSampler = false;
     SamplerState samplerState;
+    // A texture or sampler whose type is an array takes one binding with as many descriptors.
 
     // inputs and outputs
     SystemValue systemValue = SystemValue::none;
@@ -212,6 +214,24 @@ enum class Op : std::uint8_t {
     unreachable,
 };
 
+// What an operand of a texture instruction is for. Coordinates of texels, array indices, faces, levels of reads and
+// samples are uints; all others of a sample are floats, offsets ints.
+enum class TextureOperand : std::uint8_t {
+    coordinate, // one component per dimension, without array index and face
+    arrayIndex,
+    face, // of a cube, for reads and writes
+    compare,
+    level, // of a sample: float; of a read: uint
+    bias,
+    gradientX,
+    gradientY,
+    offset,    // a constant
+    component, // a constant
+    sample,
+    texel,        // four components
+    samplerIndex, // the sampler is an element of an array, within its bounds
+};
+
 struct Block {
     Instruction* first = nullptr;
     Instruction* last = nullptr;
@@ -236,7 +256,7 @@ struct Instruction {
     Value* result = nullptr;                   // null when there is none
     std::span<Value*> operands;
     Place* place = nullptr;           // load, store, arrayLength; atomics and texture builtins: their object
-    std::span<std::uint32_t> indices; // extract, insert, shuffle
+    std::span<std::uint32_t> indices; // extract, insert, shuffle; texture builtins: the TextureOperand of each operand
     Function* callee = nullptr;       // call
     std::span<Variable*> variables;   // call: one per pointer parameter; builtin with sampler: the sampler
     std::span<Block*> blocks;         // if_, loop
@@ -344,6 +364,10 @@ class Builder {
     Value* select(Value* condition, Value* whenTrue, Value* whenFalse);
     Value* builtin(BuiltinId id, TypeRef resultType, std::span<Value* const> operands,
                    Precision precision = Precision::standard);
+    // An operation on a texture, or on an element of an array of textures: `texture` says which. `sampler` may be null.
+    // resultType void gives null.
+    Value* textureBuiltin(BuiltinId id, TypeRef resultType, Place* texture, Variable* sampler,
+                          std::span<Value* const> operands, std::span<const TextureOperand> roles);
     Value* call(Function* callee, std::span<Value* const> arguments, std::span<Variable* const> variables);
     Value* arrayLength(Place* place);
     Instruction* if_(Value* condition); // makes both blocks, empty; block stays where it is

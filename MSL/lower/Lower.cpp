@@ -30,6 +30,7 @@ void Lowering::run(const TranslationUnit& unit) {
     assignLocations(unit);
     for (FunctionDecl* function : unit.entryPoints)
         if (!diagnostics_.isFull() && !isTooDeep_) entry(function);
+    listSamplers();
 }
 
 bool Lowering::enter(SourceLocation at) {

@@ -125,9 +125,4 @@ Operand Lowering::callAtomic(const Call& call) {
     return errorOperand(call.type);
 }
 
-Operand Lowering::callTexture(const Call& call) {
-    unsupported(call.location, "a texture is");
-    return errorOperand(call.type);
-}
-
 } // namespace msl

@@ -23,12 +23,7 @@ Access Lowering::globalAccess(VarDecl* variable, SourceLocation at) {
         sampler->bindingKind = BindingKind::constexprSampler;
         sampler->isConstexprSampler = true;
         sampler->samplerState = *variable->samplerState;
-        sampler->binding = constexprSamplerBindingBase + constexprSamplerCount_++;
-        Operand operand;
-        operand.kind = Operand::Kind::resource;
-        operand.type = type;
-        operand.resource = sampler;
-        facts.access = heldAccess(operand);
+        facts.access = heldAccess(resourceOperand(sampler, type));
         facts.isBound = true;
         return facts.access;
     }

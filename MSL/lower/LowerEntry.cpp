@@ -236,62 +236,125 @@ Operand Lowering::stageInput(EntryState& state, TypeRef type) {
                             type);
 }
 
-Access Lowering::resourceParameter(EntryState& state, VarDecl* parameter) {
-    const TypeRef type = parameter->type;
-    const bool isTexture = type->is(TypeKind::texture);
-    const bool isSampler = type->is(TypeKind::sampler);
+// What a buffer parameter stands for: the parameter itself must be a reference or pointer to something that can lie in
+// memory. Null, with a message, when it is not.
+ir::Variable* Lowering::bufferVariable(const ResourceSlot& slot, TypeRef type, SourceLocation at) {
     const bool isPointer = type->is(TypeKind::pointer);
-    const std::uint32_t index = numberOf(findAttribute(parameter->attributes, isTexture   ? "texture"
-                                                                              : isSampler ? "sampler"
-                                                                                          : "buffer"));
-    TypeRef held = type;
-    if (!isTexture && !isSampler) held = isPointer ? module_.types.array(type->element, 0) : type->element;
-    if (!isTexture && !isSampler && (type->space == AddressSpace::threadgroup || isOpaque(type->element))) {
-        unsupported(parameter->location, "a parameter of type '" + typeName(type) + "' is");
-        return errorAccess(type->is(TypeKind::reference) ? type->element : type);
+    if (type->space == AddressSpace::threadgroup || isOpaque(type->element)) {
+        unsupported(at, "a parameter of type '" + typeName(type) + "' is");
+        return nullptr;
     }
-    if (!isTexture && !isSampler && unionCarrier(type->element) != nullptr) {
-        unsupported(parameter->location, "a union in a buffer is");
-        return errorAccess(type->is(TypeKind::reference) ? type->element : type);
+    if (unionCarrier(type->element) != nullptr) {
+        unsupported(at, "a union in a buffer is");
+        return nullptr;
     }
-    if (!isTexture && !isSampler && !checkStorable(type->element, parameter->location))
-        return errorAccess(type->is(TypeKind::reference) ? type->element : type);
-    if (type->is(TypeKind::array)) {
-        unsupported(parameter->location, "an array of textures is");
-        return errorAccess(type);
-    }
-    ir::Variable* variable = module_.newVariable(isTexture   ? ir::Variable::Kind::texture
-                                                 : isSampler ? ir::Variable::Kind::sampler
-                                                             : ir::Variable::Kind::buffer,
-                                                 held, nameOf(parameter));
-    variable->attribute = module_.arena.copyText(attributeText(parameter->attributes));
-    variable->metalIndex = index;
-    variable->set = state.stage == Stage::fragment ? 1 : 0;
-    state.entry->interface->push_back(variable);
-    if (isTexture || isSampler) {
-        variable->binding = index + (isTexture ? textureBindingBase : samplerBindingBase);
-        variable->isWritable = isTexture && (type->textureAccess == TextureAccess::write ||
-                                             type->textureAccess == TextureAccess::readWrite);
-        variable->bindingKind =
-            isSampler ? BindingKind::sampler
-            : type->textureAccess == TextureAccess::write || type->textureAccess == TextureAccess::readWrite
-                ? BindingKind::storageTexture
-                : BindingKind::sampledTexture;
-        Operand operand;
-        operand.kind = Operand::Kind::resource;
-        operand.type = type;
-        operand.resource = variable;
-        return heldAccess(operand);
-    }
-    variable->binding = index;
+    if (!checkStorable(type->element, at)) return nullptr;
+    ir::Variable* variable = module_.newVariable(
+        ir::Variable::Kind::buffer, isPointer ? module_.types.array(type->element, 0) : type->element, slot.name);
+    variable->set = slot.set;
+    variable->binding = slot.binding;
+    variable->metalIndex = slot.index;
+    variable->argumentBuffer = slot.argumentBuffer;
     variable->isWritable = type->space == AddressSpace::device && !type->pointeeConst;
     const bool isUniform =
         type->space == AddressSpace::constant && !isPointer && layoutOf(type->element).size <= maxUniformBytes;
     variable->bindingKind = isUniform ? BindingKind::uniformBuffer : BindingKind::storageBuffer;
+    return variable;
+}
+
+Access Lowering::bufferAccess(ir::Variable* variable, TypeRef type) {
     ir::Place* place = builder_.place(variable);
-    if (!isPointer) return placeAccess(place, type->element);
+    if (!type->is(TypeKind::pointer)) return placeAccess(place, type->element);
     const Access first = placeAccess(builder_.placeIndex(place, 0U, type->element), type->element);
     return heldAccess(pointerTo(first, type));
+}
+
+// An argument buffer is taken apart: each of its members is a binding of its own.
+Operand Lowering::argumentBuffer(EntryState& state, VarDecl* parameter, std::uint32_t index) {
+    const TypeRef type = parameter->type->element;
+    const auto fields = type->structDecl->fields;
+    Operand result;
+    result.kind = Operand::Kind::aggregate;
+    result.type = type;
+    result.members = module_.arena.makeArray<Operand>(fields.size());
+    std::uint32_t nextId = 0;
+    for (std::size_t i = 0; i < fields.size(); ++i) {
+        VarDecl* field = fields[i];
+        const Attribute* id = findAttribute(field->attributes, "id");
+        if (id != nullptr) nextId = numberOf(id);
+        TypeRef element = field->type;
+        if (element->is(TypeKind::array)) element = element->element;
+        const std::uint64_t count = field->type->is(TypeKind::array) && isOpaque(element) ? field->type->count : 1;
+        result.members[i] = errorOperand(field->type);
+        if (nextId + count > argumentBufferBindings) {
+            diagnostics_.error(field->location, "an argument buffer can have " +
+                                                    std::to_string(argumentBufferBindings) + " members here");
+            return result;
+        }
+        const std::string name = std::string(nameOf(parameter)) + "." + std::string(nameOf(field));
+        const ResourceSlot slot{.name = module_.arena.copyText(name),
+                                .set = state.stage == Stage::fragment ? 1U : 0U,
+                                .binding = argumentBufferBindingBase + index * argumentBufferBindings + nextId,
+                                .index = nextId,
+                                .argumentBuffer = static_cast<std::int32_t>(index)};
+        nextId += static_cast<std::uint32_t>(count);
+        ir::Variable* variable = nullptr;
+        if (element->is(TypeKind::texture) || element->is(TypeKind::sampler)) {
+            variable = resourceVariable(slot, field->type);
+            result.members[i] = resourceOperand(variable, field->type);
+        } else if (field->type->is(TypeKind::pointer) || field->type->is(TypeKind::reference)) {
+            variable = bufferVariable(slot, field->type, field->location);
+            if (variable == nullptr) continue;
+            const Access access = bufferAccess(variable, field->type);
+            result.members[i] = field->type->is(TypeKind::pointer) ? access.held : pointerTo(access, field->type);
+        } else if (!isOpaque(field->type)) {
+            variable = bufferVariable(slot, module_.types.reference(field->type, AddressSpace::constant, true),
+                                      field->location);
+            if (variable == nullptr) continue;
+            result.members[i] = load(placeAccess(builder_.place(variable), field->type), field->location);
+        } else {
+            unsupported(field->location, "a member of type '" + typeName(field->type) + "' in an argument buffer is");
+            continue;
+        }
+        state.entry->interface->push_back(variable);
+    }
+    return result;
+}
+
+Access Lowering::resourceParameter(EntryState& state, VarDecl* parameter) {
+    const TypeRef type = parameter->type;
+    const TypeRef element = type->is(TypeKind::array) ? type->element : type;
+    const bool isTexture = element->is(TypeKind::texture);
+    const bool isSampler = element->is(TypeKind::sampler);
+    const std::uint32_t index = numberOf(findAttribute(parameter->attributes, isTexture   ? "texture"
+                                                                              : isSampler ? "sampler"
+                                                                                          : "buffer"));
+    const ResourceSlot slot{.name = nameOf(parameter),
+                            .set = state.stage == Stage::fragment ? 1U : 0U,
+                            .binding = index + (isTexture   ? textureBindingBase
+                                                : isSampler ? samplerBindingBase
+                                                            : 0),
+                            .index = index};
+    if (isTexture || isSampler) {
+        ir::Variable* variable = resourceVariable(slot, type);
+        variable->attribute = module_.arena.copyText(attributeText(parameter->attributes));
+        state.entry->interface->push_back(variable);
+        return heldAccess(resourceOperand(variable, type));
+    }
+    const TypeRef result = type->is(TypeKind::reference) ? type->element : type;
+    if (type->is(TypeKind::array)) {
+        unsupported(parameter->location, "an array of pointers as a parameter is");
+        return errorAccess(type);
+    }
+    if (type->element->is(TypeKind::struct_) && isOpaque(type->element) && type->space != AddressSpace::threadgroup) {
+        const Access members = heldAccess(argumentBuffer(state, parameter, index));
+        return type->is(TypeKind::pointer) ? heldAccess(pointerTo(members, type)) : members;
+    }
+    ir::Variable* variable = bufferVariable(slot, type, parameter->location);
+    if (variable == nullptr) return errorAccess(result);
+    variable->attribute = module_.arena.copyText(attributeText(parameter->attributes));
+    state.entry->interface->push_back(variable);
+    return bufferAccess(variable, type);
 }
 
 Access Lowering::entryParameter(EntryState& state, VarDecl* parameter) {

@@ -115,6 +115,15 @@ void Lowering::describe(CallSignature& signature, const Operand& operand) {
     case Operand::Kind::resource:
         signature.key.push_back(markResource);
         signature.key.push_back(operand.resource->id);
+        if (operand.value == nullptr) break;
+        if (operand.value->isConstant()) {
+            signature.key.push_back(markIndex);
+            signature.key.push_back(static_cast<std::uint32_t>(operand.value->bits));
+            break;
+        }
+        signature.key.push_back(markDynamicIndex);
+        signature.key.push_back(operand.value->type->id);
+        signature.values.push_back(operand.value);
         break;
     case Operand::Kind::aggregate:
         signature.key.push_back(markAggregate);
@@ -176,6 +185,11 @@ Operand Lowering::receive(InstanceParameters& parameters, const Operand& operand
     Operand result = operand;
     switch (operand.kind) {
     case Operand::Kind::value:
+        result.value = module_.newValue(Value::Kind::parameter, operand.value->type);
+        parameters.values.push_back(result.value);
+        break;
+    case Operand::Kind::resource:
+        if (operand.value == nullptr || operand.value->isConstant()) break;
         result.value = module_.newValue(Value::Kind::parameter, operand.value->type);
         parameters.values.push_back(result.value);
         break;

@@ -244,6 +244,12 @@ Access Lowering::indexAccess(const Access& base, Value* index, TypeRef type, Sou
         return heldAccess(Operand::ofValue(builder_.extractDynamic(load(base, at).value, index), type));
     }
     if (base.kind == Access::Kind::place) return placeAccess(builder_.placeIndex(base.place, index, type), type);
+    if (base.held.kind == Operand::Kind::resource) {
+        Operand element = base.held;
+        element.type = type;
+        element.value = index;
+        return heldAccess(element);
+    }
     if (base.held.kind != Operand::Kind::value) {
         unsupported(at, "an array of pointers or textures is");
         return errorAccess(type);

@@ -29,9 +29,9 @@ struct Slot;
 struct Operand {
     enum class Kind : std::uint8_t { nothing, value, pointer, resource, aggregate } kind = Kind::nothing;
     TypeRef type = nullptr;           // in the source
-    ir::Value* value = nullptr;       // value
+    ir::Value* value = nullptr;       // value; of a resource: which element of an array of them, null for one alone
     Access* access = nullptr;         // pointer: what it points to; null for a null pointer
-    ir::Variable* resource = nullptr; // texture or sampler
+    ir::Variable* resource = nullptr; // texture or sampler, or an array of them
     std::span<Operand> members = {};  // aggregate: a struct with a field that is no value
 
     static Operand ofValue(ir::Value* value, TypeRef type) {
@@ -220,8 +220,31 @@ class Lowering {
     // LowerBuiltin.cpp
     Operand callBuiltin(const Call& call);
     Operand callAtomic(const Call& call);
-    Operand callTexture(const Call& call);
     Access outArgument(const Expr* argument);
+
+    // LowerTexture.cpp
+    struct TextureCall;
+    // Where a texture or sampler that an entry point takes is bound.
+    struct ResourceSlot {
+        std::string_view name;
+        std::uint32_t set = 0;
+        std::uint32_t binding = 0;
+        std::uint32_t index = 0;          // the language's: [[texture(n)]], or [[id(n)]] in an argument buffer
+        std::int32_t argumentBuffer = -1; // the [[buffer(n)]] it is a member of
+    };
+    Operand callTexture(const Call& call);
+    Operand resourceOf(const Expr* object, bool isPointer);
+    ir::Place* texturePlace(const Operand& texture);
+    ir::Variable* constexprSampler(const ir::Variable& written, std::uint32_t set, SourceLocation at);
+    void addSampler(TextureCall& made, const Expr* expr);
+    ir::Value* textureSize(const TextureCall& made, unsigned dimensions);
+    void clampLevel(TextureCall& made, ir::Value* least);
+    void sampleOperands(TextureCall& made, const Call& call);
+    bool texelOperands(TextureCall& made, const Call& call);
+    ir::Variable* resourceVariable(const ResourceSlot& slot, TypeRef type);
+    static Operand resourceOperand(ir::Variable* variable, TypeRef type);
+    void listSamplers();
+    void listSamplers(const ir::Function& function, ir::Entry& entry, std::vector<const ir::Function*>& seen);
 
     // LowerEntry.cpp
     void assignLocations(const TranslationUnit& unit);
@@ -229,6 +252,9 @@ class Lowering {
     struct EntryState;
     Access entryParameter(EntryState& state, VarDecl* parameter);
     Access resourceParameter(EntryState& state, VarDecl* parameter);
+    ir::Variable* bufferVariable(const ResourceSlot& slot, TypeRef type, SourceLocation at);
+    Access bufferAccess(ir::Variable* variable, TypeRef type);
+    Operand argumentBuffer(EntryState& state, VarDecl* parameter, std::uint32_t index);
     ir::Value* inputValue(EntryState& state, const VarDecl* declaration, TypeRef type);
     Operand stageInput(EntryState& state, TypeRef type);
     void storeOutput(EntryState& state, const VarDecl* field, ir::Value* value, TypeRef type,
@@ -255,7 +281,7 @@ class Lowering {
     std::unordered_map<const StructDecl*, bool> opaqueStructs_;
     std::unordered_map<const StructDecl*, bool> storableStructs_;
     std::unordered_map<const VarDecl*, ir::Variable*> threadgroups_;
-    std::uint32_t constexprSamplerCount_ = 0;
+    std::vector<ir::Variable*> constexprSamplers_;
     std::unordered_map<std::string_view, std::uint32_t> locations_;
     std::uint32_t nextLocation_ = 0;
     std::uint64_t localBytes_ = 0;

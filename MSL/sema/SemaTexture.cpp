@@ -2,40 +2,11 @@
 #include "MSL/sema/Analyzer.h"
 
 #include "MSL/Reflection.h"
+#include "MSL/ast/TextureTraits.h"
 #include "MSL/sema/LibraryConstants.h"
 
 namespace msl {
 namespace {
-
-struct ShapeTraits {
-    unsigned sampleDimensions; // float coordinates
-    unsigned readDimensions;   // uint coordinates
-    bool isArray;
-    bool isDepth;
-    bool isCube;
-    bool isMultisample;
-    unsigned offsetDimensions; // 0: takes no offset
-};
-
-ShapeTraits traits(TextureShape shape) {
-    switch (shape) {
-    case TextureShape::texture1d: return {1, 1, false, false, false, false, 1};
-    case TextureShape::texture1dArray: return {1, 1, true, false, false, false, 1};
-    case TextureShape::texture2d: return {2, 2, false, false, false, false, 2};
-    case TextureShape::texture2dArray: return {2, 2, true, false, false, false, 2};
-    case TextureShape::texture2dMs: return {0, 2, false, false, false, true, 0};
-    case TextureShape::texture3d: return {3, 3, false, false, false, false, 3};
-    case TextureShape::cube: return {3, 2, false, false, true, false, 0};
-    case TextureShape::cubeArray: return {3, 2, true, false, true, false, 0};
-    case TextureShape::buffer: return {0, 1, false, false, false, false, 0};
-    case TextureShape::depth2d: return {2, 2, false, true, false, false, 2};
-    case TextureShape::depth2dArray: return {2, 2, true, true, false, false, 2};
-    case TextureShape::depth2dMs: return {0, 2, false, true, false, true, 0};
-    case TextureShape::depthCube: return {3, 2, false, true, true, false, 0};
-    case TextureShape::depthCubeArray: return {3, 2, true, true, true, false, 0};
-    }
-    return {};
-}
 
 bool isOption(const Expr* expr) {
     if (expr->kind != ExprKind::call) return false;
@@ -94,7 +65,7 @@ Expr* Analyzer::textureMethod(Call* expr, Member* callee) {
     Expr* object = callee->base;
     TypeRef texture = object->type;
     if (callee->isArrow && texture->is(TypeKind::pointer)) texture = texture->element;
-    const ShapeTraits shape = traits(texture->textureShape);
+    const TextureTraits shape = textureTraits(texture->textureShape);
     const TypeRef scalar = types_.scalar(texture->scalar);
     const TypeRef texel = shape.isDepth ? scalar : types_.vector(texture->scalar, 4);
 

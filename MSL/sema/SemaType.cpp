@@ -23,13 +23,22 @@ std::optional<TextureShape> textureShape(std::string_view name) {
         TextureShape shape;
     };
     static constexpr Entry entries[] = {
-        {"texture1d", TextureShape::texture1d},        {"texture1d_array", TextureShape::texture1dArray},
-        {"texture2d", TextureShape::texture2d},        {"texture2d_array", TextureShape::texture2dArray},
-        {"texture2d_ms", TextureShape::texture2dMs},   {"texture3d", TextureShape::texture3d},
-        {"texturecube", TextureShape::cube},           {"texturecube_array", TextureShape::cubeArray},
-        {"texture_buffer", TextureShape::buffer},      {"depth2d", TextureShape::depth2d},
-        {"depth2d_array", TextureShape::depth2dArray}, {"depth2d_ms", TextureShape::depth2dMs},
-        {"depthcube", TextureShape::depthCube},        {"depthcube_array", TextureShape::depthCubeArray},
+        {"texture1d", TextureShape::texture1d},
+        {"texture1d_array", TextureShape::texture1dArray},
+        {"texture2d", TextureShape::texture2d},
+        {"texture2d_array", TextureShape::texture2dArray},
+        {"texture2d_ms", TextureShape::texture2dMs},
+        {"texture2d_ms_array", TextureShape::texture2dMsArray},
+        {"texture3d", TextureShape::texture3d},
+        {"texturecube", TextureShape::cube},
+        {"texturecube_array", TextureShape::cubeArray},
+        {"texture_buffer", TextureShape::buffer},
+        {"depth2d", TextureShape::depth2d},
+        {"depth2d_array", TextureShape::depth2dArray},
+        {"depth2d_ms", TextureShape::depth2dMs},
+        {"depth2d_ms_array", TextureShape::depth2dMsArray},
+        {"depthcube", TextureShape::depthCube},
+        {"depthcube_array", TextureShape::depthCubeArray},
     };
     for (const Entry& entry : entries)
         if (entry.name == name) return entry.shape;

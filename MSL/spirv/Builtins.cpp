@@ -59,6 +59,7 @@ Id ModuleWriter::splat(TypeRef vector, Id scalar) {
 
 Id ModuleWriter::builtin(const Instruction& instruction) {
     const BuiltinId id = instruction.builtinId;
+    if (id >= BuiltinId::textureSample && id <= BuiltinId::textureFence) return textureBuiltin(instruction);
     const TypeRef type = instruction.result != nullptr ? instruction.result->type : module_.types.void_();
     Words operands;
     std::vector<TypeRef> types;

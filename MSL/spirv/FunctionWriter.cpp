@@ -305,6 +305,9 @@ void ModuleWriter::collectUses(const ir::Block& block, std::vector<const ir::Var
     };
     for (const Instruction* instruction = block.first; instruction != nullptr; instruction = instruction->next) {
         if (instruction->place != nullptr) add(instruction->place->root);
+        if (instruction->op == Op::builtin)
+            for (const ir::Variable* sampler : instruction->variables)
+                add(sampler);
         if (instruction->op == Op::call) {
             for (const ir::Variable* variable : usesOf(*instruction->callee))
                 add(variable);

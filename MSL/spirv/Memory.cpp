@@ -129,6 +129,8 @@ ModuleWriter::Global& ModuleWriter::global(const Variable& variable) {
         if (!isUniform && !variable.isWritable) asm_.decorate(made.id, spv::Decoration::NonWritable);
         break;
     }
+    case Variable::Kind::texture:
+    case Variable::Kind::sampler: made = resourceGlobal(variable); break;
     case Variable::Kind::constantTable:
         made.storage = spv::StorageClass::Private;
         made.id = asm_.globalVariable(pointerType(made.storage, logicalType(variable.type)), made.storage,

@@ -83,6 +83,12 @@ class ModuleWriter {
     Id convert(TypeRef from, TypeRef to, Id value);
     Id convertToInteger(TypeRef from, TypeRef to, Id value);
 
+    // ------------------------------------------------------------------ textures and samplers (Textures.cpp)
+    Id imageType(const ir::Variable& variable);
+    Global resourceGlobal(const ir::Variable& variable);
+    Id loadResource(const ir::Variable& variable, Id index, bool isConstantIndex);
+    Id textureBuiltin(const ir::Instruction& instruction);
+
     // ------------------------------------------------------------------------ built-in functions (Builtins.cpp)
     Id builtin(const ir::Instruction& instruction);
     Id floatBuiltin(BuiltinId id, TypeRef type, std::span<const Id> operands, std::span<const TypeRef> types);

@@ -1,0 +1,41 @@
+// What a kind of texture is made of: how many coordinates it is sampled and read with, and what comes with them. One
+// table, used by every stage that meets a texture.
+#pragma once
+
+#include "MSL/ast/Types.h"
+
+namespace msl {
+
+struct TextureTraits {
+    unsigned sampleDimensions = 0; // float coordinates; 0: cannot be sampled
+    unsigned readDimensions = 0;   // uint coordinates of a texel
+    bool isArray = false;
+    bool isDepth = false;
+    bool isCube = false;
+    bool isMultisample = false;
+    unsigned offsetDimensions = 0; // 0: takes no offset
+};
+
+constexpr TextureTraits textureTraits(TextureShape shape) {
+    switch (shape) {
+    case TextureShape::texture1d: return {1, 1, false, false, false, false, 1};
+    case TextureShape::texture1dArray: return {1, 1, true, false, false, false, 1};
+    case TextureShape::texture2d: return {2, 2, false, false, false, false, 2};
+    case TextureShape::texture2dArray: return {2, 2, true, false, false, false, 2};
+    case TextureShape::texture2dMs: return {0, 2, false, false, false, true, 0};
+    case TextureShape::texture2dMsArray: return {0, 2, true, false, false, true, 0};
+    case TextureShape::texture3d: return {3, 3, false, false, false, false, 3};
+    case TextureShape::cube: return {3, 2, false, false, true, false, 0};
+    case TextureShape::cubeArray: return {3, 2, true, false, true, false, 0};
+    case TextureShape::buffer: return {0, 1, false, false, false, false, 0};
+    case TextureShape::depth2d: return {2, 2, false, true, false, false, 2};
+    case TextureShape::depth2dArray: return {2, 2, true, true, false, false, 2};
+    case TextureShape::depth2dMs: return {0, 2, false, true, false, true, 0};
+    case TextureShape::depth2dMsArray: return {0, 2, true, true, false, true, 0};
+    case TextureShape::depthCube: return {3, 2, false, true, true, false, 0};
+    case TextureShape::depthCubeArray: return {3, 2, true, true, true, false, 0};
+    }
+    return {};
+}
+
+} // namespace msl

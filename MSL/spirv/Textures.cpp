@@ -1,0 +1,260 @@
+// Textures and samplers: their types, and the instructions that read, write and ask them. Devices sample into 32-bit
+// components; half and 16-bit texels are converted on the way.
+#include "MSL/ast/TextureTraits.h"
+#include "MSL/spirv/ModuleWriter.h"
+
+namespace msl::spirv {
+
+using ir::TextureOperand;
+
+namespace {
+
+spv::Dim dimension(TextureShape shape) {
+    switch (shape) {
+    case TextureShape::texture1d:
+    case TextureShape::texture1dArray: return spv::Dim::Dim1D;
+    case TextureShape::texture3d: return spv::Dim::Dim3D;
+    case TextureShape::cube:
+    case TextureShape::cubeArray:
+    case TextureShape::depthCube:
+    case TextureShape::depthCubeArray: return spv::Dim::Cube;
+    case TextureShape::buffer: return spv::Dim::Buffer;
+    default: return spv::Dim::Dim2D;
+    }
+}
+
+ScalarKind componentKind(TypeRef texture) {
+    if (isFloating(texture->scalar)) return ScalarKind::float_;
+    return isSigned(texture->scalar) ? ScalarKind::int_ : ScalarKind::uint;
+}
+
+bool isStorage(const ir::Variable& variable) {
+    return variable.bindingKind == BindingKind::storageTexture ||
+           variable.bindingKind == BindingKind::storageTexelBuffer;
+}
+
+TypeRef elementOf(const ir::Variable& variable) {
+    return variable.type->is(TypeKind::array) ? variable.type->element : variable.type;
+}
+
+} // namespace
+
+Id ModuleWriter::imageType(const ir::Variable& variable) {
+    const TypeRef texture = elementOf(variable);
+    const TextureTraits traits = textureTraits(texture->textureShape);
+    const spv::Dim dim = dimension(texture->textureShape);
+    const bool storage = isStorage(variable);
+    if (dim == spv::Dim::Dim1D) asm_.capability(storage ? spv::Capability::Image1D : spv::Capability::Sampled1D);
+    if (dim == spv::Dim::Buffer)
+        asm_.capability(storage ? spv::Capability::ImageBuffer : spv::Capability::SampledBuffer);
+    if (dim == spv::Dim::Cube && traits.isArray)
+        asm_.capability(storage ? spv::Capability::ImageCubeArray : spv::Capability::SampledCubeArray);
+    return asm_.internedType(spv::Op::OpTypeImage,
+                             {scalarType(componentKind(texture)), static_cast<std::uint32_t>(dim),
+                              traits.isDepth ? 1U : 0U, traits.isArray ? 1U : 0U, traits.isMultisample ? 1U : 0U,
+                              storage ? 2U : 1U, static_cast<std::uint32_t>(spv::ImageFormat::Unknown)});
+}
+
+ModuleWriter::Global ModuleWriter::resourceGlobal(const ir::Variable& variable) {
+    const bool isTexture = variable.kind == ir::Variable::Kind::texture;
+    Global made;
+    made.storage = spv::StorageClass::UniformConstant;
+    Id type = isTexture ? imageType(variable) : asm_.internedType(spv::Op::OpTypeSampler, {});
+    if (variable.type->is(TypeKind::array)) {
+        const std::uint32_t operands[] = {type, uintConstant(static_cast<std::uint32_t>(variable.type->count))};
+        type = asm_.newType(spv::Op::OpTypeArray, operands);
+    }
+    made.id = asm_.globalVariable(pointerType(made.storage, type), made.storage);
+    asm_.decorate(made.id, spv::Decoration::DescriptorSet, {variable.set});
+    asm_.decorate(made.id, spv::Decoration::Binding, {variable.binding});
+    if (isTexture && isStorage(variable)) {
+        const TextureAccess access = elementOf(variable)->textureAccess;
+        if (access == TextureAccess::write) asm_.decorate(made.id, spv::Decoration::NonReadable);
+        if (access == TextureAccess::read) asm_.decorate(made.id, spv::Decoration::NonWritable);
+        if (access == TextureAccess::readWrite) asm_.decorate(made.id, spv::Decoration::Coherent);
+    }
+    return made;
+}
+
+// The texture or sampler itself, or element `index` of an array of them.
+Id ModuleWriter::loadResource(const ir::Variable& variable, Id index, bool isConstantIndex) {
+    const bool isTexture = variable.kind == ir::Variable::Kind::texture;
+    const Id type = isTexture ? imageType(variable) : asm_.internedType(spv::Op::OpTypeSampler, {});
+    Id pointer = global(variable).id;
+    if (variable.type->is(TypeKind::array)) {
+        if (!isConstantIndex)
+            asm_.capability(isTexture && isStorage(variable) ? spv::Capability::StorageImageArrayDynamicIndexing
+                                                             : spv::Capability::SampledImageArrayDynamicIndexing);
+        pointer = asm_.result(spv::Op::OpAccessChain, pointerType(spv::StorageClass::UniformConstant, type),
+                              {pointer, index});
+    }
+    return asm_.result(spv::Op::OpLoad, type, {pointer});
+}
+
+Id ModuleWriter::textureBuiltin(const ir::Instruction& instruction) {
+    const ir::Variable& variable = *instruction.place->root;
+    const TypeRef texture = elementOf(variable);
+    const TextureTraits traits = textureTraits(texture->textureShape);
+    const BuiltinId id = instruction.builtinId;
+    const ScalarKind component = componentKind(texture);
+    const TypeRef raw = module_.types.vector(component, 4);
+
+    Id operands[16] = {};
+    TypeRef types[16] = {};
+    for (std::size_t i = 0; i < instruction.operands.size(); ++i) {
+        operands[instruction.indices[i]] = value(*instruction.operands[i]);
+        types[instruction.indices[i]] = instruction.operands[i]->type;
+    }
+    const auto operand = [&](TextureOperand role) { return operands[static_cast<std::size_t>(role)]; };
+    const auto typeOf = [&](TextureOperand role) { return types[static_cast<std::size_t>(role)]; };
+
+    Id index = uintConstant(0);
+    bool isConstantIndex = true;
+    if (!instruction.place->steps.empty()) {
+        const ir::Step& step = instruction.place->steps[0];
+        isConstantIndex = step.value == nullptr || step.value->isConstant();
+        index = step.value != nullptr ? value(*step.value) : uintConstant(step.number);
+    }
+    if (id == BuiltinId::textureFence) {
+        // Workgroup scope, acquire and release, image memory.
+        asm_.code(spv::Op::OpMemoryBarrier, {uintConstant(2), uintConstant(0x8U | 0x800U)});
+        return 0;
+    }
+    const Id image = loadResource(variable, index, isConstantIndex);
+
+    // Coordinates with what rides along in them: the array index, the face.
+    const auto coordinate = [&](bool isSampled) {
+        const Id given = operand(TextureOperand::coordinate);
+        const TypeRef type = typeOf(TextureOperand::coordinate);
+        Id last = operand(TextureOperand::arrayIndex);
+        const Id face = operand(TextureOperand::face);
+        if (face != 0) {
+            if (last != 0) {
+                last = asm_.result(spv::Op::OpIMul, uintType(), {last, uintConstant(6)});
+                last = asm_.result(spv::Op::OpIAdd, uintType(), {last, face});
+            } else {
+                last = face;
+            }
+        }
+        if (last == 0) return given;
+        if (isSampled) last = asm_.result(spv::Op::OpConvertUToF, floatType(), {last});
+        return asm_.result(spv::Op::OpCompositeConstruct,
+                           vectorType(isSampled ? ScalarKind::float_ : ScalarKind::uint, type->columns + 1),
+                           {given, last});
+    };
+    Words extra; // image operands in the order of their bits, behind the mask
+    std::uint32_t mask = 0;
+    const auto addOperand = [&](std::uint32_t bit, TextureOperand role) {
+        if (operand(role) == 0) return;
+        mask |= bit;
+        extra.push_back(operand(role));
+    };
+    const auto withExtra = [&](Words words) {
+        if (mask != 0) {
+            words.push_back(mask);
+            words.insert(words.end(), extra.begin(), extra.end());
+        }
+        return words;
+    };
+    const auto texel = [&](Id vector) {
+        const TypeRef wanted = instruction.result->type;
+        const TypeRef have = wanted->isScalar() ? module_.types.scalar(component) : raw;
+        if (wanted->isScalar()) vector = asm_.result(spv::Op::OpCompositeExtract, logicalType(have), {vector, 0});
+        return have == wanted ? vector : convert(have, wanted, vector);
+    };
+    const auto sampledImage = [&] {
+        const ir::Variable& sampler = *instruction.variables[0];
+        const Id samplerIndex = operand(TextureOperand::samplerIndex);
+        bool isConstant = true;
+        for (std::size_t i = 0; i < instruction.operands.size(); ++i)
+            if (instruction.indices[i] == static_cast<std::uint32_t>(TextureOperand::samplerIndex))
+                isConstant = instruction.operands[i]->isConstant();
+        const Id loaded = loadResource(sampler, samplerIndex, isConstant);
+        const Id type = asm_.internedType(spv::Op::OpTypeSampledImage, {imageType(variable)});
+        return asm_.result(spv::Op::OpSampledImage, type, {image, loaded});
+    };
+
+    switch (id) {
+    case BuiltinId::textureSample:
+    case BuiltinId::textureSampleCompare: {
+        addOperand(0x1, TextureOperand::bias);
+        addOperand(0x2, TextureOperand::level);
+        addOperand(0x4, TextureOperand::gradientX);
+        if (operand(TextureOperand::gradientY) != 0) extra.push_back(operand(TextureOperand::gradientY));
+        addOperand(0x8, TextureOperand::offset);
+        const bool isExplicit = (mask & 0x6U) != 0;
+        Words words = {sampledImage(), coordinate(true)};
+        if (id == BuiltinId::textureSample) {
+            const spv::Op op = isExplicit ? spv::Op::OpImageSampleExplicitLod : spv::Op::OpImageSampleImplicitLod;
+            return texel(asm_.result(op, logicalType(raw), withExtra(std::move(words))));
+        }
+        words.push_back(operand(TextureOperand::compare));
+        const spv::Op op = isExplicit ? spv::Op::OpImageSampleDrefExplicitLod : spv::Op::OpImageSampleDrefImplicitLod;
+        const Id result = asm_.result(op, floatType(), withExtra(std::move(words)));
+        const TypeRef wanted = instruction.result->type;
+        return wanted == module_.types.float_() ? result : convert(module_.types.float_(), wanted, result);
+    }
+    case BuiltinId::textureGather:
+    case BuiltinId::textureGatherCompare: {
+        addOperand(0x8, TextureOperand::offset);
+        Words words = {sampledImage(), coordinate(true)};
+        const bool isCompare = id == BuiltinId::textureGatherCompare;
+        const Id chosen = operand(TextureOperand::component);
+        words.push_back(isCompare ? operand(TextureOperand::compare) : chosen != 0 ? chosen : uintConstant(0));
+        return texel(asm_.result(isCompare ? spv::Op::OpImageDrefGather : spv::Op::OpImageGather, logicalType(raw),
+                                 withExtra(std::move(words))));
+    }
+    case BuiltinId::textureRead: {
+        if (isStorage(variable)) {
+            asm_.capability(spv::Capability::StorageImageReadWithoutFormat);
+            return texel(asm_.result(spv::Op::OpImageRead, logicalType(raw), {image, coordinate(false)}));
+        }
+        addOperand(0x2, TextureOperand::level);
+        addOperand(0x40, TextureOperand::sample);
+        return texel(asm_.result(spv::Op::OpImageFetch, logicalType(raw), withExtra({image, coordinate(false)})));
+    }
+    case BuiltinId::textureWrite: {
+        asm_.capability(spv::Capability::StorageImageWriteWithoutFormat);
+        const TypeRef given = typeOf(TextureOperand::texel);
+        Id written = operand(TextureOperand::texel);
+        if (given != raw) written = convert(given, raw, written);
+        asm_.code(spv::Op::OpImageWrite, {image, coordinate(false), written});
+        return 0;
+    }
+    case BuiltinId::textureCalculateLod:
+    case BuiltinId::textureCalculateUnclampedLod: {
+        asm_.capability(spv::Capability::ImageQuery);
+        const Id both = asm_.result(spv::Op::OpImageQueryLod, vectorType(ScalarKind::float_, 2),
+                                    {sampledImage(), operand(TextureOperand::coordinate)});
+        return asm_.result(spv::Op::OpCompositeExtract, floatType(),
+                           {both, id == BuiltinId::textureCalculateLod ? 0U : 1U});
+    }
+    case BuiltinId::textureMipLevels:
+    case BuiltinId::textureSamples:
+        asm_.capability(spv::Capability::ImageQuery);
+        return asm_.result(id == BuiltinId::textureSamples ? spv::Op::OpImageQuerySamples : spv::Op::OpImageQueryLevels,
+                           uintType(), {image});
+    case BuiltinId::textureWidth:
+    case BuiltinId::textureHeight:
+    case BuiltinId::textureDepth:
+    case BuiltinId::textureArraySize: {
+        asm_.capability(spv::Capability::ImageQuery);
+        const unsigned count = traits.readDimensions + (traits.isArray ? 1 : 0);
+        const Id type = vectorType(ScalarKind::uint, count);
+        const bool hasLevels = !isStorage(variable) && !traits.isMultisample && traits.sampleDimensions > 0;
+        const Id level = operand(TextureOperand::level);
+        const Id size =
+            hasLevels ? asm_.result(spv::Op::OpImageQuerySizeLod, type, {image, level != 0 ? level : uintConstant(0)})
+                      : asm_.result(spv::Op::OpImageQuerySize, type, {image});
+        if (count == 1) return size;
+        const unsigned wanted = id == BuiltinId::textureWidth    ? 0
+                                : id == BuiltinId::textureHeight ? 1
+                                : id == BuiltinId::textureDepth  ? 2
+                                                                 : count - 1;
+        return asm_.result(spv::Op::OpCompositeExtract, uintType(), {size, std::min(wanted, count - 1)});
+    }
+    default: return fail("a texture function that the writer does not know");
+    }
+}
+
+} // namespace msl::spirv
