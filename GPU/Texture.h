@@ -1,4 +1,4 @@
-// A two-dimensional image of the GPU, and the sampler that reads one. Made by Device::makeTexture().
+// An image of the GPU, and the sampler that reads one. Made by Device::makeTexture().
 //
 // A shared texture can be read by the CPU after the command buffer that drew it has finished: getBytes() copies, and
 // contents() looks at the texels in place. Where the device can draw into memory that the CPU sees (the CPU driver
@@ -17,16 +17,20 @@ namespace gpu {
 
 struct TextureUsage {
     bool shaderRead = true;
-    bool renderTarget = false;
+    bool renderTarget = false; // two-dimensional textures of one level only
+    bool shaderWrite = false;  // kernels write it (its level 0)
 };
 
 struct TextureDescriptor {
     TextureType type = TextureType::type2D;
     PixelFormat format = PixelFormat::bgra8Unorm;
     std::uint32_t width = 0;
-    std::uint32_t height = 0;
-    std::uint32_t sampleCount = 1; // 4 with type2DMultisample
-    StorageMode storage = StorageMode::privateToDevice;
+    std::uint32_t height = 0;      // 1 for one-dimensional types; as the width for cubes
+    std::uint32_t depth = 1;       // of type3D
+    std::uint32_t arrayLength = 1; // of arrays; counts whole cubes
+    std::uint32_t mipmapLevelCount = 1;
+    std::uint32_t sampleCount = 1;                      // 4 with type2DMultisample
+    StorageMode storage = StorageMode::privateToDevice; // shared: type2D of one level, no depth format
     TextureUsage usage = {};
 };
 
@@ -50,6 +54,11 @@ class Texture {
     // Writes a region of a shared texture from `source`; visible to command buffers committed afterwards. Fails when
     // the texture is private, the region does not lie inside, or the device is lost.
     Result<void> replace(const Region& region, const void* source, std::size_t bytesPerRow);
+
+    // Writes one whole level of one slice (an array's element, a cube's face, a layer of a volume) of a private texture
+    // that shaders read and that is no render target: rows without gaps. Waits until it is done. Fails when there is no
+    // such level or slice, or the device is lost.
+    Result<void> upload(std::uint32_t level, std::uint32_t slice, const void* source);
 
     ~Texture();
     struct Impl;

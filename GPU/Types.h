@@ -6,8 +6,25 @@
 
 namespace gpu {
 
-enum class PixelFormat : std::uint8_t { invalid, bgra8Unorm, rgba16Float, depth32Float };
-enum class TextureType : std::uint8_t { type2D, type2DMultisample };
+enum class PixelFormat : std::uint8_t {
+    invalid,
+    bgra8Unorm,
+    rgba16Float,
+    rgba32Float,
+    rgba32Uint,
+    rgba32Sint,
+    depth32Float,
+};
+enum class TextureType : std::uint8_t {
+    type1D,
+    type1DArray,
+    type2D,
+    type2DArray,
+    type2DMultisample,
+    type3D,
+    typeCube,
+    typeCubeArray,
+};
 
 // shared: memory that the CPU reads and writes through contents()/getBytes(). privateToDevice: the GPU's own.
 enum class StorageMode : std::uint8_t { shared, privateToDevice };
@@ -65,6 +82,9 @@ constexpr std::size_t bytesPerPixel(PixelFormat format) {
     case PixelFormat::bgra8Unorm:
     case PixelFormat::depth32Float: return 4;
     case PixelFormat::rgba16Float: return 8;
+    case PixelFormat::rgba32Float:
+    case PixelFormat::rgba32Uint:
+    case PixelFormat::rgba32Sint: return 16;
     case PixelFormat::invalid: break;
     }
     return 0;

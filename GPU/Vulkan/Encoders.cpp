@@ -38,7 +38,9 @@ void CommandBufferImpl::setBytes(ArgumentTable& table, const void* bytes, std::s
 void CommandBufferImpl::setTexture(ArgumentTable& table, const std::shared_ptr<Texture>& texture, std::uint32_t index) {
     if (index >= maxTextureArguments) return;
     table.isDirty = true;
-    if (texture == nullptr || !texture->impl().descriptor.usage.shaderRead || texture->impl().device.get() != device) {
+    if (texture == nullptr ||
+        (!texture->impl().descriptor.usage.shaderRead && !texture->impl().descriptor.usage.shaderWrite) ||
+        texture->impl().device.get() != device) {
         table.textures[index] = {};
         return;
     }

@@ -62,6 +62,13 @@ const Row rows[] = {
      V13(shaderDemoteToHelperInvocation),
      5379},
 
+    {{"shaderSampledImageArrayDynamicIndexing", Need::whenUsed, "arrays of textures"},
+     CORE(shaderSampledImageArrayDynamicIndexing),
+     29},
+    {{"shaderStorageImageArrayDynamicIndexing", Need::whenUsed, "arrays of writable textures"},
+     CORE(shaderStorageImageArrayDynamicIndexing),
+     31},
+
     {{"robustImageAccess", Need::usedWhenThere, "Without it only the shader's own checks keep texture reads inside."},
      V13(robustImageAccess)},
     {{"vertexPipelineStoresAndAtomics", Need::usedWhenThere, "Without it vertex functions cannot write to buffers."},

@@ -116,6 +116,19 @@ VkPrimitiveTopology toVulkan(PrimitiveType type);
 VkPrimitiveTopology toVulkan(PrimitiveTopologyClass topology);
 VkDescriptorType toVulkan(ArgumentKind kind);
 
+std::uint32_t layerCount(const TextureDescriptor& descriptor);
+// Whether Texture::upload() may fill it.
+bool isUploaded(const TextureDescriptor& descriptor);
+
+// Memory that the CPU sees, to copy from and to. The owner destroys it.
+struct HostBuffer {
+    VkBuffer handle = VK_NULL_HANDLE;
+    Allocation allocation;
+
+    static Result<HostBuffer> make(VulkanDevice& device, std::size_t length, const char* doing);
+    void destroy(VulkanDevice& device);
+};
+
 Result<VkSampler> makeSampler(VulkanDevice& device, const SamplerDescriptor& descriptor);
 
 // Moves an image from one layout to another, ordered after everything before and before everything after.

@@ -7,6 +7,9 @@ VkFormat toVulkan(PixelFormat format) {
     switch (format) {
     case PixelFormat::bgra8Unorm: return VK_FORMAT_B8G8R8A8_UNORM;
     case PixelFormat::rgba16Float: return VK_FORMAT_R16G16B16A16_SFLOAT;
+    case PixelFormat::rgba32Float: return VK_FORMAT_R32G32B32A32_SFLOAT;
+    case PixelFormat::rgba32Uint: return VK_FORMAT_R32G32B32A32_UINT;
+    case PixelFormat::rgba32Sint: return VK_FORMAT_R32G32B32A32_SINT;
     case PixelFormat::depth32Float: return VK_FORMAT_D32_SFLOAT;
     case PixelFormat::invalid: break;
     }
@@ -72,18 +75,19 @@ VkDescriptorType toVulkan(ArgumentKind kind) {
 
 void transition(VkCommandBuffer commands, VkImage image, VkImageAspectFlags aspect, VkImageLayout from,
                 VkImageLayout to) {
-    const VkImageMemoryBarrier2 barrier{.sType = VK_STRUCTURE_TYPE_IMAGE_MEMORY_BARRIER_2,
-                                        .pNext = nullptr,
-                                        .srcStageMask = VK_PIPELINE_STAGE_2_ALL_COMMANDS_BIT,
-                                        .srcAccessMask = VK_ACCESS_2_MEMORY_WRITE_BIT,
-                                        .dstStageMask = VK_PIPELINE_STAGE_2_ALL_COMMANDS_BIT,
-                                        .dstAccessMask = VK_ACCESS_2_MEMORY_READ_BIT | VK_ACCESS_2_MEMORY_WRITE_BIT,
-                                        .oldLayout = from,
-                                        .newLayout = to,
-                                        .srcQueueFamilyIndex = VK_QUEUE_FAMILY_IGNORED,
-                                        .dstQueueFamilyIndex = VK_QUEUE_FAMILY_IGNORED,
-                                        .image = image,
-                                        .subresourceRange = {aspect, 0, 1, 0, 1}};
+    const VkImageMemoryBarrier2 barrier{
+        .sType = VK_STRUCTURE_TYPE_IMAGE_MEMORY_BARRIER_2,
+        .pNext = nullptr,
+        .srcStageMask = VK_PIPELINE_STAGE_2_ALL_COMMANDS_BIT,
+        .srcAccessMask = VK_ACCESS_2_MEMORY_WRITE_BIT,
+        .dstStageMask = VK_PIPELINE_STAGE_2_ALL_COMMANDS_BIT,
+        .dstAccessMask = VK_ACCESS_2_MEMORY_READ_BIT | VK_ACCESS_2_MEMORY_WRITE_BIT,
+        .oldLayout = from,
+        .newLayout = to,
+        .srcQueueFamilyIndex = VK_QUEUE_FAMILY_IGNORED,
+        .dstQueueFamilyIndex = VK_QUEUE_FAMILY_IGNORED,
+        .image = image,
+        .subresourceRange = {aspect, 0, VK_REMAINING_MIP_LEVELS, 0, VK_REMAINING_ARRAY_LAYERS}};
     const VkDependencyInfo info{.sType = VK_STRUCTURE_TYPE_DEPENDENCY_INFO,
                                 .pNext = nullptr,
                                 .dependencyFlags = 0,
