@@ -104,6 +104,16 @@ Reflection reflect(const ir::Module& module, const TranslationUnit& unit) {
     return reflection;
 }
 
+// In builds for finding faults, which pass left the IR in a state that it must not have.
+void verify([[maybe_unused]] const ir::Module& module, [[maybe_unused]] std::string_view pass,
+            [[maybe_unused]] Diagnostics& diagnostics) {
+#ifdef MSL_VERIFY_IR
+    const std::string fault = ir::verify(module);
+    if (!fault.empty())
+        diagnostics.internalError(SourceLocation::atOffset(0), "after " + std::string(pass) + ": " + fault);
+#endif
+}
+
 } // namespace
 
 std::expected<CompiledLibrary, CompileError> compile(std::string_view source, const CompileOptions& options) {
@@ -141,9 +151,11 @@ std::expected<CompiledLibrary, CompileError> compile(std::string_view source, co
     ir::Module module(arena, types);
     lower(*unit, module, diagnostics, limit);
     if (tooMuchWork() || diagnostics.hasErrors()) return failed();
+    verify(module, "lowering", diagnostics);
 
     // Before any writer, so that every writer's output is safe.
     checkIndexes(module);
+    verify(module, "the index checks", diagnostics);
 
     auto words = spirv::write(module, {.debugNames = options.debugNames});
     if (!words) diagnostics.internalError(SourceLocation::atOffset(0), words.error());
