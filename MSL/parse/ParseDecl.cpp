@@ -2,6 +2,9 @@
 #include "MSL/lex/Literals.h"
 #include "MSL/parse/ParserImpl.h"
 
+#include <algorithm>
+#include <iterator>
+
 namespace msl {
 
 std::span<Attribute> Parser::join(Attributes& first, Attributes* second) {
@@ -413,7 +416,16 @@ TemplateParameterDecl* Parser::parseTemplateParameter(std::uint32_t index) {
     }
     parameter->isType = false;
     Specifiers specifiers;
-    parseSpecifiers(specifiers, Context::typeId);
+    static constexpr std::string_view enumerations[] = {"access", "address", "component", "coord", "filter"};
+    if (at(TokenKind::identifier) && token().identifier->scope == nullptr &&
+        (peek(1).is(TokenKind::identifier) || peek(1).is(TokenKind::equal)) &&
+        std::ranges::find(enumerations, token().identifier->text) != std::end(enumerations)) {
+        advance(); // an enumeration of the library: its values are integers
+        specifiers.hasType = true;
+        specifiers.type.name.identifier = int_;
+    } else {
+        parseSpecifiers(specifiers, Context::typeId);
+    }
     if (!specifiers.hasType) {
         errorHere("expected template parameter");
         specifiers.type.name.identifier = int_;

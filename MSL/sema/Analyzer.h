@@ -270,6 +270,7 @@ class Analyzer {
 
     // ---- SemaTexture.cpp: methods of textures, options and settings of samplers
     Expr* textureMethod(Call* expr, Member* callee);
+    Expr* nullTest(Call* expr, const Name& name, bool* handled);
     Expr* sampleOption(Call* expr, std::string_view name, bool* handled);
 
     // ---- SemaTemplate.cpp

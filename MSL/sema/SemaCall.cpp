@@ -142,6 +142,7 @@ Expr* Analyzer::call(Call* expr) {
         }
     bool handled = false;
     if (Expr* special = sampleOption(expr, name.identifier->text, &handled); handled) return special;
+    if (Expr* special = nullTest(expr, name, &handled); handled) return special;
     NameMeaning meaning = lookUp(name, true, expr->arguments.size());
     switch (meaning.kind) {
     case NameMeaning::Kind::nothing:

@@ -175,7 +175,7 @@ bool Analyzer::deduce(const TypeSyntax* pattern, TypeRef from, Bindings& binding
         if (text == "array" && from->is(TypeKind::array))
             return part(0, from->element, 0) && part(1, nullptr, static_cast<std::int64_t>(from->count));
         if (text == "atomic" && from->is(TypeKind::atomic)) return part(0, types_.scalar(from->scalar), 0);
-        if (text.starts_with("texture") && from->is(TypeKind::texture))
+        if ((text.starts_with("texture") || text.starts_with("depth")) && from->is(TypeKind::texture))
             return part(0, types_.scalar(from->scalar), 0) &&
                    part(1, nullptr, static_cast<std::int64_t>(from->textureAccess));
         return false;

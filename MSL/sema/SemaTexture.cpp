@@ -8,6 +8,12 @@
 namespace msl {
 namespace {
 
+bool namesSampler(const Expr* callee) {
+    if (callee->kind != ExprKind::nameRef) return false;
+    const Identifier* name = static_cast<const NameRef*>(callee)->name.identifier;
+    return name != nullptr && name->text == "sampler";
+}
+
 bool isOption(const Expr* expr) {
     if (expr->kind != ExprKind::call) return false;
     switch (static_cast<const Call*>(expr)->builtin) {
@@ -58,6 +64,25 @@ Expr* Analyzer::sampleOption(Call* expr, std::string_view name, bool* handled) {
         return expr;
     }
     return nullptr;
+}
+
+// is_null_texture(t), is_null_sampler(s): a draw that lacks an argument does not happen here, so it is never null.
+Expr* Analyzer::nullTest(Call* expr, const Name& name, bool* handled) {
+    const std::string_view text = name.identifier->text;
+    if ((text != "is_null_texture" && text != "is_null_sampler") || name.identifier->scope || !metalIsVisible_)
+        return nullptr;
+    *handled = true;
+    if (!arguments(expr)) return errorAt(expr);
+    const TypeKind wanted = text == "is_null_texture" ? TypeKind::texture : TypeKind::sampler;
+    if (expr->arguments.size() != 1 || !expr->arguments[0]->type->is(wanted)) {
+        error(name.location, "no matching function for call to '" + std::string(text) + "'");
+        return errorAt(expr);
+    }
+    auto* result = arena_.make<BoolLiteral>();
+    result->location = expr->location;
+    result->value = false;
+    result->type = types_.bool_();
+    return result;
 }
 
 Expr* Analyzer::textureMethod(Call* expr, Member* callee) {
@@ -215,6 +240,10 @@ Expr* Analyzer::textureMethod(Call* expr, Member* callee) {
         "calculate_clamped_lod",
         "calculate_unclamped_lod",
     };
+    if (name.starts_with("atomic_")) {
+        unsupported(callee->location, "'" + name + "' of a texture");
+        return errorAt(expr);
+    }
     const std::string_view suggestion = closestOf(name, methods);
     error(callee->location,
           "no member named '" + name + "' in '" + typeName(texture) + "'" +
@@ -235,12 +264,18 @@ void Analyzer::samplerVariable(VarDecl* var) {
     else if (var->initializer && var->initializer->kind == ExprKind::construct)
         settings.assign(static_cast<Construct*>(var->initializer)->arguments.begin(),
                         static_cast<Construct*>(var->initializer)->arguments.end());
+    else if (var->initializer && var->initializer->kind == ExprKind::cast) // sampler(filter::linear)
+        settings.push_back(static_cast<Cast*>(var->initializer)->operand);
+    else if (var->initializer && var->initializer->kind == ExprKind::call &&
+             namesSampler(static_cast<Call*>(var->initializer)->callee))
+        settings.assign(static_cast<Call*>(var->initializer)->arguments.begin(),
+                        static_cast<Call*>(var->initializer)->arguments.end());
     else if (var->initializer) { // a copy of another sampler
         var->samplerState = nullptr;
         var->initializer = initialize(var->type, var->initializer, Purpose::variable, var->location);
         return;
     }
-    if (!var->isConstexpr) {
+    if (!var->isConstexpr && var->varKind != VarKind::global) {
         error(var->location, "a sampler that is made in the text must be declared constexpr");
         var->isInvalid = true;
     }

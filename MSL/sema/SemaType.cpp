@@ -1,6 +1,8 @@
 // From the syntax of a type to the type, and from a name to the type that it means.
 #include "MSL/sema/Analyzer.h"
 
+#include <algorithm>
+
 #include "MSL/sema/LibraryConstants.h"
 
 namespace msl {
@@ -45,10 +47,54 @@ std::optional<TextureShape> textureShape(std::string_view name) {
     return std::nullopt;
 }
 
+// Types of the language that have no counterpart here.
+bool isForeignType(std::string_view name) {
+    static constexpr std::string_view names[] = {
+        "acceleration_structure",
+        "bfloat",
+        "bfloat2",
+        "bfloat3",
+        "bfloat4",
+        "command_buffer",
+        "compute_command",
+        "compute_pipeline_state",
+        "imageblock",
+        "instance_acceleration_structure",
+        "interpolant",
+        "intersection_function_table",
+        "intersection_params",
+        "intersection_query",
+        "intersection_result",
+        "intersector",
+        "mesh",
+        "mesh_grid_properties",
+        "object_data",
+        "packed_bfloat2",
+        "packed_bfloat3",
+        "packed_bfloat4",
+        "patch_control_point",
+        "primitive_acceleration_structure",
+        "ray",
+        "render_command",
+        "render_pipeline_state",
+        "simdgroup_float8x8",
+        "simdgroup_half8x8",
+        "simdgroup_matrix",
+        "tensor",
+        "visible_function_table",
+    };
+    static_assert(std::ranges::is_sorted(names));
+    return std::ranges::binary_search(names, name);
+}
+
 } // namespace
 
 TypeRef Analyzer::reportUnknownType(const Name& name) {
     const std::string_view text = name.identifier->text;
+    if (isForeignType(text)) {
+        unsupported(name.location, "'" + std::string(text) + "'");
+        return types_.error();
+    }
     if (text == "double" || text == "long double") {
         error(name.location, "'double' is not supported in Metal");
         return types_.error();
@@ -237,11 +283,12 @@ TypeRef Analyzer::builtinTemplateType(Name& name) {
         unsupported(name.location, "'" + std::string(text) + "' as a type");
         return types_.error();
     }
-    const std::size_t wanted = text == "matrix" ? 3 : text == "atomic" ? 1 : 2;
+    const std::size_t wanted = text == "matrix" ? 3 : text == "atomic" || text == "uniform" ? 1 : 2;
     if (arguments.size() < wanted) return wrong("too few template arguments for class template");
     if (arguments.size() > wanted) return wrong("too many template arguments for class template");
     const TypeRef element = templateArgumentType(arguments[0], true);
     if (!element || element->isError()) return types_.error();
+    if (text == "uniform") return element; // the same for all threads of a draw, which changes nothing here
     std::int64_t sizes[2] = {};
     for (std::size_t i = 1; i < wanted; ++i) {
         const std::optional<std::int64_t> value = templateArgumentValue(arguments[i], name.location);

@@ -40,7 +40,7 @@ void Analyzer::finishVariable(VarDecl* var, const DeclaredType& declared) {
             error(var->location, "program scope variable must reside in constant address space");
             var->isInvalid = true; // but its type is known
         }
-        if (isSampler && !var->isConstexpr) {
+        if (isSampler && !var->isConstexpr && !isConstant) {
             error(var->location, "a sampler at program scope must be declared constexpr");
             invalid();
         }
@@ -78,7 +78,8 @@ void Analyzer::finishVariable(VarDecl* var, const DeclaredType& declared) {
 void Analyzer::initializeVariable(VarDecl* var) {
     const std::string name(var->name ? var->name->text : std::string_view());
     TypeRef type = var->type;
-    if (type->is(TypeKind::sampler) && (var->isConstexpr || var->isParenInit || !var->initializer) &&
+    if (type->is(TypeKind::sampler) &&
+        (var->isConstexpr || var->isParenInit || !var->initializer || var->varKind == VarKind::global) &&
         var->varKind != VarKind::parameter) {
         samplerVariable(var);
         return;
