@@ -136,7 +136,6 @@ bool isBuiltinTemplateName(std::string_view name) {
         "texture2d_ms",   "texture2d_ms_array",
         "texture3d",      "texture_buffer",
         "texturecube",    "texturecube_array",
-        "uniform",        "vec",
     };
     static_assert(std::ranges::is_sorted(names));
     return std::ranges::binary_search(names, name);

@@ -283,12 +283,11 @@ TypeRef Analyzer::builtinTemplateType(Name& name) {
         unsupported(name.location, "'" + std::string(text) + "' as a type");
         return types_.error();
     }
-    const std::size_t wanted = text == "matrix" ? 3 : text == "atomic" || text == "uniform" ? 1 : 2;
+    const std::size_t wanted = text == "matrix" ? 3 : text == "atomic" ? 1 : 2;
     if (arguments.size() < wanted) return wrong("too few template arguments for class template");
     if (arguments.size() > wanted) return wrong("too many template arguments for class template");
     const TypeRef element = templateArgumentType(arguments[0], true);
     if (!element || element->isError()) return types_.error();
-    if (text == "uniform") return element; // the same for all threads of a draw, which changes nothing here
     std::int64_t sizes[2] = {};
     for (std::size_t i = 1; i < wanted; ++i) {
         const std::optional<std::int64_t> value = templateArgumentValue(arguments[i], name.location);
