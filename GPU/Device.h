@@ -101,8 +101,10 @@ class Device : public std::enable_shared_from_this<Device> {
     Result<std::shared_ptr<Library>> makeLibrary(LibraryDescriptor descriptor);
     Result<std::shared_ptr<RenderPipelineState>> makeRenderPipelineState(const RenderPipelineDescriptor& descriptor);
     // The threadgroup size is part of the pipeline; width 0 lets the layer choose min(limit, 256) in one dimension.
-    Result<std::shared_ptr<ComputePipelineState>> makeComputePipelineState(const std::shared_ptr<Function>& function,
-                                                                           Size threadsPerThreadgroup = {0, 1, 1});
+    // Fails when a threadgroup would need more memory than the device has.
+    Result<std::shared_ptr<ComputePipelineState>>
+    makeComputePipelineState(const std::shared_ptr<Function>& function, Size threadsPerThreadgroup = {0, 1, 1},
+                             const std::vector<ThreadgroupLength>& threadgroupLengths = {});
     Result<std::shared_ptr<DepthStencilState>> makeDepthStencilState(const DepthStencilDescriptor& descriptor);
 
     ~Device();

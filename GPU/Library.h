@@ -37,12 +37,29 @@ struct ArgumentBinding {
     SamplerDescriptor sampler = {};  // constantSampler
 };
 
+// A kernel's argument in threadgroup memory whose length the host sets.
+struct ThreadgroupArgument {
+    std::uint32_t index = 0;       // of the argument
+    std::uint32_t elementSize = 1; // in bytes
+    std::uint32_t constant = 0;    // the specialisation constant that holds the number of elements
+};
+
+// A value for a specialisation constant: the low `size` bytes (2, 4 or 8; a bool takes 4) of `bits`.
+struct ConstantValue {
+    std::uint32_t constant = 0;
+    std::uint32_t size = 4;
+    std::uint64_t bits = 0;
+};
+
 struct FunctionDescriptor {
     std::string name;
     ShaderStage stage = ShaderStage::fragment;
     std::vector<ArgumentBinding> arguments = {};
     // Kernels: specialisation constants 0, 1 and 2 set the threadgroup's size.
     bool hasSpecializedThreadgroup = true;
+    // Kernels: memory of each threadgroup, without the arguments below.
+    std::uint32_t threadgroupMemory = 0;
+    std::vector<ThreadgroupArgument> threadgroupArguments = {};
 };
 
 struct LibraryDescriptor {
@@ -55,8 +72,9 @@ class Function;
 
 class Library : public std::enable_shared_from_this<Library> {
   public:
-    // Null when the library has no function of that name.
-    std::shared_ptr<Function> makeFunction(std::string_view name) const;
+    // Null when the library has no function of that name. Specialisation constants without a value keep that of the
+    // module.
+    std::shared_ptr<Function> makeFunction(std::string_view name, std::vector<ConstantValue> constants = {}) const;
     std::vector<std::string> functionNames() const;
 
     ~Library();
@@ -75,12 +93,16 @@ class Function {
     const FunctionDescriptor& descriptor() const { return *descriptor_; }
     const std::shared_ptr<const Library>& library() const { return library_; }
 
-    Function(std::shared_ptr<const Library> library, const FunctionDescriptor& descriptor)
-        : library_(std::move(library)), descriptor_(&descriptor) {}
+    const std::vector<ConstantValue>& constants() const { return constants_; }
+
+    Function(std::shared_ptr<const Library> library, const FunctionDescriptor& descriptor,
+             std::vector<ConstantValue> constants = {})
+        : library_(std::move(library)), descriptor_(&descriptor), constants_(std::move(constants)) {}
 
   private:
     std::shared_ptr<const Library> library_;
     const FunctionDescriptor* descriptor_; // inside the library
+    std::vector<ConstantValue> constants_;
 };
 
 } // namespace gpu

@@ -54,6 +54,12 @@ struct Size {
     friend bool operator==(const Size&, const Size&) = default;
 };
 
+// How much memory a kernel's threadgroup argument gets; at least one element.
+struct ThreadgroupLength {
+    std::uint32_t index = 0; // of the argument
+    std::uint32_t bytes = 0;
+};
+
 // A rectangle of texels; (0, 0) is the top-left one.
 struct Region {
     std::uint32_t x = 0;

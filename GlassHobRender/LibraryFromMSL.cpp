@@ -110,6 +110,11 @@ gpu::LibraryDescriptor libraryDescriptor(msl::CompiledLibrary library, std::stri
         gpu::FunctionDescriptor& function = descriptor.functions.emplace_back();
         function.name = entry.name;
         function.stage = stage(entry.stage);
+        function.threadgroupMemory = entry.threadgroupBytes;
+        for (const msl::ThreadgroupArgument& argument : entry.threadgroupArguments)
+            if (argument.isArray)
+                function.threadgroupArguments.push_back({argument.metalIndex, std::max(argument.byteSize, 1U),
+                                                         msl::threadgroupLengthIdBase + argument.metalIndex});
         for (const msl::Binding& binding : entry.bindings) {
             gpu::ArgumentBinding& argument = function.arguments.emplace_back();
             argument.kind = argumentKind(binding.kind);

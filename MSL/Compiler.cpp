@@ -72,6 +72,19 @@ Binding binding(const ir::Variable& variable) {
     return out;
 }
 
+ThreadgroupArgument threadgroupArgument(const ir::Variable& variable) {
+    const bool isArray = variable.type->is(TypeKind::array) && variable.type->count == 0;
+    const TypeRef element = isArray ? variable.type->element : variable.type;
+    return {std::string(variable.name), variable.metalIndex, typeName(element),
+            static_cast<std::uint32_t>(layoutOf(element).size), isArray};
+}
+
+FunctionConstant functionConstant(const ir::FunctionConstant& constant) {
+    const bool isBool = constant.type->scalar == ScalarKind::bool_;
+    return {std::string(constant.name), typeName(constant.type), constant.index,
+            isBool ? 4 : byteSize(constant.type->scalar), constant.type->columns};
+}
+
 Reflection reflect(const ir::Module& module, const TranslationUnit& unit) {
     Reflection reflection;
     for (const ir::Entry* entry : module.entries) {
@@ -79,6 +92,7 @@ Reflection reflect(const ir::Module& module, const TranslationUnit& unit) {
         out.name = entry->name;
         out.stage = entry->stage;
         if (entry->stage == Stage::kernel) out.localSize = {64, 1, 1};
+        out.threadgroupBytes = static_cast<std::uint32_t>(entry->threadgroupBytes);
         for (const ir::Variable* variable : *entry->interface) {
             switch (variable->kind) {
             case ir::Variable::Kind::input: out.inputs.push_back(stageVariable(*variable)); break;
@@ -86,10 +100,15 @@ Reflection reflect(const ir::Module& module, const TranslationUnit& unit) {
             case ir::Variable::Kind::buffer:
             case ir::Variable::Kind::texture:
             case ir::Variable::Kind::sampler: out.bindings.push_back(binding(*variable)); break;
+            case ir::Variable::Kind::threadgroup:
+                out.threadgroupArguments.push_back(threadgroupArgument(*variable));
+                break;
             default: break;
             }
         }
     }
+    for (const ir::FunctionConstant& constant : module.functionConstants)
+        reflection.functionConstants.push_back(functionConstant(constant));
     for (const StructDecl* decl : unit.structs) {
         if (decl->name == nullptr) continue;
         StructLayout& out = reflection.structs.emplace_back();

@@ -6,6 +6,10 @@
 // functions. [[buffer(n)]] is binding n, [[texture(n)]] binding 32 + n, [[sampler(n)]] binding 160 + n, and the
 // constexpr samplers found in the text are numbered from 176. The members of an argument buffer at [[buffer(n)]] are
 // bindings of their own: member [[id(m)]] is binding 256 + 64n + m; a member that is a plain value is a uniform buffer.
+//
+// Specialisation constants: 0, 1 and 2 are a kernel's threadgroup size. 16 + n is the number of elements behind the
+// pointer argument [[threadgroup(n)]]. [[function_constant(n)]] takes eight: 64 + 8n is its value (and those that
+// follow the other components of a vector), 64 + 8n + 7 is a bool, whether it is defined.
 #pragma once
 
 #include <array>
@@ -34,6 +38,10 @@ inline constexpr std::uint32_t samplerBindingBase = 160;
 inline constexpr std::uint32_t constexprSamplerBindingBase = 176;
 inline constexpr std::uint32_t argumentBufferBindingBase = 256;
 inline constexpr std::uint32_t argumentBufferBindings = 64; // of each
+inline constexpr std::uint32_t threadgroupLengthIdBase = 16;
+inline constexpr std::uint32_t functionConstantIdBase = 64;
+inline constexpr std::uint32_t functionConstantIds = 8;       // of each
+inline constexpr std::uint32_t functionConstantDefinedId = 7; // among them
 
 struct SamplerState {
     enum class Filter : std::uint8_t { nearest, linear };
@@ -79,6 +87,24 @@ struct StageVariable {
     std::int32_t location = -1; // Vulkan location, -1 for built-in values
 };
 
+// A threadgroup argument of a kernel.
+struct ThreadgroupArgument {
+    std::string name;
+    std::uint32_t metalIndex = 0;
+    std::string typeName; // of an element
+    std::uint32_t byteSize = 0;
+    bool isArray = false; // a pointer: specialisation constant 16 + metalIndex says how many elements there are
+};
+
+// A constant that the host may give. One that it does not give is zero, and not defined.
+struct FunctionConstant {
+    std::string name;
+    std::string typeName;
+    std::uint32_t metalIndex = 0; // [[function_constant(n)]]
+    std::uint32_t byteSize = 0;   // of one component, as the specialisation constant has it: a bool takes 4
+    std::uint32_t componentCount = 1;
+};
+
 struct EntryPoint {
     std::string name;
     Stage stage = Stage::fragment;
@@ -86,6 +112,8 @@ struct EntryPoint {
     std::vector<StageVariable> inputs;
     std::vector<StageVariable> outputs;
     std::array<std::uint32_t, 3> localSize = {1, 1, 1}; // kernels: default; specialisation constants 0, 1, 2 set it
+    std::vector<ThreadgroupArgument> threadgroupArguments;
+    std::uint32_t threadgroupBytes = 0; // kernels: without the arguments whose length the host sets
 };
 
 struct StructMember {
@@ -104,6 +132,7 @@ struct StructLayout {
 
 struct Reflection {
     std::vector<EntryPoint> entryPoints;
+    std::vector<FunctionConstant> functionConstants; // those that the functions use
     std::vector<StructLayout> structs; // every complete struct of the text, in source order, in Metal's layout
 
     const EntryPoint* entryPoint(std::string_view name) const {

@@ -181,7 +181,34 @@ std::string toJson(const Reflection& reflection) {
                 json.number(size);
             }
             json.close(']');
+            json.key("threadgroupArguments");
+            json.open('[');
+            for (const ThreadgroupArgument& argument : entry.threadgroupArguments) {
+                json.item();
+                json.open('{');
+                json.member("name", argument.name);
+                json.member("metalIndex", argument.metalIndex);
+                json.member("typeName", argument.typeName);
+                json.member("byteSize", argument.byteSize);
+                json.member("isArray", argument.isArray);
+                json.close('}');
+            }
+            json.close(']');
+            json.member("threadgroupBytes", entry.threadgroupBytes);
         }
+        json.close('}');
+    }
+    json.close(']');
+    json.key("functionConstants");
+    json.open('[');
+    for (const FunctionConstant& constant : reflection.functionConstants) {
+        json.item();
+        json.open('{');
+        json.member("name", constant.name);
+        json.member("typeName", constant.typeName);
+        json.member("metalIndex", constant.metalIndex);
+        json.member("byteSize", constant.byteSize);
+        json.member("componentCount", constant.componentCount);
         json.close('}');
     }
     json.close(']');

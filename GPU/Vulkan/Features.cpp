@@ -30,6 +30,8 @@ const Row rows[] = {
     {{"synchronization2", Need::required, "it lacks the second form of synchronisation"}, V13(synchronization2)},
     {{"maintenance4", Need::required, "it cannot set a kernel's threadgroup size when the kernel is made"},
      V13(maintenance4)},
+    {{"shaderZeroInitializeWorkgroupMemory", Need::required, "it cannot clear the memory that threads share"},
+     V13(shaderZeroInitializeWorkgroupMemory)},
 
     {{"shaderInt8", Need::whenUsed, "8-bit integers"}, V12(shaderInt8), 39},
     {{"shaderInt16", Need::whenUsed, "16-bit integers"}, CORE(shaderInt16), 22},
@@ -43,6 +45,15 @@ const Row rows[] = {
     {{"uniformAndStorageBuffer8BitAccess", Need::whenUsed, "8-bit values in constant blocks"},
      V12(uniformAndStorageBuffer8BitAccess),
      4449},
+    {{"shaderBufferInt64Atomics", Need::whenUsed, "atomic operations on 64-bit integers"},
+     V12(shaderBufferInt64Atomics),
+     12},
+    {{"geometryShader", Need::whenUsed, "the number of the primitive"}, CORE(geometryShader), 2},
+    {{"shaderDrawParameters", Need::whenUsed, "the base vertex and instance"}, V11(shaderDrawParameters), 4427},
+    {{"shaderOutputLayer", Need::whenUsed, "layers chosen by vertex functions"}, V12(shaderOutputLayer), 69},
+    {{"shaderOutputViewportIndex", Need::whenUsed, "viewports chosen by vertex functions"},
+     V12(shaderOutputViewportIndex),
+     70},
     {{"variablePointersStorageBuffer", Need::whenUsed, "pointers chosen at run time into one buffer"},
      V11(variablePointersStorageBuffer),
      4441},
@@ -69,6 +80,8 @@ const Row rows[] = {
      CORE(shaderStorageImageArrayDynamicIndexing),
      31},
 
+    {{"shaderSubgroupExtendedTypes", Need::usedWhenThere, "Without it simd functions cannot take 64-bit integers."},
+     V12(shaderSubgroupExtendedTypes)},
     {{"robustImageAccess", Need::usedWhenThere, "Without it only the shader's own checks keep texture reads inside."},
      V13(robustImageAccess)},
     {{"vertexPipelineStoresAndAtomics", Need::usedWhenThere, "Without it vertex functions cannot write to buffers."},
@@ -100,7 +113,8 @@ FeatureSet::FeatureSet() {
 }
 
 FeatureSet::FeatureSet(const FeatureSet& other)
-    : core(other.core), vulkan11(other.vulkan11), vulkan12(other.vulkan12), vulkan13(other.vulkan13) {
+    : core(other.core), vulkan11(other.vulkan11), vulkan12(other.vulkan12), vulkan13(other.vulkan13),
+      subgroupOperations(other.subgroupOperations) {
     link();
 }
 
@@ -109,6 +123,7 @@ FeatureSet& FeatureSet::operator=(const FeatureSet& other) {
     vulkan11 = other.vulkan11;
     vulkan12 = other.vulkan12;
     vulkan13 = other.vulkan13;
+    subgroupOperations = other.subgroupOperations;
     link();
     return *this;
 }
@@ -127,6 +142,16 @@ void FeatureSet::link() {
 FeatureSet FeatureSet::query(VkPhysicalDevice device) {
     FeatureSet set;
     vkGetPhysicalDeviceFeatures2(device, &set.core);
+    VkPhysicalDeviceSubgroupProperties subgroup{.sType = VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_SUBGROUP_PROPERTIES,
+                                                .pNext = nullptr,
+                                                .subgroupSize = 0,
+                                                .supportedStages = 0,
+                                                .supportedOperations = 0,
+                                                .quadOperationsInAllStages = VK_FALSE};
+    VkPhysicalDeviceProperties2 properties{
+        .sType = VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_PROPERTIES_2, .pNext = &subgroup, .properties = {}};
+    vkGetPhysicalDeviceProperties2(device, &properties);
+    set.subgroupOperations = subgroup.supportedOperations;
     return set;
 }
 
@@ -142,12 +167,16 @@ FeatureSet FeatureSet::enabled() const {
     FeatureSet result;
     for (const Row& row : rows)
         row.flag(result) = read(*this, row);
+    result.subgroupOperations = subgroupOperations;
     return result;
 }
 
 std::string FeatureSet::missingFor(std::span<const std::uint32_t> spirv) const {
     constexpr std::size_t headerWords = 5;
     constexpr std::uint32_t opCapability = 17;
+    // The capabilities of simdgroups, each for one bit of the device's operations.
+    constexpr std::uint32_t firstGroupCapability = 61;
+    constexpr std::uint32_t lastGroupCapability = 68;
     // Capabilities come first in a module.
     for (std::size_t at = headerWords; at + 1 < spirv.size();) {
         const std::uint32_t words = spirv[at] >> 16;
@@ -156,6 +185,9 @@ std::string FeatureSet::missingFor(std::span<const std::uint32_t> spirv) const {
             if (row.capability == spirv[at + 1] && !read(*this, row))
                 return "This graphics device cannot run the shader: it has no support for " +
                        std::string(row.line.sentence) + ".";
+        if (spirv[at + 1] >= firstGroupCapability && spirv[at + 1] <= lastGroupCapability &&
+            (subgroupOperations >> (spirv[at + 1] - firstGroupCapability) & 1U) == 0)
+            return "This graphics device cannot run the shader: it has no support for some of its simd functions.";
         at += words;
     }
     return {};

@@ -16,6 +16,7 @@ struct FeatureSet {
     VkPhysicalDeviceVulkan11Features vulkan11{};
     VkPhysicalDeviceVulkan12Features vulkan12{};
     VkPhysicalDeviceVulkan13Features vulkan13{};
+    VkSubgroupFeatureFlags subgroupOperations = 0; // what simdgroups can do
 
     FeatureSet();
     FeatureSet(const FeatureSet& other);

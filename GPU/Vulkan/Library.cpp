@@ -18,9 +18,10 @@ VkSampler Library::Impl::constantSampler(const FunctionDescriptor& function, std
     return constantSamplers[std::size_t(&function - descriptor.functions.data())][argument];
 }
 
-std::shared_ptr<Function> Library::makeFunction(std::string_view name) const {
+std::shared_ptr<Function> Library::makeFunction(std::string_view name, std::vector<ConstantValue> constants) const {
     for (const FunctionDescriptor& function : impl_->descriptor.functions)
-        if (function.name == name) return std::make_shared<Function>(shared_from_this(), function);
+        if (function.name == name)
+            return std::make_shared<Function>(shared_from_this(), function, std::move(constants));
     return nullptr;
 }
 

@@ -1,6 +1,7 @@
 #include "GPU/Vulkan/Objects.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace gpu {
 
@@ -80,6 +81,30 @@ void PipelineLayout::destroy(VulkanDevice& device) {
 
 namespace {
 
+// The values of a function's specialisation constants, laid out for Vulkan. Must outlive what info() points into.
+class Specialization {
+  public:
+    explicit Specialization(const std::vector<ConstantValue>& constants) {
+        for (const ConstantValue& constant : constants)
+            add(constant);
+    }
+    void add(const ConstantValue& constant) {
+        const std::size_t at = bytes_.size();
+        entries_.push_back({constant.constant, std::uint32_t(at), constant.size});
+        bytes_.resize(at + 8); // every value starts on its own boundary
+        std::memcpy(bytes_.data() + at, &constant.bits, sizeof constant.bits);
+    }
+    const VkSpecializationInfo* info() {
+        info_ = {std::uint32_t(entries_.size()), entries_.data(), bytes_.size(), bytes_.data()};
+        return entries_.empty() ? nullptr : &info_;
+    }
+
+  private:
+    std::vector<VkSpecializationMapEntry> entries_;
+    std::vector<std::byte> bytes_;
+    VkSpecializationInfo info_{};
+};
+
 VkPipelineShaderStageCreateInfo stageInfo(const Function& function, VkShaderStageFlagBits stage,
                                           const VkSpecializationInfo* specialization = nullptr) {
     return {.sType = VK_STRUCTURE_TYPE_PIPELINE_SHADER_STAGE_CREATE_INFO,
@@ -98,10 +123,13 @@ bool belongs(const std::shared_ptr<Function>& function, const VulkanDevice& devi
 
 Result<VkPipeline> makeRenderPipeline(VulkanDevice& device, const RenderPipelineDescriptor& descriptor,
                                       VkPipelineLayout layout) {
+    const Function* fragment = descriptor.fragmentFunction.get();
+    Specialization ofVertex(descriptor.vertexFunction->constants());
+    Specialization ofFragment(fragment != nullptr ? fragment->constants() : std::vector<ConstantValue>());
     const VkPipelineShaderStageCreateInfo stages[] = {
-        stageInfo(*descriptor.vertexFunction, VK_SHADER_STAGE_VERTEX_BIT),
-        descriptor.fragmentFunction != nullptr ? stageInfo(*descriptor.fragmentFunction, VK_SHADER_STAGE_FRAGMENT_BIT)
-                                               : VkPipelineShaderStageCreateInfo{}};
+        stageInfo(*descriptor.vertexFunction, VK_SHADER_STAGE_VERTEX_BIT, ofVertex.info()),
+        fragment != nullptr ? stageInfo(*fragment, VK_SHADER_STAGE_FRAGMENT_BIT, ofFragment.info())
+                            : VkPipelineShaderStageCreateInfo{}};
     const VkPipelineVertexInputStateCreateInfo vertexInput{
         .sType = VK_STRUCTURE_TYPE_PIPELINE_VERTEX_INPUT_STATE_CREATE_INFO,
         .pNext = nullptr,
@@ -254,7 +282,8 @@ Device::makeRenderPipelineState(const RenderPipelineDescriptor& descriptor) {
 }
 
 Result<std::shared_ptr<ComputePipelineState>>
-Device::makeComputePipelineState(const std::shared_ptr<Function>& function, Size threadsPerThreadgroup) {
+Device::makeComputePipelineState(const std::shared_ptr<Function>& function, Size threadsPerThreadgroup,
+                                 const std::vector<ThreadgroupLength>& threadgroupLengths) {
     VulkanDevice& core = *impl_->core;
     if (!belongs(function, core, ShaderStage::kernel))
         return std::unexpected(Error{ErrorKind::invalidArgument, "A compute pipeline needs a kernel of its device."});
@@ -272,18 +301,32 @@ Device::makeComputePipelineState(const std::shared_ptr<Function>& function, Size
     impl->function = function;
     impl->threadsPerThreadgroup = size;
     if (auto made = impl->layout.make(core, function.get(), nullptr); !made) return std::unexpected(made.error());
-    const std::uint32_t values[] = {size.width, size.height, size.depth};
-    const VkSpecializationMapEntry entries[] = {{0, 0, 4}, {1, 4, 4}, {2, 8, 4}};
-    const VkSpecializationInfo specialization{3, entries, sizeof values, values};
-    const VkComputePipelineCreateInfo info{
-        .sType = VK_STRUCTURE_TYPE_COMPUTE_PIPELINE_CREATE_INFO,
-        .pNext = nullptr,
-        .flags = 0,
-        .stage = stageInfo(*function, VK_SHADER_STAGE_COMPUTE_BIT,
-                           function->descriptor().hasSpecializedThreadgroup ? &specialization : nullptr),
-        .layout = impl->layout.handle,
-        .basePipelineHandle = VK_NULL_HANDLE,
-        .basePipelineIndex = -1};
+    Specialization specialization(function->constants());
+    if (function->descriptor().hasSpecializedThreadgroup)
+        for (const ConstantValue& constant :
+             {ConstantValue{0, 4, size.width}, ConstantValue{1, 4, size.height}, ConstantValue{2, 4, size.depth}})
+            specialization.add(constant);
+    std::uint64_t shared = function->descriptor().threadgroupMemory;
+    for (const ThreadgroupArgument& argument : function->descriptor().threadgroupArguments) {
+        const auto length = std::ranges::find(threadgroupLengths, argument.index, &ThreadgroupLength::index);
+        const std::uint64_t bytes = length != threadgroupLengths.end() ? length->bytes : 0;
+        const std::uint64_t count = std::max<std::uint64_t>(bytes / argument.elementSize, 1);
+        shared += count * argument.elementSize;
+        specialization.add({argument.constant, 4, count});
+    }
+    if (shared > core.limits.maxComputeSharedMemorySize)
+        return std::unexpected(
+            Error{ErrorKind::unsupported, "The kernel's threadgroups need " + std::to_string(shared) +
+                                              " bytes of memory; this device has " +
+                                              std::to_string(core.limits.maxComputeSharedMemorySize) + "."});
+    const VkComputePipelineCreateInfo info{.sType = VK_STRUCTURE_TYPE_COMPUTE_PIPELINE_CREATE_INFO,
+                                           .pNext = nullptr,
+                                           .flags = 0,
+                                           .stage =
+                                               stageInfo(*function, VK_SHADER_STAGE_COMPUTE_BIT, specialization.info()),
+                                           .layout = impl->layout.handle,
+                                           .basePipelineHandle = VK_NULL_HANDLE,
+                                           .basePipelineIndex = -1};
     if (auto made = core.call("creating a compute pipeline",
                               [&] {
                                   return vkCreateComputePipelines(core.handle, core.pipelineCache, 1, &info, nullptr,

@@ -16,9 +16,17 @@
 
 namespace glasshob::testing {
 
+struct KernelOptions {
+    gpu::Size threadgroup = {0, 1, 1}; // width 0: the layer chooses
+    gpu::Size grid = {0, 1, 1};        // width 0: as many threads as the call says, in one row
+    std::vector<gpu::ConstantValue> constants = {};
+    std::vector<gpu::ThreadgroupLength> lengths = {};
+};
+
 // Compiles `source` and runs its function "check" with the buffers bound at 0, 1, 2 ... over `threads` threads. Each
 // buffer's bytes go in before and come back after. False, with a test failure that says why, when something fails.
-inline bool runKernel(const std::string& source, std::vector<std::vector<std::byte>>& buffers, std::uint32_t threads) {
+inline bool runKernel(const std::string& source, std::vector<std::vector<std::byte>>& buffers, std::uint32_t threads,
+                      const KernelOptions& options = {}) {
     const auto on = device();
     if (on == nullptr) return false;
     auto compiled = msl::compile(source);
@@ -27,12 +35,12 @@ inline bool runKernel(const std::string& source, std::vector<std::vector<std::by
         return false;
     }
     const auto library = on->makeLibrary(libraryDescriptor(std::move(*compiled), "check"));
-    const auto function = library ? (*library)->makeFunction("check") : nullptr;
+    const auto function = library ? (*library)->makeFunction("check", options.constants) : nullptr;
     if (function == nullptr) {
         ADD_FAILURE() << "no function 'check'";
         return false;
     }
-    const auto pipeline = on->makeComputePipelineState(function);
+    const auto pipeline = on->makeComputePipelineState(function, options.threadgroup, options.lengths);
     const auto queue = on->makeCommandQueue();
     if (!pipeline || !queue) {
         ADD_FAILURE() << "no pipeline or queue";
@@ -47,7 +55,7 @@ inline bool runKernel(const std::string& source, std::vector<std::vector<std::by
         std::memcpy(made.back()->contents(), buffers[i].data(), buffers[i].size());
         encoder->setBuffer(made.back(), 0, i);
     }
-    encoder->dispatchThreads({threads, 1, 1});
+    encoder->dispatchThreads(options.grid.width != 0 ? options.grid : gpu::Size{threads, 1, 1});
     encoder->endEncoding();
     commands->commit();
     commands->waitUntilCompleted();

@@ -183,8 +183,11 @@ TypeRef TypeTable::withScalar(TypeRef numeric, ScalarKind kind) const {
 
 Layout layoutOf(TypeRef type) {
     switch (type->kind) {
-    case TypeKind::scalar:
-    case TypeKind::atomic: return {byteSize(type->scalar), byteSize(type->scalar)};
+    case TypeKind::scalar: return {byteSize(type->scalar), byteSize(type->scalar)};
+    case TypeKind::atomic: { // an atomic_bool takes a word, the least that devices have atomic operations for
+        const unsigned size = byteSize(type->scalar) < 4 ? 4 : byteSize(type->scalar);
+        return {size, size};
+    }
     case TypeKind::vector: {
         const unsigned size = byteSize(type->scalar) * (type->columns == 3 ? 4U : type->columns);
         return {size, size};

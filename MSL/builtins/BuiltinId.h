@@ -46,7 +46,7 @@ enum class BuiltinId : std::uint16_t {
     optionLevel, optionBias, optionGradient2d, optionGradient3d, optionGradientCube, optionMinLodClamp,
     // atomics (first argument a pointer to an atomic)
     atomicLoad, atomicStore, atomicExchange, atomicCompareExchangeWeak, atomicFetchAdd, atomicFetchSub, atomicFetchAnd,
-    atomicFetchOr, atomicFetchXor, atomicFetchMax, atomicFetchMin, atomicFence,
+    atomicFetchOr, atomicFetchXor, atomicFetchMax, atomicFetchMin, atomicMax, atomicMin, atomicFence,
     // threads
     threadgroupBarrier, simdgroupBarrier,
     simdSum, simdProduct, simdMin, simdMax, simdAnd, simdOr, simdXor, simdAll, simdAny, simdBallot, simdBroadcast,
@@ -54,6 +54,13 @@ enum class BuiltinId : std::uint16_t {
     simdPrefixExclusiveSum, simdPrefixInclusiveProduct, simdPrefixExclusiveProduct, simdIsFirst, simdIsHelperThread,
     quadSum, quadProduct, quadMin, quadMax, quadAnd, quadOr, quadXor, quadAll, quadAny, quadBroadcast, quadShuffle,
     quadShuffleDown, quadShuffleUp, quadShuffleXor,
+    simdActiveThreadsMask, simdShuffleRotateDown, simdShuffleRotateUp, simdShuffleAndFillDown, simdShuffleAndFillUp,
+    quadActiveThreadsMask, quadBallot, quadBroadcastFirst, quadIsFirst, quadIsHelperThread, quadPrefixInclusiveSum,
+    quadPrefixExclusiveSum, quadPrefixInclusiveProduct, quadPrefixExclusiveProduct, quadShuffleRotateDown,
+    quadShuffleRotateUp, quadShuffleAndFillDown, quadShuffleAndFillUp,
+    lastThreadFunction = quadShuffleAndFillUp,
+    // is_function_constant_defined(name): the call's argument is the constant's name
+    functionConstantDefined,
     count_,
 };
 // clang-format on

@@ -99,10 +99,19 @@ constexpr BuiltinSignature atomicUpdate =
 constexpr BuiltinSignature atomicCompare =
     make(Class::atomic, Shape::scalar, Slot::bool_, {Slot::atomicPointer, Slot::threadT, T, Slot::int_, Slot::int_},
          {"object", "expected", "desired", "success", "failure"});
+constexpr BuiltinSignature atomicLimit = make(Class::atomic, Shape::scalar, Slot::void_,
+                                              {Slot::atomicPointer, T, Slot::int_}, {"object", "operand", "order"});
+constexpr BuiltinSignature fence =
+    make(Class::none, V, Slot::void_, {Slot::uint, Slot::int_, Slot::int_}, {"flags", "order", "scope"}, 1);
 constexpr BuiltinSignature groupReduce = make(A, V, T, {T}, {"data"});
 constexpr BuiltinSignature groupBits = make(I, V, T, {T}, {"data"});
 constexpr BuiltinSignature groupVote = make(Class::none, V, Slot::bool_, {Slot::bool_}, {"expr"});
 constexpr BuiltinSignature groupLane = make(A, V, T, {T, Slot::ushort}, {"data", "lane"});
+
+constexpr BuiltinSignature groupFill =
+    make(A, V, T, {T, T, Slot::ushort, Slot::ushort}, {"data", "filling_data", "delta", "modulo"}, 1);
+constexpr BuiltinSignature groupBallot = make(Class::none, V, Slot::ulong, {Slot::bool_}, {"expr"});
+constexpr BuiltinSignature groupMask = make(Class::none, V, Slot::ulong, {}, {});
 
 constexpr bool P = true; // has fast:: and precise:: forms
 
@@ -130,7 +139,10 @@ constexpr BuiltinFunction functions[] = {
     {"atomic_fetch_sub_explicit", Id::atomicFetchSub, &atomicUpdate},
     {"atomic_fetch_xor_explicit", Id::atomicFetchXor, &atomicUpdate},
     {"atomic_load_explicit", Id::atomicLoad, &atomicGet},
+    {"atomic_max_explicit", Id::atomicMax, &atomicLimit},
+    {"atomic_min_explicit", Id::atomicMin, &atomicLimit},
     {"atomic_store_explicit", Id::atomicStore, &atomicPut},
+    {"atomic_thread_fence", Id::atomicFence, &fence},
     {"ceil", Id::ceil, &float1, P},
     {"clamp", Id::clamp, &anyClamp, P},
     {"clz", Id::clz, &int1},
@@ -215,16 +227,29 @@ constexpr BuiltinFunction functions[] = {
     {"popcount", Id::popcount, &int1},
     {"pow", Id::pow, &float2args, P},
     {"powr", Id::powr, &float2args, P},
+    {"quad_active_threads_mask", Id::quadActiveThreadsMask, &groupMask},
     {"quad_all", Id::quadAll, &groupVote},
     {"quad_and", Id::quadAnd, &groupBits},
     {"quad_any", Id::quadAny, &groupVote},
+    {"quad_ballot", Id::quadBallot, &groupBallot},
     {"quad_broadcast", Id::quadBroadcast, &groupLane},
+    {"quad_broadcast_first", Id::quadBroadcastFirst, &groupReduce},
+    {"quad_is_first", Id::quadIsFirst, &noArgumentsBool},
+    {"quad_is_helper_thread", Id::quadIsHelperThread, &noArgumentsBool},
     {"quad_max", Id::quadMax, &groupReduce},
     {"quad_min", Id::quadMin, &groupReduce},
     {"quad_or", Id::quadOr, &groupBits},
+    {"quad_prefix_exclusive_product", Id::quadPrefixExclusiveProduct, &groupReduce},
+    {"quad_prefix_exclusive_sum", Id::quadPrefixExclusiveSum, &groupReduce},
+    {"quad_prefix_inclusive_product", Id::quadPrefixInclusiveProduct, &groupReduce},
+    {"quad_prefix_inclusive_sum", Id::quadPrefixInclusiveSum, &groupReduce},
     {"quad_product", Id::quadProduct, &groupReduce},
     {"quad_shuffle", Id::quadShuffle, &groupLane},
+    {"quad_shuffle_and_fill_down", Id::quadShuffleAndFillDown, &groupFill},
+    {"quad_shuffle_and_fill_up", Id::quadShuffleAndFillUp, &groupFill},
     {"quad_shuffle_down", Id::quadShuffleDown, &groupLane},
+    {"quad_shuffle_rotate_down", Id::quadShuffleRotateDown, &groupLane},
+    {"quad_shuffle_rotate_up", Id::quadShuffleRotateUp, &groupLane},
     {"quad_shuffle_up", Id::quadShuffleUp, &groupLane},
     {"quad_shuffle_xor", Id::quadShuffleXor, &groupLane},
     {"quad_sum", Id::quadSum, &groupReduce},
@@ -243,9 +268,11 @@ constexpr BuiltinFunction functions[] = {
     {"select", Id::select, &selectArgs},
     {"sign", Id::sign, &float1, P},
     {"signbit", Id::signbit, &floatTest},
+    {"simd_active_threads_mask", Id::simdActiveThreadsMask, &groupMask},
     {"simd_all", Id::simdAll, &groupVote},
     {"simd_and", Id::simdAnd, &groupBits},
     {"simd_any", Id::simdAny, &groupVote},
+    {"simd_ballot", Id::simdBallot, &groupBallot},
     {"simd_broadcast", Id::simdBroadcast, &groupLane},
     {"simd_broadcast_first", Id::simdBroadcastFirst, &groupReduce},
     {"simd_is_first", Id::simdIsFirst, &noArgumentsBool},
@@ -259,7 +286,11 @@ constexpr BuiltinFunction functions[] = {
     {"simd_prefix_inclusive_sum", Id::simdPrefixInclusiveSum, &groupReduce},
     {"simd_product", Id::simdProduct, &groupReduce},
     {"simd_shuffle", Id::simdShuffle, &groupLane},
+    {"simd_shuffle_and_fill_down", Id::simdShuffleAndFillDown, &groupFill},
+    {"simd_shuffle_and_fill_up", Id::simdShuffleAndFillUp, &groupFill},
     {"simd_shuffle_down", Id::simdShuffleDown, &groupLane},
+    {"simd_shuffle_rotate_down", Id::simdShuffleRotateDown, &groupLane},
+    {"simd_shuffle_rotate_up", Id::simdShuffleRotateUp, &groupLane},
     {"simd_shuffle_up", Id::simdShuffleUp, &groupLane},
     {"simd_shuffle_xor", Id::simdShuffleXor, &groupLane},
     {"simd_sum", Id::simdSum, &groupReduce},

@@ -302,6 +302,13 @@ Value* Builder::builtin(BuiltinId id, TypeRef resultType, std::span<Value* const
     return instruction->result;
 }
 
+Value* Builder::builtinAt(BuiltinId id, TypeRef resultType, Place* place, std::span<Value* const> operands) {
+    Instruction* instruction = emit(Op::builtin, resultType, operands);
+    instruction->builtinId = id;
+    instruction->place = place;
+    return instruction->result;
+}
+
 Value* Builder::textureBuiltin(BuiltinId id, TypeRef resultType, Place* texture, Variable* sampler,
                                std::span<Value* const> operands, std::span<const TextureOperand> roles) {
     Instruction* instruction = emit(Op::builtin, resultType, operands);

@@ -46,12 +46,12 @@ struct Function;
 // A value: a constant, a function parameter, or the result of an instruction. Compared by address (constants are
 // interned, so equal constants are the same value).
 struct Value {
-    enum class Kind : std::uint8_t { constant, parameter, result, undefined } kind = Kind::result;
+    enum class Kind : std::uint8_t { constant, parameter, result, undefined, specialization } kind = Kind::result;
     TypeRef type = nullptr;
     std::uint32_t id = 0; // dense in its module; writers use it to index side tables
     // constant: a scalar's bits (float and half: the bits of that format; bool 0 or 1; integers sign- or
     // zero-extended), or the parts of a vector (scalars), matrix (columns), array or struct; a null composite has no
-    // parts (all zero).
+    // parts (all zero). specialization: the number of a scalar that the host sets when it makes a pipeline.
     std::uint64_t bits = 0;
     std::span<Value* const> parts;
     Instruction* definition = nullptr; // result: the instruction that makes it
@@ -90,6 +90,7 @@ enum class SystemValue : std::uint8_t {
     subgroupInvocationId,
     subgroupId,
     numSubgroups,
+    helperInvocation,
 };
 enum class Interpolation : std::uint8_t { perspective, noPerspective, flat };
 enum class Sampling : std::uint8_t { center, centroid, sample };
@@ -104,9 +105,10 @@ struct Variable {
         sampler, // initialised by samplerState when isConstexprSampler
         input,   // of an entry point: system value or location
         output,
-        threadgroup,
+        threadgroup, // shared by the threads of one group, zero when the group starts
     } kind = Kind::local;
-    TypeRef type = nullptr; // buffer: the referee, or an array of count 0 for a pointer
+    TypeRef type = nullptr; // buffer: the referee, or an array of count 0 for a pointer; threadgroup: likewise, the
+                            // host sets the length of the argument `metalIndex`
     std::string_view name;
     std::uint32_t id = 0;         // dense in its module
     Value* initializer = nullptr; // constantTable: required. local: optional constant it starts with (else undefined)
@@ -294,6 +296,14 @@ struct Entry {
     std::vector<Variable*>* interface = nullptr; // every input, output and resource that the source declares for it
     bool earlyFragmentTests = false;
     bool usesDepthOutput = false;
+    std::uint64_t threadgroupBytes = 0; // of the threadgroup variables with a size of their own
+};
+
+// A program-scope constant whose value the host gives, as specialisation constants; see Reflection.h for the numbers.
+struct FunctionConstant {
+    std::string_view name;
+    TypeRef type = nullptr; // scalar or vector
+    std::uint32_t index = 0;
 };
 
 class Module {
@@ -305,6 +315,7 @@ class Module {
     std::vector<Function*> functions; // callees before callers
     std::vector<Entry*> entries;      // in source order
     std::vector<Variable*> globals;   // everything but locals and pointer parameters
+    std::vector<FunctionConstant> functionConstants;
 
     Value* constantScalar(TypeRef scalar, std::uint64_t bits);
     Value* constantFloat(TypeRef scalarOrVector, double value);     // half or float; splat for vectors
@@ -313,6 +324,7 @@ class Module {
     Value* constantComposite(TypeRef type, std::span<Value* const> parts);
     Value* constantNull(TypeRef type);
     Value* undefined(TypeRef type);
+    Value* specialization(TypeRef scalar, std::uint32_t number); // zero unless the host sets it
     Value* newValue(Value::Kind kind, TypeRef type);
     Variable* newVariable(Variable::Kind kind, TypeRef type, std::string_view name);
     Function* newFunction(std::string_view name, TypeRef returnType); // not yet in `functions`: append it when complete
@@ -364,6 +376,8 @@ class Builder {
     Value* select(Value* condition, Value* whenTrue, Value* whenFalse);
     Value* builtin(BuiltinId id, TypeRef resultType, std::span<Value* const> operands,
                    Precision precision = Precision::standard);
+    // An operation on what lies at a place: the atomics. resultType void gives null.
+    Value* builtinAt(BuiltinId id, TypeRef resultType, Place* place, std::span<Value* const> operands);
     // An operation on a texture, or on an element of an array of textures: `texture` says which. `sampler` may be null.
     // resultType void gives null.
     Value* textureBuiltin(BuiltinId id, TypeRef resultType, Place* texture, Variable* sampler,

@@ -131,7 +131,9 @@ Value* Module::constantScalar(TypeRef scalar, std::uint64_t bits) {
     const std::uint64_t hash = mix(scalar->id, bits);
     const auto [begin, end] = constants_.equal_range(hash);
     for (auto at = begin; at != end; ++at)
-        if (at->second->type == scalar && at->second->bits == bits && at->second->parts.empty()) return at->second;
+        if (at->second->isConstant() && at->second->type == scalar && at->second->bits == bits &&
+            at->second->parts.empty())
+            return at->second;
     Value* value = newValue(Value::Kind::constant, scalar);
     value->bits = bits;
     constants_.emplace(hash, value);
@@ -170,7 +172,7 @@ Value* Module::constantInt(TypeRef type, std::int64_t number) {
 }
 
 static bool isZero(const Value* value) {
-    return value->parts.empty() && value->bits == 0;
+    return value->isConstant() && value->parts.empty() && value->bits == 0;
 }
 
 Value* Module::constantComposite(TypeRef type, std::span<Value* const> parts) {
@@ -193,6 +195,18 @@ Value* Module::constantNull(TypeRef type) {
 
 Value* Module::undefined(TypeRef type) {
     return newValue(Value::Kind::undefined, type);
+}
+
+Value* Module::specialization(TypeRef scalar, std::uint32_t number) {
+    const std::uint64_t hash = mix(scalar->id, 0x5BEC000000000000ULL + number);
+    const auto [begin, end] = constants_.equal_range(hash);
+    for (auto at = begin; at != end; ++at)
+        if (at->second->kind == Value::Kind::specialization && at->second->type == scalar && at->second->bits == number)
+            return at->second;
+    Value* value = newValue(Value::Kind::specialization, scalar);
+    value->bits = number;
+    constants_.emplace(hash, value);
+    return value;
 }
 
 Value* Module::constantPart(const Value* composite, std::uint32_t index) {

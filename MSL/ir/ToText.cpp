@@ -93,6 +93,10 @@ class Printer {
             out_ += '%';
             number(local(value->id));
             return;
+        case Value::Kind::specialization:
+            out_ += "specialization ";
+            number(value->bits);
+            return;
         case Value::Kind::constant: break;
         }
         if (value->parts.empty() && !value->type->isScalar()) {

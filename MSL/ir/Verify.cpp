@@ -252,6 +252,9 @@ class Verifier {
                 if (!isReachable_[in.variables[i]->id]) fail(in, "passes a variable of another function");
             }
             break;
+        case Op::builtin:
+            if (in.place != nullptr) checkPlace(in, in.place);
+            break;
         case Op::arrayLength:
             if (checkPlace(in, in.place) && (!in.place->type->is(TypeKind::array) || in.place->type->count != 0))
                 fail(in, "asks '" + typeName(in.place->type) + "' for its length");

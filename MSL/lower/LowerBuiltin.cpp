@@ -49,16 +49,26 @@ Operand Lowering::callBuiltin(const Call& call) {
     const auto atLeast = [&](std::size_t count) { return call.arguments.size() >= count; };
     if (id >= BuiltinId::textureSample && id <= BuiltinId::optionMinLodClamp) return callTexture(call);
     if (id >= BuiltinId::atomicLoad && id <= BuiltinId::atomicFence) return callAtomic(call);
-    if (id >= BuiltinId::threadgroupBarrier && id < BuiltinId::count_) {
-        unsupported(call.location, "synchronising or sharing between threads is");
-        return errorOperand(call.type);
-    }
+    if (id >= BuiltinId::threadgroupBarrier && id <= BuiltinId::lastThreadFunction) return callGroup(call);
     switch (id) {
     case BuiltinId::none:
     case BuiltinId::count_:
         if (!diagnostics_.hasErrors()) diagnostics_.internalError(call.location, "a call of nothing reached lowering");
         return errorOperand(call.type);
-    case BuiltinId::discardFragment: builder_.discard(); return {};
+    case BuiltinId::functionConstantDefined: {
+        const auto* variable = static_cast<const VarDecl*>(static_cast<const NameRef*>(call.arguments[0])->decl);
+        const auto index = functionConstantIndex(variable);
+        if (!index) break;
+        return plain(module_.specialization(type, functionConstantIdBase + *index * functionConstantIds +
+                                                      functionConstantDefinedId));
+    }
+    case BuiltinId::discardFragment:
+        needStage(StageNeed::fragment, "discard_fragment", call.location);
+        builder_.discard();
+        return {};
+    case BuiltinId::dfdx:
+    case BuiltinId::dfdy:
+    case BuiltinId::fwidth: needStage(StageNeed::fragment, builtinName(id), call.location); break;
     case BuiltinId::sincos: {
         if (!atLeast(2)) break;
         Value* angle = value(call.arguments[0]);
@@ -118,11 +128,6 @@ Access Lowering::outArgument(const Expr* argument) {
     if (argument->type->is(TypeKind::pointer))
         return dereference(rvalue(argument), argument->type->element, argument->location);
     return lvalue(argument);
-}
-
-Operand Lowering::callAtomic(const Call& call) {
-    unsupported(call.location, "an atomic operation is");
-    return errorOperand(call.type);
 }
 
 } // namespace msl

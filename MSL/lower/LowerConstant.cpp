@@ -27,6 +27,8 @@ Access Lowering::globalAccess(VarDecl* variable, SourceLocation at) {
         facts.isBound = true;
         return facts.access;
     }
+    if (const auto index = functionConstantIndex(variable))
+        return heldAccess(Operand::ofValue(functionConstant(variable, *index), type));
     if (type->is(TypeKind::reference))
         return variable->initializer != nullptr ? lvalue(variable->initializer) : errorAccess(type->element);
     if (facts.isEvaluating) {
@@ -60,12 +62,64 @@ ir::Variable* Lowering::threadgroupVariable(VarDecl* variable) {
     ir::Variable*& made = threadgroups_[variable];
     if (made != nullptr) return made;
     made = module_.newVariable(ir::Variable::Kind::threadgroup, variable->type, nameOf(variable));
-    constexpr std::uint64_t most = 32768;
-    const std::uint64_t size = layoutOf(variable->type).size;
-    if (threadgroupBytes_ <= most && (size > most || threadgroupBytes_ + size > most))
-        diagnostics_.error(variable->location, "the threadgroup variables take more than 32768 bytes");
-    threadgroupBytes_ += std::min(size, most + 1);
+    countThreadgroupBytes(variable->type, nameOf(variable), variable->location);
     return made;
+}
+
+namespace {
+
+// What a device counts: a bool takes four bytes there.
+std::uint64_t threadgroupSize(TypeRef type) {
+    switch (type->kind) {
+    case TypeKind::array: return type->count * threadgroupSize(type->element);
+    case TypeKind::struct_: {
+        std::uint64_t size = 0;
+        for (const VarDecl* field : type->structDecl->fields)
+            size += threadgroupSize(field->type);
+        return std::max(size, layoutOf(type).size);
+    }
+    default: return type->scalar == ScalarKind::bool_ ? layoutOf(type).size * 4 : layoutOf(type).size;
+    }
+}
+
+} // namespace
+
+void Lowering::countThreadgroupBytes(TypeRef type, std::string_view name, SourceLocation at) {
+    constexpr std::uint64_t most = 32768;
+    const std::uint64_t size = threadgroupSize(type);
+    if (threadgroupBytes_ <= most && size > most - threadgroupBytes_)
+        diagnostics_.error(at, "the threadgroup variables of this kernel take too much memory: with '" +
+                                   std::string(name) + "' they need " + std::to_string(threadgroupBytes_ + size) +
+                                   " bytes, and 32768 fit");
+    threadgroupBytes_ += std::min(size, most + 1);
+}
+
+std::optional<std::uint32_t> Lowering::functionConstantIndex(const VarDecl* variable) {
+    if (variable->varKind != VarKind::global || variable->initializer != nullptr) return std::nullopt;
+    for (const Attribute& attribute : variable->attributes) {
+        if (attribute.name == nullptr || attribute.name->text != "function_constant" || attribute.arguments.empty() ||
+            attribute.arguments[0]->kind != ExprKind::intLiteral)
+            continue;
+        const auto index = static_cast<std::uint32_t>(static_cast<const IntLiteral*>(attribute.arguments[0])->value);
+        const auto known = std::ranges::find(module_.functionConstants, index, &ir::FunctionConstant::index);
+        if (known == module_.functionConstants.end())
+            module_.functionConstants.push_back({nameOf(variable), variable->type, index});
+        else if (known->name != nameOf(variable))
+            diagnostics_.error(variable->location, "function constant " + std::to_string(index) + " is already '" +
+                                                       std::string(known->name) + "'");
+        return index;
+    }
+    return std::nullopt;
+}
+
+// Scalars are numbers that the host sets; a vector is made of them where it is used.
+ir::Value* Lowering::functionConstant(const VarDecl* variable, std::uint32_t index) {
+    const std::uint32_t first = functionConstantIdBase + index * functionConstantIds;
+    const TypeRef scalar = module_.types.scalar(variable->type->scalar);
+    Value* parts[4] = {};
+    for (std::uint32_t i = 0; i < variable->type->columns && i < 4; ++i)
+        parts[i] = module_.specialization(scalar, first + i);
+    return variable->type->isVector() ? builder_.construct(variable->type, {parts, variable->type->columns}) : parts[0];
 }
 
 } // namespace msl

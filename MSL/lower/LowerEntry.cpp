@@ -13,6 +13,7 @@ struct Lowering::EntryState {
     ir::Entry* entry = nullptr;
     FunctionDecl* function = nullptr;
     Stage stage = Stage::fragment;
+    std::unordered_map<SystemValue, ir::Variable*> inputs; // one variable for each system value
 };
 
 namespace {
@@ -31,11 +32,15 @@ std::uint32_t numberOf(const Attribute* attribute) {
     return static_cast<std::uint32_t>(static_cast<const IntLiteral*>(attribute->arguments[0])->value);
 }
 
+// System values that are computed from others.
+enum class Derived : std::uint8_t { none, zero, threadsPerGrid, laneInQuad, quadInGroup, quadsPerGroup };
+
 struct SystemName {
     std::string_view name;
     SystemValue value;
     ScalarKind scalar;
     std::uint8_t columns;
+    Derived derived = Derived::none;
 };
 
 // clang-format off
@@ -54,6 +59,10 @@ constexpr SystemName fragmentInputs[] = {
     {"sample_mask", SystemValue::sampleMask, ScalarKind::uint, 1},
     {"render_target_array_index", SystemValue::renderTargetArrayIndex, ScalarKind::uint, 1},
     {"viewport_array_index", SystemValue::viewportArrayIndex, ScalarKind::uint, 1},
+    {"clip_distance", SystemValue::clipDistance, ScalarKind::float_, 1},
+    {"thread_index_in_simdgroup", SystemValue::subgroupInvocationId, ScalarKind::uint, 1},
+    {"threads_per_simdgroup", SystemValue::subgroupSize, ScalarKind::uint, 1},
+    {"thread_index_in_quadgroup", SystemValue::none, ScalarKind::uint, 1, Derived::laneInQuad},
 };
 constexpr SystemName kernelInputs[] = {
     {"thread_position_in_grid", SystemValue::globalInvocationId, ScalarKind::uint, 3},
@@ -63,13 +72,19 @@ constexpr SystemName kernelInputs[] = {
     {"threadgroups_per_grid", SystemValue::numWorkgroups, ScalarKind::uint, 3},
     {"threads_per_threadgroup", SystemValue::workgroupSize, ScalarKind::uint, 3},
     {"dispatch_threads_per_threadgroup", SystemValue::workgroupSize, ScalarKind::uint, 3},
-    {"threads_per_grid", SystemValue::gridSize, ScalarKind::uint, 3},
-    {"grid_size", SystemValue::gridSize, ScalarKind::uint, 3},
+    {"threads_per_grid", SystemValue::none, ScalarKind::uint, 3, Derived::threadsPerGrid},
+    {"grid_size", SystemValue::none, ScalarKind::uint, 3, Derived::threadsPerGrid},
+    {"grid_origin", SystemValue::none, ScalarKind::uint, 3, Derived::zero},
     {"thread_index_in_simdgroup", SystemValue::subgroupInvocationId, ScalarKind::uint, 1},
     {"threads_per_simdgroup", SystemValue::subgroupSize, ScalarKind::uint, 1},
     {"thread_execution_width", SystemValue::subgroupSize, ScalarKind::uint, 1},
     {"simdgroup_index_in_threadgroup", SystemValue::subgroupId, ScalarKind::uint, 1},
     {"simdgroups_per_threadgroup", SystemValue::numSubgroups, ScalarKind::uint, 1},
+    {"dispatch_simdgroups_per_threadgroup", SystemValue::numSubgroups, ScalarKind::uint, 1},
+    {"thread_index_in_quadgroup", SystemValue::none, ScalarKind::uint, 1, Derived::laneInQuad},
+    {"quadgroup_index_in_threadgroup", SystemValue::none, ScalarKind::uint, 1, Derived::quadInGroup},
+    {"quadgroups_per_threadgroup", SystemValue::none, ScalarKind::uint, 1, Derived::quadsPerGroup},
+    {"dispatch_quadgroups_per_threadgroup", SystemValue::none, ScalarKind::uint, 1, Derived::quadsPerGroup},
 };
 constexpr SystemName vertexOutputs[] = {
     {"position", SystemValue::position, ScalarKind::float_, 4},
@@ -189,28 +204,82 @@ void Lowering::assignLocations(const TranslationUnit& unit) {
         locationFor(name, type);
 }
 
+// The variable of a system value, as a whole; the same for every parameter of the entry point that asks for it.
+Value* Lowering::systemValue(EntryState& state, SystemValue wanted, TypeRef type, const VarDecl* declaration) {
+    if (wanted == SystemValue::subgroupInvocationId || wanted == SystemValue::subgroupSize) {
+        Value* value = systemInput(wanted);
+        ir::Variable* variable = sharedInputs_[wanted];
+        if (state.inputs.try_emplace(wanted, variable).second) state.entry->interface->push_back(variable);
+        return value;
+    }
+    const bool isArray = wanted == SystemValue::sampleMask || (wanted == SystemValue::clipDistance && type->isScalar());
+    ir::Variable*& variable = state.inputs[wanted];
+    if (variable == nullptr) {
+        variable = module_.newVariable(ir::Variable::Kind::input, isArray ? module_.types.array(type, 1) : type,
+                                       nameOf(declaration));
+        variable->attribute = module_.arena.copyText(attributeText(declaration->attributes));
+        variable->systemValue = wanted;
+        if (state.stage == Stage::fragment &&
+            !isFloating(type->is(TypeKind::array) ? ScalarKind::float_ : type->scalar))
+            variable->interpolation = ir::Interpolation::flat;
+        state.entry->interface->push_back(variable);
+    }
+    ir::Place* place = builder_.place(variable);
+    return builder_.load(isArray ? builder_.placeIndex(place, 0U, type) : place);
+}
+
+Value* Lowering::derivedValue(EntryState& state, std::uint8_t derived, const VarDecl* declaration) {
+    const TypeRef uint = module_.types.uint();
+    const TypeRef uint3 = module_.types.vector(ScalarKind::uint, 3);
+    const auto input = [&](SystemValue value, TypeRef type) { return systemValue(state, value, type, declaration); };
+    const auto binary = [&](ir::Op op, TypeRef type, Value* a, Value* b) { return builder_.binary(op, type, a, b); };
+    switch (static_cast<Derived>(derived)) {
+    case Derived::none:
+    case Derived::zero: break;
+    case Derived::threadsPerGrid:
+        return binary(ir::Op::mul, uint3, input(SystemValue::numWorkgroups, uint3),
+                      input(SystemValue::workgroupSize, uint3));
+    case Derived::laneInQuad:
+        return binary(ir::Op::bitAnd, uint, input(SystemValue::subgroupInvocationId, uint), uintConstant(3));
+    case Derived::quadInGroup: {
+        Value* perSimdgroup = binary(ir::Op::shr, uint, input(SystemValue::subgroupSize, uint), uintConstant(2));
+        Value* before = binary(ir::Op::mul, uint, input(SystemValue::subgroupId, uint), perSimdgroup);
+        Value* own = binary(ir::Op::shr, uint, input(SystemValue::subgroupInvocationId, uint), uintConstant(2));
+        return binary(ir::Op::add, uint, before, own);
+    }
+    case Derived::quadsPerGroup: {
+        Value* size = input(SystemValue::workgroupSize, uint3);
+        Value* threads = binary(ir::Op::mul, uint, builder_.extract(size, 0U), builder_.extract(size, 1));
+        threads = binary(ir::Op::mul, uint, threads, builder_.extract(size, 2));
+        return binary(ir::Op::shr, uint, binary(ir::Op::add, uint, threads, uintConstant(3)), uintConstant(2));
+    }
+    }
+    return module_.constantNull(uint3);
+}
+
 Value* Lowering::inputValue(EntryState& state, const VarDecl* declaration, TypeRef type) {
     const SystemName* system = systemName(inputNames(state.stage), declaration->attributes);
     const TypeRef plainType = valueType(type);
-    const TypeRef inputType = system == nullptr ? plainType : module_.types.vector(system->scalar, system->columns);
-    const bool isArray = system != nullptr && system->value == SystemValue::sampleMask;
-    ir::Variable* variable = module_.newVariable(
-        ir::Variable::Kind::input, isArray ? module_.types.array(inputType, 1) : inputType, nameOf(declaration));
-    variable->attribute = module_.arena.copyText(attributeText(declaration->attributes));
-    if (system != nullptr) {
-        variable->systemValue = system->value;
-    } else if (state.stage == Stage::vertex) {
-        variable->location = numberOf(findAttribute(declaration->attributes, "attribute"));
+    Value* value = nullptr;
+    if (system == nullptr) {
+        ir::Variable* variable = module_.newVariable(ir::Variable::Kind::input, plainType, nameOf(declaration));
+        variable->attribute = module_.arena.copyText(attributeText(declaration->attributes));
+        if (state.stage == Stage::vertex) {
+            variable->location = numberOf(findAttribute(declaration->attributes, "attribute"));
+        } else {
+            variable->location = locationFor(varyingName(declaration), plainType);
+            setInterpolation(*variable, declaration->attributes, plainType);
+        }
+        state.entry->interface->push_back(variable);
+        value = builder_.load(builder_.place(variable));
+    } else if (system->derived != Derived::none) {
+        value = derivedValue(state, static_cast<std::uint8_t>(system->derived), declaration);
     } else {
-        variable->location = locationFor(varyingName(declaration), plainType);
-        setInterpolation(*variable, declaration->attributes, plainType);
+        const TypeRef inputType = system->value == SystemValue::clipDistance && plainType->is(TypeKind::array)
+                                      ? plainType
+                                      : module_.types.vector(system->scalar, system->columns);
+        value = systemValue(state, system->value, inputType, declaration);
     }
-    if (system != nullptr && state.stage == Stage::fragment && !isFloating(inputType->scalar))
-        variable->interpolation = ir::Interpolation::flat;
-    state.entry->interface->push_back(variable);
-    ir::Place* place = builder_.place(variable);
-    if (isArray) place = builder_.placeIndex(place, 0U, inputType);
-    Value* value = builder_.load(place);
     if (value->type->isVector() && plainType->columns < value->type->columns && !plainType->isMatrix()) {
         const std::uint32_t components[3] = {0, 1, 2};
         value = builder_.shuffle(value, nullptr, {components, plainType->columns});
@@ -321,8 +390,28 @@ Operand Lowering::argumentBuffer(EntryState& state, VarDecl* parameter, std::uin
     return result;
 }
 
+// A pointer is an array whose length the host sets; a reference has the size of what it refers to.
+Access Lowering::threadgroupParameter(EntryState& state, VarDecl* parameter) {
+    const TypeRef type = parameter->type;
+    const TypeRef held = type->element;
+    if (isOpaque(held) || unionCarrier(held) != nullptr || !checkStorable(held, parameter->location)) {
+        if (!diagnostics_.hasErrors())
+            unsupported(parameter->location, "a parameter of type '" + typeName(type) + "' is");
+        return errorAccess(type->is(TypeKind::reference) ? held : type);
+    }
+    const bool isPointer = type->is(TypeKind::pointer);
+    ir::Variable* variable = module_.newVariable(ir::Variable::Kind::threadgroup,
+                                                 isPointer ? module_.types.array(held, 0) : held, nameOf(parameter));
+    variable->metalIndex = numberOf(findAttribute(parameter->attributes, "threadgroup"));
+    state.entry->interface->push_back(variable);
+    if (!isPointer) countThreadgroupBytes(held, nameOf(parameter), parameter->location);
+    return bufferAccess(variable, type);
+}
+
 Access Lowering::resourceParameter(EntryState& state, VarDecl* parameter) {
     const TypeRef type = parameter->type;
+    if ((type->is(TypeKind::pointer) || type->is(TypeKind::reference)) && type->space == AddressSpace::threadgroup)
+        return threadgroupParameter(state, parameter);
     const TypeRef element = type->is(TypeKind::array) ? type->element : type;
     const bool isTexture = element->is(TypeKind::texture);
     const bool isSampler = element->is(TypeKind::sampler);
@@ -437,6 +526,7 @@ void Lowering::entry(FunctionDecl* function) {
     context.function = wrapper;
     context.decl = function;
     context_ = &context;
+    threadgroupBytes_ = 0;
     builder_.block = wrapper->body;
     builder_.location = function->location;
     std::vector<Access> arguments;
@@ -447,6 +537,8 @@ void Lowering::entry(FunctionDecl* function) {
     builder_.location = function->location;
     if (result.kind == Operand::Kind::value) storeOutputs(state, result.value);
     builder_.return_();
+    state.entry->threadgroupBytes = threadgroupBytes_;
+    checkNeeds(wrapper, state.stage);
     module_.functions.push_back(wrapper);
     context_ = nullptr;
 }

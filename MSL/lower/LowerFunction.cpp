@@ -397,6 +397,7 @@ Operand Lowering::callWith(FunctionDecl* function, std::span<const Access> argum
     CallSignature signature;
     const ir::Function* callee = instanceFor(function, arguments, object, signature);
     builder_.location = at;
+    inheritNeeds(callee);
     Value* result = builder_.call(const_cast<ir::Function*>(callee), signature.values, signature.roots);
     if (function->returnType->is(TypeKind::void_)) return {};
     return Operand::ofValue(result, function->returnType);
@@ -447,6 +448,7 @@ Operand Lowering::runConstructor(FunctionDecl* constructor, std::span<Expr* cons
     CallSignature signature;
     ir::Function* callee = instanceFor(function, bound, nullptr, signature);
     builder_.location = at;
+    inheritNeeds(callee);
     return Operand::ofValue(builder_.call(callee, signature.values, signature.roots), type);
 }
 

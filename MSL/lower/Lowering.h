@@ -14,8 +14,10 @@
 #include "MSL/source/Diagnostics.h"
 #include "MSL/source/WorkLimit.h"
 
+#include <array>
 #include <cstdint>
 #include <deque>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -216,11 +218,35 @@ class Lowering {
     // LowerConstant.cpp
     Access globalAccess(VarDecl* variable, SourceLocation at);
     ir::Variable* threadgroupVariable(VarDecl* variable);
+    std::optional<std::uint32_t> functionConstantIndex(const VarDecl* variable);
+    ir::Value* functionConstant(const VarDecl* variable, std::uint32_t index);
+    void countThreadgroupBytes(TypeRef type, std::string_view name, SourceLocation at);
 
     // LowerBuiltin.cpp
     Operand callBuiltin(const Call& call);
-    Operand callAtomic(const Call& call);
     Access outArgument(const Expr* argument);
+
+    // LowerAtomic.cpp
+    Operand callAtomic(const Call& call);
+    ir::Value* compareExchange(const Call& call, ir::Place* place, TypeRef type);
+
+    // LowerGroup.cpp
+    Operand callGroup(const Call& call);
+    ir::Value* groupValue(const Call& call, TypeRef type);
+    ir::Value* simdValue(const Call& call, TypeRef type, std::span<ir::Value* const> operands);
+    ir::Value* quadValue(const Call& call, TypeRef type, std::span<ir::Value* const> operands);
+    ir::Value* shiftedLane(BuiltinId id, std::span<ir::Value* const> operands, ir::Value* lane, ir::Value* size,
+                           ir::Value*& isInside);
+    ir::Value* ballot(ir::Value* isSet);
+    ir::Value* quadBits(ir::Value* isSet);
+    ir::Value* systemInput(ir::SystemValue value); // one of those that any function may ask for
+    ir::Value* uintConstant(std::uint32_t number) { return module_.constantInt(module_.types.uint(), number); }
+
+    // LowerStage.cpp: what only some kinds of entry points can do
+    enum class StageNeed : std::uint8_t { fragment, kernel, notVertex };
+    void needStage(StageNeed need, std::string_view name, SourceLocation at);
+    void inheritNeeds(const ir::Function* callee);
+    void checkNeeds(const ir::Function* wrapper, Stage stage);
 
     // LowerTexture.cpp
     struct TextureCall;
@@ -256,6 +282,9 @@ class Lowering {
     Access bufferAccess(ir::Variable* variable, TypeRef type);
     Operand argumentBuffer(EntryState& state, VarDecl* parameter, std::uint32_t index);
     ir::Value* inputValue(EntryState& state, const VarDecl* declaration, TypeRef type);
+    ir::Value* systemValue(EntryState& state, ir::SystemValue value, TypeRef type, const VarDecl* declaration);
+    ir::Value* derivedValue(EntryState& state, std::uint8_t derived, const VarDecl* declaration);
+    Access threadgroupParameter(EntryState& state, VarDecl* parameter);
     Operand stageInput(EntryState& state, TypeRef type);
     void storeOutput(EntryState& state, const VarDecl* field, ir::Value* value, TypeRef type,
                      std::span<const Attribute> attributes);
@@ -281,6 +310,12 @@ class Lowering {
     std::unordered_map<const StructDecl*, bool> opaqueStructs_;
     std::unordered_map<const StructDecl*, bool> storableStructs_;
     std::unordered_map<const VarDecl*, ir::Variable*> threadgroups_;
+    struct Need {
+        SourceLocation at;
+        std::string_view name;
+    };
+    std::unordered_map<const ir::Function*, std::array<Need, 3>> needs_; // by StageNeed; an empty name is no need
+    std::unordered_map<ir::SystemValue, ir::Variable*> sharedInputs_;
     std::vector<ir::Variable*> constexprSamplers_;
     std::unordered_map<std::string_view, std::uint32_t> locations_;
     std::uint32_t nextLocation_ = 0;

@@ -247,6 +247,7 @@ class Analyzer {
     // ---- SemaCall.cpp and SemaOverload.cpp
     Expr* call(Call* expr);
     Expr* callMember(Call* expr, Member* callee);
+    Expr* functionConstantDefined(Call* expr);
     Expr* callFunctions(Call* expr, NameMeaning& meaning, Name& name);
     Expr* callObject(Call* expr);
     Expr* finishCall(Call* expr, FunctionDecl* function);

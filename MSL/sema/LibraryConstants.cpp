@@ -64,10 +64,20 @@ constexpr LibraryConstant constants[] = {
     {"", "memory_order_relaxed", 0},
     {"memory_order", "memory_order_seq_cst", 5},
     {"", "memory_order_seq_cst", 5},
+    {"memory_order", "memory_order_acquire", 2},
+    {"", "memory_order_acquire", 2},
+    {"memory_order", "memory_order_release", 3},
+    {"", "memory_order_release", 3},
+    {"memory_order", "memory_order_acq_rel", 4},
+    {"", "memory_order_acq_rel", 4},
     {"thread_scope", "thread_scope_thread", 0},
+    {"", "thread_scope_thread", 0},
     {"thread_scope", "thread_scope_simdgroup", 1},
+    {"", "thread_scope_simdgroup", 1},
     {"thread_scope", "thread_scope_threadgroup", 2},
+    {"", "thread_scope_threadgroup", 2},
     {"thread_scope", "thread_scope_device", 3},
+    {"", "thread_scope_device", 3},
 };
 
 } // namespace

@@ -1,6 +1,7 @@
 // Calls: of functions, of the library, of members, of objects.
 #include "MSL/sema/Analyzer.h"
 
+#include <algorithm>
 #include <limits>
 
 namespace msl {
@@ -140,6 +141,8 @@ Expr* Analyzer::call(Call* expr) {
             if (type.value()->isError() || !arguments(expr)) return errorAt(expr);
             return constructType(*type, expr->arguments, false, node, node->begin);
         }
+    if (name.identifier->text == "is_function_constant_defined" && !name.identifier->scope)
+        return functionConstantDefined(expr);
     bool handled = false;
     if (Expr* special = sampleOption(expr, name.identifier->text, &handled); handled) return special;
     if (Expr* special = nullTest(expr, name, &handled); handled) return special;
@@ -261,6 +264,27 @@ Expr* Analyzer::callObject(Call* expr) {
     error(callee->begin ? callee->begin : callee->location,
           "called object type '" + typeName(callee->type) + "' is not a function or function pointer");
     return errorAt(expr);
+}
+
+// is_function_constant_defined(name): its argument is the constant itself, not its value.
+Expr* Analyzer::functionConstantDefined(Call* expr) {
+    const bool isName = expr->arguments.size() == 1 && expr->arguments[0]->kind == ExprKind::nameRef;
+    Expr* argument = isName ? expression(expr->arguments[0]) : nullptr;
+    if (argument && argument->type->isError()) return errorAt(expr);
+    const Decl* decl =
+        argument && argument->kind == ExprKind::nameRef ? static_cast<NameRef*>(argument)->decl : nullptr;
+    const bool isConstant = decl && decl->kind == DeclKind::variable &&
+                            std::ranges::any_of(decl->attributes, [](const Attribute& attribute) {
+                                return attribute.name && attribute.name->text == "function_constant";
+                            });
+    if (!isConstant) {
+        error(expr->location, "'is_function_constant_defined' takes the name of a function constant");
+        return errorAt(expr);
+    }
+    expr->arguments[0] = argument;
+    expr->builtin = BuiltinId::functionConstantDefined;
+    expr->type = types_.bool_();
+    return expr;
 }
 
 Expr* Analyzer::callMember(Call* expr, Member* callee) {

@@ -17,12 +17,15 @@ struct KnownAttribute {
 // clang-format off
 constexpr KnownAttribute known[] = {
     {"always_inline", AttributeUse::ignored}, {"amplification_count", AttributeUse::plain},
+    {"amplification_id", AttributeUse::plain},
     {"attribute", AttributeUse::index, 31}, {"barycentric_coord", AttributeUse::plain},
     {"base_instance", AttributeUse::plain}, {"base_vertex", AttributeUse::plain},
     {"buffer", AttributeUse::index, 31}, {"center_no_perspective", AttributeUse::plain},
     {"center_perspective", AttributeUse::plain}, {"centroid_no_perspective", AttributeUse::plain},
     {"centroid_perspective", AttributeUse::plain}, {"clip_distance", AttributeUse::plain},
     {"color", AttributeUse::index, 8}, {"depth", AttributeUse::plain}, {"deprecated", AttributeUse::ignored},
+    {"dispatch_quadgroups_per_threadgroup", AttributeUse::plain},
+    {"dispatch_simdgroups_per_threadgroup", AttributeUse::plain},
     {"dispatch_threads_per_threadgroup", AttributeUse::plain}, {"early_fragment_tests", AttributeUse::plain},
     {"fallthrough", AttributeUse::ignored}, {"flat", AttributeUse::plain}, {"flatten", AttributeUse::ignored},
     {"fragment", AttributeUse::plain}, {"front_facing", AttributeUse::plain},
@@ -34,7 +37,8 @@ constexpr KnownAttribute known[] = {
     {"nodiscard", AttributeUse::ignored}, {"noinline", AttributeUse::ignored}, {"noreturn", AttributeUse::ignored},
     {"packed", AttributeUse::plain}, {"patch", AttributeUse::plain}, {"point_coord", AttributeUse::plain},
     {"point_size", AttributeUse::plain}, {"position", AttributeUse::plain}, {"primitive_id", AttributeUse::plain},
-    {"pure", AttributeUse::ignored}, {"raster_order_group", AttributeUse::plain},
+    {"pure", AttributeUse::ignored}, {"quadgroup_index_in_threadgroup", AttributeUse::plain},
+    {"quadgroups_per_threadgroup", AttributeUse::plain}, {"raster_order_group", AttributeUse::plain},
     {"render_target_array_index", AttributeUse::plain}, {"sample_id", AttributeUse::plain},
     {"sample_mask", AttributeUse::plain}, {"sample_no_perspective", AttributeUse::plain},
     {"sample_perspective", AttributeUse::plain}, {"sampler", AttributeUse::index, 16},
@@ -88,6 +92,7 @@ constexpr SystemInput systemInputs[] = {
     {"base_vertex", true, false, false, Shape::uintScalar},
     {"base_instance", true, false, false, Shape::uintScalar},
     {"amplification_count", true, false, false, Shape::uintScalar},
+    {"amplification_id", true, true, false, Shape::uintScalar},
     {"position", false, true, false, Shape::float4},
     {"point_coord", false, true, false, Shape::float2},
     {"front_facing", false, true, false, Shape::boolean},
@@ -100,14 +105,18 @@ constexpr SystemInput systemInputs[] = {
     {"thread_position_in_grid", false, false, true, Shape::uintAny},
     {"thread_position_in_threadgroup", false, false, true, Shape::uintAny},
     {"thread_index_in_threadgroup", false, false, true, Shape::uintScalar},
-    {"thread_index_in_simdgroup", false, false, true, Shape::uintScalar},
-    {"thread_index_in_quadgroup", false, false, true, Shape::uintScalar},
+    {"thread_index_in_simdgroup", false, true, true, Shape::uintScalar},
+    {"thread_index_in_quadgroup", false, true, true, Shape::uintScalar},
     {"threadgroup_position_in_grid", false, false, true, Shape::uintAny},
     {"threadgroups_per_grid", false, false, true, Shape::uintAny},
     {"threads_per_grid", false, false, true, Shape::uintAny},
     {"threads_per_threadgroup", false, false, true, Shape::uintAny},
     {"dispatch_threads_per_threadgroup", false, false, true, Shape::uintAny},
-    {"threads_per_simdgroup", false, false, true, Shape::uintScalar},
+    {"threads_per_simdgroup", false, true, true, Shape::uintScalar},
+    {"dispatch_simdgroups_per_threadgroup", false, false, true, Shape::uintScalar},
+    {"dispatch_quadgroups_per_threadgroup", false, false, true, Shape::uintScalar},
+    {"quadgroup_index_in_threadgroup", false, false, true, Shape::uintScalar},
+    {"quadgroups_per_threadgroup", false, false, true, Shape::uintScalar},
     {"thread_execution_width", false, false, true, Shape::uintScalar},
     {"simdgroup_index_in_threadgroup", false, false, true, Shape::uintScalar},
     {"simdgroups_per_threadgroup", false, false, true, Shape::uintScalar},
@@ -153,10 +162,10 @@ void Analyzer::checkAttributes(Decl* decl) {
             warning(attribute.location, "unknown attribute '" + std::string(attribute.name->text) + "' ignored");
             continue;
         }
-        if (name == "function_constant") {
-            unsupported(attribute.location, "a function constant");
+        // On an argument: the constant that says whether the argument is there. Here it always is.
+        if (name == "function_constant" &&
+            (decl->kind != DeclKind::variable || static_cast<VarDecl*>(decl)->varKind != VarKind::global))
             continue;
-        }
         if (found->use != AttributeUse::index) continue;
         if (attribute.arguments.size() != 1) {
             error(attribute.location, "'" + std::string(name) + "' attribute takes one argument");

@@ -5,6 +5,25 @@
 #include <algorithm>
 
 namespace msl {
+namespace {
+
+// Which atomic operations exist for which type of value.
+bool admitsAtomic(BuiltinId id, ScalarKind kind) {
+    switch (id) {
+    case BuiltinId::atomicMax:
+    case BuiltinId::atomicMin: return kind == ScalarKind::ulong;
+    case BuiltinId::atomicLoad:
+    case BuiltinId::atomicStore:
+    case BuiltinId::atomicExchange:
+    case BuiltinId::atomicCompareExchangeWeak: return kind != ScalarKind::ulong;
+    case BuiltinId::atomicFetchAdd:
+    case BuiltinId::atomicFetchSub:
+        return kind == ScalarKind::int_ || kind == ScalarKind::uint || kind == ScalarKind::float_;
+    default: return kind == ScalarKind::int_ || kind == ScalarKind::uint;
+    }
+}
+
+} // namespace
 
 Candidate Analyzer::consider(FunctionDecl* function, std::span<Expr*> arguments,
                              std::span<TemplateArgument> explicitArguments) {
@@ -58,7 +77,8 @@ TypeRef Analyzer::deduceBuiltin(const BuiltinFunction& builtin, std::span<Expr*>
                 type = type->element;
             else
                 return nullptr;
-            return type->is(TypeKind::atomic) ? types_.scalar(type->scalar) : nullptr;
+            return type->is(TypeKind::atomic) && admitsAtomic(builtin.id, type->scalar) ? types_.scalar(type->scalar)
+                                                                                        : nullptr;
         }
         if (!isT && !followsShape) continue;
         if (arguments[i]->kind == ExprKind::initList) return nullptr;
@@ -134,8 +154,10 @@ Candidate Analyzer::considerBuiltin(const BuiltinFunction& builtin, std::span<Ex
         ConversionRank& rank = candidate.ranks[i];
         if (slot == BuiltinSlot::atomicPointer) {
             const TypeRef pointer = arguments[i]->type;
-            rank =
-                pointer->is(TypeKind::pointer) && !pointer->pointeeConst ? ConversionRank::exact : ConversionRank::none;
+            const bool isShared = pointer->is(TypeKind::pointer) && (pointer->space == AddressSpace::device ||
+                                                                     pointer->space == AddressSpace::threadgroup);
+            rank = isShared && (!pointer->pointeeConst || builtin.id == BuiltinId::atomicLoad) ? ConversionRank::exact
+                                                                                               : ConversionRank::none;
         } else if (isReferenceSlot(slot)) {
             TypeRef reference = types_.reference(type, AddressSpace::thread, false);
             rank = rankArgument(arguments[i], reference);

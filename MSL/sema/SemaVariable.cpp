@@ -4,6 +4,21 @@
 #include <algorithm>
 
 namespace msl {
+namespace {
+
+bool isFunctionConstant(const VarDecl* var) {
+    return var->varKind == VarKind::global && std::ranges::any_of(var->attributes, [](const Attribute& attribute) {
+               return attribute.name && !attribute.scope && attribute.name->text == "function_constant";
+           });
+}
+
+bool holdsAtomic(TypeRef type) {
+    while (type->is(TypeKind::array))
+        type = type->element;
+    return type->is(TypeKind::atomic);
+}
+
+} // namespace
 
 void Analyzer::variable(VarDecl* var) {
     if (context_.function)
@@ -49,8 +64,7 @@ void Analyzer::finishVariable(VarDecl* var, const DeclaredType& declared) {
     } else {
         if (declared.hasSpace && declared.space == AddressSpace::threadgroup && !isIndirect) {
             var->space = AddressSpace::threadgroup;
-            if (context_.function && context_.function->stage != EntryStage::kernel &&
-                context_.function->stage != EntryStage::none) {
+            if (context_.function && context_.function->stage != EntryStage::kernel) {
                 error(var->location, "threadgroup variables can be declared in kernel functions only");
                 invalid();
             }
@@ -64,6 +78,11 @@ void Analyzer::finishVariable(VarDecl* var, const DeclaredType& declared) {
             error(var->location, "static local variable must be constant; declare '" + name + "' static constexpr");
             var->isInvalid = true;
         }
+    }
+    if (var->varKind == VarKind::local && var->space == AddressSpace::thread && holdsAtomic(type)) {
+        error(var->location,
+              "variable of type '" + typeName(type) + "' must be in the device or threadgroup address space");
+        invalid();
     }
     const bool isNamed = declare(var);
     const bool typeStands = !var->type->isError();
@@ -190,16 +209,29 @@ void Analyzer::initializeVariable(VarDecl* var) {
         } else if (type->is(TypeKind::struct_) && type->structDecl->hasDefaultInitializers) {
             var->initializer = zeroValue(type, var->location);
         } else if (var->varKind == VarKind::global && !var->isInvalid) {
-            bool isSpecialized = false;
-            for (const Attribute& attribute : var->attributes)
-                isSpecialized = isSpecialized || (attribute.name && attribute.name->text == "function_constant");
-            if (!isSpecialized) error(var->location, "variable in constant address space must be initialized");
-            var->isInvalid = true;
+            if (!isFunctionConstant(var)) {
+                error(var->location, "variable in constant address space must be initialized");
+                var->isInvalid = true;
+            } else if (!type->isScalar() && !type->isVector()) {
+                error(var->location, "invalid type '" + typeName(type) +
+                                         "' for a function constant: it must be a scalar or vector type");
+                var->isInvalid = true;
+            }
         } else if (var->isConst && !type->is(TypeKind::struct_) && var->space == AddressSpace::thread) {
             error(var->location, "default initialization of an object of const type 'const " + typeName(type) + "'");
             var->isInvalid = true;
         }
         return;
+    }
+    if (isFunctionConstant(var)) {
+        error(var->location, "function constant '" + name + "' cannot have an initializer");
+        var->isInvalid = true;
+        return;
+    }
+    if (var->space == AddressSpace::threadgroup && var->varKind == VarKind::local && !type->is(TypeKind::reference) &&
+        !type->is(TypeKind::pointer)) {
+        error(var->location, "variable '" + name + "' in threadgroup address space cannot have an initializer");
+        var->isInvalid = true;
     }
     if (!var->initializer->type || var->initializer->type != type ||
         var->initializer->category == ValueCategory::lvalue) {

@@ -116,9 +116,18 @@ Id Assembler::newType(spv::Op op, std::span<const std::uint32_t> operands) {
     return id;
 }
 
-Id Assembler::specializationConstant(Id type, std::uint32_t word, std::uint32_t number) {
+Id Assembler::specializationConstant(Id type, std::span<const std::uint32_t> words, std::uint32_t number) {
     const Id id = newId();
-    emit(globals_, spv::Op::OpSpecConstant, {type, id, word});
+    Words operands = {type, id};
+    operands.insert(operands.end(), words.begin(), words.end());
+    emit(globals_, spv::Op::OpSpecConstant, operands);
+    decorate(id, spv::Decoration::SpecId, {number});
+    return id;
+}
+
+Id Assembler::specializationFlag(Id type, std::uint32_t number) {
+    const Id id = newId();
+    emit(globals_, spv::Op::OpSpecConstantFalse, {type, id});
     decorate(id, spv::Decoration::SpecId, {number});
     return id;
 }

@@ -36,7 +36,8 @@ class Assembler {
     // A type of its own (structs and arrays, which carry decorations).
     Id newType(spv::Op op, std::span<const std::uint32_t> operands);
     Id constantWord(Id type, std::uint32_t word) { return internedConstant(spv::Op::OpConstant, type, {&word, 1}); }
-    Id specializationConstant(Id type, std::uint32_t word, std::uint32_t number);
+    Id specializationConstant(Id type, std::span<const std::uint32_t> words, std::uint32_t number);
+    Id specializationFlag(Id type, std::uint32_t number); // a bool, false
     Id globalVariable(Id pointerType, spv::StorageClass storage, Id initializer = 0);
     Id glslInstructions(); // the extended instruction set, imported on first use
 

@@ -60,6 +60,12 @@ Id ModuleWriter::splat(TypeRef vector, Id scalar) {
 Id ModuleWriter::builtin(const Instruction& instruction) {
     const BuiltinId id = instruction.builtinId;
     if (id >= BuiltinId::textureSample && id <= BuiltinId::textureFence) return textureBuiltin(instruction);
+    if (id >= BuiltinId::atomicLoad && id < BuiltinId::atomicFence) return atomic(instruction);
+    if (id == BuiltinId::atomicFence || id == BuiltinId::threadgroupBarrier || id == BuiltinId::simdgroupBarrier) {
+        barrier(instruction);
+        return 0;
+    }
+    if (id > BuiltinId::simdgroupBarrier && id <= BuiltinId::lastThreadFunction) return group(instruction);
     const TypeRef type = instruction.result != nullptr ? instruction.result->type : module_.types.void_();
     Words operands;
     std::vector<TypeRef> types;

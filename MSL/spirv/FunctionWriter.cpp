@@ -22,6 +22,10 @@ std::expected<Words, std::string> ModuleWriter::write() {
         writeFunction(*function);
     for (const ir::Entry* entry : module_.entries)
         writeEntry(*entry);
+    // What others wrote is seen behind a barrier only where the memory is coherent.
+    if (usesDeviceBarrier_)
+        for (const Id buffer : writableBuffers_)
+            asm_.decorate(buffer, spv::Decoration::Coherent);
     if (!failure_.empty()) return std::unexpected(failure_);
     return asm_.assemble();
 }
@@ -51,6 +55,10 @@ Id ModuleWriter::value(const ir::Value& wanted) {
     }
     case ir::Value::Kind::undefined: {
         const Id id = asm_.internedConstant(spv::Op::OpUndef, logicalType(wanted.type), {});
+        return values_[wanted.id] = id;
+    }
+    case ir::Value::Kind::specialization: {
+        const Id id = specialization(wanted);
         return values_[wanted.id] = id;
     }
     default: return fail("a value is used before it is made");
@@ -336,7 +344,8 @@ void ModuleWriter::writeEntry(const ir::Entry& entry) {
             uses.push_back(variable);
     Words interface;
     for (const ir::Variable* variable : uses)
-        interface.push_back(global(*variable).id);
+        if (variable->systemValue != ir::SystemValue::workgroupSize) // a constant
+            interface.push_back(global(*variable).id);
 
     const Id function = functionId(*entry.function);
     switch (entry.stage) {
@@ -349,9 +358,7 @@ void ModuleWriter::writeEntry(const ir::Entry& entry) {
         break;
     case Stage::kernel:
         asm_.entryPoint(spv::ExecutionModel::GLCompute, function, entry.name, interface);
-        if (localSize_[0] == 0)
-            for (std::uint32_t i = 0; i < 3; ++i)
-                localSize_[i] = asm_.specializationConstant(uintType(), i == 0 ? 64 : 1, i);
+        makeLocalSize();
         asm_.executionModeId(function, spv::ExecutionMode::LocalSizeId, {localSize_[0], localSize_[1], localSize_[2]});
         break;
     }

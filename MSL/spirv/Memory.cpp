@@ -37,11 +37,11 @@ constexpr BuiltInRow builtInRows[] = {
     {SystemValue::localInvocationIndex, spv::BuiltIn::LocalInvocationIndex, ScalarKind::uint, 1},
     {SystemValue::workgroupId, spv::BuiltIn::WorkgroupId, ScalarKind::uint, 3},
     {SystemValue::numWorkgroups, spv::BuiltIn::NumWorkgroups, ScalarKind::uint, 3},
-    {SystemValue::workgroupSize, spv::BuiltIn::WorkgroupSize, ScalarKind::uint, 3},
     {SystemValue::subgroupSize, spv::BuiltIn::SubgroupSize, ScalarKind::uint, 1},
     {SystemValue::subgroupInvocationId, spv::BuiltIn::SubgroupLocalInvocationId, ScalarKind::uint, 1},
     {SystemValue::subgroupId, spv::BuiltIn::SubgroupId, ScalarKind::uint, 1},
     {SystemValue::numSubgroups, spv::BuiltIn::NumSubgroups, ScalarKind::uint, 1},
+    {SystemValue::helperInvocation, spv::BuiltIn::HelperInvocation, ScalarKind::bool_, 1},
 };
 
 const BuiltInRow* builtInRow(SystemValue systemValue) {
@@ -96,7 +96,10 @@ void ModuleWriter::decorateInterface(const Variable& variable, const Global& dec
         if (variable.index != 0) asm_.decorate(id, spv::Decoration::Index, {variable.index});
     }
     if (variable.isInvariant) asm_.decorate(id, spv::Decoration::Invariant);
-    if (!fragmentInputs_[variable.id]) return;
+    // Functions of fragments may ask for these without declaring them.
+    const bool isLane =
+        variable.systemValue == SystemValue::subgroupSize || variable.systemValue == SystemValue::subgroupInvocationId;
+    if (!fragmentInputs_[variable.id] && !isLane) return;
 
     TypeRef scalarHolder = declared.declared;
     while (scalarHolder->is(TypeKind::array))
@@ -126,7 +129,10 @@ ModuleWriter::Global& ModuleWriter::global(const Variable& variable) {
         made.id = asm_.globalVariable(pointerType(made.storage, block), made.storage);
         asm_.decorate(made.id, spv::Decoration::DescriptorSet, {variable.set});
         asm_.decorate(made.id, spv::Decoration::Binding, {variable.binding});
-        if (!isUniform && !variable.isWritable) asm_.decorate(made.id, spv::Decoration::NonWritable);
+        if (variable.isWritable)
+            writableBuffers_.push_back(made.id);
+        else if (!isUniform)
+            asm_.decorate(made.id, spv::Decoration::NonWritable);
         break;
     }
     case Variable::Kind::texture:
@@ -136,10 +142,19 @@ ModuleWriter::Global& ModuleWriter::global(const Variable& variable) {
         made.id = asm_.globalVariable(pointerType(made.storage, logicalType(variable.type)), made.storage,
                                       value(*variable.initializer));
         break;
-    case Variable::Kind::threadgroup:
+    case Variable::Kind::threadgroup: {
         made.storage = spv::StorageClass::Workgroup;
-        made.id = asm_.globalVariable(pointerType(made.storage, logicalType(variable.type)), made.storage);
+        Id type = 0;
+        if (variable.type->is(TypeKind::array) && variable.type->count == 0) {
+            const std::uint32_t operands[] = {logicalType(variable.type->element), threadgroupLength(variable)};
+            type = asm_.newType(spv::Op::OpTypeArray, operands);
+        } else {
+            type = logicalType(variable.type);
+        }
+        made.id = asm_.globalVariable(pointerType(made.storage, type), made.storage,
+                                      asm_.internedConstant(spv::Op::OpConstantNull, type, {}));
         break;
+    }
     case Variable::Kind::input:
     case Variable::Kind::output:
         made.storage = variable.kind == Variable::Kind::input ? spv::StorageClass::Input : spv::StorageClass::Output;
@@ -180,6 +195,7 @@ Id ModuleWriter::placePointer(const ir::Place& place, spv::StorageClass& storage
 Id ModuleWriter::load(const ir::Place& place) {
     const Variable& root = *place.root;
     if (root.kind == Variable::Kind::input) {
+        if (root.systemValue == SystemValue::workgroupSize && place.steps.empty()) return workgroupSize();
         const Global& input = global(root);
         if (input.declared != root.type) {
             Id whole = asm_.result(spv::Op::OpLoad, logicalType(input.declared), {input.id});
@@ -197,6 +213,9 @@ Id ModuleWriter::load(const ir::Place& place) {
     spv::StorageClass storage{};
     bool inMemory = false;
     const Id pointer = placePointer(place, storage, inMemory);
+    if (root.systemValue == SystemValue::helperInvocation) // it changes when the fragment is discarded
+        return asm_.result(spv::Op::OpLoad, logicalType(place.type),
+                           {pointer, static_cast<std::uint32_t>(spv::MemoryAccessMask::Volatile)});
     if (!inMemory || !hasMemoryForm(place.type))
         return asm_.result(spv::Op::OpLoad, logicalType(place.type), {pointer});
     return fromMemory(place.type, asm_.result(spv::Op::OpLoad, memoryType(place.type), {pointer}));
@@ -282,6 +301,7 @@ Id ModuleWriter::adaptInput(TypeRef from, TypeRef to, Id loaded) {
 }
 
 Id ModuleWriter::arrayLength(const ir::Place& place) {
+    if (place.root->kind == Variable::Kind::threadgroup) return threadgroupLength(*place.root);
     return asm_.result(spv::Op::OpArrayLength, uintType(), {global(*place.root).id, 0});
 }
 

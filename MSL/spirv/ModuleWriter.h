@@ -39,6 +39,10 @@ class ModuleWriter {
     Id splatConstant(TypeRef type, double value); // scalar or vector, numeric
     Id intConstant(TypeRef type, std::int64_t value);
     Id uintConstant(std::uint32_t value) { return asm_.constantWord(uintType(), value); }
+    Id specialization(const ir::Value& value);
+    Id threadgroupLength(const ir::Variable& variable);
+    void makeLocalSize();
+    Id workgroupSize();
     Id nullConstant(TypeRef type) { return asm_.internedConstant(spv::Op::OpConstantNull, logicalType(type), {}); }
 
     // --------------------------------------------------------------------------------- memory (Memory.cpp)
@@ -89,6 +93,14 @@ class ModuleWriter {
     Id loadResource(const ir::Variable& variable, Id index, bool isConstantIndex);
     Id textureBuiltin(const ir::Instruction& instruction);
 
+    // ------------------------------------------------- atomics and barriers (Atomics.cpp), simdgroups (Groups.cpp)
+    static ScalarKind atomicWord(ScalarKind kind);
+    Id scopeConstant(spv::Scope scope);
+    Id atomic(const ir::Instruction& instruction);
+    Id addToFloat(Id pointer, Id scope, Id order, spv::Op op, Id by);
+    void barrier(const ir::Instruction& instruction);
+    Id group(const ir::Instruction& instruction);
+
     // ------------------------------------------------------------------------ built-in functions (Builtins.cpp)
     Id builtin(const ir::Instruction& instruction);
     Id floatBuiltin(BuiltinId id, TypeRef type, std::span<const Id> operands, std::span<const TypeRef> types);
@@ -119,8 +131,12 @@ class ModuleWriter {
         Id id;
     };
     std::vector<FunctionType> functionTypes_;
-    Id frexpTypes_[5] = {}; // by component count: mantissa and exponent
-    Id localSize_[3] = {};  // the specialisation constants of kernels
+    Id frexpTypes_[5] = {};          // by component count: mantissa and exponent
+    Id localSize_[3] = {};           // the specialisation constants of kernels
+    Id workgroupSize_ = 0;           // the three as a vector
+    Id threadgroupLengths_[32] = {}; // by the index of the argument
+    std::vector<Id> writableBuffers_;
+    bool usesDeviceBarrier_ = false;
     struct Targets {
         Id breakTo = 0;
         Id continueTo = 0;

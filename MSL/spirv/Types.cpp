@@ -3,6 +3,7 @@
 #include "MSL/ir/Half.h"
 #include "MSL/spirv/ModuleWriter.h"
 
+#include <algorithm>
 #include <bit>
 
 namespace msl::spirv {
@@ -53,8 +54,8 @@ Id ModuleWriter::logicalType(TypeRef type) {
     Id id = 0;
     switch (type->kind) {
     case TypeKind::void_: id = asm_.internedType(spv::Op::OpTypeVoid, {}); break;
-    case TypeKind::scalar:
-    case TypeKind::atomic: id = scalarType(type->scalar); break;
+    case TypeKind::scalar: id = scalarType(type->scalar); break;
+    case TypeKind::atomic: id = scalarType(atomicWord(type->scalar)); break;
     case TypeKind::vector:
     case TypeKind::packedVector: id = vectorType(type->scalar, type->columns); break;
     case TypeKind::enum_: id = logicalType(type->element); break;
@@ -80,8 +81,7 @@ Id ModuleWriter::memoryType(TypeRef type) {
     switch (type->kind) {
     case TypeKind::scalar:
     case TypeKind::vector:
-    case TypeKind::packedVector:
-    case TypeKind::atomic: {
+    case TypeKind::packedVector: {
         const unsigned width = byteSize(type->scalar);
         const ScalarKind kind = type->scalar == ScalarKind::bool_ ? ScalarKind::uchar : type->scalar;
         if (width == 1) {
@@ -95,6 +95,7 @@ Id ModuleWriter::memoryType(TypeRef type) {
         break;
     }
     case TypeKind::enum_: id = memoryType(type->element); break;
+    case TypeKind::atomic: id = logicalType(type); break;
     case TypeKind::matrix:
         if (type->scalar == ScalarKind::half) {
             asm_.capability(spv::Capability::StorageBuffer16BitAccess);
@@ -184,6 +185,42 @@ Id ModuleWriter::scalarConstant(TypeRef scalar, std::uint64_t bits) {
                        : words[0] << unused >> unused;
     }
     return asm_.constantWord(type, words[0]);
+}
+
+Id ModuleWriter::specialization(const ir::Value& wanted) {
+    const auto number = static_cast<std::uint32_t>(wanted.bits);
+    const Id type = logicalType(wanted.type);
+    if (wanted.type->isBool()) return asm_.specializationFlag(type, number);
+    const std::uint32_t zero[2] = {0, 0};
+    return asm_.specializationConstant(type, {zero, byteSize(wanted.type->scalar) == 8 ? 2U : 1U}, number);
+}
+
+// Until the host says how many elements there are, a kilobyte of them.
+Id ModuleWriter::threadgroupLength(const ir::Variable& variable) {
+    Id& length = threadgroupLengths_[variable.metalIndex % std::size(threadgroupLengths_)];
+    if (length == 0) {
+        const std::uint64_t size = std::max<std::uint64_t>(layoutOf(variable.type->element).size, 1);
+        const auto count = static_cast<std::uint32_t>(std::max<std::uint64_t>(1024 / size, 1));
+        length = asm_.specializationConstant(uintType(), {&count, 1}, threadgroupLengthIdBase + variable.metalIndex);
+    }
+    return length;
+}
+
+void ModuleWriter::makeLocalSize() {
+    if (localSize_[0] != 0) return;
+    for (std::uint32_t i = 0; i < 3; ++i) {
+        const std::uint32_t size = i == 0 ? 64 : 1;
+        localSize_[i] = asm_.specializationConstant(uintType(), {&size, 1}, i);
+    }
+}
+
+Id ModuleWriter::workgroupSize() {
+    if (workgroupSize_ == 0) {
+        makeLocalSize();
+        workgroupSize_ =
+            asm_.internedConstant(spv::Op::OpSpecConstantComposite, vectorType(ScalarKind::uint, 3), {localSize_, 3});
+    }
+    return workgroupSize_;
 }
 
 Id ModuleWriter::splatConstant(TypeRef type, double value) {

@@ -91,11 +91,6 @@ TEST(Compiler, RealShadersBecomeValidModules) {
     }
     for (const auto& path : files("")) {
         const auto compiled = compile(readFile(path));
-        if (path.stem() == "language") { // atomics and barriers are checked, and refused by name
-            ASSERT_FALSE(compiled);
-            EXPECT_THAT(compiled.error().text, HasSubstr("error: an atomic operation is not supported here"));
-            continue;
-        }
         ASSERT_TRUE(compiled) << path << "\n" << compiled.error().text;
         if (!compiled->reflection.entryPoints.empty()) EXPECT_EQ(problems(compiled->spirv), "") << path;
     }
