@@ -99,6 +99,10 @@ void Preprocessor::define() {
                                    "duplicate macro parameter name '" + std::string(token.identifier->text) + "'");
                 return;
             }
+            if (parameters.size() >= parameterLimit) {
+                diagnostics_.error(token.location, "a macro with more than 256 parameters is not supported here");
+                return;
+            }
             parameters.push_back(token.identifier);
             lexer_.next(token);
             if (token.is(TokenKind::comma)) {

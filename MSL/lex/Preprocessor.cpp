@@ -249,6 +249,7 @@ Token Preprocessor::stringify(const std::vector<Token>& argument, const Token& a
     for (std::size_t i = 0; i < argument.size(); ++i) {
         if (i > 0 && argument[i].has(Token::leadingSpace)) text += ' ';
         std::string_view piece = spelling(argument[i]);
+        if (!spend(at, piece.size() / bytesPerToken)) break;
         bool isQuoted = argument[i].is(TokenKind::string) || argument[i].is(TokenKind::character);
         for (char c : piece) {
             if (isQuoted && (c == '"' || c == '\\')) text += '\\';
@@ -267,7 +268,7 @@ Token Preprocessor::stringify(const std::vector<Token>& argument, const Token& a
 // left ## right: both spellings side by side must be one token.
 bool Preprocessor::paste(Token& left, const Token& right) {
     std::string joined = std::string(spelling(left)) + std::string(spelling(right));
-    if (!spend(left, 1 + joined.size() / 64)) return false;
+    if (!spend(left, 1 + joined.size() / bytesPerToken)) return false;
     std::string_view kept = arena_.copyText(joined);
     Lexer lexer(kept, identifiers_, diagnostics_);
     lexer.setQuiet(true);

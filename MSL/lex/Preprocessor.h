@@ -32,7 +32,9 @@ class Preprocessor {
     void next(Token& token);
 
     static constexpr std::uint64_t expansionLimit = 2'000'000; // tokens out of macros
+    static constexpr std::size_t bytesPerToken = 8;            // a spelling that # or ## makes counts by its length
     static constexpr unsigned nestingLimit = 200;
+    static constexpr std::size_t parameterLimit = 256; // of one macro
 
   private:
     // A list of tokens being read: a macro's replacement, or the tokens of an argument.

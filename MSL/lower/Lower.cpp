@@ -11,6 +11,7 @@ namespace {
 // specialised, so that a small text may ask for a large module.
 constexpr unsigned maxNesting = 1200;
 constexpr std::uint32_t maxValues = 250'000;
+constexpr std::uint32_t maxEntered = 1'500'000; // statements and expressions, also those that make no value
 // What the variables of one thread may take: a driver keeps them on a stack, many threads side by side.
 constexpr std::uint64_t maxVariableBytes = 64 * 1024;
 constexpr std::uint64_t maxLocalBytes = 512 * 1024;
@@ -34,7 +35,8 @@ void Lowering::run(const TranslationUnit& unit) {
 }
 
 bool Lowering::enter(SourceLocation at) {
-    if (++depth_ <= maxNesting && module_.valueCount() < maxValues && limit_.step()) return true;
+    if (++depth_ <= maxNesting && ++entered_ < maxEntered && module_.valueCount() < maxValues && limit_.step())
+        return true;
     if (!isTooDeep_ && !limit_.exceeded())
         diagnostics_.error(at, depth_ > maxNesting ? "the program is nested too deeply"
                                                    : "the program is too large after its functions are specialised");

@@ -53,7 +53,8 @@ Operand Lowering::callBuiltin(const Call& call) {
     switch (id) {
     case BuiltinId::none:
     case BuiltinId::count_:
-        if (!diagnostics_.hasErrors()) diagnostics_.internalError(call.location, "a call of nothing reached lowering");
+        if (!diagnostics_.hasErrors() && !limit_.exceeded())
+            diagnostics_.internalError(call.location, "a call of nothing reached lowering");
         return errorOperand(call.type);
     case BuiltinId::functionConstantDefined: {
         const auto* variable = static_cast<const VarDecl*>(static_cast<const NameRef*>(call.arguments[0])->decl);

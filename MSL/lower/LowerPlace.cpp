@@ -308,7 +308,8 @@ void Lowering::store(const Access& access, const Operand& operand, SourceLocatio
         return;
     }
     if (access.kind == Access::Kind::value || operand.kind != Operand::Kind::value) {
-        if (!diagnostics_.hasErrors()) diagnostics_.internalError(at, "a value is written as if it were a variable");
+        if (!diagnostics_.hasErrors() && !limit_.exceeded())
+            diagnostics_.internalError(at, "a value is written as if it were a variable");
         return;
     }
     builder_.location = at;

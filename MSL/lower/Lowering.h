@@ -297,6 +297,7 @@ class Lowering {
     ir::Builder builder_;
     Context* context_ = nullptr;
     unsigned depth_ = 0;
+    std::uint32_t entered_ = 0;
     bool isTooDeep_ = false;                // or too large; said once, and then nothing more is lowered
     bool isDeclaring_ = false;              // a slot is given its first value, at its declaration
     std::vector<VariableFacts*> variables_; // by VarDecl::loweringId

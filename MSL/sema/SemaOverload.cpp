@@ -29,7 +29,8 @@ Candidate Analyzer::consider(FunctionDecl* function, std::span<Expr*> arguments,
                              std::span<TemplateArgument> explicitArguments) {
     Candidate candidate;
     candidate.function = function;
-    limit_.step();
+    // A text can have many overloads of one name, and every call looks at all of them.
+    limit_.step(function->templateParameters.empty() ? 8 : 24);
     if (!function->templateParameters.empty()) {
         FunctionDecl* instance = instantiate(function, explicitArguments, arguments);
         if (!instance) {
@@ -72,11 +73,8 @@ TypeRef Analyzer::deduceBuiltin(const BuiltinFunction& builtin, std::span<Expr*>
         const bool followsShape =
             slot == BuiltinSlot::boolOfT || slot == BuiltinSlot::intOfT || slot == BuiltinSlot::threadIntOfT;
         if (slot == BuiltinSlot::atomicPointer) {
-            TypeRef type = arguments[i]->type;
-            if (type->is(TypeKind::pointer))
-                type = type->element;
-            else
-                return nullptr;
+            if (arguments[i]->kind == ExprKind::initList || !arguments[i]->type->is(TypeKind::pointer)) return nullptr;
+            const TypeRef type = arguments[i]->type->element;
             return type->is(TypeKind::atomic) && admitsAtomic(builtin.id, type->scalar) ? types_.scalar(type->scalar)
                                                                                         : nullptr;
         }

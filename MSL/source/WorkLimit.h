@@ -15,8 +15,12 @@ class WorkLimit {
     explicit WorkLimit(std::chrono::milliseconds timeLimit)
         : hasDeadline_(timeLimit.count() > 0), deadline_(std::chrono::steady_clock::now() + timeLimit) {}
 
-    bool step() {
-        if ((++steps_ & 1023U) == 0) check();
+    bool step() { return step(1); }
+    // Work that costs as much as so many ordinary units.
+    bool step(std::uint32_t units) {
+        const std::uint64_t before = steps_;
+        steps_ += units;
+        if ((before ^ steps_) >> 10 != 0) check();
         return !exceeded_;
     }
     bool exceeded() const { return exceeded_; }
