@@ -187,6 +187,27 @@ kernel void check(device atomic_float* f, device atomic_bool* b, device atomic_u
     EXPECT_EQ(valuesOf<float>(buffers[3]), (std::vector<float>{1, 2, 8, 0.5F * threadCount}));
 }
 
+TEST(Atomics, IntegersCanBeSeenAsAtomics) {
+    std::vector<std::vector<std::byte>> buffers = {bytesOf(std::vector<std::int32_t>{0, -5, 7}),
+                                                   zeros<std::uint32_t>(1)};
+    ASSERT_TRUE(runKernel(head + R"(
+struct Plain { uint count; int numbers[2]; };
+kernel void check(device Plain& plain, device uint* out, uint id [[thread_position_in_grid]]) {
+    threadgroup uint shared;
+    atomic_fetch_add_explicit((device atomic_uint*)&plain.count, 2u, memory_order_relaxed);
+    atomic_fetch_max_explicit(reinterpret_cast<device atomic_int*>(&plain.numbers[0]), int(id) - 300,
+                              memory_order_relaxed);
+    // as unsigned numbers -5 is far above 7
+    atomic_fetch_max_explicit((device atomic_uint*)(plain.numbers + 1), id == 9 ? uint(-5) : id, memory_order_relaxed);
+    atomic_fetch_or_explicit((threadgroup atomic_uint*)&shared, id, memory_order_relaxed);
+    threadgroup_barrier(mem_flags::mem_threadgroup);
+    if (id == 0) out[0] = shared;
+})",
+                          buffers, threadCount, {.threadgroup = {threadCount, 1, 1}}));
+    EXPECT_EQ(valuesOf<std::int32_t>(buffers[0]), (std::vector<std::int32_t>{2 * threadCount, -5, -5}));
+    EXPECT_EQ(valuesOf<std::uint32_t>(buffers[1])[0], 255U);
+}
+
 TEST(Atomics, WildIndexesStayInside) {
     // An array between two guards, a whole buffer, and threadgroup memory between two variables.
     std::vector<std::vector<std::byte>> buffers = {zeros<std::uint32_t>(6), zeros<std::uint32_t>(5),

@@ -19,11 +19,28 @@ constexpr ScalarSpelling plainScalars[] = {
     {"long", ScalarKind::long_},    {"ulong", ScalarKind::ulong},
 };
 constexpr ScalarSpelling otherScalars[] = {
-    {"size_t", ScalarKind::ulong},    {"ptrdiff_t", ScalarKind::long_}, {"int8_t", ScalarKind::char_},
-    {"uint8_t", ScalarKind::uchar},   {"int16_t", ScalarKind::short_},  {"uint16_t", ScalarKind::ushort},
-    {"int32_t", ScalarKind::int_},    {"uint32_t", ScalarKind::uint},   {"int64_t", ScalarKind::long_},
-    {"uint64_t", ScalarKind::ulong},  {"unsigned", ScalarKind::uint},   {"signed", ScalarKind::int_},
-    {"uintptr_t", ScalarKind::ulong}, {"intptr_t", ScalarKind::long_},
+    {"size_t", ScalarKind::ulong},
+    {"ptrdiff_t", ScalarKind::long_},
+    {"int8_t", ScalarKind::char_},
+    {"uint8_t", ScalarKind::uchar},
+    {"int16_t", ScalarKind::short_},
+    {"uint16_t", ScalarKind::ushort},
+    {"int32_t", ScalarKind::int_},
+    {"uint32_t", ScalarKind::uint},
+    {"int64_t", ScalarKind::long_},
+    {"uint64_t", ScalarKind::ulong},
+    {"unsigned", ScalarKind::uint},
+    {"signed", ScalarKind::int_},
+    {"uintptr_t", ScalarKind::ulong},
+    {"intptr_t", ScalarKind::long_},
+    // votes are masks; the library's enumerations and its logs are numbers
+    {"simd_vote", ScalarKind::ulong},
+    {"quad_vote", ScalarKind::ulong},
+    {"vote_t", ScalarKind::ulong},
+    {"mem_flags", ScalarKind::uint},
+    {"memory_order", ScalarKind::int_},
+    {"thread_scope", ScalarKind::int_},
+    {"os_log", ScalarKind::uint},
 };
 
 // What a name says, without a table of types: so that isBuiltinTypeName needs none.

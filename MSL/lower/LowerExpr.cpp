@@ -4,6 +4,21 @@
 #include <algorithm>
 
 namespace msl {
+namespace {
+
+// An integer in memory that is looked at as an atomic object of its size.
+bool isSharedInteger(const Operand& pointer, TypeRef element) {
+    if (pointer.kind != Operand::Kind::pointer || pointer.access == nullptr || !element->is(TypeKind::atomic) ||
+        pointer.access->kind != Access::Kind::place || pointer.access->swizzleCount > 0 ||
+        pointer.access->unionMember != nullptr)
+        return false;
+    const TypeRef held = pointer.access->place->type;
+    const auto isWord = [](ScalarKind kind) { return isInteger(kind) && byteSize(kind) >= 4; };
+    return (held->isScalar() || held->is(TypeKind::atomic)) && isWord(held->scalar) && isWord(element->scalar) &&
+           byteSize(held->scalar) == byteSize(element->scalar);
+}
+
+} // namespace
 
 using ir::Op;
 using ir::Value;
@@ -144,6 +159,11 @@ Operand Lowering::castOperand(CastKind kind, const Expr* operand, TypeRef to, So
     case CastKind::bitcast: {
         if (!to->is(TypeKind::pointer)) return plain(builder_.bitcast(valueType(to), value(operand)));
         Operand pointer = rvalue(operand);
+        if (isSharedInteger(pointer, to->element)) {
+            Access access = *pointer.access;
+            access.type = to->element;
+            return pointerTo(access, to);
+        }
         if (pointer.kind == Operand::Kind::pointer && pointer.access != nullptr &&
             pointer.access->type != to->element && valueType(pointer.access->type) != valueType(to->element)) {
             unsupported(at, "reading memory through a pointer to another type is");

@@ -248,6 +248,8 @@ class Analyzer {
     Expr* call(Call* expr);
     Expr* callMember(Call* expr, Member* callee);
     Expr* functionConstantDefined(Call* expr);
+    static bool isLog(Member* callee);
+    Expr* logCall(Call* expr);
     Expr* callFunctions(Call* expr, NameMeaning& meaning, Name& name);
     Expr* callObject(Call* expr);
     Expr* finishCall(Call* expr, FunctionDecl* function);

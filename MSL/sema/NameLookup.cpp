@@ -118,6 +118,9 @@ NameMeaning Analyzer::lookUpQualified(Name& name) {
                 scope = entry->decl;
                 break;
             }
+        // The alias that stands for a type of the library: mem_flags::mem_device
+        if (scope && scope->kind == DeclKind::typeAlias && !scope->location && isLibraryEnum(first->text))
+            scope = nullptr;
     }
     if (!scope) {
         // The library: metal::x, metal::fast::x, metal::precise::x, fast::x, simd::x, filter::linear ...

@@ -287,7 +287,33 @@ Expr* Analyzer::functionConstantDefined(Call* expr) {
     return expr;
 }
 
+// Logs are accepted and mean nothing here: what would be printed is checked and not computed.
+Expr* Analyzer::logCall(Call* expr) {
+    for (Expr*& argument : expr->arguments)
+        if (argument->kind != ExprKind::stringLiteral && argument->kind != ExprKind::initList)
+            argument = load(expression(argument));
+    Cast* nothing = make<Cast>(expr);
+    nothing->castKind = CastKind::toVoid;
+    nothing->operand = makeInteger(0, types_.int_(), expr->location);
+    nothing->type = types_.void_();
+    return nothing;
+}
+
+bool Analyzer::isLog(Member* callee) {
+    if (callee->isArrow || !callee->name.identifier || !callee->name.identifier->text.starts_with("log") ||
+        callee->base->kind != ExprKind::nameRef)
+        return false;
+    const Name& name = static_cast<NameRef*>(callee->base)->name;
+    if (!name.identifier) return false;
+    if (name.identifier->text == "os_log_default") return !name.identifier->scope;
+    const ScopeEntry* entry = name.identifier->scope;
+    if (!entry || entry->decl->kind != DeclKind::variable) return false;
+    const TypeSyntax* written = static_cast<VarDecl*>(entry->decl)->typeSyntax;
+    return written && written->name.identifier && written->name.identifier->text == "os_log";
+}
+
 Expr* Analyzer::callMember(Call* expr, Member* callee) {
+    if (isLog(callee)) return logCall(expr);
     Expr* typed = member(callee);
     if (!typed->type->is(TypeKind::overload)) {
         if (typed->type->isError()) {

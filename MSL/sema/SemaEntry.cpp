@@ -124,6 +124,12 @@ constexpr SystemInput systemInputs[] = {
     {"grid_origin", false, false, true, Shape::uintAny},
 };
 
+// Features that there is no way for.
+bool isNotHere(std::string_view attribute) {
+    return attribute == "amplification_count" || attribute == "amplification_id" || attribute == "barycentric_coord" ||
+           attribute == "stencil" || attribute == "patch";
+}
+
 bool hasShape(TypeRef type, Shape shape) {
     const bool isUnsigned = type->scalar == ScalarKind::uint || type->scalar == ScalarKind::ushort;
     switch (shape) {
@@ -201,6 +207,16 @@ void Analyzer::entryPoint(FunctionDecl* function) {
         function->isInvalid = true;
         return;
     }
+    const auto refused = [&](const Decl* decl) {
+        for (const Attribute& attribute : decl->attributes)
+            if (attribute.name && !attribute.scope && isNotHere(attribute.name->text)) {
+                unsupported(attribute.location, "'" + std::string(attribute.name->text) + "'");
+                function->isInvalid = true;
+                return true;
+            }
+        return false;
+    };
+    if (refused(function)) return;
     const TypeRef result = function->returnType;
     const SourceLocation resultAt =
         function->returnTypeSyntax ? function->returnTypeSyntax->location : function->location;
@@ -213,6 +229,7 @@ void Analyzer::entryPoint(FunctionDecl* function) {
         if (result->is(TypeKind::struct_)) {
             bool hasPosition = false;
             for (const VarDecl* member : result->structDecl->fields) {
+                refused(member);
                 hasPosition = hasPosition || find(member, "position");
                 if (!member->type->isScalar() && !member->type->isVector() && !member->type->isError() &&
                     !(find(member, "clip_distance") && member->type->is(TypeKind::array)) &&
@@ -286,6 +303,10 @@ void Analyzer::entryPoint(FunctionDecl* function) {
             else if (function->stage == EntryStage::kernel)
                 wrong(attribute->location, "[[stage_in]] of a kernel function is not supported here");
             stageIn = parameter;
+            if (!parameter->type->is(TypeKind::struct_)) continue;
+            for (const VarDecl* member : parameter->type->structDecl->fields)
+                if (!refused(member) && function->stage == EntryStage::fragment && find(member, "color"))
+                    unsupported(member->location, "reading the colour attachment");
             continue;
         }
         bool isSystem = false;
@@ -293,6 +314,11 @@ void Analyzer::entryPoint(FunctionDecl* function) {
             const Attribute* attribute = find(parameter, input.name);
             if (!attribute) continue;
             isSystem = true;
+            if (isNotHere(input.name)) {
+                unsupported(attribute->location, "'" + std::string(input.name) + "'");
+                function->isInvalid = true;
+                break;
+            }
             const bool allowed = (function->stage == EntryStage::vertex && input.vertex) ||
                                  (function->stage == EntryStage::fragment && input.fragment) ||
                                  (function->stage == EntryStage::kernel && input.kernel);

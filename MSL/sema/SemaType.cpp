@@ -87,6 +87,12 @@ bool isForeignType(std::string_view name) {
     return std::ranges::binary_search(names, name);
 }
 
+// simd_vote::vote_t
+bool isVoteType(const Name& name) {
+    return name.identifier->text == "vote_t" && !name.qualifiers.empty() &&
+           (name.qualifiers.back()->text == "simd_vote" || name.qualifiers.back()->text == "quad_vote");
+}
+
 } // namespace
 
 TypeRef Analyzer::reportUnknownType(const Name& name) {
@@ -148,6 +154,7 @@ TypeRef Analyzer::typeOfDecl(Decl* decl, Name& name) {
 TypeRef Analyzer::namedType(Name& name, bool reportMissing) {
     const Identifier* identifier = name.identifier;
     if (!identifier) return types_.error();
+    if (isVoteType(name)) return types_.scalar(ScalarKind::ulong);
     if (name.qualifiers.empty() && !name.isGlobal && !name.qualifierType) {
         for (ScopeEntry* entry = identifier->scope; entry; entry = entry->hidden)
             if (TypeRef type = typeOfDecl(entry->decl, name)) return type;
@@ -184,6 +191,7 @@ TypeRef Analyzer::namedType(Name& name, bool reportMissing) {
 
 std::optional<TypeRef> Analyzer::tryTypeName(Name& name) {
     if (!name.identifier) return std::nullopt;
+    if (isVoteType(name)) return types_.scalar(ScalarKind::ulong);
     if (name.qualifiers.empty() && !name.isGlobal && !name.qualifierType) {
         // The innermost meaning decides: a variable hides a type of its name.
         ScopeEntry* entry = name.identifier->scope;

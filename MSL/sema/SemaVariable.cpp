@@ -37,6 +37,11 @@ void Analyzer::finishVariable(VarDecl* var, const DeclaredType& declared) {
     var->space = AddressSpace::thread;
     const bool isReference = type->is(TypeKind::reference);
     const bool isIndirect = isReference || type->is(TypeKind::pointer);
+    if (var->typeSyntax && var->typeSyntax->name.identifier && var->typeSyntax->name.identifier->text == "os_log") {
+        var->isParenInit = false;
+        var->isBraceInit = false;
+        var->initializer = makeInteger(0, types_.uint(), var->location);
+    }
     const bool isSampler = type->is(TypeKind::sampler);
     const auto invalid = [&] {
         var->type = types_.error();

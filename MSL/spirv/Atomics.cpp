@@ -59,22 +59,23 @@ Id ModuleWriter::atomic(const Instruction& instruction) {
     bool inMemory = false;
     const Id pointer = placePointer(*instruction.place, storage, inMemory);
     const bool isShared = storage == spv::StorageClass::Workgroup;
-    const ScalarKind kind = instruction.place->type->scalar;
-    const TypeRef scalar = module_.types.scalar(kind);
-    const TypeRef wordType = module_.types.scalar(atomicWord(kind));
+    // What the operation works on; the memory may hold the other kind of integer.
+    const ir::Value* given =
+        instruction.builtinId == BuiltinId::atomicLoad ? instruction.result : instruction.operands[0];
+    const TypeRef scalar = given->type;
+    const ScalarKind kind = scalar->scalar;
+    const TypeRef wordType = module_.types.scalar(atomicWord(instruction.place->type->scalar));
     const Id word = logicalType(wordType);
     if (byteSize(kind) == 8) asm_.capability(spv::Capability::Int64Atomics);
 
     const auto toWord = [&](std::size_t i) {
-        const Id given = value(*instruction.operands[i]);
-        if (kind == ScalarKind::float_) return asm_.result(spv::Op::OpBitcast, word, {given});
-        if (kind == ScalarKind::bool_) return convert(scalar, wordType, given);
-        return given;
+        const Id operand = value(*instruction.operands[i]);
+        if (kind == ScalarKind::bool_) return convert(scalar, wordType, operand);
+        return kind == wordType->scalar ? operand : asm_.result(spv::Op::OpBitcast, word, {operand});
     };
-    const auto fromWord = [&](Id given) {
-        if (kind == ScalarKind::float_) return asm_.result(spv::Op::OpBitcast, floatType(), {given});
-        if (kind == ScalarKind::bool_) return convert(wordType, scalar, given);
-        return given;
+    const auto fromWord = [&](Id found) {
+        if (kind == ScalarKind::bool_) return convert(wordType, scalar, found);
+        return kind == wordType->scalar ? found : asm_.result(spv::Op::OpBitcast, logicalType(scalar), {found});
     };
     const Id scope = scopeConstant(isShared ? spv::Scope::Workgroup : spv::Scope::Device);
     const auto semantics = [&](std::size_t operand, Access access) {

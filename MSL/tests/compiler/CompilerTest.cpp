@@ -1,6 +1,7 @@
 // Whole compiles: real sources become valid modules, mistakes become whole messages, and no text does harm.
 #include "MSL/Compiler.h"
 #include "MSL/builtins/BuiltinTable.h"
+#include "MSL/tests/compiler/Validated.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -10,30 +11,16 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <spirv-tools/libspirv.hpp>
 
 namespace msl {
 namespace {
 
+using test::problems;
 using ::testing::HasSubstr;
 
 std::string readFile(const std::filesystem::path& path) {
     std::ifstream file(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
-}
-
-// The messages of Vulkan 1.3's validator; empty when it has none.
-std::string problems(const std::vector<std::uint32_t>& spirv) {
-    std::string found;
-    spvtools::SpirvTools tools(SPV_ENV_VULKAN_1_3);
-    tools.SetMessageConsumer([&](spv_message_level_t, const char*, const spv_position_t&, const char* message) {
-        found += message;
-        found += '\n';
-    });
-    spvtools::ValidatorOptions options;
-    options.SetScalarBlockLayout(true);
-    tools.Validate(spirv.data(), spirv.size(), options);
-    return found;
 }
 
 // A host as an application would put around a user's shade() and sound().

@@ -1,0 +1,204 @@
+// Entry points and what their arguments, results and threads may be: each form becomes a valid module or is refused by
+// name. What the values are is tested on the device.
+#include "MSL/Compiler.h"
+#include "MSL/tests/compiler/Validated.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace msl {
+namespace {
+
+using test::problems;
+using ::testing::HasSubstr;
+
+const std::string head = "#include <metal_stdlib>\n#include <metal_logging>\nusing namespace metal;\n";
+
+TEST(EntryPoints, EveryFormBecomesAValidModule) {
+    struct {
+        const char* name;
+        const char* source;
+    } const cases[] = {
+        {"everything that flows between stages", R"(
+struct V { float4 p [[position]]; float2 a [[user(locn0)]]; float3 b [[center_no_perspective]];
+           float c [[centroid_perspective]]; float4 d [[sample_no_perspective]]; half2 e [[user(h)]]; uint f [[flat]];
+           float s [[point_size]]; float clip [[clip_distance]] [2]; uint layer [[render_target_array_index]];
+           uint port [[viewport_array_index]]; float2x2 m; float many[3]; bool flag [[flat]]; };
+vertex V v(uint id [[vertex_id]], uint inst [[instance_id]], uint bv [[base_vertex]], ushort bi [[base_instance]]) {
+    V o = {}; o.p = float4(id); o.f = inst + bv + bi; o.clip[1] = -1; o.layer = id; o.m = float2x2(1); o.many[2] = 2;
+    return o; }
+fragment float4 f(V in [[stage_in]]) {
+    return float4(in.a, in.b.x + in.c + in.d.x + in.e.x, in.f + in.m[0][0] + in.many[1] + in.flag + in.clip[1] +
+                  in.layer + in.port + in.p.x + in.s); })"},
+        {"one clip distance, invariant position", R"(
+struct V { float4 p [[position, invariant]]; float clip [[clip_distance]]; };
+vertex V v(uint id [[vertex_id]]) { return V{float4(id), 1.0}; }
+fragment float4 f(V in [[stage_in]]) { return in.clip; })"},
+        {"an array of one clip distance", R"(
+struct V { float4 p [[position]]; float clip [[clip_distance]] [1]; };
+vertex V v(uint id [[vertex_id]]) { V o; o.p = float4(id); o.clip[0] = o.p.x; return o; }
+fragment float4 f(V in [[stage_in]]) { return in.clip[0]; })"},
+        {"what the system tells a fragment, and all it can give", R"(
+struct O { float4 c [[color(0)]]; half4 d [[color(1)]]; uint2 e [[color(2)]]; float depth [[depth(less)]];
+           uint mask [[sample_mask]]; };
+fragment O f(float4 p [[position]], float2 pc [[point_coord]], bool front [[front_facing]], uint prim [[primitive_id]],
+             uint s [[sample_id]], uint mask [[sample_mask]], uint layer [[render_target_array_index]],
+             uint port [[viewport_array_index]], uint lane [[thread_index_in_simdgroup]],
+             ushort width [[threads_per_simdgroup]], uint q [[thread_index_in_quadgroup]]) {
+    O o; o.c = float4(pc, front, prim); o.d = half4(s); o.e = uint2(mask, layer + port + lane + width + q);
+    o.depth = p.z; o.mask = mask & 5; return o; })"},
+        {"early tests, depth alone, nothing at all", R"(
+[[early_fragment_tests]] fragment float4 early(float4 p [[position]]) { return p; }
+struct D { float d [[depth(any)]]; };
+fragment D depth() { return {0.25}; }
+fragment void none(float4 p [[position]]) { if (p.x > 1) discard_fragment(); }
+vertex void written(uint id [[vertex_id]], device float* o [[buffer(0)]]) { o[id] = id; })"},
+        {"two sources of blending", R"(
+struct O { float4 a [[color(0), index(0)]]; float4 b [[color(0), index(1)]]; };
+fragment O f() { return {float4(1), float4(0.5)}; })"},
+        {"vertex attributes", R"(
+struct I { float3 p [[attribute(0)]]; half2 uv [[attribute(1)]]; ushort4 j [[attribute(4)]]; bool b [[attribute(8)]]; };
+struct O { float4 p [[position]]; float4 c; };
+vertex O v(I in [[stage_in]], constant float4x4& m [[buffer(1)]]) {
+    O o; o.p = m * float4(in.p, in.uv.x + in.j.x); o.c = in.b; return o; })"},
+        {"raster order groups", R"(
+fragment float4 f(device float4* b [[buffer(0), raster_order_group(0)]], float4 p [[position]]) {
+    b[0] += 1; return p; })"},
+        {"arguments and members that depend on function constants", R"(
+constant bool has [[function_constant(0)]];
+constant bool hasNot = !has;
+struct I { float3 p [[attribute(0)]]; float2 uv [[attribute(1), function_constant(has)]]; };
+struct O { float4 p [[position]]; float4 c [[function_constant(has)]]; float2 q [[user(q), function_constant(hasNot)]]; };
+vertex O v(I in [[stage_in]], constant float4* m [[buffer(1), function_constant(has)]]) {
+    O o; o.p = float4(in.p, 1); if (has) o.c = m[0]; if (hasNot) o.q = 2; return o; }
+fragment float4 f(O in [[stage_in]], texture2d<float> t [[texture(0), function_constant(has)]]) {
+    if (has) return in.c + t.read(uint2(0)); return in.q.xyxy; })"},
+        {"kernels under several spellings", R"(
+kernel [[max_total_threads_per_threadgroup(64)]] void a(device uint* o [[buffer(0)]]) { o[0] = 1; }
+[[kernel]] void b(device uint* o [[buffer(0)]]) { o[0] = 1; }
+[[vertex]] float4 c() { return 0; } [[fragment]] float4 d() { return 0; })"},
+        {"a helper thread knows it", R"(
+fragment float4 f(float4 p [[position]]) {
+    if (p.x > 3) discard_fragment(); return simd_is_helper_thread() ? 1 : quad_sum(p.x); })"},
+        {"logs mean nothing", R"(
+constant metal::os_log logger("subsystem", "category");
+kernel void k(device float* o, uint i [[thread_position_in_grid]]) {
+    os_log_default.log("value %f", o[i]); logger.log_error("hi %d", i); o[i] = 1; })"},
+        {"votes as masks, flags and orders as variables", R"(
+kernel void k(device uint* o, device atomic_uint& n, uint i [[thread_position_in_grid]]) {
+    simd_vote v = simd_ballot(i > 3); o[i] = uint((simd_vote::vote_t)v) + as_type<uint2>((quad_vote::vote_t)quad_ballot(i > 2)).x;
+    mem_flags flags = mem_flags::mem_device; threadgroup_barrier(flags | mem_flags::mem_threadgroup);
+    memory_order order = memory_order_relaxed; atomic_fetch_add_explicit(&n, 1u, order);
+    atomic_thread_fence(flags, memory_order_seq_cst, thread_scope_device); })"},
+        {"threadgroup memory of every shape", R"(
+struct S { float a[4]; int n; void put(int i, float v) threadgroup { a[i] = v; n++; }
+           float get(int i) const threadgroup { return a[i]; } };
+template <typename T, int N> T total(threadgroup T (&a)[N]) { T s = 0; for (int k = 0; k < N; k++) s += a[k]; return s; }
+kernel void k(threadgroup float4* t, threadgroup uint& n, device float* o, uint2 l [[thread_position_in_threadgroup]]) {
+    threadgroup S s; threadgroup float4 tile[16][17]; threadgroup half3x3 m[2]; threadgroup packed_float3 p[4];
+    threadgroup float a[32]; threadgroup bool flags[4];
+    s.put(l.x, 2); t[l.x] = l.x; tile[l.y][l.x].xy = 2; m[1][2] = half3(1); p[l.x] = float3(1); flags[l.y] = true;
+    threadgroup_barrier(mem_flags::mem_threadgroup);
+    S copy = s; o[l.x] = s.get(1) + copy.n + t[n].x + tile[l.x][l.y].x + m[1][2].y + p[0].z + total(a) + flags[0];
+    s = copy; })"},
+    };
+    for (const auto& [name, source] : cases) {
+        SCOPED_TRACE(name);
+        const auto compiled = compile(head + source);
+        ASSERT_TRUE(compiled) << compiled.error().text;
+        EXPECT_EQ(problems(compiled->spirv), "");
+    }
+}
+
+TEST(EntryPoints, WhatCannotBeIsRefusedByName) {
+    struct {
+        const char* source;
+        const char* message;
+    } const cases[] = {
+        {"vertex float4 v(uint a [[amplification_id]]) { return a; }", "'amplification_id' is not supported here"},
+        {"fragment float4 f(float3 b [[barycentric_coord]]) { return b.xyzz; }",
+         "'barycentric_coord' is not supported here"},
+        {"struct S { float4 c [[color(0)]]; uint s [[stencil]]; }; fragment S f() { return {float4(1), 2}; }",
+         "'stencil' is not supported here"},
+        {"fragment float4 f(float4 c [[color(0)]]) { return c; }",
+         "reading the colour attachment is not supported here"},
+        {"struct I { float4 c [[color(0)]]; }; fragment float4 f(I i [[stage_in]]) { return i.c; }",
+         "reading the colour attachment is not supported here"},
+        {"struct P { float4 p; }; [[patch(triangle, 3)]] vertex float4 v(device P* p [[buffer(0)]]) { return p[0].p; }",
+         "'patch' is not supported here"},
+        {"struct I { float3 p [[attribute(0)]]; }; kernel void k(I i [[stage_in]]) {}",
+         "[[stage_in]] of a kernel function is not supported here"},
+        {"float g(float x) { return dfdx(x); } kernel void k(device float* o) { o[0] = g(o[1]); }",
+         "'dfdx' can be used in fragment functions only"},
+        {"void g() { threadgroup_barrier(mem_flags::mem_none); } fragment float4 f() { g(); return 1; }",
+         "'threadgroup_barrier' can be used in kernel functions only"},
+        {"struct S { int i; S() { i = 1; discard_fragment(); } }; kernel void k(device int* o) { S s; o[0] = s.i; }",
+         "'discard_fragment' can be used in fragment functions only"},
+        {"vertex float4 v(uint i [[vertex_id]]) { return simd_sum(i); }",
+         "'simd_sum' can be used in kernel and fragment functions only"},
+        {"kernel void k() { atomic_uint n; }",
+         "variable of type 'atomic_uint' must be in the device or threadgroup address space"},
+        {"kernel void k(device uint* n) { atomic_fetch_add_explicit(n, 1u, memory_order_relaxed); }",
+         "no matching function for call to 'atomic_fetch_add_explicit'"},
+        {"kernel void k(constant atomic_uint* n) { atomic_fetch_add_explicit(n, 1u, memory_order_relaxed); }",
+         "no matching function for call to 'atomic_fetch_add_explicit'"},
+        {"kernel void k(device atomic_float* n) { atomic_fetch_max_explicit(n, 1.0f, memory_order_relaxed); }",
+         "no matching function for call to 'atomic_fetch_max_explicit'"},
+        {"kernel void k(device float* n) { atomic_store_explicit((device atomic_uint*)n, 1u, memory_order_relaxed); }",
+         "reading memory through a pointer to another type is not supported here"},
+        {"kernel void k(device atomic_uint* s, device uint* o) { o[0] = s[0]; }",
+         "assigning to 'uint' from incompatible type 'atomic_uint'"},
+        {"kernel void k(device float* o) { threadgroup float a[8]; threadgroup float b[9000]; o[0] = a[0] + b[0]; }",
+         "the threadgroup variables of this kernel take too much memory: with 'b' they need 36032 bytes, and 32768 "
+         "fit"},
+        {"kernel void k(device int* o) { threadgroup int a = 3; o[0] = a; }",
+         "variable 'a' in threadgroup address space cannot have an initializer"},
+        {"void g() { threadgroup int a; } kernel void k() { g(); }",
+         "threadgroup variables can be declared in kernel functions only"},
+        {"constant int n [[function_constant(0)]]; kernel void k(device float* o) { float a[n]; o[0] = a[0]; }",
+         "array size is not an integral constant expression"},
+        {"constant int n [[function_constant(0)]] = 3; kernel void k(device float* o) { o[0] = n; }",
+         "function constant 'n' cannot have an initializer"},
+        {"constant int n [[function_constant(2)]]; constant int m [[function_constant(2)]];"
+         "kernel void k(device float* o) { o[0] = n + m; }",
+         "function constant 2 is already 'n'"},
+        {"struct S { int a; }; constant S n [[function_constant(0)]]; kernel void k(device float* o) { o[0] = n.a; }",
+         "invalid type 'S' for a function constant: it must be a scalar or vector type"},
+        {"kernel void k(device float* o) { o[0] = is_function_constant_defined(o); }",
+         "'is_function_constant_defined' takes the name of a function constant"},
+    };
+    for (const auto& [source, message] : cases) {
+        const auto compiled = compile(head + source);
+        ASSERT_FALSE(compiled) << source;
+        EXPECT_THAT(compiled.error().text, HasSubstr(std::string("error: ") + message)) << source;
+    }
+}
+
+TEST(EntryPoints, TheReflectionTellsWhatTheHostSets) {
+    const auto compiled = compile(head + R"(
+constant half3 tint [[function_constant(4)]];
+constant bool isOn [[function_constant(7)]];
+constant int unused [[function_constant(9)]];
+kernel void k(threadgroup float4* tile [[threadgroup(1)]], threadgroup int& n [[threadgroup(0)]], device float* o) {
+    threadgroup float own[8];
+    o[0] = tile[0].x + n + tint.x + isOn + own[1];
+})");
+    ASSERT_TRUE(compiled) << compiled.error().text;
+    const EntryPoint& kernel = compiled->reflection.entryPoints.at(0);
+    ASSERT_EQ(kernel.threadgroupArguments.size(), 2U);
+    EXPECT_EQ(kernel.threadgroupArguments[0].metalIndex, 1U);
+    EXPECT_EQ(kernel.threadgroupArguments[0].byteSize, 16U);
+    EXPECT_TRUE(kernel.threadgroupArguments[0].isArray);
+    EXPECT_FALSE(kernel.threadgroupArguments[1].isArray);
+    EXPECT_EQ(kernel.threadgroupBytes, 36U) << "the array and the int";
+    const auto& constants = compiled->reflection.functionConstants;
+    ASSERT_EQ(constants.size(), 2U);
+    EXPECT_EQ(constants[0].name + " " + constants[0].typeName, "tint half3");
+    EXPECT_EQ(constants[0].metalIndex, 4U);
+    EXPECT_EQ(constants[0].byteSize, 2U);
+    EXPECT_EQ(constants[0].componentCount, 3U);
+    EXPECT_EQ(constants[1].byteSize, 4U);
+}
+
+} // namespace
+} // namespace msl
