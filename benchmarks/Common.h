@@ -1,10 +1,9 @@
-// What the benchmarks share: the three shaders in both languages, fresh constants, timing.
+// What the benchmarks share: the ten shaders in both languages, fresh constants, timing.
 #pragma once
 
 #include "GlassHobCore/ShaderFile.h"
 
 #include <algorithm>
-#include <array>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -17,6 +16,7 @@ struct ShaderPair {
     const char* name;
     std::string metal; // the user's text
     std::string glsl;  // its twin's shade()
+    bool isChecked;    // it indexes a table by a value that nothing bounds, and pays for the check; the twin does not
 };
 
 inline std::string readText(const std::string& path) {
@@ -28,11 +28,31 @@ inline std::string readText(const std::string& path) {
     return *text;
 }
 
-inline std::array<ShaderPair, 3> shaderPairs() {
-    const std::string folder = BENCH_SHADERS "/";
-    return {{{"sample", readText(SAMPLE_SHADERS "/01-flowing-color.metal"), readText(folder + "sample.glsl")},
-             {"noise", readText(folder + "noise.metal"), readText(folder + "noise.glsl")},
-             {"raymarcher", readText(folder + "raymarcher.metal"), readText(folder + "raymarcher.glsl")}}};
+// The sample first, then the noise.
+inline std::vector<ShaderPair> shaderPairs() {
+    struct Row {
+        const char* name;
+        const char* folder;
+        const char* file;
+        bool isChecked = false;
+    };
+    const Row rows[] = {
+        {"sample", SAMPLE_SHADERS, "01-flowing-color"},
+        {"noise", BENCH_SHADERS, "noise"},
+        {"raymarcher", BENCH_SHADERS, "raymarcher"},
+        {"mandelbrot", COMPILER_SHADERS, "mandelbrot"},
+        {"metaballs", COMPILER_SHADERS, "metaballs", true},
+        {"box", COMPILER_SHADERS, "box"},
+        {"truchet", COMPILER_SHADERS, "truchet"},
+        {"voronoi", COMPILER_SHADERS, "voronoi"},
+        {"rings", COMPILER_SHADERS, "rings"},
+        {"tunnel", COMPILER_SHADERS, "tunnel", true},
+    };
+    std::vector<ShaderPair> pairs;
+    for (const Row& row : rows)
+        pairs.push_back({row.name, readText(std::string(row.folder) + "/" + row.file + ".metal"),
+                         readText(std::string(BENCH_SHADERS "/") + row.name + ".glsl"), row.isChecked});
+    return pairs;
 }
 
 // The user's shade() behind one that shifts the picture by the fresh constant, so that no compile was seen before.
