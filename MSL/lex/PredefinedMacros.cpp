@@ -59,6 +59,7 @@ constexpr Row rows[] = {
     {"LONG_MIN", "(-9223372036854775807L - 1L)"},
     {"MAXFLOAT", "0x1.fffffep127f"},
     {"MAXHALF", "0x1.ffcp15h"},
+    {"METAL_FUNC", "inline"},
     {"M_1_PI_F", "0.3183098861837907f"},
     {"M_1_PI_H", "0.3183098861837907h"},
     {"M_2_PI_F", "0.6366197723675814f"},

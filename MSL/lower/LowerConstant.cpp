@@ -61,7 +61,9 @@ Access Lowering::globalAccess(VarDecl* variable, SourceLocation at) {
 ir::Variable* Lowering::threadgroupVariable(VarDecl* variable) {
     ir::Variable*& made = threadgroups_[variable];
     if (made != nullptr) return made;
-    made = module_.newVariable(ir::Variable::Kind::threadgroup, variable->type, nameOf(variable));
+    TypeRef held = valueType(variable->type);
+    if (!checkStorable(variable->type, variable->location)) held = module_.types.uint();
+    made = module_.newVariable(ir::Variable::Kind::threadgroup, held, nameOf(variable));
     countThreadgroupBytes(variable->type, nameOf(variable), variable->location);
     return made;
 }

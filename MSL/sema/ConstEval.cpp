@@ -348,7 +348,9 @@ bool Analyzer::dependsOnRunTime(const Expr* expr, unsigned depth) const {
         if (ref->isThis) return true;
         if (!ref->decl || ref->decl->kind != DeclKind::variable) return false;
         const auto* var = static_cast<const VarDecl*>(ref->decl);
-        return !var->isInvalid && (var->varKind == VarKind::parameter || !(var->isConst || var->isConstexpr));
+        const bool isGiven = var->varKind == VarKind::global && !var->initializer && !var->samplerState;
+        return !var->isInvalid &&
+               (isGiven || var->varKind == VarKind::parameter || !(var->isConst || var->isConstexpr));
     }
     case ExprKind::member: return dependsOnRunTime(static_cast<const Member*>(expr)->base, depth + 1);
     case ExprKind::index:

@@ -311,7 +311,16 @@ TypeRef Analyzer::builtinTemplateType(Name& name) {
         return types_.array(element, static_cast<std::uint64_t>(sizes[0]));
     }
     if (!element->isScalar()) return wrong("the element type must be a scalar in");
-    if (text == "atomic") return types_.atomic(element->scalar);
+    if (text == "atomic") {
+        switch (element->scalar) {
+        case ScalarKind::bool_:
+        case ScalarKind::int_:
+        case ScalarKind::uint:
+        case ScalarKind::ulong:
+        case ScalarKind::float_: return types_.atomic(element->scalar);
+        default: return wrong("the element type must be int, uint, bool, float or ulong in");
+        }
+    }
     TypeRef type = types_.error();
     if (text == "matrix")
         type = types_.matrix(element->scalar, static_cast<unsigned>(sizes[0] & 0xFF),

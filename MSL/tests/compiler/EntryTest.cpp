@@ -90,6 +90,33 @@ kernel void k(device uint* o, device atomic_uint& n, uint i [[thread_position_in
     mem_flags flags = mem_flags::mem_device; threadgroup_barrier(flags | mem_flags::mem_threadgroup);
     memory_order order = memory_order_relaxed; atomic_fetch_add_explicit(&n, 1u, order);
     atomic_thread_fence(flags, memory_order_seq_cst, thread_scope_device); })"},
+        {"templates over where an atomic lies", R"(
+struct Found { uint value; bool isSwapped; };
+template <typename A> METAL_FUNC Found swapped(device A* at, uint expected, uint v) {
+    bool is = metal::atomic_compare_exchange_weak_explicit(at, &expected, v, metal::memory_order_relaxed,
+                                                           metal::memory_order_relaxed);
+    return Found{expected, is}; }
+template <typename A> Found swapped(threadgroup A* at, uint expected, uint v) {
+    bool is = atomic_compare_exchange_weak_explicit(at, &expected, v, memory_order_relaxed, memory_order_relaxed);
+    return Found{expected, is}; }
+struct Inner { atomic_uint n[2]; };
+kernel void k(device atomic_uint& n, threadgroup Inner& inner, device uint* o) {
+    Found a = swapped(&n, 1u, 2u); Found b = swapped(&inner.n[1], a.value, 3u); o[0] = b.value + b.isSwapped; })"},
+        {"an array of its own in threadgroup memory, cleared by one thread", R"(
+template <typename T, size_t N> struct List {
+    device T& operator[](size_t i) device { return elements[i]; }
+    threadgroup T& operator[](size_t i) threadgroup { return elements[i]; }
+    const threadgroup T& operator[](size_t i) const threadgroup { return elements[i]; }
+    T elements[N]; };
+struct Pair { List<float, 4> a; int n; };
+struct Uses { threadgroup List<Pair, 8>* group; device List<float, 64>* out; };
+static inline __attribute__((always_inline)) void work(threadgroup List<Pair, 8>& p, thread uint& i, Uses u) {
+    p[i].a[2] = 1.0; threadgroup_barrier(mem_flags::mem_threadgroup); (*u.out)[i] = (*u.group)[i ^ 1].a[2]; }
+kernel void k(device List<float, 64>* out [[buffer(0)]], uint i [[thread_index_in_threadgroup]]) {
+    threadgroup List<Pair, 8> group;
+    if (i == 0) group = {};
+    threadgroup_barrier(mem_flags::mem_threadgroup);
+    work(group, i, Uses{.group = &group, .out = out}); })"},
         {"threadgroup memory of every shape", R"(
 struct S { float a[4]; int n; void put(int i, float v) threadgroup { a[i] = v; n++; }
            float get(int i) const threadgroup { return a[i]; } };
