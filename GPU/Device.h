@@ -93,6 +93,10 @@ class Device : public std::enable_shared_from_this<Device> {
 
     // Largest width and height of a texture.
     std::uint32_t maxTextureSize() const;
+    // Bytes of a buffer that a function can reach through one argument.
+    std::uint64_t maxBufferArgumentLength() const;
+    // Side in pixels of the largest point that is drawn whole; larger ones are cut down silently.
+    float largestPoint() const;
 
     Result<std::shared_ptr<CommandQueue>> makeCommandQueue(QueuePriority priority = QueuePriority::live);
     Result<std::shared_ptr<Buffer>> makeBuffer(std::size_t length, StorageMode mode);

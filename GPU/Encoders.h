@@ -41,6 +41,9 @@ class RenderCommandEncoder {
 
     void drawPrimitives(PrimitiveType type, std::uint32_t vertexStart, std::uint32_t vertexCount,
                         std::uint32_t instanceCount = 1);
+    // As above with counts that the GPU has written: four uints at `offset` (a multiple of 4): vertex count, instance
+    // count, first vertex, first instance.
+    void drawPrimitives(PrimitiveType type, const std::shared_ptr<Buffer>& counts, std::size_t offset);
     void endEncoding();
 
     explicit RenderCommandEncoder(CommandBufferImpl& commands) : commands_(commands) {}

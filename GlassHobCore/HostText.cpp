@@ -173,4 +173,75 @@ kernel void gh_sound(device float2* out [[buffer(0)]],
     out[i] = clamp(sound(su.start + float(i) / su.rate, p), -1.0, 1.0);
 })metal";
 
+const std::string_view dots = R"metal(
+#line 1 "gh_host"
+struct GHDots { float guard; float largestPoint; uint count; uint pad; };
+
+static float gh_dot_size(float3 w, constant Uniforms& u) {
+    float size = w.z * u.resolution.y;
+    bool shown = size > 0.0 && metal::abs(w.x) < 1.0e6 && metal::abs(w.y) < 1.0e6;
+    return shown ? metal::clamp(size, 1.0, 511.0) : 0.0;
+}
+
+kernel void gh_dot_scan(const device Particle* ps [[buffer(0)]],
+                        constant Uniforms& u [[buffer(1)]],
+                        constant Params& p [[buffer(2)]],
+                        constant GHDots& d [[buffer(3)]],
+                        device atomic_uint* quads [[buffer(4)]],
+                        uint i [[thread_position_in_grid]]) {
+    if (i >= d.count) return;
+    if (gh_dot_size(place(ps[i], u, p), u) > d.largestPoint)
+        atomic_store_explicit(&quads[1], d.count, memory_order_relaxed);
+}
+
+kernel void gh_dot_reset(device uint* quads [[buffer(0)]], uint i [[thread_position_in_grid]]) {
+    if (i < 4) quads[i] = i == 0 ? 4 : 0;
+}
+
+vertex GHDotOut gh_point_vertex(uint id [[vertex_id]],
+                                const device Particle* ps [[buffer(0)]],
+                                constant Uniforms& u [[buffer(1)]],
+                                constant Params& p [[buffer(2)]],
+                                constant GHDots& d [[buffer(3)]]) {
+    float3 w = place(ps[id], u, p);
+    float size = gh_dot_size(w, u);
+    bool shown = size > 0.0 && size <= d.largestPoint;
+    GHDotOut o;
+    o.position = shown ? float4((w.xy * 2.0 - 1.0) / d.guard, 0.0, 1.0) : float4(0.0, 0.0, 2.0, 1.0);
+    o.size = shown ? size : 1.0;
+    o.id = id;
+    return o;
+}
+
+struct GHQuadOut {
+    float4 position [[position]];
+    float2 at;
+    uint id [[flat]];
+};
+
+vertex GHQuadOut gh_quad_vertex(uint corner [[vertex_id]],
+                                uint id [[instance_id]],
+                                const device Particle* ps [[buffer(0)]],
+                                constant Uniforms& u [[buffer(1)]],
+                                constant Params& p [[buffer(2)]],
+                                constant GHDots& d [[buffer(3)]]) {
+    float3 w = place(ps[id], u, p);
+    float size = gh_dot_size(w, u);
+    float2 way = float2(corner & 1, corner >> 1) * 2.0 - 1.0;
+    GHQuadOut o;
+    o.position = float4((w.xy * 2.0 - 1.0 + way * size / u.resolution) / d.guard, 0.0, 1.0);
+    if (size <= d.largestPoint) o.position = float4(0.0, 0.0, 2.0, 1.0);
+    o.at = way;
+    o.id = id;
+    return o;
+}
+
+fragment float4 gh_quad_fragment(GHQuadOut in [[stage_in]],
+                                 const device Particle* ps [[buffer(0)]],
+                                 constant Uniforms& u [[buffer(1)]],
+                                 constant Params& p [[buffer(2)]]) {
+    return ink(ps[in.id], in.at, u, p);
+}
+)metal";
+
 } // namespace glasshob::hostText

@@ -1,5 +1,7 @@
 #include "GlassHobRender/ShaderCompiler.h"
 
+#include "GlassHobCore/HostText.h"
+
 #include <algorithm>
 
 namespace glasshob::ShaderCompiler {
@@ -36,21 +38,18 @@ std::expected<CompiledShader, ShaderError> compile(std::string_view source, std:
     options.timeLimit = timeLimit;
     options.foreignBegin = userTextBegin(shader.assembled.source);
     options.foreignEnd = std::min(options.foreignBegin + source.size(), shader.assembled.source.size());
-    std::expected<msl::CompiledLibrary, msl::CompileError> library = msl::compile(shader.assembled.source, options);
+    std::expected<msl::CompiledLibrary, msl::CompileError> library =
+        shader.assembled.kind() == ShaderKind::particles
+            ? msl::compile(shader.assembled.source + std::string(hostText::dots), options)
+            : msl::compile(shader.assembled.source, options);
+    // The messages are those of the text that the user's functions are told by, once each.
+    if (!library && shader.assembled.kind() == ShaderKind::particles) {
+        auto plain = msl::compile(shader.assembled.source, options);
+        if (!plain) library = std::move(plain);
+    }
     if (!library) return std::unexpected(makeError(shader.assembled, std::move(library.error().text)));
     shader.library = std::move(*library);
     return shader;
-}
-
-bool failedOnHostTextures(std::string_view source, const ShaderError& error) {
-    if (ShaderAssembler::assemble(source).kind() == ShaderKind::fragment) return false;
-    bool failedOnTextures = false;
-    for (const Diagnostic& diagnostic : error.diagnostics) {
-        if (diagnostic.severity != Diagnostic::Severity::error) continue;
-        if (diagnostic.line != 0 || diagnostic.message != "a texture is not supported here") return false;
-        failedOnTextures = true;
-    }
-    return failedOnTextures;
 }
 
 } // namespace glasshob::ShaderCompiler

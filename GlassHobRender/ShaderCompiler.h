@@ -23,13 +23,10 @@ namespace ShaderCompiler {
 /// The time that a live compile, made while someone types, may take before it is given up with a message.
 inline constexpr std::chrono::milliseconds liveTimeLimit{250};
 
-/// A failure carries the parsed messages and, where a particle or grid shader lacks a function that the host calls, the
+/// The library of a particle shader holds more than the assembled text: the functions that draw its dots. A failure
+/// carries the parsed messages and, where a particle or grid shader lacks a function that the host calls, the
 /// list of the functions that it must define. A zero limit means none.
 std::expected<CompiledShader, ShaderError> compile(std::string_view source, std::chrono::milliseconds timeLimit = {});
-
-/// Whether a particle or grid shader failed for nothing but the host's own use of textures, which this compiler checks
-/// but cannot yet translate: its author has nothing to mend.
-bool failedOnHostTextures(std::string_view source, const ShaderError& error);
 
 } // namespace ShaderCompiler
 } // namespace glasshob

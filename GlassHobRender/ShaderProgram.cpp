@@ -1,11 +1,16 @@
 #include "GlassHobRender/ShaderProgram.h"
 
+#include "GPU/Buffer.h"
+#include "GPU/CommandBuffer.h"
+#include "GPU/CommandQueue.h"
 #include "GPU/Encoders.h"
 #include "GPU/Library.h"
 #include "GlassHobRender/LibraryFromMSL.h"
+#include "GlassHobRender/ParticleSimulation.h"
 #include "GlassHobRender/ShaderCompiler.h"
 #include "GlassHobRender/ShaderRun.h"
 
+#include <cstring>
 #include <utility>
 
 namespace glasshob {
@@ -15,15 +20,45 @@ namespace {
     throw ShaderError({}, std::move(text));
 }
 
-[[noreturn]] void refuse(ShaderKind kind) {
-    fail("This version of Glass Hob draws per-pixel shaders only: " +
-         std::string(kind == ShaderKind::grid ? "grid" : "particle") + " shaders are checked but cannot be drawn yet.");
-}
-
 template <class Value>
 Value orThrow(gpu::Result<Value> result) {
     if (!result) fail(result.error().description());
     return std::move(*result);
+}
+
+std::shared_ptr<gpu::Function> function(const gpu::Library& library, std::string_view name) {
+    auto found = library.makeFunction(name);
+    if (found == nullptr)
+        fail("The host's " + std::string(name) + " entry point is missing from the compiled library.");
+    return found;
+}
+
+// The size of struct Particle is asked of the GPU, so that no second calculation of it can disagree.
+std::int64_t measureParticle(gpu::Device& device, const gpu::Library& library) {
+    constexpr const char* problem = "Could not measure struct Particle.";
+    const auto pipeline =
+        orThrow(device.makeComputePipelineState(function(library, ShaderAssembler::particleSizeEntry), {1, 1, 1}));
+    const auto queue = device.makeCommandQueue();
+    const auto buffer = device.makeBuffer(sizeof(std::uint32_t), gpu::StorageMode::shared);
+    const auto commands = queue ? (*queue)->commandBuffer() : nullptr;
+    gpu::ComputeCommandEncoder* encoder = commands != nullptr ? commands->makeComputeCommandEncoder() : nullptr;
+    if (!buffer || encoder == nullptr) fail(problem);
+    std::uint32_t size = 0;
+    std::memcpy((*buffer)->contents(), &size, sizeof size);
+    encoder->setComputePipelineState(pipeline);
+    encoder->setBuffer(*buffer, 0, 0);
+    encoder->dispatchThreads({1, 1, 1});
+    encoder->endEncoding();
+    commands->commit();
+    commands->waitUntilCompleted();
+    if (commands->status() == gpu::CommandBufferStatus::completed)
+        std::memcpy(&size, (*buffer)->contents(), sizeof size);
+    if (size == 0) fail(problem);
+    return size;
+}
+
+std::string megabytes(std::uint64_t bytes) {
+    return std::to_string((bytes + (1U << 20) - 1) >> 20);
 }
 
 } // namespace
@@ -32,8 +67,6 @@ ShaderProgram::ShaderProgram(std::string_view source, const std::shared_ptr<gpu:
                              gpu::PixelFormat pixelFormat, std::chrono::milliseconds timeLimit)
     : device_(device) {
     std::expected<CompiledShader, ShaderError> compiled = ShaderCompiler::compile(source, timeLimit);
-    if (!compiled && ShaderCompiler::failedOnHostTextures(source, compiled.error()))
-        refuse(ShaderAssembler::assemble(source).kind());
     if (!compiled) throw std::move(compiled.error());
     params_ = std::move(compiled->assembled.params);
     kind_ = compiled->assembled.kind();
@@ -55,11 +88,83 @@ ShaderProgram::ShaderProgram(std::string_view source, const std::shared_ptr<gpu:
         if (sound == nullptr) fail("The host's sound entry point is missing from the compiled library.");
         soundPipeline_ = orThrow(device->makeComputePipelineState(sound));
     }
-    if (kind_ != ShaderKind::fragment) refuse(kind_);
+    if (compiled->assembled.particles >= 1) buildParticles(*library, compiled->assembled);
+    if (compiled->assembled.grid >= 1) buildMesh(*library, compiled->assembled);
     pipeline_ = orThrow(device->makeRenderPipelineState(picture));
 }
 
 ShaderProgram::~ShaderProgram() = default;
+
+void ShaderProgram::buildParticles(const gpu::Library& library, const AssembledShader& assembled) {
+    ParticlePipelines made;
+    made.count = assembled.particles;
+    made.stride = measureParticle(*device_, library);
+    const auto length = std::uint64_t(made.count) * std::uint64_t(made.stride);
+    if (length > device_->maxBufferArgumentLength())
+        fail(std::to_string(made.count) + " particles of " + std::to_string(made.stride) + " bytes need " +
+             megabytes(length) + " MB in one piece, and this graphics device gives a shader at most " +
+             megabytes(device_->maxBufferArgumentLength()) +
+             " MB: ask for fewer particles or make struct Particle smaller.");
+
+    gpu::RenderPipelineDescriptor fade;
+    fade.vertexFunction = function(library, ShaderAssembler::vertexEntry);
+    fade.fragmentFunction = function(library, ShaderAssembler::fadeEntry);
+    fade.colorAttachments[0].format = gpu::PixelFormat::rgba16Float;
+    fade.label = "fade";
+    gpu::RenderPipelineDescriptor dots;
+    dots.vertexFunction = function(library, "gh_point_vertex");
+    dots.fragmentFunction = function(library, ShaderAssembler::dotFragmentEntry);
+    dots.colorAttachments[0] = {.format = gpu::PixelFormat::rgba16Float,
+                                .blendingEnabled = true,
+                                .sourceRGB = gpu::BlendFactor::one,
+                                .destinationRGB = gpu::BlendFactor::one,
+                                .sourceAlpha = gpu::BlendFactor::one,
+                                .destinationAlpha = gpu::BlendFactor::one};
+    dots.inputPrimitiveTopology = gpu::PrimitiveTopologyClass::point;
+    dots.label = "dots";
+    gpu::RenderPipelineDescriptor quads = dots;
+    quads.vertexFunction = function(library, "gh_quad_vertex");
+    quads.fragmentFunction = function(library, "gh_quad_fragment");
+    quads.inputPrimitiveTopology = gpu::PrimitiveTopologyClass::triangle;
+    quads.label = "large dots";
+
+    made.spawn = orThrow(device_->makeComputePipelineState(function(library, ShaderAssembler::spawnEntry)));
+    made.update = orThrow(device_->makeComputePipelineState(function(library, ShaderAssembler::updateEntry)));
+    if (assembled.hasFade) made.fade = orThrow(device_->makeRenderPipelineState(fade));
+    made.dots = orThrow(device_->makeRenderPipelineState(dots));
+    if (device_->largestPoint() < ParticleSimulation::largestDot) {
+        made.quads = orThrow(device_->makeRenderPipelineState(quads));
+        made.scan = orThrow(device_->makeComputePipelineState(function(library, "gh_dot_scan")));
+        made.reset = orThrow(device_->makeComputePipelineState(function(library, "gh_dot_reset")));
+    }
+    particles_ = std::move(made);
+}
+
+void ShaderProgram::buildMesh(const gpu::Library& library, const AssembledShader& assembled) {
+    MeshPipelines made;
+    made.cells = assembled.grid;
+    const auto depth =
+        device_->makeDepthStencilState({.depthCompare = gpu::CompareFunction::less, .depthWriteEnabled = true});
+    const auto behind =
+        device_->makeDepthStencilState({.depthCompare = gpu::CompareFunction::always, .depthWriteEnabled = false});
+    if (!depth || !behind) fail("Could not make the depth test.");
+    made.depth = *depth;
+    made.behind = *behind;
+    const auto pipeline = [&](std::string_view vertex, std::string_view fragment) {
+        gpu::RenderPipelineDescriptor descriptor;
+        descriptor.vertexFunction = function(library, vertex);
+        descriptor.fragmentFunction = function(library, fragment);
+        descriptor.colorAttachments[0].format = gpu::PixelFormat::bgra8Unorm;
+        descriptor.depthFormat = gpu::PixelFormat::depth32Float;
+        descriptor.rasterSampleCount = 4;
+        descriptor.label = fragment;
+        return orThrow(device_->makeRenderPipelineState(descriptor));
+    };
+    made.grid = pipeline(ShaderAssembler::gridVertexEntry, ShaderAssembler::gridFragmentEntry);
+    if (assembled.hasBackground)
+        made.background = pipeline(ShaderAssembler::vertexEntry, ShaderAssembler::backgroundEntry);
+    mesh_ = std::move(made);
+}
 
 gpu::LoadAction ShaderProgram::pictureLoadAction() const {
     // A program that needs a run may have none, and then draws nothing.

@@ -3,9 +3,8 @@
 // One compiled user shader with every GPU pipeline that its kind needs. Immutable once made: an edit makes a new one.
 //
 // Shared by the canvas, runs, stills and exports (std::shared_ptr<const ShaderProgram>); read from any thread. The
-// constructor compiles on the calling thread and throws ShaderError; nothing is partly built. This build draws
-// per-pixel shaders; a particle or grid shader compiles, so that its messages are right, and is then refused with one
-// sentence.
+// constructor compiles on the calling thread and throws ShaderError; nothing is partly built. For a particle shader it
+// runs one small kernel and waits for it.
 
 #include "GPU/Device.h"
 #include "GPU/Pipeline.h"
@@ -16,6 +15,7 @@
 
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -27,6 +27,35 @@ class RenderCommandEncoder;
 namespace glasshob {
 
 class ShaderRun;
+
+/// What a particle shader needs besides its picture.
+struct ParticlePipelines {
+    /// Above 0.
+    std::int64_t count = 0;
+    /// Size in bytes of the user's struct Particle, measured on the GPU.
+    std::int64_t stride = 0;
+    std::shared_ptr<gpu::ComputePipelineState> spawn;
+    std::shared_ptr<gpu::ComputePipelineState> update;
+    /// Draws the faded previous picture; null when the shader defines no fade(), and nothing of it stays.
+    std::shared_ptr<gpu::RenderPipelineState> fade;
+    /// Adds the dots as points, up to the largest that the device draws.
+    std::shared_ptr<gpu::RenderPipelineState> dots;
+    /// Adds larger dots as squares, and the kernels that find out whether there are any. Null where points serve all.
+    std::shared_ptr<gpu::RenderPipelineState> quads;
+    std::shared_ptr<gpu::ComputePipelineState> scan;
+    std::shared_ptr<gpu::ComputePipelineState> reset;
+};
+
+/// What a grid shader needs besides its picture.
+struct MeshPipelines {
+    /// The mesh is cells by cells squares; above 0.
+    std::int64_t cells = 0;
+    std::shared_ptr<gpu::RenderPipelineState> grid;
+    /// Null when the shader defines no background().
+    std::shared_ptr<gpu::RenderPipelineState> background;
+    std::shared_ptr<gpu::DepthStencilState> depth;
+    std::shared_ptr<gpu::DepthStencilState> behind;
+};
 
 class ShaderProgram {
   public:
@@ -44,11 +73,14 @@ class ShaderProgram {
     const std::shared_ptr<gpu::RenderPipelineState>& pipeline() const { return pipeline_; }
     /// Null when the shader has no sound().
     const std::shared_ptr<gpu::ComputePipelineState>& soundPipeline() const { return soundPipeline_; }
+    /// Null for the other kinds.
+    const ParticlePipelines* particles() const { return particles_ ? &*particles_ : nullptr; }
+    const MeshPipelines* mesh() const { return mesh_ ? &*mesh_ : nullptr; }
     const std::shared_ptr<gpu::Device>& device() const { return device_; }
     /// The compiler's warnings in the shape of its messages; empty when there are none.
     const std::string& warnings() const { return warnings_; }
 
-    /// Whether the picture pass paints every pixel, so that its target need not be cleared before (a clear costs the
+    /// Whether full-screen passes paint every pixel, so that their target need not be cleared before (a clear costs the
     /// CPU driver as much as a full-screen pass).
     bool coversTarget() const { return coversTarget_; }
     /// LoadAction::dontCare when the picture covers its target, else LoadAction::clear.
@@ -63,6 +95,9 @@ class ShaderProgram {
     std::vector<float> parameterFloats(const SliderValues& values) const;
 
   private:
+    void buildParticles(const gpu::Library& library, const AssembledShader& assembled);
+    void buildMesh(const gpu::Library& library, const AssembledShader& assembled);
+
     std::shared_ptr<gpu::Device> device_;
     std::vector<ParamDecl> params_;
     ShaderKind kind_ = ShaderKind::fragment;
@@ -70,6 +105,8 @@ class ShaderProgram {
     bool coversTarget_ = true;
     std::shared_ptr<gpu::RenderPipelineState> pipeline_;
     std::shared_ptr<gpu::ComputePipelineState> soundPipeline_;
+    std::optional<ParticlePipelines> particles_;
+    std::optional<MeshPipelines> mesh_;
 };
 
 } // namespace glasshob

@@ -9,10 +9,12 @@
 #include "GPU/Texture.h"
 #include "GlassHobCore/Params.h"
 #include "GlassHobCore/Uniforms.h"
+#include "GlassHobRender/MeshTarget.h"
+#include "GlassHobRender/ParticleSimulation.h"
 
 #include <cstdint>
-#include <limits>
 #include <memory>
+#include <stop_token>
 
 namespace gpu {
 class CommandBuffer;
@@ -26,7 +28,7 @@ class ShaderProgram;
 
 class ShaderRun {
   public:
-    static constexpr std::int64_t noStepLimit = std::numeric_limits<std::int64_t>::max();
+    static constexpr std::int64_t noStepLimit = ParticleSimulation::noStepLimit;
 
     /// Whether drawers of the program must make a run.
     static bool needsRun(const ShaderProgram& program);
@@ -46,15 +48,27 @@ class ShaderRun {
     void encode(const GHUniforms& uniforms, gpu::CommandBuffer& commandBuffer, const SliderValues& values,
                 std::int64_t maxSteps = noStepLimit);
 
-    /// Runs the simulation steps that lie before the frame at `time` and waits for them. True when caught up.
-    bool catchUp(gpu::CommandQueue& queue, const SliderValues& values, const float* mouse, double time);
+    /// Runs the simulation steps that lie before the frame at `time` and waits for them, in pieces; `stop` is looked at
+    /// between them. True when caught up, which a grid always is.
+    bool catchUp(gpu::CommandQueue& queue, const SliderValues& values, const float* mouse, double time,
+                 const std::stop_token& stop = {});
+
+    /// Null for a grid.
+    const ParticleSimulation* simulation() const { return simulation_.get(); }
+
+    ~ShaderRun();
 
   private:
+    void encodeMesh(const GHUniforms& uniforms, gpu::CommandBuffer& commandBuffer, const SliderValues& values);
+
     ShaderRun(std::shared_ptr<const ShaderProgram> program, std::int64_t width, std::int64_t height);
 
     std::shared_ptr<const ShaderProgram> program_;
     std::int64_t width_;
     std::int64_t height_;
+    // One of the two.
+    std::unique_ptr<ParticleSimulation> simulation_;
+    std::unique_ptr<MeshTarget> mesh_;
 };
 
 } // namespace glasshob

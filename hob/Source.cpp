@@ -1,6 +1,5 @@
 #include "hob/Source.h"
 
-#include "GlassHobCore/HostText.h"
 #include "GlassHobCore/Lines.h"
 #include "GlassHobCore/ShaderFile.h"
 
@@ -21,19 +20,6 @@ bool lacksShade(const ShaderError& error) {
         return diagnostic.severity == Diagnostic::Severity::error && diagnostic.line == 0 &&
                diagnostic.message.find("undeclared identifier 'shade'") != std::string::npos;
     });
-}
-
-/// The assembled source as far as the end of the user's text, with trails that hold no texture.
-std::string withoutHostTextures(std::string text) {
-    namespace host = glasshob::hostText;
-    const std::string emptyTrails = "\nstruct Trails { float4 at(float2) const { return float4(0.0); } };\n";
-    if (const std::size_t at = text.find(host::trails); at != std::string::npos) {
-        text.replace(at, host::trails.size(), emptyTrails);
-    }
-    for (const std::string_view tail : {host::particlesBeforeFade, host::gridMesh}) {
-        if (const std::size_t at = text.rfind(tail); at != std::string::npos) text.resize(at + 1);
-    }
-    return text;
 }
 
 bool isOnlyWhiteSpace(std::string_view text) {
@@ -62,14 +48,7 @@ std::optional<Source> readSource(Console& console, const std::string& path) {
 }
 
 std::expected<glasshob::CompiledShader, ShaderError> compileSource(const Source& source) {
-    auto compiled = glasshob::ShaderCompiler::compile(source.text);
-    if (compiled || !glasshob::ShaderCompiler::failedOnHostTextures(source.text, compiled.error())) return compiled;
-    glasshob::CompiledShader shader;
-    shader.assembled = glasshob::ShaderAssembler::assemble(source.text);
-    auto library = msl::compile(withoutHostTextures(shader.assembled.source));
-    if (!library) return compiled;
-    shader.library = std::move(*library);
-    return shader;
+    return glasshob::ShaderCompiler::compile(source.text);
 }
 
 void tellCompileError(Console& console, const Source& source, const ShaderError& error) {

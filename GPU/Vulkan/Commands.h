@@ -89,6 +89,8 @@ struct CommandBufferImpl {
     void setTexture(ArgumentTable& table, const std::shared_ptr<Texture>& texture, std::uint32_t index);
     void setSampler(ArgumentTable& table, const std::shared_ptr<SamplerState>& sampler, std::uint32_t index);
     void draw(PrimitiveType type, std::uint32_t start, std::uint32_t count, std::uint32_t instances);
+    bool prepareDraw(PrimitiveType type); // pipeline and arguments; false when the draw cannot go ahead
+    void drawIndirect(PrimitiveType type, const std::shared_ptr<Buffer>& counts, std::size_t offset);
     void dispatch(Size grid);
     void copyMirrored();
 };

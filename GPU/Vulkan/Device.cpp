@@ -72,6 +72,15 @@ std::uint32_t Device::maxTextureSize() const {
     return impl_->core->limits.maxImageDimension2D;
 }
 
+std::uint64_t Device::maxBufferArgumentLength() const {
+    return impl_->core->limits.maxStorageBufferRange;
+}
+
+float Device::largestPoint() const {
+    const bool hasLarge = impl_->core->features.core.features.largePoints == VK_TRUE;
+    return hasLarge ? impl_->core->limits.pointSizeRange[1] : 1.0F;
+}
+
 Result<std::shared_ptr<DepthStencilState>> Device::makeDepthStencilState(const DepthStencilDescriptor& descriptor) {
     if (auto made = impl_->core->call("making a depth test", [] { return VK_SUCCESS; }); !made)
         return std::unexpected(made.error());

@@ -128,7 +128,20 @@ bool CommandBufferImpl::bindSet(const FunctionDescriptor& function, const Argume
 }
 
 void CommandBufferImpl::draw(PrimitiveType type, std::uint32_t start, std::uint32_t count, std::uint32_t instances) {
-    if (open != Open::render || renderPipeline == nullptr || count == 0 || instances == 0) return;
+    if (count > 0 && instances > 0 && prepareDraw(type)) vkCmdDraw(commands, count, instances, start, 0);
+}
+
+void CommandBufferImpl::drawIndirect(PrimitiveType type, const std::shared_ptr<Buffer>& counts, std::size_t offset) {
+    constexpr std::size_t length = 4 * sizeof(std::uint32_t);
+    if (counts == nullptr || counts->impl().device.get() != device || offset % 4 != 0 || counts->length() < length ||
+        offset > counts->length() - length || !prepareDraw(type))
+        return;
+    recording->hold(counts);
+    vkCmdDrawIndirect(commands, counts->impl().handle, offset, 1, length);
+}
+
+bool CommandBufferImpl::prepareDraw(PrimitiveType type) {
+    if (open != Open::render || renderPipeline == nullptr) return false;
     const RenderPipelineState::Impl& pipeline = renderPipeline->impl();
     if (pipelineIsDirty) {
         vkCmdBindPipeline(commands, VK_PIPELINE_BIND_POINT_GRAPHICS, pipeline.handle);
@@ -139,17 +152,17 @@ void CommandBufferImpl::draw(PrimitiveType type, std::uint32_t start, std::uint3
     if (vertexOrKernel.isDirty) {
         if (!bindSet(pipeline.descriptor.vertexFunction->descriptor(), vertexOrKernel, pipeline.layout.sets[0],
                      pipeline.layout.handle, VK_PIPELINE_BIND_POINT_GRAPHICS, 0))
-            return;
+            return false;
         vertexOrKernel.isDirty = false;
     }
     if (fragment.isDirty && pipeline.descriptor.fragmentFunction != nullptr) {
         if (!bindSet(pipeline.descriptor.fragmentFunction->descriptor(), fragment, pipeline.layout.sets[1],
                      pipeline.layout.handle, VK_PIPELINE_BIND_POINT_GRAPHICS, 1))
-            return;
+            return false;
         fragment.isDirty = false;
     }
     vkCmdSetPrimitiveTopology(commands, vulkan::toVulkan(type));
-    vkCmdDraw(commands, count, instances, start, 0);
+    return true;
 }
 
 void CommandBufferImpl::dispatch(Size grid) {
@@ -258,6 +271,11 @@ void RenderCommandEncoder::setFragmentSamplerState(const std::shared_ptr<Sampler
 void RenderCommandEncoder::drawPrimitives(PrimitiveType type, std::uint32_t vertexStart, std::uint32_t vertexCount,
                                           std::uint32_t instanceCount) {
     commands_.draw(type, vertexStart, vertexCount, instanceCount);
+}
+
+void RenderCommandEncoder::drawPrimitives(PrimitiveType type, const std::shared_ptr<Buffer>& counts,
+                                          std::size_t offset) {
+    commands_.drawIndirect(type, counts, offset);
 }
 
 void RenderCommandEncoder::endEncoding() {

@@ -40,7 +40,7 @@ void LivePicture::followModel() {
     const auto& wanted = model_.program();
     if (wanted == shown_ || wanted == warming_) return;
     // The first picture has nothing to hide behind, and a real GPU has compiled already.
-    if (!wanted || !shown_ || !warmer_->isUseful()) {
+    if (!wanted || !shown_ || !warmer_->isUseful() || ShaderRun::needsRun(*wanted)) {
         show(wanted);
         return;
     }

@@ -1,0 +1,97 @@
+#pragma once
+
+// The particles of one program at one picture size, and the picture of their trails, advanced in steps of 1/60 s. Step
+// 0 spawns the particles; every later step updates them, fades the previous trails into the other texture and adds the
+// particles as dots. The state depends on every step before it, so a time that lies earlier is replayed from the spawn,
+// and a replay gives the same bits.
+//
+// Dots come out the same on every device: a size of 0 or below, or one that is no number, draws nothing; others draw a
+// square of 1 to 511 pixels wherever it touches the picture. Devices differ on points whose centre lies outside, so the
+// viewport is wider than the picture; and they cut large points down silently, so what is larger than the device's
+// largest point is drawn as squares, after the points.
+//
+// Used by one thread at a time, the one that draws its run. All particle data stays on the GPU. make() gives null when
+// the program has no particles, a side is below 1, or there is no memory.
+
+#include "GPU/Buffer.h"
+#include "GPU/Texture.h"
+#include "GlassHobCore/Params.h"
+#include "GlassHobCore/Uniforms.h"
+
+#include <array>
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <stop_token>
+#include <vector>
+
+namespace gpu {
+class CommandBuffer;
+class CommandQueue;
+class Device;
+} // namespace gpu
+
+namespace glasshob {
+
+class ShaderProgram;
+
+class ParticleSimulation {
+  public:
+    static constexpr std::int64_t noStepLimit = std::numeric_limits<std::int64_t>::max();
+    static constexpr double stepsPerSecond = 60.0;
+    /// Most steps in one command buffer of advance().
+    static constexpr std::int64_t largestPiece = 240;
+    /// Side of the largest dot in pixels.
+    static constexpr float largestDot = 511.0F;
+
+    static std::unique_ptr<ParticleSimulation> make(std::shared_ptr<const ShaderProgram> program, gpu::Device& device,
+                                                    std::int64_t width, std::int64_t height);
+
+    /// The step that stands for a time in seconds; 0 for negative times and those that are no number.
+    static std::int64_t stepIndex(double time);
+
+    /// The last step that was recorded; -1 before the spawn.
+    std::int64_t step() const { return step_; }
+    const std::shared_ptr<gpu::Texture>& picture() const { return trails_[current_]; }
+    const std::shared_ptr<gpu::Buffer>& particles() const { return particles_; }
+
+    /// Records the steps after step() up to `target`, at most `maxSteps` of them. A target before step() starts from
+    /// the spawn. `mouse` may be null: the centre. Does not commit.
+    void encode(std::int64_t target, gpu::CommandBuffer& commandBuffer, const SliderValues& values, const float* mouse,
+                std::int64_t maxSteps = noStepLimit);
+
+    /// Brings the simulation to `target` and waits for it, in pieces between which other work of the device goes on and
+    /// `stop` is looked at. False when the GPU failed or it was stopped.
+    bool advance(std::int64_t target, gpu::CommandQueue& queue, const SliderValues& values, const float* mouse,
+                 const std::stop_token& stop = {});
+
+    void reset() { step_ = -1; }
+
+  private:
+    struct Dots { // as the shader's text declares it
+        float guard = 1;
+        float largestPoint = 0;
+        std::uint32_t count = 0;
+        std::uint32_t pad = 0;
+    };
+
+    ParticleSimulation(std::shared_ptr<const ShaderProgram> program, std::int64_t width, std::int64_t height);
+    bool encodeStep(std::int64_t step, gpu::CommandBuffer& commandBuffer, const std::vector<float>& floats,
+                    const float* mouse);
+    bool encodeParticles(std::int64_t step, gpu::CommandBuffer& commandBuffer, const GHUniforms& uniforms,
+                         const std::vector<float>& floats);
+    bool encodePicture(std::int64_t step, gpu::CommandBuffer& commandBuffer, const GHUniforms& uniforms,
+                       const std::vector<float>& floats);
+
+    std::shared_ptr<const ShaderProgram> program_;
+    std::int64_t width_;
+    std::int64_t height_;
+    std::int64_t step_ = -1;
+    unsigned current_ = 0; // which of the trails holds the latest picture
+    Dots dots_;
+    std::shared_ptr<gpu::Buffer> particles_;
+    std::shared_ptr<gpu::Buffer> quadCounts_; // of the indirect draw of large dots; null where points serve all
+    std::array<std::shared_ptr<gpu::Texture>, 2> trails_;
+};
+
+} // namespace glasshob
