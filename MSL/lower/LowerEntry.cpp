@@ -136,6 +136,16 @@ std::string attributeText(std::span<const Attribute> attributes) {
     return {};
 }
 
+// What hosts call the function: its own name, or the one that it is given for them.
+std::string_view entryName(const FunctionDecl* function, std::string_view own) {
+    const Attribute* given = findAttribute(function->attributes, "host_name");
+    if (given == nullptr || given->arguments.empty() || given->arguments[0]->kind != ExprKind::stringLiteral)
+        return own;
+    const std::string_view text = static_cast<const StringLiteral*>(given->arguments[0])->text;
+    const bool isPlain = !text.empty() && std::ranges::all_of(text, [](char c) { return c > ' ' && c <= '~'; });
+    return isPlain ? text : own;
+}
+
 std::string_view varyingName(const VarDecl* field) {
     const Attribute* user = findAttribute(field->attributes, "user");
     if (user != nullptr && !user->arguments.empty() && user->arguments[0]->kind == ExprKind::nameRef &&
@@ -518,7 +528,10 @@ void Lowering::entry(FunctionDecl* function) {
     state.stage = function->stage == EntryStage::vertex     ? Stage::vertex
                   : function->stage == EntryStage::fragment ? Stage::fragment
                                                             : Stage::kernel;
-    state.entry = module_.newEntry(nameOf(function), state.stage);
+    const std::string_view name = entryName(function, nameOf(function));
+    if (std::ranges::find(module_.entries, name, &ir::Entry::name) != module_.entries.end())
+        diagnostics_.error(function->location, "there is an entry point named '" + std::string(name) + "' already");
+    state.entry = module_.newEntry(name, state.stage);
     state.entry->earlyFragmentTests = findAttribute(function->attributes, "early_fragment_tests") != nullptr;
     ir::Function* wrapper = module_.newFunction(nameOf(function), module_.types.void_());
     state.entry->function = wrapper;

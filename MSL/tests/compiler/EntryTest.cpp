@@ -142,6 +142,8 @@ TEST(EntryPoints, WhatCannotBeIsRefusedByName) {
         const char* source;
         const char* message;
     } const cases[] = {
+        {"kernel void k(device int* o) { o[0] = 1; } kernel void k(device float* o) { o[0] = 1; }",
+         "there is an entry point named 'k' already"},
         {"vertex float4 v(uint a [[amplification_id]]) { return a; }", "'amplification_id' is not supported here"},
         {"fragment float4 f(float3 b [[barycentric_coord]]) { return b.xyzz; }",
          "'barycentric_coord' is not supported here"},
@@ -206,12 +208,13 @@ TEST(EntryPoints, TheReflectionTellsWhatTheHostSets) {
 constant half3 tint [[function_constant(4)]];
 constant bool isOn [[function_constant(7)]];
 constant int unused [[function_constant(9)]];
-kernel void k(threadgroup float4* tile [[threadgroup(1)]], threadgroup int& n [[threadgroup(0)]], device float* o) {
+[[host_name("shown")]] kernel void k(threadgroup float4* tile [[threadgroup(1)]], threadgroup int& n [[threadgroup(0)]], device float* o) {
     threadgroup float own[8];
     o[0] = tile[0].x + n + tint.x + isOn + own[1];
 })");
     ASSERT_TRUE(compiled) << compiled.error().text;
     const EntryPoint& kernel = compiled->reflection.entryPoints.at(0);
+    EXPECT_EQ(kernel.name, "shown");
     ASSERT_EQ(kernel.threadgroupArguments.size(), 2U);
     EXPECT_EQ(kernel.threadgroupArguments[0].metalIndex, 1U);
     EXPECT_EQ(kernel.threadgroupArguments[0].byteSize, 16U);
