@@ -301,6 +301,68 @@ kernel void check(const device uint* input, device uint* out, threadgroup uint* 
     }
 }
 
+TEST(ThreadgroupMemory, SortsAndMultipliesInTiles) {
+    // 512 numbers sorted by 256 threads; the partner of every exchange is another thread's.
+    std::vector<std::int32_t> numbers(512);
+    for (std::size_t i = 0; i < numbers.size(); ++i)
+        numbers[i] = std::int32_t(i * 7919 % 1009) - 500;
+    std::vector<std::vector<std::byte>> sorted = {bytesOf(numbers)};
+    ASSERT_TRUE(runKernel(head + R"(
+void order(threadgroup int& a, threadgroup int& b, bool isUp) { if ((a > b) == isUp) { int t = a; a = b; b = t; } }
+kernel void check(device int* data, uint lid [[thread_index_in_threadgroup]]) {
+    threadgroup int a[512];
+    for (uint i = lid; i < 512; i += 256) a[i] = data[i];
+    for (uint size = 2; size <= 512; size <<= 1)
+        for (uint stride = size / 2; stride > 0; stride >>= 1) {
+            threadgroup_barrier(mem_flags::mem_threadgroup);
+            uint low = 2 * stride * (lid / stride) + lid % stride;
+            order(a[low], a[low + stride], (low & size) == 0);
+        }
+    threadgroup_barrier(mem_flags::mem_threadgroup);
+    for (uint i = lid; i < 512; i += 256) data[i] = a[i];
+})",
+                          sorted, 256, {.threadgroup = {256, 1, 1}}));
+    std::ranges::sort(numbers);
+    EXPECT_EQ(valuesOf<std::int32_t>(sorted[0]), numbers);
+
+    constexpr std::uint32_t n = 20; // not a multiple of the tile: the grid is rounded up to 24
+    std::vector<float> a(n * n);
+    std::vector<float> b(n * n);
+    for (std::uint32_t i = 0; i < n * n; ++i) {
+        a[i] = float(i % 7) - 3;
+        b[i] = float(i % 5) - 2;
+    }
+    std::vector<std::vector<std::byte>> buffers = {bytesOf(a), bytesOf(b), zeros<float>(n * n)};
+    ASSERT_TRUE(runKernel(head + R"(
+constant constexpr uint side = 8;
+constant uint n [[function_constant(0)]];
+struct Tile { float cells[side][side + 1]; };
+float cell(const device float* m, uint2 at) { return at.x < n && at.y < n ? m[at.y * n + at.x] : 0.0f; }
+kernel void check(const device float* a, const device float* b, device float* c, uint2 p [[thread_position_in_grid]],
+                  ushort2 l [[thread_position_in_threadgroup]]) {
+    threadgroup Tile left, right;
+    float sum = 0;
+    for (uint t = 0; t < n; t += side) {
+        left.cells[l.y][l.x] = cell(a, uint2(t + l.x, p.y));
+        right.cells[l.y][l.x] = cell(b, uint2(p.x, t + l.y));
+        threadgroup_barrier(mem_flags::mem_threadgroup);
+        for (uint k = 0; k < side; k++) sum += left.cells[l.y][k] * right.cells[k][l.x];
+        threadgroup_barrier(mem_flags::mem_threadgroup);
+    }
+    if (all(p < n)) c[p.y * n + p.x] = sum;
+})",
+                          buffers, 0, {.threadgroup = {8, 8, 1}, .grid = {n, n, 1}, .constants = {{64, 4, n}}}));
+    const auto product = valuesOf<float>(buffers[2]);
+    for (std::uint32_t y = 0; y < n; ++y) {
+        for (std::uint32_t x = 0; x < n; ++x) {
+            float expected = 0;
+            for (std::uint32_t k = 0; k < n; ++k)
+                expected += a[y * n + k] * b[k * n + x];
+            ASSERT_EQ(product[y * n + x], expected) << x << ", " << y;
+        }
+    }
+}
+
 // A kernel that leaves its marks in threadgroup memory, and one that must not find them.
 TEST(ThreadgroupMemory, StartsAsZeroAndEndsAtItsLength) {
     const std::string arguments = "(device uint* out, threadgroup uint* given [[threadgroup(0)]],"

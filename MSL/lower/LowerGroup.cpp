@@ -57,6 +57,7 @@ Value* Lowering::systemInput(SystemValue wanted) {
                                        wanted == SystemValue::subgroupSize ? "threads_per_simdgroup"
                                        : isFlag                            ? "is_helper_thread"
                                                                            : "thread_index_in_simdgroup");
+        if (!isFlag) variable->attribute = variable->name;
         variable->systemValue = wanted;
         variable->interpolation = ir::Interpolation::flat;
     }

@@ -281,6 +281,11 @@ void Analyzer::entryPoint(FunctionDecl* function) {
                               " function: it must be device or constant");
                 continue;
             }
+            if (resource == threadgroups && function->stage != EntryStage::kernel) {
+                wrong(at, "invalid address space for parameter '" + name + "' of a " + stage +
+                              " function: it must be device or constant");
+                continue;
+            }
             const Attribute* attribute = find(parameter, resourceNames[resource]);
             if (!attribute) continue; // given an index below
             if (attribute->arguments.size() != 1 || attribute->arguments[0]->kind != ExprKind::intLiteral) continue;

@@ -182,6 +182,8 @@ TEST(EntryPoints, WhatCannotBeIsRefusedByName) {
          "fit"},
         {"kernel void k(device int* o) { threadgroup int a = 3; o[0] = a; }",
          "variable 'a' in threadgroup address space cannot have an initializer"},
+        {"fragment float4 f(threadgroup float4* t) { return t[0]; }",
+         "invalid address space for parameter 't' of a fragment function: it must be device or constant"},
         {"void g() { threadgroup int a; } kernel void k() { g(); }",
          "threadgroup variables can be declared in kernel functions only"},
         {"constant int n [[function_constant(0)]]; kernel void k(device float* o) { float a[n]; o[0] = a[0]; }",
