@@ -197,7 +197,9 @@ kernel void check(device uint* out, device uint* size, uint id [[thread_position
                   uint lane [[thread_index_in_simdgroup]], uint width [[threads_per_simdgroup]]) {
     device uint* o = out + id * 16;
     if (id == 0) size[0] = width;
-    o[0] = simd_all(lane < width);
+    simd_vote even = simd_ballot(lane % 2 == 0);
+    quad_vote none = quad_ballot(lane > width);
+    o[0] = simd_all(lane < width) && simd_ballot(true).all() && !even.all() && even.any() && !none.any() && !none.all();
     o[1] = simd_all(lane != 2);
     o[2] = simd_any(lane == 2);
     o[3] = simd_any(lane > width);

@@ -250,6 +250,7 @@ class Analyzer {
     Expr* functionConstantDefined(Call* expr);
     static bool isLog(Member* callee);
     Expr* logCall(Call* expr);
+    Expr* voteMethod(Call* expr, Member* callee);
     Expr* callFunctions(Call* expr, NameMeaning& meaning, Name& name);
     Expr* callObject(Call* expr);
     Expr* finishCall(Call* expr, FunctionDecl* function);

@@ -266,54 +266,9 @@ Expr* Analyzer::callObject(Call* expr) {
     return errorAt(expr);
 }
 
-// is_function_constant_defined(name): its argument is the constant itself, not its value.
-Expr* Analyzer::functionConstantDefined(Call* expr) {
-    const bool isName = expr->arguments.size() == 1 && expr->arguments[0]->kind == ExprKind::nameRef;
-    Expr* argument = isName ? expression(expr->arguments[0]) : nullptr;
-    if (argument && argument->type->isError()) return errorAt(expr);
-    const Decl* decl =
-        argument && argument->kind == ExprKind::nameRef ? static_cast<NameRef*>(argument)->decl : nullptr;
-    const bool isConstant = decl && decl->kind == DeclKind::variable &&
-                            std::ranges::any_of(decl->attributes, [](const Attribute& attribute) {
-                                return attribute.name && attribute.name->text == "function_constant";
-                            });
-    if (!isConstant) {
-        error(expr->location, "'is_function_constant_defined' takes the name of a function constant");
-        return errorAt(expr);
-    }
-    expr->arguments[0] = argument;
-    expr->builtin = BuiltinId::functionConstantDefined;
-    expr->type = types_.bool_();
-    return expr;
-}
-
-// Logs are accepted and mean nothing here: what would be printed is checked and not computed.
-Expr* Analyzer::logCall(Call* expr) {
-    for (Expr*& argument : expr->arguments)
-        if (argument->kind != ExprKind::stringLiteral && argument->kind != ExprKind::initList)
-            argument = load(expression(argument));
-    Cast* nothing = make<Cast>(expr);
-    nothing->castKind = CastKind::toVoid;
-    nothing->operand = makeInteger(0, types_.int_(), expr->location);
-    nothing->type = types_.void_();
-    return nothing;
-}
-
-bool Analyzer::isLog(Member* callee) {
-    if (callee->isArrow || !callee->name.identifier || !callee->name.identifier->text.starts_with("log") ||
-        callee->base->kind != ExprKind::nameRef)
-        return false;
-    const Name& name = static_cast<NameRef*>(callee->base)->name;
-    if (!name.identifier) return false;
-    if (name.identifier->text == "os_log_default") return !name.identifier->scope;
-    const ScopeEntry* entry = name.identifier->scope;
-    if (!entry || entry->decl->kind != DeclKind::variable) return false;
-    const TypeSyntax* written = static_cast<VarDecl*>(entry->decl)->typeSyntax;
-    return written && written->name.identifier && written->name.identifier->text == "os_log";
-}
-
 Expr* Analyzer::callMember(Call* expr, Member* callee) {
     if (isLog(callee)) return logCall(expr);
+    if (Expr* vote = voteMethod(expr, callee)) return vote;
     Expr* typed = member(callee);
     if (!typed->type->is(TypeKind::overload)) {
         if (typed->type->isError()) {
