@@ -138,7 +138,19 @@ TEST(Failures, WhatCannotBeIsRefusedWithASentence) {
     LibraryDescriptor wrongSet = glslLibrary(ShaderStage::fragment, plainFragment, {uniformArgument(0, 0, 4)});
     LibraryDescriptor sameBinding =
         glslLibrary(ShaderStage::fragment, plainFragment, {uniformArgument(1, 0, 4), storageArgument(1, 0)});
+    LibraryDescriptor greedy = glslLibrary(ShaderStage::kernel, plainKernel);
+    greedy.functions[0].threadgroupMemory = 1U << 20;
+    greedy.functions[0].threadgroupArguments = {{.index = 0, .elementSize = 16, .constant = 16}};
+    const auto greedyLibrary = device.makeLibrary(greedy);
+    ASSERT_TRUE(greedyLibrary);
+    greedy.functions[0].threadgroupMemory = 1024;
+    const auto modestLibrary = device.makeLibrary(greedy);
+    ASSERT_TRUE(modestLibrary);
+    const auto modest = (*modestLibrary)->makeFunction("main");
+    EXPECT_TRUE(device.makeComputePipelineState(modest, {16, 1, 1}, {{0, 4096}}));
     const std::optional<Error> errors[] = {
+        errorOf(device.makeComputePipelineState((*greedyLibrary)->makeFunction("main"))),
+        errorOf(device.makeComputePipelineState(modest, {16, 1, 1}, {{0, 1U << 20}})),
         errorOf(device.makeBuffer(0, StorageMode::shared)),
         errorOf(device.makeTexture({.width = 0, .height = 4})),
         errorOf(device.makeTexture({.width = 4, .height = tooLarge})),

@@ -19,6 +19,7 @@ struct Draw {
     std::uint32_t targets = 1;
     std::uint32_t samples = 1;
     bool hasDepth = false;
+    std::vector<gpu::ConstantValue> constants = {}; // of both functions
     gpu::PrimitiveTopologyClass topology = gpu::PrimitiveTopologyClass::triangle;
     std::function<void(gpu::RenderCommandEncoder&)> record = [](gpu::RenderCommandEncoder& encoder) {
         encoder.drawPrimitives(gpu::PrimitiveType::triangle, 0, 3);
@@ -39,8 +40,8 @@ std::vector<std::vector<Pixel>> drawn(const std::string& source, const Draw& dra
         return {};
     }
     gpu::RenderPipelineDescriptor pipelineDescriptor;
-    pipelineDescriptor.vertexFunction = (*library)->makeFunction("v");
-    pipelineDescriptor.fragmentFunction = (*library)->makeFunction("f");
+    pipelineDescriptor.vertexFunction = (*library)->makeFunction("v", draw.constants);
+    pipelineDescriptor.fragmentFunction = (*library)->makeFunction("f", draw.constants);
     pipelineDescriptor.rasterSampleCount = draw.samples;
     pipelineDescriptor.inputPrimitiveTopology = draw.topology;
     if (draw.hasDepth) pipelineDescriptor.depthFormat = gpu::PixelFormat::depth32Float;
@@ -255,6 +256,21 @@ fragment float4 f(V in [[stage_in]], float2 c [[point_coord]]) { return float4(c
     EXPECT_EQ(at(targets[0], 2, 4), (Pixel{0.125, 0.625, 0, 1}));
     EXPECT_EQ(at(targets[0], 5, 2), (Pixel{0.875, 0.125, 0, 1}));
     EXPECT_EQ(at(targets[0], 6, 4)[3], 0);
+}
+
+TEST(Stages, FunctionConstantsReachBothStages) {
+    const std::string source = "constant float shift [[function_constant(0)]]; constant int shade "
+                               "[[function_constant(1)]];\n" +
+                               fullScreen("float x;", "o.x = shift;") +
+                               "fragment float4 f(V in [[stage_in]]) { return float4(in.x, shade, "
+                               "is_function_constant_defined(shade) ? 1 : 0, 1); }";
+    for (const bool isGiven : {false, true}) {
+        Draw draw;
+        if (isGiven) draw.constants = {{64, 4, 0x40200000}, {72, 4, 7}, {79, 4, 1}}; // 2.5, 7, true
+        const auto targets = drawn(source, draw);
+        ASSERT_EQ(targets.size(), 1U);
+        EXPECT_EQ(at(targets[0], 3, 3), (isGiven ? Pixel{2.5F, 7, 1, 1} : Pixel{0, 0, 0, 1}));
+    }
 }
 
 TEST(Stages, FragmentsShareWithTheirQuads) {

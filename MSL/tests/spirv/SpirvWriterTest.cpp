@@ -93,5 +93,25 @@ TEST(SpirvWriter, CapabilitiesAreAskedForOnlyWhereNeeded) {
                 HasSubstr("OpDemoteToHelperInvocation"));
 }
 
+// What others wrote behind a barrier must be seen on devices that cache; the CPU driver would not show the lack of it.
+TEST(SpirvWriter, BuffersAreCoherentWhereABarrierCoversThem) {
+    const auto kernel = [](const std::string& barrier) {
+        return disassembled("kernel void k(device float* out [[buffer(0)]], const device float* in [[buffer(1)]]) {\n"
+                            "out[0] = in[0]; " +
+                            barrier + " out[1] = out[0]; }");
+    };
+    for (const char* barrier : {"threadgroup_barrier(mem_flags::mem_device);",
+                                "threadgroup_barrier(mem_flags::mem_threadgroup | mem_flags::mem_device);",
+                                "atomic_thread_fence(mem_flags::mem_device, memory_order_seq_cst);"}) {
+        const std::string text = kernel(barrier);
+        EXPECT_THAT(text, HasSubstr("OpDecorate %out Coherent")) << barrier;
+        EXPECT_THAT(text, Not(HasSubstr("OpDecorate %in Coherent"))) << barrier;
+    }
+    EXPECT_THAT(kernel("threadgroup_barrier(mem_flags::mem_threadgroup);"), Not(HasSubstr("Coherent")));
+    EXPECT_THAT(kernel("threadgroup_barrier(mem_flags::mem_device);"),
+                ContainsRegex("OpControlBarrier %uint_2 %uint_2 %uint_72"))
+        << "acquire and release of uniform memory";
+}
+
 } // namespace
 } // namespace msl
