@@ -93,6 +93,8 @@ class Device : public std::enable_shared_from_this<Device> {
 
     // Largest width and height of a texture.
     std::uint32_t maxTextureSize() const;
+    // Largest width and height of a viewport; at least maxTextureSize().
+    std::uint32_t maxViewportSize() const;
     // Bytes of a buffer that a function can reach through one argument.
     std::uint64_t maxBufferArgumentLength() const;
     // Side in pixels of the largest point that is drawn whole; larger ones are cut down silently.

@@ -175,7 +175,7 @@ kernel void gh_sound(device float2* out [[buffer(0)]],
 
 const std::string_view dots = R"metal(
 #line 1 "gh_host"
-struct GHDots { float guard; float largestPoint; uint count; uint pad; };
+struct GHDots { float2 guard; float largestPoint; uint count; };
 
 static float gh_dot_size(float3 w, constant Uniforms& u) {
     float size = w.z * u.resolution.y;

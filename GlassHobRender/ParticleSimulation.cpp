@@ -13,14 +13,15 @@
 namespace glasshob {
 namespace {
 
-// How much wider than the picture the viewport is, so that the centre of every dot that touches the picture lies
-// inside: a power of two, which keeps positions exact.
-float guardFor(std::int64_t width, std::int64_t height) {
+// How many times a side of the picture the viewport is, so that the centre of every dot that touches the picture lies
+// inside: a power of two, which keeps positions exact, or what the device has. 1 where it has too little.
+float guardFor(std::int64_t side, std::int64_t largestViewport) {
+    const double needed = double(side) + double(ParticleSimulation::largestDot) + 2;
+    if (needed > double(largestViewport)) return 1;
     float guard = 2;
-    const auto side = double(std::min(width, height));
-    while (side * (double(guard) - 1) / 2 < double(ParticleSimulation::largestDot) / 2 + 1)
+    while (double(side) * double(guard) < needed)
         guard *= 2;
-    return guard;
+    return float(std::min(double(guard), double(largestViewport) / double(side)));
 }
 
 std::shared_ptr<gpu::Texture> makeTrails(gpu::Device& device, std::int64_t width, std::int64_t height) {
@@ -54,9 +55,14 @@ std::unique_ptr<ParticleSimulation> ParticleSimulation::make(std::shared_ptr<con
         trails = makeTrails(device, width, height);
         if (trails == nullptr) return nullptr;
     }
-    made->dots_ = {.guard = guardFor(width, height),
+    const std::int64_t viewport = device.maxViewportSize();
+    made->dots_ = {.guard = {guardFor(width, viewport), guardFor(height, viewport)},
                    .largestPoint = std::min(device.largestPoint(), largestDot),
                    .count = std::uint32_t(pipelines->count)};
+    if (made->dots_.guard[0] == 1 || made->dots_.guard[1] == 1) {
+        if (pipelines->quads == nullptr) return nullptr;
+        made->dots_.largestPoint = 0; // squares need no room around the picture
+    }
     if (pipelines->quads != nullptr) {
         const auto counts = device.makeBuffer(4 * sizeof(std::uint32_t), gpu::StorageMode::privateToDevice);
         if (!counts) return nullptr;
@@ -148,13 +154,13 @@ bool ParticleSimulation::encodePicture(std::int64_t step, gpu::CommandBuffer& co
         encoder->setFragmentBytes(floats.data(), floatBytes, 1);
         encoder->drawPrimitives(gpu::PrimitiveType::triangle, 0, 3);
     }
-    const double guard = dots_.guard;
     const auto width = double(width_);
     const auto height = double(height_);
-    encoder->setViewport({.originX = -width * (guard - 1) / 2,
-                          .originY = -height * (guard - 1) / 2,
-                          .width = width * guard,
-                          .height = height * guard});
+    const double guardX = dots_.guard[0], guardY = dots_.guard[1];
+    encoder->setViewport({.originX = -width * (guardX - 1) / 2,
+                          .originY = -height * (guardY - 1) / 2,
+                          .width = width * guardX,
+                          .height = height * guardY});
     encoder->setRenderPipelineState(pipelines.dots);
     encoder->setVertexBuffer(particles_, 0, 0);
     encoder->setVertexBytes(&uniforms, sizeof uniforms, 1);

@@ -69,10 +69,9 @@ class ParticleSimulation {
 
   private:
     struct Dots { // as the shader's text declares it
-        float guard = 1;
+        std::array<float, 2> guard{1, 1};
         float largestPoint = 0;
         std::uint32_t count = 0;
-        std::uint32_t pad = 0;
     };
 
     ParticleSimulation(std::shared_ptr<const ShaderProgram> program, std::int64_t width, std::int64_t height);

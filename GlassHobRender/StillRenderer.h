@@ -9,6 +9,7 @@
 #include <expected>
 #include <memory>
 #include <optional>
+#include <stop_token>
 #include <string>
 #include <vector>
 
@@ -29,10 +30,12 @@ struct StillImage {
 
 namespace StillRenderer {
 
-/// `time` is in seconds; `frame` is the counter that the shader sees. The pointer stands at the centre.
+/// `time` is in seconds; `frame` is the counter that the shader sees. The pointer stands at the centre. A particle
+/// shader runs through all the time before; `stop` ends that early, without an image.
 std::optional<StillImage> render(const std::shared_ptr<const ShaderProgram>& program,
                                  const std::shared_ptr<gpu::Device>& device, std::int64_t width, std::int64_t height,
-                                 std::uint32_t frame, const SliderValues& values, float time);
+                                 std::uint32_t frame, const SliderValues& values, float time,
+                                 const std::stop_token& stop = {});
 
 /// The bytes of a PNG file: 8-bit RGB without alpha, tagged sRGB. Empty when the image is.
 std::string png(const StillImage& image);

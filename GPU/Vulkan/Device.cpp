@@ -72,6 +72,11 @@ std::uint32_t Device::maxTextureSize() const {
     return impl_->core->limits.maxImageDimension2D;
 }
 
+std::uint32_t Device::maxViewportSize() const {
+    const std::uint32_t* most = impl_->core->limits.maxViewportDimensions;
+    return std::min(most[0], most[1]);
+}
+
 std::uint64_t Device::maxBufferArgumentLength() const {
     return impl_->core->limits.maxStorageBufferRange;
 }
