@@ -77,6 +77,19 @@ FunctionDecl* Parser::parseFunction(Specifiers& specifiers, Declarator& declarat
     return function;
 }
 
+// The word at hand stands where a type is wanted. Words of other shading languages get a note.
+void Parser::reportUnknownWord() {
+    const std::string_view word = token().identifier->text;
+    error(token().location, "unknown type name '" + std::string(word) + "'");
+    if (word == "out" || word == "inout")
+        note(token().location, "a parameter that is written is a reference here: 'thread float &x'");
+    else if (word == "in")
+        note(token().location, "parameters are values here: leave the word out");
+    else if (word == "uniform" || word == "varying")
+        note(token().location,
+             "values come in as parameters of an entry point here: 'constant float &x [[buffer(0)]]'");
+}
+
 void Parser::parseParameters(FunctionDecl& function) {
     SourceLocation open = advance();
     SmallList<VarDecl*, 8> parameters;
@@ -93,7 +106,7 @@ void Parser::parseParameters(FunctionDecl& function) {
         if (!specifiers.hasType) {
             function.isInvalid = true;
             if (at(TokenKind::identifier))
-                error(token().location, "unknown type name '" + std::string(token().identifier->text) + "'");
+                reportUnknownWord();
             else
                 errorHere("expected parameter declarator");
             // On to the next parameter.

@@ -241,7 +241,7 @@ bool Parser::parseSpecifier(Specifiers& specifiers, Context context) {
                 std::size_t after = scanType(1);
                 if (after == 0 && peek(2).is(TokenKind::identifier)) after = 2;
                 if (after != 0 && peek(after).is(TokenKind::identifier)) {
-                    error(token().location, "unknown type name '" + std::string(token().identifier->text) + "'");
+                    reportUnknownWord();
                     specifiers.isInvalid = true;
                     advance();
                     return true;

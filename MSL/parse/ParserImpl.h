@@ -165,6 +165,7 @@ class Parser {
     StaticAssertDecl* parseStaticAssert();
     FunctionDecl* parseFunction(Specifiers& specifiers, Declarator& declarator, Context context,
                                 const TemplateHeader* header);
+    void reportUnknownWord();
     void parseParameters(FunctionDecl& function);
     void parseFunctionQualifiers(FunctionDecl& function, Attributes& attributes);
     void parseMemberInits(FunctionDecl& function);

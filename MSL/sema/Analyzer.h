@@ -147,6 +147,7 @@ class Analyzer {
 
     // ---- NameLookup.cpp
     static constexpr std::size_t anyCount = ~std::size_t{0};
+    const Decl* declaredLater(const Identifier* name) const;
     NameMeaning lookUp(Name& name, bool forCall, std::size_t argumentCount = anyCount);
     NameMeaning lookUpUnqualified(const Identifier* identifier);
     NameMeaning lookUpQualified(Name& name);

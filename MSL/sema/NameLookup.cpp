@@ -220,6 +220,15 @@ NameMeaning Analyzer::lookUpQualified(Name& name) {
     }
 }
 
+// A function or variable of program scope whose name stands further down in the text.
+const Decl* Analyzer::declaredLater(const Identifier* name) const {
+    for (const Decl* decl : unit_.declarations)
+        if (decl != nullptr && decl->name == name && decl->location &&
+            (decl->kind == DeclKind::function || decl->kind == DeclKind::variable))
+            return decl;
+    return nullptr;
+}
+
 NameMeaning Analyzer::lookUp(Name& name, bool forCall, std::size_t argumentCount) {
     if (!name.qualifiers.empty() || name.isGlobal || name.qualifierType) return lookUpQualified(name);
     NameMeaning meaning = lookUpUnqualified(name.identifier);
@@ -237,6 +246,12 @@ NameMeaning Analyzer::lookUp(Name& name, bool forCall, std::size_t argumentCount
         meaning.kind = NameMeaning::Kind::builtin;
         return meaning;
     }
+    if (const Decl* later = declaredLater(name.identifier)) {
+        error(name.location, std::move(message));
+        note(later->location, "'" + std::string(name.identifier->text) + "' is declared here, behind its use");
+        meaning.kind = NameMeaning::Kind::failed;
+        return meaning;
+    }
     suggestion =
         closestName(name.identifier->text, forCall ? TypoKind::call : TypoKind::expression, &decl, argumentCount);
     if (suggestion.empty()) {
@@ -249,6 +264,7 @@ NameMeaning Analyzer::lookUp(Name& name, bool forCall, std::size_t argumentCount
     if (decl && decl->location) note(decl->location, "'" + std::string(suggestion) + "' declared here");
     meaning = lookUpUnqualified(corrected);
     meaning.isCorrected = true;
+    if (!forCall && meaning.kind == NameMeaning::Kind::builtin) meaning.kind = NameMeaning::Kind::failed;
     if (meaning.kind == NameMeaning::Kind::nothing)
         if (TypeRef type = builtinType(types_, suggestion)) {
             TypeAliasDecl* alias = arena_.make<TypeAliasDecl>();

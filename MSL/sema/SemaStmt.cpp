@@ -34,7 +34,7 @@ Stmt* Analyzer::statement(Stmt* stmt) {
     case StmtKind::declaration:
         for (Decl* decl : static_cast<DeclStmt*>(stmt)->declarations) {
             if (decl->kind == DeclKind::function && static_cast<FunctionDecl*>(decl)->body) {
-                error(decl->location, "function definition is not allowed here");
+                if (context_.function) context_.function->isInvalid = true; // the parser has said so
                 continue;
             }
             declaration(decl);

@@ -92,8 +92,10 @@ TEST(SyntaxErrors, InDeclarationsAreSaidOnce) {
         {"enum Mode { A B }\nfloat f();",
          "1:14: error: missing ',' between enumerators\n1:18: error: expected ';' after enum\n"},
         {"float f(float x,) { return x; }", "1:17: error: expected parameter declarator\n"},
-        {"float f(in float x) { return x; }", "1:9: error: unknown type name 'in'\n"},
-        {"uniform float2 size;\nfloat f();", "1:1: error: unknown type name 'uniform'\n"},
+        {"float f(in float x) { return x; }",
+         "1:9: error: unknown type name 'in'\n1:9: note: parameters are values here: leave the word out\n"},
+        {"uniform float2 size;\nfloat f();", "1:1: error: unknown type name 'uniform'\n1:1: note: values come in as "
+                                             "parameters of an entry point here: 'constant float &x [[buffer(0)]]'\n"},
         {"float f(float x)\n    return x;\n}\nfloat g();",
          "1:17: error: expected function body after function declarator\n"},
         {"float f(float x) return x;\nfloat g();", "1:18: error: expected function body after function declarator\n"},
