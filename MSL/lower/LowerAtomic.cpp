@@ -25,13 +25,14 @@ Operand Lowering::callAtomic(const Call& call) {
         return errorOperand(call.type);
     }
     const TypeRef type = module_.types.scalar(atomic->scalar);
+    ir::Place* place = atomicPlace(object.place, atomic->scalar);
     if (call.builtin == BuiltinId::atomicCompareExchangeWeak)
-        return Operand::ofValue(compareExchange(call, object.place, type), call.type);
+        return Operand::ofValue(compareExchange(call, place, type), call.type);
     for (std::size_t i = 1; i < call.arguments.size(); ++i)
         operands.push_back(value(call.arguments[i]));
     builder_.location = call.location;
     const TypeRef result = call.type->is(TypeKind::void_) ? call.type : type;
-    Value* made = builder_.builtinAt(call.builtin, result, object.place, operands);
+    Value* made = builder_.builtinAt(call.builtin, result, place, operands);
     return made != nullptr ? Operand::ofValue(made, call.type) : Operand{};
 }
 

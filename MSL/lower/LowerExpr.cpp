@@ -166,6 +166,8 @@ Operand Lowering::castOperand(CastKind kind, const Expr* operand, TypeRef to, So
         }
         if (pointer.kind == Operand::Kind::pointer && pointer.access != nullptr &&
             pointer.access->type != to->element && valueType(pointer.access->type) != valueType(to->element)) {
+            if (ir::Place* view = viewOf(*pointer.access, to->element))
+                return pointerTo(placeAccess(view, to->element), to);
             unsupported(at, "reading memory through a pointer to another type is");
             return errorOperand(to);
         }

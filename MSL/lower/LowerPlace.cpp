@@ -127,11 +127,16 @@ Access Lowering::lvalue(const Expr* expr) {
     }
     case ExprKind::cast: {
         const auto& cast = static_cast<const Cast&>(*expr);
-        if (expr->category == ValueCategory::lvalue && cast.operand->category == ValueCategory::lvalue &&
-            cast.operand->type == expr->type)
+        if (expr->category == ValueCategory::lvalue && cast.operand->category == ValueCategory::lvalue) {
             result = lvalue(cast.operand);
-        else
+            if (cast.castKind == CastKind::bitcast) {
+                ir::Place* view = viewOf(result, expr->type);
+                if (view == nullptr) unsupported(expr->location, "reading memory as another type is");
+                result = view != nullptr ? placeAccess(view, expr->type) : errorAccess(expr->type);
+            }
+        } else {
             result = heldAccess(rvalue(expr));
+        }
         break;
     }
     case ExprKind::call: {
@@ -290,9 +295,9 @@ Operand Lowering::load(const Access& access, SourceLocation at) {
     const bool isShared = kind == ir::Variable::Kind::buffer || kind == ir::Variable::Kind::threadgroup;
     if (access.swizzleCount == 1 && isShared && access.unionMember == nullptr) {
         ir::Place* component = builder_.placeIndex(access.place, access.swizzle[0], access.type);
-        return Operand::ofValue(builder_.load(component), access.type);
+        return Operand::ofValue(loadPlace(component), access.type);
     }
-    Value* value = builder_.load(access.place);
+    Value* value = loadPlace(access.place);
     if (access.unionMember != nullptr) value = fromWords(access.unionMember, value);
     if (access.swizzleCount > 0) {
         std::uint32_t components[4] = {};
@@ -314,7 +319,7 @@ void Lowering::store(const Access& access, const Operand& operand, SourceLocatio
     }
     builder_.location = at;
     if (access.unionMember != nullptr) {
-        Value* words = builder_.load(access.place);
+        Value* words = loadPlace(access.place);
         Value* member = operand.value;
         if (access.swizzleCount > 0) {
             member = fromWords(access.unionMember, words);
@@ -324,29 +329,29 @@ void Lowering::store(const Access& access, const Operand& operand, SourceLocatio
                 member = builder_.insert(member, part, {&component, 1});
             }
         }
-        builder_.store(access.place, toWords(member, words));
+        storePlace(access.place, toWords(member, words));
         return;
     }
     if (access.swizzleCount == 0) {
-        builder_.store(access.place, operand.value);
+        storePlace(access.place, operand.value);
         return;
     }
     const TypeRef scalar = module_.types.scalar(access.place->type->scalar);
     const ir::Variable::Kind kind = access.place->root->kind;
     const bool isShared = kind == ir::Variable::Kind::buffer || kind == ir::Variable::Kind::threadgroup;
     if (access.swizzleCount == 1) {
-        builder_.store(builder_.placeIndex(access.place, access.swizzle[0], scalar), operand.value);
+        storePlace(builder_.placeIndex(access.place, access.swizzle[0], scalar), operand.value);
     } else if (isShared) { // other components may belong to other threads
         for (std::uint32_t i = 0; i < access.swizzleCount; ++i)
-            builder_.store(builder_.placeIndex(access.place, access.swizzle[i], scalar),
-                           builder_.extract(operand.value, i));
+            storePlace(builder_.placeIndex(access.place, access.swizzle[i], scalar),
+                       builder_.extract(operand.value, i));
     } else {
         const std::uint32_t width = access.place->type->columns;
         std::uint32_t components[4] = {0, 1, 2, 3};
         for (std::uint32_t i = 0; i < access.swizzleCount; ++i)
             components[access.swizzle[i]] = width + i;
-        Value* whole = builder_.load(access.place);
-        builder_.store(access.place, builder_.shuffle(whole, operand.value, {components, width}));
+        Value* whole = loadPlace(access.place);
+        storePlace(access.place, builder_.shuffle(whole, operand.value, {components, width}));
     }
 }
 
@@ -498,7 +503,8 @@ void Lowering::storeSlot(Slot& slot, const Operand& operand, SourceLocation at) 
                 ? operand.access->place->steps.first(std::max<std::size_t>(operand.access->place->steps.size(), 1) - 1)
                 : std::span<ir::Step>(),
             [](const ir::Step& step) { return step.value == nullptr || step.value->isConstant(); });
-        if (!isDeclaring_ && !isFixed) {
+        const bool isMoved = slot.isSet && slot.held.access != nullptr; // along the path that it has already
+        if (!isDeclaring_ && !isFixed && !isMoved) {
             unsupported(at, "pointing a pointer into an element chosen at run time after its declaration is");
             return;
         }

@@ -17,6 +17,7 @@
 #include <array>
 #include <cstdint>
 #include <deque>
+#include <map>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -207,6 +208,18 @@ class Lowering {
     void storeSlot(Slot& slot, const Operand& operand, SourceLocation at);
     bool sameStaticPath(const Access& left, const Access& right) const;
 
+    // LowerView.cpp
+    bool isView(const ir::Place* place) const;
+    ir::Place* viewOf(const Access& held, TypeRef as);
+    ir::Value* byteOffset(const ir::Place& place);
+    ir::Place* wordPlace(ir::Variable* buffer, ScalarKind kind, ir::Value* bytes, std::uint64_t more);
+    ir::Place* atomicPlace(ir::Place* place, ScalarKind kind);
+    ir::Value* loadPlace(ir::Place* place);
+    void storePlace(ir::Place* place, ir::Value* value);
+    TypeRef partInMemory(TypeRef type, std::uint32_t index) const;
+    ir::Value* readBytes(ir::Variable* buffer, TypeRef type, ir::Value* bytes, std::uint64_t more);
+    void writeBytes(ir::Variable* buffer, TypeRef type, ir::Value* bytes, std::uint64_t more, ir::Value* value);
+
     // LowerUnion.cpp
     TypeRef valueType(TypeRef type) const; // of what an operand of this type holds
     TypeRef unionCarrier(TypeRef type) const;
@@ -317,6 +330,9 @@ class Lowering {
     };
     std::unordered_map<const ir::Function*, std::array<Need, 3>> needs_; // by StageNeed; an empty name is no need
     std::unordered_map<ir::SystemValue, ir::Variable*> sharedInputs_;
+    std::unordered_map<const ir::Variable*, ir::Variable*> views_; // to the buffer that they look at
+    std::map<std::pair<const ir::Variable*, std::uint32_t>, ir::Variable*> viewVariables_; // by the id of the type
+    std::map<std::pair<const ir::Variable*, ScalarKind>, ir::Variable*> words_;
     std::vector<ir::Variable*> constexprSamplers_;
     std::unordered_map<std::string_view, std::uint32_t> locations_;
     std::uint32_t nextLocation_ = 0;

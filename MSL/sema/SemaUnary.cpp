@@ -186,6 +186,19 @@ Expr* Analyzer::cast(Cast* expr) {
         return errorAt(expr);
     }
     expr->type = to;
+    // reinterpret_cast<device T&>(x): the same memory as another type
+    if (to->is(TypeKind::reference) &&
+        (expr->syntax == CastSyntax::reinterpret_ || expr->syntax == CastSyntax::cStyle) &&
+        operand->category == ValueCategory::lvalue && operand->type != to->element && operand->space == to->space &&
+        (to->space == AddressSpace::device || to->space == AddressSpace::constant)) {
+        expr->castKind = CastKind::bitcast;
+        expr->operand = operand;
+        expr->type = to->element;
+        expr->category = ValueCategory::lvalue;
+        expr->space = to->space;
+        expr->isConst = to->pointeeConst || operand->isConst;
+        return expr;
+    }
     if (to->is(TypeKind::reference)) { // static_cast<thread T&>(x)
         expr->operand = bindReference(operand, to, Purpose::variable, expr->location);
         if (expr->operand->type->isError()) return errorAt(expr);

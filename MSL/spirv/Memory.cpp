@@ -129,6 +129,7 @@ ModuleWriter::Global& ModuleWriter::global(const Variable& variable) {
         made.id = asm_.globalVariable(pointerType(made.storage, block), made.storage);
         asm_.decorate(made.id, spv::Decoration::DescriptorSet, {variable.set});
         asm_.decorate(made.id, spv::Decoration::Binding, {variable.binding});
+        if (variable.isAliased) asm_.decorate(made.id, spv::Decoration::Aliased);
         if (variable.isWritable)
             writableBuffers_.push_back(made.id);
         else if (!isUniform)

@@ -117,6 +117,14 @@ kernel void k(device List<float, 64>* out [[buffer(0)]], uint i [[thread_index_i
     if (i == 0) group = {};
     threadgroup_barrier(mem_flags::mem_threadgroup);
     work(group, i, Uses{.group = &group, .out = out}); })"},
+        {"one buffer under several types in several functions", R"(
+struct Item { float3 v; half4 h; bool b[3]; uchar2 c; };
+template <typename T> T first(device void* p) { return *(device T*)p; }
+template <typename T> void fill(device T* p, T value, uint n) { for (uint i = 0; i < n; i++) p[i] = value; }
+kernel void k(device uint* raw [[buffer(0)]], constant float4& c [[buffer(1)]], uint i [[thread_position_in_grid]]) {
+    device Item* items = (device Item*)raw; Item copy = items[i]; copy.b[i] = true; items[i + 1] = copy;
+    fill((device float2*)raw, float2(1), 3); fill((device half4x4*)(raw + i), half4x4(1), i);
+    reinterpret_cast<device float4&>(raw[4]).xyz = ((constant float2*)&c)[1].xyx; })"},
         {"threadgroup memory of every shape", R"(
 struct S { float a[4]; int n; void put(int i, float v) threadgroup { a[i] = v; n++; }
            float get(int i) const threadgroup { return a[i]; } };
@@ -173,7 +181,8 @@ TEST(EntryPoints, WhatCannotBeIsRefusedByName) {
          "no matching function for call to 'atomic_fetch_add_explicit'"},
         {"kernel void k(device atomic_float* n) { atomic_fetch_max_explicit(n, 1.0f, memory_order_relaxed); }",
          "no matching function for call to 'atomic_fetch_max_explicit'"},
-        {"kernel void k(device float* n) { atomic_store_explicit((device atomic_uint*)n, 1u, memory_order_relaxed); }",
+        {"kernel void k() { threadgroup float n; atomic_store_explicit((threadgroup atomic_uint*)&n, 1u, "
+         "memory_order_relaxed); }",
          "reading memory through a pointer to another type is not supported here"},
         {"kernel void k(device atomic_uint* s, device uint* o) { o[0] = s[0]; }",
          "assigning to 'uint' from incompatible type 'atomic_uint'"},

@@ -1,0 +1,142 @@
+// Buffers seen as another type through casts of pointers and references, on the device, against the same bytes on the
+// CPU.
+#include "GlassHobRender/tests/Kernels.h"
+
+#include <bit>
+
+namespace glasshob {
+namespace {
+
+using namespace glasshob::testing;
+
+const std::string head = "#include <metal_stdlib>\nusing namespace metal;\n";
+
+template <typename T>
+T at(const std::vector<std::byte>& bytes, std::size_t offset) {
+    T value;
+    std::memcpy(&value, bytes.data() + offset, sizeof value);
+    return value;
+}
+
+// 256 bytes, all different from their neighbours at every width.
+std::vector<std::byte> pattern() {
+    std::vector<std::byte> bytes(256);
+    for (std::size_t i = 0; i < bytes.size(); ++i)
+        bytes[i] = std::byte(i * 37 + i / 16 + 11);
+    return bytes;
+}
+
+TEST(BufferViews, ReadEveryWidthAtEveryPlace) {
+    struct {
+        const char* expression; // of p, a device uchar pointer to the pattern, n = 2, out gets a uint
+        std::uint32_t (*reference)(const std::vector<std::byte>&);
+    } const rows[] = {
+        {"((device uint*)p)[3]", [](const auto& b) { return at<std::uint32_t>(b, 12); }},
+        {"reinterpret_cast<device uint*>(p + 4 * n)[1]", [](const auto& b) { return at<std::uint32_t>(b, 12); }},
+        {"*(device ushort*)(p + 6)", [](const auto& b) { return std::uint32_t(at<std::uint16_t>(b, 6)); }},
+        {"uint(*(device char*)(p + 5))", [](const auto& b) { return std::uint32_t(at<std::int8_t>(b, 5)); }},
+        {"as_type<uint>(((device float*)p)[n + 2])", [](const auto& b) { return at<std::uint32_t>(b, 16); }},
+        {"as_type<uint>(((device half2*)p)[5])", [](const auto& b) { return at<std::uint32_t>(b, 20); }},
+        {"uint(((device ulong*)p)[3] >> 20)",
+         [](const auto& b) { return std::uint32_t(at<std::uint64_t>(b, 24) >> 20U); }},
+        {"((device uint4*)p)[1].z", [](const auto& b) { return at<std::uint32_t>(b, 24); }},
+        {"((device uint3*)p)[2].y", [](const auto& b) { return at<std::uint32_t>(b, 36); }},
+        {"as_type<uint>(float3(((device packed_float3*)(p + 4))[2]).z)",
+         [](const auto& b) { return at<std::uint32_t>(b, 4 + 24 + 8); }},
+        {"as_type<uint>((*(device float2x3*)p)[1][n])", [](const auto& b) { return at<std::uint32_t>(b, 24); }},
+        {"((device Mixed*)p)[1].c", [](const auto& b) { return at<std::uint32_t>(b, 32 + 20); }},
+        {"as_type<ushort>(((device Mixed*)p)->h[1])",
+         [](const auto& b) { return std::uint32_t(at<std::uint16_t>(b, 6)); }},
+        {"((device Mixed*)p)[n].pair.y", [](const auto& b) { return at<std::uint32_t>(b, 64 + 12); }},
+        {"sum(((device Mixed*)p)[1])",
+         [](const auto& b) { return at<std::uint32_t>(b, 32) + at<std::uint32_t>(b, 44) + at<std::uint32_t>(b, 52); }},
+        {"whole((device Mixed*)p, n)",
+         [](const auto& b) { return at<std::uint32_t>(b, 72) + at<std::uint32_t>(b, 84); }},
+        {"walk((device uint*)(p + 8))",
+         [](const auto& b) { return at<std::uint32_t>(b, 8) + at<std::uint32_t>(b, 20) + at<std::uint32_t>(b, 16); }},
+        {"reinterpret_cast<device uint2&>(((device uint*)p)[6]).y",
+         [](const auto& b) { return at<std::uint32_t>(b, 28); }},
+        {"((device const uchar*)((device uint*)p + 2))[3]", [](const auto& b) { return std::uint32_t(b[11]); }},
+        {"((constant uint2*)&given)[1].x", [](const auto&) { return std::uint32_t{30}; }},
+        {"reinterpret_cast<constant uint4&>(given).w", [](const auto&) { return std::uint32_t{40}; }},
+    };
+    std::string body;
+    for (std::size_t i = 0; i < std::size(rows); ++i)
+        body += "out[" + std::to_string(i) + "] = " + rows[i].expression + ";\n";
+    std::vector<std::vector<std::byte>> buffers = {pattern(), bytesOf(std::vector<std::uint32_t>(std::size(rows))),
+                                                   bytesOf(std::vector<std::uint32_t>{10, 20, 30, 40})};
+    ASSERT_TRUE(runKernel(head + R"(
+struct Mixed { uint a; half h[2]; uint2 pair; uchar b; uint c; float d; };
+struct Given { uint a, b, c, d; };
+uint sum(device const Mixed& m) { return m.a + m.pair.y + m.c; }
+uint whole(device Mixed* m, uint i) { Mixed copy = m[i]; return copy.pair.x + copy.c; }
+uint walk(device uint* p) { uint s = *p++; p += 2; s += *p; s += p[-1]; return s; }
+kernel void check(device uchar* p [[buffer(0)]], device uint* out [[buffer(1)]], constant Given& given [[buffer(2)]]) {
+    uint n = given.a / 5;
+)" + body + "}",
+                          buffers, 1, {.threadgroup = {1, 1, 1}}));
+    const auto bytes = pattern();
+    const auto out = valuesOf<std::uint32_t>(buffers[1]);
+    for (std::size_t i = 0; i < std::size(rows); ++i)
+        EXPECT_EQ(out[i], rows[i].reference(bytes)) << rows[i].expression;
+}
+
+TEST(BufferViews, WriteOnlyTheirOwnBytes) {
+    std::vector<std::vector<std::byte>> buffers = {pattern(), bytesOf(std::vector<float>{1, 2, 3, 4})};
+    ASSERT_TRUE(runKernel(head + R"(
+struct Item { packed_float3 v; uchar kind; bool isSet; ushort n; };
+void put(device Item& item) { item.kind = 7; item.isSet = true; item.v.y = 2.5f; }
+kernel void check(device uint* raw [[buffer(0)]], device float* f [[buffer(1)]], uint id [[thread_position_in_grid]]) {
+    atomic_fetch_add_explicit((device atomic_float*)&f[2], 0.5f, memory_order_relaxed);
+    if (id != 0) return;
+    ((device uchar*)raw)[3] = 0xaa;
+    ((device ushort*)raw)[4] = 0xbbcc;
+    ((device half*)raw)[7] = 1.0h;
+    ((device ulong*)raw)[3] = 0x0102030405060708ul;
+    device float4* v = (device float4*)(raw + 8);
+    v->zw = float2(1, 2);
+    put(((device Item*)(raw + 16))[1]);
+    ((device Item*)(raw + 32))[0] = Item{packed_float3(4, 5, 6), 9, false, 300};
+    device uint* u = reinterpret_cast<device uint*>(f);
+    u[0] ^= 0x80000000;
+})",
+                          buffers, 64, {.threadgroup = {64, 1, 1}}));
+    auto expected = pattern();
+    const auto put = [&](std::size_t offset, auto value) {
+        std::memcpy(expected.data() + offset, &value, sizeof value);
+    };
+    put(3, std::uint8_t{0xaa});
+    put(8, std::uint16_t{0xbbcc});
+    put(14, std::uint16_t{0x3c00});
+    put(24, std::uint64_t{0x0102030405060708});
+    put(40, 1.0F);
+    put(44, 2.0F);
+    put(80 + 4, 2.5F);
+    put(80 + 12, std::uint8_t{7});
+    put(80 + 13, std::uint8_t{1});
+    put(128, 4.0F);
+    put(132, 5.0F);
+    put(136, 6.0F);
+    put(140, std::uint8_t{9});
+    put(141, std::uint8_t{0});
+    put(142, std::uint16_t{300});
+    for (std::size_t i = 0; i < expected.size(); ++i)
+        EXPECT_EQ(int(buffers[0][i]), int(expected[i])) << "byte " << i;
+    EXPECT_EQ(valuesOf<float>(buffers[1]), (std::vector<float>{-1, 2, 3 + 32, 4}));
+}
+
+TEST(BufferViews, WildIndexesStayInside) {
+    std::vector<std::vector<std::byte>> buffers = {bytesOf(std::vector<std::uint32_t>(8)),
+                                                   bytesOf(std::vector<std::int32_t>{-1000000, 1000000})};
+    ASSERT_TRUE(runKernel(head + R"(
+kernel void check(device uint* raw [[buffer(0)]], const device int* wild [[buffer(1)]]) {
+    device float4* v = (device float4*)raw;
+    v[wild[0]].y = 1; v[wild[1]] = float4(2);
+    ((device uchar*)raw)[wild[1]] = 1;
+    ((device packed_float3*)(raw + wild[0]))[wild[1]].z = 3;
+})",
+                          buffers, 1, {.threadgroup = {1, 1, 1}}));
+}
+
+} // namespace
+} // namespace glasshob

@@ -1,0 +1,198 @@
+// Buffers seen as another type, through a cast of a pointer or reference. Such an access is a place in a variable that
+// only lowering knows: an array of the other type behind a number of bytes. Where it is read or written it becomes
+// reads and writes of bytes, half-words and words, of further variables on the buffer's binding.
+#include "MSL/lower/Lowering.h"
+
+namespace msl {
+
+using ir::Op;
+using ir::Value;
+
+bool Lowering::isView(const ir::Place* place) const {
+    return views_.contains(place->root);
+}
+
+// The same place as another type; null when it does not lie in a buffer as a whole.
+ir::Place* Lowering::viewOf(const Access& held, TypeRef as) {
+    if (held.kind != Access::Kind::place || held.swizzleCount > 0 || held.unionMember != nullptr ||
+        held.place->root->kind != ir::Variable::Kind::buffer || isOpaque(as) || layoutOf(as).size == 0 ||
+        (unionCarrier(as) == nullptr && !isStorable(as)))
+        return nullptr;
+    const auto known = views_.find(held.place->root);
+    ir::Variable* buffer = known != views_.end() ? known->second : held.place->root;
+    const TypeRef elements = module_.types.array(as, 0);
+    ir::Variable*& view = viewVariables_[{buffer, as->id}];
+    if (view == nullptr) {
+        view = module_.newVariable(ir::Variable::Kind::buffer, module_.types.array(elements, 0), buffer->name);
+        module_.globals.pop_back(); // nobody but lowering sees it
+        views_.emplace(view, buffer);
+    }
+    ir::Place* behind = builder_.placeIndex(builder_.place(view), byteOffset(*held.place), elements);
+    return builder_.placeIndex(behind, 0U, as);
+}
+
+// Of a place in a buffer, from the buffer's start; a uint.
+Value* Lowering::byteOffset(const ir::Place& place) {
+    const TypeRef uint = module_.types.uint();
+    TypeRef type = place.root->type;
+    Value* offset = nullptr;
+    std::uint64_t fixed = 0;
+    const auto add = [&](Value* index, std::uint64_t size) {
+        Value* bytes = builder_.convert(uint, index);
+        if (size != 1) bytes = builder_.binary(Op::mul, uint, bytes, uintConstant(static_cast<std::uint32_t>(size)));
+        offset = offset == nullptr ? bytes : builder_.binary(Op::add, uint, offset, bytes);
+    };
+    bool isBytes = isView(&place); // the first step of a view
+    for (const ir::Step& step : place.steps) {
+        std::uint64_t size = 1;
+        if (step.kind == ir::Step::Kind::member) {
+            const VarDecl* field = type->structDecl->fields[step.number];
+            fixed += field->offset;
+            type = field->type;
+            continue;
+        }
+        const TypeRef element = type->is(TypeKind::array)
+                                    ? type->element
+                                    : (type->isMatrix() ? type->element : module_.types.scalar(type->scalar));
+        if (!isBytes) size = layoutOf(element).size;
+        if (step.value != nullptr)
+            add(step.value, size);
+        else
+            fixed += step.number * size;
+        isBytes = false;
+        type = element;
+    }
+    Value* rest = uintConstant(static_cast<std::uint32_t>(fixed));
+    if (offset == nullptr) return rest;
+    return fixed == 0 ? offset : builder_.binary(Op::add, uint, offset, rest);
+}
+
+// The word of this kind at a place of a view.
+ir::Place* Lowering::wordPlace(ir::Variable* buffer, ScalarKind kind, Value* bytes, std::uint64_t more) {
+    ir::Variable*& words = words_[{buffer, kind}];
+    const TypeRef word = module_.types.scalar(kind);
+    if (words == nullptr) {
+        words = module_.newVariable(ir::Variable::Kind::buffer, module_.types.array(word, 0), buffer->name);
+        words->set = buffer->set;
+        words->binding = buffer->binding;
+        words->metalIndex = buffer->metalIndex;
+        words->argumentBuffer = buffer->argumentBuffer;
+        words->isWritable = buffer->isWritable;
+        words->bindingKind = buffer->bindingKind = BindingKind::storageBuffer;
+        words->isAliased = buffer->isAliased = true;
+    }
+    const TypeRef uint = module_.types.uint();
+    Value* at =
+        more == 0 ? bytes : builder_.binary(Op::add, uint, bytes, uintConstant(static_cast<std::uint32_t>(more)));
+    std::uint32_t shift = 0;
+    while (1U << shift < byteSize(kind))
+        ++shift;
+    if (shift != 0) at = builder_.binary(Op::shr, uint, at, uintConstant(shift));
+    return builder_.placeIndex(builder_.place(words), at, word);
+}
+
+ir::Place* Lowering::atomicPlace(ir::Place* place, ScalarKind kind) {
+    if (!isView(place)) return place;
+    const ScalarKind word = byteSize(kind) == 8 ? ScalarKind::ulong : ScalarKind::uint;
+    return wordPlace(views_.at(place->root), word, byteOffset(*place), 0);
+}
+
+Value* Lowering::loadPlace(ir::Place* place) {
+    if (!isView(place)) return builder_.load(place);
+    return readBytes(views_.at(place->root), place->type, byteOffset(*place), 0);
+}
+
+void Lowering::storePlace(ir::Place* place, Value* value) {
+    if (isView(place))
+        writeBytes(views_.at(place->root), place->type, byteOffset(*place), 0, value);
+    else
+        builder_.store(place, value);
+}
+
+namespace {
+
+// The words that a scalar lies in.
+ScalarKind wordOf(ScalarKind kind) {
+    switch (byteSize(kind)) {
+    case 1: return ScalarKind::uchar;
+    case 2: return ScalarKind::ushort;
+    default: return ScalarKind::uint;
+    }
+}
+
+// Where part `index` of a value of this type lies in memory.
+std::uint64_t partOffset(TypeRef type, std::uint32_t index) {
+    switch (type->kind) {
+    case TypeKind::struct_: return type->structDecl->fields[index]->offset;
+    case TypeKind::array:
+    case TypeKind::matrix: return layoutOf(type->element).size * index;
+    default: return std::uint64_t{byteSize(type->scalar)} * index;
+    }
+}
+
+} // namespace
+
+TypeRef Lowering::partInMemory(TypeRef type, std::uint32_t index) const {
+    switch (type->kind) {
+    case TypeKind::struct_: return type->structDecl->fields[index]->type;
+    case TypeKind::array:
+    case TypeKind::matrix: return type->element;
+    default: return module_.types.scalar(type->scalar);
+    }
+}
+
+Value* Lowering::readBytes(ir::Variable* buffer, TypeRef type, Value* bytes, std::uint64_t more) {
+    if (type->is(TypeKind::enum_)) type = type->element;
+    if (const TypeRef carrier = unionCarrier(type)) type = carrier;
+    if (!type->isScalar() && !type->is(TypeKind::atomic)) {
+        const std::uint64_t count = ir::partCount(type);
+        std::vector<Value*> parts;
+        for (std::uint32_t i = 0; i < count; ++i) {
+            const bool fits = enter(builder_.location);
+            leave();
+            if (!fits) return module_.constantNull(valueType(type));
+            parts.push_back(readBytes(buffer, partInMemory(type, i), bytes, more + partOffset(type, i)));
+        }
+        return builder_.construct(valueType(type), parts);
+    }
+    const TypeRef scalar = module_.types.scalar(type->scalar);
+    const ScalarKind word = wordOf(type->scalar);
+    Value* low = builder_.load(wordPlace(buffer, word, bytes, more));
+    if (byteSize(type->scalar) == 8) {
+        Value* both[2] = {low, builder_.load(wordPlace(buffer, word, bytes, more + 4))};
+        return builder_.bitcast(scalar, builder_.construct(module_.types.vector(word, 2), both));
+    }
+    if (scalar->isBool()) return builder_.convert(scalar, low);
+    return type->scalar == word ? low : builder_.bitcast(scalar, low);
+}
+
+void Lowering::writeBytes(ir::Variable* buffer, TypeRef type, Value* bytes, std::uint64_t more, Value* value) {
+    if (type->is(TypeKind::enum_)) type = type->element;
+    if (const TypeRef carrier = unionCarrier(type)) type = carrier;
+    if (!type->isScalar() && !type->is(TypeKind::atomic)) {
+        const std::uint64_t count = ir::partCount(type);
+        for (std::uint32_t i = 0; i < count; ++i) {
+            const bool fits = enter(builder_.location);
+            leave();
+            if (!fits) return;
+            writeBytes(buffer, partInMemory(type, i), bytes, more + partOffset(type, i), builder_.extract(value, i));
+        }
+        return;
+    }
+    const ScalarKind word = wordOf(type->scalar);
+    const TypeRef wordType = module_.types.scalar(word);
+    if (byteSize(type->scalar) == 8) {
+        Value* both = builder_.bitcast(module_.types.vector(word, 2), value);
+        builder_.store(wordPlace(buffer, word, bytes, more), builder_.extract(both, 0U));
+        builder_.store(wordPlace(buffer, word, bytes, more + 4), builder_.extract(both, 1));
+        return;
+    }
+    Value* stored = value;
+    if (value->type->isBool())
+        stored = builder_.convert(wordType, value);
+    else if (value->type != wordType)
+        stored = builder_.bitcast(wordType, value);
+    builder_.store(wordPlace(buffer, word, bytes, more), stored);
+}
+
+} // namespace msl
