@@ -222,6 +222,7 @@ class Analyzer {
     Expr* convertArgument(Expr* argument, TypeRef parameterType, SourceLocation at);
     Expr* bindReference(Expr* from, TypeRef referenceType, Purpose purpose, SourceLocation at);
     Expr* tryConvert(Expr* from, TypeRef to);      // null when there is no conversion
+    void warnOfNarrowing(const Expr* from, TypeRef to);
     Expr* explicitConvert(Expr* from, TypeRef to); // as a cast does; null when there is none
     Expr* toBool(Expr* rvalue);
     Expr* makeCast(CastKind kind, Expr* operand, TypeRef to);

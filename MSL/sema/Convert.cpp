@@ -217,7 +217,24 @@ Expr* Analyzer::tryConvert(Expr* from, TypeRef to) {
                         shown + " to " + std::to_string(static_cast<long long>(value)));
         }
     }
+    warnOfNarrowing(from, to);
     return explicitConvert(from, to);
+}
+
+// "uchar x = 300": the literal does not fit. A negative one into an unsigned type is meant to wrap.
+void Analyzer::warnOfNarrowing(const Expr* from, TypeRef to) {
+    if (from->kind != ExprKind::intLiteral || !to->isScalar() || isFloating(to->scalar) || to->isBool()) return;
+    const unsigned bits = byteSize(to->scalar) * 8;
+    const std::uint64_t value = static_cast<const IntLiteral*>(from)->value;
+    // 0xFFFF for a short is a pattern of bits, 65535 is a number.
+    const bool isNumber = static_cast<const IntLiteral*>(from)->isDecimal && isSigned(to->scalar);
+    if (bits >= 32 || value < std::uint64_t(1) << (isNumber ? bits - 1 : bits)) return;
+    const std::uint64_t kept = value & ((std::uint64_t(1) << bits) - 1);
+    const bool isNegative = isSigned(to->scalar) && (kept >> (bits - 1)) != 0;
+    warning(from->begin ? from->begin : from->location,
+            "implicit conversion from '" + typeName(from->type) + "' to '" + typeName(to) + "' changes value from " +
+                std::to_string(value) + " to " +
+                std::to_string(static_cast<long long>(kept) - (isNegative ? 1LL << bits : 0)));
 }
 
 Expr* Analyzer::explicitConvert(Expr* from, TypeRef to) {

@@ -1,5 +1,6 @@
 // Functions: signatures, bodies, and bodies that have to wait.
 #include "MSL/sema/Analyzer.h"
+#include "MSL/sema/Suspicions.h"
 
 #include <algorithm>
 
@@ -146,7 +147,10 @@ void Analyzer::functionBody(FunctionDecl* function) {
     // isInvalid is said of a head that cannot be trusted; a fault in the body does not make calls suspect.
     if (diagnostics_.errorCount() == context_.errorsAtStart && !function->hasSyntaxErrors) {
         checkMissingReturn(function);
-        if (!function->instanceOf) warnUnused();
+        if (!function->instanceOf) {
+            warnUnused();
+            warnOfSuspicions(*function, diagnostics_);
+        }
     }
     scopes_.close();
     localsToWarnAbout_ = std::move(outerLocals);

@@ -57,5 +57,81 @@ TEST(Messages, SayWhatIsWrong) {
     }
 }
 
+// The body of a function with a float2 uv, a uint n and an int i; the warnings without their echoed lines and notes.
+std::string warningsOf(const std::string& body) {
+    const auto compiled = compile("#include <metal_stdlib>\nusing namespace metal;\n#line 1 \"w\"\n"
+                                  "fragment float4 f(constant float2& uv, constant uint& n, constant int& i) {\n" +
+                                  body + "\nreturn 0;\n}\n");
+    if (!compiled) return compiled.error().text;
+    std::string result;
+    for (std::size_t at = 0; at < compiled->warnings.size();) {
+        const std::size_t end = compiled->warnings.find('\n', at);
+        const std::string line = compiled->warnings.substr(at, end - at);
+        if (const std::size_t found = line.find(": warning: "); found != std::string::npos)
+            result +=
+                line.substr(line.find(':') + 1, found - line.find(':') - 1) + " " + line.substr(found + 11) + "\n";
+        at = end + 1;
+    }
+    return result;
+}
+
+TEST(Warnings, SayWhatIsHardlyMeant) {
+    struct Row {
+        const char* body;
+        const char* expected;
+    };
+    const Row rows[] = {
+        {"float d = 1.0;", "2:7 unused variable 'd'\n"},
+        {"int k = 0.5; return k;", "2:9 implicit conversion from 'float' to 'int' changes value from 0.5 to 0\n"},
+        {"uchar k = 300; return k;", "2:11 implicit conversion from 'int' to 'uchar' changes value from 300 to 44\n"},
+        {"char k = 200; return k;", "2:10 implicit conversion from 'int' to 'char' changes value from 200 to -56\n"},
+        {"float x; return x + 1.0;", "2:17 variable 'x' is uninitialized when used here\n"},
+        {"float2 v; float x = v.x; return x;", "2:21 variable 'v' is uninitialized when used here\n"},
+        {"float x; x += 1.0; return x;", "2:10 variable 'x' is uninitialized when used here\n"},
+        {"if (n >= 0) return 1;", "2:7 result of comparison of unsigned expression >= 0 is always true\n"},
+        {"if (0 > n) return 1;", "2:7 result of comparison of unsigned expression < 0 is always false\n"},
+        {"int k = i; if (k == k) return 1;", "2:18 self-comparison always evaluates to true\n"},
+        {"bool b = i > 0; if (b == 2) return 1;",
+         "2:23 comparison of constant 2 with expression of type 'bool' is always false\n"},
+        {"int k = 0; if (k = i) return 1;",
+         "2:18 using the result of an assignment as a condition without parentheses\n"},
+        {"if (n & 3u == 0u) return 1;", "2:7 & has lower precedence than ==; == will be evaluated first\n"},
+        {"if (n > 3);", "2:11 if statement has empty body\n"},
+        {"float k = uv.x * (2 / 3); return k;", "2:21 integer division: 2 / 3 gives 0\n"},
+        {"int k = i / 0; return k;", "2:11 division by zero is undefined\n"},
+        {"uint k = 1u << 40; return k;", "2:13 shift count >= width of type\n"},
+        {"int k = i; k = k; return k;", "2:14 explicitly assigning value of variable of type 'int' to itself\n"},
+        {"sin(uv.x);", "2:1 the result of 'sin' is not used\n"},
+        {"int k = i; k == 2;", "2:14 equality comparison result unused\n"},
+        {"for (int n = 0; n < 3; n++) if (n == i) return 1;", "2:10 declaration of 'n' shadows a parameter\n"},
+    };
+    for (const Row& row : rows)
+        EXPECT_EQ(warningsOf(row.body), row.expected) << row.body;
+}
+
+// What may well be meant, and must not be nagged about.
+TEST(Warnings, StaySilentWhereTheTextMayBeMeant) {
+    const char* const bodies[] = {
+        "float x; if (n > 3u) x = 1.0; else x = 2.0; return x;",
+        "float last; for (int k = 0; k < 4; k++) { if (k > 0) return last; last = uv.x; }",
+        "float x; switch (i) { case 0: x = 1.0; break; default: x = 2.0; } return x;",
+        "float2 v; v.x = 1.0; v.y = 2.0; return float4(v, v);",
+        "float c; float s = sincos(uv.x, c); return s * c;",
+        "float w[3]; for (int k = 0; k < 3; k++) w[k] = 1.0; return w[i];",
+        "float x = uv.x; if (x != x) return 1;",
+        "if ((n & 3u) == 0u) return 1;",
+        "int k = 7 / 2; return k;",
+        "float k = 4 / 2; return k;",
+        "uint k = -1; return k;",
+        "if (n > 3) {}",
+        "if (n >= 1u) return 1;",
+        "bool b = i > 0; if (b == 1) return 1;",
+        "for (int a = 0, b = 4; a < b; a++, b--) { float unusedOnPurpose [[maybe_unused]] = uv.x; }",
+        "float whole; float rest = modf(uv.x, whole); return rest + whole;",
+    };
+    for (const char* body : bodies)
+        EXPECT_EQ(warningsOf(body), "") << body;
+}
+
 } // namespace
 } // namespace msl
