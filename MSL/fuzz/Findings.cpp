@@ -47,6 +47,15 @@ std::size_t lineCount(std::string_view text) {
     return 1 + static_cast<std::size_t>(std::ranges::count_if(text, [](char c) { return c == '\n' || c == '\r'; }));
 }
 
+// #line, also in parts (li\ne) and as "# 7".
+bool mayRenumberLines(std::string_view text) {
+    for (std::size_t at = text.find('#'); at != text.npos; at = text.find('#', at + 1)) {
+        const std::size_t next = text.find_first_not_of(" \t", at + 1);
+        if (next != text.npos && text[next] >= '0' && text[next] <= '9') return true;
+    }
+    return text.find("line") != text.npos || text.find('\\') != text.npos;
+}
+
 } // namespace
 
 std::uint32_t hashOf(std::string_view text) {
@@ -73,7 +82,7 @@ void checkMessages(std::string_view messages, std::string_view source, bool isFa
         lines.push_back(messages.substr(at, end - at));
         at = end + 1;
     }
-    const bool renumbersLines = source.find("line") != std::string_view::npos || source.find('\\') != source.npos;
+    const bool renumbersLines = mayRenumberLines(source);
     bool hasError = false;
     for (std::size_t i = 0; i < lines.size();) {
         const std::optional<Header> header = readHeader(lines[i]);
