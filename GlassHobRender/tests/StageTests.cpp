@@ -207,6 +207,31 @@ fragment O f(float4 p [[position]], constant float& second [[buffer(0)]]) {
         EXPECT_EQ(at(targets[0], x, 2)[0], x < 4 ? 1 : 2) << x;
 }
 
+TEST(Stages, EarlyTestsKeepHiddenFragmentsFromRunning) {
+    const auto on = device();
+    ASSERT_NE(on, nullptr);
+    const auto less =
+        on->makeDepthStencilState({.depthCompare = gpu::CompareFunction::less, .depthWriteEnabled = true});
+    ASSERT_TRUE(less);
+    for (const bool isEarly : {false, true}) {
+        const auto count = *on->makeBuffer(4, gpu::StorageMode::shared);
+        std::memset(count->contents(), 0, 4);
+        // The same triangle twice: the second time nothing is nearer.
+        drawn(fullScreen("", "") + (isEarly ? "[[early_fragment_tests]] " : "") + R"(
+fragment float4 f(device atomic_uint& count [[buffer(0)]]) {
+    atomic_fetch_add_explicit(&count, 1u, memory_order_relaxed); return 1; })",
+              {.hasDepth = true, .record = [&](gpu::RenderCommandEncoder& encoder) {
+                   encoder.setDepthStencilState(*less);
+                   encoder.setFragmentBuffer(count, 0, 0);
+                   encoder.drawPrimitives(gpu::PrimitiveType::triangle, 0, 3);
+                   encoder.drawPrimitives(gpu::PrimitiveType::triangle, 0, 3);
+               }});
+        std::uint32_t found = 0;
+        std::memcpy(&found, count->contents(), 4);
+        EXPECT_EQ(found, side * side * (isEarly ? 1 : 2));
+    }
+}
+
 TEST(Stages, VaryingsAreInterpolatedAsTheySay) {
     // w grows from 1 to 4 from left to right: perspective and straight interpolation differ.
     const auto targets = drawn(R"(
