@@ -160,5 +160,5 @@ float2 bells(float t) {
 float2 sound(float t, constant Params& p) {
     float2 near = bells(t);
     float2 far = bells(max(t - 0.53, 0.0)).yx + 0.5 * bells(max(t - 1.19, 0.0));
-    return 0.26 * p.volume * (near + 0.35 * far);
+    return 0.45 * p.volume * (near + 0.35 * far);
 }

@@ -32,7 +32,7 @@ Particle spawn(uint id, constant Params& p) {
     uint n = id * 7u;
     float bulge = step(chance(n), 0.22);
     float r = chance(n + 1u);
-    q.radius = mix(0.10 + 0.66 * pow(r, 0.75), 0.16 * r * r + 0.004, bulge);
+    q.radius = mix(0.07 - 0.21 * log(1.0 - 0.97 * r), 0.16 * r * r + 0.004, bulge);
     q.turn = 6.2831853 * chance(n + 2u);
     float h = chance(n + 3u) + chance(n + 4u) + chance(n + 5u) - 1.5;
     q.height = h * mix(0.020, 0.5 * q.radius, bulge);
@@ -52,9 +52,9 @@ void update(thread Particle& q, uint id, constant Uniforms& u, constant Params& 
 
 // From its ellipse into the galaxy, from the galaxy before the eye.
 float3 inSpace(Particle q, float time, constant Params& p) {
-    float flat = 1.0 - 0.42 * p.arms * smoothstep(0.02, 0.16, q.radius);
+    float flat = 1.0 - 0.55 * p.arms * smoothstep(0.02, 0.16, q.radius);
     float2 x = q.radius * float2(cos(q.turn), flat * sin(q.turn));
-    float lean = 9.0 * p.wind * pow(q.radius, 0.65) - 0.02 * time;
+    float lean = 12.0 * p.wind * pow(q.radius, 0.65) - 0.02 * time;
     x = float2(x.x * cos(lean) - x.y * sin(lean), x.x * sin(lean) + x.y * cos(lean));
     return float3(x.x, q.height, x.y);
 }
@@ -67,7 +67,7 @@ float3 place(Particle q, constant Uniforms& u, constant Params& p) {
     float3 x = inSpace(q, u.time, p);
     x = float3(x.x * cos(around) - x.z * sin(around), x.y, x.x * sin(around) + x.z * cos(around));
     x = float3(x.x, x.y * cos(above) + x.z * sin(above), x.z * cos(above) - x.y * sin(above));
-    float near = 1.5 / (1.9 + x.z);
+    float near = 2.0 / (1.9 + x.z);
     // The disc lies a little askew in the picture.
     float2 at = near * float2(0.966 * x.x - 0.259 * x.y, 0.259 * x.x + 0.966 * x.y);
     at.x *= u.resolution.y / u.resolution.x;
@@ -80,9 +80,9 @@ float3 place(Particle q, constant Uniforms& u, constant Params& p) {
 
 float4 ink(Particle q, float2 at, constant Uniforms& u, constant Params& p) {
     float soft = saturate(1.0 - dot(at, at));
-    if (q.kind < 0.06) return float4(q.color * (0.022 * soft * soft), 0.0);
+    if (q.kind < 0.06) return float4(q.color * (0.045 * soft * soft), 0.0);
     float twinkle = 0.85 + 0.15 * sin(2.0 * u.time * (0.5 + q.kind) + 90.0 * q.turn);
-    float bright = 0.16 + 0.9 * pow(q.kind, 12.0);
+    float bright = 0.30 + 1.1 * pow(q.kind, 12.0);
     return float4(q.color * (bright * twinkle * soft), 0.0);
 }
 
@@ -97,11 +97,12 @@ float4 shade(float2 uv, constant Uniforms& u, constant Params& p, Trails trails)
     float2 q = (uv - 0.5) * float2(u.resolution.x / u.resolution.y, 1.0);
     float2 cell = floor(q * 60.0);
     float n = hash(cell);
-    float2 away = q * 60.0 - cell - 0.2 - 0.6 * float2(n, hash(cell + 17.0));
+    float2 away = q * 60.0 - cell - 0.2 - 0.6 * float2(hash(cell + 41.0), hash(cell + 17.0));
     float far = pow(n, 9.0) * saturate(1.4 - length(away) * u.resolution.y / 60.0);
 
     float2 disc = float2(0.966 * q.x + 0.259 * q.y, 0.966 * q.y - 0.259 * q.x);
     disc.y *= 1.0 + 1.6 * p.tilt;
+    disc *= 0.75;
     float r = length(disc);
     float3 old = mix(float3(1.0, 0.86, 0.70), float3(1.0, 0.60, 0.30), p.warmth);
     float3 haze = old * (0.9 * exp(-22.0 * r) + 0.30 * exp(-7.0 * r)) + float3(0.10, 0.13, 0.30) * exp(-4.2 * r);

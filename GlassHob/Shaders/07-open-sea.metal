@@ -1,6 +1,6 @@
 // Open Sea
 //
-// @grid 144
+// @grid 88
 // @still 6
 //
 // A net of squares, pulled tight near the eye and wide at the horizon, and lifted by waves. corner() says where a corner
@@ -8,7 +8,7 @@
 
 // @param wind 0.5 0.0 1.0 How high the waves are
 // @param speed 0.6 0.0 2.0 How fast they run
-// @param evening 0.55 0.0 1.0 From noon to the setting sun
+// @param evening 0.8 0.0 1.0 From noon to the setting sun
 // @param glitter 0.6 0.0 1.0 The sun's road on the water
 // @param haze 0.5 0.0 1.0 How soon the distance turns to air
 // @param volume 0.5 0.0 1.0 Loudness of the surf
@@ -22,31 +22,32 @@ struct Vertex {
     float3 at; // in metres: to the right, up, ahead
 };
 
-// Six waves, each with a direction, a length and a height. Water moves in circles, so a wave has narrow crests and wide
-// valleys: raising a sine to a power makes that shape. Returns the height and its slope to the right and ahead.
-float3 sea(float2 x, float far, float time, constant Params& p) {
+// Waves, each with a direction, a length and a height, every one shorter than the one before. A wave is made of parabolas
+// like (1 - t)(1 + t): much like a sine, but its slope is a simple line. Squared it has narrow crests and wide valleys,
+// as water has. Returns the height and its slope to the right and ahead.
+float3 sea(float2 x, float far, int waves, float time, constant Params& p) {
     float3 sum = float3(0.0);
-    float2 way = float2(0.28, -0.96);
-    float length = 7.5;
-    float height = 0.42 * p.wind + 0.03;
-    for (int i = 0; i < 8; i++) {
+    float2 way = float2(0.34, -0.94);
+    float length = 8.2;
+    float height = 0.50 * p.wind + 0.03;
+    for (int i = 0; i < waves; i++) {
         // A wave shorter than a few pixels would only flicker: it is left out in the distance.
-        float kept = saturate(60.0 * length / (far + 4.0) / 40.0);
-        float k = 6.2831853 / length;
-        float phase = k * dot(x, way) + sqrt(9.8 * k) * time;
-        float crest = 0.5 + 0.5 * sin(phase);
-        sum.x += kept * height * (crest * crest - 0.375);
-        sum.yz += kept * height * crest * cos(phase) * k * way;
-        x += kept * height * 0.35 * way * cos(phase);
-        way = float2(0.62 * way.x - 0.78 * way.y, 0.78 * way.x + 0.62 * way.y);
-        if (i & 1) way.x = -way.x;
-        length *= 0.68;
-        height *= 0.66;
+        float kept = saturate(1.8 * length / (0.0038 * far * far + 0.1) - 0.4) * height;
+        float t = 2.0 * fract((dot(x, way) + 1.25 * sqrt(length) * time) / length) - 1.0;
+        float crest = 0.5 + 2.0 * t * (1.0 - abs(t));
+        float slope = 4.0 * (1.0 - 2.0 * abs(t)) / length;
+        sum += kept * float3(crest * crest - 0.38, 2.0 * crest * slope * way);
+        // The next wave rides on this one and is crowded together where this one rises.
+        x += (0.30 * length * height * slope) * way;
+        way = float2(-0.48 * way.x - 0.88 * way.y, 0.88 * way.x - 0.48 * way.y);
+        way.y = -abs(way.y);
+        length *= 0.66;
+        height *= 0.60;
     }
     return sum;
 }
 
-float3 sunWay(constant Params& p) { return normalize(float3(0.18, mix(0.55, 0.055, p.evening), 1.0)); }
+float3 sunWay(constant Params& p) { return normalize(float3(0.18, mix(0.55, 0.05, p.evening), 1.0)); }
 
 float3 sunColor(constant Params& p) { return mix(float3(1.0, 0.95, 0.85), float3(1.0, 0.52, 0.20), p.evening); }
 
@@ -66,9 +67,9 @@ Vertex corner(float2 grid, constant Uniforms& u, constant Params& p) {
     float ahead = eyeHeight * 0.9 / (1.001 - grid.y) - 0.2;
     ahead = min(ahead, farthest + 400.0 * smoothstep(0.97, 1.0, grid.y));
     float aspect = u.resolution.x / u.resolution.y;
-    float2 x = float2((grid.x - 0.5) * 1.15 * (ahead + 2.0) * aspect / lens, ahead);
+    float2 x = float2((grid.x - 0.5) * 2.2 * (ahead + 2.0) * aspect / lens, ahead);
     float2 travelled = x + float2(0.0, 0.35 * u.time * p.speed);
-    float3 wave = sea(travelled, ahead, u.time * p.speed, p);
+    float3 wave = sea(travelled, ahead, 5, u.time * p.speed, p);
 
     Vertex v;
     v.at = float3(x.x, wave.x, x.y);
@@ -81,7 +82,7 @@ Vertex corner(float2 grid, constant Uniforms& u, constant Params& p) {
 float4 shade(Vertex v, constant Uniforms& u, constant Params& p) {
     float far = v.at.z;
     float2 x = v.at.xz + float2(0.0, 0.35 * u.time * p.speed);
-    float3 wave = sea(x, far, u.time * p.speed, p);
+    float3 wave = sea(x, far, 10, u.time * p.speed, p);
     float3 n = normalize(float3(-wave.y, 1.0, -wave.z));
     float3 eye = normalize(float3(v.at.x, v.at.y - eyeHeight, far));
 
@@ -95,8 +96,10 @@ float4 shade(Vertex v, constant Uniforms& u, constant Params& p) {
     float3 c = mix(body, sky(mirrored, p), saturate(grazing));
 
     // Each small slope that throws the sun's picture to the eye is a spark.
-    float spark = pow(saturate(dot(mirrored, sunWay(p))), 220.0);
-    c += sunColor(p) * (6.0 * p.glitter * spark);
+    // Far out they are too small to be seen one by one, and the road grows broad and soft.
+    float sharp = 260.0 / (1.0 + 0.06 * far);
+    float spark = pow(saturate(dot(mirrored, sunWay(p))), sharp);
+    c += sunColor(p) * (p.glitter * spark * (1.5 + 0.025 * sharp));
 
     float3 level = normalize(float3(eye.x, 0.0, eye.z));
     c = mix(c, sky(level, p), 1.0 - exp(-far * far * (0.00012 + 0.0009 * p.haze)));

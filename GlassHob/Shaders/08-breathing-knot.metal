@@ -1,12 +1,12 @@
 // Breathing Knot
 //
-// @grid 160
+// @grid 112
 // @still 7
 //
 // A net of squares is rolled into a tube and the tube is tied into a knot. One side of the net runs along the knot, the
-// other around the tube; corner() finds the place of each corner and the way in which the surface faces there.
+// other around the tube; corner() finds the place of each corner and the way its surface faces.
 
-// @param turns 2.0 1.0 3.0 How often the knot goes round its ring
+// @param loops 3.0 3.0 9.0 How many loops the knot has: three, five, seven or nine
 // @param girth 0.5 0.1 1.0 How thick the tube is
 // @param breath 0.5 0.0 1.0 How deeply it breathes
 // @param lines 24.0 0.0 60.0 Bands of gold inlaid along the tube
@@ -22,52 +22,61 @@ struct Vertex {
     float2 net;
 };
 
-// The line in the middle of the tube: round the ring `turns` times while it goes through the hole three times.
-float3 line(float along, float turns) {
-    float ring = tau * along * turns;
-    float hole = tau * along * 3.0;
-    float r = 1.0 + 0.42 * cos(hole);
-    return float3(r * cos(ring), r * sin(ring), 0.50 * sin(hole));
-}
+// A place on a curve and the way the curve goes on from there.
+struct Bend {
+    float3 at;
+    float3 ahead;
+};
 
-// A point of the surface: from the middle line outwards, at right angles to it, all round.
-float3 surface(float2 net, float time, constant Params& p) {
-    float turns = floor(p.turns + 0.5);
-    float3 middle = line(net.x, turns);
-    float3 ahead = normalize(line(net.x + 0.002, turns) - middle);
-    float3 out = normalize(middle - ahead * dot(middle, ahead));
-    float3 side = cross(ahead, out);
-    float wave = sin(tau * (3.0 * net.x - 0.12 * time)) + 0.5 * sin(tau * (5.0 * net.x + 0.07 * time));
-    float thick = (0.08 + 0.20 * p.girth) * (1.0 + 0.28 * p.breath * wave);
-    float turn = tau * net.y;
-    return middle + thick * (cos(turn) * out + sin(turn) * side);
+// The line in the middle of the tube: twice round the ring while it goes `loops` times through the hole. The
+// derivative of every sine is a cosine, so the way ahead costs almost nothing.
+Bend line(float along, float loops) {
+    float ring = tau * along * 2.0;
+    float hole = tau * along * loops;
+    float2 round = float2(cos(ring), sin(ring));
+    float2 through = float2(cos(hole), sin(hole));
+    float r = 1.0 + 0.42 * through.x;
+    Bend bend;
+    bend.at = float3(r * round, 0.50 * through.y);
+    bend.ahead = float3(2.0 * r * float2(-round.y, round.x) - 0.42 * loops * through.y * round, 0.50 * loops * through.x);
+    return bend;
 }
 
 // The whole knot turns slowly, and the pointer turns it farther.
 float3 turned(float3 x, constant Uniforms& u, constant Params& p) {
     float2 pointer = u.mouse / u.resolution - 0.5;
     float a = 0.4 * u.time * p.speed + 2.0 * pointer.x;
-    float b = 0.55 + 0.25 * sin(0.23 * u.time * p.speed) - 1.5 * pointer.y;
-    x = float3(x.x * cos(a) + x.z * sin(a), x.y, x.z * cos(a) - x.x * sin(a));
-    return float3(x.x, x.y * cos(b) - x.z * sin(b), x.y * sin(b) + x.z * cos(b));
+    float b = 0.60 + 0.25 * sin(0.23 * u.time * p.speed) + 1.5 * pointer.y;
+    x = float3(x.x * cos(a) - x.y * sin(a), x.x * sin(a) + x.y * cos(a), x.z);
+    return float3(x.x, x.y * cos(b) + x.z * sin(b), x.z * cos(b) - x.y * sin(b));
 }
 
 Vertex corner(float2 grid, constant Uniforms& u, constant Params& p) {
-    // Two small steps on the surface lie in it, and their cross product stands upright on it.
     float time = u.time * p.speed;
-    float3 x = surface(grid, time, p);
-    float3 along = surface(grid + float2(0.002, 0.0), time, p) - x;
-    float3 round = surface(grid + float2(0.0, 0.01), time, p) - x;
+    Bend bend = line(grid.x, 2.0 * floor(0.5 * p.loops - 0.25) + 1.0);
+    float pace = length(bend.ahead);
+    float3 ahead = bend.ahead / pace;
+
+    // From the middle line outwards, at right angles to it, all round.
+    float3 out = normalize(bend.at - ahead * dot(bend.at, ahead));
+    float3 side = cross(ahead, out);
+    float turn = tau * grid.y;
+    float3 round = cos(turn) * out + sin(turn) * side;
+
+    // Swellings travel along the tube. Where it grows thicker the surface leans back, by as much as it grows per step.
+    float wave = tau * (3.0 * grid.x - 0.12 * time);
+    float girth = 0.10 + 0.22 * p.girth;
+    float swell = 0.30 * p.breath * girth;
 
     Vertex v;
-    v.at = turned(x, u, p);
-    v.normal = turned(normalize(cross(round, along)), u, p);
+    v.at = turned(bend.at + (girth + swell * sin(wave)) * round, u, p);
+    v.normal = turned(normalize(round - (3.0 * swell * cos(wave) / pace) * ahead), u, p);
     v.net = grid;
 
     // The eye is 4.6 before the middle and looks ahead: what is twice as far is half as large.
     float depth = 4.6 - v.at.z;
-    float lens = 2.3;
-    v.position = float4(v.at.x * lens * u.resolution.y / u.resolution.x, v.at.y * lens, 0.2 * (depth - 2.0) * depth * 0.5, depth);
+    float lens = 2.9;
+    v.position = float4(v.at.x * lens * u.resolution.y / u.resolution.x, v.at.y * lens, 1.25 * (depth - 2.0), depth);
     return v;
 }
 
@@ -105,7 +114,7 @@ float4 shade(Vertex v, constant Uniforms& u, constant Params& p) {
 float4 background(float2 uv, constant Uniforms& u, constant Params& p) {
     float2 q = (uv - float2(0.5, 0.55)) * float2(u.resolution.x / u.resolution.y, 1.0);
     float3 warm = 0.5 + 0.5 * cos(tau * (p.hue + 0.08 + float3(0.0, 0.12, 0.2)));
-    float3 c = float3(0.010, 0.011, 0.018) + 0.055 * warm * exp(-3.0 * dot(q, q));
+    float3 c = float3(0.006, 0.008, 0.020) + 0.16 * warm * warm * exp(-4.5 * dot(q, q));
     float grain = fract(52.9829189 * fract(dot(uv * u.resolution, float2(0.06711056, 0.00583715))));
     return float4(sqrt(c) + (grain - 0.5) / 255.0, 1.0);
 }
