@@ -29,5 +29,6 @@ const Command& infoCommand();
 const Command& stillCommand();
 const Command& soundCommand();
 const Command& devicesCommand();
+const Command& samplesCommand();
 
 } // namespace hob

@@ -12,9 +12,9 @@ namespace {
 
 using glasshob::Identity::applicationName;
 
-const std::array<const Command*, 5>& commands() {
-    static const std::array<const Command*, 5> all = {&checkCommand(), &infoCommand(), &stillCommand(), &soundCommand(),
-                                                      &devicesCommand()};
+const std::array<const Command*, 6>& commands() {
+    static const std::array<const Command*, 6> all = {&checkCommand(), &infoCommand(),    &stillCommand(),
+                                                      &soundCommand(), &samplesCommand(), &devicesCommand()};
     return all;
 }
 
@@ -49,7 +49,7 @@ std::string commandHelp(const Command& command) {
 }
 
 std::string unknownCommand(const std::string& word) {
-    std::array<std::string_view, 5> names;
+    std::array<std::string_view, 6> names;
     std::ranges::transform(commands(), names.begin(), &Command::name);
     const bool isOption = word.starts_with('-');
     const std::string sentence = std::string("There is no ") + (isOption ? "option " : "command ") + word;

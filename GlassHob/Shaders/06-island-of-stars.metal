@@ -1,15 +1,15 @@
 // Island of Stars
 //
 // @particles 24000
-// @still 14
+// @still 4
 //
 // A galaxy. No arm is painted anywhere: every star runs round the middle on an ellipse, and each ellipse is turned a
 // little farther than the one inside it. Where the ellipses crowd together the stars do, too, and that makes the arms.
 
 // @param speed 0.5 0.0 2.0 How fast the stars run
-// @param arms 0.6 0.0 1.0 How strongly the ellipses are drawn out
+// @param arms 0.8 0.0 1.0 How strongly the ellipses are drawn out
 // @param wind 0.55 0.1 1.0 How tightly the arms are wound
-// @param tilt 0.62 0.0 1.0 From above, or from the side
+// @param tilt 0.45 0.0 1.0 From above, or from the side
 // @param size 0.5 0.0 1.0 How large the stars are
 // @param warmth 0.5 0.0 1.0 The colour of the old stars in the middle
 
@@ -30,9 +30,9 @@ float chance(uint n) {
 Particle spawn(uint id, constant Params& p) {
     Particle q;
     uint n = id * 7u;
-    float bulge = step(chance(n), 0.22);
+    float bulge = step(chance(n), 0.16);
     float r = chance(n + 1u);
-    q.radius = mix(0.07 - 0.21 * log(1.0 - 0.97 * r), 0.16 * r * r + 0.004, bulge);
+    q.radius = mix(0.04 - 0.22 * log(1.0 - 0.97 * r), 0.16 * r * r + 0.004, bulge);
     q.turn = 6.2831853 * chance(n + 2u);
     float h = chance(n + 3u) + chance(n + 4u) + chance(n + 5u) - 1.5;
     q.height = h * mix(0.020, 0.5 * q.radius, bulge);
@@ -107,7 +107,7 @@ float4 shade(float2 uv, constant Uniforms& u, constant Params& p, Trails trails)
     float3 old = mix(float3(1.0, 0.86, 0.70), float3(1.0, 0.60, 0.30), p.warmth);
     float3 haze = old * (0.9 * exp(-22.0 * r) + 0.30 * exp(-7.0 * r)) + float3(0.10, 0.13, 0.30) * exp(-4.2 * r);
     float3 light = trails.at(uv).rgb + haze + 0.5 * far * float3(0.8, 0.85, 1.0);
-    float3 c = float3(0.006, 0.007, 0.016) + 1.0 - exp(-1.35 * light);
+    float3 c = float3(0.006, 0.007, 0.016) + 1.0 - exp(-1.15 * light);
     float grain = fract(52.9829189 * fract(dot(uv * u.resolution, float2(0.06711056, 0.00583715))));
     return float4(c + (grain - 0.5) / 255.0, 1.0);
 }

@@ -4,6 +4,7 @@
 #include "GlassHobCore/AtomicFile.h"
 #include "GlassHobCore/FileWatcher.h"
 #include "GlassHobCore/Identity.h"
+#include "GlassHobCore/SampleShelf.h"
 #include "GlassHobCore/ShaderAssembler.h"
 #include "GlassHobCore/ShaderFile.h"
 #include "GlassHobRender/ShaderCompiler.h"
@@ -168,6 +169,24 @@ void AppModel::openAfterQuestion(const QString& path) {
 void AppModel::openSampleAfterQuestion() {
     confirmDiscard([this](bool goOn) {
         if (goOn) loadSample();
+    });
+}
+
+void AppModel::newFromSample(const std::string& file) {
+    confirmDiscard([this, file](bool goOn) {
+        if (!goOn) return;
+        const std::vector<SampleShelf::Sample> samples = SampleShelf::all();
+        const auto sample = std::ranges::find(samples, file, &SampleShelf::Sample::file);
+        if (sample == samples.end()) {
+            questions_->warn(tr("Can't open the sample"),
+                             tr("The sample %1 is missing from the app.").arg(asQString(file)));
+            return;
+        }
+        const auto copy = SampleShelf::copyInto(nativePath(shadersFolder()), *sample);
+        if (!copy)
+            questions_->warn(tr("Can't copy %1").arg(asQString(sample->title)), asQString(copy.error()));
+        else
+            open(QFile::decodeName(copy->c_str()));
     });
 }
 

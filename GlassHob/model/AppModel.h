@@ -72,6 +72,8 @@ class AppModel : public QObject {
     void chooseAndOpen();
     void openAfterQuestion(const QString& path);
     void openSampleAfterQuestion();
+    // A copy of the bundled sample, in the folder of new shaders: one that is unchanged still, else a new one.
+    void newFromSample(const std::string& file);
     void newShader();
     // `then` hears whether the text was saved.
     void save(std::function<void(bool)> then = {});

@@ -1,16 +1,20 @@
 #include "GPU/Device.h"
 #include "GlassHob/model/AppModel.h"
+#include "GlassHob/model/SampleThumbnails.h"
 #include "GlassHobCore/FileWatcher.h"
 #include "GlassHobRender/ShaderProgram.h"
 
 #include <gtest/gtest.h>
 
+#include <QCoreApplication>
+#include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
 #include <QSettings>
 #include <QTemporaryDir>
 
 #include <cmath>
+#include <map>
 
 namespace glasshob {
 namespace {
@@ -222,6 +226,65 @@ TEST_F(AppModelTest, SavingWritesExactBytesThroughALinkAndKeepsTheirMode) {
     EXPECT_EQ(contents(real), bytes + "// more\r\n");
     EXPECT_TRUE(QFileInfo(link).isSymLink());
     EXPECT_EQ(QFile::permissions(real) & (QFile::ReadGroup | QFile::ReadOther), QFile::ReadGroup);
+}
+
+TEST_F(AppModelTest, ASampleIsCopiedToTheShadersFolderAndOpenedThere) {
+    QDir folderOfShaders(AppModel::shadersFolder());
+    folderOfShaders.removeRecursively();
+    model->newFromSample("02-blue-hour.metal");
+    const QString copy = folderOfShaders.filePath("Blue Hour.metal");
+    ASSERT_EQ(model->filePath(), copy);
+    const std::string text = shown;
+    EXPECT_EQ(contents(copy), text);
+    EXPECT_EQ(model->state(), AppModel::State::live) << model->errorText().value_or("").toStdString();
+
+    // Unsaved edits are asked about first; Cancel keeps the document.
+    model->textChanged(text + "// mine\n");
+    questions.choice = 1;
+    model->newFromSample("05-silk.metal");
+    EXPECT_EQ(questions.asked.size(), 1);
+    EXPECT_EQ(model->filePath(), copy);
+
+    // Save: the changed copy keeps its text, and the sample comes under another name.
+    questions.choice = 0;
+    model->newFromSample("02-blue-hour.metal");
+    EXPECT_EQ(contents(copy), text + "// mine\n");
+    EXPECT_EQ(model->filePath(), folderOfShaders.filePath("Blue Hour 2.metal"));
+    EXPECT_EQ(shown, text);
+
+    model->newFromSample("no-such.metal");
+    EXPECT_EQ(questions.warnings,
+              QStringList{"Can't open the sample|The sample no-such.metal is missing from the app."});
+    EXPECT_EQ(model->displayName(), "Blue Hour 2.metal");
+    folderOfShaders.removeRecursively();
+}
+
+TEST_F(AppModelTest, SmallPicturesOfSamplesAreDrawnOnceAndKept) {
+    const std::vector<SampleShelf::Sample> samples = {
+        {"a.metal", "A", ShaderKind::fragment, false, shader("", "float4(1.0, 0.0, 0.0, 1.0)")},
+        {"b.metal", "B", ShaderKind::fragment, false, "no shader"},
+        {"c.metal", "C", ShaderKind::fragment, false, shader("", "float4(0.0, 0.0, u.time * 0.1, 1.0)")},
+    };
+    std::map<QString, QImage> pictures;
+    const auto collect = [&](const QString& name, const QImage& picture) { pictures[name] = picture; };
+    SampleThumbnails drawing(folder.path());
+    QObject::connect(&drawing, &SampleThumbnails::drawn, collect);
+    drawing.draw(samples);
+    EXPECT_TRUE(pictures.empty());
+    const QDeadlineTimer deadline(60000);
+    while (pictures.size() < 2 && !deadline.hasExpired())
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents | QEventLoop::AllEvents, 100);
+    ASSERT_EQ(pictures.size(), 2u);
+    EXPECT_EQ(pictures["a.metal"].size(), SampleThumbnails::size);
+    EXPECT_EQ(pictures["a.metal"].pixelColor(50, 50), QColor(255, 0, 0));
+    EXPECT_EQ(pictures["c.metal"].pixelColor(50, 50), QColor(0, 0, 255)); // at 10 s, the still's usual time
+
+    SampleThumbnails kept(folder.path());
+    QObject::connect(&kept, &SampleThumbnails::drawn, collect);
+    pictures.clear();
+    kept.draw({samples[0], samples[2]});
+    EXPECT_EQ(pictures.size(), 2u);
+    EXPECT_EQ(pictures["a.metal"].pixelColor(50, 50), QColor(255, 0, 0));
 }
 
 TEST_F(AppModelTest, SavingTheSampleAsksForAPlace) {

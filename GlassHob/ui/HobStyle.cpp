@@ -19,6 +19,7 @@ namespace {
 
 constexpr int menuRowHeight = 28;
 constexpr int menuMarkColumn = 30;
+constexpr int pictureMargin = 10;
 constexpr int scrollZone = 12;
 
 void fillRounded(QPainter& painter, const QRectF& rect, double radius, const QColor& fill, const QColor& border = {}) {
@@ -28,6 +29,15 @@ void fillRounded(QPainter& painter, const QRectF& rect, double radius, const QCo
     painter.setPen(border.isValid() ? QPen(border, 1) : Qt::NoPen);
     painter.drawRoundedRect(border.isValid() ? rect.adjusted(0.5, 0.5, -0.5, -0.5) : rect, radius, radius);
     painter.restore();
+}
+
+// The size of the pictures that a menu shows before its texts; empty for all the others.
+QSize menuPicture(const QWidget* menu) {
+    return menu != nullptr ? menu->property(menuPictureProperty).toSize() : QSize();
+}
+
+int textColumn(QSize picture) {
+    return picture.isEmpty() ? menuMarkColumn : 2 * pictureMargin + picture.width();
 }
 
 } // namespace
@@ -105,7 +115,8 @@ void HobStyle::drawControl(ControlElement element, const QStyleOption* option, Q
         }
         return;
     case CE_MenuItem:
-        if (auto item = qstyleoption_cast<const QStyleOptionMenuItem*>(option)) drawMenuItem(*item, *painter);
+        if (auto item = qstyleoption_cast<const QStyleOptionMenuItem*>(option))
+            drawMenuItem(*item, menuPicture(widget), *painter);
         return;
     case CE_MenuEmptyArea: return;
     case CE_PushButtonBevel:
@@ -143,7 +154,7 @@ void HobStyle::drawControl(ControlElement element, const QStyleOption* option, Q
     }
 }
 
-void HobStyle::drawMenuItem(const QStyleOptionMenuItem& item, QPainter& painter) const {
+void HobStyle::drawMenuItem(const QStyleOptionMenuItem& item, QSize picture, QPainter& painter) const {
     if (item.menuItemType == QStyleOptionMenuItem::Separator) {
         painter.fillRect(QRect(item.rect.left() + 1, item.rect.center().y(), item.rect.width() - 2, 1),
                          themed(Role::lineStrong));
@@ -156,7 +167,17 @@ void HobStyle::drawMenuItem(const QStyleOptionMenuItem& item, QPainter& painter)
     if (item.checkType != QStyleOptionMenuItem::NotCheckable && item.checked)
         paintIcon(painter, Icon::check, QRectF(item.rect.left() + 10, item.rect.center().y() - 7.5, 16, 16),
                   themed(enabled ? Role::accentText : Role::disabled));
-    const QRect text = item.rect.adjusted(menuMarkColumn, 0, -12, 0);
+    if (!picture.isEmpty()) {
+        const QRect frame(
+            QPoint(item.rect.left() + pictureMargin, item.rect.top() + (item.rect.height() - picture.height()) / 2),
+            picture);
+        fillRounded(painter, frame, 4, themed(Role::lineStrong));
+        if (const QPixmap pixmap = item.icon.pixmap(picture * 2); !pixmap.isNull()) {
+            painter.setRenderHint(QPainter::SmoothPixmapTransform);
+            painter.drawPixmap(frame, pixmap);
+        }
+    }
+    const QRect text = item.rect.adjusted(textColumn(picture), 0, -12, 0);
     const qsizetype tab = item.text.indexOf(u'\t');
     painter.setFont(item.font);
     painter.setPen(ink);
@@ -262,10 +283,11 @@ QSize HobStyle::sizeFromContents(ContentsType type, const QStyleOption* option, 
             const qsizetype tab = item->text.indexOf(u'\t');
             QString label = tab < 0 ? item->text : item->text.left(tab);
             label.remove(u'&');
-            int width = menuMarkColumn + metrics.horizontalAdvance(label) + 24;
+            const QSize picture = menuPicture(widget);
+            int width = textColumn(picture) + metrics.horizontalAdvance(label) + 24;
             if (tab >= 0) width += 24 + metrics.horizontalAdvance(item->text.mid(tab + 1));
             if (item->menuItemType == QStyleOptionMenuItem::SubMenu) width += 24;
-            return QSize(width, menuRowHeight);
+            return QSize(width, std::max(menuRowHeight, picture.height() + 10));
         }
         break;
     case CT_PushButton:

@@ -11,6 +11,9 @@ class QStyleOptionSlider;
 
 namespace glasshob {
 
+// A menu whose entries have pictures carries their size (a QSize) under this name.
+inline constexpr auto menuPictureProperty = "hobPictureSize";
+
 class HobStyle : public QProxyStyle {
     Q_OBJECT
   public:
@@ -32,7 +35,7 @@ class HobStyle : public QProxyStyle {
                          const QWidget* widget) const override;
 
   private:
-    void drawMenuItem(const QStyleOptionMenuItem& item, QPainter& painter) const;
+    void drawMenuItem(const QStyleOptionMenuItem& item, QSize picture, QPainter& painter) const;
     void drawScrollBar(const QStyleOptionSlider& bar, QPainter& painter) const;
     void drawButton(const QStyleOptionButton& button, QPainter& painter) const;
 };

@@ -2,11 +2,13 @@
 
 #include "GPU/Device.h"
 #include "GlassHob/model/AppModel.h"
+#include "GlassHob/model/SampleThumbnails.h"
 #include "GlassHob/ui/CodeEditor.h"
 #include "GlassHob/ui/Controls.h"
 #include "GlassHob/ui/Inspector.h"
 #include "GlassHob/ui/MessageList.h"
 #include "GlassHob/ui/Panes.h"
+#include "GlassHob/ui/SampleMenu.h"
 #include "GlassHob/ui/StatusLine.h"
 #include "GlassHob/ui/Theme.h"
 #include "GlassHob/ui/Toolbar.h"
@@ -195,7 +197,12 @@ void MainWindow::makeActions() {
 void MainWindow::makeMenus() {
     menuBar()->setNativeMenuBar(true);
     QMenu* file = menuBar()->addMenu(tr("&File"));
-    file->addActions({new_, open_, openSample_});
+    file->addAction(new_);
+    fromSample_ = new SampleMenu(new SampleThumbnails({}, this), file);
+    connect(fromSample_, &SampleMenu::chosen, this,
+            [this](const QString& sample) { model_.newFromSample(sample.toStdString()); });
+    file->addMenu(fromSample_);
+    file->addActions({open_, openSample_});
     file->addSeparator();
     file->addActions({save_, saveAs_, revert_});
     file->addSeparator();

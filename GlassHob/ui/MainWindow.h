@@ -16,6 +16,7 @@ class EditorPane;
 class Inspector;
 class MessageList;
 class PreviewPane;
+class SampleMenu;
 class StatusLine;
 class Toolbar;
 
@@ -57,6 +58,7 @@ class MainWindow : public QMainWindow {
     Canvas* canvas_ = nullptr;
     Inspector* inspector_ = nullptr;
     StatusLine* status_ = nullptr;
+    SampleMenu* fromSample_ = nullptr;
     bool closing_ = false; // the question about unsaved edits has been answered
 
     QAction *new_, *open_, *openSample_, *save_, *saveAs_, *revert_, *showInFiles_, *quit_;

@@ -7,6 +7,10 @@ TEST_F(HobTest, GivesHelpAndVersionOnStandardOutput) {
         {{"info", "--help"}, "Usage: hob info"},
         {{"still", "-o", "--help"}, "Usage: hob still FILE -o OUT.png"},
         {{"sound", "-h"}, "Usage: hob sound"},
+        {{"samples", "--help"}, "Usage: hob samples"},
+        {{"samples"}, "01-flowing-color.metal "},
+        {{"samples", "--print", "Blue Hour"}, "// Blue Hour\n"},
+        {{"samples", "--print", "05-silk.metal"}, "// Silk\n"},
         {{"devices", "--help"}, "Usage: hob devices"},
         {{"--version"}, "hob 0."},
     };
@@ -34,6 +38,7 @@ TEST_F(HobTest, RefusesAWrongCommandLineInOneSentence) {
         {{"check", "--fast", "a.metal"}, "--fast"},
         {{"info", "a.metal", "a.metal"}, "a.metal"},
         {{"devices", "a.metal"}, "a.metal"},
+        {{"samples", "--print", "Silk Road"}, "Silk Road"},
         {{"still", "a.metal"}, "-o OUT.png"},
         {{"sound", "a.metal"}, "-o OUT.wav"},
         {still + QStringList{"--size", "0x0"}, "0x0"},
