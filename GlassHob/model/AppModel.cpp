@@ -349,6 +349,7 @@ void AppModel::compile(const std::string& text) {
 
 void AppModel::fail(std::vector<Diagnostic> diagnostics, const QString& text) {
     diagnostics_ = std::move(diagnostics);
+    warnings_.clear();
     errorText_ = text;
     emit compiled();
 }
@@ -356,6 +357,8 @@ void AppModel::fail(std::vector<Diagnostic> diagnostics, const QString& text) {
 void AppModel::takeProgram(std::shared_ptr<const ShaderProgram> program) {
     program_ = std::move(program);
     diagnostics_.clear();
+    warnings_ = DiagnosticParser::parse(program_->warnings());
+    std::erase_if(warnings_, [](const Diagnostic& warning) { return warning.line <= 0; });
     errorText_.reset();
     SliderValues carried, defaults;
     for (const ParamDecl& declaration : program_->params()) {

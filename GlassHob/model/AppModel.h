@@ -92,6 +92,8 @@ class AppModel : public QObject {
     const std::shared_ptr<gpu::Device>& device() const { return device_; }
     const std::shared_ptr<const ShaderProgram>& program() const { return program_; }
     const std::vector<Diagnostic>& diagnostics() const { return diagnostics_; }
+    // What the compiler warned of in the program that runs, on the user's lines; empty while the text does not compile.
+    const std::vector<Diagnostic>& warnings() const { return warnings_; }
     const std::optional<QString>& errorText() const { return errorText_; }
     const std::vector<std::string>& sourceLines() const { return sourceLines_; }
     std::optional<double> compileMillis() const { return compileMillis_; }
@@ -134,7 +136,7 @@ class AppModel : public QObject {
 
   signals:
     void documentChanged(); // file, dirty, needsRun
-    void compiled();        // program, diagnostics, errorText, compileMillis, values
+    void compiled();        // program, diagnostics, warnings, errorText, compileMillis, values
     void valueChanged(const QString& name);
     void valuesReset();
     void clockChanged(); // a tenth of a second has passed, or pause and start were pressed
@@ -162,6 +164,7 @@ class AppModel : public QObject {
 
     std::shared_ptr<const ShaderProgram> program_;
     std::vector<Diagnostic> diagnostics_;
+    std::vector<Diagnostic> warnings_;
     std::optional<QString> errorText_;
     std::vector<std::string> sourceLines_;
     std::optional<double> compileMillis_;

@@ -176,6 +176,25 @@ TEST_F(AppModelTest, AFailedCompileKeepsThePictureAndTheSliders) {
     EXPECT_TRUE(model->statusText().startsWith("Live · compiled in ")) << model->statusText().toStdString();
 }
 
+TEST_F(AppModelTest, WarningsHaveAListOfTheirOwn) {
+    const std::string body = "float4 shade(float2 uv) {\n    float spare = 1.0;\n    return float4(uv, 0.0, 1.0);\n}\n";
+    const std::string host =
+        "float4 shade(float2 uv, constant Uniforms& u, constant Params& p) { return shade(uv); }\n";
+    model->open(file("a.metal", body + host));
+    EXPECT_EQ(model->state(), AppModel::State::live);
+    EXPECT_TRUE(model->diagnostics().empty());
+    ASSERT_EQ(model->warnings().size(), 1U);
+    EXPECT_EQ(model->warnings()[0], (Diagnostic{Diagnostic::Severity::warning, 2, 11, "unused variable 'spare'"}));
+    model->textChanged(body + host + "float late() { return nowhere; }\n");
+    delay_->elapse();
+    EXPECT_TRUE(model->warnings().empty()) << "a text that does not compile has no program to warn of";
+    for (const Diagnostic& diagnostic : model->diagnostics())
+        EXPECT_EQ(diagnostic.severity == Diagnostic::Severity::error, diagnostic.line == 6);
+    model->textChanged(shader(""));
+    delay_->elapse();
+    EXPECT_TRUE(model->warnings().empty());
+}
+
 TEST_F(AppModelTest, ValuesAreCarriedOverByNameWhileTheDefaultStays) {
     struct Case {
         const char* params;

@@ -6,11 +6,11 @@
 #include "GlassHob/ui/SeverityLook.h"
 #include "GlassHob/ui/Theme.h"
 
-#include <algorithm>
 #include <QCoreApplication>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QWheelEvent>
+#include <algorithm>
 
 namespace glasshob {
 

@@ -265,7 +265,7 @@ void MainWindow::followDocument() {
     const bool runs = model_.program() != nullptr && !model_.needsRun();
     for (QAction* action : {pauseOrPlay_, backToStart_, saveStill_})
         action->setEnabled(runs);
-    const bool problems = !model_.diagnostics().empty();
+    const bool problems = !model_.diagnostics().empty() || !model_.warnings().empty();
     nextProblem_->setEnabled(problems);
     previousProblem_->setEnabled(problems);
 }

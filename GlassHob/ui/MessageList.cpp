@@ -234,6 +234,7 @@ MessageList::MessageList(QWidget* parent) : Ground(Role::panel, Qt::TopEdge, par
     auto* copy = new ToolButton(Icon::copy, tr("Copy messages"), this, 28, 16);
     collapse_ = new ToolButton(Icon::chev, tr("Collapse the messages"), this, 28, 16);
     rows_ = new MessageRows(this);
+    rows_->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Ignored); // none is left when it is collapsed
     auto* head = new QHBoxLayout;
     head->setContentsMargins(16, 1, 8, 0);
     head->setSpacing(4);
@@ -253,7 +254,8 @@ MessageList::MessageList(QWidget* parent) : Ground(Role::panel, Qt::TopEdge, par
 
     connect(copy, &QAbstractButton::clicked, this, [this] { QApplication::clipboard()->setText(copyText_); });
     connect(collapse_, &QAbstractButton::clicked, this, [this] {
-        collapsed_ = !collapsed_;
+        collapsed() = !isCollapsed();
+        followCollapsed();
         fit();
     });
     connect(rows_, &MessageRows::heightWanted, this, &MessageList::fit);
@@ -282,20 +284,35 @@ QString MessageList::summary(const std::vector<Diagnostic>& messages) {
 }
 
 void MessageList::setMessages(const std::vector<Diagnostic>& messages, const QString& plainText) {
+    show(messages, plainText, false);
+}
+
+void MessageList::setWarnings(const std::vector<Diagnostic>& warnings, const QString& plainText) {
+    show(warnings, warnings.empty() ? QString() : plainText, true);
+}
+
+void MessageList::followCollapsed() {
+    collapse_->setToolTip(isCollapsed() ? tr("Show the messages") : tr("Collapse the messages"));
+    collapse_->setAccessibleName(collapse_->toolTip());
+}
+
+void MessageList::show(const std::vector<Diagnostic>& messages, const QString& plainText, bool areWarnings) {
     hasMessages_ = !messages.empty() || !plainText.isEmpty();
+    if (hasMessages_) areWarnings_ = areWarnings;
+    followCollapsed();
     // While it closes it goes on showing what it showed.
     if (hasMessages_) {
         rows_->setMessages(messages, plainText);
         heading_->setText(messages.empty() ? tr("The compiler says") : summary(messages));
         copyText_ = plainText;
-        show();
+        QWidget::show();
     }
     fit();
 }
 
 int MessageList::wantedHeight() const {
     if (!hasMessages_) return 0;
-    if (collapsed_) return headingHeight;
+    if (isCollapsed()) return headingHeight;
     return headingHeight + std::min(rows_->contentHeight(), mostRows * rowHeightOne) + bottomMargin;
 }
 

@@ -64,6 +64,8 @@ class MessageList : public Ground {
     explicit MessageList(QWidget* parent);
 
     void setMessages(const std::vector<Diagnostic>& messages, const QString& plainText);
+    // The warnings of a text that compiles: only the heading opens by itself, the rows when they are asked for.
+    void setWarnings(const std::vector<Diagnostic>& warnings, const QString& plainText);
     // Steps to the next message that has a place, from the current one; wraps round.
     void step(int direction);
     MessageRows* rows() const { return rows_; }
@@ -78,13 +80,19 @@ class MessageList : public Ground {
   private:
     int wantedHeight() const;
     void fit();
+    void show(const std::vector<Diagnostic>& messages, const QString& plainText, bool areWarnings);
+    bool& collapsed() { return areWarnings_ ? warningsCollapsed_ : collapsed_; }
+    bool isCollapsed() const { return areWarnings_ ? warningsCollapsed_ : collapsed_; }
+    void followCollapsed();
 
     TextLine* heading_;
     ToolButton* collapse_;
     MessageRows* rows_;
     QString copyText_;
     QVariantAnimation height_;
+    bool areWarnings_ = false;
     bool collapsed_ = false;
+    bool warningsCollapsed_ = true;
     bool hasMessages_ = false;
 };
 

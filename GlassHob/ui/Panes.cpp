@@ -96,8 +96,13 @@ void EditorPane::followCompile() {
         const std::string_view kind = rawValue(program->kind());
         kind_->setText(QString::fromLatin1(kind.data(), qsizetype(kind.size())));
     }
-    editor_->setDiagnostics(model_.diagnostics());
-    messages_->setMessages(model_.diagnostics(), model_.errorText().value_or(QString()));
+    if (model_.errorText()) {
+        editor_->setDiagnostics(model_.diagnostics());
+        messages_->setMessages(model_.diagnostics(), *model_.errorText());
+    } else {
+        editor_->setDiagnostics(model_.warnings());
+        messages_->setWarnings(model_.warnings(), program ? QString::fromStdString(program->warnings()) : QString());
+    }
 }
 
 // The strip's own ground: while a compile has failed it is the banner, with an edge and an icon at its left.

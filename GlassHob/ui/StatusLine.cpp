@@ -9,6 +9,8 @@
 #include <QHBoxLayout>
 #include <QPainter>
 
+#include <algorithm>
+
 namespace glasshob {
 
 class StatusLine::Sign : public QWidget {
@@ -88,6 +90,10 @@ void StatusLine::follow() {
     const std::size_t sliders = model_.program() ? model_.program()->params().size() : 0;
     if (errors > 0)
         count_->setText(errors == 1 ? tr("1 error") : tr("%1 errors").arg(errors));
+    else if (const auto warnings =
+                 std::ranges::count(model_.warnings(), Diagnostic::Severity::warning, &Diagnostic::severity);
+             warnings > 0)
+        count_->setText(warnings == 1 ? tr("1 warning") : tr("%1 warnings").arg(warnings));
     else if (sliders > 0)
         count_->setText(sliders == 1 ? tr("1 slider") : tr("%1 sliders").arg(sliders));
     else
