@@ -56,7 +56,7 @@ Binding binding(const ir::Variable& variable) {
     out.isWritten = variable.isWritable;
     out.samplerState = variable.samplerState;
     out.argumentBuffer = variable.argumentBuffer;
-    TypeRef element = variable.type;
+    TypeRef element = variable.declared != nullptr ? variable.declared : variable.type;
     if (variable.kind != ir::Variable::Kind::buffer && element->is(TypeKind::array)) {
         out.arrayCount = static_cast<std::uint32_t>(element->count);
         element = element->element;

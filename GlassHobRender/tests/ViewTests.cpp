@@ -125,6 +125,41 @@ kernel void check(device uint* raw [[buffer(0)]], device float* f [[buffer(1)]],
     EXPECT_EQ(valuesOf<float>(buffers[1]), (std::vector<float>{-1, 2, 3 + 32, 4}));
 }
 
+TEST(BufferViews, UnionsLieInBuffers) {
+    // Item: kind, 4 bytes of Bits, 8 of padding, 16 of Big.
+    std::vector<std::vector<std::byte>> buffers = {bytesOf(std::vector<std::uint32_t>(16)),
+                                                   bytesOf(std::vector<std::uint32_t>{0x40490fdb}),
+                                                   bytesOf(std::vector<std::uint32_t>{1, 2, 3, 4})};
+    ASSERT_TRUE(runKernel(head + R"(
+union Bits { float f; uint u; };
+union Big { float4 v; float a[4]; struct { half x, y; } h; };
+struct Item { uint kind; Bits b; Big big; };
+uint look(device const Item& item) { return item.b.u >> 24; }
+kernel void check(device Item* items [[buffer(0)]], constant Bits& pi [[buffer(1)]], device Bits* bits [[buffer(2)]]) {
+    items[1].b.f = pi.f + 0;
+    items[1].kind = look(items[1]);
+    items[0].big.v = float4(1, 2, 3, 4);
+    items[0].big.a[pi.u & 3] = 8;
+    items[0].big.h.y = 1.0h;
+    bits[0] = bits[3];
+    Bits local = bits[1];
+    local.u += 10;
+    bits[2] = local;
+    device Item* p = items;
+    p++;
+    p->big.a[1] = as_type<float>(p->b.u + 1);
+})",
+                          buffers, 1, {.threadgroup = {1, 1, 1}}));
+    const auto words = valuesOf<std::uint32_t>(buffers[0]);
+    EXPECT_EQ(words[8], 0x40U);
+    EXPECT_EQ(words[9], 0x40490fdbU);
+    EXPECT_EQ(words[4], 0x3c000000U) << "half of the float 1 is the half 1 now";
+    EXPECT_EQ(words[5], std::bit_cast<std::uint32_t>(2.0F));
+    EXPECT_EQ(words[7], std::bit_cast<std::uint32_t>(8.0F));
+    EXPECT_EQ(words[13], 0x40490fdcU);
+    EXPECT_EQ(valuesOf<std::uint32_t>(buffers[2]), (std::vector<std::uint32_t>{4, 2, 12, 4}));
+}
+
 TEST(BufferViews, WildIndexesStayInside) {
     std::vector<std::vector<std::byte>> buffers = {bytesOf(std::vector<std::uint32_t>(8)),
                                                    bytesOf(std::vector<std::int32_t>{-1000000, 1000000})};

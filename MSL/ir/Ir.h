@@ -120,7 +120,8 @@ struct Variable {
     std::uint32_t metalIndex = 0;
     std::int32_t argumentBuffer = -1; // the buffer index of the argument buffer that it is a member of
     bool isWritable = false;
-    bool isAliased = false; // another buffer variable has the same binding
+    bool isAliased = false;     // another buffer variable has the same binding
+    TypeRef declared = nullptr; // a buffer that is words here: what the source says lies there
     bool isConstexprSampler = false;
     SamplerState samplerState;
     // A texture or sampler whose type is an array takes one binding with as many descriptors.

@@ -323,26 +323,30 @@ ir::Variable* Lowering::bufferVariable(const ResourceSlot& slot, TypeRef type, S
         unsupported(at, "a parameter of type '" + typeName(type) + "' is");
         return nullptr;
     }
-    if (unionCarrier(type->element) != nullptr) {
-        unsupported(at, "a union in a buffer is");
-        return nullptr;
-    }
-    if (!checkStorable(type->element, at)) return nullptr;
-    ir::Variable* variable = module_.newVariable(
-        ir::Variable::Kind::buffer, isPointer ? module_.types.array(type->element, 0) : type->element, slot.name);
+    // A buffer with unions in it is words, seen as what it is said to be.
+    const bool isWords = holdsUnion(type->element);
+    const TypeRef declared = isPointer ? module_.types.array(type->element, 0) : type->element;
+    const TypeRef held = isWords ? module_.types.array(module_.types.uint(), 0) : declared;
+    ir::Variable* variable = module_.newVariable(ir::Variable::Kind::buffer, held, slot.name);
+    if (isWords) variable->declared = declared;
     variable->set = slot.set;
     variable->binding = slot.binding;
     variable->metalIndex = slot.index;
     variable->argumentBuffer = slot.argumentBuffer;
     variable->isWritable = type->space == AddressSpace::device && !type->pointeeConst;
-    const bool isUniform =
-        type->space == AddressSpace::constant && !isPointer && layoutOf(type->element).size <= maxUniformBytes;
+    const bool isUniform = type->space == AddressSpace::constant && !isPointer && !isWords &&
+                           layoutOf(type->element).size <= maxUniformBytes;
     variable->bindingKind = isUniform ? BindingKind::uniformBuffer : BindingKind::storageBuffer;
     return variable;
 }
 
 Access Lowering::bufferAccess(ir::Variable* variable, TypeRef type) {
     ir::Place* place = builder_.place(variable);
+    if (variable->declared != nullptr) {
+        const Access words = placeAccess(builder_.placeIndex(place, 0U, module_.types.uint()), module_.types.uint());
+        const Access view = placeAccess(viewOf(words, type->element), type->element);
+        return type->is(TypeKind::pointer) ? heldAccess(pointerTo(view, type)) : view;
+    }
     if (!type->is(TypeKind::pointer)) return placeAccess(place, type->element);
     const Access first = placeAccess(builder_.placeIndex(place, 0U, type->element), type->element);
     return heldAccess(pointerTo(first, type));
@@ -387,10 +391,10 @@ Operand Lowering::argumentBuffer(EntryState& state, VarDecl* parameter, std::uin
             const Access access = bufferAccess(variable, field->type);
             result.members[i] = field->type->is(TypeKind::pointer) ? access.held : pointerTo(access, field->type);
         } else if (!isOpaque(field->type)) {
-            variable = bufferVariable(slot, module_.types.reference(field->type, AddressSpace::constant, true),
-                                      field->location);
+            const TypeRef reference = module_.types.reference(field->type, AddressSpace::constant, true);
+            variable = bufferVariable(slot, reference, field->location);
             if (variable == nullptr) continue;
-            result.members[i] = load(placeAccess(builder_.place(variable), field->type), field->location);
+            result.members[i] = load(bufferAccess(variable, reference), field->location);
         } else {
             unsupported(field->location, "a member of type '" + typeName(field->type) + "' in an argument buffer is");
             continue;

@@ -172,6 +172,8 @@ Access Lowering::memberAccess(const Access& base, const VarDecl* field, SourceLo
     const std::uint32_t number = field->index;
     Access result;
     if (base.type->is(TypeKind::struct_) && base.type->structDecl->isUnion) {
+        if (base.kind == Access::Kind::place && isView(base.place))
+            return placeAccess(viewOf(base, field->type), field->type);
         if (!checkStorable(base.type, at)) return errorAccess(field->type);
         if (base.kind == Access::Kind::value)
             return heldAccess(Operand::ofValue(fromWords(valueType(field->type), base.held.value), field->type));

@@ -3,6 +3,8 @@
 // reads and writes of bytes, half-words and words, of further variables on the buffer's binding.
 #include "MSL/lower/Lowering.h"
 
+#include <algorithm>
+
 namespace msl {
 
 using ir::Op;
@@ -15,8 +17,7 @@ bool Lowering::isView(const ir::Place* place) const {
 // The same place as another type; null when it does not lie in a buffer as a whole.
 ir::Place* Lowering::viewOf(const Access& held, TypeRef as) {
     if (held.kind != Access::Kind::place || held.swizzleCount > 0 || held.unionMember != nullptr ||
-        held.place->root->kind != ir::Variable::Kind::buffer || isOpaque(as) || layoutOf(as).size == 0 ||
-        (unionCarrier(as) == nullptr && !isStorable(as)))
+        held.place->root->kind != ir::Variable::Kind::buffer || isOpaque(as) || layoutOf(as).size == 0)
         return nullptr;
     const auto known = views_.find(held.place->root);
     ir::Variable* buffer = known != views_.end() ? known->second : held.place->root;
@@ -97,15 +98,30 @@ ir::Place* Lowering::atomicPlace(ir::Place* place, ScalarKind kind) {
     return wordPlace(views_.at(place->root), word, byteOffset(*place), 0);
 }
 
+bool Lowering::holdsUnion(TypeRef type) const {
+    if (type->is(TypeKind::array)) return holdsUnion(type->element);
+    if (!type->is(TypeKind::struct_) || type->structDecl == nullptr) return false;
+    return type->structDecl->isUnion ||
+           std::ranges::any_of(type->structDecl->fields, [&](const VarDecl* field) { return holdsUnion(field->type); });
+}
+
+// A union is copied as its words, if it has any of its own; a struct with one inside is not.
+bool Lowering::canCopy(TypeRef type) {
+    if (!holdsUnion(type) || (unionCarrier(type) != nullptr && layoutOf(type).size % 4 == 0)) return true;
+    unsupported(builder_.location, "copying a union of this kind, or something with a union in it, is");
+    return false;
+}
+
 Value* Lowering::loadPlace(ir::Place* place) {
     if (!isView(place)) return builder_.load(place);
+    if (!canCopy(place->type)) return module_.constantNull(valueType(place->type));
     return readBytes(views_.at(place->root), place->type, byteOffset(*place), 0);
 }
 
 void Lowering::storePlace(ir::Place* place, Value* value) {
-    if (isView(place))
+    if (isView(place) && canCopy(place->type))
         writeBytes(views_.at(place->root), place->type, byteOffset(*place), 0, value);
-    else
+    else if (!isView(place))
         builder_.store(place, value);
 }
 

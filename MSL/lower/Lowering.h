@@ -214,6 +214,8 @@ class Lowering {
     ir::Value* byteOffset(const ir::Place& place);
     ir::Place* wordPlace(ir::Variable* buffer, ScalarKind kind, ir::Value* bytes, std::uint64_t more);
     ir::Place* atomicPlace(ir::Place* place, ScalarKind kind);
+    bool holdsUnion(TypeRef type) const;
+    bool canCopy(TypeRef type);
     ir::Value* loadPlace(ir::Place* place);
     void storePlace(ir::Place* place, ir::Value* value);
     TypeRef partInMemory(TypeRef type, std::uint32_t index) const;
