@@ -148,6 +148,7 @@ class Generator {
     void record() {
         line("struct " + prefix_ + "Record {");
         line("    int a;\n    float f;\n    int4 v;\n    short list[4];\n    bool flag;");
+        line("    struct Inner { uchar b; int grid[2][4]; uint2 pair; } inner;");
         line("    int sum() const CONST_THREAD { return a + list[0] * 3 + list[3] + v.y; }");
         line("    void bump(int by) { a += by; list[by & 3] = short(list[by & 3] + by); v.z = a; flag = !flag; }");
         line("    int get(uint i) const CONST_THREAD { return list[i & 3u]; }");
@@ -192,13 +193,20 @@ class Generator {
         }
     }
 
+    // An element of an array or of what a pointer points to, in one of the ways to write it.
+    std::string element(const Variable& variable, unsigned depth) {
+        const std::string at = index(variable.arraySize, depth);
+        if (variable.isPointer && chance(40)) return "(*(" + variable.name + " + (" + at + ")))";
+        return variable.name + "[" + at + "]";
+    }
+
     // A readable access of this kind, or nothing.
     std::string read(Kind kind) {
         std::vector<std::string> found;
         const auto look = [&](const std::vector<Variable>& from) {
             for (const Variable& variable : from) {
                 std::string access = variable.name;
-                if (variable.arraySize > 0) access += "[" + index(variable.arraySize, 1) + "]";
+                if (variable.arraySize > 0) access = element(variable, 1);
                 if (variable.kind == kind) found.push_back(access);
                 if (variable.kind == Kind::record) {
                     if (kind == Kind::i32) found.push_back(access + (chance(50) ? ".a" : ".sum()"));
@@ -207,6 +215,10 @@ class Generator {
                     if (kind == Kind::int4) found.push_back(access + ".v");
                     if (kind == Kind::i16) found.push_back(access + ".list[" + index(4, 1) + "]");
                     if (kind == Kind::boolean) found.push_back(access + ".flag");
+                    if (kind == Kind::u8) found.push_back(access + ".inner.b");
+                    if (kind == Kind::uint2) found.push_back(access + ".inner.pair");
+                    if (kind == Kind::i32)
+                        found.push_back(access + ".inner.grid[" + index(2, 1) + "][" + index(4, 1) + "]");
                 }
                 if (variable.kind == Kind::int4 && kind == Kind::i32) found.push_back(access + "." + "xyzw"[below(4)]);
                 if (variable.kind == Kind::int4 && kind == Kind::int4) found.push_back(access + swizzle(4, "xyzw", 4));
@@ -397,6 +409,9 @@ class Generator {
                 variable.isPointer = true;
             } else if (reference) {
                 text = "THREAD " + text + "&";
+            } else if (!(function.isTemplate && i == 0) && chance(20)) {
+                text = "const THREAD " + text + "&"; // a temporary binds to it as well
+                variable.isConst = true;
             }
             parameters += (i > 0 ? ", " : "") + text + " " + variable.name;
             function.parameters.push_back(variable);
@@ -418,7 +433,7 @@ class Generator {
         for (const Variable& variable : scope_) {
             if (variable.isConst) continue;
             std::string access = variable.name;
-            if (variable.arraySize > 0) access += "[" + index(variable.arraySize, 0) + "]";
+            if (variable.arraySize > 0) access = element(variable, 0);
             found.emplace_back(access, variable.kind);
             if (variable.kind == Kind::int4) found.emplace_back(access + "." + "xyzw"[below(4)], Kind::i32);
             if (variable.kind == Kind::float3) found.emplace_back(access + "." + "xyz"[below(3)], Kind::f32);
@@ -429,13 +444,34 @@ class Generator {
                 found.emplace_back(access + ".v.w", Kind::i32);
                 found.emplace_back(access + ".list[" + index(4, 0) + "]", Kind::i16);
                 found.emplace_back(access + ".flag", Kind::boolean);
+                found.emplace_back(access + ".inner.b", Kind::u8);
+                found.emplace_back(access + ".inner.pair", Kind::uint2);
+                found.emplace_back(access + ".inner.pair.y", Kind::u32);
+                found.emplace_back(access + ".inner.grid[" + index(2, 0) + "][" + index(4, 0) + "]", Kind::i32);
                 found.emplace_back(access + ".f", Kind::f32);
             }
         }
         return found.empty() ? std::pair<std::string, Kind>() : pick(found);
     }
 
+    // A second name for something that may be written.
+    void declareReference(unsigned depth) {
+        for (unsigned tries = 0; tries < 4; ++tries) {
+            const auto [access, kind] = target();
+            // No reference binds to a part of a vector, and none to what a changing index would have to be kept for.
+            const std::size_t dot = access.rfind('.');
+            const bool isPart = dot != std::string::npos && access.size() - dot == 2 &&
+                                std::string("xyzw").find(access[dot + 1]) != std::string::npos;
+            if (access.empty() || isPart) continue;
+            const std::string name = fresh("r");
+            line(indent(depth) + "THREAD " + type(kind) + "& " + name + " = " + access + ";");
+            scope_.push_back({name, kind});
+            return;
+        }
+    }
+
     void declare(unsigned depth) {
+        if (chance(12)) return declareReference(depth);
         const Kind kind = anyKind();
         Variable variable{fresh("v"), kind};
         if (chance(20) && kind != Kind::record) {
@@ -497,10 +533,6 @@ class Generator {
             std::string found;
             for (const Variable& variable : scope_) {
                 if (variable.kind != parameter.kind || variable.isConst) continue;
-                bool isUsed = false; // two names for one thing are another matter
-                for (const std::string& name : used)
-                    isUsed = isUsed || name == variable.name;
-                if (isUsed) continue;
                 if (parameter.isPointer && variable.arraySize >= 4) found = variable.name;
                 if (!parameter.isPointer && !(variable.arraySize > 0 && variable.isPointer && chance(50)))
                     found = variable.arraySize > 0 ? variable.name + "[" + index(variable.arraySize, 0) + "]"
