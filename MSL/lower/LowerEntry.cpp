@@ -170,6 +170,16 @@ void setInterpolation(ir::Variable& variable, std::span<const Attribute> attribu
     variable.isInvariant = has("invariant");
 }
 
+// The interface's variable that has the place which `variable` asks for, null when it is free.
+const ir::Variable* rivalOf(const std::vector<ir::Variable*>& interface, const ir::Variable& variable) {
+    const auto found = std::ranges::find_if(interface, [&](const ir::Variable* other) {
+        return other->kind == variable.kind && other->systemValue == variable.systemValue &&
+               (variable.systemValue != SystemValue::none ||
+                (other->location == variable.location && other->index == variable.index));
+    });
+    return found == interface.end() ? nullptr : *found;
+}
+
 std::uint32_t locationCount(TypeRef type) {
     switch (type->kind) {
     case TypeKind::matrix: return type->columns;
@@ -187,6 +197,13 @@ std::uint32_t Lowering::locationFor(std::string_view name, TypeRef type) {
     const auto [at, isNew] = locations_.try_emplace(name, nextLocation_);
     if (isNew) nextLocation_ += locationCount(type);
     return at->second;
+}
+
+void Lowering::reportRivals(SourceLocation at, const ir::Variable& variable, const ir::Variable& rival) {
+    const std::string what =
+        variable.attribute.empty() ? "user(" + std::string(variable.name) + ")" : std::string(variable.attribute);
+    diagnostics_.error(at, "'" + std::string(variable.name) + "' cannot be [[" + what + "]]: '" +
+                               std::string(rival.name) + "' is it already");
 }
 
 void Lowering::assignLocations(const TranslationUnit& unit) {
@@ -280,6 +297,8 @@ Value* Lowering::inputValue(EntryState& state, const VarDecl* declaration, TypeR
             variable->location = locationFor(varyingName(declaration), plainType);
             setInterpolation(*variable, declaration->attributes, plainType);
         }
+        if (const ir::Variable* rival = rivalOf(*state.entry->interface, *variable))
+            reportRivals(declaration->location, *variable, *rival);
         state.entry->interface->push_back(variable);
         value = builder_.load(builder_.place(variable));
     } else if (system->derived != Derived::none) {
@@ -503,6 +522,8 @@ void Lowering::storeOutput(EntryState& state, const VarDecl* field, Value* value
         variable->isInvariant = findAttribute(attributes, "invariant") != nullptr;
         state.entry->usesDepthOutput = state.entry->usesDepthOutput || systemValue == SystemValue::fragDepth;
     }
+    if (const ir::Variable* rival = rivalOf(*state.entry->interface, *variable))
+        reportRivals(isWhole ? state.function->location : field->location, *variable, *rival);
     state.entry->interface->push_back(variable);
     ir::Place* place = builder_.place(variable);
     if (isWrapped) place = builder_.placeIndex(place, 0U, outputType);

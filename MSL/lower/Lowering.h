@@ -301,6 +301,7 @@ class Lowering {
     ir::Value* derivedValue(EntryState& state, std::uint8_t derived, const VarDecl* declaration);
     Access threadgroupParameter(EntryState& state, VarDecl* parameter);
     Operand stageInput(EntryState& state, TypeRef type);
+    void reportRivals(SourceLocation at, const ir::Variable& variable, const ir::Variable& rival);
     void storeOutput(EntryState& state, const VarDecl* field, ir::Value* value, TypeRef type,
                      std::span<const Attribute> attributes);
     void storeOutputs(EntryState& state, ir::Value* result);

@@ -148,7 +148,7 @@ EnumDecl* Parser::parseEnum(Specifiers& specifiers) {
     type.inlineEnum = decl;
     names_.declare(decl->name, NameClass::type);
     if (accept(TokenKind::colon)) decl->underlying = parseTypeId();
-    if (at(TokenKind::semicolon)) return decl;
+    if (at(TokenKind::semicolon) || (decl->underlying && at(TokenKind::identifier))) return decl; // defined later
     SourceLocation open = token().location;
     if (!expect(TokenKind::leftBrace, "expected '{'")) return decl;
     SmallList<EnumeratorDecl*, 16> enumerators;

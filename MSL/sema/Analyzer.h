@@ -107,6 +107,7 @@ class Analyzer {
     void resolveBodyNow(FunctionDecl* function);
     void typeAlias(TypeAliasDecl* alias);
     void enumeration(EnumDecl* decl);
+    EnumDecl* announced(const EnumDecl* decl, TypeRef underlying) const;
     void namespaceBlock(NamespaceDecl* block);
     void usingDeclaration(UsingDecl* decl);
     void usingDirective(UsingNamespaceDecl* decl);

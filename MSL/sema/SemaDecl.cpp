@@ -131,6 +131,9 @@ bool Analyzer::declare(Decl* decl) {
             note(previous->location, "previous definition is here");
             return false;
         }
+        if (decl->kind == DeclKind::typeAlias && previous->kind == DeclKind::enum_ &&
+            static_cast<TypeAliasDecl*>(decl)->type == static_cast<EnumDecl*>(previous)->type)
+            return true; // "typedef enum E { ... } E;"
         if (previous->kind == DeclKind::namespace_ && decl->kind == DeclKind::namespace_) return true;
         if (previous->kind == DeclKind::struct_ || decl->kind == DeclKind::struct_) {
             if (previous->kind != decl->kind) continue; // "struct stat" and "stat" may live together
@@ -256,6 +259,17 @@ void Analyzer::typeAlias(TypeAliasDecl* alias) {
     declare(alias);
 }
 
+// "enum E : int;" said before what follows now, or said again.
+EnumDecl* Analyzer::announced(const EnumDecl* decl, TypeRef underlying) const {
+    const ScopeEntry* entry = decl->name && decl->underlying ? scopes_.findInInnermost(decl->name) : nullptr;
+    if (!entry || entry->depth != scopes_.depth() || entry->decl->kind != DeclKind::enum_) return nullptr;
+    auto* earlier = static_cast<EnumDecl*>(entry->decl);
+    const bool isDefinedOnce = earlier->enumerators.empty() || decl->enumerators.empty();
+    const bool isSame = earlier->underlying && earlier->type && earlier->type->element == underlying &&
+                        earlier->isScoped == decl->isScoped;
+    return isDefinedOnce && isSame ? earlier : nullptr;
+}
+
 void Analyzer::enumeration(EnumDecl* decl) {
     if (decl->type) return;
     decl->parent = currentParent_;
@@ -269,8 +283,13 @@ void Analyzer::enumeration(EnumDecl* decl) {
             underlying = types_.int_();
         }
     }
-    decl->type = types_.enum_(decl, underlying);
-    if (decl->name) declare(decl);
+    if (EnumDecl* earlier = announced(decl, underlying)) {
+        decl->type = earlier->type;
+        if (!decl->enumerators.empty()) earlier->enumerators = decl->enumerators;
+    } else {
+        decl->type = types_.enum_(decl, underlying);
+        if (decl->name) declare(decl);
+    }
     if (decl->isScoped) scopes_.open();
     std::int64_t next = 0;
     for (EnumeratorDecl* enumerator : decl->enumerators) {
