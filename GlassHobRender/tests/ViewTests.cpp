@@ -160,6 +160,47 @@ kernel void check(device Item* items [[buffer(0)]], constant Bits& pi [[buffer(1
     EXPECT_EQ(valuesOf<std::uint32_t>(buffers[2]), (std::vector<std::uint32_t>{4, 2, 12, 4}));
 }
 
+TEST(BufferViews, ThreadgroupMemoryIsSharedOut) {
+    std::vector<std::vector<std::byte>> buffers = {bytesOf(std::vector<std::uint32_t>(64 * 8))};
+    ASSERT_TRUE(runKernel(head + R"(
+struct Pair { half2 h; float f; };
+kernel void check(device uint* out [[buffer(0)]], threadgroup uchar* memory [[threadgroup(0)]],
+                  uint i [[thread_index_in_threadgroup]]) {
+    threadgroup float numbers[64];
+    threadgroup float4 rows[16];
+    threadgroup ushort small[128];
+    threadgroup uint* words = (threadgroup uint*)memory;
+    threadgroup half* halves = (threadgroup half*)(memory + 256);
+    threadgroup Pair* pairs = reinterpret_cast<threadgroup Pair*>(memory + 384);
+    words[i] = i * 0x01010101u;
+    halves[i] = half(i) + 0.5h;
+    pairs[i] = Pair{half2(i, 1), float(i) * 0.25f};
+    ((threadgroup uint*)numbers)[i] = 0x40000000u | (i << 8);
+    ((threadgroup uint*)rows)[i] = i + 100;
+    ((threadgroup uint*)small)[i] = i << 12;
+    threadgroup_barrier(mem_flags::mem_threadgroup);
+    uint j = 63 - i;
+    device uint* o = out + i * 8;
+    o[0] = words[j];
+    o[1] = uint(halves[j] * 2);
+    o[2] = uint(pairs[j].f * 4) + uint(pairs[j].h.y);
+    o[3] = as_type<uint>(numbers[j]);
+    o[4] = as_type<uint>(rows[j / 4][j % 4]);
+    o[5] = small[2 * j] + (uint(small[2 * j + 1]) << 16);
+    o[6] = memory[4 * j + 3];
+    o[7] = ((threadgroup uchar*)numbers)[4 * j + 1];
+})",
+                          buffers, 64, {.threadgroup = {64, 1, 1}, .lengths = {{0, 384 + 64 * 8}}}));
+    const auto out = valuesOf<std::uint32_t>(buffers[0]);
+    for (std::uint32_t i = 0; i < 64; ++i) {
+        const std::uint32_t j = 63 - i;
+        const std::uint32_t expected[] = {j * 0x01010101U, 2 * j + 1, j + 1, 0x40000000U | j << 8U,
+                                          j + 100,         j << 12U,  j,     j};
+        for (std::size_t k = 0; k < std::size(expected); ++k)
+            EXPECT_EQ(out[i * 8 + k], expected[k]) << "value " << k << " of thread " << i;
+    }
+}
+
 TEST(BufferViews, WildIndexesStayInside) {
     std::vector<std::vector<std::byte>> buffers = {bytesOf(std::vector<std::uint32_t>(8)),
                                                    bytesOf(std::vector<std::int32_t>{-1000000, 1000000})};

@@ -10,21 +10,47 @@ namespace msl {
 using ir::Op;
 using ir::Value;
 
+namespace {
+
+// What threadgroup memory is an array of, when it can be seen as another type: scalars, or vectors without a gap. The
+// type of the numbers; null for other memory.
+TypeRef groupNumber(TypeRef type) {
+    if (!type->is(TypeKind::array)) return nullptr;
+    const TypeRef element = type->element;
+    const bool fits = (element->isScalar() || (element->isVector() && element->columns != 3)) &&
+                      element->scalar != ScalarKind::bool_ && byteSize(element->scalar) <= 4;
+    return fits ? element : nullptr;
+}
+
+ScalarKind unsignedOf(unsigned size) {
+    return size == 1 ? ScalarKind::uchar : size == 2 ? ScalarKind::ushort : ScalarKind::uint;
+}
+
+std::uint32_t shiftOf(unsigned size) {
+    return size == 1 ? 0 : size == 2 ? 1 : 2;
+}
+
+} // namespace
+
 bool Lowering::isView(const ir::Place* place) const {
     return views_.contains(place->root);
 }
 
 // The same place as another type; null when it does not lie in a buffer as a whole.
 ir::Place* Lowering::viewOf(const Access& held, TypeRef as) {
-    if (held.kind != Access::Kind::place || held.swizzleCount > 0 || held.unionMember != nullptr ||
-        held.place->root->kind != ir::Variable::Kind::buffer || isOpaque(as) || layoutOf(as).size == 0)
+    if (held.kind != Access::Kind::place || held.swizzleCount > 0 || held.unionMember != nullptr || isOpaque(as) ||
+        layoutOf(as).size == 0)
+        return nullptr;
+    const ir::Variable& root = *held.place->root;
+    if (root.kind != ir::Variable::Kind::buffer && !isView(held.place) &&
+        (root.kind != ir::Variable::Kind::threadgroup || groupNumber(root.type) == nullptr))
         return nullptr;
     const auto known = views_.find(held.place->root);
     ir::Variable* buffer = known != views_.end() ? known->second : held.place->root;
     const TypeRef elements = module_.types.array(as, 0);
     ir::Variable*& view = viewVariables_[{buffer, as->id}];
     if (view == nullptr) {
-        view = module_.newVariable(ir::Variable::Kind::buffer, module_.types.array(elements, 0), buffer->name);
+        view = module_.newVariable(buffer->kind, module_.types.array(elements, 0), buffer->name);
         module_.globals.pop_back(); // nobody but lowering sees it
         views_.emplace(view, buffer);
     }
@@ -92,10 +118,73 @@ ir::Place* Lowering::wordPlace(ir::Variable* buffer, ScalarKind kind, Value* byt
     return builder_.placeIndex(builder_.place(words), at, word);
 }
 
+// The number of threadgroup memory with this index, counted in numbers.
+ir::Place* Lowering::numberPlace(ir::Variable* memory, Value* index) {
+    const TypeRef uint = module_.types.uint();
+    const TypeRef element = groupNumber(memory->type);
+    ir::Place* place = builder_.place(memory);
+    if (!element->isVector()) return builder_.placeIndex(place, index, element);
+    const std::uint32_t shift = element->columns == 4 ? 2 : 1;
+    place = builder_.placeIndex(place, builder_.binary(Op::shr, uint, index, uintConstant(shift)), element);
+    return builder_.placeIndex(place, builder_.binary(Op::bitAnd, uint, index, uintConstant(element->columns - 1)),
+                               module_.types.scalar(element->scalar));
+}
+
+Value* Lowering::readWord(ir::Variable* memory, ScalarKind word, Value* bytes, std::uint64_t more) {
+    if (memory->kind == ir::Variable::Kind::buffer) return builder_.load(wordPlace(memory, word, bytes, more));
+    const TypeRef uint = module_.types.uint();
+    const unsigned size = byteSize(groupNumber(memory->type)->scalar);
+    Value* at = builder_.binary(Op::add, uint, bytes, uintConstant(static_cast<std::uint32_t>(more)));
+    Value* index = builder_.binary(Op::shr, uint, at, uintConstant(shiftOf(size)));
+    const auto bits = [&](std::uint32_t number) { // of the number, as a uint
+        Value* next = builder_.binary(Op::add, uint, index, uintConstant(number));
+        Value* held = builder_.load(numberPlace(memory, next));
+        const TypeRef plain = module_.types.scalar(unsignedOf(size));
+        return builder_.convert(uint, held->type == plain ? held : builder_.bitcast(plain, held));
+    };
+    Value* result = bits(0);
+    if (byteSize(word) < size) {
+        Value* inside = builder_.binary(Op::bitAnd, uint, at, uintConstant(size - 1));
+        result = builder_.binary(Op::shr, uint, result, builder_.binary(Op::shl, uint, inside, uintConstant(3)));
+    }
+    for (std::uint32_t i = 1; i < byteSize(word) / size; ++i)
+        result = builder_.binary(Op::bitOr, uint, result,
+                                 builder_.binary(Op::shl, uint, bits(i), uintConstant(8 * size * i)));
+    return builder_.convert(module_.types.scalar(word), result);
+}
+
+void Lowering::writeWord(ir::Variable* memory, ScalarKind word, Value* bytes, std::uint64_t more, Value* value) {
+    if (memory->kind == ir::Variable::Kind::buffer) {
+        builder_.store(wordPlace(memory, word, bytes, more), value);
+        return;
+    }
+    const TypeRef uint = module_.types.uint();
+    const TypeRef number = module_.types.scalar(groupNumber(memory->type)->scalar);
+    const unsigned size = byteSize(number->scalar);
+    if (byteSize(word) < size) { // its other bytes may belong to other threads
+        unsupported(builder_.location, "writing a part of a number of threadgroup memory is");
+        return;
+    }
+    Value* at = builder_.binary(Op::add, uint, bytes, uintConstant(static_cast<std::uint32_t>(more)));
+    Value* index = builder_.binary(Op::shr, uint, at, uintConstant(shiftOf(size)));
+    Value* bits = builder_.convert(uint, value);
+    const TypeRef plain = module_.types.scalar(unsignedOf(size));
+    for (std::uint32_t i = 0; i < byteSize(word) / size; ++i) {
+        Value* part = builder_.convert(plain, builder_.binary(Op::shr, uint, bits, uintConstant(8 * size * i)));
+        Value* next = builder_.binary(Op::add, uint, index, uintConstant(i));
+        builder_.store(numberPlace(memory, next), plain == number ? part : builder_.bitcast(number, part));
+    }
+}
+
 ir::Place* Lowering::atomicPlace(ir::Place* place, ScalarKind kind) {
     if (!isView(place)) return place;
-    const ScalarKind word = byteSize(kind) == 8 ? ScalarKind::ulong : ScalarKind::uint;
-    return wordPlace(views_.at(place->root), word, byteOffset(*place), 0);
+    ir::Variable* memory = views_.at(place->root);
+    if (memory->kind == ir::Variable::Kind::buffer)
+        return wordPlace(memory, byteSize(kind) == 8 ? ScalarKind::ulong : ScalarKind::uint, byteOffset(*place), 0);
+    const TypeRef number = groupNumber(memory->type);
+    if (isFloating(number->scalar) || byteSize(number->scalar) != byteSize(kind))
+        unsupported(builder_.location, "an atomic operation on threadgroup memory of another type is");
+    return numberPlace(memory, builder_.binary(Op::shr, module_.types.uint(), byteOffset(*place), uintConstant(2)));
 }
 
 bool Lowering::holdsUnion(TypeRef type) const {
@@ -126,15 +215,6 @@ void Lowering::storePlace(ir::Place* place, Value* value) {
 }
 
 namespace {
-
-// The words that a scalar lies in.
-ScalarKind wordOf(ScalarKind kind) {
-    switch (byteSize(kind)) {
-    case 1: return ScalarKind::uchar;
-    case 2: return ScalarKind::ushort;
-    default: return ScalarKind::uint;
-    }
-}
 
 // Where part `index` of a value of this type lies in memory.
 std::uint64_t partOffset(TypeRef type, std::uint32_t index) {
@@ -172,10 +252,10 @@ Value* Lowering::readBytes(ir::Variable* buffer, TypeRef type, Value* bytes, std
         return builder_.construct(valueType(type), parts);
     }
     const TypeRef scalar = module_.types.scalar(type->scalar);
-    const ScalarKind word = wordOf(type->scalar);
-    Value* low = builder_.load(wordPlace(buffer, word, bytes, more));
+    const ScalarKind word = unsignedOf(byteSize(type->scalar));
+    Value* low = readWord(buffer, word, bytes, more);
     if (byteSize(type->scalar) == 8) {
-        Value* both[2] = {low, builder_.load(wordPlace(buffer, word, bytes, more + 4))};
+        Value* both[2] = {low, readWord(buffer, word, bytes, more + 4)};
         return builder_.bitcast(scalar, builder_.construct(module_.types.vector(word, 2), both));
     }
     if (scalar->isBool()) return builder_.convert(scalar, low);
@@ -195,12 +275,12 @@ void Lowering::writeBytes(ir::Variable* buffer, TypeRef type, Value* bytes, std:
         }
         return;
     }
-    const ScalarKind word = wordOf(type->scalar);
+    const ScalarKind word = unsignedOf(byteSize(type->scalar));
     const TypeRef wordType = module_.types.scalar(word);
     if (byteSize(type->scalar) == 8) {
         Value* both = builder_.bitcast(module_.types.vector(word, 2), value);
-        builder_.store(wordPlace(buffer, word, bytes, more), builder_.extract(both, 0U));
-        builder_.store(wordPlace(buffer, word, bytes, more + 4), builder_.extract(both, 1));
+        writeWord(buffer, word, bytes, more, builder_.extract(both, 0U));
+        writeWord(buffer, word, bytes, more + 4, builder_.extract(both, 1));
         return;
     }
     Value* stored = value;
@@ -208,7 +288,7 @@ void Lowering::writeBytes(ir::Variable* buffer, TypeRef type, Value* bytes, std:
         stored = builder_.convert(wordType, value);
     else if (value->type != wordType)
         stored = builder_.bitcast(wordType, value);
-    builder_.store(wordPlace(buffer, word, bytes, more), stored);
+    writeWord(buffer, word, bytes, more, stored);
 }
 
 } // namespace msl

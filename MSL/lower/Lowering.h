@@ -213,6 +213,9 @@ class Lowering {
     ir::Place* viewOf(const Access& held, TypeRef as);
     ir::Value* byteOffset(const ir::Place& place);
     ir::Place* wordPlace(ir::Variable* buffer, ScalarKind kind, ir::Value* bytes, std::uint64_t more);
+    ir::Place* numberPlace(ir::Variable* memory, ir::Value* index);
+    ir::Value* readWord(ir::Variable* memory, ScalarKind word, ir::Value* bytes, std::uint64_t more);
+    void writeWord(ir::Variable* memory, ScalarKind word, ir::Value* bytes, std::uint64_t more, ir::Value* value);
     ir::Place* atomicPlace(ir::Place* place, ScalarKind kind);
     bool holdsUnion(TypeRef type) const;
     bool canCopy(TypeRef type);

@@ -180,7 +180,7 @@ Expr* Analyzer::cast(Cast* expr) {
     }
     Expr* operand = expression(expr->operand);
     if (to->isError() || operand->type->isError()) return errorAt(expr);
-    const TypeRef from = operand->type;
+    TypeRef from = operand->type;
     if (from->is(TypeKind::overload)) {
         load(operand);
         return errorAt(expr);
@@ -220,6 +220,12 @@ Expr* Analyzer::cast(Cast* expr) {
         expr->operand = toArithmetic(load(operand));
         expr->castKind = expr->operand->type == to ? CastKind::none : CastKind::bitcast;
         return expr;
+    }
+    if (to->is(TypeKind::pointer) && from->is(TypeKind::array) && operand->category == ValueCategory::lvalue) {
+        operand = makeCast(CastKind::arrayToPointer, operand,
+                           types_.pointer(from->element, operand->space, operand->isConst));
+        expr->operand = operand;
+        from = operand->type;
     }
     const bool pointers = from->is(TypeKind::pointer) && to->is(TypeKind::pointer);
     if (pointers && (expr->syntax == CastSyntax::reinterpret_ || expr->syntax == CastSyntax::cStyle ||
