@@ -168,7 +168,7 @@ kernel void check(device uint* out [[buffer(0)]], threadgroup uchar* memory [[th
                   uint i [[thread_index_in_threadgroup]]) {
     threadgroup float numbers[64];
     threadgroup float4 rows[16];
-    threadgroup ushort small[128];
+    threadgroup ushort small[4][8][4];
     threadgroup uint* words = (threadgroup uint*)memory;
     threadgroup half* halves = (threadgroup half*)(memory + 256);
     threadgroup Pair* pairs = reinterpret_cast<threadgroup Pair*>(memory + 384);
@@ -186,7 +186,7 @@ kernel void check(device uint* out [[buffer(0)]], threadgroup uchar* memory [[th
     o[2] = uint(pairs[j].f * 4) + uint(pairs[j].h.y);
     o[3] = as_type<uint>(numbers[j]);
     o[4] = as_type<uint>(rows[j / 4][j % 4]);
-    o[5] = small[2 * j] + (uint(small[2 * j + 1]) << 16);
+    o[5] = small[j / 16][j / 2 % 8][j % 2 * 2] + (uint(small[j / 16][j / 2 % 8][j % 2 * 2 + 1]) << 16);
     o[6] = memory[4 * j + 3];
     o[7] = ((threadgroup uchar*)numbers)[4 * j + 1];
 })",

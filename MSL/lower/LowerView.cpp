@@ -12,14 +12,15 @@ using ir::Value;
 
 namespace {
 
-// What threadgroup memory is an array of, when it can be seen as another type: scalars, or vectors without a gap. The
-// type of the numbers; null for other memory.
+// What threadgroup memory is an array of, when it can be seen as another type: scalars, or vectors without a gap, or
+// arrays of them. The scalar or vector type; null for other memory.
 TypeRef groupNumber(TypeRef type) {
     if (!type->is(TypeKind::array)) return nullptr;
-    const TypeRef element = type->element;
-    const bool fits = (element->isScalar() || (element->isVector() && element->columns != 3)) &&
-                      element->scalar != ScalarKind::bool_ && byteSize(element->scalar) <= 4;
-    return fits ? element : nullptr;
+    while (type->is(TypeKind::array))
+        type = type->element;
+    const bool fits = (type->isScalar() || (type->isVector() && type->columns != 3)) &&
+                      type->scalar != ScalarKind::bool_ && byteSize(type->scalar) <= 4;
+    return fits ? type : nullptr;
 }
 
 ScalarKind unsignedOf(unsigned size) {
@@ -121,13 +122,21 @@ ir::Place* Lowering::wordPlace(ir::Variable* buffer, ScalarKind kind, Value* byt
 // The number of threadgroup memory with this index, counted in numbers.
 ir::Place* Lowering::numberPlace(ir::Variable* memory, Value* index) {
     const TypeRef uint = module_.types.uint();
-    const TypeRef element = groupNumber(memory->type);
+    const unsigned size = byteSize(groupNumber(memory->type)->scalar);
     ir::Place* place = builder_.place(memory);
-    if (!element->isVector()) return builder_.placeIndex(place, index, element);
-    const std::uint32_t shift = element->columns == 4 ? 2 : 1;
-    place = builder_.placeIndex(place, builder_.binary(Op::shr, uint, index, uintConstant(shift)), element);
-    return builder_.placeIndex(place, builder_.binary(Op::bitAnd, uint, index, uintConstant(element->columns - 1)),
-                               module_.types.scalar(element->scalar));
+    TypeRef type = memory->type;
+    while (type->is(TypeKind::array) || type->isVector()) {
+        const TypeRef part = type->is(TypeKind::array) ? type->element : module_.types.scalar(type->scalar);
+        const auto inPart = static_cast<std::uint32_t>(layoutOf(part).size / size);
+        Value* which = index;
+        if (inPart > 1) {
+            which = builder_.binary(Op::div, uint, index, uintConstant(inPart));
+            index = builder_.binary(Op::rem, uint, index, uintConstant(inPart));
+        }
+        place = builder_.placeIndex(place, which, part);
+        type = part;
+    }
+    return place;
 }
 
 Value* Lowering::readWord(ir::Variable* memory, ScalarKind word, Value* bytes, std::uint64_t more) {
