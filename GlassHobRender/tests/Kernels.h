@@ -43,7 +43,7 @@ inline bool runKernel(const std::string& source, std::vector<std::vector<std::by
     const auto pipeline = on->makeComputePipelineState(function, options.threadgroup, options.lengths);
     const auto queue = on->makeCommandQueue();
     if (!pipeline || !queue) {
-        ADD_FAILURE() << "no pipeline or queue";
+        ADD_FAILURE() << "no pipeline or queue: " << (pipeline ? std::string() : pipeline.error().text);
         return false;
     }
     const auto commands = (*queue)->commandBuffer();

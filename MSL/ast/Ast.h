@@ -49,6 +49,9 @@ struct TemplateArgument { // exactly one is set by the parser; sema fills resolv
     Expr* expression = nullptr; // may also turn out to name a type when it is a bare name: then sema sets resolvedType
     TypeRef resolvedType = nullptr;
     std::int64_t value = 0;
+    bool isExpansion = false;         // followed by "..."
+    bool isPack = false;              // what a parameter pack is bound to: the arguments in pack
+    std::span<TemplateArgument> pack; // sema
 };
 
 // A possibly qualified name, "metal::fast::sin" or "array<float, 4>".
@@ -84,6 +87,7 @@ struct TypeSyntax {
     bool isElaborated = false;  // "struct S x"
     bool isTypename = false;    // "typename T::type"
     Expr* decltypeOf = nullptr; // "decltype(expr)"
+    TypeRef fixed = nullptr;    // sema: the base type where no name stands for it, as of one element of a pack
     std::span<TypeModifier> modifiers;
     SourceLocation location;
     TypeRef resolved = nullptr; // sema
@@ -118,6 +122,7 @@ enum class ExprKind : std::uint8_t {
     initList,
     sizeOf,
     lambda,
+    packExpansion,
     error, // what could not be parsed or made out
 };
 
@@ -239,6 +244,7 @@ enum class CastKind : std::uint8_t {
     integerToEnum,
     pointerToBool,
     nullToPointer,
+    toDerived, // an lvalue of a base class to the object that it is part of
     toVoid,
 };
 struct Cast : Expr { // written by the user
@@ -331,6 +337,7 @@ struct Conditional : Expr { // condition is a bool scalar; (a vector condition b
 struct Initializer {
     const Identifier* designator = nullptr; // ".name ="
     Expr* indexDesignator = nullptr;        // "[3] ="
+    bool isNested = false;                  // ".a.b = 1": the value is the list {.b = 1}
     Expr* value = nullptr;
     SourceLocation location;
 };
@@ -339,10 +346,11 @@ struct InitList : Expr { // { a, b, .c = d }; after sema replaced by Construct n
     std::span<Initializer> initializers;
 };
 
-struct SizeOf : Expr { // sizeof(type) or sizeof expr; alignof too
+struct SizeOf : Expr { // sizeof(type), sizeof expr or sizeof...(pack); alignof too
     SizeOf() : Expr(ExprKind::sizeOf) {}
     TypeSyntax* typeSyntax = nullptr;
     Expr* operand = nullptr;
+    const Identifier* pack = nullptr;
     bool isAlignOf = false;
     std::uint64_t value = 0; // sema
 };
@@ -353,13 +361,19 @@ struct Lambda : Expr {
         const Identifier* name = nullptr; // null with isThis
         bool byReference = false;
         bool isThis = false;
+        Expr* initializer = nullptr; // "[n = 3]"
         SourceLocation location;
-        VarDecl* variable = nullptr; // sema
     };
     bool capturesAllByValue = false;
     bool capturesAllByReference = false;
     std::span<Capture> captures;
     FunctionDecl* function = nullptr; // the call operator
+};
+// After sema a lambda is an aggregate Construct of its closure: a struct with one field a capture.
+
+struct PackExpansion : Expr { // "pattern..." in a list; sema replaces it by one expression for each element
+    PackExpansion() : Expr(ExprKind::packExpansion) {}
+    Expr* pattern = nullptr;
 };
 
 // ------------------------------------------------------------------------------------------------------ statements
@@ -470,7 +484,10 @@ enum class DeclKind : std::uint8_t {
     namespace_,
     using_,
     usingNamespace,
+    namespaceAlias,
     templateParameter,
+    pack,
+    instantiation,
     staticAssert,
     empty,
 };
@@ -504,6 +521,19 @@ struct TemplateParameterDecl : Decl {
     std::int64_t boundValue = 0;
 };
 
+// What a parameter pack stands for while an instance is being resolved: its types, values or parameters.
+struct PackDecl : Decl {
+    PackDecl() : Decl(DeclKind::pack) {}
+    std::span<Decl*> elements;
+};
+
+// A variable template, or one of its specialisations.
+struct VariableTemplate {
+    std::span<TemplateParameterDecl*> parameters;
+    bool isSpecialization = false;
+    std::span<TemplateArgument> specializationArguments;
+};
+
 enum class VarKind : std::uint8_t { local, parameter, global, field };
 
 struct VarDecl : Decl {
@@ -523,6 +553,11 @@ struct VarDecl : Decl {
                                  // after sema converted to the variable's type, a Construct for class types
     std::uint32_t index = 0;     // parameter or field number
     std::uint64_t offset = 0;    // sema: byte offset of a field
+    Name* scope = nullptr;       // "constant float S::k = 1;": S, and k is the name
+    VariableTemplate* variableTemplate = nullptr;
+    bool isPack = false;      // the parameter "T... xs"; in an instance one of the parameters that it became
+    bool isBase = false;      // the field that a base class is
+    bool isEmptyBase = false; // which takes no room, and is no field
     std::uint32_t bitWidth = 0;
     // constexpr and const integral variables whose value sema could compute:
     bool hasConstantValue = false;
@@ -552,8 +587,18 @@ struct FunctionDecl : Decl {
     bool isLambda = false;
     bool hasSyntaxErrors = false; // its text could not be read whole: warnings about what is missing would mislead
     bool isVariadic = false;
+    bool isMutable = false;   // a lambda that may change its copies
+    bool isDefaulted = false; // "= default"
+    bool isDeleted = false;   // "= delete"
+    bool isFriend = false;    // declared in a struct, but no member of it
+    bool isEntry = false;     // an instance that was made an entry point
+    bool isGeneric = false;   // a lambda with auto parameters: they are its template parameters
+    Name* scope = nullptr;    // "float S::f()": S, and f is the name
+    std::span<TemplateParameterDecl*> outerParameters; // of S<T>, in a definition outside of it
+    const Identifier* packName = nullptr;              // in an instance: of the parameters that were a pack
     struct MemberInit {
         const Identifier* name = nullptr;
+        TypeSyntax* base = nullptr; // when it is written as a type, "Base<T>(x)"
         std::span<Expr*> arguments;
         bool isBraced = false;
         VarDecl* field = nullptr;
@@ -584,7 +629,9 @@ struct StructDecl : Decl {
     std::span<Decl*> members; // in source order: fields, functions, nested types, static constants
     std::span<TypeSyntax*> bases;
     // sema:
-    std::span<VarDecl*> fields; // in layout order
+    std::span<VarDecl*> fields;    // in layout order; a struct without any has one byte without a name
+    std::span<VarDecl*> inherited; // what its names reach through: base classes (empty ones are no fields) and
+                                   // anonymous members
     std::uint64_t size = 0;
     std::uint32_t alignment = 1;
     std::uint32_t nesting = 1;     // structs and arrays inside each other; bounded, so that passes may recurse on types
@@ -597,6 +644,9 @@ struct StructDecl : Decl {
     std::span<TemplateArgument> specializationArguments;
     StructDecl* instanceOf = nullptr;
     std::span<TemplateArgument> instanceArguments;
+    // What the instance was made from: the template's parameters, or those of a partial specialisation.
+    std::span<TemplateParameterDecl*> patternParameters;
+    std::span<TemplateArgument> patternArguments;
 };
 
 struct EnumeratorDecl : Decl {
@@ -620,7 +670,18 @@ struct TypeAliasDecl : Decl { // typedef and using X = ...
 };
 struct NamespaceDecl : Decl {
     NamespaceDecl() : Decl(DeclKind::namespace_) {}
+    bool isInline = false;
     std::span<Decl*> members;
+};
+struct NamespaceAliasDecl : Decl { // namespace a = b::c;
+    NamespaceAliasDecl() : Decl(DeclKind::namespaceAlias) {}
+    Name target;
+};
+// "template struct S<int>;" or "template float f<float>(float);"
+struct InstantiationDecl : Decl {
+    InstantiationDecl() : Decl(DeclKind::instantiation) {}
+    TypeSyntax* type = nullptr;
+    FunctionDecl* function = nullptr;
 };
 struct UsingDecl : Decl { // using a::b;
     UsingDecl() : Decl(DeclKind::using_) {}

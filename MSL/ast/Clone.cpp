@@ -5,7 +5,7 @@ namespace {
 
 class Cloner {
   public:
-    explicit Cloner(Arena& arena) : arena_(arena) {}
+    explicit Cloner(Arena& arena, std::vector<const Identifier*>* names = nullptr) : arena_(arena), names_(names) {}
 
     template <typename T>
     T* copy(const T& node) {
@@ -36,6 +36,7 @@ class Cloner {
 
     Name name(const Name& from) {
         Name made = from;
+        if (names_ && from.identifier) names_->push_back(from.identifier);
         made.qualifierType = node(from.qualifierType);
         made.templateArguments = arguments(from.templateArguments);
         return made;
@@ -148,12 +149,20 @@ class Cloner {
             auto* made = copy(*static_cast<const SizeOf*>(from));
             made->typeSyntax = node(made->typeSyntax);
             made->operand = node(made->operand);
+            if (names_ && made->pack) names_->push_back(made->pack);
             return made;
         }
         case ExprKind::lambda: {
             auto* made = copy(*static_cast<const Lambda*>(from));
             made->captures = arena_.copy(std::span<const Lambda::Capture>(made->captures));
+            for (Lambda::Capture& capture : made->captures)
+                capture.initializer = node(capture.initializer);
             made->function = node(made->function);
+            return made;
+        }
+        case ExprKind::packExpansion: {
+            auto* made = copy(*static_cast<const PackExpansion*>(from));
+            made->pattern = node(made->pattern);
             return made;
         }
         }
@@ -263,6 +272,7 @@ class Cloner {
         for (std::size_t i = 0; i < from->memberInits.size(); ++i) {
             made->memberInits[i] = from->memberInits[i];
             made->memberInits[i].arguments = each(from->memberInits[i].arguments);
+            made->memberInits[i].base = node(from->memberInits[i].base);
         }
         made->templateParameters = each(from->templateParameters);
         made->definition = nullptr;
@@ -334,6 +344,18 @@ class Cloner {
             made->target = name(made->target);
             return made;
         }
+        case DeclKind::namespaceAlias: {
+            auto* made = copy(*static_cast<const NamespaceAliasDecl*>(from));
+            made->target = name(made->target);
+            return made;
+        }
+        case DeclKind::instantiation: {
+            auto* made = copy(*static_cast<const InstantiationDecl*>(from));
+            made->type = node(made->type);
+            made->function = node(made->function);
+            return made;
+        }
+        case DeclKind::pack: return copy(*static_cast<const PackDecl*>(from));
         case DeclKind::staticAssert: {
             auto* made = copy(*static_cast<const StaticAssertDecl*>(from));
             made->condition = node(made->condition);
@@ -346,12 +368,16 @@ class Cloner {
 
   private:
     Arena& arena_;
+    std::vector<const Identifier*>* names_;
 };
 
 } // namespace
 
 FunctionDecl* clone(Arena& arena, const FunctionDecl& function) {
     return Cloner(arena).node(&function);
+}
+VarDecl* clone(Arena& arena, const VarDecl& variable) {
+    return Cloner(arena).node(&variable);
 }
 StructDecl* clone(Arena& arena, const StructDecl& structure) {
     return Cloner(arena).node(&structure);
@@ -361,6 +387,15 @@ TypeSyntax* clone(Arena& arena, const TypeSyntax* type) {
 }
 Expr* clone(Arena& arena, const Expr* expression) {
     return Cloner(arena).node(expression);
+}
+void namesIn(Arena& arena, const Expr* expression, std::vector<const Identifier*>& names) {
+    Cloner(arena, &names).node(expression);
+}
+void namesIn(Arena& arena, const TypeSyntax* type, std::vector<const Identifier*>& names) {
+    Cloner(arena, &names).node(type);
+}
+void namesIn(Arena& arena, const FunctionDecl& function, std::vector<const Identifier*>& names) {
+    Cloner(arena, &names).node(&function);
 }
 
 } // namespace msl

@@ -48,6 +48,9 @@ class Dumper {
             out += "using ";
             name(static_cast<const UsingDecl&>(decl).target);
             break;
+        case DeclKind::namespaceAlias: out += "namespace-alias"; break;
+        case DeclKind::instantiation: out += "instantiation"; break;
+        case DeclKind::pack: out += "pack"; break;
         case DeclKind::usingNamespace:
             out += "using namespace ";
             name(static_cast<const UsingNamespaceDecl&>(decl).target);
@@ -181,10 +184,14 @@ class Dumper {
             if (size.typeSyntax)
                 type(*size.typeSyntax);
             else
-                expression(*size.operand);
+                size.operand ? expression(*size.operand) : void(out += "..." + text(size.pack));
             out += ')';
             break;
         }
+        case ExprKind::packExpansion:
+            expression(*static_cast<const PackExpansion&>(e).pattern);
+            out += "...";
+            break;
         case ExprKind::lambda: {
             auto& lambda = static_cast<const Lambda&>(e);
             out += "lambda[";

@@ -9,7 +9,7 @@ namespace msl {
 Preprocessor::Preprocessor(SourceManager& sources, IdentifierTable& identifiers, Arena& arena, Diagnostics& diagnostics)
     : sources_(sources), identifiers_(identifiers), arena_(arena), diagnostics_(diagnostics),
       lexer_(sources.text(), identifiers, diagnostics), defined_(identifiers.get("defined")),
-      vaArgs_(identifiers.get("__VA_ARGS__")) {
+      vaArgs_(identifiers.get("__VA_ARGS__")), pragma_(identifiers.get("_Pragma")) {
     regionEnd_ = sources.regionEnd(0);
     lexer_.setRange(0, regionEnd_);
 }
@@ -17,6 +17,16 @@ Preprocessor::Preprocessor(SourceManager& sources, IdentifierTable& identifiers,
 void Preprocessor::next(Token& token) {
     for (;;) {
         nextExpanded(token);
+        if (token.is(TokenKind::identifier) && token.identifier == pragma_) { // _Pragma("unroll") says nothing here
+            const SourceLocation at = token.location;
+            bool isWhole = true;
+            for (const TokenKind wanted : {TokenKind::leftParen, TokenKind::string, TokenKind::rightParen}) {
+                if (isWhole) nextExpanded(token);
+                isWhole = isWhole && token.is(wanted);
+            }
+            if (isWhole) continue;
+            diagnostics_.error(at, "_Pragma takes a parenthesized string literal");
+        }
         if (token.is(TokenKind::unknown)) { // out of a macro's replacement
             diagnostics_.error(token.location, "unexpected '" + std::string(spelling(token)) + "' in program");
             markNext_ = true;

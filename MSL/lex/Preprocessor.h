@@ -113,6 +113,7 @@ class Preprocessor {
     bool conditionFailed_ = false;
     const Identifier* defined_;
     const Identifier* vaArgs_;
+    const Identifier* pragma_;
 };
 
 } // namespace msl

@@ -146,6 +146,7 @@ Operand Lowering::castOperand(CastKind kind, const Expr* operand, TypeRef to, So
         return result;
     }
     case CastKind::lvalueToRvalue: return load(lvalue(operand), at);
+    case CastKind::toDerived: return load(derivedAccess(lvalue(operand), to, at), at);
     case CastKind::scalarConversion:
     case CastKind::enumToInteger:
     case CastKind::integerToEnum:

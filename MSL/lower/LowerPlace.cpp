@@ -121,6 +121,8 @@ Access Lowering::lvalue(const Expr* expr) {
         const auto& cast = static_cast<const ImplicitCast&>(*expr);
         if (cast.castKind == CastKind::none && cast.operand->category == ValueCategory::lvalue)
             result = lvalue(cast.operand);
+        else if (cast.castKind == CastKind::toDerived)
+            result = derivedAccess(lvalue(cast.operand), expr->type, expr->location);
         else
             result = heldAccess(rvalue(expr));
         break;
@@ -208,6 +210,31 @@ Access Lowering::memberAccess(const Access& base, const VarDecl* field, SourceLo
     if (field->type->is(TypeKind::reference)) // a captured variable
         return dereference(load(result, at), field->type->element, at);
     return result;
+}
+
+// The object that a base class is part of: what its place is without the steps into the base.
+Access Lowering::derivedAccess(const Access& base, TypeRef derived, SourceLocation at) {
+    if (base.kind == Access::Kind::place && base.swizzleCount == 0 && base.unionMember == nullptr) {
+        std::vector<TypeRef> types{base.place->root->type};
+        for (const ir::Step& step : base.place->steps)
+            types.push_back(types.back() == nullptr              ? nullptr
+                            : step.kind == ir::Step::Kind::index ? types.back()->element
+                            : types.back()->is(TypeKind::struct_) &&
+                                    step.number < types.back()->structDecl->fields.size()
+                                ? types.back()->structDecl->fields[step.number]->type
+                                : nullptr);
+        for (std::size_t count = base.place->steps.size(); count > 0; --count) {
+            if (base.place->steps[count - 1].kind != ir::Step::Kind::member) break;
+            if (types[count - 1] != derived) continue;
+            auto* place = module_.arena.make<ir::Place>();
+            place->root = base.place->root;
+            place->steps = base.place->steps.first(count - 1);
+            place->type = derived;
+            return placeAccess(place, derived);
+        }
+    }
+    unsupported(at, "a cast to a derived class of an object that is not known to be one is");
+    return errorAccess(derived);
 }
 
 Access Lowering::swizzleAccess(const Access& base, std::span<const std::uint8_t> components, TypeRef type) {

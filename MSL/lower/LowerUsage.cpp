@@ -252,13 +252,6 @@ void Lowering::scanExpr(const Expr* expr) {
         scanExpr(conditional.whenFalse);
         break;
     }
-    case ExprKind::lambda: {
-        const auto& lambda = static_cast<const Lambda&>(*expr);
-        for (const Lambda::Capture& capture : lambda.captures)
-            if (capture.byReference && capture.variable != nullptr) facts(capture.variable).isWritten = true;
-        if (lambda.function != nullptr) scan(lambda.function);
-        break;
-    }
     default: break;
     }
 }

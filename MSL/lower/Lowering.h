@@ -192,6 +192,7 @@ class Lowering {
     Access heldAccess(Operand operand);
     Access placeAccess(ir::Place* place, TypeRef type);
     Access memberAccess(const Access& base, const VarDecl* field, SourceLocation at);
+    Access derivedAccess(const Access& base, TypeRef derived, SourceLocation at);
     Access swizzleAccess(const Access& base, std::span<const std::uint8_t> components, TypeRef type);
     Access indexAccess(const Access& base, ir::Value* index, TypeRef type, SourceLocation at);
     Access dereference(const Operand& pointer, TypeRef type, SourceLocation at);

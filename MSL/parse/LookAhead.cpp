@@ -163,7 +163,8 @@ bool Parser::startsDeclaration() {
     case TokenKind::kwKernel:
     case TokenKind::kwTemplate:
     case TokenKind::kwNamespace:
-    case TokenKind::kwAlignas: return true;
+    case TokenKind::kwAlignas:
+    case TokenKind::kwAttribute: return true;
     case TokenKind::kwTypename:
     case TokenKind::kwUnsigned:
     case TokenKind::kwSigned:

@@ -9,6 +9,24 @@ bool Parser::isConstructor() {
            peek(1).is(TokenKind::leftParen);
 }
 
+// A constructor or conversion of S, defined outside of it: it has no type before its name.
+bool Parser::startsOuterConstructor() {
+    std::size_t i = 0;
+    const Identifier* last = nullptr;
+    while (peek(i).is(TokenKind::identifier)) {
+        const Identifier* name = peek(i).identifier;
+        std::size_t after = i + 1;
+        if (peek(after).is(TokenKind::less) && NameTracker::classify(name) == NameClass::templateType) {
+            after = scanTemplateArguments(after);
+            if (after == 0) return false;
+        }
+        if (!peek(after).is(TokenKind::coloncolon)) return last == name && peek(after).is(TokenKind::leftParen);
+        last = name;
+        i = after + 1;
+    }
+    return last && peek(i).is(TokenKind::kwOperator);
+}
+
 // "struct S", "struct S { ... }" or "struct { ... }" as a specifier. Null when S is only named; a forward declaration
 // "struct S;" declares it.
 StructDecl* Parser::parseStruct(Specifiers& specifiers) {
@@ -52,7 +70,7 @@ StructDecl* Parser::parseStruct(Specifiers& specifiers) {
     decl->isUnion = isUnion;
     decl->attributes = attributes.copyTo(arena_);
     type.inlineStruct = decl;
-    if (decl->name && !type.name.hasTemplateArguments)
+    if (decl->name && !type.name.hasTemplateArguments && type.name.qualifiers.empty())
         names_.declare(decl->name, structIsTemplate_ ? NameClass::templateType : NameClass::type);
     structIsTemplate_ = false;
     if (at(TokenKind::semicolon)) return decl;

@@ -54,6 +54,8 @@ void Parser::parseDeclaration(Declarations& out, Context context) {
         if (peek(1).is(TokenKind::kwNamespace)) {
             advance();
             parseNamespace(out);
+            if (!out.isEmpty() && out.back()->kind == DeclKind::namespace_)
+                static_cast<NamespaceDecl*>(out.back())->isInline = true;
             return;
         }
         break;
@@ -61,6 +63,12 @@ void Parser::parseDeclaration(Declarations& out, Context context) {
     case TokenKind::kwUsing: parseUsing(out, nullptr); return;
     case TokenKind::kwTemplate: parseTemplate(out, context); return;
     case TokenKind::kwStaticAssert: out.add(parseStaticAssert()); return;
+    case TokenKind::kwFriend:
+        if (context == Context::class_ && (peek(1).is(TokenKind::kwStruct) || peek(1).is(TokenKind::kwClass))) {
+            skipDeclaration(); // "friend struct S;" opens what is open anyway
+            return;
+        }
+        break;
     case TokenKind::kwAsm:
         unsupported(token().location, "'asm'");
         skipDeclaration();
@@ -105,6 +113,10 @@ void Parser::parseSimpleDeclaration(Declarations& out, Context context, const Te
     if (!specifiers.hasType) {
         bool namesFunction = at(TokenKind::identifier) && peek(1).is(TokenKind::leftParen);
         bool isOperator = at(TokenKind::kwOperator);
+        if (context == Context::file && startsOuterConstructor()) {
+            parseDeclarators(out, specifiers, context, header);
+            return;
+        }
         if (context == Context::class_ && ((namesFunction && isConstructor()) || at(TokenKind::tilde) || isOperator)) {
             parseDeclarators(out, specifiers, context, header);
             return;
@@ -216,7 +228,12 @@ bool Parser::parseDeclarators(Declarations& out, Specifiers& specifiers, Context
             if (function->body || closeFunction_) return true;
         } else {
             VarDecl* variable = parseVariable(specifiers, declarator, context);
-            if (header) unsupported(variable->location, "a variable template");
+            if (header && !declarator.scope) {
+                variable->variableTemplate = arena_.make<VariableTemplate>();
+                variable->variableTemplate->parameters = header->parameters;
+                variable->variableTemplate->isSpecialization = declarator.hasTemplateArguments;
+                variable->variableTemplate->specializationArguments = declarator.templateArguments;
+            }
             out.add(variable);
         }
         specifiers.type = baseType;
@@ -233,6 +250,7 @@ bool Parser::parseDeclarators(Declarations& out, Specifiers& specifiers, Context
 VarDecl* Parser::parseVariable(Specifiers& specifiers, Declarator& declarator, Context context) {
     auto* variable = makeDecl<VarDecl>(declarator.name, declarator.location);
     variable->typeSyntax = finishType(specifiers, declarator);
+    variable->scope = declarator.scope;
     variable->attributes = join(specifiers.attributes, &declarator.attributes);
     variable->isStatic = specifiers.isStatic;
     variable->isConstexpr = specifiers.isConstexpr;
@@ -242,7 +260,9 @@ VarDecl* Parser::parseVariable(Specifiers& specifiers, Declarator& declarator, C
                             ? VarKind::global
                         : context == Context::class_ ? VarKind::field
                                                      : VarKind::local;
-    if (context != Context::file || !declarator.name || !isBuiltinTypeName(declarator.name->text))
+    if (declarator.scope) {
+        // its name stands in the struct
+    } else if (context != Context::file || !declarator.name || !isBuiltinTypeName(declarator.name->text))
         names_.declare(declarator.name, NameClass::value);
     if (context == Context::class_ && at(TokenKind::colon)) {
         unsupported(advance(), "a bit-field");
@@ -282,9 +302,21 @@ void Parser::parseNamespace(Declarations& out) {
         advance();
         if (!accept(TokenKind::coloncolon)) break;
     }
-    if (at(TokenKind::equal)) {
-        unsupported(begin, "a namespace alias");
-        skipDeclaration();
+    if (at(TokenKind::equal) && names.size() == 1) {
+        advance();
+        auto* alias = makeDecl<NamespaceAliasDecl>(names[0].identifier, names[0].location);
+        parseQualifiers(alias->target);
+        alias->target.location = token().location;
+        if (!at(TokenKind::identifier)) {
+            errorHere("expected namespace name");
+            skipDeclaration();
+            return;
+        }
+        alias->target.identifier = token().identifier;
+        advance();
+        expectSemicolon("expected ';' after namespace name");
+        names_.declare(alias->name, NameClass::namespace_);
+        out.add(alias);
         return;
     }
     SourceLocation open = token().location;
@@ -395,7 +427,11 @@ StaticAssertDecl* Parser::parseStaticAssert() {
 TemplateParameterDecl* Parser::parseTemplateParameter(std::uint32_t index) {
     auto* parameter = makeDecl<TemplateParameterDecl>(nullptr, token().location);
     parameter->index = index;
-    bool isType = (at(TokenKind::kwTypename) || at(TokenKind::kwClass)) && !peek(2).is(TokenKind::coloncolon);
+    bool isType = at(TokenKind::kwTypename) || at(TokenKind::kwClass);
+    if (isType && peek(1).is(TokenKind::identifier)) { // not "typename S<T>::type = 0"
+        const Token& next = peek(2);
+        isType = !next.is(TokenKind::less) && !next.is(TokenKind::coloncolon);
+    }
     if (at(TokenKind::kwTemplate)) {
         unsupported(token().location, "a template template parameter");
         while (!at(TokenKind::greater) && !atEnd())
@@ -443,17 +479,9 @@ TemplateParameterDecl* Parser::parseTemplateParameter(std::uint32_t index) {
     return parameter;
 }
 
-void Parser::parseTemplate(Declarations& out, Context context) {
-    SourceLocation begin = advance();
-    SourceLocation open = token().location;
-    if (!at(TokenKind::less)) {
-        unsupported(begin, "an explicit template instantiation");
-        skipDeclaration();
-        return;
-    }
-    advance();
-    NameTracker::Mark mark = names_.open();
-    TemplateHeader header;
+// "<typename T, int N>"
+void Parser::parseTemplateHeader(TemplateHeader& header) {
+    SourceLocation open = advance();
     SmallList<TemplateParameterDecl*, 4> parameters;
     bool outer = noGreater_;
     noGreater_ = true;
@@ -469,6 +497,55 @@ void Parser::parseTemplate(Declarations& out, Context context) {
     }
     header.parameters = parameters.copyTo(arena_);
     header.isSpecialization = parameters.isEmpty();
+}
+
+// "template struct S<int>;", "template float f<float>(float);" behind the word template.
+void Parser::parseInstantiation(Declarations& out) {
+    auto* made = makeDecl<InstantiationDecl>(nullptr, token().location);
+    Specifiers specifiers;
+    parseSpecifiers(specifiers, Context::file);
+    if (at(TokenKind::semicolon) && specifiers.hasType) {
+        specifiers.type.inlineStruct = nullptr; // only its name counts
+        made->type = arena_.make<TypeSyntax>(specifiers.type);
+        advance();
+        out.add(made);
+        return;
+    }
+    requireType(specifiers);
+    Declarator declarator;
+    parseDeclarator(declarator, specifiers, Context::file);
+    if (!declarator.name || !at(TokenKind::leftParen)) {
+        if (declarator.name) // "template constant int x<int>;"
+            accept(TokenKind::semicolon);
+        else
+            errorHere("expected unqualified-id");
+        if (!declarator.name) skipDeclaration();
+        return;
+    }
+    made->function = parseFunction(specifiers, declarator, Context::file, nullptr);
+    made->function->specializationArguments = declarator.templateArguments;
+    made->location = made->function->location;
+    if (made->function->body)
+        error(made->function->location, "explicit template instantiation cannot have a definition");
+    else
+        expectSemicolon("expected ';' after top level declarator");
+    out.add(made);
+}
+
+void Parser::parseTemplate(Declarations& out, Context context) {
+    advance();
+    if (!at(TokenKind::less)) {
+        parseInstantiation(out);
+        return;
+    }
+    NameTracker::Mark mark = names_.open();
+    TemplateHeader header;
+    parseTemplateHeader(header);
+    if (at(TokenKind::kwTemplate) && peek(1).is(TokenKind::less)) { // a member template of S<T>
+        advance();
+        header.outerParameters = header.parameters;
+        parseTemplateHeader(header);
+    }
 
     Declarations made;
     if (at(TokenKind::kwTemplate)) {
@@ -502,7 +579,10 @@ void Parser::parseTemplate(Declarations& out, Context context) {
     for (Decl* decl : made) {
         if (decl->kind == DeclKind::struct_ || decl->kind == DeclKind::typeAlias)
             names_.declare(decl->name, NameClass::templateType);
-        else if (decl->kind == DeclKind::function)
+        else if (decl->kind == DeclKind::variable && static_cast<VarDecl*>(decl)->scope)
+            ;
+        else if (decl->kind == DeclKind::function ? !static_cast<FunctionDecl*>(decl)->scope
+                                                  : decl->kind == DeclKind::variable)
             names_.declareFunction(decl->name, true);
         out.add(decl);
     }

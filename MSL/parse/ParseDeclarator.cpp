@@ -147,6 +147,21 @@ void Parser::parseDeclarator(Declarator& declarator, Specifiers& specifiers, Con
         advance();
         parsePointers(inner, specifiers.type);
     }
+    if (at(TokenKind::ellipsis) && context == Context::parameter) { // "T... xs"
+        advance();
+        declarator.isPack = true;
+        declarator.location = token().location;
+    }
+    if (at(TokenKind::identifier) && context == Context::file &&
+        (peek(1).is(TokenKind::coloncolon) ||
+         (peek(1).is(TokenKind::less) && NameTracker::classify(token().identifier) == NameClass::templateType))) {
+        Name scope; // "S<T>::" before the name
+        if (parseQualifiers(scope)) {
+            scope.location = declarator.location;
+            declarator.scope = arena_.make<Name>(scope);
+            declarator.location = token().location;
+        }
+    }
     if (at(TokenKind::identifier)) {
         const Identifier* name = token().identifier;
         // A word of the language cannot be a name, and a second type is usually a type too many.
@@ -170,15 +185,8 @@ void Parser::parseDeclarator(Declarator& declarator, Specifiers& specifiers, Con
             declarator.location = token().location;
             declarator.name = token().identifier;
             advance();
-            if (at(TokenKind::coloncolon)) {
-                unsupported(declarator.location, "a definition outside of its struct or namespace");
-                declarator.isInvalid = true;
-                while (accept(TokenKind::coloncolon) && (at(TokenKind::identifier) || at(TokenKind::kwOperator))) {
-                    declarator.name = token().identifier;
-                    advance();
-                }
-            }
-            if (at(TokenKind::less) && NameTracker::classify(declarator.name) == NameClass::templateFunction) {
+            if (at(TokenKind::less) && NameTracker::classify(declarator.name) == NameClass::templateFunction &&
+                scanTemplateArguments(0) != 0) {
                 declarator.templateArguments = parseTemplateArguments();
                 declarator.hasTemplateArguments = true;
             }

@@ -269,6 +269,12 @@ Member* Parser::parseMember(Expr* base) {
     auto* member = make<Member>(token().location, base->begin);
     member->base = base;
     member->isArrow = isArrow;
+    parseQualifiers(member->name); // "x.Base::f()"
+    if (!at(TokenKind::identifier)) {
+        error(here(), "expected unqualified-id");
+        return nullptr;
+    }
+    member->location = token().location;
     member->name.location = token().location;
     member->name.identifier = token().identifier;
     bool mayBeTemplate =
@@ -285,12 +291,19 @@ Member* Parser::parseMember(Expr* base) {
 }
 
 // Arguments and the closing bracket; open was taken already. False when one of them could not be read.
+Expr* Parser::expansionOf(Expr* pattern) {
+    if (!at(TokenKind::ellipsis)) return pattern;
+    auto* expansion = make<PackExpansion>(advance(), pattern->begin);
+    expansion->pattern = pattern;
+    return limitHeight(expansion, pattern->height);
+}
+
 bool Parser::parseArguments(Expressions& arguments, TokenKind close, SourceLocation open) {
     bool outer = noGreater_;
     noGreater_ = false;
     bool isWhole = true;
     while (!at(close) && !atEnd()) {
-        Expr* argument = parseInitializerClause();
+        Expr* argument = expansionOf(parseInitializerClause());
         isWhole &= argument->kind != ExprKind::error;
         arguments.add(argument);
         if (!accept(TokenKind::comma)) break;

@@ -15,14 +15,19 @@ FunctionDecl* Parser::parseFunction(Specifiers& specifiers, Declarator& declarat
     function->isOperator = declarator.isOperator && !declarator.isConversion;
     function->isConversion = declarator.isConversion;
     function->owner = context == Context::class_ ? struct_ : nullptr;
-    function->isConstructor = function->owner && !specifiers.hasType && !declarator.isOperator && !specifiers.isInvalid;
+    function->scope = declarator.scope;
+    function->isConstructor =
+        (function->owner || function->scope) && !specifiers.hasType && !declarator.isOperator && !specifiers.isInvalid;
+    function->isFriend = specifiers.isFriend;
+    if (function->isFriend) function->owner = nullptr;
     function->isInvalid = declarator.isInvalid || specifiers.isInvalid;
     if (header) {
         function->templateParameters = header->parameters;
+        function->outerParameters = header->outerParameters;
         function->isSpecialization = header->isSpecialization;
         function->specializationArguments = declarator.templateArguments;
     }
-    if (!function->isConstructor) names_.declareFunction(declarator.name, header != nullptr);
+    if (!function->isConstructor && !function->scope) names_.declareFunction(declarator.name, header != nullptr);
 
     unsigned errorsBefore = diagnostics_.errorCount();
     NameTracker::Mark mark = names_.open();
@@ -47,6 +52,8 @@ FunctionDecl* Parser::parseFunction(Specifiers& specifiers, Declarator& declarat
         parseFunctionBody(*function);
     } else if (at(TokenKind::equal)) { // "= default", "= delete"
         advance();
+        function->isDefaulted = at(TokenKind::kwDefault);
+        function->isDeleted = at(TokenKind::kwDelete);
         if (!accept(TokenKind::kwDefault) && !accept(TokenKind::kwDelete)) {
             if (!accept(TokenKind::number)) errorHere("expected 'default' or 'delete'");
         }
@@ -123,6 +130,7 @@ void Parser::parseParameters(FunctionDecl& function) {
         auto* parameter = makeDecl<VarDecl>(declarator.name, declarator.name ? declarator.location : specifiers.begin);
         parameter->varKind = VarKind::parameter;
         parameter->typeSyntax = finishType(specifiers, declarator);
+        parameter->isPack = declarator.isPack;
         parameter->attributes = join(specifiers.attributes, &declarator.attributes);
         parameter->index = static_cast<std::uint32_t>(parameters.size());
         parameter->isConst = base.isConst;
@@ -147,6 +155,11 @@ void Parser::parseFunctionQualifiers(FunctionDecl& function, Attributes& attribu
         switch (kind()) {
         case TokenKind::kwConst: function.isConstMember = true; break;
         case TokenKind::kwVolatile: break;
+        case TokenKind::kwMutable: function.isMutable = true; break;
+        case TokenKind::amp:
+        case TokenKind::ampamp:
+            if (function.isLambda) return;
+            break; // "float f() const &"
         case TokenKind::kwThread: function.thisSpace = SpaceSyntax::thread; break;
         case TokenKind::kwConstant: function.thisSpace = SpaceSyntax::constant; break;
         case TokenKind::kwDevice: function.thisSpace = SpaceSyntax::device; break;
@@ -182,10 +195,18 @@ void Parser::parseFunctionQualifiers(FunctionDecl& function, Attributes& attribu
 void Parser::parseMemberInits(FunctionDecl& function) {
     advance();
     SmallList<FunctionDecl::MemberInit, 8> inits;
-    while (at(TokenKind::identifier)) {
+    while (at(TokenKind::identifier) || at(TokenKind::coloncolon)) {
         FunctionDecl::MemberInit init;
-        init.name = token().identifier;
-        init.location = advance();
+        init.location = token().location;
+        if (peek(1).is(TokenKind::coloncolon) || peek(1).is(TokenKind::less) || at(TokenKind::coloncolon)) {
+            init.base = arena_.make<TypeSyntax>(); // "Base<T>(x)"
+            init.base->location = init.location;
+            parseTypeName(*init.base);
+            init.name = init.base->name.identifier;
+        } else {
+            init.name = token().identifier;
+            advance();
+        }
         init.isBraced = at(TokenKind::leftBrace);
         if (!at(TokenKind::leftParen) && !at(TokenKind::leftBrace)) {
             errorHere("expected '(' or '{'");

@@ -237,6 +237,15 @@ Expr* Parser::parseSizeOf() {
     auto* size = make<SizeOf>(token().location, token().location);
     size->isAlignOf = at(TokenKind::kwAlignof);
     advance();
+    if (at(TokenKind::ellipsis) && !size->isAlignOf) { // sizeof...(T)
+        advance();
+        SourceLocation open = token().location;
+        if (!expect(TokenKind::leftParen, "expected '(' after 'sizeof...'")) return errorExpr(open);
+        size->pack = at(TokenKind::identifier) ? token().identifier : nullptr;
+        if (!expect(TokenKind::identifier, "expected identifier")) return errorExpr(open);
+        expectClosing(TokenKind::rightParen, open);
+        return size;
+    }
     if (at(TokenKind::leftParen)) {
         std::size_t after = scanType(1);
         bool isType = after != 0 && (peek(after).is(TokenKind::rightParen) || peek(after).is(TokenKind::leftBracket));
@@ -255,6 +264,20 @@ Expr* Parser::parseSizeOf() {
     return limitHeight(size, size->operand->height);
 }
 
+// The items of two lists for one object, as ".a.b = 1, .a.c = 2" makes them.
+void Parser::merge(InitList& into, InitList& from) {
+    Initializer& added = from.initializers[0];
+    Initializer& last = into.initializers.back();
+    if (last.isNested && added.isNested && last.designator && last.designator == added.designator) {
+        merge(*static_cast<InitList*>(last.value), *static_cast<InitList*>(added.value));
+        return;
+    }
+    const std::span<Initializer> all = arena_.makeArray<Initializer>(into.initializers.size() + 1);
+    std::ranges::copy(into.initializers, all.begin());
+    all.back() = added;
+    into.initializers = all;
+}
+
 // [&, x](float a) -> float { ... }
 Expr* Parser::parseLambda() {
     Nesting nesting(*this);
@@ -271,7 +294,8 @@ Expr* Parser::parseLambda() {
         } else if (at(TokenKind::amp) && !peek(1).is(TokenKind::identifier)) {
             lambda->capturesAllByReference = true;
             advance();
-        } else if (at(TokenKind::kwThis)) {
+        } else if (at(TokenKind::kwThis) || (at(TokenKind::star) && peek(1).is(TokenKind::kwThis))) {
+            if (at(TokenKind::star)) unsupported(advance(), "a capture of '*this'");
             capture.isThis = true;
             advance();
             captures.add(capture);
@@ -284,10 +308,13 @@ Expr* Parser::parseLambda() {
             }
             capture.name = token().identifier;
             capture.location = advance();
-            if (at(TokenKind::equal)) {
-                unsupported(capture.location, "a capture with an initialiser");
-                advance();
-                parseAssignment();
+            if (accept(TokenKind::equal))
+                capture.initializer = parseAssignment();
+            else if (at(TokenKind::leftBrace) || at(TokenKind::leftParen)) {
+                TokenKind close = at(TokenKind::leftBrace) ? TokenKind::rightBrace : TokenKind::rightParen;
+                SourceLocation bracket = advance();
+                capture.initializer = parseAssignment();
+                expectClosing(close, bracket);
             }
             captures.add(capture);
         }
@@ -303,9 +330,24 @@ Expr* Parser::parseLambda() {
     NameTracker::Mark mark = names_.open();
     Decl* outerParent = parent_;
     parent_ = function;
+    for (const Lambda::Capture& capture : captures)
+        if (capture.initializer) names_.declare(capture.name, NameClass::value);
     if (at(TokenKind::leftParen)) parseParameters(*function);
     Attributes attributes;
     parseFunctionQualifiers(*function, attributes);
+    // A parameter of type auto is one of a template parameter without a name that can be written.
+    SmallList<TemplateParameterDecl*, 4> generic;
+    for (VarDecl* parameter : function->parameters) {
+        Name& name = parameter->typeSyntax->name;
+        if (!name.identifier || name.identifier->text != "auto" || !name.qualifiers.empty()) continue;
+        auto* made = makeDecl<TemplateParameterDecl>(identifiers_.get("auto:" + std::to_string(generic.size() + 1)),
+                                                     parameter->location);
+        made->index = static_cast<std::uint32_t>(generic.size());
+        name.identifier = made->name;
+        generic.add(made);
+    }
+    function->templateParameters = generic.copyTo(arena_);
+    function->isGeneric = !generic.isEmpty();
     Expr* result = lambda;
     if (at(TokenKind::leftBrace)) {
         std::uint16_t outerHighest = highest_;
@@ -320,6 +362,35 @@ Expr* Parser::parseLambda() {
     parent_ = outerParent;
     names_.close(mark);
     return result;
+}
+
+// ".b.c = 1" or "[2].d = 1" behind a first designator: a list of its own with one item.
+Expr* Parser::parseNestedDesignator() {
+    Nesting nesting(*this);
+    auto* list = make<InitList>(token().location, token().location);
+    if (!nesting) return errorExpr(list->location);
+    Initializer item;
+    item.location = token().location;
+    if (accept(TokenKind::period)) {
+        item.designator = at(TokenKind::identifier) ? token().identifier : nullptr;
+        item.location = token().location;
+        if (!expect(TokenKind::identifier, "expected a field designator, such as '.field = 4'"))
+            return errorExpr(list->location);
+    } else {
+        SourceLocation bracket = advance();
+        item.indexDesignator = parseConditional();
+        expectClosing(TokenKind::rightBracket, bracket);
+    }
+    if (at(TokenKind::period) || at(TokenKind::leftBracket)) {
+        item.value = parseNestedDesignator();
+        item.isNested = item.value->kind == ExprKind::initList;
+    } else {
+        if (!at(TokenKind::leftBrace)) expect(TokenKind::equal, "expected '=' or another designator");
+        item.value = parseInitializerClause();
+    }
+    if (item.value->kind == ExprKind::error) return item.value;
+    list->initializers = arena_.copy(std::span<const Initializer>(&item, 1));
+    return limitHeight(list, item.value->height);
 }
 
 // { a, .b = c, [2] = d, { e } }
@@ -340,11 +411,20 @@ Expr* Parser::parseInitList() {
             advance();
             initializer.designator = token().identifier;
             initializer.location = advance();
-            if (at(TokenKind::period) || at(TokenKind::leftBracket)) {
-                unsupported(token().location, "a nested designator");
-                skipToClosing(TokenKind::rightBrace);
-                isWhole = false;
-                break;
+            if (at(TokenKind::period) || at(TokenKind::leftBracket)) { // ".a.b = 1" is ".a = {.b = 1}"
+                Expr* inner = parseNestedDesignator();
+                isWhole &= inner->kind != ExprKind::error;
+                below = std::max(below, inner->height);
+                Initializer* last = initializers.isEmpty() ? nullptr : &initializers.back();
+                if (last && last->designator == initializer.designator && last->isNested) {
+                    merge(*static_cast<InitList*>(last->value), *static_cast<InitList*>(inner));
+                } else {
+                    initializer.value = inner;
+                    initializer.isNested = inner->kind == ExprKind::initList;
+                    initializers.add(initializer);
+                }
+                if (!accept(TokenKind::comma)) break;
+                continue;
             }
             if (!at(TokenKind::leftBrace)) expect(TokenKind::equal, "expected '=' or another designator");
         } else if (at(TokenKind::leftBracket) && !peek(1).is(TokenKind::rightBracket) && !peek(1).is(TokenKind::amp) &&
@@ -354,7 +434,7 @@ Expr* Parser::parseInitList() {
             expectClosing(TokenKind::rightBracket, bracket);
             expect(TokenKind::equal, "expected '=' or another designator");
         }
-        initializer.value = parseInitializerClause();
+        initializer.value = expansionOf(parseInitializerClause());
         isWhole &= initializer.value->kind != ExprKind::error;
         below = std::max(below, initializer.value->height);
         initializers.add(initializer);

@@ -256,6 +256,37 @@ Stmt* Parser::parseBranch() {
     return branch ? branch : makeStmt<NullStmt>(token().location);
 }
 
+DeclStmt* Parser::parseConditionDeclaration(Expr*& condition) {
+    auto* init = makeStmt<DeclStmt>(token().location);
+    Declarations declarations;
+    Specifiers specifiers;
+    parseSpecifiers(specifiers, Context::local);
+    requireType(specifiers);
+    parseDeclarators(declarations, specifiers, Context::forInit, nullptr);
+    init->declarations = declarations.copyTo(arena_);
+    if (declarations.size() == 1 && declarations[0]->kind == DeclKind::variable) {
+        auto* read = make<NameRef>(declarations[0]->location, declarations[0]->location);
+        read->name.identifier = declarations[0]->name;
+        read->name.location = declarations[0]->location;
+        condition = read;
+    } else {
+        condition = errorExpr(init->location);
+    }
+    return init;
+}
+
+Stmt* Parser::guarded(DeclStmt* declaration, Expr* condition, Stmt* body) {
+    auto* test = makeStmt<IfStmt>(declaration->location);
+    test->condition = condition;
+    test->thenBranch = makeStmt<NullStmt>(declaration->location);
+    test->elseBranch = makeStmt<BreakStmt>(declaration->location);
+    auto* block = makeStmt<CompoundStmt>(declaration->location);
+    Stmt* parts[] = {declaration, test, body};
+    block->statements = arena_.copy(std::span<Stmt* const>(parts));
+    block->end = body->location;
+    return block;
+}
+
 Stmt* Parser::parseIf() {
     auto* statement = makeStmt<IfStmt>(advance());
     statement->isConstexpr = accept(TokenKind::kwConstexpr);
@@ -267,24 +298,9 @@ Stmt* Parser::parseIf() {
         advance();
         bool hasDeclaration = startsDeclaration();
         if (hasDeclaration) { // "if (float x = f())", "if (int i = f(); i > 0)"
-            auto* init = makeStmt<DeclStmt>(token().location);
-            Declarations declarations;
-            Specifiers specifiers;
-            parseSpecifiers(specifiers, Context::local);
-            requireType(specifiers);
-            parseDeclarators(declarations, specifiers, Context::forInit, nullptr);
-            init->declarations = declarations.copyTo(arena_);
-            statement->init = init;
-            if (!accept(TokenKind::semicolon)) {
-                if (declarations.size() == 1 && declarations[0]->kind == DeclKind::variable) {
-                    auto* read = make<NameRef>(declarations[0]->location, declarations[0]->location);
-                    read->name.identifier = declarations[0]->name;
-                    read->name.location = declarations[0]->location;
-                    statement->condition = read;
-                } else {
-                    statement->condition = errorExpr(open);
-                }
-            }
+            Expr* read = nullptr;
+            statement->init = parseConditionDeclaration(read);
+            if (!accept(TokenKind::semicolon)) statement->condition = read;
         } else if (at(TokenKind::semicolon)) {
             advance();
         }
@@ -300,9 +316,12 @@ Stmt* Parser::parseIf() {
         }
         expectClosing(TokenKind::rightParen, open);
     }
+    Attributes likelihood;
+    parseAttributes(likelihood);
     statement->thenBranch = parseBranch();
     if (at(TokenKind::kwElse) && !closeFunction_) {
         advance();
+        parseAttributes(likelihood);
         statement->elseBranch = parseBranch();
     }
     names_.close(mark);
@@ -370,8 +389,13 @@ Stmt* Parser::parseFor() {
         statement->init = init;
         isWhole = expectSeparator();
     }
+    DeclStmt* declared = nullptr; // "for (;int d = f();)"
+    Expr* read = nullptr;
     if (isWhole) {
-        if (!at(TokenKind::semicolon)) statement->condition = parseExpression();
+        if (!at(TokenKind::semicolon) && startsDeclaration())
+            declared = parseConditionDeclaration(read);
+        else if (!at(TokenKind::semicolon))
+            statement->condition = parseExpression();
         isWhole = expectSeparator();
     }
     if (isWhole) {
@@ -380,6 +404,7 @@ Stmt* Parser::parseFor() {
     }
     ++loopDepth_;
     statement->body = parseBranch();
+    if (declared) statement->body = guarded(declared, read, statement->body);
     --loopDepth_;
     names_.close(mark);
     return statement;
@@ -388,16 +413,27 @@ Stmt* Parser::parseFor() {
 Stmt* Parser::parseWhile() {
     auto* statement = makeStmt<WhileStmt>(advance());
     NameTracker::Mark mark = names_.open();
-    if (at(TokenKind::leftParen) && (peek(1).is(TokenKind::identifier) || peek(1).is(TokenKind::kwAuto)) &&
-        peek(2).is(TokenKind::identifier) && peek(3).is(TokenKind::equal)) {
-        unsupported(peek(1).location, "a declaration as the condition of 'while'");
-        statement->condition = errorExpr(advance());
-        skipToClosing(TokenKind::rightParen);
+    DeclStmt* declared = nullptr;
+    Expr* read = nullptr;
+    bool hasDeclaration = false;
+    if (at(TokenKind::leftParen)) {
+        const SourceLocation open = advance();
+        hasDeclaration = startsDeclaration();
+        if (hasDeclaration) { // "while (int x = f())"
+            declared = parseConditionDeclaration(read);
+            auto* always = make<BoolLiteral>(open, open);
+            always->value = true;
+            statement->condition = always;
+        } else {
+            statement->condition = parseExpression();
+        }
+        expectClosing(TokenKind::rightParen, open);
     } else {
         statement->condition = parseCondition("while");
     }
     ++loopDepth_;
     statement->body = parseBranch();
+    if (declared) statement->body = guarded(declared, read, statement->body);
     --loopDepth_;
     names_.close(mark);
     return statement;
@@ -423,7 +459,27 @@ Stmt* Parser::parseDo() {
 Stmt* Parser::parseSwitch() {
     auto* statement = makeStmt<SwitchStmt>(advance());
     NameTracker::Mark mark = names_.open();
-    statement->value = parseCondition("switch");
+    Stmt* init = nullptr; // "switch (int x = f())", "switch (x = f(); x)"
+    if (at(TokenKind::leftParen)) {
+        const SourceLocation open = advance();
+        if (startsDeclaration()) {
+            Expr* read = nullptr;
+            init = parseConditionDeclaration(read);
+            statement->value = accept(TokenKind::semicolon) ? parseExpression() : read;
+        } else {
+            statement->value = parseExpression();
+            if (at(TokenKind::semicolon)) {
+                auto* first = makeStmt<ExprStmt>(statement->value->begin);
+                first->expression = statement->value;
+                init = first;
+                advance();
+                statement->value = parseExpression();
+            }
+        }
+        expectClosing(TokenKind::rightParen, open);
+    } else {
+        statement->value = parseCondition("switch");
+    }
     bool direct = directlyInSwitch_;
     directlyInSwitch_ = true;
     ++switchDepth_;
@@ -437,7 +493,12 @@ Stmt* Parser::parseSwitch() {
     --switchDepth_;
     directlyInSwitch_ = direct;
     names_.close(mark);
-    return statement;
+    if (!init) return statement;
+    auto* block = makeStmt<CompoundStmt>(statement->location);
+    Stmt* parts[] = {init, statement};
+    block->statements = arena_.copy(std::span<Stmt* const>(parts));
+    block->end = statement->body->end;
+    return block;
 }
 
 Stmt* Parser::parseCase() {

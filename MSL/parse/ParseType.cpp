@@ -60,12 +60,15 @@ std::span<TemplateArgument> Parser::parseTemplateArguments() {
         std::size_t after = scanType(0);
         if (after != 0) {
             TokenKind next = peek(after).kind;
-            if (next != TokenKind::comma && next != TokenKind::greater && next != TokenKind::leftBracket) after = 0;
+            if (next != TokenKind::comma && next != TokenKind::greater && next != TokenKind::leftBracket &&
+                next != TokenKind::ellipsis)
+                after = 0;
         }
         if (after != 0)
             argument.typeSyntax = parseTypeId();
         else
             argument.expression = parseConditional();
+        argument.isExpansion = accept(TokenKind::ellipsis);
         arguments.add(argument);
         if (!accept(TokenKind::comma)) break;
     }
@@ -171,7 +174,10 @@ bool Parser::parseSpecifier(Specifiers& specifiers, Context context) {
     case TokenKind::kwFragment: specifiers.stage = EntryStage::fragment; break;
     case TokenKind::kwKernel: specifiers.stage = EntryStage::kernel; break;
     case TokenKind::kwVirtual: error(token().location, "'virtual' is not supported here"); break;
-    case TokenKind::kwFriend: error(token().location, "'friend' is not supported here"); break;
+    case TokenKind::kwFriend:
+        if (context != Context::class_) error(token().location, "'friend' used outside of class");
+        specifiers.isFriend = true;
+        break;
     case TokenKind::kwTypename: type.isTypename = true; break;
     case TokenKind::kwAlignas:
     case TokenKind::kwAttribute: parseAttributes(specifiers.attributes); return true;
@@ -215,6 +221,7 @@ bool Parser::parseSpecifier(Specifiers& specifiers, Context context) {
         if (specifiers.hasType) return false;
         if (parseFundamental(specifiers)) return true;
         if (context == Context::class_ && isConstructor()) return false;
+        if (context == Context::file && startsOuterConstructor()) return false;
         if (at(TokenKind::identifier) && token().identifier == double_ &&
             NameTracker::classify(double_) != NameClass::value) {
             error(token().location, "'double' is not supported in Metal");

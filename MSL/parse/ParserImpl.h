@@ -37,6 +37,7 @@ class Parser {
         bool isInline = false;
         bool isConstexpr = false;
         bool isInvalid = false;
+        bool isFriend = false;
         EntryStage stage = EntryStage::none;
         Attributes attributes;
         SourceLocation begin;
@@ -50,11 +51,14 @@ class Parser {
         bool isInvalid = false;
         std::span<TemplateArgument> templateArguments; // of a specialisation
         bool hasTemplateArguments = false;
+        Name* scope = nullptr; // "S<T>::" before the name
+        bool isPack = false;   // "T... xs"
         Attributes attributes;
     };
     struct TemplateHeader {
         std::span<TemplateParameterDecl*> parameters;
-        bool isSpecialization = false; // template <>
+        std::span<TemplateParameterDecl*> outerParameters; // of the header before, in a definition outside of S<T>
+        bool isSpecialization = false;                     // template <>
     };
 
     // ---- tokens (Parser.cpp)
@@ -161,6 +165,9 @@ class Parser {
     void parseNamespace(Declarations& out);
     void parseUsing(Declarations& out, const TemplateHeader* header);
     void parseTemplate(Declarations& out, Context context);
+    void parseTemplateHeader(TemplateHeader& header);
+    void parseInstantiation(Declarations& out);
+    void parseFriend(Declarations& out);
     TemplateParameterDecl* parseTemplateParameter(std::uint32_t index);
     StaticAssertDecl* parseStaticAssert();
     FunctionDecl* parseFunction(Specifiers& specifiers, Declarator& declarator, Context context,
@@ -174,6 +181,7 @@ class Parser {
     void parseMembers(StructDecl& decl);
     EnumDecl* parseEnum(Specifiers& specifiers);
     bool isConstructor();
+    bool startsOuterConstructor(); // "S::S(", "S<T>::S(", "S::operator "
     std::span<Attribute> join(Attributes& first, Attributes* second);
 
     // ---- statements (ParseStmt.cpp)
@@ -194,6 +202,8 @@ class Parser {
     Stmt* parseExpressionStatement();
     Stmt* parseMistypedReturn();
     Expr* parseCondition(std::string_view keyword);
+    DeclStmt* parseConditionDeclaration(Expr*& condition);             // "int x = f()" and the expression that reads x
+    Stmt* guarded(DeclStmt* declaration, Expr* condition, Stmt* body); // { declaration if (!condition) break; body }
     bool parseOpenParen(std::string_view keyword, SourceLocation& open);
     bool missesClosingBrace();
     void reportMissingBrace(std::size_t openToken);
@@ -216,8 +226,11 @@ class Parser {
     Expr* parseSizeOf();
     Expr* parseLambda();
     Expr* parseInitList();
+    Expr* parseNestedDesignator();
+    void merge(InitList& into, InitList& from);
     Expr* parseInitializerClause(); // assignment expression or braced list
     bool parseArguments(Expressions& arguments, TokenKind close, SourceLocation open);
+    Expr* expansionOf(Expr* pattern); // the pattern, or what "pattern..." is
     Member* parseMember(Expr* base);
     Expr* errorExpr(SourceLocation at);
     Expr* limitHeight(Expr* expression, std::uint16_t below);

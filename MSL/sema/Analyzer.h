@@ -90,6 +90,7 @@ class Analyzer {
   public:
     Analyzer(TranslationUnit& unit, TypeTable& types, IdentifierTable& identifiers, Arena& arena,
              Diagnostics& diagnostics, WorkLimit& limit);
+    ~Analyzer();
     void run();
 
   private:
@@ -103,7 +104,6 @@ class Analyzer {
     void functionDeclaration(FunctionDecl* function);
     void functionSignature(FunctionDecl* function);
     void functionBody(FunctionDecl* function);
-    void memberInitializers(FunctionDecl* function);
     void resolveBodyNow(FunctionDecl* function);
     void typeAlias(TypeAliasDecl* alias);
     void enumeration(EnumDecl* decl);
@@ -120,6 +120,63 @@ class Analyzer {
     bool dependsOnRunTime(const Expr* expr, unsigned depth = 0) const;
     void enterContext(Decl* context); // re-opens the scopes of a namespace, struct or instance
     NamespaceInfo* namespaceOf(NamespaceDecl* block);
+
+    void namespaceAlias(NamespaceAliasDecl* decl);
+
+    // ---- SemaLambda.cpp: closures and what they capture
+    struct LambdaScope;
+    Expr* lambda(Lambda* expr);
+    bool needsCapture(const VarDecl* var) const;
+    Expr* captured(NameRef* ref, VarDecl* var);
+    VarDecl* capture(LambdaScope& scope, VarDecl* var, const Identifier* name, bool byReference, SourceLocation at);
+    VarDecl* addCapture(LambdaScope& scope, const Identifier* name, TypeRef type, Expr* value, SourceLocation at);
+    void captureNames(LambdaScope& scope, const FunctionDecl& function);
+    VarDecl* capturedThis(LambdaScope& scope, SourceLocation at);
+    Expr* closureMember(VarDecl* field, SourceLocation at);
+    Expr* ownThis(SourceLocation at); // the object of the function itself: a closure's, in a lambda
+    StructDecl* objectOwner() const;  // the struct that "this" points to here, or null
+    void enterClosure(const StructDecl* closure);
+
+    // ---- SemaClass.cpp: base classes, anonymous members, definitions outside of a struct, constructors
+    struct MemberPath {
+        Decl* found = nullptr;
+        std::vector<VarDecl*> steps; // fields to go through: bases and anonymous members
+    };
+    MemberPath findPath(const StructDecl* decl, const Identifier* name);
+    bool findSteps(const StructDecl* from, const StructDecl* to, std::vector<VarDecl*>& steps);
+    bool derivesFrom(TypeRef derived, TypeRef base);
+    Expr* fieldOf(Expr* object, VarDecl* field, SourceLocation at); // an lvalue stays one; a pointer is followed
+    Expr* throughFields(Expr* object, std::span<VarDecl* const> steps, SourceLocation at);
+    Expr* toBase(Expr* object, TypeRef base);       // an object, or a pointer to one, as its base; null: it is none
+    Expr* toDerived(Expr* object, TypeRef derived); // the other way, for static_cast
+    void baseClasses(StructDecl* decl, std::vector<VarDecl*>& fields, std::vector<VarDecl*>& inherited);
+    void fillEmpty(StructDecl* decl);
+    void openBaseScopes(StructDecl* decl);
+    bool outerDefinition(FunctionDecl* definition);
+    bool outerDefinition(VarDecl* definition);
+    Decl* scopeOfDefinition(Name& scope, bool isTemplate);
+    static void attach(FunctionDecl* member, FunctionDecl* definition);
+    Expr* defaultInitializer(TypeRef type, SourceLocation at); // null: nothing to run
+    void friendFunction(StructDecl* decl, FunctionDecl* function);
+    void memberInitializers(FunctionDecl* function);
+
+    // ---- SemaPack.cpp: parameter packs
+    PackDecl* packNamed(const Identifier* name) const;
+    bool expandPattern(std::span<const Identifier* const> names, SourceLocation at, std::vector<PackDecl*>& packs,
+                       std::size_t& count);
+    std::span<Expr*> expandPacks(std::span<Expr*> list);
+    void expandPacks(InitList* list);
+    std::span<TemplateArgument> expandPacks(std::span<TemplateArgument> list);
+    void openElement(std::span<PackDecl* const> packs, std::size_t index);
+    void expandParameters(FunctionDecl* instance, std::span<TemplateParameterDecl*> parameters,
+                          std::span<TemplateArgument> arguments);
+
+    // ---- SemaTraits.cpp: <metal_type_traits>
+    TypeRef traitType(Name& name);         // "is_same<A, B>", "enable_if_t<...>"; null: it is no trait
+    Expr* traitValue(const NameRef* name); // "is_same_v<A, B>"; null: it is no trait
+    std::optional<std::int64_t> evaluateTrait(std::string_view trait, Name& name);
+    TypeRef integralConstant(TypeRef type, std::int64_t value);
+    TypeRef holderOf(TypeRef type); // a struct with the member "type"
 
     // ---- SemaStruct.cpp
     void structure(StructDecl* decl);
@@ -153,9 +210,11 @@ class Analyzer {
     NameMeaning lookUpUnqualified(const Identifier* identifier);
     NameMeaning lookUpQualified(Name& name);
     NameMeaning meaningOf(ScopeEntry* entry);
+    NameMeaning meaningInStruct(const StructDecl* decl, const Identifier* identifier);
     NameMeaning meaningOfMembers(std::span<Decl* const> members, const Identifier* identifier);
     const BuiltinFunction* builtinNamed(const Identifier* identifier);
-    std::span<FunctionDecl*> operatorFunctions(std::string_view spelling);
+    std::span<FunctionDecl*> operatorFunctions(std::string_view spelling, std::span<Expr* const> operands);
+    NameMeaning lookUpWithArguments(const Identifier* identifier, std::span<Expr* const> given);
 
     // ---- Typo.cpp
     enum class TypoKind : std::uint8_t { expression, call, type };
@@ -193,7 +252,6 @@ class Analyzer {
     Expr* unary(Unary* expr);
     Expr* cast(Cast* expr);
     Expr* sizeOf(SizeOf* expr);
-    Expr* lambda(Lambda* expr);
     bool checkAssignable(Expr* lvalue, SourceLocation at); // reports why it cannot be written
     void reportNotLvalue(Expr* expr, SourceLocation at);
 
@@ -209,6 +267,7 @@ class Analyzer {
     Expr* overloadedOperator(BinaryOp op, Expr* left, Expr* right, SourceLocation at, bool* handled);
     Expr* overloadedUnary(Unary* expr, bool* handled);
     Expr* conditional(Conditional* expr);
+    Expr* decayed(Expr* side); // an array read as a whole, as the pointer that it decays to
     Expr* invalidOperands(Binary* expr);
     TypeRef commonType(TypeRef a, TypeRef b) const; // null when there is none
     TypeRef commonScalar(TypeRef a, TypeRef b) const;
@@ -217,7 +276,7 @@ class Analyzer {
 
     // ---- Convert.cpp
     ConversionRank rankConversion(Expr* from, TypeRef to); // by value
-    ConversionRank rankTypes(TypeRef from, TypeRef to) const;
+    ConversionRank rankTypes(TypeRef from, TypeRef to);
     ConversionRank rankArgument(Expr* argument, TypeRef parameterType);        // to a parameter, references too
     Expr* convert(Expr* from, TypeRef to, Purpose purpose, SourceLocation at); // implicit; reports
     Expr* convertArgument(Expr* argument, TypeRef parameterType, SourceLocation at);
@@ -281,15 +340,25 @@ class Analyzer {
     Expr* sampleOption(Call* expr, std::string_view name, bool* handled);
 
     // ---- SemaTemplate.cpp
-    FunctionDecl* instantiate(FunctionDecl* pattern, std::span<TemplateArgument> explicitArguments,
-                              std::span<Expr*> arguments);
-    TypeRef instantiateStructure(StructDecl* pattern, Name& name);
-    TypeRef instantiateAlias(TypeAliasDecl* pattern, Name& name);
     struct Bindings {
         std::span<TemplateParameterDecl*> parameters;
         std::span<TemplateArgument> arguments;
         std::vector<bool> isBound;
+        std::vector<bool> isExplicit;
     };
+    FunctionDecl* instantiate(FunctionDecl* pattern, std::span<TemplateArgument> explicitArguments,
+                              std::span<Expr*> arguments);
+    TypeRef instantiateStructure(StructDecl* pattern, Name& name);
+    TypeRef instantiateAlias(TypeAliasDecl* pattern, Name& name);
+    VarDecl* instantiateVariable(VarDecl* pattern, Name& name);
+    void explicitInstantiation(InstantiationDecl* decl);
+    FunctionDecl* instanceWith(FunctionDecl* pattern, std::span<TemplateArgument> arguments);
+    bool deduceList(std::span<const TemplateArgument> patterns, std::span<const TemplateArgument> actual,
+                    Bindings& bindings);
+    bool deducePack(const VarDecl* parameter, std::span<Expr*> given, Bindings& bindings);
+    bool matchPartial(std::span<TemplateParameterDecl*> parameters, std::span<TemplateArgument> patterns,
+                      std::span<TemplateArgument> actual, Bindings& bindings);
+    int specificity(std::span<TemplateParameterDecl*> parameters, std::span<TemplateArgument> patterns) const;
     Bindings makeBindings(std::span<TemplateParameterDecl*> parameters);
     bool bind(Bindings& bindings, std::size_t index, TypeRef type, std::int64_t value);
     bool bindExplicit(Bindings& bindings, std::span<TemplateArgument> given, SourceLocation at, bool report);
@@ -300,10 +369,15 @@ class Analyzer {
     Expr* numericLimit(const Name& name, TypeRef type);
     static bool sameArguments(std::span<TemplateArgument> a, std::span<TemplateArgument> b);
 
-    // ---- ConstEval.cpp
+    // ---- ConstEval.cpp, ConstRun.cpp
+    class ConstantRun; // the values of the variables of a constexpr function that is being run
     ConstantValue evaluate(Expr* typed);
     ConstantValue evaluateIn(Expr* typed, unsigned depth);
     ConstantValue evaluateCall(Call* call, unsigned depth);
+    static ConstantValue constantUnary(UnaryOp op, ConstantValue operand, TypeRef type);
+    static ConstantValue constantBinary(BinaryOp op, ConstantValue left, ConstantValue right, TypeRef operands,
+                                        TypeRef type);
+    static ConstantValue constantBuiltin(BuiltinId id, std::span<const ConstantValue> arguments, TypeRef type);
     std::optional<std::int64_t> integerConstant(Expr* unresolved, std::string_view what); // types it; reports
     static ConstantValue convertConstant(ConstantValue value, TypeRef to);
 
@@ -351,6 +425,7 @@ class Analyzer {
         unsigned loops = 0;
         unsigned switches = 0;
         SwitchStmt* innermostSwitch = nullptr;
+        LambdaScope* lambda = nullptr; // the function is the call operator of this one
         unsigned errorsAtStart = 0;
     };
 
@@ -372,6 +447,7 @@ class Analyzer {
     unsigned instantiationDepth_ = 0;
     unsigned instanceCount_ = 0;
     std::uint64_t evaluationSteps_ = 0;
+    bool isRunningConstant_ = false; // what is asked for meanwhile is answered without a run of its own
     bool workReported_ = false;
 
     std::vector<FunctionDecl*> pendingBodies_; // of instances and of members, resolved after the current declaration
@@ -384,6 +460,13 @@ class Analyzer {
     std::unordered_map<const StructDecl*, std::vector<StructDecl*>> structInstances_;
     std::unordered_map<const FunctionDecl*, std::vector<FunctionDecl*>> functionSpecializations_;
     std::unordered_map<const StructDecl*, std::vector<StructDecl*>> structSpecializations_;
+    std::unordered_map<const StructDecl*, std::vector<StructDecl*>> partialSpecializations_;
+    std::unordered_map<const VarDecl*, std::vector<std::pair<std::span<TemplateArgument>, VarDecl*>>>
+        variableInstances_;
+    std::unordered_map<const VarDecl*, std::vector<VarDecl*>> variableSpecializations_;
+    std::unordered_map<const StructDecl*, std::unique_ptr<LambdaScope>> lambdaScopes_;
+    std::unordered_map<std::string, TypeRef> traitStructs_;
+    std::vector<FunctionDecl*> friends_; // of the struct being completed
 };
 
 } // namespace msl

@@ -1,5 +1,5 @@
 // Values known while compiling: array sizes, case labels, template arguments, static assertions, constexpr numbers.
-#include "MSL/sema/Analyzer.h"
+#include "MSL/sema/ConstRun.h"
 
 #include <cmath>
 
@@ -75,6 +75,84 @@ ConstantValue Analyzer::convertConstant(ConstantValue value, TypeRef to) {
     }
 }
 
+ConstantValue Analyzer::constantUnary(UnaryOp op, ConstantValue operand, TypeRef type) {
+    switch (op) {
+    case UnaryOp::plus: return operand;
+    case UnaryOp::minus:
+        if (operand.kind == ConstantValue::Kind::floating) return floatingValue(-operand.floating);
+        return convertConstant(integerValue(static_cast<std::int64_t>(0 - static_cast<std::uint64_t>(operand.integer))),
+                               type);
+    case UnaryOp::bitNot: return convertConstant(integerValue(~operand.integer), type);
+    default: return integerValue(operand.isTrue() ? 0 : 1);
+    }
+}
+
+ConstantValue Analyzer::constantBinary(BinaryOp op, ConstantValue left, ConstantValue right, TypeRef operands,
+                                       TypeRef type) {
+    if (left.kind == ConstantValue::Kind::floating || right.kind == ConstantValue::Kind::floating) {
+        const double a = left.asDouble();
+        const double b = right.asDouble();
+        switch (op) {
+        case BinaryOp::mul: return convertConstant(floatingValue(a * b), type);
+        case BinaryOp::div: return convertConstant(floatingValue(a / b), type);
+        case BinaryOp::add: return convertConstant(floatingValue(a + b), type);
+        case BinaryOp::sub: return convertConstant(floatingValue(a - b), type);
+        case BinaryOp::less: return integerValue(a < b);
+        case BinaryOp::greater: return integerValue(a > b);
+        case BinaryOp::lessEqual: return integerValue(a <= b);
+        case BinaryOp::greaterEqual: return integerValue(a >= b);
+        case BinaryOp::equal: return integerValue(a == b);
+        case BinaryOp::notEqual: return integerValue(a != b);
+        case BinaryOp::logicalAnd: return integerValue(left.isTrue() && right.isTrue());
+        case BinaryOp::logicalOr: return integerValue(left.isTrue() || right.isTrue());
+        default: return {};
+        }
+    }
+    if (operands->is(TypeKind::enum_)) operands = operands->element;
+    if (!operands->isScalar()) return {};
+    const ScalarKind kind = operands->scalar;
+    const std::int64_t a = left.integer;
+    const std::int64_t b = right.integer;
+    const auto ua = static_cast<std::uint64_t>(a);
+    const auto ub = static_cast<std::uint64_t>(b);
+    const bool isUnsigned = !isSigned(kind);
+    const std::uint64_t width = byteSize(kind) * 8;
+    const auto wrapped = [&](std::uint64_t value) {
+        return convertConstant(integerValue(static_cast<std::int64_t>(value)), type);
+    };
+    switch (op) {
+    case BinaryOp::mul: return wrapped(ua * ub);
+    case BinaryOp::add: return wrapped(ua + ub);
+    case BinaryOp::sub: return wrapped(ua - ub);
+    case BinaryOp::div:
+    case BinaryOp::rem:
+        if (b == 0) return {};
+        if (isUnsigned) return wrapped(op == BinaryOp::div ? ua / ub : ua % ub);
+        if (b == -1) return op == BinaryOp::div ? wrapped(0 - ua) : integerValue(0);
+        return wrapped(static_cast<std::uint64_t>(op == BinaryOp::div ? a / b : a % b));
+    case BinaryOp::shl: return wrapped(ua << (ub % width));
+    case BinaryOp::shr:
+        return isUnsigned ? wrapped(ua >> (ub % width)) : wrapped(static_cast<std::uint64_t>(a >> (ub % width)));
+    case BinaryOp::bitAnd: return wrapped(ua & ub);
+    case BinaryOp::bitOr: return wrapped(ua | ub);
+    case BinaryOp::bitXor: return wrapped(ua ^ ub);
+    case BinaryOp::less: return integerValue(isUnsigned ? ua < ub : a < b);
+    case BinaryOp::greater: return integerValue(isUnsigned ? ua > ub : a > b);
+    case BinaryOp::lessEqual: return integerValue(isUnsigned ? ua <= ub : a <= b);
+    case BinaryOp::greaterEqual: return integerValue(isUnsigned ? ua >= ub : a >= b);
+    case BinaryOp::equal: return integerValue(a == b);
+    case BinaryOp::notEqual: return integerValue(a != b);
+    case BinaryOp::logicalAnd: return integerValue(a != 0 && b != 0);
+    case BinaryOp::logicalOr: return integerValue(a != 0 || b != 0);
+    default: return {};
+    }
+}
+
+ConstantValue Analyzer::constantBuiltin(BuiltinId id, std::span<const ConstantValue> arguments, TypeRef type) {
+    const std::optional<double> result = mathFunction(id, arguments);
+    return result ? convertConstant(floatingValue(*result), type) : ConstantValue{};
+}
+
 ConstantValue Analyzer::evaluate(Expr* typed) {
     // What is plainly no constant is told apart at once: this runs for every subscript.
     if (typed->kind == ExprKind::call && !static_cast<Call*>(typed)->function)
@@ -144,15 +222,7 @@ ConstantValue Analyzer::evaluateIn(Expr* expr, unsigned depth) {
             return {};
         const ConstantValue operand = evaluateIn(node->operand, depth + 1);
         if (!operand) return {};
-        switch (node->op) {
-        case UnaryOp::plus: return operand;
-        case UnaryOp::minus:
-            if (operand.kind == ConstantValue::Kind::floating) return floatingValue(-operand.floating);
-            return convertConstant(
-                integerValue(static_cast<std::int64_t>(0 - static_cast<std::uint64_t>(operand.integer))), expr->type);
-        case UnaryOp::bitNot: return convertConstant(integerValue(~operand.integer), expr->type);
-        default: return integerValue(operand.isTrue() ? 0 : 1);
-        }
+        return constantUnary(node->op, operand, expr->type);
     }
     case ExprKind::binary: {
         const auto* node = static_cast<Binary*>(expr);
@@ -165,60 +235,7 @@ ConstantValue Analyzer::evaluateIn(Expr* expr, unsigned depth) {
         if (node->op == BinaryOp::logicalOr && left.isTrue()) return integerValue(1);
         const ConstantValue right = evaluateIn(node->right, depth + 1);
         if (!right) return {};
-        if (left.kind == ConstantValue::Kind::floating || right.kind == ConstantValue::Kind::floating) {
-            const double a = left.asDouble();
-            const double b = right.asDouble();
-            switch (node->op) {
-            case BinaryOp::mul: return convertConstant(floatingValue(a * b), expr->type);
-            case BinaryOp::div: return convertConstant(floatingValue(a / b), expr->type);
-            case BinaryOp::add: return convertConstant(floatingValue(a + b), expr->type);
-            case BinaryOp::sub: return convertConstant(floatingValue(a - b), expr->type);
-            case BinaryOp::less: return integerValue(a < b);
-            case BinaryOp::greater: return integerValue(a > b);
-            case BinaryOp::lessEqual: return integerValue(a <= b);
-            case BinaryOp::greaterEqual: return integerValue(a >= b);
-            case BinaryOp::equal: return integerValue(a == b);
-            case BinaryOp::notEqual: return integerValue(a != b);
-            case BinaryOp::logicalAnd: return integerValue(left.isTrue() && right.isTrue());
-            case BinaryOp::logicalOr: return integerValue(left.isTrue() || right.isTrue());
-            default: return {};
-            }
-        }
-        const std::int64_t a = left.integer;
-        const std::int64_t b = right.integer;
-        const auto ua = static_cast<std::uint64_t>(a);
-        const auto ub = static_cast<std::uint64_t>(b);
-        const bool isUnsigned = !isSigned(node->left->type->scalar);
-        const std::uint64_t width = byteSize(node->left->type->scalar) * 8;
-        const auto wrapped = [&](std::uint64_t value) {
-            return convertConstant(integerValue(static_cast<std::int64_t>(value)), expr->type);
-        };
-        switch (node->op) {
-        case BinaryOp::mul: return wrapped(ua * ub);
-        case BinaryOp::add: return wrapped(ua + ub);
-        case BinaryOp::sub: return wrapped(ua - ub);
-        case BinaryOp::div:
-        case BinaryOp::rem:
-            if (b == 0) return {};
-            if (isUnsigned) return wrapped(node->op == BinaryOp::div ? ua / ub : ua % ub);
-            if (b == -1) return node->op == BinaryOp::div ? wrapped(0 - ua) : integerValue(0);
-            return wrapped(static_cast<std::uint64_t>(node->op == BinaryOp::div ? a / b : a % b));
-        case BinaryOp::shl: return wrapped(ua << (ub % width));
-        case BinaryOp::shr:
-            return isUnsigned ? wrapped(ua >> (ub % width)) : wrapped(static_cast<std::uint64_t>(a >> (ub % width)));
-        case BinaryOp::bitAnd: return wrapped(ua & ub);
-        case BinaryOp::bitOr: return wrapped(ua | ub);
-        case BinaryOp::bitXor: return wrapped(ua ^ ub);
-        case BinaryOp::less: return integerValue(isUnsigned ? ua < ub : a < b);
-        case BinaryOp::greater: return integerValue(isUnsigned ? ua > ub : a > b);
-        case BinaryOp::lessEqual: return integerValue(isUnsigned ? ua <= ub : a <= b);
-        case BinaryOp::greaterEqual: return integerValue(isUnsigned ? ua >= ub : a >= b);
-        case BinaryOp::equal: return integerValue(a == b);
-        case BinaryOp::notEqual: return integerValue(a != b);
-        case BinaryOp::logicalAnd: return integerValue(a != 0 && b != 0);
-        case BinaryOp::logicalOr: return integerValue(a != 0 || b != 0);
-        default: return {};
-        }
+        return constantBinary(node->op, left, right, node->left->type, expr->type);
     }
     case ExprKind::index: { // an element of a constant table
         const auto* node = static_cast<Index*>(expr);
@@ -242,13 +259,29 @@ ConstantValue Analyzer::evaluateIn(Expr* expr, unsigned depth) {
         return evaluateIn(parts[static_cast<std::size_t>(index.integer)], depth + 1);
     }
     case ExprKind::call: return evaluateCall(static_cast<Call*>(expr), depth);
+    case ExprKind::member: { // of a constant, or of what a constexpr function returns
+        const Expr* root = expr;
+        while (root->kind == ExprKind::member && !static_cast<const Member*>(root)->isArrow)
+            root = static_cast<const Member*>(root)->base;
+        const bool isCall = root->kind == ExprKind::call || root->kind == ExprKind::construct;
+        const Decl* decl = root->kind == ExprKind::nameRef ? static_cast<const NameRef*>(root)->decl : nullptr;
+        const bool isConstant = decl && decl->kind == DeclKind::variable &&
+                                static_cast<const VarDecl*>(decl)->isConst &&
+                                static_cast<const VarDecl*>(decl)->initializer;
+        if ((!isCall && !isConstant) || !expr->type->isScalar() || isRunningConstant_) return {};
+        isRunningConstant_ = true;
+        const ConstantValue result = ConstantRun(*this).scalar(expr);
+        isRunningConstant_ = false;
+        return result;
+    }
     default: return {};
     }
 }
 
 ConstantValue Analyzer::evaluateCall(Call* call, unsigned depth) {
-    if (!call->type->isScalar() || call->object) return {};
+    if (!call->type->isScalar()) return {};
     if (call->builtin != BuiltinId::none) {
+        if (call->object) return {};
         ConstantValue values[4];
         if (call->arguments.empty() || call->arguments.size() > std::size(values)) return {};
         for (std::size_t i = 0; i < call->arguments.size(); ++i) {
@@ -256,81 +289,12 @@ ConstantValue Analyzer::evaluateCall(Call* call, unsigned depth) {
             values[i] = evaluateIn(call->arguments[i], depth + 1);
             if (!values[i]) return {};
         }
-        const std::optional<double> result = mathFunction(call->builtin, {values, call->arguments.size()});
-        return result ? convertConstant(floatingValue(*result), call->type) : ConstantValue{};
+        return constantBuiltin(call->builtin, {values, call->arguments.size()}, call->type);
     }
-    FunctionDecl* function = call->function;
-    if (!function || !function->isConstexpr) return {};
-    if (function->definition) function = function->definition;
-    resolveBodyNow(function);
-    if (!function->body || function->isInvalid || !function->isResolved) return {};
-    // A constexpr function of constants: its parameters become constants while its body is walked.
-    struct Saved {
-        bool had;
-        std::int64_t value;
-        Expr* initializer;
-        VarKind kind;
-        bool isConst;
-    };
-    const std::size_t count = std::min(function->parameters.size(), call->arguments.size());
-    std::vector<ConstantValue> values(count);
-    for (std::size_t i = 0; i < count; ++i) {
-        values[i] = evaluateIn(call->arguments[i], depth + 1);
-        if (!values[i] || !function->parameters[i]->type->isScalar()) return {};
-    }
-    std::vector<Saved> saved;
-    for (std::size_t i = 0; i < count; ++i) {
-        VarDecl* parameter = function->parameters[i];
-        saved.push_back({parameter->hasConstantValue, parameter->constantValue, parameter->initializer,
-                         parameter->varKind, parameter->isConst});
-        if (values[i].kind == ConstantValue::Kind::integer) {
-            parameter->hasConstantValue = true;
-            parameter->constantValue = values[i].integer;
-        } else {
-            FloatLiteral* literal = arena_.make<FloatLiteral>();
-            literal->value = values[i].floating;
-            literal->type = parameter->type;
-            parameter->initializer = literal;
-            parameter->varKind = VarKind::local;
-            parameter->isConst = true;
-        }
-    }
-    // Statements that decide by constants which expression is returned; loops and variables are beyond it.
-    ConstantValue result;
-    const auto walk = [&](auto&& self, Stmt* stmt) -> int { // 0 goes on, 1 returned, 2 cannot tell
-        if (!stmt) return 0;
-        switch (stmt->kind) {
-        case StmtKind::null: return 0;
-        case StmtKind::compound:
-            for (Stmt* child : static_cast<CompoundStmt*>(stmt)->statements)
-                if (const int state = self(self, child)) return state;
-            return 0;
-        case StmtKind::if_: {
-            auto* branch = static_cast<IfStmt*>(stmt);
-            const ConstantValue condition = branch->init ? ConstantValue{} : evaluateIn(branch->condition, depth + 1);
-            if (!condition) return 2;
-            return self(self, condition.isTrue() ? branch->thenBranch : branch->elseBranch);
-        }
-        case StmtKind::declaration:
-            for (const Decl* decl : static_cast<DeclStmt*>(stmt)->declarations)
-                if (decl->kind == DeclKind::variable && !static_cast<const VarDecl*>(decl)->isConst) return 2;
-            return 0;
-        case StmtKind::return_:
-            if (!static_cast<ReturnStmt*>(stmt)->value) return 2;
-            result = evaluateIn(static_cast<ReturnStmt*>(stmt)->value, depth + 1);
-            return 1;
-        default: return 2;
-        }
-    };
-    if (walk(walk, function->body) != 1) result = {};
-    for (std::size_t i = 0; i < count; ++i) {
-        VarDecl* parameter = function->parameters[i];
-        parameter->hasConstantValue = saved[i].had;
-        parameter->constantValue = saved[i].value;
-        parameter->initializer = saved[i].initializer;
-        parameter->varKind = saved[i].kind;
-        parameter->isConst = saved[i].isConst;
-    }
+    if (!call->function || !call->function->isConstexpr || isRunningConstant_) return {};
+    isRunningConstant_ = true;
+    const ConstantValue result = ConstantRun(*this).scalar(call);
+    isRunningConstant_ = false;
     return convertConstant(result, call->type);
 }
 

@@ -20,6 +20,13 @@ Expr* Analyzer::load(Expr* typed) {
         return errorAt(typed);
     }
     if (typed->category == ValueCategory::rvalue || typed->type->isError()) return typed;
+    if (typed->kind == ExprKind::conditional) { // read: one of two values
+        auto* choice = static_cast<Conditional*>(typed);
+        choice->whenTrue = load(choice->whenTrue);
+        choice->whenFalse = load(choice->whenFalse);
+        choice->category = ValueCategory::rvalue;
+        return choice;
+    }
     return makeCast(CastKind::lvalueToRvalue, typed, typed->type);
 }
 
@@ -37,7 +44,7 @@ bool isUnscopedEnum(TypeRef type) {
 
 } // namespace
 
-ConversionRank Analyzer::rankTypes(TypeRef from, TypeRef to) const {
+ConversionRank Analyzer::rankTypes(TypeRef from, TypeRef to) {
     using Rank = ConversionRank;
     if (from == to || from->isError() || to->isError()) return Rank::exact;
     switch (from->kind) {
@@ -63,6 +70,9 @@ ConversionRank Analyzer::rankTypes(TypeRef from, TypeRef to) const {
     case TypeKind::pointer:
         if (to->is(TypeKind::pointer) && to->element == from->element && to->space == from->space)
             return to->pointeeConst || !from->pointeeConst ? Rank::qualification : Rank::none;
+        if (to->is(TypeKind::pointer) && to->space == from->space && (to->pointeeConst || !from->pointeeConst) &&
+            derivesFrom(from->element, to->element))
+            return Rank::conversion;
         return to->isBool() ? Rank::conversion : Rank::none;
     default: return Rank::none;
     }
@@ -88,6 +98,7 @@ ConversionRank Analyzer::rankConversion(Expr* from, TypeRef to) {
     }
     const Rank rank = rankTypes(type, to);
     if (rank != Rank::none) return rank;
+    if (derivesFrom(type, to)) return Rank::conversion;
     if (to->is(TypeKind::struct_)) {
         for (const FunctionDecl* constructor : constructorsOf(to->structDecl)) {
             if (constructor->parameters.empty() || !constructor->templateParameters.empty()) continue;
@@ -113,9 +124,12 @@ ConversionRank Analyzer::rankArgument(Expr* argument, TypeRef parameterType) {
     if (!parameterType->is(TypeKind::reference)) return rankConversion(argument, parameterType);
     const TypeRef referee = parameterType->element;
     const bool isLvalue = argument->kind != ExprKind::initList && argument->category == ValueCategory::lvalue;
-    if (isLvalue && argument->type == referee) {
+    if (isLvalue && (argument->type == referee || derivesFrom(argument->type, referee))) {
         const bool sameSpace = argument->space == parameterType->space;
-        if (!parameterType->pointeeConst) return sameSpace && !argument->isConst ? Rank::exact : Rank::none;
+        const bool isBase = argument->type != referee;
+        if (!parameterType->pointeeConst)
+            return sameSpace && !argument->isConst ? (isBase ? Rank::conversion : Rank::exact) : Rank::none;
+        if (isBase && sameSpace) return Rank::conversion;
         if (sameSpace)
             return argument->isConst || parameterType->space == AddressSpace::constant ? Rank::exact
                                                                                        : Rank::qualification;
@@ -178,6 +192,7 @@ Expr* Analyzer::tryConvert(Expr* from, TypeRef to) {
     const TypeRef type = from->type;
     if (type == to) return load(from);
     if (type->isError() || to->isError()) return errorAt(from);
+    if (from->kind != ExprKind::initList && derivesFrom(type, to)) return load(toBase(from, to));
     switch (rankConversion(from, to)) {
     case ConversionRank::none: return nullptr;
     case ConversionRank::userDefined: {
@@ -202,6 +217,8 @@ Expr* Analyzer::tryConvert(Expr* from, TypeRef to) {
     }
     if (to->is(TypeKind::pointer)) {
         if (type->is(TypeKind::array)) return makeCast(CastKind::arrayToPointer, from, to);
+        if (type->is(TypeKind::pointer) && type->element != to->element && derivesFrom(type->element, to->element))
+            return makeCast(CastKind::none, toBase(load(from), to->element), to);
         if (type->is(TypeKind::pointer)) { // only constness differs: no work
             return makeCast(CastKind::none, load(from), to);
         }
@@ -352,6 +369,7 @@ Expr* Analyzer::bindReference(Expr* from, TypeRef referenceType, Purpose purpose
     }
     if (from->type->isError() || referee->isError()) return errorAt(from);
     const bool isLvalue = from->category == ValueCategory::lvalue;
+    if (isLvalue && derivesFrom(from->type, referee)) from = toBase(from, referee);
     if (isLvalue && from->type == referee) {
         if (from->space == referenceType->space) {
             if (from->isConst && !referenceType->pointeeConst) {

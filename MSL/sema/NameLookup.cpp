@@ -83,6 +83,24 @@ NameMeaning Analyzer::meaningOfMembers(std::span<Decl* const> members, const Ide
     return meaning;
 }
 
+NameMeaning Analyzer::meaningInStruct(const StructDecl* decl, const Identifier* identifier) {
+    NameMeaning meaning = meaningOfMembers(decl->members, identifier);
+    if (meaning.kind != NameMeaning::Kind::nothing) return meaning;
+    const DepthGuard guard(depth_);
+    if (tooDeep(decl->location)) return meaning;
+    for (const VarDecl* field : decl->inherited) {
+        meaning = meaningInStruct(field->type->structDecl, identifier);
+        if (meaning.kind != NameMeaning::Kind::nothing) break;
+        StructDecl* base = field->type->structDecl; // a base's own name
+        if (base->name == identifier) {
+            meaning.kind = NameMeaning::Kind::declaration;
+            meaning.decl = base;
+            break;
+        }
+    }
+    return meaning;
+}
+
 NameMeaning Analyzer::lookUpQualified(Name& name) {
     NameMeaning meaning;
     const auto failed = [&](std::string message) {
@@ -97,7 +115,7 @@ NameMeaning Analyzer::lookUpQualified(Name& name) {
             meaning.kind = NameMeaning::Kind::failed;
             return meaning;
         }
-        meaning = meaningOfMembers(type->structDecl->members, name.identifier);
+        meaning = meaningInStruct(type->structDecl, name.identifier);
         if (meaning.kind == NameMeaning::Kind::nothing)
             return failed("no member named '" + std::string(name.identifier->text) + "' in '" + typeName(type) + "'");
         return meaning;
@@ -195,7 +213,7 @@ NameMeaning Analyzer::lookUpQualified(Name& name) {
         }
         case DeclKind::struct_: {
             const auto* decl = static_cast<StructDecl*>(scope);
-            found = meaningOfMembers(decl->members, next);
+            found = meaningInStruct(decl, next);
             where = "'" + std::string(scope->name ? scope->name->text : "") + "'";
             break;
         }

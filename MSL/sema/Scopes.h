@@ -34,6 +34,9 @@ class Scopes {
     // Entries of the innermost scope, in order.
     std::span<ScopeEntry* const> innermost() const;
 
+    // Every entry of the open scopes, outermost first.
+    std::span<ScopeEntry* const> all() const { return entries_; }
+
     // The innermost entry of a name that the scope itself (not an outer one) declares, or null.
     ScopeEntry* findInInnermost(const Identifier* name) const;
 

@@ -172,14 +172,18 @@ Expr* Analyzer::binary(Binary* expr) {
     return left;
 }
 
+Expr* Analyzer::decayed(Expr* side) {
+    if (!side->type->is(TypeKind::array)) return side;
+    Expr* array = side;
+    if (side->category == ValueCategory::rvalue) {
+        if (side->kind != ExprKind::implicitCast) return side;
+        array = static_cast<ImplicitCast*>(side)->operand;
+    }
+    return makeCast(CastKind::arrayToPointer, array,
+                    types_.pointer(array->type->element, array->space, array->isConst));
+}
+
 Expr* Analyzer::pointerArithmetic(Binary* expr) {
-    const auto decayed = [&](Expr* side) -> Expr* {
-        // An array that was read as a whole steps back to what it was read from.
-        if (!side->type->is(TypeKind::array) || side->kind != ExprKind::implicitCast) return side;
-        Expr* array = static_cast<ImplicitCast*>(side)->operand;
-        return makeCast(CastKind::arrayToPointer, array,
-                        types_.pointer(array->type->element, array->space, array->isConst));
-    };
     expr->left = decayed(expr->left);
     expr->right = decayed(expr->right);
     const TypeRef left = expr->left->type;
@@ -284,6 +288,8 @@ Expr* Analyzer::shift(Binary* expr) {
 }
 
 Expr* Analyzer::comparison(Binary* expr) {
+    if (expr->left->type->is(TypeKind::pointer)) expr->right = decayed(expr->right);
+    if (expr->right->type->is(TypeKind::pointer)) expr->left = decayed(expr->left);
     const TypeRef left = expr->left->type;
     const TypeRef right = expr->right->type;
     const bool isEquality = expr->op == BinaryOp::equal || expr->op == BinaryOp::notEqual;
@@ -411,10 +417,13 @@ Expr* Analyzer::assignment(Binary* expr) {
     return expr;
 }
 
-std::span<FunctionDecl*> Analyzer::operatorFunctions(std::string_view operatorSpelling) {
+std::span<FunctionDecl*> Analyzer::operatorFunctions(std::string_view operatorSpelling,
+                                                     std::span<Expr* const> operands) {
     std::string name = "operator";
     name += operatorSpelling;
     const Identifier* identifier = identifiers_.get(name);
+    const NameMeaning near = lookUpWithArguments(identifier, operands);
+    if (!near.functions.empty()) return near.functions;
     if (!identifier->scope) return {};
     return lookUpUnqualified(identifier).functions;
 }
@@ -424,7 +433,7 @@ Expr* Analyzer::overloadedOperator(BinaryOp op, Expr* left, Expr* right, SourceL
     Expr* both[] = {left, right};
     const std::span<Expr*> bothArguments = arena_.copy(std::span<Expr* const>(both));
     const std::span<Expr*> rightOnly = bothArguments.subspan(1);
-    for (FunctionDecl* function : operatorFunctions(spelling(op))) {
+    for (FunctionDecl* function : operatorFunctions(spelling(op), both)) {
         if (function->owner) continue;
         Candidate candidate = consider(function, bothArguments, {});
         if (candidate.isViable) candidates.push_back(candidate);
@@ -472,7 +481,7 @@ Expr* Analyzer::overloadedUnary(Unary* expr, bool* handled) {
         const std::span<Expr*> used = isMember ? all.subspan(1) : all;
         const std::string operatorName = "operator" + std::string(name);
         const std::span<FunctionDecl*> functions =
-            !isMember ? operatorFunctions(name)
+            !isMember ? operatorFunctions(name, std::span<Expr* const>(operands).first(1))
             : expr->operand->type->is(TypeKind::struct_)
                 ? findMethods(expr->operand->type->structDecl, identifiers_.get(operatorName))
                 : std::span<FunctionDecl*>{};
@@ -508,6 +517,22 @@ Expr* Analyzer::conditional(Conditional* expr) {
         expr->whenFalse = whenFalse;
         expr->type = a;
         return expr->condition->type->isError() ? errorAt(expr) : expr;
+    }
+    if (a == b && whenTrue->category == ValueCategory::lvalue && whenFalse->category == ValueCategory::lvalue &&
+        whenTrue->space == whenFalse->space && !condition->type->isVector()) { // one of two variables; load() undoes it
+        expr->condition = toBool(condition);
+        if (expr->condition->type->isError()) return errorAt(expr);
+        expr->whenTrue = whenTrue;
+        expr->whenFalse = whenFalse;
+        expr->type = a;
+        expr->category = ValueCategory::lvalue;
+        expr->space = whenTrue->space;
+        expr->isConst = whenTrue->isConst || whenFalse->isConst;
+        return expr;
+    }
+    if (a->is(TypeKind::array) || b->is(TypeKind::array)) {
+        whenTrue = decayed(whenTrue);
+        whenFalse = decayed(whenFalse);
     }
     whenTrue = load(whenTrue);
     whenFalse = load(whenFalse);

@@ -8,6 +8,7 @@ namespace msl {
 
 bool Analyzer::arguments(Call* expr) {
     bool fine = true;
+    expr->arguments = expandPacks(expr->arguments);
     for (Expr*& argument : expr->arguments) {
         if (argument->kind == ExprKind::initList && !argument->type) continue;
         argument = expression(argument);
@@ -32,6 +33,21 @@ Expr* Analyzer::makeBuiltinCall(BuiltinId id, std::span<Expr* const> callArgumen
 
 Expr* Analyzer::finishCall(Call* expr, FunctionDecl* function) {
     function->isReferenced = true;
+    if (function->isDeleted) {
+        error(expr->location,
+              "call to deleted function '" + std::string(function->name ? function->name->text : "operator") + "'");
+        note(function->location, "candidate function has been explicitly deleted");
+        return errorAt(expr);
+    }
+    if (expr->object && function->owner && !function->isStatic) { // a member of a base class works on that part
+        const TypeRef object =
+            expr->object->type->is(TypeKind::pointer) ? expr->object->type->element : expr->object->type;
+        if (object->is(TypeKind::struct_) && object->structDecl != function->owner)
+            if (Expr* base = toBase(expr->object, function->owner->type)) {
+                expr->object = base;
+                expr->objectIsPointer = base->type->is(TypeKind::pointer); // an empty base is a value
+            }
+    }
     const std::size_t given = expr->arguments.size();
     if (given < function->parameters.size()) {
         const std::span<Expr*> all = arena_.makeArray<Expr*>(function->parameters.size());
@@ -143,10 +159,18 @@ Expr* Analyzer::call(Call* expr) {
         }
     if (name.identifier->text == "is_function_constant_defined" && !name.identifier->scope)
         return functionConstantDefined(expr);
+    if (name.identifier->text.starts_with("simd_make_") && !name.identifier->scope) // simd_make_float3(x, y, z)
+        if (const TypeRef type = builtinType(types_, "simd_" + std::string(name.identifier->text.substr(10))); type)
+            return arguments(expr) ? constructType(type, expr->arguments, false, make<Construct>(expr),
+                                                   callee->begin ? callee->begin : callee->location)
+                                   : errorAt(expr);
     bool handled = false;
     if (Expr* special = sampleOption(expr, name.identifier->text, &handled); handled) return special;
     if (Expr* special = nullTest(expr, name, &handled); handled) return special;
-    NameMeaning meaning = lookUp(name, true, expr->arguments.size());
+    NameMeaning meaning;
+    if (name.qualifiers.empty() && !name.isGlobal && !name.qualifierType && arguments(expr))
+        meaning = lookUpWithArguments(name.identifier, expr->arguments);
+    if (meaning.kind == NameMeaning::Kind::nothing) meaning = lookUp(name, true, expr->arguments.size());
     switch (meaning.kind) {
     case NameMeaning::Kind::nothing:
     case NameMeaning::Kind::failed: arguments(expr); return errorAt(expr);
@@ -173,12 +197,48 @@ Expr* Analyzer::call(Call* expr) {
     return errorAt(expr);
 }
 
+// What the name means together with the functions of the namespaces that the arguments' structs stand in; nothing when
+// those add none.
+NameMeaning Analyzer::lookUpWithArguments(const Identifier* identifier, std::span<Expr* const> given) {
+    NameMeaning meaning;
+    std::vector<FunctionDecl*> found;
+    std::vector<const Decl*> seen;
+    for (const Expr* argument : given) {
+        TypeRef type = argument->type;
+        while (type && (type->is(TypeKind::pointer) || type->is(TypeKind::array)))
+            type = type->element;
+        const Decl* where = nullptr;
+        if (type && type->is(TypeKind::struct_)) where = type->structDecl->parent;
+        if (type && type->is(TypeKind::enum_)) where = type->enumDecl->parent;
+        while (where && where->kind == DeclKind::struct_)
+            where = where->parent;
+        if (!where || where->kind != DeclKind::namespace_ || std::ranges::find(seen, where) != seen.end()) continue;
+        seen.push_back(where);
+        for (Decl* member : namespaceOf(static_cast<NamespaceDecl*>(const_cast<Decl*>(where)))->members)
+            if (limit_.step() && member->name == identifier && member->kind == DeclKind::function)
+                found.push_back(static_cast<FunctionDecl*>(member));
+    }
+    if (found.empty()) return meaning;
+    if (identifier->scope || metalIsVisible_) meaning = lookUpUnqualified(identifier);
+    if (meaning.kind == NameMeaning::Kind::declaration) return {}; // no function: found as what it is
+    for (FunctionDecl* function : meaning.functions) {
+        const auto isSame = [&](const FunctionDecl* other) {
+            return other == function || (other->definition && other->definition == function->definition);
+        };
+        if (std::ranges::none_of(found, isSame)) found.push_back(function);
+    }
+    meaning.kind = NameMeaning::Kind::functions;
+    meaning.functions = arena_.copy(found);
+    return meaning;
+}
+
 Expr* Analyzer::callFunctions(Call* expr, NameMeaning& meaning, Name& name) {
     const SourceLocation at = expr->callee->begin ? expr->callee->begin : expr->callee->location;
     if (!arguments(expr)) return errorAt(expr);
     const std::span<Expr*> given = expr->arguments;
     std::vector<Candidate> candidates;
     bool hasMember = false;
+    name.templateArguments = expandPacks(name.templateArguments);
     for (FunctionDecl* function : meaning.functions) {
         candidates.push_back(consider(function, given, name.templateArguments));
         hasMember = hasMember || function->owner;
@@ -186,7 +246,10 @@ Expr* Analyzer::callFunctions(Call* expr, NameMeaning& meaning, Name& name) {
     if (meaning.builtin && !name.hasTemplateArguments) candidates.push_back(considerBuiltin(*meaning.builtin, given));
     bool isAmbiguous = false;
     const Candidate* chosen = nullptr;
-    if (hasMember && context_.function && context_.function->owner && !context_.function->isStatic) {
+    const auto takesObject = [](const FunctionDecl* function) {
+        return function->owner && !function->isStatic && !function->isConstructor;
+    };
+    if (std::ranges::any_of(meaning.functions, takesObject) && objectOwner()) {
         const TypeRef self = implicitThis(at)->type;
         chosen = bestMethod(candidates, given, self->space, self->pointeeConst, &isAmbiguous);
         if (!chosen && candidates.size() == 1 && candidates[0].failure == Candidate::Failure::object)
@@ -221,12 +284,13 @@ Expr* Analyzer::callFunctions(Call* expr, NameMeaning& meaning, Name& name) {
         return errorAt(expr);
     }
     if (function->owner && !function->isStatic && !function->isConstructor) { // a member of this object
-        if (!context_.function || !context_.function->owner || context_.function->isStatic) {
+        if (!objectOwner()) {
             error(at, "call to non-static member function '" + std::string(name.identifier->text) +
                           "' without an object argument");
             return errorAt(expr);
         }
         expr->object = implicitThis(at);
+        if (expr->object->type->isError()) return errorAt(expr);
         expr->objectIsPointer = true;
         if (expr->object->type->pointeeConst && !function->isConstMember) {
             error(at, "'this' argument to member function '" + std::string(name.identifier->text) +
@@ -295,7 +359,10 @@ Expr* Analyzer::callMember(Call* expr, Member* callee) {
     const bool isConst =
         callee->isArrow ? object->type->pointeeConst : object->isConst && object->category == ValueCategory::lvalue;
     std::vector<Candidate> candidates;
-    for (FunctionDecl* function : findMethods(type->structDecl, callee->name.identifier))
+    std::span<FunctionDecl*> methods = findMethods(type->structDecl, callee->name.identifier);
+    if (!callee->name.qualifiers.empty() || callee->name.qualifierType)
+        methods = lookUpQualified(callee->name).functions;
+    for (FunctionDecl* function : methods)
         candidates.push_back(consider(function, expr->arguments, callee->name.templateArguments));
     const AddressSpace space = callee->isArrow                             ? object->type->space
                                : object->category == ValueCategory::lvalue ? object->space

@@ -1,5 +1,5 @@
 // Declarations: the order of things, redefinitions, names for types, enumerations, namespaces.
-#include "MSL/sema/Analyzer.h"
+#include "MSL/sema/LambdaScope.h"
 
 #include "MSL/sema/Sema.h"
 
@@ -62,9 +62,12 @@ void Analyzer::declaration(Decl* decl) {
     case DeclKind::namespace_: namespaceBlock(static_cast<NamespaceDecl*>(decl)); break;
     case DeclKind::using_: usingDeclaration(static_cast<UsingDecl*>(decl)); break;
     case DeclKind::usingNamespace: usingDirective(static_cast<UsingNamespaceDecl*>(decl)); break;
+    case DeclKind::namespaceAlias: namespaceAlias(static_cast<NamespaceAliasDecl*>(decl)); break;
+    case DeclKind::instantiation: explicitInstantiation(static_cast<InstantiationDecl*>(decl)); break;
     case DeclKind::staticAssert: staticAssertion(static_cast<StaticAssertDecl*>(decl)); break;
     case DeclKind::enumerator:
     case DeclKind::templateParameter:
+    case DeclKind::pack:
     case DeclKind::empty: break;
     }
 }
@@ -76,6 +79,7 @@ bool Analyzer::sameSignature(const FunctionDecl* a, const FunctionDecl* b) const
         a->isConstMember != b->isConstMember || a->thisSpace != b->thisSpace)
         return false;
     if (!a->templateParameters.empty()) return false; // told apart when they are called
+    if (a->isConversion && a->returnType != b->returnType) return false;
     for (std::size_t i = 0; i < a->parameters.size(); ++i)
         if (a->parameters[i]->type != b->parameters[i]->type) return false;
     return true;
@@ -192,9 +196,45 @@ void Analyzer::namespaceBlock(NamespaceDecl* block) {
     scopes_.close();
     currentParent_ = outerParent;
     metalIsVisible_ = outerMetal;
-    if (!block->name) // without a name its members belong to what is around it
+    if (!block->name || block->isInline) // without a name its members belong to what is around it
         for (Decl* member : info->members)
-            if (member->name) scopes_.add(member->name, member);
+            if (member->name) {
+                scopes_.add(member->name, member);
+                if (currentParent_ && currentParent_->kind == DeclKind::namespace_)
+                    namespaceOf(static_cast<NamespaceDecl*>(currentParent_))->members.push_back(member);
+            }
+}
+
+void Analyzer::namespaceAlias(NamespaceAliasDecl* decl) {
+    Name name = decl->target;
+    if (!name.identifier) return;
+    const bool isMetal = name.identifier->text == "metal" && name.qualifiers.empty() && !name.identifier->scope;
+    if (isMetal) {
+        unsupported(decl->location, "another name for the namespace 'metal'");
+        return;
+    }
+    Decl* found = nullptr;
+    if (name.qualifiers.empty() && !name.isGlobal) {
+        for (ScopeEntry* entry = name.identifier->scope; entry && !found; entry = entry->hidden)
+            if (entry->decl->kind == DeclKind::namespace_) found = entry->decl;
+    } else {
+        const NameMeaning meaning = lookUpQualified(name);
+        if (meaning.kind == NameMeaning::Kind::failed) return;
+        if (meaning.kind == NameMeaning::Kind::declaration && meaning.decl->kind == DeclKind::namespace_)
+            found = meaning.decl;
+    }
+    if (!found) {
+        error(name.location, "expected namespace name");
+        return;
+    }
+    for (const ScopeEntry* entry = scopes_.findInInnermost(decl->name); entry && entry->depth == scopes_.depth();
+         entry = entry->hidden) {
+        if (entry->decl == found) return;
+        error(decl->location, "redefinition of '" + std::string(decl->name->text) + "' as different kind of symbol");
+        if (entry->decl->location) note(entry->decl->location, "previous definition is here");
+        return;
+    }
+    scopes_.add(decl->name, found);
 }
 
 void Analyzer::usingDirective(UsingNamespaceDecl* decl) {

@@ -202,7 +202,7 @@ void Analyzer::entryPoint(FunctionDecl* function) {
         error(at, std::move(message));
         function->isInvalid = true;
     };
-    if (function->owner || !function->templateParameters.empty() || function->instanceOf) {
+    if (function->owner || !function->templateParameters.empty() || (function->instanceOf && !function->isEntry)) {
         unsupported(function->location, "a " + stage + " function that is a member or a template");
         function->isInvalid = true;
         return;

@@ -1,5 +1,5 @@
 // Expressions: the way to each kind, literals, names.
-#include "MSL/sema/Analyzer.h"
+#include "MSL/sema/LambdaScope.h"
 
 namespace msl {
 
@@ -77,6 +77,7 @@ Expr* Analyzer::typedExpression(Expr* expr) {
     case ExprKind::initList: error(expr->location, "expected expression"); return errorAt(expr);
     case ExprKind::sizeOf: typed = sizeOf(static_cast<SizeOf*>(expr)); break;
     case ExprKind::lambda: typed = lambda(static_cast<Lambda*>(expr)); break;
+    case ExprKind::packExpansion: error(expr->location, "pack expansion is not allowed here"); return errorAt(expr);
     case ExprKind::implicitCast: return expr;
     case ExprKind::error: expr->type = types_.error(); return expr;
     }
@@ -116,40 +117,50 @@ Expr* Analyzer::literal(IntLiteral* literal) {
 }
 
 Expr* Analyzer::implicitThis(SourceLocation at) {
-    NameRef* self = arena_.make<NameRef>();
-    self->isThis = true;
-    self->location = at;
-    self->begin = at;
-    const FunctionDecl* function = context_.function;
-    AddressSpace space = AddressSpace::thread;
-    switch (function->thisSpace) {
-    case SpaceSyntax::constant: space = AddressSpace::constant; break;
-    case SpaceSyntax::device: space = AddressSpace::device; break;
-    case SpaceSyntax::threadgroup: space = AddressSpace::threadgroup; break;
-    default: break;
+    if (!context_.lambda) return ownThis(at);
+    LambdaScope& scope = *context_.lambda;
+    if (!scope.self && (scope.isComplete || (!scope.byValue && !scope.byReference))) {
+        error(at, "'this' cannot be implicitly captured in this context");
+        return errorAt(at);
     }
-    self->type = types_.pointer(function->owner->type, space, function->isConstMember);
-    return self;
+    return load(closureMember(capturedThis(scope, at), at));
 }
 
 Expr* Analyzer::variableReference(NameRef* ref, VarDecl* var) {
     var->isUsed = true;
+    if (var->variableTemplate) {
+        if (!ref->name.hasTemplateArguments) {
+            error(ref->location,
+                  "use of variable template '" + std::string(var->name->text) + "' requires template arguments");
+            return errorAt(ref);
+        }
+        var = instantiateVariable(var, ref->name);
+        if (!var) return errorAt(ref);
+        var->isUsed = true;
+    }
+    if (needsCapture(var)) return captured(ref, var);
     if (var->varKind == VarKind::field) {
-        if (!context_.function || !context_.function->owner || context_.function->isStatic) {
+        const bool isOwn = context_.lambda && var->parent == context_.lambda->closure;
+        StructDecl* owner = isOwn ? context_.lambda->closure : objectOwner();
+        if (!owner) {
             error(ref->location,
                   "invalid use of member '" + std::string(var->name->text) + "' in static member function");
             return errorAt(ref);
         }
-        Member* node = make<Member>(ref);
-        node->base = implicitThis(ref->location);
-        node->isArrow = true;
-        node->name = ref->name;
-        node->field = var;
-        node->category = ValueCategory::lvalue;
-        node->space = node->base->type->space;
-        node->isConst = node->base->type->pointeeConst || var->isConst;
-        node->type = var->type ? var->type : types_.error();
+        if (!var->type || var->isInvalid) return errorAt(ref);
+        Expr* object = isOwn ? ownThis(ref->location) : implicitThis(ref->location);
+        if (object->type->isError()) return errorAt(ref);
+        std::vector<VarDecl*> steps;
+        if (var->parent && var->parent->kind == DeclKind::struct_ &&
+            !findSteps(owner, static_cast<StructDecl*>(var->parent), steps)) {
+            error(ref->location, "'" + std::string(var->name->text) + "' is not a member of class '" +
+                                     std::string(owner->name ? owner->name->text : "") + "'");
+            return errorAt(ref);
+        }
+        Expr* node = fieldOf(throughFields(object, steps, ref->location), var, ref->location);
+        node->begin = ref->begin;
         if (node->type->is(TypeKind::reference)) {
+            node->category = ValueCategory::lvalue;
             node->space = node->type->space;
             node->isConst = node->type->pointeeConst;
             node->type = node->type->element;
@@ -191,13 +202,15 @@ Expr* Analyzer::variableReference(NameRef* ref, VarDecl* var) {
 
 Expr* Analyzer::nameReference(NameRef* ref) {
     if (ref->isThis) {
-        if (!context_.function || !context_.function->owner || context_.function->isStatic) {
+        if (!objectOwner()) {
             error(ref->location, "invalid use of 'this' outside of a non-static member function");
             return errorAt(ref);
         }
         return implicitThis(ref->location);
     }
     if (!ref->name.identifier) return errorAt(ref);
+    if (!ref->name.identifier->scope && ref->name.hasTemplateArguments)
+        if (Expr* trait = traitValue(ref)) return trait;
     NameMeaning meaning = lookUp(ref->name, false);
     switch (meaning.kind) {
     case NameMeaning::Kind::nothing:
@@ -217,6 +230,10 @@ Expr* Analyzer::nameReference(NameRef* ref) {
         if (enumerator->isInvalid) ref->type = types_.error();
         return ref;
     }
+    case DeclKind::pack:
+        error(ref->location,
+              "expression contains unexpanded parameter pack '" + std::string(ref->name.identifier->text) + "'");
+        return errorAt(ref);
     case DeclKind::struct_:
     case DeclKind::enum_:
     case DeclKind::typeAlias:

@@ -1,5 +1,5 @@
 // Functions: signatures, bodies, and bodies that have to wait.
-#include "MSL/sema/Analyzer.h"
+#include "MSL/sema/LambdaScope.h"
 #include "MSL/sema/Suspicions.h"
 
 #include <algorithm>
@@ -7,23 +7,31 @@
 namespace msl {
 
 void Analyzer::functionSignature(FunctionDecl* function) {
-    if (function->isConstructor) {
-        function->returnType = types_.void_();
-    } else if (!function->returnTypeSyntax && !function->isLambda) {
-        if (!function->hasSyntaxErrors) error(function->location, "a type specifier is required for all declarations");
-        function->returnType = types_.error();
-        function->isInvalid = true;
-    } else {
-        const DeclaredType declared = resolveType(function->returnTypeSyntax);
-        function->returnType = declared.type;
-        if (declared.type->is(TypeKind::array) && function->returnTypeSyntax &&
-            !function->returnTypeSyntax->modifiers.empty()) {
-            error(function->returnTypeSyntax->location,
-                  "function cannot return array type '" + typeName(declared.type) + "'");
+    const auto resolveReturn = [&] {
+        if (function->isConstructor) {
+            function->returnType = types_.void_();
+        } else if (!function->returnTypeSyntax && !function->isLambda) {
+            if (!function->hasSyntaxErrors)
+                error(function->location, "a type specifier is required for all declarations");
             function->returnType = types_.error();
+            function->isInvalid = true;
+        } else if (!function->returnTypeSyntax) {
+            function->returnType = types_.auto_();
+        } else {
+            const DeclaredType declared = resolveType(function->returnTypeSyntax);
+            function->returnType = declared.type;
+            if (declared.type->is(TypeKind::array) && !function->returnTypeSyntax->modifiers.empty()) {
+                error(function->returnTypeSyntax->location,
+                      "function cannot return array type '" + typeName(declared.type) + "'");
+                function->returnType = types_.error();
+            }
+            function->returnSpace =
+                declared.type->is(TypeKind::reference) ? declared.type->space : AddressSpace::thread;
         }
-        function->returnSpace = declared.type->is(TypeKind::reference) ? declared.type->space : AddressSpace::thread;
-    }
+    };
+    // "auto f(T x) -> decltype(x + 1)" sees the parameters.
+    const bool seesParameters = function->returnTypeSyntax && function->returnTypeSyntax->decltypeOf;
+    if (!seesParameters) resolveReturn();
     if (function->isVariadic) unsupported(function->location, "a function with a variable number of arguments");
     if (function->parameters.size() == 1 && !function->parameters[0]->name) { // f(void)
         VarDecl* only = function->parameters[0];
@@ -67,11 +75,21 @@ void Analyzer::functionSignature(FunctionDecl* function) {
         }
         checkAttributes(parameter);
     }
+    if (!seesParameters) return;
+    scopes_.open();
+    for (VarDecl* parameter : function->parameters)
+        if (parameter->name && !parameter->isPack) scopes_.add(parameter->name, parameter);
+    resolveReturn();
+    scopes_.close();
 }
 
 void Analyzer::functionDeclaration(FunctionDecl* function) {
     if (!function->name) {
         function->isInvalid = true;
+        return;
+    }
+    if (function->scope) {
+        if (!outerDefinition(function)) function->isInvalid = true;
         return;
     }
     if (!function->templateParameters.empty()) {
@@ -118,6 +136,9 @@ void Analyzer::functionBody(FunctionDecl* function) {
     const FunctionContext outer = context_;
     context_ = {};
     context_.function = function;
+    if (function->isLambda)
+        if (const auto found = lambdaScopes_.find(function->owner); found != lambdaScopes_.end())
+            context_.lambda = found->second.get();
     context_.returnType = function->returnType->is(TypeKind::auto_) ? nullptr : function->returnType;
     context_.errorsAtStart = diagnostics_.errorCount();
     Decl* const outerParent = std::exchange(currentParent_, function);
@@ -127,8 +148,17 @@ void Analyzer::functionBody(FunctionDecl* function) {
     scopes_.open();
     if (function->returnType->is(TypeKind::struct_) && function->returnTypeSyntax)
         requireComplete(function->returnType, function->returnTypeSyntax->location, "result type is an");
+    if (function->packName) { // in an instance: the parameters that a pack became
+        PackDecl* pack = arena_.make<PackDecl>();
+        pack->name = function->packName;
+        std::vector<Decl*> elements;
+        for (VarDecl* parameter : function->parameters)
+            if (parameter->isPack) elements.push_back(parameter);
+        pack->elements = arena_.copy(elements);
+        scopes_.add(pack->name, pack);
+    }
     for (VarDecl* parameter : function->parameters) {
-        if (!parameter->name) continue;
+        if (!parameter->name || parameter->isPack) continue;
         if (!requireComplete(parameter->type->is(TypeKind::reference) || parameter->type->is(TypeKind::pointer)
                                  ? types_.int_()
                                  : parameter->type,
@@ -160,43 +190,6 @@ void Analyzer::functionBody(FunctionDecl* function) {
     context_ = outer;
 }
 
-void Analyzer::memberInitializers(FunctionDecl* function) {
-    for (FunctionDecl::MemberInit& init : function->memberInits) {
-        if (!init.name) continue;
-        init.field = findField(function->owner, init.name);
-        if (!init.field || !init.field->type) {
-            if (init.name == function->owner->name)
-                unsupported(init.location, "a delegating constructor");
-            else
-                error(init.location, "member initializer '" + std::string(init.name->text) +
-                                         "' does not name a non-static data member or base class");
-            continue;
-        }
-        const TypeRef type = init.field->type;
-        if (init.isBraced && (init.arguments.size() != 1 || init.arguments[0]->kind == ExprKind::initList)) {
-            InitList* list = arena_.make<InitList>();
-            list->location = list->begin = init.location;
-            list->initializers = arena_.makeArray<Initializer>(init.arguments.size());
-            for (std::size_t i = 0; i < init.arguments.size(); ++i) {
-                list->initializers[i].value = init.arguments[i];
-                list->initializers[i].location = init.arguments[i]->location;
-            }
-            init.value = initializeFromList(type, list, Purpose::member);
-            continue;
-        }
-        bool hasErrors = false;
-        for (Expr*& argument : init.arguments) {
-            if (argument->kind != ExprKind::initList) argument = expression(argument);
-            hasErrors = hasErrors || (argument->type && argument->type->isError());
-        }
-        if (hasErrors) continue;
-        if (init.arguments.size() == 1 && !type->is(TypeKind::struct_) && init.arguments[0]->kind != ExprKind::initList)
-            init.value = convert(init.arguments[0], type, Purpose::member, init.location);
-        else
-            init.value = constructType(type, init.arguments, init.isBraced, nullptr, init.location);
-    }
-}
-
 // Resolves a body that was put off, outside of whatever is being resolved now.
 void Analyzer::resolveBodyNow(FunctionDecl* function) {
     if (function->isResolved || !function->body) return;
@@ -211,6 +204,11 @@ void Analyzer::resolveBodyNow(FunctionDecl* function) {
     const unsigned outerDepth = std::exchange(depth_, 0U);
     FunctionDecl* pattern = function->instanceOf;
     enterContext(pattern && !function->isSpecialization ? pattern->parent : function->parent);
+    if (!function->outerParameters.empty() && function->owner && function->owner->instanceOf) {
+        // Its definition, outside of the struct, may call the struct's parameters by other names.
+        scopes_.open();
+        pushBindings(function->outerParameters, function->owner->patternArguments);
+    }
     if (pattern && !function->isSpecialization) {
         scopes_.open();
         pushBindings(pattern->templateParameters, function->instanceArguments);

@@ -9,7 +9,10 @@ bool Analyzer::isAggregate(TypeRef type) const {
     if (type->is(TypeKind::array)) return true;
     if (!type->is(TypeKind::struct_)) return false;
     for (const Decl* member : type->structDecl->members)
-        if (member->kind == DeclKind::function && static_cast<const FunctionDecl*>(member)->isConstructor) return false;
+        if (member->kind == DeclKind::function) {
+            const auto* function = static_cast<const FunctionDecl*>(member);
+            if (function->isConstructor && !function->isDefaulted && !function->isDeleted) return false;
+        }
     return true;
 }
 
@@ -155,6 +158,7 @@ Expr* Analyzer::initializeAggregate(TypeRef to, InitCursor& cursor, bool ownsLis
             }
             if (position >= fields.size() || (to->structDecl->isUnion && position > 0 && !item.designator)) break;
             VarDecl* target = fields[position];
+            if (!target->name && !target->type->is(TypeKind::struct_)) break; // the byte of an empty struct
             if (!target->type || target->type->isError()) return errorAt(at);
             Expr* part = initializeElement(target->type, cursor, purpose);
             hasErrors = hasErrors || part->type->isError();
@@ -184,6 +188,7 @@ Expr* Analyzer::initializeAggregate(TypeRef to, InitCursor& cursor, bool ownsLis
 
 std::uint64_t Analyzer::countArrayElements(TypeRef element, InitList* list) {
     // How many elements "T x[] = {...}" has. With the braces of aggregate elements left out, count what they swallow.
+    expandPacks(list);
     std::uint64_t highest = 0;
     std::uint64_t position = 0;
     const auto leaves = [](TypeRef type) {
@@ -218,6 +223,7 @@ std::uint64_t Analyzer::countArrayElements(TypeRef element, InitList* list) {
 
 Expr* Analyzer::initializeFromList(TypeRef to, InitList* list, Purpose purpose, bool isBracedConstruct) {
     if (to->isError()) return errorAt(list);
+    expandPacks(list);
     if (to->is(TypeKind::reference)) {
         if (list->initializers.size() == 1)
             return bindReference(expression(list->initializers[0].value), to, purpose, list->location);
@@ -282,6 +288,7 @@ Expr* Analyzer::initializeFromList(TypeRef to, InitList* list, Purpose purpose, 
 
 Expr* Analyzer::construct(Construct* expr) {
     TypeRef type = resolveTypeOnly(expr->typeSyntax);
+    expr->arguments = expandPacks(expr->arguments);
     if (expr->isBraced) {
         // T{...}: the parser's arguments are the items of a list, or one list with designators.
         if (expr->arguments.size() == 1 && expr->arguments[0]->kind == ExprKind::initList && !expr->arguments[0]->type)
@@ -475,6 +482,8 @@ Expr* Analyzer::callConstructor(TypeRef type, std::span<Expr*> arguments, bool i
     if (!requireComplete(type, at, "initialization of")) return errorAt(at);
     if (arguments.size() == 1 && arguments[0]->kind != ExprKind::initList && arguments[0]->type == type)
         return load(arguments[0]);
+    if (arguments.size() == 1 && arguments[0]->kind != ExprKind::initList && derivesFrom(arguments[0]->type, type))
+        return load(toBase(arguments[0], type));
     const std::span<FunctionDecl*> constructors = constructorsOf(type->structDecl);
     if (constructors.empty()) {
         if (arguments.size() == 1 && arguments[0]->kind == ExprKind::initList) // S({a, b}): a copy of S{a, b}
@@ -506,6 +515,18 @@ Expr* Analyzer::callConstructor(TypeRef type, std::span<Expr*> arguments, bool i
         return errorAt(at);
     }
     (void)isBraced;
+    if (chosen->function->isDeleted) {
+        error(at, "call to deleted constructor of '" + typeName(type) + "'");
+        note(chosen->function->location, "'" + typeName(type) + "' has been explicitly marked deleted here");
+        return errorAt(at);
+    }
+    if (chosen->function->isDefaulted && arguments.empty()) { // the members' own initialisers
+        Construct* made = arena_.make<Construct>();
+        made->location = made->begin = at;
+        made->type = type;
+        made->constructKind = ConstructKind::aggregate;
+        return made;
+    }
     if (!node) {
         node = arena_.make<Construct>();
         node->location = node->begin = at;

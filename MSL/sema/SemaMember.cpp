@@ -82,7 +82,27 @@ Expr* Analyzer::structMember(Member* expr, TypeRef structType) {
     StructDecl* decl = structType->structDecl;
     const std::string_view text = expr->name.identifier->text;
     if (!requireComplete(structType, expr->location, "member access into")) return errorAt(expr);
-    Decl* found = findMember(decl, expr->name.identifier);
+    Decl* found = nullptr;
+    if (!expr->name.qualifiers.empty() || expr->name.qualifierType) { // x.Base::f()
+        const NameMeaning meaning = lookUpQualified(expr->name);
+        if (meaning.kind == NameMeaning::Kind::failed) return errorAt(expr);
+        found = meaning.kind == NameMeaning::Kind::functions ? meaning.functions[0] : meaning.decl;
+        if (found && found->kind == DeclKind::variable && found->parent && found->parent->kind == DeclKind::struct_) {
+            std::vector<VarDecl*> steps;
+            if (findSteps(decl, static_cast<StructDecl*>(found->parent), steps) && !steps.empty()) {
+                expr->base = throughFields(expr->base, steps, expr->location);
+                expr->isArrow = false;
+            }
+        }
+    } else {
+        const MemberPath path = findPath(decl, expr->name.identifier);
+        found = path.found;
+        if (found && found->kind == DeclKind::variable && !path.steps.empty() &&
+            static_cast<VarDecl*>(found)->varKind == VarKind::field) {
+            expr->base = throughFields(expr->base, path.steps, expr->location);
+            expr->isArrow = false;
+        }
+    }
     if (!found) {
         std::vector<std::string_view> names;
         for (const Decl* member : decl->members)

@@ -45,9 +45,17 @@ Decl* Analyzer::findMember(const StructDecl* decl, const Identifier* name) const
 
 std::span<FunctionDecl*> Analyzer::findMethods(const StructDecl* decl, const Identifier* name) {
     std::vector<FunctionDecl*> found;
-    for (Decl* member : decl->members)
-        if (member->kind == DeclKind::function && member->name == name)
+    bool reachesBases = false; // "using Base::f;" beside an f of its own
+    for (Decl* member : decl->members) {
+        if (member->kind == DeclKind::function && member->name == name && !static_cast<FunctionDecl*>(member)->isFriend)
             found.push_back(static_cast<FunctionDecl*>(member));
+        reachesBases = reachesBases || (member->kind == DeclKind::using_ && member->name == name);
+    }
+    const DepthGuard guard(depth_);
+    if ((found.empty() || reachesBases) && !tooDeep(decl->location))
+        for (const VarDecl* field : decl->inherited)
+            for (FunctionDecl* inherited : findMethods(field->type->structDecl, name))
+                found.push_back(inherited);
     return arena_.copy(found);
 }
 
@@ -62,7 +70,29 @@ std::span<FunctionDecl*> Analyzer::constructorsOf(const StructDecl* decl) {
 void Analyzer::structure(StructDecl* decl) {
     if (decl->type) return;
     decl->parent = currentParent_;
-    if (!decl->templateParameters.empty()) {
+    if (!decl->templateParameters.empty() && !decl->isSpecialization) {
+        const ScopeEntry* entry = decl->name ? scopes_.findInInnermost(decl->name) : nullptr;
+        if (entry && entry->decl->kind == DeclKind::struct_ && entry->decl != decl) {
+            auto* previous = static_cast<StructDecl*>(entry->decl);
+            if (previous->templateParameters.size() == decl->templateParameters.size() &&
+                !(previous->isDefinition &&
+                  decl->isDefinition)) { // "template <typename T> struct S;" and its definition
+                if (!decl->isDefinition) return;
+                for (std::size_t i = 0; i < decl->templateParameters.size(); ++i) {
+                    TemplateParameterDecl* now = decl->templateParameters[i];
+                    const TemplateParameterDecl* before = previous->templateParameters[i];
+                    if (!now->defaultType) now->defaultType = before->defaultType;
+                    if (!now->defaultValue) now->defaultValue = before->defaultValue;
+                }
+                previous->templateParameters = decl->templateParameters;
+                previous->members = decl->members;
+                previous->bases = decl->bases;
+                previous->isDefinition = true;
+                previous->isUnion = decl->isUnion;
+                previous->location = decl->location;
+                return;
+            }
+        }
         declare(decl);
         return;
     }
@@ -76,6 +106,10 @@ void Analyzer::structure(StructDecl* decl) {
             }
         if (!primary) {
             error(decl->location, "explicit specialization of undeclared template struct");
+            return;
+        }
+        if (!decl->templateParameters.empty()) {
+            partialSpecializations_[primary].push_back(decl);
             return;
         }
         for (std::size_t i = 0; i < decl->specializationArguments.size() && i < primary->templateParameters.size(); ++i)
@@ -138,8 +172,9 @@ void Analyzer::field(StructDecl* owner, VarDecl* var, std::vector<VarDecl*>& fie
     };
     if (declared.type->isError()) {
         invalid();
-    } else if (!var->name) {
-        unsupported(var->location ? var->location : owner->location, "an anonymous struct or union member");
+    } else if (!var->name && !var->isBase &&
+               !(declared.type->is(TypeKind::struct_) && !declared.type->structDecl->name)) {
+        error(var->location ? var->location : owner->location, "declaration does not declare anything");
         invalid();
     } else if (declared.type->is(TypeKind::auto_)) {
         error(var->location, "'auto' not allowed in non-static struct member");
@@ -171,16 +206,21 @@ void Analyzer::field(StructDecl* owner, VarDecl* var, std::vector<VarDecl*>& fie
 }
 
 void Analyzer::completeStructure(StructDecl* decl) {
-    if (!decl->bases.empty()) {
-        unsupported(decl->bases[0]->location, "struct inheritance");
-        decl->isInvalid = true;
-    }
     Decl* const outerParent = std::exchange(currentParent_, decl);
     StructDecl* const outerStruct = std::exchange(currentStruct_, decl);
     const FunctionContext outerContext = std::exchange(context_, {});
+    const std::uint32_t outerDepth = scopes_.depth();
+    std::vector<FunctionDecl*> outerFriends = std::exchange(friends_, {});
+    std::vector<VarDecl*> fields;
+    std::vector<Decl*> inlineTypes;
+    std::vector<VarDecl*> inherited;
+    if (!decl->bases.empty()) {
+        baseClasses(decl, fields, inherited);
+        decl->inherited = arena_.copy(inherited);
+        openBaseScopes(decl);
+    }
     scopes_.open();
     if (decl->name) scopes_.add(decl->name, decl); // the name of an instance means the instance inside it
-    std::vector<VarDecl*> fields;
     for (Decl* member : decl->members) {
         if (diagnostics_.isFull() || !limit_.step()) break;
         member->parent = decl;
@@ -189,6 +229,10 @@ void Analyzer::completeStructure(StructDecl* decl) {
             auto* var = static_cast<VarDecl*>(member);
             if (!var->isStatic) {
                 field(decl, var, fields);
+                // "enum { a, b } e;" and "struct In { ... } in;" declare the type as a member too.
+                if (var->typeSyntax && var->typeSyntax->inlineEnum) inlineTypes.push_back(var->typeSyntax->inlineEnum);
+                if (var->typeSyntax && var->typeSyntax->inlineStruct && var->typeSyntax->inlineStruct->name)
+                    inlineTypes.push_back(var->typeSyntax->inlineStruct);
                 break;
             }
             var->varKind = VarKind::global;
@@ -205,6 +249,10 @@ void Analyzer::completeStructure(StructDecl* decl) {
         }
         case DeclKind::function: {
             auto* function = static_cast<FunctionDecl*>(member);
+            if (function->isFriend) {
+                friendFunction(decl, function);
+                break;
+            }
             function->owner = decl;
             function->definition = function->body ? function : nullptr;
             if (!function->name) break;
@@ -227,31 +275,73 @@ void Analyzer::completeStructure(StructDecl* decl) {
             break;
         }
         case DeclKind::struct_:
-            if (!member->name) {
-                unsupported(member->location ? member->location : decl->location,
-                            "an anonymous struct or union member");
-                decl->isInvalid = true;
-                break;
-            }
             declaration(member);
+            if (!member->name && static_cast<StructDecl*>(member)->type) { // its members are the outer struct's
+                VarDecl* anonymous = arena_.make<VarDecl>();
+                anonymous->location = member->location;
+                anonymous->parent = decl;
+                anonymous->varKind = VarKind::field;
+                anonymous->type = static_cast<StructDecl*>(member)->type;
+                anonymous->index = static_cast<std::uint32_t>(fields.size());
+                if (!static_cast<StructDecl*>(member)->isComplete) {
+                    decl->isInvalid = true;
+                    break;
+                }
+                fields.push_back(anonymous);
+                inherited.push_back(anonymous);
+                for (Decl* inner : static_cast<StructDecl*>(member)->members)
+                    if (inner->name && limit_.step()) scopes_.add(inner->name, inner);
+            }
             break;
         default: declaration(member); break;
         }
     }
     decl->fields = arena_.copy(fields);
+    decl->inherited = arena_.copy(inherited);
+    if (fields.empty()) fillEmpty(decl);
+    if (!inlineTypes.empty()) {
+        std::vector<Decl*> members(decl->members.begin(), decl->members.end());
+        for (Decl* type : inlineTypes)
+            if (std::ranges::find(members, type) == members.end()) members.push_back(type);
+        decl->members = arena_.copy(members);
+    }
     layOut(decl);
     decl->isComplete = true;
     for (VarDecl* member : fields)
-        if (member->initializer && !member->type->isError())
+        if (member->initializer && !member->type->isError()) {
             member->initializer = initialize(member->type, member->initializer, Purpose::member, member->location);
-    scopes_.close();
+        } else if (!member->type->isError() && !decl->isUnion) {
+            const auto before = diagnostics_.mark(); // one that cannot start by itself is a constructor's to start
+            member->initializer = defaultInitializer(member->type, member->location);
+            if (member->initializer && member->initializer->type->isError()) {
+                diagnostics_.rollBack(before);
+                member->initializer = nullptr;
+            }
+            decl->hasDefaultInitializers = decl->hasDefaultInitializers || member->initializer;
+        }
+    while (scopes_.depth() > outerDepth)
+        scopes_.close();
     context_ = outerContext;
     currentStruct_ = outerStruct;
     currentParent_ = outerParent;
+    for (FunctionDecl* function : friends_) {
+        Decl* const around = decl->parent;
+        const ScopeEntry* innermost = function->name->scope;
+        if (decl->instanceOf || (innermost && innermost->depth > scopes_.depth())) {
+            // An instance is made far from where its template stands: its friends join the namespace's functions.
+            if (around && around->kind == DeclKind::namespace_)
+                namespaceOf(static_cast<NamespaceDecl*>(around))->members.push_back(function);
+            scopes_.addOutermost(function->name, function);
+        } else {
+            declare(function);
+        }
+    }
+    friends_ = std::move(outerFriends);
     if (!decl->isInvalid) structs_.push_back(decl);
     for (Decl* member : decl->members)
         if (member->kind == DeclKind::function) {
             auto* function = static_cast<FunctionDecl*>(member);
+            if (function->isFriend) continue;
             if (function->body && function->templateParameters.empty() && function->returnType && !function->isInvalid)
                 pendingBodies_.push_back(function);
         }
@@ -305,10 +395,15 @@ void Analyzer::layOut(StructDecl* decl) {
 }
 
 void Analyzer::enterStructure(StructDecl* decl) {
+    if (decl->isLambdaClosure) {
+        enterClosure(decl);
+        return;
+    }
     if (decl->instanceOf && !decl->isSpecialization) {
         scopes_.open();
-        pushBindings(decl->instanceOf->templateParameters, decl->instanceArguments);
+        pushBindings(decl->patternParameters, decl->patternArguments);
     }
+    openBaseScopes(decl);
     scopes_.open();
     if (decl->name) scopes_.add(decl->name, decl);
     for (Decl* member : decl->members) {
@@ -316,7 +411,9 @@ void Analyzer::enterStructure(StructDecl* decl) {
             for (EnumeratorDecl* enumerator : static_cast<EnumDecl*>(member)->enumerators)
                 if (enumerator->name) scopes_.add(enumerator->name, enumerator);
         if (!member->name || !limit_.step()) continue;
-        if (member->kind == DeclKind::function && static_cast<FunctionDecl*>(member)->isConstructor) continue;
+        if (member->kind == DeclKind::function &&
+            (static_cast<FunctionDecl*>(member)->isConstructor || static_cast<FunctionDecl*>(member)->isFriend))
+            continue;
         scopes_.add(member->name, member);
     }
 }

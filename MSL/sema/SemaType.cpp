@@ -127,7 +127,7 @@ TypeRef Analyzer::typeOfDecl(Decl* decl, Name& name) {
     switch (decl->kind) {
     case DeclKind::struct_: {
         auto* structDecl = static_cast<StructDecl*>(decl);
-        if (!structDecl->templateParameters.empty()) {
+        if (!structDecl->templateParameters.empty() && !structDecl->instanceOf) {
             if (name.hasTemplateArguments) return instantiateStructure(structDecl, name);
             error(name.location,
                   "use of class template '" + std::string(name.identifier->text) + "' requires template arguments");
@@ -172,8 +172,11 @@ TypeRef Analyzer::namedType(Name& name, bool reportMissing) {
         if (reportMissing) error(name.location, "no type named '" + std::string(identifier->text) + "' there");
         return reportMissing ? types_.error() : nullptr;
     }
+    if (name.hasTemplateArguments || identifier->text.ends_with("_type"))
+        if (TypeRef trait = traitType(name)) return trait;
     if (name.hasTemplateArguments) {
-        if (isBuiltinTemplateName(identifier->text)) return builtinTemplateType(name);
+        if (isBuiltinTemplateName(identifier->text) && !identifier->text.starts_with("is_"))
+            return builtinTemplateType(name);
     } else if (TypeRef type = builtinType(types_, identifier->text)) {
         if (!identifier->scope) { // found by its slot the next time
             TypeAliasDecl* alias = arena_.make<TypeAliasDecl>();
@@ -217,6 +220,7 @@ std::optional<TypeRef> Analyzer::tryTypeName(Name& name) {
 }
 
 TypeRef Analyzer::templateArgumentType(TemplateArgument& argument, bool report) {
+    if (argument.isPack) return nullptr;
     if (argument.resolvedType) return argument.resolvedType;
     TypeRef type = nullptr;
     if (argument.typeSyntax) {
@@ -235,6 +239,7 @@ TypeRef Analyzer::templateArgumentType(TemplateArgument& argument, bool report) 
 
 std::optional<std::int64_t> Analyzer::templateArgumentValue(TemplateArgument& argument, SourceLocation at,
                                                             bool report) {
+    if (argument.isPack) return std::nullopt;
     Expr* expression = argument.expression;
     if (!expression && argument.typeSyntax && argument.typeSyntax->modifiers.empty() &&
         argument.typeSyntax->name.identifier) {
@@ -265,7 +270,7 @@ std::optional<std::int64_t> Analyzer::templateArgumentValue(TemplateArgument& ar
 
 TypeRef Analyzer::builtinTemplateType(Name& name) {
     const std::string_view text = name.identifier->text;
-    const std::span<TemplateArgument> arguments = name.templateArguments;
+    const std::span<TemplateArgument> arguments = name.templateArguments = expandPacks(name.templateArguments);
     const auto wrong = [&](std::string_view message) {
         error(name.location, std::string(message) + " '" + std::string(text) + "'");
         return types_.error();
@@ -287,7 +292,7 @@ TypeRef Analyzer::builtinTemplateType(Name& name) {
         }
         return types_.texture(*shape, kind, access);
     }
-    if (text == "is_same" || text == "numeric_limits") {
+    if (text == "numeric_limits") {
         unsupported(name.location, "'" + std::string(text) + "' as a type");
         return types_.error();
     }
@@ -338,7 +343,9 @@ DeclaredType Analyzer::resolveType(TypeSyntax* syntax, bool isParameter) {
     const DepthGuard guard(depth_);
     if (tooDeep(syntax->location)) return declared;
     TypeRef type = nullptr;
-    if (syntax->inlineStruct) {
+    if (syntax->fixed) {
+        type = syntax->fixed;
+    } else if (syntax->inlineStruct) {
         if (!syntax->inlineStruct->type) structure(syntax->inlineStruct);
         type = syntax->inlineStruct->type;
     } else if (syntax->inlineEnum) {

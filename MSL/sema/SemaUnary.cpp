@@ -37,6 +37,11 @@ bool Analyzer::checkAssignable(Expr* lvalue, SourceLocation at) {
                 return false;
             }
             if (member->isArrow) {
+                if (member->base->kind == ExprKind::nameRef && static_cast<NameRef*>(member->base)->isThis &&
+                    context_.lambda) {
+                    error(at, "cannot assign to a variable captured by copy in a non-mutable lambda");
+                    return false;
+                }
                 if (member->base->kind == ExprKind::nameRef && static_cast<NameRef*>(member->base)->isThis) {
                     error(at, "cannot assign to non-static data member within const member function '" +
                                   std::string(context_.function->name ? context_.function->name->text : "operator") +
@@ -186,6 +191,27 @@ Expr* Analyzer::cast(Cast* expr) {
         return errorAt(expr);
     }
     expr->type = to;
+    if (to->is(TypeKind::reference) && operand->category == ValueCategory::lvalue && from != to->element &&
+        derivesFrom(to->element, from) && operand->space == to->space && (to->pointeeConst || !operand->isConst)) {
+        Expr* derived = toDerived(operand, to->element); // the object that a base is part of
+        derived->isConst = to->pointeeConst;
+        return derived;
+    }
+    if (from->is(TypeKind::pointer) && to->is(TypeKind::pointer) && from->space == to->space &&
+        derivesFrom(to->element, from->element) && (to->pointeeConst || !from->pointeeConst)) {
+        Unary* object = make<Unary>(operand);
+        object->op = UnaryOp::dereference;
+        object->operand = load(operand);
+        object->category = ValueCategory::lvalue;
+        object->space = from->space;
+        object->isConst = from->pointeeConst;
+        object->type = from->element;
+        Unary* pointer = make<Unary>(operand);
+        pointer->op = UnaryOp::addressOf;
+        pointer->operand = toDerived(object, to->element);
+        pointer->type = to;
+        return pointer;
+    }
     // reinterpret_cast<device T&>(x): the same memory as another type
     if (to->is(TypeKind::reference) &&
         (expr->syntax == CastSyntax::reinterpret_ || expr->syntax == CastSyntax::cStyle) &&
@@ -259,6 +285,16 @@ Expr* Analyzer::cast(Cast* expr) {
 
 Expr* Analyzer::sizeOf(SizeOf* expr) {
     TypeRef type = nullptr;
+    if (expr->pack) { // sizeof...(T)
+        const PackDecl* pack = packNamed(expr->pack);
+        if (!pack) {
+            error(expr->location,
+                  "'" + std::string(expr->pack->text) + "' does not refer to the name of a parameter pack");
+            return errorAt(expr);
+        }
+        return makeInteger(static_cast<std::int64_t>(pack->elements.size()), types_.scalar(ScalarKind::ulong),
+                           expr->location);
+    }
     if (expr->typeSyntax) {
         type = resolveTypeOnly(expr->typeSyntax);
     } else if (expr->operand) {
@@ -277,11 +313,6 @@ Expr* Analyzer::sizeOf(SizeOf* expr) {
     }
     expr->value = expr->isAlignOf ? layout.alignment : layout.size;
     return makeInteger(static_cast<std::int64_t>(expr->value), types_.scalar(ScalarKind::ulong), expr->location);
-}
-
-Expr* Analyzer::lambda(Lambda* expr) {
-    unsupported(expr->location, "a lambda expression");
-    return errorAt(expr);
 }
 
 } // namespace msl

@@ -21,6 +21,25 @@ bool holdsAtomic(TypeRef type) {
 } // namespace
 
 void Analyzer::variable(VarDecl* var) {
+    if (var->scope) {
+        if (!outerDefinition(var)) var->isInvalid = true;
+        return;
+    }
+    if (var->variableTemplate) {
+        var->varKind = VarKind::global;
+        var->isStatic = true;
+        if (!var->variableTemplate->isSpecialization) {
+            declare(var);
+            return;
+        }
+        for (ScopeEntry* entry = var->name ? var->name->scope : nullptr; entry; entry = entry->hidden)
+            if (entry->decl->kind == DeclKind::variable && static_cast<VarDecl*>(entry->decl)->variableTemplate) {
+                variableSpecializations_[static_cast<VarDecl*>(entry->decl)].push_back(var);
+                return;
+            }
+        error(var->location, "explicit specialization of undeclared variable template");
+        return;
+    }
     if (context_.function)
         var->varKind = VarKind::local;
     else
@@ -209,10 +228,10 @@ void Analyzer::initializeVariable(VarDecl* var) {
         if (type->is(TypeKind::reference)) {
             error(var->location, "declaration of reference variable '" + name + "' requires an initializer");
             var->isInvalid = true;
-        } else if (type->is(TypeKind::struct_) && !isAggregate(type)) {
-            var->initializer = callConstructor(type, {}, false, nullptr, var->location);
-        } else if (type->is(TypeKind::struct_) && type->structDecl->hasDefaultInitializers) {
-            var->initializer = zeroValue(type, var->location);
+        } else if (Expr* start = defaultInitializer(type, var->location)) {
+            var->initializer = start;
+        } else if (var->varKind == VarKind::global && currentStruct_ && var->isStatic && !var->isConstexpr) {
+            // a static member: its value stands in its definition outside of the struct
         } else if (var->varKind == VarKind::global && !var->isInvalid) {
             if (!isFunctionConstant(var)) {
                 error(var->location, "variable in constant address space must be initialized");

@@ -55,6 +55,14 @@ void Diagnostics::note(SourceLocation at, std::string message) {
     add(Severity::note, at, std::move(message));
 }
 
+void Diagnostics::rollBack(const Mark& mark) {
+    records_.erase(records_.begin() + static_cast<std::ptrdiff_t>(mark.records), records_.end());
+    errorCount_ = mark.errors;
+    warningCount_ = mark.warnings;
+    noteCount_ = mark.notes;
+    droppingNotes_ = mark.droppingNotes;
+}
+
 void Diagnostics::internalError(SourceLocation at, std::string_view what) {
     add(Severity::error, at, "internal compiler error: " + std::string(what));
 }

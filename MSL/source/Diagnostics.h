@@ -33,6 +33,17 @@ class Diagnostics {
     // True after so many errors (20) that reporting more helps nobody; passes stop soon after.
     bool isFull() const { return errorCount_ >= errorLimit; }
 
+    // For what is only tried: everything said after mark() is as if it had not been.
+    struct Mark {
+        std::size_t records = 0;
+        unsigned errors = 0;
+        unsigned warnings = 0;
+        unsigned notes = 0;
+        bool droppingNotes = false;
+    };
+    Mark mark() const { return {records_.size(), errorCount_, warningCount_, noteCount_, droppingNotes_}; }
+    void rollBack(const Mark& mark);
+
     std::string errorText() const;   // every message, when the compile failed
     std::string warningText() const; // warnings and their notes, when it succeeded
 

@@ -113,8 +113,6 @@ TEST(SyntaxErrors, InDeclarationsAreSaidOnce) {
         {"template <typename T float f(T x) { return x; }\nfloat g();",
          "1:22: error: expected '>'\n1:10: note: to match this '<'\n"},
         {"float f(float x { return x; }\nfloat g();", "1:17: error: expected ')'\n1:8: note: to match this '('\n"},
-        {"float S::f() { return 1; }",
-         "1:7: error: a definition outside of its struct or namespace is not supported here\n"},
         {"float (*f)(float);", "1:7: error: a pointer to a function is not supported here\n"},
         {"float x[1][1][1][1][1][1][1][1][1][1][1][1][1][1][1][1][1][1];", "1:56: error: type is nested too deeply\n"},
         {"/* open\nfloat f();", "1:1: error: unterminated /* comment\n"},

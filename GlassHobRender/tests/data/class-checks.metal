@@ -1,0 +1,213 @@
+// Programs about classes: each section is a source of its own that checks itself on the device. A section begins with
+// "//= its name". CHECK notes the first line that does not hold; data[i] is i, so that data[0] is a zero that no compiler can see.
+
+//= members defined outside of their struct
+struct Ray {
+    float3 o, d;
+    Ray(float3 origin, float3 direction);
+    float3 at(float t) const;
+    void move(float t);
+    static float twice(float x);
+    static constant float unit;
+};
+constant float Ray::unit = 0.5;
+Ray::Ray(float3 origin, float3 direction) : o(origin), d(direction) { o += 1.0; }
+float3 Ray::at(float t) const { return o + t * d; }
+void Ray::move(float t) { o = at(t); }
+float Ray::twice(float x) { return x * 2; }
+namespace shapes {
+struct Box {
+    struct Corner { float v; };
+    Corner corner(float x) const;
+    float size;
+};
+}
+shapes::Box::Corner shapes::Box::corner(float x) const { Corner c = {x * size}; return c; }
+template <typename T>
+struct Pair {
+    T a, b;
+    T sum() const;
+    thread Pair& add(T x);
+};
+template <typename T>
+T Pair<T>::sum() const { return a + b; }
+template <typename U>
+thread Pair<U>& Pair<U>::add(U x) { a += x; return *this; }
+MAIN {
+    Ray r(float3(data[0]), float3(1, 2, 3));
+    CHECK(all(r.at(2) == float3(3, 5, 7)));
+    r.move(1);
+    CHECK(all(r.o == float3(2, 3, 4)));
+    CHECK(Ray::twice(r.o.x) == 4);
+    CHECK(Ray::unit == 0.5);
+    shapes::Box box = {3};
+    CHECK(box.corner(2).v == 6);
+    Pair<int> p = {1, data[2]};
+    CHECK(p.sum() == 3);
+    CHECK(p.add(4).sum() == 7);
+}
+
+//= static members
+struct Config {
+    static constexpr constant int count = 4;
+    static constexpr int half_count = count / 2;
+    static constant float weights[3];
+    enum Mode { flat, wavy = 5 };
+    enum class Tone : uchar { warm = 1, cold };
+    typedef float2 Point;
+    using Colour = float3;
+    static int triple(int x) { return x * 3; }
+    static int nine() { return triple(3); }
+    int v[count];
+    int get() const { return v[half_count] + triple(count); }
+};
+constant float Config::weights[3] = {1, 2, 3};
+MAIN {
+    Config c = {{data[0], data[1], data[7], data[3]}};
+    CHECK(c.get() == 19);
+    CHECK(Config::count == 4 && c.count == 4 && Config::half_count == 2);
+    CHECK(Config::weights[data[1]] == 2);
+    CHECK(Config::triple(data[2]) == 6 && c.triple(1) == 3 && Config::nine() == 9);
+    CHECK(Config::wavy == 5 && Config::Mode::wavy == 5);
+    CHECK(Config::Tone::cold == Config::Tone(data[2]));
+    CHECK(static_cast<int>(Config::Tone::cold) == 2 && sizeof(Config::Tone) == 1);
+    Config::Point p = float2(1, 2);
+    Config::Colour q(p, 3);
+    CHECK(q.z == 3);
+    int table[Config::count];
+    for (int i = 0; i < Config::count; i++) table[i] = i;
+    CHECK(table[data[3]] == 3);
+}
+
+//= inheritance
+struct Base {
+    float x = 1;
+    int n;
+    float scaled(float k) const { return x * k; }
+    void bump() { x += 1; }
+    static int id() { return 4; }
+    enum { tag = 11 };
+    typedef int Number;
+};
+struct Derived : Base {
+    float y = 2;
+    float both() const { return x + y + scaled(2); }
+    void twice() { bump(); Base::bump(); this->bump(); }
+    Number number() const { return n; }
+};
+struct Third : public Derived {
+    float z;
+    Third(float a) : z(a) { x = a * 2; n = 3; }
+    float scaled(float k) const { return Base::scaled(k) + 100; }
+};
+struct WithBaseInit : Base {
+    float w;
+    WithBaseInit(float a) : Base{a, 5}, w(a) {}
+};
+struct CBase { int a; CBase(int v) : a(v) {} int get() const { return a; } };
+struct CDerived : CBase { int b; CDerived(int v) : CBase(v + 1), b(v) {} };
+float takesBase(Base b) { return b.x; }
+void changes(thread Base& b) { b.x = 42; }
+float reads(thread const Base* b) { return b->x; }
+struct Empty { int answer() const { return 42; } };
+struct FromEmpty : Empty { int v; };
+template <typename T> struct Crtp { T twice(T x) const { return x + x; } };
+struct UsesCrtp : Crtp<float> { float k; float f() const { return twice(k); } };
+struct Two : CBase, Empty { int c; Two(int q) : CBase(q), c(q) {} };
+MAIN {
+    Derived d;
+    d.n = 6 + data[0];
+    CHECK(d.x == 1 && d.y == 2 && d.both() == 5);
+    d.twice();
+    CHECK(d.x == 4 && d.scaled(2) == 8 && d.number() == 6);
+    CHECK(Derived::id() == 4 && d.id() == 4 && Derived::tag == 11);
+    CHECK(takesBase(d) == 4);
+    changes(d);
+    CHECK(d.x == 42 && reads(&d) == 42);
+    Third t(5 + data[0]);
+    CHECK(t.x == 10 && t.y == 2 && t.z == 5 && t.n == 3 && t.scaled(1) == 110);
+    CHECK(t.both() == 32 && t.Base::scaled(3) == 30);
+    thread Base& b = t;
+    b.x = 7;
+    CHECK(t.x == 7);
+    thread Base* pb = &t;
+    pb->bump();
+    CHECK(t.x == 8);
+    WithBaseInit w(3 + data[0]);
+    CHECK(w.x == 3 && w.n == 5 && w.w == 3);
+    CDerived cd(data[3]);
+    CHECK(cd.get() == 4 && cd.b == 3 && cd.a == 4);
+    FromEmpty fe = {};
+    fe.v = data[2];
+    CHECK(fe.answer() == 42 && fe.v == 2 && sizeof(FromEmpty) == 4);
+    CHECK(sizeof(Derived) == 12 && sizeof(Third) == 16);
+    UsesCrtp u;
+    u.k = 4 + data[0];
+    CHECK(u.f() == 8);
+    Base sliced = d;
+    CHECK(sliced.x == 42);
+    Two two(data[5]);
+    CHECK(two.a == 5 && two.c == 5 && two.answer() == 42);
+    Derived copy = d;
+    CHECK(copy.x == 42 && copy.n == 6);
+    Derived arr[2];
+    arr[data[1]].x = 9;
+    CHECK(arr[1].x == 9 && arr[0].x == 1);
+}
+
+//= member functions by address space
+struct Item {
+    int v;
+    int get() const thread { return v; }
+    int get() const device { return v * 10; }
+    int get() const constant { return v * 100; }
+    void set(int x) device { v = x; }
+    void set(int x) thread { v = -x; }
+};
+constant Item fixed = {3};
+kernel void check(device uint* failed [[buffer(0)]], device Item* items [[buffer(1)]]) {
+    Item t = items[2];
+    CHECK(t.get() == 2 && items[2].get() == 20 && fixed.get() == 300);
+    items[3].set(8);
+    t.set(8);
+    CHECK(items[3].v == 8 && t.v == -8);
+    device Item& r = items[4];
+    r.set(5);
+    CHECK(items[4].get() == 50);
+}
+
+//= this and chains
+struct Builder {
+    float a, b;
+    thread Builder& setA(float v) thread { this->a = v; return *this; }
+    thread Builder& setB(float v) { b = v; return *this; }
+    Builder with(float v) const { Builder copy = *this; copy.a = v; return copy; }
+    thread Builder* self() { return this; }
+    bool same(thread const Builder& o) const { return a == o.a && b == o.b; }
+};
+struct Deep { struct Mid { struct In { int v; int get() const { return v; } } in; } mid; };
+class Counter {
+  public:
+    Counter() : n_(0) {}
+    int next() { return ++n_; }
+  private:
+    int n_;
+};
+MAIN {
+    Builder b = {};
+    b.setA(1 + data[0]).setB(2).setA(3);
+    CHECK(b.a == 3 && b.b == 2 && b.with(7).a == 7 && b.a == 3);
+    b.self()->a = 5;
+    CHECK(b.a == 5 && b.same(b));
+    Deep d;
+    d.mid.in.v = 4 + data[0];
+    CHECK(d.mid.in.get() == 4);
+    Deep::Mid::In in = {6};
+    CHECK(in.get() == 6);
+    Counter c;
+    c.next();
+    CHECK(c.next() == 2);
+    struct Local { int k; int twice() const { return k * 2; } };
+    Local l = {data[3]};
+    CHECK(l.twice() == 6);
+}
