@@ -1,6 +1,7 @@
-// What the benchmarks share: the ten shaders in both languages, fresh constants, timing.
+// What the benchmarks share: the shaders in both languages, fresh constants, timing.
 #pragma once
 
+#include "GlassHobCore/ShaderAssembler.h"
 #include "GlassHobCore/ShaderFile.h"
 
 #include <algorithm>
@@ -28,15 +29,25 @@ inline std::string readText(const std::string& path) {
     return *text;
 }
 
-// The sample first, then the noise.
+struct ShaderRow {
+    const char* name;
+    const char* folder;
+    const char* file;
+    bool isChecked = false;
+};
+
+template <std::size_t count>
+std::vector<ShaderPair> readPairs(const ShaderRow (&rows)[count]) {
+    std::vector<ShaderPair> pairs;
+    for (const ShaderRow& row : rows)
+        pairs.push_back({row.name, readText(std::string(row.folder) + "/" + row.file + ".metal"),
+                         readText(std::string(BENCH_SHADERS "/") + row.name + ".glsl"), row.isChecked});
+    return pairs;
+}
+
+// Per-pixel shaders: the sample first, then the noise.
 inline std::vector<ShaderPair> shaderPairs() {
-    struct Row {
-        const char* name;
-        const char* folder;
-        const char* file;
-        bool isChecked = false;
-    };
-    const Row rows[] = {
+    static constexpr ShaderRow rows[] = {
         {"sample", SAMPLE_SHADERS, "01-flowing-color"},
         {"noise", BENCH_SHADERS, "noise"},
         {"raymarcher", BENCH_SHADERS, "raymarcher"},
@@ -47,20 +58,33 @@ inline std::vector<ShaderPair> shaderPairs() {
         {"voronoi", COMPILER_SHADERS, "voronoi"},
         {"rings", COMPILER_SHADERS, "rings"},
         {"tunnel", COMPILER_SHADERS, "tunnel", true},
+        {"blue-hour", SAMPLE_SHADERS, "02-blue-hour"},
+        {"sunlit-glass", SAMPLE_SHADERS, "03-sunlit-glass"},
+        {"quicksilver", SAMPLE_SHADERS, "04-quicksilver"},
     };
-    std::vector<ShaderPair> pairs;
-    for (const Row& row : rows)
-        pairs.push_back({row.name, readText(std::string(row.folder) + "/" + row.file + ".metal"),
-                         readText(std::string(BENCH_SHADERS "/") + row.name + ".glsl"), row.isChecked});
-    return pairs;
+    return readPairs(rows);
 }
 
-// The user's shade() behind one that shifts the picture by the fresh constant, so that no compile was seen before.
+// The samples of several stages. A twin has all their functions in one text: to compile, not to draw.
+inline std::vector<ShaderPair> stagedPairs() {
+    static constexpr ShaderRow rows[] = {
+        {"silk", SAMPLE_SHADERS, "05-silk"},
+        {"island-of-stars", SAMPLE_SHADERS, "06-island-of-stars"},
+        {"open-sea", SAMPLE_SHADERS, "07-open-sea"},
+        {"breathing-knot", SAMPLE_SHADERS, "08-breathing-knot"},
+    };
+    return readPairs(rows);
+}
+
+// A per-pixel shader's shade() behind one that shifts the picture by the fresh constant, so that no compile was seen
+// before. The other kinds just hold the constant.
 inline std::string withFreshConstant(std::string source, float fresh) {
-    const std::string from = "float4 shade(";
-    source.replace(source.find(from), from.size(), "float4 drawn(");
     char number[32];
     std::snprintf(number, sizeof number, "%.9e", double(fresh));
+    if (glasshob::ShaderAssembler::kind(source) != glasshob::ShaderKind::fragment)
+        return source + "\nconstant float fresh = " + number + ";\n";
+    const std::string from = "float4 shade(";
+    source.replace(source.find(from), from.size(), "float4 drawn(");
     return source + "\nfloat4 shade(float2 uv, constant Uniforms& u, constant Params& p) { return drawn(uv + " +
            number + ", u, p); }\n";
 }

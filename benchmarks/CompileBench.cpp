@@ -9,6 +9,9 @@
 #include "benchmarks/Glsl.h"
 #include "benchmarks/LongSource.h"
 
+#include <algorithm>
+#include <iterator>
+
 namespace {
 
 constexpr int warmUps = 5;
@@ -61,7 +64,9 @@ bool isLinear() {
 int main() {
     bool isGood = isLinear();
     std::printf("text to SPIR-V, median of %d\n", runs);
-    for (const bench::ShaderPair& pair : bench::shaderPairs()) {
+    std::vector<bench::ShaderPair> pairs = bench::shaderPairs();
+    std::ranges::move(bench::stagedPairs(), std::back_inserter(pairs));
+    for (const bench::ShaderPair& pair : pairs) {
         std::vector<double> ours;
         std::vector<double> theirs;
         std::size_t bytes = 0;
@@ -87,7 +92,7 @@ int main() {
         const double ratio = bench::median(ours) / bench::median(theirs);
         const bool passes = ratio <= target;
         isGood = isGood && passes;
-        std::printf("%-12s ours %6.3f ms (%zu bytes)  glslang %6.3f ms  ratio %.3f  (target %.2f) %s\n", pair.name,
+        std::printf("%-15s ours %6.3f ms (%zu bytes)  glslang %6.3f ms  ratio %.3f  (target %.2f) %s\n", pair.name,
                     bench::median(ours), bytes, bench::median(theirs), ratio, target, passes ? "PASS" : "MISS");
     }
     return isGood ? 0 : 1;

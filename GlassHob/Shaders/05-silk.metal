@@ -1,7 +1,7 @@
 // Silk
 //
 // @particles 20000
-// @still 6
+// @still 9
 //
 // Threads of light in a slow wind. Every particle is a mote that the wind carries; what it leaves behind fades a little
 // with every step, and so its way becomes a thread. Four functions make the motes, fade() and shade() make the picture.

@@ -6,7 +6,7 @@
 // A net of squares is rolled into a tube and the tube is tied into a knot. One side of the net runs along the knot, the
 // other around the tube; corner() finds the place of each corner and the way its surface faces.
 
-// @param loops 3.0 3.0 9.0 How many loops the knot has: three, five, seven or nine
+// @param loops 3.0 3.0 7.0 How many loops the knot has: three, five or seven
 // @param girth 0.5 0.1 1.0 How thick the tube is
 // @param breath 0.5 0.0 1.0 How deeply it breathes
 // @param lines 24.0 0.0 60.0 Bands of gold inlaid along the tube
