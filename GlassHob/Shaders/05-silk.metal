@@ -7,11 +7,11 @@
 // with every step, and so its way becomes a thread. Four functions make the motes, fade() and shade() make the picture.
 
 // @param wind 0.5 0.0 1.5 How fast the wind blows
-// @param curl 0.55 0.0 1.0 From long folds to small whirls
+// @param curl 0.85 0.0 1.0 From long folds to small whirls
 // @param change 0.4 0.0 1.0 How quickly the wind turns
-// @param trail 0.7 0.0 1.0 How long the threads last
+// @param trail 0.85 0.0 1.0 How long the threads last
 // @param hue 0.0 0.0 1.0 Where in the colours the silk begins
-// @param light 0.5 0.0 1.0 How bright the threads are
+// @param light 0.7 0.0 1.0 How bright the threads are
 
 struct Particle {
     float2 at;   // in heights of the picture, 0 in the middle
@@ -33,7 +33,7 @@ Particle start(uint id, uint seed, float time) {
     uint n = id * 977u + seed * 131071u;
     float side = id & 1u ? 1.0 : -1.0;
     float turn = 6.2831853 * chance(n);
-    float r = 0.20 + 0.05 * sin(3.0 * turn + 0.4 * time) + 0.012 * chance(n + 1u);
+    float r = 0.23 + 0.05 * sin(3.0 * turn + 0.4 * time) + 0.012 * chance(n + 1u);
     q.at = float2(side * 0.34 + 0.05 * sin(0.21 * time), 0.06 * cos(0.17 * time) * side) + r * float2(cos(turn), sin(turn));
     q.life = 2.0 + 4.0 * chance(n + 2u);
     q.age = 0.0;

@@ -9,6 +9,7 @@
 #include "GlassHob/ui/MessageList.h"
 #include "GlassHob/ui/ParameterRow.h"
 #include "GlassHob/ui/ParameterSlider.h"
+#include "GlassHob/ui/SampleMenu.h"
 #include "GlassHob/ui/Theme.h"
 
 #include <gtest/gtest.h>
@@ -16,6 +17,7 @@
 #include <QAbstractButton>
 #include <QApplication>
 #include <QFile>
+#include <QFileInfo>
 #include <QMessageBox>
 #include <QScreen>
 #include <QSettings>
@@ -151,6 +153,23 @@ TEST_P(WindowTest, ResizingGivesFramesOfTheNewSize) {
     const std::uint64_t frames = window->canvas()->shownFrames();
     EXPECT_TRUE(QTest::qWaitFor([&] { return window->canvas()->shownFrames() > frames + 3; }, patience));
     EXPECT_TRUE(waitForColor(0.25, 0.5));
+}
+
+TEST_P(WindowTest, ASampleChosenInTheMenuIsCopiedAndDrawn) {
+    auto* menu = window->findChild<SampleMenu*>();
+    ASSERT_NE(menu, nullptr);
+    EXPECT_TRUE(menu->actions().isEmpty()) << "filled before it is needed";
+    menu->fill();
+    const auto entries = menu->actions();
+    ASSERT_GE(entries.size(), 8);
+    EXPECT_EQ(entries[2]->text(), "Sunlit Glass");
+    EXPECT_GT(menu->sizeHint().height(), 8 * 54);
+    entries[2]->trigger();
+    EXPECT_EQ(model->displayName(), "Sunlit Glass.metal");
+    EXPECT_EQ(QFileInfo(*model->filePath()).absolutePath(), AppModel::shadersFolder());
+    EXPECT_TRUE(window->editor()->toPlainText().startsWith("// Sunlit Glass\n"));
+    EXPECT_EQ(model->state(), AppModel::State::live) << model->statusText().toStdString();
+    QFile::remove(*model->filePath());
 }
 
 TEST_P(WindowTest, ClosingWithUnsavedEditsAsks) {
