@@ -175,7 +175,9 @@ void Analyzer::functionBody(FunctionDecl* function) {
     compound(function->body, false);
     if (!context_.returnType && function->returnType->is(TypeKind::auto_)) function->returnType = types_.void_();
     // isInvalid is said of a head that cannot be trusted; a fault in the body does not make calls suspect.
-    if (diagnostics_.errorCount() == context_.errorsAtStart && !function->hasSyntaxErrors) {
+    // Past the last error that is told, and past the limit, the tree may be half done.
+    const bool isWhole = !diagnostics_.isFull() && !limit_.exceeded();
+    if (diagnostics_.errorCount() == context_.errorsAtStart && isWhole && !function->hasSyntaxErrors) {
         checkMissingReturn(function);
         if (!function->instanceOf) {
             warnUnused();

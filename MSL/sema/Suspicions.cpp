@@ -257,6 +257,7 @@ class Walk {
     }
 
     void binary(const Binary& expr) {
+        if (expr.left->type == nullptr || expr.right->type == nullptr) return;
         if (isAssignment(expr.op)) {
             expression(expr.right);
             const VarDecl* root = rootOf(expr.left);
