@@ -179,8 +179,8 @@ struct GHDots { float2 guard; float largestPoint; uint count; };
 
 static float gh_dot_size(float3 w, constant Uniforms& u) {
     float size = w.z * u.resolution.y;
-    bool shown = size > 0.0 && metal::abs(w.x) < 1.0e6 && metal::abs(w.y) < 1.0e6;
-    return shown ? metal::clamp(size, 1.0, 511.0) : 0.0;
+    bool shown = metal::all(float3(-size, metal::abs(w.xy)) < float3(0.0, 1.0e6, 1.0e6));
+    return metal::select(0.0, metal::clamp(size, 1.0, 511.0), shown);
 }
 
 kernel void gh_dot_scan(const device Particle* ps [[buffer(0)]],
@@ -207,8 +207,8 @@ vertex GHDotOut gh_point_vertex(uint id [[vertex_id]],
     float size = gh_dot_size(w, u);
     bool shown = size > 0.0 && size <= d.largestPoint;
     GHDotOut o;
-    o.position = shown ? float4((w.xy * 2.0 - 1.0) / d.guard, 0.0, 1.0) : float4(0.0, 0.0, 2.0, 1.0);
-    o.size = shown ? size : 1.0;
+    o.position = metal::select(float4(0.0, 0.0, 2.0, 1.0), float4((w.xy * 2.0 - 1.0) / d.guard, 0.0, 1.0), bool4(shown));
+    o.size = metal::select(1.0, size, shown);
     o.id = id;
     return o;
 }

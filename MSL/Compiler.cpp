@@ -7,6 +7,7 @@
 #include "MSL/lower/Lower.h"
 #include "MSL/parse/Parser.h"
 #include "MSL/passes/IndexChecks.h"
+#include "MSL/passes/UnusedInputs.h"
 #include "MSL/sema/Sema.h"
 #include "MSL/source/Diagnostics.h"
 #include "MSL/source/SourceManager.h"
@@ -171,6 +172,11 @@ std::expected<CompiledLibrary, CompileError> compile(std::string_view source, co
     lower(*unit, module, diagnostics, limit);
     if (tooMuchWork() || diagnostics.hasErrors()) return failed();
     verify(module, "lowering", diagnostics);
+    Reflection reflection = reflect(module, *unit);
+
+    // Before the index checks, which cost something for each place that is left.
+    dropUnusedInputs(module);
+    verify(module, "leaving out unused inputs", diagnostics);
 
     // Before any writer, so that every writer's output is safe.
     checkIndexes(module);
@@ -179,7 +185,7 @@ std::expected<CompiledLibrary, CompileError> compile(std::string_view source, co
     auto words = spirv::write(module, {.debugNames = options.debugNames});
     if (!words) diagnostics.internalError(SourceLocation::atOffset(0), words.error());
     if (diagnostics.hasErrors()) return failed();
-    return CompiledLibrary{std::move(*words), reflect(module, *unit), diagnostics.warningText()};
+    return CompiledLibrary{std::move(*words), std::move(reflection), diagnostics.warningText()};
 }
 
 std::string_view version() {

@@ -34,7 +34,9 @@ layout(location = 0) out vec4 color;
 
 std::vector<std::uint32_t> compileGlsl(GlslStage stage, const std::string& text) {
     static const bool isStarted = glslang::InitializeProcess();
-    const EShLanguage language = stage == GlslStage::vertex ? EShLangVertex : EShLangFragment;
+    const EShLanguage language = stage == GlslStage::vertex     ? EShLangVertex
+                                 : stage == GlslStage::fragment ? EShLangFragment
+                                                                : EShLangCompute;
     const char* const pointer = text.c_str();
     glslang::TShader shader(language);
     shader.setStrings(&pointer, 1);

@@ -7,7 +7,7 @@
 
 namespace bench {
 
-enum class GlslStage { vertex, fragment };
+enum class GlslStage { vertex, fragment, kernel };
 
 // The whole fragment shader around a twin's shade(): the uniform block, the fresh constant, main().
 std::string wholeFragment(const std::string& shade, float fresh);

@@ -74,7 +74,7 @@ TEST(SpirvWriter, StageVariablesMeetAndIntegersAreFlat) {
     const std::string text = disassembled(R"(
 struct Varying { float4 position [[position]]; half3 colour; uint id [[flat]]; float size [[point_size]]; };
 vertex Varying v(uint vid [[vertex_id]]) { return Varying{float4(vid), half3(vid), vid, 4.0}; }
-fragment half4 f(Varying in [[stage_in]], float2 at [[point_coord]]) { return half4(in.colour, in.id + at.x); })");
+fragment half4 f(Varying in [[stage_in]], float2 at [[point_coord]]) { return half4(in.colour, in.id + at.x + in.position.x); })");
     EXPECT_THAT(text, HasSubstr("Flat"));
     EXPECT_THAT(text, HasSubstr("BuiltIn Position"));
     EXPECT_THAT(text, HasSubstr("BuiltIn FragCoord"));
