@@ -231,6 +231,11 @@ TEST(Compiler, HostileTextsComeToAnEnd) {
         "float4 f(float4 x) { return x" + repeated(".xyzw", 20000) + "; }",
         repeated("struct S { ", 5000),
         "kernel void k(device float* o [[buffer(99999999999999999999)]]) {}",
+        // more errors than are told, and the tree behind them is half done
+        repeated("mod mod(mod x, mod y) { return x - y * floor(x / y); }\n", 12),
+        // a struct of 64 KB copied through a cast, again and again
+        "struct B { float a[4000][4]; }; kernel void k(device uint* raw) { device B* b = (device B*)raw; " +
+            repeated("b[0] = b[1];", 2000) + "}",
     };
     for (const std::string& text : texts) {
         CompileOptions options;
