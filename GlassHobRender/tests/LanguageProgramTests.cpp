@@ -14,7 +14,10 @@ using namespace glasshob::testing;
 const std::string head =
     "#include <metal_stdlib>\nusing namespace metal;\n"
     "#define CHECK(...) do { if (!(__VA_ARGS__) && failed[0] == 0) failed[0] = uint(__LINE__); } while (false)\n"
-    "#define MAIN kernel void check(device uint* failed [[buffer(0)]], device int* data [[buffer(1)]])\n";
+    "#define MAIN static void run(device uint* failed, device int* data); "
+    "kernel void check(device uint* failed [[buffer(0)]], device int* data [[buffer(1)]], "
+    "uint thread_number [[thread_position_in_grid]]) { if (thread_number == 0) run(failed, data); } "
+    "static void run(device uint* failed, device int* data)\n";
 
 struct Section {
     std::string name;

@@ -86,7 +86,7 @@ bool Lowering::isOpaque(TypeRef type) {
         if (type->structDecl == nullptr) return false;
         const auto [at, isNew] = opaqueStructs_.try_emplace(type->structDecl, false);
         if (!isNew) return at->second;
-        bool result = false;
+        bool result = type->structDecl->isLambdaClosure; // its captures are handed over one by one
         for (const VarDecl* field : type->structDecl->fields)
             result = result || isOpaque(field->type);
         return opaqueStructs_[type->structDecl] = result;

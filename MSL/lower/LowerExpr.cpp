@@ -300,6 +300,7 @@ Operand Lowering::unary(const Unary& expr) {
             ir::Place* component = builder_.placeIndex(access.place, access.swizzle[0], access.type);
             return pointerTo(placeAccess(component, access.type), expr.type);
         }
+        if (access.kind == Access::Kind::slot && !access.slot->members.empty()) return pointerTo(access, expr.type);
         if (access.kind == Access::Kind::slot) {
             unsupported(expr.location, "a pointer to a pointer is");
             return errorOperand(expr.type);
@@ -389,6 +390,14 @@ Operand Lowering::pointerBinary(const Binary& expr) {
     }
     Value* leftIndex = pointerIndex(left);
     Value* rightIndex = pointerIndex(right);
+    const bool isEquality = expr.op == BinaryOp::equal || expr.op == BinaryOp::notEqual;
+    if (!oneIsNull && isEquality && left.access->kind == Access::Kind::place &&
+        right.access->kind == Access::Kind::place) {
+        const bool isSameRoot = left.access->place->root == right.access->place->root;
+        const bool isSingle = leftIndex == nullptr && rightIndex == nullptr;
+        if (!isSameRoot || (isSingle && sameStaticPath(*left.access, *right.access)))
+            return Operand::ofValue(module_.constantBool(isSameRoot == (expr.op == BinaryOp::equal)), expr.type);
+    }
     if (oneIsNull || leftIndex == nullptr || rightIndex == nullptr || !sameStaticPath(*left.access, *right.access)) {
         unsupported(expr.location, "comparing pointers to different variables is");
         return errorOperand(expr.type);
@@ -420,32 +429,54 @@ static BinaryOp plainOp(BinaryOp op) {
 }
 
 Access Lowering::assign(const Binary& expr) {
+    const bool isPointer = expr.left->type->is(TypeKind::pointer);
+    const Expr* scalar = plainOp(expr.op) == BinaryOp::mul ? splatOperand(expr.right) : nullptr;
+    Operand right;
+    if (expr.op == BinaryOp::assign)
+        right = rvalue(expr.right);
+    else if (isPointer)
+        right = Operand::ofValue(indexValue(expr.right), expr.right->type);
+    else
+        right = Operand::ofValue(value(scalar != nullptr ? scalar : expr.right), expr.right->type);
+    return assignTo(expr, expr.left, right, scalar != nullptr);
+}
+
+Access Lowering::assignTo(const Binary& expr, const Expr* target, const Operand& right, bool isScalarFactor) {
+    if (target->kind == ExprKind::conditional && target->category == ValueCategory::lvalue) { // (c ? a : b) = x
+        const auto& choice = static_cast<const Conditional&>(*target);
+        Value* condition = value(choice.condition);
+        if (condition->isConstant())
+            return assignTo(expr, condition->bits != 0 ? choice.whenTrue : choice.whenFalse, right, isScalarFactor);
+        const ir::Instruction* branch = builder_.if_(condition);
+        ir::Block* outer = builder_.block;
+        builder_.block = branch->blocks[0];
+        assignTo(expr, choice.whenTrue, right, isScalarFactor);
+        builder_.block = branch->blocks[1];
+        assignTo(expr, choice.whenFalse, right, isScalarFactor);
+        builder_.block = outer;
+        return lvalue(target);
+    }
+    const Access left = lvalue(target);
     if (expr.op == BinaryOp::assign) {
-        const Operand right = rvalue(expr.right);
-        const Access left = lvalue(expr.left);
         store(left, right, expr.location);
         return left;
     }
-    if (expr.left->type->is(TypeKind::pointer)) {
-        Value* by = indexValue(expr.right);
-        const Access left = lvalue(expr.left);
-        const Operand moved = movePointer(load(left, expr.location), by, expr.op == BinaryOp::subAssign, expr.location);
+    if (target->type->is(TypeKind::pointer)) {
+        const Operand moved =
+            movePointer(load(left, expr.location), right.value, expr.op == BinaryOp::subAssign, expr.location);
         store(left, moved, expr.location);
         return left;
     }
     const BinaryOp op = plainOp(expr.op);
-    const Expr* scalar = op == BinaryOp::mul ? splatOperand(expr.right) : nullptr;
-    Value* right = value(scalar != nullptr ? scalar : expr.right);
-    const Access left = lvalue(expr.left);
     Value* old = load(left, expr.location).value;
     if (old == nullptr) return left;
-    const TypeRef type = valueType(expr.left->type);
+    const TypeRef type = valueType(target->type);
     const TypeRef computation = expr.computationType != nullptr ? valueType(expr.computationType) : type;
     Value* operand = convertValue(computation, old);
-    Value* result = scalar != nullptr && !right->isConstant() && operand->type->isVector()
-                        ? builder_.binary(Op::vectorTimesScalar, computation, operand, right)
-                        : arithmetic(op, computation, operand, right, expr.location);
-    store(left, Operand::ofValue(convertValue(type, result), expr.left->type), expr.location);
+    Value* result = isScalarFactor && !right.value->isConstant() && operand->type->isVector()
+                        ? builder_.binary(Op::vectorTimesScalar, computation, operand, right.value)
+                        : arithmetic(op, computation, operand, right.value, expr.location);
+    store(left, Operand::ofValue(convertValue(type, result), target->type), expr.location);
     return left;
 }
 
@@ -533,22 +564,7 @@ Operand Lowering::conditional(const Conditional& expr) {
     if (isOpaque(expr.type)) {
         const Operand first = rvalue(expr.whenTrue);
         const Operand second = rvalue(expr.whenFalse);
-        Value* firstIndex = pointerIndex(first);
-        Value* secondIndex = pointerIndex(second);
-        if (firstIndex != nullptr && secondIndex != nullptr && sameStaticPath(*first.access, *second.access)) {
-            const TypeRef type = module_.types.int_();
-            Value* index =
-                builder_.select(condition, builder_.convert(type, firstIndex), builder_.convert(type, secondIndex));
-            const ir::Place* old = first.access->place;
-            auto* shorter = module_.arena.make<ir::Place>();
-            shorter->root = old->root;
-            shorter->steps = old->steps.first(old->steps.size() - 1);
-            return pointerTo(placeAccess(builder_.placeIndex(shorter, index, old->type), first.access->type),
-                             expr.type);
-        }
-        diagnostics_.error(expr.location, "a pointer or texture that may stand for more than one variable at run time "
-                                          "is not supported here");
-        return first;
+        return choosePointer(condition, first, second, expr.type, expr.location);
     }
     const TypeRef type = valueType(expr.type);
     unsigned budget = 16;

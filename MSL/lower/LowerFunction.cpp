@@ -26,7 +26,8 @@ enum Mark : std::uint32_t {
     markIndex,
     markDynamicIndex,
     markSwizzle,
-    markThis
+    markThis,
+    markSlot
 };
 
 std::uint64_t hashOf(std::span<const std::uint32_t> key) {
@@ -57,7 +58,10 @@ static bool isPassedAsIndex(TypeRef container, const ir::Step& step) {
 void Lowering::describe(CallSignature& signature, const Access& access) {
     switch (access.kind) {
     case Access::Kind::value: describe(signature, access.held); return;
-    case Access::Kind::slot: describe(signature, loadSlot(*access.slot, builder_.location)); return;
+    case Access::Kind::slot:
+        signature.key.push_back(markSlot);
+        describe(signature, *access.slot);
+        return;
     case Access::Kind::place: break;
     }
     signature.key.push_back(markPlace);
@@ -142,7 +146,12 @@ Access Lowering::receive(InstanceParameters& parameters, const Access& access) {
         result.type = access.type;
         return result;
     }
-    case Access::Kind::slot: return heldAccess(receive(parameters, loadSlot(*access.slot, builder_.location)));
+    case Access::Kind::slot: {
+        Access result = access;
+        result.slot = &slots_.emplace_back();
+        receive(parameters, *access.slot, *result.slot);
+        return result;
+    }
     case Access::Kind::place: break;
     }
     auto* place = module_.arena.make<ir::Place>();
@@ -231,10 +240,8 @@ void Lowering::bindParameter(VarDecl* parameter, const Access& argument) {
     if (isOpaque(type)) {
         if (!facts.isWritten) return;
         Slot& slot = slots_.emplace_back();
-        fillSlot(slot, type, true, nameOf(parameter));
-        isDeclaring_ = true;
+        fillSlot(slot, type, useOf(facts), nameOf(parameter));
         storeSlot(slot, argument.held, parameter->location);
-        isDeclaring_ = false;
         facts.access = Access{.kind = Access::Kind::slot, .type = type, .held = {}, .place = nullptr, .slot = &slot};
         return;
     }
@@ -321,13 +328,6 @@ void Lowering::lowerBody(FunctionDecl* function) {
     facts.isActive = false;
 }
 
-void Lowering::initialiseMembers(FunctionDecl* constructor, const Access& object) {
-    store(object, defaultValue(constructor->owner->type, false), constructor->location);
-    for (const FunctionDecl::MemberInit& init : constructor->memberInits)
-        if (init.field != nullptr && init.value != nullptr)
-            store(memberAccess(object, init.field, init.location), rvalue(init.value), init.location);
-}
-
 // ------------------------------------------------------------------------------------------------------------ calls
 
 std::vector<Access> Lowering::bindArguments(FunctionDecl* function, std::span<Expr* const> arguments) {
@@ -373,6 +373,13 @@ Operand Lowering::callFunction(const Call& call) {
             ir::Variable* temporary = newLocal(object.held.value->type, "object");
             builder_.store(builder_.place(temporary), object.held.value);
             object = placeAccess(builder_.place(temporary), object.type);
+        } else if (object.kind == Access::Kind::value && !function->isConstMember &&
+                   object.held.kind == Operand::Kind::aggregate) {
+            Slot& slot = slots_.emplace_back();
+            fillSlot(slot, object.held.type, SlotUse::repointed, "object");
+            storeSlot(slot, object.held, call.location);
+            object.kind = Access::Kind::slot;
+            object.slot = &slot;
         }
     }
     const std::vector<Access> arguments = bindArguments(function, call.arguments);
@@ -403,41 +410,10 @@ Operand Lowering::callWith(FunctionDecl* function, std::span<const Access> argum
     return Operand::ofValue(result, function->returnType);
 }
 
-// A function that returns a reference or a pointer is lowered into its caller, where what it returns has a meaning.
-Operand Lowering::expandInPlace(FunctionDecl* function, std::span<const Access> arguments, const Access* object,
-                                SourceLocation at) {
-    if (!this->facts(function).endsInReturn) {
-        unsupported(at, "a function that returns a pointer or reference from more than one place is");
-        return errorOperand(function->returnType);
-    }
-    Context context;
-    context.function = context_->function;
-    context.decl = function;
-    context.isInlined = true;
-    if (object != nullptr) {
-        context.hasThis = true;
-        context.thisAccess = *object;
-    }
-    for (std::size_t i = 0; i < arguments.size() && i < function->parameters.size(); ++i)
-        bindParameter(function->parameters[i], arguments[i]);
-    Context* outer = context_;
-    context_ = &context;
-    lowerBody(function);
-    context_ = outer;
-    Operand result = context.inlineResult;
-    if (result.kind == Operand::Kind::nothing) return errorOperand(function->returnType);
-    result.type = function->returnType;
-    return result;
-}
-
 Operand Lowering::runConstructor(FunctionDecl* constructor, std::span<Expr* const> arguments, TypeRef type,
                                  SourceLocation at) {
     FunctionDecl* function = definitionOf(constructor);
     const std::vector<Access> bound = bindArguments(function, arguments);
-    if (isOpaque(type)) {
-        unsupported(at, "a constructor of a struct that holds a pointer, reference or texture is");
-        return errorOperand(type);
-    }
     FunctionFacts& facts = this->facts(function);
     if (facts.isActive) {
         reportRecursion(function, at);
@@ -445,6 +421,7 @@ Operand Lowering::runConstructor(FunctionDecl* constructor, std::span<Expr* cons
     }
     if (isTooDeep_) return errorOperand(type);
     scan(function);
+    if (isOpaque(type)) return constructInPlace(function, bound, type, at);
     CallSignature signature;
     ir::Function* callee = instanceFor(function, bound, nullptr, signature);
     builder_.location = at;

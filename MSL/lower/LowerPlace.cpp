@@ -159,6 +159,17 @@ Access Lowering::lvalue(const Expr* expr) {
                 result = lvalue(condition->bits != 0 ? conditional.whenTrue : conditional.whenFalse);
                 break;
             }
+            const TypeRef pointer = module_.types.pointer(expr->type, expr->space, expr->isConst);
+            unsigned budget = 16;
+            if (isCheap(conditional.whenTrue, budget) && isCheap(conditional.whenFalse, budget)) {
+                const Operand first = pointerTo(lvalue(conditional.whenTrue), pointer);
+                const Operand second = pointerTo(lvalue(conditional.whenFalse), pointer);
+                if (first.access->kind == Access::Kind::place && second.access->kind == Access::Kind::place &&
+                    first.access->place->root == second.access->place->root) {
+                    result = *choosePointer(condition, first, second, pointer, expr->location).access;
+                    break;
+                }
+            }
         }
         result = heldAccess(rvalue(expr));
         break;
@@ -343,7 +354,8 @@ void Lowering::store(const Access& access, const Operand& operand, SourceLocatio
     }
     if (access.kind == Access::Kind::value || operand.kind != Operand::Kind::value) {
         if (!diagnostics_.hasErrors() && !limit_.exceeded())
-            diagnostics_.internalError(at, "a value is written as if it were a variable");
+            unsupported(at, "writing through a reference that may stand for one of several variables, or for a "
+                            "temporary object, is");
         return;
     }
     builder_.location = at;
@@ -461,94 +473,40 @@ bool Lowering::sameStaticPath(const Access& left, const Access& right) const {
     return true;
 }
 
-// ------------------------------------------------------------------------------------------------------------ slots
-
-void Lowering::fillSlot(Slot& slot, TypeRef type, bool isWritten, std::string_view name) {
-    slot.type = type;
-    if (!isOpaque(type)) {
-        slot.variable = newLocal(type, name);
-        return;
+// One of two pointers into the same variable: its indices are chosen.
+Operand Lowering::choosePointer(Value* condition, const Operand& first, const Operand& second, TypeRef type,
+                                SourceLocation at) {
+    const auto isPlace = [](const Operand& one) {
+        return one.kind == Operand::Kind::pointer && one.access != nullptr && one.access->kind == Access::Kind::place &&
+               one.access->swizzleCount == 0 && one.access->unionMember == nullptr;
+    };
+    const auto refuse = [&] {
+        diagnostics_.error(at, "a pointer or texture that may stand for more than one variable at run time "
+                               "is not supported here");
+        return first;
+    };
+    if (!isPlace(first) || !isPlace(second)) return refuse();
+    const ir::Place& a = *first.access->place;
+    const ir::Place& b = *second.access->place;
+    if (a.root != b.root || a.steps.size() != b.steps.size()) return refuse();
+    auto* place = module_.arena.make<ir::Place>(a);
+    place->steps = module_.arena.copy(std::span<const ir::Step>(a.steps));
+    const TypeRef index = module_.types.int_();
+    for (std::size_t i = 0; i < a.steps.size(); ++i) {
+        const ir::Step& one = a.steps[i];
+        const ir::Step& other = b.steps[i];
+        if (one.kind != other.kind) return refuse();
+        if (one.number == other.number && one.value == other.value) continue;
+        if (one.kind == ir::Step::Kind::member) return refuse();
+        const auto valueOf = [&](const ir::Step& step) {
+            return builder_.convert(index,
+                                    step.value != nullptr ? step.value : module_.constantInt(index, step.number));
+        };
+        place->steps[i].value = builder_.select(condition, valueOf(one), valueOf(other));
+        place->steps[i].number = 0;
+        place->steps[i].isChecked = false;
     }
-    if (type->is(TypeKind::struct_) || type->is(TypeKind::lambda)) {
-        const auto fields = type->structDecl->fields;
-        slot.members = module_.arena.makeArray<Slot>(fields.size());
-        for (std::size_t i = 0; i < fields.size(); ++i)
-            fillSlot(slot.members[i], fields[i]->type, isWritten, nameOf(fields[i]));
-        return;
-    }
-    if (type->is(TypeKind::pointer) && isWritten) {
-        slot.indexVariable = newLocal(module_.types.int_(), name);
-        slot.indexVariable->initializer = module_.constantInt(module_.types.int_(), 0);
-    }
-}
-
-Operand Lowering::loadSlot(Slot& slot, SourceLocation at) {
-    if (slot.variable != nullptr) return Operand::ofValue(builder_.load(builder_.place(slot.variable)), slot.type);
-    if (!slot.members.empty() || slot.type->is(TypeKind::struct_) || slot.type->is(TypeKind::lambda)) {
-        Operand result;
-        result.kind = Operand::Kind::aggregate;
-        result.type = slot.type;
-        result.members = module_.arena.makeArray<Operand>(slot.members.size());
-        for (std::size_t i = 0; i < slot.members.size(); ++i)
-            result.members[i] = loadSlot(slot.members[i], at);
-        return result;
-    }
-    if (!slot.isSet) {
-        Operand null;
-        null.kind = Operand::Kind::pointer;
-        null.type = slot.type;
-        return null;
-    }
-    Value* held = pointerIndex(slot.held);
-    if (slot.indexVariable == nullptr || held == nullptr) return slot.held;
-    const ir::Place* old = slot.held.access->place;
-    auto* shorter = module_.arena.make<ir::Place>();
-    shorter->root = old->root;
-    shorter->steps = old->steps.first(old->steps.size() - 1);
-    Access access = *slot.held.access;
-    access.place = builder_.placeIndex(shorter, builder_.load(builder_.place(slot.indexVariable)), old->type);
-    return pointerTo(access, slot.held.type);
-}
-
-void Lowering::storeSlot(Slot& slot, const Operand& operand, SourceLocation at) {
-    if (slot.variable != nullptr) {
-        if (operand.kind == Operand::Kind::value) builder_.store(builder_.place(slot.variable), operand.value);
-        return;
-    }
-    if (operand.kind == Operand::Kind::aggregate) {
-        for (std::size_t i = 0; i < slot.members.size() && i < operand.members.size(); ++i)
-            storeSlot(slot.members[i], operand.members[i], at);
-        return;
-    }
-    if (operand.kind == Operand::Kind::pointer && operand.access != nullptr) {
-        if (slot.isSet && slot.held.access != nullptr && !sameStaticPath(*slot.held.access, *operand.access)) {
-            diagnostics_.error(at, "a pointer may stand for more than one variable at run time after this; this is "
-                                   "not supported here");
-            return;
-        }
-        // An index that was made inside a branch is not known outside of it.
-        const bool isFixed = std::ranges::all_of(
-            operand.access->kind == Access::Kind::place
-                ? operand.access->place->steps.first(std::max<std::size_t>(operand.access->place->steps.size(), 1) - 1)
-                : std::span<ir::Step>(),
-            [](const ir::Step& step) { return step.value == nullptr || step.value->isConstant(); });
-        const bool isMoved = slot.isSet && slot.held.access != nullptr; // along the path that it has already
-        if (!isDeclaring_ && !isFixed && !isMoved) {
-            unsupported(at, "pointing a pointer into an element chosen at run time after its declaration is");
-            return;
-        }
-        Value* index = pointerIndex(operand);
-        if (slot.indexVariable != nullptr && index != nullptr)
-            builder_.store(builder_.place(slot.indexVariable), builder_.convert(module_.types.int_(), index));
-    } else if (slot.isSet && operand.kind == Operand::Kind::resource && slot.held.resource != operand.resource) {
-        unsupported(at, "a texture or sampler chosen at run time is");
-        return;
-    } else if (slot.isSet && operand.kind == Operand::Kind::pointer && slot.held.access != nullptr) {
-        unsupported(at, "setting a pointer to null after it has pointed to something is");
-        return;
-    }
-    slot.held = operand;
-    slot.isSet = true;
+    return pointerTo(placeAccess(place, first.access->type), type);
 }
 
 } // namespace msl

@@ -108,11 +108,9 @@ void Lowering::declare(VarDecl* variable) {
             return;
         }
         Slot& slot = slots_.emplace_back();
-        fillSlot(slot, type, facts.isWritten, nameOf(variable));
-        isDeclaring_ = true;
+        fillSlot(slot, type, useOf(facts), nameOf(variable));
         if (variable->initializer != nullptr || first.kind == Operand::Kind::aggregate)
             storeSlot(slot, first, variable->location);
-        isDeclaring_ = false;
         facts.access = Access{.kind = Access::Kind::slot, .type = type, .held = {}, .place = nullptr, .slot = &slot};
         facts.isBound = true;
         return;
@@ -150,6 +148,7 @@ void Lowering::ifStatement(const IfStmt& stmt) {
 }
 
 void Lowering::forStatement(const Stmt* init, const Expr* condition, const Expr* step, const Stmt* body) {
+    const unsigned returnsBefore = context_->returnsInPlace;
     statement(init);
     const ir::Instruction* loop = builder_.loop();
     ir::Block* outer = builder_.block;
@@ -170,9 +169,11 @@ void Lowering::forStatement(const Stmt* init, const Expr* condition, const Expr*
         effect(step);
     }
     builder_.block = outer;
+    leaveIfReturned(returnsBefore);
 }
 
 void Lowering::doStatement(const DoWhileStmt& stmt) {
+    const unsigned returnsBefore = context_->returnsInPlace;
     ir::Instruction* loop = builder_.loop();
     ir::Block* outer = builder_.block;
     builder_.block = loop->blocks[0];
@@ -180,8 +181,9 @@ void Lowering::doStatement(const DoWhileStmt& stmt) {
     builder_.block = loop->blocks[1];
     Value* stops = builder_.unary(Op::logicalNot, value(stmt.condition));
     builder_.block = outer;
-    if (stops->isConstant() && stops->bits == 0) return;
-    loop->operands = module_.arena.copy<Value*>(std::span<Value*>(&stops, 1));
+    if (!stops->isConstant() || stops->bits != 0)
+        loop->operands = module_.arena.copy<Value*>(std::span<Value*>(&stops, 1));
+    leaveIfReturned(returnsBefore);
 }
 
 void Lowering::rangeForStatement(const RangeForStmt& stmt) {
@@ -191,6 +193,7 @@ void Lowering::rangeForStatement(const RangeForStmt& stmt) {
         return;
     }
     const Access range = inMemory(lvalue(stmt.range), stmt.location);
+    const unsigned returnsBefore = context_->returnsInPlace;
     const TypeRef index = module_.types.uint();
     ir::Variable* counter = newLocal(index, "counter");
     builder_.store(builder_.place(counter), module_.constantInt(index, 0));
@@ -224,6 +227,7 @@ void Lowering::rangeForStatement(const RangeForStmt& stmt) {
     Value* old = builder_.load(builder_.place(counter));
     builder_.store(builder_.place(counter), builder_.binary(Op::add, index, old, module_.constantInt(index, 1)));
     builder_.block = outer;
+    leaveIfReturned(returnsBefore);
 }
 
 // A case that runs on into the next is lowered with a copy of what follows, up to where control leaves: the IR's cases
@@ -251,6 +255,7 @@ void Lowering::switchStatement(const SwitchStmt& stmt) {
             segments.back().values.push_back(label.constant);
         segments.back().begin = i + 1;
     }
+    const unsigned returnsBefore = context_->returnsInPlace;
     Value* selector = value(stmt.value);
     if (segments.empty()) return;
     const std::span<ir::SwitchCase> cases = module_.arena.makeArray<ir::SwitchCase>(segments.size());
@@ -271,16 +276,13 @@ void Lowering::switchStatement(const SwitchStmt& stmt) {
         if (!builder_.block->isTerminated()) builder_.break_();
     }
     builder_.block = outer;
+    leaveIfReturned(returnsBefore);
 }
 
 void Lowering::returnStatement(const ReturnStmt& stmt) {
     Context& context = *context_;
     if (context.isInlined) {
-        if (stmt.value == nullptr) return;
-        if (context.decl->returnType->is(TypeKind::reference))
-            context.inlineResult = pointerTo(lvalue(stmt.value), context.decl->returnType);
-        else
-            context.inlineResult = rvalue(stmt.value);
+        returnInPlace(stmt);
         return;
     }
     if (context.isConstructor) {

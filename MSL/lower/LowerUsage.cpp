@@ -76,13 +76,16 @@ VarDecl* Lowering::rootVariable(const Expr* expr) {
     return nullptr;
 }
 
-void Lowering::markWritten(const Expr* expr) {
+void Lowering::markWritten(const Expr* expr, bool isMoved) {
     if (expr->kind == ExprKind::conditional) {
-        markWritten(static_cast<const Conditional*>(expr)->whenTrue);
-        markWritten(static_cast<const Conditional*>(expr)->whenFalse);
+        markWritten(static_cast<const Conditional*>(expr)->whenTrue, isMoved);
+        markWritten(static_cast<const Conditional*>(expr)->whenFalse, isMoved);
         return;
     }
-    if (VarDecl* variable = rootVariable(expr)) facts(variable).isWritten = true;
+    if (VarDecl* variable = rootVariable(expr)) {
+        facts(variable).isWritten = true;
+        if (!isMoved) facts(variable).isRepointed = true;
+    }
 }
 
 void Lowering::markIndexed(const Expr* expr) {
@@ -232,7 +235,7 @@ void Lowering::scanExpr(const Expr* expr) {
         case UnaryOp::preIncrement:
         case UnaryOp::preDecrement:
         case UnaryOp::postIncrement:
-        case UnaryOp::postDecrement:
+        case UnaryOp::postDecrement: markWritten(unary.operand, true); break;
         case UnaryOp::addressOf: markWritten(unary.operand); break;
         default: break;
         }
@@ -242,7 +245,7 @@ void Lowering::scanExpr(const Expr* expr) {
         const auto& binary = static_cast<const Binary&>(*expr);
         scanExpr(binary.left);
         scanExpr(binary.right);
-        if (isAssignment(binary.op)) markWritten(binary.left);
+        if (isAssignment(binary.op)) markWritten(binary.left, binary.op != BinaryOp::assign);
         break;
     }
     case ExprKind::conditional: {

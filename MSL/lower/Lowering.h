@@ -54,13 +54,20 @@ struct Access {
 };
 
 // A variable of a type that has no values in the IR.
+enum class SlotUse : std::uint8_t {
+    fixed,     // set once
+    moved,     // a pointer goes through the array that it points into
+    repointed, // it may be set to any element of what it points into
+};
 struct Slot {
     TypeRef type = nullptr;
+    SlotUse use = SlotUse::fixed;
     Operand held; // a pointer, texture or sampler
     bool isSet = false;
-    ir::Variable* indexVariable = nullptr; // a pointer that moves: the index of its last step
+    bool isBorrowed = false;               // a caller's
+    std::span<ir::Variable*> indices = {}; // a pointer that moves: the index of each step, null for one that stays
     ir::Variable* variable = nullptr;      // a member that is an ordinary value
-    std::span<Slot> members;               // a struct
+    std::span<Slot> members = {};          // a struct
 };
 
 class Lowering {
@@ -71,6 +78,7 @@ class Lowering {
   private:
     struct VariableFacts {
         bool isWritten = false;            // after its declaration, or a reference that could write it is made
+        bool isRepointed = false;          // a pointer, or a struct with one: set anew after its declaration
         bool isIndexedDynamically = false; // read by an index that is not constant
         bool isBound = false;
         bool isEvaluating = false; // a global whose initialiser is being looked at
@@ -95,6 +103,10 @@ class Lowering {
         bool isConstructor = false;
         bool isInlined = false;
         Operand inlineResult; // what the final return of a function expanded in place gave
+        // One that returns from elsewhere too stands in a loop of one round:
+        Slot* resultSlot = nullptr;
+        ir::Variable* hasReturned = nullptr;
+        unsigned returnsInPlace = 0;
     };
     // Collects what a call hands over, and what its instance is told apart by.
     struct CallSignature {
@@ -125,7 +137,7 @@ class Lowering {
     void scan(FunctionDecl* function);
     void scanStmt(const Stmt* stmt, FunctionFacts& function);
     void scanExpr(const Expr* expr);
-    void markWritten(const Expr* expr);
+    void markWritten(const Expr* expr, bool isMoved = false);
     void markIndexed(const Expr* expr);
     VarDecl* rootVariable(const Expr* expr);
     void scanLocal(const VarDecl* variable);
@@ -136,6 +148,10 @@ class Lowering {
                      SourceLocation at);
     Operand expandInPlace(FunctionDecl* function, std::span<const Access> arguments, const Access* object,
                           SourceLocation at);
+    void returnInPlace(const ReturnStmt& stmt);
+    void leaveIfReturned(unsigned returnsBefore);
+    Operand constructInPlace(FunctionDecl* constructor, std::span<const Access> arguments, TypeRef type,
+                             SourceLocation at);
     Operand runConstructor(FunctionDecl* constructor, std::span<Expr* const> arguments, TypeRef type,
                            SourceLocation at);
     std::vector<Access> bindArguments(FunctionDecl* function, std::span<Expr* const> arguments);
@@ -144,6 +160,8 @@ class Lowering {
                               CallSignature& signature);
     void describe(CallSignature& signature, const Access& access);
     void describe(CallSignature& signature, const Operand& operand);
+    void describe(CallSignature& signature, Slot& slot);
+    void receive(InstanceParameters& parameters, Slot& from, Slot& to);
     Access receive(InstanceParameters& parameters, const Access& access);
     Operand receive(InstanceParameters& parameters, const Operand& operand);
     void bindParameter(VarDecl* parameter, const Access& argument);
@@ -188,6 +206,7 @@ class Lowering {
     // LowerPlace.cpp
     Access lvalue(const Expr* expr);
     Access assign(const Binary& expr); // plain and compound; gives the left side
+    Access assignTo(const Binary& expr, const Expr* target, const Operand& right, bool isScalarFactor);
     Access accessOf(VarDecl* variable, SourceLocation at);
     Access heldAccess(Operand operand);
     Access placeAccess(ir::Place* place, TypeRef type);
@@ -204,7 +223,14 @@ class Lowering {
     Operand movePointer(const Operand& pointer, ir::Value* by, bool isBackwards, SourceLocation at);
     ir::Value* pointerIndex(const Operand& pointer);
     ir::Value* indexValue(const Expr* expr);
-    void fillSlot(Slot& slot, TypeRef type, bool isWritten, std::string_view name);
+    void fillSlot(Slot& slot, TypeRef type, SlotUse use, std::string_view name);
+    void openPointer(Slot& slot, const Operand& operand);
+    void storePointer(Slot& slot, const Operand& operand, SourceLocation at);
+    static SlotUse useOf(const VariableFacts& facts) {
+        return facts.isRepointed ? SlotUse::repointed : facts.isWritten ? SlotUse::moved : SlotUse::fixed;
+    }
+    Operand choosePointer(ir::Value* condition, const Operand& first, const Operand& second, TypeRef type,
+                          SourceLocation at);
     Operand loadSlot(Slot& slot, SourceLocation at);
     void storeSlot(Slot& slot, const Operand& operand, SourceLocation at);
     bool sameStaticPath(const Access& left, const Access& right) const;
@@ -319,7 +345,6 @@ class Lowering {
     unsigned depth_ = 0;
     std::uint32_t entered_ = 0;
     bool isTooDeep_ = false;                // or too large; said once, and then nothing more is lowered
-    bool isDeclaring_ = false;              // a slot is given its first value, at its declaration
     std::vector<VariableFacts*> variables_; // by VarDecl::loweringId
     std::vector<FunctionFacts*> functions_; // by FunctionDecl::loweringId
     std::vector<FunctionDecl*> callStack_;

@@ -79,6 +79,105 @@ MAIN {
     CHECK(table[data[3]] == 3);
 }
 
+//= constructors
+struct Light {
+    float power = 1.5;
+    float3 colour = float3(2);
+    int kind{7};
+    Light() = default;
+    Light(float p) : power(p) {}
+    Light(float p, float c) : Light(p) { colour = float3(c); }
+    Light(thread const Light& other) = default;
+    explicit Light(int k) : power(k), kind(k) {}
+    bool operator==(Light o) const { return power == o.power && kind == o.kind; }
+};
+struct Early {
+    int v;
+    Early(int x) { v = 1; if (x > 3) return; v = 2; }
+};
+struct Owner {
+    Light main;
+    Light side = Light(9.0);
+    Early e;
+    float w;
+    Owner(float p) : main(p, 4), e(5), w{p} {}
+};
+struct Default { int a; int b = 3; Default() : a(8) {} };
+struct NoCopy { int x; NoCopy() : x(1) {} NoCopy(thread const NoCopy&) = delete; };
+struct Nest { Default d; Default e[2]; };
+MAIN {
+    Light a;
+    CHECK(a.power == 1.5 && a.colour.y == 2 && a.kind == 7);
+    Light b(3.0f + data[0]);
+    CHECK(b.power == 3 && b.kind == 7);
+    Light c(2.0f, 5.0f + data[0]);
+    CHECK(c.power == 2 && c.colour.x == 5 && c.kind == 7);
+    Light d{2 + data[0]};
+    CHECK(d.power == 2 && d.kind == 2);
+    Light e = c;
+    CHECK(e == c && !(e == d));
+    Light f = Light();
+    CHECK(f.kind == 7);
+    Owner o(6 + data[0]);
+    CHECK(o.main.power == 6 && o.main.colour.x == 4 && o.side.power == 9 && o.e.v == 1 && o.w == 6);
+    CHECK(Early(2 + data[0]).v == 2);
+    Default df;
+    CHECK(df.a == 8 && df.b == 3);
+    Default many[2];
+    CHECK(many[data[1]].a == 8);
+    Nest n;
+    CHECK(n.d.b == 3 && n.e[1].a == 8);
+    NoCopy nc;
+    CHECK(nc.x == 1);
+    auto l = Light{1.0f, 2.0f};
+    CHECK(l.colour.z == 2);
+}
+
+//= constructors of structs with pointers and references
+struct View {
+    device const int* p;
+    int count;
+    View(device const int* q, int n) : p(q), count(n) {}
+    int sum() const { int s = 0; for (int i = 0; i < count; i++) s += p[i]; return s; }
+    int operator[](int i) const { return p[i]; }
+};
+struct Ref {
+    thread float& r;
+    Ref(thread float& x) : r(x) {}
+    void set(float v) { r = v; }
+    float get() const { return r; }
+};
+struct Cursor {
+    thread float* at;
+    float total;
+    Cursor(thread float* p) { at = p; total = 0; }
+    void step() { total += *at; at++; }
+    thread Cursor& operator++() { step(); return *this; }
+};
+float sumOf(View v) { return v.sum(); }
+float run(thread Cursor& c) { c.step(); c.step(); return c.total; }
+struct Holder { View view; float k; };
+MAIN {
+    View v(data + 1, 3);
+    CHECK(v.sum() == 6 && v[1] == 2);
+    CHECK(sumOf(View(data + 2, 2)) == 5);
+    float x = 1;
+    Ref r(x);
+    r.set(4 + data[0]);
+    CHECK(x == 4 && r.get() == 4);
+    float a[4] = {1, 2, 3, 4};
+    Cursor c(a);
+    c.step();
+    CHECK(c.total == 1);
+    ++c;
+    CHECK(c.total == 3 && *c.at == 3);
+    CHECK(run(c) == 10 && c.total == 10);
+    Holder h = {View(data, 4), 2};
+    CHECK(h.view.sum() * h.k == 12);
+    Holder h2 = h;
+    CHECK(h2.view[3] == 3);
+}
+
 //= inheritance
 struct Base {
     float x = 1;
@@ -155,6 +254,94 @@ MAIN {
     CHECK(arr[1].x == 9 && arr[0].x == 1);
 }
 
+//= anonymous members
+struct Anon {
+    int kind;
+    struct { float a; float b; };
+    struct { int p, q; } inner;
+    enum { one = 1, two } e;
+    struct { struct { int deep; }; };
+};
+MAIN {
+    Anon a;
+    a.a = 1.5 + data[0];
+    a.b = 2;
+    a.deep = 5;
+    a.inner.q = 7 + data[0];
+    a.e = Anon::two;
+    CHECK(a.a == 1.5 && a.b == 2 && a.inner.q == 7 && a.e == 2 && a.deep == 5 && sizeof(Anon) == 28);
+}
+
+//= operators
+struct V {
+    float x, y;
+    V operator+(V o) const { return V{x + o.x, y + o.y}; }
+    V operator-() const { return V{-x, -y}; }
+    thread V& operator+=(V o) { x += o.x; y += o.y; return *this; }
+    thread V& operator++() { x += 1; return *this; }
+    V operator++(int) { V old = *this; x += 1; return old; }
+    bool operator!() const { return x == 0 && y == 0; }
+    float operator[](int i) const { return i == 0 ? x : y; }
+    thread float& operator[](int i) { return i == 0 ? x : x; }
+    float operator()(float t) const { return x + y * t; }
+    operator float() const { return x + y; }
+    explicit operator bool() const { return x != 0; }
+    bool operator==(thread const V& o) const { return x == o.x && y == o.y; }
+    bool operator<(V o) const { return x < o.x; }
+    friend V operator*(V a, float k) { return V{a.x * k, a.y * k}; }
+    friend V operator*(float k, V a) { return a * k; }
+    friend struct Other;
+    friend float peek(V v);
+    thread V* operator&() = delete;
+};
+bool operator!=(V a, V b) { return !(a == b); }
+V operator-(V a, V b) { return V{a.x - b.x, a.y - b.y}; }
+thread V& operator<<(thread V& a, float k) { a.x = k; return a; }
+float peek(V v) { return v.x; }
+enum class Flags : uint { none = 0, a = 1, b = 2, c = 4 };
+Flags operator|(Flags l, Flags r) { return Flags(uint(l) | uint(r)); }
+bool operator&(Flags l, Flags r) { return (uint(l) & uint(r)) != 0; }
+struct Table {
+    int v[4];
+    thread int& operator[](int i) { return v[i]; }
+    int operator[](int i) const { return v[i]; }
+    thread int& at(int i) { if (i < 0) return v[0]; if (i > 3) return v[3]; return v[i]; }
+    int size() const { return 4; }
+};
+thread int& pick(thread Table& t, int i) { return t.v[i]; }
+int readOnly(thread const Table& t) { return t[2] + t.size(); }
+MAIN {
+    V a = {1.0f + data[0], 2};
+    V b = {3, 4};
+    V c = a + b;
+    CHECK(c.x == 4 && c.y == 6);
+    c += a;
+    CHECK(c.x == 5 && (-c).y == -8);
+    ++c;
+    V old = c++;
+    CHECK(old.x == 6 && c.x == 7);
+    CHECK(!V{0, 0} && !!c);
+    CHECK(c(2) == 23);
+    float f = c;
+    CHECK(f == 15);
+    CHECK((b * 2.0f).y == 8 && (2.0f * b).x == 6 && (b - a).x == 2);
+    CHECK(a != b && a == a && a < b);
+    c << 8;
+    CHECK(peek(c) == 8);
+    Flags m = Flags::a | Flags::c;
+    CHECK((m & Flags::c) && !(m & Flags::b));
+    Table t = {{1, 2, 3, 4}};
+    t[data[2]] = 30;
+    t[1] += 5;
+    CHECK(t.v[2] == 30 && t[data[1]] == 7 && readOnly(t) == 34);
+    t.at(9 + data[0]) = 40;
+    t.at(-1 + data[0]) = 10;
+    CHECK(t.v[3] == 40 && t.v[0] == 10 && t.at(1) == 7);
+    pick(t, data[3]) = 41;
+    CHECK(t.v[3] == 41);
+    if (a) CHECK(true); else CHECK(false);
+}
+
 //= member functions by address space
 struct Item {
     int v;
@@ -165,7 +352,9 @@ struct Item {
     void set(int x) thread { v = -x; }
 };
 constant Item fixed = {3};
-kernel void check(device uint* failed [[buffer(0)]], device Item* items [[buffer(1)]]) {
+kernel void check(device uint* failed [[buffer(0)]], device Item* items [[buffer(1)]],
+                  uint thread_number [[thread_position_in_grid]]) {
+    if (thread_number != 0) return;
     Item t = items[2];
     CHECK(t.get() == 2 && items[2].get() == 20 && fixed.get() == 300);
     items[3].set(8);

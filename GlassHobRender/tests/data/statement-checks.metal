@@ -170,6 +170,96 @@ MAIN {
     CHECK(f == 3);
 }
 
+//= pasted text
+#include <metal_stdlib>
+#include <simd/simd.h>
+#include <metal_math>
+#include <metal_geometric>
+#import <metal_stdlib>
+using namespace metal;
+using namespace simd;
+#pragma once
+#pragma mark - Types
+#pragma clang diagnostic push
+#pragma clang diagnostic ignored "-Wunused-function"
+#ifndef __METAL_VERSION__
+#error "not Metal"
+#endif
+#if __METAL_VERSION__ >= 200 && defined(__METAL_VERSION__)
+#define NEW 1
+#endif
+#if __has_include(<metal_stdlib>) && NEW
+#define HAS 1
+#endif
+#if defined(__METAL_MACOS__) || defined(__METAL_IOS__) || 1
+#define PLATFORM 2
+#endif
+#define CAT_(a, b) a##b
+#define CAT(a, b) CAT_(a, b)
+#define STR(x) #x
+#define SUM(first, ...) total(first, __VA_ARGS__)
+#define FOREACH(n) for (int CAT(i, __LINE__) = 0; CAT(i, __LINE__) < n; CAT(i, __LINE__)++)
+#define LONG_MACRO(a) \
+    (a + \
+     1)
+#define constant_value 5
+#define EMPTY()
+typedef struct { vector_float2 position; vector_float4 colour; matrix_float4x4 transform; simd_float3 extra; } Vertex;
+typedef enum VertexIndex { VertexIndexA = 0, VertexIndexB = 1 } VertexIndex;
+static_assert(sizeof(Vertex) == 112, STR(size));
+__attribute__((always_inline)) static inline float total(float a, float b, float c) { return a + b + c; }
+[[maybe_unused]] static float unusedOne(float x) { return x; }
+inline __attribute__((const)) float attributed(float x) { return x; }
+extern float declared(float x);
+float declared(float x) { return x * 2; }
+float prototype(float, float = 3);
+float prototype(float a, float b) { return a * b; }
+static float defaults(float a, float b = 2, float c = constant_value) { return a + b + c; }
+void noArgs(void) {}
+float unusedParameters(float, float y, float) { return y; }
+MAIN {
+    vector_float3 a = vector_float3(1, 2, 3);
+    simd_float4 b = simd_float4(1);
+    simd::float2 c = simd::float2(1, 2);
+    simd_float4x4 m = simd_float4x4(1.0);
+    matrix_float3x3 m3 = matrix_float3x3(2.0);
+    vector_uint2 u = {1, 2};
+    simd_int3 i3 = {1, 2, 3};
+    simd_float3 made = simd_make_float3(1, 2, 3);
+    simd_float4 made4 = simd_make_float4(made, 4);
+    CHECK(a.y + b.x + c.y == 5 && m[2][2] == 1 && m3[1][1] == 2 && u.y == 2 && i3.z == 3 && made.z == 3 && made4.w == 4);
+    CHECK(CAT(1, 2) == 12 && LONG_MACRO(2) == 3 && HAS == 1 && PLATFORM == 2 && SUM(1, 2, 3) == 6);
+    int n = 0;
+    FOREACH(3) n++;
+    CHECK(n == 3 && prototype(2) == 6 && defaults(1) == 8 && declared(2) == 4 && attributed(1) == 1 && unusedParameters(1, 2, 3) == 2);
+    noArgs();
+#pragma unroll
+    for (int i = 0; i < 2; i++) n += i;
+    _Pragma("unroll(4)") for (int i = 0; i < 2; i++) n += i;
+    [[maybe_unused]] int unused = 1;
+    __attribute__((unused)) int unused2 = 1;
+    CHECK(n == 5);
+    Vertex v = {};
+    v.transform = m;
+    CHECK(v.transform.columns[1].y == 1);
+    if (n == 5) [[likely]] { n = 6; }
+    CHECK(n == 6 EMPTY());
+    const char letter = 'a';
+    CHECK(letter == 97);
+#if 0
+    this is not read ' "
+#elif defined(UNKNOWN_THING)
+    nor this
+#else
+    n = 7;
+#endif
+    CHECK(n == 7 && 1'000 == 1000 && 0b101 == 5 && 017 == 15 && 0x1p3f == 8.0f);
+    /* a comment /* in a comment */
+    float k = 1.f, l = .5f, e = 1e-2f, h2 = 0x1F;
+    CHECK(k + l > 1.4 && e < 0.1 && h2 == 31);
+}
+#pragma clang diagnostic pop
+
 //= entry points from a template
 template <typename T>
 kernel void body(device uint* failed [[buffer(0)]], device T* data [[buffer(1)]], uint i [[thread_position_in_grid]]) {

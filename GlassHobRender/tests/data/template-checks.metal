@@ -148,6 +148,62 @@ MAIN {
     CHECK(sumTwice(1.0f, 2.0f) == 6);
 }
 
+//= lambdas
+template <typename F> float applyTo(F f, float x) { return f(x); }
+template <typename F> void repeat(int n, F f) { for (int i = 0; i < n; i++) f(i); }
+template <typename F> float integrate(float a, float b, int n, thread const F& f) {
+    float s = 0;
+    for (int i = 0; i < n; i++) s += f(a + (b - a) * (float(i) + 0.5) / float(n));
+    return s * (b - a) / float(n);
+}
+struct Acc { float v; float go(float k) { auto f = [this, k](float x) { v += x * k; return v; }; f(1); return f(2); } };
+constant float scale = 3;
+MAIN {
+    float k = 2 + data[0];
+    auto f = [k](float x) { return x * k; };
+    k = 100;
+    CHECK(f(3) == 6 && applyTo(f, 4) == 8);
+    float total = 0;
+    auto add = [&total](float x) { total += x; };
+    add(1);
+    add(2);
+    CHECK(total == 3);
+    repeat(4, [&](int i) { total += i * k; });
+    CHECK(total == 603);
+    auto all_by_copy = [=](float x) -> float { return x + k + total + scale; };
+    CHECK(all_by_copy(1) == 707);
+    auto generic = [&](auto a, auto b) { return a * b + decltype(a)(data[0]); };
+    CHECK(generic(2, 3) == 6 && generic(1.5f, 2.0f) == 3 && all(generic(float2(1, 2), 2.0f) == float2(2, 4)));
+    CHECK([](float x) { return x + 1; }(2) == 3);
+    int counter = [&]() { int c = 0; for (int i = 0; i < 3; i++) c += i; return c; }();
+    CHECK(counter == 3);
+    auto early = [](int x) { if (x > 2) return 1; for (int i = 0; i < 4; i++) if (i == x) return i * 10; return 5; };
+    CHECK(early(3 + data[0]) == 1 && early(data[2]) == 20 && early(data[0] - 1) == 5);
+    auto outer = [&](float x) { auto inner = [&](float y) { return x + y + k; }; return inner(1); };
+    CHECK(outer(2) == 103);
+    auto mutating = [n = 0, k](int by) mutable { n += by; return n; };
+    mutating(2);
+    CHECK(mutating(3) == 5);
+    CHECK(abs(integrate(0, 1, 16, [](float x) { return x * x; }) - 0.3333) < 0.001);
+    Acc a = {1};
+    CHECK(a.go(2) == 7 && a.v == 7);
+    float arr[3] = {1, 2, 3};
+    auto at = [&arr](int i) -> thread float& { return arr[i]; };
+    at(data[1]) = 20;
+    CHECK(arr[1] == 20);
+    auto whole = [arr](int i) { return arr[i]; };
+    arr[2] = 0;
+    CHECK(whole(data[2]) == 3);
+    auto buffer = [data](int i) { return data[i]; };
+    CHECK(buffer(5) == 5);
+    const int n = 4;
+    auto uses_const = [] { int v[n]; v[3] = n; return v[3]; };
+    CHECK(uses_const() == 4);
+    auto compose = [](auto g, auto h) { return [=](float x) { return g(h(x)); }; };
+    auto both = compose([](float x) { return x + 1; }, [](float x) { return x * 10; });
+    CHECK(both(2) == 21);
+}
+
 //= namespaces and names
 namespace a { namespace b { float f(float x) { return x + 1; } constant float k = 5; struct S { float v; }; } float g() { return b::f(1); } }
 namespace a::b { float h(float x) { return f(x) * 2; } }
