@@ -95,7 +95,7 @@ float4 shade(float2 uv, constant Uniforms& u, constant Params& p) {
         }
     }
 
-    // The light of the day comes through, strongest around a bright spot that wanders with the pointer's height.
+    // The light of the day comes through, strongest around a bright spot that wanders from side to side.
     float chance = hash(chosen + 71.0).x;
     float3 glass = design((x + nearest) / p.pieces, chance, u.time, p.rays);
     float2 wave = x * (1.5 + chance) + 13.0 * chance;

@@ -106,7 +106,8 @@ float4 shade(float2 uv, constant Uniforms& u, constant Params& p) {
 
     // Behind them, the far wall with the glow of a lamp.
     float2 lamp = q - float2(0.28, 0.22);
-    float3 wall = mix(float3(0.010, 0.012, 0.030), float3(0.20, 0.055, 0.030), exp(-2.6 * dot(lamp, lamp)) * (0.3 + 0.9 * p.warmth));
+    float glow = exp(-2.6 * dot(lamp, lamp)) * (0.3 + 0.9 * p.warmth);
+    float3 wall = mix(float3(0.010, 0.012, 0.030), float3(0.20, 0.055, 0.030), glow);
     c = mix(wall, c, covered);
 
     // From light to screen: bright light is rolled off gently, and the square root stands for the screen's own curve.

@@ -34,7 +34,8 @@ Particle start(uint id, uint seed, float time) {
     float side = id & 1u ? 1.0 : -1.0;
     float turn = 6.2831853 * chance(n);
     float r = 0.23 + 0.05 * sin(3.0 * turn + 0.4 * time) + 0.012 * chance(n + 1u);
-    q.at = float2(side * 0.34 + 0.05 * sin(0.21 * time), 0.06 * cos(0.17 * time) * side) + r * float2(cos(turn), sin(turn));
+    float2 middle = float2(side * 0.34 + 0.05 * sin(0.21 * time), side * 0.06 * cos(0.17 * time));
+    q.at = middle + r * float2(cos(turn), sin(turn));
     q.life = 2.0 + 4.0 * chance(n + 2u);
     q.age = 0.0;
     q.strand = turn / 6.2831853 + 0.5 * side;

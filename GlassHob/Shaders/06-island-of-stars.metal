@@ -1,6 +1,6 @@
 // Island of Stars
 //
-// @particles 24000
+// @particles 20000
 // @still 4
 //
 // A galaxy. No arm is painted anywhere: every star runs round the middle on an ellipse, and each ellipse is turned a
@@ -17,7 +17,7 @@ struct Particle {
     float radius;   // of its ellipse
     float turn;     // how far it has run on it
     float height;   // above the disc
-    float kind;     // below 0.06 a glowing cloud, near 1 a bright young star
+    float kind;     // below 0.04 a glowing cloud, near 1 a bright young star
     float3 color;
 };
 
@@ -41,7 +41,7 @@ Particle spawn(uint id, constant Params& p) {
     // The old ones in the middle are warm, the young ones outside are blue, the clouds between them rose.
     float3 old = mix(float3(1.0, 0.86, 0.70), float3(1.0, 0.60, 0.30), p.warmth);
     q.color = mix(old, float3(0.42, 0.62, 1.0), smoothstep(0.05, 0.42, q.radius + 0.12 * (q.kind - 0.5)));
-    if (q.kind < 0.06) q.color = mix(float3(1.0, 0.25, 0.42), float3(0.35, 0.45, 1.0), chance(n + 1u));
+    if (q.kind < 0.04) q.color = mix(float3(1.0, 0.25, 0.42), float3(0.35, 0.45, 1.0), chance(n + 1u));
     return q;
 }
 
@@ -73,14 +73,14 @@ float3 place(Particle q, constant Uniforms& u, constant Params& p) {
     at.x *= u.resolution.y / u.resolution.x;
 
     float size = 0.0022 + 0.0030 * p.size * (0.4 + q.kind * q.kind);
-    if (q.kind < 0.06) size = 0.030 + 0.050 * p.size;
+    if (q.kind < 0.04) size = 0.030 + 0.050 * p.size;
     if (q.kind > 0.996) size *= 3.0;
     return float3(at + 0.5, near * max(size, 1.6 / u.resolution.y));
 }
 
 float4 ink(Particle q, float2 at, constant Uniforms& u, constant Params& p) {
     float soft = saturate(1.0 - dot(at, at));
-    if (q.kind < 0.06) return float4(q.color * (0.045 * soft * soft), 0.0);
+    if (q.kind < 0.04) return float4(q.color * (0.06 * soft * soft), 0.0);
     float twinkle = 0.85 + 0.15 * sin(2.0 * u.time * (0.5 + q.kind) + 90.0 * q.turn);
     float bright = 0.30 + 1.1 * pow(q.kind, 12.0);
     return float4(q.color * (bright * twinkle * soft), 0.0);

@@ -3,8 +3,8 @@
 // @grid 88
 // @still 6
 //
-// A net of squares, pulled tight near the eye and wide at the horizon, and lifted by waves. corner() says where a corner
-// of the net is; shade() gives every pixel between them its light, and background() paints the sky behind.
+// A net of squares, pulled tight near the eye and wide at the horizon, and lifted by waves. corner() says where each
+// corner of the net is; shade() gives every pixel between them its light, and background() paints the sky behind.
 
 // @param wind 0.5 0.0 1.0 How high the waves are
 // @param speed 0.6 0.0 2.0 How fast they run
@@ -22,9 +22,9 @@ struct Vertex {
     float3 at; // in metres: to the right, up, ahead
 };
 
-// Waves, each with a direction, a length and a height, every one shorter than the one before. A wave is made of parabolas
-// like (1 - t)(1 + t): much like a sine, but its slope is a simple line. Squared it has narrow crests and wide valleys,
-// as water has. Returns the height and its slope to the right and ahead.
+// Waves, each with a direction, a length and a height, every one shorter than the one before. A wave is made of
+// parabolas: much like a sine, but its slope is a simple line. Squared it has narrow crests and wide valleys, as water
+// has. Returns the height and its slope to the right and ahead.
 float3 sea(float2 x, float far, int waves, float time, constant Params& p) {
     float3 sum = float3(0.0);
     float2 way = float2(0.34, -0.94);

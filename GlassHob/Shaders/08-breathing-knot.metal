@@ -38,7 +38,8 @@ Bend line(float along, float loops) {
     float r = 1.0 + 0.42 * through.x;
     Bend bend;
     bend.at = float3(r * round, 0.50 * through.y);
-    bend.ahead = float3(2.0 * r * float2(-round.y, round.x) - 0.42 * loops * through.y * round, 0.50 * loops * through.x);
+    float2 aside = 2.0 * r * float2(-round.y, round.x) - 0.42 * loops * through.y * round;
+    bend.ahead = float3(aside, 0.50 * loops * through.x);
     return bend;
 }
 

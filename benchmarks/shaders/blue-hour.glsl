@@ -90,7 +90,8 @@ vec4 shade(vec2 uv) {
     vec3 ink = evening(vec3(0.13, 0.07, 0.13), vec3(0.025, 0.035, 0.095), vec3(0.004, 0.008, 0.022), p.hour);
     for (int i = 0; i < ridges; i++) {
         float near = float(i) / float(ridges - 1);
-        float x = q.x * mix(2.1, 1.5, near) + 0.16 * p.drift * u.time * near * near + 0.02 * p.drift * u.time + 37.0 * float(i);
+        float passed = p.drift * u.time * (0.02 + 0.16 * near * near);
+        float x = q.x * mix(2.1, 1.5, near) + passed + 37.0 * float(i);
         float top = mix(0.10, -0.07, near) + mix(0.26, 0.17, near) * outline(x, p.rugged * (1.0 - 0.4 * near));
         if (i >= 3) top += smoothstep(-0.03, 0.02, top) * 0.9 * (near - 0.7) * firs((95.0 - 40.0 * near) * x);
 

@@ -24,7 +24,8 @@ Bend line(float along, float loops) {
     float r = 1.0 + 0.42 * through.x;
     Bend bend;
     bend.at = vec3(r * round, 0.50 * through.y);
-    bend.ahead = vec3(2.0 * r * vec2(-round.y, round.x) - 0.42 * loops * through.y * round, 0.50 * loops * through.x);
+    vec2 aside = 2.0 * r * vec2(-round.y, round.x) - 0.42 * loops * through.y * round;
+    bend.ahead = vec3(aside, 0.50 * loops * through.x);
     return bend;
 }
 

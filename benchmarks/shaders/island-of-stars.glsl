@@ -31,7 +31,7 @@ Particle spawn(uint id) {
 
     vec3 old = mix(vec3(1.0, 0.86, 0.70), vec3(1.0, 0.60, 0.30), p.warmth);
     q.color = mix(old, vec3(0.42, 0.62, 1.0), smoothstep(0.05, 0.42, q.radius + 0.12 * (q.kind - 0.5)));
-    if (q.kind < 0.06) q.color = mix(vec3(1.0, 0.25, 0.42), vec3(0.35, 0.45, 1.0), chance(n + 1u));
+    if (q.kind < 0.04) q.color = mix(vec3(1.0, 0.25, 0.42), vec3(0.35, 0.45, 1.0), chance(n + 1u));
     return q;
 }
 
@@ -61,14 +61,14 @@ vec3 place(Particle q) {
     at.x *= u.resolution.y / u.resolution.x;
 
     float size = 0.0022 + 0.0030 * p.size * (0.4 + q.kind * q.kind);
-    if (q.kind < 0.06) size = 0.030 + 0.050 * p.size;
+    if (q.kind < 0.04) size = 0.030 + 0.050 * p.size;
     if (q.kind > 0.996) size *= 3.0;
     return vec3(at + 0.5, near * max(size, 1.6 / u.resolution.y));
 }
 
 vec4 ink(Particle q, vec2 at) {
     float soft = clamp(1.0 - dot(at, at), 0.0, 1.0);
-    if (q.kind < 0.06) return vec4(q.color * (0.045 * soft * soft), 0.0);
+    if (q.kind < 0.04) return vec4(q.color * (0.06 * soft * soft), 0.0);
     float twinkle = 0.85 + 0.15 * sin(2.0 * u.time * (0.5 + q.kind) + 90.0 * q.turn);
     float bright = 0.30 + 1.1 * pow(q.kind, 12.0);
     return vec4(q.color * (bright * twinkle * soft), 0.0);

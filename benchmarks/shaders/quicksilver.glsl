@@ -93,7 +93,8 @@ vec4 shade(vec2 uv) {
 
 
     vec2 lamp = q - vec2(0.28, 0.22);
-    vec3 wall = mix(vec3(0.010, 0.012, 0.030), vec3(0.20, 0.055, 0.030), exp(-2.6 * dot(lamp, lamp)) * (0.3 + 0.9 * p.warmth));
+    float glow = exp(-2.6 * dot(lamp, lamp)) * (0.3 + 0.9 * p.warmth);
+    vec3 wall = mix(vec3(0.010, 0.012, 0.030), vec3(0.20, 0.055, 0.030), glow);
     c = mix(wall, c, covered);
 
 

@@ -21,8 +21,9 @@ Particle start(uint id, uint seed, float time) {
     uint n = id * 977u + seed * 131071u;
     float side = (id & 1u) != 0u ? 1.0 : -1.0;
     float turn = 6.2831853 * chance(n);
-    float r = 0.20 + 0.05 * sin(3.0 * turn + 0.4 * time) + 0.012 * chance(n + 1u);
-    q.at = vec2(side * 0.34 + 0.05 * sin(0.21 * time), 0.06 * cos(0.17 * time) * side) + r * vec2(cos(turn), sin(turn));
+    float r = 0.23 + 0.05 * sin(3.0 * turn + 0.4 * time) + 0.012 * chance(n + 1u);
+    vec2 middle = vec2(side * 0.34 + 0.05 * sin(0.21 * time), side * 0.06 * cos(0.17 * time));
+    q.at = middle + r * vec2(cos(turn), sin(turn));
     q.life = 2.0 + 4.0 * chance(n + 2u);
     q.age = 0.0;
     q.strand = turn / 6.2831853 + 0.5 * side;
