@@ -1,8 +1,8 @@
 // Gets a new pipeline's compiling out of the live picture's way.
 //
 // The CPU driver compiles a shader for real at its first draw, in the thread that also draws the live picture, which
-// then stands still for 30 to 90 ms. A warmer draws the new pipeline once at 8×8 on a device of its own, in a thread of
-// its own; the driver's disk cache then has the code, and the live device's first draw is short. Until the handler
+// then stands still for 30 to 90 ms. A warmer draws the new pipelines once at 8×8 on a device of its own, in a thread
+// of its own; the driver's disk cache then has the code, and the live device's first draw is short. Until the handler
 // runs, the live picture keeps drawing the old program. On a real GPU the driver compiles when the pipeline is made, so
 // warm() calls the handler at once.
 //
@@ -14,12 +14,23 @@
 
 #include <functional>
 #include <memory>
+#include <vector>
 
 namespace gpu {
 
 class Device;
 
 enum class WarmResult : std::uint8_t { ready, superseded, failed };
+
+// The pipelines of one new picture. Their functions see buffers of zeros.
+struct WarmWork {
+    struct Draw {
+        std::shared_ptr<RenderPipelineState> pipeline;
+        PixelFormat sampled = PixelFormat::bgra8Unorm; // of the two-dimensional textures that it samples
+    };
+    std::vector<Draw> draws;
+    std::vector<std::shared_ptr<ComputePipelineState>> kernels;
+};
 
 class PipelineWarmer {
   public:
@@ -32,7 +43,7 @@ class PipelineWarmer {
 
     // `handler` runs once, on the warmer's thread (or inside the call, see isUseful()); hand over to your own thread
     // from it.
-    void warm(const std::shared_ptr<RenderPipelineState>& pipeline, std::function<void(WarmResult)> handler);
+    void warm(WarmWork work, std::function<void(WarmResult)> handler);
 
   private:
     struct Impl;

@@ -171,6 +171,24 @@ gpu::LoadAction ShaderProgram::pictureLoadAction() const {
     return coversTarget_ && !ShaderRun::needsRun(*this) ? gpu::LoadAction::dontCare : gpu::LoadAction::clear;
 }
 
+gpu::WarmWork ShaderProgram::warmWork() const {
+    gpu::WarmWork work;
+    const auto add = [&](const std::shared_ptr<gpu::RenderPipelineState>& pipeline, gpu::PixelFormat sampled) {
+        if (pipeline != nullptr) work.draws.push_back({pipeline, sampled});
+    };
+    if (particles_) {
+        for (const auto& kernel : {particles_->spawn, particles_->update, particles_->scan, particles_->reset})
+            if (kernel != nullptr) work.kernels.push_back(kernel);
+        for (const auto& pipeline : {particles_->fade, particles_->dots, particles_->quads})
+            add(pipeline, gpu::PixelFormat::rgba16Float);
+    }
+    if (mesh_)
+        for (const auto& pipeline : {mesh_->background, mesh_->grid})
+            add(pipeline, gpu::PixelFormat::bgra8Unorm);
+    add(pipeline_, particles_ ? gpu::PixelFormat::rgba16Float : gpu::PixelFormat::bgra8Unorm);
+    return work;
+}
+
 void ShaderProgram::encodePicture(gpu::RenderCommandEncoder& encoder, const GHUniforms& uniforms,
                                   const SliderValues& values, const ShaderRun* run) const {
     const std::vector<float> floats = parameterFloats(values);

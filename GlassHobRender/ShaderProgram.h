@@ -8,6 +8,7 @@
 
 #include "GPU/Device.h"
 #include "GPU/Pipeline.h"
+#include "GPU/PipelineWarmer.h"
 #include "GlassHobCore/Params.h"
 #include "GlassHobCore/ShaderAssembler.h"
 #include "GlassHobCore/Uniforms.h"
@@ -85,6 +86,9 @@ class ShaderProgram {
     bool coversTarget() const { return coversTarget_; }
     /// LoadAction::dontCare when the picture covers its target, else LoadAction::clear.
     gpu::LoadAction pictureLoadAction() const;
+
+    /// Every pipeline that a frame runs, to be warmed up beside the live picture.
+    gpu::WarmWork warmWork() const;
 
     /// Draws the full-screen picture into the render pass of `encoder`. A program that needs a run draws nothing
     /// without one, or with one of another program.

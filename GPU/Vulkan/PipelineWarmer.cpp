@@ -2,8 +2,10 @@
 
 #include "GPU/CommandBuffer.h"
 #include "GPU/Encoders.h"
+#include "GPU/Texture.h"
 #include "GPU/Vulkan/Objects.h"
 
+#include <algorithm>
 #include <condition_variable>
 #include <cstdlib>
 #include <mutex>
@@ -12,6 +14,7 @@
 #include <sys/resource.h>
 #include <thread>
 #include <unistd.h>
+#include <unordered_map>
 #include <utility>
 
 namespace gpu {
@@ -33,56 +36,110 @@ void yieldToTheLivePicture() {
     setpriority(PRIO_PROCESS, id_t(gettid()), getpriority(PRIO_PROCESS, 0) + niceness);
 }
 
-// The pipeline as it is on the live device, made again on `device` and drawn once.
-bool drawOnce(const std::shared_ptr<Device>& device, const RenderPipelineDescriptor& original) {
-    RenderPipelineDescriptor descriptor = original;
-    const auto again = [&](std::shared_ptr<Function>& function) {
-        if (function == nullptr) return true;
-        auto library = device->makeLibrary(function->library()->impl().descriptor);
-        if (!library) return false;
-        function = (*library)->makeFunction(function->name());
-        return function != nullptr;
-    };
-    if (!again(descriptor.vertexFunction) || !again(descriptor.fragmentFunction)) return false;
-    const auto pipeline = device->makeRenderPipelineState(descriptor);
-    const auto queue = device->makeCommandQueue();
-    if (!pipeline || !queue) return false;
+// Makes what the work consists of again on another device, and runs each of it once.
+class Warming {
+  public:
+    explicit Warming(std::shared_ptr<Device> device) : device_(std::move(device)) {}
 
-    RenderPassDescriptor pass;
-    TextureDescriptor target;
-    target.width = target.height = warmSize;
-    target.sampleCount = descriptor.rasterSampleCount;
-    target.type = target.sampleCount > 1 ? TextureType::type2DMultisample : TextureType::type2D;
-    target.usage = {.shaderRead = false, .renderTarget = true};
-    for (std::size_t i = 0; i < maxColorAttachments && descriptor.colorAttachments[i].format != PixelFormat::invalid;
-         ++i) {
-        target.format = descriptor.colorAttachments[i].format;
-        const auto texture = device->makeTexture(target);
-        if (!texture) return false;
-        pass.colorAttachments[i].texture = *texture;
+    bool run(const WarmWork& work) {
+        const auto queue = device_->makeCommandQueue();
+        commands_ = queue ? (*queue)->commandBuffer() : nullptr;
+        if (commands_ == nullptr) return false;
+        for (const auto& kernel : work.kernels)
+            if (!dispatchOnce(kernel->impl())) return false;
+        for (const WarmWork::Draw& draw : work.draws)
+            if (!drawOnce(draw)) return false;
+        commands_->commit();
+        commands_->waitUntilCompleted();
+        return commands_->status() == CommandBufferStatus::completed;
     }
-    if (descriptor.depthFormat != PixelFormat::invalid) {
-        target.format = descriptor.depthFormat;
-        const auto texture = device->makeTexture(target);
-        if (!texture) return false;
-        pass.depthAttachment.texture = *texture;
+
+  private:
+    // The function as it is on the live device; null for null and on failure.
+    std::shared_ptr<Function> again(const std::shared_ptr<Function>& function) {
+        if (function == nullptr) return nullptr;
+        std::shared_ptr<Library>& library = libraries_[function->library().get()];
+        if (library == nullptr) {
+            auto made = device_->makeLibrary(function->library()->impl().descriptor);
+            if (!made) return nullptr;
+            library = *made;
+        }
+        return library->makeFunction(function->name(), function->constants());
     }
-    const auto commands = (*queue)->commandBuffer();
-    RenderCommandEncoder* encoder = commands != nullptr ? commands->makeRenderCommandEncoder(pass) : nullptr;
-    if (encoder == nullptr) return false;
-    encoder->setRenderPipelineState(*pipeline);
-    encoder->drawPrimitives(PrimitiveType::triangle, 0, 3);
-    encoder->endEncoding();
-    commands->commit();
-    commands->waitUntilCompleted();
-    return commands->status() == CommandBufferStatus::completed;
-}
+
+    std::shared_ptr<Texture> texture(PixelFormat format, std::uint32_t samples, bool isSampled) {
+        TextureDescriptor descriptor;
+        descriptor.format = format;
+        // Drivers tell sizes that are powers of two from others, and pictures seldom have such sides.
+        descriptor.width = isSampled ? warmSize + 1 : warmSize;
+        descriptor.height = isSampled ? warmSize - 1 : warmSize;
+        descriptor.sampleCount = samples;
+        descriptor.type = samples > 1 ? TextureType::type2DMultisample : TextureType::type2D;
+        descriptor.usage = {.shaderRead = isSampled, .renderTarget = true};
+        const auto made = device_->makeTexture(descriptor);
+        return made ? *made : nullptr;
+    }
+
+    bool dispatchOnce(const ComputePipelineState::Impl& original) {
+        const auto function = again(original.function);
+        if (function == nullptr) return false;
+        const auto pipeline = device_->makeComputePipelineState(function, original.threadsPerThreadgroup);
+        ComputeCommandEncoder* encoder = pipeline ? commands_->makeComputeCommandEncoder() : nullptr;
+        if (encoder == nullptr) return false;
+        encoder->setComputePipelineState(*pipeline);
+        encoder->dispatchThreads({1, 1, 1});
+        encoder->endEncoding();
+        return true;
+    }
+
+    bool drawOnce(const WarmWork::Draw& draw) {
+        RenderPipelineDescriptor descriptor = draw.pipeline->impl().descriptor;
+        const bool hasFragment = descriptor.fragmentFunction != nullptr;
+        descriptor.vertexFunction = again(descriptor.vertexFunction);
+        descriptor.fragmentFunction = again(descriptor.fragmentFunction);
+        if (descriptor.vertexFunction == nullptr || (hasFragment && descriptor.fragmentFunction == nullptr))
+            return false;
+        const auto pipeline = device_->makeRenderPipelineState(descriptor);
+        if (!pipeline) return false;
+
+        RenderPassDescriptor pass;
+        const std::uint32_t samples = descriptor.rasterSampleCount;
+        for (std::size_t i = 0;
+             i < maxColorAttachments && descriptor.colorAttachments[i].format != PixelFormat::invalid; ++i) {
+            pass.colorAttachments[i].texture = texture(descriptor.colorAttachments[i].format, samples, false);
+            if (pass.colorAttachments[i].texture == nullptr) return false;
+        }
+        if (descriptor.depthFormat != PixelFormat::invalid) {
+            pass.depthAttachment.texture = texture(descriptor.depthFormat, samples, false);
+            if (pass.depthAttachment.texture == nullptr) return false;
+        }
+        const auto sampled = texture(draw.sampled, 1, true);
+        RenderCommandEncoder* encoder = sampled != nullptr ? commands_->makeRenderCommandEncoder(pass) : nullptr;
+        if (encoder == nullptr) return false;
+        encoder->setRenderPipelineState(*pipeline);
+        const auto eachTexture = [](const std::shared_ptr<Function>& function, const auto& set) {
+            if (function == nullptr) return;
+            for (const ArgumentBinding& argument : function->descriptor().arguments)
+                if (argument.kind == ArgumentKind::sampledTexture) set(argument.index);
+        };
+        eachTexture(descriptor.vertexFunction, [&](std::uint32_t at) { encoder->setVertexTexture(sampled, at); });
+        eachTexture(descriptor.fragmentFunction, [&](std::uint32_t at) { encoder->setFragmentTexture(sampled, at); });
+        const bool drawsPoints = descriptor.inputPrimitiveTopology == PrimitiveTopologyClass::point;
+        encoder->drawPrimitives(drawsPoints ? PrimitiveType::point : PrimitiveType::triangle, 0, drawsPoints ? 1 : 3);
+        encoder->endEncoding();
+        return true;
+    }
+
+    std::shared_ptr<Device> device_;
+    std::shared_ptr<CommandBuffer> commands_;
+    std::unordered_map<const Library*, std::shared_ptr<Library>> libraries_;
+};
 
 } // namespace
 
 struct PipelineWarmer::Impl {
     struct Request {
-        std::shared_ptr<RenderPipelineState> pipeline;
+        WarmWork work;
         std::function<void(WarmResult)> handler;
     };
 
@@ -110,7 +167,7 @@ struct PipelineWarmer::Impl {
                 auto made = vulkan::VulkanDevice::make(device->impl().core->physical);
                 second = made ? std::make_shared<Device>(std::make_unique<Device::Impl>(*made)) : nullptr;
             }
-            const bool isReady = second != nullptr && drawOnce(second, request.pipeline->impl().descriptor);
+            const bool isReady = second != nullptr && Warming(second).run(request.work);
             request.handler(isReady ? WarmResult::ready : WarmResult::failed);
         }
     }
@@ -138,16 +195,18 @@ bool PipelineWarmer::isUseful() const {
     return impl_->isUseful;
 }
 
-void PipelineWarmer::warm(const std::shared_ptr<RenderPipelineState>& pipeline,
-                          std::function<void(WarmResult)> handler) {
-    if (!impl_->isUseful || pipeline == nullptr) {
-        handler(pipeline != nullptr ? WarmResult::ready : WarmResult::failed);
+void PipelineWarmer::warm(WarmWork work, std::function<void(WarmResult)> handler) {
+    const bool isWhole =
+        std::ranges::all_of(work.draws, [](const WarmWork::Draw& draw) { return draw.pipeline != nullptr; }) &&
+        std::ranges::all_of(work.kernels, [](const auto& kernel) { return kernel != nullptr; });
+    if (!impl_->isUseful || !isWhole) {
+        handler(isWhole ? WarmResult::ready : WarmResult::failed);
         return;
     }
     std::optional<Impl::Request> dropped;
     {
         const std::lock_guard lock(impl_->mutex);
-        dropped = std::exchange(impl_->waiting, Impl::Request{pipeline, std::move(handler)});
+        dropped = std::exchange(impl_->waiting, Impl::Request{std::move(work), std::move(handler)});
         if (!impl_->thread.joinable()) impl_->thread = std::thread([this] { impl_->run(); });
     }
     impl_->changed.notify_all();

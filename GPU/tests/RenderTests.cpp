@@ -320,7 +320,7 @@ TEST_F(Render, TheNewestWarmingRunsAndEveryHandlerIsCalledOnce) {
     {
         PipelineWarmer warmer(device);
         for (std::size_t i = 0; i < results.size(); ++i)
-            warmer.warm(pipeline, [&, i](WarmResult result) {
+            warmer.warm({.draws = {{.pipeline = pipeline}}, .kernels = {}}, [&, i](WarmResult result) {
                 const std::lock_guard lock(mutex);
                 results[i] = result;
                 ++calls;

@@ -40,12 +40,12 @@ void LivePicture::followModel() {
     const auto& wanted = model_.program();
     if (wanted == shown_ || wanted == warming_) return;
     // The first picture has nothing to hide behind, and a real GPU has compiled already.
-    if (!wanted || !shown_ || !warmer_->isUseful() || ShaderRun::needsRun(*wanted)) {
+    if (!wanted || !shown_ || !warmer_->isUseful()) {
         show(wanted);
         return;
     }
     warming_ = wanted;
-    warmer_->warm(wanted->pipeline(), [self = QPointer(this), program = wanted](gpu::WarmResult result) {
+    warmer_->warm(wanted->warmWork(), [self = QPointer(this), program = wanted](gpu::WarmResult result) {
         if (result == gpu::WarmResult::superseded) return;
         // A failed warming costs the live picture a pause, nothing else.
         QMetaObject::invokeMethod(

@@ -7,6 +7,7 @@
 #include <gmock/gmock.h>
 
 #include <algorithm>
+#include <atomic>
 
 namespace glasshob {
 namespace {
@@ -77,6 +78,38 @@ TEST(ShaderProgram, HostErrorsOfOtherKindsListTheFunctions) {
             std::ranges::count_if(error.diagnostics, [&](const Diagnostic& entry) { return entry.message == hint; });
         EXPECT_EQ(hints, 1);
         EXPECT_EQ(error.diagnostics.back(), (Diagnostic{Diagnostic::Severity::note, 0, 0, hint}));
+    }
+}
+
+TEST(ShaderProgram, EveryKindCanBeWarmedUp) {
+    const auto gpu = device();
+    const std::string dots =
+        "// @particles 10\nstruct Particle { float2 at; };\n"
+        "Particle spawn(uint id, constant Params& p) { return Particle{float2(0.5)}; }\n"
+        "void update(thread Particle& q, uint id, constant Uniforms& u, constant Params& p) {}\n"
+        "float3 place(Particle q, constant Uniforms& u, constant Params& p) { return float3(q.at, 0.1); }\n"
+        "float4 ink(Particle q, float2 at, constant Uniforms& u, constant Params& p) { return float4(1); }\n"
+        "float4 fade(float2 uv, Trails previous, constant Uniforms& u, constant Params& p) { return previous.at(uv); "
+        "}\n"
+        "float4 shade(float2 uv, constant Uniforms& u, constant Params& p, Trails trails) { return trails.at(uv); }\n";
+    const std::string mesh =
+        "// @grid 4\nstruct Vertex { float4 position [[position]]; };\n"
+        "Vertex corner(float2 grid, constant Uniforms& u, constant Params& p) { return Vertex{float4(grid, 0, 1)}; }\n"
+        "float4 background(float2 uv, constant Uniforms& u, constant Params& p) { return float4(uv, 0, 1); }\n"
+        "float4 shade(Vertex v, constant Uniforms& u, constant Params& p) { return float4(1); }\n";
+    for (const std::string& source : {black, dots, mesh}) {
+        const auto made = program(source, gpu);
+        ASSERT_NE(made, nullptr);
+        const gpu::WarmWork work = made->warmWork();
+        EXPECT_EQ(work.draws.back().pipeline, made->pipeline());
+        std::atomic<int> result = -1;
+        gpu::PipelineWarmer warmer(gpu);
+        warmer.warm(work, [&](gpu::WarmResult seen) {
+            result = int(seen);
+            result.notify_all();
+        });
+        result.wait(-1);
+        EXPECT_EQ(result, int(gpu::WarmResult::ready)) << source;
     }
 }
 
