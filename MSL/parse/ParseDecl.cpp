@@ -515,6 +515,8 @@ void Parser::parseInstantiation(Declarations& out) {
     Declarator declarator;
     parseDeclarator(declarator, specifiers, Context::file);
     if (!declarator.name || !at(TokenKind::leftParen)) {
+        if (declarator.name && specifiers.stage != EntryStage::none) // "template kernel named_t k<int>;"
+            unsupported(declarator.location, "an explicit instantiation that leaves out the function's parameters");
         if (declarator.name) // "template constant int x<int>;"
             accept(TokenKind::semicolon);
         else

@@ -77,6 +77,12 @@ fragment float4 f(O in [[stage_in]], texture2d<float> t [[texture(0), function_c
 kernel [[max_total_threads_per_threadgroup(64)]] void a(device uint* o [[buffer(0)]]) { o[0] = 1; }
 [[kernel]] void b(device uint* o [[buffer(0)]]) { o[0] = 1; }
 [[vertex]] float4 c() { return 0; } [[fragment]] float4 d() { return 0; })"},
+        {"instances of a template, named for the host", R"(
+template <typename T, int N> kernel void scale(device T* o [[buffer(0)]], threadgroup T* t [[threadgroup(0)]],
+                                               uint i [[thread_position_in_grid]]) {
+    t[i] = o[i]; threadgroup_barrier(mem_flags::mem_threadgroup); o[i] = simd_sum(t[i]) * N; }
+template [[host_name("scale_i3")]] kernel void scale<int, 3>(device int*, threadgroup int*, uint);
+template [[host_name("scale_f2")]] kernel void scale<float, 2>(device float*, threadgroup float*, uint);)"},
         {"a helper thread knows it", R"(
 fragment float4 f(float4 p [[position]]) {
     if (p.x > 3) discard_fragment(); return simd_is_helper_thread() ? 1 : quad_sum(p.x); })"},
@@ -152,6 +158,9 @@ TEST(EntryPoints, WhatCannotBeIsRefusedByName) {
     } const cases[] = {
         {"kernel void k(device int* o) { o[0] = 1; } kernel void k(device float* o) { o[0] = 1; }",
          "there is an entry point named 'k' already"},
+        {"template <typename T> kernel void k(device T* o) { o[0] = 1; } typedef decltype(k<int>) k_t;"
+         "template [[host_name(\"i\")]] kernel k_t k<int>;",
+         "an explicit instantiation that leaves out the function's parameters is not supported here"},
         {"vertex float4 v(uint a [[amplification_id]]) { return a; }", "'amplification_id' is not supported here"},
         {"fragment float4 f(float3 b [[barycentric_coord]]) { return b.xyzz; }",
          "'barycentric_coord' is not supported here"},
