@@ -124,6 +124,15 @@ Reflection reflect(const ir::Module& module, const TranslationUnit& unit) {
     return reflection;
 }
 
+WarningLevel warningLevel(CompileOptions::Warnings warnings) {
+    switch (warnings) {
+    case CompileOptions::Warnings::told: break;
+    case CompileOptions::Warnings::ignored: return WarningLevel::ignored;
+    case CompileOptions::Warnings::errors: return WarningLevel::error;
+    }
+    return WarningLevel::warning;
+}
+
 // In builds for finding faults, which pass left the IR in a state that it must not have.
 void verify([[maybe_unused]] const ir::Module& module, [[maybe_unused]] std::string_view pass,
             [[maybe_unused]] Diagnostics& diagnostics) {
@@ -144,7 +153,7 @@ std::expected<CompiledLibrary, CompileError> compile(std::string_view source, co
 
     Arena arena;
     SourceManager sources(text, options.fileName, options.foreignBegin, options.foreignEnd);
-    Diagnostics diagnostics(sources);
+    Diagnostics diagnostics(sources, warningLevel(options.warnings));
     WorkLimit limit(options.timeLimit);
     const auto failed = [&] { return std::unexpected(CompileError{diagnostics.errorText()}); };
     const auto tooMuchWork = [&] {

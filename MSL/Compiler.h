@@ -31,6 +31,10 @@ struct CompileOptions {
     // expansion and output size hold regardless.
     std::chrono::milliseconds timeLimit{0};
 
+    // What becomes of warnings: told, left out, or told as errors.
+    enum class Warnings : std::uint8_t { told, ignored, errors };
+    Warnings warnings = Warnings::told;
+
     // Add OpName for functions, variables and members (for reading the output; drivers ignore them).
     bool debugNames = false;
 };

@@ -40,7 +40,14 @@ void Preprocessor::directive(const Token& hash) {
             lineDirective(hash, first);
         } else if (name == "error" || name == "warning")
             userMessage(keyword, name == "error");
-        else if (name != "pragma" && name != "ident")
+        else if (name == "pragma" || name == "ident") {
+            pragma(keyword.location, lexer_.restOfLine());
+            lexer_.setQuiet(true); // its text is not code: "#pragma mark - What's left"
+            Token rest;
+            skipLine(rest);
+            lexer_.setQuiet(false);
+            return;
+        } else
             diagnostics_.error(keyword.location, "invalid preprocessing directive");
     }
     Token rest;
@@ -155,7 +162,8 @@ void Preprocessor::define() {
         if (before.isFunctionLike != macro->isFunctionLike ||
             !std::ranges::equal(before.parameters, macro->parameters) ||
             !std::ranges::equal(before.body, macro->body, isSame)) {
-            diagnostics_.warning(name.location, "'" + std::string(identifier.text) + "' macro redefined");
+            diagnostics_.warning(name.location, "'" + std::string(identifier.text) + "' macro redefined",
+                                 WarningGroup::macroRedefined);
             diagnostics_.note(before.location, "previous definition is here");
         }
     }
@@ -247,6 +255,51 @@ void Preprocessor::lineDirective(const Token& hash, Token first) {
     sources_.addLineDirective(hash.location.offset(), static_cast<std::uint32_t>(line), name);
 }
 
+// Of all pragmas only those that say which warnings are wanted mean something here.
+void Preprocessor::pragma(SourceLocation at, std::string_view text) {
+    const auto word = [&text] {
+        const std::size_t begin = std::min(text.find_first_not_of(" \t\v\f"), text.size());
+        const std::size_t end = std::min(text.find_first_of(" \t\v\f", begin), text.size());
+        const std::string_view found = text.substr(begin, end - begin);
+        text.remove_prefix(end);
+        return found;
+    };
+    const std::string_view vendor = word();
+    if ((vendor != "clang" && vendor != "GCC") || word() != "diagnostic") return;
+    WarningControl& control = diagnostics_.warningControl();
+    const std::string_view action = word();
+    if (action == "push") return control.push(at.offset());
+    if (action == "pop") return control.pop(at.offset());
+    const std::string_view option = word();
+    if (option.size() < 2 || option.front() != '"' || option.back() != '"') return;
+    const std::string_view group = option.substr(1, option.size() - 2);
+    if (action == "ignored")
+        control.set(at.offset(), group, WarningLevel::ignored);
+    else if (action == "warning")
+        control.set(at.offset(), group, WarningLevel::warning);
+    else if (action == "error" || action == "fatal")
+        control.set(at.offset(), group, WarningLevel::error);
+}
+
+// _Pragma("...") means what the line "#pragma ..." means, and can stand in a macro.
+void Preprocessor::pragmaOperator(const Token& keyword) {
+    Token text;
+    Token token;
+    bool isWhole = true;
+    for (const TokenKind wanted : {TokenKind::leftParen, TokenKind::string, TokenKind::rightParen}) {
+        nextExpanded(token);
+        isWhole = token.is(wanted);
+        if (!isWhole) break;
+        if (wanted == TokenKind::string) text = token;
+    }
+    if (isWhole) return pragma(keyword.location, readString(spelling(text)));
+    diagnostics_.error(keyword.location, "_Pragma takes a parenthesized string literal");
+    // What stands there instead is no code.
+    while (!token.is(TokenKind::rightParen) && !token.is(TokenKind::semicolon) && !token.is(TokenKind::rightBrace) &&
+           !token.is(TokenKind::eof))
+        nextExpanded(token);
+}
+
 void Preprocessor::userMessage(const Token& keyword, bool isError) {
     std::string_view text = lexer_.restOfLine();
     while (!text.empty() && (text.front() == ' ' || text.front() == '\t'))
@@ -260,7 +313,7 @@ void Preprocessor::userMessage(const Token& keyword, bool isError) {
     if (isError)
         diagnostics_.error(keyword.location, std::string(text));
     else
-        diagnostics_.warning(keyword.location, std::string(text));
+        diagnostics_.warning(keyword.location, std::string(text), WarningGroup::userWarning);
 }
 
 void Preprocessor::conditional(const Token& keyword, std::string_view name) {

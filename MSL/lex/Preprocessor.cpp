@@ -17,19 +17,13 @@ Preprocessor::Preprocessor(SourceManager& sources, IdentifierTable& identifiers,
 void Preprocessor::next(Token& token) {
     for (;;) {
         nextExpanded(token);
-        if (token.is(TokenKind::identifier) && token.identifier == pragma_) { // _Pragma("unroll") says nothing here
-            const SourceLocation at = token.location;
-            bool isWhole = true;
-            for (const TokenKind wanted : {TokenKind::leftParen, TokenKind::string, TokenKind::rightParen}) {
-                if (isWhole) nextExpanded(token);
-                isWhole = isWhole && token.is(wanted);
-            }
-            if (isWhole) continue;
-            diagnostics_.error(at, "_Pragma takes a parenthesized string literal");
-        }
         if (token.is(TokenKind::unknown)) { // out of a macro's replacement
             diagnostics_.error(token.location, "unexpected '" + std::string(spelling(token)) + "' in program");
             markNext_ = true;
+            continue;
+        }
+        if (token.isWord() && token.identifier == pragma_) {
+            pragmaOperator(token);
             continue;
         }
         if (markNext_) {

@@ -79,6 +79,8 @@ class Preprocessor {
     void undef();
     void include(const Token& keyword);
     void lineDirective(const Token& hash, Token first);
+    void pragma(SourceLocation at, std::string_view text);
+    void pragmaOperator(const Token& keyword);
     void userMessage(const Token& keyword, bool isError);
     void conditional(const Token& keyword, std::string_view name);
     void skipExcluded();

@@ -22,6 +22,8 @@ constexpr std::string_view usage =
     "  -o OUT.spv   write the module there (\"-\": standard output); without it the file is only checked\n"
     "  --reflect    print entry points, bindings and struct layouts as JSON on standard output\n"
     "  --names      keep the names of functions and variables in the module\n"
+    "  -w           tell no warnings\n"
+    "  -Werror      treat warnings as errors\n"
     "  --version    print the version\n"
     "  --help       print this text\n"
     "\n"
@@ -97,6 +99,11 @@ int main(int argc, char** argv) {
             output = argv[i];
         } else if (argument == "--reflect") {
             reflects = true;
+        } else if (argument == "-w") {
+            options.warnings = msl::CompileOptions::Warnings::ignored;
+        } else if (argument == "-Werror") {
+            if (options.warnings == msl::CompileOptions::Warnings::told)
+                options.warnings = msl::CompileOptions::Warnings::errors;
         } else if (argument == "--names") {
             options.debugNames = true;
         } else if (argument.size() > 1 && argument[0] == '-') {

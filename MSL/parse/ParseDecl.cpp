@@ -135,7 +135,8 @@ void Parser::parseSimpleDeclaration(Declarations& out, Context context, const Te
             return;
         }
         if (at(TokenKind::semicolon) && position_ != first) {
-            diagnostics_.warning(specifiers.begin, "declaration does not declare anything");
+            diagnostics_.warning(specifiers.begin, "declaration does not declare anything",
+                                 WarningGroup::missingDeclarations);
             advance();
             return;
         }
@@ -150,7 +151,8 @@ void Parser::parseSimpleDeclaration(Declarations& out, Context context, const Te
         return;
     }
     if (at(TokenKind::semicolon)) {
-        diagnostics_.warning(specifiers.begin, "declaration does not declare anything");
+        diagnostics_.warning(specifiers.begin, "declaration does not declare anything",
+                             WarningGroup::missingDeclarations);
         advance();
         return;
     }

@@ -97,7 +97,8 @@ Expr* Parser::parseNumber() {
         if (read.isTooLarge)
             diagnostics_.warning(number.location,
                                  read.isHalf ? "magnitude of floating-point constant too large for type 'half'"
-                                             : "magnitude of floating-point constant too large for type 'float'");
+                                             : "magnitude of floating-point constant too large for type 'float'",
+                                 WarningGroup::literalRange);
         return literal;
     }
     auto* literal = make<IntLiteral>(number.location, number.location);

@@ -281,7 +281,7 @@ class Analyzer {
     Expr* convert(Expr* from, TypeRef to, Purpose purpose, SourceLocation at); // implicit; reports
     Expr* convertArgument(Expr* argument, TypeRef parameterType, SourceLocation at);
     Expr* bindReference(Expr* from, TypeRef referenceType, Purpose purpose, SourceLocation at);
-    Expr* tryConvert(Expr* from, TypeRef to);      // null when there is no conversion
+    Expr* tryConvert(Expr* from, TypeRef to); // null when there is no conversion
     void warnOfNarrowing(const Expr* from, TypeRef to);
     Expr* explicitConvert(Expr* from, TypeRef to); // as a cast does; null when there is none
     Expr* toBool(Expr* rvalue);
@@ -387,7 +387,9 @@ class Analyzer {
 
     // ---- helpers
     void error(SourceLocation at, std::string message) { diagnostics_.error(at, std::move(message)); }
-    void warning(SourceLocation at, std::string message) { diagnostics_.warning(at, std::move(message)); }
+    void warning(SourceLocation at, std::string message, WarningGroup group = WarningGroup::other) {
+        diagnostics_.warning(at, std::move(message), group);
+    }
     void note(SourceLocation at, std::string message) { diagnostics_.note(at, std::move(message)); }
     void unsupported(SourceLocation at, std::string_view what);
     Expr* errorAt(const Expr* expr); // an ErrorExpr in its place

@@ -231,7 +231,8 @@ Expr* Analyzer::tryConvert(Expr* from, TypeRef to) {
             std::snprintf(shown, sizeof shown, "%.9g", value);
             warning(from->begin ? from->begin : from->location,
                     "implicit conversion from '" + typeName(type) + "' to '" + typeName(to) + "' changes value from " +
-                        shown + " to " + std::to_string(static_cast<long long>(value)));
+                        shown + " to " + std::to_string(static_cast<long long>(value)),
+                    WarningGroup::literalConversion);
         }
     }
     warnOfNarrowing(from, to);
@@ -251,7 +252,8 @@ void Analyzer::warnOfNarrowing(const Expr* from, TypeRef to) {
     warning(from->begin ? from->begin : from->location,
             "implicit conversion from '" + typeName(from->type) + "' to '" + typeName(to) + "' changes value from " +
                 std::to_string(value) + " to " +
-                std::to_string(static_cast<long long>(kept) - (isNegative ? 1LL << bits : 0)));
+                std::to_string(static_cast<long long>(kept) - (isNegative ? 1LL << bits : 0)),
+            WarningGroup::constantConversion);
 }
 
 Expr* Analyzer::explicitConvert(Expr* from, TypeRef to) {

@@ -165,7 +165,8 @@ void Analyzer::checkAttributes(Decl* decl) {
             name = name.substr(2, name.size() - 4);
         const KnownAttribute* found = findAttribute(name);
         if (!found) {
-            warning(attribute.location, "unknown attribute '" + std::string(attribute.name->text) + "' ignored");
+            warning(attribute.location, "unknown attribute '" + std::string(attribute.name->text) + "' ignored",
+                    WarningGroup::unknownAttributes);
             continue;
         }
         // On an argument: the constant that says whether the argument is there. Here it always is.

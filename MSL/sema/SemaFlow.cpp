@@ -98,7 +98,8 @@ void Analyzer::checkMissingReturn(FunctionDecl* function) {
     if (!fallsThrough(function->body)) return;
     warning(function->end ? function->end : function->body->end,
             containsReturn(function->body) ? "non-void function does not return a value in all control paths"
-                                           : "non-void function does not return a value");
+                                           : "non-void function does not return a value",
+            WarningGroup::returnType);
 }
 
 void Analyzer::warnUnused() {
@@ -108,7 +109,9 @@ void Analyzer::warnUnused() {
         for (const Attribute& attribute : var->attributes)
             isWanted = isWanted ||
                        (attribute.name && (attribute.name->text == "maybe_unused" || attribute.name->text == "unused"));
-        if (!isWanted) warning(var->location, "unused variable '" + std::string(var->name->text) + "'");
+        if (!isWanted)
+            warning(var->location, "unused variable '" + std::string(var->name->text) + "'",
+                    WarningGroup::unusedVariable);
     }
 }
 
@@ -124,11 +127,11 @@ void Analyzer::warnUnusedResult(const Expr* expr) {
         if (isAssignment(op) || op == BinaryOp::comma || op == BinaryOp::logicalAnd || op == BinaryOp::logicalOr)
             return;
         if (op == BinaryOp::equal) {
-            warning(inner->location, "equality comparison result unused");
+            warning(inner->location, "equality comparison result unused", WarningGroup::unusedValue);
             note(inner->location, "use '=' to turn this equality comparison into an assignment");
             return;
         }
-        warning(inner->location, "expression result unused");
+        warning(inner->location, "expression result unused", WarningGroup::unusedValue);
         return;
     }
     case ExprKind::nameRef:
@@ -136,7 +139,7 @@ void Analyzer::warnUnusedResult(const Expr* expr) {
     case ExprKind::index:
     case ExprKind::intLiteral:
     case ExprKind::floatLiteral:
-    case ExprKind::boolLiteral: warning(at, "expression result unused"); return;
+    case ExprKind::boolLiteral: warning(at, "expression result unused", WarningGroup::unusedValue); return;
     default: return;
     }
 }

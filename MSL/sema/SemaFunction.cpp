@@ -176,8 +176,10 @@ void Analyzer::functionBody(FunctionDecl* function) {
     if (!context_.returnType && function->returnType->is(TypeKind::auto_)) function->returnType = types_.void_();
     // isInvalid is said of a head that cannot be trusted; a fault in the body does not make calls suspect.
     // Past the last error that is told, and past the limit, the tree may be half done.
-    const bool isWhole = !diagnostics_.isFull() && !limit_.exceeded();
-    if (diagnostics_.errorCount() == context_.errorsAtStart && isWhole && !function->hasSyntaxErrors) {
+    const bool isWhole =
+        !function->hasSyntaxErrors && !diagnostics_.isFull() && !limit_.exceeded() &&
+        std::ranges::none_of(function->parameters, [](const VarDecl* parameter) { return parameter->type->isError(); });
+    if (diagnostics_.errorCount() == context_.errorsAtStart && isWhole) {
         checkMissingReturn(function);
         if (!function->instanceOf) {
             warnUnused();

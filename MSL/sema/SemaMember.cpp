@@ -274,7 +274,8 @@ Expr* Analyzer::index(Index* expr) {
                 if (constant.integer < 0 || static_cast<std::uint64_t>(constant.integer) >= count)
                     warning(expr->index->begin ? expr->index->begin : expr->location,
                             "index " + std::to_string(constant.integer) + " is past the end of '" + typeName(base) +
-                                "'");
+                                "'",
+                            WarningGroup::arrayBounds);
             }
         return expr;
     default:

@@ -19,7 +19,8 @@ Expr* Analyzer::condition(Expr* expr) {
     Expr* typed = expression(expr);
     if (typed->kind == ExprKind::binary && static_cast<Binary*>(typed)->op == BinaryOp::assign &&
         !typed->isParenthesized) {
-        warning(typed->location, "using the result of an assignment as a condition without parentheses");
+        warning(typed->location, "using the result of an assignment as a condition without parentheses",
+                WarningGroup::parentheses);
         note(typed->location, "use '==' to turn this assignment into an equality comparison");
     }
     return toBool(load(typed));

@@ -69,6 +69,10 @@ bool isComparison(BinaryOp op) {
     return op >= BinaryOp::less && op <= BinaryOp::notEqual;
 }
 
+bool isOrdering(BinaryOp op) {
+    return op >= BinaryOp::less && op <= BinaryOp::greaterEqual;
+}
+
 BinaryOp mirrored(BinaryOp op) {
     switch (op) {
     case BinaryOp::less: return BinaryOp::greater;
@@ -99,8 +103,11 @@ class Walk {
         if (stmt == nullptr) return;
         switch (stmt->kind) {
         case StmtKind::compound:
-            for (const Stmt* child : static_cast<const CompoundStmt*>(stmt)->statements)
+            for (const Stmt* before = nullptr; const Stmt* child : static_cast<const CompoundStmt*>(stmt)->statements) {
                 statement(child);
+                if (child != nullptr && child->kind == StmtKind::compound) semicolonOfLoop(before);
+                before = child;
+            }
             break;
         case StmtKind::declaration:
             for (const Decl* decl : static_cast<const DeclStmt*>(stmt)->declarations)
@@ -119,7 +126,8 @@ class Walk {
             expression(branch.condition);
             if (branch.thenBranch != nullptr && branch.thenBranch->kind == StmtKind::null &&
                 branch.elseBranch == nullptr) {
-                diagnostics_.warning(branch.thenBranch->location, "if statement has empty body");
+                diagnostics_.warning(branch.thenBranch->location, "if statement has empty body",
+                                     WarningGroup::emptyBody);
                 diagnostics_.note(branch.thenBranch->location,
                                   "put '{}' in place of the semicolon to silence this warning");
             }
@@ -174,6 +182,19 @@ class Walk {
         }
     }
 
+    // "for (...);" with a block behind it, which was to be the loop's.
+    void semicolonOfLoop(const Stmt* before) {
+        if (before == nullptr) return;
+        const bool isFor = before->kind == StmtKind::for_;
+        if (!isFor && before->kind != StmtKind::while_) return;
+        const Stmt* body =
+            isFor ? static_cast<const ForStmt*>(before)->body : static_cast<const WhileStmt*>(before)->body;
+        if (body == nullptr || body->kind != StmtKind::null) return;
+        diagnostics_.warning(body->location, isFor ? "for loop has empty body" : "while loop has empty body",
+                             WarningGroup::emptyBody);
+        diagnostics_.note(body->location, "put the semicolon on a separate line to silence this warning");
+    }
+
     void declaration(const VarDecl& variable) {
         expression(variable.initializer);
         for (const Expr* argument : variable.parenArguments)
@@ -181,7 +202,8 @@ class Walk {
         for (const VarDecl* parameter : function_.parameters)
             if (parameter->name != nullptr && parameter->name == variable.name) {
                 diagnostics_.warning(variable.location,
-                                     "declaration of '" + std::string(variable.name->text) + "' shadows a parameter");
+                                     "declaration of '" + std::string(variable.name->text) + "' shadows a parameter",
+                                     WarningGroup::shadow);
                 diagnostics_.note(parameter->location, "the parameter is declared here");
             }
         const bool isPlain = variable.type != nullptr && variable.type->isNumeric() &&
@@ -200,7 +222,8 @@ class Walk {
         if (found == unset_.end()) return;
         if (found->depth == depth_ && variable->name != nullptr) {
             const std::string name(variable->name->text);
-            diagnostics_.warning(at, "variable '" + name + "' is uninitialized when used here");
+            diagnostics_.warning(at, "variable '" + name + "' is uninitialized when used here",
+                                 WarningGroup::uninitialized);
             diagnostics_.note(variable->location, "initialize the variable '" + name + "' to silence this warning");
         }
         unset_.erase(found);
@@ -264,8 +287,10 @@ class Walk {
             if (expr.op != BinaryOp::assign && root != nullptr) readOf(root, beginOf(expr.left));
             const VarDecl* target = variableOf(expr.left);
             if (expr.op == BinaryOp::assign && target != nullptr && target == variableOf(expr.right))
-                diagnostics_.warning(expr.location, "explicitly assigning value of variable of type '" +
-                                                        typeName(target->type) + "' to itself");
+                diagnostics_.warning(expr.location,
+                                     "explicitly assigning value of variable of type '" + typeName(target->type) +
+                                         "' to itself",
+                                     WarningGroup::selfAssign);
             expression(expr.left);
             divisor(expr);
             return;
@@ -292,7 +317,8 @@ class Walk {
         if (!left || !right || *right == 0 || *left % *right == 0) return;
         const std::string text = std::to_string(*left) + " / " + std::to_string(*right);
         diagnostics_.warning(division.location,
-                             "integer division: " + text + " gives " + std::to_string(*left / *right));
+                             "integer division: " + text + " gives " + std::to_string(*left / *right),
+                             WarningGroup::integerDivision);
         diagnostics_.note(division.location,
                           "write " + std::to_string(*left) + ".0 / " + std::to_string(*right) + " for the fraction");
     }
@@ -302,20 +328,28 @@ class Walk {
         const bool isRemainder = expr.op == BinaryOp::rem || expr.op == BinaryOp::remAssign;
         if ((!isDivision && !isRemainder) || isFloating(expr.right->type->scalar) || literalOf(expr.right) != 0) return;
         diagnostics_.warning(expr.location,
-                             isDivision ? "division by zero is undefined" : "remainder by zero is undefined");
+                             isDivision ? "division by zero is undefined" : "remainder by zero is undefined",
+                             WarningGroup::divisionByZero);
     }
 
     void shift(const Binary& expr) {
         const auto count = literalOf(expr.right);
         if (!count || !expr.left->type->isScalar()) return;
         if (*count < 0)
-            diagnostics_.warning(expr.location, "shift count is negative");
+            diagnostics_.warning(expr.location, "shift count is negative", WarningGroup::shiftCount);
         else if (*count >= std::int64_t(byteSize(expr.left->type->scalar)) * 8)
-            diagnostics_.warning(expr.location, "shift count >= width of type");
+            diagnostics_.warning(expr.location, "shift count >= width of type", WarningGroup::shiftCount);
     }
 
     // "a & b == c" compares first.
     void precedence(const Binary& expr) {
+        // Where both sides are truths, it is a logical "and" that evaluates both.
+        const auto isTruth = [](const Expr* side) {
+            side = withoutCasts(side);
+            return side != nullptr && side->type != nullptr && (side->type->isScalar() || side->type->isVector()) &&
+                   side->type->scalar == ScalarKind::bool_;
+        };
+        if (isTruth(expr.left) && isTruth(expr.right)) return;
         for (const Expr* side : {expr.left, expr.right}) {
             const Expr* inner = withoutCasts(side);
             if (inner == nullptr || inner->kind != ExprKind::binary || side->isParenthesized || inner->isParenthesized)
@@ -324,20 +358,42 @@ class Walk {
             if (!isComparison(op)) continue;
             const std::string outer(spelling(expr.op));
             const std::string first(spelling(op));
-            diagnostics_.warning(expr.location, outer + " has lower precedence than " + first + "; " + first +
-                                                    " will be evaluated first");
+            diagnostics_.warning(expr.location,
+                                 outer + " has lower precedence than " + first + "; " + first +
+                                     " will be evaluated first",
+                                 WarningGroup::parentheses);
             return;
         }
     }
 
     void comparison(const Binary& expr) {
+        const Expr* first = withoutCasts(expr.left);
+        const bool isOrder = isOrdering(expr.op);
+        if (first != nullptr && isOrder && first->kind == ExprKind::binary && first->type->isScalar() &&
+            isOrdering(static_cast<const Binary*>(first)->op) && !first->isParenthesized &&
+            !expr.left->isParenthesized) { // 0 < x < 1
+            diagnostics_.warning(expr.location, "comparisons like 'X<=Y<=Z' don't have their mathematical meaning",
+                                 WarningGroup::parentheses);
+            return;
+        }
+        if (first != nullptr && first->kind == ExprKind::unary && !first->isParenthesized &&
+            !expr.left->isParenthesized && static_cast<const Unary*>(first)->op == UnaryOp::logicalNot) {
+            const Expr* other = withoutCasts(expr.right);
+            if (other != nullptr && other->type->isScalar() && !other->type->isBool()) { // !a == 3
+                diagnostics_.warning(first->location,
+                                     "logical not is only applied to the left hand side of this comparison",
+                                     WarningGroup::parentheses);
+                return;
+            }
+        }
         const VarDecl* left = variableOf(expr.left);
         if (left != nullptr && left == variableOf(expr.right) && left->type->isScalar() &&
             !isFloating(left->type->scalar)) { // "x != x" asks a float whether it is a number
             const bool isTrue =
                 expr.op == BinaryOp::equal || expr.op == BinaryOp::lessEqual || expr.op == BinaryOp::greaterEqual;
             diagnostics_.warning(expr.location,
-                                 std::string("self-comparison always evaluates to ") + (isTrue ? "true" : "false"));
+                                 std::string("self-comparison always evaluates to ") + (isTrue ? "true" : "false"),
+                                 WarningGroup::tautologicalCompare);
             return;
         }
         constant(expr, expr.left, expr.op, expr.right);
@@ -353,16 +409,20 @@ class Walk {
         const ScalarKind kind = plain->type->scalar;
         if (kind == ScalarKind::bool_ && *value != 0 && *value != 1 &&
             (op == BinaryOp::equal || op == BinaryOp::notEqual)) {
-            diagnostics_.warning(expr.location, "comparison of constant " + std::to_string(*value) +
-                                                    " with expression of type 'bool' is always " +
-                                                    (op == BinaryOp::equal ? "false" : "true"));
+            diagnostics_.warning(expr.location,
+                                 "comparison of constant " + std::to_string(*value) +
+                                     " with expression of type 'bool' is always " +
+                                     (op == BinaryOp::equal ? "false" : "true"),
+                                 WarningGroup::tautologicalCompare);
             return;
         }
         if (isFloating(kind) || isSigned(kind) || kind == ScalarKind::bool_ || *value != 0 ||
             (op != BinaryOp::less && op != BinaryOp::greaterEqual))
             return;
-        diagnostics_.warning(expr.location, std::string("result of comparison of unsigned expression ") +
-                                                (op == BinaryOp::less ? "< 0 is always false" : ">= 0 is always true"));
+        diagnostics_.warning(expr.location,
+                             std::string("result of comparison of unsigned expression ") +
+                                 (op == BinaryOp::less ? "< 0 is always false" : ">= 0 is always true"),
+                             WarningGroup::tautologicalCompare);
     }
 
     // A function that only computes, and nobody takes what it gives.
@@ -372,7 +432,8 @@ class Walk {
         const BuiltinId id = call.builtin;
         const bool gives = id == BuiltinId::sincos || id == BuiltinId::modf || id == BuiltinId::frexp;
         if (id < BuiltinId::acos || id > BuiltinId::fwidth || gives) return;
-        diagnostics_.warning(beginOf(expr), "the result of '" + std::string(builtinName(id)) + "' is not used");
+        diagnostics_.warning(beginOf(expr), "the result of '" + std::string(builtinName(id)) + "' is not used",
+                             WarningGroup::unusedValue);
     }
 
     const FunctionDecl& function_;

@@ -48,8 +48,16 @@ std::string_view severityWord(Severity severity) {
 void Diagnostics::error(SourceLocation at, std::string message) {
     add(Severity::error, at, std::move(message));
 }
-void Diagnostics::warning(SourceLocation at, std::string message) {
-    add(Severity::warning, at, std::move(message));
+void Diagnostics::warning(SourceLocation at, std::string message, WarningGroup group) {
+    WarningLevel level = general_;
+    if (at && level != WarningLevel::ignored) {
+        const WarningLevel here = control_.levelOf(group, at.offset());
+        level = here == WarningLevel::ignored || !sources_.isAuthors(at.offset()) ? WarningLevel::ignored
+                                                                                  : std::max(level, here);
+    }
+    droppingNotes_ = level == WarningLevel::ignored;
+    if (!droppingNotes_)
+        add(level == WarningLevel::error ? Severity::error : Severity::warning, at, std::move(message));
 }
 void Diagnostics::note(SourceLocation at, std::string message) {
     add(Severity::note, at, std::move(message));

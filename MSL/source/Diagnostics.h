@@ -3,6 +3,7 @@
 #pragma once
 
 #include "MSL/source/SourceLocation.h"
+#include "MSL/source/WarningControl.h"
 
 #include <cstdint>
 #include <string>
@@ -18,15 +19,20 @@ enum class Severity : std::uint8_t { error, warning, note };
 
 class Diagnostics {
   public:
-    explicit Diagnostics(const SourceManager& sources) : sources_(sources) {}
+    // `general` is what becomes of all warnings, whatever the text's own pragmas say of some.
+    explicit Diagnostics(const SourceManager& sources, WarningLevel general = WarningLevel::warning)
+        : sources_(sources), general_(general) {}
 
     // A message is one sentence in clang's wording, without a full stop. A note belongs to the message before it.
     void error(SourceLocation at, std::string message);
-    void warning(SourceLocation at, std::string message);
+    // A warning is told unless the text silences its group there, or the place is the host's, not the author's.
+    void warning(SourceLocation at, std::string message, WarningGroup group = WarningGroup::other);
     void note(SourceLocation at, std::string message);
 
     // A broken invariant of the compiler itself: fails the compile with the place in this program.
     void internalError(SourceLocation at, std::string_view what);
+
+    WarningControl& warningControl() { return control_; }
 
     bool hasErrors() const { return errorCount_ > 0; }
     unsigned errorCount() const { return errorCount_; }
@@ -60,6 +66,8 @@ class Diagnostics {
     std::vector<std::pair<std::size_t, std::size_t>> groupsInTextOrder() const; // [first, last) of records_
 
     const SourceManager& sources_;
+    WarningLevel general_;
+    WarningControl control_;
     std::vector<Record> records_;
     unsigned errorCount_ = 0;
     unsigned warningCount_ = 0;

@@ -29,6 +29,11 @@ class SourceManager {
     // foreign bytes, these, and what comes after them. Nothing that one region leaves open swallows the next.
     std::uint32_t regionEnd(std::uint32_t offset) const;
 
+    // False of what a host put around an author's text.
+    bool isAuthors(std::uint32_t offset) const {
+        return foreignBegin_ == foreignEnd_ || (offset >= foreignBegin_ && offset <= foreignEnd_);
+    }
+
     // The offset of the first byte of the line.
     std::uint32_t lineBegin(std::uint32_t offset) const;
 

@@ -103,6 +103,9 @@ TEST(Warnings, SayWhatIsHardlyMeant) {
         {"int k = i; k = k; return k;", "2:14 explicitly assigning value of variable of type 'int' to itself\n"},
         {"sin(uv.x);", "2:1 the result of 'sin' is not used\n"},
         {"int k = i; k == 2;", "2:14 equality comparison result unused\n"},
+        {"if (0 < i < 3) return 1;", "2:11 comparisons like 'X<=Y<=Z' don't have their mathematical meaning\n"},
+        {"if (!i == 3) return 1;", "2:5 logical not is only applied to the left hand side of this comparison\n"},
+        {"for (int k = 0; k < 3; k++); { return 1; }", "2:28 for loop has empty body\n"},
         {"for (int n = 0; n < 3; n++) if (n == i) return 1;", "2:10 declaration of 'n' shadows a parameter\n"},
     };
     for (const Row& row : rows)
@@ -127,10 +130,70 @@ TEST(Warnings, StaySilentWhereTheTextMayBeMeant) {
         "if (n >= 1u) return 1;",
         "bool b = i > 0; if (b == 1) return 1;",
         "for (int a = 0, b = 4; a < b; a++, b--) { float unusedOnPurpose [[maybe_unused]] = uv.x; }",
+        "if (i == 1 & n == 2u) return 1;",
+        "if ((i < 2) == (n < 3u)) return 1;",
+        "if (!n == (i < 2)) return 1;",
+        "int k = 0; while (k++ < 3); return k;",
         "float whole; float rest = modf(uv.x, whole); return rest + whole;",
     };
     for (const char* body : bodies)
         EXPECT_EQ(warningsOf(body), "") << body;
+}
+
+// Pragmas silence a group from their line on; in a macro they stand as _Pragma. What other pragmas say is no code.
+TEST(Warnings, AreSilencedByPragmas) {
+    const std::string unused = "float d = 1.0;\n", warning = "unused variable 'd'\n";
+    struct Row {
+        std::string body;
+        std::string expected;
+    };
+    const Row rows[] = {
+        {"#pragma clang diagnostic ignored \"-Wunused-variable\"\n" + unused, ""},
+        {"#pragma GCC diagnostic ignored \"-Wunused\"\n" + unused, ""},
+        {"#pragma clang diagnostic ignored \"-Wshadow\"\n" + unused, "3:7 " + warning},
+        {unused + "#pragma clang diagnostic ignored \"-Wall\"\n", "2:7 " + warning},
+        {"#pragma clang diagnostic push\n#pragma clang diagnostic ignored \"-Wall\"\n{ float c; }\n"
+         "#pragma clang diagnostic pop\n" +
+             unused,
+         "6:7 " + warning},
+        {"#pragma clang diagnostic pop\n" + unused, "3:7 " + warning},
+        {"_Pragma(\"clang diagnostic ignored \\\"-Wall\\\"\") " + unused, ""},
+        {"#define UNROLL _Pragma(\"clang loop unroll(full)\")\nUNROLL\n#pragma mark - What's this\n" + unused,
+         "5:7 " + warning},
+        // The note goes with its warning.
+        {"#pragma clang diagnostic ignored \"-Wempty-body\"\nif (n > 3);\n" + unused, "4:7 " + warning},
+    };
+    for (const Row& row : rows)
+        EXPECT_EQ(warningsOf(row.body), row.expected) << row.body;
+    EXPECT_EQ(warningsOf("#pragma clang diagnostic error \"-Wunused\"\n" + unused),
+              "w:3:7: error: unused variable 'd'\nfloat d = 1.0;\n      ^\n");
+    EXPECT_EQ(warningsOf("_Pragma(clang)"),
+              "w:2:1: error: _Pragma takes a parenthesized string literal\n_Pragma(clang)\n^\n");
+}
+
+TEST(Warnings, AreLeftOutOrRefusedAsAsked) {
+    const std::string host = "int theirs() { int h = 0.5; int unusedToo; return h; }\n#line 1 \"user\"\n";
+    const std::string user = "int ours() { int d; return 0; }\n";
+    CompileOptions options;
+    options.foreignBegin = host.size();
+    options.foreignEnd = host.size() + user.size();
+    const std::string text = "user:1:18: warning: unused variable 'd'\nint ours() { int d; return 0; }\n"
+                             "                 ^\n";
+    auto compiled = compile(host + user, options);
+    ASSERT_TRUE(compiled) << compiled.error().text;
+    EXPECT_EQ(compiled->warnings, text) << "of the author's text only";
+
+    options.warnings = CompileOptions::Warnings::ignored;
+    compiled = compile(host + user, options);
+    ASSERT_TRUE(compiled) << compiled.error().text;
+    EXPECT_EQ(compiled->warnings, "");
+
+    options.warnings = CompileOptions::Warnings::errors;
+    compiled = compile(host + user, options);
+    ASSERT_FALSE(compiled);
+    std::string error = text;
+    error.replace(error.find("warning"), 7, "error");
+    EXPECT_EQ(compiled.error().text, error);
 }
 
 } // namespace
