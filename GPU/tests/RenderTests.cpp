@@ -214,6 +214,58 @@ TEST_F(Render, DepthAndSamplesResolve) {
     EXPECT_THAT(pixel(*resolved, 7, 0), ElementsAre(255, 0, 0, 255));
 }
 
+TEST_F(Render, ADrawTakesItsCountsFromTheKernelBeforeIt) {
+    const auto counts = *device->makeBuffer(64, StorageMode::privateToDevice);
+    const auto kernel =
+        *device->makeComputePipelineState(glslFunction(*device, ShaderStage::kernel, R"(
+        layout(local_size_x_id = 0, local_size_y_id = 1, local_size_z_id = 2) in;
+        layout(set = 0, binding = 0, scalar) buffer Counts { uint counts[]; };
+        layout(set = 0, binding = 1, scalar) uniform Block { uint vertices; uint instances; };
+        void main() {
+            counts[4] = vertices;
+            counts[5] = instances;
+            counts[6] = counts[7] = 0u;
+        })",
+                                                       {storageArgument(0, 0), uniformArgument(0, 1, 8)}),
+                                          {1, 1, 1});
+    const auto pipeline = fullScreenPipeline(*device, uniformColor, {uniformArgument(1, 0, 16)});
+    const auto foreign = *(*Device::makeSeparate())->makeBuffer(64, StorageMode::privateToDevice);
+    struct Case {
+        std::uint32_t vertices;
+        std::uint32_t instances;
+        std::shared_ptr<Buffer> buffer;
+        std::size_t offset;
+        bool isDrawn;
+    };
+    const Case cases[] = {
+        {3, 1, counts, 16, true},   {3, 2, counts, 16, true},   {0, 1, counts, 16, false},
+        {3, 0, counts, 16, false},  {3, 1, counts, 18, false}, // not a multiple of four
+        {3, 1, counts, 52, false},                             // beyond the end
+        {3, 1, nullptr, 16, false}, {3, 1, foreign, 16, false},
+    };
+    for (const Case& item : cases) {
+        const auto texture = target(*device, 8, 8);
+        const auto commands = queue->commandBuffer();
+        ComputeCommandEncoder* compute = commands->makeComputeCommandEncoder();
+        compute->setComputePipelineState(kernel);
+        compute->setBuffer(counts, 0, 0);
+        compute->setBytes(&item.vertices, 8, 1);
+        compute->dispatchThreads({1, 1, 1});
+        compute->endEncoding();
+        RenderCommandEncoder* encoder = commands->makeRenderCommandEncoder(passOn(texture, LoadAction::clear));
+        encoder->setRenderPipelineState(pipeline);
+        const float green[] = {0, 1, 0, 1};
+        encoder->setFragmentBytes(green, sizeof green, 0);
+        encoder->drawPrimitives(PrimitiveType::triangle, item.buffer, item.offset);
+        encoder->endEncoding();
+        commands->commit();
+        commands->waitUntilCompleted();
+        EXPECT_EQ(commands->status(), CommandBufferStatus::completed);
+        EXPECT_EQ(pixel(*texture, 5, 2)[1], item.isDrawn ? 255 : 0)
+            << item.vertices << " vertices, " << item.instances << " instances at " << item.offset;
+    }
+}
+
 TEST_F(Render, SharedTexturesGoBothWays) {
     // bgra8Unorm may lie in host memory, rgba16Float is mirrored: both are written, sampled, drawn and read.
     for (const PixelFormat format : {PixelFormat::bgra8Unorm, PixelFormat::rgba16Float}) {

@@ -5,9 +5,9 @@
 
 #include <gmock/gmock.h>
 
-#include <bit>
 #include <cmath>
 #include <limits>
+#include <thread>
 
 namespace glasshob {
 namespace {
@@ -288,6 +288,23 @@ TEST(Particles, ACatchUpStopsBetweenItsPieces) {
     EXPECT_EQ(run->simulation()->step(), 1199);
     expectState(*run, 1199, 0.25F);
     EXPECT_FALSE(StillRenderer::render(made, made->device(), 6, 4, 0, {}, 1e6F, stop.get_token()));
+}
+
+TEST(Particles, ALongCatchUpLetsTheLivePictureThrough) {
+    const auto gpu = device();
+    const auto made = program(swarm, gpu);
+    const auto live = program(picture("float4(uv, 0.0, 1.0)"), gpu);
+    const auto run = ShaderRun::make(made, gpu, 150, 90);
+    // Far to go; a few frames of the live picture are enough to see that it need not wait for all of that.
+    std::jthread worker([&](const std::stop_token& stop) {
+        const auto queue = gpu->makeCommandQueue(gpu::QueuePriority::background);
+        EXPECT_FALSE(run->catchUp(**queue, {}, nullptr, 60, stop));
+    });
+    for (int frame = 0; frame < 6; ++frame)
+        EXPECT_TRUE(StillRenderer::render(live, gpu, 8, 8, 0, {}, 0));
+    worker.request_stop();
+    worker.join();
+    EXPECT_LT(run->simulation()->step(), 3599);
 }
 
 TEST(Particles, AFailureOfTheGPUEndsACatchUp) {
