@@ -21,7 +21,7 @@ namespace {
 constexpr int fineness = 2;
 
 // A particle shader runs through every step before its still: a small picture need not wait for the best moment.
-constexpr double latestMoment = 6;
+constexpr double latestMoment = 2;
 
 QImage drawnPicture(const SampleShelf::Sample& sample, const std::shared_ptr<gpu::Device>& device,
                     const std::stop_token& stop) {
