@@ -104,6 +104,10 @@ void append(std::string& out, TypeRef type, unsigned depth) {
     }
     case TypeKind::struct_: {
         const StructDecl* decl = type->structDecl;
+        if (decl->isLambdaClosure) {
+            out += "(lambda)";
+            return;
+        }
         appendScopes(out, decl->parent, 0);
         if (decl->name)
             out += decl->name->text;

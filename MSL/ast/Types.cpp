@@ -150,7 +150,7 @@ TypeRef TypeTable::texture(TextureShape shape, ScalarKind component, TextureAcce
 
 TypeRef TypeTable::struct_(StructDecl* decl) {
     Type type;
-    type.kind = decl->isLambdaClosure ? TypeKind::lambda : TypeKind::struct_;
+    type.kind = TypeKind::struct_;
     type.structDecl = decl;
     return intern(type);
 }

@@ -264,6 +264,10 @@ void ModuleWriter::writeInstruction(const Instruction& instruction) {
         Words parts;
         for (const ir::Value* part : instruction.operands)
             parts.push_back(value(*part));
+        if (parts.empty()) {
+            bind(instruction, nullConstant(type));
+            return;
+        }
         bind(instruction, asm_.result(spv::Op::OpCompositeConstruct, logicalType(type), parts));
         return;
     }

@@ -249,7 +249,7 @@ void ModuleWriter::store(const ir::Place& place, Id stored) {
 
 Id ModuleWriter::fromMemory(TypeRef type, Id stored) {
     if (!hasMemoryForm(type)) return stored;
-    if (!holdsBool(type)) return asm_.result(spv::Op::OpCopyLogical, logicalType(type), {stored});
+    if (!changesInMemory(type)) return asm_.result(spv::Op::OpCopyLogical, logicalType(type), {stored});
     if (type->is(TypeKind::struct_) || type->is(TypeKind::array)) {
         Words parts;
         const std::size_t count = type->is(TypeKind::array) ? type->count : type->structDecl->fields.size();
@@ -257,6 +257,7 @@ Id ModuleWriter::fromMemory(TypeRef type, Id stored) {
             const TypeRef part = type->is(TypeKind::array) ? type->element : type->structDecl->fields[i]->type;
             parts.push_back(fromMemory(part, asm_.result(spv::Op::OpCompositeExtract, memoryType(part), {stored, i})));
         }
+        if (parts.empty()) return nullConstant(type);
         return asm_.result(spv::Op::OpCompositeConstruct, logicalType(type), parts);
     }
     const Id zero = asm_.internedConstant(spv::Op::OpConstantNull, memoryType(type), {});
@@ -265,7 +266,7 @@ Id ModuleWriter::fromMemory(TypeRef type, Id stored) {
 
 Id ModuleWriter::toMemory(TypeRef type, Id logical) {
     if (!hasMemoryForm(type)) return logical;
-    if (!holdsBool(type)) return asm_.result(spv::Op::OpCopyLogical, memoryType(type), {logical});
+    if (!changesInMemory(type)) return asm_.result(spv::Op::OpCopyLogical, memoryType(type), {logical});
     if (type->is(TypeKind::struct_) || type->is(TypeKind::array)) {
         Words parts;
         const std::size_t count = type->is(TypeKind::array) ? type->count : type->structDecl->fields.size();
@@ -273,6 +274,7 @@ Id ModuleWriter::toMemory(TypeRef type, Id logical) {
             const TypeRef part = type->is(TypeKind::array) ? type->element : type->structDecl->fields[i]->type;
             parts.push_back(toMemory(part, asm_.result(spv::Op::OpCompositeExtract, logicalType(part), {logical, i})));
         }
+        if (parts.empty()) return asm_.internedConstant(spv::Op::OpConstantNull, memoryType(type), {});
         return asm_.result(spv::Op::OpCompositeConstruct, memoryType(type), parts);
     }
     const TypeRef bytes = module_.types.vector(ScalarKind::uchar, type->columns);

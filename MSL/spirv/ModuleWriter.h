@@ -29,7 +29,7 @@ class ModuleWriter {
     Id logicalType(TypeRef type);
     Id memoryType(TypeRef type);
     bool hasMemoryForm(TypeRef type) { return logicalType(type) != memoryType(type); }
-    static bool holdsBool(TypeRef type);
+    static bool changesInMemory(TypeRef type);
     Id structType(TypeRef type, bool inMemory);
     void decorateMatrixMember(Id structId, std::uint32_t member, TypeRef type);
     Id pointerType(spv::StorageClass storage, Id pointee);

@@ -33,16 +33,18 @@ Id ModuleWriter::vectorType(ScalarKind kind, unsigned count) {
     return count == 1 ? scalar : asm_.internedType(spv::Op::OpTypeVector, {scalar, count});
 }
 
-bool ModuleWriter::holdsBool(TypeRef type) {
+// Whether a value and its form in memory differ in what they are made of: a bool is a byte there, and what stands in
+// for the members of an empty struct is one too.
+bool ModuleWriter::changesInMemory(TypeRef type) {
     switch (type->kind) {
     case TypeKind::scalar:
     case TypeKind::vector:
     case TypeKind::packedVector: return type->scalar == ScalarKind::bool_;
-    case TypeKind::array: return holdsBool(type->element);
+    case TypeKind::array: return changesInMemory(type->element);
     case TypeKind::struct_:
         for (const VarDecl* field : type->structDecl->fields)
-            if (holdsBool(field->type)) return true;
-        return false;
+            if (changesInMemory(field->type)) return true;
+        return type->structDecl->fields.empty();
     default: return false;
     }
 }
@@ -127,9 +129,12 @@ Id ModuleWriter::structType(TypeRef type, bool inMemory) {
     Words members;
     for (const VarDecl* field : decl.fields)
         members.push_back(inMemory ? memoryType(field->type) : logicalType(field->type));
+    // Drivers refuse structs without members; the one that stands in is never looked at.
+    if (members.empty()) members.push_back(inMemory ? memoryType(module_.types.scalar(ScalarKind::uchar)) : uintType());
     const Id id = asm_.newType(spv::Op::OpTypeStruct, members);
     if (inMemory) {
         std::uint32_t number = 0;
+        if (decl.fields.empty()) asm_.memberDecorate(id, 0, spv::Decoration::Offset, {0});
         for (const VarDecl* field : decl.fields) {
             asm_.memberDecorate(id, number, spv::Decoration::Offset, {static_cast<std::uint32_t>(field->offset)});
             decorateMatrixMember(id, number, field->type);

@@ -68,6 +68,7 @@ class Generator {
         for (unsigned i = 0; i < helpers; ++i)
             helper(i);
         scope_.clear();
+        lambdas_.clear();
         line("void program_" + std::to_string(number) + "(THREAD uint* in, THREAD uint* out) {");
         constexpr Kind scalars[] = {Kind::i32, Kind::u32, Kind::f32, Kind::i16, Kind::u8, Kind::i64, Kind::boolean};
         for (const Kind kind : scalars)
@@ -263,6 +264,7 @@ class Generator {
         const auto again = [&](Kind of) { return expression(of, depth + 1); };
         if (chance(12) && kind != Kind::record)
             return "(" + again(Kind::boolean) + " ? " + cast(kind, again(kind)) + " : " + cast(kind, again(kind)) + ")";
+        if (kind == Kind::i32 && !lambdas_.empty() && chance(15)) return pick(lambdas_) + "(" + again(Kind::i32) + ")";
         if (chance(12))
             for (const Function& function : functions_)
                 if (function.result == kind && isPure(function) && chance(50)) return call(function, depth);
@@ -395,6 +397,7 @@ class Generator {
         function.name = prefix_ + "f" + std::to_string(number);
         function.result = anyKind();
         scope_.clear();
+        lambdas_.clear();
         std::string parameters;
         const unsigned count = below(4);
         function.isTemplate = count > 0 && chance(20);
@@ -470,7 +473,21 @@ class Generator {
         }
     }
 
+    // A function of one int that sees what is in scope.
+    void declareLambda(unsigned depth) {
+        const std::string name = fresh("l");
+        const std::string parameter = fresh("x");
+        const char* capture = chance(50) ? "[=]" : "[&]";
+        scope_.push_back({parameter, Kind::i32, 0, true});
+        const std::string result = expression(Kind::i32);
+        scope_.pop_back();
+        line(indent(depth) + "auto " + name + " = " + capture + "(int " + parameter + ") { return int(" + result +
+             "); };");
+        lambdas_.push_back(name);
+    }
+
     void declare(unsigned depth) {
+        if (chance(8)) return declareLambda(depth);
         if (chance(12)) return declareReference(depth);
         const Kind kind = anyKind();
         Variable variable{fresh("v"), kind};
@@ -554,9 +571,13 @@ class Generator {
 
     void block(unsigned depth, unsigned count, bool isInLoop, bool mayReturn) {
         const std::size_t outer = scope_.size();
+        const std::size_t outerLambdas = lambdas_.size();
         for (unsigned i = 0; i < count && statements_++ < maxStatements; ++i)
             statement(depth, isInLoop, mayReturn);
-        if (depth > 1) scope_.resize(outer);
+        if (depth > 1) {
+            scope_.resize(outer);
+            lambdas_.resize(outerLambdas);
+        }
     }
 
     void statement(unsigned depth, bool isInLoop, bool mayReturn) {
@@ -627,6 +648,7 @@ class Generator {
     std::string prefix_;
     std::vector<Variable> scope_;
     std::vector<Variable> globals_;
+    std::vector<std::string> lambdas_; // functions of one int
     std::vector<Function> functions_;
     Kind result_ = Kind::i32;
     unsigned nextName_ = 0;
