@@ -44,7 +44,7 @@ void Parser::parsePointers(Modifiers& modifiers, TypeSyntax& base) {
 void Parser::parseArraySuffixes(Modifiers& modifiers) {
     SmallList<TypeModifier, 4> arrays;
     bool isTooDeep = false;
-    while (at(TokenKind::leftBracket) && !peek(1).is(TokenKind::leftBracket)) {
+    while (at(TokenKind::leftBracket) && !peek(1).is(TokenKind::leftBracket) && !missesAttributeBracket()) {
         TypeModifier modifier;
         modifier.kind = TypeModifier::Kind::array;
         modifier.location = advance();
@@ -221,13 +221,29 @@ TypeSyntax* Parser::finishType(const Specifiers& specifiers, Declarator& declara
     return type;
 }
 
+// "[buffer(0)]]" and "[stage_in]]", where one bracket too few opens an attribute.
+bool Parser::missesAttributeBracket() {
+    if (!at(TokenKind::leftBracket) || !peek(1).is(TokenKind::identifier)) return false;
+    const bool hasNumber = peek(2).is(TokenKind::leftParen) && peek(4).is(TokenKind::rightParen);
+    const unsigned close = hasNumber ? 5 : 2;
+    return peek(close).is(TokenKind::rightBracket) && peek(close + 1).is(TokenKind::rightBracket);
+}
+
 void Parser::parseAttributes(Attributes& attributes) {
     for (;;) {
         if (at(TokenKind::leftBracket) && peek(1).is(TokenKind::leftBracket)) {
             SourceLocation open = advance();
             advance();
             parseAttributeList(attributes, TokenKind::rightBracket, false);
-            if (expectClosing(TokenKind::rightBracket, open)) expectClosing(TokenKind::rightBracket, open);
+            if (!expectClosing(TokenKind::rightBracket, open) || accept(TokenKind::rightBracket)) continue;
+            errorHere("expected ']'");
+            note(open, "to match this '['");
+        } else if (missesAttributeBracket()) {
+            errorHere("expected '[[' before an attribute");
+            advance();
+            parseAttributeList(attributes, TokenKind::rightBracket, false);
+            accept(TokenKind::rightBracket);
+            accept(TokenKind::rightBracket);
         } else if (at(TokenKind::kwAttribute)) {
             advance();
             SourceLocation open = token().location;

@@ -61,6 +61,7 @@ FunctionDecl* Parser::parseFunction(Specifiers& specifiers, Declarator& declarat
         // The brace is missing when the lines that follow are indented like a body.
         bool isBody = token().has(Token::startOfLine) && !atEnd() &&
                       indentation(token().location) > indentation(function->location) && !at(TokenKind::rightBrace);
+        isBody = isBody || (at(TokenKind::kwReturn) && lineEndsABlock());
         bool isReported = lastErrorPosition_ == position_;
         errorHere(isBody || !token().has(Token::startOfLine) ? "expected function body after function declarator"
                                                              : "expected ';' after top level declarator");
@@ -82,6 +83,19 @@ FunctionDecl* Parser::parseFunction(Specifiers& specifiers, Declarator& declarat
     parent_ = outerParent;
     names_.close(mark);
     return function;
+}
+
+// Is there a '}' on the line at hand that closes what was not opened on it?
+bool Parser::lineEndsABlock() {
+    constexpr std::size_t farthest = 256;
+    std::size_t open = 0;
+    for (std::size_t i = 0; i < farthest; ++i) {
+        const Token& next = peek(i);
+        if (next.is(TokenKind::eof) || next.is(TokenKind::regionEnd) || (i > 0 && next.has(Token::startOfLine))) break;
+        if (next.is(TokenKind::leftBrace)) ++open;
+        if (next.is(TokenKind::rightBrace) && open-- == 0) return true;
+    }
+    return false;
 }
 
 // The word at hand stands where a type is wanted. Words of other shading languages get a note.

@@ -151,6 +151,8 @@ class Parser {
     void parseOperatorName(Declarator& declarator, Specifiers& specifiers);
     TypeSyntax* finishType(const Specifiers& specifiers, Declarator& declarator);
     void parseAttributes(Attributes& attributes);
+    bool missesAttributeBracket();
+    bool lineEndsABlock();
     void parseAttributeList(Attributes& attributes, TokenKind end, bool isGnu);
 
     // ---- declarations (ParseDecl.cpp, ParseFunction.cpp, ParseClass.cpp)

@@ -76,7 +76,7 @@ void Analyzer::finishVariable(VarDecl* var, const DeclaredType& declared) {
         const bool isConstant = declared.hasSpace && declared.space == AddressSpace::constant;
         const bool isPlain = !isIndirect && !isSampler;
         if (isPlain && !isConstant) {
-            error(var->location, "program scope variable must reside in constant address space");
+            if (!var->isInvalid) error(var->location, "program scope variable must reside in constant address space");
             var->isInvalid = true; // but its type is known
         }
         if (isSampler && !var->isConstexpr && !isConstant) {
