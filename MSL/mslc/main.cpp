@@ -65,13 +65,20 @@ bool writeAll(const std::string& path, const std::vector<std::uint32_t>& words, 
         if (!std::cout) problem = "Standard output cannot be written.";
         return static_cast<bool>(std::cout);
     }
-    const std::string beside = path + "." + std::to_string(getpid()) + ".part";
-    std::ofstream file(beside, std::ios::binary | std::ios::trunc);
+    // A file is replaced once the new one is complete, through a link too; a device or a pipe is written to as it is.
+    std::error_code ignored;
+    const auto status = std::filesystem::status(path, ignored);
+    const bool isReplaced = !std::filesystem::exists(status) || std::filesystem::is_regular_file(status);
+    std::string target = path;
+    if (std::filesystem::is_symlink(std::filesystem::symlink_status(path, ignored)))
+        target = std::filesystem::weakly_canonical(path, ignored).string();
+    const std::string written = isReplaced ? target + "." + std::to_string(getpid()) + ".part" : path;
+    std::ofstream file(written, std::ios::binary | std::ios::trunc);
     file.write(bytes, size);
     file.close();
-    if (!file || std::rename(beside.c_str(), path.c_str()) != 0) {
+    if (!file || (isReplaced && std::rename(written.c_str(), target.c_str()) != 0)) {
         problem = "'" + path + "' cannot be written: " + std::strerror(errno) + ".";
-        std::remove(beside.c_str());
+        if (isReplaced) std::remove(written.c_str());
         return false;
     }
     return true;
