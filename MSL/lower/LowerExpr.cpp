@@ -169,8 +169,7 @@ Operand Lowering::castOperand(CastKind kind, const Expr* operand, TypeRef to, So
             pointer.access->type != to->element && valueType(pointer.access->type) != valueType(to->element)) {
             if (ir::Place* view = viewOf(*pointer.access, to->element))
                 return pointerTo(placeAccess(view, to->element), to);
-            unsupported(at, "reading memory through a pointer to another type is");
-            return errorOperand(to);
+            return localView(pointer, to, at);
         }
         pointer.type = to;
         return pointer;
@@ -183,6 +182,30 @@ Operand Lowering::castOperand(CastKind kind, const Expr* operand, TypeRef to, So
     case CastKind::nullToPointer: return errorOperand(to);
     case CastKind::toVoid: effect(operand); return {};
     }
+    return errorOperand(to);
+}
+
+// A variable of the thread as another type: as one of its size, or a vector as its components.
+Operand Lowering::localView(const Operand& pointer, TypeRef to, SourceLocation at) {
+    const auto isPlain = [](TypeRef type) {
+        return (type->isScalar() || type->isVector()) && type->scalar != ScalarKind::bool_;
+    };
+    const auto bits = [](TypeRef type) { return byteSize(type->scalar) * 8U * type->columns; };
+    const Access& held = *pointer.access;
+    const TypeRef wanted = to->element;
+    if (held.kind == Access::Kind::place && held.swizzleCount == 0 && held.unionMember == nullptr &&
+        held.place->root->kind != ir::Variable::Kind::buffer && isPlain(held.place->type) && isPlain(wanted)) {
+        if (bits(held.place->type) == bits(wanted)) {
+            Access access = held;
+            access.type = wanted;
+            access.unionMember = wanted;
+            return pointerTo(access, to);
+        }
+        const bool isElement = !held.place->steps.empty() && held.place->steps.back().kind == ir::Step::Kind::index;
+        if (!isElement && wanted->isScalar() && held.place->type->scalar == wanted->scalar)
+            return pointerTo(placeAccess(builder_.placeIndex(held.place, 0U, wanted), wanted), to);
+    }
+    unsupported(at, "reading memory through a pointer to another type is");
     return errorOperand(to);
 }
 

@@ -61,6 +61,7 @@ bool Lowering::checkStorable(TypeRef type, SourceLocation at) {
 
 Value* Lowering::fromWords(TypeRef type, Value* words) {
     const unsigned bits = bitsOf(type);
+    if (bits == bitsOf(words->type)) return builder_.bitcast(type, words);
     const unsigned count = (bits + 31) / 32;
     if (count < words->type->columns) {
         const std::uint32_t first[4] = {0, 1, 2, 3};
@@ -73,6 +74,7 @@ Value* Lowering::fromWords(TypeRef type, Value* words) {
 
 Value* Lowering::toWords(Value* value, Value* old) {
     const unsigned bits = bitsOf(value->type);
+    if (bits == bitsOf(old->type)) return builder_.bitcast(old->type, value);
     const unsigned count = (bits + 31) / 32;
     Value* words = nullptr;
     if (bits >= 32) {

@@ -188,6 +188,7 @@ class Lowering {
     ir::Value* value(const Expr* expr);
     void effect(const Expr* expr); // for what it does; its value is not used
     Operand castOperand(CastKind kind, const Expr* operand, TypeRef to, SourceLocation at);
+    Operand localView(const Operand& pointer, TypeRef to, SourceLocation at);
     ir::Value* convertValue(TypeRef to, ir::Value* value);
     Operand unary(const Unary& expr);
     Operand binary(const Binary& expr);

@@ -315,6 +315,7 @@ class Analyzer {
     Expr* voteMethod(Call* expr, Member* callee);
     Expr* callFunctions(Call* expr, NameMeaning& meaning, Name& name);
     Expr* callObject(Call* expr);
+    Expr* arrayMethod(Call* expr, Member* callee, TypeRef type);
     Expr* finishCall(Call* expr, FunctionDecl* function);
     Expr* finishBuiltinCall(Call* expr, const BuiltinFunction& builtin, TypeRef t, Precision precision);
     Expr* makeCall(FunctionDecl* function, std::span<Expr*> arguments, SourceLocation at);

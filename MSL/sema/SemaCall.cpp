@@ -330,6 +330,63 @@ Expr* Analyzer::callObject(Call* expr) {
     return errorAt(expr);
 }
 
+// What array<T, N> can be asked for.
+Expr* Analyzer::arrayMethod(Call* expr, Member* callee, TypeRef type) {
+    const std::string_view text = callee->name.identifier->text;
+    const auto count = static_cast<std::int64_t>(type->count);
+    const auto wrongCount = [&](std::size_t wanted) {
+        if (expr->arguments.size() == wanted) return false;
+        error(callee->location, "'" + std::string(text) + "' takes " + (wanted == 0 ? "no arguments" : "one argument"));
+        return true;
+    };
+    if (text == "size" || text == "max_size" || text == "empty") {
+        if (wrongCount(0)) return errorAt(expr);
+        if (text != "empty") return makeInteger(count, types_.scalar(ScalarKind::ulong), expr->location);
+        BoolLiteral* none = make<BoolLiteral>(expr);
+        none->type = types_.bool_();
+        return none;
+    }
+    Expr* object = callee->base;
+    if (callee->isArrow) {
+        Unary* pointee = make<Unary>(object);
+        pointee->op = UnaryOp::dereference;
+        pointee->operand = load(object);
+        pointee->category = ValueCategory::lvalue;
+        pointee->space = object->type->space;
+        pointee->isConst = object->type->pointeeConst;
+        pointee->type = type;
+        object = pointee;
+    }
+    const bool isElement = text == "front" || text == "back" || text == "at";
+    if (isElement) {
+        if (wrongCount(text == "at" ? 1 : 0)) return errorAt(expr);
+        Index* element = make<Index>(expr);
+        element->base = object;
+        element->index = text == "at" ? expr->arguments[0]
+                                      : makeInteger(text == "front" ? 0 : count - 1, types_.int_(), expr->location);
+        return index(element);
+    }
+    const bool isPointer = text == "data" || text == "begin" || text == "cbegin" || text == "end" || text == "cend";
+    if (isPointer) {
+        if (wrongCount(0)) return errorAt(expr);
+        if (object->category != ValueCategory::lvalue) {
+            error(callee->location, "a pointer into a temporary array would dangle");
+            return errorAt(expr);
+        }
+        const TypeRef pointer = types_.pointer(type->element, object->space, object->isConst || text[0] == 'c');
+        Expr* first = makeCast(CastKind::arrayToPointer, object, pointer);
+        if (!text.ends_with("end")) return first;
+        Binary* last = make<Binary>(expr);
+        last->op = BinaryOp::add;
+        last->left = first;
+        last->right = makeInteger(count, types_.int_(), expr->location);
+        last->type = pointer;
+        return last;
+    }
+    error(callee->location, "no member named '" + std::string(text) + "' in '" + typeName(type) + "'");
+    return errorAt(expr);
+}
+
 Expr* Analyzer::callMember(Call* expr, Member* callee) {
     if (isLog(callee)) return logCall(expr);
     if (Expr* vote = voteMethod(expr, callee)) return vote;
@@ -348,14 +405,7 @@ Expr* Analyzer::callMember(Call* expr, Member* callee) {
     if (callee->isArrow && type->is(TypeKind::pointer)) type = type->element;
     if (type->is(TypeKind::texture)) return textureMethod(expr, callee);
     if (!arguments(expr)) return errorAt(expr);
-    if (type->is(TypeKind::array)) {
-        const std::string_view text = callee->name.identifier->text;
-        if (text == "size" && expr->arguments.empty())
-            return makeInteger(static_cast<std::int64_t>(type->count), types_.scalar(ScalarKind::ulong),
-                               expr->location);
-        error(callee->location, "no member named '" + std::string(text) + "' in '" + typeName(type) + "'");
-        return errorAt(expr);
-    }
+    if (type->is(TypeKind::array)) return arrayMethod(expr, callee, type);
     const bool isConst =
         callee->isArrow ? object->type->pointeeConst : object->isConst && object->category == ValueCategory::lvalue;
     std::vector<Candidate> candidates;

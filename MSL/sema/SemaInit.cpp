@@ -248,6 +248,18 @@ Expr* Analyzer::initializeFromList(TypeRef to, InitList* list, Purpose purpose, 
                 if (items[0].value->type == to) return load(items[0].value);
             }
         }
+        // array<T, N> is a struct with an array in it: "{{1, 2, 3}}" is as good as "{1, 2, 3}".
+        if (to->is(TypeKind::array) && items.size() == 1 && items[0].value->kind == ExprKind::initList &&
+            !items[0].indexDesignator) {
+            auto* inner = static_cast<InitList*>(items[0].value);
+            const TypeRef element = to->element;
+            const bool isOfLists =
+                !inner->initializers.empty() && inner->initializers[0].value->kind == ExprKind::initList;
+            const bool isDoubled = isAggregate(element)
+                                       ? element->is(TypeKind::array) && !isAggregate(element->element) && isOfLists
+                                       : element->isScalar() && inner->initializers.size() > 1;
+            if (isDoubled) return initializeFromList(to, inner, purpose);
+        }
         InitCursor cursor{items};
         Expr* made = initializeAggregate(to, cursor, true, at);
         made->begin = at;

@@ -186,6 +186,21 @@ kernel void check(device uint* failed [[buffer(0)]], device int* data [[buffer(1
     CHECK(f[0] == 3);
 }
 
+//= a variable seen as another type
+MAIN {
+    float x = 1.0 + data[0];
+    CHECK(*(thread uint*)&x == 0x3f800000u);
+    *reinterpret_cast<thread int*>(&x) = 0x40000000;
+    CHECK(x == 2);
+    uint4 w = uint4(0x3f800000u + uint(data[0]));
+    CHECK(all(*(thread float4*)&w == float4(1)));
+    float4 q = float4(1, 2, 3, 4 + data[0]);
+    thread float* parts = (thread float*)&q;
+    CHECK(parts[2] == 3 && parts[data[3]] == 4);
+    parts[data[1]] = 20;
+    CHECK(q.y == 20);
+}
+
 //= references
 float& ignoredDecl(thread float& x);
 thread float& idRef(thread float& x) { return x; }
@@ -231,4 +246,36 @@ MAIN {
     for (auto e : a) s += e;
     for (const thread auto& e : a) s -= e;
     CHECK(s == 8 + 6 + 60 + 24);
+}
+
+//= array<T, N>
+float sumUp(array<float, 4> a) { float s = 0; for (auto x : a) s += x; return s; }
+void setAll(thread array<float, 4>& a, float v) { for (uint i = 0; i < a.size(); i++) a[i] = v; }
+struct Has { array<int, 3> v; array<array<int, 2>, 2> w; };
+template <typename T, size_t N> T first(array<T, N> a) { return a[0] + T(N); }
+constant array<int, 3> fixed = {7, 8, 9};
+MAIN {
+    array<float, 4> a = {1, 2, 3, 4};
+    CHECK(sumUp(a) == 10 && a.size() == 4 && a[data[2]] == 3);
+    setAll(a, 5 + data[0]);
+    CHECK(sumUp(a) == 20);
+    array<float, 4> b = a;
+    b[0] = 1;
+    CHECK(a[0] == 5);
+    a = b;
+    CHECK(a[0] == 1 && a.front() == 1 && a.back() == 5);
+    thread float* p = a.data();
+    p[1] = 9;
+    CHECK(a[1] == 9);
+    setAll(a, 3);
+    CHECK(sumUp(a) == 12 && !a.empty() && a.max_size() == 4);
+    a.at(data[1]) = 3;
+    float s = 0;
+    for (auto i = a.begin(); i != a.end(); ++i) s += *i;
+    CHECK(s == 12);
+    Has h = {{1, 2, 3}, {{{1, 2}, {3, 4}}}};
+    CHECK(h.v[data[1]] == 2 && h.w[1][data[1]] == 4);
+    CHECK(first(h.v) == 4 && fixed[data[2]] == 9 && first(fixed) == 10);
+    metal::array<int2, 2> c = {int2(1), int2(2)};
+    CHECK(c[1].y == 2 && c.at(1).x == 2);
 }

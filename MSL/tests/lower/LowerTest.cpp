@@ -301,7 +301,7 @@ TEST(Lower, RefusesWhatTheIrCannotSay) {
          "f<8>(x, i);",
          "the program's variables take too much memory"},
         {"", "threadgroup float t[9000]; t[i] = x; x = t[i + 1];", "with 't' they need 36000 bytes, and 32768 fit"},
-        {"", "thread int* p = (thread int*)&x; x = float(p[0]);",
+        {"", "thread ushort* p = (thread ushort*)&x; x = float(p[0]);",
          "reading memory through a pointer to another type is not supported here"},
     };
     for (const auto& one : cases) {
