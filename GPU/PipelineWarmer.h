@@ -27,6 +27,7 @@ struct WarmWork {
     struct Draw {
         std::shared_ptr<RenderPipelineState> pipeline;
         PixelFormat sampled = PixelFormat::bgra8Unorm; // of the two-dimensional textures that it samples
+        std::shared_ptr<DepthStencilState> depthState = nullptr;
     };
     std::vector<Draw> draws;
     std::vector<std::shared_ptr<ComputePipelineState>> kernels;

@@ -173,8 +173,9 @@ gpu::LoadAction ShaderProgram::pictureLoadAction() const {
 
 gpu::WarmWork ShaderProgram::warmWork() const {
     gpu::WarmWork work;
-    const auto add = [&](const std::shared_ptr<gpu::RenderPipelineState>& pipeline, gpu::PixelFormat sampled) {
-        if (pipeline != nullptr) work.draws.push_back({pipeline, sampled});
+    const auto add = [&](const std::shared_ptr<gpu::RenderPipelineState>& pipeline, gpu::PixelFormat sampled,
+                         const std::shared_ptr<gpu::DepthStencilState>& depthState = nullptr) {
+        if (pipeline != nullptr) work.draws.push_back({pipeline, sampled, depthState});
     };
     if (particles_) {
         for (const auto& kernel : {particles_->spawn, particles_->update, particles_->scan, particles_->reset})
@@ -182,9 +183,10 @@ gpu::WarmWork ShaderProgram::warmWork() const {
         for (const auto& pipeline : {particles_->fade, particles_->dots, particles_->quads})
             add(pipeline, gpu::PixelFormat::rgba16Float);
     }
-    if (mesh_)
-        for (const auto& pipeline : {mesh_->background, mesh_->grid})
-            add(pipeline, gpu::PixelFormat::bgra8Unorm);
+    if (mesh_) {
+        add(mesh_->background, gpu::PixelFormat::bgra8Unorm, mesh_->behind);
+        add(mesh_->grid, gpu::PixelFormat::bgra8Unorm, mesh_->depth);
+    }
     add(pipeline_, particles_ ? gpu::PixelFormat::rgba16Float : gpu::PixelFormat::bgra8Unorm);
     return work;
 }

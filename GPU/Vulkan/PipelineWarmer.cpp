@@ -117,6 +117,7 @@ class Warming {
         RenderCommandEncoder* encoder = sampled != nullptr ? commands_->makeRenderCommandEncoder(pass) : nullptr;
         if (encoder == nullptr) return false;
         encoder->setRenderPipelineState(*pipeline);
+        encoder->setDepthStencilState(draw.depthState);
         const auto eachTexture = [](const std::shared_ptr<Function>& function, const auto& set) {
             if (function == nullptr) return;
             for (const ArgumentBinding& argument : function->descriptor().arguments)
