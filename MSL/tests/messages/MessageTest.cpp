@@ -140,6 +140,24 @@ TEST(Warnings, StaySilentWhereTheTextMayBeMeant) {
         EXPECT_EQ(warningsOf(body), "") << body;
 }
 
+// Helpers that come along with pasted text are not used, and nobody is to tidy them up.
+TEST(Warnings, SayNothingOfUnusedHelpers) {
+    const auto compiled = compile(R"(#include <metal_stdlib>
+#include <simd/simd.h>
+using namespace metal;
+#pragma mark - What's in here
+constant float PI = 3.14159265;
+static inline __attribute__((const)) float twice(float x) { return x * 2; }
+__attribute__((always_inline, unused)) static float3 never(float3 c, float unusedParameter) { return c; }
+template <typename T> T mod(T x, T y) { T unusedInATemplate; return x - y * floor(x / y); }
+struct Unused { float a; float b() const { return a; } };
+[[maybe_unused]] static constant int steps = 64;
+float sum(float2 v) { (void)v; return 0; }
+)");
+    ASSERT_TRUE(compiled) << compiled.error().text;
+    EXPECT_EQ(compiled->warnings, "");
+}
+
 // Pragmas silence a group from their line on; in a macro they stand as _Pragma. What other pragmas say is no code.
 TEST(Warnings, AreSilencedByPragmas) {
     const std::string unused = "float d = 1.0;\n", warning = "unused variable 'd'\n";
