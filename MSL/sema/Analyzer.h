@@ -285,6 +285,7 @@ class Analyzer {
     void warnOfNarrowing(const Expr* from, TypeRef to);
     Expr* explicitConvert(Expr* from, TypeRef to); // as a cast does; null when there is none
     Expr* toBool(Expr* rvalue);
+    FunctionDecl* conversionFunction(const Expr* object, TypeRef to);
     Expr* makeCast(CastKind kind, Expr* operand, TypeRef to);
     void reportConversion(Expr* from, TypeRef to, Purpose purpose, SourceLocation at);
 

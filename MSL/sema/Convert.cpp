@@ -109,14 +109,48 @@ ConversionRank Analyzer::rankConversion(Expr* from, TypeRef to) {
                 return Rank::userDefined;
         }
     }
-    if (type->is(TypeKind::struct_))
-        for (const Decl* member : type->structDecl->members)
-            if (member->kind == DeclKind::function) {
-                const auto* function = static_cast<const FunctionDecl*>(member);
-                if (function->isConversion && function->returnType && rankTypes(function->returnType, to) != Rank::none)
-                    return Rank::userDefined;
-            }
+    if (conversionFunction(from, to)) return Rank::userDefined;
     return Rank::none;
+}
+
+// The conversion operator of the object that gives the type, or what converts to it; null when there is none.
+FunctionDecl* Analyzer::conversionFunction(const Expr* object, TypeRef to) {
+    if (!object->type->is(TypeKind::struct_)) return nullptr;
+    const AddressSpace space = object->category == ValueCategory::lvalue ? object->space : AddressSpace::thread;
+    FunctionDecl* found = nullptr;
+    FunctionDecl* pattern = nullptr;
+    for (Decl* member : object->type->structDecl->members) {
+        if (member->kind != DeclKind::function || !limit_.step()) continue;
+        auto* function = static_cast<FunctionDecl*>(member);
+        if (!function->isConversion) continue;
+        const SpaceSyntax wanted = function->thisSpace;
+        const bool fits = wanted == SpaceSyntax::none ||
+                          (wanted == SpaceSyntax::thread && space == AddressSpace::thread) ||
+                          (wanted == SpaceSyntax::constant && space == AddressSpace::constant) ||
+                          (wanted == SpaceSyntax::device && space == AddressSpace::device) ||
+                          (wanted == SpaceSyntax::threadgroup && space == AddressSpace::threadgroup);
+        if (!fits) continue;
+        if (!function->templateParameters.empty()) {
+            pattern = function;
+            continue;
+        }
+        if (!function->returnType || rankTypes(function->returnType, to) == ConversionRank::none) continue;
+        if (function->returnType == to) return function;
+        if (!found) found = function;
+    }
+    if (found || !pattern || to->is(TypeKind::void_) || to->is(TypeKind::reference)) return found;
+    // template <typename T> operator T()
+    const TypeSyntax* result = pattern->returnTypeSyntax;
+    if (pattern->templateParameters.size() != 1 || !pattern->templateParameters[0]->isType || !result) return nullptr;
+    Bindings bindings = makeBindings(pattern->templateParameters);
+    const auto before = diagnostics_.mark();
+    if (!deduce(result, to, bindings) || !bindings.isBound[0]) return nullptr;
+    FunctionDecl* instance = instanceWith(pattern, bindings.arguments);
+    if (!instance || instance->isInvalid || instance->returnType != to) {
+        diagnostics_.rollBack(before);
+        return nullptr;
+    }
+    return instance;
 }
 
 ConversionRank Analyzer::rankArgument(Expr* argument, TypeRef parameterType) {
@@ -200,17 +234,15 @@ Expr* Analyzer::tryConvert(Expr* from, TypeRef to) {
             Expr* only[] = {from};
             return callConstructor(to, arena_.copy(std::span<Expr* const>(only)), false, nullptr, from->location);
         }
-        for (Decl* member : type->structDecl->members)
-            if (member->kind == DeclKind::function) {
-                auto* function = static_cast<FunctionDecl*>(member);
-                if (!function->isConversion || rankTypes(function->returnType, to) == ConversionRank::none) continue;
-                Call* node = make<Call>(from);
-                node->function = function;
-                node->object = from;
-                node->type = function->returnType;
-                function->isReferenced = true;
-                return tryConvert(node, to);
-            }
+        if (FunctionDecl* function = conversionFunction(from, to)) {
+            Call* node = make<Call>(from);
+            node->function = function;
+            node->object = from;
+            node->type = function->returnType;
+            function->isReferenced = true;
+            if (function->instanceOf && function->body && !function->isResolved) pendingBodies_.push_back(function);
+            return tryConvert(node, to);
+        }
         return nullptr;
     }
     default: break;

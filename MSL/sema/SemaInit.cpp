@@ -451,6 +451,8 @@ Expr* Analyzer::constructMatrix(TypeRef type, std::span<Expr*> arguments, Constr
         node = arena_.make<Construct>();
         node->location = node->begin = at;
     }
+    if (arguments.size() == 1 && arguments[0]->type->is(TypeKind::struct_))
+        if (Expr* converted = tryConvert(arguments[0], type)) return converted;
     bool allScalars = true;
     bool allColumns = true;
     for (Expr*& argument : arguments) {

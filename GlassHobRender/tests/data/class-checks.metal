@@ -342,6 +342,26 @@ MAIN {
     if (a) CHECK(true); else CHECK(false);
 }
 
+//= conversion operators
+struct Anything { template <typename T> operator T() && { return T{}; } };
+template <typename T, int N> struct Rows {
+    vec<T, N> columns[N];
+    operator matrix<T, N, N>() const thread { matrix<T, N, N> m; for (int i = 0; i < N; ++i) m[i] = columns[i]; return m; }
+    operator matrix<T, N, N>() const constant { return matrix<T, N, N>(T(7)); }
+    thread Rows& operator=(thread const matrix<T, N, N>& m) thread { for (int i = 0; i < N; ++i) columns[i] = m[i] * T(2); return *this; }
+};
+constant Rows<float, 2> fixed = {{float2(1), float2(2)}};
+MAIN {
+    uint x = data[1] < 9 ? 4u : Anything();
+    float2 y = data[1] > 9 ? float2(1.0) : Anything();
+    CHECK(x == 4 && all(y == float2(0)));
+    Rows<float, 2> r;
+    r = float2x2(1, 2, 3, 4 + data[0]);
+    CHECK(float2x2(r)[1].y == 8 && float2x2(fixed)[0].x == 7);
+    float2x2 m = r;
+    CHECK(m[0].y == 4);
+}
+
 //= member functions by address space
 struct Item {
     int v;
