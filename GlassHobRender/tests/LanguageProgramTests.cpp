@@ -1,5 +1,5 @@
-// Programs that check themselves on the device: classes, pointers, templates, statements. What the language refuses is
-// refused by its name.
+// Programs that check themselves on the device: classes, pointers, templates, statements. Each section of a file in
+// data/ is a source of its own.
 #include "GlassHobRender/tests/Kernels.h"
 
 #include <fstream>

@@ -306,6 +306,9 @@ void Analyzer::completeStructure(StructDecl* decl) {
         decl->members = arena_.copy(members);
     }
     layOut(decl);
+    // A part that is nested too deeply has lost its type: nothing is found through it.
+    std::erase_if(inherited, [](const VarDecl* part) { return !part->type->is(TypeKind::struct_); });
+    decl->inherited = arena_.copy(inherited);
     decl->isComplete = true;
     for (VarDecl* member : fields)
         if (member->initializer && !member->type->isError()) {
