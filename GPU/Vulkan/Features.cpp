@@ -59,7 +59,6 @@ const Row rows[] = {
      4441},
     {{"variablePointers", Need::whenUsed, "pointers chosen at run time"}, V11(variablePointers), 4442},
     {{"bufferDeviceAddress", Need::whenUsed, "device addresses"}, V12(bufferDeviceAddress), 5347},
-    {{"vulkanMemoryModel", Need::whenUsed, "the Vulkan memory model"}, V12(vulkanMemoryModel), 5345},
     {{"shaderStorageImageWriteWithoutFormat", Need::whenUsed, "writes to textures of any format"},
      CORE(shaderStorageImageWriteWithoutFormat),
      56},
