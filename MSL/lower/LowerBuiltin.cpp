@@ -1,6 +1,7 @@
 // Calls of the library. What maps to one operation of the IR becomes a builtin instruction with values for operands; a
 // function that gives back through a reference is taken apart here.
 #include "MSL/builtins/BuiltinTable.h"
+#include "MSL/lower/Library.h"
 #include "MSL/lower/Lowering.h"
 
 #include <string>
@@ -9,38 +10,6 @@ namespace msl {
 
 using ir::Op;
 using ir::Value;
-
-namespace {
-
-// What sema types and no writer can express yet: bit functions of 64-bit integers and the packing into uneven fields.
-bool hasNoTranslation(BuiltinId id, TypeRef type) {
-    switch (id) {
-    case BuiltinId::clz:
-    case BuiltinId::ctz:
-    case BuiltinId::popcount:
-    case BuiltinId::extractBits:
-    case BuiltinId::insertBits:
-    case BuiltinId::reverseBits:
-    case BuiltinId::mulhi:
-    case BuiltinId::madhi:
-    case BuiltinId::madsat: return byteSize(type->scalar) == 8;
-    case BuiltinId::packFloatToSrgbUnorm4x8:
-    case BuiltinId::packHalfToSrgbUnorm4x8:
-    case BuiltinId::packFloatToUnorm10a2:
-    case BuiltinId::packHalfToUnorm10a2:
-    case BuiltinId::packFloatToUnorm565:
-    case BuiltinId::packHalfToUnorm565:
-    case BuiltinId::unpackUnorm4x8SrgbToFloat:
-    case BuiltinId::unpackUnorm4x8SrgbToHalf:
-    case BuiltinId::unpackUnorm10a2ToFloat:
-    case BuiltinId::unpackUnorm10a2ToHalf:
-    case BuiltinId::unpackUnorm565ToFloat:
-    case BuiltinId::unpackUnorm565ToHalf: return true;
-    default: return false;
-    }
-}
-
-} // namespace
 
 Operand Lowering::callBuiltin(const Call& call) {
     const BuiltinId id = call.builtin;
@@ -74,8 +43,12 @@ Operand Lowering::callBuiltin(const Call& call) {
         if (!atLeast(2)) break;
         Value* angle = value(call.arguments[0]);
         const Access out = outArgument(call.arguments[1]);
-        Value* cosine = builder_.builtin(BuiltinId::cos, type, {&angle, 1}, call.precision);
-        Value* sine = builder_.builtin(BuiltinId::sin, type, {&angle, 1}, call.precision);
+        const auto half = [&](BuiltinId part) {
+            Value* precise = lowerLibraryCall(builder_, part, type, {&angle, 1}, call.precision);
+            return precise != nullptr ? precise : builder_.builtin(part, type, {&angle, 1}, call.precision);
+        };
+        Value* cosine = half(BuiltinId::cos);
+        Value* sine = half(BuiltinId::sin);
         store(out, Operand::ofValue(cosine, out.type), call.location);
         return plain(sine);
     }
@@ -117,10 +90,7 @@ Operand Lowering::callBuiltin(const Call& call) {
     for (const Expr* argument : call.arguments)
         operands.push_back(value(argument));
     builder_.location = call.location;
-    if (!operands.empty() && hasNoTranslation(id, operands[0]->type)) {
-        unsupported(call.location, "this form of '" + std::string(builtinName(id)) + "' is");
-        return errorOperand(call.type);
-    }
+    if (Value* spelledOut = lowerLibraryCall(builder_, id, type, operands, call.precision)) return plain(spelledOut);
     return plain(builder_.builtin(id, type, operands, call.precision));
 }
 
