@@ -210,7 +210,7 @@ TEST(LibraryPrecise, UnevenFieldsArePackedFromTheLowestBit) {
         {"pack_float_to_unorm565(float3(one, 0, 0.5)) == (31 | 16 << 11)", 1},
         {"pack_half_to_unorm565(half3(half(one), 1, 0)) == (31 | 63 << 5)", 1},
         {"pack_half_to_unorm10a2(half4(0, half(one), 0, 1)) == (1023u << 10 | 3u << 30)", 1},
-        {"pack_float_to_srgb_unorm4x8(float4(one, 0.2140411, 0.0015, 0.5)) == (255u | 128u << 8 | 5u << 16 | 128u << "
+        {"pack_float_to_srgb_unorm4x8(float4(one, 0.2158605, 0.0015, 0.6)) == (255u | 128u << 8 | 5u << 16 | 153u << "
          "24)",
          1},
         {"unpack_unorm10a2_to_float((1023u | 341u << 10 | 2u << 30) * uint(one)).y", 341.0F / 1023},

@@ -201,7 +201,7 @@ Number fusedMultiplyAdd(const Number& x, const Number& y, const Number& z) {
     const Number addend = choose(isZero(z), 0, c.mantissa.to(ulongKind) << 38);
     // Both count units of 2^(exponent - 60) now.
     const Number productExponent = choose(product == 0, -500, a.exponent + b.exponent);
-    const Number addendExponent = choose(addend == 0, -500, c.exponent + 1);
+    const Number addendExponent = choose(addend == 0, -500, c.exponent - 1);
     const Number exponent = device(BuiltinId::max, {productExponent, addendExponent});
     const auto aligned = [&](const Number& bits, const Number& own) {
         const Number by = device(BuiltinId::min, {exponent - own, exponent.constant(63)}).to(ulongKind);
@@ -391,7 +391,7 @@ struct Angle {
 
 // Any angle, however large: 2/pi to 224 bits, of which the 96 that matter are multiplied by the mantissa.
 Angle reduceAngle(const Number& x) {
-    constexpr unsigned words[] = {0,          0xA2F9836E, 0x4E441529, 0xFC2757D1,
+    constexpr unsigned words[] = {0,          0,          0xA2F9836E, 0x4E441529, 0xFC2757D1,
                                   0xF534DDC0, 0xDB629599, 0x3C439041, 0xFE5163AB};
     const Parts parts = split(x);
     // The first of four words, and how far into it, so that what lies above is a multiple of four quadrants.
