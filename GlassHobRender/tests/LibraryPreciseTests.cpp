@@ -219,6 +219,20 @@ TEST(LibraryPrecise, UnevenFieldsArePackedFromTheLowestBit) {
         {"float(unpack_unorm565_to_half(ushort(31 | 21 << 5) * ushort(one)).x)", 1},
         {"unpack_unorm4x8_srgb_to_float(0x80008000u * uint(one)).y", 0.2158605F},
         {"unpack_unorm4x8_srgb_to_float(0x80008000u * uint(one)).w", 128.0F / 255},
+        {"pack_half_to_snorm2x16(half2(half(one), -1)) == 0x80017FFFu", 1},
+        {"pack_half_to_snorm4x8(half4(half(one), -1, 0, 1)) == 0x7F00817Fu", 1},
+        {"pack_half_to_unorm2x16(half2(half(one), 0)) == 0xFFFFu", 1},
+        {"pack_half_to_srgb_unorm4x8(half4(half(one), 0, 0, 1)) == 0xFF0000FFu", 1},
+        {"unpack_snorm2x16_to_half(0x80017FFFu * uint(one)).y", -1},
+        {"unpack_snorm4x8_to_half(0x7F00817Fu * uint(one)).y", -1},
+        {"unpack_unorm2x16_to_half(0xFFFF0000u * uint(one)).y", 1},
+        {"unpack_unorm4x8_srgb_to_half(0xFF0000FFu * uint(one)).x", 1},
+        {"unpack_unorm10a2_to_half((1023u << 10) * uint(one)).y", 1},
+        {"fmax3(one, 3.0, 2.0)", 3},
+        {"fmin3(2.0, one, 3.0)", 1},
+        {"fmedian3(3.0, one, 2.0)", 2},
+        {"precise::fmedian3(3.0, one, 2.0)", 2},
+        {"mad(one, 3.0, 2.0)", 5},
         {"fract(-1e-10 * one)", 0x1.FFFFFEp-1F},
         {"float(fract(half(-5.96e-8) * half(one)))", 0x1.FFCp-1F},
         {"precise::length(float3(3, 4, 12) * one)", 13},
@@ -239,7 +253,7 @@ TEST(LibraryPrecise, UnevenFieldsArePackedFromTheLowestBit) {
     ASSERT_TRUE(runKernel(source, buffers, 1));
     const auto got = valuesOf<float>(buffers[1]);
     for (std::size_t n = 0; n < number; ++n)
-        EXPECT_NEAR(got[n], facts[n].expected, 1e-5 * facts[n].expected) << facts[n].expression;
+        EXPECT_NEAR(got[n], facts[n].expected, 1e-5 * std::abs(facts[n].expected)) << facts[n].expression;
 }
 
 } // namespace
