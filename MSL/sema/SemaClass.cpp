@@ -80,7 +80,8 @@ Expr* Analyzer::throughFields(Expr* object, std::span<VarDecl* const> steps, Sou
 Expr* Analyzer::toBase(Expr* object, TypeRef base) {
     const bool isPointer = object->type->is(TypeKind::pointer);
     const TypeRef type = isPointer ? object->type->element : object->type;
-    if (!type->is(TypeKind::struct_) || !base->is(TypeKind::struct_)) return nullptr;
+    // The pattern of a class template has no type; a broken one may still own what is called.
+    if (!base || !type->is(TypeKind::struct_) || !base->is(TypeKind::struct_)) return nullptr;
     std::vector<VarDecl*> steps;
     if (!findSteps(type->structDecl, base->structDecl, steps)) return nullptr;
     if (steps.empty()) return object;

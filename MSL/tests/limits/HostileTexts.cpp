@@ -375,6 +375,12 @@ const std::vector<HostileText>& hostileTexts() {
              return shader("struct S0 { float x; };\n" + numbered("struct S$ : S@ { float y$; };\n", 5'000),
                            "S5000 s; s.x = n; o[0] = s.x;");
          }},
+        // small ones that once brought the compiler down
+        {"a method of a class template that never ends",
+         [] {
+             return std::string("template<typename struct Pair{sum(a};float4 shade(Uniforms u,Params p){arr;for()"
+                                "clamp(y,q)+q);s=sq()+ sq(v).x +fbm+Pair<float>{}.sum()");
+         }},
     };
     return texts;
 }
