@@ -44,7 +44,8 @@ QString lastShaderKey() {
 
 AppModel::AppModel(Surroundings surroundings, QObject* parent)
     : QObject(parent), device_(std::move(surroundings.device)), questions_(surroundings.questions),
-      pendingCompile_(std::move(surroundings.compileDelay)) {}
+      pendingCompile_(std::move(surroundings.compileDelay)),
+      presets_(std::make_unique<Presets>(*this, *questions_, std::move(surroundings.presetStore))) {}
 
 AppModel::~AppModel() {
     pendingCompile_->cancel();
@@ -407,16 +408,27 @@ QString AppModel::statusText() const {
 
 // ---- The sliders ----------------------------------------------------------------------------------------------------
 
-void AppModel::setValue(const std::string& name, float value) {
-    if (!program_ || !std::isfinite(value)) return;
+bool AppModel::takeValue(const std::string& name, float value) {
+    if (!program_ || !std::isfinite(value)) return false;
     const auto& params = program_->params();
     const auto declaration = std::ranges::find(params, name, &ParamDecl::name);
-    if (declaration == params.end()) return;
+    if (declaration == params.end()) return false;
     value = std::min(std::max(value, declaration->min), declaration->max);
     auto [place, added] = values_.try_emplace(name, value);
-    if (!added && place->second == value) return;
+    if (!added && place->second == value) return false;
     place->second = value;
-    emit valueChanged(asQString(name));
+    return true;
+}
+
+void AppModel::setValue(const std::string& name, float value) {
+    if (takeValue(name, value)) emit valueChanged(asQString(name));
+}
+
+void AppModel::setValues(const SliderValues& values) {
+    bool any = false;
+    for (const auto& [name, value] : values)
+        any = takeValue(name, value) || any;
+    if (any) emit valuesReset();
 }
 
 void AppModel::resetAllValues() {

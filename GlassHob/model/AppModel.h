@@ -6,6 +6,7 @@
 #pragma once
 
 #include "GlassHob/model/Delay.h"
+#include "GlassHob/model/Presets.h"
 #include "GlassHob/model/Questions.h"
 #include "GlassHobCore/Diagnostics.h"
 #include "GlassHobCore/Params.h"
@@ -41,6 +42,7 @@ class AppModel : public QObject {
         // Must outlive the model.
         Questions* questions = nullptr;
         std::unique_ptr<Delay> compileDelay = std::make_unique<TimerDelay>();
+        PresetStore presetStore = PresetStore();
     };
 
     explicit AppModel(Surroundings surroundings, QObject* parent = nullptr);
@@ -107,8 +109,11 @@ class AppModel : public QObject {
     const SliderValues& declaredDefaults() const { return declaredDefaults_; }
     // Clamped into the declared range; a name that is not declared, or a value that is not finite, is ignored.
     void setValue(const std::string& name, float value);
+    // All at once, each as setValue() takes it.
+    void setValues(const SliderValues& values);
     void resetAllValues();
     int changedValueCount() const;
+    Presets& presets() { return *presets_; }
 
     // ---- The clock of the preview ----
     struct Tick {
@@ -138,12 +143,13 @@ class AppModel : public QObject {
     void documentChanged(); // file, dirty, needsRun
     void compiled();        // program, diagnostics, warnings, errorText, compileMillis, values
     void valueChanged(const QString& name);
-    void valuesReset();
+    void valuesReset();  // several at once: reset, or a preset applied
     void clockChanged(); // a tenth of a second has passed, or pause and start were pressed
     void showsEditorChanged();
 
   private:
     void setDirty();
+    bool takeValue(const std::string& name, float value);
     void takeProgram(std::shared_ptr<const ShaderProgram> program);
     void writeTo(const QString& path, std::function<void(bool)> then);
     void watchFile();
@@ -152,6 +158,7 @@ class AppModel : public QObject {
     std::shared_ptr<gpu::Device> device_;
     Questions* questions_;
     std::unique_ptr<Delay> pendingCompile_;
+    std::unique_ptr<Presets> presets_;
 
     std::optional<QString> filePath_;
     std::string currentText_;

@@ -20,12 +20,22 @@ struct Question {
     int escapeButton = 0;
 };
 
+// Asks for one line of text; Escape gives none.
+struct TextQuestion {
+    QString message;
+    QString informativeText;
+    QString placeholder;
+    QString acceptButton;
+};
+
 class Questions {
   public:
     virtual ~Questions() = default;
 
     // `answer` gets the index of the button chosen.
     virtual void ask(const Question& question, std::function<void(int)> answer) = 0;
+    // `answer` gets the text as it was typed, or nothing when cancelled.
+    virtual void askText(const TextQuestion& question, std::function<void(std::optional<QString>)> answer) = 0;
     // Something went wrong; nothing to choose.
     virtual void warn(const QString& message, const QString& informativeText) = 0;
     // A file to open; nothing when cancelled.

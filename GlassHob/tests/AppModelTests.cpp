@@ -1,6 +1,5 @@
-#include "GPU/Device.h"
-#include "GlassHob/model/AppModel.h"
 #include "GlassHob/model/SampleThumbnails.h"
+#include "GlassHob/tests/ModelTestSupport.h"
 #include "GlassHobCore/FileWatcher.h"
 #include "GlassHobRender/ShaderProgram.h"
 
@@ -18,90 +17,6 @@
 
 namespace glasshob {
 namespace {
-
-class ManualDelay : public Delay {
-  public:
-    void start(double seconds, std::function<void()> action) override {
-        seconds_ = seconds;
-        action_ = std::move(action);
-        ++starts;
-    }
-    void cancel() override { action_ = {}; }
-    bool isWaiting() const override { return bool(action_); }
-    void elapse() {
-        if (auto action = std::exchange(action_, {})) action();
-    }
-    double seconds_ = 0;
-    int starts = 0;
-
-  private:
-    std::function<void()> action_;
-};
-
-class ScriptedQuestions : public Questions {
-  public:
-    void ask(const Question& question, std::function<void(int)> answer) override {
-        asked << question.message;
-        last = question;
-        if (holds)
-            held = std::move(answer);
-        else
-            answer(choice);
-    }
-    void warn(const QString& message, const QString& informativeText) override {
-        warnings << message + u'|' + informativeText;
-    }
-    void chooseFileToOpen(const QString&, const QString&, std::function<void(std::optional<QString>)> answer) override {
-        answer(path);
-    }
-    void chooseFileToSave(const QString&, const QString&, const QString& name,
-                          std::function<void(std::optional<QString>)> answer) override {
-        suggested = name;
-        answer(path);
-    }
-    QStringList asked, warnings;
-    Question last;
-    QString suggested;
-    int choice = 0;
-    bool holds = false;
-    std::function<void(int)> held;
-    std::optional<QString> path;
-};
-
-std::string shader(const std::string& params, const std::string& color = "float4(1.0, 0.5, 0.25, 1.0)") {
-    return params + "\nfloat4 shade(float2 uv, constant Uniforms& u, constant Params& p) {\n    return " + color +
-           ";\n}\n";
-}
-
-class AppModelTest : public ::testing::Test {
-  protected:
-    void SetUp() override {
-        QSettings().clear();
-        auto device = gpu::Device::systemDefault();
-        ASSERT_TRUE(device) << device.error().description();
-        auto delay = std::make_unique<ManualDelay>();
-        delay_ = delay.get();
-        model = std::make_unique<AppModel>(AppModel::Surroundings{*device, &questions, std::move(delay)});
-        model->editorSink = [this](const std::string& text) { shown = text; };
-    }
-    QString file(const QString& name, const std::string& text) {
-        const QString path = folder.filePath(name);
-        QFile out(path);
-        EXPECT_TRUE(out.open(QIODevice::WriteOnly));
-        out.write(text.data(), qint64(text.size()));
-        return path;
-    }
-    static std::string contents(const QString& path) {
-        QFile in(path);
-        return in.open(QIODevice::ReadOnly) ? in.readAll().toStdString() : "(unreadable)";
-    }
-
-    QTemporaryDir folder;
-    ScriptedQuestions questions;
-    ManualDelay* delay_ = nullptr;
-    std::unique_ptr<AppModel> model;
-    std::string shown;
-};
 
 TEST_F(AppModelTest, TheFirstDocumentIsTheArgumentTheLastOneOrTheSample) {
     const QString given = file("given.metal", shader("")), last = file("last.metal", shader(""));

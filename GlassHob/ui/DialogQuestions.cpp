@@ -4,9 +4,12 @@
 #include "GlassHob/ui/Theme.h"
 
 #include <QAbstractButton>
+#include <QDialogButtonBox>
 #include <QFileDialog>
+#include <QGridLayout>
 #include <QLabel>
 #include <QLayout>
+#include <QLineEdit>
 #include <QMessageBox>
 #include <QPushButton>
 
@@ -55,6 +58,33 @@ void DialogQuestions::ask(const Question& question, std::function<void(int)> ans
                          answer(chosen >= 0 ? int(chosen) : escape);
                      });
     box->open();
+}
+
+void DialogQuestions::askText(const TextQuestion& question, std::function<void(std::optional<QString>)> answer) {
+    QMessageBox* box = makeBox(window_, question.message, question.informativeText);
+    QPushButton* accept = box->addButton(question.acceptButton, QMessageBox::AcceptRole);
+    QPushButton* cancel = box->addButton(QMessageBox::tr("Cancel"), QMessageBox::RejectRole);
+    box->setDefaultButton(accept);
+    box->setEscapeButton(cancel);
+    auto* field = new QLineEdit(box);
+    field->setFixedSize(240, 24);
+    field->setPlaceholderText(question.placeholder);
+    field->setAccessibleName(question.placeholder);
+    // Under the texts, which share the grid's last column, and over the row of buttons.
+    if (auto* grid = qobject_cast<QGridLayout*>(box->layout())) {
+        const auto* informative = box->findChild<QWidget*>(QStringLiteral("qt_msgbox_informativelabel"));
+        int row = grid->rowCount() - 1, column = grid->columnCount() - 1, rows = 1, columns = 1;
+        if (const int index = informative ? grid->indexOf(const_cast<QWidget*>(informative)) : -1; index >= 0)
+            grid->getItemPosition(index, &row, &column, &rows, &columns);
+        QLayoutItem* buttons = grid->takeAt(grid->indexOf(box->findChild<QDialogButtonBox*>()));
+        grid->addWidget(field, row + 1, column, 1, columns);
+        grid->addItem(buttons, row + 2, 0, 1, grid->columnCount());
+    }
+    QObject::connect(box, &QDialog::finished, box, [box, field, accept, answer = std::move(answer)] {
+        answer(box->clickedButton() == accept ? std::optional(field->text()) : std::nullopt);
+    });
+    box->open();
+    field->setFocus();
 }
 
 void DialogQuestions::warn(const QString& message, const QString& informativeText) {

@@ -15,6 +15,7 @@ class DialogQuestions : public Questions {
     void setWindow(QWidget* window) { window_ = window; }
 
     void ask(const Question& question, std::function<void(int)> answer) override;
+    void askText(const TextQuestion& question, std::function<void(std::optional<QString>)> answer) override;
     void warn(const QString& message, const QString& informativeText) override;
     void chooseFileToOpen(const QString& message, const QString& folder,
                           std::function<void(std::optional<QString>)> answer) override;
