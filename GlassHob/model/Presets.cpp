@@ -89,7 +89,56 @@ void Presets::saveAfterQuestion() {
     question.acceptButton = tr("Save");
     questions_.askText(question, [this, key = key_](const std::optional<QString>& name) {
         // Another document may have been opened while the question was up: its sliders are not meant.
-        if (name && key == key_) save(*name, model_.values());
+        if (!name || key != key_) return;
+        const QString trimmed = name->trimmed();
+        if (has(trimmed))
+            replaceAfterQuestion(trimmed);
+        else
+            save(trimmed, model_.values());
+    });
+}
+
+void Presets::askToReplace(const QString& name, const QString& informativeText, std::function<void()> then) {
+    Question question;
+    question.message = tr("Replace the preset %1?").arg(name);
+    question.informativeText = informativeText;
+    question.buttons = {tr("Replace"), tr("Cancel")};
+    question.escapeButton = 1;
+    questions_.ask(question, [this, key = key_, then = std::move(then)](int button) {
+        if (button == 0 && key == key_) then();
+    });
+}
+
+void Presets::replaceAfterQuestion(const QString& name) {
+    askToReplace(name, tr("It takes the values that the sliders have now."),
+                 [this, name] { save(name, model_.values()); });
+}
+
+void Presets::renameAfterQuestion(const QString& name) {
+    const auto kept = values(name);
+    if (!kept) return;
+    TextQuestion question;
+    question.message = tr("Rename the preset %1").arg(name);
+    question.informativeText = tr("Its slider values stay as they are.");
+    question.placeholder = tr("Name");
+    question.acceptButton = tr("Rename");
+    question.text = name;
+    questions_.askText(question, [this, name, kept = *kept, key = key_](const std::optional<QString>& typed) {
+        const QString other = typed ? typed->trimmed() : QString();
+        if (other.isEmpty() || other == name || key != key_) return;
+        auto rename = [this, name, other, kept] {
+            // The new one first: a disk that is full leaves the old one.
+            store_.save(kept, other, key_);
+            const auto written = store_.presets(key_);
+            const bool there = std::ranges::any_of(
+                written, [&](const auto& one) { return isSamePresetName(one.first, other) && one.second == kept; });
+            if (there && !isSamePresetName(name, other)) store_.delete_(name, key_);
+            announce();
+        };
+        if (has(other) && !isSamePresetName(name, other))
+            askToReplace(other, tr("The preset %1 takes its place.").arg(name), rename);
+        else
+            rename();
     });
 }
 

@@ -9,6 +9,7 @@
 #include <QObject>
 #include <QStringList>
 
+#include <functional>
 #include <optional>
 
 namespace glasshob {
@@ -36,8 +37,12 @@ class Presets : public QObject {
     // A parameter that the preset lacks takes its default, so that a preset always gives the same picture; a name that
     // the shader no longer declares is passed over; a value outside the range that the shader declares now is clamped.
     void apply(const QString& name);
-    // Asks for a name and saves the values of this moment under it.
+    // Asks for a name and saves the values of this moment under it; asks once more before it replaces a preset.
     void saveAfterQuestion();
+    // Asks, then gives the preset the values of this moment.
+    void replaceAfterQuestion(const QString& name);
+    // Asks for another name, and before it replaces a preset that has it.
+    void renameAfterQuestion(const QString& name);
     // Replaces a preset of that name. A name of blanks saves nothing.
     void save(const QString& name, const SliderValues& values);
     void delete_(const QString& name);
@@ -48,6 +53,9 @@ class Presets : public QObject {
   private:
     void followDocument();
     void announce();
+    bool has(const QString& name) const { return values(name).has_value(); }
+    // Asks before `then` replaces the preset; another document meanwhile makes it nothing.
+    void askToReplace(const QString& name, const QString& informativeText, std::function<void()> then);
 
     AppModel& model_;
     Questions& questions_;

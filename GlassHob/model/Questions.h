@@ -26,6 +26,7 @@ struct TextQuestion {
     QString informativeText;
     QString placeholder;
     QString acceptButton;
+    QString text = {}; // what the field holds at first, selected
 };
 
 class Questions {

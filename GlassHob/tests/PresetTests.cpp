@@ -143,6 +143,55 @@ TEST_F(PresetsTest, SavingAsksForANameAndListsItSorted) {
     EXPECT_EQ(presets.version(), version + 5);
 }
 
+TEST_F(PresetsTest, ReplacingIsAskedForAndRenamingKeepsTheValues) {
+    model->open(file("a.metal", shader("// @param s 1 0 2")));
+    auto& presets = model->presets();
+    auto value = [&](const char* name) {
+        const auto values = presets.values(QString::fromUtf8(name));
+        return values ? std::optional(values->at("s")) : std::nullopt;
+    };
+    presets.save("one", {{"s", 0.5f}});
+    presets.save("two", {{"s", 1.5f}});
+    questions.typed = " one ";
+    questions.choice = 1;
+    presets.saveAfterQuestion();
+    EXPECT_EQ(questions.last.message, "Replace the preset one?");
+    EXPECT_EQ(questions.last.buttons, (QStringList{"Replace", "Cancel"}));
+    EXPECT_EQ(value("one"), 0.5f);
+    questions.choice = 0;
+    presets.saveAfterQuestion();
+    EXPECT_EQ(value("one"), 1.0f);
+
+    questions.asked.clear();
+    questions.typed = "three";
+    presets.renameAfterQuestion("one");
+    EXPECT_EQ(questions.lastText.text, "one");
+    EXPECT_EQ(presets.names(), (QStringList{"three", "two"}));
+    EXPECT_EQ(value("three"), 1.0f);
+    questions.typed = "two";
+    questions.choice = 1;
+    presets.renameAfterQuestion("three");
+    EXPECT_EQ(presets.names(), (QStringList{"three", "two"}));
+    EXPECT_EQ(value("two"), 1.5f);
+    questions.choice = 0;
+    presets.renameAfterQuestion("three");
+    EXPECT_EQ(presets.names(), (QStringList{"two"}));
+    EXPECT_EQ(value("two"), 1.0f);
+    for (const char* same : {"two", " ", ""}) {
+        questions.typed = same;
+        presets.renameAfterQuestion("two");
+    }
+    EXPECT_EQ(presets.names(), (QStringList{"two"}));
+    // The same text with its accent encoded another way is a change of spelling, not another preset.
+    presets.save(QString::fromUtf8("e\xCC\x81"), {{"s", 0.25f}});
+    questions.asked.clear();
+    questions.typed = QString::fromUtf8("\xC3\xA9");
+    presets.renameAfterQuestion(QString::fromUtf8("e\xCC\x81"));
+    EXPECT_EQ(presets.names().size(), 2);
+    EXPECT_EQ(value("\xC3\xA9"), 0.25f);
+    EXPECT_EQ(questions.asked.size(), 1) << "nothing is replaced";
+}
+
 TEST_F(PresetsTest, ApplyingGivesTheSamePictureWhateverWasSet) {
     model->open(file("a.metal", shader("// @param s 1 0 2\n// @param t 1 0 9\n// @param gone 1 0 2")));
     model->setValue("s", 2);

@@ -69,6 +69,8 @@ void DialogQuestions::askText(const TextQuestion& question, std::function<void(s
     auto* field = new QLineEdit(box);
     field->setFixedSize(240, 24);
     field->setPlaceholderText(question.placeholder);
+    field->setText(question.text);
+    field->selectAll();
     field->setAccessibleName(question.placeholder);
     // Under the texts, which share the grid's last column, and over the row of buttons.
     if (auto* grid = qobject_cast<QGridLayout*>(box->layout())) {
