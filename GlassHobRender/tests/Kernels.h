@@ -12,9 +12,13 @@
 
 #include <cstring>
 #include <span>
+#include <string_view>
 #include <vector>
 
 namespace glasshob::testing {
+
+// Hears the text of every program that is about to run, in test programs that keep a record.
+inline void (*onExecution)(std::string_view source) = nullptr;
 
 struct KernelOptions {
     gpu::Size threadgroup = {0, 1, 1}; // width 0: the layer chooses
@@ -29,6 +33,7 @@ inline bool runKernel(const std::string& source, std::vector<std::vector<std::by
                       const KernelOptions& options = {}) {
     const auto on = device();
     if (on == nullptr) return false;
+    if (onExecution != nullptr) onExecution(source);
     auto compiled = msl::compile(source);
     if (!compiled) {
         ADD_FAILURE() << compiled.error().text;

@@ -301,6 +301,47 @@ kernel void check(const device uint* input, device uint* out, threadgroup uint* 
     }
 }
 
+TEST(ThreadgroupMemory, BarriersAndFencesShowWhatOthersWrote) {
+    // Neighbours exchange numbers: over the whole group behind a barrier, inside a simdgroup behind its own, and
+    // through device memory, where the last thread to come finds what all the others left before their fence.
+    std::vector<std::vector<std::byte>> buffers = {zeros<std::uint32_t>(threadCount), zeros<std::uint32_t>(threadCount),
+                                                   zeros<std::uint32_t>(threadCount), zeros<std::uint32_t>(2)};
+    ASSERT_TRUE(runKernel(head + R"(
+kernel void check(device uint* far [[buffer(0)]], device uint* near [[buffer(1)]], device uint* left [[buffer(2)]],
+                  device atomic_uint* end [[buffer(3)]], uint id [[thread_position_in_grid]],
+                  uint count [[threads_per_threadgroup]], uint lane [[thread_index_in_simdgroup]],
+                  uint width [[threads_per_simdgroup]]) {
+    threadgroup uint shared[512];
+    shared[id] = id * 3;
+    threadgroup_barrier(mem_flags::mem_threadgroup);
+    far[id] = shared[count - 1 - id];
+    threadgroup_barrier(mem_flags::mem_threadgroup);
+    shared[id] = id * 5;
+    simdgroup_barrier(mem_flags::mem_threadgroup);
+    near[id] = shared[id - lane + (width - 1 - lane)];
+    left[id] = id + 1;
+    atomic_thread_fence(mem_flags::mem_device, memory_order_seq_cst, thread_scope_device);
+    if (atomic_fetch_add_explicit(&end[0], 1u, memory_order_relaxed) == count - 1) {
+        atomic_thread_fence(mem_flags::mem_device, memory_order_seq_cst, thread_scope_device);
+        uint sum = 0;
+        for (uint i = 0; i < count; i++) sum += left[i];
+        atomic_store_explicit(&end[1], sum, memory_order_relaxed);
+        atomic_store_explicit(&end[0], width, memory_order_relaxed);
+    }
+})",
+                          buffers, threadCount, {.threadgroup = {threadCount, 1, 1}}));
+    const auto last = valuesOf<std::uint32_t>(buffers[3]);
+    const std::uint32_t width = last[0];
+    const auto far = valuesOf<std::uint32_t>(buffers[0]);
+    const auto near = valuesOf<std::uint32_t>(buffers[1]);
+    for (std::uint32_t id = 0; id < threadCount; ++id) {
+        EXPECT_EQ(far[id], (threadCount - 1 - id) * 3);
+        const std::uint32_t other = id / width * width + (width - 1 - id % width);
+        if (other < threadCount) EXPECT_EQ(near[id], other * 5) << id;
+    }
+    EXPECT_EQ(last[1], threadCount * (threadCount + 1) / 2);
+}
+
 TEST(ThreadgroupMemory, SortsAndMultipliesInTiles) {
     // 512 numbers sorted by 256 threads; the partner of every exchange is another thread's.
     std::vector<std::int32_t> numbers(512);

@@ -212,7 +212,7 @@ kernel void check(device uint* out, device uint* size, uint id [[thread_position
         o[9] = uint(simd_active_threads_mask()) & 0xff;
         o[10] = simd_is_first();
         o[11] = quad_sum(lane % 4);
-        o[12] = quad_is_first();
+        o[12] = quad_is_first() + 10 * uint(ulong(quad_active_threads_mask()));
         o[13] = uint(quad_ballot(lane % 4 > 1));
         o[14] = quad_broadcast_first(lane % 4);
         o[15] = quad_min(lane % 4) * 100 + quad_prefix_exclusive_sum(lane % 4);
@@ -229,7 +229,7 @@ kernel void check(device uint* out, device uint* size, uint id [[thread_position
         if (q != 0) {
             const std::uint32_t before = q == 1 ? 0U : q == 2 ? 1U : 3U;
             for (const std::uint32_t value : {size - size / 4, 0xeeU & low, std::uint32_t(lane == 1), 6U,
-                                              std::uint32_t(q == 1), 12U, 1U, 100 + before})
+                                              std::uint32_t(q == 1) + 140, 12U, 1U, 100 + before})
                 expected.push_back(value);
         }
         for (std::size_t k = 0; k < expected.size(); ++k)

@@ -30,6 +30,7 @@ struct Draw {
 // The functions "v" and "f" of `source`, drawn over zeros; the pixels of every target, top row first.
 std::vector<std::vector<Pixel>> drawn(const std::string& source, const Draw& draw) {
     const auto on = device();
+    if (onExecution != nullptr) onExecution(source);
     auto compiled = msl::compile(head + source);
     if (on == nullptr || !compiled) {
         ADD_FAILURE() << (compiled ? "" : compiled.error().text);
@@ -327,6 +328,43 @@ fragment float4 f(float4 p [[position]], uint lane [[thread_index_in_quadgroup]]
         EXPECT_EQ(pixel[2], 101);
         EXPECT_EQ(std::abs(pixel[3]), 1);
     }
+}
+
+TEST(Stages, DerivativesOfEveryShape) {
+    // A plane of known slopes, 3 a pixel to the right and -2 a pixel down, in every component times its number.
+    for (const std::string kind : {"float", "half"})
+        for (unsigned width = 1; width <= 4; ++width) {
+            const std::string type = width == 1 ? kind : kind + std::to_string(width);
+            const std::string last = width == 1 ? "" : std::string(".") + "xyzw"[width - 1];
+            std::string factors = "1";
+            for (unsigned c = 2; c <= width; ++c)
+                factors += ", " + std::to_string(c);
+            const auto targets = drawn("fragment float4 f(float4 p [[position]]) {\n" + type + " x = " + type + "(" +
+                                           kind + "(3 * p.x - 2 * p.y)) * " + type + "(" + factors +
+                                           ");\nreturn float4(dfdx(x)" + last + ", dfdy(x)" + last + ", fwidth(x)" +
+                                           last + ", simd_is_helper_thread() || quad_is_helper_thread() ? 1 : 0); }",
+                                       {.vertexSource = fullScreen("", "")});
+            ASSERT_EQ(targets.size(), 1U);
+            const auto by = float(width);
+            EXPECT_EQ(at(targets[0], 3, 5), (Pixel{3 * by, -2 * by, 5 * by, 0})) << type;
+        }
+}
+
+TEST(Stages, ADiscardedFragmentIsAHelper) {
+    // The neighbours of the discarded ones ask it for what it found out.
+    const auto targets = drawn(R"(
+static float asked(bool cut) {
+    float before = simd_is_helper_thread() ? 10 : 0;
+    if (cut) discard_fragment();
+    return before + (simd_is_helper_thread() ? 1 : 0);
+}
+fragment float4 f(float4 p [[position]]) {
+    float own = asked(int(p.x) % 2 == 1);
+    return float4(own, quad_shuffle_xor(own, 1), 0, 1); })",
+                               {.vertexSource = fullScreen("", "")});
+    ASSERT_EQ(targets.size(), 1U);
+    EXPECT_EQ(at(targets[0], 2, 2), (Pixel{0, 1, 0, 1}));
+    EXPECT_EQ(at(targets[0], 3, 2), (Pixel{0, 0, 0, 0}));
 }
 
 TEST(Stages, FragmentsCountInBuffers) {

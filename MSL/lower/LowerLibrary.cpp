@@ -195,9 +195,14 @@ ir::Function* preciseInstance(ir::Builder& builder, BuiltinId id, TypeRef type, 
 Value* preciseCall(ir::Builder& builder, BuiltinId id, TypeRef type, std::span<Value* const> operands) {
     if (!type->isScalar() && !type->isVector()) return nullptr;
     if (!isFloating(type->scalar) || operands.empty() || operands.size() > 3) return nullptr;
-    // Half functions compute in float and round once, which is all that half can show.
-    if (type->scalar != ScalarKind::float_) return nullptr;
     Value* values[3] = {};
+    if (type->scalar == ScalarKind::half) { // computed in float and rounded once
+        const TypeTable& types = builder.module.types;
+        for (std::size_t i = 0; i < operands.size(); ++i)
+            values[i] = builder.convert(types.withScalar(operands[i]->type, ScalarKind::float_), operands[i]);
+        Value* made = preciseCall(builder, id, types.withScalar(type, ScalarKind::float_), {values, operands.size()});
+        return made == nullptr ? nullptr : builder.convert(type, made);
+    }
     for (std::size_t i = 0; i < operands.size(); ++i) {
         values[i] = operands[i];
         if (values[i]->type->isScalar() && type->isVector() && values[i]->type->scalar == ScalarKind::float_)

@@ -159,7 +159,8 @@ Id ModuleWriter::convert(TypeRef from, TypeRef to, Id converted) {
 }
 
 // Truncates and saturates. The upper end needs care: the largest integer is no float, so what is past it is chosen
-// apart; below the lower end, which is a float, the value is raised to it.
+// apart; below the lower end, which is a float, the value is raised to it. NaN becomes zero: what min and max make of
+// it differs from device to device.
 Id ModuleWriter::convertToInteger(TypeRef from, TypeRef to, Id converted) {
     const unsigned bits = byteSize(to->scalar) * 8;
     const bool isSignedTarget = isSigned(to->scalar);
@@ -169,6 +170,8 @@ Id ModuleWriter::convertToInteger(TypeRef from, TypeRef to, Id converted) {
         converted = convert(from, wide, converted);
         from = wide;
     }
+    const Id isNumber = asm_.result(spv::Op::OpFOrdEqual, boolVector, {converted, converted});
+    converted = asm_.result(spv::Op::OpSelect, logicalType(from), {isNumber, converted, splatConstant(from, 0)});
     if (bits < 32) {
         const TypeRef wide = module_.types.vector(ScalarKind::int_, to->columns);
         const double low = isSignedTarget ? -std::ldexp(1.0, static_cast<int>(bits) - 1) : 0.0;

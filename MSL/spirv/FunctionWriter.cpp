@@ -18,6 +18,9 @@ std::expected<Words, std::string> ModuleWriter::write() {
         if (entry->stage == Stage::fragment)
             for (const ir::Variable* variable : *entry->interface)
                 if (variable->kind == ir::Variable::Kind::input) fragmentInputs_[variable->id] = true;
+    for (const ir::Entry* entry : module_.entries)
+        for (const ir::Variable* variable : usesOf(*entry->function))
+            asksForHelpers_ = asksForHelpers_ || variable->systemValue == ir::SystemValue::helperInvocation;
     for (const ir::Function* function : module_.functions)
         writeFunction(*function);
     for (const ir::Entry* entry : module_.entries)
@@ -258,6 +261,9 @@ void ModuleWriter::writeInstruction(const Instruction& instruction) {
     case Op::builtin: bind(instruction, builtin(instruction)); return;
     case Op::discard:
         asm_.capability(spv::Capability::DemoteToHelperInvocation);
+        if (asksForHelpers_)
+            asm_.code(spv::Op::OpStore, {discardedFlag(), asm_.internedConstant(spv::Op::OpConstantTrue,
+                                                                                scalarType(ScalarKind::bool_), {})});
         asm_.code(spv::Op::OpDemoteToHelperInvocation, {});
         return;
     case Op::construct: {
@@ -350,6 +356,7 @@ void ModuleWriter::writeEntry(const ir::Entry& entry) {
     for (const ir::Variable* variable : uses)
         if (variable->systemValue != ir::SystemValue::workgroupSize) // a constant
             interface.push_back(global(*variable).id);
+    if (discarded_ != 0 && entry.stage == Stage::fragment) interface.push_back(discarded_);
 
     const Id function = functionId(*entry.function);
     switch (entry.stage) {

@@ -193,6 +193,14 @@ Id ModuleWriter::placePointer(const ir::Place& place, spv::StorageClass& storage
     return asm_.result(spv::Op::OpAccessChain, pointerType(storage, pointee), indices);
 }
 
+Id ModuleWriter::discardedFlag() {
+    if (discarded_ != 0) return discarded_;
+    const Id boolean = scalarType(ScalarKind::bool_);
+    discarded_ = asm_.globalVariable(pointerType(spv::StorageClass::Private, boolean), spv::StorageClass::Private,
+                                     asm_.internedConstant(spv::Op::OpConstantFalse, boolean, {}));
+    return discarded_;
+}
+
 Id ModuleWriter::load(const ir::Place& place) {
     const Variable& root = *place.root;
     if (root.kind == Variable::Kind::input) {
@@ -214,9 +222,12 @@ Id ModuleWriter::load(const ir::Place& place) {
     spv::StorageClass storage{};
     bool inMemory = false;
     const Id pointer = placePointer(place, storage, inMemory);
-    if (root.systemValue == SystemValue::helperInvocation) // it changes when the fragment is discarded
-        return asm_.result(spv::Op::OpLoad, logicalType(place.type),
-                           {pointer, static_cast<std::uint32_t>(spv::MemoryAccessMask::Volatile)});
+    if (root.systemValue == SystemValue::helperInvocation) {
+        const Id boolean = logicalType(place.type);
+        const Id wasHelper = asm_.result(spv::Op::OpLoad, boolean, {pointer});
+        return asm_.result(spv::Op::OpLogicalOr, boolean,
+                           {wasHelper, asm_.result(spv::Op::OpLoad, boolean, {discardedFlag()})});
+    }
     if (!inMemory || !hasMemoryForm(place.type))
         return asm_.result(spv::Op::OpLoad, logicalType(place.type), {pointer});
     return fromMemory(place.type, asm_.result(spv::Op::OpLoad, memoryType(place.type), {pointer}));

@@ -54,6 +54,9 @@ class ModuleWriter {
     };
     Global& global(const ir::Variable& variable);
     TypeRef interfaceType(const ir::Variable& variable);
+    // Whether this invocation has discarded its fragment, and so become a helper. Kept by hand: the CPU driver knows
+    // the helpers that it started with, and ends the process when asked for those that came later.
+    Id discardedFlag();
     void decorateInterface(const ir::Variable& variable, const Global& declared);
     Id placePointer(const ir::Place& place, spv::StorageClass& storage, bool& inMemory);
     Id load(const ir::Place& place);
@@ -137,6 +140,8 @@ class ModuleWriter {
     Id threadgroupLengths_[32] = {}; // by the index of the argument
     std::vector<Id> writableBuffers_;
     bool usesDeviceBarrier_ = false;
+    bool asksForHelpers_ = false; // some fragment function asks whether it is a helper
+    Id discarded_ = 0;            // see discardedFlag()
     struct Targets {
         Id breakTo = 0;
         Id continueTo = 0;
