@@ -86,7 +86,7 @@ int main(int argc, char** argv) {
     glasshob::Theme::instance().install();
     QApplication::setWindowIcon(glasshob::applicationIcon());
 
-    const auto device = gpu::Device::systemDefault();
+    auto device = gpu::Device::systemDefault();
     if (!device) {
         const std::string& problem = device.error().description();
         std::fprintf(stderr, "glasshob: %s\n", problem.c_str());
@@ -98,7 +98,8 @@ int main(int argc, char** argv) {
     }
 
     glasshob::DialogQuestions questions;
-    glasshob::AppModel model({.device = *device, .questions = &questions});
+    glasshob::AppModel model(
+        {.device = std::move(*device), .questions = &questions, .draftsFolder = glasshob::Drafts::standardFolder()});
     glasshob::MainWindow window(model);
     questions.setWindow(&window);
     window.show();

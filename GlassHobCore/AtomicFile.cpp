@@ -122,23 +122,23 @@ std::string temporaryPath(const std::string& path) {
     return name;
 }
 
-int fillTemporary(int descriptor, const Target& target, std::string_view bytes) {
+int fillTemporary(int descriptor, const Target& target, std::string_view bytes, Outlives outlives) {
     if (target.exists) {
         // The owner first: changing it clears bits of the mode. Only root may give a file away, so failure is usual.
         if (fchown(descriptor, target.status.st_uid, target.status.st_gid) != 0) errno = 0;
         if (fchmod(descriptor, target.status.st_mode & 07777) != 0) return errno;
     }
     if (const int error = writeAll(descriptor, bytes)) return error;
-    return fsync(descriptor) == 0 ? 0 : errno;
+    return outlives == Outlives::process || fsync(descriptor) == 0 ? 0 : errno;
 }
 
-int replace(const Target& target, std::string_view bytes) {
+int replace(const Target& target, std::string_view bytes, Outlives outlives) {
     for (int attempt = 0; attempt < 16; ++attempt) {
         const std::string temporary = temporaryPath(target.path);
         const int descriptor = open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
         if (descriptor < 0 && errno == EEXIST) continue;
         if (descriptor < 0) return errno;
-        int error = fillTemporary(descriptor, target, bytes);
+        int error = fillTemporary(descriptor, target, bytes, outlives);
         if (close(descriptor) != 0 && error == 0) error = errno;
         if (error == 0 && rename(temporary.c_str(), target.path.c_str()) != 0) error = errno;
         if (error != 0) unlink(temporary.c_str());
@@ -149,12 +149,13 @@ int replace(const Target& target, std::string_view bytes) {
 
 } // namespace
 
-Outcome write(const std::string& path, std::string_view bytes) {
+Outcome write(const std::string& path, std::string_view bytes, Outlives outlives) {
     const auto target = resolve(path);
     if (!target) return fail(path, target.error());
     if (const int error = obstacle(*target)) return fail(path, error);
     const bool direct = target->exists && !S_ISREG(target->status.st_mode);
-    if (const int error = direct ? writeDirectly(*target, bytes) : replace(*target, bytes)) return fail(path, error);
+    const int error = direct ? writeDirectly(*target, bytes) : replace(*target, bytes, outlives);
+    if (error != 0) return fail(path, error);
     return {};
 }
 

@@ -11,8 +11,12 @@
 
 namespace glasshob::AtomicFile {
 
+/// What the new content is safe against once `write` has returned. Waiting for the disk takes tens of milliseconds.
+enum class Outlives { machine, process };
+
 /// Success, or one sentence that names the file and says what to do.
-std::expected<void, std::string> write(const std::string& path, std::string_view bytes);
+std::expected<void, std::string> write(const std::string& path, std::string_view bytes,
+                                       Outlives outlives = Outlives::machine);
 
 /// Whether `write` could put a file there now, found out without writing. Asked before long work.
 std::expected<void, std::string> check(const std::string& path);

@@ -5,12 +5,17 @@
 // compile leaves the last good program and the values as they are. Texts are the exact bytes of the file.
 #pragma once
 
+#include "GPU/Error.h"
 #include "GlassHob/model/Delay.h"
+#include "GlassHob/model/Drafts.h"
+#include "GlassHob/model/ExportState.h"
 #include "GlassHob/model/Presets.h"
+#include "GlassHob/model/PreviewClock.h"
 #include "GlassHob/model/Questions.h"
+#include "GlassHob/model/SliderBank.h"
 #include "GlassHobCore/Diagnostics.h"
-#include "GlassHobCore/Params.h"
 
+#include <QDateTime>
 #include <QObject>
 #include <QString>
 #include <QStringList>
@@ -30,8 +35,11 @@ class Device;
 
 namespace glasshob {
 
+class AccountModel;
 class FileWatcher;
+class ShareModel;
 class ShaderProgram;
+class UpdateChecker;
 
 class AppModel : public QObject {
     Q_OBJECT
@@ -43,6 +51,13 @@ class AppModel : public QObject {
         Questions* questions = nullptr;
         std::unique_ptr<Delay> compileDelay = std::make_unique<TimerDelay>();
         PresetStore presetStore = PresetStore();
+        // Where unsaved edits are kept against a crash; nowhere when empty.
+        QString draftsFolder = {};
+        // A device in the place of one that is lost or busy without end; another on the same hardware when empty.
+        std::function<gpu::Result<std::shared_ptr<gpu::Device>>()> makeDevice = {};
+        // Null while there are no online services; both must outlive the model.
+        AccountModel* account = nullptr;
+        UpdateChecker* updates = nullptr;
     };
 
     explicit AppModel(Surroundings surroundings, QObject* parent = nullptr);
@@ -69,6 +84,8 @@ class AppModel : public QObject {
     void textChanged(std::string text);
     void setText(const std::string& text);
     void open(const QString& path);
+    // A shader that has been fetched from the gallery into this file: shown, and not compiled before run().
+    void openDownloaded(const QString& path, const QUrl& from);
     void loadSample();
     // Each asks first when there are unsaved edits.
     void chooseAndOpen();
@@ -87,11 +104,22 @@ class AppModel : public QObject {
     // Where new shaders live; made when first needed.
     static QString shadersFolder();
 
+    // ---- Edits that a crash has left behind ----
+    struct DraftOffer {
+        QString name;
+        QDateTime when;
+    };
+    // The newest, found at the start. It waits for an answer, if need be to the next start.
+    std::optional<DraftOffer> draftOffer() const;
+    // Opens its document with the edits, unsaved; asks first when there are unsaved edits already.
+    void restoreDraft();
+    // Deletes it; an older one may be offered next.
+    void discardDraft();
+
     // ---- The compile ----
     void compile(const std::string& text);
     void compileNow();
     void run();
-    const std::shared_ptr<gpu::Device>& device() const { return device_; }
     const std::shared_ptr<const ShaderProgram>& program() const { return program_; }
     const std::vector<Diagnostic>& diagnostics() const { return diagnostics_; }
     // What the compiler warned of in the program that runs, on the user's lines; empty while the text does not compile.
@@ -104,61 +132,101 @@ class AppModel : public QObject {
     State state() const;
     QString statusText() const;
 
+    // ---- The graphics device ----
+    const std::shared_ptr<gpu::Device>& device() const { return device_; }
+    // Told by who draws. The program goes with its device; the next compile that succeeds runs on a new one.
+    void reportDeviceLoss();
+    // How long a frame has been in work by now, from a second on, told about every second while it lasts; 0 when it
+    // has ended. A compile that succeeds meanwhile gets a new device and need not wait behind that frame.
+    void reportSlowFrame(double seconds);
+    // A sentence on why the picture stands still although nothing is wrong with the text; empty when it does not.
+    QString deviceTrouble() const;
+
     // ---- The sliders ----
-    const SliderValues& values() const { return values_; }
-    const SliderValues& declaredDefaults() const { return declaredDefaults_; }
+    const SliderValues& values() const { return sliders_.values(); }
+    const SliderValues& declaredDefaults() const { return sliders_.declaredDefaults(); }
     // Clamped into the declared range; a name that is not declared, or a value that is not finite, is ignored.
     void setValue(const std::string& name, float value);
     // All at once, each as setValue() takes it.
     void setValues(const SliderValues& values);
     void resetAllValues();
-    int changedValueCount() const;
+    int changedValueCount() const { return sliders_.changedCount(); }
     Presets& presets() { return *presets_; }
 
     // ---- The clock of the preview ----
-    struct Tick {
-        float time;
-        float timeDelta;
-        std::uint32_t frame;
-    };
-    // `now` in seconds of a clock that never goes back. Called by the canvas, once for each frame.
+    using Tick = PreviewClock::Tick;
     Tick tick(double now);
-    // No frame has been drawn for a while: the next one starts without a leap.
-    void forgetLastTick() { lastTick_.reset(); }
-    bool paused() const { return paused_; }
+    void forgetLastTick() { clock_.forgetLastTick(); }
+    bool paused() const { return clock_.paused(); }
     void setPaused(bool paused);
     void backToStart();
-    double time() const { return time_; }
-    std::uint32_t frame() const { return frame_; }
+    void stepFrame();
+    double time() const { return clock_.time(); }
+    std::uint32_t frame() const { return clock_.frame(); }
 
+    // ---- Pictures and videos ----
     // Asks where to put a picture of this moment, and draws and writes it beside the live picture.
     void saveStill();
     // The document's name, the clock's time, ".png".
     QString stillName() const;
+    const ExportChoices& exportChoices() const { return exportChoices_; }
+    void setExportChoices(ExportChoices choices);
+    const ExportState& exportState() const { return exportState_; }
+    // The first running state after another one is the start of an export, and takes the flag back.
+    void setExportState(ExportState state);
+    // When the export began that runs, or ran last.
+    const std::optional<QDateTime>& exportStartedAt() const { return exportStartedAt_; }
+    // Shared with the thread of the export.
+    const std::shared_ptr<CancelFlag>& cancelFlag() const { return cancelFlag_; }
 
+    // ---- The window ----
     bool showsEditor() const { return showsEditor_; }
     void setShowsEditor(bool shows);
-
+    enum class Sheet { export_, account, share };
+    const std::optional<Sheet>& sheet() const { return sheet_; }
+    void setSheet(std::optional<Sheet> sheet);
+    AccountModel* account() const { return account_; }
+    UpdateChecker* updates() const { return updates_; }
+    // The share in progress.
+    const std::shared_ptr<ShareModel>& share() const { return share_; }
+    void setShare(std::shared_ptr<ShareModel> share);
   signals:
     void documentChanged(); // file, dirty, needsRun
     void compiled();        // program, diagnostics, warnings, errorText, compileMillis, values
+    // Between the old device and the first program of the new one, which compiled() announces next.
+    void deviceReplaced();
+    void deviceTroubleChanged();
+    void draftOfferChanged();
     void valueChanged(const QString& name);
     void valuesReset();  // several at once: reset, or a preset applied
-    void clockChanged(); // a tenth of a second has passed, or pause and start were pressed
+    void clockChanged(); // a tenth of a second has passed, or pause, step and start were pressed
+    void exportChanged();
+    void sheetChanged(); // sheet, share
     void showsEditorChanged();
 
   private:
+    // The document; in AppModelDocument.cpp.
     void setDirty();
-    bool takeValue(const std::string& name, float value);
-    void takeProgram(std::shared_ptr<const ShaderProgram> program);
+    void showDocument(std::optional<QString> path, bool needsRun, std::optional<QUrl> downloadedFrom);
+    void rememberAsLast();
+    void takeDraft();
+    void keepDraft();
+    bool diskIsAhead();
+    void loadFromDisk(const std::string& text);
     void writeTo(const QString& path, std::function<void(bool)> then);
-    void watchFile();
+
+    void takeProgram(std::shared_ptr<const ShaderProgram> program);
     void fail(std::vector<Diagnostic> diagnostics, const QString& text);
+    gpu::Result<std::shared_ptr<gpu::Device>> deviceForCompile();
 
     std::shared_ptr<gpu::Device> device_;
+    // Made for a compile while device_ is of no use; takes its place when a compile succeeds.
+    std::shared_ptr<gpu::Device> spareDevice_;
+    std::function<gpu::Result<std::shared_ptr<gpu::Device>>()> makeDevice_;
+    bool deviceLost_ = false;
+    double slowFrameSeconds_ = 0;
     Questions* questions_;
     std::unique_ptr<Delay> pendingCompile_;
-    std::unique_ptr<Presets> presets_;
 
     std::optional<QString> filePath_;
     std::string currentText_;
@@ -168,6 +236,12 @@ class AppModel : public QObject {
     std::optional<QUrl> downloadedFrom_;
     std::unique_ptr<FileWatcher> watcher_;
     bool conflictShowing_ = false;
+    // Who waits for the answer of the question about unsaved edits that is up.
+    std::function<void(bool)> waitingForDiscard_;
+    // The person has said that the edits as they are may go.
+    bool discardAgreed_ = false;
+    Drafts drafts_;
+    std::vector<Drafts::Found> draftsFound_;
 
     std::shared_ptr<const ShaderProgram> program_;
     std::vector<Diagnostic> diagnostics_;
@@ -175,15 +249,20 @@ class AppModel : public QObject {
     std::optional<QString> errorText_;
     std::vector<std::string> sourceLines_;
     std::optional<double> compileMillis_;
-    SliderValues values_;
-    SliderValues declaredDefaults_;
+    SliderBank sliders_;
+    std::unique_ptr<Presets> presets_;
 
-    bool paused_ = false;
-    bool showsEditor_ = true;
-    double time_ = 0;
-    std::optional<double> lastTick_;
-    std::uint32_t frame_ = 0;
+    PreviewClock clock_;
     std::int64_t shownTenth_ = -1;
+    ExportChoices exportChoices_;
+    ExportState exportState_;
+    std::optional<QDateTime> exportStartedAt_;
+    std::shared_ptr<CancelFlag> cancelFlag_ = std::make_shared<CancelFlag>();
+    bool showsEditor_ = true;
+    std::optional<Sheet> sheet_;
+    AccountModel* account_;
+    UpdateChecker* updates_;
+    std::shared_ptr<ShareModel> share_;
 };
 
 } // namespace glasshob

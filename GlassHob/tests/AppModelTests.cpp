@@ -14,6 +14,7 @@
 
 #include <cmath>
 #include <map>
+#include <sys/stat.h>
 
 namespace glasshob {
 namespace {
@@ -40,7 +41,11 @@ TEST_F(AppModelTest, TheFirstDocumentIsTheArgumentTheLastOneOrTheSample) {
 TEST_F(AppModelTest, WhatCannotBeOpenedLeavesTheDocument) {
     model->open(file("good.metal", shader("")));
     const auto program = model->program();
-    for (const QString& bad : {folder.filePath("missing.metal"), folder.path(), file("latin.metal", "caf\xE9")}) {
+    const QString huge = file("huge.metal", ""), pipe = folder.filePath("pipe.metal");
+    ASSERT_TRUE(QFile::resize(huge, qint64(50) << 20));
+    ASSERT_EQ(mkfifo(qPrintable(pipe), 0600), 0);
+    for (const QString& bad :
+         {folder.filePath("missing.metal"), folder.path(), file("latin.metal", "caf\xE9"), huge, pipe}) {
         questions.warnings.clear();
         model->open(bad);
         ASSERT_EQ(questions.warnings.size(), 1);
@@ -141,6 +146,52 @@ TEST_F(AppModelTest, SliderValuesStayInTheirRange) {
     EXPECT_EQ(model->changedValueCount(), 1);
     model->resetAllValues();
     EXPECT_EQ(model->changedValueCount(), 0);
+    model->open(file("b.metal", shader("// @param n nan 0 2")));
+    EXPECT_EQ(model->changedValueCount(), 0) << "a default that is no number is not a change";
+}
+
+TEST_F(AppModelTest, AStillHasTheSizeOfTheChosenPresetAndTheNameOfTheMoment) {
+    model->open(file("wave.v2.metal", shader("", "float4(u.resolution / 2048.0, u.time, 1.0)")));
+    model->setExportChoices({.presetId = "site"});
+    model->tick(10);
+    model->tick(10.75);
+    questions.path = folder.filePath("still.png");
+    model->saveStill();
+    model->tick(11.5); // the still is of the moment of the command
+    EXPECT_EQ(questions.suggested, "wave.v2-t0.8.png");
+    const QDeadlineTimer deadline(60000);
+    while (!QFile::exists(*questions.path) && !deadline.hasExpired())
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents | QEventLoop::AllEvents, 100);
+    const QImage still(*questions.path);
+    EXPECT_EQ(still.size(), QSize(1280, 720));
+    EXPECT_EQ(still.pixelColor(5, 5), QColor(159, 90, 191));
+
+    EXPECT_EQ(ExportChoices{.presetId = "no such"}.preset(), ExportPreset::web());
+    questions.path = folder.filePath("no/such/folder.png");
+    model->saveStill();
+    while (questions.warnings.isEmpty() && !deadline.hasExpired())
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents | QEventLoop::AllEvents, 100);
+    ASSERT_EQ(questions.warnings.size(), 1);
+    EXPECT_TRUE(questions.warnings[0].startsWith("Can't save folder.png|")) << questions.warnings[0].toStdString();
+}
+
+TEST_F(AppModelTest, AnExportBeginsWithACleanFlagAndADate) {
+    int changes = 0;
+    QObject::connect(model.get(), &AppModel::exportChanged, [&] { ++changes; });
+    const auto flag = model->cancelFlag();
+    flag->set(true);
+    EXPECT_EQ(model->exportStartedAt(), std::nullopt);
+    model->setExportState(ExportRunning{0, 600});
+    EXPECT_FALSE(flag->value());
+    const auto started = model->exportStartedAt();
+    ASSERT_TRUE(started);
+    flag->set(true);
+    model->setExportState(ExportRunning{1, 600});
+    model->setExportState(ExportRunning{1, 600});
+    EXPECT_TRUE(flag->value()) << "only the beginning takes it back";
+    EXPECT_EQ(model->exportStartedAt(), started);
+    model->setExportState(ExportFailed{"no"});
+    EXPECT_EQ(changes, 3);
 }
 
 TEST_F(AppModelTest, SavingWritesExactBytesThroughALinkAndKeepsTheirMode) {
@@ -333,6 +384,18 @@ TEST_F(AppModelTest, TheClockFollowsTimeAndStopsWhilePaused) {
     EXPECT_FLOAT_EQ(model->tick(110.25).timeDelta, 3.0f) << "a long stall is one long step";
     model->forgetLastTick();
     EXPECT_EQ(model->tick(500).timeDelta, 0);
+    model->backToStart();
+    EXPECT_EQ(model->time(), 0);
+    model->stepFrame();
+    EXPECT_EQ(model->frame(), 0u) << "only while paused";
+    model->setPaused(true);
+    model->stepFrame();
+    model->stepFrame();
+    const auto stepped = model->tick(501);
+    EXPECT_FLOAT_EQ(stepped.time, 2.0f / 60);
+    EXPECT_FLOAT_EQ(stepped.timeDelta, 2.0f / 60) << "the shader hears of the steps once";
+    EXPECT_EQ(stepped.frame, 2u);
+    EXPECT_EQ(model->tick(502).timeDelta, 0);
     model->backToStart();
     EXPECT_EQ(model->time(), 0);
     EXPECT_EQ(model->frame(), 0u);

@@ -7,9 +7,12 @@
 
 #include <gtest/gtest.h>
 
+#include <QDeadlineTimer>
+#include <QDir>
 #include <QFile>
 #include <QSettings>
 #include <QTemporaryDir>
+#include <QThread>
 
 namespace glasshob {
 
@@ -79,14 +82,24 @@ class AppModelTest : public ::testing::Test {
   protected:
     void SetUp() override {
         QSettings().clear();
+        makeModel();
+    }
+    // Another one as a new process would: with the files, settings, presets and drafts that are there.
+    void makeModel() {
         auto device = gpu::Device::systemDefault();
         ASSERT_TRUE(device) << device.error().description();
         auto delay = std::make_unique<ManualDelay>();
         delay_ = delay.get();
-        model = std::make_unique<AppModel>(AppModel::Surroundings{*device, &questions, std::move(delay),
-                                                                  PresetStore(folder.filePath("presets.json"))});
+        model.reset();
+        model = std::make_unique<AppModel>(
+            AppModel::Surroundings{.device = std::move(*device),
+                                   .questions = &questions,
+                                   .compileDelay = std::move(delay),
+                                   .presetStore = PresetStore(folder.filePath("presets.json")),
+                                   .draftsFolder = folder.filePath("drafts")});
         model->editorSink = [this](const std::string& text) { shown = text; };
     }
+    QStringList drafts() const { return QDir(folder.filePath("drafts")).entryList({"*.json"}, QDir::Files); }
     QString file(const QString& name, const std::string& text) {
         const QString path = folder.filePath(name);
         QFile out(path);

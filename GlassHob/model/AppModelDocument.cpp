@@ -1,0 +1,437 @@
+// The document of the model: the file that it comes from and goes to, the questions before anything is lost, changes on
+// disk, and the edits that a crash has left behind.
+
+#include "GlassHob/model/AppModel.h"
+#include "GlassHobCore/AtomicFile.h"
+#include "GlassHobCore/FileWatcher.h"
+#include "GlassHobCore/Identity.h"
+#include "GlassHobCore/SampleShelf.h"
+#include "GlassHobCore/ShaderAssembler.h"
+#include "GlassHobCore/ShaderFile.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QSettings>
+#include <QStandardPaths>
+
+#include <algorithm>
+
+namespace glasshob {
+
+namespace {
+
+constexpr double compileDelay = 0.3;
+constexpr double watchInterval = 0.1;
+
+QString asQString(std::string_view text) {
+    return QString::fromUtf8(text.data(), qsizetype(text.size()));
+}
+std::string nativePath(const QString& path) {
+    return QFile::encodeName(path).toStdString();
+}
+QString fileName(const QString& path) {
+    return QFileInfo(path).fileName();
+}
+QString lastShaderKey() {
+    return asQString(Identity::setting::lastShaderPath);
+}
+// As given but absolute: a link stays the link that the user named.
+QString absolutePath(const QString& path) {
+    return QDir::cleanPath(QDir::current().absoluteFilePath(path));
+}
+
+// The text of a document, or a sentence on why there is none.
+std::expected<std::string, QString> readShader(const QString& path) {
+    const QFileInfo info(path);
+    // Reading a pipe would wait for whoever writes it.
+    if (info.exists() && !info.isFile() && !info.isDir())
+        return std::unexpected(AppModel::tr("%1 is a device or a pipe: open a shader file instead.").arg(path));
+    auto text = ShaderFile::read(nativePath(path));
+    if (!text) return std::unexpected(asQString(text.error().sentence));
+    return std::move(*text);
+}
+
+std::expected<std::string, QString> readSample() {
+    const std::string path = Identity::resourcePath("Shaders/" + std::string(Identity::sampleShader));
+    return readShader(QFile::decodeName(path.c_str()));
+}
+
+} // namespace
+
+void AppModel::start(const QStringList& arguments) {
+    const qsizetype option = arguments.indexOf(QStringLiteral("--shader"));
+    const QString last = QSettings().value(lastShaderKey()).toString();
+    std::optional<QString> first;
+    if (option >= 0 && option + 1 < arguments.size())
+        first = arguments[option + 1];
+    else if (!last.isEmpty() && QFileInfo(last).isFile())
+        first = last;
+    if (first) open(*first);
+    // A path that could not be opened has been told; the window still needs a document.
+    if (!first || !filePath_) loadSample();
+
+    draftsFound_ = drafts_.leftBehind();
+    // The process may have ended between saving the text and removing its draft.
+    for (Drafts::Found& found : draftsFound_) {
+        const auto saved = found.draft.filePath ? readShader(*found.draft.filePath) : readSample();
+        if (saved && *saved == found.draft.text) Drafts::discard(found);
+    }
+    std::erase_if(draftsFound_, [](const Drafts::Found& found) { return !found.lock; });
+    if (!draftsFound_.empty()) emit draftOfferChanged();
+}
+
+// ---- What is open ---------------------------------------------------------------------------------------------------
+
+QString AppModel::displayName() const {
+    return filePath_ ? fileName(*filePath_) : asQString(Identity::sampleShader);
+}
+
+QString AppModel::windowTitle() const {
+    QString title = filePath_ ? displayName() : displayName() + QStringLiteral(" (bundled sample)");
+    if (isDirty_) title += QStringLiteral(" (edited)");
+    return title;
+}
+
+QString AppModel::presetKey() const {
+    return filePath_ ? *filePath_ : QStringLiteral("bundled:01-flowing-color");
+}
+
+QString AppModel::shadersFolder() {
+    const QString documents = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
+    const QString folder = QDir(documents).filePath(asQString(Identity::folderName));
+    QDir().mkpath(folder);
+    return folder;
+}
+
+void AppModel::rememberAsLast() {
+    // A shader that waits to be read would be compiled unread by the next start.
+    if (filePath_ && !needsRun_) QSettings().setValue(lastShaderKey(), *filePath_);
+}
+
+void AppModel::setDirty() {
+    discardAgreed_ = false;
+    const bool dirty = currentText_ != savedText_;
+    if (!dirty) drafts_.remove();
+    if (dirty == isDirty_) return;
+    isDirty_ = dirty;
+    emit documentChanged();
+}
+
+void AppModel::textChanged(std::string text) {
+    currentText_ = std::move(text);
+    setDirty();
+    pendingCompile_->start(compileDelay, [this] { compile(currentText_); });
+}
+
+void AppModel::setText(const std::string& text) {
+    pendingCompile_->cancel();
+    currentText_ = text;
+    savedText_ = text;
+    isDirty_ = false;
+    drafts_.remove();
+    if (editorSink) editorSink(text);
+    emit documentChanged();
+}
+
+void AppModel::showDocument(std::optional<QString> path, bool needsRun, std::optional<QUrl> downloadedFrom) {
+    filePath_ = std::move(path);
+    needsRun_ = needsRun;
+    downloadedFrom_ = std::move(downloadedFrom);
+    watcher_.reset();
+    if (filePath_)
+        watcher_ =
+            std::make_unique<FileWatcher>(QFile::encodeName(*filePath_), watchInterval, [this] { diskChanged(); });
+    rememberAsLast();
+    if (!needsRun_) return;
+    // Nothing runs while a shader waits, the one before it neither.
+    program_.reset();
+    diagnostics_.clear();
+    warnings_.clear();
+    errorText_.reset();
+    compileMillis_.reset();
+    emit compiled();
+}
+
+// ---- Opening --------------------------------------------------------------------------------------------------------
+
+void AppModel::open(const QString& path) {
+    const QString absolute = absolutePath(path);
+    const auto text = readShader(absolute);
+    if (!text) {
+        questions_->warn(tr("Can't open %1").arg(fileName(absolute)), text.error());
+        return;
+    }
+    showDocument(absolute, false, std::nullopt);
+    setText(*text);
+    compile(currentText_);
+}
+
+void AppModel::openDownloaded(const QString& path, const QUrl& from) {
+    const QString absolute = absolutePath(path);
+    const auto text = readShader(absolute);
+    if (!text) {
+        questions_->warn(tr("Can't open %1").arg(fileName(absolute)), text.error());
+        return;
+    }
+    showDocument(absolute, true, from);
+    setText(*text);
+    compile(currentText_);
+}
+
+void AppModel::loadSample() {
+    const auto text = readSample();
+    if (!text) {
+        fail({}, tr("The bundled sample is missing from the app."));
+        return;
+    }
+    showDocument(std::nullopt, false, std::nullopt);
+    setText(*text);
+    compile(currentText_);
+}
+
+void AppModel::chooseAndOpen() {
+    confirmDiscard([this](bool goOn) {
+        if (!goOn) return;
+        const QString folder = filePath_ ? QFileInfo(*filePath_).absolutePath() : shadersFolder();
+        questions_->chooseFileToOpen(tr("Choose a shader (.metal) to edit and run"), folder,
+                                     [this](std::optional<QString> path) {
+                                         if (path) open(*path);
+                                     });
+    });
+}
+
+void AppModel::openAfterQuestion(const QString& path) {
+    confirmDiscard([this, path](bool goOn) {
+        if (goOn) open(path);
+    });
+}
+
+void AppModel::openSampleAfterQuestion() {
+    confirmDiscard([this](bool goOn) {
+        if (goOn) loadSample();
+    });
+}
+
+void AppModel::newFromSample(const std::string& file) {
+    confirmDiscard([this, file](bool goOn) {
+        if (!goOn) return;
+        const std::vector<SampleShelf::Sample> samples = SampleShelf::all();
+        const auto sample = std::ranges::find(samples, file, &SampleShelf::Sample::file);
+        if (sample == samples.end()) {
+            questions_->warn(tr("Can't open the sample"),
+                             tr("The sample %1 is missing from the app.").arg(asQString(file)));
+            return;
+        }
+        const auto copy = SampleShelf::copyInto(nativePath(shadersFolder()), *sample);
+        if (!copy)
+            questions_->warn(tr("Can't copy %1").arg(asQString(sample->title)), asQString(copy.error()));
+        else
+            open(QFile::decodeName(copy->c_str()));
+    });
+}
+
+void AppModel::newShader() {
+    confirmDiscard([this](bool goOn) {
+        if (!goOn) return;
+        const QDir folder(shadersFolder());
+        QString name = QStringLiteral("Untitled Shader");
+        QString path = folder.filePath(name + QStringLiteral(".metal"));
+        for (int number = 2; QFileInfo::exists(path) || QFileInfo(path).isSymLink(); ++number) {
+            name = QStringLiteral("Untitled Shader %1").arg(number);
+            path = folder.filePath(name + QStringLiteral(".metal"));
+        }
+        const auto written = AtomicFile::write(nativePath(path), ShaderTemplate::make("Untitled Shader"));
+        if (!written)
+            questions_->warn(tr("Can't create %1").arg(fileName(path)), asQString(written.error()));
+        else
+            open(path);
+    });
+}
+
+// ---- Saving ---------------------------------------------------------------------------------------------------------
+
+void AppModel::confirmDiscard(std::function<void(bool)> then) {
+    if (!isDirty_) {
+        then(true);
+        return;
+    }
+    // The question is up already: its answer is for the newer wish, and the older one is given up.
+    const bool isUp = bool(waitingForDiscard_);
+    const auto older = std::exchange(waitingForDiscard_, std::move(then));
+    if (isUp) {
+        older(false);
+        return;
+    }
+    Question question;
+    question.message = tr("Do you want to save the changes you made to %1?").arg(displayName());
+    question.informativeText = tr("Your changes will be lost if you don't save them.");
+    question.buttons = {tr("Save"), tr("Cancel"), tr("Don't Save")};
+    question.escapeButton = 1;
+    questions_->ask(question, [this](int button) {
+        auto answered = std::exchange(waitingForDiscard_, {});
+        if (button == 0) {
+            save(std::move(answered));
+            return;
+        }
+        discardAgreed_ = button == 2;
+        answered(button == 2);
+    });
+}
+
+bool AppModel::diskIsAhead() {
+    const auto onDisk = readShader(*filePath_);
+    return onDisk && *onDisk != savedText_;
+}
+
+void AppModel::save(std::function<void(bool)> then) {
+    if (!filePath_) {
+        saveAs(std::move(then));
+    } else if (diskIsAhead()) {
+        // Changed since the watcher's last look, or a question about it is up: that comes first.
+        diskChanged();
+        if (then) then(false);
+    } else {
+        writeTo(*filePath_, std::move(then));
+    }
+}
+
+void AppModel::writeTo(const QString& path, std::function<void(bool)> then) {
+    const std::string written = currentText_;
+    const auto result = AtomicFile::write(nativePath(path), written);
+    if (!result) {
+        questions_->warn(tr("Can't save %1").arg(fileName(path)), asQString(result.error()));
+        if (then) then(false);
+        return;
+    }
+    savedText_ = written;
+    setDirty();
+    if (then) then(true);
+}
+
+void AppModel::saveAs(std::function<void(bool)> then) {
+    const QString folder = filePath_ ? QFileInfo(*filePath_).absolutePath() : shadersFolder();
+    questions_->chooseFileToSave(tr("Save the shader"), folder, displayName(),
+                                 [this, then = std::move(then)](std::optional<QString> path) {
+                                     if (!path) {
+                                         if (then) then(false);
+                                         return;
+                                     }
+                                     writeTo(*path, [this, path = *path, then](bool saved) {
+                                         if (saved) {
+                                             showDocument(absolutePath(path), needsRun_, downloadedFrom_);
+                                             emit documentChanged();
+                                         }
+                                         if (then) then(saved);
+                                     });
+                                 });
+}
+
+// ---- The disk -------------------------------------------------------------------------------------------------------
+
+void AppModel::loadFromDisk(const std::string& text) {
+    setText(text);
+    compile(currentText_);
+}
+
+void AppModel::revert() {
+    Question question;
+    question.message = tr("Revert to the saved %1?").arg(displayName());
+    question.informativeText = tr("Your unsaved edits will be lost.");
+    question.buttons = {tr("Revert"), tr("Cancel")};
+    question.escapeButton = 1;
+    questions_->ask(question, [this, asked = filePath_](int button) {
+        if (button != 0 || filePath_ != asked) return;
+        if (!filePath_) {
+            loadSample();
+        } else if (const auto text = readShader(*filePath_)) {
+            loadFromDisk(*text);
+        } else {
+            fail({}, tr("Can't read %1: %2").arg(fileName(*filePath_), text.error()));
+        }
+    });
+}
+
+void AppModel::diskChanged() {
+    if (!filePath_) return;
+    const auto text = readShader(*filePath_);
+    if (!text || *text == savedText_) return;
+    if (!isDirty_) {
+        loadFromDisk(*text);
+        return;
+    }
+    if (conflictShowing_) return;
+    conflictShowing_ = true;
+    Question question;
+    question.message = tr("%1 changed on disk").arg(displayName());
+    question.informativeText =
+        tr("Another app saved this file while you have unsaved edits here. Keep your edits (saving "
+           "will overwrite the file), or load the version on disk?");
+    question.buttons = {tr("Keep My Edits"), tr("Load From Disk")};
+    question.escapeButton = 0;
+    questions_->ask(question, [this, asked = *filePath_, onDisk = *text](int button) {
+        conflictShowing_ = false;
+        if (filePath_ != asked) return; // another document has been opened meanwhile
+        // The file may have changed again, or gone, while the question was up.
+        const std::string disk = readShader(asked).value_or(onDisk);
+        if (button == 1) {
+            loadFromDisk(disk);
+        } else {
+            savedText_ = disk;
+            setDirty();
+        }
+    });
+}
+
+// ---- Edits that a crash has left behind -----------------------------------------------------------------------------
+
+void AppModel::keepDraft() {
+    if (isDirty_)
+        drafts_.keep({filePath_, currentText_, needsRun_, downloadedFrom_, {}});
+    else
+        drafts_.remove();
+}
+
+std::optional<AppModel::DraftOffer> AppModel::draftOffer() const {
+    if (draftsFound_.empty()) return std::nullopt;
+    const Draft& draft = draftsFound_.front().draft;
+    return DraftOffer{draft.filePath ? fileName(*draft.filePath) : asQString(Identity::sampleShader),
+                      draft.when.toLocalTime()};
+}
+
+void AppModel::restoreDraft() {
+    if (draftsFound_.empty()) return;
+    confirmDiscard([this](bool goOn) {
+        if (goOn && !draftsFound_.empty()) takeDraft();
+    });
+}
+
+void AppModel::takeDraft() {
+    Drafts::Found found = std::move(draftsFound_.front());
+    // Older ones wait for the next start: they would only ask for these edits to go.
+    draftsFound_.clear();
+    const Draft& draft = found.draft;
+    // The file may have gone since: saving makes it again.
+    const auto saved = draft.filePath ? readShader(*draft.filePath) : readSample();
+    showDocument(draft.filePath, draft.needsRun, draft.downloadedFrom);
+    pendingCompile_->cancel();
+    savedText_ = saved.value_or(std::string());
+    currentText_ = draft.text;
+    isDirty_ = currentText_ != savedText_;
+    discardAgreed_ = false;
+    if (editorSink) editorSink(currentText_);
+    emit documentChanged();
+    // Compiling keeps the draft of this process before that of the last one goes.
+    compile(currentText_);
+    Drafts::discard(found);
+    emit draftOfferChanged();
+}
+
+void AppModel::discardDraft() {
+    if (draftsFound_.empty()) return;
+    Drafts::discard(draftsFound_.front());
+    draftsFound_.erase(draftsFound_.begin());
+    emit draftOfferChanged();
+}
+
+} // namespace glasshob

@@ -1,0 +1,32 @@
+// The slider values of the shader that runs, and the defaults that it declares. Exactly the declared names have values,
+// each inside its range. A plain value; main thread.
+#pragma once
+
+#include "GlassHobCore/Params.h"
+
+#include <string>
+#include <vector>
+
+namespace glasshob {
+
+class SliderBank {
+  public:
+    const SliderValues& values() const { return values_; }
+    const SliderValues& declaredDefaults() const { return defaults_; }
+
+    // Takes the declarations of a new program: a value stays, clamped into the new range, while its default is the one
+    // that it was; otherwise it is the new default.
+    void carryOver(const std::vector<ParamDecl>& params);
+
+    // Clamps. False when nothing changes: the name is not declared, the value is not finite or the same.
+    bool set(const std::string& name, float value);
+    bool resetAll();
+    int changedCount() const;
+
+  private:
+    std::vector<ParamDecl> params_;
+    SliderValues values_;
+    SliderValues defaults_;
+};
+
+} // namespace glasshob

@@ -1,0 +1,124 @@
+// A graphics device that goes away, or is busy without end, stops the picture and nothing else.
+
+#include "GPU/Testing.h"
+#include "GlassHob/tests/ModelTestSupport.h"
+#include "GlassHobRender/ShaderProgram.h"
+
+namespace glasshob {
+namespace {
+
+class DeviceTroubleTest : public AppModelTest {
+  protected:
+    void SetUp() override {
+        AppModelTest::SetUp();
+        model->open(file("a.metal", shader("// @param s 1 0 2")));
+        model->setValue("s", 2);
+        model->tick(1);
+        model->tick(2);
+        QObject::connect(model.get(), &AppModel::deviceReplaced, [this] {
+            log << "replaced";
+            EXPECT_EQ(model->program()->device(), model->device());
+        });
+        QObject::connect(model.get(), &AppModel::compiled, [this] { log << "compiled"; });
+        QObject::connect(model.get(), &AppModel::deviceTroubleChanged, [this] { log << "trouble"; });
+    }
+    QStringList log;
+};
+
+TEST_F(DeviceTroubleTest, ALostDeviceIsToldAndTheNextGoodCompileStartsAfresh) {
+    const std::weak_ptr<gpu::Device> old = model->device();
+    model->device()->injectLoss();
+    model->reportDeviceLoss();
+    model->reportDeviceLoss();
+    EXPECT_EQ(log, (QStringList{"trouble", "compiled"}));
+    EXPECT_EQ(model->program(), nullptr);
+    EXPECT_EQ(model->errorText(), std::nullopt) << "nothing is wrong with the text";
+    EXPECT_TRUE(model->statusText().startsWith("The graphics device was lost"));
+    EXPECT_EQ(model->statusText(), model->deviceTrouble());
+
+    log.clear();
+    model->textChanged(shader("// @param s 1 0 2", "nowhere"));
+    delay_->elapse();
+    EXPECT_EQ(log, QStringList{"compiled"});
+    EXPECT_FALSE(model->diagnostics().empty());
+    EXPECT_FALSE(model->deviceTrouble().isEmpty());
+    EXPECT_TRUE(model->device()->lost());
+
+    log.clear();
+    model->textChanged(shader("// @param s 1 0 2", "float4(0.5)"));
+    delay_->elapse();
+    EXPECT_EQ(log, (QStringList{"replaced", "trouble", "compiled"}));
+    EXPECT_FALSE(model->device()->lost());
+    EXPECT_EQ(model->state(), AppModel::State::live);
+    EXPECT_TRUE(model->deviceTrouble().isEmpty());
+    EXPECT_EQ(model->values().at("s"), 2.0f) << "sliders stay";
+    EXPECT_EQ(model->time(), 1.0) << "and so does the clock";
+    const QDeadlineTimer deadline(10000);
+    while (!old.expired() && !deadline.hasExpired())
+        QThread::msleep(5);
+    EXPECT_TRUE(old.expired()) << "the old one is let go of";
+}
+
+TEST_F(DeviceTroubleTest, ALossThatACompileMeetsIsNoErrorOfTheText) {
+    const gpu::testing::InjectedFault fault("pipeline", gpu::ErrorKind::deviceLost);
+    model->textChanged(shader("// @param s 1 0 2", "float4(0.25)"));
+    delay_->elapse();
+    ASSERT_TRUE(fault.happened());
+    EXPECT_EQ(model->errorText(), std::nullopt);
+    EXPECT_FALSE(model->deviceTrouble().isEmpty());
+    model->compileNow();
+    EXPECT_EQ(model->state(), AppModel::State::live);
+    EXPECT_FALSE(model->device()->lost());
+}
+
+TEST_F(DeviceTroubleTest, WithoutAnotherDeviceTheWindowLives) {
+    ManualDelay* delay = nullptr;
+    auto manual = std::make_unique<ManualDelay>();
+    delay = manual.get();
+    bool there = false;
+    AppModel lonely({.device = gpu::Device::makeSeparate().value(),
+                     .questions = &questions,
+                     .compileDelay = std::move(manual),
+                     .presetStore = PresetStore(folder.filePath("presets.json")),
+                     .makeDevice = [&]() -> gpu::Result<std::shared_ptr<gpu::Device>> {
+                         if (there) return gpu::Device::makeSeparate();
+                         return std::unexpected(gpu::Error{gpu::ErrorKind::noDriver, "There is no device any more."});
+                     }});
+    lonely.open(*model->filePath());
+    lonely.device()->injectLoss();
+    lonely.reportDeviceLoss();
+    lonely.textChanged(shader(""));
+    delay->elapse();
+    EXPECT_EQ(lonely.errorText(), "There is no device any more.");
+    there = true;
+    lonely.compileNow();
+    EXPECT_EQ(lonely.state(), AppModel::State::live);
+}
+
+TEST_F(DeviceTroubleTest, AFrameWithoutEndIsToldAndDoesNotHoldUpTheNextShader) {
+    const auto device = model->device();
+    model->reportSlowFrame(1.2);
+    EXPECT_TRUE(log.isEmpty()) << "nothing to worry about yet";
+    model->reportSlowFrame(12.7);
+    EXPECT_TRUE(model->deviceTrouble().contains("12 second")) << model->deviceTrouble().toStdString();
+    model->reportSlowFrame(12.9);
+    EXPECT_EQ(log, QStringList{"trouble"});
+    model->textChanged(shader("", "nowhere"));
+    delay_->elapse();
+    EXPECT_EQ(model->device(), device) << "the picture may still come";
+    model->reportSlowFrame(0);
+    EXPECT_TRUE(model->deviceTrouble().isEmpty());
+    model->textChanged(shader("", "float4(0.5)"));
+    delay_->elapse();
+    EXPECT_EQ(model->device(), device) << "it has come";
+
+    model->reportSlowFrame(3);
+    model->textChanged(shader("", "float4(0.75)"));
+    delay_->elapse();
+    EXPECT_NE(model->device(), device);
+    EXPECT_EQ(model->state(), AppModel::State::live);
+    EXPECT_TRUE(model->deviceTrouble().isEmpty());
+}
+
+} // namespace
+} // namespace glasshob
