@@ -7,6 +7,7 @@
 #include <QFocusEvent>
 #include <QFocusFrame>
 #include <QPainter>
+#include <QScrollArea>
 #include <QStyle>
 
 namespace glasshob {
@@ -37,6 +38,30 @@ void roundedBox(QPainter& painter, const QRectF& rect, double radius, const QCol
 
 int motionDuration(const QWidget* widget, int milliseconds) {
     return widget->style()->styleHint(QStyle::SH_Widget_Animation_Duration, nullptr, widget) == 0 ? 0 : milliseconds;
+}
+
+QString plainToolTip(const QString& text) {
+    return text.isEmpty()
+               ? QString()
+               : QStringLiteral("<qt>%1</qt>").arg(text.toHtmlEscaped().replace(u'\n', QStringLiteral("<br/>")));
+}
+
+QScrollArea* makeScrollArea(QWidget* contents, QWidget* parent) {
+    auto* area = new QScrollArea(parent);
+    area->setFrameShape(QFrame::NoFrame);
+    area->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    area->setFocusPolicy(Qt::NoFocus);
+    area->setWidget(contents);
+    area->setWidgetResizable(false);
+    auto follow = [area] {
+        QPalette palette = area->palette();
+        palette.setColor(QPalette::Window, themed(Role::panel));
+        palette.setColor(QPalette::Base, themed(Role::panel));
+        area->setPalette(palette);
+    };
+    follow();
+    QObject::connect(&Theme::instance(), &Theme::changed, area, follow);
+    return area;
 }
 
 HoverButton::HoverButton(QWidget* parent) : QAbstractButton(parent) {
@@ -72,6 +97,11 @@ ToolButton::ToolButton(Icon icon, const QString& name, QWidget* parent, int side
 void ToolButton::setIcon(Icon icon) {
     if (icon == icon_) return;
     icon_ = icon;
+    update();
+}
+
+void ToolButton::setTurned(bool turned) {
+    turned_ = turned;
     update();
 }
 
@@ -117,9 +147,15 @@ void ToolButton::paintEvent(QPaintEvent*) {
                                                  : Role::text2);
     const double top = (height() - iconSize_) / 2.0;
     const double left = labelled() ? 8 : (width() - iconSize_) / 2.0;
+    painter.save();
+    if (turned_) {
+        painter.translate(width(), height());
+        painter.rotate(180);
+    }
     // Icons beside a label keep the icons' quieter colour, as the label carries the weight.
     paintIcon(painter, icon_, QRectF(left, top, iconSize_, iconSize_),
               labelled() && isEnabled() ? themed(Role::text2) : ink);
+    painter.restore();
     if (labelled()) {
         painter.setPen(ink);
         painter.drawText(QRectF(left + iconSize_ + 7, 0, width(), height()), Qt::AlignLeft | Qt::AlignVCenter, label_);
@@ -129,26 +165,43 @@ void ToolButton::paintEvent(QPaintEvent*) {
 TextButton::TextButton(const QString& text, Look look, QWidget* parent, std::optional<Icon> icon)
     : HoverButton(parent), look_(look), icon_(icon) {
     setText(text);
-    setFont(look == Look::quiet ? fonts::menu() : fonts::ui(12.5, QFont::DemiBold));
+    setFont(look == Look::quiet     ? fonts::menu()
+            : look == Look::primary ? fonts::ui(13, QFont::Bold)
+                                    : fonts::ui(12.5, QFont::DemiBold));
     setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
     if (look == Look::link) setCursor(Qt::PointingHandCursor);
 }
 
+int TextButton::padding() const {
+    return look_ == Look::link ? 0 : look_ == Look::primary ? 16 : 10;
+}
+
 QSize TextButton::sizeHint() const {
     const int label = fontMetrics().horizontalAdvance(text());
-    const int padding = look_ == Look::link ? 0 : 10;
-    return QSize(padding + (icon_ ? 16 + 7 : 0) + label + padding, look_ == Look::link ? 24 : 26);
+    return QSize(padding() + (icon_ ? 16 + 7 : 0) + label + padding(), look_ == Look::link      ? 24
+                                                                       : look_ == Look::primary ? 32
+                                                                                                : 26);
 }
 
 void TextButton::paintEvent(QPaintEvent*) {
     QPainter painter(this);
-    QColor ink = themed(isEnabled() ? (look_ == Look::quiet ? Role::text2 : Role::text) : Role::disabled);
-    if (look_ == Look::bordered)
-        roundedBox(painter, rect(), 6, mixed(themed(Role::control), themed(Role::controlHover), hover()),
-                   themed(Role::lineStrong));
+    const bool primary = look_ == Look::primary && isEnabled();
+    QColor ink = themed(!isEnabled()           ? Role::disabled
+                        : primary              ? Role::onAccent
+                        : look_ == Look::quiet ? Role::text2
+                                               : Role::text);
+    if (primary)
+        roundedBox(painter, rect(), 6, mixed(themed(Role::accentFill), themed(Role::accentFillHover), hover()), {});
+    else if (look_ == Look::bordered || look_ == Look::primary)
+        roundedBox(painter, rect(), 6,
+                   isDown()      ? themed(Role::controlPressed)
+                   : isEnabled() ? mixed(themed(Role::control), themed(Role::controlHover), hover())
+                                 : QColor(Qt::transparent),
+                   themed(isEnabled() ? Role::lineStrong : Role::line));
     else if (look_ == Look::quiet)
         roundedBox(painter, rect(), 6, mixed(clear(themed(Role::control)), themed(Role::control), hover()), {});
-    double left = look_ == Look::link ? 0 : 10;
+    // In the middle of a button that is wider than it needs to be.
+    double left = padding() + (width() - sizeHint().width()) / 2;
     if (icon_) {
         paintIcon(painter, *icon_, QRectF(left, (height() - 16) / 2.0, 16, 16), ink);
         left += 16 + 7;

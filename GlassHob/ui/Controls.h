@@ -14,11 +14,18 @@
 #include <optional>
 
 class QFocusFrame;
+class QScrollArea;
 
 namespace glasshob {
 
 // The milliseconds an animation takes: as asked, or 0 when the desktop wants no animation.
 int motionDuration(const QWidget* widget, int milliseconds);
+
+// A tooltip's text, shown letter for letter and wrapped where it is long.
+QString plainToolTip(const QString& text);
+
+// An area that scrolls its contents up and down on a pane's ground.
+QScrollArea* makeScrollArea(QWidget* contents, QWidget* parent);
 
 // A button without a frame of its own: colours come at once under the pointer and fade out in 80 ms.
 class HoverButton : public QAbstractButton {
@@ -44,6 +51,8 @@ class ToolButton : public HoverButton {
 
     void setIcon(Icon icon);
     Icon toolIcon() const { return icon_; }
+    // The icon stands on its head: what it closes is closed.
+    void setTurned(bool turned);
     void setLabel(const QString& label);
     void setShowsLabel(bool shows);
     // Which colour the icon has while it is neither on nor labelled; text2 where none is given.
@@ -64,15 +73,17 @@ class ToolButton : public HoverButton {
     int side_;
     int iconSize_;
     bool showsLabel_ = true;
+    bool turned_ = false;
     QString label_;
     std::optional<Role> ink_;
 };
 
-// A button of text alone: quiet (with an icon before it) or underlined as a link.
+// A button of text, with an icon before it where one is given: quiet, underlined as a link, with a border, or the one
+// to press.
 class TextButton : public HoverButton {
     Q_OBJECT
   public:
-    enum class Look { quiet, link, bordered };
+    enum class Look { quiet, link, bordered, primary };
     TextButton(const QString& text, Look look, QWidget* parent, std::optional<Icon> icon = std::nullopt);
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override { return sizeHint(); }
@@ -81,6 +92,8 @@ class TextButton : public HoverButton {
     void paintEvent(QPaintEvent* event) override;
 
   private:
+    int padding() const;
+
     Look look_;
     std::optional<Icon> icon_;
 };

@@ -34,7 +34,11 @@ QMessageBox* makeBox(QWidget* window, const QString& message, const QString& inf
         palette.setColor(QPalette::WindowText, themed(Role::text2));
         label->setPalette(palette);
     }
-    if (box->layout()) box->layout()->setContentsMargins(24, 24, 24, 20);
+    // The grid keeps a column for an icon, 7 px wide, where there is none.
+    if (auto* grid = qobject_cast<QGridLayout*>(box->layout())) {
+        grid->setContentsMargins(24 - 7, 24, 24, 20);
+        grid->setHorizontalSpacing(0);
+    }
     return box;
 }
 
@@ -68,6 +72,7 @@ void DialogQuestions::askText(const TextQuestion& question, std::function<void(s
     box->setEscapeButton(cancel);
     auto* field = new QLineEdit(box);
     field->setFixedSize(240, 24);
+    field->setTextMargins(6, 0, 6, 0);
     field->setPlaceholderText(question.placeholder);
     field->setText(question.text);
     field->selectAll();
@@ -80,7 +85,8 @@ void DialogQuestions::askText(const TextQuestion& question, std::function<void(s
             grid->getItemPosition(index, &row, &column, &rows, &columns);
         QLayoutItem* buttons = grid->takeAt(grid->indexOf(box->findChild<QDialogButtonBox*>()));
         grid->addWidget(field, row + 1, column, 1, columns);
-        grid->addItem(buttons, row + 2, 0, 1, grid->columnCount());
+        grid->setRowMinimumHeight(row + 2, 10);
+        grid->addItem(buttons, row + 3, 0, 1, grid->columnCount());
     }
     QObject::connect(box, &QDialog::finished, box, [box, field, accept, answer = std::move(answer)] {
         answer(box->clickedButton() == accept ? std::optional(field->text()) : std::nullopt);
@@ -92,6 +98,10 @@ void DialogQuestions::askText(const TextQuestion& question, std::function<void(s
 void DialogQuestions::warn(const QString& message, const QString& informativeText) {
     QMessageBox* box = makeBox(window_, message, informativeText);
     box->setIcon(QMessageBox::Warning);
+    if (auto* grid = qobject_cast<QGridLayout*>(box->layout())) {
+        grid->setContentsMargins(24, 24, 24, 20);
+        grid->setHorizontalSpacing(6);
+    }
     box->addButton(QMessageBox::Ok);
     box->open();
 }

@@ -34,6 +34,9 @@ inline QFont chip() {
 inline QFont statement() {
     return ui(15, QFont::Bold);
 } // one line that asks or tells
+inline QFont bannerTitle() {
+    return ui(14, QFont::Bold);
+}
 inline QFont tooltip() {
     return ui(12.5, QFont::DemiBold);
 }

@@ -3,12 +3,19 @@
 #include "GPU/Device.h"
 #include "GlassHob/model/AppModel.h"
 #include "GlassHob/model/SampleThumbnails.h"
+#include "GlassHob/ui/Accessibility.h"
+#include "GlassHob/ui/Banner.h"
+#include "GlassHob/ui/Banners.h"
 #include "GlassHob/ui/CodeEditor.h"
 #include "GlassHob/ui/Controls.h"
 #include "GlassHob/ui/Inspector.h"
 #include "GlassHob/ui/MessageList.h"
+#include "GlassHob/ui/PaneFocus.h"
 #include "GlassHob/ui/Panes.h"
+#include "GlassHob/ui/PresetActions.h"
+#include "GlassHob/ui/PresetColumn.h"
 #include "GlassHob/ui/SampleMenu.h"
+#include "GlassHob/ui/SliderBox.h"
 #include "GlassHob/ui/StatusLine.h"
 #include "GlassHob/ui/Theme.h"
 #include "GlassHob/ui/Toolbar.h"
@@ -61,6 +68,9 @@ QString asQString(std::string_view text) {
 } // namespace
 
 MainWindow::MainWindow(AppModel& model, Canvas::Kind canvas) : model_(model) {
+    installAccessibleViews();
+    // A box over the picture has a surface of its own; the panes beside it need none.
+    QCoreApplication::setAttribute(Qt::AA_DontCreateNativeWidgetSiblings);
     setMinimumSize(leastSize);
     setAttribute(Qt::WA_NativeWindow); // before the picture's child window is made
     makeActions();
@@ -76,11 +86,12 @@ MainWindow::MainWindow(AppModel& model, Canvas::Kind canvas) : model_(model) {
     down_ = new QSplitter(Qt::Vertical, across_);
     canvas_ = Canvas::make(model_, nullptr, canvas);
     previewPane_ = new PreviewPane(model_, canvas_, down_);
-    inspector_ = new Inspector(model_, down_);
+    sliders_ = new SliderPlace(model_, down_);
+    sliders_->setPicture(canvas_);
     across_->addWidget(editorPane_);
     across_->addWidget(down_);
     down_->addWidget(previewPane_);
-    down_->addWidget(inspector_);
+    down_->addWidget(sliders_);
     for (QSplitter* splitter : {across_, down_}) {
         splitter->setChildrenCollapsible(false);
         splitter->setHandleWidth(1);
@@ -92,8 +103,11 @@ MainWindow::MainWindow(AppModel& model, Canvas::Kind canvas) : model_(model) {
     column->addWidget(across_, 1);
     column->addWidget(status_);
     setCentralWidget(central);
+    banners_ = new Banners(model_, this);
+    placeBanners();
     makeMenus();
     new FocusRing(this);
+    makePaneOrder();
 
     connect(across_, &QSplitter::splitterMoved, this, [this] {
         hideCollapsed(across_, 0);
@@ -101,11 +115,14 @@ MainWindow::MainWindow(AppModel& model, Canvas::Kind canvas) : model_(model) {
     });
     connect(down_, &QSplitter::splitterMoved, this, [this] { hideCollapsed(down_, 1); });
     connect(editor(), &CodeEditor::caretMoved, status_, &StatusLine::setCaret);
-    connect(editor(), &CodeEditor::parameterPicked, inspector_, &Inspector::focusParameter);
-    connect(inspector_, &Inspector::insertRequested, this, [this](const QString& line) {
+    connect(editor(), &CodeEditor::parameterPicked, inspector(), &Inspector::focusParameter);
+    connect(sliders_, &SliderPlace::closeRequested, this, [this] { setShowsInspector(false); });
+    connect(inspector(), &Inspector::insertRequested, this, [this](const QString& line) {
         editor()->insertLine(line);
         editor()->setFocus();
     });
+    connect(previewPane_, &PreviewPane::coveredHeightChanged, sliders_, &SliderPlace::setTopInset);
+    connect(previewPane_, &PreviewPane::goToRequested, this, [this] { model_.setShowsEditor(true); });
     connect(previewPane_, &PreviewPane::goToRequested, editor(), &CodeEditor::goTo);
     connect(canvas_, &Canvas::pixelSizeChanged, this, [this] { status_->setDrawnSize(canvas_->pixelSize()); });
     auto openDropped = [this](const QStringList& paths) { model_.openAfterQuestion(paths.first()); };
@@ -115,12 +132,7 @@ MainWindow::MainWindow(AppModel& model, Canvas::Kind canvas) : model_(model) {
     connect(&model_, &AppModel::compiled, this, &MainWindow::followDocument);
     connect(&model_, &AppModel::valueChanged, this, &MainWindow::followDocument);
     connect(&model_, &AppModel::valuesReset, this, &MainWindow::followDocument);
-    connect(&model_, &AppModel::showsEditorChanged, this, [this] {
-        editorPane_->setVisible(model_.showsEditor());
-        showEditor_->setChecked(model_.showsEditor());
-        status_->setShowsEditor(model_.showsEditor());
-        followLayout();
-    });
+    connect(&model_, &AppModel::showsEditorChanged, this, &MainWindow::followShowsEditor);
     status_->setCaret(1, 1);
     restoreLayout();
     followDocument();
@@ -131,6 +143,9 @@ MainWindow::~MainWindow() = default;
 
 CodeEditor* MainWindow::editor() const {
     return editorPane_->editor();
+}
+Inspector* MainWindow::inspector() const {
+    return sliders_->inspector();
 }
 MessageList* MainWindow::messages() const {
     return editorPane_->messages();
@@ -232,7 +247,8 @@ void MainWindow::makeMenus() {
     shader->addSeparator();
     shader->addActions({pauseOrPlay_, backToStart_});
     shader->addSeparator();
-    shader->addAction(resetAll_);
+    shader->addMenu(inspector()->presetActions()->makeMenu(shader));
+    shader->addActions({inspector()->presetActions()->saveAction(), resetAll_});
 
     QMenu* view = menuBar()->addMenu(tr("&View"));
     view->addActions({showEditor_, showInspector_});
@@ -274,7 +290,44 @@ void MainWindow::followLayout() {
     const bool editorShown = editorPane_->isVisibleTo(across_);
     // In the window's coordinates: the splitter spans its whole width.
     toolbar_->setPictureLeft(editorShown ? std::optional(down_->x()) : std::nullopt);
-    inspector_->setDense(height() < denseBelow);
+    inspector()->setDense(height() < denseBelow);
+}
+
+void MainWindow::followShowsEditor() {
+    const bool shows = model_.showsEditor();
+    const bool hadFocus = editorPane_->isAncestorOf(focusWidget());
+    editorPane_->setVisible(shows);
+    // The keyboard rests on the picture, where no key does anything but the window's.
+    if (shows)
+        editor()->setFocus();
+    else if (hadFocus)
+        canvas_->setFocus();
+    previewPane_->setBare(!shows);
+    sliders_->setWhere(shows ? SliderPlace::Where::pane : SliderPlace::Where::overPicture);
+    showEditor_->setChecked(shows);
+    status_->setShowsEditor(shows);
+    placeBanners();
+    followLayout();
+}
+
+void MainWindow::placeBanners() {
+    auto* window = static_cast<QVBoxLayout*>(centralWidget()->layout());
+    window->insertWidget(window->indexOf(toolbar_) + 1, banners_->acrossWindow());
+    // The line stands over the editor, without one over the status line.
+    if (model_.showsEditor())
+        static_cast<QVBoxLayout*>(editorPane_->layout())->insertWidget(0, banners_->overEditor());
+    else
+        window->insertWidget(window->indexOf(status_), banners_->overEditor());
+}
+
+void MainWindow::makePaneOrder() {
+    new PaneFocus(this, {{banners_->acrossWindow()},
+                         {banners_->overEditor()},
+                         {editor(), [this] { editor()->setFocus(Qt::ShortcutFocusReason); }},
+                         {messages()->rows(), [this] { messages()->rows()->setFocus(Qt::ShortcutFocusReason); }},
+                         {inspector(), [this] { inspector()->focusFirst(); }},
+                         {inspector()->presets()},
+                         {toolbar_}});
 }
 
 void MainWindow::hideCollapsed(QSplitter* splitter, int pane) {
@@ -292,7 +345,7 @@ void MainWindow::hideCollapsed(QSplitter* splitter, int pane) {
 }
 
 void MainWindow::setShowsInspector(bool shows) {
-    inspector_->setVisible(shows);
+    sliders_->setShows(shows);
     showInspector_->setChecked(shows);
 }
 

@@ -11,12 +11,14 @@ class QSplitter;
 namespace glasshob {
 
 class AppModel;
+class Banners;
 class CodeEditor;
 class EditorPane;
 class Inspector;
 class MessageList;
 class PreviewPane;
 class SampleMenu;
+class SliderPlace;
 class StatusLine;
 class Toolbar;
 
@@ -28,7 +30,8 @@ class MainWindow : public QMainWindow {
 
     CodeEditor* editor() const;
     MessageList* messages() const;
-    Inspector* inspector() const { return inspector_; }
+    Inspector* inspector() const;
+    SliderPlace* sliders() const { return sliders_; }
     Canvas* canvas() const { return canvas_; }
 
   protected:
@@ -42,6 +45,9 @@ class MainWindow : public QMainWindow {
     void makeMenus();
     void followDocument();
     void followLayout();
+    void followShowsEditor();
+    void placeBanners();
+    void makePaneOrder();
     void hideCollapsed(QSplitter* splitter, int pane);
     void setShowsInspector(bool shows);
     void restoreLayout();
@@ -56,7 +62,8 @@ class MainWindow : public QMainWindow {
     EditorPane* editorPane_ = nullptr;
     PreviewPane* previewPane_ = nullptr;
     Canvas* canvas_ = nullptr;
-    Inspector* inspector_ = nullptr;
+    SliderPlace* sliders_ = nullptr; // the inspector, in its pane or over the picture
+    Banners* banners_ = nullptr;
     StatusLine* status_ = nullptr;
     SampleMenu* fromSample_ = nullptr;
     bool closing_ = false; // the question about unsaved edits has been answered

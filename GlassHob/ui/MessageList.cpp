@@ -4,6 +4,7 @@
 #include "GlassHob/ui/SeverityLook.h"
 #include "GlassHob/ui/Theme.h"
 
+#include <QAccessible>
 #include <QApplication>
 #include <QClipboard>
 #include <QFontMetrics>
@@ -109,8 +110,28 @@ void MessageRows::resizeEvent(QResizeEvent*) {
     updateScrolling();
 }
 
+QString MessageRows::spokenText(int row) const {
+    const Row& said = rows_[std::size_t(row)];
+    QString what = said.message.severity == Diagnostic::Severity::error     ? tr("Error")
+                   : said.message.severity == Diagnostic::Severity::warning ? tr("Warning")
+                                                                            : tr("Note");
+    if (said.message.line > 0)
+        what = tr("%1, line %2, column %3").arg(what).arg(said.message.line).arg(said.message.column);
+    return tr("%1: %2").arg(what, said.text);
+}
+
+QRect MessageRows::rowRect(int row) const {
+    return QRect(0, rowTop(row) - verticalScrollBar()->value(), viewport()->width(),
+                 rowHeight(rows_[std::size_t(row)]));
+}
+
 void MessageRows::setCurrent(int row) {
-    current_ = std::clamp(row, -1, count() - 1);
+    const int before = std::exchange(current_, std::clamp(row, -1, count() - 1));
+    if (current_ >= 0 && current_ != before && hasFocus()) {
+        QAccessibleEvent focus(this, QAccessible::Focus);
+        focus.setChild(current_);
+        QAccessible::updateAccessibility(&focus);
+    }
     if (current_ >= 0) {
         const int top = rowTop(current_), bottom = top + rowHeight(rows_[std::size_t(current_)]);
         if (top < verticalScrollBar()->value())
@@ -294,6 +315,7 @@ void MessageList::setWarnings(const std::vector<Diagnostic>& warnings, const QSt
 void MessageList::followCollapsed() {
     collapse_->setToolTip(isCollapsed() ? tr("Show the messages") : tr("Collapse the messages"));
     collapse_->setAccessibleName(collapse_->toolTip());
+    collapse_->setTurned(isCollapsed());
 }
 
 void MessageList::show(const std::vector<Diagnostic>& messages, const QString& plainText, bool areWarnings) {

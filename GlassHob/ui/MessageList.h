@@ -24,6 +24,11 @@ class MessageRows : public QAbstractScrollArea {
     void setCurrent(int row);
     int count() const { return int(rows_.size()); }
     const Diagnostic& message(int row) const { return rows_[std::size_t(row)].message; }
+    // "Error, line 24, column 40: message"
+    QString spokenText(int row) const;
+    // In the viewport; -1 where there is none.
+    QRect rowRect(int row) const;
+    int rowAtPlace(const QPoint& place) const { return rowAt(place.y()); }
 
   signals:
     void activated(int row);

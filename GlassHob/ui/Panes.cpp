@@ -12,6 +12,8 @@
 #include <QPainter>
 #include <QVBoxLayout>
 
+#include <utility>
+
 namespace glasshob {
 
 namespace {
@@ -105,14 +107,45 @@ void EditorPane::followCompile() {
     }
 }
 
-// The strip's own ground: while a compile has failed it is the banner, with an edge and an icon at its left.
+// The strip over the picture: while a compile has failed it is the banner, with an edge and an icon at its left.
 class PreviewPane::Strip : public Ground {
   public:
-    using Ground::Ground;
-    void setError(bool error) {
-        error_ = error;
-        setRole(error ? Role::errorTint : Role::strip);
+    explicit Strip(QWidget* parent) : Ground(Role::strip, Qt::BottomEdge, parent) {
+        setFixedHeight(stripHeight);
+        title = new TextLine(fonts::label(), Role::text, this);
+        title->setElides(true);
+        size = new TextLine(fonts::small(), Role::text3, this);
+        rate = new TextLine(fonts::small(), Role::text3, this);
+        goTo = new TextButton({}, TextButton::Look::link, this);
+        auto* row = stripRow(this);
+        row->addWidget(title);
+        row->addStretch(1);
+        row->addWidget(size);
+        row->addSpacing(6);
+        row->addWidget(rate);
+        row->addWidget(goTo);
     }
+    void setState(AppModel::State state, std::int64_t line) {
+        error_ = isFailed(state);
+        setRole(error_ ? Role::errorTint : Role::strip);
+        layout()->setContentsMargins(error_ ? stripMargin + 16 + 8 : stripMargin, 0, stripMargin, 1);
+        title->setText(state == AppModel::State::errorWithPicture ? tr("Compile error, showing the last good picture")
+                       : state == AppModel::State::errorWithoutPicture ? tr("Compile error")
+                                                                       : tr("Preview"));
+        size->setVisible(!error_);
+        rate->setVisible(!error_);
+        goTo->setVisible(error_ && line > 0);
+        goTo->setText(tr("Go to Line %1").arg(line));
+        goTo->updateGeometry();
+    }
+    static bool isFailed(AppModel::State state) {
+        return state == AppModel::State::errorWithPicture || state == AppModel::State::errorWithoutPicture;
+    }
+
+    TextLine* title;
+    TextLine* size;
+    TextLine* rate;
+    TextButton* goTo;
 
   protected:
     void paintEvent(QPaintEvent* event) override {
@@ -128,27 +161,14 @@ class PreviewPane::Strip : public Ground {
 };
 
 PreviewPane::PreviewPane(AppModel& model, Canvas* canvas, QWidget* parent)
-    : QWidget(parent), model_(model), canvas_(canvas) {
-    strip_ = new Strip(Role::strip, Qt::BottomEdge, this);
-    strip_->setFixedHeight(stripHeight);
-    title_ = new TextLine(fonts::label(), Role::text, strip_);
-    title_->setElides(true);
-    size_ = new TextLine(fonts::small(), Role::text3, strip_);
-    rate_ = new TextLine(fonts::small(), Role::text3, strip_);
-    goTo_ = new TextButton({}, TextButton::Look::link, strip_);
-    auto* row = stripRow(strip_);
-    row->addWidget(title_);
-    row->addStretch(1);
-    row->addWidget(size_);
-    row->addSpacing(6);
-    row->addWidget(rate_);
-    row->addWidget(goTo_);
+    : QWidget(parent), model_(model), canvas_(canvas), strip_(new Strip(this)) {
     auto* column = bareColumn(this);
     column->addWidget(strip_);
     canvas_->setParent(this);
+    canvas_->installEventFilter(this);
     column->addWidget(canvas_, 1);
 
-    connect(goTo_, &QAbstractButton::clicked, this, [this] { emit goToRequested(firstErrorLine_, firstErrorColumn_); });
+    connect(strip_->goTo, &QAbstractButton::clicked, this, &PreviewPane::goToError);
     connect(canvas_, &Canvas::pixelSizeChanged, this, &PreviewPane::showSize);
     connect(&model_, &AppModel::compiled, this, &PreviewPane::follow);
     connect(&rateTimer_, &QTimer::timeout, this, &PreviewPane::measureRate);
@@ -158,36 +178,64 @@ PreviewPane::PreviewPane(AppModel& model, Canvas* canvas, QWidget* parent)
     showSize();
 }
 
+void PreviewPane::goToError() {
+    emit goToRequested(firstErrorLine_, firstErrorColumn_);
+}
+
 void PreviewPane::follow() {
-    const AppModel::State state = model_.state();
-    const bool failed = state == AppModel::State::errorWithPicture || state == AppModel::State::errorWithoutPicture;
     firstErrorLine_ = firstErrorColumn_ = 0;
     for (const Diagnostic& diagnostic : model_.diagnostics())
         if (diagnostic.line > 0 && (firstErrorLine_ == 0) && diagnostic.severity == Diagnostic::Severity::error) {
             firstErrorLine_ = diagnostic.line;
             firstErrorColumn_ = diagnostic.column;
         }
-    strip_->setError(failed);
-    strip_->layout()->setContentsMargins(failed ? stripMargin + 16 + 8 : stripMargin, 0, stripMargin, 1);
-    title_->setText(state == AppModel::State::errorWithPicture      ? tr("Compile error, showing the last good picture")
-                    : state == AppModel::State::errorWithoutPicture ? tr("Compile error")
-                                                                    : tr("Preview"));
-    size_->setVisible(!failed);
-    rate_->setVisible(!failed);
-    goTo_->setVisible(failed && firstErrorLine_ > 0);
-    goTo_->setText(tr("Go to Line %1").arg(firstErrorLine_));
-    goTo_->updateGeometry();
+    strip_->setState(model_.state(), firstErrorLine_);
+    placeStrip();
+}
+
+void PreviewPane::setBare(bool bare) {
+    if (bare == bare_) return;
+    bare_ = bare;
+    placeStrip();
+}
+
+void PreviewPane::placeStrip() {
+    strip_->setVisible(!bare_);
+    const bool lies = bare_ && Strip::isFailed(model_.state());
+    if (lies && !over_) {
+        // A surface of its own, or the picture's would hide it; a child of the window, as the panes have none.
+        over_ = new Strip(window());
+        over_->setAttribute(Qt::WA_NativeWindow);
+        over_->setAttribute(Qt::WA_NoMousePropagation);
+        connect(over_, &QObject::destroyed, this, [this] { over_ = nullptr; });
+        connect(over_->goTo, &QAbstractButton::clicked, this, &PreviewPane::goToError);
+    }
+    if (over_) {
+        over_->setState(model_.state(), firstErrorLine_);
+        layout()->activate();
+        over_->setGeometry(QRect(canvas_->mapTo(window(), QPoint(0, 0)), QSize(canvas_->width(), stripHeight)));
+        over_->setVisible(lies);
+        over_->raise();
+    }
+    const int covered = lies ? stripHeight : 0;
+    if (covered != std::exchange(covered_, covered)) emit coveredHeightChanged(covered);
+}
+
+bool PreviewPane::eventFilter(QObject* object, QEvent* event) {
+    if (object == canvas_ && over_ && bare_ && (event->type() == QEvent::Resize || event->type() == QEvent::Move))
+        placeStrip();
+    return QWidget::eventFilter(object, event);
 }
 
 void PreviewPane::showSize() {
     const QSize size = canvas_->pixelSize();
-    size_->setText(tr("%1 × %2").arg(size.width()).arg(size.height()));
+    strip_->size->setText(tr("%1 × %2").arg(size.width()).arg(size.height()));
 }
 
 void PreviewPane::measureRate() {
     const double seconds = double(rateClock_.restart()) / 1000.0;
     const std::uint64_t frames = canvas_->shownFrames();
-    rate_->setText(seconds > 0 ? tr("%1 fps").arg(qRound(double(frames - framesBefore_) / seconds)) : QString());
+    strip_->rate->setText(seconds > 0 ? tr("%1 fps").arg(qRound(double(frames - framesBefore_) / seconds)) : QString());
     framesBefore_ = frames;
 }
 

@@ -39,12 +39,21 @@ class PreviewPane : public QWidget {
     Q_OBJECT
   public:
     PreviewPane(AppModel& model, Canvas* canvas, QWidget* parent);
+    // The picture alone. An error then shows its strip over the picture's top edge: the picture keeps its size.
+    void setBare(bool bare);
 
   signals:
+    // So much of the picture's top edge is covered.
+    void coveredHeightChanged(int height);
     void goToRequested(std::int64_t line, std::int64_t column);
+
+  protected:
+    bool eventFilter(QObject* object, QEvent* event) override;
 
   private:
     void follow();
+    void goToError();
+    void placeStrip();
     void showSize();
     void measureRate();
 
@@ -52,10 +61,9 @@ class PreviewPane : public QWidget {
     AppModel& model_;
     Canvas* canvas_;
     Strip* strip_;
-    TextLine* title_;
-    TextLine* size_;
-    TextLine* rate_;
-    TextButton* goTo_;
+    Strip* over_ = nullptr; // over the picture, while it is bare
+    bool bare_ = false;
+    int covered_ = 0;
     std::int64_t firstErrorLine_ = 0, firstErrorColumn_ = 0;
     QTimer rateTimer_;
     QElapsedTimer rateClock_;

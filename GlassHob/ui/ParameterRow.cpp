@@ -8,6 +8,7 @@
 #include <QKeyEvent>
 #include <QLocale>
 #include <QPainter>
+#include <QWheelEvent>
 
 #include <algorithm>
 #include <cmath>
@@ -80,10 +81,12 @@ void ValueField::paintEvent(QPaintEvent* event) {
         painter.setRenderHint(QPainter::Antialiasing);
         if (!isEnabled()) painter.setOpacity(0.4);
         const bool typing = hasFocus();
+        const bool refused = typing && isModified() && !text().isEmpty() && !typedValue(text());
         painter.setBrush(themed(Role::field));
-        painter.setPen(QPen(themed(typing || edge_ == Edge::focused ? Role::accentText
-                                   : edge_ == Edge::strong          ? Role::lineStrong
-                                                                    : Role::line),
+        painter.setPen(QPen(themed(refused                            ? Role::error
+                                   : typing || edge_ == Edge::focused ? Role::accentText
+                                   : edge_ == Edge::strong            ? Role::lineStrong
+                                                                      : Role::line),
                             typing ? 2 : 1));
         const double inset = typing ? 1 : 0.5;
         painter.drawRoundedRect(QRectF(rect()).adjusted(inset, inset, -inset, -inset), 4, 4);
@@ -91,15 +94,26 @@ void ValueField::paintEvent(QPaintEvent* event) {
     QLineEdit::paintEvent(event);
 }
 
+void ValueField::finishTyping() {
+    if (isModified()) {
+        setModified(false);
+        emit committed(text());
+    }
+    setText(shown_);
+}
+
 void ValueField::keyPressEvent(QKeyEvent* event) {
+    const double step = event->modifiers() & Qt::ShiftModifier ? 0.1 : 1;
     switch (event->key()) {
+    case Qt::Key_Up:
+    case Qt::Key_Down:
+        finishTyping();
+        emit stepped(event->key() == Qt::Key_Up ? step : -step);
+        selectAll();
+        return;
     case Qt::Key_Return:
     case Qt::Key_Enter:
-        if (isModified()) {
-            setModified(false);
-            emit committed(text());
-            setText(shown_);
-        }
+        finishTyping();
         selectAll();
         return;
     case Qt::Key_Escape:
@@ -119,13 +133,25 @@ void ValueField::focusInEvent(QFocusEvent* event) {
 
 void ValueField::focusOutEvent(QFocusEvent* event) {
     QLineEdit::focusOutEvent(event);
-    // Leaving the field takes what was typed, as a form does.
-    if (isModified()) {
-        setModified(false);
-        emit committed(text());
-    }
-    setText(shown_);
+    finishTyping(); // leaving the field takes what was typed, as a form does
     update();
+}
+
+void ValueField::wheelEvent(QWheelEvent* event) {
+    // Only with the focus, as on the slider.
+    if (!hasFocus()) {
+        event->ignore();
+        return;
+    }
+    wheelRest_ += event->angleDelta().y() != 0 ? event->angleDelta().y() : event->angleDelta().x();
+    const int notches = wheelRest_ / 120;
+    wheelRest_ -= notches * 120;
+    if (notches) {
+        finishTyping();
+        emit stepped(notches * (event->modifiers() & Qt::ShiftModifier ? 0.1 : 1));
+        selectAll();
+    }
+    event->accept();
 }
 
 ParameterRow::ParameterRow(const ParamDecl& declaration, QWidget* parent)
@@ -136,6 +162,11 @@ ParameterRow::ParameterRow(const ParamDecl& declaration, QWidget* parent)
     connect(slider_, &ParameterSlider::stateChanged, this, &ParameterRow::showState);
     connect(field_, &ValueField::committed, this, [this](const QString& text) {
         if (const auto typed = typedValue(text)) edited(std::clamp(*typed, declaration_.min, declaration_.max), true);
+    });
+    connect(field_, &ValueField::stepped, this, [this](double hundredths) {
+        const double range = double(declaration_.max) - declaration_.min;
+        const double next = double(slider_->value()) + hundredths * range / 100;
+        if (std::isfinite(next)) edited(std::clamp(float(next), declaration_.min, declaration_.max), false);
     });
     connect(reset_, &QAbstractButton::clicked, this, [this] {
         edited(declaration_.defaultValue, true);
@@ -155,7 +186,7 @@ void ParameterRow::setDeclaration(const ParamDecl& declaration) {
     field_->setAccessibleName(tr("%1, value").arg(name));
     reset_->setName(
         tr("Reset %1 to %2").arg(name, valueText(declaration.defaultValue, declaration.min, declaration.max)));
-    setToolTip(density_ == Density::dense ? detail : QString());
+    showToolTip();
     showState();
     update();
 }
@@ -190,10 +221,33 @@ void ParameterRow::setDensity(Density density, int nameWidth) {
     if (density == density_ && nameWidth == nameWidth_) return;
     density_ = density;
     nameWidth_ = nameWidth;
-    setToolTip(density == Density::dense ? QString::fromStdString(declaration_.detail) : QString());
     updateGeometry();
     layOut();
     update();
+}
+
+int ParameterRow::nameRoom() const {
+    return density_ == Density::dense ? nameWidth_ : std::max(80, width() - 28);
+}
+
+void ParameterRow::showToolTip() {
+    // The range always; name and description where the row does not show the whole of them.
+    const QString name = QString::fromStdString(declaration_.name),
+                  detail = QString::fromStdString(declaration_.detail);
+    auto shown = [this](float value) { return valueText(value, declaration_.min, declaration_.max); };
+    QStringList lines;
+    if (wantedNameWidth() > nameRoom()) lines << name;
+    const int detailRoom = nameRoom() - wantedNameWidth() - 8;
+    const bool isCut =
+        density_ == Density::dense || QFontMetrics(fonts::small()).horizontalAdvance(detail) > detailRoom;
+    if (isCut && !detail.isEmpty()) lines << detail;
+    lines << tr("%1 to %2, at first %3")
+                 .arg(shown(declaration_.min), shown(declaration_.max), shown(declaration_.defaultValue));
+    setToolTip(plainToolTip(lines.join(u'\n')));
+}
+
+QList<QWidget*> ParameterRow::controls() const {
+    return {slider_, field_, reset_};
 }
 
 void ParameterRow::focusSlider() {
@@ -211,6 +265,7 @@ void ParameterRow::layOut() {
     reset_->move(width() - 24, middle - 12);
     field_->move(width() - 24 - 4 - 64, middle - 12);
     slider_->setGeometry(left, middle - 14, std::max(72, field_->x() - 16 - left), 28);
+    showToolTip();
 }
 
 void ParameterRow::paintEvent(QPaintEvent*) {
@@ -225,15 +280,16 @@ void ParameterRow::paintEvent(QPaintEvent*) {
                          metrics.elidedText(name, Qt::ElideRight, nameWidth_));
         return;
     }
-    painter.drawText(QRect(0, 0, width(), 26), Qt::AlignLeft | Qt::AlignVCenter, name);
+    const int room = nameRoom();
+    painter.drawText(QRect(0, 0, room, 26), Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine,
+                     QFontMetrics(painter.font()).elidedText(name, Qt::ElideRight, room));
     const int after = wantedNameWidth() + 8;
     painter.setFont(fonts::small());
     painter.setPen(themed(isEnabled() ? Role::text3 : Role::disabled));
-    const int room = width() - after - 28;
-    if (room > 20)
+    if (const int left = room - after; left > 20)
         painter.drawText(
-            QRect(after, 0, room, 26), Qt::AlignLeft | Qt::AlignVCenter,
-            QFontMetrics(painter.font()).elidedText(QString::fromStdString(declaration_.detail), Qt::ElideRight, room));
+            QRect(after, 0, left, 26), Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine,
+            QFontMetrics(painter.font()).elidedText(QString::fromStdString(declaration_.detail), Qt::ElideRight, left));
 }
 
 } // namespace glasshob

@@ -5,7 +5,10 @@
 #include "GlassHobCore/Params.h"
 
 #include <QLineEdit>
+#include <QList>
 #include <QWidget>
+
+#include <optional>
 
 namespace glasshob {
 
@@ -19,7 +22,8 @@ QString valueText(float value, float min, float max);
 // What a person typed, with a point or a comma; nothing when it is no finite number.
 std::optional<float> typedValue(const QString& text);
 
-// The small field with the value; Return commits, Escape restores.
+// The small field with the value; Return commits, Escape restores, the arrow keys step. What is no number is shown as
+// refused while it stands there, and is never taken.
 class ValueField : public QLineEdit {
     Q_OBJECT
   public:
@@ -30,16 +34,21 @@ class ValueField : public QLineEdit {
 
   signals:
     void committed(const QString& text);
+    // An arrow key, up or down, or the wheel: so many steps of the slider.
+    void stepped(double hundredths);
 
   protected:
     void paintEvent(QPaintEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
     void focusInEvent(QFocusEvent* event) override;
     void focusOutEvent(QFocusEvent* event) override;
+    void wheelEvent(QWheelEvent* event) override;
 
   private:
     void followTheme();
+    void finishTyping();
 
+    int wheelRest_ = 0;
     Edge edge_ = Edge::quiet;
     QString shown_;
 };
@@ -62,6 +71,8 @@ class ParameterRow : public QWidget {
     void focusSlider();
     ParameterSlider* slider() const { return slider_; }
     ValueField* field() const { return field_; }
+    // What takes the keyboard, in its order.
+    QList<QWidget*> controls() const;
 
     QSize sizeHint() const override { return QSize(240, density_ == Density::tall ? 64 : 36); }
     QSize minimumSizeHint() const override { return QSize(200, sizeHint().height()); }
@@ -76,7 +87,9 @@ class ParameterRow : public QWidget {
   private:
     void edited(float value, bool glides);
     void showState();
+    void showToolTip();
     void layOut();
+    int nameRoom() const;
 
     ParamDecl declaration_;
     Density density_ = Density::tall;

@@ -3,6 +3,7 @@
 #include "GlassHob/ui/Controls.h"
 #include "GlassHob/ui/Theme.h"
 
+#include <QAccessible>
 #include <QApplication>
 #include <QKeyEvent>
 #include <QMouseEvent>
@@ -41,7 +42,8 @@ void ParameterSlider::setRange(float min, float max, float defaultValue) {
     min_ = min;
     max_ = max;
     default_ = defaultValue;
-    setValue(value_);
+    moveKnob(fraction(value_), Motion::none);
+    update();
 }
 
 double ParameterSlider::fraction(float value) const {
@@ -59,9 +61,19 @@ double ParameterSlider::valueAt(double x) const {
 }
 
 void ParameterSlider::setValue(float value, Motion motion) {
+    // A value that is there already leaves a knob that glides to it alone.
+    if (value == value_ && knobMotion_.state() == QAbstractAnimation::Running) return;
+    const bool isOther = value != value_;
     value_ = value;
     moveKnob(fraction(value), motion);
     update();
+    if (isOther) tellScreenReaders();
+}
+
+void ParameterSlider::tellScreenReaders() {
+    if (!QAccessible::isActive()) return;
+    QAccessibleValueChangeEvent changed(this, double(value_));
+    QAccessible::updateAccessibility(&changed);
 }
 
 void ParameterSlider::moveKnob(double fraction, Motion motion) {
@@ -84,6 +96,7 @@ void ParameterSlider::edit(double value, Motion motion) {
     value_ = next;
     moveKnob(fraction(next), motion);
     update();
+    tellScreenReaders();
     emit valueEdited(next);
     emit stateChanged();
 }

@@ -22,6 +22,8 @@ class ParameterSlider : public QWidget {
     // Shows a value; does not emit valueEdited(). The knob may glide there, the value is set at once.
     enum class Motion { none, glide };
     void setValue(float value, Motion motion = Motion::none);
+    // As the user does: tells of the change.
+    void enter(double value) { edit(value); }
 
     QSize sizeHint() const override { return QSize(240, 28); }
     QSize minimumSizeHint() const override { return QSize(72, 28); }
@@ -56,6 +58,7 @@ class ParameterSlider : public QWidget {
     void edit(double value, Motion motion = Motion::none);
     void step(double amount) { edit(double(value_) + amount); }
     void haloTo(double diameter);
+    void tellScreenReaders();
     void moveKnob(double fraction, Motion motion);
 
     float min_ = 0, max_ = 1, default_ = 0, value_ = 0;

@@ -3,6 +3,7 @@
 #include "GlassHob/ui/Fonts.h"
 #include "GlassHob/ui/MessageList.h"
 #include "GlassHob/ui/Theme.h"
+#include "GlassHobCore/Identity.h"
 #include "GlassHobRender/ShaderProgram.h"
 
 #include <QAccessible>
@@ -81,14 +82,21 @@ void StatusLine::follow() {
         text_->setText(text);
         text_->setToolTip(text);
         setAccessibleDescription(text);
-        QAccessibleEvent changed(this, QAccessible::DescriptionChanged);
-        QAccessible::updateAccessibility(&changed);
+        // Said aloud when it is another state, not for every compile.
+        if (model_.state() != announced_) {
+            announced_ = model_.state();
+            QAccessibleEvent alert(this, QAccessible::Alert);
+            QAccessible::updateAccessibility(&alert);
+        }
     }
     int errors = 0;
     for (const Diagnostic& diagnostic : model_.diagnostics())
         errors += diagnostic.severity == Diagnostic::Severity::error;
     const std::size_t sliders = model_.program() ? model_.program()->params().size() : 0;
-    if (errors > 0)
+    if (model_.needsRun())
+        count_->setText(
+            tr("from %1").arg(QString::fromUtf8(Identity::siteHost.data(), qsizetype(Identity::siteHost.size()))));
+    else if (errors > 0)
         count_->setText(errors == 1 ? tr("1 error") : tr("%1 errors").arg(errors));
     else if (const auto warnings =
                  std::ranges::count(model_.warnings(), Diagnostic::Severity::warning, &Diagnostic::severity);

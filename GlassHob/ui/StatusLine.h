@@ -27,6 +27,7 @@ class StatusLine : public Ground {
     TextLine* place_;
     QString caret_, drawnSize_;
     bool showsEditor_ = true;
+    AppModel::State announced_ = AppModel::State::empty;
 };
 
 } // namespace glasshob
