@@ -10,6 +10,7 @@
 #include "GPU/Types.h"
 
 #include <array>
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -63,6 +64,8 @@ class CommandBuffer : public std::enable_shared_from_this<CommandBuffer> {
 
     // Blocks until the work has finished or failed. Returns at once when it was never committed.
     void waitUntilCompleted();
+    // The same, given up after a while: status() is still `committed` then.
+    void waitUntilCompleted(std::chrono::milliseconds atMost);
 
     // Asks the device; never blocks.
     CommandBufferStatus status() const;

@@ -12,6 +12,7 @@
 #include <QMessageBox>
 
 #include <cstdio>
+#include <cstdlib>
 #include <string_view>
 
 namespace {
@@ -104,5 +105,12 @@ int main(int argc, char** argv) {
     questions.setWindow(&window);
     window.show();
     model.start(arguments);
-    return QApplication::exec();
+    const int status = QApplication::exec();
+    if (model.deviceIsBusy()) {
+        // An ordinary end would wait for the frame in work, which may have no end.
+        model.close();
+        std::fflush(nullptr);
+        std::_Exit(status);
+    }
+    return status;
 }

@@ -34,7 +34,7 @@ std::shared_ptr<gpu::Function> function(const gpu::Library& library, std::string
 }
 
 // The size of struct Particle is asked of the GPU, so that no second calculation of it can disagree.
-std::int64_t measureParticle(gpu::Device& device, const gpu::Library& library) {
+std::int64_t measureParticle(gpu::Device& device, const gpu::Library& library, bool isHurried) {
     constexpr const char* problem = "Could not measure struct Particle.";
     const auto pipeline =
         orThrow(device.makeComputePipelineState(function(library, ShaderAssembler::particleSizeEntry), {1, 1, 1}));
@@ -50,7 +50,15 @@ std::int64_t measureParticle(gpu::Device& device, const gpu::Library& library) {
     encoder->dispatchThreads({1, 1, 1});
     encoder->endEncoding();
     commands->commit();
-    commands->waitUntilCompleted();
+    if (isHurried)
+        commands->waitUntilCompleted(ShaderProgram::deviceTimeLimit);
+    else
+        commands->waitUntilCompleted();
+    if (commands->status() == gpu::CommandBufferStatus::committed) {
+        ShaderError busy({}, "The graphics device is still busy with an earlier frame: wait until it is drawn.");
+        busy.deviceIsBusy = true;
+        throw busy;
+    }
     if (commands->status() == gpu::CommandBufferStatus::completed)
         std::memcpy(&size, (*buffer)->contents(), sizeof size);
     if (size == 0) fail(problem);
@@ -88,17 +96,17 @@ ShaderProgram::ShaderProgram(std::string_view source, const std::shared_ptr<gpu:
         if (sound == nullptr) fail("The host's sound entry point is missing from the compiled library.");
         soundPipeline_ = orThrow(device->makeComputePipelineState(sound));
     }
-    if (compiled->assembled.particles >= 1) buildParticles(*library, compiled->assembled);
+    if (compiled->assembled.particles >= 1) buildParticles(*library, compiled->assembled, timeLimit.count() > 0);
     if (compiled->assembled.grid >= 1) buildMesh(*library, compiled->assembled);
     pipeline_ = orThrow(device->makeRenderPipelineState(picture));
 }
 
 ShaderProgram::~ShaderProgram() = default;
 
-void ShaderProgram::buildParticles(const gpu::Library& library, const AssembledShader& assembled) {
+void ShaderProgram::buildParticles(const gpu::Library& library, const AssembledShader& assembled, bool isHurried) {
     ParticlePipelines made;
     made.count = assembled.particles;
-    made.stride = measureParticle(*device_, library);
+    made.stride = measureParticle(*device_, library, isHurried);
     const auto length = std::uint64_t(made.count) * std::uint64_t(made.stride);
     if (length > device_->maxBufferArgumentLength())
         fail(std::to_string(made.count) + " particles of " + std::to_string(made.stride) + " bytes need " +

@@ -60,8 +60,12 @@ struct MeshPipelines {
 
 class ShaderProgram {
   public:
+    /// How long a constructor with a time limit waits for the device.
+    static constexpr std::chrono::milliseconds deviceTimeLimit{1000};
+
     /// `source` is the user's text as in the editor. `pixelFormat` is the colour format of `pipeline`. A time limit of
-    /// zero means none; the live compile passes ShaderCompiler::liveTimeLimit.
+    /// zero means none; the live compile passes ShaderCompiler::liveTimeLimit. With a limit, a device that is busy with
+    /// something else for longer than deviceTimeLimit makes the constructor fail with deviceIsBusy.
     ShaderProgram(std::string_view source, const std::shared_ptr<gpu::Device>& device,
                   gpu::PixelFormat pixelFormat = gpu::PixelFormat::bgra8Unorm,
                   std::chrono::milliseconds timeLimit = {});
@@ -99,7 +103,7 @@ class ShaderProgram {
     std::vector<float> parameterFloats(const SliderValues& values) const;
 
   private:
-    void buildParticles(const gpu::Library& library, const AssembledShader& assembled);
+    void buildParticles(const gpu::Library& library, const AssembledShader& assembled, bool isHurried);
     void buildMesh(const gpu::Library& library, const AssembledShader& assembled);
 
     std::shared_ptr<gpu::Device> device_;

@@ -114,6 +114,12 @@ void CommandBuffer::waitUntilCompleted() {
     impl_->device->reclaim();
 }
 
+void CommandBuffer::waitUntilCompleted(std::chrono::milliseconds atMost) {
+    if (!impl_->isCommitted || impl_->value == 0) return;
+    impl_->device->wait(impl_->value, std::chrono::steady_clock::now() + atMost);
+    impl_->device->reclaim();
+}
+
 CommandBufferStatus CommandBuffer::status() const {
     if (!impl_->isCommitted) return CommandBufferStatus::notCommitted;
     if (impl_->value == 0 || impl_->device->failureOf(impl_->value)) return CommandBufferStatus::error;

@@ -276,7 +276,7 @@ std::uint64_t VulkanDevice::finishedValue() {
     return value;
 }
 
-bool VulkanDevice::wait(std::uint64_t value) {
+bool VulkanDevice::wait(std::uint64_t value, std::chrono::steady_clock::time_point until) {
     const VkSemaphoreWaitInfo info{.sType = VK_STRUCTURE_TYPE_SEMAPHORE_WAIT_INFO,
                                    .pNext = nullptr,
                                    .flags = 0,
@@ -291,6 +291,7 @@ bool VulkanDevice::wait(std::uint64_t value) {
         const VkResult result = vkWaitSemaphores(handle, &info, slice);
         if (result == VK_ERROR_DEVICE_LOST) lost = true;
         if (result != VK_TIMEOUT) return result == VK_SUCCESS && !failureOf(value);
+        if (std::chrono::steady_clock::now() >= until) return false;
     }
 }
 

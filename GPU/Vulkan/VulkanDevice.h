@@ -11,6 +11,7 @@
 #include "GPU/Vulkan/Instance.h"
 
 #include <atomic>
+#include <chrono>
 #include <deque>
 #include <functional>
 #include <map>
@@ -86,8 +87,10 @@ struct VulkanDevice : std::enable_shared_from_this<VulkanDevice> {
 
     // The timeline's present value; what finished is visible to the CPU.
     std::uint64_t finishedValue();
-    // Blocks; false when the device was lost before the value was reached, or its work never reached the queue.
-    bool wait(std::uint64_t value);
+    // Blocks; false when the device was lost before the value was reached, its work never reached the queue, or the
+    // time is up.
+    bool wait(std::uint64_t value,
+              std::chrono::steady_clock::time_point until = std::chrono::steady_clock::time_point::max());
 
     // Calls the handler on the completion thread once the value is reached or the device is lost.
     void whenFinished(std::uint64_t value, std::function<void()> handler);

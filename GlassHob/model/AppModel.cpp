@@ -22,6 +22,8 @@ namespace {
 constexpr double slowForCompiles = 1;
 // ... and this many are told about.
 constexpr double slowForPeople = 2;
+// Seconds between two tries of a compile that found the device busy, while nobody says that it has ended.
+constexpr double retryDelay = 5;
 
 QString asQString(std::string_view text) {
     return QString::fromUtf8(text.data(), qsizetype(text.size()));
@@ -49,14 +51,18 @@ AppModel::AppModel(Surroundings surroundings, QObject* parent)
 }
 
 AppModel::~AppModel() {
+    close();
+    program_.reset();
+    if (slowFrameSeconds_ > 0) retire(std::move(device_));
+}
+
+void AppModel::close() {
     pendingCompile_->cancel();
     // Without an answer to the question about them, edits outlive the window.
     if (isDirty_ && !discardAgreed_)
         keepDraft();
     else
         drafts_.remove();
-    program_.reset();
-    if (slowFrameSeconds_ > 0) retire(std::move(device_));
 }
 
 // ---- The compile ----------------------------------------------------------------------------------------------------
@@ -64,6 +70,7 @@ AppModel::~AppModel() {
 void AppModel::compile(const std::string& text) {
     sourceLines_ = linesOf(text);
     keepDraft();
+    if (std::exchange(waitsForDevice_, false)) emit deviceTroubleChanged();
     if (needsRun_) return;
     const auto device = deviceForCompile();
     if (!device) {
@@ -79,10 +86,12 @@ void AppModel::compile(const std::string& text) {
     } catch (const ShaderError& error) {
         if ((*device)->lost() && *device == device_) {
             reportDeviceLoss();
-            return;
+        } else if (error.deviceIsBusy) {
+            waitForDevice();
+        } else {
+            compileMillis_.reset();
+            fail(error.diagnostics, asQString(error.raw));
         }
-        compileMillis_.reset();
-        fail(error.diagnostics, asQString(error.raw));
     } catch (const std::exception& error) {
         fail({}, QString::fromUtf8(error.what()));
     }
@@ -103,13 +112,26 @@ void AppModel::takeProgram(std::shared_ptr<const ShaderProgram> program) {
     errorText_.reset();
     sliders_.carryOver(program_->params());
     if (program_->device() != device_) {
-        retire(std::exchange(device_, program_->device()));
-        spareDevice_.reset();
+        retire(std::exchange(device_, std::exchange(spareDevice_, nullptr)));
         deviceLost_ = false;
         slowFrameSeconds_ = 0;
         emit deviceReplaced();
         emit deviceTroubleChanged();
     }
+    retire(std::exchange(spareDevice_, nullptr));
+    emit compiled();
+}
+
+// The old picture must not go on: it is what the new one waits for.
+void AppModel::waitForDevice() {
+    waitsForDevice_ = true;
+    program_.reset();
+    compileMillis_.reset();
+    diagnostics_.clear();
+    warnings_.clear();
+    errorText_.reset();
+    pendingCompile_->start(retryDelay, [this] { compile(currentText_); });
+    emit deviceTroubleChanged();
     emit compiled();
 }
 
@@ -174,12 +196,19 @@ void AppModel::reportSlowFrame(double seconds) {
     const QString before = deviceTrouble();
     slowFrameSeconds_ = seconds;
     if (deviceTrouble() != before) emit deviceTroubleChanged();
+    if (seconds <= 0 && waitsForDevice_) compileNow();
+}
+
+bool AppModel::deviceIsBusy() const {
+    return slowFrameSeconds_ > 0 || waitsForDevice_ || retiredDeviceIsBusy();
 }
 
 QString AppModel::deviceTrouble() const {
     if (deviceLost_)
         return tr("The graphics device was lost while it drew this shader, so the picture has stopped. "
                   "Change the shader or compile it again, and it starts afresh.");
+    if (waitsForDevice_)
+        return tr("The graphics device is still drawing an earlier frame. This shader starts when that is done.");
     if (slowFrameSeconds_ >= slowForPeople)
         return tr("This frame has been drawing for %n second(s). "
                   "Make the shader do less, and the picture starts afresh when it compiles.",

@@ -62,6 +62,8 @@ class AppModel : public QObject {
 
     explicit AppModel(Surroundings surroundings, QObject* parent = nullptr);
     ~AppModel() override;
+    // What the end of a model does for the documents, for a process that ends without it.
+    void close();
 
     // ---- Start ----
     // Opens the file after "--shader", else the last one if it still exists, else the sample.
@@ -137,8 +139,11 @@ class AppModel : public QObject {
     // Told by who draws. The program goes with its device; the next compile that succeeds runs on a new one.
     void reportDeviceLoss();
     // How long a frame has been in work by now, from a second on, told about every second while it lasts; 0 when it
-    // has ended. A compile that succeeds meanwhile gets a new device and need not wait behind that frame.
+    // has ended. A compile that succeeds meanwhile gets a new device. A shader that must wait for the old frame all the
+    // same, as drivers may have it, has no program until then.
     void reportSlowFrame(double seconds);
+    // Whether the ordinary end of the process would wait for a frame, perhaps without end.
+    bool deviceIsBusy() const;
     // A sentence on why the picture stands still although nothing is wrong with the text; empty when it does not.
     QString deviceTrouble() const;
 
@@ -217,6 +222,7 @@ class AppModel : public QObject {
 
     void takeProgram(std::shared_ptr<const ShaderProgram> program);
     void fail(std::vector<Diagnostic> diagnostics, const QString& text);
+    void waitForDevice();
     gpu::Result<std::shared_ptr<gpu::Device>> deviceForCompile();
 
     std::shared_ptr<gpu::Device> device_;
@@ -224,6 +230,7 @@ class AppModel : public QObject {
     std::shared_ptr<gpu::Device> spareDevice_;
     std::function<gpu::Result<std::shared_ptr<gpu::Device>>()> makeDevice_;
     bool deviceLost_ = false;
+    bool waitsForDevice_ = false;
     double slowFrameSeconds_ = 0;
     Questions* questions_;
     std::unique_ptr<Delay> pendingCompile_;

@@ -88,6 +88,7 @@ void Drafts::remove() {
     if (!kept_) return;
     QFile::remove(path_);
     kept_.reset();
+    lock_.reset();
 }
 
 std::vector<Drafts::Found> Drafts::leftBehind() const {

@@ -1,7 +1,12 @@
 // A graphics device that goes away, or is busy without end, stops the picture and nothing else.
 
+#include "GPU/CommandBuffer.h"
+#include "GPU/CommandQueue.h"
+#include "GPU/Encoders.h"
 #include "GPU/Testing.h"
+#include "GPU/Texture.h"
 #include "GlassHob/tests/ModelTestSupport.h"
+#include "GlassHobCore/Uniforms.h"
 #include "GlassHobRender/ShaderProgram.h"
 
 namespace glasshob {
@@ -117,6 +122,57 @@ TEST_F(DeviceTroubleTest, AFrameWithoutEndIsToldAndDoesNotHoldUpTheNextShader) {
     delay_->elapse();
     EXPECT_NE(model->device(), device);
     EXPECT_EQ(model->state(), AppModel::State::live);
+    EXPECT_TRUE(model->deviceTrouble().isEmpty());
+}
+
+// Particle shaders run a kernel while they are compiled, which on some drivers stands behind every frame in work.
+TEST_F(DeviceTroubleTest, ACompileDoesNotWaitWithoutEndForABusyDevice) {
+    const std::string particles =
+        "// @particles 100\n"
+        "struct Particle { float2 place; };\n"
+        "Particle spawn(uint id, constant Params& p) { return {float2(0.5)}; }\n"
+        "void update(thread Particle& q, uint id, constant Uniforms& u, constant Params& p) {}\n"
+        "float3 place(Particle q, constant Uniforms& u, constant Params& p) { return float3(q.place, 1.0); }\n"
+        "float4 ink(Particle q, float2 at, constant Uniforms& u, constant Params& p) { return float4(1.0); }\n"
+        "float4 shade(float2 uv, constant Uniforms& u, constant Params& p, Trails trails) { return float4(0.0); }\n";
+    model->textChanged(shader("float turns(float a) {\n"
+                              "    for (int i = 0; i < 16000; ++i) a = sin(a + float(i));\n"
+                              "    return a;\n"
+                              "}\n",
+                              "float4(turns(uv.x))"));
+    delay_->elapse();
+    ASSERT_EQ(model->state(), AppModel::State::live) << model->errorText().value_or("").toStdString();
+    const auto queue = model->device()->makeCommandQueue();
+    ASSERT_TRUE(queue);
+    const auto draw = [&](std::uint32_t side) {
+        const auto texture = model->device()->makeTexture(
+            {.width = side, .height = side, .usage = {.shaderRead = false, .renderTarget = true}});
+        const auto frame = (*queue)->commandBuffer();
+        gpu::RenderPassDescriptor pass;
+        pass.colorAttachments[0].texture = *texture;
+        gpu::RenderCommandEncoder* encoder = frame->makeRenderCommandEncoder(pass);
+        model->program()->encodePicture(*encoder, GHUniforms{}, {}, nullptr);
+        encoder->endEncoding();
+        frame->commit();
+        return frame;
+    };
+    draw(1)->waitUntilCompleted(); // the driver compiles at the first draw
+    const auto frame = draw(256);
+
+    model->reportSlowFrame(1);
+    model->textChanged(particles);
+    delay_->elapse();
+    // A quick device has drawn the frame meanwhile.
+    if (frame->status() == gpu::CommandBufferStatus::committed && model->state() != AppModel::State::live) {
+        EXPECT_EQ(model->program(), nullptr);
+        EXPECT_EQ(model->errorText(), std::nullopt) << model->errorText()->toStdString();
+        EXPECT_TRUE(model->deviceIsBusy());
+        EXPECT_TRUE(model->statusText().startsWith("The graphics device is still drawing"));
+        EXPECT_TRUE(delay_->isWaiting());
+    }
+    frame->waitUntilCompleted();
+    model->reportSlowFrame(0);
+    EXPECT_EQ(model->state(), AppModel::State::live) << model->errorText().value_or("").toStdString();
     EXPECT_TRUE(model->deviceTrouble().isEmpty());
 }
 
