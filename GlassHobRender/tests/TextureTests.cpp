@@ -285,7 +285,12 @@ TEST(Textures, SamplesFollowTheSampler) {
           [](auto) { return Texel{2, 2, 2, 2}; }},
          {"t.gather(near, float2(3.0 / 8.0, 2.0 / 4.0))", [](auto) { return Texel{2 + 32, 3 + 32, 3 + 16, 2 + 16}; }},
          {"t.gather(near, float2(3.0 / 8.0, 2.0 / 4.0), int2(1, -1), component::w)",
-          [](auto) { return Texel{-3, -4, -4, -3}; }}},
+          [](auto) { return Texel{-3, -4, -4, -3}; }},
+         {"t.gather(near, float2(3.0 / 8.0, 2.0 / 4.0), int2(i % 3, -1))", // known at run time only
+          [](auto i) {
+              const auto x = float(i % 3);
+              return Texel{2 + x + 16, 3 + x + 16, 3 + x, 2 + x};
+          }}},
         before);
     expectRows("texture1d<float>", makeFilled(*on, describe(type1D, rgba32Float)),
                {{"t.sample(near, (float(i % 8) + 0.5) / 8.0)", [](auto i) { return texelAt(i % 8, 0, 0, 0); }}});

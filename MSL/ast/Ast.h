@@ -677,11 +677,12 @@ struct NamespaceAliasDecl : Decl { // namespace a = b::c;
     NamespaceAliasDecl() : Decl(DeclKind::namespaceAlias) {}
     Name target;
 };
-// "template struct S<int>;" or "template float f<float>(float);"
+// "template struct S<int>;", "template float f<float>(float);" or "template kernel decltype(k<int>) k<int>;"
 struct InstantiationDecl : Decl {
     InstantiationDecl() : Decl(DeclKind::instantiation) {}
     TypeSyntax* type = nullptr;
     FunctionDecl* function = nullptr;
+    bool isByName = false; // the third form: the function's parameters are not repeated
 };
 struct UsingDecl : Decl { // using a::b;
     UsingDecl() : Decl(DeclKind::using_) {}

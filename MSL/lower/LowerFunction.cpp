@@ -27,7 +27,8 @@ enum Mark : std::uint32_t {
     markDynamicIndex,
     markSwizzle,
     markThis,
-    markSlot
+    markSlot,
+    markView
 };
 
 std::uint64_t hashOf(std::span<const std::uint32_t> key) {
@@ -67,6 +68,11 @@ void Lowering::describe(CallSignature& signature, const Access& access) {
     signature.key.push_back(markPlace);
     ir::Variable* root = access.place->root;
     if (isThreadRoot(*root)) {
+        if (isView(access.place)) { // what counts is what it looks at
+            signature.key.push_back(markView);
+            signature.key.push_back(root->type->id);
+            root = views_.at(root);
+        }
         auto known = std::ranges::find(signature.roots, root);
         signature.key.push_back(markThreadRoot);
         signature.key.push_back(static_cast<std::uint32_t>(known - signature.roots.begin()));
@@ -76,7 +82,7 @@ void Lowering::describe(CallSignature& signature, const Access& access) {
         signature.key.push_back(markGlobalRoot);
         signature.key.push_back(root->id);
     }
-    TypeRef type = root->type;
+    TypeRef type = access.place->root->type;
     for (const ir::Step& step : access.place->steps) {
         if (step.kind == ir::Step::Kind::member) {
             signature.key.push_back(markMember);
@@ -158,12 +164,13 @@ Access Lowering::receive(InstanceParameters& parameters, const Access& access) {
     place->type = access.place->type;
     place->root = access.place->root;
     if (isThreadRoot(*place->root)) {
-        ir::Variable*& mapped = parameters.roots[place->root];
+        ir::Variable* root = isView(place) ? views_.at(place->root) : place->root;
+        ir::Variable*& mapped = parameters.roots[root];
         if (mapped == nullptr) {
-            mapped = module_.newVariable(ir::Variable::Kind::pointerParameter, place->root->type, place->root->name);
+            mapped = module_.newVariable(ir::Variable::Kind::pointerParameter, root->type, root->name);
             parameters.pointers.push_back(mapped);
         }
-        place->root = mapped;
+        place->root = isView(place) ? viewVariable(mapped, place->root->type->element->element) : mapped;
     }
     const std::span<ir::Step> steps = module_.arena.makeArray<ir::Step>(access.place->steps.size());
     TypeRef type = access.place->root->type;

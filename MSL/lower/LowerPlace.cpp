@@ -188,6 +188,21 @@ Access Lowering::memberAccess(const Access& base, const VarDecl* field, SourceLo
         if (base.kind == Access::Kind::place && isView(base.place))
             return placeAccess(viewOf(base, field->type), field->type);
         if (!checkStorable(base.type, at)) return errorAccess(field->type);
+        if (unionCarrier(base.type)->is(TypeKind::array)) {
+            Access words = base;
+            if (base.kind == Access::Kind::value) {
+                words = inMemory(base, at);
+                if (words.place->root->kind != ir::Variable::Kind::local) { // a constant one
+                    ir::Variable* local = newLocal(words.place->type, "union");
+                    builder_.store(builder_.place(local), builder_.load(words.place));
+                    words = placeAccess(builder_.place(local), base.type);
+                }
+            }
+            ir::Place* view = words.kind == Access::Kind::place ? viewOf(words, field->type) : nullptr;
+            if (view != nullptr) return placeAccess(view, field->type);
+            unsupported(at, "a member of a union of this kind is");
+            return errorAccess(field->type);
+        }
         if (base.kind == Access::Kind::value)
             return heldAccess(Operand::ofValue(fromWords(valueType(field->type), base.held.value), field->type));
         result = base;

@@ -206,6 +206,12 @@ void Lowering::sampleOperands(TextureCall& made, const Call& call) {
         }
         Value* given = value(argument);
         const bool isComponent = isGather && given->type->isScalar();
+        if (!given->isConstant() && isGather && !isComponent) {
+            Value* limits[] = {given, builder_.splat(given->type, module_.constantInt(module_.types.int_(), -8)),
+                               builder_.splat(given->type, module_.constantInt(module_.types.int_(), 7))};
+            made.add(TextureOperand::offset, builder_.builtin(BuiltinId::clamp, given->type, limits));
+            continue;
+        }
         if (!given->isConstant()) {
             diagnostics_.error(argument->location, isComponent ? "the component that is gathered must be a constant"
                                                                : "the offset of a sample must be a constant");

@@ -1,5 +1,5 @@
-// Unions of scalars and vectors: the value is kept as 32-bit words, and a member is those words read as its type. (A
-// program looks at a float's bits this way.)
+// Unions: the value is kept as 32-bit words, and a member is those words read as its type. (A program looks at a
+// float's bits, or at a vector's components, this way.)
 #include "MSL/lower/Lowering.h"
 
 #include <algorithm>
@@ -16,17 +16,40 @@ unsigned bitsOf(TypeRef type) {
 
 } // namespace
 
-// The words that hold a union; null when it has a member that is no scalar or vector.
+namespace {
+
+// Whether the bytes of this type are all there is to it: no pointer, texture or reference.
+bool isBytes(TypeRef type) {
+    switch (type->kind) {
+    case TypeKind::scalar:
+    case TypeKind::vector:
+    case TypeKind::packedVector:
+    case TypeKind::matrix:
+    case TypeKind::enum_: return true;
+    case TypeKind::array: return type->count > 0 && isBytes(type->element);
+    case TypeKind::struct_:
+        return std::ranges::all_of(type->structDecl->fields, [](const VarDecl* field) { return isBytes(field->type); });
+    default: return false;
+    }
+}
+
+} // namespace
+
+// The words that hold a union: a vector where all members are scalars and vectors, else an array, whose members are
+// seen as views of it. Null when it has members that are more than bytes.
 TypeRef Lowering::unionCarrier(TypeRef type) const {
     if (!type->is(TypeKind::struct_) || !type->structDecl->isUnion) return nullptr;
     unsigned bits = 32;
+    bool isVector = true;
     for (const VarDecl* field : type->structDecl->fields) {
         const TypeRef member = ir::valueType(module_.types, field->type);
-        if ((!member->isScalar() && !member->isVector()) || member->scalar == ScalarKind::bool_ || bitsOf(member) > 128)
-            return nullptr;
-        bits = std::max(bits, bitsOf(member));
+        isVector = isVector && (member->isScalar() || member->isVector()) && member->scalar != ScalarKind::bool_ &&
+                   bitsOf(member) <= 128;
+        if (isVector) bits = std::max(bits, bitsOf(member));
     }
-    return module_.types.vector(ScalarKind::uint, (bits + 31) / 32);
+    if (isVector) return module_.types.vector(ScalarKind::uint, (bits + 31) / 32);
+    const std::uint64_t size = layoutOf(type).size;
+    return isBytes(type) && size > 0 ? module_.types.array(module_.types.uint(), (size + 3) / 4) : nullptr;
 }
 
 TypeRef Lowering::valueType(TypeRef type) const {
@@ -55,7 +78,7 @@ bool Lowering::isStorable(TypeRef type) {
 
 bool Lowering::checkStorable(TypeRef type, SourceLocation at) {
     if (isStorable(type)) return true;
-    unsupported(at, "a union with members other than scalars and vectors, or inside of a struct or an array, is");
+    unsupported(at, "a union of pointers or textures, or one inside of a struct or an array in thread memory, is");
     return false;
 }
 
@@ -101,6 +124,17 @@ Operand Lowering::unionValue(const Construct& expr) {
         return errorOperand(expr.type);
     }
     Value* words = module_.constantNull(carrier);
+    if (carrier->is(TypeKind::array)) {
+        ir::Variable* local = newLocal(carrier, "union");
+        builder_.store(builder_.place(local), words);
+        for (std::size_t i = 0; i < expr.arguments.size() && i < expr.type->structDecl->fields.size(); ++i) {
+            if (expr.arguments[i] == nullptr) continue;
+            Value* first = value(expr.arguments[i]);
+            writeBytes(local, expr.type->structDecl->fields[i]->type, uintConstant(0), 0, first);
+            break;
+        }
+        return Operand::ofValue(builder_.load(builder_.place(local)), expr.type);
+    }
     for (const Expr* argument : expr.arguments)
         if (argument != nullptr) {
             words = toWords(value(argument), words);

@@ -1,6 +1,7 @@
-// Buffers seen as another type, through a cast of a pointer or reference. Such an access is a place in a variable that
+// Memory seen as another type: buffers and threadgroup arrays through a cast of a pointer or reference, and the members
+// of a union of the thread that is kept as an array of words. Such an access is a place in a variable that
 // only lowering knows: an array of the other type behind a number of bytes. Where it is read or written it becomes
-// reads and writes of bytes, half-words and words, of further variables on the buffer's binding.
+// reads and writes of bytes, half-words and words: in a buffer, of further variables on its binding.
 #include "MSL/lower/Lowering.h"
 
 #include <algorithm>
@@ -43,20 +44,25 @@ ir::Place* Lowering::viewOf(const Access& held, TypeRef as) {
         layoutOf(as).size == 0)
         return nullptr;
     const ir::Variable& root = *held.place->root;
-    if (root.kind != ir::Variable::Kind::buffer && !isView(held.place) &&
+    const bool isUnion = held.place->steps.empty() && unionCarrier(held.type) == root.type; // of the thread
+    if (root.kind != ir::Variable::Kind::buffer && !isView(held.place) && !isUnion &&
         (root.kind != ir::Variable::Kind::threadgroup || groupNumber(root.type) == nullptr))
         return nullptr;
     const auto known = views_.find(held.place->root);
-    ir::Variable* buffer = known != views_.end() ? known->second : held.place->root;
-    const TypeRef elements = module_.types.array(as, 0);
-    ir::Variable*& view = viewVariables_[{buffer, as->id}];
-    if (view == nullptr) {
-        view = module_.newVariable(buffer->kind, module_.types.array(elements, 0), buffer->name);
-        module_.globals.pop_back(); // nobody but lowering sees it
-        views_.emplace(view, buffer);
-    }
-    ir::Place* behind = builder_.placeIndex(builder_.place(view), byteOffset(*held.place), elements);
+    ir::Variable* view = viewVariable(known != views_.end() ? known->second : held.place->root, as);
+    ir::Place* behind = builder_.placeIndex(builder_.place(view), byteOffset(*held.place), view->type->element);
     return builder_.placeIndex(behind, 0U, as);
+}
+
+ir::Variable* Lowering::viewVariable(ir::Variable* memory, TypeRef as) {
+    ir::Variable*& view = viewVariables_[{memory, as->id}];
+    if (view == nullptr) {
+        const std::size_t count = module_.globals.size();
+        view = module_.newVariable(memory->kind, module_.types.array(module_.types.array(as, 0), 0), memory->name);
+        module_.globals.resize(count); // nobody but lowering sees it
+        views_.emplace(view, memory);
+    }
+    return view;
 }
 
 // Of a place in a buffer, from the buffer's start; a uint.
@@ -170,13 +176,22 @@ void Lowering::writeWord(ir::Variable* memory, ScalarKind word, Value* bytes, st
     const TypeRef uint = module_.types.uint();
     const TypeRef number = module_.types.scalar(groupNumber(memory->type)->scalar);
     const unsigned size = byteSize(number->scalar);
-    if (byteSize(word) < size) { // its other bytes may belong to other threads
-        unsupported(builder_.location, "writing a part of a number of threadgroup memory is");
-        return;
-    }
     Value* at = builder_.binary(Op::add, uint, bytes, uintConstant(static_cast<std::uint32_t>(more)));
     Value* index = builder_.binary(Op::shr, uint, at, uintConstant(shiftOf(size)));
     Value* bits = builder_.convert(uint, value);
+    if (byteSize(word) < size) {
+        if (memory->kind == ir::Variable::Kind::threadgroup) { // its other bytes may belong to other threads
+            unsupported(builder_.location, "writing a part of a number of threadgroup memory is");
+            return;
+        }
+        Value* shift = builder_.binary(Op::shl, uint, builder_.binary(Op::bitAnd, uint, at, uintConstant(size - 1)),
+                                       uintConstant(3));
+        Value* mask = builder_.binary(Op::shl, uint, uintConstant(byteSize(word) == 1 ? 0xFFU : 0xFFFFU), shift);
+        ir::Place* place = numberPlace(memory, index);
+        Value* kept = builder_.binary(Op::bitAnd, uint, builder_.load(place), builder_.unary(Op::bitNot, mask));
+        builder_.store(place, builder_.binary(Op::bitOr, uint, kept, builder_.binary(Op::shl, uint, bits, shift)));
+        return;
+    }
     const TypeRef plain = module_.types.scalar(unsignedOf(size));
     for (std::uint32_t i = 0; i < byteSize(word) / size; ++i) {
         Value* part = builder_.convert(plain, builder_.binary(Op::shr, uint, bits, uintConstant(8 * size * i)));

@@ -239,6 +239,7 @@ class Lowering {
     // LowerView.cpp
     bool isView(const ir::Place* place) const;
     ir::Place* viewOf(const Access& held, TypeRef as);
+    ir::Variable* viewVariable(ir::Variable* memory, TypeRef as);
     ir::Value* byteOffset(const ir::Place& place);
     ir::Place* wordPlace(ir::Variable* buffer, ScalarKind kind, ir::Value* bytes, std::uint64_t more);
     ir::Place* numberPlace(ir::Variable* memory, ir::Value* index);

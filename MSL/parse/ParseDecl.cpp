@@ -454,14 +454,7 @@ TemplateParameterDecl* Parser::parseTemplateParameter(std::uint32_t index) {
     }
     parameter->isType = false;
     Specifiers specifiers;
-    static constexpr std::string_view enumerations[] = {"access", "address", "component", "coord", "filter"};
-    if (at(TokenKind::identifier) && token().identifier->scope == nullptr &&
-        (peek(1).is(TokenKind::identifier) || peek(1).is(TokenKind::equal)) &&
-        std::ranges::find(enumerations, token().identifier->text) != std::end(enumerations)) {
-        advance(); // an enumeration of the library: its values are integers
-        specifiers.hasType = true;
-        specifiers.type.name.identifier = int_;
-    } else {
+    if (!takeLibraryEnum(specifiers)) {
         parseSpecifiers(specifiers, Context::typeId);
     }
     if (!specifiers.hasType) {
@@ -501,6 +494,20 @@ void Parser::parseTemplateHeader(TemplateHeader& header) {
     header.isSpecialization = parameters.isEmpty();
 }
 
+// An enumeration of the library before the name of what is declared: its values are integers. A user may have other
+// things of these names.
+bool Parser::takeLibraryEnum(Specifiers& specifiers) {
+    static constexpr std::string_view enumerations[] = {"access", "address", "component", "coord", "filter"};
+    if (!at(TokenKind::identifier) || token().identifier->scope != nullptr ||
+        (!peek(1).is(TokenKind::identifier) && !peek(1).is(TokenKind::equal)) ||
+        std::ranges::find(enumerations, token().identifier->text) == std::end(enumerations))
+        return false;
+    specifiers.begin = advance();
+    specifiers.hasType = true;
+    specifiers.type.name.identifier = int_;
+    return true;
+}
+
 // "template struct S<int>;", "template float f<float>(float);" behind the word template.
 void Parser::parseInstantiation(Declarations& out) {
     auto* made = makeDecl<InstantiationDecl>(nullptr, token().location);
@@ -517,9 +524,17 @@ void Parser::parseInstantiation(Declarations& out) {
     Declarator declarator;
     parseDeclarator(declarator, specifiers, Context::file);
     if (!declarator.name || !at(TokenKind::leftParen)) {
-        if (declarator.name && specifiers.stage != EntryStage::none) // "template kernel named_t k<int>;"
-            unsupported(declarator.location, "an explicit instantiation that leaves out the function's parameters");
-        if (declarator.name) // "template constant int x<int>;"
+        if (declarator.name && !declarator.templateArguments.empty() && at(TokenKind::semicolon)) {
+            made->function = makeDecl<FunctionDecl>(declarator.name, declarator.location);
+            made->function->stage = specifiers.stage;
+            made->function->attributes = join(specifiers.attributes, &declarator.attributes);
+            made->function->returnTypeSyntax = arena_.make<TypeSyntax>(specifiers.type);
+            made->function->specializationArguments = declarator.templateArguments;
+            made->location = declarator.location;
+            made->isByName = true;
+            out.add(made);
+        }
+        if (declarator.name) // also "template constant int x<int>;", which says nothing new
             accept(TokenKind::semicolon);
         else
             errorHere("expected unqualified-id");

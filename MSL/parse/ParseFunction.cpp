@@ -123,7 +123,7 @@ void Parser::parseParameters(FunctionDecl& function) {
             break;
         }
         Specifiers specifiers;
-        parseSpecifiers(specifiers, Context::parameter);
+        if (!takeLibraryEnum(specifiers)) parseSpecifiers(specifiers, Context::parameter);
         if (!specifiers.hasType) {
             function.isInvalid = true;
             if (at(TokenKind::identifier))

@@ -144,6 +144,7 @@ class Parser {
     TypeSyntax* parseTypeId();
     bool parseSpecifier(Specifiers& specifiers, Context context); // false: the token is no specifier
     void parseSpecifiers(Specifiers& specifiers, Context context);
+    bool takeLibraryEnum(Specifiers& specifiers);
     bool parseFundamental(Specifiers& specifiers);
     void parsePointers(Modifiers& modifiers, TypeSyntax& base);
     void parseArraySuffixes(Modifiers& modifiers);

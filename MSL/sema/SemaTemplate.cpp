@@ -542,7 +542,12 @@ void Analyzer::explicitInstantiation(InstantiationDecl* decl) {
     }
     FunctionDecl* declared = decl->function;
     if (!declared || !declared->name || declared->isInvalid) return;
-    functionSignature(declared);
+    if (decl->isByName) {
+        resolveTypeOnly(declared->returnTypeSyntax);
+        if (declared->name->scope != nullptr && declared->name->scope->decl->kind == DeclKind::variable) return;
+    } else {
+        functionSignature(declared);
+    }
     std::vector<Expr*> arguments;
     for (const VarDecl* parameter : declared->parameters) {
         if (!parameter->type || parameter->type->isError()) return;
@@ -561,7 +566,8 @@ void Analyzer::explicitInstantiation(InstantiationDecl* decl) {
     for (ScopeEntry* entry = declared->name->scope; entry && !instance; entry = entry->hidden) {
         if (entry->decl->kind != DeclKind::function) continue;
         auto* pattern = static_cast<FunctionDecl*>(entry->decl);
-        if (pattern->templateParameters.empty() || pattern->parameters.size() != arguments.size()) continue;
+        if (pattern->templateParameters.empty() || (!decl->isByName && pattern->parameters.size() != arguments.size()))
+            continue;
         instance = instantiate(pattern, declared->specializationArguments, arguments);
         for (std::size_t i = 0; instance && i < arguments.size(); ++i)
             if (instance->parameters[i]->type != declared->parameters[i]->type) instance = nullptr;

@@ -96,6 +96,7 @@ Expr* Analyzer::textureMethod(Call* expr, Member* callee) {
 
     // Options are calls of void type: check the arguments here, where they may stand.
     bool fine = true;
+    expr->arguments = expandPacks(expr->arguments);
     for (Expr*& argument : expr->arguments) {
         if (argument->kind == ExprKind::initList && !argument->type) continue;
         argument = expression(argument);

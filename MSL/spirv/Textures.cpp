@@ -106,6 +106,12 @@ Id ModuleWriter::textureBuiltin(const ir::Instruction& instruction) {
         types[instruction.indices[i]] = instruction.operands[i]->type;
     }
     const auto operand = [&](TextureOperand role) { return operands[static_cast<std::size_t>(role)]; };
+    const auto isConstantOperand = [&](TextureOperand role) {
+        for (std::size_t i = 0; i < instruction.operands.size(); ++i)
+            if (instruction.indices[i] == static_cast<std::uint32_t>(role))
+                return instruction.operands[i]->isConstant();
+        return true;
+    };
     const auto typeOf = [&](TextureOperand role) { return types[static_cast<std::size_t>(role)]; };
 
     Id index = uintConstant(0);
@@ -196,7 +202,12 @@ Id ModuleWriter::textureBuiltin(const ir::Instruction& instruction) {
     }
     case BuiltinId::textureGather:
     case BuiltinId::textureGatherCompare: {
-        addOperand(0x8, TextureOperand::offset);
+        if (isConstantOperand(TextureOperand::offset)) {
+            addOperand(0x8, TextureOperand::offset);
+        } else {
+            asm_.capability(spv::Capability::ImageGatherExtended);
+            addOperand(0x10, TextureOperand::offset);
+        }
         Words words = {sampledImage(), coordinate(true)};
         const bool isCompare = id == BuiltinId::textureGatherCompare;
         const Id chosen = operand(TextureOperand::component);

@@ -420,3 +420,74 @@ MAIN {
     Local l = {data[3]};
     CHECK(l.twice() == 6);
 }
+
+//= unions of arrays, matrices and structs
+union Lanes {
+    float4 v;
+    float f[4];
+    uint words[4];
+    uchar bytes[16];
+};
+struct Rgba { uchar r, g, b, a; };
+union Color {
+    uint word;
+    Rgba c;
+    uchar parts[4];
+};
+union Rows {
+    float3x3 m;
+    float numbers[12];
+    struct { float3 x, y, z; } rows;
+};
+union Odd {
+    packed_float3 p;
+    ushort halves[6];
+    struct { half h; bool flag; } small;
+};
+static float total(Lanes lanes) { return lanes.f[0] + lanes.f[1] + lanes.f[2] + lanes.f[3]; }
+static void fill(thread float* f, int count, float value) {
+    for (int i = 0; i < count; i++) f[i] = value + i;
+}
+static void brighten(thread Color& color) { color.c.r += 1; color.parts[3] = 255; }
+static void set(thread uchar& byte, uchar value) { byte = value; }
+static Lanes made(float x) { Lanes l; l.v = float4(x, 2, 3, 4); return l; }
+MAIN {
+    Lanes a = {float4(1, 2, 3, 4)};
+    float sum = 0;
+    for (int i = 0; i < 4; i++) sum += a.f[data[i]];
+    CHECK(sum == 10);
+    a.f[data[2]] = 9;
+    CHECK(all(a.v == float4(1, 2, 9, 4)));
+    CHECK(a.words[0] == 0x3F800000 && a.bytes[3] == 0x3F && a.bytes[data[2]] == 0x80);
+    a.bytes[3] = 0x40;
+    CHECK(a.words[data[0]] == 0x40800000 && a.v.x == 4);
+    a.v.yz = float2(7, 8);
+    CHECK(a.f[1] == 7 && a.f[2] == 8 && total(a) == 4 + 7 + 8 + 4);
+    fill(a.f, 4, 5);
+    CHECK(all(a.v == float4(5, 6, 7, 8)));
+    fill(&a.f[data[1]], 2, 1);
+    CHECK(all(a.v == float4(5, 1, 2, 8)));
+    Lanes b = a;
+    b.f[0] = 3;
+    CHECK(a.f[0] == 5 && b.f[0] == 3 && total(made(1)) == 10 && made(6).f[data[0]] == 6);
+    Color c;
+    c.word = 0x01020304;
+    CHECK(c.c.r == 4 && c.c.a == 1 && c.parts[data[1]] == 3);
+    brighten(c);
+    CHECK(c.word == 0xFF020305);
+    set(c.parts[data[2]], 0x77);
+    CHECK(c.word == 0xFF770305);
+    c.c = Rgba{1, 2, 3, 4};
+    CHECK(c.word == 0x04030201);
+    Rows r;
+    r.m = float3x3(float3(1, 2, 3), float3(4, 5, 6), float3(7, 8, 9));
+    CHECK(r.numbers[data[5]] == 5 + 1 - 1 && r.rows.y.y == 5 && all(r.m[data[2]] == float3(7, 8, 9)));
+    r.rows.z = float3(data[1]);
+    CHECK(r.m[2][2] == 1);
+    Odd o;
+    o.p = float3(1, 2, data[3]);
+    CHECK(o.halves[1] == 0x3F80 && o.halves[5] == 0x4040);
+    o.small.h = 1.0h;
+    o.small.flag = true;
+    CHECK(o.halves[0] == 0x3C00 && (o.halves[1] & 0xFF) == 1);
+}
