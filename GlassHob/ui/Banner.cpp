@@ -4,6 +4,7 @@
 #include "GlassHob/ui/Theme.h"
 
 #include <QAccessible>
+#include <QApplication>
 #include <QHelpEvent>
 #include <QKeyEvent>
 #include <QPainter>
@@ -77,11 +78,17 @@ void Banner::tell(Contents contents) {
     }
 }
 
+void Banner::reword(const QString& title) {
+    contents_.title = title;
+    setAccessibleName(title);
+    update();
+}
+
 void Banner::retract() {
     if (!isTelling_) return;
     isTelling_ = false;
-    // The keyboard goes back to where the window wants it, not to a control that is leaving.
-    if (QWidget* focused = focusWidget(); focused && focused->hasFocus()) focused->clearFocus();
+    const QWidget* focused = QApplication::focusWidget();
+    if (focused && isAncestorOf(focused)) emit keyboardFreed();
     moveTo(0);
 }
 
@@ -151,6 +158,9 @@ void Banner::paintEvent(QPaintEvent* event) {
         paintIcon(painter, contents_.icon, QRectF(12, box.center().y() - 7.5, 16, 16),
                   themed(isTrouble ? Role::error : Role::text2));
         line(box, fonts::small(), Role::text, contents_.title);
+        const int after = painter.fontMetrics().horizontalAdvance(contents_.title) + gap;
+        if (!contents_.detail.isEmpty() && after < box.width() - 40)
+            line(box.adjusted(after, 0, 0, 0), fonts::small(), Role::text2, contents_.detail);
         return;
     }
     painter.fillRect(QRect(0, 0, edge, height()), themed(isTrouble ? Role::error : Role::accent));
@@ -170,9 +180,10 @@ bool Banner::event(QEvent* event) {
     // The whole text, where there is no room for it.
     if (event->type() == QEvent::ToolTip) {
         const int room = textBox().width();
-        const bool isCut = QFontMetrics(look_ == Look::tall ? fonts::bannerTitle() : fonts::small())
-                                   .horizontalAdvance(contents_.title) > room ||
-                           QFontMetrics(fonts::small()).horizontalAdvance(contents_.detail) > room;
+        const int title = QFontMetrics(look_ == Look::tall ? fonts::bannerTitle() : fonts::small())
+                              .horizontalAdvance(contents_.title);
+        const int detail = QFontMetrics(fonts::small()).horizontalAdvance(contents_.detail);
+        const bool isCut = look_ == Look::tall ? std::max(title, detail) > room : title + gap + detail > room;
         if (isCut) {
             const QString text =
                 contents_.detail.isEmpty() ? contents_.title : contents_.title + u'\n' + contents_.detail;

@@ -34,6 +34,8 @@ class Banner : public Ground {
 
     // Shows it, or shows something else in its place.
     void tell(Contents contents);
+    // Other words for what it tells already; nothing else changes.
+    void reword(const QString& title);
     void retract();
     // Whether it is there, or on its way.
     bool isTelling() const { return isTelling_; }
@@ -43,6 +45,10 @@ class Banner : public Ground {
     void focusFirst();
 
     QSize minimumSizeHint() const override { return QSize(200, 0); }
+
+  signals:
+    // It had the keyboard and goes.
+    void keyboardFreed();
 
   protected:
     void paintEvent(QPaintEvent* event) override;

@@ -1,9 +1,11 @@
-// Decides which banner shows, from the model: at most one across the window (a shader that waits to be read, trouble
-// with the graphics device), and a line over the editor for edits that were found at the start.
+// Decides which banner shows, from the model. Across the window, while nothing runs: a shader that waits to be read, or
+// a graphics device that was lost. In a line over the editor, since the picture keeps its size: a frame that takes very
+// long, or edits that were found at the start.
 // Owned by the window; main thread.
 #pragma once
 
 #include <QObject>
+#include <QString>
 
 class QWidget;
 
@@ -22,11 +24,17 @@ class Banners : public QObject {
 
   private:
     void follow();
+    void followAcrossWindow();
+    void followOverEditor();
 
     AppModel& model_;
     Banner* tall_;
     Banner* line_;
-    QString dismissed_; // the trouble whose message was closed
+    // What each tells now, so that it is told once.
+    enum class Telling { nothing, waitsForRun, deviceLost, slowFrame, draft };
+    Telling inTall_ = Telling::nothing, inLine_ = Telling::nothing;
+    QString toldDraft_;
+    bool closedTrouble_ = false, closedDraft_ = false;
 };
 
 } // namespace glasshob

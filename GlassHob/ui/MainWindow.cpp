@@ -104,6 +104,8 @@ MainWindow::MainWindow(AppModel& model, Canvas::Kind canvas) : model_(model) {
     column->addWidget(status_);
     setCentralWidget(central);
     banners_ = new Banners(model_, this);
+    for (const Banner* banner : {banners_->acrossWindow(), banners_->overEditor()})
+        connect(banner, &Banner::keyboardFreed, this, [this] { editor()->setFocus(); });
     placeBanners();
     makeMenus();
     new FocusRing(this);

@@ -32,6 +32,7 @@ class MainWindow : public QMainWindow {
     MessageList* messages() const;
     Inspector* inspector() const;
     SliderPlace* sliders() const { return sliders_; }
+    Banners* banners() const { return banners_; }
     Canvas* canvas() const { return canvas_; }
 
   protected:

@@ -205,7 +205,7 @@ void PreviewPane::placeStrip() {
     if (lies && !over_) {
         // A surface of its own, or the picture's would hide it; a child of the window, as the panes have none.
         over_ = new Strip(window());
-        over_->setAttribute(Qt::WA_NativeWindow);
+        if (canvas_->kind() == Canvas::Kind::surface) over_->setAttribute(Qt::WA_NativeWindow);
         over_->setAttribute(Qt::WA_NoMousePropagation);
         connect(over_, &QObject::destroyed, this, [this] { over_ = nullptr; });
         connect(over_->goTo, &QAbstractButton::clicked, this, &PreviewPane::goToError);

@@ -33,9 +33,9 @@ QRegion rounded(const QSize& size, double corner) {
 
 } // namespace
 
-SliderBox::SliderBox(Inspector& inspector, QWidget* picture)
+SliderBox::SliderBox(Inspector& inspector, Canvas* picture)
     : QWidget(picture->window()), inspector_(inspector), picture_(picture) {
-    setAttribute(Qt::WA_NativeWindow);
+    if (picture->kind() == Canvas::Kind::surface) setAttribute(Qt::WA_NativeWindow);
     setAttribute(Qt::WA_NoMousePropagation);
     setAttribute(Qt::WA_OpaquePaintEvent);
     auto* column = new QVBoxLayout(this);
@@ -141,7 +141,7 @@ SliderPlace::~SliderPlace() {
     delete box_;
 }
 
-void SliderPlace::setPicture(QWidget* picture) {
+void SliderPlace::setPicture(Canvas* picture) {
     picture_ = picture;
     arrange();
 }

@@ -1,10 +1,12 @@
 // The place of the inspector: a pane of the splitter, or a box over the picture while there is no editor or the picture
 // fills the screen. The box lies in a corner of the picture, and can be dragged by its heading to another one.
 //
-// It has a window surface of its own, since a plain child over a GPU surface would not be seen, and is a child of the
+// Over a GPU surface it has a window surface of its own, since a plain child would not be seen, and is a child of the
 // window itself: inside the panes it would force surfaces on all of them and the picture's under its pane's.
 // Main thread; SliderPlace stands in the splitter and owns the inspector and the box.
 #pragma once
+
+#include "GlassHob/ui/Canvas.h"
 
 #include <QPointer>
 #include <QWidget>
@@ -17,7 +19,7 @@ class Inspector;
 class SliderBox : public QWidget {
     Q_OBJECT
   public:
-    SliderBox(Inspector& inspector, QWidget* picture);
+    SliderBox(Inspector& inspector, Canvas* picture);
     void setTall(bool tall);
     // Where it lies in the picture; corners are counted like a page's lines: 0 top left, 3 bottom right.
     int corner() const { return corner_; }
@@ -36,7 +38,7 @@ class SliderBox : public QWidget {
     QRect room() const;
 
     Inspector& inspector_;
-    QPointer<QWidget> picture_;
+    QPointer<Canvas> picture_;
     bool tall_ = false;
     int topInset_ = 0;
     int corner_ = 3;
@@ -52,7 +54,7 @@ class SliderPlace : public QWidget {
     Inspector* inspector() const { return inspector_; }
 
     // The picture over which the box lies; must outlive the box, or be deleted with it.
-    void setPicture(QWidget* picture);
+    void setPicture(Canvas* picture);
     enum class Where { pane, overPicture, fullScreen };
     void setWhere(Where where);
     Where where() const { return where_; }
@@ -72,7 +74,7 @@ class SliderPlace : public QWidget {
     void arrange();
 
     Inspector* inspector_;
-    QPointer<QWidget> picture_;
+    QPointer<Canvas> picture_;
     QPointer<SliderBox> box_;
     Where where_ = Where::pane;
     bool shows_ = true;

@@ -72,11 +72,14 @@ StatusLine::StatusLine(AppModel& model, QWidget* parent) : Ground(Role::bar, Qt:
     row->addWidget(place_);
     connect(&model_, &AppModel::compiled, this, &StatusLine::follow);
     connect(&model_, &AppModel::documentChanged, this, &StatusLine::follow);
+    connect(&model_, &AppModel::deviceTroubleChanged, this, &StatusLine::follow);
     follow();
 }
 
 void StatusLine::follow() {
-    sign_->setState(model_.state());
+    // Trouble with the device is shown as an error is, whatever the text compiles to.
+    const bool isTrouble = !model_.needsRun() && !model_.deviceTrouble().isEmpty();
+    sign_->setState(isTrouble ? AppModel::State::errorWithoutPicture : model_.state());
     const QString text = model_.statusText();
     if (text != text_->text()) {
         text_->setText(text);
