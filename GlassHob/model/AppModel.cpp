@@ -210,9 +210,9 @@ QString AppModel::deviceTrouble() const {
     if (waitsForDevice_)
         return tr("The graphics device is still drawing an earlier frame. This shader starts when that is done.");
     if (slowFrameSeconds_ >= slowForPeople)
-        return tr("This frame has been drawing for %n second(s). "
-                  "Make the shader do less, and the picture starts afresh when it compiles.",
-                  nullptr, int(std::min(slowFrameSeconds_, 1e9)));
+        return tr("This frame has been drawing for %1 seconds. "
+                  "Make the shader do less, and the picture starts afresh when it compiles.")
+            .arg(int(std::min(slowFrameSeconds_, 1e9)));
     return {};
 }
 

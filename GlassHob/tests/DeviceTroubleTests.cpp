@@ -105,7 +105,7 @@ TEST_F(DeviceTroubleTest, AFrameWithoutEndIsToldAndDoesNotHoldUpTheNextShader) {
     model->reportSlowFrame(1.2);
     EXPECT_TRUE(log.isEmpty()) << "nothing to worry about yet";
     model->reportSlowFrame(12.7);
-    EXPECT_TRUE(model->deviceTrouble().contains("12 second")) << model->deviceTrouble().toStdString();
+    EXPECT_TRUE(model->deviceTrouble().contains("12 seconds.")) << model->deviceTrouble().toStdString();
     model->reportSlowFrame(12.9);
     EXPECT_EQ(log, QStringList{"trouble"});
     model->textChanged(shader("", "nowhere"));
