@@ -34,7 +34,8 @@ std::pair<QString, QString> sentences(const QString& text) {
 
 QString whenText(const QDateTime& when) {
     const QLocale locale;
-    const QString time = locale.toString(when.time(), QLocale::ShortFormat);
+    const QString time = locale.toString(
+        when.time(), locale.timeFormat(QLocale::ShortFormat).remove(QStringLiteral(":ss"))); // one locale has seconds
     return when.date() == QDate::currentDate()
                ? time
                : Banners::tr("%1, %2").arg(locale.toString(when.date(), QLocale::ShortFormat), time);

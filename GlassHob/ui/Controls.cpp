@@ -6,9 +6,11 @@
 #include <QApplication>
 #include <QFocusEvent>
 #include <QFocusFrame>
+#include <QHelpEvent>
 #include <QPainter>
 #include <QScrollArea>
 #include <QStyle>
+#include <QToolTip>
 
 namespace glasshob {
 
@@ -255,6 +257,15 @@ void TextLine::paintEvent(QPaintEvent*) {
     painter.setPen(themed(isEnabled() ? role_ : Role::disabled));
     const QString shown = elides_ ? fontMetrics().elidedText(text_, Qt::ElideRight, width()) : text_;
     painter.drawText(rect(), Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine, shown);
+}
+
+bool TextLine::event(QEvent* event) {
+    // The whole text, where it is cut and nothing else is said of it.
+    if (event->type() == QEvent::ToolTip && toolTip().isEmpty() && elides_ && width() < sizeHint().width()) {
+        QToolTip::showText(static_cast<QHelpEvent*>(event)->globalPos(), plainToolTip(text_), this);
+        return true;
+    }
+    return QWidget::event(event);
 }
 
 Chip::Chip(const QString& text, QWidget* parent) : TextLine(fonts::chip(), Role::text2, parent, text) {}

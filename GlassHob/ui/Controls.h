@@ -113,6 +113,7 @@ class TextLine : public QWidget {
 
   protected:
     void paintEvent(QPaintEvent* event) override;
+    bool event(QEvent* event) override;
 
   private:
     Role role_;

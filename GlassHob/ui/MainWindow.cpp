@@ -309,7 +309,7 @@ void MainWindow::followShowsEditor() {
     showEditor_->setChecked(shows);
     status_->setShowsEditor(shows);
     placeBanners();
-    followLayout();
+    QTimer::singleShot(0, this, &MainWindow::followLayout); // the panes have their places by then
 }
 
 void MainWindow::placeBanners() {

@@ -132,8 +132,8 @@ class PreviewPane::Strip : public Ground {
         title->setText(state == AppModel::State::errorWithPicture ? tr("Compile error, showing the last good picture")
                        : state == AppModel::State::errorWithoutPicture ? tr("Compile error")
                                                                        : tr("Preview"));
-        size->setVisible(!error_);
-        rate->setVisible(!error_);
+        size->setVisible(state == AppModel::State::live);
+        rate->setVisible(state == AppModel::State::live);
         goTo->setVisible(error_ && line > 0);
         goTo->setText(tr("Go to Line %1").arg(line));
         goTo->updateGeometry();

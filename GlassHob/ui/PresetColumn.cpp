@@ -158,8 +158,9 @@ PresetColumn::PresetColumn(PresetActions& actions, QWidget* parent)
     add_ = new ToolButton(Icon::plus, tr("Save these settings as a preset"), this, 28, 18);
     add_->setName(add_->accessibleName(), actions.saveAction()->shortcut().toString(QKeySequence::NativeText));
     connect(add_, &QAbstractButton::clicked, actions.saveAction(), &QAction::trigger);
-    hint_ = new TextLine(fonts::small(), Role::text3, this, tr("Save the sliders as a preset with +."));
-    hint_->setElides(true);
+    hint_ = new QWidget(this);
+    auto* hintText = new TextLine(fonts::small(), Role::text3, hint_, tr("Save the sliders as a preset with +."));
+    hintText->setElides(true);
     auto* head = new QHBoxLayout;
     head->setContentsMargins(17, 0, 8, 0);
     head->addWidget(title_);
@@ -171,15 +172,15 @@ PresetColumn::PresetColumn(PresetActions& actions, QWidget* parent)
 
     list_ = new QWidget;
     scroll_ = makeScrollArea(list_, this);
-    auto* hintRow = new QHBoxLayout;
-    hintRow->setContentsMargins(17, 4, 8, 0);
-    hintRow->addWidget(hint_);
+    auto* hintRow = new QHBoxLayout(hint_);
+    hintRow->setContentsMargins(16, 4, 8, 0);
+    hintRow->addWidget(hintText);
     hintRow->addStretch();
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(1, 0, 0, 0);
     column->setSpacing(0);
     column->addWidget(headBox);
-    column->addLayout(hintRow);
+    column->addWidget(hint_);
     column->addWidget(scroll_, 1);
     connect(&actions_, &PresetActions::changed, this, &PresetColumn::follow);
     connect(actions_.saveAction(), &QAction::changed, this, &PresetColumn::follow);
@@ -225,7 +226,7 @@ void PresetColumn::follow() {
 void PresetColumn::setCurrent(PresetRow* row) {
     current_ = row;
     for (PresetRow* each : rows_)
-        each->setFocusPolicy(each == row ? Qt::TabFocus : Qt::NoFocus);
+        each->setFocusPolicy(each == row ? Qt::StrongFocus : Qt::ClickFocus);
 }
 
 PresetRow* PresetColumn::currentRow() const {

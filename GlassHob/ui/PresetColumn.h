@@ -67,7 +67,7 @@ class PresetColumn : public Ground {
     PresetActions& actions_;
     TextLine* title_;
     ToolButton* add_;
-    TextLine* hint_;
+    QWidget* hint_;
     QScrollArea* scroll_;
     QWidget* list_;
     std::vector<PresetRow*> rows_;
