@@ -303,5 +303,37 @@ TEST_F(InspectorTest, F6GoesRoundThePanes) {
     EXPECT_EQ(pane(), "Show editor");
 }
 
+TEST_F(InspectorTest, TabGoesThroughTheWindowAsItIsRead) {
+    model->open(file("a.metal", withSliders(2)));
+    for (const char* name : {"A", "B"})
+        model->presets().save(name, model->values());
+    model->setValue("value1", 1);
+    model->reportSlowFrame(5);
+    model->textChanged("nonsense");
+    delay_->elapse();
+    QApplication::processEvents();
+    QStringList names;
+    for (QWidget* next = window->nextInFocusChain(); next != window.get(); next = next->nextInFocusChain())
+        if ((next->focusPolicy() & Qt::TabFocus) && next->isVisible() && next->isEnabled()) names << nameOf(next);
+    // Only one row of the presets takes the keyboard; the arrow keys go on from it.
+    const QStringList expected = {"Close this message",
+                                  "Shader source",
+                                  "Copy messages",
+                                  "Collapse the messages",
+                                  "Compiler messages",
+                                  "Go to Line 1",
+                                  "Reset all sliders",
+                                  "speed",
+                                  "speed, value",
+                                  "value1",
+                                  "value1, value",
+                                  "Reset value1 to 0.5",
+                                  "Save these settings as a preset",
+                                  "Preset A"};
+    const QStringList rest = names.mid(names.indexOf("Close this message"));
+    EXPECT_EQ(rest.join(u'\n').toStdString(), expected.join(u'\n').toStdString());
+    EXPECT_LT(names.indexOf("Show editor"), names.indexOf("Close this message"));
+}
+
 } // namespace
 } // namespace glasshob

@@ -21,6 +21,7 @@ TEST(ThemeTables, TextReachesTheContrastOfReadableTextInBothThemes) {
                                            {text2, panel},
                                            {text2, strip},
                                            {text2, control},
+                                           {text2, errorTint},
                                            {text2, accentTint},
                                            {text3, panel},
                                            {text3, strip},

@@ -58,13 +58,9 @@ void Banner::tell(Contents contents) {
         buttons_.push_back(button);
     }
     close_->setVisible(bool(contents_.close));
-    close_->raise(); // last in the order of the keyboard
-    QWidget* before = nullptr;
-    for (TextButton* button : buttons_) {
-        if (before) setTabOrder(before, button);
-        before = button;
-    }
-    if (before) setTabOrder(before, close_);
+    // In the order of the keyboard they come where the cross is, and before it.
+    for (TextButton* button : buttons_)
+        setTabBefore(button, close_);
     setAccessibleName(contents_.title);
     setAccessibleDescription(contents_.detail);
     isTelling_ = true;

@@ -60,13 +60,15 @@ void Banners::follow() {
 }
 
 void Banners::followAcrossWindow() {
-    const bool isLost = !model_.deviceTrouble().isEmpty() && !model_.program();
+    const auto trouble = sentences(model_.deviceTrouble());
+    const bool isLost = !trouble.first.isEmpty() && !model_.program();
     const Telling telling = model_.needsRun()           ? Telling::waitsForRun
                             : isLost && !closedTrouble_ ? Telling::deviceLost
                                                         : Telling::nothing;
     // Another shader that waits is another message.
-    const bool isOther =
-        telling == Telling::waitsForRun && !tall_->accessibleDescription().contains(model_.displayName());
+    const bool isOther = telling == Telling::waitsForRun
+                             ? !tall_->accessibleDescription().contains(model_.displayName())
+                             : telling == Telling::deviceLost && tall_->accessibleName() != trouble.first;
     if (telling == inTall_ && !isOther) return;
     inTall_ = telling;
     Banner::Contents contents;
@@ -85,7 +87,7 @@ void Banners::followAcrossWindow() {
     case Telling::deviceLost:
         contents.tone = Banner::Tone::trouble;
         contents.icon = Icon::error;
-        std::tie(contents.title, contents.detail) = sentences(model_.deviceTrouble());
+        std::tie(contents.title, contents.detail) = trouble;
         contents.choices = {{tr("Compile Now"), [this] { model_.compileNow(); }}};
         contents.close = [this] {
             closedTrouble_ = true;
@@ -114,7 +116,7 @@ void Banners::followOverEditor() {
             follow();
         };
         // Its seconds go on counting in the same message.
-        if (inLine_ == telling) {
+        if (inLine_ == telling && line_->accessibleDescription() == contents.detail) {
             line_->reword(contents.title);
             return;
         }

@@ -48,6 +48,14 @@ QString plainToolTip(const QString& text) {
                : QStringLiteral("<qt>%1</qt>").arg(text.toHtmlEscaped().replace(u'\n', QStringLiteral("<br/>")));
 }
 
+void setTabBefore(QWidget* widget, QWidget* next) {
+    // Only widgets that take the keyboard can be told of.
+    QWidget* before = next->previousInFocusChain();
+    while (before != next && (before == widget || before->focusPolicy() == Qt::NoFocus))
+        before = before->previousInFocusChain();
+    if (before != next) QWidget::setTabOrder(before, widget);
+}
+
 QScrollArea* makeScrollArea(QWidget* contents, QWidget* parent) {
     auto* area = new QScrollArea(parent);
     area->setFrameShape(QFrame::NoFrame);

@@ -27,6 +27,9 @@ QString plainToolTip(const QString& text);
 // An area that scrolls its contents up and down on a pane's ground.
 QScrollArea* makeScrollArea(QWidget* contents, QWidget* parent);
 
+// Puts a widget before another one in the order of the Tab key. Both must take the keyboard.
+void setTabBefore(QWidget* widget, QWidget* next);
+
 // A button without a frame of its own: colours come at once under the pointer and fade out in 80 ms.
 class HoverButton : public QAbstractButton {
     Q_OBJECT

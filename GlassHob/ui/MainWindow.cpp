@@ -323,6 +323,9 @@ void MainWindow::placeBanners() {
 }
 
 void MainWindow::makePaneOrder() {
+    // Tab finds the banners before the editor.
+    for (const Banner* banner : {banners_->acrossWindow(), banners_->overEditor()})
+        setTabBefore(banner->closeButton(), editor());
     new PaneFocus(this, {{banners_->acrossWindow()},
                          {banners_->overEditor()},
                          {editor(), [this] { editor()->setFocus(Qt::ShortcutFocusReason); }},

@@ -200,6 +200,7 @@ void PresetColumn::follow() {
             to->setFocus(Qt::TabFocusReason);
             scroll_->ensureWidgetVisible(to, 0, 0);
         });
+        setTabOrder(rows_.empty() ? static_cast<QWidget*>(add_) : rows_.back(), row);
         rows_.push_back(row);
     }
     while (rows_.size() > wanted.size()) {
