@@ -76,7 +76,7 @@ class WordTable {
     // Null for other words.
     const SyntaxKind* find(const char16_t* word, std::size_t length, std::uint32_t hash) const {
         if (length > longest) return nullptr;
-        for (std::size_t at = slot(hash); entries_[at].length != 0; at = (at + 1) % slots) {
+        for (std::size_t at = slot(hash); entries_[at].length != 0; at = (at + 1) % places) {
             const Entry& entry = entries_[at];
             if (entry.hash != hash || entry.length != length) continue;
             std::size_t i = 0;
@@ -88,7 +88,7 @@ class WordTable {
     }
 
   private:
-    static constexpr std::size_t slots = 512;
+    static constexpr std::size_t places = 512;
     static constexpr std::size_t longest = 11; // "threadgroup"
     struct Entry {
         std::uint32_t hash = 0;
@@ -97,7 +97,7 @@ class WordTable {
         char letters[longest] = {};
     };
 
-    static constexpr std::size_t slot(std::uint32_t hash) { return (hash ^ hash >> 15) % slots; }
+    static constexpr std::size_t slot(std::uint32_t hash) { return (hash ^ hash >> 15) % places; }
 
     constexpr void add(std::string_view word, std::string_view ending, SyntaxKind kind) {
         Entry entry{seed, 0, kind, {}};
@@ -108,11 +108,11 @@ class WordTable {
             }
         std::size_t at = slot(entry.hash);
         while (entries_[at].length != 0)
-            at = (at + 1) % slots;
+            at = (at + 1) % places;
         entries_[at] = entry;
     }
 
-    std::array<Entry, slots> entries_{};
+    std::array<Entry, places> entries_{};
 };
 
 constexpr WordTable words;
