@@ -72,13 +72,12 @@ class WindowTest : public ::testing::TestWithParam<Canvas::Kind> {
         const QPoint global = canvas->mapToGlobal(middle);
         return window->screen()->grabWindow(0, global.x(), global.y(), 1, 1).toImage().pixelColor(0, 0);
     }
-    bool waitForColor(double red, double green) const {
-        return QTest::qWaitFor(
-            [&] {
-                const QColor color = pictureColor();
-                return std::abs(color.redF() - red) < 0.01 && std::abs(color.greenF() - green) < 0.01;
-            },
-            patience);
+    bool isColor(double red, double green) const {
+        const QColor color = pictureColor();
+        return std::abs(color.redF() - red) < 0.01 && std::abs(color.greenF() - green) < 0.01;
+    }
+    bool waitForColor(double red, double green, int milliseconds = patience) const {
+        return QTest::qWaitFor([&] { return isColor(red, green); }, milliseconds);
     }
     void replaceInLine(int line, const QString& from, const QString& to) {
         CodeEditor* editor = window->editor();
@@ -206,6 +205,36 @@ TEST_P(WindowTest, TheThemeChangesAtOnce) {
         EXPECT_EQ(ground(), themed(Role::editor));
         EXPECT_EQ(Theme::instance().isDark(), appearance == Theme::Appearance::dark);
     }
+}
+
+TEST_P(WindowTest, ALostDeviceStopsThePictureUntilTheNextGoodCompile) {
+    ASSERT_TRUE(waitForColor(0.25, 0.5));
+    const char* const greens[] = {"0.5", "0.9", "0.7"};
+    for (int i = 0; i < 2; ++i) {
+        model->device()->injectLoss();
+        ASSERT_TRUE(QTest::qWaitFor([&] { return !model->deviceTrouble().isEmpty(); }, patience));
+        EXPECT_TRUE(QTest::qWaitFor([&] { return !isColor(0.25, i == 0 ? 0.5 : 0.9); }, patience)) << "no picture";
+        replaceInLine(3, greens[i], "nothing");
+        ASSERT_TRUE(QTest::qWaitFor([&] { return model->errorText().has_value(); }, patience));
+        EXPECT_EQ(model->program(), nullptr);
+        replaceInLine(3, "nothing", greens[i + 1]);
+        EXPECT_TRUE(waitForColor(0.25, i == 0 ? 0.9 : 0.7));
+        EXPECT_TRUE(model->deviceTrouble().isEmpty());
+    }
+    const std::uint64_t frames = window->canvas()->shownFrames();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return window->canvas()->shownFrames() > frames + 5; }, patience)) << "it runs";
+}
+
+TEST_P(WindowTest, AFrameThatTakesSecondsLeavesTheWindowAliveAndTheNextShaderComes) {
+    ASSERT_TRUE(waitForColor(0.25, 0.5));
+    replaceInLine(3, "0.5", "0.0; for (int i = 0; i < 12000; ++i) green = sin(green + uv.x + float(i))");
+    if (!QTest::qWaitFor([&] { return !model->deviceTrouble().isEmpty(); }, patience))
+        GTEST_SKIP() << "this device draws it in time";
+    // Events come through: the editor takes them.
+    replaceInLine(3, "12000", "1");
+    replaceInLine(3, "sin(green + uv.x + float(i))", "0.9");
+    EXPECT_TRUE(waitForColor(0.25, 0.9, 6 * patience));
+    EXPECT_TRUE(QTest::qWaitFor([&] { return model->deviceTrouble().isEmpty(); }, patience));
 }
 
 INSTANTIATE_TEST_SUITE_P(Both, WindowTest, ::testing::Values(Canvas::Kind::readBack, Canvas::Kind::surface),

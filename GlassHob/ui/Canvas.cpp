@@ -71,10 +71,10 @@ void Canvas::updatePacing() {
 }
 
 void Canvas::timerEvent(QTimerEvent* event) {
-    if (event->timerId() == pace_.timerId())
-        drawFrame();
-    else
+    if (event->timerId() != pace_.timerId())
         QWidget::timerEvent(event);
+    else if (picture_->hasDevice())
+        drawFrame();
 }
 
 void Canvas::pointerAt(const QPointF& place) {

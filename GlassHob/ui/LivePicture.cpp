@@ -12,6 +12,10 @@
 
 #include <QCoreApplication>
 #include <QPointer>
+#include <QTimerEvent>
+
+#include <algorithm>
+#include <thread>
 
 namespace glasshob {
 
@@ -19,6 +23,10 @@ namespace {
 
 constexpr gpu::ClearColor emptyCanvas{0.035, 0.027, 0.03, 1.0};
 constexpr std::int64_t stepsPerFrame = 4;
+// A frame that takes more seconds is told to the model.
+constexpr double slow = 1;
+// Milliseconds between two looks at the frames in flight.
+constexpr int watchInterval = 250;
 
 } // namespace
 
@@ -27,6 +35,7 @@ LivePicture::LivePicture(AppModel& model, QObject* parent)
     if (auto queue = model.device()->makeCommandQueue()) queue_ = *queue;
     clock_.start();
     connect(&model_, &AppModel::compiled, this, &LivePicture::followModel);
+    connect(&model_, &AppModel::deviceReplaced, this, &LivePicture::followDevice);
     followModel();
 }
 
@@ -38,7 +47,7 @@ void LivePicture::setMouse(float x, float y) {
 
 void LivePicture::followModel() {
     const auto& wanted = model_.program();
-    if (wanted == shown_ || wanted == warming_) return;
+    if (wanted == shown_ || (wanted && wanted == warming_)) return;
     // The first picture has nothing to hide behind, and a real GPU has compiled already.
     if (!wanted || !shown_ || !warmer_->isUseful()) {
         show(wanted);
@@ -65,8 +74,66 @@ void LivePicture::show(std::shared_ptr<const ShaderProgram> program) {
     emit programSwitched();
 }
 
+bool LivePicture::hasDevice() {
+    if (!model_.device()->lost()) return true;
+    model_.reportDeviceLoss();
+    return false;
+}
+
 std::shared_ptr<gpu::CommandBuffer> LivePicture::beginFrame() {
     return queue_ ? queue_->commandBuffer() : nullptr;
+}
+
+void LivePicture::commit(std::shared_ptr<gpu::CommandBuffer> commandBuffer) {
+    commandBuffer->commit();
+    inFlight_.push_back({std::move(commandBuffer), {}});
+    inFlight_.back().since.start();
+    if (!watch_.isActive()) watch_.start(watchInterval, this);
+    // In the ordinary case the frames before have ended, and nothing piles up between two looks.
+    if (inFlight_.size() > 4) followFrames();
+}
+
+void LivePicture::timerEvent(QTimerEvent* event) {
+    if (event->timerId() == watch_.timerId())
+        followFrames();
+    else
+        QObject::timerEvent(event);
+}
+
+void LivePicture::followFrames() {
+    const auto seconds = [](const Frame& frame) { return double(frame.since.elapsed()) * 1e-3; };
+    const double before = slowSeconds_;
+    while (!inFlight_.empty() && inFlight_.front().commandBuffer->status() != gpu::CommandBufferStatus::committed) {
+        const double taken = seconds(inFlight_.front());
+        slowSeconds_ = taken > slow ? taken : 0;
+        inFlight_.pop_front();
+        // The next one had to wait for it.
+        if (!inFlight_.empty() && slowSeconds_ > 0) inFlight_.front().since.start();
+    }
+    if (inFlight_.empty()) {
+        slowSeconds_ = 0;
+        watch_.stop();
+    }
+    const double current = inFlight_.empty() ? 0 : std::max(slowSeconds_, seconds(inFlight_.front()));
+    if (current > slow)
+        model_.reportSlowFrame(slowSeconds_ = current);
+    else if (before > 0)
+        model_.reportSlowFrame(0);
+}
+
+void LivePicture::followDevice() {
+    // A warmer waits for its thread when it ends, and that may wait for a frame of the old device.
+    std::thread([warmer = std::move(warmer_)]() mutable { warmer.reset(); }).detach();
+    warmer_ = std::make_unique<gpu::PipelineWarmer>(model_.device());
+    shown_.reset();
+    warming_.reset();
+    run_.reset();
+    inFlight_.clear();
+    watch_.stop();
+    slowSeconds_ = 0;
+    queue_.reset();
+    if (auto queue = model_.device()->makeCommandQueue()) queue_ = *queue;
+    emit deviceReplaced();
 }
 
 bool LivePicture::encode(gpu::CommandBuffer& commandBuffer, const std::shared_ptr<gpu::Texture>& target) {

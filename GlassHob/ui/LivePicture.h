@@ -3,16 +3,20 @@
 //
 // A program that has just been compiled is warmed up beside the live one on devices that compile at the first draw, and
 // the last picture goes on until that is done; the switch happens between two frames.
+//
+// It tells the model of a lost device and of frames that do not end, and moves to the device that the model then takes.
 // Main thread; never waits for the GPU.
 #pragma once
 
 #include "GPU/CommandBuffer.h"
 #include "GlassHobCore/Params.h"
 
+#include <QBasicTimer>
 #include <QElapsedTimer>
 #include <QObject>
 
 #include <cstdint>
+#include <deque>
 #include <memory>
 #include <optional>
 
@@ -41,10 +45,14 @@ class LivePicture : public QObject {
     // The pointer in pixels from the bottom-left corner; kept until the next call.
     void setMouse(float x, float y);
 
+    // Asked before each frame: tells the model when the device has been lost.
+    bool hasDevice();
     // A command buffer for the next frame; null when the device cannot give one.
     std::shared_ptr<gpu::CommandBuffer> beginFrame();
     // Advances the clock and draws one frame over the whole texture. Does not commit. False when nothing was recorded.
     bool encode(gpu::CommandBuffer& commandBuffer, const std::shared_ptr<gpu::Texture>& target);
+    // Hands the frame to the device.
+    void commit(std::shared_ptr<gpu::CommandBuffer> commandBuffer);
 
     // The picture stands still for a while (hidden, minimised): the clock does not leap when it goes on.
     void rest();
@@ -56,9 +64,17 @@ class LivePicture : public QObject {
     void hasProgramChanged();
     // From the next frame on another program is drawn.
     void programSwitched();
+    // What was made with the model's device is to be made anew. What belongs to the old one may be at work for long: no
+    // end of it may be waited for.
+    void deviceReplaced();
+
+  protected:
+    void timerEvent(QTimerEvent* event) override;
 
   private:
     void followModel();
+    void followDevice();
+    void followFrames();
     void show(std::shared_ptr<const ShaderProgram> program);
 
     AppModel& model_;
@@ -69,6 +85,16 @@ class LivePicture : public QObject {
     std::unique_ptr<ShaderRun> run_;
     std::optional<std::pair<float, float>> mouse_;
     QElapsedTimer clock_;
+
+    struct Frame {
+        std::shared_ptr<gpu::CommandBuffer> commandBuffer;
+        // Since when the device can have been at work on it.
+        QElapsedTimer since;
+    };
+    std::deque<Frame> inFlight_;
+    QBasicTimer watch_;
+    // What the frame before took, while frames are slow; 0 while they are not.
+    double slowSeconds_ = 0;
 };
 
 } // namespace glasshob

@@ -16,6 +16,8 @@ namespace glasshob {
 ReadBackCanvas::ReadBackCanvas(AppModel& model, QWidget* parent) : Canvas(model, parent) {
     setAttribute(Qt::WA_OpaquePaintEvent);
     setMouseTracking(true);
+    connect(&picture(), &LivePicture::deviceReplaced, this, &ReadBackCanvas::followDevice);
+    connect(&picture(), &LivePicture::hasProgramChanged, this, qOverload<>(&QWidget::update));
 }
 
 ReadBackCanvas::~ReadBackCanvas() = default;
@@ -58,10 +60,18 @@ void ReadBackCanvas::drawFrame() {
             },
             Qt::QueuedConnection);
     });
-    commandBuffer->commit();
+    picture().commit(commandBuffer);
+}
+
+void ReadBackCanvas::followDevice() {
+    slots_ = {};
+    shownSlot_.reset();
+    inFlight_ = 0;
+    firstFrame_ = nextFrame_;
 }
 
 void ReadBackCanvas::finished(std::size_t index, std::uint64_t frame, bool drawn) {
+    if (frame < firstFrame_) return;
     --inFlight_;
     Slot& slot = slots_[index];
     if (!drawn || frame < shownFrame_) {
@@ -78,7 +88,7 @@ void ReadBackCanvas::finished(std::size_t index, std::uint64_t frame, bool drawn
 void ReadBackCanvas::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     const Slot* slot = shownSlot_ ? &slots_[*shownSlot_] : nullptr;
-    if (!slot || !slot->hasPicture) {
+    if (!slot || !slot->hasPicture || !picture().hasProgram()) {
         paintPlaceholder(painter);
         return;
     }

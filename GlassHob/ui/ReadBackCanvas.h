@@ -38,10 +38,13 @@ class ReadBackCanvas : public Canvas {
         bool hasPicture = false;
     };
     Slot* freeSlot(const QSize& size);
+    void followDevice();
     void finished(std::size_t index, std::uint64_t frame, bool drawn);
 
     std::array<Slot, slotCount> slots_;
     std::optional<std::size_t> shownSlot_;
+    // Frames before this one are of a device that has been given up.
+    std::uint64_t firstFrame_ = 1;
     std::uint64_t nextFrame_ = 1;
     std::uint64_t shownFrame_ = 0;
     int inFlight_ = 0;

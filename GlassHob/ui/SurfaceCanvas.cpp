@@ -75,20 +75,46 @@ SurfaceCanvas* SurfaceCanvas::make(AppModel& model, QWidget* parent) {
 }
 
 SurfaceCanvas::SurfaceCanvas(AppModel& model, QVulkanInstance& instance, QWidget* parent)
-    : Canvas(model, parent), window_(new PictureWindow(instance)),
-      container_(QWidget::createWindowContainer(window_, this)) {
-    container_->setFocusPolicy(Qt::NoFocus);
-    container_->hide();
-    connect(window_, &PictureWindow::exposedChanged, this, [this] { updatePacing(); });
-    connect(window_, &PictureWindow::surfaceGoing, this, &SurfaceCanvas::closePresenter);
-    connect(window_, &PictureWindow::pointerMoved, this, [this](const QPointF& place) { pointerAt(place); });
+    : Canvas(model, parent), instance_(instance) {
+    makeWindow();
     connect(&picture(), &LivePicture::hasProgramChanged, this, &SurfaceCanvas::showPictureOrPlaceholder);
+    connect(&picture(), &LivePicture::deviceReplaced, this, &SurfaceCanvas::moveToNewWindow);
     showPictureOrPlaceholder();
 }
 
 SurfaceCanvas::~SurfaceCanvas() {
     disconnect(window_, nullptr, this, nullptr);
     closePresenter();
+}
+
+void SurfaceCanvas::makeWindow() {
+    window_ = new PictureWindow(instance_);
+    container_ = QWidget::createWindowContainer(window_, this);
+    container_->setFocusPolicy(Qt::NoFocus);
+    container_->setGeometry(rect());
+    container_->hide();
+    connect(window_, &PictureWindow::exposedChanged, this, [this] { updatePacing(); });
+    connect(window_, &PictureWindow::surfaceGoing, this, &SurfaceCanvas::closePresenter);
+    connect(window_, &PictureWindow::pointerMoved, this, [this](const QPointF& place) { pointerAt(place); });
+}
+
+// A surface belongs to one device until its presenter is closed, which waits for the frames in flight. So the old
+// window stays, hidden, until that is done elsewhere, and the new device gets a window of its own.
+void SurfaceCanvas::moveToNewWindow() {
+    disconnect(window_, nullptr, this, nullptr);
+    container_->hide();
+    closing_.emplace_back([this, presenter = std::exchange(presenter_, nullptr), old = container_]() mutable {
+        if (presenter) presenter->close();
+        presenter.reset();
+        QMetaObject::invokeMethod(this, [old] { old->deleteLater(); }, Qt::QueuedConnection);
+    });
+    ++generation_;
+    inFlight_ = 0;
+    makeWindow();
+    window_->create();
+    showPictureOrPlaceholder();
+    // What lies over the picture stays over it.
+    window_->lower();
 }
 
 void SurfaceCanvas::showPictureOrPlaceholder() {
@@ -112,16 +138,17 @@ bool SurfaceCanvas::ensurePresenter() {
     presenter_ = *made;
     presenter_->setPace(frameInterval);
     inFlight_ = 0;
-    presenter_->setPresentedHandler([count = frames(), self = QPointer(this)](const gpu::PresentedFrame& frame) {
-        count->add(frame.presented);
-        const bool wasEarly = frame.presented - frame.drawn > earlyEnough;
-        QMetaObject::invokeMethod(
-            qApp,
-            [self, wasEarly] {
-                if (self) self->framePresented(wasEarly);
-            },
-            Qt::QueuedConnection);
-    });
+    presenter_->setPresentedHandler(
+        [count = frames(), self = QPointer(this), generation = generation_](const gpu::PresentedFrame& frame) {
+            count->add(frame.presented);
+            const bool wasEarly = frame.presented - frame.drawn > earlyEnough;
+            QMetaObject::invokeMethod(
+                qApp,
+                [self, wasEarly, generation] {
+                    if (self && self->generation_ == generation) self->framePresented(wasEarly);
+                },
+                Qt::QueuedConnection);
+        });
     // The presenter may not have had an image yet when the last frame asked for the next.
     presenter_->setAvailableHandler([self = QPointer(this)] {
         QMetaObject::invokeMethod(
@@ -162,7 +189,7 @@ bool SurfaceCanvas::drawOneFrame() {
     const std::shared_ptr<gpu::CommandBuffer> commandBuffer = picture().beginFrame();
     if (!commandBuffer || !picture().encode(*commandBuffer, drawable->texture())) return false;
     commandBuffer->presentDrawable(drawable);
-    commandBuffer->commit();
+    picture().commit(commandBuffer);
     ++inFlight_;
     sinceFrame_.start();
     return true;

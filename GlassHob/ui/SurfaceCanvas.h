@@ -11,6 +11,9 @@
 #include <QElapsedTimer>
 #include <QWindow>
 
+#include <thread>
+#include <vector>
+
 class QVulkanInstance;
 
 namespace gpu {
@@ -53,17 +56,24 @@ class SurfaceCanvas : public Canvas {
 
   private:
     SurfaceCanvas(AppModel& model, QVulkanInstance& instance, QWidget* parent);
+    void makeWindow();
+    void moveToNewWindow();
     bool ensurePresenter();
     void closePresenter();
     void showPictureOrPlaceholder();
     void framePresented(bool wasEarly);
     bool drawOneFrame();
 
-    PictureWindow* window_;
-    QWidget* container_;
+    QVulkanInstance& instance_;
+    PictureWindow* window_ = nullptr;
+    QWidget* container_ = nullptr;
     std::shared_ptr<gpu::Presenter> presenter_;
+    // Counts windows, so that an old one's frames are not taken for the new one's.
+    int generation_ = 0;
     int inFlight_ = 0;
     QElapsedTimer sinceFrame_;
+    // Each closes the presenter of a lost or busy device and lets go of its window afterwards.
+    std::vector<std::jthread> closing_;
 };
 
 } // namespace glasshob
