@@ -21,9 +21,9 @@ namespace {
 
 constexpr int headingHeight = 40;
 constexpr int presetsWidth = 232;
-constexpr int twoColumnsFrom = 900;
-constexpr int presetsFrom = 640;        // the inspector's width
-constexpr int presetsFromWindow = 1100; // and the window's
+constexpr int twoColumnsFrom = 900 - presetsWidth; // of the rows: an inspector of 900 px
+constexpr int presetsFrom = 640;                   // the inspector's width
+constexpr int presetsFromWindow = 1100;            // and the window's
 constexpr int changedFrom = 520;
 constexpr int resetTextFrom = 420;
 constexpr int tallBoxRow = 60;
@@ -63,7 +63,7 @@ void SliderRows::layOut() {
     int nameWidth = 72;
     for (const ParameterRow* row : rows_)
         nameWidth = std::max(nameWidth, row->wantedNameWidth());
-    nameWidth = std::min(nameWidth, 120);
+    nameWidth = std::min(nameWidth, std::clamp(columnWidth * 28 / 100, 72, 120));
     for (int i = 0; i < int(rows_.size()); ++i) {
         ParameterRow* row = rows_[std::size_t(i)];
         const int column = i / std::max(1, lines), line = i % std::max(1, lines);

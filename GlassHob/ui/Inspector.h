@@ -17,7 +17,7 @@ class PresetActions;
 class PresetColumn;
 class PresetPicker;
 
-// Lays the rows out in one column, or in two from 900 px of width on, filled downwards.
+// Lays the rows out in one column, or in two where there is room, filled downwards.
 class SliderRows : public QWidget {
     Q_OBJECT
   public:

@@ -11,6 +11,7 @@
 #include "GlassHob/ui/Inspector.h"
 #include "GlassHob/ui/MessageList.h"
 #include "GlassHob/ui/PaneFocus.h"
+#include "GlassHob/ui/PaneSplitter.h"
 #include "GlassHob/ui/Panes.h"
 #include "GlassHob/ui/PresetActions.h"
 #include "GlassHob/ui/PresetColumn.h"
@@ -33,7 +34,6 @@
 #include <QMessageBox>
 #include <QScreen>
 #include <QSettings>
-#include <QSplitter>
 #include <QTimer>
 #include <QUrl>
 #include <QVBoxLayout>
@@ -81,9 +81,9 @@ MainWindow::MainWindow(AppModel& model, Canvas::Kind canvas) : model_(model) {
     column->setSpacing(0);
     toolbar_ = new Toolbar(
         model_, {showEditor_, showInspector_, new_, open_, save_, backToStart_, pauseOrPlay_, saveStill_}, central);
-    across_ = new QSplitter(Qt::Horizontal, central);
+    across_ = new PaneSplitter(Qt::Horizontal, central);
     editorPane_ = new EditorPane(model_, across_);
-    down_ = new QSplitter(Qt::Vertical, across_);
+    down_ = new PaneSplitter(Qt::Vertical, across_);
     canvas_ = Canvas::make(model_, nullptr, canvas);
     previewPane_ = new PreviewPane(model_, canvas_, down_);
     sliders_ = new SliderPlace(model_, down_);
@@ -92,10 +92,6 @@ MainWindow::MainWindow(AppModel& model, Canvas::Kind canvas) : model_(model) {
     across_->addWidget(down_);
     down_->addWidget(previewPane_);
     down_->addWidget(sliders_);
-    for (QSplitter* splitter : {across_, down_}) {
-        splitter->setChildrenCollapsible(false);
-        splitter->setHandleWidth(1);
-    }
     across_->setCollapsible(0, true);
     down_->setCollapsible(1, true);
     status_ = new StatusLine(model_, central);

@@ -241,7 +241,7 @@ bool MessageRows::viewportEvent(QEvent* event) {
     case QEvent::ToolTip: {
         auto* help = static_cast<QHelpEvent*>(event);
         const int row = rowAt(help->pos().y());
-        if (row >= 0) QToolTip::showText(help->globalPos(), rows_[std::size_t(row)].text, viewport());
+        if (row >= 0) QToolTip::showText(help->globalPos(), plainToolTip(rows_[std::size_t(row)].text), viewport());
         return true;
     }
     default: break;

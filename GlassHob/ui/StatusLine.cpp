@@ -83,7 +83,6 @@ void StatusLine::follow() {
     const QString text = model_.statusText();
     if (text != text_->text()) {
         text_->setText(text);
-        text_->setToolTip(text);
         setAccessibleDescription(text);
         // Said aloud when it is another state, not for every compile.
         if (model_.state() != announced_) {
