@@ -394,6 +394,13 @@ void MainWindow::closeEvent(QCloseEvent* event) {
     }
     keepLayout();
     canvas_->setActive(false);
+    if (model_.deviceIsBusy()) {
+        // A window that is really closed loses its surface, which waits for the frame in work.
+        event->ignore();
+        hide();
+        QCoreApplication::exit();
+        return;
+    }
     event->accept();
 }
 
