@@ -7,6 +7,8 @@
 #include "GlassHob/ui/CodeEditor.h"
 #include "GlassHobCore/Identity.h"
 
+#include <QAction>
+
 namespace glasshob {
 namespace {
 
@@ -35,11 +37,16 @@ TEST_F(BannerTest, AShaderFromTheSiteWaitsForRun) {
     EXPECT_EQ(model->program(), nullptr);
     QTest::keyClick(window.get(), Qt::Key_F6, Qt::ShiftModifier);
     EXPECT_EQ(QApplication::focusWidget(), tall()->buttons()[0]);
+    EXPECT_TRUE(window->banners()->runAction()->isVisible());
     QTest::keyClick(QApplication::focusWidget(), Qt::Key_Space);
     EXPECT_FALSE(model->needsRun());
     EXPECT_NE(model->program(), nullptr);
     EXPECT_FALSE(tall()->isTelling());
     EXPECT_TRUE(window->editor()->hasFocus());
+    EXPECT_FALSE(window->banners()->runAction()->isVisible());
+    model->openDownloaded(path, QUrl("https://example.org/s/ab12"));
+    QTest::keyClick(window->editor(), Qt::Key_Return, Qt::ControlModifier);
+    EXPECT_FALSE(model->needsRun());
 }
 
 TEST_F(BannerTest, ALostDeviceIsToldUntilACompileSucceeds) {

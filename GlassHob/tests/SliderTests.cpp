@@ -54,6 +54,16 @@ TEST_F(SliderTest, DraggingTheKnobMovesTheValue) {
     EXPECT_EQ(slider.value(), 10.0f) << "the drag is over";
 }
 
+TEST_F(SliderTest, EscapeTakesADragBack) {
+    slider.setValue(6);
+    send(QEvent::MouseButtonPress, knobAt(8));
+    send(QEvent::MouseMove, knobAt(2));
+    QTest::keyClick(&slider, Qt::Key_Escape);
+    EXPECT_EQ(slider.value(), 6.0f);
+    send(QEvent::MouseMove, knobAt(9));
+    EXPECT_EQ(slider.value(), 6.0f) << "the drag is over";
+}
+
 TEST_F(SliderTest, ShiftDragsAtATenthOfTheSpeed) {
     send(QEvent::MouseButtonPress, knobAt(4));
     send(QEvent::MouseMove, knobAt(4) + 40, Qt::ShiftModifier);

@@ -4,6 +4,7 @@
 #include "GlassHob/ui/Banner.h"
 #include "GlassHobCore/Identity.h"
 
+#include <QAction>
 #include <QDateTime>
 #include <QDir>
 #include <QFileInfo>
@@ -45,7 +46,9 @@ QString whenText(const QDateTime& when) {
 
 Banners::Banners(AppModel& model, QWidget* window)
     : QObject(window), model_(model), tall_(new Banner(Banner::Look::tall, window)),
-      line_(new Banner(Banner::Look::line, window)) {
+      line_(new Banner(Banner::Look::line, window)), run_(new QAction(tr("&Run"), this)) {
+    run_->setShortcut(QKeySequence(tr("Ctrl+Return")));
+    connect(run_, &QAction::triggered, &model_, &AppModel::run);
     connect(&model_, &AppModel::documentChanged, this, &Banners::follow);
     connect(&model_, &AppModel::compiled, this, &Banners::follow);
     connect(&model_, &AppModel::deviceTroubleChanged, this, &Banners::follow);
@@ -55,6 +58,7 @@ Banners::Banners(AppModel& model, QWidget* window)
 
 void Banners::follow() {
     if (model_.deviceTrouble().isEmpty()) closedTrouble_ = false;
+    run_->setVisible(model_.needsRun());
     followAcrossWindow();
     followOverEditor();
 }

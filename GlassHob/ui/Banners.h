@@ -7,6 +7,7 @@
 #include <QObject>
 #include <QString>
 
+class QAction;
 class QWidget;
 
 namespace glasshob {
@@ -21,6 +22,8 @@ class Banners : public QObject {
     Banners(AppModel& model, QWidget* window);
     Banner* acrossWindow() const { return tall_; }
     Banner* overEditor() const { return line_; }
+    // "Run", for the menu: there only while a shader waits.
+    QAction* runAction() const { return run_; }
 
   private:
     void follow();
@@ -30,6 +33,7 @@ class Banners : public QObject {
     AppModel& model_;
     Banner* tall_;
     Banner* line_;
+    QAction* run_;
     // What each tells now, so that it is told once.
     enum class Telling { nothing, waitsForRun, deviceLost, slowFrame, draft };
     Telling inTall_ = Telling::nothing, inLine_ = Telling::nothing;

@@ -44,6 +44,8 @@ Canvas::Canvas(AppModel& model, QWidget* parent) : QWidget(parent), picture_(new
         }
     };
     connect(&model, &AppModel::compiled, this, describe);
+    connect(&model, &AppModel::documentChanged, this, describe);
+    connect(&model, &AppModel::clockChanged, this, describe); // pause and play
     describe();
 }
 

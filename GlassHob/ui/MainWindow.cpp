@@ -241,7 +241,7 @@ void MainWindow::makeMenus() {
     connect(editor(), &QPlainTextEdit::copyAvailable, this, withSelection);
 
     QMenu* shader = menuBar()->addMenu(tr("&Shader"));
-    shader->addAction(compileNow_);
+    shader->addActions({banners_->runAction(), compileNow_});
     shader->addSeparator();
     shader->addActions({pauseOrPlay_, backToStart_});
     shader->addSeparator();

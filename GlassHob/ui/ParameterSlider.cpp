@@ -153,6 +153,7 @@ void ParameterSlider::mousePressEvent(QMouseEvent* event) {
     if (event->button() != Qt::LeftButton) return;
     keyboardFocus_ = false;
     dragged_ = true;
+    dragFrom_ = value_;
     dragX_ = event->position().x();
     // Taking the knob keeps its value; a press beside it jumps there.
     if (std::abs(dragX_ - knobX(fraction(value_))) <= knobRadius) {
@@ -218,6 +219,16 @@ void ParameterSlider::keyPressEvent(QKeyEvent* event) {
     case Qt::Key_Home: edit(min_); break;
     case Qt::Key_End: edit(max_); break;
     case Qt::Key_Backspace: edit(default_, Motion::glide); break;
+    case Qt::Key_Escape:
+        // A drag is taken back; otherwise the key is the window's.
+        if (dragged_) {
+            dragged_ = false;
+            unsetCursor();
+            haloTo(hovered_ ? haloHovered : 0);
+            edit(dragFrom_, Motion::glide);
+            return;
+        }
+        [[fallthrough]];
     default: QWidget::keyPressEvent(event); return;
     }
     keyboardFocus_ = true;

@@ -1,6 +1,6 @@
 // The track and knob of one slider, painted and driven as a whole: dragging, fine dragging with Shift, snapping to the
-// default, the wheel (only with the focus), arrow keys, and the way back by double click or Backspace.
-// It holds a value in [min, max] and tells of changes by the user alone. Main thread.
+// default, the wheel (only with the focus), arrow keys, and the way back by double click or Backspace (or by Escape,
+// while it is dragged). It holds a value in [min, max] and tells of changes by the user alone. Main thread.
 #pragma once
 
 #include <QVariantAnimation>
@@ -66,6 +66,7 @@ class ParameterSlider : public QWidget {
     double halo_ = 0;
     double dragValue_ = 0; // the unsnapped value under the pointer
     double dragX_ = 0;
+    float dragFrom_ = 0; // where Escape goes back to
     bool dragged_ = false;
     bool hovered_ = false;
     bool keyboardFocus_ = false;
