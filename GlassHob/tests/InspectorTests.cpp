@@ -244,6 +244,14 @@ TEST_F(InspectorTest, WithoutTheEditorTheSlidersLieOverThePicture) {
     EXPECT_TRUE(window->inspector()->isVisible());
     EXPECT_EQ(down->sizes(), sizes);
     EXPECT_TRUE(window->editor()->hasFocus());
+
+    // The cross hides it, as the menu does; a slider that is asked for comes back. The window goes with its box.
+    model->setShowsEditor(false);
+    emit window->inspector()->closeRequested();
+    EXPECT_FALSE(place->box()->isVisible());
+    emit window->editor()->parameterPicked("value1");
+    EXPECT_TRUE(place->box()->isVisible());
+    EXPECT_TRUE(window->inspector()->row("value1")->slider()->hasFocus());
 }
 
 TEST_F(InspectorTest, EverythingThatTakesTheKeyboardHasAName) {

@@ -34,10 +34,11 @@ QMessageBox* makeBox(QWidget* window, const QString& message, const QString& inf
         palette.setColor(QPalette::WindowText, themed(Role::text2));
         label->setPalette(palette);
     }
-    // The grid keeps a column for an icon, 7 px wide, where there is none.
+    // The grid keeps columns for an icon, 15 px wide, where there is none.
     if (auto* grid = qobject_cast<QGridLayout*>(box->layout())) {
-        grid->setContentsMargins(24 - 7, 24, 24, 20);
+        grid->setContentsMargins(24 - 15, 24, 24, 20);
         grid->setHorizontalSpacing(0);
+        grid->setVerticalSpacing(12);
     }
     return box;
 }
@@ -85,8 +86,7 @@ void DialogQuestions::askText(const TextQuestion& question, std::function<void(s
             grid->getItemPosition(index, &row, &column, &rows, &columns);
         QLayoutItem* buttons = grid->takeAt(grid->indexOf(box->findChild<QDialogButtonBox*>()));
         grid->addWidget(field, row + 1, column, 1, columns);
-        grid->setRowMinimumHeight(row + 2, 10);
-        grid->addItem(buttons, row + 3, 0, 1, grid->columnCount());
+        grid->addItem(buttons, row + 2, 0, 1, grid->columnCount());
     }
     QObject::connect(box, &QDialog::finished, box, [box, field, accept, answer = std::move(answer)] {
         answer(box->clickedButton() == accept ? std::optional(field->text()) : std::nullopt);

@@ -113,7 +113,10 @@ MainWindow::MainWindow(AppModel& model, Canvas::Kind canvas) : model_(model) {
     });
     connect(down_, &QSplitter::splitterMoved, this, [this] { hideCollapsed(down_, 1); });
     connect(editor(), &CodeEditor::caretMoved, status_, &StatusLine::setCaret);
-    connect(editor(), &CodeEditor::parameterPicked, inspector(), &Inspector::focusParameter);
+    connect(editor(), &CodeEditor::parameterPicked, this, [this](const QString& name) {
+        setShowsInspector(true);
+        inspector()->focusParameter(name);
+    });
     connect(sliders_, &SliderPlace::closeRequested, this, [this] { setShowsInspector(false); });
     connect(inspector(), &Inspector::insertRequested, this, [this](const QString& line) {
         editor()->insertLine(line);
