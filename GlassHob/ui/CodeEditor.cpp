@@ -3,9 +3,9 @@
 #include "GlassHob/ui/CodeLayout.h"
 #include "GlassHob/ui/Controls.h"
 #include "GlassHob/ui/Fonts.h"
+#include "GlassHob/ui/LineCommands.h"
 #include "GlassHob/ui/LineRuler.h"
 #include "GlassHob/ui/MessageTip.h"
-#include "GlassHob/ui/SeverityLook.h"
 #include "GlassHob/ui/SyntaxHighlighter.h"
 #include "GlassHob/ui/Theme.h"
 #include "GlassHobCore/CodeEdit.h"
@@ -15,8 +15,6 @@
 #include <QHelpEvent>
 #include <QKeyEvent>
 #include <QMimeData>
-#include <QPainter>
-#include <QPainterPath>
 #include <QScopedValueRollback>
 #include <QScrollBar>
 #include <QStyleHints>
@@ -122,9 +120,16 @@ std::string CodeEditor::fileText() const {
     return conventions_.encode(document()->toRawText());
 }
 
-void CodeEditor::documentChanged(int, int removed, int added) {
+void CodeEditor::documentChanged(int position, int removed, int added) {
     // Colouring reports a change too, but of no characters.
-    if (loading_ || (removed == 0 && added == 0)) return;
+    if (removed == 0 && added == 0) return;
+    // Marked stretches move with the text; one that was edited goes.
+    for (auto& spans : spans_) {
+        std::erase_if(spans, [&](const Span& span) { return span.to > position && span.from < position + removed; });
+        for (Span& span : spans)
+            if (span.from >= position + removed) span.from += added - removed, span.to += added - removed;
+    }
+    if (loading_) return;
     tip_->hide();
     emit edited();
 }
@@ -279,6 +284,25 @@ void CodeEditor::goTo(std::int64_t line, std::int64_t byteColumn) {
     setFocus(Qt::OtherFocusReason);
 }
 
+void CodeEditor::selectRange(int from, int to) {
+    QTextCursor cursor(document());
+    const int end = document()->characterCount() - 1;
+    cursor.setPosition(std::clamp(from, 0, end));
+    cursor.setPosition(std::clamp(to, 0, end), QTextCursor::KeepAnchor);
+    setTextCursor(cursor);
+    // A place out of sight comes to the middle, with what is round it.
+    const QRect caret = cursorRect();
+    if (caret.top() < 0 || caret.bottom() > viewport()->height()) centerCursor();
+    ensureCursorVisible();
+}
+
+void CodeEditor::setSpans(SpanLayer layer, std::vector<Span> spans) {
+    auto& kept = spans_[std::size_t(layer)];
+    if (kept == spans) return;
+    kept = std::move(spans);
+    viewport()->update();
+}
+
 int CodeEditor::caretLine() const {
     return textCursor().blockNumber() + 1;
 }
@@ -316,88 +340,7 @@ QString CodeEditor::declaredParameter(int blockNumber) const {
     return declared.empty() ? QString() : QString::fromStdString(declared.front().name);
 }
 
-// ---- Painting -------------------------------------------------------------------------------------------------------
-
-void CodeEditor::paintEvent(QPaintEvent* event) {
-    QPainter painter(viewport());
-    painter.fillRect(event->rect(), themed(Role::editor));
-    paintLines(painter, event->rect());
-    if (hasFocus() && caretShown_) painter.fillRect(caretRect(), themed(Role::accentText));
-}
-
-void CodeEditor::paintLines(QPainter& painter, const QRect& dirty) const {
-    const int current = textCursor().blockNumber();
-    painter.setPen(themed(CodeRole::plain));
-    for (const VisibleLine& line : visibleLines()) {
-        if (line.top > dirty.bottom()) break;
-        if (line.top + line.height < dirty.top()) continue;
-        const QRectF band(0, line.top, viewport()->width(), line.height);
-        if (severityOfBlock(line.blockNumber) == Diagnostic::Severity::error)
-            painter.fillRect(band, themed(Role::errorLine));
-        else if (line.blockNumber == current)
-            painter.fillRect(band, themed(Role::curLine));
-        const QTextBlock block = document()->findBlockByNumber(line.blockNumber);
-        const QPointF offset(contentOffset().x(), line.top);
-        paintSelection(painter, block, offset);
-        block.layout()->draw(&painter, offset, {}, QRectF(dirty));
-        paintWaves(painter, block, offset);
-    }
-}
-
-void CodeEditor::paintSelection(QPainter& painter, const QTextBlock& block, const QPointF& offset) const {
-    const QTextCursor cursor = textCursor();
-    const int from = cursor.selectionStart() - block.position();
-    const int to = cursor.selectionEnd() - block.position();
-    if (!cursor.hasSelection() || to <= 0 || from >= block.length()) return;
-    const QTextLayout* layout = block.layout();
-    const QColor color = themed(Role::selection);
-    for (int i = 0; i < layout->lineCount(); ++i) {
-        const QTextLine line = layout->lineAt(i);
-        const int start = line.textStart(), end = start + line.textLength();
-        const bool last = i + 1 == layout->lineCount();
-        if (from > end || to <= start || (from == end && !last)) continue;
-        double left = line.cursorToX(std::max(from, start));
-        double right = line.cursorToX(std::min(to, end));
-        // A selected line end shows as a narrow block behind the text.
-        if (to > end && last) right += 6;
-        painter.fillRect(QRectF(left + offset.x(), offset.y() + i * lineHeight_, right - left, lineHeight_), color);
-    }
-}
-
-void CodeEditor::paintWaves(QPainter& painter, const QTextBlock& block, const QPointF& offset) const {
-    for (const Mark& mark : marks_) {
-        if (mark.range.block() != block) continue;
-        const int from = mark.range.selectionStart() - block.position();
-        const int to = std::min(mark.range.selectionEnd() - block.position(), block.length() - 1);
-        const QTextLine line = block.layout()->lineForTextPosition(from);
-        if (!line.isValid()) continue;
-        const double left = line.cursorToX(from) + offset.x();
-        const double right =
-            std::max(left + 7, line.cursorToX(std::min(to, line.textStart() + line.textLength())) + offset.x());
-        const double y = offset.y() + line.y() + line.ascent() + 3;
-        QPainterPath wave(QPointF(left, y));
-        double x = left;
-        for (int i = 0; x < right; ++i, x += 2.5)
-            wave.quadTo(QPointF(x + 1.25, y + (i % 2 ? 2 : -2)), QPointF(x + 2.5, y));
-        painter.save();
-        painter.setRenderHint(QPainter::Antialiasing);
-        painter.setClipRect(QRectF(left, y - 3, right - left, 6), Qt::IntersectClip);
-        painter.strokePath(wave, QPen(themed(severityRole(mark.diagnostic.severity)), 1.1));
-        painter.restore();
-    }
-}
-
-QRect CodeEditor::caretRect() const {
-    const QTextBlock block = textCursor().block();
-    const QRectF geometry = blockBoundingGeometry(block).translated(contentOffset());
-    const int position = textCursor().positionInBlock();
-    const QTextLine line = block.layout()->lineForTextPosition(position);
-    if (!line.isValid())
-        return QRect(QPoint(int(geometry.left()) + textMargin, int(geometry.top()) + 1), QSize(2, lineHeight_ - 2));
-    const double x = geometry.left() + line.cursorToX(position);
-    const double y = geometry.top() + line.lineNumber() * lineHeight_;
-    return QRect(int(x + 0.5), int(y) + 1, 2, lineHeight_ - 2);
-}
+// ---- The caret and the pointer -------------------------------------------------------------------------------------
 
 void CodeEditor::restartCaret() {
     caretShown_ = true;
@@ -471,6 +414,15 @@ void CodeEditor::keyPressEvent(QKeyEvent* event) {
         }
         break;
     }
+    case Qt::Key_Home:
+        if (!plain) break;
+        {
+            QTextCursor cursor = textCursor();
+            const bool selects = event->modifiers() & Qt::ShiftModifier;
+            lineCommands::smartHome(cursor, selects ? QTextCursor::KeepAnchor : QTextCursor::MoveAnchor);
+            setTextCursor(cursor);
+        }
+        return;
     default: break;
     }
     QPlainTextEdit::keyPressEvent(event);

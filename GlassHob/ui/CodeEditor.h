@@ -13,6 +13,8 @@
 #include <QPlainTextEdit>
 #include <QTextCursor>
 
+#include <array>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -42,6 +44,8 @@ class CodeEditor : public QPlainTextEdit {
 
     // Puts the caret at a line and byte column as the compiler gives them, and shows it. Out of range is brought in.
     void goTo(std::int64_t line, std::int64_t byteColumn);
+    // Selects a stretch of the document and shows it.
+    void selectRange(int from, int to);
     // The caret's line and column from 1, the column in UTF-16 units.
     int caretLine() const;
     int caretColumn() const;
@@ -56,6 +60,16 @@ class CodeEditor : public QPlainTextEdit {
     void toggleComment();
     // Inserts a line of its own before the caret's line.
     void insertLine(const QString& line);
+
+    // Stretches of the document that are marked behind the text, in their order: what was looked for, and a pair of
+    // brackets. They move with the text until they are set again.
+    struct Span {
+        int from = 0, to = 0;
+        bool operator==(const Span&) const = default;
+    };
+    enum class SpanLayer : std::uint8_t { match, bracket, count };
+    void setSpans(SpanLayer layer, std::vector<Span> spans);
+    const std::vector<Span>& spans(SpanLayer layer) const { return spans_[std::size_t(layer)]; }
 
     // For the ruler: the visible blocks from the top, with their place in the viewport.
     struct VisibleLine {
@@ -100,6 +114,9 @@ class CodeEditor : public QPlainTextEdit {
     void layOutRuler();
     void paintLines(QPainter& painter, const QRect& dirty) const;
     void paintSelection(QPainter& painter, const QTextBlock& block, const QPointF& offset) const;
+    void paintSpans(QPainter& painter, const QTextBlock& block, const QPointF& offset, bool frames) const;
+    // Where a stretch of the document lies in a line of it, one rectangle for each row.
+    std::vector<QRectF> rectsOf(int from, int to, const QTextBlock& block, const QPointF& offset) const;
     void paintWaves(QPainter& painter, const QTextBlock& block, const QPointF& offset) const;
     QRect caretRect() const;
     void restartCaret();
@@ -116,6 +133,7 @@ class CodeEditor : public QPlainTextEdit {
     MessageTip* tip_ = nullptr;
     QWidget* underRuler_ = nullptr;
     std::vector<Mark> marks_;
+    std::array<std::vector<Span>, std::size_t(SpanLayer::count)> spans_;
     QBasicTimer caretTimer_;
     QBasicTimer hoverTimer_;
     QPoint hoverPlace_;

@@ -8,6 +8,7 @@
 #include "GlassHob/ui/Banners.h"
 #include "GlassHob/ui/CodeEditor.h"
 #include "GlassHob/ui/Controls.h"
+#include "GlassHob/ui/EditMenu.h"
 #include "GlassHob/ui/Inspector.h"
 #include "GlassHob/ui/MessageList.h"
 #include "GlassHob/ui/PaneFocus.h"
@@ -182,7 +183,6 @@ void MainWindow::makeActions() {
     copy_->setText(copy_->text() + QStringLiteral("\tCtrl+C"));
     paste_->setText(paste_->text() + QStringLiteral("\tCtrl+V"));
     selectAll_->setText(selectAll_->text() + QStringLiteral("\tCtrl+A"));
-    comment_ = action(tr("Co&mment Selection"), Keys(tr("Ctrl+/")), [this] { editor()->toggleComment(); });
     nextProblem_ = action(tr("Next &Problem"), Keys(tr("F8")), [this] { messages()->step(1); });
     previousProblem_ = action(tr("Previous P&roblem"), Keys(tr("Shift+F8")), [this] { messages()->step(-1); });
 
@@ -231,7 +231,11 @@ void MainWindow::makeMenus() {
     edit->addSeparator();
     edit->addActions({cut_, copy_, paste_, selectAll_});
     edit->addSeparator();
-    edit->addActions({comment_, nextProblem_, previousProblem_});
+    auto* editing = new EditMenu(editorPane_, this);
+    editing->fill(edit);
+    connect(editing, &EditMenu::paneNeeded, this, [this] { model_.setShowsEditor(true); });
+    edit->addSeparator();
+    edit->addActions({nextProblem_, previousProblem_});
     undo_->setEnabled(false);
     redo_->setEnabled(false);
     connect(editor(), &QPlainTextEdit::undoAvailable, undo_, &QAction::setEnabled);

@@ -70,7 +70,7 @@ class MainWindow : public QMainWindow {
     bool closing_ = false; // the question about unsaved edits has been answered
 
     QAction *new_, *open_, *openSample_, *save_, *saveAs_, *revert_, *showInFiles_, *quit_;
-    QAction *undo_, *redo_, *cut_, *copy_, *paste_, *selectAll_, *comment_, *nextProblem_, *previousProblem_;
+    QAction *undo_, *redo_, *cut_, *copy_, *paste_, *selectAll_, *nextProblem_, *previousProblem_;
     QAction *compileNow_, *pauseOrPlay_, *backToStart_, *resetAll_, *saveStill_;
     QAction *showEditor_, *showInspector_, *wrapLines_, *biggerText_, *smallerText_, *actualSize_;
     QAction* about_;

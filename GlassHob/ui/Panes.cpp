@@ -3,7 +3,9 @@
 #include "GlassHob/model/AppModel.h"
 #include "GlassHob/ui/Canvas.h"
 #include "GlassHob/ui/CodeEditor.h"
+#include "GlassHob/ui/FindBar.h"
 #include "GlassHob/ui/Fonts.h"
+#include "GlassHob/ui/GoToLineBar.h"
 #include "GlassHob/ui/MessageList.h"
 #include "GlassHob/ui/Theme.h"
 #include "GlassHobRender/ShaderProgram.h"
@@ -68,9 +70,13 @@ EditorPane::EditorPane(AppModel& model, QWidget* parent) : QWidget(parent), mode
     row->addWidget(sound_);
 
     editor_ = new CodeEditor(this);
+    findBar_ = new FindBar(editor_, this);
+    goToLineBar_ = new GoToLineBar(editor_, this);
     messages_ = new MessageList(this);
     auto* column = bareColumn(this);
     column->addWidget(strip);
+    column->addWidget(findBar_);
+    column->addWidget(goToLineBar_);
     column->addWidget(editor_, 1);
     column->addWidget(messages_);
 

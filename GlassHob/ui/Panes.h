@@ -12,6 +12,8 @@ namespace glasshob {
 class AppModel;
 class Canvas;
 class CodeEditor;
+class FindBar;
+class GoToLineBar;
 class MessageList;
 
 class EditorPane : public QWidget {
@@ -20,6 +22,8 @@ class EditorPane : public QWidget {
     EditorPane(AppModel& model, QWidget* parent);
     CodeEditor* editor() const { return editor_; }
     MessageList* messages() const { return messages_; }
+    FindBar* findBar() const { return findBar_; }
+    GoToLineBar* goToLineBar() const { return goToLineBar_; }
 
   private:
     void followDocument();
@@ -32,6 +36,8 @@ class EditorPane : public QWidget {
     Chip* kind_;
     Chip* sound_;
     CodeEditor* editor_;
+    FindBar* findBar_;
+    GoToLineBar* goToLineBar_;
     MessageList* messages_;
 };
 

@@ -42,6 +42,8 @@ enum class Role : std::uint8_t {
     note,
     selection,
     curLine,
+    match,
+    matchLine,
     lineNo,
     lineNoCur,
     track,
@@ -105,6 +107,8 @@ inline constexpr std::array<ThemeEntry, std::size_t(Role::count)> themeRoles{{
     {"note",            0x8FB4E8, 0x2C5FA8},
     {"selection",       0x401E0F, 0xFBDCCB}, // selected code
     {"curLine",         0x1A1617, 0xF8F3EE}, // the caret's line
+    {"match",           0x2A2425, 0xF3ECE6}, // found text and paired brackets
+    {"matchLine",       0x857A75, 0x8F837B}, // round found text
     {"lineNo",          0x857A75, 0x776C65},
     {"lineNoCur",       0xF3EDE9, 0x221C1A},
     {"track",           0x352E2F, 0xD9CFC7}, // slider and progress track
