@@ -187,6 +187,7 @@ TEST_F(InspectorTest, TheSmallestWindowCutsNothingOff) {
     for (const QSize size : {QSize(720, 480), QSize(1000, 640), QSize(1100, 720), QSize(1440, 900)}) {
         resize(size.width(), size.height());
         ASSERT_EQ(window->size(), size);
+        QApplication::sendPostedEvents(nullptr, QEvent::LayoutRequest); // of texts that a timer has just changed
         const bool column = size.width() == 1440;
         EXPECT_EQ(window->inspector()->presets()->isVisible(), column) << size.width();
         EXPECT_EQ(window->findChild<PresetPicker*>()->isVisible(), !column) << size.width();
