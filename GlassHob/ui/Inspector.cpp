@@ -156,9 +156,10 @@ Inspector::Inspector(AppModel& model, QWidget* parent)
 }
 
 ParameterRow* Inspector::row(const QString& name) const {
-    for (ParameterRow* row : parameterRows_)
-        if (QString::fromStdString(row->declaration().name) == name) return row;
-    return nullptr;
+    const std::string wanted = name.toStdString();
+    const auto found = std::ranges::find(
+        parameterRows_, wanted, [](const ParameterRow* row) -> const std::string& { return row->declaration().name; });
+    return found == parameterRows_.end() ? nullptr : *found;
 }
 
 void Inspector::followProgram() {
