@@ -74,6 +74,10 @@ class Device : public std::enable_shared_from_this<Device> {
     // with any other device.
     static Result<std::shared_ptr<Device>> makeSeparate();
 
+    // As makeSeparate(), but not even what the driver shares between devices is shared with another: all devices of the
+    // CPU driver draw with the same threads, and a frame without end on one would stop them all.
+    static Result<std::shared_ptr<Device>> makeApart();
+
     // Every device that the drivers report, in the order in which systemDefault() would take them. Fails only when
     // there is no driver at all.
     static Result<std::vector<DeviceInfo>> all();

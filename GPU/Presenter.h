@@ -25,6 +25,9 @@ class Texture;
 // The process's VkInstance as an opaque pointer (for QVulkanInstance::setVkInstance and for making surfaces); it lives
 // to the end of the process. Fails when there is no driver.
 Result<void*> nativeInstance();
+// The one of a device, to which surfaces for it belong; not the process's first for every device of
+// Device::makeApart().
+void* nativeInstance(const Device& device);
 
 // A VkSurfaceKHR of that instance, as the window system's code made it.
 struct NativeSurface {

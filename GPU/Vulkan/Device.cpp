@@ -23,12 +23,32 @@ std::string_view description(DeviceKind kind) {
     return "other";
 }
 
-Result<std::shared_ptr<Device>> Device::makeSeparate() {
-    const Result<vulkan::PhysicalDevice> physical = vulkan::choosePhysicalDevice();
-    if (!physical) return std::unexpected(physical.error());
-    Result<std::shared_ptr<vulkan::VulkanDevice>> core = vulkan::VulkanDevice::make(*physical);
+namespace {
+
+Result<std::shared_ptr<Device>> makeOn(const vulkan::PhysicalDevice& physical) {
+    Result<std::shared_ptr<vulkan::VulkanDevice>> core = vulkan::VulkanDevice::make(physical);
     if (!core) return std::unexpected(core.error());
-    return std::make_shared<Device>(std::make_unique<Impl>(std::move(*core)));
+    return std::make_shared<Device>(std::make_unique<Device::Impl>(std::move(*core)));
+}
+
+Result<vulkan::PhysicalDevice> chooseOf(Result<vulkan::Instance*> instance) {
+    if (!instance) return std::unexpected(instance.error());
+    return vulkan::choosePhysicalDevice(**instance);
+}
+
+} // namespace
+
+Result<std::shared_ptr<Device>> Device::makeSeparate() {
+    const Result<vulkan::PhysicalDevice> physical = chooseOf(vulkan::Instance::shared());
+    if (!physical) return std::unexpected(physical.error());
+    return makeOn(*physical);
+}
+
+Result<std::shared_ptr<Device>> Device::makeApart() {
+    Result<vulkan::PhysicalDevice> physical = chooseOf(vulkan::Instance::shared());
+    if (physical && physical->info.kind == DeviceKind::cpu) physical = chooseOf(vulkan::Instance::unused());
+    if (!physical) return std::unexpected(physical.error());
+    return makeOn(*physical);
 }
 
 Result<std::shared_ptr<Device>> Device::systemDefault() {
@@ -42,7 +62,9 @@ Result<std::shared_ptr<Device>> Device::systemDefault() {
 }
 
 Result<std::vector<DeviceInfo>> Device::all() {
-    const Result<std::vector<vulkan::PhysicalDevice>> devices = vulkan::physicalDevices();
+    const Result<vulkan::Instance*> instance = vulkan::Instance::shared();
+    if (!instance) return std::unexpected(instance.error());
+    const Result<std::vector<vulkan::PhysicalDevice>> devices = vulkan::physicalDevices(**instance);
     if (!devices) return std::unexpected(devices.error());
     std::vector<DeviceInfo> infos;
     for (const vulkan::PhysicalDevice& device : *devices)

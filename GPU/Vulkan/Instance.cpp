@@ -4,12 +4,14 @@
 #include "GPU/Validation.h"
 #include "GPU/Vulkan/Check.h"
 #include "GPU/Vulkan/Features.h"
+#include "GPU/Vulkan/VulkanDevice.h"
 
 #include <algorithm>
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <mutex>
 #include <string>
 
@@ -71,13 +73,17 @@ Result<void*> nativeInstance() {
     return (*instance)->handle;
 }
 
+void* nativeInstance(const Device& device) {
+    return device.impl().core->physical.instance->handle;
+}
+
 namespace vulkan {
 namespace {
 
 const char* const noDriverText = "No Vulkan driver was found: install the one for your graphics card, or the package "
                                  "mesa-vulkan-drivers to draw on the CPU.";
 
-Result<Instance> makeInstance() {
+Result<std::unique_ptr<Instance>> makeInstance() {
     // A Mesa layer that only reorders the devices looks for a Wayland display at every listing, and complains on
     // standard error where no desktop is running.
     if (std::getenv("XDG_RUNTIME_DIR") == nullptr) setenv("NODEVICE_SELECT", "1", 0);
@@ -92,10 +98,10 @@ Result<Instance> makeInstance() {
         return contains(available, name, [](const VkExtensionProperties& item) { return item.extensionName; });
     };
 
-    Instance instance;
+    auto instance = std::make_unique<Instance>();
     std::vector<const char*> extensions;
     if (hasExtension(VK_KHR_SURFACE_EXTENSION_NAME)) {
-        instance.canPresent = true;
+        instance->canPresent = true;
         extensions.push_back(VK_KHR_SURFACE_EXTENSION_NAME);
         for (const char* name : {"VK_KHR_xcb_surface", "VK_KHR_xlib_surface", "VK_KHR_wayland_surface",
                                  "VK_KHR_get_surface_capabilities2", "VK_EXT_headless_surface"})
@@ -149,14 +155,14 @@ Result<Instance> makeInstance() {
                                     .enabledExtensionCount = std::uint32_t(extensions.size()),
                                     .ppEnabledExtensionNames = extensions.data()};
     const char* const purpose = "starting Vulkan";
-    const VkResult result = attempt(purpose, [&] { return vkCreateInstance(&info, nullptr, &instance.handle); });
+    const VkResult result = attempt(purpose, [&] { return vkCreateInstance(&info, nullptr, &instance->handle); });
     if (result == VK_ERROR_INCOMPATIBLE_DRIVER || result == VK_ERROR_INITIALIZATION_FAILED)
         return std::unexpected(Error{ErrorKind::noDriver, noDriverText});
     if (result != VK_SUCCESS) return std::unexpected(makeError(result, purpose));
     if (!layers.empty()) {
         const auto create = reinterpret_cast<PFN_vkCreateDebugUtilsMessengerEXT>(
-            vkGetInstanceProcAddr(instance.handle, "vkCreateDebugUtilsMessengerEXT"));
-        if (create != nullptr && create(instance.handle, &messengerInfo, nullptr, &instance.messenger) == VK_SUCCESS)
+            vkGetInstanceProcAddr(instance->handle, "vkCreateDebugUtilsMessengerEXT"));
+        if (create != nullptr && create(instance->handle, &messengerInfo, nullptr, &instance->messenger) == VK_SUCCESS)
             layerIsActive = true;
     }
     return instance;
@@ -232,30 +238,50 @@ PhysicalDevice describe(VkPhysicalDevice handle) {
 
 } // namespace
 
-Result<Instance*> Instance::shared() {
-    static std::mutex mutex;
-    static Instance* instance = nullptr;
-    const std::lock_guard lock(mutex);
-    if (instance == nullptr) {
-        Result<Instance> made = makeInstance();
-        if (!made) return std::unexpected(made.error());
-        instance = new Instance(*made);
-    }
-    return instance;
+namespace {
+
+struct Instances {
+    std::mutex mutex;
+    std::vector<Instance*> all; // the first is the shared one
+};
+
+Instances& instances() {
+    static Instances* made = new Instances; // windows and the driver's threads may outlive static destruction
+    return *made;
 }
 
-Result<std::vector<PhysicalDevice>> physicalDevices() {
-    Result<Instance*> instance = Instance::shared();
-    if (!instance) return std::unexpected(instance.error());
+Result<Instance*> addInstance(Instances& to) {
+    Result<std::unique_ptr<Instance>> made = makeInstance();
+    if (!made) return std::unexpected(made.error());
+    return to.all.emplace_back(made->release());
+}
+
+} // namespace
+
+Result<Instance*> Instance::shared() {
+    Instances& known = instances();
+    const std::lock_guard lock(known.mutex);
+    return known.all.empty() ? addInstance(known) : known.all.front();
+}
+
+Result<Instance*> Instance::unused() {
+    Instances& known = instances();
+    const std::lock_guard lock(known.mutex);
+    for (Instance* instance : known.all)
+        if (instance->deviceCount == 0) return instance;
+    return addInstance(known);
+}
+
+Result<std::vector<PhysicalDevice>> physicalDevices(Instance& instance) {
     const char* const purpose = "listing the graphics devices";
     std::uint32_t count = 0;
     std::vector<VkPhysicalDevice> handles;
     VkResult result = VK_SUCCESS;
     do {
-        result = attempt(purpose, [&] { return vkEnumeratePhysicalDevices((*instance)->handle, &count, nullptr); });
+        result = attempt(purpose, [&] { return vkEnumeratePhysicalDevices(instance.handle, &count, nullptr); });
         if (result != VK_SUCCESS) break;
         handles.resize(count);
-        result = vkEnumeratePhysicalDevices((*instance)->handle, &count, handles.data());
+        result = vkEnumeratePhysicalDevices(instance.handle, &count, handles.data());
         handles.resize(count);
     } while (result == VK_INCOMPLETE);
     if (result == VK_ERROR_INITIALIZATION_FAILED) return std::unexpected(Error{ErrorKind::noDriver, noDriverText});
@@ -268,13 +294,14 @@ Result<std::vector<PhysicalDevice>> physicalDevices() {
     };
     for (VkPhysicalDevice handle : handles) {
         PhysicalDevice device = describe(handle);
+        device.instance = &instance;
         devices.insert(std::ranges::upper_bound(devices, rank(device), {}, rank), std::move(device));
     }
     return devices;
 }
 
-Result<PhysicalDevice> choosePhysicalDevice() {
-    Result<std::vector<PhysicalDevice>> devices = physicalDevices();
+Result<PhysicalDevice> choosePhysicalDevice(Instance& instance) {
+    Result<std::vector<PhysicalDevice>> devices = physicalDevices(instance);
     if (!devices) return std::unexpected(devices.error());
     const char* wanted = std::getenv("GLASSHOB_DEVICE");
     if (wanted != nullptr && *wanted != '\0') {

@@ -40,8 +40,7 @@ Result<std::shared_ptr<VulkanDevice>> VulkanDevice::make(const PhysicalDevice& p
     for (const VkExtensionProperties& extension : available) {
         const std::string_view name = extension.extensionName;
         if (name == VK_KHR_SWAPCHAIN_EXTENSION_NAME) {
-            const auto instance = Instance::shared();
-            device->hasSwapchain = instance && (*instance)->canPresent;
+            device->hasSwapchain = physical.instance->canPresent;
             if (device->hasSwapchain) extensions.push_back(VK_KHR_SWAPCHAIN_EXTENSION_NAME);
         } else if (name == "VK_KHR_portability_subset") {
             extensions.push_back("VK_KHR_portability_subset");
@@ -70,6 +69,7 @@ Result<std::shared_ptr<VulkanDevice>> VulkanDevice::make(const PhysicalDevice& p
                                  [&] { return vkCreateDevice(physical.handle, &info, nullptr, &device->handle); });
         !made)
         return std::unexpected(made.error());
+    ++physical.instance->deviceCount;
     vkGetDeviceQueue(device->handle, physical.queueFamily, 0, &device->queue);
     vkGetDeviceQueue(device->handle, physical.queueFamily, queueCount - 1, &device->presentQueue);
 
@@ -108,6 +108,7 @@ VulkanDevice::~VulkanDevice() {
     vkDestroyPipelineCache(handle, pipelineCache, nullptr);
     vkDestroySemaphore(handle, timeline, nullptr);
     vkDestroyDevice(handle, nullptr);
+    --physical.instance->deviceCount;
 }
 
 Result<Allocation> VulkanDevice::allocate(const VkMemoryRequirements& requirements, VkMemoryPropertyFlags required,

@@ -1,5 +1,6 @@
 // The choice of the device, and what is told about devices.
 #include "GPU/Device.h"
+#include "GPU/Presenter.h"
 #include "GPU/Vulkan/Features.h"
 #include "GPU/tests/GlslLibrary.h"
 
@@ -35,6 +36,24 @@ TEST(Devices, TheListHasTheDefaultFirst) {
         EXPECT_THAT(info.vulkanVersion, HasSubstr("."));
         EXPECT_FALSE(description(info.kind).empty());
     }
+}
+
+TEST(Devices, DevicesApartShareNoInstanceAndInstancesServeAgain) {
+    const auto first = Device::systemDefault();
+    ASSERT_TRUE(first);
+    if (!(*first)->isCPU()) GTEST_SKIP() << "devices of this driver share no threads";
+    auto apart = Device::makeApart();
+    ASSERT_TRUE(apart) << apart.error().description();
+    void* const instance = nativeInstance(**apart);
+    EXPECT_NE(instance, nativeInstance(**first));
+    const auto third = Device::makeApart();
+    ASSERT_TRUE(third);
+    EXPECT_NE(nativeInstance(**third), instance);
+    apart->reset();
+    const auto next = Device::makeApart();
+    ASSERT_TRUE(next);
+    EXPECT_EQ(nativeInstance(**next), instance);
+    EXPECT_TRUE((*next)->makeCommandQueue());
 }
 
 TEST(Devices, TheDefaultIsSharedUntilItIsLost) {

@@ -47,7 +47,7 @@ AppModel::AppModel(Surroundings surroundings, QObject* parent)
       drafts_(std::move(surroundings.draftsFolder)),
       presets_(std::make_unique<Presets>(*this, *questions_, std::move(surroundings.presetStore))),
       account_(surroundings.account), updates_(surroundings.updates) {
-    if (!makeDevice_) makeDevice_ = gpu::Device::makeSeparate;
+    if (!makeDevice_) makeDevice_ = gpu::Device::makeApart;
 }
 
 AppModel::~AppModel() {

@@ -53,7 +53,7 @@ class AppModel : public QObject {
         PresetStore presetStore = PresetStore();
         // Where unsaved edits are kept against a crash; nowhere when empty.
         QString draftsFolder = {};
-        // A device in the place of one that is lost or busy without end; another on the same hardware when empty.
+        // A device in the place of one that is lost or busy without end; one apart on the same hardware when empty.
         std::function<gpu::Result<std::shared_ptr<gpu::Device>>()> makeDevice = {};
         // Null while there are no online services; both must outlive the model.
         AccountModel* account = nullptr;

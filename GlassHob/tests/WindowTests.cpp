@@ -226,7 +226,9 @@ TEST_P(WindowTest, ALostDeviceStopsThePictureUntilTheNextGoodCompile) {
 }
 
 TEST_P(WindowTest, AFrameThatTakesSecondsLeavesTheWindowAliveAndTheNextShaderComes) {
-    ASSERT_TRUE(waitForColor(0.25, 0.5));
+    // Frames of such a test before this one may still be in work.
+    ASSERT_TRUE(waitForColor(0.25, 0.5, 6 * patience));
+    ASSERT_TRUE(QTest::qWaitFor([&] { return model->deviceTrouble().isEmpty(); }, patience));
     replaceInLine(3, "0.5", "0.0; for (int i = 0; i < 12000; ++i) green = sin(green + uv.x + float(i))");
     if (!QTest::qWaitFor([&] { return !model->deviceTrouble().isEmpty(); }, patience))
         GTEST_SKIP() << "this device draws it in time";

@@ -1,5 +1,6 @@
 #include "GlassHob/ui/SurfaceCanvas.h"
 
+#include "GPU/Device.h"
 #include "GPU/Presenter.h"
 #include "GPU/Texture.h"
 #include "GlassHob/model/AppModel.h"
@@ -12,6 +13,9 @@
 #include <QPointer>
 #include <QVulkanInstance>
 
+#include <map>
+#include <memory>
+
 namespace glasshob {
 
 namespace {
@@ -21,27 +25,25 @@ constexpr std::chrono::milliseconds earlyEnough{2};
 // Milliseconds after which a frame in flight is no longer waited for.
 constexpr qint64 lostAfter = 60;
 
-// Qt's view of the process's Vulkan instance; null where the platform cannot make surfaces. Lives to the end.
-QVulkanInstance* sharedInstance() {
-    static QVulkanInstance* instance = []() -> QVulkanInstance* {
-        const QString platform = QGuiApplication::platformName();
-        if (platform != "xcb" && !platform.startsWith("wayland")) return nullptr;
-        const auto native = gpu::nativeInstance();
-        if (!native) return nullptr;
-        auto* made = new QVulkanInstance;
-        made->setVkInstance(static_cast<VkInstance>(*native));
-        if (made->create()) return made;
-        delete made;
-        return nullptr;
-    }();
+// Qt's view of the Vulkan instance of a device; null where the platform cannot make surfaces. Lives to the end.
+QVulkanInstance* instanceOf(const gpu::Device& device) {
+    static std::map<void*, QVulkanInstance*> known;
+    const QString platform = QGuiApplication::platformName();
+    if (platform != "xcb" && !platform.startsWith("wayland")) return nullptr;
+    void* const native = gpu::nativeInstance(device);
+    QVulkanInstance*& instance = known[native];
+    if (instance) return instance;
+    auto made = std::make_unique<QVulkanInstance>();
+    made->setVkInstance(static_cast<VkInstance>(native));
+    if (made->create()) instance = made.release();
     return instance;
 }
 
 } // namespace
 
-PictureWindow::PictureWindow(QVulkanInstance& instance) {
+PictureWindow::PictureWindow(QVulkanInstance* instance) {
     setSurfaceType(QSurface::VulkanSurface);
-    setVulkanInstance(&instance);
+    setVulkanInstance(instance);
     setFlag(Qt::WindowDoesNotAcceptFocus);
 }
 
@@ -64,9 +66,8 @@ void PictureWindow::exposeEvent(QExposeEvent*) {
 }
 
 SurfaceCanvas* SurfaceCanvas::make(AppModel& model, QWidget* parent) {
-    QVulkanInstance* instance = sharedInstance();
-    if (!instance) return nullptr;
-    auto* canvas = new SurfaceCanvas(model, *instance, parent);
+    if (!instanceOf(*model.device())) return nullptr;
+    auto* canvas = new SurfaceCanvas(model, parent);
     // A display may have an instance and yet no surface for this device: find out now, while there is another way.
     canvas->window_->create();
     if (canvas->ensurePresenter()) return canvas;
@@ -74,8 +75,7 @@ SurfaceCanvas* SurfaceCanvas::make(AppModel& model, QWidget* parent) {
     return nullptr;
 }
 
-SurfaceCanvas::SurfaceCanvas(AppModel& model, QVulkanInstance& instance, QWidget* parent)
-    : Canvas(model, parent), instance_(instance) {
+SurfaceCanvas::SurfaceCanvas(AppModel& model, QWidget* parent) : Canvas(model, parent) {
     makeWindow();
     connect(&picture(), &LivePicture::hasProgramChanged, this, &SurfaceCanvas::showPictureOrPlaceholder);
     connect(&picture(), &LivePicture::deviceReplaced, this, &SurfaceCanvas::moveToNewWindow);
@@ -88,7 +88,7 @@ SurfaceCanvas::~SurfaceCanvas() {
 }
 
 void SurfaceCanvas::makeWindow() {
-    window_ = new PictureWindow(instance_);
+    window_ = new PictureWindow(instanceOf(*picture().model().device()));
     container_ = QWidget::createWindowContainer(window_, this);
     container_->setFocusPolicy(Qt::NoFocus);
     container_->setGeometry(rect());

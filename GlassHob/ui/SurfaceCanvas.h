@@ -27,7 +27,8 @@ namespace glasshob {
 class PictureWindow : public QWindow {
     Q_OBJECT
   public:
-    explicit PictureWindow(QVulkanInstance& instance);
+    // Null: no surface can be made, and nothing is ever shown.
+    explicit PictureWindow(QVulkanInstance* instance);
 
   signals:
     void exposedChanged();
@@ -55,7 +56,7 @@ class SurfaceCanvas : public Canvas {
     void resizeEvent(QResizeEvent* event) override;
 
   private:
-    SurfaceCanvas(AppModel& model, QVulkanInstance& instance, QWidget* parent);
+    SurfaceCanvas(AppModel& model, QWidget* parent);
     void makeWindow();
     void moveToNewWindow();
     bool ensurePresenter();
@@ -64,7 +65,6 @@ class SurfaceCanvas : public Canvas {
     void framePresented(bool wasEarly);
     bool drawOneFrame();
 
-    QVulkanInstance& instance_;
     PictureWindow* window_ = nullptr;
     QWidget* container_ = nullptr;
     std::shared_ptr<gpu::Presenter> presenter_;
