@@ -209,6 +209,8 @@ QString AppModel::deviceTrouble() const {
                   "Change the shader or compile it again, and it starts afresh.");
     if (waitsForDevice_)
         return tr("The graphics device is still drawing an earlier frame. This shader starts when that is done.");
+    if (slowFrameSeconds_ >= slowForPeople && stillsInWork_ > 0)
+        return tr("The picture waits while the still is drawn. It goes on when the still is there.");
     if (slowFrameSeconds_ >= slowForPeople)
         return tr("This frame has been drawing for %1 seconds. "
                   "Make the shader do less, and the picture starts afresh when it compiles.")
@@ -286,7 +288,10 @@ void AppModel::saveStill() {
         [this, request = std::move(request)](std::optional<QString> path) mutable {
             if (!path) return;
             request.path = *path;
+            ++stillsInWork_;
             glasshob::saveStill(std::move(request), this, [this, path = *path](const auto& saved) {
+                --stillsInWork_;
+                if (slowFrameSeconds_ > 0) emit deviceTroubleChanged();
                 if (!saved) questions_->warn(tr("Can't save %1").arg(QFileInfo(path).fileName()), saved.error());
             });
         });

@@ -232,6 +232,7 @@ class AppModel : public QObject {
     bool deviceLost_ = false;
     bool waitsForDevice_ = false;
     double slowFrameSeconds_ = 0;
+    int stillsInWork_ = 0;
     Questions* questions_;
     std::unique_ptr<Delay> pendingCompile_;
 

@@ -82,6 +82,8 @@ std::optional<QByteArray> encode(const File& file) {
 std::optional<File> read(const QString& path) {
     // A link that leads nowhere is no file either.
     if (!QFileInfo::exists(path)) return File{};
+    // Reading a pipe would wait for whoever writes it.
+    if (!QFileInfo(path).isFile()) return std::nullopt;
     QFile in(path);
     if (!in.open(QIODevice::ReadOnly)) return std::nullopt;
     const QByteArray bytes = in.readAll();
@@ -97,7 +99,7 @@ bool keepAside(const QString& path) {
         const QString name =
             number == 1 ? QStringLiteral("presets-broken.json") : QStringLiteral("presets-broken-%1.json").arg(number);
         const QString aside = info.dir().filePath(name);
-        if (!QFileInfo::exists(aside)) return QFile::copy(path, aside) || QFile::rename(path, aside);
+        if (!QFileInfo::exists(aside)) return (info.isFile() && QFile::copy(path, aside)) || QFile::rename(path, aside);
     }
     return false;
 }

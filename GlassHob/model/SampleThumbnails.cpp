@@ -11,6 +11,7 @@
 #include <QStandardPaths>
 
 #include <algorithm>
+#include <iterator>
 #include <stop_token>
 
 namespace glasshob {
@@ -57,18 +58,18 @@ QString SampleThumbnails::pathOf(const SampleShelf::Sample& sample) const {
 
 void SampleThumbnails::draw(const std::vector<SampleShelf::Sample>& samples) {
     worker_ = {};
-    std::vector<std::pair<SampleShelf::Sample, QString>> missing;
+    // Particles take the longest, so they come last.
+    std::vector<std::pair<SampleShelf::Sample, QString>> missing, particles;
     for (const SampleShelf::Sample& sample : samples) {
         const QString path = pathOf(sample);
         if (const QImage kept(path); kept.size() == size)
             emit drawn(QString::fromStdString(sample.file), kept);
         else
-            missing.emplace_back(sample, path);
+            (sample.kind == ShaderKind::particles ? particles : missing).emplace_back(sample, path);
     }
+    std::ranges::move(particles, std::back_inserter(missing));
     if (missing.empty()) return;
     QDir().mkpath(folder_);
-    // Particles take the longest, so they come last.
-    std::ranges::stable_partition(missing, [](const auto& each) { return each.first.kind != ShaderKind::particles; });
     worker_ = std::jthread([this, missing = std::move(missing)](const std::stop_token& stop) {
         const auto device = gpu::Device::makeSeparate();
         if (!device) return;

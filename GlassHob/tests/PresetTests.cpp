@@ -4,6 +4,7 @@
 #include <QDir>
 
 #include <limits>
+#include <sys/stat.h>
 
 namespace glasshob {
 namespace {
@@ -97,6 +98,16 @@ TEST_F(PresetStoreTest, ABrokenFileReadsAsNoneAndIsKeptWhenItIsReplaced) {
     store.save({}, "new", "k");
     EXPECT_EQ(contents(aside), brokenOnes[5]) << "the first one is still there";
     EXPECT_EQ(contents(folder.filePath("data/presets-broken-2.json")), "broken again");
+    // Not even a file: a pipe that nobody writes to, or a folder.
+    QFile::remove(path);
+    ASSERT_EQ(mkfifo(qPrintable(path), 0600), 0);
+    EXPECT_TRUE(store.presets("k").empty());
+    store.save({{"s", 3.0f}}, "new", "k");
+    EXPECT_EQ(store.presets("k"), (PresetStore::Presets{{"new", {{"s", 3.0f}}}}));
+    QFile::remove(path);
+    QDir().mkpath(path);
+    store.save({{"s", 4.0f}}, "new", "k");
+    EXPECT_EQ(store.presets("k"), (PresetStore::Presets{{"new", {{"s", 4.0f}}}}));
 }
 
 TEST_F(PresetStoreTest, WhatCannotBeEncodedLeavesTheFileAsItWas) {
