@@ -69,6 +69,8 @@ class AppModel : public QObject {
     // Opens the file after "--shader", else the last one if it still exists, else the sample.
     void start(const QStringList& arguments);
 
+    Questions& questions() const { return *questions_; }
+
     // ---- The document ----
     const std::optional<QString>& filePath() const { return filePath_; } // absolute; none while the sample is shown
     const std::string& currentText() const { return currentText_; }

@@ -70,6 +70,7 @@ void Canvas::updatePacing() {
         pace_.stop();
         picture_->rest();
     }
+    emit drawingChanged(draws);
 }
 
 void Canvas::timerEvent(QTimerEvent* event) {
@@ -79,7 +80,19 @@ void Canvas::timerEvent(QTimerEvent* event) {
         drawFrame();
 }
 
+void Canvas::setPointerHidden(bool hidden) {
+    if (hidden)
+        setCursor(Qt::BlankCursor);
+    else
+        unsetCursor();
+}
+
+void Canvas::capture(std::function<void(std::optional<QImage>)> done) {
+    picture_->capture(pixelSize(), std::move(done));
+}
+
 void Canvas::pointerAt(const QPointF& place) {
+    emit pointerActivity();
     const double ratio = devicePixelRatioF();
     picture_->setMouse(float(place.x() * ratio), float((height() - place.y()) * ratio));
 }

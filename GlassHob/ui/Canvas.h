@@ -13,6 +13,9 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <optional>
+
+class QImage;
 
 namespace glasshob {
 
@@ -37,13 +40,22 @@ class Canvas : public QWidget {
     void setFrameHandler(FrameHandler handler) { frames_->handler = std::move(handler); }
     // Stops and starts the drawing; the window says when it is minimised.
     void setActive(bool active);
+    // The pointer is not to be seen over the picture.
+    virtual void setPointerHidden(bool hidden);
+    // Draws this moment once more, as it is on the screen, and hands it over on the main thread: nothing when there is
+    // no picture or it could not be drawn.
+    void capture(std::function<void(std::optional<QImage>)> done);
 
     QSize sizeHint() const override { return QSize(640, 360); }
 
   signals:
     void pixelSizeChanged();
+    // Frames are drawn from now on, or the picture rests.
+    void drawingChanged(bool draws);
     // From the next frame on another program is drawn.
     void programSwitched();
+    // The pointer has been moved or pressed over the picture.
+    void pointerActivity();
     void filesDropped(const QStringList& paths);
 
   protected:

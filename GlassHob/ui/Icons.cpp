@@ -68,7 +68,9 @@ constexpr std::array<IconData, std::size_t(Icon::count)> iconData{{
     // more
     {Ink::fill, "M5 8.75a1.25 1.25 0 1 0 0 2.5 1.25 1.25 0 0 0 0-2.5z M10 8.75a1.25 1.25 0 1 0 0 2.5 1.25 1.25 0 0 0 "
                 "0-2.5z M15 8.75a1.25 1.25 0 1 0 0 2.5 1.25 1.25 0 0 0 0-2.5z"},
-    {Ink::stroke, "M5.25 16V9.75a4.75 4.75 0 0 1 9.5 0V16z"}, // arch
+    {Ink::stroke, "M5.25 16V9.75a4.75 4.75 0 0 1 9.5 0V16z"},          // arch
+    {Ink::stroke, "M5.25 4.9v10.2L12.5 10z M15 4.75v10.5"},            // step
+    {Ink::stroke, "M3.5 8v4h2.6l3.9 3V5L6.1 8z M13 8l4 4 M17 8l-4 4"}, // muted
 }};
 
 // Walks through path data: commands and numbers, separated by blanks, commas, signs or a second point.

@@ -44,6 +44,8 @@ enum class Icon : std::uint8_t {
     chevr,
     more,
     arch,
+    step,
+    muted,
     count
 };
 

@@ -11,6 +11,7 @@
 #include "GlassHobRender/ShaderRun.h"
 
 #include <QCoreApplication>
+#include <QImage>
 #include <QPointer>
 #include <QTimerEvent>
 
@@ -137,7 +138,12 @@ void LivePicture::followDevice() {
 }
 
 bool LivePicture::encode(gpu::CommandBuffer& commandBuffer, const std::shared_ptr<gpu::Texture>& target) {
-    const AppModel::Tick tick = model_.tick(double(clock_.nsecsElapsed()) * 1e-9);
+    lastTick_ = model_.tick(double(clock_.nsecsElapsed()) * 1e-9);
+    return encodePicture(commandBuffer, target, lastTick_);
+}
+
+bool LivePicture::encodePicture(gpu::CommandBuffer& commandBuffer, const std::shared_ptr<gpu::Texture>& target,
+                                const PreviewClock::Tick& tick) {
     gpu::RenderPassDescriptor pass;
     pass.colorAttachments[0].texture = target;
     pass.colorAttachments[0].clearColor = emptyCanvas;
@@ -172,6 +178,39 @@ bool LivePicture::encode(gpu::CommandBuffer& commandBuffer, const std::shared_pt
     shown_->encodePicture(*encoder, uniforms, model_.values(), run_.get());
     encoder->endEncoding();
     return true;
+}
+
+void LivePicture::capture(const QSize& size, std::function<void(std::optional<QImage>)> done) {
+    auto answer = [done = std::move(done)](std::optional<QImage> image) {
+        QMetaObject::invokeMethod(
+            qApp, [done, image = std::move(image)]() mutable { done(std::move(image)); }, Qt::QueuedConnection);
+    };
+    gpu::TextureDescriptor descriptor;
+    descriptor.width = std::uint32_t(size.width());
+    descriptor.height = std::uint32_t(size.height());
+    descriptor.storage = gpu::StorageMode::shared;
+    descriptor.usage = {.shaderRead = false, .renderTarget = true};
+    std::shared_ptr<gpu::Texture> texture;
+    if (shown_ && !size.isEmpty()) texture = model_.device()->makeTexture(descriptor).value_or(nullptr);
+    const std::shared_ptr<gpu::CommandBuffer> commandBuffer = texture ? beginFrame() : nullptr;
+    // No time has passed since the frame on the screen.
+    PreviewClock::Tick tick = lastTick_;
+    tick.timeDelta = 0;
+    if (!commandBuffer || !encodePicture(*commandBuffer, texture, tick)) {
+        answer(std::nullopt);
+        return;
+    }
+    commandBuffer->addCompletedHandler([answer, texture](gpu::CommandBuffer& finished) {
+        const auto* bytes = reinterpret_cast<const uchar*>(texture->contents());
+        if (finished.status() != gpu::CommandBufferStatus::completed || !bytes) {
+            answer(std::nullopt);
+            return;
+        }
+        answer(QImage(bytes, int(texture->width()), int(texture->height()), qsizetype(texture->rowBytes()),
+                      QImage::Format_RGB32)
+                   .copy());
+    });
+    commit(commandBuffer);
 }
 
 void LivePicture::rest() {

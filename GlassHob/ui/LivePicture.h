@@ -9,6 +9,7 @@
 #pragma once
 
 #include "GPU/CommandBuffer.h"
+#include "GlassHob/model/PreviewClock.h"
 #include "GlassHobCore/Params.h"
 
 #include <QBasicTimer>
@@ -17,8 +18,12 @@
 
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <optional>
+
+class QImage;
+class QSize;
 
 namespace gpu {
 class CommandQueue;
@@ -54,6 +59,9 @@ class LivePicture : public QObject {
     // Hands the frame to the device.
     void commit(std::shared_ptr<gpu::CommandBuffer> commandBuffer);
 
+    // The picture of the last tick once more, read back; the clock and the simulation stay where they are.
+    void capture(const QSize& size, std::function<void(std::optional<QImage>)> done);
+
     // The picture stands still for a while (hidden, minimised): the clock does not leap when it goes on.
     void rest();
 
@@ -75,6 +83,8 @@ class LivePicture : public QObject {
     void followModel();
     void followDevice();
     void followFrames();
+    bool encodePicture(gpu::CommandBuffer& commandBuffer, const std::shared_ptr<gpu::Texture>& target,
+                       const PreviewClock::Tick& tick);
     void show(std::shared_ptr<const ShaderProgram> program);
 
     AppModel& model_;
@@ -95,6 +105,7 @@ class LivePicture : public QObject {
     QBasicTimer watch_;
     // What the frame before took, while frames are slow; 0 while they are not.
     double slowSeconds_ = 0;
+    PreviewClock::Tick lastTick_{};
 };
 
 } // namespace glasshob

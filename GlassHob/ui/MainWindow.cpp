@@ -9,11 +9,13 @@
 #include "GlassHob/ui/CodeEditor.h"
 #include "GlassHob/ui/Controls.h"
 #include "GlassHob/ui/EditMenu.h"
+#include "GlassHob/ui/FullScreen.h"
 #include "GlassHob/ui/Inspector.h"
 #include "GlassHob/ui/MessageList.h"
 #include "GlassHob/ui/PaneFocus.h"
 #include "GlassHob/ui/PaneSplitter.h"
 #include "GlassHob/ui/Panes.h"
+#include "GlassHob/ui/PictureActions.h"
 #include "GlassHob/ui/PresetActions.h"
 #include "GlassHob/ui/PresetColumn.h"
 #include "GlassHob/ui/SampleMenu.h"
@@ -80,8 +82,10 @@ MainWindow::MainWindow(AppModel& model, Canvas::Kind canvas) : model_(model) {
     auto* column = new QVBoxLayout(central);
     column->setContentsMargins(0, 0, 0, 0);
     column->setSpacing(0);
-    toolbar_ = new Toolbar(
-        model_, {showEditor_, showInspector_, new_, open_, save_, backToStart_, pauseOrPlay_, saveStill_}, central);
+    toolbar_ = new Toolbar(model_,
+                           {showEditor_, showInspector_, new_, open_, save_, picture_->backToStart,
+                            picture_->pauseOrPlay, picture_->stepFrame, picture_->hearSound, picture_->saveStill},
+                           central);
     across_ = new PaneSplitter(Qt::Horizontal, central);
     editorPane_ = new EditorPane(model_, across_);
     down_ = new PaneSplitter(Qt::Vertical, across_);
@@ -89,6 +93,8 @@ MainWindow::MainWindow(AppModel& model, Canvas::Kind canvas) : model_(model) {
     previewPane_ = new PreviewPane(model_, canvas_, down_);
     sliders_ = new SliderPlace(model_, down_);
     sliders_->setPicture(canvas_);
+    picture_->setCanvas(canvas_);
+    fullScreen_ = new FullScreen(model_, *picture_, canvas_, sliders_, this);
     across_->addWidget(editorPane_);
     across_->addWidget(down_);
     down_->addWidget(previewPane_);
@@ -135,6 +141,8 @@ MainWindow::MainWindow(AppModel& model, Canvas::Kind canvas) : model_(model) {
     connect(&model_, &AppModel::valueChanged, this, &MainWindow::followDocument);
     connect(&model_, &AppModel::valuesReset, this, &MainWindow::followDocument);
     connect(&model_, &AppModel::showsEditorChanged, this, &MainWindow::followShowsEditor);
+    connect(fullScreen_, &FullScreen::changed, this, &MainWindow::followShowsEditor);
+    connect(picture_, &PictureActions::told, status_, &StatusLine::tell);
     status_->setCaret(1, 1);
     restoreLayout();
     followDocument();
@@ -187,10 +195,8 @@ void MainWindow::makeActions() {
     previousProblem_ = action(tr("Previous P&roblem"), Keys(tr("Shift+F8")), [this] { messages()->step(-1); });
 
     compileNow_ = action(tr("&Compile Now"), Keys(tr("Ctrl+B")), [this] { model_.compileNow(); });
-    pauseOrPlay_ = action(tr("&Pause or Play"), Keys(tr("Ctrl+.")), [this] { model_.setPaused(!model_.paused()); });
-    backToStart_ = action(tr("&Back to Start"), Keys(tr("Ctrl+Shift+.")), [this] { model_.backToStart(); });
+    picture_ = new PictureActions(model_, this);
     resetAll_ = action(tr("R&eset All Sliders"), Keys(tr("Ctrl+Alt+0")), [this] { model_.resetAllValues(); });
-    saveStill_ = action(tr("Save S&till…"), Keys(tr("Ctrl+Shift+I")), [this] { model_.saveStill(); });
 
     showEditor_ = action(tr("Show &Editor"), Keys(tr("Ctrl+1")), [this](bool on) { model_.setShowsEditor(on); });
     showInspector_ = action(tr("Show &Inspector"), Keys(tr("Ctrl+2")), [this](bool on) { setShowsInspector(on); });
@@ -250,13 +256,13 @@ void MainWindow::makeMenus() {
     QMenu* shader = menuBar()->addMenu(tr("&Shader"));
     shader->addActions({banners_->runAction(), compileNow_});
     shader->addSeparator();
-    shader->addActions({pauseOrPlay_, backToStart_});
+    picture_->addTransportTo(shader);
     shader->addSeparator();
     shader->addMenu(inspector()->presetActions()->makeMenu(shader));
     shader->addActions({inspector()->presetActions()->saveAction(), resetAll_});
 
     QMenu* view = menuBar()->addMenu(tr("&View"));
-    view->addActions({showEditor_, showInspector_});
+    view->addActions({showEditor_, showInspector_, picture_->fullScreen});
     view->addSeparator();
     view->addActions({wrapLines_, biggerText_, smallerText_, actualSize_});
     view->addSeparator();
@@ -272,7 +278,7 @@ void MainWindow::makeMenus() {
         choices->addAction(choice);
     }
 
-    menuBar()->addMenu(tr("E&xport"))->addAction(saveStill_);
+    picture_->addPicturesTo(menuBar()->addMenu(tr("E&xport")));
     menuBar()->addMenu(tr("&Help"))->addAction(about_);
 }
 
@@ -283,9 +289,6 @@ void MainWindow::followDocument() {
     revert_->setEnabled(model_.isDirty());
     showInFiles_->setEnabled(model_.filePath().has_value());
     resetAll_->setEnabled(model_.changedValueCount() > 0);
-    const bool runs = model_.program() != nullptr && !model_.needsRun();
-    for (QAction* action : {pauseOrPlay_, backToStart_, saveStill_})
-        action->setEnabled(runs);
     const bool problems = !model_.diagnostics().empty() || !model_.warnings().empty();
     nextProblem_->setEnabled(problems);
     previousProblem_->setEnabled(problems);
@@ -299,7 +302,8 @@ void MainWindow::followLayout() {
 }
 
 void MainWindow::followShowsEditor() {
-    const bool shows = model_.showsEditor();
+    const bool alone = fullScreen_->isActive();
+    const bool shows = model_.showsEditor() && !alone;
     const bool hadFocus = editorPane_->isAncestorOf(focusWidget());
     editorPane_->setVisible(shows);
     // The keyboard rests on the picture, where no key does anything but the window's.
@@ -308,8 +312,13 @@ void MainWindow::followShowsEditor() {
     else if (hadFocus)
         canvas_->setFocus();
     previewPane_->setBare(!shows);
-    sliders_->setWhere(shows ? SliderPlace::Where::pane : SliderPlace::Where::overPicture);
-    showEditor_->setChecked(shows);
+    sliders_->setWhere(alone   ? SliderPlace::Where::fullScreen
+                       : shows ? SliderPlace::Where::pane
+                               : SliderPlace::Where::overPicture);
+    showEditor_->setChecked(model_.showsEditor());
+    for (QWidget* bar :
+         {static_cast<QWidget*>(menuBar()), static_cast<QWidget*>(toolbar_), static_cast<QWidget*>(status_)})
+        bar->setVisible(!alone);
     status_->setShowsEditor(shows);
     placeBanners();
     QTimer::singleShot(0, this, &MainWindow::followLayout); // the panes have their places by then
@@ -319,7 +328,7 @@ void MainWindow::placeBanners() {
     auto* window = static_cast<QVBoxLayout*>(centralWidget()->layout());
     window->insertWidget(window->indexOf(toolbar_) + 1, banners_->acrossWindow());
     // The line stands over the editor, without one over the status line.
-    if (model_.showsEditor())
+    if (model_.showsEditor() || fullScreen_->isActive())
         static_cast<QVBoxLayout*>(editorPane_->layout())->insertWidget(0, banners_->overEditor());
     else
         window->insertWidget(window->indexOf(status_), banners_->overEditor());
@@ -399,6 +408,7 @@ void MainWindow::closeEvent(QCloseEvent* event) {
         });
         return;
     }
+    fullScreen_->leave();
     keepLayout();
     canvas_->setActive(false);
     if (model_.deviceIsBusy()) {

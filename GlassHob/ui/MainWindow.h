@@ -14,8 +14,10 @@ class AppModel;
 class Banners;
 class CodeEditor;
 class EditorPane;
+class FullScreen;
 class Inspector;
 class MessageList;
+class PictureActions;
 class PreviewPane;
 class SampleMenu;
 class SliderPlace;
@@ -34,6 +36,8 @@ class MainWindow : public QMainWindow {
     SliderPlace* sliders() const { return sliders_; }
     Banners* banners() const { return banners_; }
     Canvas* canvas() const { return canvas_; }
+    FullScreen* fullScreen() const { return fullScreen_; }
+    PictureActions* pictureActions() const { return picture_; }
 
   protected:
     void closeEvent(QCloseEvent* event) override;
@@ -67,11 +71,13 @@ class MainWindow : public QMainWindow {
     Banners* banners_ = nullptr;
     StatusLine* status_ = nullptr;
     SampleMenu* fromSample_ = nullptr;
+    PictureActions* picture_ = nullptr;
+    FullScreen* fullScreen_ = nullptr;
     bool closing_ = false; // the question about unsaved edits has been answered
 
     QAction *new_, *open_, *openSample_, *save_, *saveAs_, *revert_, *showInFiles_, *quit_;
     QAction *undo_, *redo_, *cut_, *copy_, *paste_, *selectAll_, *nextProblem_, *previousProblem_;
-    QAction *compileNow_, *pauseOrPlay_, *backToStart_, *resetAll_, *saveStill_;
+    QAction *compileNow_, *resetAll_;
     QAction *showEditor_, *showInspector_, *wrapLines_, *biggerText_, *smallerText_, *actualSize_;
     QAction* about_;
 };

@@ -5,6 +5,7 @@
 #include "GlassHob/ui/CodeEditor.h"
 #include "GlassHob/ui/FindBar.h"
 #include "GlassHob/ui/Fonts.h"
+#include "GlassHob/ui/FrameRate.h"
 #include "GlassHob/ui/GoToLineBar.h"
 #include "GlassHob/ui/MessageList.h"
 #include "GlassHob/ui/Theme.h"
@@ -177,9 +178,8 @@ PreviewPane::PreviewPane(AppModel& model, Canvas* canvas, QWidget* parent)
     connect(strip_->goTo, &QAbstractButton::clicked, this, &PreviewPane::goToError);
     connect(canvas_, &Canvas::pixelSizeChanged, this, &PreviewPane::showSize);
     connect(&model_, &AppModel::compiled, this, &PreviewPane::follow);
-    connect(&rateTimer_, &QTimer::timeout, this, &PreviewPane::measureRate);
-    rateTimer_.start(1000);
-    rateClock_.start();
+    auto* rate = new FrameRate(*canvas_, this);
+    connect(rate, &FrameRate::changed, this, [this, rate] { strip_->rate->setText(rate->text()); });
     follow();
     showSize();
 }
@@ -236,13 +236,6 @@ bool PreviewPane::eventFilter(QObject* object, QEvent* event) {
 void PreviewPane::showSize() {
     const QSize size = canvas_->pixelSize();
     strip_->size->setText(tr("%1 × %2").arg(size.width()).arg(size.height()));
-}
-
-void PreviewPane::measureRate() {
-    const double seconds = double(rateClock_.restart()) / 1000.0;
-    const std::uint64_t frames = canvas_->shownFrames();
-    strip_->rate->setText(seconds > 0 ? tr("%1 fps").arg(qRound(double(frames - framesBefore_) / seconds)) : QString());
-    framesBefore_ = frames;
 }
 
 } // namespace glasshob

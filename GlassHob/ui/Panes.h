@@ -4,9 +4,6 @@
 
 #include "GlassHob/ui/Controls.h"
 
-#include <QElapsedTimer>
-#include <QTimer>
-
 namespace glasshob {
 
 class AppModel;
@@ -61,7 +58,6 @@ class PreviewPane : public QWidget {
     void goToError();
     void placeStrip();
     void showSize();
-    void measureRate();
 
     class Strip;
     AppModel& model_;
@@ -71,9 +67,6 @@ class PreviewPane : public QWidget {
     bool bare_ = false;
     int covered_ = 0;
     std::int64_t firstErrorLine_ = 0, firstErrorColumn_ = 0;
-    QTimer rateTimer_;
-    QElapsedTimer rateClock_;
-    std::uint64_t framesBefore_ = 0;
 };
 
 } // namespace glasshob

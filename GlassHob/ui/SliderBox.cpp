@@ -1,12 +1,11 @@
 #include "GlassHob/ui/SliderBox.h"
 
+#include "GlassHob/ui/BoxShape.h"
 #include "GlassHob/ui/Inspector.h"
 #include "GlassHob/ui/Theme.h"
 
-#include <QBitmap>
 #include <QMouseEvent>
 #include <QPainter>
-#include <QPainterPath>
 #include <QVBoxLayout>
 
 #include <algorithm>
@@ -18,18 +17,6 @@ namespace {
 constexpr int margin = 16; // from the picture's edges
 constexpr int denseWidth = 376, tallWidth = 400;
 constexpr double mostOfThePicture = 0.6;
-constexpr double radius = 10;
-
-QRegion rounded(const QSize& size, double corner) {
-    QBitmap bits(size);
-    bits.clear();
-    QPainter painter(&bits);
-    painter.setBrush(Qt::color1);
-    painter.setPen(Qt::NoPen);
-    painter.drawRoundedRect(QRectF(QPointF(0, 0), size), corner, corner);
-    painter.end();
-    return QRegion(bits);
-}
 
 } // namespace
 
@@ -117,16 +104,13 @@ bool SliderBox::eventFilter(QObject* object, QEvent* event) {
 
 void SliderBox::resizeEvent(QResizeEvent* event) {
     QWidget::resizeEvent(event);
-    setMask(rounded(size(), radius));
-    inspector_.setMask(rounded(size() - QSize(2, 2), radius - 1));
+    setMask(roundedRegion(size(), boxRadius));
+    inspector_.setMask(roundedRegion(size() - QSize(2, 2), boxRadius - 1));
 }
 
 void SliderBox::paintEvent(QPaintEvent*) {
     QPainter painter(this);
-    painter.fillRect(rect(), themed(Role::panel));
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(QPen(themed(Role::lineStrong), 1));
-    painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), radius, radius);
+    paintBox(painter, rect());
 }
 
 SliderPlace::SliderPlace(AppModel& model, QWidget* parent) : QWidget(parent), inspector_(new Inspector(model, this)) {
@@ -166,10 +150,10 @@ void SliderPlace::arrange() {
     if (inPane && box_) {
         corner_ = box_->corner();
         layout()->addWidget(inspector_);
+        delete box_; // it would fit itself to the other form once more
         inspector_->clearMask();
         inspector_->setForm(Inspector::Form::pane);
         inspector_->show();
-        delete box_;
     } else if (!inPane && !box_) {
         box_ = new SliderBox(*inspector_, picture_);
         inspector_->show();

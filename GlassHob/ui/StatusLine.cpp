@@ -14,6 +14,12 @@
 
 namespace glasshob {
 
+namespace {
+
+constexpr int toldFor = 5000; // milliseconds
+
+} // namespace
+
 class StatusLine::Sign : public QWidget {
   public:
     explicit Sign(QWidget* parent) : QWidget(parent) { setState(AppModel::State::empty); }
@@ -73,7 +79,17 @@ StatusLine::StatusLine(AppModel& model, QWidget* parent) : Ground(Role::bar, Qt:
     connect(&model_, &AppModel::compiled, this, &StatusLine::follow);
     connect(&model_, &AppModel::documentChanged, this, &StatusLine::follow);
     connect(&model_, &AppModel::deviceTroubleChanged, this, &StatusLine::follow);
+    told_.setSingleShot(true);
+    connect(&told_, &QTimer::timeout, this, &StatusLine::follow);
     follow();
+}
+
+void StatusLine::tell(const QString& sentence) {
+    text_->setText(sentence);
+    setAccessibleDescription(sentence);
+    QAccessibleEvent alert(this, QAccessible::Alert);
+    QAccessible::updateAccessibility(&alert);
+    told_.start(toldFor);
 }
 
 void StatusLine::follow() {

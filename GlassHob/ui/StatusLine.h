@@ -5,12 +5,16 @@
 #include "GlassHob/model/AppModel.h"
 #include "GlassHob/ui/Controls.h"
 
+#include <QTimer>
+
 namespace glasshob {
 
 class StatusLine : public Ground {
     Q_OBJECT
   public:
     StatusLine(AppModel& model, QWidget* parent);
+    // Says something done for a few seconds, or until the state changes.
+    void tell(const QString& sentence);
     void setCaret(int line, int column);
     // Shown in place of the caret while there is no editor.
     void setDrawnSize(const QSize& size);
@@ -26,6 +30,7 @@ class StatusLine : public Ground {
     TextLine* count_;
     TextLine* place_;
     QString caret_, drawnSize_;
+    QTimer told_;
     bool showsEditor_ = true;
     AppModel::State announced_ = AppModel::State::empty;
 };

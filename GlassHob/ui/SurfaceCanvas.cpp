@@ -195,6 +195,14 @@ bool SurfaceCanvas::drawOneFrame() {
     return true;
 }
 
+void SurfaceCanvas::setPointerHidden(bool hidden) {
+    Canvas::setPointerHidden(hidden);
+    if (hidden)
+        window_->setCursor(Qt::BlankCursor);
+    else
+        window_->unsetCursor();
+}
+
 void SurfaceCanvas::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     paintPlaceholder(painter);

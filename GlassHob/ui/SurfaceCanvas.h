@@ -48,6 +48,7 @@ class SurfaceCanvas : public Canvas {
     ~SurfaceCanvas() override;
 
     Kind kind() const override { return Kind::surface; }
+    void setPointerHidden(bool hidden) override;
 
   protected:
     void drawFrame() override; // from the timer: begins the chain, and mends it where a frame was never shown

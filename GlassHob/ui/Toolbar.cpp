@@ -31,6 +31,13 @@ Toolbar::Toolbar(AppModel& model, const Actions& actions, QWidget* parent)
     start_ = buttonFor(actions.backToStart, Icon::start, tr("Back to start"));
     play_ = buttonFor(actions.pauseOrPlay, Icon::pause, tr("Pause or Play"));
     play_->setInk(Role::text);
+    step_ = buttonFor(actions.stepFrame, Icon::step, tr("One frame further"));
+    sound_ = buttonFor(actions.hearSound, Icon::muted, tr("Hear the sound"));
+    auto followSound = [this, action = actions.hearSound] {
+        sound_->setIcon(action->isChecked() ? Icon::sound : Icon::muted);
+        layOut();
+    };
+    connect(actions.hearSound, &QAction::changed, this, followSound);
     time_ = new TextLine(fonts::time(), Role::text, this);
     time_->setAccessibleName(tr("Shader time"));
     frame_ = new TextLine(fonts::small(), Role::text3, this);
@@ -123,7 +130,7 @@ void Toolbar::layOut() {
     put(open_, gap);
     put(saveButton_, gap);
     // The transport stands over the picture's left edge, or as near to it as there is room.
-    const int transport = 2 * start_->sizeHint().width() + gap + 10 + time_->sizeHint().width() + 12;
+    const int transport = 4 * (start_->sizeHint().width() + gap) + 10 + time_->sizeHint().width() + 12;
     const int from = std::min(pictureLeft_.value_or(0) + 5, right - transport);
     const bool separated = !pictureLeft_ || from < x + gap;
     beforeTransport_->setVisible(separated);
@@ -132,10 +139,16 @@ void Toolbar::layOut() {
     else
         x = from;
     put(start_, gap);
-    put(play_, 10);
+    put(play_, gap);
+    const bool wide = window()->width() >= frameNumberFrom;
+    step_->setVisible(wide);
+    if (wide) put(step_, gap);
+    sound_->setVisible(sound_->isEnabled());
+    if (sound_->isEnabled()) put(sound_, gap);
+    x += 10 - gap;
     put(time_, 12);
     const bool roomForFrame = x + frame_->sizeHint().width() + gap <= right;
-    frame_->setVisible(roomForFrame && window()->width() >= frameNumberFrom);
+    frame_->setVisible(roomForFrame && wide);
     if (frame_->isVisibleTo(this)) put(frame_, 0);
 }
 

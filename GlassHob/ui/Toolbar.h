@@ -21,6 +21,8 @@ class Toolbar : public Ground {
         QAction* save;
         QAction* backToStart;
         QAction* pauseOrPlay;
+        QAction* stepFrame;
+        QAction* hearSound;
         QAction* saveStill;
     };
     Toolbar(AppModel& model, const Actions& actions, QWidget* parent);
@@ -40,7 +42,7 @@ class Toolbar : public Ground {
     AppModel& model_;
     QAction* save_;
     ToolButton *editorToggle_, *inspectorToggle_, *new_, *open_, *saveButton_;
-    ToolButton *start_, *play_;
+    ToolButton *start_, *play_, *step_, *sound_;
     TextLine *time_, *frame_;
     ToolButton *still_, *export_, *share_, *account_;
     BarSeparator *afterToggles_, *beforeTransport_, *beforeAccount_;

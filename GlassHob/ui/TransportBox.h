@@ -1,0 +1,43 @@
+// The transport over the picture while it fills the screen: back to start, play, one frame, the time and the frame
+// rate, sound, still, sliders, leave. It lies in the lower left corner of the picture, or the right one while something
+// else lies there. A native child of the window where the picture is a GPU surface, as a plain child would not be seen.
+// Main thread; owned by the window.
+#pragma once
+
+#include "GlassHob/ui/Canvas.h"
+#include "GlassHob/ui/Controls.h"
+
+#include <QPointer>
+
+class QAction;
+
+namespace glasshob {
+
+class AppModel;
+class PictureActions;
+
+class TransportBox : public QWidget {
+    Q_OBJECT
+  public:
+    TransportBox(AppModel& model, const PictureActions& actions, QAction* showSliders, Canvas* picture);
+    // The lower right corner instead of the left one.
+    void setRight(bool right);
+    void fit();
+    void focusFirst();
+
+  protected:
+    bool eventFilter(QObject* object, QEvent* event) override;
+    void paintEvent(QPaintEvent* event) override;
+
+  private:
+    ToolButton* buttonFor(QAction* action, Icon icon, const QString& name);
+    void followClock();
+
+    AppModel& model_;
+    QPointer<Canvas> picture_;
+    ToolButton *start_, *play_;
+    TextLine *time_, *rate_;
+    bool right_ = false;
+};
+
+} // namespace glasshob
