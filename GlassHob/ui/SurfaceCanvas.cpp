@@ -103,10 +103,16 @@ void SurfaceCanvas::makeWindow() {
 void SurfaceCanvas::moveToNewWindow() {
     disconnect(window_, nullptr, this, nullptr);
     container_->hide();
-    closing_.emplace_back([this, presenter = std::exchange(presenter_, nullptr), old = container_]() mutable {
-        if (presenter) presenter->close();
-        presenter.reset();
-        QMetaObject::invokeMethod(this, [old] { old->deleteLater(); }, Qt::QueuedConnection);
+    auto closing = std::make_shared<std::jthread>(
+        [this, presenter = std::exchange(presenter_, nullptr), old = container_]() mutable {
+            if (presenter) presenter->close();
+            presenter.reset();
+            QMetaObject::invokeMethod(this, [old] { old->deleteLater(); }, Qt::QueuedConnection);
+        });
+    closing_.push_back(closing);
+    // The whole window may go sooner, and its surfaces with it: then this is waited for after all.
+    connect(window_, &PictureWindow::surfaceGoing, this, [closing] {
+        if (closing->joinable()) closing->join();
     });
     ++generation_;
     inFlight_ = 0;

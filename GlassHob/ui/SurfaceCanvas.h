@@ -74,7 +74,7 @@ class SurfaceCanvas : public Canvas {
     int inFlight_ = 0;
     QElapsedTimer sinceFrame_;
     // Each closes the presenter of a lost or busy device and lets go of its window afterwards.
-    std::vector<std::jthread> closing_;
+    std::vector<std::shared_ptr<std::jthread>> closing_;
 };
 
 } // namespace glasshob
