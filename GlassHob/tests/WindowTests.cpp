@@ -229,11 +229,11 @@ TEST_P(WindowTest, AFrameThatTakesSecondsLeavesTheWindowAliveAndTheNextShaderCom
     // Frames of such a test before this one may still be in work.
     ASSERT_TRUE(waitForColor(0.25, 0.5, 6 * patience));
     ASSERT_TRUE(QTest::qWaitFor([&] { return model->deviceTrouble().isEmpty(); }, patience));
-    replaceInLine(3, "0.5", "0.0; for (int i = 0; i < 12000; ++i) green = sin(green + uv.x + float(i))");
+    replaceInLine(3, "0.5", "0.0; for (int i = 0; i < 6000; ++i) green = sin(green + uv.x + float(i))");
     if (!QTest::qWaitFor([&] { return !model->deviceTrouble().isEmpty(); }, patience))
         GTEST_SKIP() << "this device draws it in time";
     // Events come through: the editor takes them.
-    replaceInLine(3, "12000", "1");
+    replaceInLine(3, "6000", "1");
     replaceInLine(3, "sin(green + uv.x + float(i))", "0.9");
     EXPECT_TRUE(waitForColor(0.25, 0.9, 6 * patience));
     EXPECT_TRUE(QTest::qWaitFor([&] { return model->deviceTrouble().isEmpty(); }, patience));
