@@ -37,7 +37,7 @@ FullScreen::FullScreen(AppModel& model, PictureActions& actions, Canvas* picture
         sliders_->setShows(shows);
         watchSliders();
     });
-    connect(sliders_, &SliderPlace::closeRequested, this, [this] { showSliders_->setChecked(false); });
+    connect(sliders_, &SliderPlace::showsChanged, showSliders_, &QAction::setChecked);
     connect(picture_, &Canvas::pointerActivity, this, &FullScreen::touched);
     connect(&model_, &AppModel::showsEditorChanged, this, &FullScreen::leave);
     connect(&model_, &AppModel::documentChanged, this, [this] {

@@ -124,7 +124,7 @@ MainWindow::MainWindow(AppModel& model, Canvas::Kind canvas) : model_(model) {
         setShowsInspector(true);
         inspector()->focusParameter(name);
     });
-    connect(sliders_, &SliderPlace::closeRequested, this, [this] { setShowsInspector(false); });
+    connect(sliders_, &SliderPlace::showsChanged, showInspector_, &QAction::setChecked);
     connect(inspector(), &Inspector::insertRequested, this, [this](const QString& line) {
         editor()->insertLine(line);
         editor()->setFocus();

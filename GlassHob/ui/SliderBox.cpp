@@ -9,6 +9,7 @@
 #include <QVBoxLayout>
 
 #include <algorithm>
+#include <utility>
 
 namespace glasshob {
 
@@ -117,7 +118,7 @@ SliderPlace::SliderPlace(AppModel& model, QWidget* parent) : QWidget(parent), in
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(0, 0, 0, 0);
     column->addWidget(inspector_);
-    connect(inspector_, &Inspector::closeRequested, this, &SliderPlace::closeRequested);
+    connect(inspector_, &Inspector::closeRequested, this, [this] { setShows(false); });
 }
 
 SliderPlace::~SliderPlace() {
@@ -136,8 +137,9 @@ void SliderPlace::setWhere(Where where) {
 }
 
 void SliderPlace::setShows(bool shows) {
-    shows_ = shows;
+    const bool isOther = shows != std::exchange(shows_, shows);
     arrange();
+    if (isOther) emit showsChanged(shows);
 }
 
 void SliderPlace::setTopInset(int height) {

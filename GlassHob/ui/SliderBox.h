@@ -68,7 +68,7 @@ class SliderPlace : public QWidget {
     QSize minimumSizeHint() const override { return QSize(240, 120); }
 
   signals:
-    void closeRequested();
+    void showsChanged(bool shows);
 
   private:
     void arrange();
