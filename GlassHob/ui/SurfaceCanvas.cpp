@@ -85,6 +85,8 @@ SurfaceCanvas::SurfaceCanvas(AppModel& model, QWidget* parent) : Canvas(model, p
 SurfaceCanvas::~SurfaceCanvas() {
     disconnect(window_, nullptr, this, nullptr);
     closePresenter();
+    for (const auto& closing : closing_)
+        if (closing->joinable()) closing->join();
 }
 
 void SurfaceCanvas::makeWindow() {
