@@ -26,6 +26,18 @@ bool isQualifier(QStringView word) {
     return isOneOf(word, {u"const", u"constant", u"device", u"thread", u"threadgroup"});
 }
 
+// Whether something at the margin looks like a new declaration, or like the brace that ends one.
+bool beginsDeclaration(CodeCursor cursor) {
+    if (cursor.token().start != 0) return false;
+    const QStringView word = cursor.text();
+    if (word == u"}" || isSpecifier(word) || isQualifier(word) ||
+        isOneOf(word, {u"template", u"using", u"typedef", u"namespace"}))
+        return true;
+    if (!cursor.isName()) return false;
+    cursor.next();
+    return cursor.isName();
+}
+
 QString joined(const std::vector<Symbol>& parameters) {
     QStringList texts;
     for (const Symbol& parameter : parameters)
@@ -222,7 +234,7 @@ void DeclarationReader::readFunction(std::vector<Symbol>& into, const Written& t
             // A brace is missing. What stands at the margin is taken for the next declaration.
             cursor_ = body;
             cursor_.next();
-            while (!cursor_.atEnd() && !(cursor_.line() > body.line() && cursor_.token().start == 0))
+            while (!cursor_.atEnd() && !(cursor_.line() > body.line() && beginsDeclaration(cursor_)))
                 cursor_.next();
             if (cursor_.is(u'}')) cursor_.next();
         }
@@ -335,7 +347,7 @@ void DeclarationReader::readScope(std::vector<Symbol>& into, bool isStruct) {
             continue;
         }
         // A struct that nobody closed ends where something else stands at the margin.
-        if (isStruct && cursor_.token().start == 0 && !cursor_.isKind(Kind::sign)) return;
+        if (isStruct && beginsDeclaration(cursor_)) return;
         if (word == u"template") {
             cursor_.next();
             CodeCursor angle = cursor_;

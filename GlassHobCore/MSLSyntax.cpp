@@ -267,6 +267,28 @@ LineState tokenizeLine(QStringView line, LineState state, std::vector<SyntaxToke
     return LineLexer(line, 0, tokens).run(state);
 }
 
+QStringList keywordNames() {
+    QStringList names;
+    for (const std::string_view word : keywords)
+        names << QString::fromLatin1(word.data(), qsizetype(word.size()));
+    return names;
+}
+
+QStringList typeNames() {
+    QStringList names;
+    for (const std::string_view word : types)
+        names << QString::fromLatin1(word.data(), qsizetype(word.size()));
+    for (const std::string_view element : vectorTypes)
+        for (char size = '2'; size <= '4'; ++size)
+            names << QString::fromLatin1(element.data(), qsizetype(element.size())) + QLatin1Char(size);
+    for (const std::string_view element : matrixTypes)
+        for (char columns = '2'; columns <= '4'; ++columns)
+            for (char rows = '2'; rows <= '4'; ++rows)
+                names << QString::fromLatin1(element.data(), qsizetype(element.size())) + QLatin1Char(columns) +
+                             QLatin1Char('x') + QLatin1Char(rows);
+    return names;
+}
+
 std::vector<SyntaxToken> tokens(QStringView text) {
     std::vector<SyntaxToken> all;
     all.reserve(std::size_t(text.size() / 16));

@@ -5,6 +5,7 @@
 // runs it over a whole text. Positions count UTF-16 code units. Single pass, no allocation for each character.
 // Pure; any thread; any text is accepted.
 
+#include <QStringList>
 #include <QStringView>
 
 #include <vector>
@@ -44,6 +45,10 @@ enum class LineState {
 /// Appends the tokens of one line (without its line feed) and gives the state in which it ends. Ranges are relative
 /// to the line. A comment or string that goes on from the line before begins at 0.
 LineState tokenizeLine(QStringView line, LineState state, std::vector<SyntaxToken>& tokens);
+
+/// The words that are coloured as keywords and as types, in no order.
+QStringList keywordNames();
+QStringList typeNames();
 
 /// The tokens of a whole text in text order. They do not overlap, except that a `headerKey` lies inside its
 /// `header` and follows it. Plain text has no token.

@@ -27,6 +27,12 @@ struct Symbol {
         parameter,
         variable,
         member,
+        // What no text declares:
+        type,
+        keyword,
+        attribute,
+        directive,
+        space, ///< a namespace, or an enumeration of the library
     };
     Kind kind = Kind::variable;
     QString name;

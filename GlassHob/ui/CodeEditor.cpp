@@ -1,5 +1,6 @@
 #include "GlassHob/ui/CodeEditor.h"
 
+#include "GlassHob/ui/CodeAssistant.h"
 #include "GlassHob/ui/CodeLayout.h"
 #include "GlassHob/ui/Controls.h"
 #include "GlassHob/ui/Fonts.h"
@@ -102,6 +103,7 @@ CodeEditor::CodeEditor(QWidget* parent) : QPlainTextEdit(parent) {
         selected_ = selects;
     });
     connect(document(), &QTextDocument::contentsChange, this, &CodeEditor::documentChanged);
+    assistant_ = new CodeAssistant(this);
     connect(&Theme::instance(), &Theme::changed, this, &CodeEditor::followTheme);
 }
 
@@ -380,6 +382,12 @@ void CodeEditor::focusOutEvent(QFocusEvent* event) {
 
 void CodeEditor::keyPressEvent(QKeyEvent* event) {
     tip_->hide();
+    handleKey(event);
+    const bool types = !(event->modifiers() & (Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier));
+    if (types && !event->text().isEmpty()) emit keyHandled(event->text());
+}
+
+void CodeEditor::handleKey(QKeyEvent* event) {
     const bool plain = !(event->modifiers() & (Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier));
     switch (event->key()) {
     case Qt::Key_Tab:

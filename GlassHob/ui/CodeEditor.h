@@ -22,6 +22,7 @@
 
 namespace glasshob {
 
+class CodeAssistant;
 class LineRuler;
 class MessageTip;
 class SyntaxHighlighter;
@@ -71,6 +72,8 @@ class CodeEditor : public QPlainTextEdit {
     void setSpans(SpanLayer layer, std::vector<Span> spans);
     const std::vector<Span>& spans(SpanLayer layer) const { return spans_[std::size_t(layer)]; }
 
+    CodeAssistant* assistant() const { return assistant_; }
+
     // For the ruler: the visible blocks from the top, with their place in the viewport.
     struct VisibleLine {
         int blockNumber;
@@ -86,6 +89,8 @@ class CodeEditor : public QPlainTextEdit {
   signals:
     // The user changed the text.
     void edited();
+    // A key has done its work; its text.
+    void keyHandled(const QString& text);
     void caretMoved(int line, int column);
     void parameterPicked(const QString& name);
     void filesDropped(const QStringList& paths);
@@ -125,11 +130,13 @@ class CodeEditor : public QPlainTextEdit {
     void hoverAt(const QPoint& place);
     void indentSelection(bool outwards);
     void insertNewLine();
+    void handleKey(QKeyEvent* event);
     QTextCursor rangeOf(const Diagnostic& diagnostic) const;
 
     EditorText conventions_;
     SyntaxHighlighter* highlighter_ = nullptr;
     LineRuler* ruler_ = nullptr;
+    CodeAssistant* assistant_ = nullptr;
     MessageTip* tip_ = nullptr;
     QWidget* underRuler_ = nullptr;
     std::vector<Mark> marks_;

@@ -1,5 +1,6 @@
 #include "GlassHob/ui/EditMenu.h"
 
+#include "GlassHob/ui/CodeAssistant.h"
 #include "GlassHob/ui/CodeEditor.h"
 #include "GlassHob/ui/FindBar.h"
 #include "GlassHob/ui/GoToLineBar.h"
@@ -17,13 +18,14 @@ EditMenu::EditMenu(EditorPane* pane, QWidget* window) : QObject(window), pane_(p
     findNext_ = add(tr("Find &Next"), tr("F3"), &EditMenu::findNext);
     findPrevious_ = add(tr("Find Pre&vious"), tr("Shift+F3"), &EditMenu::findPrevious);
     goToLine_ = add(tr("&Go to Line…"), tr("Ctrl+G"), &EditMenu::goToLine);
+    complete_ = add(tr("C&omplete"), tr("Ctrl+Space"), &EditMenu::complete);
     comment_ = add(tr("Co&mment Selection"), tr("Ctrl+/"), &EditMenu::comment);
     moveUp_ = add(tr("Move &Up"), tr("Alt+Up"), &EditMenu::moveUp);
     moveDown_ = add(tr("Move D&own"), tr("Alt+Down"), &EditMenu::moveDown);
     duplicate_ = add(tr("&Duplicate"), tr("Ctrl+Shift+D"), &EditMenu::duplicate);
     deleteLines_ = add(tr("De&lete"), tr("Ctrl+Shift+K"), &EditMenu::deleteLines);
     // What edits the code has its key only there.
-    for (QAction* action : {comment_, moveUp_, moveDown_, duplicate_, deleteLines_}) {
+    for (QAction* action : {complete_, comment_, moveUp_, moveDown_, duplicate_, deleteLines_}) {
         window_->removeAction(action);
         pane_->editor()->addAction(action);
         action->setShortcutContext(Qt::WidgetShortcut);
@@ -41,7 +43,7 @@ QAction* EditMenu::add(const QString& text, const QString& keys, void (EditMenu:
 void EditMenu::fill(QMenu* menu) {
     menu->addActions({find_, replace_, findNext_, findPrevious_, goToLine_});
     menu->addSeparator();
-    menu->addAction(comment_);
+    menu->addActions({complete_, comment_});
     QMenu* lines = menu->addMenu(tr("L&ines"));
     lines->addActions({moveUp_, moveDown_, duplicate_, deleteLines_});
 }
@@ -69,6 +71,10 @@ void EditMenu::findPrevious() {
 void EditMenu::goToLine() {
     emit paneNeeded();
     pane_->goToLineBar()->open();
+}
+
+void EditMenu::complete() {
+    pane_->editor()->assistant()->complete();
 }
 
 void EditMenu::comment() {

@@ -1,5 +1,5 @@
-// The editor's own commands as actions with their keys: finding and replacing, going to a line, commenting, and
-// moving, duplicating and deleting lines. Fills its part of the Edit menu. Commands that show something in the
+// The editor's own commands as actions with their keys: finding and replacing, going to a line, completing, commenting,
+// and moving, duplicating and deleting lines. Fills its part of the Edit menu. Commands that show something in the
 // editor's pane ask for it first. Main thread; owned by the window.
 #pragma once
 
@@ -30,6 +30,7 @@ class EditMenu : public QObject {
     void findNext();
     void findPrevious();
     void goToLine();
+    void complete();
     void comment();
     void moveUp();
     void moveDown();
@@ -38,7 +39,7 @@ class EditMenu : public QObject {
 
     EditorPane* pane_;
     QWidget* window_;
-    QAction *find_, *replace_, *findNext_, *findPrevious_, *goToLine_, *comment_;
+    QAction *find_, *replace_, *findNext_, *findPrevious_, *goToLine_, *complete_, *comment_;
     QAction *moveUp_, *moveDown_, *duplicate_, *deleteLines_;
 };
 

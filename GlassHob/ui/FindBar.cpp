@@ -71,6 +71,8 @@ FindBar::FindBar(CodeEditor* editor, QWidget* parent) : Ground(Role::strip, Qt::
     trouble_->hide();
     replaceRow_->hide();
     hide();
+    setTabOrder(find_, replace_);
+    setTabOrder(replace_, case_);
 
     refresh_.setSingleShot(true);
     refresh_.setInterval(refreshDelay);

@@ -1,0 +1,50 @@
+// The list of completions at the caret: names with the letters that were typed in bold, what they are at the left,
+// their types at the right, and under the list the signature and the note of the chosen one. It never takes the
+// keyboard: the editor hands it the keys that move the choice. A top-level tooltip window, since it may reach over the
+// live picture. Main thread; owned by the editor.
+#pragma once
+
+#include "GlassHobCore/CodeCompletion.h"
+
+#include <QListView>
+#include <QWidget>
+
+#include <vector>
+
+namespace glasshob {
+
+class CompletionPopup : public QWidget {
+    Q_OBJECT
+  public:
+    explicit CompletionPopup(QWidget* owner);
+
+    // Shows the items below `word` (in global coordinates), or above it; the first one is chosen.
+    void showFor(std::vector<Completion> items, const QRect& word);
+    void moveTo(const QRect& word);
+    const std::vector<Completion>& items() const { return items_; }
+    int current() const;
+    // Goes round the ends by single steps only.
+    void step(int rows);
+
+  signals:
+    void picked(int item);
+
+  protected:
+    void paintEvent(QPaintEvent* event) override;
+
+  private:
+    class Model;
+    class Rows;
+    class Delegate;
+    void layOut();
+    void followTheme();
+    QString declarationOf(int item) const;
+
+    std::vector<Completion> items_;
+    Model* model_;
+    QListView* rows_;
+    QRect word_;
+    int footerHeight_ = 0;
+};
+
+} // namespace glasshob

@@ -1,0 +1,243 @@
+#include "GlassHobCore/CodeCompletion.h"
+#include "GlassHobCore/ExpressionType.h"
+#include "GlassHobCore/LibraryNames.h"
+
+#include <gtest/gtest.h>
+
+#include <QStringList>
+
+using namespace glasshob;
+
+namespace {
+
+struct Placed {
+    SymbolIndex index;
+    int line, column;
+};
+
+/// A text with a bar where the caret stands.
+Placed placed(QString text) {
+    const qsizetype bar = text.indexOf(u'|');
+    text.remove(bar, 1);
+    const int line = int(text.left(bar).count(u'\n'));
+    const int column = int(bar - (bar == 0 ? 0 : text.lastIndexOf(u'\n', bar - 1) + 1));
+    return {SymbolIndex(text), line, column};
+}
+
+Completions completed(const QString& text, bool isAsked = false) {
+    const Placed at = placed(text);
+    return CodeCompletion::complete(at.index, at.line, at.column, isAsked);
+}
+
+std::string first(const Completions& list, std::size_t count) {
+    QStringList names;
+    for (std::size_t i = 0; i < std::min(count, list.items.size()); ++i)
+        names << list.items[i].symbol.name;
+    return names.join(u' ').toStdString();
+}
+
+bool offers(const Completions& list, const char* name) {
+    return std::ranges::any_of(list.items,
+                               [&](const Completion& item) { return item.symbol.name == QLatin1String(name); });
+}
+
+const QString head = QStringLiteral(R"(// @param speed 0.6 0.0 3.0 How fast
+struct Ray { float3 from; half2 bend; float4 rows[3]; float3 at(float t) const { return from; } };
+using Colour = float4;
+constant float3x4 turn = 1;
+Ray aim(float2 uv) { return Ray{}; }
+float shade(float2 uv, constant Uniforms& u, constant Params& p, thread Ray* rays, texture2d<half> image) {
+    Colour c = 1; auto a = aim(uv).from * 2.0; int i = 0; Ray r;
+)");
+
+} // namespace
+
+TEST(CodeCompletion, OffersTheNearestFirst) {
+    struct Case {
+        const char* text;
+        const char* expected; // the first ones
+    };
+    const Case cases[] = {
+        {"void f() { smo| }", "smoothstep"},
+        {"void f(float smooth) { x = smo| }", "smooth smoothstep"},
+        {"float mixed(float x) { return x; }\nvoid f() { x = mi| }", "mixed min mix"},
+        {"void f() { sin| }", "sin sinh sinpi sincos"},
+        {"void f() { float3 a; flo| }", "float float2"},
+        {"void f() { x = flo| }", "floor float"},
+        {"void f() { ret| }", "return"},
+        {"void f() { tpig| }", ""},
+        {"kernel void f(uint i [[tpig| ]]) {}", "thread_position_in_grid"},
+        {"kernel void f(uint i [[thread_position_in_g|", "thread_position_in_grid"},
+        {"constant Uni|", "Uniforms"},
+        {"// @par|", "param particles"},
+        {"//@|", "param particles grid still"},
+        {"#inc|", "include"},
+        {"void f() { constexpr sampler s(filter::|); }", "linear nearest"},
+        {"enum class Side { left, right };\nvoid f() { x = Side::| }", "left right"},
+        {"void f() { precise::si| }", "sin sign sinh"},
+        {"sha|", "shade"},
+        {"// @particles 9\nspa|", "spawn"},
+        {"// @grid 9\ncor|", "corner"},
+        {"#define TWICE 2\nvoid f() { x = TW| }", "TWICE"},
+        {"void f() { x = M_PI| }", "M_PI_F M_PI_H M_PI_2_F"},
+    };
+    for (const Case& c : cases) {
+        const Completions list = completed(QString::fromUtf8(c.text));
+        const std::size_t count = std::size_t(QString::fromUtf8(c.expected).split(u' ', Qt::SkipEmptyParts).size());
+        EXPECT_EQ(first(list, std::max<std::size_t>(count, 1)), c.expected) << c.text;
+    }
+}
+
+TEST(CodeCompletion, MembersFollowTheTypeOfWhatStandsBeforeTheDot) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"u.|", "resolution time timeDelta mouse frame pad"},
+        {"p.|", "speed"},
+        {"r.|", "from bend rows at"},
+        {"r.be|", "bend"},
+        {"aim(uv).|", "from bend rows at"},
+        {"aim(u.mouse / u.resolution).fr|", "from"},
+        {"r.bend.|", "x y r g xy yx rg"},
+        {"r.rows[0].|", "x y z w r g b a xy xyz"},
+        {"rays[1].|", "from bend rows at"},
+        {"rays->|", "from bend rows at"},
+        {"(r.from + 1.0).|", "x y z r g b"},
+        {"c.xyz.|", "x y z r g b"},
+        {"a.|", "x y z r g b"},
+        {"turn[0].|", "x y z w"},
+        {"(turn * r.from).|", "x y z w"},
+        {"mix(r.from, r.from, 0.5).|", "x y z r"},
+        {"length(r.from).|", ""},
+        {"normalize(c).xy.|", "x y r g"},
+        {"float3(1.0).|", "x y z r"},
+        {"image.sample(s, uv).|", "x y z w"},
+        {"image.ge|", "get_width get_height get_num_mip_levels"},
+        {"r.at(1.0).|", "x y z r"},
+        {"vec<float, 2>(1).|", "x y r g"},
+        {"as_type<uint2>(uv).|", "x y r g"},
+        {"i.|", ""},
+        {"unknown.|", ""},
+        {"f(\n        uv).|", ""},
+        {"1.|", ""},
+    };
+    for (const auto& [text, expected] : cases) {
+        const Completions list = completed(head + QString::fromUtf8(text));
+        const std::size_t count = std::size_t(QString::fromUtf8(expected).split(u' ', Qt::SkipEmptyParts).size());
+        EXPECT_EQ(first(list, std::max<std::size_t>(count, 1)), expected) << text;
+        EXPECT_TRUE(count == 0 || list.context == Completions::Context::member);
+    }
+    // What a vector of two has not is not offered.
+    EXPECT_FALSE(offers(completed(head + QStringLiteral("uv.|")), "z"));
+}
+
+TEST(CodeCompletion, ComesByItselfOnlyWhereItHelps) {
+    const std::pair<const char*, bool> cases[] = {
+        {"void f() { s| }", false},
+        {"void f() { sm| }", true},
+        {"void f() { sin| }", false},
+        {"void f() { float si| }", false},
+        {"void f(Ray ra|", false},
+        {"void f() { return si| }", true},
+        {"// just some words sm|", false},
+        {"x = \"sm|", false},
+        {"/* sm| */", false},
+        {"void f() { x = 12sm| }", false},
+        {"void f() { qqqq| }", false},
+        {"// @|", true},
+        {"// see @param|", false},
+        {"void f(float a [[buffer(|", false},
+        {"#include <met|", false},
+    };
+    for (const auto& [text, expected] : cases)
+        EXPECT_EQ(completed(QString::fromUtf8(text)).comesByItself, expected) << text;
+    EXPECT_FALSE(completed(QStringLiteral("void f() { | }"), true).items.empty()) << "asked for, everything is offered";
+}
+
+TEST(CodeCompletion, WhatIsAcceptedFitsItsPlace) {
+    using Context = Completions::Context;
+    auto accepted = [](const QString& text, const char* name) -> std::string {
+        const Placed at = placed(text);
+        const Completions list = CodeCompletion::complete(at.index, at.line, at.column, true);
+        const QString line = at.index.lines()[std::size_t(at.line)].text;
+        for (const Completion& item : list.items) {
+            if (item.symbol.name != QLatin1String(name)) continue;
+            Insertion made = CodeCompletion::insertion(item.symbol, list.context, QStringView(line).mid(list.to));
+            made.text.insert(made.caret, u'|');
+            return (line.left(list.from) + made.text + line.mid(list.to)).toStdString();
+        }
+        return "not offered";
+    };
+    const std::tuple<const char*, const char*, const char*> cases[] = {
+        {"void f() { x = smo|; }", "smoothstep", "void f() { x = smoothstep(|); }"},
+        {"void f() { x = smo|(1); }", "smoothstep", "void f() { x = smoothstep|(1); }"},
+        {"float g() { return 1; } void f() { x = g|; }", "g", "float g() { return 1; } void f() { x = g()|; }"},
+        {"void f() { flo| }", "float2", "void f() { float2| }"},
+        {"void f(uint i [[buf|", "buffer", "void f(uint i [[buffer(0|)]]"},
+        {"void f(uint i [[vert|]])", "vertex_id", "void f(uint i [[vertex_id|]])"},
+        {"// @par|", "param", "// @param |"},
+        {"// @forked-f|", "forked-from", "// @forked-from |"},
+        {"void f() { fil| }", "filter", "void f() { filter::| }"},
+        {"sou|", "sound", "float2 sound(float t, constant Params& p) {\n    |\n}"},
+    };
+    for (const auto& [text, name, expected] : cases)
+        EXPECT_EQ(accepted(QString::fromUtf8(text), name), expected);
+    EXPECT_EQ(CodeCompletion::insertion({}, Context::name, u"").text, QString());
+}
+
+TEST(CodeCompletion, DescribesTheNameAtAPlace) {
+    const std::pair<QString, const char*> cases[] = {
+        {QStringLiteral("void f() { smooth|step(0, 1, x); }"), "T smoothstep(T edge0, T edge1, T x)"},
+        {head + QStringLiteral("a|im(uv);"), "Ray aim(float2 uv)"},
+        {head + QStringLiteral("x = u.ti|me;"), "float time"},
+        {head + QStringLiteral("x = p.spe|ed;"), "float speed, 0 to 3"},
+        {head + QStringLiteral("x = u|v;"), "float2 uv"},
+        {head + QStringLiteral("x = aim(uv).a|t(1);"), "float3 at(float t)"},
+        {QStringLiteral("// @sti|ll 4"), "// @still 4"},
+        {QStringLiteral("float g(float x);\nfloat2 g(float2 x);\nvoid f() { |g(1); }"),
+         "float g(float x) / float2 g(float2 x)"},
+        {QStringLiteral("// smooth|step"), ""},
+        {QStringLiteral("void f() { x |= 1; }"), ""},
+    };
+    for (const auto& [text, expected] : cases) {
+        const Placed at = placed(text);
+        QStringList texts;
+        for (const Symbol& symbol : CodeCompletion::describe(at.index, at.line, at.column))
+            texts << symbol.declaration;
+        EXPECT_EQ(texts.join(QStringLiteral(" / ")).toStdString(), expected) << text.toStdString();
+    }
+}
+
+TEST(CodeCompletion, KnowsTheCallAroundAPlace) {
+    const std::tuple<const char*, const char*, int> cases[] = {
+        {"void f() { x = mix(a, |", "mix", 1},
+        {"void f() { x = mix(sin(1, 2), b, |) }", "mix", 2},
+        {"void f() { x = mix(a, (b + |", "mix", 1},
+        {"void f() { if (|", "", 0},
+        {"void f() { x = mix(a, b)|", "", 0},
+        {"void f() { mix(a); x = |", "", 0},
+        {"float g(float x) { }\nvoid f() { g(|", "g", 0},
+        {"float g(|float x) { }", "", 0},
+        {"void f() { x = a[mix(1, |", "mix", 1},
+    };
+    for (const auto& [text, name, argument] : cases) {
+        const Placed at = placed(QString::fromUtf8(text));
+        const auto call = CodeCompletion::callAround(at.index, at.line, at.column);
+        EXPECT_EQ(call ? call->functions.front().name.toStdString() : "", name) << text;
+        if (call) EXPECT_EQ(call->argument, argument) << text;
+    }
+}
+
+TEST(LibraryNames, NameWhatTheCompilerAndTheHostHave) {
+    using namespace libraryNames;
+    auto has = [](const std::vector<Symbol>& list, const char* name) {
+        return std::ranges::any_of(list, [&](const Symbol& symbol) { return symbol.name == QLatin1String(name); });
+    };
+    EXPECT_GT(functions().size(), 150u);
+    EXPECT_TRUE(has(functions(), "simd_sum") && has(functions(), "atomic_fetch_add_explicit"));
+    EXPECT_TRUE(has(types(), "packed_float3") && has(types(), "float4x4") && has(types(), "texture2d"));
+    EXPECT_FALSE(has(types(), "Uniforms"));
+    EXPECT_TRUE(has(hostTypes(), "Uniforms") && has(hostTypes(), "Trails"));
+    EXPECT_TRUE(has(entryFunctions(ShaderKind::particles), "fade") &&
+                has(entryFunctions(ShaderKind::grid), "background"));
+    for (const ShaderKind kind : {ShaderKind::fragment, ShaderKind::particles, ShaderKind::grid})
+        EXPECT_TRUE(has(entryFunctions(kind), "shade") && has(entryFunctions(kind), "sound"));
+}
