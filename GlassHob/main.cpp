@@ -2,6 +2,7 @@
 
 #include "GPU/Device.h"
 #include "GlassHob/model/AppModel.h"
+#include "GlassHob/model/SingleInstance.h"
 #include "GlassHob/ui/AppIcon.h"
 #include "GlassHob/ui/DialogQuestions.h"
 #include "GlassHob/ui/MainWindow.h"
@@ -9,6 +10,7 @@
 #include "GlassHobCore/Identity.h"
 
 #include <QApplication>
+#include <QFileInfo>
 #include <QMessageBox>
 
 #include <cstdio>
@@ -84,6 +86,15 @@ int main(int argc, char** argv) {
         return 2;
     }
 
+    glasshob::SingleInstance instance;
+    const QByteArray activation = glasshob::SingleInstance::takeActivation();
+    if (!instance.becomeFirst()) {
+        const QString file = arguments.size() > 2 ? QFileInfo(arguments.last()).absoluteFilePath() : QString();
+        if (instance.handOver({file, activation})) return 0;
+        std::fputs("glasshob: The Glass Hob that is running does not answer; this one opens a window of its own.\n",
+                   stderr);
+    }
+
     glasshob::Theme::instance().install();
     QApplication::setWindowIcon(glasshob::applicationIcon());
 
@@ -103,6 +114,11 @@ int main(int argc, char** argv) {
         {.device = std::move(*device), .questions = &questions, .draftsFolder = glasshob::Drafts::standardFolder()});
     glasshob::MainWindow window(model);
     questions.setWindow(&window);
+    QObject::connect(&instance, &glasshob::SingleInstance::requested, &window,
+                     [&](const glasshob::SingleInstance::Request& request) {
+                         window.comeForward(request.activation);
+                         if (!request.path.isEmpty()) model.openAfterQuestion(request.path);
+                     });
     window.show();
     model.start(arguments);
     const int status = QApplication::exec();

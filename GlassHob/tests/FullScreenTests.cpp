@@ -119,15 +119,17 @@ TEST_F(FullScreenTest, EndsWhenThereIsSomethingToRead) {
 }
 
 TEST_F(FullScreenTest, ThePictureIsCopiedAsItIsOnTheScreen) {
+    const QObject scope;
     bool switched = false;
-    QObject::connect(window->canvas(), &Canvas::programSwitched, [&] { switched = true; });
+    QObject::connect(window->canvas(), &Canvas::programSwitched, &scope, [&] { switched = true; });
     model->setText(shader("// @param red 0.25 0 1 How much", "float4(p.red, 0.5, 0.75, 1.0)"));
     model->compileNow();
     ASSERT_TRUE(QTest::qWaitFor([&] { return switched; }, 10000));
     model->setValue("red", 1);
     QGuiApplication::clipboard()->clear();
     QString told;
-    QObject::connect(window->pictureActions(), &PictureActions::told, [&](const QString& text) { told = text; });
+    QObject::connect(window->pictureActions(), &PictureActions::told, &scope,
+                     [&](const QString& text) { told = text; });
     window->pictureActions()->copyPicture->trigger();
     ASSERT_TRUE(QTest::qWaitFor([&] { return !told.isEmpty(); }, 10000));
     const QImage image = QGuiApplication::clipboard()->image();

@@ -7,6 +7,7 @@
 #include "GlassHob/ui/ReadBackCanvas.h"
 #include "GlassHob/ui/SurfaceCanvas.h"
 #include "GlassHob/ui/Theme.h"
+#include "GlassHob/ui/WindowWatch.h"
 
 #include <QDropEvent>
 #include <QGuiApplication>
@@ -14,6 +15,8 @@
 #include <QPainter>
 #include <QTimerEvent>
 #include <QUrl>
+
+#include <utility>
 
 namespace glasshob {
 
@@ -30,10 +33,12 @@ Canvas* Canvas::make(AppModel& model, QWidget* parent, Kind kind) {
     return new ReadBackCanvas(model, parent);
 }
 
-Canvas::Canvas(AppModel& model, QWidget* parent) : QWidget(parent), picture_(new LivePicture(model, this)) {
+Canvas::Canvas(AppModel& model, QWidget* parent)
+    : QWidget(parent), picture_(new LivePicture(model, this)), watch_(new WindowWatch(this)) {
     setAcceptDrops(true);
     setMinimumSize(320, 180);
     setAccessibleName(tr("Live preview"));
+    connect(watch_, &WindowWatch::changed, this, &Canvas::updatePacing);
     connect(picture_, &LivePicture::hasProgramChanged, this, &Canvas::updatePacing);
     connect(picture_, &LivePicture::programSwitched, this, &Canvas::programSwitched);
     auto describe = [this, &model] {
@@ -62,7 +67,7 @@ void Canvas::setActive(bool active) {
 }
 
 void Canvas::updatePacing() {
-    const bool draws = active_ && isVisible() && canDraw();
+    const bool draws = active_ && isVisible() && watch_->isSeen() && canDraw();
     if (draws == pace_.isActive()) return;
     if (draws) {
         pace_.start(int(frameInterval.count()), Qt::PreciseTimer, this);
@@ -76,8 +81,14 @@ void Canvas::updatePacing() {
 void Canvas::timerEvent(QTimerEvent* event) {
     if (event->timerId() != pace_.timerId())
         QWidget::timerEvent(event);
-    else if (picture_->hasDevice())
-        drawFrame();
+    else {
+        announceSize(); // another screen may have another scale
+        if (picture_->hasDevice()) drawFrame();
+    }
+}
+
+void Canvas::announceSize() {
+    if (const QSize size = pixelSize(); std::exchange(announcedSize_, size) != size) emit pixelSizeChanged();
 }
 
 void Canvas::setPointerHidden(bool hidden) {
@@ -99,11 +110,12 @@ void Canvas::pointerAt(const QPointF& place) {
 
 void Canvas::resizeEvent(QResizeEvent* event) {
     QWidget::resizeEvent(event);
-    emit pixelSizeChanged();
+    announceSize();
 }
 
 void Canvas::showEvent(QShowEvent* event) {
     QWidget::showEvent(event);
+    watch_->setWindow(window()->windowHandle());
     updatePacing();
 }
 

@@ -1,7 +1,8 @@
 // The live picture in the window. One widget for the window to place, two ways inside: a Vulkan surface with a
 // presenter of its own thread where the display has one, and read-back frames painted as an image where it has not
 // (Qt's offscreen platform, some remote displays). Neither waits for the GPU on the main thread; at most two frames are
-// in flight, and a frame that would be a third is left out. Nothing is drawn while the window is hidden or minimised.
+// in flight, and a frame that would be a third is left out. Nothing is drawn while the window is hidden,
+// minimised or covered.
 // Main thread.
 #pragma once
 
@@ -21,6 +22,7 @@ namespace glasshob {
 
 class AppModel;
 class LivePicture;
+class WindowWatch;
 
 class Canvas : public QWidget {
     Q_OBJECT
@@ -83,6 +85,7 @@ class Canvas : public QWidget {
     // A pointer at this place of the widget.
     void pointerAt(const QPointF& place);
     void updatePacing();
+    void announceSize();
     bool isDrawing() const { return pace_.isActive(); }
     void paintPlaceholder(QPainter& painter) const;
 
@@ -96,6 +99,8 @@ class Canvas : public QWidget {
   private:
     LivePicture* picture_;
     std::shared_ptr<FrameCount> frames_ = std::make_shared<FrameCount>();
+    WindowWatch* watch_;
+    QSize announcedSize_;
     QBasicTimer pace_;
     bool active_ = true;
 };

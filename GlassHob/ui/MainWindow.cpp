@@ -1,6 +1,5 @@
 #include "GlassHob/ui/MainWindow.h"
 
-#include "GPU/Device.h"
 #include "GlassHob/model/AppModel.h"
 #include "GlassHob/model/SampleThumbnails.h"
 #include "GlassHob/ui/Accessibility.h"
@@ -10,6 +9,7 @@
 #include "GlassHob/ui/Controls.h"
 #include "GlassHob/ui/EditMenu.h"
 #include "GlassHob/ui/FullScreen.h"
+#include "GlassHob/ui/HelpMenu.h"
 #include "GlassHob/ui/Inspector.h"
 #include "GlassHob/ui/MessageList.h"
 #include "GlassHob/ui/PaneFocus.h"
@@ -18,12 +18,12 @@
 #include "GlassHob/ui/PictureActions.h"
 #include "GlassHob/ui/PresetActions.h"
 #include "GlassHob/ui/PresetColumn.h"
+#include "GlassHob/ui/RecentMenu.h"
 #include "GlassHob/ui/SampleMenu.h"
 #include "GlassHob/ui/SliderBox.h"
 #include "GlassHob/ui/StatusLine.h"
 #include "GlassHob/ui/Theme.h"
 #include "GlassHob/ui/Toolbar.h"
-#include "GlassHobCore/Identity.h"
 
 #include <QActionGroup>
 #include <QApplication>
@@ -34,7 +34,6 @@
 #include <QDesktopServices>
 #include <QFileInfo>
 #include <QMenuBar>
-#include <QMessageBox>
 #include <QScreen>
 #include <QSettings>
 #include <QTimer>
@@ -63,10 +62,6 @@ constexpr auto inspectorKey = "window/showsInspector";
 constexpr auto wrapKey = "editor/wrapsLines";
 constexpr auto codeSizeKey = "editor/codeSize";
 constexpr int defaultCodeSize = 13;
-
-QString asQString(std::string_view text) {
-    return QString::fromUtf8(text.data(), qsizetype(text.size()));
-}
 
 } // namespace
 
@@ -212,8 +207,6 @@ void MainWindow::makeActions() {
     smallerText_ = action(tr("&Smaller Code Text"), Keys(tr("Ctrl+-")),
                           [this] { editor()->setCodeSize(editor()->codeSize() - 1); });
     actualSize_ = action(tr("&Actual Size"), Keys(tr("Ctrl+0")), [this] { editor()->setCodeSize(defaultCodeSize); });
-    about_ = action(tr("&About Glass Hob"), {}, [this] { showAbout(); });
-    about_->setMenuRole(QAction::AboutRole);
 }
 
 void MainWindow::makeMenus() {
@@ -224,7 +217,9 @@ void MainWindow::makeMenus() {
     connect(fromSample_, &SampleMenu::chosen, this,
             [this](const QString& sample) { model_.newFromSample(sample.toStdString()); });
     file->addMenu(fromSample_);
-    file->addActions({open_, openSample_});
+    file->addAction(open_);
+    file->addMenu(new RecentMenu(model_, file));
+    file->addAction(openSample_);
     file->addSeparator();
     file->addActions({save_, saveAs_, revert_});
     file->addSeparator();
@@ -279,7 +274,7 @@ void MainWindow::makeMenus() {
     }
 
     picture_->addPicturesTo(menuBar()->addMenu(tr("E&xport")));
-    menuBar()->addMenu(tr("&Help"))->addAction(about_);
+    new HelpMenu(model_, menuBar(), this);
 }
 
 void MainWindow::followDocument() {
@@ -452,16 +447,13 @@ void MainWindow::showInFileManager() {
     });
 }
 
-void MainWindow::showAbout() {
-    auto* box = new QMessageBox(this);
-    box->setAttribute(Qt::WA_DeleteOnClose);
-    box->setIconPixmap(windowIcon().pixmap(64, 64));
-    box->setWindowTitle(tr("About Glass Hob"));
-    box->setText(tr("Glass Hob %1").arg(asQString(Identity::version)));
-    box->setInformativeText(tr("Write, run and publish small shaders.\nPictures are drawn by %1.")
-                                .arg(QString::fromStdString(model_.device()->name())));
-    box->addButton(QMessageBox::Close);
-    box->open();
+void MainWindow::comeForward(const QByteArray& activation) {
+    // Wayland's desktops let a window come forward only with the token that they gave to who asked.
+    if (!activation.isEmpty()) qputenv("XDG_ACTIVATION_TOKEN", activation);
+    setWindowState(windowState() & ~Qt::WindowMinimized);
+    show();
+    raise();
+    activateWindow();
 }
 
 } // namespace glasshob

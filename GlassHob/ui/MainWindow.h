@@ -37,6 +37,8 @@ class MainWindow : public QMainWindow {
     Banners* banners() const { return banners_; }
     Canvas* canvas() const { return canvas_; }
     FullScreen* fullScreen() const { return fullScreen_; }
+    // The window comes before the others; `activation` is what the desktop gave to who asked for it.
+    void comeForward(const QByteArray& activation);
     PictureActions* pictureActions() const { return picture_; }
 
   protected:
@@ -58,7 +60,6 @@ class MainWindow : public QMainWindow {
     void restoreLayout();
     void keepLayout() const;
     void showInFileManager();
-    void showAbout();
 
     AppModel& model_;
     Toolbar* toolbar_ = nullptr;
@@ -79,7 +80,6 @@ class MainWindow : public QMainWindow {
     QAction *undo_, *redo_, *cut_, *copy_, *paste_, *selectAll_, *nextProblem_, *previousProblem_;
     QAction *compileNow_, *resetAll_;
     QAction *showEditor_, *showInspector_, *wrapLines_, *biggerText_, *smallerText_, *actualSize_;
-    QAction* about_;
 };
 
 } // namespace glasshob

@@ -1,0 +1,34 @@
+// The shaders that were opened last, newest first, kept in the settings. It follows the model's document by itself; the
+// bundled sample and shaders that wait for Run are left out. Main thread; owned by the window.
+#pragma once
+
+#include <QObject>
+#include <QStringList>
+
+namespace glasshob {
+
+class AppModel;
+
+class RecentFiles : public QObject {
+    Q_OBJECT
+  public:
+    static constexpr qsizetype most = 12;
+
+    explicit RecentFiles(AppModel& model, QObject* parent = nullptr);
+    // Absolute paths, without those whose file is gone; these come back when their file does.
+    QStringList existing() const;
+    bool isEmpty() const { return paths_.isEmpty(); }
+    void clear();
+
+  signals:
+    void changed();
+
+  private:
+    void follow();
+    void keep();
+
+    AppModel& model_;
+    QStringList paths_;
+};
+
+} // namespace glasshob

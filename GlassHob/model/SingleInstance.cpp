@@ -1,0 +1,96 @@
+#include "GlassHob/model/SingleInstance.h"
+
+#include "GlassHobCore/Identity.h"
+
+#include <QCryptographicHash>
+#include <QGuiApplication>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QLocalServer>
+#include <QLocalSocket>
+#include <QStandardPaths>
+
+namespace glasshob {
+
+namespace {
+
+constexpr int patience = 1000; // milliseconds for each of the two steps
+constexpr qint64 longestRequest = 64 * 1024;
+constexpr auto accepted = "ok\n";
+
+} // namespace
+
+SingleInstance::SingleInstance(const QString& path, QObject* parent) : QObject(parent), path_(path) {}
+
+SingleInstance::~SingleInstance() = default;
+
+QString SingleInstance::standardPath() {
+    // Two displays of one user are two desktops: a window must not open on the other one.
+    QByteArray display = QGuiApplication::platformName().toUtf8();
+    for (const char* name : {"DISPLAY", "WAYLAND_DISPLAY"})
+        display += ' ' + qgetenv(name);
+    const QByteArray mark = QCryptographicHash::hash(display, QCryptographicHash::Sha256).toHex().left(12);
+    return QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation) +
+           QStringLiteral("/%1-%2").arg(
+               QString::fromUtf8(Identity::applicationId.data(), qsizetype(Identity::applicationId.size())),
+               QString::fromLatin1(mark));
+}
+
+bool SingleInstance::becomeFirst() {
+    auto lock = std::make_unique<QLockFile>(path_ + QStringLiteral(".lock"));
+    // Held as long as its process lives, however long that is.
+    lock->setStaleLockTime(0);
+    if (!lock->tryLock(0) && lock->error() == QLockFile::LockFailedError) return false;
+    // Where no lock can be made at all, there is no folder to meet in: this process is on its own.
+    lock_ = std::move(lock);
+    server_ = new QLocalServer(this);
+    server_->setSocketOptions(QLocalServer::UserAccessOption);
+    connect(server_, &QLocalServer::newConnection, this, &SingleInstance::greet);
+    QLocalServer::removeServer(path_); // left by one that crashed
+    server_->listen(path_);
+    return true;
+}
+
+bool SingleInstance::handOver(const Request& request) {
+    QLocalSocket socket;
+    socket.connectToServer(path_);
+    if (!socket.waitForConnected(patience)) return false;
+    const QJsonObject message{{QStringLiteral("open"), request.path},
+                              {QStringLiteral("activation"), QString::fromUtf8(request.activation)}};
+    socket.write(QJsonDocument(message).toJson(QJsonDocument::Compact) + '\n');
+    if (!socket.waitForBytesWritten(patience)) return false;
+    while (!socket.canReadLine())
+        if (!socket.waitForReadyRead(patience)) return false;
+    return socket.readLine() == accepted;
+}
+
+QByteArray SingleInstance::takeActivation() {
+    const QByteArray token = qgetenv("XDG_ACTIVATION_TOKEN");
+    return token.isEmpty() ? qgetenv("DESKTOP_STARTUP_ID") : token;
+}
+
+void SingleInstance::greet() {
+    while (QLocalSocket* socket = server_->nextPendingConnection()) {
+        connect(socket, &QLocalSocket::disconnected, socket, &QObject::deleteLater);
+        connect(socket, &QLocalSocket::readyRead, this, [this, socket] { read(socket); });
+        read(socket);
+    }
+}
+
+void SingleInstance::read(QLocalSocket* from) {
+    if (!from->canReadLine()) {
+        if (from->bytesAvailable() > longestRequest) from->abort();
+        return;
+    }
+    const QJsonObject message = QJsonDocument::fromJson(from->readLine(longestRequest)).object();
+    if (message.isEmpty()) {
+        from->abort();
+        return;
+    }
+    from->write(accepted);
+    from->flush();
+    emit requested(
+        {message[QStringLiteral("open")].toString(), message[QStringLiteral("activation")].toString().toUtf8()});
+}
+
+} // namespace glasshob

@@ -1,0 +1,24 @@
+// File > Open Recent: the shaders opened last, each with its folder, and an entry that forgets them. Filled when it is
+// shown, since files come and go. Main thread; owned by the menu above it.
+#pragma once
+
+#include <QMenu>
+
+namespace glasshob {
+
+class AppModel;
+class RecentFiles;
+
+class RecentMenu : public QMenu {
+    Q_OBJECT
+  public:
+    RecentMenu(AppModel& model, QWidget* parent);
+    // Fills the menu as showing it does.
+    void fill();
+
+  private:
+    AppModel& model_;
+    RecentFiles* files_;
+};
+
+} // namespace glasshob
