@@ -157,7 +157,7 @@ TEST_F(DesktopTest, RecentFilesStandInTheMenuWithTheirFolders) {
 TEST_F(DesktopTest, TheAboutBoxTellsWhatAReportNeeds) {
     const AboutBox box(*model, nullptr);
     EXPECT_TRUE(box.details().contains(QString::fromStdString(model->device()->name())));
-    EXPECT_TRUE(box.details().contains("Vulkan 1."));
+    EXPECT_TRUE(box.details().contains("Vulkan: 1."));
 }
 
 TEST_F(DesktopTest, NothingIsDrawnUnderAnotherWindow) {

@@ -33,8 +33,8 @@ AboutBox::AboutBox(const AppModel& model, QWidget* window) : QDialog(window) {
     const std::pair<QString, QString> rows[] = {
         {tr("Version"), asQString(Identity::version)},
         {tr("Graphics"), QString::fromStdString(device.name)},
-        {tr("Driver"),
-         tr("%1, Vulkan %2").arg(QString::fromStdString(device.driver), QString::fromStdString(device.vulkanVersion))},
+        {tr("Driver"), QString::fromStdString(device.driver)},
+        {tr("Vulkan"), QString::fromStdString(device.vulkanVersion)},
         {tr("Desktop"), tr("%1, Qt %2").arg(QGuiApplication::platformName(), QString::fromLatin1(qVersion()))},
         {tr("Licence"), QStringLiteral("MIT")},
     };
@@ -65,7 +65,8 @@ AboutBox::AboutBox(const AppModel& model, QWidget* window) : QDialog(window) {
         ++row;
     }
 
-    auto* body = new QVBoxLayout;
+    auto* ground = new Ground(Role::panel, {}, this);
+    auto* body = new QVBoxLayout(ground);
     body->setContentsMargins(24, 24, 24, 24);
     body->setSpacing(0);
     auto* head = new QHBoxLayout;
@@ -100,7 +101,7 @@ AboutBox::AboutBox(const AppModel& model, QWidget* window) : QDialog(window) {
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(0, 0, 0, 0);
     column->setSpacing(0);
-    column->addLayout(body);
+    column->addWidget(ground);
     column->addWidget(footer);
     setFixedWidth(boxWidth);
     layout()->setSizeConstraint(QLayout::SetFixedSize);

@@ -114,15 +114,17 @@ ShortcutList::ShortcutList(const QMenuBar& menus, QWidget* window) : QDialog(win
     list->addStretch(1);
 
     QScrollArea* area = makeScrollArea(contents, this);
+    area->setWidgetResizable(true);
     area->setFocusPolicy(Qt::StrongFocus);
     area->setAccessibleName(windowTitle());
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(0, 0, 0, 0);
     column->setSpacing(0);
-    auto* top = new QHBoxLayout;
+    auto* ground = new Ground(Role::panel, {}, this);
+    auto* top = new QHBoxLayout(ground);
     top->setContentsMargins(24, 20, 24, 8);
     top->addWidget(field);
-    column->addLayout(top);
+    column->addWidget(ground);
     column->addWidget(area, 1);
     connect(field, &QLineEdit::textChanged, this, &ShortcutList::narrow);
     // The list scrolls while the keyboard stays in the field.
