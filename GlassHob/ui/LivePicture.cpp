@@ -87,7 +87,7 @@ std::shared_ptr<gpu::CommandBuffer> LivePicture::beginFrame() {
 
 void LivePicture::commit(std::shared_ptr<gpu::CommandBuffer> commandBuffer) {
     commandBuffer->commit();
-    inFlight_.push_back({std::move(commandBuffer), {}});
+    inFlight_.push_back({std::move(commandBuffer), {}, false});
     inFlight_.back().since.start();
     if (!watch_.isActive()) watch_.start(watchInterval, this);
     // In the ordinary case the frames before have ended, and nothing piles up between two looks.
@@ -105,8 +105,8 @@ void LivePicture::followFrames() {
     const auto seconds = [](const Frame& frame) { return double(frame.since.elapsed()) * 1e-3; };
     const double before = slowSeconds_;
     while (!inFlight_.empty() && inFlight_.front().commandBuffer->status() != gpu::CommandBufferStatus::committed) {
-        const double taken = seconds(inFlight_.front());
-        slowSeconds_ = taken > slow ? taken : 0;
+        // A frame that was only found late, because this thread was busy, is not slow.
+        slowSeconds_ = inFlight_.front().seenSlow ? seconds(inFlight_.front()) : 0;
         inFlight_.pop_front();
         // The next one had to wait for it.
         if (!inFlight_.empty() && slowSeconds_ > 0) inFlight_.front().since.start();
@@ -115,11 +115,10 @@ void LivePicture::followFrames() {
         slowSeconds_ = 0;
         watch_.stop();
     }
-    const double current = inFlight_.empty() ? 0 : std::max(slowSeconds_, seconds(inFlight_.front()));
-    if (current > slow)
-        model_.reportSlowFrame(slowSeconds_ = current);
-    else if (before > 0)
-        model_.reportSlowFrame(0);
+    if (!inFlight_.empty() && seconds(inFlight_.front()) > slow) inFlight_.front().seenSlow = true;
+    if (!inFlight_.empty() && inFlight_.front().seenSlow)
+        slowSeconds_ = std::max(slowSeconds_, seconds(inFlight_.front()));
+    if (slowSeconds_ > 0 || before > 0) model_.reportSlowFrame(slowSeconds_);
 }
 
 void LivePicture::followDevice() {

@@ -100,6 +100,7 @@ class LivePicture : public QObject {
         std::shared_ptr<gpu::CommandBuffer> commandBuffer;
         // Since when the device can have been at work on it.
         QElapsedTimer since;
+        bool seenSlow = false; // was still in work after a second
     };
     std::deque<Frame> inFlight_;
     QBasicTimer watch_;
