@@ -28,6 +28,7 @@ const Command& checkCommand();
 const Command& infoCommand();
 const Command& stillCommand();
 const Command& soundCommand();
+const Command& exportCommand();
 const Command& devicesCommand();
 const Command& samplesCommand();
 

@@ -12,9 +12,10 @@ namespace {
 
 using glasshob::Identity::applicationName;
 
-const std::array<const Command*, 6>& commands() {
-    static const std::array<const Command*, 6> all = {&checkCommand(), &infoCommand(),    &stillCommand(),
-                                                      &soundCommand(), &samplesCommand(), &devicesCommand()};
+const std::array<const Command*, 7>& commands() {
+    static const std::array<const Command*, 7> all = {&checkCommand(),  &infoCommand(),   &stillCommand(),
+                                                      &soundCommand(),  &exportCommand(), &samplesCommand(),
+                                                      &devicesCommand()};
     return all;
 }
 
@@ -23,8 +24,9 @@ std::string padded(std::string_view text, std::size_t width) {
 }
 
 std::string generalHelp() {
-    std::string text = "Usage: hob COMMAND [OPTIONS]\n\n" + std::string(applicationName) +
-                       " without a window: checks shaders, draws them and renders their sound.\n\nCommands:\n";
+    std::string text =
+        "Usage: hob COMMAND [OPTIONS]\n\n" + std::string(applicationName) +
+        " without a window: checks shaders, draws them, renders their sound and makes movies of them.\n\nCommands:\n";
     for (const Command* command : commands()) {
         text += "  " + padded(command->name, 10) + std::string(command->summary) + '\n';
     }
@@ -49,7 +51,7 @@ std::string commandHelp(const Command& command) {
 }
 
 std::string unknownCommand(const std::string& word) {
-    std::array<std::string_view, 6> names;
+    std::array<std::string_view, 7> names;
     std::ranges::transform(commands(), names.begin(), &Command::name);
     const bool isOption = word.starts_with('-');
     const std::string sentence = std::string("There is no ") + (isOption ? "option " : "command ") + word;

@@ -1,0 +1,260 @@
+// Whole movies: written by the exporter, taken apart by the demuxer, and compared with what was asked for.
+#include "GPU/Texture.h"
+#include "GlassHobRender/FrameConverter.h"
+#include "GlassHobRender/VideoExporter.h"
+#include "GlassHobRender/tests/MovieReader.h"
+#include "GlassHobRender/tests/Programs.h"
+
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+#include <unistd.h>
+
+namespace glasshob {
+namespace {
+
+using namespace glasshob::testing;
+
+// The colour is that of the frame: red by the frame's number, green by the time, blue by a slider.
+const std::string counting = "// @param blue 0.5 0 1\n"
+                             "float4 shade(float2 uv, constant Uniforms& u, constant Params& p) {\n"
+                             "    return float4(float(u.frame) / 100.0, fract(u.time), p.blue, 1.0);\n}\n";
+// A click at one sample a second, at a third of the second.
+const std::string clicking = counting +
+                             "float2 sound(float t, constant Params& p) {\n"
+                             "    int sample = int(round(t * 48000.0));\n"
+                             "    return sample % 48000 == 16000 ? float2(1.0, -1.0) : float2(0.25, 0.0);\n}\n";
+
+ExportPreset preset(std::int64_t fps = 30, VideoCodec codec = VideoCodec::h264, std::int64_t width = 64,
+                    std::int64_t height = 48) {
+    return {"test", "Test", width, height, fps, 4'000'000, codec};
+}
+
+class ExportTest : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        on = device();
+        ASSERT_NE(on, nullptr);
+        folder =
+            std::filesystem::temp_directory_path() /
+            ("export-" + std::to_string(::getpid()) + ::testing::UnitTest::GetInstance()->current_test_info()->name());
+        std::filesystem::create_directories(folder);
+        path = folder / "movie.mp4";
+    }
+    void TearDown() override { std::filesystem::remove_all(folder); }
+
+    ExportSegment segment(const std::string& source, double start, double duration) const {
+        return {program(source, on), {}, start, duration, false, true};
+    }
+    // What the exporter throws, as it is shown; empty when it does not.
+    std::string failureOf(
+        const std::vector<ExportSegment>& segments, const ExportPreset& as,
+        const VideoExporter::Progress& progress = [](auto, auto) { return true; }) const {
+        try {
+            VideoExporter::exportMovie(segments, as, on, path, progress);
+            return {};
+        } catch (const std::exception& error) {
+            return error.what();
+        }
+    }
+
+    std::shared_ptr<gpu::Device> on;
+    std::filesystem::path folder;
+    std::string path;
+};
+
+TEST_F(ExportTest, FramesTimesAndSoundAreThoseAskedFor) {
+    for (const VideoCodec codec : {VideoCodec::h264, VideoCodec::hevc}) {
+        std::vector<std::pair<std::int64_t, std::int64_t>> calls;
+        ASSERT_EQ(failureOf({segment(clicking, 2, 5)}, preset(30, codec),
+                            [&](std::int64_t done, std::int64_t total) {
+                                calls.emplace_back(done, total);
+                                return true;
+                            }),
+                  "");
+        ASSERT_EQ(calls.size(), 151U);
+        EXPECT_EQ(calls.front(), std::pair(std::int64_t(0), std::int64_t(150)));
+        EXPECT_EQ(calls.back(), std::pair(std::int64_t(150), std::int64_t(150)));
+        const ReadMovie movie = readMovie(path);
+        ASSERT_EQ(movie.error, "");
+        EXPECT_EQ(movie.videoCodec, codec == VideoCodec::hevc ? "hevc" : "h264");
+        EXPECT_EQ(movie.videoTag, codec == VideoCodec::hevc ? "hvc1" : "avc1");
+        EXPECT_EQ(movie.profile, codec == VideoCodec::hevc ? "Main" : "High");
+        EXPECT_EQ(movie.primaries, 1); // all three: Rec. 709
+        EXPECT_EQ(movie.transfer, 1);
+        EXPECT_EQ(movie.matrix, 1);
+        EXPECT_EQ(movie.range, 1); // limited
+        EXPECT_TRUE(beginsWithIndex(path));
+        ASSERT_EQ(movie.pictures.size(), 150U);
+        std::size_t lastKey = 0;
+        for (std::size_t i = 0; i < movie.pictures.size(); ++i) {
+            const auto& picture = movie.pictures[i];
+            EXPECT_NEAR(picture.time, double(i) / 30, 1e-6);
+            if (picture.isKey) lastKey = i;
+            EXPECT_LE(i - lastKey, 60U) << "a key frame at least every two seconds";
+            const auto color = picture.at(30, 20);
+            EXPECT_NEAR(color.red, std::min(double(i) / 100, 1.0) * 255, 2) << i;
+            EXPECT_NEAR(color.green, std::fmod(double(i) / 30 + 1e-7, 1.0) * 255, 2.2) << i;
+            EXPECT_NEAR(color.blue, 127.5, 2.5) << i;
+        }
+        ASSERT_TRUE(movie.hasSound);
+        EXPECT_EQ(movie.soundRate, 48000);
+        EXPECT_EQ(movie.soundChannels, 2);
+        EXPECT_NEAR(movie.soundStart, 0, 1e-9);
+        ASSERT_GE(movie.left.size(), 240000U);
+        EXPECT_LT(movie.left.size(), 240000U + 2048U);
+        // Every click where it was made.
+        for (std::size_t second = 0; second < 5; ++second) {
+            const std::size_t click = second * 48000 + 16000;
+            const auto begin = movie.left.begin() + std::ptrdiff_t(second * 48000 + 2000);
+            const auto loudest = std::max_element(begin, begin + 40000);
+            EXPECT_EQ(loudest - movie.left.begin(), std::ptrdiff_t(click));
+            EXPECT_GT(*loudest, 0.6F);
+            EXPECT_LT(movie.right[click], -0.6F);
+        }
+        // The edges are faded: by 20 ms in, by 300 ms out.
+        EXPECT_NEAR(movie.left[30], 0, 0.02);
+        EXPECT_NEAR(movie.left[480], 0.125, 0.04);
+        EXPECT_NEAR(movie.left[4800], 0.25, 0.03);
+        EXPECT_NEAR(movie.left[240000 - 7200], 0.125, 0.03);
+        EXPECT_NEAR(movie.left[240000 - 60], 0, 0.03);
+    }
+}
+
+TEST_F(ExportTest, SegmentsFollowEachOther) {
+    // The second one starts its frames anew, is silent, and the third one is heard with another program at its own
+    // time.
+    std::vector<ExportSegment> segments = {segment(clicking, 0, 0.5), segment(counting, 1, 0.5)};
+    segments.emplace_back(program(counting, on), SliderValues{{"blue", 1.0F}}, -3.0, 0.5, false, true, std::nullopt,
+                          program(clicking, on), SliderValues{}, 0.25);
+    ASSERT_EQ(failureOf(segments, preset()), "");
+    const ReadMovie movie = readMovie(path);
+    ASSERT_EQ(movie.pictures.size(), 45U);
+    for (std::size_t i = 0; i < 45; ++i) {
+        EXPECT_NEAR(movie.pictures[i].at(9, 9).red, double(i % 15) * 2.55, 2.5) << i;
+        EXPECT_NEAR(movie.pictures[i].at(9, 9).blue, i < 30 ? 127.5 : 255, 2.5) << i;
+    }
+    const auto loudest = [&](std::size_t from, std::size_t to) {
+        return std::size_t(
+            std::max_element(movie.left.begin() + std::ptrdiff_t(from), movie.left.begin() + std::ptrdiff_t(to)) -
+            movie.left.begin());
+    };
+    EXPECT_EQ(loudest(2000, 24000), 16000U);
+    for (std::size_t i = 26000; i < 46000; ++i)
+        ASSERT_NEAR(movie.left[i], 0, 0.01) << i;
+    EXPECT_EQ(loudest(50000, 56000), 48000U + 16000U - 12000U);
+}
+
+TEST_F(ExportTest, LayoutsAndTheMarkLieWhereTheyBelong) {
+    const auto image = on->makeTexture(
+        {.width = 160, .height = 120, .storage = gpu::StorageMode::shared, .usage = {.shaderRead = true}});
+    ASSERT_TRUE(image);
+    // Green in its right half, clear in its left.
+    std::vector<std::uint8_t> texels(std::size_t(160) * 120 * 4);
+    for (std::size_t i = 0; i < texels.size(); i += 4)
+        if (i / 4 % 160 >= 80) {
+            texels[i + 1] = 255;
+            texels[i + 3] = 255;
+        }
+    ASSERT_TRUE((*image)->replace({0, 0, 160, 120}, texels.data(), 160 * 4));
+    FrameLayout layout{{20, 10, 40, 30}, {0, 0, 1, 1}, {*image, *image}, [](double) { return std::int64_t(99); }};
+    const auto whole = program(picture("float4(u.resolution / 255.0, 0.0, 1.0)"), on);
+    ExportSegment laidOut(whole, {}, 0, 0.1, false, false, layout);
+    ASSERT_EQ(failureOf({laidOut}, preset(30, VideoCodec::h264, 160, 120)), "");
+    ReadMovie movie = readMovie(path);
+    EXPECT_FALSE(movie.hasSound);
+    ASSERT_EQ(movie.pictures.size(), 3U);
+    const auto& frame = movie.pictures.back();
+    EXPECT_NEAR(frame.at(40, 24).red, 40, 3); // the picture's own size
+    EXPECT_NEAR(frame.at(40, 24).green, 30, 3);
+    EXPECT_NEAR(frame.at(10, 60).blue, 255, 3);
+    EXPECT_NEAR(frame.at(120, 60).green, 255, 3);
+
+    ExportSegment marked(program(picture("float4(0.5, 0.5, 0.5, 1.0)"), on), {}, 0, 0, true, false);
+    ASSERT_EQ(failureOf({marked}, preset(30, VideoCodec::h264, 640, 360)), "");
+    movie = readMovie(path);
+    ASSERT_EQ(movie.pictures.size(), 1U); // a length of 0 is one frame
+    const WatermarkPlacement::Rect rect = WatermarkPlacement::rect(640, 360);
+    const int x = int(rect.x + rect.size / 2);
+    const int y = 360 - int(rect.y + rect.size * 0.42F);
+    EXPECT_GT(movie.pictures[0].at(x, y).red, 200); // its glowing opening
+    EXPECT_LT(movie.pictures[0].at(x, y).blue, 200);
+    EXPECT_NEAR(movie.pictures[0].at(100, 100).red, 127, 3);
+}
+
+TEST_F(ExportTest, WhatCannotBeExportedLeavesNoFile) {
+    std::ofstream(path) << "older";
+    EXPECT_EQ(failureOf({}, preset()), "Export could not start: nothing to export");
+    EXPECT_EQ(failureOf({segment(counting, 0, 1)}, preset(7)),
+              "Export could not start: 7 fps does not divide the audio rate");
+    EXPECT_EQ(std::filesystem::file_size(path), 5U); // untouched so far
+    int calls = 0;
+    EXPECT_EQ(failureOf({segment(clicking, 0, 2)}, preset(),
+                        [&](std::int64_t done, std::int64_t) {
+                            ++calls;
+                            return done < 10;
+                        }),
+              "Export cancelled.");
+    EXPECT_EQ(calls, 11);
+    EXPECT_FALSE(std::filesystem::exists(path));
+    path = folder / "missing" / "movie.mp4";
+    EXPECT_NE(failureOf({segment(counting, 0, 1)}, preset()).find("could not be written"), std::string::npos);
+}
+
+TEST_F(ExportTest, TheSameShaderGivesTheSameFrames) {
+    ASSERT_EQ(failureOf({segment(clicking, 0, 1)}, preset(60, VideoCodec::h264, 162, 90)), "");
+    const ReadMovie first = readMovie(path);
+    ASSERT_EQ(failureOf({segment(clicking, 0, 1)}, preset(60, VideoCodec::h264, 162, 90)), "");
+    const ReadMovie second = readMovie(path);
+    ASSERT_EQ(first.pictures.size(), 60U);
+    for (std::size_t i = 0; i < 60; ++i)
+        EXPECT_EQ(first.pictures[i].y, second.pictures[i].y) << i;
+    EXPECT_EQ(first.left, second.left);
+}
+
+TEST(FrameConverter, MatchesTheMatrixAtEverySize) {
+    for (const auto& [width, height] : {std::pair{1, 1}, {2, 2}, {7, 5}, {64, 3}, {33, 18}}) {
+        std::vector<std::uint8_t> bgra;
+        for (int i = 0; i < width * height; ++i)
+            for (const int value : {i * 37 % 256, i * 91 % 256, i * 53 % 256, 255})
+                bgra.push_back(std::uint8_t(value));
+        const int half = (width + 1) / 2;
+        const int rows = (height + 1) / 2;
+        std::vector<std::uint8_t> y(std::size_t(width * height)), uv(std::size_t(2 * half * rows)),
+            u(std::size_t(half * rows)), v(std::size_t(half * rows));
+        FrameConverter::convert(bgra.data(), std::size_t(width) * 4, width, height,
+                                {y.data(), std::size_t(width), uv.data(), std::size_t(2 * half), nullptr, 0});
+        std::vector<std::uint8_t> again(y.size());
+        FrameConverter::convert(
+            bgra.data(), std::size_t(width) * 4, width, height,
+            {again.data(), std::size_t(width), u.data(), std::size_t(half), v.data(), std::size_t(half)});
+        EXPECT_EQ(y, again);
+        const auto channel = [&](int x, int row, int c) {
+            return double(bgra[std::size_t(std::min(row, height - 1) * width + std::clamp(x, 0, width - 1)) * 4 +
+                               std::size_t(c)]);
+        };
+        const auto luma = [](double b, double g, double r) { return 0.2126 * r + 0.7152 * g + 0.0722 * b; };
+        for (int row = 0; row < height; ++row)
+            for (int x = 0; x < width; ++x)
+                EXPECT_NEAR(y[std::size_t(row * width + x)],
+                            16 + 219 * luma(channel(x, row, 0), channel(x, row, 1), channel(x, row, 2)) / 255, 1);
+        for (int row = 0; row < rows; ++row)
+            for (int c = 0; c < half; ++c) {
+                double mean[3] = {};
+                for (int k = 0; k < 3; ++k)
+                    for (const int line : {2 * row, 2 * row + 1})
+                        mean[k] +=
+                            (channel(2 * c - 1, line, k) + 2 * channel(2 * c, line, k) + channel(2 * c + 1, line, k)) /
+                            8;
+                const double l = luma(mean[0], mean[1], mean[2]);
+                const auto at = std::size_t(row * half + c);
+                EXPECT_NEAR(u[at], 128 + 224 * (mean[0] - l) / 1.8556 / 255, 1.5);
+                EXPECT_NEAR(v[at], 128 + 224 * (mean[2] - l) / 1.5748 / 255, 1.5);
+                EXPECT_EQ(uv[2 * at], u[at]);
+                EXPECT_EQ(uv[2 * at + 1], v[at]);
+            }
+    }
+}
+
+} // namespace
+} // namespace glasshob
