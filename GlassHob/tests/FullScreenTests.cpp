@@ -102,6 +102,10 @@ TEST_F(FullScreenTest, StillnessTakesTheBoxesAndThePointerUntilItMoves) {
     stillness->elapse();
     EXPECT_TRUE(full->transport()->isVisible());
     EXPECT_TRUE(stillness->isWaiting()) << "asked again later";
+    // Without sliders there is no box of them.
+    model->setText(shader(""));
+    model->compileNow();
+    EXPECT_FALSE(window->sliders()->box()->isVisible());
     full->leave();
     EXPECT_FALSE(stillness->isWaiting());
     EXPECT_NE(window->canvas()->cursor().shape(), Qt::BlankCursor);

@@ -5,6 +5,7 @@
 #include "GlassHob/ui/PictureActions.h"
 #include "GlassHob/ui/SliderBox.h"
 #include "GlassHob/ui/TransportBox.h"
+#include "GlassHobRender/ShaderProgram.h"
 
 #include <QAction>
 #include <QApplication>
@@ -40,6 +41,9 @@ FullScreen::FullScreen(AppModel& model, PictureActions& actions, Canvas* picture
     connect(sliders_, &SliderPlace::showsChanged, showSliders_, &QAction::setChecked);
     connect(picture_, &Canvas::pointerActivity, this, &FullScreen::touched);
     connect(&model_, &AppModel::showsEditorChanged, this, &FullScreen::leave);
+    connect(&model_, &AppModel::compiled, this, [this] {
+        if (active_) placeSliders();
+    });
     connect(&model_, &AppModel::documentChanged, this, [this] {
         if (model_.needsRun()) leave();
     });
@@ -108,11 +112,18 @@ void FullScreen::showControls() {
         transport_->show();
         transport_->raise();
     }
-    if (sliders_->box() && sliders_->shows()) {
-        sliders_->box()->show();
-        sliders_->box()->raise();
-    }
+    placeSliders();
     watchSliders();
+}
+
+void FullScreen::placeSliders() {
+    // An empty box would only cover the picture.
+    const bool any = model_.program() && !model_.program()->params().empty();
+    showSliders_->setEnabled(any);
+    SliderBox* box = sliders_->box();
+    if (!box) return;
+    box->setVisible(any && controlsShown_ && sliders_->shows());
+    if (box->isVisible()) box->raise();
 }
 
 bool FullScreen::isInUse(const QWidget* box) const {

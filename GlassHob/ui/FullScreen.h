@@ -55,6 +55,7 @@ class FullScreen : public QObject {
     bool isInUse(const QWidget* box) const;
     bool keyPressed(int key, Qt::KeyboardModifiers modifiers);
     void watchSliders();
+    void placeSliders();
 
     AppModel& model_;
     PictureActions& actions_;

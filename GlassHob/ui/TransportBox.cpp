@@ -60,7 +60,9 @@ TransportBox::TransportBox(AppModel& model, const PictureActions& actions, QActi
     row->addWidget(sound);
     row->addWidget(buttonFor(actions.saveStill, Icon::still, tr("Save still")));
     row->addWidget(buttonFor(showSliders, Icon::inspector, tr("Show sliders")));
-    row->addWidget(buttonFor(actions.fullScreen, Icon::full, tr("Leave full screen")));
+    ToolButton* leave = buttonFor(actions.fullScreen, Icon::full, tr("Leave full screen"));
+    leave->setCheckable(false); // here it can only be on
+    row->addWidget(leave);
 
     auto* rate = new FrameRate(*picture, this);
     connect(rate, &FrameRate::changed, this, [this, rate] { rate_->setText(rate->text()); });
