@@ -47,6 +47,7 @@ namespace glasshob {
 namespace {
 
 constexpr QSize firstSize{1440, 900};
+constexpr QSize frameOfWindow{4, 40}; // what a window manager may put around it
 constexpr QSize leastSize{720, 480};
 constexpr int firstEditorWidth = 620;
 constexpr int firstInspectorHeight = 244;
@@ -365,7 +366,7 @@ void MainWindow::restoreLayout() {
     const QSettings settings;
     if (!restoreGeometry(settings.value(geometryKey).toByteArray())) {
         const QScreen* screen = QGuiApplication::primaryScreen();
-        resize(screen ? firstSize.boundedTo(screen->availableSize()) : firstSize);
+        resize(screen ? firstSize.boundedTo(screen->availableSize() - frameOfWindow) : firstSize);
     }
     if (!across_->restoreState(settings.value(acrossKey).toByteArray()))
         across_->setSizes({std::min(firstEditorWidth, std::max(320, width() * 46 / 100)), width() - firstEditorWidth});
