@@ -15,7 +15,7 @@ namespace glasshob {
 
 namespace {
 
-constexpr pa_usec_t buffered = 80'000; // microseconds that the service keeps: late writes up to this are not heard
+constexpr pa_usec_t buffered = 120'000; // microseconds that the service keeps: late writes up to this are not heard
 
 class PulseStream : public SoundOutput {
   public:

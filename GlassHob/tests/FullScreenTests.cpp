@@ -70,8 +70,10 @@ TEST_F(FullScreenTest, OnlyThePictureAndItsBoxesAreLeftAndAllComesBack) {
 TEST_F(FullScreenTest, KeysDriveThePicture) {
     full->enter();
     QApplication::processEvents();
+    stillness->elapse();
     key(Qt::Key_Space);
     EXPECT_TRUE(model->paused());
+    EXPECT_TRUE(full->controlsShown()) << "what the key did is to be seen";
     const auto frame = model->frame();
     key(Qt::Key_Period);
     EXPECT_EQ(model->frame(), frame + 1);

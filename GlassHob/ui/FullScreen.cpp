@@ -149,17 +149,19 @@ void FullScreen::hideControls() {
 bool FullScreen::keyPressed(int key, Qt::KeyboardModifiers modifiers) {
     if (modifiers & ~(Qt::ShiftModifier | Qt::KeypadModifier)) return false;
     switch (key) {
-    case Qt::Key_Space: actions_.pauseOrPlay->trigger(); return true;
-    case Qt::Key_Home: actions_.backToStart->trigger(); return true;
-    case Qt::Key_Period: actions_.stepFrame->trigger(); return true;
-    case Qt::Key_M: actions_.hearSound->trigger(); return true;
+    case Qt::Key_Space: actions_.pauseOrPlay->trigger(); break;
+    case Qt::Key_Home: actions_.backToStart->trigger(); break;
+    case Qt::Key_Period: actions_.stepFrame->trigger(); break;
+    case Qt::Key_M: actions_.hearSound->trigger(); break;
     case Qt::Key_Tab:
     case Qt::Key_Backtab:
-        touched();
+        showControls();
         if (transport_) transport_->focusFirst();
-        return true;
+        break;
     default: return false;
     }
+    touched(); // the transport shows what the key has done
+    return true;
 }
 
 bool FullScreen::eventFilter(QObject* object, QEvent* event) {
