@@ -10,6 +10,7 @@
 #include <QTimerEvent>
 
 #include <algorithm>
+#include <utility>
 
 namespace glasshob {
 
@@ -103,6 +104,7 @@ void CodeAssistant::followCaret() {
     hoverTip_->hide();
     if (popup_->isVisible() && editor_->textCursor().blockNumber() != listLine_) closeList();
     if (callTip_->isVisible()) showCall();
+    giveWay();
 }
 
 QRect CodeAssistant::globalRect(int from, int to) const {
@@ -138,6 +140,14 @@ void CodeAssistant::offer(bool isAsked) {
     listLine_ = cursor.blockNumber();
     hoverTip_->hide();
     popup_->showFor(list_.items, listPlace());
+    giveWay();
+}
+
+void CodeAssistant::giveWay() {
+    // Both lie above the line: the list is what one looks at. The signature comes back when the list goes.
+    if (!popup_->isVisible() || !popup_->isAbove() || !callTip_->isVisible()) return;
+    callTip_->hide();
+    callWaits_ = true;
 }
 
 void CodeAssistant::follow() {
@@ -150,6 +160,7 @@ void CodeAssistant::follow() {
     }
     if (popup_->isVisible()) popup_->moveTo(listPlace());
     if (callTip_->isVisible()) showCall();
+    giveWay();
 }
 
 QRect CodeAssistant::listPlace() const {
@@ -160,9 +171,11 @@ QRect CodeAssistant::listPlace() const {
 void CodeAssistant::closeList() {
     popup_->hide();
     isAsked_ = isChosen_ = false;
+    if (std::exchange(callWaits_, false)) showCall();
 }
 
 void CodeAssistant::dismiss() {
+    callWaits_ = false;
     closeList();
     callTip_->hide();
     hoverTip_->hide();

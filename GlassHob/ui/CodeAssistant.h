@@ -51,6 +51,7 @@ class CodeAssistant : public QObject {
     void closeList();
     // Puts what is open to where its place in the code now is.
     void follow();
+    void giveWay();
     QRect listPlace() const;
     void accept(int item);
     void showCall();
@@ -67,8 +68,8 @@ class CodeAssistant : public QObject {
     bool isAsked_ = false;
     bool isChosen_ = false; // with the arrows
     int listLine_ = 0;
-    std::optional<SymbolIndex::Place> call_;
-    QTextCursor closing_; // before a bracket that a completion has put in
+    bool callWaits_ = false; // its signature is hidden while the list lies there
+    QTextCursor closing_;    // before a bracket that a completion has put in
     QBasicTimer hoverTimer_;
     QPoint hoverPlace_;
     QRect hoverWord_; // in the viewport, while its tip is shown

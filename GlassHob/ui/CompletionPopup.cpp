@@ -21,7 +21,7 @@ namespace {
 constexpr int rowHeight = 24, mostRows = 8;
 constexpr int edge = 5, signWidth = 28, rightPadding = 10, detailGap = 20;
 constexpr int narrowest = 300, widest = 460;
-constexpr int footerPadding = 8;
+constexpr int footerPadding = 8, footerRoom = 90;
 constexpr int mostDeclaration = 300;
 
 struct Sign {
@@ -242,9 +242,9 @@ void CompletionPopup::layOut() {
     if (const QScreen* screen = QGuiApplication::screenAt(word_.center())) {
         const QRect area = screen->availableGeometry();
         // Which side is taken does not depend on the chosen row's footer.
-        const bool isBelow = word_.bottom() + 3 + mostRows * rowHeight + 100 <= area.bottom() ||
-                             word_.top() - area.top() < area.bottom() - word_.bottom();
-        if (!isBelow) corner.setY(word_.top() - 3 - height());
+        isAbove_ = word_.bottom() + 3 + listHeight + footerRoom > area.bottom() &&
+                   word_.top() - area.top() > area.bottom() - word_.bottom();
+        if (isAbove_) corner.setY(word_.top() - 3 - height());
         corner.setX(std::clamp(corner.x(), area.left(), std::max(area.left(), area.right() - this->width())));
     }
     move(corner);

@@ -22,6 +22,8 @@ class CompletionPopup : public QWidget {
     void showFor(std::vector<Completion> items, const QRect& word);
     void moveTo(const QRect& word);
     const std::vector<Completion>& items() const { return items_; }
+    // Where there is no room below, it lies over what stands above the word.
+    bool isAbove() const { return isAbove_; }
     int current() const;
     // Goes round the ends by single steps only.
     void step(int rows);
@@ -45,6 +47,7 @@ class CompletionPopup : public QWidget {
     QListView* rows_;
     QRect word_;
     int footerHeight_ = 0;
+    bool isAbove_ = false;
 };
 
 } // namespace glasshob
