@@ -104,6 +104,9 @@ TEST_F(FullScreenTest, StillnessTakesTheBoxesAndThePointerUntilItMoves) {
     stillness->elapse();
     EXPECT_TRUE(full->transport()->isVisible());
     EXPECT_TRUE(stillness->isWaiting()) << "asked again later";
+    QTest::mouseClick(window->canvas(), Qt::LeftButton);
+    stillness->elapse();
+    EXPECT_FALSE(full->transport()->isVisible()) << "a click beside it takes the keyboard away";
     // Without sliders there is no box of them.
     model->setText(shader(""));
     model->compileNow();

@@ -58,6 +58,7 @@ class Canvas : public QWidget {
     void programSwitched();
     // The pointer has been moved or pressed over the picture.
     void pointerActivity();
+    void pressed();
     void filesDropped(const QStringList& paths);
 
   protected:

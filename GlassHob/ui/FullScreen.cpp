@@ -40,6 +40,10 @@ FullScreen::FullScreen(AppModel& model, PictureActions& actions, Canvas* picture
     });
     connect(sliders_, &SliderPlace::showsChanged, showSliders_, &QAction::setChecked);
     connect(picture_, &Canvas::pointerActivity, this, &FullScreen::touched);
+    // A slider that was dragged would keep the boxes; a click beside them gives the keyboard back.
+    connect(picture_, &Canvas::pressed, this, [this] {
+        if (active_) picture_->setFocus();
+    });
     connect(&model_, &AppModel::showsEditorChanged, this, &FullScreen::leave);
     connect(&model_, &AppModel::compiled, this, [this] {
         if (active_) placeSliders();

@@ -112,6 +112,7 @@ void ReadBackCanvas::mouseMoveEvent(QMouseEvent* event) {
 }
 void ReadBackCanvas::mousePressEvent(QMouseEvent* event) {
     pointerAt(event->position());
+    emit pressed();
 }
 
 } // namespace glasshob

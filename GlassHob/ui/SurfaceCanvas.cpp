@@ -54,8 +54,11 @@ bool PictureWindow::event(QEvent* event) {
             QPlatformSurfaceEvent::SurfaceAboutToBeDestroyed)
             emit surfaceGoing();
         break;
-    case QEvent::MouseMove:
-    case QEvent::MouseButtonPress: emit pointerMoved(static_cast<QMouseEvent*>(event)->position()); break;
+    case QEvent::MouseMove: emit pointerMoved(static_cast<QMouseEvent*>(event)->position()); break;
+    case QEvent::MouseButtonPress:
+        emit pointerMoved(static_cast<QMouseEvent*>(event)->position());
+        emit pressed();
+        break;
     default: break;
     }
     return QWindow::event(event);
@@ -98,6 +101,7 @@ void SurfaceCanvas::makeWindow() {
     connect(window_, &PictureWindow::exposedChanged, this, [this] { updatePacing(); });
     connect(window_, &PictureWindow::surfaceGoing, this, &SurfaceCanvas::closePresenter);
     connect(window_, &PictureWindow::pointerMoved, this, [this](const QPointF& place) { pointerAt(place); });
+    connect(window_, &PictureWindow::pressed, this, &Canvas::pressed);
 }
 
 // A surface belongs to one device until its presenter is closed, which waits for the frames in flight. So the old

@@ -34,6 +34,7 @@ class PictureWindow : public QWindow {
     void exposedChanged();
     void surfaceGoing();
     void pointerMoved(const QPointF& place);
+    void pressed();
 
   protected:
     bool event(QEvent* event) override;
