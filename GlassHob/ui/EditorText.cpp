@@ -91,13 +91,16 @@ EditorText::Special EditorText::special(char16_t c) const {
 std::string EditorText::encode(QStringView document) const {
     QString text;
     text.reserve(document.size() + document.size() / 16 + 1);
+    // What needs no care is copied in stretches: this runs at every key.
+    qsizetype copied = 0;
     for (qsizetype i = 0; i < document.size(); ++i) {
         const char16_t c = document[i].unicode();
-        const Special which = special(c);
-        if (isLineEnd(c)) {
+        const bool endsLine = isLineEnd(c);
+        const Special which = endsLine ? specialCount : special(c);
+        if (!endsLine && which == specialCount) continue;
+        text += document.mid(copied, i - copied);
+        if (endsLine) {
             text += QStringView(lineEndText[usual_]);
-        } else if (which == specialCount) {
-            text += QChar(c);
         } else if (which >= lineSeparator) {
             text += QChar(firstPlainSpecial[which - lineSeparator]);
         } else if (i + 1 < document.size() && isLineEnd(document[i + 1].unicode())) {
@@ -105,7 +108,9 @@ std::string EditorText::encode(QStringView document) const {
             text += QStringView(lineEndText[which]);
             ++i;
         }
+        copied = i + 1;
     }
+    text += document.mid(copied);
     std::string bytes;
     const QByteArray utf8 = text.toUtf8();
     bytes.reserve(std::size_t(utf8.size()) + utf8Mark.size());
