@@ -1,6 +1,7 @@
 #include "GlassHob/ui/DialogQuestions.h"
 
 #include "GlassHob/ui/Fonts.h"
+#include "GlassHob/ui/Icons.h"
 #include "GlassHob/ui/Theme.h"
 
 #include <QAbstractButton>
@@ -43,6 +44,13 @@ QMessageBox* makeBox(QWidget* window, const QString& message, const QString& inf
     return box;
 }
 
+// As wide as the other dialogs; a box takes no minimum width from outside.
+void widen(QMessageBox* box) {
+    constexpr int contents = 432 - 48;
+    if (auto* grid = qobject_cast<QGridLayout*>(box->layout()))
+        grid->addItem(new QSpacerItem(contents, 0), grid->rowCount(), 0, 1, grid->columnCount());
+}
+
 } // namespace
 
 void DialogQuestions::ask(const Question& question, std::function<void(int)> answer) {
@@ -57,6 +65,7 @@ void DialogQuestions::ask(const Question& question, std::function<void(int)> ans
         if (i == 0) box->setDefaultButton(button);
         if (i == question.escapeButton) box->setEscapeButton(button);
     }
+    widen(box);
     QObject::connect(box, &QDialog::finished, box,
                      [box, buttons, escape = question.escapeButton, answer = std::move(answer)] {
                          const qsizetype chosen = buttons.indexOf(box->clickedButton());
@@ -97,12 +106,13 @@ void DialogQuestions::askText(const TextQuestion& question, std::function<void(s
 
 void DialogQuestions::warn(const QString& message, const QString& informativeText) {
     QMessageBox* box = makeBox(window_, message, informativeText);
-    box->setIcon(QMessageBox::Warning);
+    box->setIconPixmap(iconPixmap(Icon::warning, 32, themed(Role::warning), box->devicePixelRatioF()));
     if (auto* grid = qobject_cast<QGridLayout*>(box->layout())) {
         grid->setContentsMargins(24, 24, 24, 20);
         grid->setHorizontalSpacing(6);
     }
     box->addButton(QMessageBox::Ok);
+    widen(box);
     box->open();
 }
 
