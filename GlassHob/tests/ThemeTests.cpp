@@ -13,35 +13,23 @@ std::uint32_t of(Role role, bool dark) {
 
 TEST(ThemeTables, TextReachesTheContrastOfReadableTextInBothThemes) {
     using enum Role;
-    const std::pair<Role, Role> pairs[] = {{text, panel},
-                                           {text, editor},
-                                           {text, control},
-                                           {text, accentTint},
-                                           {text, errorTint},
-                                           {text2, panel},
-                                           {text2, strip},
-                                           {text2, control},
-                                           {text2, errorTint},
-                                           {text2, accentTint},
-                                           {text3, panel},
-                                           {text3, strip},
-                                           {text3, editor},
-                                           {lineNo, editor},
-                                           {accentText, panel},
-                                           {accentText, accentTint},
-                                           {onAccent, accentFill},
-                                           {onAccent, accentFillHover},
-                                           {error, panel},
-                                           {error, errorTint},
-                                           {error, errorLine},
-                                           {warning, panel},
-                                           {note, panel},
-                                           {ok, bar},
-                                           {text, tooltip},
-                                           {text, field},
-                                           {text2, bar},
-                                           {text3, bar},
-                                           {text, controlHover},
+    const std::pair<Role, Role> pairs[] = {{text, panel},          {text, editor},
+                                           {text, control},        {text, accentTint},
+                                           {text, errorTint},      {text2, panel},
+                                           {text2, strip},         {text2, control},
+                                           {text2, errorTint},     {text2, accentTint},
+                                           {text3, panel},         {text3, strip},
+                                           {text3, editor},        {lineNo, editor},
+                                           {accentText, panel},    {accentText, accentTint},
+                                           {onAccent, accentFill}, {onAccent, accentFillHover},
+                                           {error, panel},         {error, errorTint},
+                                           {error, errorLine},     {warning, panel},
+                                           {note, panel},          {ok, bar},
+                                           {text, tooltip},        {text2, tooltip},
+                                           {text3, tooltip},       {accentText, tooltip},
+                                           {text2, accentTint},    {error, field},
+                                           {text, field},          {text2, bar},
+                                           {text3, bar},           {text, controlHover},
                                            {text2, controlHover}};
     for (const bool dark : {true, false})
         for (const auto& [ink, ground] : pairs)
@@ -53,7 +41,7 @@ TEST(ThemeTables, TextReachesTheContrastOfReadableTextInBothThemes) {
 TEST(ThemeTables, CodeIsReadableOnEveryGroundThatALineCanHave) {
     for (const bool dark : {true, false})
         for (const ThemeEntry& code : themeCode)
-            for (const Role ground : {Role::editor, Role::curLine, Role::errorLine, Role::selection})
+            for (const Role ground : {Role::editor, Role::curLine, Role::errorLine, Role::selection, Role::match})
                 EXPECT_GE(contrastRatio(dark ? code.dark : code.light, of(ground, dark)), 4.5)
                     << code.name << " on " << themeRoles[std::size_t(ground)].name << (dark ? ", dark" : ", light");
 }
@@ -64,6 +52,7 @@ TEST(ThemeTables, PartsOfControlsStandOut) {
         EXPECT_GE(contrastRatio(of(Role::accent, dark), of(Role::track, dark)), 3.0);
         EXPECT_GE(contrastRatio(of(Role::trackFill, dark), of(Role::panel, dark)), 3.0);
         EXPECT_GE(contrastRatio(of(Role::text3, dark), of(Role::field, dark)), 3.0);
+        EXPECT_GE(contrastRatio(of(Role::matchLine, dark), of(Role::editor, dark)), 3.0);
         // A knob is seen by its fill or by its outline.
         EXPECT_GE(std::max(contrastRatio(of(Role::knob, dark), of(Role::track, dark)),
                            contrastRatio(of(Role::knobLine, dark), of(Role::panel, dark))),

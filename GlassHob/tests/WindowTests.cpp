@@ -131,6 +131,20 @@ TEST_P(WindowTest, ASliderMovesThePicture) {
     EXPECT_TRUE(waitForColor(0.25, 0.5));
 }
 
+TEST_P(WindowTest, UndoGoesOnAfterSaving) {
+    CodeEditor* editor = window->editor();
+    const std::string before = editor->fileText();
+    replaceInLine(3, "green = 0.5", "green = 0.25");
+    model->save();
+    ASSERT_FALSE(model->isDirty());
+    while (editor->document()->isUndoAvailable())
+        editor->undo();
+    EXPECT_EQ(editor->fileText(), before);
+    EXPECT_TRUE(model->isDirty()) << "the file holds the edit that has been taken back";
+    editor->redo();
+    EXPECT_NE(editor->fileText(), before);
+}
+
 TEST_P(WindowTest, NothingIsDrawnWhileTheWindowIsHidden) {
     ASSERT_TRUE(waitForColor(0.25, 0.5));
     window->hide();
