@@ -11,6 +11,7 @@ namespace {
 using Kind = CodeToken::Kind;
 
 constexpr int mostNoteLines = 4;
+constexpr int deepestStructure = 32;
 
 bool isOneOf(QStringView word, std::initializer_list<QStringView> words) {
     return std::ranges::find(words, word) != words.end();
@@ -261,9 +262,15 @@ void DeclarationReader::readStructure(std::vector<Symbol>& into) {
     while (!cursor_.atEnd() && !cursor_.is(u'{') && !cursor_.is(u';'))
         cursor_.next();
     if (cursor_.is(u'{')) {
-        cursor_.next();
-        readScope(structure.parts, true);
-        if (cursor_.is(u'}')) cursor_.next();
+        if (depth_ == deepestStructure) {
+            cursor_.skipBraces();
+        } else {
+            cursor_.next();
+            ++depth_;
+            readScope(structure.parts, true);
+            --depth_;
+            if (cursor_.is(u'}')) cursor_.next();
+        }
     }
     into.push_back(std::move(structure));
 }

@@ -38,6 +38,7 @@ class DeclarationReader {
 
     const std::vector<CodeLine>& lines_;
     CodeCursor cursor_;
+    int depth_ = 0; // of structs inside structs
 };
 
 } // namespace glasshob

@@ -114,7 +114,7 @@ QString ExpressionType::ofCall(QStringView name, CodeCursor opening, int depth) 
 
 // The cursor stands at the last token; it goes to the first one.
 QString ExpressionType::ending(CodeCursor& cursor, int depth) const {
-    if (depth > deepest || cursor.atEnd()) return {};
+    if (depth > deepest || cursor.atEnd() || --stepsLeft_ < 0) return {};
     if (cursor.is(u']')) {
         if (!toOpening(cursor, u'[', u']') || !cursor.previous()) return {};
         return libraryNames::elementType(ending(cursor, depth + 1));
@@ -184,7 +184,7 @@ QString ExpressionType::ending(CodeCursor& cursor, int depth) const {
 
 // An expression up to the sign that ends it: the widest of its operands.
 QString ExpressionType::starting(CodeCursor cursor, int depth) const {
-    if (depth > deepest) return {};
+    if (depth > deepest || stepsLeft_ < 0) return {};
     QString type;
     bool isTruth = false;
     while (!cursor.atEnd()) {

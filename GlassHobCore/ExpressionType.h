@@ -18,7 +18,6 @@ class ExpressionType {
     std::vector<Symbol> members(const QString& type) const;
 
   private:
-    struct Known;
     QString ending(CodeCursor& cursor, int depth) const;
     QString starting(CodeCursor cursor, int depth) const;
     QString ofName(QStringView name, int depth) const;
@@ -29,6 +28,8 @@ class ExpressionType {
 
     const SymbolIndex& index_;
     const std::vector<Symbol>& locals_;
+    // Values of type auto that are made of one another twice over would take for ever.
+    mutable int stepsLeft_ = 4000;
 };
 
 } // namespace glasshob

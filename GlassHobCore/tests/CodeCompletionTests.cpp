@@ -226,6 +226,43 @@ TEST(CodeCompletion, KnowsTheCallAroundAPlace) {
     }
 }
 
+TEST(CodeCompletion, AnyTextAndAnyPlaceAreTaken) {
+    // A shader with letters taken out and signs put in, asked about everywhere.
+    const QString signs = QStringLiteral("{}()[]<>;:,.*&=#/\"\\@ \n-aT1~");
+    const QString whole =
+        head + QStringLiteral("    return mix(r.from, c.xyz, 0.5).x;\n}\n// @still 4\n#define A(x) x\n");
+    unsigned random = 99;
+    auto next = [&random](qsizetype below) {
+        random = random * 1664525u + 1013904223u;
+        return qsizetype((random >> 8) % unsigned(below));
+    };
+    QString text = whole;
+    for (int step = 0; step < 1500; ++step) {
+        if (step % 60 == 0) text = whole;
+        const qsizetype at = next(text.size());
+        if (next(2) == 0)
+            text.remove(at, 1 + next(3));
+        else
+            text.insert(at, signs[next(signs.size())]);
+        const SymbolIndex index(text);
+        const int line = int(next(index.lineCount()));
+        const int column = int(next(index.lines()[std::size_t(line)].text.size() + 2));
+        const Completions list = CodeCompletion::complete(index, line, column, step % 2 == 0);
+        ASSERT_LE(list.from, list.to);
+        ASSERT_LE(list.to, index.lines()[std::size_t(line)].text.size());
+        CodeCompletion::describe(index, line, column);
+        CodeCompletion::callAround(index, line, column);
+    }
+    // Nothing nested or made of itself takes for ever.
+    QString values = QStringLiteral("void f() { auto a0 = float3(1);\n");
+    for (int i = 1; i < 60; ++i)
+        values += QStringLiteral("auto a%1 = a%2 + a%2;\n").arg(i).arg(i - 1);
+    completed(values + QStringLiteral("a59.|"));
+    completed(QStringLiteral("struct S { ").repeated(20000) + QStringLiteral("|"), true);
+    completed(QStringLiteral("void f() { x = ") + QStringLiteral("g(").repeated(20000) + QStringLiteral("|"), true);
+    completed(QStringLiteral("void f() { auto a = a; a.|"));
+}
+
 TEST(LibraryNames, NameWhatTheCompilerAndTheHostHave) {
     using namespace libraryNames;
     auto has = [](const std::vector<Symbol>& list, const char* name) {
