@@ -188,6 +188,26 @@ TEST_F(CodeEditorTest, KeysIndentAsAProgrammerExpects) {
     EXPECT_EQ(editor.fileText(), "if (x) {\n    y();\n}") << "one step of undo";
 }
 
+TEST_F(CodeEditorTest, BracesAndIndentationGoByWholeSteps) {
+    editor.loadText("    if (x) {}\n");
+    caretTo(1, 13);
+    key(Qt::Key_Return);
+    EXPECT_EQ(editor.fileText(), "    if (x) {\n        \n    }\n");
+    EXPECT_EQ(editor.caretLine(), 2);
+    EXPECT_EQ(editor.caretColumn(), 9);
+    key(Qt::Key_Backspace);
+    EXPECT_EQ(editor.caretColumn(), 5);
+    type(QStringLiteral("  "));
+    key(Qt::Key_Backspace);
+    EXPECT_EQ(editor.caretColumn(), 5) << "to the step before";
+    type(QStringLiteral("a"));
+    key(Qt::Key_Backspace);
+    EXPECT_EQ(editor.fileText(), "    if (x) {\n    \n    }\n") << "one letter behind code";
+    while (editor.document()->isUndoAvailable())
+        editor.undo();
+    EXPECT_EQ(editor.fileText(), "    if (x) {}\n");
+}
+
 TEST_F(CodeEditorTest, TheClipboardCarriesWhatTheFileHolds) {
     editor.loadText("a\xC2\xA0"
                     "b\xE2\x80\xA8"

@@ -422,6 +422,18 @@ void CodeEditor::handleKey(QKeyEvent* event) {
         }
         break;
     }
+    case Qt::Key_Backspace: {
+        // In the indentation a whole step goes.
+        QTextCursor cursor = textCursor();
+        const QString before = cursor.block().text().left(cursor.positionInBlock());
+        const int past = int(before.size()) % indentWidth;
+        const int step = past == 0 ? indentWidth : past;
+        if (!plain || cursor.hasSelection() || before.isEmpty() || before != QString(before.size(), u' ')) break;
+        cursor.setPosition(cursor.position() - step, QTextCursor::KeepAnchor);
+        cursor.removeSelectedText();
+        ensureCursorVisible();
+        return;
+    }
     case Qt::Key_Home:
         if (!plain) break;
         {
@@ -440,10 +452,20 @@ void CodeEditor::insertNewLine() {
     QTextCursor cursor = textCursor();
     const QString before = cursor.block().text().left(cursor.positionInBlock());
     QString indent = leadingBlanks(before);
-    if (before.trimmed().endsWith(u'{')) indent += QString(indentWidth, u' ');
+    const QString outside = indent;
+    const bool opens = before.trimmed().endsWith(u'{');
+    const bool closes = cursor.block().text().mid(cursor.positionInBlock()).trimmed().startsWith(u'}');
+    if (opens) indent += QString(indentWidth, u' ');
     cursor.beginEditBlock();
     cursor.insertBlock();
     cursor.insertText(indent);
+    if (opens && closes) {
+        // Between a pair of braces: the closing one gets a line of its own.
+        const int here = cursor.position();
+        cursor.insertBlock();
+        cursor.insertText(outside);
+        cursor.setPosition(here);
+    }
     cursor.endEditBlock();
     setTextCursor(cursor);
     ensureCursorVisible();
