@@ -1,3 +1,4 @@
+#include "GlassHob/ui/CodeAssistant.h"
 #include "GlassHob/ui/CodeEditor.h"
 #include "GlassHob/ui/EditorText.h"
 #include "GlassHob/ui/MessageList.h"
@@ -92,6 +93,39 @@ TEST_F(CodeEditorTest, AnEditChangesOnlyItsPlace) {
         editor.undo();
         editor.undo();
         EXPECT_EQ(editor.fileText(), c.before);
+    }
+}
+
+TEST_F(CodeEditorTest, TheBytesKeepUpWithEveryEdit) {
+    // Edits of all sizes, undone and redone; the bytes are always those of the whole document.
+    const QStringList pieces = {"x", "\n", "a\nb\n", "\n\n", "é€🔥", "float3 q;\n}", " 	", "\n\nlast", "", "/*"};
+    unsigned random = 7;
+    auto next = [&random](int below) {
+        random = random * 1664525u + 1013904223u;
+        return int((random >> 8) % unsigned(below));
+    };
+    for (const std::string& start : awkwardTexts) {
+        editor.loadText(start);
+        EditorText conventions;
+        conventions.load(start);
+        for (int step = 0; step < 60; ++step) {
+            QTextCursor cursor(editor.document());
+            const int length = editor.document()->characterCount();
+            cursor.beginEditBlock();
+            for (int edits = 1 + next(2); edits > 0; --edits) {
+                const int from = next(editor.document()->characterCount());
+                cursor.setPosition(from);
+                cursor.setPosition(std::min(from + next(6), editor.document()->characterCount() - 1),
+                                   QTextCursor::KeepAnchor);
+                cursor.insertText(pieces[next(int(pieces.size()))]);
+            }
+            cursor.endEditBlock();
+            if (next(4) == 0) editor.undo();
+            if (next(6) == 0) editor.redo();
+            ASSERT_EQ(editor.fileText(), conventions.encode(editor.document()->toRawText()))
+                << "step " << step << " of a text of " << length;
+            ASSERT_EQ(editor.assistant()->index().lineCount(), editor.blockCount());
+        }
     }
 }
 

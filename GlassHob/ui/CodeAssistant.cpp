@@ -51,7 +51,10 @@ CodeAssistant::CodeAssistant(CodeEditor* editor)
       hoverTip_(new CodeTip(editor)) {
     editor_->installEventFilter(this);
     editor_->viewport()->installEventFilter(this);
-    connect(editor_->document(), &QTextDocument::contentsChange, this, &CodeAssistant::followDocument);
+    connect(editor_, &CodeEditor::linesChanged, this,
+            [this](int first, int removed, const std::vector<QString>& lines) {
+                index_.replaceLines(first, removed, lines);
+            });
     connect(editor_, &QPlainTextEdit::cursorPositionChanged, this, &CodeAssistant::followCaret);
     connect(editor_, &CodeEditor::keyHandled, this, &CodeAssistant::keyHandled);
     // The message list that a mistake brings up scrolls the code: what lies over it goes with its place.
@@ -59,23 +62,6 @@ CodeAssistant::CodeAssistant(CodeEditor* editor)
         if (scrolled) follow();
     });
     connect(popup_, &CompletionPopup::picked, this, &CodeAssistant::accept);
-}
-
-void CodeAssistant::followDocument(int position, int removed, int added) {
-    if (removed == 0 && added == 0) return;
-    const QTextDocument* document = editor_->document();
-    const QTextBlock firstBlock = document->findBlock(position);
-    QTextBlock lastBlock = document->findBlock(position + added);
-    if (!lastBlock.isValid()) lastBlock = document->lastBlock();
-    const int first = firstBlock.isValid() ? firstBlock.blockNumber() : 0;
-    const int last = lastBlock.blockNumber();
-    std::vector<QString> lines;
-    lines.reserve(std::size_t(last - first + 1));
-    for (QTextBlock block = document->findBlockByNumber(first); block.isValid() && block.blockNumber() <= last;
-         block = block.next())
-        lines.push_back(block.text());
-    const int gone = int(lines.size()) - (document->blockCount() - index_.lineCount());
-    index_.replaceLines(first, gone, lines);
 }
 
 int CodeAssistant::positionOf(SymbolIndex::Place place) const {

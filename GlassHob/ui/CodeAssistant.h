@@ -42,7 +42,6 @@ class CodeAssistant : public QObject {
     void timerEvent(QTimerEvent* event) override;
 
   private:
-    void followDocument(int position, int removed, int added);
     void followCaret();
     void keyHandled(const QString& text);
     bool takesKey(int key, Qt::KeyboardModifiers modifiers);

@@ -113,18 +113,22 @@ void CodeEditor::loadText(std::string_view utf8) {
     QScopedValueRollback loading(loading_, true);
     marks_.clear();
     tip_->hide();
-    setPlainText(conventions_.load(utf8));
+    const QString text = conventions_.load(utf8);
+    bytes_.clear(conventions_);
+    emit linesChanged(0, blockCount(), {QString()});
+    setPlainText(text);
     document()->setModified(false);
     layOutRuler();
 }
 
 std::string CodeEditor::fileText() const {
-    return conventions_.encode(document()->toRawText());
+    return bytes_.bytes();
 }
 
 void CodeEditor::documentChanged(int position, int removed, int added) {
     // Colouring reports a change too, but of no characters.
     if (removed == 0 && added == 0) return;
+    readChangedLines(position, added);
     // Marked stretches move with the text; one that was edited goes.
     for (auto& spans : spans_) {
         std::erase_if(spans, [&](const Span& span) { return span.to > position && span.from < position + removed; });
@@ -134,6 +138,22 @@ void CodeEditor::documentChanged(int position, int removed, int added) {
     if (loading_) return;
     tip_->hide();
     emit edited();
+}
+
+void CodeEditor::readChangedLines(int position, int added) {
+    const QTextBlock firstBlock = document()->findBlock(position);
+    QTextBlock lastBlock = document()->findBlock(position + added);
+    if (!lastBlock.isValid()) lastBlock = document()->lastBlock();
+    const int first = firstBlock.isValid() ? firstBlock.blockNumber() : 0;
+    const int last = lastBlock.blockNumber();
+    std::vector<QString> lines;
+    lines.reserve(std::size_t(last - first + 1));
+    for (QTextBlock block = document()->findBlockByNumber(first); block.isValid() && block.blockNumber() <= last;
+         block = block.next())
+        lines.push_back(block.text());
+    const int removed = int(lines.size()) - (document()->blockCount() - bytes_.lineCount());
+    bytes_.replaceLines(conventions_, first, removed, lines);
+    emit linesChanged(first, removed, lines);
 }
 
 void CodeEditor::followTheme() {

@@ -7,6 +7,7 @@
 #pragma once
 
 #include "GlassHob/ui/EditorText.h"
+#include "GlassHob/ui/FileBytes.h"
 #include "GlassHobCore/Diagnostics.h"
 
 #include <QBasicTimer>
@@ -89,6 +90,8 @@ class CodeEditor : public QPlainTextEdit {
   signals:
     // The user changed the text.
     void edited();
+    // The lines [first, first + removed) have become these.
+    void linesChanged(int first, int removed, const std::vector<QString>& lines);
     // A key has done its work; its text.
     void keyHandled(const QString& text);
     void caretMoved(int line, int column);
@@ -126,6 +129,7 @@ class CodeEditor : public QPlainTextEdit {
     QRect caretRect() const;
     void restartCaret();
     void updateLine(int blockNumber);
+    void readChangedLines(int position, int added);
     void documentChanged(int position, int removed, int added);
     void hoverAt(const QPoint& place);
     void indentSelection(bool outwards);
@@ -134,6 +138,7 @@ class CodeEditor : public QPlainTextEdit {
     QTextCursor rangeOf(const Diagnostic& diagnostic) const;
 
     EditorText conventions_;
+    FileBytes bytes_;
     SyntaxHighlighter* highlighter_ = nullptr;
     LineRuler* ruler_ = nullptr;
     CodeAssistant* assistant_ = nullptr;

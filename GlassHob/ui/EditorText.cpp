@@ -89,6 +89,14 @@ EditorText::Special EditorText::special(char16_t c) const {
 }
 
 std::string EditorText::encode(QStringView document) const {
+    return std::string(mark()) + encodeLines(document);
+}
+
+std::string_view EditorText::mark() const {
+    return byteOrderMark_ ? utf8Mark : std::string_view();
+}
+
+std::string EditorText::encodeLines(QStringView document) const {
     QString text;
     text.reserve(document.size() + document.size() / 16 + 1);
     // What needs no care is copied in stretches: this runs at every key.
@@ -111,12 +119,7 @@ std::string EditorText::encode(QStringView document) const {
         copied = i + 1;
     }
     text += document.mid(copied);
-    std::string bytes;
-    const QByteArray utf8 = text.toUtf8();
-    bytes.reserve(std::size_t(utf8.size()) + utf8Mark.size());
-    if (byteOrderMark_) bytes += utf8Mark;
-    bytes.append(utf8.constData(), std::size_t(utf8.size()));
-    return bytes;
+    return text.toUtf8().toStdString();
 }
 
 QString EditorText::plain(QStringView document) const {

@@ -26,6 +26,11 @@ class EditorText {
     // The bytes for a document's raw text (lines ended by \n or by U+2029).
     std::string encode(QStringView document) const;
 
+    // The same for a part of it that begins and ends at a line, without the byte-order mark.
+    std::string encodeLines(QStringView lines) const;
+    // What stands before the first line.
+    std::string_view mark() const;
+
     // Shown text for the clipboard: stand-ins become what they stand for, lines end in \n.
     QString plain(QStringView document) const;
 
