@@ -1,6 +1,7 @@
 #include "GlassHob/ui/CodeTip.h"
 
 #include "GlassHob/ui/Fonts.h"
+#include "GlassHob/ui/RoundedPopup.h"
 #include "GlassHob/ui/Theme.h"
 
 #include <QGuiApplication>
@@ -22,7 +23,7 @@ constexpr double codeRow = 19, noteRow = 17;
 
 CodeTip::CodeTip(QWidget* owner) : QWidget(owner, Qt::ToolTip | Qt::FramelessWindowHint) {
     setAttribute(Qt::WA_ShowWithoutActivating);
-    setAttribute(Qt::WA_TranslucentBackground);
+    new RoundedPopup(this, 6);
     setAttribute(Qt::WA_TransparentForMouseEvents);
 }
 

@@ -1,6 +1,7 @@
 #include "GlassHob/ui/CompletionPopup.h"
 
 #include "GlassHob/ui/Fonts.h"
+#include "GlassHob/ui/RoundedPopup.h"
 #include "GlassHob/ui/Theme.h"
 
 #include <QAbstractListModel>
@@ -149,7 +150,7 @@ class CompletionPopup::Delegate : public QStyledItemDelegate {
 
 CompletionPopup::CompletionPopup(QWidget* owner) : QWidget(owner, Qt::ToolTip | Qt::FramelessWindowHint) {
     setAttribute(Qt::WA_ShowWithoutActivating);
-    setAttribute(Qt::WA_TranslucentBackground);
+    new RoundedPopup(this, 6);
     setAccessibleName(tr("Completions"));
     model_ = new Model(items_, this);
     rows_ = new QListView(this);

@@ -11,7 +11,7 @@ namespace glasshob {
 
 HelpMenu::HelpMenu(AppModel& model, QMenuBar* menus, QWidget* window) : QMenu(tr("&Help"), menus) {
     // One of each: asked for again it comes forward.
-    auto show = [window](QPointer<QDialog>& shown, auto make) {
+    auto show = [](QPointer<QDialog>& shown, auto make) {
         if (!shown) shown = make();
         shown->show();
         shown->raise();

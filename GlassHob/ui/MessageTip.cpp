@@ -1,6 +1,7 @@
 #include "GlassHob/ui/MessageTip.h"
 
 #include "GlassHob/ui/Fonts.h"
+#include "GlassHob/ui/RoundedPopup.h"
 #include "GlassHob/ui/SeverityLook.h"
 #include "GlassHob/ui/Theme.h"
 
@@ -18,7 +19,7 @@ constexpr int paddingX = 12, paddingY = 8, iconSize = 16, iconGap = 8, entryGap 
 
 MessageTip::MessageTip(QWidget* owner) : QWidget(owner, Qt::ToolTip | Qt::FramelessWindowHint) {
     setAttribute(Qt::WA_ShowWithoutActivating);
-    setAttribute(Qt::WA_TranslucentBackground);
+    new RoundedPopup(this, 6);
     setAttribute(Qt::WA_TransparentForMouseEvents);
     setFont(fonts::tooltip());
 }
