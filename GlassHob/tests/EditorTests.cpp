@@ -8,6 +8,7 @@
 
 #include <QApplication>
 #include <QClipboard>
+#include <QPaintEvent>
 #include <QSignalSpy>
 #include <QTest>
 #include <QTextBlock>
@@ -127,6 +128,43 @@ TEST_F(CodeEditorTest, TheBytesKeepUpWithEveryEdit) {
             ASSERT_EQ(editor.assistant()->index().lineCount(), editor.blockCount());
         }
     }
+}
+
+// The regions that a widget paints.
+class PaintWatch : public QObject {
+  public:
+    explicit PaintWatch(QWidget* widget) { widget->installEventFilter(this); }
+    bool eventFilter(QObject*, QEvent* event) override {
+        if (event->type() == QEvent::Paint) painted += static_cast<QPaintEvent*>(event)->region();
+        return false;
+    }
+    QRegion painted;
+};
+
+TEST_F(CodeEditorTest, AKeyPaintsItsOwnLine) {
+    std::string text;
+    for (int i = 0; i < 100; ++i)
+        text += "float a = 1.0;\n";
+    editor.loadText(text);
+    caretTo(8, 15);
+    editor.setFocus();
+    ASSERT_TRUE(QTest::qWaitForWindowExposed(&editor));
+    QApplication::processEvents();
+    for (const char* typed : {" ", "b", "c", "(", ")", "="}) {
+        PaintWatch watch(editor.viewport());
+        type(QString::fromLatin1(typed));
+        QApplication::processEvents();
+        EXPECT_FALSE(watch.painted.isEmpty());
+        EXPECT_LE(watch.painted.boundingRect().height(), 2 * editor.codeLineHeight()) << typed;
+    }
+    // A line that comes to take two rows moves those below it.
+    editor.setWrapsLines(true);
+    QApplication::processEvents();
+    PaintWatch watch(editor.viewport());
+    editor.textCursor().insertText(QString(120, u'm'));
+    QApplication::processEvents();
+    EXPECT_GT(watch.painted.boundingRect().height(), 8 * editor.codeLineHeight());
+    EXPECT_EQ(editor.visibleLines().at(8).top - editor.visibleLines().at(7).top, 3 * editor.codeLineHeight());
 }
 
 TEST_F(CodeEditorTest, LinesCountAsTheCompilerCountsThem) {

@@ -86,7 +86,10 @@ CodeEditor::CodeEditor(QWidget* parent) : QPlainTextEdit(parent) {
     connect(this, &QPlainTextEdit::blockCountChanged, this, &CodeEditor::layOutRuler);
     connect(this, &QPlainTextEdit::updateRequest, this, [this](const QRect& rect, int scrolled) {
         if (scrolled) tip_->hide();
-        if (scrolled || rect.height() >= codeLineHeight()) ruler_->update();
+        if (scrolled)
+            ruler_->update();
+        else if (rect.height() >= codeLineHeight())
+            ruler_->update(0, rect.top(), ruler_->width(), rect.height());
     });
     connect(this, &QPlainTextEdit::cursorPositionChanged, this, [this] {
         restartCaret();
@@ -321,8 +324,13 @@ void CodeEditor::selectRange(int from, int to) {
 void CodeEditor::setSpans(SpanLayer layer, std::vector<Span> spans) {
     auto& kept = spans_[std::size_t(layer)];
     if (kept == spans) return;
+    // A pair of brackets lies on two lines at most; matches may lie anywhere.
+    const bool areFew = kept.size() + spans.size() <= 4;
+    for (const auto* some : {&kept, &spans})
+        for (std::size_t i = 0; areFew && i < some->size(); ++i)
+            updateLine(document()->findBlock((*some)[i].from).blockNumber());
     kept = std::move(spans);
-    viewport()->update();
+    if (!areFew) viewport()->update();
 }
 
 int CodeEditor::caretLine() const {

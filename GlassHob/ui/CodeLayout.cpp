@@ -4,6 +4,7 @@
 #include <QTextDocument>
 #include <QTextLayout>
 
+#include <algorithm>
 #include <cmath>
 
 namespace glasshob {
@@ -11,6 +12,26 @@ namespace glasshob {
 void CodeLayout::setCodeLineHeight(int pixels) {
     lineHeight_ = pixels;
     requestUpdate();
+}
+
+void CodeLayout::documentChanged(int from, int removed, int added) {
+    const QTextBlock block = document()->findBlock(from);
+    const int count = document()->blockCount();
+    const bool isInOneLine =
+        count == blockCount_ && block.isValid() && block == document()->findBlock(std::max(0, from + added - 1));
+    blockCount_ = count;
+    // The layout itself has been emptied by the edit; the block remembers how many rows it had.
+    const int rows = block.isValid() ? block.lineCount() : 0;
+    if (!isInOneLine) {
+        QPlainTextDocumentLayout::documentChanged(from, removed, added);
+        return;
+    }
+    block.layout()->clearLayout();
+    blockBoundingRect(block); // lays it out anew
+    if (block.layout()->lineCount() == rows)
+        emit updateBlock(block);
+    else
+        emit update(); // everything below has moved
 }
 
 QRectF CodeLayout::blockBoundingRect(const QTextBlock& block) const {

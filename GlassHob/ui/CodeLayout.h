@@ -14,8 +14,13 @@ class CodeLayout : public QPlainTextDocumentLayout {
     void setCodeLineHeight(int pixels);
     QRectF blockBoundingRect(const QTextBlock& block) const override;
 
+  protected:
+    // An edit inside one line that keeps its rows asks for that line to be painted, not for everything.
+    void documentChanged(int from, int removed, int added) override;
+
   private:
     int lineHeight_ = 20;
+    int blockCount_ = 0;
 };
 
 } // namespace glasshob
