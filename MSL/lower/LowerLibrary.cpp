@@ -261,7 +261,8 @@ Value* lowerLibraryCall(ir::Builder& builder, BuiltinId id, TypeRef type, std::s
     case BuiltinId::packHalfToSrgbUnorm4x8: return packSrgb(first, type);
     case BuiltinId::unpackUnorm4x8SrgbToFloat:
     case BuiltinId::unpackUnorm4x8SrgbToHalf: return unpackSrgb(first, type);
-    case BuiltinId::fract: { // below one, also where x - floor(x) rounds up to it
+    case BuiltinId::fract: { // the precise form is below one also where x - floor(x) rounds up to it
+        if (precision != Precision::precise) return nullptr;
         const Number part = device(id, {first});
         const double largest = type->scalar == ScalarKind::half ? 0x1.FFCp-1 : 0x1.FFFFFEp-1;
         return device(BuiltinId::fmin, {part, part.constant(largest)}).value;
