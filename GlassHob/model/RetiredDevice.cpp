@@ -4,29 +4,42 @@
 
 #include <atomic>
 #include <chrono>
+#include <mutex>
+#include <set>
 #include <thread>
 
 namespace glasshob {
 
 namespace {
 
-std::atomic<int> waiting = 0;
+std::mutex lock;
+std::set<const gpu::Device*> waitedFor;
+std::atomic<int> threads = 0;
 
 } // namespace
 
 void retire(std::shared_ptr<gpu::Device> device) {
     if (!device) return;
-    ++waiting;
+    {
+        // Two threads that each hold the device until nobody else does would wait for each other.
+        const std::scoped_lock held(lock);
+        if (!waitedFor.insert(device.get()).second) return;
+    }
+    ++threads;
     std::thread([device = std::move(device)]() mutable {
         while (device.use_count() > 1)
             std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        {
+            const std::scoped_lock held(lock);
+            waitedFor.erase(device.get());
+        }
         device.reset();
-        --waiting;
+        --threads;
     }).detach();
 }
 
 bool retiredDeviceIsBusy() {
-    return waiting > 0;
+    return threads > 0;
 }
 
 } // namespace glasshob

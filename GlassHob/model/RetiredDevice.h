@@ -10,7 +10,7 @@ class Device;
 
 namespace glasshob {
 
-// Drops the device on a thread of its own, once nobody else holds it.
+// Drops the device on a thread of its own, once nobody else holds it. May be called again for one that is waited for.
 void retire(std::shared_ptr<gpu::Device> device);
 
 // Whether one is still waited for. A program that ends meanwhile must not run its ordinary end, which would take the

@@ -5,6 +5,7 @@
 #include "GPU/Encoders.h"
 #include "GPU/Testing.h"
 #include "GPU/Texture.h"
+#include "GlassHob/model/RetiredDevice.h"
 #include "GlassHob/tests/ModelTestSupport.h"
 #include "GlassHobCore/Uniforms.h"
 #include "GlassHobRender/ShaderProgram.h"
@@ -174,6 +175,17 @@ TEST_F(DeviceTroubleTest, ACompileDoesNotWaitWithoutEndForABusyDevice) {
     model->reportSlowFrame(0);
     EXPECT_EQ(model->state(), AppModel::State::live) << model->errorText().value_or("").toStdString();
     EXPECT_TRUE(model->deviceTrouble().isEmpty());
+}
+
+TEST(RetiredDevice, OneThatIsLetGoOfTwiceEnds) {
+    auto device = gpu::Device::makeSeparate().value();
+    const std::weak_ptr<gpu::Device> watched = device;
+    retire(device);
+    retire(std::move(device));
+    const QDeadlineTimer deadline(10000);
+    while (!watched.expired() && !deadline.hasExpired())
+        QThread::msleep(5);
+    EXPECT_TRUE(watched.expired());
 }
 
 } // namespace
