@@ -8,82 +8,26 @@
 // is only gone once the writing has begun). Throws ExportError, or std::runtime_error with a sentence when the file
 // cannot be made.
 
-#include "GPU/Types.h"
 #include "GlassHobCore/ExportPreset.h"
 #include "GlassHobCore/Params.h"
+#include "GlassHobRender/ExportError.h"
+#include "GlassHobRender/ExportSegment.h"
 #include "GlassHobRender/MovieWriter.h"
 
 #include <cstdint>
-#include <exception>
 #include <functional>
 #include <memory>
-#include <optional>
 #include <stop_token>
 #include <string>
 #include <vector>
 
 namespace gpu {
 class Device;
-class Texture;
 } // namespace gpu
 
 namespace glasshob {
 
 class ShaderProgram;
-
-struct FrameLayout {
-    struct Rectangle {
-        std::int64_t x = 0, y = 0, width = 0, height = 0;
-    };
-    /// Where the shader's picture stands, in pixels from the top left corner.
-    Rectangle picture;
-    /// The frame outside of it.
-    gpu::ClearColor background;
-    /// Premultiplied images of the whole frame's size; at least one.
-    std::vector<std::shared_ptr<gpu::Texture>> overlays;
-    /// Which one lies over the frame, by the seconds since the segment's start; brought into the list's range.
-    std::function<std::int64_t(double)> overlayIndex;
-};
-
-struct ExportSegment {
-    /// A start or a duration that is negative or not a number counts as 0.
-    ExportSegment(std::shared_ptr<const ShaderProgram> program_, SliderValues values_, double start_, double duration_,
-                  bool watermark_, bool sound_, std::optional<FrameLayout> layout_ = {},
-                  std::shared_ptr<const ShaderProgram> soundProgram_ = {},
-                  std::optional<SliderValues> soundValues_ = {}, std::optional<double> soundStart_ = {});
-
-    std::shared_ptr<const ShaderProgram> program;
-    SliderValues values;
-    /// Seconds: the shader's time at the first frame, and the length.
-    double start = 0;
-    double duration = 0;
-    bool watermark = false;
-    /// Whether the segment is heard; silence otherwise.
-    bool sound = false;
-    std::optional<FrameLayout> layout;
-    /// What is heard where it is not the program itself, with its own values and time.
-    std::shared_ptr<const ShaderProgram> soundProgram;
-    std::optional<SliderValues> soundValues;
-    std::optional<double> soundStart;
-};
-
-class ExportError : public std::exception {
-  public:
-    enum class Kind : std::uint8_t { setup, render, writer, cancelled };
-
-    static ExportError setup(const std::string& message);
-    /// The frame's number in the whole export.
-    static ExportError render(std::int64_t frame);
-    static ExportError writer(const std::string& message);
-    static ExportError cancelled();
-
-    Kind kind = Kind::setup;
-    std::string description;
-    const char* what() const noexcept override { return description.c_str(); }
-
-  private:
-    ExportError(Kind kind_, std::string description_) : kind(kind_), description(std::move(description_)) {}
-};
 
 namespace VideoExporter {
 
