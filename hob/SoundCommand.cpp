@@ -1,4 +1,3 @@
-#include "GPU/Device.h"
 #include "GlassHobCore/Numbers.h"
 #include "GlassHobCore/ShaderAssembler.h"
 #include "GlassHobRender/AudioRenderer.h"
@@ -44,19 +43,9 @@ std::expected<Request, std::string> readRequest(const Arguments& arguments) {
 }
 
 ExitStatus render(const Request& request, const Source& source, const SliderSettings& settings, Console& console) {
-    const auto device = gpu::Device::systemDefault();
-    if (!device) {
-        console.problem(device.error().text);
-        return ExitStatus::failed;
-    }
-    std::shared_ptr<const glasshob::ShaderProgram> program;
-    try {
-        program = std::make_shared<glasshob::ShaderProgram>(source.text, *device);
-    } catch (const glasshob::ShaderError& error) {
-        tellCompileError(console, source, error);
-        return ExitStatus::failed;
-    }
-    tellWarnings(console, source, program->warnings());
+    const auto opened = openProgram(console, source);
+    if (!opened) return ExitStatus::failed;
+    const auto& [device, program] = *opened;
     if (program->soundPipeline() == nullptr) {
         console.problem(source.name + " has no sound: give it a function float2 sound(float t, constant Params& p).");
         return ExitStatus::failed;
@@ -67,7 +56,7 @@ ExitStatus render(const Request& request, const Source& source, const SliderSett
         return true;
     };
     const auto samples =
-        glasshob::AudioRenderer::render(program, *device, settings.values, request.start, request.duration, progress);
+        glasshob::AudioRenderer::render(program, device, settings.values, request.start, request.duration, progress);
     console.endProgress();
     if (!samples) {
         console.problem("The sound could not be rendered.");

@@ -1,7 +1,9 @@
 #include "hob/Source.h"
 
+#include "GPU/Device.h"
 #include "GlassHobCore/Lines.h"
 #include "GlassHobCore/ShaderFile.h"
+#include "GlassHobRender/ShaderProgram.h"
 
 #include <algorithm>
 #include <unistd.h>
@@ -70,6 +72,28 @@ void tellWarnings(Console& console, const Source& source, std::string_view warni
     if (warnings.empty()) return;
     console.message(warnings);
     console.message("hob: " + source.name + " compiles, with warnings.");
+}
+
+std::optional<Program> openProgram(Console& console, const Source& source, std::int64_t width, std::int64_t height) {
+    auto device = gpu::Device::systemDefault();
+    if (!device) {
+        console.problem(device.error().text);
+        return {};
+    }
+    const std::int64_t most = (*device)->maxTextureSize();
+    if (width > most || height > most) {
+        console.problem("The device " + (*device)->name() + " draws pictures of at most " + std::to_string(most) +
+                        " pixels a side: choose a smaller --size.");
+        return {};
+    }
+    try {
+        auto program = std::make_shared<const glasshob::ShaderProgram>(source.text, *device);
+        tellWarnings(console, source, program->warnings());
+        return Program{std::move(*device), std::move(program)};
+    } catch (const glasshob::ShaderError& error) {
+        tellCompileError(console, source, error);
+        return {};
+    }
 }
 
 } // namespace hob

@@ -1,15 +1,26 @@
 #pragma once
 
 // The shader that a command works on: read from a file or from standard input, and run through the front end of the
-// compiler. Everything that can be wrong with it is told on the console here, in the same words for every command.
+// compiler, or compiled for the device. Everything that can be wrong with it is told on the console here, in the same
+// words for every command.
 
 #include "GlassHobRender/ShaderCompiler.h"
 #include "hob/Console.h"
 
+#include <cstdint>
 #include <expected>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+
+namespace gpu {
+class Device;
+} // namespace gpu
+
+namespace glasshob {
+class ShaderProgram;
+} // namespace glasshob
 
 namespace hob {
 
@@ -32,5 +43,15 @@ void tellCompileError(Console& console, const Source& source, const glasshob::Sh
 
 /// Tells warnings of a compile that succeeded; nothing when there are none.
 void tellWarnings(Console& console, const Source& source, std::string_view warnings);
+
+/// The device, and the shader compiled for it.
+struct Program {
+    std::shared_ptr<gpu::Device> device;
+    std::shared_ptr<const glasshob::ShaderProgram> program;
+};
+
+/// Takes the device and compiles the shader for pictures of this size. Nothing after the reason was told.
+std::optional<Program> openProgram(Console& console, const Source& source, std::int64_t width = 1,
+                                   std::int64_t height = 1);
 
 } // namespace hob

@@ -1,4 +1,3 @@
-#include "GPU/Device.h"
 #include "GlassHobCore/EpisodeMeta.h"
 #include "GlassHobRender/ShaderProgram.h"
 #include "GlassHobRender/StillRenderer.h"
@@ -54,27 +53,11 @@ std::expected<Request, std::string> readRequest(const Arguments& arguments) {
 
 ExitStatus draw(const Request& request, const Source& source, const SliderSettings& settings, double time,
                 Console& console) {
-    const auto device = gpu::Device::systemDefault();
-    if (!device) {
-        console.problem(device.error().text);
-        return ExitStatus::failed;
-    }
-    const std::int64_t most = (*device)->maxTextureSize();
-    if (request.size.width > most || request.size.height > most) {
-        console.problem("The device " + (*device)->name() + " draws pictures of at most " + std::to_string(most) +
-                        " pixels a side: choose a smaller --size.");
-        return ExitStatus::failed;
-    }
-    std::shared_ptr<const glasshob::ShaderProgram> program;
-    try {
-        program = std::make_shared<glasshob::ShaderProgram>(source.text, *device);
-    } catch (const glasshob::ShaderError& error) {
-        tellCompileError(console, source, error);
-        return ExitStatus::failed;
-    }
-    tellWarnings(console, source, program->warnings());
+    const auto opened = openProgram(console, source, request.size.width, request.size.height);
+    if (!opened) return ExitStatus::failed;
+    const auto& [device, program] = *opened;
     console.progress("Drawing " + source.name);
-    const auto image = glasshob::StillRenderer::render(program, *device, request.size.width, request.size.height,
+    const auto image = glasshob::StillRenderer::render(program, device, request.size.width, request.size.height,
                                                        request.frame, settings.values, static_cast<float>(time));
     const std::string bytes = image ? glasshob::StillRenderer::png(*image) : std::string();
     console.endProgress();

@@ -1,0 +1,140 @@
+#include "hob/ExportRequest.h"
+
+#include "GlassHobCore/Numbers.h"
+#include "hob/Values.h"
+
+#include <cstdint>
+#include <initializer_list>
+#include <string_view>
+
+namespace hob {
+
+namespace {
+
+using glasshob::ExportPreset;
+using glasshob::MovieEncoder;
+using glasshob::MovieQuality;
+
+constexpr double longestDuration = 24 * 3600;
+
+constexpr Option options[] = {
+    {"--output", "-o", "OUT.mp4", "the movie's file"},
+    {"--force", "", "", "replace the file if there is one"},
+    {"--preset", "", "ID", "main4k, web, preview or site (web)"},
+    {"--start", "", "S", "shader time of the first frame in seconds (0)"},
+    {"--duration", "", "D", "length in seconds (10)"},
+    {"--no-watermark", "", "", "leave out the Hob mark"},
+    {"--set", "", "NAME=VALUE", "set a slider; may be repeated"},
+    {"--size", "", "WxH", "width and height in pixels instead of the preset's"},
+    {"--fps", "", "N", "frames a second instead of the preset's; a divisor of 48000"},
+    {"--bitrate", "", "B", "bits a second instead of the preset's, such as 5000000 or 5M"},
+    {"--codec", "", "h264|hevc", "the codec instead of the preset's"},
+    {"--encoder", "", "NAME", "auto, software, vaapi or nvenc (auto)"},
+    {"--quality", "", "NAME", "how long the encoder tries: fast, balanced or best (balanced)"},
+    {"--json", "", "", "print progress as lines of JSON on standard output"},
+};
+
+std::unexpected<std::string> mistake(std::string sentence) {
+    return std::unexpected(std::move(sentence));
+}
+
+std::expected<std::int64_t, std::string> readBitrate(std::string_view text) {
+    std::string_view digits = text;
+    std::int64_t unit = 1;
+    if (digits.ends_with('k') || digits.ends_with('K')) unit = 1000;
+    if (digits.ends_with('M')) unit = 1'000'000;
+    if (unit != 1) digits.remove_suffix(1);
+    const auto value = glasshob::parseInteger(digits);
+    if (!value || *value < 1 || *value > 1'000'000'000 / unit || *value * unit < 1000)
+        return mistake("--bitrate " + std::string(text) + " is not a bit rate: give from 1000 to 1000M bits a second.");
+    return *value * unit;
+}
+
+// One of a few words; its place in the list.
+std::expected<std::size_t, std::string> readWord(std::string_view option, std::string_view text,
+                                                 std::initializer_list<std::string_view> words) {
+    std::string list;
+    std::size_t at = 0;
+    for (const std::string_view word : words) {
+        if (word == text) return at;
+        list += (at == 0 ? "" : at + 1 == words.size() ? " or " : ", ") + std::string(word);
+        ++at;
+    }
+    return mistake(std::string(option) + " " + std::string(text) + " is not known: give " + list + ".");
+}
+
+std::expected<void, std::string> readPicture(const Arguments& arguments, ExportPreset& preset) {
+    if (const auto id = arguments.value("--preset")) {
+        const ExportPreset* found = ExportPreset::find(*id);
+        if (found == nullptr) return mistake("There is no preset " + *id + ": give main4k, web, preview or site.");
+        preset = *found;
+    }
+    if (const auto text = arguments.value("--size")) {
+        const auto size = readSize(*text);
+        if (!size) return mistake(size.error());
+        preset.width = size->width;
+        preset.height = size->height;
+    }
+    if (const auto text = arguments.value("--fps")) {
+        const auto fps = glasshob::parseInteger(*text);
+        if (!fps || *fps < 1 || *fps > 240 || 48000 % *fps != 0)
+            return mistake("--fps " + *text +
+                           " cannot be used: give a divisor of 48000 up to 240, such as 24, 25, 30, 50 "
+                           "or 60.");
+        preset.fps = *fps;
+    }
+    if (const auto text = arguments.value("--bitrate")) {
+        const auto bitrate = readBitrate(*text);
+        if (!bitrate) return mistake(bitrate.error());
+        preset.bitrate = *bitrate;
+    }
+    if (const auto text = arguments.value("--codec")) {
+        const auto codec = readWord("--codec", *text, {"h264", "hevc"});
+        if (!codec) return mistake(codec.error());
+        preset.codec = *codec == 0 ? glasshob::VideoCodec::h264 : glasshob::VideoCodec::hevc;
+    }
+    return {};
+}
+
+} // namespace
+
+std::span<const Option> exportOptions() {
+    return options;
+}
+
+std::expected<ExportRequest, std::string> readExportRequest(const Arguments& arguments) {
+    ExportRequest request;
+    const auto output = arguments.value("--output");
+    if (!output) return mistake("No file for the movie was given: add -o OUT.mp4.");
+    if (*output == "-") return mistake("A movie cannot be sent to standard output: add -o OUT.mp4.");
+    request.output = *output;
+    request.replaces = arguments.has("--force");
+    request.hasMark = !arguments.has("--no-watermark");
+    request.tellsJson = arguments.has("--json");
+    if (const auto picture = readPicture(arguments, request.preset); !picture) return mistake(picture.error());
+    if (const auto text = arguments.value("--start")) {
+        const auto start = readTime("--start", *text);
+        if (!start) return mistake(start.error());
+        if (*start < 0) return mistake("--start " + *text + " lies before the shader's time begins: give 0 or more.");
+        request.start = *start;
+    }
+    if (const auto text = arguments.value("--duration")) {
+        const auto duration = readDuration("--duration", *text, longestDuration);
+        if (!duration) return mistake(duration.error());
+        if (*duration == 0) return mistake("--duration 0 has nothing to show: give a number of seconds.");
+        request.duration = *duration;
+    }
+    if (const auto text = arguments.value("--encoder")) {
+        const auto encoder = readWord("--encoder", *text, {"auto", "software", "vaapi", "nvenc"});
+        if (!encoder) return mistake(encoder.error());
+        request.encoding.encoder = MovieEncoder(*encoder);
+    }
+    if (const auto text = arguments.value("--quality")) {
+        const auto quality = readWord("--quality", *text, {"fast", "balanced", "best"});
+        if (!quality) return mistake(quality.error());
+        request.encoding.quality = MovieQuality(*quality);
+    }
+    return request;
+}
+
+} // namespace hob
