@@ -159,10 +159,15 @@ Outcome write(const std::string& path, std::string_view bytes, Outlives outlives
     return {};
 }
 
-Outcome check(const std::string& path) {
-    const auto target = resolve(path);
+std::expected<std::string, std::string> target(const std::string& path) {
+    auto target = resolve(path);
     if (!target) return fail(path, target.error());
     if (const int error = obstacle(*target)) return fail(path, error);
+    return std::move(target->path);
+}
+
+Outcome check(const std::string& path) {
+    if (auto found = target(path); !found) return std::unexpected(std::move(found.error()));
     return {};
 }
 

@@ -21,4 +21,7 @@ std::expected<void, std::string> write(const std::string& path, std::string_view
 /// Whether `write` could put a file there now, found out without writing. Asked before long work.
 std::expected<void, std::string> check(const std::string& path);
 
+/// The file that `write` would put there or replace: the end of the path's symbolic links. Fails as `check` does.
+std::expected<std::string, std::string> target(const std::string& path);
+
 } // namespace glasshob::AtomicFile

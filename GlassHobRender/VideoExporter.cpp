@@ -17,6 +17,7 @@ namespace glasshob {
 namespace {
 
 constexpr std::chrono::seconds stallDeadline{60};
+constexpr std::chrono::milliseconds previewInterval{250};
 
 // The first failure of either thread; later ones are dropped.
 class Failure {
@@ -40,8 +41,9 @@ class Export {
   public:
     Export(const std::vector<ExportSegment>& segments, const ExportPreset& preset,
            const std::shared_ptr<gpu::Device>& device, const std::string& path, const VideoExporter::Progress& progress,
-           const VideoExporter::Encoding& encoding, const std::stop_token& stop)
-        : preset_(preset), path_(path), progress_(progress), stop_(stop), pool_(device, preset.width, preset.height) {
+           const VideoExporter::Encoding& encoding, const std::stop_token& stop, const VideoExporter::Preview& preview)
+        : preset_(preset), path_(path), progress_(progress), stop_(stop), preview_(preview),
+          pool_(device, preset.width, preset.height) {
         setUp(segments, device, encoding);
     }
 
@@ -149,6 +151,7 @@ class Export {
                 failure_.record(drawn.error());
                 return;
             }
+            show(i, *texture);
             MovieFrame frame{texture->contents(), texture->rowBytes(), {}};
             frame.release = [this, held = std::move(texture)]() mutable { pool_.giveBack(std::move(held)); };
             if (!writer_->append(*video_, std::move(frame))) {
@@ -158,10 +161,20 @@ class Export {
         }
     }
 
+    void show(std::int64_t frame, const gpu::Texture& texture) {
+        if (!preview_) return;
+        const auto now = std::chrono::steady_clock::now();
+        if (frame != 0 && frame != total() - 1 && now - lastShown_ < previewInterval) return;
+        lastShown_ = now;
+        preview_(texture.contents(), texture.rowBytes());
+    }
+
     const ExportPreset& preset_;
     const std::string& path_;
     const VideoExporter::Progress& progress_;
     const std::stop_token& stop_;
+    const VideoExporter::Preview& preview_;
+    std::chrono::steady_clock::time_point lastShown_;
     ExportTimeline timeline_;
     std::optional<FrameDrawer> drawer_;
     std::optional<ExportSound> sound_;
@@ -178,16 +191,16 @@ namespace VideoExporter {
 
 void exportMovie(const std::vector<ExportSegment>& segments, const ExportPreset& preset,
                  const std::shared_ptr<gpu::Device>& device, const std::string& path, const Progress& progress,
-                 const Encoding& encoding, const std::stop_token& stop) {
-    Export(segments, preset, device, path, progress, encoding, stop).run();
+                 const Encoding& encoding, const std::stop_token& stop, const Preview& preview) {
+    Export(segments, preset, device, path, progress, encoding, stop, preview).run();
 }
 
 void exportMovie(const std::shared_ptr<const ShaderProgram>& program, const SliderValues& values,
                  const ExportPlan& plan, bool watermark, const std::shared_ptr<gpu::Device>& device,
                  const std::string& path, const Progress& progress, const Encoding& encoding,
-                 const std::stop_token& stop) {
+                 const std::stop_token& stop, const Preview& preview) {
     exportMovie({ExportSegment(program, values, plan.start, plan.duration, watermark, true)}, plan.preset, device, path,
-                progress, encoding, stop);
+                progress, encoding, stop, preview);
 }
 
 } // namespace VideoExporter

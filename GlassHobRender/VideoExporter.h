@@ -14,6 +14,7 @@
 #include "GlassHobRender/ExportSegment.h"
 #include "GlassHobRender/MovieWriter.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -40,10 +41,14 @@ struct Encoding {
 /// Called before each frame with its number and their count, and once more at the end; false cancels.
 using Progress = std::function<bool(std::int64_t done, std::int64_t total)>;
 
+/// A frame that has been drawn, for who looks on: rows of blue, green, red, alpha from the top, valid during the call.
+/// Called on the exporting thread for the first frame, the last, and at most four in a second between them.
+using Preview = std::function<void(const std::byte* pixels, std::size_t rowBytes)>;
+
 /// `stop` cancels as well, and is also looked at while a particle simulation runs up to its first frame.
 void exportMovie(const std::vector<ExportSegment>& segments, const ExportPreset& preset,
                  const std::shared_ptr<gpu::Device>& device, const std::string& path, const Progress& progress,
-                 const Encoding& encoding = {}, const std::stop_token& stop = {});
+                 const Encoding& encoding = {}, const std::stop_token& stop = {}, const Preview& preview = {});
 
 /// One shader over the stretch of a plan, with its own sound.
 void exportMovie(const std::shared_ptr<const ShaderProgram>& program, const SliderValues& values,

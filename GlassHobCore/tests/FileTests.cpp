@@ -1,5 +1,6 @@
 #include "GlassHobCore/AtomicFile.h"
 #include "GlassHobCore/Identity.h"
+#include "GlassHobCore/PartialFile.h"
 #include "GlassHobCore/ShaderFile.h"
 
 #include <QDir>
@@ -35,6 +36,7 @@ class FileTest : public testing::Test {
 
 using ShaderFileTest = FileTest;
 using AtomicFileTest = FileTest;
+using PartialFileTest = FileTest;
 
 } // namespace
 
@@ -124,6 +126,52 @@ TEST_F(AtomicFileTest, NeverReplacesADevice) {
     struct stat status = {};
     ASSERT_EQ(stat("/dev/null", &status), 0);
     EXPECT_TRUE(S_ISCHR(status.st_mode));
+}
+
+TEST_F(PartialFileTest, StandsInItsPlaceOnlyWhenItIsWhole) {
+    put(path("movie"), "old");
+    chmod(path("movie").c_str(), 0640);
+    ASSERT_EQ(symlink("movie", path("link").c_str()), 0);
+    {
+        auto partial = PartialFile::beside(path("link"));
+        ASSERT_TRUE(partial) << partial.error();
+        put(partial->path(), "new");
+        EXPECT_EQ(get(path("movie")), "old");
+        ASSERT_TRUE(partial->moveIntoPlace());
+    }
+    EXPECT_EQ(get(path("movie")), "new");
+    struct stat status = {};
+    ASSERT_EQ(lstat(path("movie").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0640u);
+    {
+        auto given = PartialFile::beside(path("movie"));
+        auto other = PartialFile::beside(path("movie"));
+        ASSERT_TRUE(given && other);
+        EXPECT_NE(given->path(), other->path()) << "two at a time do not meet";
+        put(given->path(), "half");
+        const PartialFile moved = std::move(*given);
+        EXPECT_EQ(get(moved.path()), "half");
+    }
+    EXPECT_EQ(get(path("movie")), "new");
+    EXPECT_EQ(names(), (QStringList{"link", "movie"})) << "what is given up leaves nothing";
+}
+
+TEST_F(PartialFileTest, RefusesWhatCannotBeReplacedAndTellsAPlaceThatHasGone) {
+    for (const std::string& place : {folder_.path().toStdString(), path("none/a"), std::string("/dev/null")}) {
+        const auto partial = PartialFile::beside(place);
+        ASSERT_FALSE(partial) << place;
+        EXPECT_TRUE(partial.error().starts_with(place + " could not be written: ") && partial.error().ends_with('.'))
+            << partial.error();
+    }
+    auto partial = PartialFile::beside(path("movie"));
+    ASSERT_TRUE(partial);
+    put(partial->path(), "new");
+    QDir(folder_.path()).mkdir("movie");
+    const auto moved = partial->moveIntoPlace();
+    ASSERT_FALSE(moved);
+    EXPECT_TRUE(moved.error().starts_with(path("movie") + " could not be put in its place (")) << moved.error();
+    partial->remove();
+    EXPECT_EQ(names(), QStringList{"movie"});
 }
 
 TEST(Identity, FindsTheSampleFromTheBuildTree) {

@@ -145,6 +145,19 @@ TEST_F(ExportTest, SegmentsFollowEachOther) {
     EXPECT_EQ(loudest(50000, 56000), 48000U + 16000U - 12000U);
 }
 
+TEST_F(ExportTest, WhoLooksOnSeesTheFirstFrameAndTheLast) {
+    std::vector<double> reds;
+    VideoExporter::exportMovie(
+        {segment(counting, 0, 0.5)}, preset(), on, path, [](auto, auto) { return true; }, {}, {},
+        [&](const std::byte* pixels, std::size_t rowBytes) {
+            reds.push_back(std::to_integer<int>(pixels[9 * rowBytes + 38]));
+        });
+    ASSERT_GE(reds.size(), 2U);
+    EXPECT_NEAR(reds.front(), 0, 1);
+    EXPECT_NEAR(reds.back(), 14 * 2.55, 1);
+    EXPECT_TRUE(std::ranges::is_sorted(reds));
+}
+
 TEST_F(ExportTest, LayoutsAndTheMarkLieWhereTheyBelong) {
     const auto image = on->makeTexture(
         {.width = 160, .height = 120, .storage = gpu::StorageMode::shared, .usage = {.shaderRead = true}});
