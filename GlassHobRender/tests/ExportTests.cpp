@@ -5,6 +5,7 @@
 #include "GlassHobRender/tests/MovieReader.h"
 #include "GlassHobRender/tests/Programs.h"
 
+#include <algorithm>
 #include <cmath>
 #include <filesystem>
 #include <fstream>
