@@ -54,7 +54,7 @@ void exportMovie(const std::vector<ExportSegment>& segments, const ExportPreset&
 void exportMovie(const std::shared_ptr<const ShaderProgram>& program, const SliderValues& values,
                  const ExportPlan& plan, bool watermark, const std::shared_ptr<gpu::Device>& device,
                  const std::string& path, const Progress& progress, const Encoding& encoding = {},
-                 const std::stop_token& stop = {});
+                 const std::stop_token& stop = {}, const Preview& preview = {});
 
 } // namespace VideoExporter
 } // namespace glasshob
