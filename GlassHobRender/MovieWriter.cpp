@@ -9,6 +9,7 @@ extern "C" {
 #include <libavutil/opt.h>
 }
 
+#include <atomic>
 #include <condition_variable>
 #include <deque>
 #include <mutex>
@@ -25,6 +26,9 @@ constexpr double pictureLead = 2;        // and the picture ahead of sound
 constexpr std::size_t soundPiecesWaiting = 256;
 
 std::string messageOf(int code) {
+    if (code == AVERROR(ENOSPC) || code == AVERROR(EDQUOT))
+        return "the disk is full, so make room or choose another place.";
+    if (code == AVERROR(EFBIG)) return "the file has become larger than files may be there, so choose another place.";
     char text[AV_ERROR_MAX_STRING_SIZE] = {};
     av_strerror(code, text, sizeof text);
     return text;
@@ -81,6 +85,7 @@ struct MovieInput::Track {
     bool isVideo = false;
     Context context;
     AVStream* stream = nullptr;
+    AVRational timeBase = {0, 1};
     HardwareBuffer hardware;
     bool isFinished = false;
     std::int64_t appended = 0; // frames or sample frames
@@ -105,6 +110,7 @@ struct MovieWriter::Impl {
     Status status = Status::unknown;
     std::string error;
     std::mutex muxing;
+    std::atomic<bool> isInterrupted = false;
 
     ~Impl() { close(); }
 
@@ -125,6 +131,7 @@ struct MovieWriter::Impl {
             if (isOpen()) status = Status::cancelled;
             changed.notify_all();
         }
+        isInterrupted = true;
         for (Track* track : {&picture, &sound}) {
             if (track->thread.joinable()) track->thread.join();
             for (MovieFrame& frame : track->frames)
@@ -137,11 +144,11 @@ struct MovieWriter::Impl {
         format = nullptr;
     }
 
-    bool mux(Track& track, const Packet& packet) {
-        av_packet_rescale_ts(packet.get(), track.context->time_base, track.stream->time_base);
+    bool mux(Track& track, AVPacket* packet) {
+        av_packet_rescale_ts(packet, track.timeBase, track.stream->time_base);
         packet->stream_index = track.stream->index;
         const std::lock_guard guard(muxing);
-        const int result = av_interleaved_write_frame(format, packet.get());
+        const int result = isInterrupted ? AVERROR_EXIT : av_interleaved_write_frame(format, packet);
         if (result < 0) fail(messageOf(result));
         return result >= 0;
     }
@@ -153,7 +160,7 @@ struct MovieWriter::Impl {
             result = avcodec_receive_packet(track.context.get(), packet.get());
             if (result == AVERROR(EAGAIN) || result == AVERROR_EOF) return true;
             if (result >= 0 && packet->duration == 0 && track.isVideo) packet->duration = 1;
-            if (result >= 0 && !mux(track, packet)) return false;
+            if (result >= 0 && !mux(track, packet.get())) return false;
         }
         fail(messageOf(result));
         return false;
@@ -277,7 +284,7 @@ struct MovieWriter::Impl {
             track.context.reset();
             return false;
         }
-        track.stream->time_base = track.context->time_base;
+        track.timeBase = track.stream->time_base = track.context->time_base;
         return true;
     }
 
@@ -308,7 +315,12 @@ std::expected<std::unique_ptr<MovieWriter>, std::string> MovieWriter::make(const
     impl->path = path;
     av_log_set_level(AV_LOG_QUIET); // what fails is told by error()
     int result = avformat_alloc_output_context2(&impl->format, nullptr, "mp4", path.c_str());
-    if (result >= 0) result = avio_open(&impl->format->pb, ("file:" + path).c_str(), AVIO_FLAG_WRITE);
+    if (result >= 0) {
+        AVIOInterruptCB& interrupted = impl->format->interrupt_callback;
+        interrupted.opaque = impl.get();
+        interrupted.callback = [](void* of) { return int(static_cast<Impl*>(of)->isInterrupted); };
+        result = avio_open2(&impl->format->pb, ("file:" + path).c_str(), AVIO_FLAG_WRITE, &interrupted, nullptr);
+    }
     if (result < 0)
         return std::unexpected("The file \"" + path + "\" could not be written: " + messageOf(result) + ".");
     return std::unique_ptr<MovieWriter>(new MovieWriter(std::move(impl)));
@@ -354,6 +366,21 @@ MovieInput* MovieWriter::addVideo(const VideoSettings& settings) {
     return track.input.get();
 }
 
+MovieInput* MovieWriter::addVideo(const EncodedVideo& video) {
+    impl_->video.fps = video.fps;
+    MovieInput::Track& track = impl_->picture;
+    track.isVideo = true;
+    track.stream = avformat_new_stream(impl_->format, nullptr);
+    if (track.stream == nullptr || avcodec_parameters_copy(track.stream->codecpar, video.parameters) < 0) {
+        impl_->error = "there is no memory for a track";
+        return nullptr;
+    }
+    track.timeBase = track.stream->time_base = {1, int(video.fps)};
+    track.stream->avg_frame_rate = {int(video.fps), 1};
+    track.input = std::make_unique<MovieInput>(*this, track);
+    return track.input.get();
+}
+
 MovieInput* MovieWriter::addAudio(const AudioSettings&) {
     const AVCodec* codec = avcodec_find_encoder(AV_CODEC_ID_AAC);
     if (codec == nullptr) {
@@ -373,9 +400,14 @@ MovieInput* MovieWriter::addAudio(const AudioSettings&) {
     return track.input.get();
 }
 
+void MovieWriter::describe(const std::string& key, const std::string& text) {
+    av_dict_set(&impl_->format->metadata, key.c_str(), text.c_str(), 0);
+}
+
 bool MovieWriter::startWriting() {
     AVDictionary* options = nullptr;
-    av_dict_set(&options, "movflags", "+faststart", 0);
+    const bool isDescribed = impl_->format->metadata != nullptr;
+    av_dict_set(&options, "movflags", isDescribed ? "+faststart+use_metadata_tags" : "+faststart", 0);
     const int result = avformat_write_header(impl_->format, &options);
     av_dict_free(&options);
     if (result < 0) {
@@ -401,6 +433,18 @@ bool MovieWriter::append(MovieInput& video, MovieFrame frame) {
     return true;
 }
 
+bool MovieWriter::append(MovieInput& video, AVPacket& packet) {
+    MovieInput::Track& track = video.track_;
+    {
+        const std::lock_guard guard(impl_->lock);
+        if (!impl_->isOpen() || track.isFinished) return false;
+    }
+    if (!impl_->mux(track, &packet)) return false;
+    const std::lock_guard guard(impl_->lock);
+    track.seconds = double(++track.appended) / double(impl_->video.fps);
+    return true;
+}
+
 bool MovieWriter::append(MovieInput& audio, std::span<const float> samples) {
     const std::lock_guard guard(impl_->lock);
     MovieInput::Track& track = audio.track_;
@@ -423,6 +467,7 @@ bool MovieWriter::finishWriting() {
     }
     if (status() != Status::writing) return false;
     int result = av_write_trailer(impl_->format);
+    if (result >= 0) result = impl_->format->pb->error;
     if (result >= 0) result = avio_closep(&impl_->format->pb);
     if (result < 0) {
         impl_->fail(messageOf(result));
@@ -435,6 +480,10 @@ bool MovieWriter::finishWriting() {
 
 void MovieWriter::cancelWriting() {
     impl_->close();
+}
+
+void MovieWriter::interrupt() {
+    impl_->isInterrupted = true;
 }
 
 MovieWriter::Status MovieWriter::status() const {
@@ -457,7 +506,7 @@ bool MovieInput::isReadyForMoreMediaData() const {
     if (!impl.isOpen() || track_.isFinished) return false;
     const Track& other = track_.isVideo ? impl.sound : impl.picture;
     const double lead = track_.isVideo ? pictureLead : soundLead;
-    const bool isAhead = other.context != nullptr && !other.isFinished && track_.seconds > other.seconds + lead;
+    const bool isAhead = other.input != nullptr && !other.isFinished && track_.seconds > other.seconds + lead;
     const bool hasRoom =
         track_.isVideo ? track_.frames.size() < framesWaiting : track_.samples.size() < soundPiecesWaiting;
     return hasRoom && !isAhead;

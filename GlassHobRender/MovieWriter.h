@@ -7,8 +7,8 @@
 // cancelWriting at any time. Each input is used by one thread, which may be another for each. A failure on the writer's
 // threads ends the writing: status() is failed and error() says why.
 //
-// Frames come as blue, green, red, alpha bytes. Video frame i is shown at i / fps, sample n is heard at n / 48000, and
-// both begin at exactly 0. The file begins with its index ("fast start").
+// Frames come as blue, green, red, alpha bytes, or encoded already, out of another file. Video frame i is shown at i /
+// fps, sample n is heard at n / 48000, and both begin at exactly 0. The file begins with its index ("fast start").
 
 #include "GlassHobCore/ExportPreset.h"
 
@@ -20,6 +20,9 @@
 #include <span>
 #include <string>
 #include <string_view>
+
+struct AVCodecParameters;
+struct AVPacket;
 
 namespace glasshob {
 
@@ -48,6 +51,13 @@ struct MovieFrame {
     const std::byte* pixels = nullptr;
     std::size_t rowBytes = 0;
     std::function<void()> release;
+};
+
+/// Pictures that are encoded already.
+struct EncodedVideo {
+    /// Those of the stream that the packets come from.
+    const AVCodecParameters* parameters = nullptr;
+    std::int64_t fps = 0;
 };
 
 class MovieWriter;
@@ -81,17 +91,25 @@ class MovieWriter {
 
     /// Null when no encoder takes these settings; error() says why.
     MovieInput* addVideo(const VideoSettings& settings);
+    MovieInput* addVideo(const EncodedVideo& video);
     MovieInput* addAudio(const AudioSettings& settings);
+    /// An entry of the file's metadata under a key of its own. Before startWriting().
+    void describe(const std::string& key, const std::string& text);
     bool startWriting();
 
     /// False when the writing has failed or ended. The pixels are read on a thread of the writer.
     bool append(MovieInput& video, MovieFrame frame);
+    /// An encoded picture in the order of decoding, its times in frames; the packet is empty afterwards. Written on the
+    /// calling thread.
+    bool append(MovieInput& video, AVPacket& packet);
     /// Interleaved left and right.
     bool append(MovieInput& audio, std::span<const float> samples);
 
     /// Blocks until everything is encoded and in the file.
     bool finishWriting();
     void cancelWriting();
+    /// Makes a finishWriting() that is under way on another thread fail soon. Any thread.
+    void interrupt();
 
     Status status() const;
     /// Empty when nothing has failed.

@@ -1,161 +1,117 @@
 #include "GlassHobRender/VideoExporter.h"
 
 #include "GPU/Texture.h"
+#include "GlassHobRender/ExportFeed.h"
 #include "GlassHobRender/ExportSound.h"
 #include "GlassHobRender/FrameDrawer.h"
 #include "GlassHobRender/FramePool.h"
 
 #include <chrono>
 #include <cstdio>
-#include <mutex>
 #include <optional>
 #include <stdexcept>
-#include <thread>
 
 namespace glasshob {
 
 namespace {
 
-constexpr std::chrono::seconds stallDeadline{60};
 constexpr std::chrono::milliseconds previewInterval{250};
-
-// The first failure of either thread; later ones are dropped.
-class Failure {
-  public:
-    void record(ExportError error) {
-        const std::lock_guard guard(lock_);
-        if (!error_) error_ = std::move(error);
-    }
-    bool isRecorded() const {
-        const std::lock_guard guard(lock_);
-        return error_.has_value();
-    }
-    const std::optional<ExportError>& error() const { return error_; } // when only one thread is left
-
-  private:
-    mutable std::mutex lock_;
-    std::optional<ExportError> error_;
-};
 
 class Export {
   public:
-    Export(const std::vector<ExportSegment>& segments, const ExportPreset& preset,
+    Export(const std::vector<ExportSegment>& segments, const ExportPreset& preset, const MoviePart* part,
            const std::shared_ptr<gpu::Device>& device, const std::string& path, const VideoExporter::Progress& progress,
            const VideoExporter::Encoding& encoding, const std::stop_token& stop, const VideoExporter::Preview& preview)
         : preset_(preset), path_(path), progress_(progress), stop_(stop), preview_(preview),
           pool_(device, preset.width, preset.height) {
-        setUp(segments, device, encoding);
+        setUp(segments, part, device, encoding);
     }
 
+    // Whatever ends the export before it is whole takes the file along.
+    ~Export() {
+        feed_.reset();
+        if (writer_ == nullptr || writer_->status() == MovieWriter::Status::completed) return;
+        writer_->cancelWriting();
+        std::remove(path_.c_str());
+    }
+    Export(const Export&) = delete;
+    Export& operator=(const Export&) = delete;
+
     void run() {
-        std::jthread soundThread;
-        if (soundInput_ != nullptr) soundThread = std::jthread([this] { writeSound(); });
+        start();
+        if (soundInput_ != nullptr) feed_->startSound(*soundInput_, *sound_, end_);
         writePictures();
-        if (soundThread.joinable()) soundThread.join();
-        if (failure_.error()) discard(*failure_.error());
-        video_->markAsFinished();
-        if (!writer_->finishWriting())
-            discard(ExportError::writer(writer_->error().empty() ? "finishWriting" : writer_->error()));
+        if (auto failure = feed_->finish(*video_)) throw std::move(*failure);
         (void)progress_(total(), total());
     }
 
   private:
-    std::int64_t total() const { return timeline_.frameCount(); }
+    std::int64_t total() const { return end_ - first_; }
 
-    void setUp(const std::vector<ExportSegment>& segments, const std::shared_ptr<gpu::Device>& device,
-               const VideoExporter::Encoding& encoding) {
+    void setUp(const std::vector<ExportSegment>& segments, const MoviePart* part,
+               const std::shared_ptr<gpu::Device>& device, const VideoExporter::Encoding& encoding) {
         if (segments.empty()) throw ExportError::setup("nothing to export");
         if (preset_.fps <= 0 || ExportSound::sampleRate % preset_.fps != 0)
             throw ExportError::setup(std::to_string(preset_.fps) + " fps does not divide the audio rate");
         timeline_ = ExportTimeline(segments, preset_.fps);
+        end_ = timeline_.frameCount();
+        if (part != nullptr) {
+            if (part->first < 0 || part->first >= part->end || part->end > end_)
+                throw ExportError::setup("the part's frames are not in the whole");
+            first_ = part->first;
+            end_ = part->end;
+            description_ = part->toText();
+        }
         drawer_.emplace(timeline_, preset_, device, stop_);
-        if (timeline_.hasSound()) sound_.emplace(timeline_, device);
+        if (part == nullptr && timeline_.hasSound()) sound_.emplace(timeline_, device);
+        settings_ = {.width = preset_.width,
+                     .height = preset_.height,
+                     .fps = preset_.fps,
+                     .bitrate = preset_.bitrate,
+                     .codec = preset_.codec,
+                     .encoder = encoding.encoder,
+                     .quality = encoding.quality};
+    }
+
+    // From here on there is a file.
+    void start() {
         std::remove(path_.c_str());
         auto writer = MovieWriter::make(path_);
         if (!writer) throw std::runtime_error(writer.error());
         writer_ = std::move(*writer);
-        video_ = writer_->addVideo({.width = preset_.width,
-                                    .height = preset_.height,
-                                    .fps = preset_.fps,
-                                    .bitrate = preset_.bitrate,
-                                    .codec = preset_.codec,
-                                    .encoder = encoding.encoder,
-                                    .quality = encoding.quality});
-        if (video_ == nullptr) discard(ExportError::setup("the writer rejected the video settings"));
+        feed_.emplace(*writer_, stop_);
+        video_ = writer_->addVideo(settings_);
+        if (video_ == nullptr) throw ExportError::setup("the writer rejected the video settings");
         if (sound_) soundInput_ = writer_->addAudio({});
-        if (sound_ && soundInput_ == nullptr) discard(ExportError::setup("the writer rejected the audio settings"));
+        if (sound_ && soundInput_ == nullptr) throw ExportError::setup("the writer rejected the audio settings");
+        if (!description_.empty()) writer_->describe(MoviePart::metadataKey, description_);
         if (!writer_->startWriting())
-            discard(ExportError::writer(writer_->error().empty() ? "startWriting" : writer_->error()));
+            throw ExportError::writer(writer_->error().empty() ? "startWriting" : writer_->error());
     }
-
-    [[noreturn]] void discard(ExportError error) {
-        writer_->cancelWriting();
-        std::remove(path_.c_str());
-        throw error;
-    }
-
-    // Waits until an input takes more; false once a failure is recorded, by whomever.
-    bool waitFor(const MovieInput& input) {
-        if (input.isReadyForMoreMediaData()) return true;
-        const auto deadline = std::chrono::steady_clock::now() + stallDeadline;
-        while (true) {
-            if (failure_.isRecorded()) return false;
-            if (writer_->status() == MovieWriter::Status::failed) {
-                failure_.record(ExportError::writer(writer_->error().empty() ? "unknown" : writer_->error()));
-                return false;
-            }
-            if (std::chrono::steady_clock::now() >= deadline) {
-                failure_.record(ExportError::writer("the writer stalled waiting for the " +
-                                                    std::string(input.mediaType()) + " track"));
-                return false;
-            }
-            std::this_thread::sleep_for(std::chrono::milliseconds(1));
-            if (input.isReadyForMoreMediaData()) return true;
-        }
-    }
-
-    void failWriting(const std::string& otherwise) {
-        failure_.record(ExportError::writer(writer_->error().empty() ? otherwise : writer_->error()));
-    }
-
-    // ---- sound, on its own thread
-
-    void writeSound() {
-        std::vector<float> samples;
-        for (std::int64_t i = 0; i < total(); ++i) {
-            if (failure_.isRecorded() || !waitFor(*soundInput_)) return;
-            if (!sound_->render(i, samples) || !writer_->append(*soundInput_, samples)) {
-                failWriting("audio failed at frame " + std::to_string(i));
-                return;
-            }
-        }
-        soundInput_->markAsFinished();
-    }
-
-    // ---- pictures, on the caller's
 
     void writePictures() {
         for (std::int64_t i = 0; i < total(); ++i) {
-            if (failure_.isRecorded()) return;
+            if (feed_->hasFailed()) return;
             if (!progress_(i, total()) || stop_.stop_requested()) {
-                failure_.record(ExportError::cancelled());
+                feed_->record(ExportError::cancelled());
                 return;
             }
-            if (!waitFor(*video_)) return;
-            auto texture = pool_.take([this] { return failure_.isRecorded(); });
+            if (!feed_->waitFor(*video_)) return;
+            auto texture = pool_.take([this] { return feed_->hasFailed(); });
             if (texture == nullptr) {
-                failure_.record(ExportError::setup("could not get a pixel buffer"));
+                feed_->record(ExportError::setup("could not get a pixel buffer"));
                 return;
             }
-            if (auto drawn = drawer_->draw(i, texture); !drawn) {
-                failure_.record(drawn.error());
+            const std::int64_t frame = first_ + i;
+            if (auto drawn = drawer_->draw(frame, texture); !drawn) {
+                feed_->record(drawn.error());
                 return;
             }
             show(i, *texture);
-            MovieFrame frame{texture->contents(), texture->rowBytes(), {}};
-            frame.release = [this, held = std::move(texture)]() mutable { pool_.giveBack(std::move(held)); };
-            if (!writer_->append(*video_, std::move(frame))) {
-                failWriting("append failed at frame " + std::to_string(i));
+            MovieFrame picture{texture->contents(), texture->rowBytes(), {}};
+            picture.release = [this, held = std::move(texture)]() mutable { pool_.giveBack(std::move(held)); };
+            if (!writer_->append(*video_, std::move(picture))) {
+                feed_->recordWriter("append failed at frame " + std::to_string(frame));
                 return;
             }
         }
@@ -176,13 +132,17 @@ class Export {
     const VideoExporter::Preview& preview_;
     std::chrono::steady_clock::time_point lastShown_;
     ExportTimeline timeline_;
+    std::int64_t first_ = 0;
+    std::int64_t end_ = 0;
+    std::string description_;
+    VideoSettings settings_;
     std::optional<FrameDrawer> drawer_;
     std::optional<ExportSound> sound_;
-    Failure failure_;
     FramePool pool_; // outlives the writer, whose frames go back to it
     std::unique_ptr<MovieWriter> writer_;
     MovieInput* video_ = nullptr;
     MovieInput* soundInput_ = nullptr;
+    std::optional<ExportFeed> feed_;
 };
 
 } // namespace
@@ -192,7 +152,7 @@ namespace VideoExporter {
 void exportMovie(const std::vector<ExportSegment>& segments, const ExportPreset& preset,
                  const std::shared_ptr<gpu::Device>& device, const std::string& path, const Progress& progress,
                  const Encoding& encoding, const std::stop_token& stop, const Preview& preview) {
-    Export(segments, preset, device, path, progress, encoding, stop, preview).run();
+    Export(segments, preset, nullptr, device, path, progress, encoding, stop, preview).run();
 }
 
 void exportMovie(const std::shared_ptr<const ShaderProgram>& program, const SliderValues& values,
@@ -201,6 +161,15 @@ void exportMovie(const std::shared_ptr<const ShaderProgram>& program, const Slid
                  const std::stop_token& stop, const Preview& preview) {
     exportMovie({ExportSegment(program, values, plan.start, plan.duration, watermark, true)}, plan.preset, device, path,
                 progress, encoding, stop, preview);
+}
+
+void exportPart(const std::shared_ptr<const ShaderProgram>& program, const MoviePart& part,
+                const std::shared_ptr<gpu::Device>& device, const std::string& path, const Progress& progress,
+                const Encoding& encoding, const std::stop_token& stop, const Preview& preview) {
+    const ExportPlan& plan = part.plan;
+    Export({ExportSegment(program, part.values, plan.start, plan.duration, part.hasMark, false)}, plan.preset, &part,
+           device, path, progress, encoding, stop, preview)
+        .run();
 }
 
 } // namespace VideoExporter

@@ -12,6 +12,7 @@
 #include "GlassHobCore/Params.h"
 #include "GlassHobRender/ExportError.h"
 #include "GlassHobRender/ExportSegment.h"
+#include "GlassHobRender/MoviePart.h"
 #include "GlassHobRender/MovieWriter.h"
 
 #include <cstddef>
@@ -55,6 +56,13 @@ void exportMovie(const std::shared_ptr<const ShaderProgram>& program, const Slid
                  const ExportPlan& plan, bool watermark, const std::shared_ptr<gpu::Device>& device,
                  const std::string& path, const Progress& progress, const Encoding& encoding = {},
                  const std::stop_token& stop = {}, const Preview& preview = {});
+
+/// The frames of a part of a longer export, as video alone that begins at 0: each is what it is in the whole, before it
+/// is encoded. The file tells what MovieJoiner needs. Frames count from 0 to the part's own length in `progress`, and
+/// have the whole's numbers in errors. `program` is made from the part's text.
+void exportPart(const std::shared_ptr<const ShaderProgram>& program, const MoviePart& part,
+                const std::shared_ptr<gpu::Device>& device, const std::string& path, const Progress& progress,
+                const Encoding& encoding = {}, const std::stop_token& stop = {}, const Preview& preview = {});
 
 } // namespace VideoExporter
 } // namespace glasshob

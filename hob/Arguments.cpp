@@ -94,7 +94,8 @@ std::expected<Arguments, std::string> Arguments::parse(std::string_view command,
         return std::unexpected(commandName + " takes no file, but " + arguments.operands_.front() + " was given.");
     }
     if (operands != Operands::none && arguments.operands_.empty()) {
-        return std::unexpected("No shader file was given: " + commandName + " --help shows how.");
+        const std::string lacking = operands == Operands::parts ? "No part of a movie" : "No shader file";
+        return std::unexpected(lacking + " was given: " + commandName + " --help shows how.");
     }
     if (operands == Operands::one && arguments.operands_.size() > 1) {
         return std::unexpected(commandName + " takes one shader file, but " + arguments.operands_[1] +

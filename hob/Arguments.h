@@ -23,7 +23,8 @@ struct Option {
     std::string_view help;
 };
 
-enum class Operands { none, one, oneOrMore };
+/// `parts` is one or more, of a movie.
+enum class Operands { none, one, oneOrMore, parts };
 
 class Arguments {
   public:

@@ -3,13 +3,12 @@
 #include "hob/ExportProgress.h"
 #include "hob/ExportRequest.h"
 #include "hob/Interrupts.h"
+#include "hob/MovieOutput.h"
 #include "hob/Output.h"
 #include "hob/Source.h"
 #include "hob/Values.h"
 
-#include <cstdio>
-#include <sys/stat.h>
-#include <unistd.h>
+#include <stdexcept>
 
 namespace hob {
 
@@ -17,50 +16,46 @@ namespace {
 
 using glasshob::MovieEncoder;
 
-// The movie is written beside its place and moved there when it is whole.
-std::string unfinishedName(const std::string& output) {
-    const std::size_t slash = output.rfind('/');
-    const std::size_t name = slash == std::string::npos ? 0 : slash + 1;
-    return output.substr(0, name) + "." + output.substr(name) + "." + std::to_string(getpid()) + ".part";
+void tellFailure(const std::exception& error, const ExportRequest& request, Console& console) {
+    const auto* export_ = dynamic_cast<const glasshob::ExportError*>(&error);
+    const bool isHardware =
+        request.encoding.encoder == MovieEncoder::vaapi || request.encoding.encoder == MovieEncoder::nvenc;
+    if (isHardware && export_ != nullptr && export_->kind == glasshob::ExportError::Kind::setup)
+        console.problem(std::string(error.what()) +
+                        ". The chosen --encoder is not there or does not take this size on this machine: leave "
+                        "the option out to encode without it.");
+    else
+        console.problem(error.what());
 }
 
 ExitStatus exportMovie(const ExportRequest& request, const Source& source, const SliderSettings& settings,
-                       Console& console) {
+                       const std::string& path, Console& console) {
     const auto opened = openProgram(console, source, request.preset.width, request.preset.height);
     if (!opened) return ExitStatus::failed;
     const auto& [device, program] = *opened;
-    const glasshob::ExportPlan plan(request.preset, request.start, request.duration);
-    const std::string unfinished = unfinishedName(request.output);
     const Interrupts interrupts;
     ExportProgress progress(console, request.tellsJson);
+    const auto tell = [&](std::int64_t done, std::int64_t total) {
+        progress.tell(done, total);
+        return !interrupts.happened() && !console.outputFailed();
+    };
+    ExitStatus status = ExitStatus::done;
     try {
-        glasshob::VideoExporter::exportMovie(
-            program, settings.values, plan, request.hasMark, device, unfinished,
-            [&](std::int64_t done, std::int64_t total) {
-                progress.tell(done, total);
-                return !interrupts.happened() && !console.outputFailed();
-            },
-            request.encoding, interrupts.token());
-    } catch (const std::exception& error) {
-        console.endProgress();
-        const auto* export_ = dynamic_cast<const glasshob::ExportError*>(&error);
-        const bool isHardware =
-            request.encoding.encoder == MovieEncoder::vaapi || request.encoding.encoder == MovieEncoder::nvenc;
-        if (isHardware && export_ != nullptr && export_->kind == glasshob::ExportError::Kind::setup)
-            console.problem(std::string(error.what()) +
-                            ". The chosen --encoder is not there or does not take this size on this machine: leave "
-                            "the option out to encode without it.");
+        if (request.frames)
+            glasshob::VideoExporter::exportPart(program,
+                                                glasshob::MoviePart::of(*program, source.text, settings.values,
+                                                                        request.plan(), request.hasMark,
+                                                                        request.frames->first, request.frames->end),
+                                                device, path, tell, request.encoding, interrupts.token());
         else
-            console.problem(error.what());
-        return ExitStatus::failed;
+            glasshob::VideoExporter::exportMovie(program, settings.values, request.plan(), request.hasMark, device,
+                                                 path, tell, request.encoding, interrupts.token());
+    } catch (const std::exception& error) {
+        tellFailure(error, request, console);
+        status = ExitStatus::failed;
     }
     console.endProgress();
-    if (std::rename(unfinished.c_str(), request.output.c_str()) != 0) {
-        console.problem("The movie is whole, but could not be moved to " + request.output + ": it is in " + unfinished +
-                        ".");
-        return ExitStatus::failed;
-    }
-    return ExitStatus::done;
+    return status;
 }
 
 ExitStatus run(const Arguments& arguments, Console& console) {
@@ -80,12 +75,10 @@ ExitStatus run(const Arguments& arguments, Console& console) {
     for (const std::string& note : settings->notes)
         console.problem(note);
     if (!checkOutput(console, request->output, path)) return ExitStatus::failed;
-    struct stat status = {};
-    if (!request->replaces && stat(request->output.c_str(), &status) == 0) {
-        console.problem(request->output + " is there already: add --force to replace it.");
-        return ExitStatus::failed;
-    }
-    return exportMovie(*request, *source, *settings, console);
+    auto file = openMovieOutput(console, request->output, request->replaces);
+    if (!file) return ExitStatus::failed;
+    const ExitStatus status = exportMovie(*request, *source, *settings, file->path(), console);
+    return status == ExitStatus::done ? finishMovieOutput(console, *file) : status;
 }
 
 } // namespace
@@ -98,7 +91,8 @@ const Command& exportCommand() {
         .notes =
             "The movie is MPEG-4 with H.264 or HEVC pictures in Rec. 709 and AAC sound, where the shader has any.\n"
             "It appears under its name when it is whole. Ctrl-C ends the export and leaves nothing.\n"
-            "--json prints one object a line: frame, frames, seconds, framesPerSecond, secondsLeft.\n",
+            "--json prints one object a line: frame, frames, seconds, framesPerSecond, secondsLeft.\n"
+            "--frames lets several machines share one movie: each renders a part, and hob join makes the whole.\n",
         .operands = Operands::one,
         .options = exportOptions(),
         .run = run,

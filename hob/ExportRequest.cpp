@@ -1,5 +1,6 @@
 #include "hob/ExportRequest.h"
 
+#include "GlassHobCore/ExportLimits.h"
 #include "GlassHobCore/Numbers.h"
 #include "hob/Values.h"
 
@@ -11,11 +12,10 @@ namespace hob {
 
 namespace {
 
+namespace ExportLimits = glasshob::ExportLimits;
 using glasshob::ExportPreset;
 using glasshob::MovieEncoder;
 using glasshob::MovieQuality;
-
-constexpr double longestDuration = 24 * 3600;
 
 constexpr Option options[] = {
     {"--output", "-o", "OUT.mp4", "the movie's file"},
@@ -31,6 +31,7 @@ constexpr Option options[] = {
     {"--codec", "", "h264|hevc", "the codec instead of the preset's"},
     {"--encoder", "", "NAME", "auto, software, vaapi or nvenc (auto)"},
     {"--quality", "", "NAME", "how long the encoder tries: fast, balanced or best (balanced)"},
+    {"--frames", "", "A:B", "only frames A up to before B of the whole, as video alone, for hob join"},
     {"--json", "", "", "print progress as lines of JSON on standard output"},
 };
 
@@ -96,6 +97,21 @@ std::expected<void, std::string> readPicture(const Arguments& arguments, ExportP
     return {};
 }
 
+std::expected<ExportRequest::Frames, std::string> readFrames(const std::string& text, std::int64_t count) {
+    const std::size_t colon = text.find(':');
+    const auto first = glasshob::parseInteger(std::string_view(text).substr(0, colon));
+    const auto end =
+        colon == std::string::npos ? std::nullopt : glasshob::parseInteger(std::string_view(text).substr(colon + 1));
+    if (!first || !end || *first < 0 || *end <= *first)
+        return mistake("--frames " + text +
+                       " names no frames: give the first one and the one behind the last, such as 0:300.");
+    if (*end > count)
+        return mistake("--frames " + text + " goes beyond the end: the whole has " + std::to_string(count) +
+                       (count == 1 ? " frame" : " frames") + ", so the last number is " + std::to_string(count) +
+                       " at most.");
+    return ExportRequest::Frames{*first, *end};
+}
+
 } // namespace
 
 std::span<const Option> exportOptions() {
@@ -116,10 +132,13 @@ std::expected<ExportRequest, std::string> readExportRequest(const Arguments& arg
         const auto start = readTime("--start", *text);
         if (!start) return mistake(start.error());
         if (*start < 0) return mistake("--start " + *text + " lies before the shader's time begins: give 0 or more.");
+        if (*start > ExportLimits::latestStart)
+            return mistake("--start " + *text + " lies too far on for a shader's time to be exact: give " +
+                           std::to_string(std::int64_t(ExportLimits::latestStart)) + " seconds at most.");
         request.start = *start;
     }
     if (const auto text = arguments.value("--duration")) {
-        const auto duration = readDuration("--duration", *text, longestDuration);
+        const auto duration = readDuration("--duration", *text, ExportLimits::longestDuration);
         if (!duration) return mistake(duration.error());
         if (*duration == 0) return mistake("--duration 0 has nothing to show: give a number of seconds.");
         request.duration = *duration;
@@ -133,6 +152,11 @@ std::expected<ExportRequest, std::string> readExportRequest(const Arguments& arg
         const auto quality = readWord("--quality", *text, {"fast", "balanced", "best"});
         if (!quality) return mistake(quality.error());
         request.encoding.quality = MovieQuality(*quality);
+    }
+    if (const auto text = arguments.value("--frames")) {
+        const auto frames = readFrames(*text, request.plan().frameCount());
+        if (!frames) return mistake(frames.error());
+        request.frames = *frames;
     }
     return request;
 }

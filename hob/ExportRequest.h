@@ -6,7 +6,9 @@
 #include "GlassHobRender/VideoExporter.h"
 #include "hob/Arguments.h"
 
+#include <cstdint>
 #include <expected>
+#include <optional>
 #include <span>
 #include <string>
 
@@ -21,6 +23,14 @@ struct ExportRequest {
     bool replaces = false;
     bool tellsJson = false;
     glasshob::VideoExporter::Encoding encoding;
+    /// A part of the whole alone; the end is not included.
+    struct Frames {
+        std::int64_t first = 0;
+        std::int64_t end = 0;
+    };
+    std::optional<Frames> frames;
+
+    glasshob::ExportPlan plan() const { return {preset, start, duration}; }
 };
 
 std::span<const Option> exportOptions();

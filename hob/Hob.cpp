@@ -12,10 +12,10 @@ namespace {
 
 using glasshob::Identity::applicationName;
 
-const std::array<const Command*, 7>& commands() {
-    static const std::array<const Command*, 7> all = {&checkCommand(),  &infoCommand(),   &stillCommand(),
-                                                      &soundCommand(),  &exportCommand(), &samplesCommand(),
-                                                      &devicesCommand()};
+const std::array<const Command*, 8>& commands() {
+    static const std::array<const Command*, 8> all = {&checkCommand(),   &infoCommand(),   &stillCommand(),
+                                                      &soundCommand(),   &exportCommand(), &joinCommand(),
+                                                      &samplesCommand(), &devicesCommand()};
     return all;
 }
 
@@ -51,7 +51,7 @@ std::string commandHelp(const Command& command) {
 }
 
 std::string unknownCommand(const std::string& word) {
-    std::array<std::string_view, 7> names;
+    std::array<std::string_view, 8> names;
     std::ranges::transform(commands(), names.begin(), &Command::name);
     const bool isOption = word.starts_with('-');
     const std::string sentence = std::string("There is no ") + (isOption ? "option " : "command ") + word;

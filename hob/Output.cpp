@@ -17,7 +17,7 @@ bool isSameFile(const std::string& a, const std::string& b) {
 
 } // namespace
 
-bool checkOutput(Console& console, const std::string& output, const std::string& source) {
+bool checkOutput(Console& console, const std::string& output, const std::string& source, std::string_view role) {
     if (output == "-") {
         if (!console.outputIsTerminal()) return true;
         console.problem(
@@ -25,7 +25,7 @@ bool checkOutput(Console& console, const std::string& output, const std::string&
         return false;
     }
     if (isSameFile(output, source)) {
-        console.problem(output + " is the shader itself: give another file for the result.");
+        console.problem(output + " is " + std::string(role) + ": give another file for the result.");
         return false;
     }
     const auto checked = glasshob::AtomicFile::check(output);

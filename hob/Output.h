@@ -10,8 +10,10 @@
 
 namespace hob {
 
-/// Whether the output can be taken; tells why when not. `source` is the path of the shader, which is never overwritten.
-bool checkOutput(Console& console, const std::string& output, const std::string& source);
+/// Whether the output can be taken; tells why when not. `source` is the path of what the work is done on, which is
+/// never overwritten, and `role` what that is.
+bool checkOutput(Console& console, const std::string& output, const std::string& source,
+                 std::string_view role = "the shader itself");
 
 /// Writes the bytes; tells why when that fails.
 bool writeOutput(Console& console, const std::string& output, std::string_view bytes);

@@ -20,6 +20,8 @@ void keepDriversQuiet() {
 int main(int count, char** words) {
     // A reader that goes away is a failed write, not the end of the program in the middle of its work.
     std::signal(SIGPIPE, SIG_IGN);
+    // So is a file that may not grow any more.
+    std::signal(SIGXFSZ, SIG_IGN);
     keepDriversQuiet();
     hob::Console console(STDOUT_FILENO, STDERR_FILENO);
     return static_cast<int>(hob::run(std::vector<std::string>(words + 1, words + count), console));

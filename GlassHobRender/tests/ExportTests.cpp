@@ -1,68 +1,16 @@
 // Whole movies: written by the exporter, taken apart by the demuxer, and compared with what was asked for.
 #include "GPU/Texture.h"
 #include "GlassHobRender/FrameConverter.h"
-#include "GlassHobRender/VideoExporter.h"
-#include "GlassHobRender/tests/MovieReader.h"
-#include "GlassHobRender/tests/Programs.h"
+#include "GlassHobRender/tests/ExportFixture.h"
 
 #include <algorithm>
 #include <cmath>
-#include <filesystem>
 #include <fstream>
-#include <unistd.h>
 
 namespace glasshob {
 namespace {
 
 using namespace glasshob::testing;
-
-// The colour is that of the frame: red by the frame's number, green by the time, blue by a slider.
-const std::string counting = "// @param blue 0.5 0 1\n"
-                             "float4 shade(float2 uv, constant Uniforms& u, constant Params& p) {\n"
-                             "    return float4(float(u.frame) / 100.0, fract(u.time), p.blue, 1.0);\n}\n";
-// A click at one sample a second, at a third of the second.
-const std::string clicking = counting +
-                             "float2 sound(float t, constant Params& p) {\n"
-                             "    int sample = int(round(t * 48000.0));\n"
-                             "    return sample % 48000 == 16000 ? float2(1.0, -1.0) : float2(0.25, 0.0);\n}\n";
-
-ExportPreset preset(std::int64_t fps = 30, VideoCodec codec = VideoCodec::h264, std::int64_t width = 64,
-                    std::int64_t height = 48) {
-    return {"test", "Test", width, height, fps, 4'000'000, codec};
-}
-
-class ExportTest : public ::testing::Test {
-  protected:
-    void SetUp() override {
-        on = device();
-        ASSERT_NE(on, nullptr);
-        folder =
-            std::filesystem::temp_directory_path() /
-            ("export-" + std::to_string(::getpid()) + ::testing::UnitTest::GetInstance()->current_test_info()->name());
-        std::filesystem::create_directories(folder);
-        path = folder / "movie.mp4";
-    }
-    void TearDown() override { std::filesystem::remove_all(folder); }
-
-    ExportSegment segment(const std::string& source, double start, double duration) const {
-        return {program(source, on), {}, start, duration, false, true};
-    }
-    // What the exporter throws, as it is shown; empty when it does not.
-    std::string failureOf(
-        const std::vector<ExportSegment>& segments, const ExportPreset& as,
-        const VideoExporter::Progress& progress = [](auto, auto) { return true; }) const {
-        try {
-            VideoExporter::exportMovie(segments, as, on, path, progress);
-            return {};
-        } catch (const std::exception& error) {
-            return error.what();
-        }
-    }
-
-    std::shared_ptr<gpu::Device> on;
-    std::filesystem::path folder;
-    std::string path;
-};
 
 TEST_F(ExportTest, FramesTimesAndSoundAreThoseAskedFor) {
     for (const VideoCodec codec : {VideoCodec::h264, VideoCodec::hevc}) {

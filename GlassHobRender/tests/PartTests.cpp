@@ -1,0 +1,229 @@
+// Parts of a movie: each frame as the whole's, and the whole made of parts again.
+#include "GPU/Texture.h"
+#include "GlassHobRender/FrameDrawer.h"
+#include "GlassHobRender/MovieJoiner.h"
+#include "GlassHobRender/tests/ExportFixture.h"
+
+#include <cstring>
+#include <fstream>
+
+namespace glasshob {
+namespace {
+
+using namespace glasshob::testing;
+
+class PartTest : public ExportTest {
+  protected:
+    std::string name(const std::string& file) const { return folder / file; }
+
+    // Renders a part; what goes wrong fails the test.
+    std::string part(const std::string& file, const std::string& text, const ExportPlan& plan, std::int64_t first,
+                     std::int64_t end, const SliderValues& values = {}, const VideoExporter::Encoding& encoding = {}) {
+        const auto made = program(text, on);
+        try {
+            VideoExporter::exportPart(
+                made, MoviePart::of(*made, text, values, plan, false, first, end), on, name(file),
+                [](auto, auto) { return true; }, encoding);
+        } catch (const std::exception& error) {
+            ADD_FAILURE() << file << ": " << error.what();
+        }
+        return name(file);
+    }
+
+    // Joins into `path`; the sentence when that fails.
+    std::string joinFailure(
+        const std::vector<std::string>& parts,
+        const MovieJoiner::Progress& progress = [](auto, auto) { return true; }) const {
+        const auto joiner = MovieJoiner::make(parts);
+        if (!joiner) return joiner.error();
+        const auto heard = joiner->whole().hasSound ? program(joiner->whole().shader, on) : nullptr;
+        const auto joined = joiner->join(path, heard, on, progress);
+        return joined ? "" : joined.error();
+    }
+};
+
+// Dots that move by their own memory, whose trails hold on to older frames.
+const std::string swarm = R"(// @particles 300
+struct Particle { float2 at; float2 speed; };
+Particle spawn(uint id, constant Params& p) {
+    Particle q;
+    q.at = fract(float2(float(id) * 0.37, float(id) * 0.11));
+    q.speed = float2(sin(float(id)), cos(float(id))) * 0.2;
+    return q;
+}
+void update(thread Particle& q, uint id, constant Uniforms& u, constant Params& p) {
+    q.speed += (float2(0.5) - q.at) * u.timeDelta;
+    q.at = fract(q.at + q.speed * u.timeDelta);
+}
+float3 place(Particle q, constant Uniforms& u, constant Params& p) { return float3(q.at * 2.0 - 1.0, 3.0); }
+float4 ink(Particle q, float2 at, constant Uniforms& u, constant Params& p) { return float4(q.at, 0.3, 1.0) * 0.4; }
+float4 fade(float2 uv, Trails previous, constant Uniforms& u, constant Params& p) { return previous.at(uv) * 0.97; }
+float4 shade(float2 uv, constant Uniforms& u, constant Params& p, Trails trails) {
+    return float4(trails.at(uv).rgb + float(u.frame % 7) * 0.01, 1.0);
+}
+)";
+const std::string mesh = R"(// @grid 12
+struct Vertex { float4 position [[position]]; float height; };
+Vertex corner(float2 grid, constant Uniforms& u, constant Params& p) {
+    Vertex v;
+    v.height = sin(u.time * 3.0 + grid.x * 5.0) * 0.5 + 0.5;
+    v.position = float4(grid.x * 2.0 - 1.0, (grid.y * 2.0 - 1.0) * v.height, 0.5, 1.0);
+    return v;
+}
+float4 background(float2 uv, constant Uniforms& u, constant Params& p) { return float4(uv, fract(u.time), 1.0); }
+float4 shade(Vertex v, constant Uniforms& u, constant Params& p) { return float4(v.height, 0.2, float(u.frame) * 0.01, 1.0); }
+)";
+
+TEST_F(PartTest, AFrameDrawnAloneIsThatOfTheWhole) {
+    const ExportPreset as = preset(24, VideoCodec::h264, 80, 60);
+    const auto target = on->makeTexture(
+        {.width = 80, .height = 60, .storage = gpu::StorageMode::shared, .usage = {.renderTarget = true}});
+    ASSERT_TRUE(target);
+    const auto bytes = [&] {
+        std::vector<std::uint8_t> texels(std::size_t(80) * 60 * 4);
+        (*target)->getBytes(texels.data(), 80 * 4, {0, 0, 80, 60});
+        return texels;
+    };
+    for (const std::string& source : {swarm, mesh, counting}) {
+        // Two stretches: frame 40 and those behind it lie in the second, with a clock and particles of its own.
+        const auto made = program(source, on);
+        const std::vector<ExportSegment> segments = {{made, {}, 0.4, 40.0 / 24, true, false},
+                                                     {made, {}, 1.1, 40.0 / 24, true, false}};
+        const ExportTimeline timeline(segments, 24);
+        std::vector<std::vector<std::uint8_t>> whole;
+        FrameDrawer all(timeline, as, on);
+        for (std::int64_t i = 0; i < timeline.frameCount(); ++i) {
+            ASSERT_TRUE(all.draw(i, *target)) << i;
+            whole.push_back(bytes());
+        }
+        EXPECT_NE(whole[10], whole[11]);
+        for (const std::int64_t first : {1, 17, 39, 40, 63}) {
+            FrameDrawer some(timeline, as, on);
+            for (std::int64_t i = first; i < first + 3; ++i) {
+                ASSERT_TRUE(some.draw(i, *target));
+                EXPECT_TRUE(bytes() == whole[std::size_t(i)]) << "frame " << i << " drawn from " << first;
+            }
+        }
+    }
+}
+
+TEST_F(PartTest, JoinedPartsAreThePicturesOfThePartsWithTheSoundOfTheWhole) {
+    for (const VideoCodec codec : {VideoCodec::h264, VideoCodec::hevc}) {
+        const ExportPlan plan(preset(30, codec, 96, 64), 2.25, 3.5);
+        const SliderValues values = {{"blue", 0.7F}};
+        // One of a single frame, one longer than the distance of key frames; in no order.
+        const std::vector<std::string> parts = {part("c", clicking, plan, 31, 105, values),
+                                                part("a", clicking, plan, 0, 30, values),
+                                                part("b", clicking, plan, 30, 31, values)};
+        ASSERT_EQ(joinFailure(parts), "");
+        const ReadMovie joined = readMovie(path);
+        ASSERT_EQ(joined.error, "");
+        EXPECT_EQ(joined.videoTag, codec == VideoCodec::hevc ? "hvc1" : "avc1");
+        EXPECT_EQ(joined.profile, codec == VideoCodec::hevc ? "Main" : "High");
+        for (const int tag : {joined.primaries, joined.transfer, joined.matrix, joined.range})
+            EXPECT_EQ(tag, 1); // Rec. 709, limited
+        EXPECT_TRUE(beginsWithIndex(path));
+        ASSERT_EQ(joined.pictures.size(), 105U);
+        std::size_t at = 0;
+        for (const std::size_t which : {1, 2, 0}) {
+            const ReadMovie one = readMovie(parts[which]);
+            EXPECT_FALSE(one.hasSound);
+            for (std::size_t i = 0; i < one.pictures.size(); ++i, ++at) {
+                const auto& picture = joined.pictures.at(at);
+                EXPECT_NEAR(one.pictures[i].time, double(i) / 30, 1e-6);
+                EXPECT_NEAR(picture.time, double(at) / 30, 1e-6);
+                EXPECT_TRUE(picture.isKey || i != 0) << "a part begins with a key frame";
+                EXPECT_TRUE(picture.y == one.pictures[i].y && picture.u == one.pictures[i].u &&
+                            picture.v == one.pictures[i].v)
+                    << at;
+                EXPECT_NEAR(picture.at(30, 20).red, std::min(double(at) / 100, 1.0) * 255, 2.5) << at;
+            }
+        }
+        EXPECT_EQ(at, 105U);
+        ExportSegment whole = segment(clicking, 2.25, 3.5);
+        whole.values = values;
+        ASSERT_EQ(failureOf({whole}, plan.preset), "");
+        const ReadMovie asked = readMovie(path);
+        ASSERT_TRUE(joined.hasSound);
+        EXPECT_NEAR(joined.soundStart, 0, 1e-9);
+        EXPECT_EQ(joined.left, asked.left);
+        EXPECT_EQ(joined.right, asked.right);
+    }
+}
+
+TEST_F(PartTest, WhatIsNoWholeIsToldAndMakesNoFile) {
+    const ExportPlan plan(preset(), 0, 2);
+    const std::string a = part("a", counting, plan, 0, 20);
+    const std::string b = part("b", counting, plan, 20, 40);
+    const std::string c = part("c", counting, plan, 40, 60);
+    const std::string wide = part("wide", counting, plan, 15, 40);
+    const std::string blue = part("blue", counting, plan, 20, 40, {{"blue", 0.9F}});
+    const std::string best = part("best", counting, plan, 20, 40, {}, {.quality = MovieQuality::best});
+    const std::string movie = name("movie");
+    VideoExporter::exportMovie(program(counting, on), {}, plan, false, on, movie, [](auto, auto) { return true; });
+    const std::string text = name("text");
+    std::ofstream(text) << "no movie";
+    const std::string cut = name("cut");
+    std::filesystem::copy_file(b, cut);
+    std::filesystem::resize_file(cut, std::filesystem::file_size(b) - 5);
+    const std::string absent = name("absent");
+    const std::size_t before = names().size();
+    const struct {
+        std::vector<std::string> parts;
+        std::vector<std::string> told;
+    } cases[] = {
+        {{c, a}, {"Frames 20 to 39 are missing", "--frames 20:40."}},
+        {{b}, {"Frames 0 to 19, frames 40 to 59 are missing", "--frames 0:20, --frames 40:60."}},
+        {{a, b, c, b}, {b + " and " + b + " hold the same frames 20 to 39"}},
+        {{c, wide, a}, {a + " and " + wide + " both hold frames 15 to 19"}},
+        {{a, blue, c}, {a + " and " + blue, "two different exports", "the values of the sliders"}},
+        {{a, best, c}, {a + " and " + best, "two different ways", "--quality"}},
+        {{a, movie}, {movie + " is no part of an export"}},
+        {{text}, {text + " is no movie"}},
+        {{a, cut, c}, {cut + " is not whole", "--frames 20:40."}},
+        {{a, absent}, {absent + " could not be opened: No such file"}},
+        {{}, {"no parts"}},
+    };
+    for (const auto& each : cases) {
+        const std::string failure = joinFailure(each.parts);
+        for (const std::string& words : each.told)
+            EXPECT_NE(failure.find(words), std::string::npos) << failure << "\n  lacks " << words;
+        EXPECT_TRUE(failure.ends_with('.')) << failure;
+    }
+    EXPECT_EQ(joinFailure({b, a, c}, [](std::int64_t done, std::int64_t) { return done < 45; }), "Export cancelled.");
+    EXPECT_EQ(names().size(), before);
+}
+
+TEST(MoviePart, ComesBackFromItsText) {
+    MoviePart part;
+    part.plan = ExportPlan({"any", "Any", 641, 359, 48, 123456, VideoCodec::hevc}, 0.1, 1.0 / 3);
+    part.hasMark = true;
+    part.values = {{"größe", 0.1F}, {"b", -3.0e-9F}};
+    part.shader = "// \"quoted\" \\ ünïcode \t\n";
+    part.first = 3;
+    part.end = 16;
+    const auto again = MoviePart::fromText(part.toText());
+    ASSERT_TRUE(again);
+    EXPECT_EQ(again->wholeIdentity(), part.wholeIdentity());
+    EXPECT_EQ(again->plan.start, part.plan.start);
+    EXPECT_EQ(again->plan.duration, part.plan.duration);
+    EXPECT_EQ(again->values, part.values);
+    EXPECT_EQ(again->shader, part.shader);
+    EXPECT_EQ(again->first, 3);
+    EXPECT_EQ(again->end, 16);
+    EXPECT_EQ(again->differenceFrom(part), "");
+    const auto changed = [&](const std::string& from, const std::string& to) {
+        std::string text = part.toText();
+        text.replace(text.find(from), from.size(), to);
+        return MoviePart::fromText(text).has_value();
+    };
+    EXPECT_FALSE(changed("\"end\":16", "\"end\":17"));        // beyond the whole
+    EXPECT_FALSE(changed("\"first\":3", "\"first\":16"));     // nothing in it
+    EXPECT_FALSE(changed("\"fps\":48", "\"fps\":0"));         // no rate
+    EXPECT_FALSE(changed("\"mark\":true", "\"mark\":false")); // not the whole it says it is of
+    EXPECT_FALSE(changed("\"version\":1", "\"version\":2"));
+    EXPECT_FALSE(MoviePart::fromText("[]"));
+}
+
+} // namespace
+} // namespace glasshob
