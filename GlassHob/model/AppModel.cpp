@@ -46,18 +46,21 @@ AppModel::AppModel(Surroundings surroundings, QObject* parent)
       questions_(surroundings.questions), pendingCompile_(std::move(surroundings.compileDelay)),
       drafts_(std::move(surroundings.draftsFolder)),
       presets_(std::make_unique<Presets>(*this, *questions_, std::move(surroundings.presetStore))),
-      account_(surroundings.account), updates_(surroundings.updates) {
+      exports_(std::make_unique<ExportJob>(*this, std::move(surroundings.movieMaker))), account_(surroundings.account),
+      updates_(surroundings.updates) {
     if (!makeDevice_) makeDevice_ = gpu::Device::makeApart;
 }
 
 AppModel::~AppModel() {
     close();
+    exports_.reset();
     program_.reset();
     if (slowFrameSeconds_ > 0) retire(std::move(device_));
 }
 
 void AppModel::close() {
     pendingCompile_->cancel();
+    exports_->abandon();
     // Without an answer to the question about them, edits outlive the window.
     if (isDirty_ && !discardAgreed_)
         keepDraft();
@@ -200,7 +203,7 @@ void AppModel::reportSlowFrame(double seconds) {
 }
 
 bool AppModel::deviceIsBusy() const {
-    return slowFrameSeconds_ > 0 || waitsForDevice_ || retiredDeviceIsBusy();
+    return slowFrameSeconds_ > 0 || waitsForDevice_ || exports_->isRunning() || retiredDeviceIsBusy();
 }
 
 QString AppModel::deviceTrouble() const {
@@ -211,6 +214,8 @@ QString AppModel::deviceTrouble() const {
         return tr("The graphics device is still drawing an earlier frame. This shader starts when that is done.");
     if (slowFrameSeconds_ >= slowForPeople && stillsInWork_ > 0)
         return tr("The picture waits while the still is drawn. It goes on when the still is there.");
+    if (slowFrameSeconds_ >= slowForPeople && exports_->isRunning())
+        return tr("The picture waits while a frame of the video is drawn. It goes on between the frames.");
     if (slowFrameSeconds_ >= slowForPeople)
         return tr("This frame has been drawing for %1 seconds. "
                   "Make the shader do less, and the picture starts afresh when it compiles.")

@@ -8,6 +8,7 @@
 #include "GPU/Error.h"
 #include "GlassHob/model/Delay.h"
 #include "GlassHob/model/Drafts.h"
+#include "GlassHob/model/ExportJob.h"
 #include "GlassHob/model/ExportState.h"
 #include "GlassHob/model/Presets.h"
 #include "GlassHob/model/PreviewClock.h"
@@ -55,6 +56,8 @@ class AppModel : public QObject {
         QString draftsFolder = {};
         // A device in the place of one that is lost or busy without end; one apart on the same hardware when empty.
         std::function<gpu::Result<std::shared_ptr<gpu::Device>>()> makeDevice = {};
+        // In the place of the video exporter.
+        ExportJob::Maker movieMaker = {};
         // Null while there are no online services; both must outlive the model.
         AccountModel* account = nullptr;
         UpdateChecker* updates = nullptr;
@@ -62,7 +65,7 @@ class AppModel : public QObject {
 
     explicit AppModel(Surroundings surroundings, QObject* parent = nullptr);
     ~AppModel() override;
-    // What the end of a model does for the documents, for a process that ends without it.
+    // What the end of a model does for the files, for a process that ends without it.
     void close();
 
     // ---- Start ----
@@ -144,7 +147,7 @@ class AppModel : public QObject {
     // has ended. A compile that succeeds meanwhile gets a new device. A shader that must wait for the old frame all the
     // same, as drivers may have it, has no program until then.
     void reportSlowFrame(double seconds);
-    // Whether the ordinary end of the process would wait for a frame, perhaps without end.
+    // Whether the ordinary end of the process would wait for a frame, the picture's or a video's, perhaps without end.
     bool deviceIsBusy() const;
     // A sentence on why the picture stands still although nothing is wrong with the text; empty when it does not.
     QString deviceTrouble() const;
@@ -176,6 +179,7 @@ class AppModel : public QObject {
     void saveStill();
     // The document's name, the clock's time, ".png".
     QString stillName() const;
+    ExportJob& exports() { return *exports_; }
     const ExportChoices& exportChoices() const { return exportChoices_; }
     void setExportChoices(ExportChoices choices);
     const ExportState& exportState() const { return exportState_; }
@@ -261,6 +265,7 @@ class AppModel : public QObject {
     std::optional<double> compileMillis_;
     SliderBank sliders_;
     std::unique_ptr<Presets> presets_;
+    std::unique_ptr<ExportJob> exports_;
 
     PreviewClock clock_;
     std::int64_t shownTenth_ = -1;

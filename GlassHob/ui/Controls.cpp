@@ -177,20 +177,20 @@ TextButton::TextButton(const QString& text, Look look, QWidget* parent, std::opt
     setText(text);
     setFont(look == Look::quiet     ? fonts::menu()
             : look == Look::primary ? fonts::ui(13, QFont::Bold)
+            : look == Look::dialog  ? fonts::button()
                                     : fonts::ui(12.5, QFont::DemiBold));
     setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
     if (look == Look::link) setCursor(Qt::PointingHandCursor);
 }
 
 int TextButton::padding() const {
-    return look_ == Look::link ? 0 : look_ == Look::primary ? 16 : 10;
+    return look_ == Look::link ? 0 : look_ == Look::primary || look_ == Look::dialog ? 16 : 10;
 }
 
 QSize TextButton::sizeHint() const {
     const int label = fontMetrics().horizontalAdvance(text());
-    return QSize(padding() + (icon_ ? 16 + 7 : 0) + label + padding(), look_ == Look::link      ? 24
-                                                                       : look_ == Look::primary ? 32
-                                                                                                : 26);
+    const int height = look_ == Look::link ? 24 : look_ == Look::primary || look_ == Look::dialog ? 32 : 26;
+    return QSize(padding() + (icon_ ? 16 + 7 : 0) + label + padding(), height);
 }
 
 void TextButton::paintEvent(QPaintEvent*) {
@@ -202,7 +202,7 @@ void TextButton::paintEvent(QPaintEvent*) {
                                                : Role::text);
     if (primary)
         roundedBox(painter, rect(), 6, mixed(themed(Role::accentFill), themed(Role::accentFillHover), hover()), {});
-    else if (look_ == Look::bordered || look_ == Look::primary)
+    else if (look_ == Look::bordered || look_ == Look::dialog || look_ == Look::primary)
         roundedBox(painter, rect(), 6,
                    isDown()      ? themed(Role::controlPressed)
                    : isEnabled() ? mixed(themed(Role::control), themed(Role::controlHover), hover())

@@ -81,12 +81,12 @@ class ToolButton : public HoverButton {
     std::optional<Role> ink_;
 };
 
-// A button of text, with an icon before it where one is given: quiet, underlined as a link, with a border, or the one
-// to press.
+// A button of text, with an icon before it where one is given: quiet, underlined as a link, with a border, larger at
+// the foot of a dialog, or the one to press.
 class TextButton : public HoverButton {
     Q_OBJECT
   public:
-    enum class Look { quiet, link, bordered, primary };
+    enum class Look { quiet, link, bordered, dialog, primary };
     TextButton(const QString& text, Look look, QWidget* parent, std::optional<Icon> icon = std::nullopt);
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override { return sizeHint(); }
@@ -108,6 +108,7 @@ class TextLine : public QWidget {
     TextLine(const QFont& font, Role role, QWidget* parent, const QString& text = {});
     void setText(const QString& text);
     const QString& text() const { return text_; }
+    Role role() const { return role_; }
     void setRole(Role role);
     // A line that may shrink below its text; without this it keeps its whole width.
     void setElides(bool elides);

@@ -5,6 +5,7 @@
 #include "GlassHob/ui/Theme.h"
 
 #include <QAbstractButton>
+#include <QApplication>
 #include <QDialogButtonBox>
 #include <QFileDialog>
 #include <QGridLayout>
@@ -53,8 +54,13 @@ void widen(QMessageBox* box) {
 
 } // namespace
 
+QWidget* DialogQuestions::place() const {
+    QWidget* front = QApplication::activeWindow();
+    return front && window_ && front->parentWidget() == window_ && front->isVisible() ? front : window_.data();
+}
+
 void DialogQuestions::ask(const Question& question, std::function<void(int)> answer) {
-    QMessageBox* box = makeBox(window_, question.message, question.informativeText);
+    QMessageBox* box = makeBox(place(), question.message, question.informativeText);
     QList<QAbstractButton*> buttons;
     for (int i = 0; i < question.buttons.size(); ++i) {
         const auto role = i == question.escapeButton ? QMessageBox::RejectRole
@@ -75,7 +81,7 @@ void DialogQuestions::ask(const Question& question, std::function<void(int)> ans
 }
 
 void DialogQuestions::askText(const TextQuestion& question, std::function<void(std::optional<QString>)> answer) {
-    QMessageBox* box = makeBox(window_, question.message, question.informativeText);
+    QMessageBox* box = makeBox(place(), question.message, question.informativeText);
     QPushButton* accept = box->addButton(question.acceptButton, QMessageBox::AcceptRole);
     QPushButton* cancel = box->addButton(QMessageBox::tr("Cancel"), QMessageBox::RejectRole);
     box->setDefaultButton(accept);
@@ -105,7 +111,7 @@ void DialogQuestions::askText(const TextQuestion& question, std::function<void(s
 }
 
 void DialogQuestions::warn(const QString& message, const QString& informativeText) {
-    QMessageBox* box = makeBox(window_, message, informativeText);
+    QMessageBox* box = makeBox(place(), message, informativeText);
     box->setIconPixmap(iconPixmap(Icon::warning, 32, themed(Role::warning), box->devicePixelRatioF()));
     if (auto* grid = qobject_cast<QGridLayout*>(box->layout())) {
         grid->setContentsMargins(24, 24, 24, 20);
@@ -118,7 +124,7 @@ void DialogQuestions::warn(const QString& message, const QString& informativeTex
 
 void DialogQuestions::chooseFileToOpen(const QString& message, const QString& folder,
                                        std::function<void(std::optional<QString>)> answer) {
-    auto* dialog = new QFileDialog(window_, message, folder, QObject::tr("Shaders (*.metal);;All files (*)"));
+    auto* dialog = new QFileDialog(place(), message, folder, QObject::tr("Shaders (*.metal);;All files (*)"));
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     dialog->setFileMode(QFileDialog::ExistingFile);
     QObject::connect(dialog, &QDialog::finished, dialog, [dialog, answer = std::move(answer)](int result) {
@@ -130,7 +136,7 @@ void DialogQuestions::chooseFileToOpen(const QString& message, const QString& fo
 
 void DialogQuestions::chooseFileToSave(const QString& message, const QString& folder, const QString& name,
                                        std::function<void(std::optional<QString>)> answer) {
-    auto* dialog = new QFileDialog(window_, message, folder);
+    auto* dialog = new QFileDialog(place(), message, folder);
     dialog->setAttribute(Qt::WA_DeleteOnClose);
     dialog->setAcceptMode(QFileDialog::AcceptSave);
     const QString suffix = name.section(u'.', -1);

@@ -11,7 +11,7 @@ namespace glasshob {
 
 class DialogQuestions : public Questions {
   public:
-    // Dialogs open over this window from now on.
+    // Dialogs open over this window from now on, or over the one of its own that is in front.
     void setWindow(QWidget* window) { window_ = window; }
 
     void ask(const Question& question, std::function<void(int)> answer) override;
@@ -23,6 +23,8 @@ class DialogQuestions : public Questions {
                           std::function<void(std::optional<QString>)> answer) override;
 
   private:
+    QWidget* place() const;
+
     QPointer<QWidget> window_;
 };
 

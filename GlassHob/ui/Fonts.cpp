@@ -40,4 +40,16 @@ QFont mono(double pixels, QFont::Weight weight) {
     return font;
 }
 
+QFont dialogHeading() {
+    QFont font = ui(17, QFont::Bold);
+    font.setLetterSpacing(QFont::PercentageSpacing, 99);
+    return font;
+}
+
+QFont figure() {
+    QFont font = ui(32, QFont::Bold);
+    font.setLetterSpacing(QFont::PercentageSpacing, 98);
+    return font;
+}
+
 } // namespace glasshob::fonts

@@ -34,6 +34,11 @@ inline QFont chip() {
 inline QFont statement() {
     return ui(15, QFont::Bold);
 } // one line that asks or tells
+QFont dialogHeading();
+QFont figure(); // how much of something is done
+inline QFont fieldLabel() {
+    return ui(12, QFont::DemiBold);
+}
 inline QFont bannerTitle() {
     return ui(14, QFont::Bold);
 }

@@ -251,6 +251,7 @@ int HobStyle::pixelMetric(PixelMetric metric, const QStyleOption* option, const 
     case PM_FocusFrameVMargin: return 4;
     case PM_IndicatorWidth:
     case PM_IndicatorHeight: return 16;
+    case PM_CheckBoxLabelSpacing: return 10;
     case PM_MessageBoxIconSize: return 24;
     case PM_ToolTipLabelFrameWidth: return 8;
     default: return QProxyStyle::pixelMetric(metric, option, widget);

@@ -8,9 +8,12 @@
 #include "GlassHob/ui/CodeEditor.h"
 #include "GlassHob/ui/Controls.h"
 #include "GlassHob/ui/EditMenu.h"
+#include "GlassHob/ui/ExportActions.h"
+#include "GlassHob/ui/FileManager.h"
 #include "GlassHob/ui/FullScreen.h"
 #include "GlassHob/ui/HelpMenu.h"
 #include "GlassHob/ui/Inspector.h"
+#include "GlassHob/ui/Leaving.h"
 #include "GlassHob/ui/MessageList.h"
 #include "GlassHob/ui/PaneFocus.h"
 #include "GlassHob/ui/PaneSplitter.h"
@@ -28,16 +31,10 @@
 #include <QActionGroup>
 #include <QApplication>
 #include <QCloseEvent>
-#include <QDBusConnection>
-#include <QDBusMessage>
-#include <QDBusPendingCallWatcher>
-#include <QDesktopServices>
-#include <QFileInfo>
 #include <QMenuBar>
 #include <QScreen>
 #include <QSettings>
 #include <QTimer>
-#include <QUrl>
 #include <QVBoxLayout>
 
 #include <utility>
@@ -78,10 +75,11 @@ MainWindow::MainWindow(AppModel& model, Canvas::Kind canvas) : model_(model) {
     auto* column = new QVBoxLayout(central);
     column->setContentsMargins(0, 0, 0, 0);
     column->setSpacing(0);
-    toolbar_ = new Toolbar(model_,
-                           {showEditor_, showInspector_, new_, open_, save_, picture_->backToStart,
-                            picture_->pauseOrPlay, picture_->stepFrame, picture_->hearSound, picture_->saveStill},
-                           central);
+    toolbar_ =
+        new Toolbar(model_,
+                    {showEditor_, showInspector_, new_, open_, save_, picture_->backToStart, picture_->pauseOrPlay,
+                     picture_->stepFrame, picture_->hearSound, picture_->saveStill, exporting_->exportVideo},
+                    central);
     across_ = new PaneSplitter(Qt::Horizontal, central);
     editorPane_ = new EditorPane(model_, across_);
     down_ = new PaneSplitter(Qt::Vertical, across_);
@@ -172,7 +170,8 @@ void MainWindow::makeActions() {
     save_ = action(tr("&Save"), Keys::Save, [this] { model_.save(); });
     saveAs_ = action(tr("Save &As…"), Keys(tr("Ctrl+Shift+S")), [this] { model_.saveAs(); });
     revert_ = action(tr("&Revert"), {}, [this] { model_.revert(); });
-    showInFiles_ = action(tr("Show in &File Manager"), Keys(tr("Ctrl+Alt+R")), [this] { showInFileManager(); });
+    showInFiles_ =
+        action(tr("Show in &File Manager"), Keys(tr("Ctrl+Alt+R")), [this] { showInFileManager(*model_.filePath()); });
     quit_ = action(tr("&Quit"), Keys(tr("Ctrl+Q")), [this] { close(); });
     quit_->setMenuRole(QAction::QuitRole);
 
@@ -192,6 +191,9 @@ void MainWindow::makeActions() {
 
     compileNow_ = action(tr("&Compile Now"), Keys(tr("Ctrl+B")), [this] { model_.compileNow(); });
     picture_ = new PictureActions(model_, this);
+    exporting_ = new ExportActions(model_, this);
+    leaving_ = new Leaving(model_, this);
+    connect(exporting_, &ExportActions::wanted, this, [this] { comeForward({}); });
     resetAll_ = action(tr("R&eset All Sliders"), Keys(tr("Ctrl+Alt+0")), [this] { model_.resetAllValues(); });
 
     showEditor_ = action(tr("Show &Editor"), Keys(tr("Ctrl+1")), [this](bool on) { model_.setShowsEditor(on); });
@@ -274,7 +276,10 @@ void MainWindow::makeMenus() {
         choices->addAction(choice);
     }
 
-    picture_->addPicturesTo(menuBar()->addMenu(tr("E&xport")));
+    QMenu* export_ = menuBar()->addMenu(tr("E&xport"));
+    export_->addAction(exporting_->exportVideo);
+    export_->addSeparator();
+    picture_->addPicturesTo(export_);
     new HelpMenu(model_, menuBar(), this);
 }
 
@@ -394,14 +399,8 @@ void MainWindow::keepLayout() const {
 }
 
 void MainWindow::closeEvent(QCloseEvent* event) {
-    if (!closing_ && model_.isDirty()) {
+    if (!leaving_->mayClose()) {
         event->ignore();
-        model_.confirmDiscard([this](bool goOn) {
-            if (!goOn) return;
-            closing_ = true;
-            // Out of the question's own event first.
-            QTimer::singleShot(0, this, &QWidget::close);
-        });
         return;
     }
     fullScreen_->leave();
@@ -430,22 +429,6 @@ void MainWindow::resizeEvent(QResizeEvent* event) {
 void MainWindow::showEvent(QShowEvent* event) {
     QMainWindow::showEvent(event);
     QTimer::singleShot(0, this, &MainWindow::followLayout);
-}
-
-void MainWindow::showInFileManager() {
-    if (!model_.filePath()) return;
-    const QUrl file = QUrl::fromLocalFile(*model_.filePath());
-    QDBusMessage call = QDBusMessage::createMethodCall(
-        QStringLiteral("org.freedesktop.FileManager1"), QStringLiteral("/org/freedesktop/FileManager1"),
-        QStringLiteral("org.freedesktop.FileManager1"), QStringLiteral("ShowItems"));
-    call << QStringList{file.toString()} << QString();
-    const QString folder = QFileInfo(*model_.filePath()).absolutePath();
-    // A desktop without that interface at least opens the folder.
-    auto* watcher = new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(call), this);
-    connect(watcher, &QDBusPendingCallWatcher::finished, this, [folder](QDBusPendingCallWatcher* finished) {
-        if (finished->isError()) QDesktopServices::openUrl(QUrl::fromLocalFile(folder));
-        finished->deleteLater();
-    });
 }
 
 void MainWindow::comeForward(const QByteArray& activation) {

@@ -14,8 +14,10 @@ class AppModel;
 class Banners;
 class CodeEditor;
 class EditorPane;
+class ExportActions;
 class FullScreen;
 class Inspector;
+class Leaving;
 class MessageList;
 class PictureActions;
 class PreviewPane;
@@ -40,6 +42,7 @@ class MainWindow : public QMainWindow {
     // The window comes before the others; `activation` is what the desktop gave to who asked for it.
     void comeForward(const QByteArray& activation);
     PictureActions* pictureActions() const { return picture_; }
+    ExportActions* exportActions() const { return exporting_; }
 
   protected:
     void closeEvent(QCloseEvent* event) override;
@@ -59,7 +62,6 @@ class MainWindow : public QMainWindow {
     void setShowsInspector(bool shows);
     void restoreLayout();
     void keepLayout() const;
-    void showInFileManager();
 
     AppModel& model_;
     Toolbar* toolbar_ = nullptr;
@@ -74,7 +76,8 @@ class MainWindow : public QMainWindow {
     SampleMenu* fromSample_ = nullptr;
     PictureActions* picture_ = nullptr;
     FullScreen* fullScreen_ = nullptr;
-    bool closing_ = false; // the question about unsaved edits has been answered
+    ExportActions* exporting_ = nullptr;
+    Leaving* leaving_ = nullptr;
 
     QAction *new_, *open_, *openSample_, *save_, *saveAs_, *revert_, *showInFiles_, *quit_;
     QAction *undo_, *redo_, *cut_, *copy_, *paste_, *selectAll_, *nextProblem_, *previousProblem_;

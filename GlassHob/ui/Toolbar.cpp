@@ -50,7 +50,8 @@ Toolbar::Toolbar(AppModel& model, const Actions& actions, QWidget* parent)
         button->setEnabled(false);
         return button;
     };
-    export_ = placeFor(Icon::film, tr("Export video"), tr("Export…"));
+    export_ = buttonFor(actions.exportVideo, Icon::film, tr("Export video"));
+    export_->setLabel(tr("Export…"));
     share_ = placeFor(Icon::share, tr("Share to the gallery"), tr("Share…"));
     beforeAccount_ = new BarSeparator(this);
     account_ = placeFor(Icon::account, tr("Account"), {});

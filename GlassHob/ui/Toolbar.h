@@ -24,6 +24,7 @@ class Toolbar : public Ground {
         QAction* stepFrame;
         QAction* hearSound;
         QAction* saveStill;
+        QAction* exportVideo;
     };
     Toolbar(AppModel& model, const Actions& actions, QWidget* parent);
 

@@ -1,0 +1,61 @@
+// The first frame of the video that would be exported, small, with the mark where it is chosen: drawn away from the
+// main thread, again 300 ms after anything has changed that shows in it. Follows the model only while it is wanted.
+//
+// Main thread. A drawing that is overtaken ends early where it can and is dropped; the last picture stays meanwhile.
+// The end of the object waits for the drawing in work, at most a frame long.
+#pragma once
+
+#include "GlassHob/model/Delay.h"
+#include "GlassHobCore/Params.h"
+
+#include <QImage>
+#include <QObject>
+
+#include <memory>
+#include <optional>
+#include <stop_token>
+#include <thread>
+
+namespace glasshob {
+
+class AppModel;
+class ShaderProgram;
+
+class StartStill : public QObject {
+    Q_OBJECT
+  public:
+    explicit StartStill(AppModel& model, std::unique_ptr<Delay> delay = std::make_unique<TimerDelay>());
+    ~StartStill() override;
+
+    // Wanted: what is not drawn yet is drawn at once.
+    void setWanted(bool wanted);
+    // Null before the first is drawn.
+    const QImage& image() const { return image_; }
+
+  signals:
+    void changed();
+
+  private:
+    struct Moment {
+        std::shared_ptr<const ShaderProgram> program;
+        SliderValues values;
+        double start = 0;
+        bool watermark = true;
+        bool operator==(const Moment&) const = default;
+    };
+    static QImage draw(const Moment& moment, const std::stop_token& stop);
+    std::optional<Moment> now() const;
+    void follow();
+    void redraw();
+    void take(const QImage& image);
+
+    AppModel& model_;
+    std::unique_ptr<Delay> delay_;
+    bool wanted_ = false;
+    std::optional<Moment> asked_; // drawn, or in work
+    std::stop_source stop_;
+    std::thread thread_;
+    QImage image_;
+};
+
+} // namespace glasshob

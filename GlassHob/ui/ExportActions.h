@@ -1,0 +1,47 @@
+// The command that exports a video: opens the one export window, and tells when an export has ended, by bringing that
+// window forward, or with a message of the desktop where another application is in front. Main thread; owned by the
+// main window.
+#pragma once
+
+#include "GlassHob/model/StartStill.h"
+
+#include <QObject>
+#include <QPointer>
+
+class QAction;
+class QWidget;
+
+namespace glasshob {
+
+class AppModel;
+class DesktopNotification;
+class ExportWindow;
+
+class ExportActions : public QObject {
+    Q_OBJECT
+  public:
+    ExportActions(AppModel& model, QWidget* mainWindow);
+
+    QAction* exportVideo;
+    // Null while it is closed.
+    ExportWindow* window() const;
+    // Tells through this one instead of the desktop's.
+    void setNotification(DesktopNotification* notification);
+
+  signals:
+    // The person wants to see the windows.
+    void wanted();
+
+  private:
+    void open();
+    void follow();
+    void tellEnd();
+
+    AppModel& model_;
+    QWidget* mainWindow_;
+    StartStill still_;
+    QPointer<ExportWindow> window_;
+    DesktopNotification* notification_ = nullptr;
+};
+
+} // namespace glasshob

@@ -1,0 +1,59 @@
+// How far the running export is: the share that is done, a bar, frames, the time taken and the time left. Main thread;
+// owned by the export window.
+#pragma once
+
+#include <QProgressBar>
+#include <QTimer>
+#include <QVariantAnimation>
+
+namespace glasshob {
+
+class AppModel;
+class TextButton;
+class TextLine;
+
+// A bar of 8 px that goes evenly from one report to the next. To screen readers its value moves in tenths.
+class ExportBar : public QProgressBar {
+    Q_OBJECT
+  public:
+    explicit ExportBar(QWidget* parent);
+    // 0 to 1; back to the start at once.
+    void setShare(double share, const QString& spoken);
+    QSize sizeHint() const override { return {100, 8}; }
+    QSize minimumSizeHint() const override { return sizeHint(); }
+
+  protected:
+    void paintEvent(QPaintEvent* event) override;
+
+  private:
+    double shown_ = 0;
+    QVariantAnimation move_;
+};
+
+class ExportProgress : public QWidget {
+    Q_OBJECT
+  public:
+    ExportProgress(AppModel& model, QWidget* parent);
+    void focusFirst();
+    TextButton* cancelButton() const { return cancel_; }
+    TextLine* percent() const { return percent_; }
+    TextLine* frames() const { return frames_; }
+
+  signals:
+    void cancelled();
+
+  protected:
+    void showEvent(QShowEvent* event) override;
+    void hideEvent(QHideEvent* event) override;
+
+  private:
+    void follow();
+
+    AppModel& model_;
+    TextLine *heading_, *preset_, *percent_, *left_, *frames_, *taken_;
+    ExportBar* bar_;
+    TextButton* cancel_;
+    QTimer second_; // time goes on between reports
+};
+
+} // namespace glasshob

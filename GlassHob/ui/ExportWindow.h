@@ -1,0 +1,69 @@
+// The window in which a video is exported: the form, the running export, and how it has ended. It follows the model's
+// export state. Not modal, since editing goes on meanwhile. Closed while an export runs it asks once, and cancels it.
+// Main thread; deletes itself when it is closed.
+#pragma once
+
+#include <QDialog>
+#include <QImage>
+
+namespace glasshob {
+
+class AppModel;
+class ExportFailedPage;
+class ExportFinishedPage;
+class ExportForm;
+class ExportProgress;
+class StartStill;
+
+// The frame that is shown over the pages: as wide as the window, its middle where it is higher than there is room.
+class ExportPicture : public QWidget {
+    Q_OBJECT
+  public:
+    explicit ExportPicture(QWidget* parent);
+    void setImage(const QImage& image);
+    const QImage& image() const { return image_; }
+
+  protected:
+    void paintEvent(QPaintEvent* event) override;
+
+  private:
+    QImage image_;
+};
+
+class ExportWindow : public QDialog {
+    Q_OBJECT
+  public:
+    // `still` outlives the window.
+    ExportWindow(AppModel& model, StartStill& still, QWidget* parent);
+    ~ExportWindow() override;
+
+    // Before the other windows, with the keyboard.
+    void comeForward();
+    void reject() override;
+
+    ExportForm* form() const { return form_; }
+    ExportProgress* progress() const { return progress_; }
+    ExportFinishedPage* finished() const { return finished_; }
+    ExportFailedPage* failed() const { return failed_; }
+    ExportPicture* picture() const { return picture_; }
+
+  protected:
+    void keyPressEvent(QKeyEvent* event) override;
+
+  private:
+    void follow();
+    void followPicture();
+    void showPage(QWidget* page);
+
+    AppModel& model_;
+    StartStill& still_;
+    ExportPicture* picture_;
+    ExportForm* form_;
+    ExportProgress* progress_;
+    ExportFinishedPage* finished_;
+    ExportFailedPage* failed_;
+    QWidget* page_ = nullptr;
+    bool asksAboutClosing_ = false;
+};
+
+} // namespace glasshob

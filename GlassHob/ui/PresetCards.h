@@ -1,0 +1,45 @@
+// The export presets as cards of which one is chosen: the name, codec and bit rate under it. Up and Down move, as in
+// every group of radio buttons. Main thread; owned by its parent.
+#pragma once
+
+#include <QRadioButton>
+
+#include <string>
+#include <vector>
+
+namespace glasshob {
+
+struct ExportPreset;
+
+class PresetCard : public QRadioButton {
+    Q_OBJECT
+  public:
+    PresetCard(const ExportPreset& preset, QWidget* parent);
+    const std::string& id() const { return id_; }
+    QSize sizeHint() const override;
+    QSize minimumSizeHint() const override { return sizeHint(); }
+
+  protected:
+    bool hitButton(const QPoint& place) const override { return rect().contains(place); }
+    void paintEvent(QPaintEvent* event) override;
+
+  private:
+    std::string id_;
+    QString encoding_;
+};
+
+class PresetCards : public QWidget {
+    Q_OBJECT
+  public:
+    explicit PresetCards(QWidget* parent);
+    void choose(const std::string& id);
+    const std::vector<PresetCard*>& cards() const { return cards_; }
+
+  signals:
+    void chosen(const std::string& id);
+
+  private:
+    std::vector<PresetCard*> cards_;
+};
+
+} // namespace glasshob
