@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <QCoreApplication>
 #include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
@@ -72,6 +73,15 @@ class ScriptedQuestions : public Questions {
     std::optional<QString> path;
 };
 
+// Runs the event loop until it is so; false when it has not come about in a minute.
+template <typename Condition>
+bool comesTrue(Condition condition) {
+    const QDeadlineTimer deadline(60000);
+    while (!condition() && !deadline.hasExpired())
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents | QEventLoop::AllEvents, 100);
+    return condition();
+}
+
 inline std::string shader(const std::string& params, const std::string& color = "float4(1.0, 0.5, 0.25, 1.0)") {
     return params + "\nfloat4 shade(float2 uv, constant Uniforms& u, constant Params& p) {\n    return " + color +
            ";\n}\n";
@@ -96,7 +106,8 @@ class AppModelTest : public ::testing::Test {
                                    .questions = &questions,
                                    .compileDelay = std::move(delay),
                                    .presetStore = PresetStore(folder.filePath("presets.json")),
-                                   .draftsFolder = folder.filePath("drafts")});
+                                   .draftsFolder = folder.filePath("drafts"),
+                                   .movieMaker = movieMaker});
         model->editorSink = [this](const std::string& text) { shown = text; };
     }
     QStringList drafts() const { return QDir(folder.filePath("drafts")).entryList({"*.json"}, QDir::Files); }
@@ -115,6 +126,8 @@ class AppModelTest : public ::testing::Test {
     QTemporaryDir folder;
     ScriptedQuestions questions;
     ManualDelay* delay_ = nullptr;
+    // In the place of the video exporter, where a test sets one before the model is made.
+    ExportJob::Maker movieMaker;
     std::unique_ptr<AppModel> model;
     std::string shown;
 };
