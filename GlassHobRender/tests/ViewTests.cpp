@@ -160,6 +160,89 @@ kernel void check(device Item* items [[buffer(0)]], constant Bits& pi [[buffer(1
     EXPECT_EQ(valuesOf<std::uint32_t>(buffers[2]), (std::vector<std::uint32_t>{4, 2, 12, 4}));
 }
 
+TEST(BufferViews, UnionsLieInStructsAndArraysOfTheThread) {
+    std::vector<std::vector<std::byte>> buffers = {bytesOf(std::vector<std::uint32_t>(24)),
+                                                   bytesOf(std::vector<std::uint32_t>{7, 0x40000000, 9, 0x40400000})};
+    ASSERT_TRUE(runKernel(head + R"(
+union Bits { float f; uint u; };
+struct Cell {
+    Bits b;
+    int kind = 5;
+    bool isOn;
+    Cell() = default;
+    Cell(float f, int k) : kind(k), isOn(true) { b.f = f; }
+    uint sum() const { return b.u + uint(kind); }
+    void raise(uint by) { b.u += by; kind++; }
+};
+struct Plain { int tag; union { float f; uint u; half2 h; }; float3 place; };
+struct Row { Bits cells[3]; half last; };
+struct Item { uint kind; Bits b; };
+constant Plain fixed[2] = {{1, {2.0f}, float3(1, 2, 3)}, {2, {4.0f}, float3(4, 5, 6)}};
+
+Plain made(int tag, float f) { return {tag, {f}, float3(f)}; }
+uint taken(Plain p) { p.tag += 1; return p.u + uint(p.tag); }
+union Three { float3 v; uint u; };
+void doubled(thread uint& u, thread float3& v) { u += 1; v *= 2; }
+void changed(thread Plain& p, thread Bits& b) { p.f = 8.0f; p.place.y = 0.5f; b.u = 77u; }
+
+kernel void check(device uint* out [[buffer(0)]], device Item* items [[buffer(1)]]) {
+    Cell c(1.0f, 3);
+    out[0] = c.sum();
+    c.raise(2);
+    out[1] = c.b.u; out[2] = uint(c.kind) + (c.isOn ? 100u : 0u);
+    Cell plain;
+    out[3] = uint(plain.kind);
+    Plain p = made(4, 2.0f);
+    out[4] = taken(p); out[5] = uint(p.tag);
+    Plain q = p;
+    Bits loose; loose.f = 0;
+    changed(q, loose);
+    out[6] = p.u; out[7] = q.u; out[8] = uint(q.place.y * 10) + uint(q.place.x); out[9] = loose.u;
+    q.h = half2(1.0h, 2.0h);
+    out[10] = q.u;
+    Bits row[4];
+    for (int i = 0; i < 4; ++i) row[i].f = float(1 << i);
+    int k = int(items[0].kind) - 5; // 2
+    out[11] = row[k].u;
+    row[k] = row[3];
+    out[12] = row[2].u;
+    uint total = 0;
+    for (Bits b : row) total += b.u >> 20;
+    out[13] = total;
+    Row deep[2];
+    deep[1].cells[k].u = 11; deep[1].last = 3.0h; deep[0] = deep[1];
+    out[14] = deep[0].cells[2].u + uint(deep[0].last);
+    out[15] = fixed[k - 1].u + uint(fixed[k - 1].place.z);
+    Item item = items[1];
+    item.b.f += 1.0f;
+    items[0] = item;
+    thread Bits* at = row;
+    out[16] = at[1].u; at[1].u = 6; out[17] = row[1].u;
+    Plain either = k == 2 ? p : q;
+    out[18] = either.u;
+    out[19] = uint(sizeof(Plain)) * 1000u + uint(sizeof(Row));
+    thread float& ref = q.f;
+    ref = 1.0f;
+    out[20] = q.u;
+    Plain a[2] = {made(1, 1.0f), made(2, 0.5f)};
+    out[21] = a[k - 1].u + uint(a[0].tag);
+    Three three; three.v = float3(1, 2, 3);
+    doubled(loose.u, three.v);
+    out[22] = loose.u; out[23] = three.u + uint(three.v.z);
+})",
+                          buffers, 1, {.threadgroup = {1, 1, 1}}));
+    const auto bits = [](float f) { return std::bit_cast<std::uint32_t>(f); };
+    const std::uint32_t rowSum = (bits(1) >> 20U) + (bits(2) >> 20U) + 2 * (bits(8) >> 20U);
+    const std::uint32_t expected[] = {
+        bits(1) + 3, bits(1) + 2,    104,     5,          bits(2) + 5, 4,           bits(2), bits(8), 5 + 2,   77,
+        0x40003c00U, bits(4),        bits(8), rowSum,     11 + 3,      bits(4) + 6, bits(2), 6,       bits(2), 32016,
+        bits(1),     bits(0.5F) + 1, 78,      bits(2) + 6};
+    const auto out = valuesOf<std::uint32_t>(buffers[0]);
+    for (std::size_t i = 0; i < std::size(expected); ++i)
+        EXPECT_EQ(out[i], expected[i]) << "value " << i;
+    EXPECT_EQ(valuesOf<std::uint32_t>(buffers[1]), (std::vector<std::uint32_t>{9, bits(4), 9, 0x40400000}));
+}
+
 TEST(BufferViews, ThreadgroupMemoryIsSharedOut) {
     std::vector<std::vector<std::byte>> buffers = {bytesOf(std::vector<std::uint32_t>(64 * 8))};
     ASSERT_TRUE(runKernel(head + R"(

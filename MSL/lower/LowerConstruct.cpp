@@ -100,6 +100,7 @@ Operand Lowering::aggregate(const Construct& expr) {
             Value* rest = defaultValue(type->element, true).value;
             parts.resize(type->count, rest);
         }
+        if (carrierOf(type) != nullptr) return Operand::ofValue(wordsOf(type, parts), type);
         return Operand::ofValue(builder_.construct(type, parts), type);
     }
     if (!type->is(TypeKind::struct_) && !type->is(TypeKind::lambda)) {
@@ -131,6 +132,7 @@ Operand Lowering::aggregate(const Construct& expr) {
     for (const Operand& member : members)
         parts.push_back(member.kind == Operand::Kind::value ? member.value
                                                             : module_.constantNull(module_.types.int_()));
+    if (carrierOf(type) != nullptr) return Operand::ofValue(wordsOf(type, parts), type);
     return Operand::ofValue(builder_.construct(type, parts), type);
 }
 
@@ -151,6 +153,8 @@ Operand Lowering::defaultValue(TypeRef type, bool isZeroed) {
                                                        : defaultValue(fields[i]->type, isZeroed);
         if (members[i].kind == Operand::Kind::value) parts.push_back(members[i].value);
     }
+    if (!isSplit && parts.size() == fields.size() && carrierOf(type) != nullptr)
+        return Operand::ofValue(wordsOf(type, parts), type);
     if (!isSplit && parts.size() == fields.size())
         return Operand::ofValue(parts.empty() ? module_.constantNull(plainType) : builder_.construct(plainType, parts),
                                 type);

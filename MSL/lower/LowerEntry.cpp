@@ -427,7 +427,7 @@ Operand Lowering::argumentBuffer(EntryState& state, VarDecl* parameter, std::uin
 Access Lowering::threadgroupParameter(EntryState& state, VarDecl* parameter) {
     const TypeRef type = parameter->type;
     const TypeRef held = type->element;
-    if (isOpaque(held) || unionCarrier(held) != nullptr || !checkStorable(held, parameter->location)) {
+    if (isOpaque(held) || carrierOf(held) != nullptr || !checkStorable(held, parameter->location)) {
         if (!diagnostics_.hasErrors())
             unsupported(parameter->location, "a parameter of type '" + typeName(type) + "' is");
         return errorAccess(type->is(TypeKind::reference) ? held : type);

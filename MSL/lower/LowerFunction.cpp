@@ -283,7 +283,7 @@ ir::Function* Lowering::instanceFor(FunctionDecl* function, std::span<const Acce
         if (at->second->key == signature.key) return at->second->function;
 
     const bool isConstructor = function->isConstructor;
-    const TypeRef returnType = isConstructor ? function->owner->type : valueType(function->returnType);
+    const TypeRef returnType = valueType(isConstructor ? function->owner->type : function->returnType);
     ir::Function* made = module_.newFunction(nameOf(function), returnType);
     Instance& instance = instanceStore_.emplace_back(made, signature.key);
     instances_.emplace(hash, &instance);
@@ -312,7 +312,7 @@ ir::Function* Lowering::instanceFor(FunctionDecl* function, std::span<const Acce
     if (isConstructor) {
         ir::Variable* local = newLocal(returnType, "object");
         context.hasThis = true;
-        context.thisAccess = placeAccess(builder_.place(local), returnType);
+        context.thisAccess = placeAccess(builder_.place(local), function->owner->type);
     }
     for (std::size_t i = 0; i < received.size() && i < function->parameters.size(); ++i)
         bindParameter(function->parameters[i], received[i]);
@@ -361,6 +361,7 @@ Access Lowering::referredTo(const Expr* expr, TypeRef referenceType) {
         return access;
     if (access.unionMember == nullptr && access.swizzleCount == 1)
         return placeAccess(builder_.placeIndex(access.place, access.swizzle[0], access.type), access.type);
+    if (ir::Place* view = viewOfMember(access)) return placeAccess(view, access.type);
     if (!referenceType->pointeeConst)
         unsupported(expr->location, "a reference to a member of a union or to several components is");
     return heldAccess(load(access, expr->location));

@@ -184,25 +184,16 @@ Access Lowering::lvalue(const Expr* expr) {
 Access Lowering::memberAccess(const Access& base, const VarDecl* field, SourceLocation at) {
     const std::uint32_t number = field->index;
     Access result;
-    if (base.type->is(TypeKind::struct_) && base.type->structDecl->isUnion) {
-        if (base.kind == Access::Kind::place && isView(base.place))
-            return placeAccess(viewOf(base, field->type), field->type);
-        if (!checkStorable(base.type, at)) return errorAccess(field->type);
-        if (unionCarrier(base.type)->is(TypeKind::array)) {
-            Access words = base;
-            if (base.kind == Access::Kind::value) {
-                words = inMemory(base, at);
-                if (words.place->root->kind != ir::Variable::Kind::local) { // a constant one
-                    ir::Variable* local = newLocal(words.place->type, "union");
-                    builder_.store(builder_.place(local), builder_.load(words.place));
-                    words = placeAccess(builder_.place(local), base.type);
-                }
-            }
-            ir::Place* view = words.kind == Access::Kind::place ? viewOf(words, field->type) : nullptr;
-            if (view != nullptr) return placeAccess(view, field->type);
-            unsupported(at, "a member of a union of this kind is");
-            return errorAccess(field->type);
-        }
+    const bool isUnion = base.type->is(TypeKind::struct_) && base.type->structDecl->isUnion;
+    if (isUnion && base.kind == Access::Kind::place && isView(base.place))
+        return placeAccess(viewOf(base, field->type), field->type);
+    if (isUnion && !checkStorable(base.type, at)) return errorAccess(field->type);
+    if (isKeptAsWords(base)) {
+        const Access words = wordsInMemory(base, at);
+        return words.kind == Access::Kind::place && isView(words.place) ? memberAccess(words, field, at)
+                                                                        : errorAccess(field->type);
+    }
+    if (isUnion) {
         if (base.kind == Access::Kind::value)
             return heldAccess(Operand::ofValue(fromWords(valueType(field->type), base.held.value), field->type));
         result = base;
@@ -291,6 +282,11 @@ ir::Value* Lowering::indexValue(const Expr* expr) {
 }
 
 Access Lowering::indexAccess(const Access& base, Value* index, TypeRef type, SourceLocation at) {
+    if (isKeptAsWords(base)) {
+        const Access words = wordsInMemory(base, at);
+        return words.kind == Access::Kind::place && isView(words.place) ? indexAccess(words, index, type, at)
+                                                                        : errorAccess(type);
+    }
     const TypeRef container = base.type;
     const bool isConstant = index->isConstant() && ir::Module::intValue(index) >= 0;
     const auto number = static_cast<std::uint32_t>(isConstant ? ir::Module::intValue(index) : 0);
@@ -436,6 +432,7 @@ Operand Lowering::decay(const Access& array, TypeRef pointerType, SourceLocation
         return errorOperand(pointerType);
     }
     const TypeRef element = pointerType->element;
+    if (isKeptAsWords(memory)) return pointerTo(indexAccess(memory, uintConstant(0), element, at), pointerType);
     return pointerTo(placeAccess(builder_.placeIndex(memory.place, 0U, element), element), pointerType);
 }
 

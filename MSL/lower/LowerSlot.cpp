@@ -35,7 +35,7 @@ void Lowering::fillSlot(Slot& slot, TypeRef type, SlotUse use, std::string_view 
     slot.type = type;
     slot.use = use;
     if (!isOpaque(type)) {
-        slot.variable = newLocal(unionCarrier(type) != nullptr ? valueType(type) : type, name);
+        slot.variable = newLocal(carrierOf(type) != nullptr ? valueType(type) : type, name);
         return;
     }
     if (!type->is(TypeKind::struct_) && !type->is(TypeKind::lambda)) return;

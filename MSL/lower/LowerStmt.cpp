@@ -215,7 +215,7 @@ void Lowering::rangeForStatement(const RangeForStmt& stmt) {
     } else {
         const Operand first = load(element, stmt.location);
         if (facts.isWritten || facts.isIndexedDynamically) {
-            ir::Variable* local = newLocal(stmt.variable->type, nameOf(stmt.variable));
+            ir::Variable* local = newLocal(valueType(stmt.variable->type), nameOf(stmt.variable));
             builder_.store(builder_.place(local), first.value);
             facts.access = placeAccess(builder_.place(local), stmt.variable->type);
         } else {

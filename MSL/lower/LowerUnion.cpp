@@ -1,5 +1,5 @@
 // Unions: the value is kept as 32-bit words, and a member is those words read as its type. (A program looks at a
-// float's bits, or at a vector's components, this way.)
+// float's bits, or at a vector's components, this way.) A struct or an array that holds a union is kept as words too.
 #include "MSL/lower/Lowering.h"
 
 #include <algorithm>
@@ -13,10 +13,6 @@ namespace {
 unsigned bitsOf(TypeRef type) {
     return byteSize(type->scalar) * 8 * type->columns;
 }
-
-} // namespace
-
-namespace {
 
 // Whether the bytes of this type are all there is to it: no pointer, texture or reference.
 bool isBytes(TypeRef type) {
@@ -36,9 +32,21 @@ bool isBytes(TypeRef type) {
 } // namespace
 
 // The words that hold a union: a vector where all members are scalars and vectors, else an array, whose members are
-// seen as views of it. Null when it has members that are more than bytes.
-TypeRef Lowering::unionCarrier(TypeRef type) const {
-    if (!type->is(TypeKind::struct_) || !type->structDecl->isUnion) return nullptr;
+// seen as views of it; as are those of a struct and the elements of an array that hold one. Null for other types, and
+// when there are members that are more than bytes.
+TypeRef Lowering::carrierOf(TypeRef type) const {
+    if (!type->is(TypeKind::struct_) && !type->is(TypeKind::array)) return nullptr;
+    const auto [at, isNew] = carriers_.try_emplace(type, nullptr);
+    if (isNew && holdsUnion(type)) {
+        const TypeRef carrier = makeCarrier(type);
+        carriers_[type] = carrier; // making one may have looked for others
+        return carrier;
+    }
+    return at->second;
+}
+
+TypeRef Lowering::makeCarrier(TypeRef type) const {
+    if (!type->is(TypeKind::struct_) || !type->structDecl->isUnion) return wordsFor(type);
     unsigned bits = 32;
     bool isVector = true;
     for (const VarDecl* field : type->structDecl->fields) {
@@ -48,37 +56,27 @@ TypeRef Lowering::unionCarrier(TypeRef type) const {
         if (isVector) bits = std::max(bits, bitsOf(member));
     }
     if (isVector) return module_.types.vector(ScalarKind::uint, (bits + 31) / 32);
-    const std::uint64_t size = layoutOf(type).size;
-    return isBytes(type) && size > 0 ? module_.types.array(module_.types.uint(), (size + 3) / 4) : nullptr;
+    return wordsFor(type);
+}
+
+TypeRef Lowering::wordsFor(TypeRef type) const {
+    const std::uint64_t size = isBytes(type) ? layoutOf(type).size : 0;
+    return size > 0 ? module_.types.array(module_.types.uint(), (size + 3) / 4) : nullptr;
 }
 
 TypeRef Lowering::valueType(TypeRef type) const {
-    if (const TypeRef carrier = unionCarrier(type)) return carrier;
+    if (const TypeRef carrier = carrierOf(type)) return carrier;
     return ir::valueType(module_.types, type);
 }
 
-// Whether memory of this type can be had: a union is, on its own, but not as a part of something.
+// Whether memory of this type can be had: words carry a union and what holds one.
 bool Lowering::isStorable(TypeRef type) {
-    if (type->is(TypeKind::array))
-        return !(type->element->is(TypeKind::struct_) && type->element->structDecl->isUnion) &&
-               isStorable(type->element);
-    if (!type->is(TypeKind::struct_)) return true;
-    const auto [at, isNew] = storableStructs_.try_emplace(type->structDecl, true);
-    if (!isNew) return at->second;
-    bool result = true;
-    if (type->structDecl->isUnion) {
-        result = unionCarrier(type) != nullptr;
-    } else {
-        for (const VarDecl* field : type->structDecl->fields)
-            result = result && isStorable(field->type) &&
-                     !(field->type->is(TypeKind::struct_) && field->type->structDecl->isUnion);
-    }
-    return storableStructs_[type->structDecl] = result;
+    return !holdsUnion(type) || carrierOf(type) != nullptr;
 }
 
 bool Lowering::checkStorable(TypeRef type, SourceLocation at) {
     if (isStorable(type)) return true;
-    unsupported(at, "a union of pointers or textures, or one inside of a struct or an array in thread memory, is");
+    unsupported(at, "a union of pointers or textures, or a struct or an array with one of them in it, is");
     return false;
 }
 
@@ -116,9 +114,44 @@ Value* Lowering::toWords(Value* value, Value* old) {
     return builder_.construct(old->type, {parts, old->type->columns});
 }
 
+// Whether this is an array of words still, where something else is meant.
+bool Lowering::isKeptAsWords(const Access& access) const {
+    if (access.kind == Access::Kind::slot || access.swizzleCount > 0 || access.unionMember != nullptr) return false;
+    if (access.kind == Access::Kind::place && isView(access.place)) return false;
+    const TypeRef carrier = carrierOf(access.type);
+    return carrier != nullptr && carrier->is(TypeKind::array);
+}
+
+// Something that words carry, in memory where it can be seen as what it is.
+Access Lowering::wordsInMemory(const Access& base, SourceLocation at) {
+    Access words = base;
+    if (base.kind == Access::Kind::value) {
+        words = inMemory(base, at);
+        if (words.kind == Access::Kind::place && words.place->root->kind != ir::Variable::Kind::local) { // a constant
+            ir::Variable* local = newLocal(words.place->type, "union");
+            builder_.store(builder_.place(local), builder_.load(words.place));
+            words = placeAccess(builder_.place(local), base.type);
+        }
+    }
+    if (words.kind == Access::Kind::place && isView(words.place)) return words;
+    ir::Place* view = words.kind == Access::Kind::place ? viewOf(words, base.type) : nullptr;
+    if (view != nullptr) return placeAccess(view, base.type);
+    unsupported(at, "a member of a union of this kind is");
+    return errorAccess(base.type);
+}
+
+// A value of a type that an array of words carries.
+Value* Lowering::wordsOf(TypeRef type, std::span<Value* const> parts) {
+    ir::Variable* local = newLocal(carrierOf(type), "words");
+    builder_.store(builder_.place(local), module_.constantNull(carrierOf(type)));
+    for (std::uint32_t i = 0; i < parts.size(); ++i)
+        writePart(local, type, i, parts[i]);
+    return builder_.load(builder_.place(local));
+}
+
 // A union is initialised by its first member.
 Operand Lowering::unionValue(const Construct& expr) {
-    const TypeRef carrier = unionCarrier(expr.type);
+    const TypeRef carrier = carrierOf(expr.type);
     if (carrier == nullptr) {
         checkStorable(expr.type, expr.location);
         return errorOperand(expr.type);

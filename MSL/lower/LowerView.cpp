@@ -16,10 +16,10 @@ namespace {
 // What threadgroup memory is an array of, when it can be seen as another type: scalars, or vectors without a gap, or
 // arrays of them. The scalar or vector type; null for other memory.
 TypeRef groupNumber(TypeRef type) {
-    if (!type->is(TypeKind::array)) return nullptr;
+    const bool isMany = type->is(TypeKind::array);
     while (type->is(TypeKind::array))
         type = type->element;
-    const bool fits = (type->isScalar() || (type->isVector() && type->columns != 3)) &&
+    const bool fits = (type->isScalar() || (type->isVector() && !(isMany && type->columns == 3))) &&
                       type->scalar != ScalarKind::bool_ && byteSize(type->scalar) <= 4;
     return fits ? type : nullptr;
 }
@@ -44,14 +44,28 @@ ir::Place* Lowering::viewOf(const Access& held, TypeRef as) {
         layoutOf(as).size == 0)
         return nullptr;
     const ir::Variable& root = *held.place->root;
-    const bool isUnion = held.place->steps.empty() && unionCarrier(held.type) == root.type; // of the thread
+    const bool isUnion = held.place->steps.empty() && carrierOf(held.type) == root.type; // of the thread
     if (root.kind != ir::Variable::Kind::buffer && !isView(held.place) && !isUnion &&
-        (root.kind != ir::Variable::Kind::threadgroup || groupNumber(root.type) == nullptr))
+        (root.kind != ir::Variable::Kind::threadgroup || !root.type->is(TypeKind::array) ||
+         groupNumber(root.type) == nullptr))
         return nullptr;
-    const auto known = views_.find(held.place->root);
-    ir::Variable* view = viewVariable(known != views_.end() ? known->second : held.place->root, as);
-    ir::Place* behind = builder_.placeIndex(builder_.place(view), byteOffset(*held.place), view->type->element);
+    return viewAt(*held.place, as);
+}
+
+ir::Place* Lowering::viewAt(const ir::Place& place, TypeRef as) {
+    const auto known = views_.find(place.root);
+    ir::Variable* view = viewVariable(known != views_.end() ? known->second : place.root, as);
+    ir::Place* behind = builder_.placeIndex(builder_.place(view), byteOffset(place), view->type->element);
     return builder_.placeIndex(behind, 0U, as);
+}
+
+// A member of a union that a vector carries, for a reference to it.
+ir::Place* Lowering::viewOfMember(const Access& access) {
+    const ir::Variable& root = *access.place->root;
+    if (access.swizzleCount > 0 || !access.place->steps.empty() || root.kind != ir::Variable::Kind::local ||
+        groupNumber(root.type) == nullptr)
+        return nullptr;
+    return viewAt(*access.place, access.type);
 }
 
 ir::Variable* Lowering::viewVariable(ir::Variable* memory, TypeRef as) {
@@ -218,10 +232,10 @@ bool Lowering::holdsUnion(TypeRef type) const {
            std::ranges::any_of(type->structDecl->fields, [&](const VarDecl* field) { return holdsUnion(field->type); });
 }
 
-// A union is copied as its words, if it has any of its own; a struct with one inside is not.
+// A union, and what holds one, is copied as its words, if it is made of whole ones.
 bool Lowering::canCopy(TypeRef type) {
-    if (!holdsUnion(type) || (unionCarrier(type) != nullptr && layoutOf(type).size % 4 == 0)) return true;
-    unsupported(builder_.location, "copying a union of this kind, or something with a union in it, is");
+    if (!holdsUnion(type) || (carrierOf(type) != nullptr && layoutOf(type).size % 4 == 0)) return true;
+    unsupported(builder_.location, "copying a union of this kind is");
     return false;
 }
 
@@ -261,9 +275,13 @@ TypeRef Lowering::partInMemory(TypeRef type, std::uint32_t index) const {
     }
 }
 
+void Lowering::writePart(ir::Variable* words, TypeRef type, std::uint32_t index, Value* part) {
+    writeBytes(words, partInMemory(type, index), uintConstant(0), partOffset(type, index), part);
+}
+
 Value* Lowering::readBytes(ir::Variable* buffer, TypeRef type, Value* bytes, std::uint64_t more) {
     if (type->is(TypeKind::enum_)) type = type->element;
-    if (const TypeRef carrier = unionCarrier(type)) type = carrier;
+    if (const TypeRef carrier = carrierOf(type)) type = carrier;
     if (!type->isScalar() && !type->is(TypeKind::atomic)) {
         const std::uint64_t count = ir::partCount(type);
         std::vector<Value*> parts;
@@ -288,7 +306,7 @@ Value* Lowering::readBytes(ir::Variable* buffer, TypeRef type, Value* bytes, std
 
 void Lowering::writeBytes(ir::Variable* buffer, TypeRef type, Value* bytes, std::uint64_t more, Value* value) {
     if (type->is(TypeKind::enum_)) type = type->element;
-    if (const TypeRef carrier = unionCarrier(type)) type = carrier;
+    if (const TypeRef carrier = carrierOf(type)) type = carrier;
     if (!type->isScalar() && !type->is(TypeKind::atomic)) {
         const std::uint64_t count = ir::partCount(type);
         for (std::uint32_t i = 0; i < count; ++i) {

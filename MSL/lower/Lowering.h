@@ -239,6 +239,8 @@ class Lowering {
     // LowerView.cpp
     bool isView(const ir::Place* place) const;
     ir::Place* viewOf(const Access& held, TypeRef as);
+    ir::Place* viewAt(const ir::Place& place, TypeRef as);
+    ir::Place* viewOfMember(const Access& access);
     ir::Variable* viewVariable(ir::Variable* memory, TypeRef as);
     ir::Value* byteOffset(const ir::Place& place);
     ir::Place* wordPlace(ir::Variable* buffer, ScalarKind kind, ir::Value* bytes, std::uint64_t more);
@@ -253,10 +255,16 @@ class Lowering {
     TypeRef partInMemory(TypeRef type, std::uint32_t index) const;
     ir::Value* readBytes(ir::Variable* buffer, TypeRef type, ir::Value* bytes, std::uint64_t more);
     void writeBytes(ir::Variable* buffer, TypeRef type, ir::Value* bytes, std::uint64_t more, ir::Value* value);
+    void writePart(ir::Variable* words, TypeRef type, std::uint32_t index, ir::Value* part);
 
     // LowerUnion.cpp
     TypeRef valueType(TypeRef type) const; // of what an operand of this type holds
-    TypeRef unionCarrier(TypeRef type) const;
+    TypeRef carrierOf(TypeRef type) const;
+    TypeRef makeCarrier(TypeRef type) const;
+    TypeRef wordsFor(TypeRef type) const;
+    bool isKeptAsWords(const Access& access) const;
+    Access wordsInMemory(const Access& base, SourceLocation at);
+    ir::Value* wordsOf(TypeRef type, std::span<ir::Value* const> parts);
     bool isStorable(TypeRef type);
     bool checkStorable(TypeRef type, SourceLocation at);
     ir::Value* fromWords(TypeRef type, ir::Value* words);
@@ -356,7 +364,7 @@ class Lowering {
     std::deque<FunctionFacts> functionStore_;
     std::deque<Slot> slots_;
     std::unordered_map<const StructDecl*, bool> opaqueStructs_;
-    std::unordered_map<const StructDecl*, bool> storableStructs_;
+    mutable std::unordered_map<TypeRef, TypeRef> carriers_;
     std::unordered_map<const VarDecl*, ir::Variable*> threadgroups_;
     struct Need {
         SourceLocation at;
