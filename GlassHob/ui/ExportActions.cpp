@@ -31,6 +31,10 @@ ExportActions::ExportActions(AppModel& model, QWidget* mainWindow)
     follow();
 }
 
+ExportActions::~ExportActions() {
+    delete window_; // before the still that it shows
+}
+
 ExportWindow* ExportActions::window() const {
     return window_;
 }

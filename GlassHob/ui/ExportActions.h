@@ -21,6 +21,7 @@ class ExportActions : public QObject {
     Q_OBJECT
   public:
     ExportActions(AppModel& model, QWidget* mainWindow);
+    ~ExportActions() override;
 
     QAction* exportVideo;
     // Null while it is closed.

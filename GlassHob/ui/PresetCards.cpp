@@ -6,8 +6,11 @@
 #include "GlassHob/ui/Theme.h"
 #include "GlassHobCore/ExportPreset.h"
 
+#include <QKeyEvent>
 #include <QPainter>
 #include <QVBoxLayout>
+
+#include <algorithm>
 
 namespace glasshob {
 
@@ -31,6 +34,16 @@ PresetCard::PresetCard(const ExportPreset& preset, QWidget* parent)
 
 QSize PresetCard::sizeHint() const {
     return {dialogWidth - dialogMargin, cardHeight};
+}
+
+void PresetCard::keyPressEvent(QKeyEvent* event) {
+    switch (event->key()) {
+    case Qt::Key_Up:
+    case Qt::Key_Left: emit stepped(-1); return;
+    case Qt::Key_Down:
+    case Qt::Key_Right: emit stepped(1); return;
+    default: QRadioButton::keyPressEvent(event);
+    }
 }
 
 void PresetCard::paintEvent(QPaintEvent*) {
@@ -75,7 +88,15 @@ PresetCards::PresetCards(QWidget* parent) : QWidget(parent) {
             if (on) emit chosen(card->id());
         });
         card->setFocusPolicy(Qt::ClickFocus);
+        connect(card, &PresetCard::stepped, this, [this, card](int by) { step(card, by); });
     }
+}
+
+void PresetCards::step(const PresetCard* from, int step) {
+    const auto at = std::ranges::find(cards_, from) - cards_.begin();
+    const auto to = std::clamp<std::ptrdiff_t>(at + step, 0, std::ptrdiff_t(cards_.size()) - 1);
+    cards_[std::size_t(to)]->setChecked(true);
+    cards_[std::size_t(to)]->setFocus(step < 0 ? Qt::BacktabFocusReason : Qt::TabFocusReason);
 }
 
 void PresetCards::choose(const std::string& id) {

@@ -19,7 +19,12 @@ class PresetCard : public QRadioButton {
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override { return sizeHint(); }
 
+  signals:
+    // An arrow key: -1 or 1.
+    void stepped(int step);
+
   protected:
+    void keyPressEvent(QKeyEvent* event) override;
     bool hitButton(const QPoint& place) const override { return rect().contains(place); }
     void paintEvent(QPaintEvent* event) override;
 
@@ -39,6 +44,8 @@ class PresetCards : public QWidget {
     void chosen(const std::string& id);
 
   private:
+    void step(const PresetCard* from, int step);
+
     std::vector<PresetCard*> cards_;
 };
 
