@@ -1,16 +1,19 @@
 // A whole session by keyboard and mouse in the real window, under a window manager on a display of its own: opening,
-// a mistake and its mending, a slider, a preset, a still, a file that changes on disk, and quitting with unsaved edits.
+// a mistake and its mending, a slider, a preset, a still, a video, a file that changes on disk, and quitting with
+// unsaved edits.
 #include "GPU/Device.h"
 #include "GlassHob/model/AppModel.h"
 #include "GlassHob/model/Presets.h"
 #include "GlassHob/tests/FakeHands.h"
 #include "GlassHob/ui/CodeEditor.h"
 #include "GlassHob/ui/DialogQuestions.h"
+#include "GlassHob/ui/ExportWindow.h"
 #include "GlassHob/ui/Inspector.h"
 #include "GlassHob/ui/MainWindow.h"
 #include "GlassHob/ui/MessageList.h"
 #include "GlassHob/ui/ParameterSlider.h"
 #include "GlassHob/ui/Theme.h"
+#include "GlassHobRender/tests/MovieReader.h"
 
 #include <gtest/gtest.h>
 
@@ -32,6 +35,8 @@ namespace glasshob {
 namespace {
 
 using glasshob::testing::FakeHands;
+using glasshob::testing::readMovie;
+using glasshob::testing::ReadMovie;
 
 constexpr int patience = 15000; // milliseconds before a wait is a failure
 
@@ -193,6 +198,32 @@ TEST_F(Journey, FromOpeningToQuitting) {
     const QColor pixel = QImage(still).pixelColor(40, 40);
     EXPECT_NEAR(pixel.redF(), red, 0.01);
     EXPECT_NEAR(pixel.greenF(), 0.75, 0.01);
+
+    // A video: the smallest preset, a tenth of a second from half a second on. Editing goes on beside it.
+    const QString movie = folder.filePath("movie.mp4");
+    hands.press("Ctrl+Shift+E");
+    COMES_TRUE(dialog<ExportWindow>() != nullptr && dialog<ExportWindow>()->isActiveWindow());
+    hands.press("Shift+Tab");
+    hands.press("Down");
+    hands.press("Down");
+    hands.press("Tab");
+    hands.type("0.5");
+    hands.press("Tab");
+    hands.type("0.1");
+    hands.press("Return");
+    chooseFile(movie);
+    COMES_TRUE(QFile::exists(movie) && std::holds_alternative<ExportFinished>(model->exportState()));
+    COMES_TRUE(dialog<ExportWindow>() != nullptr && dialog<ExportWindow>()->isActiveWindow());
+    hands.press("Return");
+    COMES_TRUE(dialog<ExportWindow>() == nullptr && window->isActiveWindow());
+    const ReadMovie read = readMovie(movie.toStdString());
+    EXPECT_EQ(read.error, "");
+    ASSERT_EQ(read.pictures.size(), 3U);
+    EXPECT_EQ(read.pictures[0].width, 1280);
+    EXPECT_NEAR(read.pictures[2].at(40, 40).red, red * 255, 2.5);
+    EXPECT_NEAR(read.pictures[2].at(40, 40).green, 0.75 * 255, 2.5);
+    EXPECT_FALSE(read.hasSound);
+    COMES_TRUE(isPicture(red, 0.75));
 
     // The file changes on disk under unsaved edits: ours are kept, and saved over it.
     const QByteArray foreign = QByteArray(text).replace("0.75, 1.0", "0.1, 1.0");
