@@ -9,9 +9,9 @@ extern "C" {
 }
 
 #include <algorithm>
-#include <cstdio>
 #include <optional>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace glasshob {
 
@@ -170,7 +170,7 @@ std::expected<void, std::string> MovieJoiner::join(const std::string& path,
     std::unique_ptr<MovieWriter> writer;
     const auto fail = [&](const std::string& sentence) {
         if (writer != nullptr) writer->cancelWriting();
-        if (writer != nullptr) std::remove(path.c_str());
+        if (writer != nullptr) unlink(path.c_str());
         return mistake(sentence);
     };
     try {
@@ -179,7 +179,7 @@ std::expected<void, std::string> MovieJoiner::join(const std::string& path,
     } catch (const ExportError& error) {
         return fail(error.description);
     }
-    std::remove(path.c_str());
+    unlink(path.c_str());
     auto made = MovieWriter::make(path);
     if (!made) return std::unexpected(made.error());
     writer = std::move(*made);

@@ -314,12 +314,14 @@ std::expected<std::unique_ptr<MovieWriter>, std::string> MovieWriter::make(const
     auto impl = std::make_unique<Impl>();
     impl->path = path;
     av_log_set_level(AV_LOG_QUIET); // what fails is told by error()
-    int result = avformat_alloc_output_context2(&impl->format, nullptr, "mp4", path.c_str());
+    // Without the protocol's name a colon in the path would be taken for the end of one.
+    const std::string address = "file:" + path;
+    int result = avformat_alloc_output_context2(&impl->format, nullptr, "mp4", address.c_str());
     if (result >= 0) {
         AVIOInterruptCB& interrupted = impl->format->interrupt_callback;
         interrupted.opaque = impl.get();
         interrupted.callback = [](void* of) { return int(static_cast<Impl*>(of)->isInterrupted); };
-        result = avio_open2(&impl->format->pb, ("file:" + path).c_str(), AVIO_FLAG_WRITE, &interrupted, nullptr);
+        result = avio_open2(&impl->format->pb, address.c_str(), AVIO_FLAG_WRITE, &interrupted, nullptr);
     }
     if (result < 0)
         return std::unexpected("The file \"" + path + "\" could not be written: " + messageOf(result) + ".");

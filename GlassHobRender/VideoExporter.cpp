@@ -7,9 +7,9 @@
 #include "GlassHobRender/FramePool.h"
 
 #include <chrono>
-#include <cstdio>
 #include <optional>
 #include <stdexcept>
+#include <unistd.h>
 
 namespace glasshob {
 
@@ -32,7 +32,7 @@ class Export {
         feed_.reset();
         if (writer_ == nullptr || writer_->status() == MovieWriter::Status::completed) return;
         writer_->cancelWriting();
-        std::remove(path_.c_str());
+        unlink(path_.c_str());
     }
     Export(const Export&) = delete;
     Export& operator=(const Export&) = delete;
@@ -75,7 +75,7 @@ class Export {
 
     // From here on there is a file.
     void start() {
-        std::remove(path_.c_str());
+        unlink(path_.c_str()); // which spares a folder
         auto writer = MovieWriter::make(path_);
         if (!writer) throw std::runtime_error(writer.error());
         writer_ = std::move(*writer);

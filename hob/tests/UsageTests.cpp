@@ -8,6 +8,7 @@ TEST_F(HobTest, GivesHelpAndVersionOnStandardOutput) {
         {{"still", "-o", "--help"}, "Usage: hob still FILE -o OUT.png"},
         {{"sound", "-h"}, "Usage: hob sound"},
         {{"export", "-h"}, "Usage: hob export"},
+        {{"join", "-h"}, "Usage: hob join"},
         {{"samples", "--help"}, "Usage: hob samples"},
         {{"samples"}, "01-flowing-color.metal "},
         {{"samples", "--print", "Blue Hour"}, "// Blue Hour\n"},
@@ -47,6 +48,21 @@ TEST_F(HobTest, RefusesAWrongCommandLineInOneSentence) {
         {{"export", "a.metal", "-o", "a.mp4", "--fps", "7"}, "--fps 7"},
         {{"export", "a.metal", "-o", "a.mp4", "--duration", "0"}, "--duration 0"},
         {{"export", "a.metal", "-o", "a.mp4", "--duration", "nan"}, "--duration nan"},
+        {{"export", "a.metal", "-o", "a.mp4", "--duration", "inf"}, "--duration inf"},
+        {{"export", "a.metal", "-o", "a.mp4", "--duration", "36000"}, "10800 seconds"},
+        {{"export", "a.metal", "-o", "a.mp4", "--start", "nan"}, "--start nan"},
+        {{"export", "a.metal", "-o", "a.mp4", "--start", "-1"}, "--start -1"},
+        {{"export", "a.metal", "-o", "a.mp4", "--start", "1e6"}, "86400 seconds"},
+        {{"export", "a.metal", "-o", "a.mp4", "--size", "0x10"}, "--size 0x10"},
+        {{"export", "a.metal", "-o", "a.mp4", "--encoder", "fast"}, "auto, software, vaapi or nvenc"},
+        {{"export", "a.metal", "-o", "a.mp4", "--quality", "9"}, "fast, balanced or best"},
+        {{"export", "a.metal", "-o", "a.mp4", "--frames", "10"}, "--frames 10"},
+        {{"export", "a.metal", "-o", "a.mp4", "--frames", "10:10"}, "--frames 10:10"},
+        {{"export", "a.metal", "-o", "a.mp4", "--frames=-1:10"}, "--frames -1:10"},
+        {{"export", "a.metal", "-o", "a.mp4", "--frames", "0:601"}, "600 frames"},
+        {{"join", "-o", "a.mp4"}, "No part of a movie"},
+        {{"join", "a.metal"}, "-o OUT.mp4"},
+        {{"join", "-o", "-", "a.metal"}, "standard output"},
         {{"export", "a.metal", "-o", "a.mp4", "--preset", "8k"}, "main4k, web, preview or site"},
         {{"export", "a.metal", "-o", "a.mp4", "--codec", "vp9"}, "h264 or hevc"},
         {{"export", "a.metal", "-o", "a.mp4", "--bitrate", "fast"}, "--bitrate fast"},
@@ -106,7 +122,7 @@ TEST_F(HobTest, RefusesAPlaceThatCannotBeWrittenBeforeAnyWork) {
                                                                {"a.metal/out", "is not a folder"}};
     const QByteArray before = get("a.metal");
     for (const auto& [place, part] : cases) {
-        for (const char* command : {"still", "sound"}) {
+        for (const char* command : {"still", "sound", "export"}) {
             // Without a driver any work would end in another sentence.
             const Outcome outcome = hob({command, "a.metal", "-o", place}, withoutDriver());
             EXPECT_EQ(outcome.status, 1) << outcome.shown();

@@ -1,0 +1,135 @@
+// Exports and joins that cannot be: the sentence, the status, and what is left in the folder.
+#include "HobProcess.h"
+
+#include <QProcess>
+
+#include <csignal>
+
+namespace {
+
+const QByteArray noise = "float4 shade(float2 uv, constant Uniforms& u, constant Params& p) {\n"
+                         "    float2 cell = floor(uv * 400.0);\n"
+                         "    return float4(fract(sin(dot(cell, float2(12.9898, 78.233)) + u.time) * 43758.5)); }\n"
+                         "float2 sound(float t, constant Params& p) { return float2(sin(t * 440.0) * 0.2); }\n";
+const QStringList small = {"--size", "320x180", "--fps", "30", "--duration", "1"};
+
+class HobExportFailureTest : public HobTest {
+  protected:
+    // What a shell's command line in the folder gives; "$hob" in it is the program.
+    Outcome shell(const QString& line) const {
+        QProcess process;
+        process.setWorkingDirectory(path("."));
+        process.start("sh", {"-c", "hob='" HOB_PROGRAM "'; " + line});
+        Outcome outcome;
+        if (!process.waitForFinished(120000)) {
+            process.kill();
+            process.waitForFinished();
+            ADD_FAILURE() << "It did not finish: " << line.toStdString();
+        }
+        outcome.status = process.exitStatus() == QProcess::NormalExit ? process.exitCode() : -1;
+        outcome.output = process.readAllStandardOutput();
+        outcome.error = process.readAllStandardError();
+        return outcome;
+    }
+    static QString exportTo(const QString& output) {
+        return " $hob export a.metal -o " + output + " " + small.join(' ') + " ";
+    }
+};
+
+} // namespace
+
+TEST_F(HobExportFailureTest, AFileThatMayNotGrowIsToldAndGone) {
+    put("a.metal", noise);
+    put("old.mp4", "older");
+    for (const char* blocks : {"1", "16", "200"}) {
+        const Outcome outcome = shell(QString("ulimit -f %1;").arg(blocks) + exportTo("old.mp4 --force"));
+        EXPECT_EQ(outcome.status, 1) << outcome.shown();
+        EXPECT_TRUE(isOneSentence(outcome.error)) << outcome.shown();
+        EXPECT_TRUE(outcome.error.contains("larger than files may be there")) << outcome.shown();
+        EXPECT_EQ(names(), (QStringList{"a.metal", "old.mp4"}));
+        EXPECT_EQ(get("old.mp4"), "older");
+    }
+}
+
+TEST_F(HobExportFailureTest, AFullDiskIsToldAndKeepsTheOlderFile) {
+    put("a.metal", noise);
+    // A disk of its own, which needs a right that not every machine gives.
+    const QString begin =
+        "unshare -rm sh -c 'hob=" HOB_PROGRAM "; mkdir disk && mount -t tmpfs -o size=128k,nr_inodes=9 "
+        "none disk && ";
+    if (shell(begin + "true'").status != 0) GTEST_SKIP() << "This machine lets nobody mount a file system.";
+    const Outcome full = shell("rmdir disk; " + begin + "printf older > disk/a.mp4;" + exportTo("disk/a.mp4 --force") +
+                               "; echo $?; ls -A disk; cat disk/a.mp4'");
+    EXPECT_EQ(full.output, "1\na.mp4\nolder") << full.shown();
+    EXPECT_EQ(full.error, "hob: Writing the video failed: the disk is full, so make room or choose another place.\n");
+    const Outcome readOnly =
+        shell("rmdir disk; " + begin + "mount -o remount,ro disk;" + exportTo("disk/a.mp4") + "; echo $?; ls -A disk'");
+    EXPECT_EQ(readOnly.output, "1\n") << readOnly.shown();
+    EXPECT_EQ(readOnly.error,
+              "hob: disk/a.mp4 could not be written: the disk is read-only, so choose another place.\n");
+}
+
+TEST_F(HobExportFailureTest, AnEncoderThatIsNotThereIsToldWithTheOption) {
+    put("a.metal", noise);
+    put("a.mp4", "older");
+    for (const char* encoder : {"vaapi", "nvenc"}) {
+        const Outcome outcome =
+            hob(QStringList{"export", "a.metal", "-o", "a.mp4", "--force", "--encoder", encoder} + small);
+        if (outcome.status == 0) continue; // this machine has it
+        EXPECT_EQ(outcome.status, 1);
+        EXPECT_TRUE(isOneSentence(outcome.error)) << outcome.shown();
+        EXPECT_TRUE(outcome.error.contains("--encoder")) << outcome.shown();
+        EXPECT_EQ(get("a.mp4"), "older");
+    }
+    EXPECT_EQ(names(), (QStringList{"a.metal", "a.mp4"}));
+}
+
+TEST_F(HobExportFailureTest, AReaderOfTheProgressThatGoesAwayEndsIt) {
+    put("a.metal", noise);
+    const Outcome outcome = shell(exportTo("a.mp4") + "--json > /dev/full");
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_TRUE(outcome.error.contains("Standard output could not be written")) << outcome.shown();
+    EXPECT_EQ(names(), QStringList{"a.metal"});
+}
+
+TEST_F(HobExportFailureTest, SignalsEndAJoinWithoutAFile) {
+    // Its sound takes long, which the pictures wait for.
+    put("a.metal", plainShader("1") + "float2 sound(float t, constant Params& p) {\n    float sum = t;\n"
+                                      "    for (int i = 0; i < 20000; ++i) sum = sin(sum);\n    return sum;\n}\n");
+    const QStringList words = {"export", "a.metal", "--size", "16x16", "--fps", "30", "--duration", "20"};
+    ASSERT_EQ(hob(words + QStringList{"-o", "b", "--frames", "0:300"}).status, 0);
+    ASSERT_EQ(hob(words + QStringList{"-o", "c", "--frames", "300:600"}).status, 0);
+    QProcess process;
+    process.setWorkingDirectory(path("."));
+    process.start(QStringLiteral(HOB_PROGRAM), {"join", "-o", "whole.mp4", "c", "b", "--json"});
+    ASSERT_TRUE(process.waitForReadyRead(30'000)); // it has begun
+    ASSERT_EQ(::kill(pid_t(process.processId()), SIGTERM), 0);
+    ASSERT_TRUE(process.waitForFinished(30'000));
+    EXPECT_EQ(process.exitStatus(), QProcess::NormalExit);
+    EXPECT_EQ(process.exitCode(), 1);
+    EXPECT_EQ(process.readAllStandardError(), "hob: Export cancelled.\n");
+    EXPECT_EQ(names(), (QStringList{"a.metal", "b", "c"}));
+}
+
+TEST_F(HobExportFailureTest, PartsBecomeTheWholeInOneCommand) {
+    put("a.metal", "// @param depth 0.5 0 1\n" + noise);
+    const QStringList words = QStringList{"export", "a.metal", "--set", "depth=0.25"} + small;
+    for (const char* frames : {"0:10", "10:22", "22:30"}) {
+        const Outcome outcome = hob(words + QStringList{"-o", "part-" + QString(frames), "--frames", frames});
+        ASSERT_EQ(outcome.status, 0) << outcome.shown();
+    }
+    const QStringList parts = {"part-22:30", "part-0:10", "part-10:22"};
+    const Outcome missing = hob({"join", "-o", "a.mp4", parts[0], parts[1]});
+    EXPECT_EQ(missing.status, 1);
+    EXPECT_EQ(missing.error, "hob: Frames 10 to 21 are missing: render what is not there with --frames 10:22.\n");
+    const Outcome itself = hob(QStringList{"join", "-o", parts[1], "--force"} + parts);
+    EXPECT_EQ(itself.status, 1);
+    EXPECT_TRUE(itself.error.contains("is one of the parts")) << itself.shown();
+    const Outcome joined = hob(QStringList{"join", "-o", "a.mp4", "--json"} + parts);
+    EXPECT_EQ(joined.status, 0) << joined.shown();
+    EXPECT_TRUE(joined.output.trimmed().split('\n').last().startsWith("{\"frame\": 30, \"frames\": 30,"))
+        << joined.output.toStdString();
+    EXPECT_EQ(hob(QStringList{"join", "-o", "a.mp4"} + parts).status, 1); // there already
+    EXPECT_EQ(get("a.mp4").mid(4, 4), "ftyp");
+    EXPECT_EQ(names(), (QStringList{"a.metal", "a.mp4", "part-0:10", "part-10:22", "part-22:30"}));
+}
