@@ -67,8 +67,11 @@ std::optional<StillImage> render(const std::shared_ptr<const ShaderProgram>& pro
 
 std::string png(const StillImage& image) {
     if (image.bytes.size() != std::size_t(image.width) * image.height * 4 || image.bytes.empty()) return {};
-    const QImage wrapped(image.bytes.data(), int(image.width), int(image.height), qsizetype(image.width) * 4,
-                         QImage::Format_RGB32);
+    return png(image.bytes.data(), std::size_t(image.width) * 4, image.width, image.height);
+}
+
+std::string png(const std::uint8_t* bgra, std::size_t rowBytes, std::int64_t width, std::int64_t height) {
+    const QImage wrapped(bgra, int(width), int(height), qsizetype(rowBytes), QImage::Format_RGB32);
     QByteArray bytes;
     QBuffer buffer(&bytes);
     buffer.open(QIODevice::WriteOnly);

@@ -39,6 +39,8 @@ std::optional<StillImage> render(const std::shared_ptr<const ShaderProgram>& pro
 
 /// The bytes of a PNG file: 8-bit RGB without alpha, tagged sRGB. Empty when the image is.
 std::string png(const StillImage& image);
+/// The same of pixels that lie elsewhere, rows `rowBytes` apart.
+std::string png(const std::uint8_t* bgra, std::size_t rowBytes, std::int64_t width, std::int64_t height);
 
 /// Writes the PNG whole or not at all; the error is a sentence to show.
 std::expected<void, std::string> writePNG(const StillImage& image, const std::string& path);

@@ -2,6 +2,7 @@
 #include "hob/Commands.h"
 #include "hob/ExportProgress.h"
 #include "hob/ExportRequest.h"
+#include "hob/FrameExport.h"
 #include "hob/Interrupts.h"
 #include "hob/MovieOutput.h"
 #include "hob/Output.h"
@@ -74,6 +75,7 @@ ExitStatus run(const Arguments& arguments, Console& console) {
     }
     for (const std::string& note : settings->notes)
         console.problem(note);
+    if (request->format != ExportFormat::movie) return exportFrames(*request, path, *source, *settings, console);
     if (!checkOutput(console, request->output, path)) return ExitStatus::failed;
     auto file = openMovieOutput(console, request->output, request->replaces);
     if (!file) return ExitStatus::failed;
@@ -90,9 +92,14 @@ const Command& exportCommand() {
         .usage = "FILE -o OUT.mp4 [--force] [--preset ID] [--start S] [--duration D] [OPTIONS]",
         .notes =
             "The movie is MPEG-4 with H.264 or HEVC pictures in Rec. 709 and AAC sound, where the shader has any.\n"
-            "It appears under its name when it is whole. Ctrl-C ends the export and leaves nothing.\n"
+            "OUT.gif is an animation that runs for ever, 640x360 unless --size or --preset say otherwise, at most 50\n"
+            "frames a second. frames/ (a folder, with the slash) or frames/%05d.png are sRGB PNG files, one a frame.\n"
+            "OUT.y4m, or - for standard output, is raw 4:2:0 frames, for a pipe to ffmpeg -i - or such. These have no\n"
+            "sound, and nothing is encoded: --codec, --bitrate, --encoder and --quality are for movies.\n"
+            "The result appears under its name when it is whole. Ctrl-C ends the export and leaves nothing.\n"
             "--json prints one object a line: frame, frames, seconds, framesPerSecond, secondsLeft.\n"
-            "--frames lets several machines share one movie: each renders a part, and hob join makes the whole.\n",
+            "--frames lets several machines share one movie: each renders a part, and hob join makes the whole. PNG\n"
+            "files have the numbers of the whole.\n",
         .operands = Operands::one,
         .options = exportOptions(),
         .run = run,

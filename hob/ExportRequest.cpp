@@ -2,8 +2,11 @@
 
 #include "GlassHobCore/ExportLimits.h"
 #include "GlassHobCore/Numbers.h"
+#include "GlassHobRender/GifSink.h"
+#include "GlassHobRender/PngSink.h"
 #include "hob/Values.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <initializer_list>
 #include <string_view>
@@ -17,9 +20,11 @@ using glasshob::ExportPreset;
 using glasshob::MovieEncoder;
 using glasshob::MovieQuality;
 
+constexpr std::int64_t gifWidth = 640, gifHeight = 360;
+
 constexpr Option options[] = {
-    {"--output", "-o", "OUT.mp4", "the movie's file"},
-    {"--force", "", "", "replace the file if there is one"},
+    {"--output", "-o", "OUT", "a movie OUT.mp4, or OUT.gif, frames/, frames/%05d.png, OUT.y4m, -"},
+    {"--force", "", "", "replace what is there"},
     {"--preset", "", "ID", "main4k, web, preview or site (web)"},
     {"--start", "", "S", "shader time of the first frame in seconds (0)"},
     {"--duration", "", "D", "length in seconds (10)"},
@@ -62,6 +67,44 @@ std::expected<std::size_t, std::string> readWord(std::string_view option, std::s
         ++at;
     }
     return mistake(std::string(option) + " " + std::string(text) + " is not known: give " + list + ".");
+}
+
+bool endsWith(std::string_view text, std::string_view ending) {
+    return text.size() >= ending.size() &&
+           std::ranges::equal(text.substr(text.size() - ending.size()), ending,
+                              [](char a, char b) { return (a >= 'A' && a <= 'Z' ? a - 'A' + 'a' : a) == b; });
+}
+
+std::expected<ExportFormat, std::string> readFormat(const std::string& output) {
+    if (output == "-" || endsWith(output, ".y4m")) return ExportFormat::y4m;
+    if (endsWith(output, ".gif")) return ExportFormat::gif;
+    if (endsWith(output, "/")) return ExportFormat::png;
+    if (!endsWith(output, ".png")) return ExportFormat::movie;
+    if (const auto names = glasshob::FrameNames::parse(output); !names) return mistake(names.error());
+    return ExportFormat::png;
+}
+
+// What is no movie has no codec, and a GIF a size and a pace of its own.
+std::expected<void, std::string> fitToFormat(const Arguments& arguments, ExportRequest& request) {
+    if (request.format == ExportFormat::movie) return {};
+    for (const std::string_view option : {"--bitrate", "--codec", "--encoder", "--quality"})
+        if (arguments.has(option))
+            return mistake(std::string(option) + " means nothing for " + request.output +
+                           ": leave it out, or export a movie with -o OUT.mp4.");
+    if (request.tellsJson && request.output == "-")
+        return mistake("--json and -o - both need standard output: leave one of them out.");
+    if (request.format != ExportFormat::gif) return {};
+    if (!arguments.has("--size") && !arguments.has("--preset")) {
+        request.preset.width = gifWidth;
+        request.preset.height = gifHeight;
+    }
+    if (request.preset.fps > glasshob::GifSink::mostFps) {
+        request.notes.push_back("A GIF shows at most " + std::to_string(glasshob::GifSink::mostFps) +
+                                " frames a second: it has these instead of " + std::to_string(request.preset.fps) +
+                                ". Fewer make a smaller file (--fps 25).");
+        request.preset.fps = glasshob::GifSink::mostFps;
+    }
+    return {};
 }
 
 std::expected<void, std::string> readPicture(const Arguments& arguments, ExportPreset& preset) {
@@ -122,8 +165,10 @@ std::expected<ExportRequest, std::string> readExportRequest(const Arguments& arg
     ExportRequest request;
     const auto output = arguments.value("--output");
     if (!output) return mistake("No file for the movie was given: add -o OUT.mp4.");
-    if (*output == "-") return mistake("A movie cannot be sent to standard output: add -o OUT.mp4.");
     request.output = *output;
+    const auto format = readFormat(*output);
+    if (!format) return mistake(format.error());
+    request.format = *format;
     request.replaces = arguments.has("--force");
     request.hasMark = !arguments.has("--no-watermark");
     request.tellsJson = arguments.has("--json");
@@ -153,6 +198,7 @@ std::expected<ExportRequest, std::string> readExportRequest(const Arguments& arg
         if (!quality) return mistake(quality.error());
         request.encoding.quality = MovieQuality(*quality);
     }
+    if (const auto fitted = fitToFormat(arguments, request); !fitted) return mistake(fitted.error());
     if (const auto text = arguments.value("--frames")) {
         const auto frames = readFrames(*text, request.plan().frameCount());
         if (!frames) return mistake(frames.error());

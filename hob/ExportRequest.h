@@ -11,11 +11,16 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <vector>
 
 namespace hob {
 
+/// What the output's ending asks for.
+enum class ExportFormat { movie, gif, png, y4m };
+
 struct ExportRequest {
     std::string output;
+    ExportFormat format = ExportFormat::movie;
     glasshob::ExportPreset preset = glasshob::ExportPreset::web();
     double start = 0;
     double duration = 10;
@@ -23,6 +28,8 @@ struct ExportRequest {
     bool replaces = false;
     bool tellsJson = false;
     glasshob::VideoExporter::Encoding encoding;
+    /// What a person should know about how the options were taken; one sentence each.
+    std::vector<std::string> notes;
     /// A part of the whole alone; the end is not included.
     struct Frames {
         std::int64_t first = 0;
