@@ -42,7 +42,8 @@ ByteOutput::~ByteOutput() {
 }
 
 std::unexpected<std::string> ByteOutput::failure(int error) const {
-    if (error == EPIPE) return std::unexpected("The program that was to read " + name_ + " has ended.");
+    if (error == EPIPE)
+        return std::unexpected(name_ + " could not be written: the program that was to read it has ended.");
     if (error == ENOSPC || error == EDQUOT)
         return std::unexpected(name_ + " could not be written: the disk is full. Make room, or choose another place.");
     return std::unexpected(name_ + " could not be written (" + strerrordesc_np(error) + "): choose another place.");

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <sys/stat.h>
 #include <thread>
@@ -91,11 +92,12 @@ std::expected<std::unique_ptr<PngSink>, std::string> PngSink::make(FrameNames na
     const auto made = makeFolder(folder);
     if (!made) return std::unexpected(made.error());
     sink->madeFolder_ = *made;
-    const std::string unfinished = folder + ".frames." + std::to_string(getpid()) + ".part/";
-    if (mkdir(unfinished.c_str(), 0777) != 0)
+    // Several machines may fill one folder at the same time, so that no process number would do.
+    std::string unfinished = folder + ".frames.XXXXXX";
+    if (mkdtemp(unfinished.data()) == nullptr)
         return std::unexpected("Nothing can be written into the folder " + orHere(folder) + " (" +
                                strerrordesc_np(errno) + "): choose another.");
-    sink->unfinished_ = unfinished;
+    sink->unfinished_ = unfinished + "/";
     return sink;
 }
 

@@ -80,6 +80,10 @@ std::expected<ExportFormat, std::string> readFormat(const std::string& output) {
     if (endsWith(output, ".gif")) return ExportFormat::gif;
     if (endsWith(output, "/")) return ExportFormat::png;
     if (!endsWith(output, ".png")) return ExportFormat::movie;
+    if (output.find('%') == std::string::npos)
+        return mistake(output +
+                       " has no place for the frames' numbers: write it as %05d, or give a folder with a slash "
+                       "at its end. One picture is made by hob still.");
     if (const auto names = glasshob::FrameNames::parse(output); !names) return mistake(names.error());
     return ExportFormat::png;
 }

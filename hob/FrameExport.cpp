@@ -75,7 +75,7 @@ std::expected<Target, std::string> makeTarget(const ExportRequest& request) {
         target.file = std::move(*file);
     }
     auto output = target.file ? ByteOutput::file(target.file->path(), request.output)
-                              : ByteOutput::descriptor(STDOUT_FILENO, "standard output");
+                              : ByteOutput::descriptor(STDOUT_FILENO, "Standard output");
     if (!output) return std::unexpected(output.error());
     if (request.format == ExportFormat::gif)
         target.sink = std::make_unique<glasshob::GifSink>(std::move(*output), preset.width, preset.height, preset.fps);
