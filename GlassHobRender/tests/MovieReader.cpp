@@ -25,9 +25,18 @@ void take(ReadMovie& movie, const AVFrame& frame, const AVStream& stream) {
     if (stream.codecpar->codec_type == AVMEDIA_TYPE_VIDEO) {
         const int w = frame.width;
         const int h = frame.height;
-        movie.pictures.push_back({time, frame.key_frame != 0, w, h, plane(frame, 0, w, h),
+        if (frame.format == AV_PIX_FMT_BGRA) {
+            movie.pictures.push_back({time, true, w, h, {}, {}, {}, plane(frame, 0, 4 * w, h)});
+            return;
+        }
+        movie.pictures.push_back({time,
+                                  frame.key_frame != 0,
+                                  w,
+                                  h,
+                                  plane(frame, 0, w, h),
                                   plane(frame, 1, (w + 1) / 2, (h + 1) / 2),
-                                  plane(frame, 2, (w + 1) / 2, (h + 1) / 2)});
+                                  plane(frame, 2, (w + 1) / 2, (h + 1) / 2),
+                                  {}});
         movie.primaries = frame.color_primaries;
         movie.transfer = frame.color_trc;
         movie.matrix = frame.colorspace;

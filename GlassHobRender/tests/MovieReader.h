@@ -15,6 +15,8 @@ struct ReadMovie {
         int width = 0, height = 0;
         std::vector<std::uint8_t> y, u, v; // planes without gaps; chroma half of each side
 
+        std::vector<std::uint8_t> bgra; // instead of planes, of formats that have a palette
+
         // The pixel as red, green and blue of 0 to 255, by the Rec. 709 matrix from limited range.
         struct Color {
             double red = 0, green = 0, blue = 0;
