@@ -24,6 +24,7 @@ constexpr std::size_t framesWaiting = 3; // before the encoder; more only costs 
 constexpr double soundLead = 1;          // seconds that sound may run ahead of the picture
 constexpr double pictureLead = 2;        // and the picture ahead of sound
 constexpr std::size_t soundPiecesWaiting = 256;
+constexpr std::int64_t reordering = 2; // frames that decoding runs ahead, with the software encoders' pyramids
 
 std::string messageOf(int code) {
     if (code == AVERROR(ENOSPC) || code == AVERROR(EDQUOT))
@@ -88,6 +89,9 @@ struct MovieInput::Track {
     AVRational timeBase = {0, 1};
     HardwareBuffer hardware;
     bool isFinished = false;
+    /// Whether decoding times are given here, a frame apart: libx265 leaves them unset in a movie of few frames.
+    bool hasOwnTimes = false;
+    std::int64_t encoded = 0;  // packets
     std::int64_t appended = 0; // frames or sample frames
     std::deque<MovieFrame> frames;
     std::deque<std::vector<float>> samples;
@@ -160,6 +164,7 @@ struct MovieWriter::Impl {
             result = avcodec_receive_packet(track.context.get(), packet.get());
             if (result == AVERROR(EAGAIN) || result == AVERROR_EOF) return true;
             if (result >= 0 && packet->duration == 0 && track.isVideo) packet->duration = 1;
+            if (result >= 0 && track.hasOwnTimes) packet->dts = track.encoded++ - reordering;
             if (result >= 0 && !mux(track, packet.get())) return false;
         }
         fail(messageOf(result));
@@ -361,6 +366,7 @@ MovieInput* MovieWriter::addVideo(const VideoSettings& settings) {
         context.codec_tag = MKTAG('h', 'v', 'c', '1');
     }
     setQuality(context, settings);
+    track.hasOwnTimes = settings.encoder == MovieEncoder::automatic || settings.encoder == MovieEncoder::software;
     if (settings.encoder == MovieEncoder::vaapi && !impl_->openHardware(name)) return nullptr;
     if (!impl_->open(track, codec)) return nullptr;
     track.stream->avg_frame_rate = context.framerate;

@@ -4,6 +4,7 @@
 #include "GlassHobRender/tests/ExportFixture.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <fstream>
 
@@ -50,6 +51,8 @@ TEST_F(ExportTest, FramesTimesAndSoundAreThoseAskedFor) {
         EXPECT_EQ(movie.soundRate, 48000);
         EXPECT_EQ(movie.soundChannels, 2);
         EXPECT_NEAR(movie.soundStart, 0, 1e-9);
+        EXPECT_NEAR(movie.videoSeconds, 5, 1e-6);
+        EXPECT_NEAR(movie.soundSeconds, 5, 1.0 / 48000);
         ASSERT_GE(movie.left.size(), 240000U);
         EXPECT_LT(movie.left.size(), 240000U + 2048U);
         // Every click where it was made.
@@ -164,14 +167,86 @@ TEST_F(ExportTest, WhatCannotBeExportedLeavesNoFile) {
 }
 
 TEST_F(ExportTest, TheSameShaderGivesTheSameFrames) {
-    ASSERT_EQ(failureOf({segment(clicking, 0, 1)}, preset(60, VideoCodec::h264, 162, 90)), "");
-    const ReadMovie first = readMovie(path);
-    ASSERT_EQ(failureOf({segment(clicking, 0, 1)}, preset(60, VideoCodec::h264, 162, 90)), "");
-    const ReadMovie second = readMovie(path);
-    ASSERT_EQ(first.pictures.size(), 60U);
-    for (std::size_t i = 0; i < 60; ++i)
-        EXPECT_EQ(first.pictures[i].y, second.pictures[i].y) << i;
-    EXPECT_EQ(first.left, second.left);
+    for (const VideoCodec codec : {VideoCodec::h264, VideoCodec::hevc}) {
+        ASSERT_EQ(failureOf({segment(clicking, 0, 1)}, preset(60, codec, 162, 90)), "");
+        const ReadMovie first = readMovie(path);
+        ASSERT_EQ(failureOf({segment(clicking, 0, 1)}, preset(60, codec, 162, 90)), "");
+        const ReadMovie second = readMovie(path);
+        ASSERT_EQ(first.pictures.size(), 60U);
+        for (std::size_t i = 0; i < 60; ++i) {
+            const auto& a = first.pictures[i];
+            const auto& b = second.pictures.at(i);
+            EXPECT_TRUE(a.y == b.y && a.u == b.u && a.v == b.v) << i;
+        }
+        EXPECT_EQ(first.left, second.left);
+    }
+}
+
+TEST_F(ExportTest, MoviesOfAFewFramesHaveTheirTimes) {
+    for (const VideoCodec codec : {VideoCodec::h264, VideoCodec::hevc})
+        for (const MovieQuality quality : {MovieQuality::fast, MovieQuality::balanced, MovieQuality::best})
+            for (const int frames : {1, 2, 3, 4, 7}) {
+                VideoExporter::Encoding encoding;
+                encoding.quality = quality;
+                VideoExporter::exportMovie(
+                    {segment(counting, 0, frames / 25.0)}, preset(25, codec), on, path, [](auto, auto) { return true; },
+                    encoding);
+                const ReadMovie movie = readMovie(path);
+                ASSERT_EQ(movie.pictures.size(), std::size_t(frames));
+                EXPECT_NEAR(movie.videoSeconds, frames / 25.0, 1e-6);
+                for (std::size_t i = 0; i < movie.pictures.size(); ++i) {
+                    EXPECT_NEAR(movie.pictures[i].time, double(i) / 25, 1e-6);
+                    EXPECT_NEAR(movie.pictures[i].at(9, 9).red, double(i) * 2.55, 2);
+                }
+            }
+}
+
+TEST_F(ExportTest, FlatColorsComeBack) {
+    std::string source = "float4 shade(float2 uv, constant Uniforms& u, constant Params& p) {\n"
+                         "    float3 colors[] = {";
+    const std::vector<std::array<int, 3>> colors = {{0, 0, 0},       {255, 255, 255}, {255, 0, 0},     {0, 255, 0},
+                                                    {0, 0, 255},     {255, 255, 0},   {0, 255, 255},   {255, 0, 255},
+                                                    {128, 128, 128}, {16, 16, 16},    {235, 235, 235}, {200, 120, 40},
+                                                    {30, 90, 160},   {90, 20, 60},    {250, 200, 190}};
+    for (const auto& [red, green, blue] : colors)
+        source += "float3(" + std::to_string(red) + ", " + std::to_string(green) + ", " + std::to_string(blue) + "), ";
+    source +=
+        "};\n    return float4(colors[min(u.frame, " + std::to_string(colors.size() - 1) + "u)] / 255.0, 1.0);\n}\n";
+    for (const VideoCodec codec : {VideoCodec::h264, VideoCodec::hevc}) {
+        ASSERT_EQ(failureOf({segment(source, 0, double(colors.size()) / 30)}, preset(30, codec, 128, 96)), "");
+        const ReadMovie movie = readMovie(path);
+        ASSERT_EQ(movie.pictures.size(), colors.size());
+        for (std::size_t i = 0; i < colors.size(); ++i)
+            for (const auto& [x, y] : {std::pair{3, 3}, {64, 48}, {124, 90}}) {
+                const auto color = movie.pictures[i].at(x, y);
+                EXPECT_NEAR(color.red, colors[i][0], 2) << i;
+                EXPECT_NEAR(color.green, colors[i][1], 2) << i;
+                EXPECT_NEAR(color.blue, colors[i][2], 2) << i;
+            }
+    }
+}
+
+TEST_F(ExportTest, AnOddSizeIsMadeEvenByItsLastColumnAndRow) {
+    // Luma alone tells the pixel: chroma is half as fine.
+    const std::string ramp = picture("float4(float3(floor(uv.x * u.resolution.x) * 2.0 + "
+                                     "floor(uv.y * u.resolution.y)) / 255.0, 1.0)");
+    for (const VideoCodec codec : {VideoCodec::h264, VideoCodec::hevc})
+        for (const auto& [width, height] : {std::pair{65, 49}, {64, 49}, {65, 48}}) {
+            ASSERT_EQ(failureOf({segment(ramp, 0, 0.2)}, preset(30, codec, width, height)), "");
+            const ReadMovie movie = readMovie(path);
+            ASSERT_EQ(movie.pictures.size(), 6U);
+            const auto& frame = movie.pictures.back();
+            EXPECT_EQ(frame.width, width + width % 2);
+            EXPECT_EQ(frame.height, height + height % 2);
+            const double corner = frame.at(0, 0).red; // rows of uv may count from either end
+            const double down = corner < 24 ? 1 : -1;
+            for (int y = 0; y < frame.height; ++y)
+                for (int x = 0; x < frame.width; ++x) {
+                    const int row = std::min(y, height - 1);
+                    EXPECT_NEAR(frame.at(x, y).red, 2 * std::min(x, width - 1) + (down > 0 ? row : height - 1 - row), 4)
+                        << x << ", " << y;
+                }
+        }
 }
 
 TEST(FrameConverter, MatchesTheMatrixAtEverySize) {

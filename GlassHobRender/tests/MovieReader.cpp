@@ -77,9 +77,11 @@ ReadMovie readMovie(const std::string& path) {
         AVCodecContext* context = avcodec_alloc_context3(codec);
         avcodec_parameters_to_context(context, &parameters);
         context->pkt_timebase = format->streams[i]->time_base;
+        const double seconds = double(format->streams[i]->duration) * av_q2d(format->streams[i]->time_base);
         if (codec == nullptr || avcodec_open2(context, codec, nullptr) < 0) movie.error = "a track cannot be decoded";
         decoders.push_back(context);
         if (parameters.codec_type == AVMEDIA_TYPE_VIDEO) {
+            movie.videoSeconds = seconds;
             movie.videoCodec = avcodec_get_name(parameters.codec_id);
             char tag[AV_FOURCC_MAX_STRING_SIZE] = {};
             movie.videoTag = av_fourcc_make_string(tag, parameters.codec_tag);
@@ -87,6 +89,7 @@ ReadMovie readMovie(const std::string& path) {
             movie.profile = profile != nullptr ? profile : "";
         } else {
             movie.hasSound = true;
+            movie.soundSeconds = seconds;
             movie.soundRate = parameters.sample_rate;
             movie.soundChannels = parameters.ch_layout.nb_channels;
         }

@@ -28,7 +28,8 @@ struct ReadMovie {
     std::vector<Picture> pictures;
     bool hasSound = false;
     int soundRate = 0, soundChannels = 0;
-    double soundStart = 0; // of the first sample that is played
+    double soundStart = 0;                     // of the first sample that is played
+    double videoSeconds = 0, soundSeconds = 0; // as the tracks tell them
     std::vector<float> left, right;
     std::string error; // why it could not be read
 };
