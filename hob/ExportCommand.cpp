@@ -29,6 +29,15 @@ void tellFailure(const std::exception& error, const ExportRequest& request, Cons
         console.problem(error.what());
 }
 
+void tellSize(const ExportRequest& request, Console& console) {
+    const std::int64_t width = request.preset.width;
+    const std::int64_t height = request.preset.height;
+    if (width % 2 == 0 && height % 2 == 0) return;
+    const std::string side = width % 2 == 0 ? "row" : height % 2 == 0 ? "column" : "column and row";
+    console.problem("A movie has even sides: " + request.output + " is " + std::to_string(width + width % 2) + "x" +
+                    std::to_string(height + height % 2) + ", with its last " + side + " twice.");
+}
+
 ExitStatus exportMovie(const ExportRequest& request, const Source& source, const SliderSettings& settings,
                        const std::string& path, Console& console) {
     const auto opened = openProgram(console, source, request.preset.width, request.preset.height);
@@ -79,8 +88,10 @@ ExitStatus run(const Arguments& arguments, Console& console) {
     if (!checkOutput(console, request->output, path)) return ExitStatus::failed;
     auto file = openMovieOutput(console, request->output, request->replaces);
     if (!file) return ExitStatus::failed;
-    const ExitStatus status = exportMovie(*request, *source, *settings, file->path(), console);
-    return status == ExitStatus::done ? finishMovieOutput(console, *file) : status;
+    ExitStatus status = exportMovie(*request, *source, *settings, file->path(), console);
+    if (status == ExitStatus::done) status = finishMovieOutput(console, *file);
+    if (status == ExitStatus::done) tellSize(*request, console);
+    return status;
 }
 
 } // namespace

@@ -29,6 +29,13 @@ TEST_F(HobTest, ExportWritesAMovieAndTellsItsProgress) {
     EXPECT_EQ(names(), (QStringList{"a.metal", "a.mp4"}));
 }
 
+TEST_F(HobTest, ExportTellsThatAnOddSizeWasMadeEven) {
+    put("a.metal", sounding);
+    const Outcome outcome = hob({"export", "a.metal", "-o", "a.mp4", "--size", "65x48", "--duration", "0.1"});
+    EXPECT_EQ(outcome.status, 0) << outcome.shown();
+    EXPECT_EQ(outcome.error, "hob: A movie has even sides: a.mp4 is 66x48, with its last column twice.\n");
+}
+
 TEST_F(HobTest, ExportReplacesOnlyWhenToldTo) {
     put("a.metal", sounding);
     put("a.mp4", "older");

@@ -44,7 +44,6 @@ TEST_F(HobTest, RefusesAWrongCommandLineInOneSentence) {
         {{"still", "a.metal"}, "-o OUT.png"},
         {{"sound", "a.metal"}, "-o OUT.wav"},
         {{"export", "a.metal"}, "-o OUT.mp4"},
-        {{"export", "a.metal", "-o", "-"}, "standard output"},
         {{"export", "a.metal", "-o", "a.mp4", "--fps", "7"}, "--fps 7"},
         {{"export", "a.metal", "-o", "a.mp4", "--duration", "0"}, "--duration 0"},
         {{"export", "a.metal", "-o", "a.mp4", "--duration", "nan"}, "--duration nan"},
