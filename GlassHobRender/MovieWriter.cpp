@@ -71,9 +71,9 @@ void setQuality(AVCodecContext& context, const VideoSettings& settings) {
     case MovieEncoder::automatic:
     case MovieEncoder::software:
         av_opt_set(context.priv_data, "preset", pick("veryfast", "medium", "slow"), 0);
-        // Groups of pictures stand alone, so that parts of a movie can be joined.
+        // Groups of pictures stand alone, and nothing is told of the machine, so that parts of a movie can be joined.
         if (settings.codec == VideoCodec::hevc)
-            av_opt_set(context.priv_data, "x265-params", "open-gop=0:log-level=error", 0);
+            av_opt_set(context.priv_data, "x265-params", "open-gop=0:info=0:log-level=error", 0);
         break;
     case MovieEncoder::nvenc: av_opt_set(context.priv_data, "preset", pick("p2", "p5", "p7"), 0); break;
     case MovieEncoder::vaapi: break;

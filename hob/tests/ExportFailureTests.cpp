@@ -111,6 +111,15 @@ TEST_F(HobExportFailureTest, SignalsEndAJoinWithoutAFile) {
     EXPECT_EQ(names(), (QStringList{"a.metal", "b", "c"}));
 }
 
+TEST_F(HobExportFailureTest, SilentPartsAreJoinedWithoutADevice) {
+    put("a.metal", plainShader("u.time"));
+    for (const char* frames : {"0:15", "15:30"})
+        ASSERT_EQ(hob(QStringList{"export", "a.metal", "-o", frames, "--frames", frames} + small).status, 0);
+    const Outcome joined = hob({"join", "-o", "a.mp4", "0:15", "15:30"}, withoutDriver());
+    EXPECT_EQ(joined.status, 0) << joined.shown();
+    EXPECT_EQ(get("a.mp4").mid(4, 4), "ftyp");
+}
+
 TEST_F(HobExportFailureTest, PartsBecomeTheWholeInOneCommand) {
     put("a.metal", "// @param depth 0.5 0 1\n" + noise);
     const QStringList words = QStringList{"export", "a.metal", "--set", "depth=0.25"} + small;
