@@ -82,16 +82,20 @@ void ExportJob::chooseAndStart(std::function<void()> answered) {
     ExportOrder order{model_.program(), model_.values(), choices.plan(), choices.watermark, {}};
     QString folder = QSettings().value(folderKey).toString();
     if (!QFileInfo(folder).isDir()) folder = QStandardPaths::writableLocation(QStandardPaths::MoviesLocation);
-    model_.questions().chooseFileToSave(
-        tr("Export the video"), folder, suggestedName(),
-        [self = QPointer(this), order = std::move(order), answered](std::optional<QString> path) mutable {
-            if (self && path && !self->isRunning()) {
-                QSettings().setValue(folderKey, QFileInfo(*path).absolutePath());
-                order.path = *path;
-                self->start(std::move(order));
-            }
-            if (answered) answered();
-        });
+    choose(std::move(order), folder, suggestedName(), std::move(answered));
+}
+
+void ExportJob::choose(ExportOrder order, const QString& folder, const QString& name, std::function<void()> answered) {
+    model_.questions().chooseFileToSave(tr("Export the video"), folder, name,
+                                        [self = QPointer(this), order = std::move(order),
+                                         answered = std::move(answered)](std::optional<QString> path) mutable {
+                                            if (self && path && !self->isRunning()) {
+                                                QSettings().setValue(folderKey, QFileInfo(*path).absolutePath());
+                                                order.path = *path;
+                                                self->start(std::move(order));
+                                            }
+                                            if (answered) answered();
+                                        });
 }
 
 void ExportJob::start(ExportOrder order) {
@@ -99,6 +103,7 @@ void ExportJob::start(ExportOrder order) {
     order_ = std::move(order);
     picture_ = {};
     bytes_ = 0;
+    placeIsAtFault_ = false;
     stop_ = std::stop_source();
     clock_.start();
     pace_ = ExportPace();
@@ -108,8 +113,14 @@ void ExportJob::start(ExportOrder order) {
     shared_->job = this;
     model_.setExportState(ExportRunning{0, order_->plan.frameCount()});
     thread_ = std::thread(
-        [maker = maker_, order = *order_, place = QFile::encodeName(order_->path).toStdString(), shared = shared_] {
-            const Outcome outcome = work(maker, order, place, *shared);
+        [maker = maker_, order = *order_, shader = model_.filePath().value_or(QString()), shared = shared_] {
+            Outcome outcome;
+            if (!shader.isEmpty() && QFileInfo(shader) == QFileInfo(order.path))
+                outcome = std::unexpected(Failure{
+                    tr("%1 is the shader itself: choose another name for the video.").arg(QFileInfo(shader).fileName()),
+                    true});
+            else
+                outcome = work(maker, order, QFile::encodeName(order.path).toStdString(), *shared);
             QMetaObject::invokeMethod(
                 qApp,
                 [shared, outcome] {
@@ -133,7 +144,7 @@ ExportJob::Outcome ExportJob::work(const Maker& maker, const ExportOrder& order,
             Qt::QueuedConnection);
     };
     auto partial = PartialFile::beside(place);
-    if (!partial) return std::unexpected(QString::fromStdString(partial.error()));
+    if (!partial) return std::unexpected(Failure{QString::fromStdString(partial.error()), true});
     {
         const std::scoped_lock held(shared.lock);
         shared.partial = partial->path();
@@ -157,12 +168,12 @@ ExportJob::Outcome ExportJob::work(const Maker& maker, const ExportOrder& order,
     try {
         maker(order, desk);
     } catch (const std::exception& error) {
-        return std::unexpected(QString::fromUtf8(error.what()));
+        return std::unexpected(Failure{QString::fromUtf8(error.what())});
     }
     // The last frame is there and the person does not want it any more: what is not in its place yet goes.
-    if (shared.isCancelled()) return std::unexpected(QString());
+    if (shared.isCancelled()) return std::unexpected(Failure{});
     if (const auto moved = partial->moveIntoPlace(); !moved)
-        return std::unexpected(QString::fromStdString(moved.error()));
+        return std::unexpected(Failure{QString::fromStdString(moved.error()), true});
     return {};
 }
 
@@ -197,7 +208,8 @@ void ExportJob::finish(const Outcome& outcome) {
     } else if (shared_->isCancelled()) {
         model_.setExportState(ExportIdle{});
     } else {
-        model_.setExportState(ExportFailed{outcome.error()});
+        placeIsAtFault_ = outcome.error().isThePlaces;
+        model_.setExportState(ExportFailed{outcome.error().message});
     }
     emit ended();
 }
@@ -213,7 +225,11 @@ void ExportJob::tryAgain() {
         order.program = model_.program();
         order.values = model_.values();
     }
-    start(std::move(order));
+    const QFileInfo place(order.path);
+    if (placeIsAtFault_)
+        choose(std::move(order), place.absolutePath(), place.fileName(), {});
+    else
+        start(std::move(order));
 }
 
 void ExportJob::cancel() {

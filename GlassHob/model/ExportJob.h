@@ -63,7 +63,8 @@ class ExportJob : public QObject {
     // gone.
     void chooseAndStart(std::function<void()> answered = {});
     void start(ExportOrder order);
-    // The same once more, after a failure; with what the model has now where the old program's device is lost.
+    // The same once more, after a failure. Asks for another place where it was the place's fault, and takes what the
+    // model has now where the old program's device is lost.
     void tryAgain();
     bool canTryAgain() const;
     void cancel();
@@ -92,8 +93,13 @@ class ExportJob : public QObject {
 
   private:
     struct Shared;
-    using Outcome = std::expected<void, QString>;
+    struct Failure {
+        QString message;
+        bool isThePlaces = false;
+    };
+    using Outcome = std::expected<void, Failure>;
 
+    void choose(ExportOrder order, const QString& folder, const QString& name, std::function<void()> answered);
     static Outcome work(const Maker& maker, const ExportOrder& order, const std::string& place, Shared& shared);
     void takeProgress();
     void takePicture();
@@ -110,6 +116,7 @@ class ExportJob : public QObject {
     double secondsTaken_ = 0;
     QImage picture_;
     qint64 bytes_ = 0;
+    bool placeIsAtFault_ = false;
 };
 
 } // namespace glasshob

@@ -36,7 +36,10 @@ void StartStill::setWanted(bool wanted) {
     if (wanted == wanted_) return;
     wanted_ = wanted;
     delay_->cancel();
-    if (wanted) redraw();
+    if (wanted)
+        redraw();
+    else
+        stop_.request_stop();
 }
 
 std::optional<StartStill::Moment> StartStill::now() const {
@@ -99,7 +102,7 @@ void StartStill::take(const QImage& image) {
     thread_.join();
     const bool isOvertaken = stop_.stop_requested();
     if (isOvertaken)
-        asked_.reset();
+        asked_.reset(); // also one that was done all the same
     else if (!image.isNull())
         image_ = image;
     if (isOvertaken && wanted_) redraw();

@@ -180,6 +180,7 @@ TEST_F(ExportJobTest, AFailureKeepsItsWordsUntilItIsRead) {
         {folder.filePath("none/a.mp4"), succeeds,
          "%1 could not be written: its folder does not exist, so make the folder first or choose another."},
         {"/dev/null", succeeds, "%1 could not be written: it is a device or a pipe, so give the name of a plain file."},
+        {folder.filePath("a.metal"), succeeds, "a.metal is the shader itself: choose another name for the video."},
     };
     for (const Case& c : cases) {
         questions.path = c.path;
@@ -189,12 +190,19 @@ TEST_F(ExportJobTest, AFailureKeepsItsWordsUntilItIsRead) {
         EXPECT_EQ(model->exportState(),
                   ExportState(ExportFailed{c.message.contains("%1") ? c.message.arg(c.path) : c.message}));
     }
+    // Where the place is at fault, another one is asked for; one that is given up leaves things as they are.
+    questions.path.reset();
+    model->exports().tryAgain();
+    EXPECT_TRUE(is<ExportFailed>());
+    EXPECT_EQ(questions.suggested, "a.metal");
     questions.path = movie;
     make = fails;
-    model->exports().chooseAndStart();
+    model->exports().tryAgain();
     ASSERT_TRUE(comesToAnEnd());
+    EXPECT_EQ(model->exportState(), ExportState(ExportFailed{"Writing the video failed: no space left on device"}));
     EXPECT_FALSE(QFileInfo::exists(movie));
     make = succeeds;
+    questions.path.reset(); // not asked
     ASSERT_TRUE(model->exports().canTryAgain());
     model->exports().tryAgain();
     EXPECT_TRUE(is<ExportRunning>());
@@ -231,6 +239,9 @@ TEST_F(ExportJobTest, AProcessThatEndsInAHurryTakesTheHalfFileAlong) {
     model->exports().chooseAndStart();
     written.acquire();
     EXPECT_TRUE(model->deviceIsBusy());
+    model->reportSlowFrame(3);
+    EXPECT_TRUE(model->deviceTrouble().startsWith("The picture waits while a frame of the video is drawn."));
+    model->reportSlowFrame(0);
     EXPECT_TRUE(QFileInfo::exists(QString::fromStdString(partial)));
     model->close();
     EXPECT_FALSE(QFileInfo::exists(QString::fromStdString(partial)));

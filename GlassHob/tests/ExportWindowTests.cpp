@@ -10,6 +10,7 @@
 #include "GlassHob/ui/ExportProgress.h"
 #include "GlassHob/ui/ExportTexts.h"
 #include "GlassHob/ui/ExportWindow.h"
+#include "GlassHob/ui/Leaving.h"
 #include "GlassHob/ui/PresetCards.h"
 #include "GlassHob/ui/SearchField.h"
 #include "GlassHobRender/ExportError.h"
@@ -238,6 +239,22 @@ TEST_F(ExportWindowTest, QuittingMeanwhileAsksAndTakesThePartialVideoAlong) {
     EXPECT_TRUE(comesTrue([&] { return !window->isVisible(); }));
     EXPECT_FALSE(QFileInfo::exists(movie));
     EXPECT_EQ(QDir(folder.path()).entryList({".*.part"}, QDir::Files | QDir::Hidden), QStringList());
+}
+
+TEST_F(ExportWindowTest, AnExportThatDoesNotEndHoldsUpQuittingForAWhileOnly) {
+    start();
+    QWidget other;
+    auto delay = std::make_unique<ManualDelay>();
+    ManualDelay& patience = *delay;
+    Leaving leaving(*model, &other, std::move(delay));
+    EXPECT_FALSE(leaving.mayClose()); // the answer is "Stop and Quit"
+    EXPECT_FALSE(leaving.mayClose());
+    EXPECT_TRUE(model->exports().isCancelling());
+    EXPECT_TRUE(patience.isWaiting());
+    EXPECT_FALSE(leaving.mayClose());
+    patience.elapse();
+    EXPECT_TRUE(leaving.mayClose());
+    EXPECT_TRUE(model->deviceIsBusy()) << "the process then ends without waiting for it";
 }
 
 TEST_F(ExportWindowTest, TheCommandIsThereWhenThereIsSomethingToExportOrToLookAt) {

@@ -4,18 +4,35 @@
 #include "GlassHob/ui/Theme.h"
 
 #include <QAccessible>
+#include <QFontInfo>
 #include <QHBoxLayout>
 #include <QPainter>
+#include <QTextLayout>
+
+#include <cmath>
 
 namespace glasshob {
 
 namespace {
 
-// A path without a blank in it is broken too.
-constexpr int wrapping = Qt::AlignLeft | Qt::AlignTop | Qt::TextWrapAnywhere | Qt::TextWordWrap;
 constexpr int footerHeight = 65;
 constexpr int signSide = 16;
 constexpr int signGap = 6;
+
+// The lines of a text: broken between words, and within one that is longer than a line, such as a path.
+void breakLines(QTextLayout& layout, int width, int lineHeight) {
+    QTextOption option;
+    option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+    layout.setTextOption(option);
+    layout.beginLayout();
+    for (int top = 0;; top += lineHeight) {
+        QTextLine line = layout.createLine();
+        if (!line.isValid()) break;
+        line.setLineWidth(width);
+        line.setPosition(QPointF(0, top + (lineHeight - line.height()) / 2));
+    }
+    layout.endLayout();
+}
 
 } // namespace
 
@@ -24,14 +41,22 @@ WrappedText::WrappedText(const QFont& font, Role role, int width, QWidget* paren
     setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
 }
 
+int WrappedText::lineHeight() const {
+    return int(std::lround(fontInfo().pixelSize() * 1.5));
+}
+
 QSize WrappedText::sizeHint() const {
-    return {width_, fontMetrics().boundingRect(QRect(0, 0, width_, 4000), wrapping, text()).height()};
+    QTextLayout layout(text(), font());
+    breakLines(layout, width_, lineHeight());
+    return {width_, layout.lineCount() * lineHeight()};
 }
 
 void WrappedText::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.setPen(themed(role()));
-    painter.drawText(rect(), wrapping, text());
+    QTextLayout layout(text(), font());
+    breakLines(layout, width_, lineHeight());
+    layout.draw(&painter, QPointF(0, 0));
 }
 
 Sign::Sign(Icon icon, int side, Role role, QWidget* parent) : QWidget(parent), icon_(icon), role_(role) {

@@ -23,6 +23,8 @@ class WrappedText : public TextLine {
     void paintEvent(QPaintEvent* event) override;
 
   private:
+    int lineHeight() const;
+
     int width_;
 };
 

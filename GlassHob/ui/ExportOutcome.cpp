@@ -33,6 +33,7 @@ struct Frame {
 };
 
 Frame frame(QWidget* page, Icon icon, Role ink, const QString& title) {
+    page->setAccessibleName(title);
     Frame made{new Ground(Role::panel, {}, page), new QVBoxLayout, new DialogFooter(page)};
     auto* heading = new TextLine(fonts::dialogHeading(), Role::text, made.ground, title);
     heading->setFixedHeight(24);
@@ -120,6 +121,7 @@ void ExportFinishedPage::follow() {
     if (!finished || !job.order()) return;
     path_ = finished->path;
     file_->setText(tr("%1 in %2").arg(QFileInfo(path_).fileName(), folderName(path_)));
+    setAccessibleDescription(file_->text());
     file_->setToolTip(plainToolTip(QDir::toNativeSeparators(path_)));
     const ExportPlan& plan = job.order()->plan;
     const double taken = job.secondsTaken();
@@ -150,6 +152,7 @@ void ExportFailedPage::follow() {
     const auto* failed = std::get_if<ExportFailed>(&model_.exportState());
     if (!failed) return;
     message_->setText(failed->message);
+    setAccessibleDescription(failed->message);
     tryAgain_->setEnabled(model_.exports().canTryAgain());
 }
 

@@ -8,6 +8,7 @@
 #include "GlassHob/ui/ExportProgress.h"
 #include "GlassHob/ui/Theme.h"
 
+#include <QAccessible>
 #include <QFileInfo>
 #include <QKeyEvent>
 #include <QPainter>
@@ -122,6 +123,9 @@ void ExportWindow::showPage(QWidget* page) {
         finished_->done()->setFocus(Qt::OtherFocusReason);
     else
         failed_->tryAgain()->setFocus(Qt::OtherFocusReason);
+    if (page != finished_ && page != failed_) return;
+    QAccessibleEvent alert(page, QAccessible::Alert);
+    QAccessible::updateAccessibility(&alert);
 }
 
 void ExportWindow::followPicture() {
