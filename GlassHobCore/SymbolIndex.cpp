@@ -59,34 +59,24 @@ void SymbolIndex::replaceLines(int first, int removed, const std::vector<QString
     first = std::clamp(first, 0, lineCount());
     removed = std::clamp(removed, 0, lineCount() - first);
     auto state = first > 0 ? lines_[std::size_t(first - 1)].after : MSLSyntax::LineState::plain;
-    if (removed == 1 && lines.size() == 1) {
-        CodeLine& old = lines_[std::size_t(first)];
-        CodeLine line = readCodeLine(lines.front(), state);
-        // What happens inside a body changes no declaration, unless it opens or closes a brace or a comment.
-        const bool staysInside = isListed_ && insideBody_[std::size_t(first)] && line.depthChange == old.depthChange &&
-                                 line.lowestDepth >= old.lowestDepth && line.after == old.after &&
-                                 !line.isPreprocessor && !old.isPreprocessor && !line.isDirective && !old.isDirective;
-        if (!staysInside) isListed_ = false;
-        state = line.after;
-        old = std::move(line);
-    } else {
-        isListed_ = false;
-        std::vector<CodeLine> read;
-        read.reserve(lines.size());
-        for (const QString& line : lines) {
-            read.push_back(readCodeLine(line, state));
-            state = read.back().after;
-        }
-        const auto at = lines_.begin() + first;
-        const int common = std::min(removed, int(read.size()));
-        std::move(read.begin(), read.begin() + common, at);
-        if (removed > common)
-            lines_.erase(at + common, at + removed);
-        else
-            lines_.insert(at + common, std::make_move_iterator(read.begin() + common),
-                          std::make_move_iterator(read.end()));
-        if (lines_.empty()) lines_.push_back(readCodeLine({}, state));
+    std::vector<CodeLine> read;
+    read.reserve(lines.size());
+    for (const QString& line : lines) {
+        read.push_back(readCodeLine(line, state));
+        state = read.back().after;
     }
+    if (staysInBody(first, removed, read))
+        moveDeclarations(first + removed, int(read.size()) - removed);
+    else
+        isListed_ = false;
+    const auto at = lines_.begin() + first;
+    const int common = std::min(removed, int(read.size()));
+    std::move(read.begin(), read.begin() + common, at);
+    if (removed > common)
+        lines_.erase(at + common, at + removed);
+    else
+        lines_.insert(at + common, std::make_move_iterator(read.begin() + common), std::make_move_iterator(read.end()));
+    if (lines_.empty()) lines_.push_back(readCodeLine({}, state));
     // A comment that was opened or closed goes on until the lines agree again.
     for (std::size_t next = std::size_t(first) + lines.size(); next < lines_.size(); ++next) {
         if (lines_[next].before == state) break;
@@ -94,6 +84,47 @@ void SymbolIndex::replaceLines(int first, int removed, const std::vector<QString
         state = lines_[next].after;
         isListed_ = false;
     }
+}
+
+// What happens inside a body changes no declaration, unless it opens or closes a brace or a comment.
+bool SymbolIndex::staysInBody(int first, int removed, const std::vector<CodeLine>& lines) const {
+    if (!isListed_ || removed == 0 || lines.empty()) return false;
+    struct Depth {
+        int now = 0, lowest = 0;
+        bool isPlain = true;
+        void add(const CodeLine& line) {
+            lowest = std::min(lowest, now + line.lowestDepth);
+            now += line.depthChange;
+            isPlain = isPlain && !line.isPreprocessor && !line.isDirective;
+        }
+    };
+    Depth before, after;
+    for (int i = first; i < first + removed; ++i) {
+        if (!insideBody_[std::size_t(i)]) return false;
+        before.add(lines_[std::size_t(i)]);
+    }
+    for (const CodeLine& line : lines)
+        after.add(line);
+    return before.isPlain && after.isPlain && after.now == before.now && after.lowest >= before.lowest &&
+           lines.back().after == lines_[std::size_t(first + removed - 1)].after;
+}
+
+// Lines came or went before line `from`, inside of a body.
+void SymbolIndex::moveDeclarations(int from, int by) {
+    if (by == 0) return;
+    const auto at = insideBody_.begin() + from;
+    if (by > 0)
+        insideBody_.insert(at, std::size_t(by), true);
+    else
+        insideBody_.erase(at + by, at);
+    const auto move = [&](auto& self, Symbol& symbol) -> void {
+        for (int* line : {&symbol.line, &symbol.bodyLine, &symbol.endLine})
+            if (*line >= from) *line += by;
+        for (Symbol& part : symbol.parts)
+            self(self, part);
+    };
+    for (Symbol& symbol : declarations_)
+        move(move, symbol);
 }
 
 void SymbolIndex::list() const {

@@ -89,6 +89,8 @@ class SymbolIndex {
     friend class DeclarationReader;
 
     void list() const;
+    bool staysInBody(int first, int removed, const std::vector<CodeLine>& lines) const;
+    void moveDeclarations(int from, int by);
     const Symbol* functionAround(int line, int column) const;
 
     std::vector<CodeLine> lines_;

@@ -68,7 +68,9 @@ void CodeTip::showFor(std::vector<Entry> entries, const QRect& place) {
         hide();
         return;
     }
+    if (isVisible() && entries == entries_ && place == place_) return;
     entries_ = std::move(entries);
+    place_ = place;
     QStringList texts;
     for (const Entry& entry : entries_)
         texts << entry.code;

@@ -3,6 +3,7 @@
 // never takes the keyboard. Main thread; owned by the editor.
 #pragma once
 
+#include <QRect>
 #include <QWidget>
 
 #include <vector>
@@ -33,6 +34,7 @@ class CodeTip : public QWidget {
     QSize layOut(QPainter* painter) const;
 
     std::vector<Entry> entries_;
+    QRect place_;
 };
 
 } // namespace glasshob

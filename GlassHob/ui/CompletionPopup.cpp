@@ -163,7 +163,9 @@ CompletionPopup::CompletionPopup(QWidget* owner) : QWidget(owner, Qt::ToolTip | 
     rows_->setVerticalScrollMode(QAbstractItemView::ScrollPerItem);
     rows_->setAccessibleName(tr("Completions"));
     connect(rows_, &QListView::clicked, this, [this](const QModelIndex& index) { emit picked(index.row()); });
-    connect(rows_->selectionModel(), &QItemSelectionModel::currentChanged, this, [this] { layOut(); });
+    connect(rows_->selectionModel(), &QItemSelectionModel::currentChanged, this, [this] {
+        if (!isFilling_) layOut();
+    });
     followTheme();
     connect(&Theme::instance(), &Theme::changed, this, &CompletionPopup::followTheme);
 }
@@ -199,9 +201,12 @@ QString CompletionPopup::declarationOf(int item) const {
 void CompletionPopup::showFor(std::vector<Completion> items, const QRect& word) {
     model_->replace(std::move(items));
     word_ = word;
+    isFilling_ = true;
     rows_->setCurrentIndex(model_->index(0));
+    isFilling_ = false;
     rows_->scrollToTop();
     layOut();
+    if (isVisible()) return;
     show();
     raise();
 }
@@ -215,12 +220,14 @@ void CompletionPopup::moveTo(const QRect& word) {
 void CompletionPopup::layOut() {
     if (items_.empty()) return;
     // Wide enough for the rows that are there, whichever of them is chosen.
-    const QFontMetrics name(fonts::mono(12.5, QFont::Bold)), detail(fonts::mono(11));
+    static const double name = QFontMetricsF(fonts::mono(12.5, QFont::Bold)).horizontalAdvance(u'x');
+    static const double detail = QFontMetricsF(fonts::mono(11)).horizontalAdvance(u'x');
     int width = narrowest;
     for (std::size_t i = 0; i < std::min<std::size_t>(items_.size(), 40); ++i) {
         const QString text = detailOf(items_[i]);
-        const int right = text.isEmpty() ? 0 : detailGap + detail.horizontalAdvance(text);
-        width = std::max(width, signWidth + name.horizontalAdvance(items_[i].symbol.name) + right + rightPadding);
+        const int right = text.isEmpty() ? 0 : detailGap + int(std::ceil(detail * double(text.size())));
+        const int left = signWidth + int(std::ceil(name * double(items_[i].symbol.name.size())));
+        width = std::max(width, left + right + rightPadding);
     }
     const int shown = std::min<int>(int(items_.size()), mostRows);
     const int bar = int(items_.size()) > mostRows ? 12 : 0;

@@ -48,6 +48,7 @@ class CompletionPopup : public QWidget {
     QRect word_;
     int footerHeight_ = 0;
     bool isAbove_ = false;
+    bool isFilling_ = false; // laid out once at the end
 };
 
 } // namespace glasshob

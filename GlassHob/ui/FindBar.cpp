@@ -86,7 +86,8 @@ FindBar::FindBar(CodeEditor* editor, QWidget* parent) : Ground(Role::strip, Qt::
     connect(replaceOne_, &QAbstractButton::clicked, this, &FindBar::replaceOne);
     connect(replaceAll_, &QAbstractButton::clicked, this, &FindBar::replaceAll);
     connect(editor_->document(), &QTextDocument::contentsChange, this, [this](int, int removed, int added) {
-        if (removed != 0 || added != 0) refresh_.start();
+        // Hidden, it searches when it is asked.
+        if ((removed != 0 || added != 0) && isVisible()) refresh_.start();
     });
     connect(editor_, &QPlainTextEdit::selectionChanged, this, &FindBar::showCount);
     for (QWidget* part : findChildren<QWidget*>())

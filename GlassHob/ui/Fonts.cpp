@@ -4,6 +4,7 @@
 #include <QScreen>
 
 #include <cmath>
+#include <map>
 
 namespace glasshob::fonts {
 
@@ -31,13 +32,19 @@ QFont ui(double pixels, QFont::Weight weight) {
 }
 
 QFont mono(double pixels, QFont::Weight weight) {
-    QFont font(QStringLiteral("JetBrains Mono"));
-    // Without shaping there are no ligatures, and every cell keeps its width.
-    font.setStyleHint(QFont::Monospace, QFont::PreferNoShaping);
-    font.setFixedPitch(true);
-    font.setWeight(weight);
-    setLogicalPixels(font, pixels);
-    return font;
+    // A copy shares what the first one has looked up.
+    static std::map<std::pair<double, int>, QFont> made;
+    const auto [at, isNew] = made.try_emplace({pixels, int(weight)});
+    if (isNew) {
+        QFont& font = at->second;
+        font.setFamily(QStringLiteral("JetBrains Mono"));
+        // Without shaping there are no ligatures, and every cell keeps its width.
+        font.setStyleHint(QFont::Monospace, QFont::PreferNoShaping);
+        font.setFixedPitch(true);
+        font.setWeight(weight);
+        setLogicalPixels(font, pixels);
+    }
+    return at->second;
 }
 
 QFont dialogHeading() {

@@ -1,6 +1,6 @@
 // The fonts of the window, one function for each use. Interface text is Manrope; code, and numbers that change while
 // one looks at them, are JetBrains Mono without ligatures.
-// Every function returns a new QFont; call them on the main thread, after QApplication.
+// Every function returns a QFont of the caller's own; call them on the main thread, after QApplication.
 #pragma once
 
 #include <QFont>

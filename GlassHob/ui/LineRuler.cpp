@@ -49,6 +49,7 @@ void LineRuler::paintEvent(QPaintEvent* event) {
     const int row = editor_->codeLineHeight();
     for (const CodeEditor::VisibleLine& line : editor_->visibleLines()) {
         if (line.top > event->rect().bottom()) break;
+        if (line.top + line.height <= event->rect().top()) continue;
         const auto severity = editor_->severityOfBlock(line.blockNumber);
         const bool isError = severity == Diagnostic::Severity::error;
         const bool isCurrent = line.blockNumber == current;

@@ -2,6 +2,7 @@
 
 #include "GlassHob/ui/BoxShape.h"
 
+#include <QDeadlineTimer>
 #include <QEvent>
 #include <QGuiApplication>
 #include <QWidget>
@@ -28,19 +29,27 @@ bool RoundedPopup::isComposited() {
     constexpr std::string_view name = "_NET_WM_CM_S0";
     using Atom = std::unique_ptr<xcb_intern_atom_reply_t, decltype(&std::free)>;
     using Owner = std::unique_ptr<xcb_get_selection_owner_reply_t, decltype(&std::free)>;
-    const Atom atom(xcb_intern_atom_reply(
-                        connection, xcb_intern_atom(connection, 0, std::uint16_t(name.size()), name.data()), nullptr),
-                    &std::free);
-    if (!atom) return true;
+    static const xcb_atom_t selection = [&] {
+        const auto asked = xcb_intern_atom(connection, 0, std::uint16_t(name.size()), name.data());
+        const Atom atom(xcb_intern_atom_reply(connection, asked, nullptr), &std::free);
+        return atom ? atom->atom : xcb_atom_t(XCB_NONE);
+    }();
+    if (selection == XCB_NONE) return true;
     const Owner owner(
-        xcb_get_selection_owner_reply(connection, xcb_get_selection_owner(connection, atom->atom), nullptr),
-        &std::free);
+        xcb_get_selection_owner_reply(connection, xcb_get_selection_owner(connection, selection), nullptr), &std::free);
     return !owner || owner->owner != XCB_NONE;
 }
 
 bool RoundedPopup::eventFilter(QObject* object, QEvent* event) {
     if (object == window_ && (event->type() == QEvent::Resize || event->type() == QEvent::Show)) {
-        if (isComposited())
+        // The question takes a trip to the display server, so an answer serves for a while.
+        static bool composited = false;
+        static QDeadlineTimer staysTrue(0);
+        if (staysTrue.hasExpired()) {
+            composited = isComposited();
+            staysTrue.setRemainingTime(5000);
+        }
+        if (composited)
             window_->clearMask();
         else
             window_->setMask(roundedRegion(window_->size(), radius_));

@@ -15,6 +15,15 @@ std::string names(const std::vector<Symbol>& symbols) {
     return list.join(u' ').toStdString();
 }
 
+// Every symbol with the lines that it has.
+std::string places(const std::vector<Symbol>& symbols) {
+    std::string list;
+    for (const Symbol& symbol : symbols)
+        list += symbol.name.toStdString() + " " + std::to_string(symbol.line) + ":" + std::to_string(symbol.bodyLine) +
+                "-" + std::to_string(symbol.endLine) + " (" + places(symbol.parts) + ")\n";
+    return list;
+}
+
 std::string declarationOf(const QString& text, const char* name) {
     const SymbolIndex index(text);
     const Symbol* symbol = index.find(QString::fromLatin1(name));
@@ -127,7 +136,7 @@ TEST(SymbolIndex, AnEditGivesWhatReadingAnewGives) {
         random = random * 1664525u + 1013904223u;
         return (random >> 8) % below;
     };
-    for (int step = 0; step < 600; ++step) {
+    for (int step = 0; step < 2000; ++step) {
         const int first = int(next(unsigned(text.size())));
         const int removed = int(std::min<qsizetype>(next(3), text.size() - first));
         std::vector<QString> added;
@@ -139,7 +148,7 @@ TEST(SymbolIndex, AnEditGivesWhatReadingAnewGives) {
         for (std::size_t i = 0; i < added.size(); ++i)
             text.insert(first + int(i), added[i]);
         const SymbolIndex anew(text.join(u'\n'));
-        ASSERT_EQ(names(index.declarations()), names(anew.declarations())) << "step " << step;
+        ASSERT_EQ(places(index.declarations()), places(anew.declarations())) << "step " << step;
         ASSERT_EQ(index.lineCount(), anew.lineCount());
         if (text.size() > 60) {
             index.setText(QString::fromUtf8(shader));
