@@ -2,6 +2,7 @@
 
 #include "GPU/Device.h"
 #include "GlassHob/model/AppModel.h"
+#include "GlassHob/model/EndRequests.h"
 #include "GlassHob/model/SingleInstance.h"
 #include "GlassHob/ui/AppIcon.h"
 #include "GlassHob/ui/DialogQuestions.h"
@@ -119,6 +120,10 @@ int main(int argc, char** argv) {
                          window.comeForward(request.activation);
                          if (!request.path.isEmpty()) model.openAfterQuestion(request.path);
                      });
+    // No time for questions: edits are kept for the next start, and half a video goes.
+    const glasshob::EndRequests endRequests;
+    QObject::connect(&endRequests, &glasshob::EndRequests::requested, &window,
+                     [](int signal) { QApplication::exit(128 + signal); });
     window.show();
     model.start(arguments);
     const int status = QApplication::exec();

@@ -1,6 +1,7 @@
 // The export of a window's model: its states, what is captured, cancelling at every stage, and every way to fail. Most
 // of it with a maker of movies that the test leads; the real one at the end.
 
+#include "GlassHob/model/EndRequests.h"
 #include "GlassHob/model/ExportPace.h"
 #include "GlassHob/model/StartStill.h"
 #include "GlassHob/tests/ModelTestSupport.h"
@@ -10,6 +11,7 @@
 #include <QFileInfo>
 
 #include <condition_variable>
+#include <csignal>
 #include <fstream>
 #include <semaphore>
 
@@ -245,6 +247,19 @@ TEST_F(ExportJobTest, AProcessThatEndsInAHurryTakesTheHalfFileAlong) {
     EXPECT_TRUE(QFileInfo::exists(QString::fromStdString(partial)));
     model->close();
     EXPECT_FALSE(QFileInfo::exists(QString::fromStdString(partial)));
+}
+
+TEST_F(ExportJobTest, ARequestOfTheSystemToEndIsHeardInTheMainThread) {
+    QList<int> heard;
+    {
+        const EndRequests requests;
+        QObject::connect(&requests, &EndRequests::requested, [&](int signal) { heard << signal; });
+        ASSERT_EQ(raise(SIGTERM), 0);
+        EXPECT_EQ(heard, QList<int>()) << "not in the handler";
+        ASSERT_EQ(raise(SIGHUP), 0);
+        ASSERT_TRUE(comesTrue([&] { return heard.size() == 2; }));
+    }
+    EXPECT_EQ(heard, (QList<int>{SIGTERM, SIGHUP}));
 }
 
 // ---- With the video exporter ------------------------------------------------------------------------------------
