@@ -43,6 +43,8 @@ using Packet = std::unique_ptr<AVPacket, PacketDeleter>;
 std::expected<Input, std::string> openFile(const std::string& path) {
     AVFormatContext* opened = nullptr;
     const int result = avformat_open_input(&opened, ("file:" + path).c_str(), nullptr, nullptr);
+    if (result == AVERROR(ENOENT)) return mistake("There is no file " + path + ": check its name.");
+    if (result == AVERROR(EISDIR)) return mistake(path + " is a folder: give the files in it.");
     if (result == AVERROR_INVALIDDATA) return mistake(path + " is no movie: give the parts of one export.");
     if (result < 0) {
         char text[AV_ERROR_MAX_STRING_SIZE] = {};

@@ -181,7 +181,8 @@ TEST_F(PartTest, WhatIsNoWholeIsToldAndMakesNoFile) {
         {{a, movie}, {movie + " is no part of an export"}},
         {{text}, {text + " is no movie"}},
         {{a, cut, c}, {cut + " is not whole", "--frames 20:40."}},
-        {{a, absent}, {absent + " could not be opened: No such file"}},
+        {{a, absent}, {"There is no file " + absent}},
+        {{folder}, {folder.string() + " is a folder"}},
         {{}, {"no parts"}},
     };
     for (const auto& each : cases) {
