@@ -295,6 +295,11 @@ class Analyzer {
     struct InitCursor {
         std::span<Initializer> items;
         std::size_t next = 0;
+        std::size_t placed = std::size_t(-1); // the item whose place an enclosing aggregate has found
+
+        bool isDesignated() const {
+            return next != placed && (items[next].designator != nullptr || items[next].indexDesignator != nullptr);
+        }
     };
     Expr* initializeAggregate(TypeRef to, InitCursor& cursor, bool ownsList, SourceLocation at);
     Expr* initializeElement(TypeRef to, InitCursor& cursor, Purpose purpose);

@@ -96,7 +96,7 @@ Expr* Analyzer::initializeAggregate(TypeRef to, InitCursor& cursor, bool ownsLis
         std::uint64_t position = 0;
         while (cursor.next < cursor.items.size()) {
             Initializer& item = cursor.items[cursor.next];
-            if (item.designator || item.indexDesignator) {
+            if (cursor.isDesignated()) {
                 if (!ownsList) break;
                 if (item.designator) {
                     error(item.location,
@@ -118,8 +118,11 @@ Expr* Analyzer::initializeAggregate(TypeRef to, InitCursor& cursor, bool ownsLis
             }
             if (position >= to->count) break;
             if (!limit_.step()) return errorAt(at);
+            const std::size_t before = cursor.next;
+            cursor.placed = before;
             Expr* part = initializeElement(to->element, cursor, purpose);
             hasErrors = hasErrors || part->type->isError();
+            if (cursor.next == before) break; // an element that has no parts, or a wrong one, takes nothing
             while (parts.size() < position)
                 parts.push_back(zeroValue(to->element, at));
             if (position < parts.size())
@@ -135,8 +138,8 @@ Expr* Analyzer::initializeAggregate(TypeRef to, InitCursor& cursor, bool ownsLis
         std::size_t lastSet = 0;
         while (cursor.next < cursor.items.size()) {
             Initializer& item = cursor.items[cursor.next];
-            if (item.designator) {
-                if (!ownsList) break;
+            if (cursor.isDesignated() && !ownsList) break;
+            if (item.designator && cursor.isDesignated()) {
                 VarDecl* named = findField(to->structDecl, item.designator);
                 if (!named) {
                     std::vector<std::string_view> names;
@@ -151,16 +154,18 @@ Expr* Analyzer::initializeAggregate(TypeRef to, InitCursor& cursor, bool ownsLis
                     return errorAt(at);
                 }
                 position = named->index;
-            } else if (item.indexDesignator) {
-                if (!ownsList) break;
+            } else if (item.indexDesignator && cursor.isDesignated()) {
                 error(item.location, "array designator cannot initialize non-array type '" + typeName(to) + "'");
                 return errorAt(at);
             }
-            if (position >= fields.size() || (to->structDecl->isUnion && position > 0 && !item.designator)) break;
+            if (position >= fields.size() || (to->structDecl->isUnion && position > 0 && !cursor.isDesignated())) break;
             VarDecl* target = fields[position];
             if (!target->name && !target->type->is(TypeKind::struct_)) break; // the byte of an empty struct
             if (!target->type || target->type->isError()) return errorAt(at);
+            const std::size_t before = cursor.next;
+            cursor.placed = before;
             Expr* part = initializeElement(target->type, cursor, purpose);
+            if (cursor.next == before && part->type->isError()) return part;
             hasErrors = hasErrors || part->type->isError();
             byField[position] = part;
             lastSet = std::max(lastSet, position + 1);

@@ -78,6 +78,9 @@ MAIN {
     CHECK(o.in.b.y == 3 && o.more[0].b.y == 5 && o.more[1].a == 7 && o.m[1][1] == 4 && o.v.x == 5);
     Out e = {1, float2(2, 3), 4, float2(5), 7, float2(8), 1, 2, 3, 4, float3(5)};
     CHECK(e.more[1].b.x == 8 && e.m[1][0] == 3);
+    Out named = {.in = 3, .more = 4, float2(6), .m = 1, .v = float3(2)}, at[2] = {[1] = 9};
+    CHECK(named.in.a == 3 && named.more[0].a == 4 && named.more[0].b.y == 6 && named.more[1].a == 0);
+    CHECK(named.m[0][0] == 1 && named.m[1][1] == 0 && named.v.z == 2 && at[1].in.a == 9 && at[0].in.a == 0);
     Bit b = {.y = 2 + data[0]}, c = {1}, d{1, 2, 3}, z{};
     CHECK(b.x == 0 && b.y == 2 && b.z == 4 && c.z == 4 && d.z == 3 && z.z == 4);
     Old old = {1, 2};

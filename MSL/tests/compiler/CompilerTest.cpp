@@ -227,6 +227,9 @@ TEST(Compiler, HostileTextsComeToAnEnd) {
         "float4 f(float4 x) { return x" + repeated(".xyzw", 20000) + "; }",
         repeated("struct S { ", 5000),
         "kernel void k(device float* o [[buffer(99999999999999999999)]]) {}",
+        // elements that take nothing of the list that they are in
+        "struct E {}; struct A { array<float, 4> a; }; kernel void k(float3 v) { A x = {.a = v, .a = 2.0f}; "
+        "E e[1000000] = {1}; array<E, 100000000> b = {.a = 1, [2] = 3}; }",
         // more errors than are told, and the tree behind them is half done
         repeated("mod mod(mod x, mod y) { return x - y * floor(x / y); }\n", 12),
         // a struct of 64 KB copied through a cast, again and again
