@@ -3,17 +3,10 @@
 #include <algorithm>
 #include <vector>
 
-#if defined(__x86_64__) && defined(__linux__)
-#define GLASSHOB_WIDE __attribute__((target_clones("avx2", "default")))
-#else
-#define GLASSHOB_WIDE
-#endif
-
 namespace glasshob::FrameConverter {
 
 namespace {
 
-GLASSHOB_WIDE
 void lumaRow(const std::uint8_t* bgra, int width, std::uint8_t* y) {
     for (int x = 0; x < width; ++x) {
         const auto sum = std::uint16_t(16 * bgra[4 * x] + 157 * bgra[4 * x + 1] + 47 * bgra[4 * x + 2] + 128);
@@ -22,7 +15,6 @@ void lumaRow(const std::uint8_t* bgra, int width, std::uint8_t* y) {
 }
 
 // The sums of two rows, one colour after the other: at most 510.
-GLASSHOB_WIDE
 void addRows(const std::uint8_t* upper, const std::uint8_t* lower, int width, std::int16_t* b, std::int16_t* g,
              std::int16_t* r) {
     for (int x = 0; x < width; ++x) {
@@ -34,13 +26,11 @@ void addRows(const std::uint8_t* upper, const std::uint8_t* lower, int width, st
 
 // A quarter of the left neighbour, a half of the even column itself and a quarter of its right neighbour: chroma that
 // is sited on the even columns. `sums` has one element before the first and after the last. Out of 255 again.
-GLASSHOB_WIDE
 void filterRow(const std::int16_t* sums, int chromaWidth, std::int16_t* out) {
     for (int c = 0; c < chromaWidth; ++c)
         out[c] = std::int16_t((sums[2 * c - 1] + 2 * sums[2 * c] + sums[2 * c + 1] + 4) >> 3);
 }
 
-GLASSHOB_WIDE
 void chromaRow(const std::int16_t* b, const std::int16_t* g, const std::int16_t* r, int chromaWidth, std::uint8_t* u,
                std::uint8_t* v) {
     for (int c = 0; c < chromaWidth; ++c) {
@@ -49,7 +39,6 @@ void chromaRow(const std::int16_t* b, const std::int16_t* g, const std::int16_t*
     }
 }
 
-GLASSHOB_WIDE
 void weave(const std::uint8_t* u, const std::uint8_t* v, int chromaWidth, std::uint8_t* uv) {
     for (int c = 0; c < chromaWidth; ++c) {
         uv[2 * c] = u[c];
@@ -59,7 +48,7 @@ void weave(const std::uint8_t* u, const std::uint8_t* v, int chromaWidth, std::u
 
 } // namespace
 
-void convert(const std::uint8_t* bgra, std::size_t rowBytes, int width, int height, const Planes& planes) {
+void convertPlain(const std::uint8_t* bgra, std::size_t rowBytes, int width, int height, const Planes& planes) {
     const int chromaWidth = (width + 1) / 2;
     const auto padded = std::size_t(width) + 2;
     std::vector<std::int16_t> sums(3 * padded + 3 * std::size_t(chromaWidth));
@@ -88,6 +77,10 @@ void convert(const std::uint8_t* bgra, std::size_t rowBytes, int width, int heig
             weave(halves.data(), v, chromaWidth, planes.u + chroma * planes.uStride);
         }
     }
+}
+
+void convert(const std::uint8_t* bgra, std::size_t rowBytes, int width, int height, const Planes& planes) {
+    if (!convertWide(bgra, rowBytes, width, height, planes)) convertPlain(bgra, rowBytes, width, height, planes);
 }
 
 } // namespace glasshob::FrameConverter

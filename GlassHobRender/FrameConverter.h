@@ -26,4 +26,9 @@ struct Planes {
 /// `bgra` rows are `rowBytes` apart, the top one first.
 void convert(const std::uint8_t* bgra, std::size_t rowBytes, int width, int height, const Planes& planes);
 
+/// The two ways in which convert() does it, to the same bits: on any processor, and faster on those with wide vectors,
+/// where it is true.
+void convertPlain(const std::uint8_t* bgra, std::size_t rowBytes, int width, int height, const Planes& planes);
+bool convertWide(const std::uint8_t* bgra, std::size_t rowBytes, int width, int height, const Planes& planes);
+
 } // namespace glasshob::FrameConverter

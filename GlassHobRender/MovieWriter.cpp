@@ -354,6 +354,7 @@ MovieInput* MovieWriter::addVideo(const VideoSettings& settings) {
     context.framerate = {int(settings.fps), 1};
     context.bit_rate = settings.bitrate;
     context.gop_size = int(2 * settings.fps);
+    context.thread_count = 0; // as many as suit the machine; one otherwise
     context.color_primaries = AVCOL_PRI_BT709;
     context.color_trc = AVCOL_TRC_BT709;
     context.colorspace = AVCOL_SPC_BT709;

@@ -211,6 +211,33 @@ TEST_F(FrameExportTest, CancelledAtAnyFrameNothingIsLeft) {
     EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder / "old"), {}), 1);
 }
 
+TEST(FrameConverter, BothWaysGiveTheSameBitsAndKeepInside) {
+    std::uint32_t state = 1;
+    const auto random = [&] { return std::uint8_t((state = state * 1664525 + 1013904223) >> 24U); };
+    for (int width = 1; width <= 100; ++width)
+        for (const int height : {1, 2, 5})
+            for (const bool isInterleaved : {false, true}) {
+                const auto w = std::size_t(width), c = std::size_t((width + 1) / 2), rows = std::size_t(height + 1) / 2;
+                std::vector<std::uint8_t> bgra(4 * w * std::size_t(height)); // no more, for the sanitizer
+                for (auto& byte : bgra)
+                    byte = width % 7 == 0 ? std::uint8_t(random() < 128 ? 0 : 255) : random();
+                std::vector<std::uint8_t> made[2];
+                for (const bool isWide : {false, true}) {
+                    auto& bytes = made[isWide ? 1 : 0];
+                    bytes.assign(w * std::size_t(height) + 2 * c * rows, 0xAB);
+                    std::uint8_t* u = bytes.data() + w * std::size_t(height);
+                    const FrameConverter::Planes planes =
+                        isInterleaved ? FrameConverter::Planes{bytes.data(), w, u, 2 * c, nullptr, 0}
+                                      : FrameConverter::Planes{bytes.data(), w, u, c, u + c * rows, c};
+                    if (!isWide)
+                        FrameConverter::convertPlain(bgra.data(), 4 * w, width, height, planes);
+                    else if (!FrameConverter::convertWide(bgra.data(), 4 * w, width, height, planes))
+                        GTEST_SKIP() << "This processor has no such vectors.";
+                }
+                ASSERT_EQ(made[0], made[1]) << width << " by " << height << (isInterleaved ? " interleaved" : "");
+            }
+}
+
 class Pipe {
   public:
     Pipe() { EXPECT_EQ(::pipe(ends), 0); }
