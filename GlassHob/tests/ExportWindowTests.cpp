@@ -2,6 +2,7 @@
 // export runs, and the desktop's message. Movies are made by the tests.
 
 #include "GlassHob/tests/ShownWindow.h"
+#include "GlassHob/ui/CodeEditor.h"
 #include "GlassHob/ui/DesktopNotification.h"
 #include "GlassHob/ui/DialogParts.h"
 #include "GlassHob/ui/ExportActions.h"
@@ -50,7 +51,7 @@ class ExportWindowTest : public ShownWindow {
     ExportWindow* open() {
         window->exportActions()->exportVideo->trigger();
         ExportWindow* shown = window->exportActions()->window();
-        EXPECT_TRUE(QTest::qWaitForWindowActive(shown));
+        EXPECT_TRUE(comesTrue([&] { return QApplication::activeWindow() == shown; }));
         return shown;
     }
     ExportWindow* start() {
@@ -186,6 +187,20 @@ TEST_F(ExportWindowTest, AFailureIsToldAndTriedAgainAndACancelledOneIsTheFormAga
     finish();
     EXPECT_TRUE(shown->form()->isVisible());
     EXPECT_EQ(questions.asked, QStringList()) << "the button says what it does";
+}
+
+TEST_F(ExportWindowTest, AnEndTakesTheKeyboardFromNobody) {
+    ExportWindow* shown = start();
+    window->activateWindow();
+    window->editor()->setFocus();
+    ASSERT_TRUE(comesTrue([&] { return QApplication::activeWindow() == window.get(); }));
+    finish();
+    EXPECT_TRUE(shown->finished()->isVisible());
+    QApplication::processEvents();
+    EXPECT_EQ(QApplication::focusWidget(), window->editor());
+    // The command leads to it.
+    EXPECT_EQ(open(), shown);
+    EXPECT_EQ(QApplication::focusWidget(), shown->finished()->done());
 }
 
 TEST_F(ExportWindowTest, ClosingItWhileItRunsAsksOnce) {

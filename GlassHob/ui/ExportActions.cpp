@@ -5,9 +5,8 @@
 #include "GlassHob/ui/ExportWindow.h"
 
 #include <QAction>
+#include <QApplication>
 #include <QFileInfo>
-#include <QGuiApplication>
-#include <QWidget>
 
 namespace glasshob {
 
@@ -69,10 +68,13 @@ void ExportActions::tellEnd() {
     const auto* finished = std::get_if<ExportFinished>(&state);
     const auto* failed = std::get_if<ExportFailed>(&state);
     if (!finished && !failed) return;
+    if (!window_) open();
     if (QGuiApplication::applicationState() == Qt::ApplicationActive) {
-        open();
+        // The keyboard stays where it is: a key meant for the code must not press a button here.
+        window_->raise();
         return;
     }
+    QApplication::alert(window_);
     const QString name = QFileInfo(model_.exports().order()->path).fileName();
     notification_->show(finished ? tr("The video is ready") : tr("The video was not made"),
                         finished ? name : tr("%1: %2").arg(name, failed->message));
