@@ -45,7 +45,8 @@ std::expected<Input, std::string> openFile(const std::string& path) {
     const int result = avformat_open_input(&opened, ("file:" + path).c_str(), nullptr, nullptr);
     if (result == AVERROR(ENOENT)) return mistake("There is no file " + path + ": check its name.");
     if (result == AVERROR(EISDIR)) return mistake(path + " is a folder: give the files in it.");
-    if (result == AVERROR_INVALIDDATA) return mistake(path + " is no movie: give the parts of one export.");
+    if (result == AVERROR_INVALIDDATA || result == AVERROR_EOF)
+        return mistake(path + " is no movie: give the parts of one export.");
     if (result < 0) {
         char text[AV_ERROR_MAX_STRING_SIZE] = {};
         av_strerror(result, text, sizeof text);
@@ -192,45 +193,47 @@ std::expected<void, std::string> MovieJoiner::join(const std::string& path,
     std::int64_t delay = 0;
     for (const Part& part : parts_)
         delay = std::max(delay, part.delay);
-    std::optional<ExportError> failure;
     {
         ExportFeed feed(*writer, stop);
         if (sound) feed.startSound(*heard, *sound, timeline.frameCount());
         for (const Part& part : parts_)
-            copy(part, *writer, *video, feed, delay, progress, stop);
-        failure = feed.finish(*video);
+            if (const auto copied = copy(part, *writer, *video, feed, delay, progress, stop); !copied) {
+                feed.record(ExportError::cancelled()); // ends the sound
+                (void)feed.finish(*video);
+                return fail(copied.error());
+            }
+        if (const auto failure = feed.finish(*video)) return fail(failure->description);
     }
-    if (failure) return fail(failure->description);
     (void)progress(timeline.frameCount(), timeline.frameCount());
     return {};
 }
 
 // Decoding times are made anew, a frame apart throughout: a short part may have begun with a smaller delay than others.
-void MovieJoiner::copy(const Part& part, MovieWriter& writer, MovieInput& video, ExportFeed& feed, std::int64_t delay,
-                       const Progress& progress, const std::stop_token& stop) const {
+std::expected<void, std::string> MovieJoiner::copy(const Part& part, MovieWriter& writer, MovieInput& video,
+                                                   ExportFeed& feed, std::int64_t delay, const Progress& progress,
+                                                   const std::stop_token& stop) const {
     const std::int64_t count = part.part.end - part.part.first;
     const auto input = openFile(part.path);
-    if (!input) feed.record(ExportError::writer(input.error()));
+    if (!input) return std::unexpected(input.error());
     const Packet packet(av_packet_alloc());
     for (std::int64_t i = 0; i < count && !feed.hasFailed(); ++i) {
         const std::int64_t decoded = part.part.first + i;
         if (!progress(decoded, part.part.plan.frameCount()) || stop.stop_requested()) {
             feed.record(ExportError::cancelled());
-            return;
+            return {};
         }
         if (!readPicture(**input, *packet, part.part.plan.preset.fps) || packet->pts < 0 || packet->pts >= count ||
             packet->pts < i - delay) {
-            feed.record(ExportError::writer(part.path + " is damaged at " + framesText(decoded, decoded + 1) +
-                                            ": render it again with " + optionText(part.part.first, part.part.end) +
-                                            "."));
-            return;
+            return mistake(part.path + " is damaged at " + framesText(decoded, decoded + 1) +
+                           ": render it again with " + optionText(part.part.first, part.part.end) + ".");
         }
         packet->pts += part.part.first;
         packet->dts = decoded - delay;
         packet->duration = 1;
-        if (!feed.waitFor(video)) return;
+        if (!feed.waitFor(video)) return {};
         if (!writer.append(video, *packet)) feed.recordWriter("append failed at frame " + std::to_string(decoded));
     }
+    return {};
 }
 
 } // namespace glasshob

@@ -56,8 +56,10 @@ class MovieJoiner {
 
     static std::expected<Part, std::string> read(const std::string& path);
     static std::expected<void, std::string> checkSequence(const std::vector<Part>& parts);
-    void copy(const Part& part, MovieWriter& writer, MovieInput& video, ExportFeed& feed, std::int64_t delay,
-              const Progress& progress, const std::stop_token& stop) const;
+    /// Fails where the part is damaged; other failures are the feed's.
+    std::expected<void, std::string> copy(const Part& part, MovieWriter& writer, MovieInput& video, ExportFeed& feed,
+                                          std::int64_t delay, const Progress& progress,
+                                          const std::stop_token& stop) const;
 
     std::vector<Part> parts_; // in the order of their frames
 };

@@ -166,6 +166,12 @@ TEST_F(PartTest, WhatIsNoWholeIsToldAndMakesNoFile) {
     const std::string cut = name("cut");
     std::filesystem::copy_file(b, cut);
     std::filesystem::resize_file(cut, std::filesystem::file_size(b) - 5);
+    // The table of times tells 256 times as long a frame.
+    const std::string late = name("late");
+    std::ifstream file(b, std::ios::binary);
+    std::string bytes((std::istreambuf_iterator<char>(file)), {});
+    std::swap(bytes.at(bytes.find("stts") + 18), bytes.at(bytes.find("stts") + 17));
+    std::ofstream(late, std::ios::binary) << bytes;
     const std::string absent = name("absent");
     const std::size_t before = names().size();
     const struct {
@@ -181,6 +187,7 @@ TEST_F(PartTest, WhatIsNoWholeIsToldAndMakesNoFile) {
         {{a, movie}, {movie + " is no part of an export"}},
         {{text}, {text + " is no movie"}},
         {{a, cut, c}, {cut + " is not whole", "--frames 20:40."}},
+        {{a, late, c}, {late + " is damaged at frame ", "--frames 20:40."}},
         {{a, absent}, {"There is no file " + absent}},
         {{folder}, {folder.string() + " is a folder"}},
         {{}, {"no parts"}},
