@@ -283,6 +283,19 @@ TEST_F(ExportWindowTest, TheCommandIsThereWhenThereIsSomethingToExportOrToLookAt
     EXPECT_FALSE(action->isEnabled());
     model->run();
     EXPECT_TRUE(action->isEnabled());
+    // A form that is open already says why nothing can be exported.
+    ExportForm* form = open()->form();
+    EXPECT_TRUE(form->exportButton()->isEnabled());
+    model->openDownloaded(*model->filePath(), QUrl("https://glasshob.example/s"));
+    EXPECT_FALSE(form->exportButton()->isEnabled());
+    EXPECT_EQ(form->foreseen()->text(), "Press Run in the window first");
+    form->submit();
+    EXPECT_FALSE(model->exports().isRunning());
+    model->run();
+    EXPECT_EQ(form->foreseen()->text(), "600 frames, about 6 MB");
+    model->device()->injectLoss();
+    model->reportDeviceLoss();
+    EXPECT_EQ(form->foreseen()->text(), "No picture to export yet");
 }
 
 TEST_F(ExportWindowTest, EveryControlHasANameAndPaints) {

@@ -147,9 +147,14 @@ bool ExportForm::check(bool all) {
         message_->retract();
     const bool isSound = start && duration;
     const auto& program = model_.program();
-    foreseen_->setText(!isSound ? QString()
-                                : exportTexts::foreseen(model_.exportChoices().plan(),
-                                                        program && program->soundPipeline() != nullptr));
+    if (model_.needsRun())
+        foreseen_->setText(tr("Press Run in the window first"));
+    else if (!program)
+        foreseen_->setText(tr("No picture to export yet"));
+    else
+        foreseen_->setText(
+            !isSound ? QString()
+                     : exportTexts::foreseen(model_.exportChoices().plan(), program->soundPipeline() != nullptr));
     return isSound;
 }
 
