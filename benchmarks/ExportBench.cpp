@@ -47,6 +47,35 @@ double processorSeconds() {
     return double(time.tv_sec) + double(time.tv_nsec) * 1e-9;
 }
 
+// Seconds of processor time that anything on this machine has used.
+double machineSeconds() {
+    std::ifstream stat("/proc/stat");
+    std::string word;
+    stat >> word;
+    double sum = 0, value = 0;
+    for (int column = 0; column < 8 && stat >> value; ++column)
+        if (column != 3 && column != 4) sum += value; // all but idle and waiting for disks
+    return sum / double(sysconf(_SC_CLK_TCK));
+}
+
+// Wall time, and how many cores this process and all others kept busy meanwhile: figures of a busy machine say little.
+struct Stretch {
+    double seconds = 0, own = 0, others = 0;
+
+    void add(const auto& work) {
+        const double ownBefore = processorSeconds(), allBefore = machineSeconds();
+        seconds += work() / 1000;
+        const double used = processorSeconds() - ownBefore;
+        own += used;
+        others += std::max(machineSeconds() - allBefore - used, 0.0);
+    }
+    std::string cores() const {
+        char text[64];
+        std::snprintf(text, sizeof text, "%.2f cores, others %.2f", own / seconds, others / seconds);
+        return text;
+    }
+};
+
 // Milliseconds until no thread of the process works any more: encoders go on after a call has returned.
 double millisecondsUntilIdle(const auto& work) {
     const auto start = std::chrono::steady_clock::now();
@@ -189,35 +218,40 @@ double secondsOfExport(const Work& work, const VideoExporter::Progress& progress
 }
 
 bool judgeWhole(const Work& work, std::int64_t frames) {
-    const double together = secondsOfExport(work, [](auto, auto) { return true; });
+    Stretch together, drawing, encoding;
+    together.add([&] { return 1000 * secondsOfExport(work, [](auto, auto) { return true; }); });
     const ExportTimeline timeline(work.segments, work.preset.fps);
     FrameDrawer drawer(timeline, work.preset, work.device);
     std::vector<std::shared_ptr<gpu::Texture>> textures;
     while (std::int64_t(textures.size()) < std::min(chunk, frames))
         textures.push_back(work.texture());
     Encoder encoder(work.preset);
-    double drawing = 0, encoding = 0;
     for (std::int64_t first = 0; first < frames; first += chunk) {
         const std::int64_t end = std::min(first + chunk, frames);
-        drawing += bench::milliseconds([&] {
-            for (std::int64_t i = first; i < end; ++i)
-                work.draw(drawer, i, textures[std::size_t(i - first)]);
+        drawing.add([&] {
+            return bench::milliseconds([&] {
+                for (std::int64_t i = first; i < end; ++i)
+                    work.draw(drawer, i, textures[std::size_t(i - first)]);
+            });
         });
-        encoding += millisecondsUntilIdle([&] {
-            for (std::int64_t i = first; i < end; ++i)
-                encoder.encode(*textures[std::size_t(i - first)]);
-            if (end == frames) encoder.finish();
+        encoding.add([&] {
+            return millisecondsUntilIdle([&] {
+                for (std::int64_t i = first; i < end; ++i)
+                    encoder.encode(*textures[std::size_t(i - first)]);
+                if (end == frames) encoder.finish();
+            });
         });
     }
-    const double apart = (drawing + encoding) / 1000;
-    const double ratio = apart / together;
+    const double apart = drawing.seconds + encoding.seconds;
+    const double ratio = apart / together.seconds;
+    const auto count = double(frames);
     std::printf(
-        "movie    %lld frames of %lldx%lld: %.1f a second; drawing alone %.1f, encoding alone %.1f, one after the "
-        "other %.1f; ratio %.3f (at least %.2f): %s\n",
+        "movie    %lld frames of %lldx%lld: %.1f a second (%s); drawing alone %.1f (%s), encoding alone %.1f (%s), "
+        "one after the other %.1f; ratio %.3f (at least %.2f): %s\n",
         static_cast<long long>(frames), static_cast<long long>(work.preset.width),
-        static_cast<long long>(work.preset.height), double(frames) / together, double(frames) * 1000 / drawing,
-        double(frames) * 1000 / encoding, double(frames) / apart, ratio, wholeTarget,
-        ratio >= wholeTarget ? "reached" : "MISSED");
+        static_cast<long long>(work.preset.height), count / together.seconds, together.cores().c_str(),
+        count / drawing.seconds, drawing.cores().c_str(), count / encoding.seconds, encoding.cores().c_str(),
+        count / apart, ratio, wholeTarget, ratio >= wholeTarget ? "reached" : "MISSED");
     return ratio >= wholeTarget;
 }
 
