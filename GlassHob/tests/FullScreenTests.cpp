@@ -67,6 +67,21 @@ TEST_F(FullScreenTest, OnlyThePictureAndItsBoxesAreLeftAndAllComesBack) {
     EXPECT_TRUE(window->menuBar()->isVisible());
 }
 
+TEST_F(FullScreenTest, F6GoesRoundTheBoxesEvenWhenTheyHaveGone) {
+    window->pictureActions()->fullScreen->trigger();
+    window->canvas()->setFocus();
+    stillness->elapse();
+    ASSERT_FALSE(full->controlsShown());
+    QStringList order;
+    for (int press = 0; press < 3; ++press) {
+        QTest::keyClick(window.get(), Qt::Key_F6);
+        const QWidget* focus = QApplication::focusWidget();
+        order << (!focus ? "none" : full->transport()->isAncestorOf(focus) ? "transport" : "sliders");
+        EXPECT_TRUE(full->controlsShown());
+    }
+    EXPECT_TRUE(order == (QStringList{"sliders", "transport", "sliders"})) << order.join(u' ').toStdString();
+}
+
 TEST_F(FullScreenTest, KeysDriveThePicture) {
     full->enter();
     QApplication::processEvents();

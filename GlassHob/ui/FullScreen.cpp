@@ -64,6 +64,11 @@ TransportBox* FullScreen::transport() const {
     return transport_;
 }
 
+QWidget* FullScreen::showTransport() {
+    touched();
+    return transport_;
+}
+
 void FullScreen::enter() {
     if (active_) return;
     active_ = true;

@@ -40,6 +40,8 @@ class FullScreen : public QObject {
     void setStillness(std::unique_ptr<Delay> delay) { stillness_ = std::move(delay); }
     bool controlsShown() const { return controlsShown_; }
     TransportBox* transport() const;
+    // Brings the boxes forward for the keyboard; null outside of full screen.
+    QWidget* showTransport();
 
   signals:
     // The window arranges its panes, before the state of the window changes.

@@ -345,7 +345,8 @@ void MainWindow::makePaneOrder() {
                          {messages()->rows(), [this] { messages()->rows()->setFocus(Qt::ShortcutFocusReason); }},
                          {inspector(), [this] { inspector()->focusFirst(); }},
                          {inspector()->presets()},
-                         {toolbar_}});
+                         {toolbar_},
+                         {{}, {}, [this] { return fullScreen_->showTransport(); }}});
 }
 
 void MainWindow::hideCollapsed(QSplitter* splitter, int pane) {

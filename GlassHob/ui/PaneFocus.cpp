@@ -40,17 +40,18 @@ void PaneFocus::step(int direction) {
     const int count = int(panes_.size());
     int from = direction > 0 ? -1 : count;
     for (int i = 0; i < count; ++i)
-        if (panes_[std::size_t(i)].widget && contains(panes_[std::size_t(i)].widget, QApplication::focusWidget()))
+        if (QWidget* shown = panes_[std::size_t(i)].shown(); shown && contains(shown, QApplication::focusWidget()))
             from = i; // the innermost comes last
     for (int tried = 1; tried <= count; ++tried) {
         const int at = ((from + direction * tried) % count + count) % count;
         const Pane& pane = panes_[std::size_t(at)];
-        if (!pane.widget || !pane.widget->isVisible()) continue;
+        QWidget* shown = pane.shown();
+        if (!shown || !shown->isVisible()) continue;
         if (pane.take)
             pane.take();
         else
-            focusFirstOf(pane.widget);
-        if (contains(pane.widget, QApplication::focusWidget())) return;
+            focusFirstOf(shown);
+        if (contains(shown, QApplication::focusWidget())) return;
     }
 }
 

@@ -19,6 +19,10 @@ class PaneFocus : public QObject {
         QPointer<QWidget> widget;
         // Gives the keyboard to what the pane wants first; where it is empty, to the first control that takes it.
         std::function<void()> take = {};
+        // For a pane that comes and goes: brings it forward, or gives null.
+        std::function<QWidget*()> find = {};
+
+        QWidget* shown() const { return find ? find() : widget.data(); }
     };
     // In their order; a pane inside another one comes after it.
     PaneFocus(QWidget* window, std::vector<Pane> panes);
