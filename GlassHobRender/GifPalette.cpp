@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numeric>
-#include <span>
 
 #if defined(__x86_64__) && defined(__linux__)
 #define GLASSHOB_WIDE __attribute__((target_clones("avx2", "default")))
@@ -184,7 +182,7 @@ GifPalette::Colors GifPalette::refined(const Colors& colors) const {
     return made;
 }
 
-bool GifPalette::follow(const std::uint8_t* bgra, std::size_t rowBytes, int width, int height) {
+void GifPalette::follow(const std::uint8_t* bgra, std::size_t rowBytes, int width, int height) {
     sample(bgra, rowBytes, width, height);
     Colors fitted = isEmpty_ ? cut() : colors_;
     for (int i = 0; i < refinements; ++i)
@@ -200,14 +198,13 @@ bool GifPalette::follow(const std::uint8_t* bgra, std::size_t rowBytes, int widt
                 least = errorOfFresh;
             }
         }
-        if (error(colors_) <= keptWhile * least) return false;
+        if (error(colors_) <= keptWhile * least) return;
     } else {
         errorWhenCut_ = std::max(least, 1.0);
     }
     isEmpty_ = false;
     colors_ = fitted;
     std::ranges::fill(memory_, Remembered{});
-    return true;
 }
 
 } // namespace glasshob

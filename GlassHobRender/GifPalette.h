@@ -22,8 +22,8 @@ class GifPalette {
 
     GifPalette();
 
-    /// Fits the colours to a picture of blue, green, red and alpha bytes. Whether any of them changed.
-    bool follow(const std::uint8_t* bgra, std::size_t rowBytes, int width, int height);
+    /// Fits the colours to a picture of blue, green, red and alpha bytes, if those that are there fit it badly.
+    void follow(const std::uint8_t* bgra, std::size_t rowBytes, int width, int height);
 
     RgbColor color(int index) const;
     /// Components from 0 to 255.
