@@ -7,6 +7,7 @@
 #include <QSet>
 
 #include <algorithm>
+#include <cstdint>
 #include <unordered_map>
 
 namespace glasshob::CodeCompletion {
@@ -127,9 +128,27 @@ void completeNames(const SymbolIndex& index, int line, int column, const Before&
 
 } // namespace
 
+namespace {
+
+// Which letters a text has, whichever their case; all others but digits and the underscore count as one.
+std::uint64_t lettersOf(QStringView text) {
+    std::uint64_t letters = 0;
+    for (const QChar c : text) {
+        const char16_t code = c.unicode();
+        const char16_t small = code | 32U;
+        letters |= std::uint64_t{1} << (small >= u'a' && small <= u'z' ? small - u'a'
+                                        : code >= u'0' && code <= u'9' ? 26 + code - u'0'
+                                        : code == u'_'                 ? 36
+                                                                       : 37);
+    }
+    return letters;
+}
+
+} // namespace
+
 std::optional<Fit> fit(QStringView typed, QStringView name) {
     Fit found;
-    if (typed.size() > name.size()) return std::nullopt;
+    if (typed.size() > name.size() || (lettersOf(typed) & ~lettersOf(name)) != 0) return std::nullopt;
     const int length = int(std::min<qsizetype>(name.size(), 60));
     auto run = [&](int from) {
         for (int i = 0; i < int(typed.size()); ++i)

@@ -10,7 +10,6 @@
 #include <QScreen>
 #include <QScrollBar>
 #include <QStyledItemDelegate>
-#include <QTextLayout>
 
 #include <algorithm>
 #include <cmath>
@@ -125,22 +124,23 @@ class CompletionPopup::Delegate : public QStyledItemDelegate {
         }
         // The name letter by letter: what was typed stands out.
         const QFont plain = fonts::mono(12.5), bold = fonts::mono(12.5, QFont::Bold);
+        const QFontMetricsF metrics(plain);
+        const double cell = metrics.horizontalAdvance(u'x');
         const int left = row.left() + signWidth;
-        const QString name = QFontMetrics(plain).elidedText(item.symbol.name, Qt::ElideRight, right - left);
-        QTextLayout layout(name, plain);
-        QTextCharFormat typed;
-        typed.setFontWeight(bold.weight());
-        typed.setForeground(themed(Role::text));
-        QList<QTextLayout::FormatRange> formats;
-        for (const int at : item.matched)
-            if (at < int(name.size())) formats.push_back({at, 1, typed});
-        layout.setFormats(formats);
-        layout.beginLayout();
-        QTextLine line = layout.createLine();
-        line.setLineWidth(10000);
-        layout.endLayout();
-        painter->setPen(themed(item.matched.empty() || isChosen ? Role::text : Role::text2));
-        layout.draw(painter, {double(left), row.top() + std::floor((row.height() - line.height()) / 2)});
+        QString name = item.symbol.name;
+        if (left + cell * double(name.size()) > right) name = metrics.elidedText(name, Qt::ElideRight, right - left);
+        const double base =
+            row.top() + std::floor((row.height() - metrics.height()) / 2) + std::round(metrics.ascent());
+        const QColor rest = themed(item.matched.empty() || isChosen ? Role::text : Role::text2);
+        auto typed = item.matched.begin();
+        for (int from = 0, to = 0; from < int(name.size()); from = to) {
+            const bool isTyped = typed != item.matched.end() && *typed == from;
+            for (to = from; to < int(name.size()) && isTyped == (typed != item.matched.end() && *typed == to); ++to)
+                if (isTyped) ++typed;
+            painter->setFont(isTyped ? bold : plain);
+            painter->setPen(isTyped ? themed(Role::text) : rest);
+            painter->drawText(QPointF(left + cell * from, base), name.mid(from, to - from));
+        }
         painter->restore();
     }
 
