@@ -50,7 +50,7 @@ std::expected<Input, std::string> openFile(const std::string& path) {
     if (result < 0) {
         char text[AV_ERROR_MAX_STRING_SIZE] = {};
         av_strerror(result, text, sizeof text);
-        return mistake(path + " could not be opened: " + text + ".");
+        return mistake(path + " could not be read (" + text + "): render that part again, or give another file.");
     }
     return Input(opened);
 }
