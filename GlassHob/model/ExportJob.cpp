@@ -103,6 +103,7 @@ void ExportJob::start(ExportOrder order) {
     order_ = std::move(order);
     picture_ = {};
     bytes_ = 0;
+    secondsTaken_ = 0;
     placeIsAtFault_ = false;
     stop_ = std::stop_source();
     clock_.start();
@@ -201,7 +202,10 @@ void ExportJob::takePicture() {
 void ExportJob::finish(const Outcome& outcome) {
     thread_.join();
     secondsTaken_ = double(clock_.elapsed()) / 1000;
-    if (order_->program->device()->lost() && order_->program->device() == model_.device()) model_.reportDeviceLoss();
+    const auto device = order_->program->device();
+    // Kept for another try only, as a program keeps its device.
+    if (outcome || shared_->isCancelled() || device->lost()) order_->program.reset();
+    if (device->lost() && device == model_.device()) model_.reportDeviceLoss();
     if (outcome) {
         bytes_ = QFileInfo(order_->path).size();
         model_.setExportState(ExportFinished{order_->path});
@@ -214,14 +218,18 @@ void ExportJob::finish(const Outcome& outcome) {
     emit ended();
 }
 
+bool ExportJob::hasUsableProgram() const {
+    return order_->program != nullptr && !order_->program->device()->lost();
+}
+
 bool ExportJob::canTryAgain() const {
-    return order_ && !isRunning() && (!order_->program->device()->lost() || canStart());
+    return order_ && !isRunning() && (hasUsableProgram() || canStart());
 }
 
 void ExportJob::tryAgain() {
     if (!canTryAgain()) return;
     ExportOrder order = *order_;
-    if (order.program->device()->lost()) {
+    if (!hasUsableProgram()) {
         order.program = model_.program();
         order.values = model_.values();
     }
@@ -240,7 +248,9 @@ void ExportJob::cancel() {
 }
 
 void ExportJob::dismiss() {
-    if (!isRunning()) model_.setExportState(ExportIdle{});
+    if (isRunning()) return;
+    if (order_) order_->program.reset();
+    model_.setExportState(ExportIdle{});
 }
 
 void ExportJob::abandon() {

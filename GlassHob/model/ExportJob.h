@@ -76,7 +76,7 @@ class ExportJob : public QObject {
     // Its thread is at work, perhaps to end after cancel().
     bool isRunning() const { return thread_.joinable(); }
     bool isCancelling() const { return isRunning() && stop_.stop_requested(); }
-    // Of the export that runs, or ran last.
+    // Of the export that runs, or ran last; without its program when that is not needed any more.
     const std::optional<ExportOrder>& order() const { return order_; }
     // The frame written last, small; null before the first.
     const QImage& picture() const { return picture_; }
@@ -99,6 +99,7 @@ class ExportJob : public QObject {
     };
     using Outcome = std::expected<void, Failure>;
 
+    bool hasUsableProgram() const;
     void choose(ExportOrder order, const QString& folder, const QString& name, std::function<void()> answered);
     static Outcome work(const Maker& maker, const ExportOrder& order, const std::string& place, Shared& shared);
     void takeProgress();

@@ -36,10 +36,13 @@ void StartStill::setWanted(bool wanted) {
     if (wanted == wanted_) return;
     wanted_ = wanted;
     delay_->cancel();
-    if (wanted)
+    if (wanted) {
         redraw();
-    else
-        stop_.request_stop();
+        return;
+    }
+    stop_.request_stop();
+    asked_.reset(); // a program keeps its device
+    image_ = {};
 }
 
 std::optional<StartStill::Moment> StartStill::now() const {
@@ -54,6 +57,7 @@ void StartStill::follow() {
 
 void StartStill::redraw() {
     const auto moment = now();
+    if (!moment) asked_.reset();
     if (!moment || moment == asked_) return;
     if (thread_.joinable()) {
         // Its end comes back here.
@@ -100,7 +104,7 @@ QImage StartStill::draw(const Moment& moment, const std::stop_token& stop) {
 
 void StartStill::take(const QImage& image) {
     thread_.join();
-    const bool isOvertaken = stop_.stop_requested();
+    const bool isOvertaken = stop_.stop_requested() || !asked_;
     if (isOvertaken)
         asked_.reset(); // also one that was done all the same
     else if (!image.isNull())

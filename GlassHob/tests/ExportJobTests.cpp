@@ -71,7 +71,7 @@ TEST_F(ExportJobTest, TakesWhatIsThereAtTheCommandAndPutsTheWholeFileInItsPlace)
         go.acquire();
         desk.progress(6, 6);
     };
-    const auto program = model->program();
+    auto program = model->program();
     model->exports().chooseAndStart();
     EXPECT_EQ(questions.suggested, "a.mp4");
     EXPECT_EQ(model->exportState(), ExportState(ExportRunning{0, 6}));
@@ -95,6 +95,10 @@ TEST_F(ExportJobTest, TakesWhatIsThereAtTheCommandAndPutsTheWholeFileInItsPlace)
     EXPECT_EQ(got.plan, ExportPlan(ExportPreset::site(), 1, 0.2));
     EXPECT_TRUE(got.watermark);
     EXPECT_EQ(ends, 1);
+    const std::weak_ptr<const ShaderProgram> old = program;
+    program.reset();
+    got.program.reset();
+    EXPECT_TRUE(old.expired()) << "nor does it keep the program, and with it the device";
     model->exports().dismiss();
     EXPECT_TRUE(is<ExportIdle>());
     // The folder is where the next one is offered.
@@ -320,8 +324,11 @@ TEST_F(RealExportTest, TheStillOfTheStartFollowsWhatShowsInIt) {
     wait.elapse();
     ASSERT_TRUE(comesTrue([&] { return still.image().pixelColor(300, 300) == QColor(128, 204, 0); }));
     still.setWanted(false);
-    model->setValue("s", 0.0F);
+    const std::weak_ptr<const ShaderProgram> old = model->program();
+    model->textChanged(shader(""));
+    delay_->elapse();
     EXPECT_FALSE(wait.isWaiting());
+    EXPECT_TRUE(old.expired());
 }
 
 // ---- The time that is left --------------------------------------------------------------------------------------

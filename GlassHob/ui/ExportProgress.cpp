@@ -158,7 +158,7 @@ void ExportProgress::follow() {
     const std::optional<double> left = job.secondsLeft();
     if (isCancelling)
         left_->setText(tr("Cancelling"));
-    else if (running->done == 0 && order.program->particles() != nullptr && order.plan.start > 0)
+    else if (running->done == 0 && order.program && order.program->particles() != nullptr && order.plan.start > 0)
         left_->setText(tr("Running the particles up to the start"));
     else if (running->total > 1 && running->done >= running->total - 1)
         left_->setText(tr("Finishing the file"));
