@@ -39,6 +39,8 @@ function(glasshob_test name)
   cmake_parse_arguments(ARG "MAIN" "" "SOURCES;LINK;LABELS;ENVIRONMENT;LAUNCHER" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
+  # Half of a build is the tests' own code, which is run once: not worth the optimiser's time.
+  target_compile_options(${name} PRIVATE -O0)
   target_link_libraries(${name} PRIVATE ${ARG_LINK} GTest::gtest GTest::gmock)
   if(NOT ARG_MAIN)
     target_link_libraries(${name} PRIVATE GTest::gtest_main)
