@@ -75,7 +75,9 @@ bool SliderBox::eventFilter(QObject* object, QEvent* event) {
         if (event->type() == QEvent::Resize || event->type() == QEvent::Move) fit();
         return false;
     }
-    if (object != inspector_.heading()) return false;
+    const bool isMouse = event->type() == QEvent::MouseButtonPress || event->type() == QEvent::MouseMove ||
+                         event->type() == QEvent::MouseButtonRelease;
+    if (object != inspector_.heading() || !isMouse) return false;
     auto* mouse = static_cast<QMouseEvent*>(event);
     switch (event->type()) {
     case QEvent::MouseButtonPress:

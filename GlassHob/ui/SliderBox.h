@@ -38,7 +38,7 @@ class SliderBox : public QWidget {
     QRect room() const;
 
     Inspector& inspector_;
-    QPointer<Canvas> picture_;
+    QPointer<QWidget> picture_;
     bool tall_ = false;
     int topInset_ = 0;
     int corner_ = 3;

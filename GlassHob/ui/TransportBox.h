@@ -34,7 +34,7 @@ class TransportBox : public QWidget {
     void followClock();
 
     AppModel& model_;
-    QPointer<Canvas> picture_;
+    QPointer<QWidget> picture_;
     ToolButton *start_, *play_;
     TextLine *time_, *rate_;
     bool right_ = false;
