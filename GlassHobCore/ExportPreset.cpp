@@ -48,9 +48,9 @@ const ExportPreset* ExportPreset::find(std::string_view id) {
 ExportPlan::ExportPlan(ExportPreset preset_, double start_, double duration_)
     : preset(std::move(preset_)), start(start_ >= 0 ? start_ : 0), duration(duration_ >= 0 ? duration_ : 0) {}
 
-std::int64_t ExportPlan::frameCount() const {
+std::int64_t ExportPlan::frameCount(double duration, std::int64_t fps) {
     // std::round takes halves away from zero.
-    const double frames = std::round(duration * double(preset.fps));
+    const double frames = std::round(duration * double(fps));
     if (!(frames < 0x1p63)) {
         std::fputs("An export of endless length was asked for.\n", stderr);
         std::abort();

@@ -54,7 +54,8 @@ struct ExportPlan {
     bool operator==(const ExportPlan&) const = default;
 
     /// At least 1. A duration too long to count ends the program.
-    std::int64_t frameCount() const;
+    std::int64_t frameCount() const { return frameCount(duration, preset.fps); }
+    static std::int64_t frameCount(double duration, std::int64_t fps);
     float timeOfFrame(std::int64_t n) const;
 };
 

@@ -27,8 +27,7 @@ constexpr std::size_t bytesPerFrame = 2 * sizeof(float);
 std::optional<std::vector<float>> render(const std::shared_ptr<const ShaderProgram>& program,
                                          const std::shared_ptr<gpu::Device>& device, const SliderValues& values,
                                          double start, double duration, const Progress& progress) {
-    const std::shared_ptr<gpu::ComputePipelineState> pipeline = program->soundPipeline();
-    if (pipeline == nullptr) return std::nullopt;
+    if (program->soundPipeline() == nullptr) return std::nullopt;
     const auto queue = device->makeCommandQueue(gpu::QueuePriority::background);
     const double exact = std::round(duration * sampleRate);
     constexpr double mostFrames = maxDuration * sampleRate;
@@ -39,20 +38,13 @@ std::optional<std::vector<float>> render(const std::shared_ptr<const ShaderProgr
     std::vector<float> samples;
     if (total < 1) return samples;
     samples.reserve(std::size_t(total) * 2);
-    const std::vector<float> parameters = program->parameterFloats(values);
     for (std::int64_t done = 0; done < total;) {
         const std::int64_t count = std::min(total - done, framesPerChunk);
         const std::shared_ptr<gpu::CommandBuffer> commands = (*queue)->commandBuffer();
         gpu::ComputeCommandEncoder* encoder = commands != nullptr ? commands->makeComputeCommandEncoder() : nullptr;
         if (encoder == nullptr) return std::nullopt;
         // Every chunk's time is computed anew, so that rounding does not grow with the length.
-        const SoundUniforms uniforms{float(start + double(done) / sampleRate), float(sampleRate), std::uint32_t(count),
-                                     0};
-        encoder->setComputePipelineState(pipeline);
-        encoder->setBuffer(*output, 0, 0);
-        encoder->setBytes(&uniforms, sizeof uniforms, 1);
-        encoder->setBytes(parameters.data(), parameters.size() * sizeof(float), 2);
-        encoder->dispatchThreads({std::uint32_t(count), 1, 1});
+        program->encodeSound(*encoder, *output, start + double(done) / sampleRate, std::uint32_t(count), values);
         encoder->endEncoding();
         commands->commit();
         commands->waitUntilCompleted();

@@ -30,11 +30,9 @@ const std::shared_ptr<const ShaderProgram>& ExportSegment::heard() const {
 }
 
 ExportTimeline::ExportTimeline(const std::vector<ExportSegment>& segments, std::int64_t fps) : fps_(fps) {
-    ExportPreset preset = ExportPreset::web();
-    preset.fps = fps;
     for (const ExportSegment& segment : segments) {
         stretches_.push_back({&segment, frameCount_});
-        frameCount_ += ExportPlan(preset, 0, segment.duration).frameCount();
+        frameCount_ += ExportPlan::frameCount(segment.duration, fps);
     }
 }
 

@@ -59,6 +59,12 @@ struct ExportSegment {
     const std::shared_ptr<const ShaderProgram>& heard() const;
 };
 
+/// Some frames of an export by their numbers, the end left out.
+struct FrameRange {
+    std::int64_t first = 0;
+    std::int64_t end = 0;
+};
+
 /// The frames of all segments in their order. A frame's number is its place here. Refers to the segments it was made
 /// of.
 class ExportTimeline {

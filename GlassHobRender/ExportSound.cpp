@@ -5,7 +5,6 @@
 #include "GPU/CommandQueue.h"
 #include "GPU/Device.h"
 #include "GPU/Encoders.h"
-#include "GlassHobCore/Uniforms.h"
 #include "GlassHobRender/ExportError.h"
 #include "GlassHobRender/ShaderProgram.h"
 
@@ -41,16 +40,11 @@ bool ExportSound::evaluate(std::int64_t frame, std::vector<float>& samples) {
     const auto& program = segment.heard();
     if (!segment.sound || program->soundPipeline() == nullptr) return true;
     const double time = timeline_.localTime(frame) + segment.soundStart.value_or(segment.start);
-    const SoundUniforms uniforms{float(time), float(sampleRate), std::uint32_t(samplesPerFrame_), 0};
-    const std::vector<float> parameters = program->parameterFloats(segment.soundValues.value_or(segment.values));
+    const SliderValues& values = segment.soundValues ? *segment.soundValues : segment.values;
     const auto commands = queue_->commandBuffer();
     gpu::ComputeCommandEncoder* encoder = commands != nullptr ? commands->makeComputeCommandEncoder() : nullptr;
     if (encoder == nullptr) return false;
-    encoder->setComputePipelineState(program->soundPipeline());
-    encoder->setBuffer(buffer_, 0, 0);
-    encoder->setBytes(&uniforms, sizeof uniforms, 1);
-    encoder->setBytes(parameters.data(), parameters.size() * sizeof(float), 2);
-    encoder->dispatchThreads({std::uint32_t(samplesPerFrame_), 1, 1});
+    program->encodeSound(*encoder, buffer_, time, std::uint32_t(samplesPerFrame_), values);
     encoder->endEncoding();
     commands->commit();
     commands->waitUntilCompleted();

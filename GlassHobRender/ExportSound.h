@@ -3,6 +3,7 @@
 // The sound of a timeline, one video frame's worth of samples at a time, with the whole's beginning and end faded: in
 // over 20 ms, out over 300 ms. Used by one thread, which it blocks while the GPU works.
 
+#include "GlassHobCore/ShaderAssembler.h"
 #include "GlassHobRender/ExportSegment.h"
 
 #include <cstdint>
@@ -19,7 +20,7 @@ namespace glasshob {
 
 class ExportSound {
   public:
-    static constexpr std::int64_t sampleRate = 48000;
+    static constexpr std::int64_t sampleRate = ShaderAssembler::soundSampleRate;
 
     /// `timeline` and its segments outlive this; its frame rate divides the sample rate. Throws ExportError (setup).
     ExportSound(const ExportTimeline& timeline, const std::shared_ptr<gpu::Device>& device);

@@ -102,9 +102,8 @@ std::expected<void, std::string> exportFrames(const std::vector<ExportSegment>& 
                                               FrameSink& sink) {
     if (segments.empty()) return std::unexpected(ExportError::setup("nothing to export").description);
     const ExportTimeline timeline(segments, request.preset.fps);
-    const bool isWhole = request.frames.first == request.frames.end;
-    const FrameRange frames = isWhole ? FrameRange{0, timeline.frameCount()} : request.frames;
-    if (frames.first < 0 || frames.end > timeline.frameCount() || frames.first > frames.end)
+    const FrameRange frames = request.frames.value_or(FrameRange{0, timeline.frameCount()});
+    if (frames.first < 0 || frames.end > timeline.frameCount() || frames.first >= frames.end)
         return std::unexpected("The export has the frames 0 to " + std::to_string(timeline.frameCount() - 1) +
                                ": choose a part of these.");
     std::optional<FrameDrawer> drawer;

@@ -15,6 +15,7 @@
 #include <expected>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <stop_token>
 #include <string>
 #include <vector>
@@ -24,12 +25,6 @@ class Device;
 } // namespace gpu
 
 namespace glasshob {
-
-/// Frames of an export, the last one left out.
-struct FrameRange {
-    std::int64_t first = 0;
-    std::int64_t end = 0;
-};
 
 struct FrameExport {
     /// Called before each frame is drawn with the number of those before it and their count, and once more at the end;
@@ -42,9 +37,8 @@ struct FrameExport {
     Progress progress = [](std::int64_t, std::int64_t) { return true; };
     /// Cancels as well, and is also looked at while a simulation runs up to its first frame and while a sink waits.
     std::stop_token stop = {};
-    /// A part of the whole; all of it when this is empty. Frames keep the numbers and times that they have in the
-    /// whole.
-    FrameRange frames = {};
+    /// A part of the whole instead of all of it. Frames keep the numbers and times that they have in the whole.
+    std::optional<FrameRange> frames = {};
 };
 
 std::expected<void, std::string> exportFrames(const std::vector<ExportSegment>& segments, const FrameExport& request,

@@ -86,7 +86,7 @@ std::optional<MoviePart> MoviePart::fromText(std::string_view text) {
     const ExportPreset& preset = part.plan.preset;
     for (const std::int64_t side : {preset.width, preset.height})
         if (side < 1 || side > longestSide) return {};
-    if (preset.fps < 1 || 48000 % preset.fps != 0 || preset.bitrate < 1) return {};
+    if (preset.fps < 1 || ShaderAssembler::soundSampleRate % preset.fps != 0 || preset.bitrate < 1) return {};
     part.hasMark = object.value("mark").toBool();
     part.hasSound = object.value("sound").toBool();
     const QJsonObject values = object.value("values").toObject();

@@ -97,15 +97,15 @@ struct MovieInput::Track {
     std::deque<std::vector<float>> samples;
     std::jthread thread;
     std::unique_ptr<MovieInput> input;
-    double seconds = 0; // of what was appended
+
+    /// Of what was appended.
+    double seconds() const { return double(appended) * av_q2d(timeBase); }
 };
 
 struct MovieWriter::Impl {
     using Track = MovieInput::Track;
 
-    std::string path;
     AVFormatContext* format = nullptr;
-    bool hasHeader = false;
     VideoSettings video;
     Track picture, sound;
 
@@ -317,7 +317,6 @@ struct MovieWriter::Impl {
 
 std::expected<std::unique_ptr<MovieWriter>, std::string> MovieWriter::make(const std::string& path) {
     auto impl = std::make_unique<Impl>();
-    impl->path = path;
     av_log_set_level(AV_LOG_QUIET); // what fails is told by error()
     // Without the protocol's name a colon in the path would be taken for the end of one.
     const std::string address = "file:" + path;
@@ -376,7 +375,6 @@ MovieInput* MovieWriter::addVideo(const VideoSettings& settings) {
 }
 
 MovieInput* MovieWriter::addVideo(const EncodedVideo& video) {
-    impl_->video.fps = video.fps;
     MovieInput::Track& track = impl_->picture;
     track.isVideo = true;
     track.stream = avformat_new_stream(impl_->format, nullptr);
@@ -423,7 +421,6 @@ bool MovieWriter::startWriting() {
         impl_->fail(messageOf(result));
         return false;
     }
-    impl_->hasHeader = true;
     impl_->status = Status::writing;
     if (impl_->picture.context != nullptr)
         impl_->picture.thread = std::jthread([impl = impl_.get()] { impl->encodePictures(); });
@@ -437,7 +434,7 @@ bool MovieWriter::append(MovieInput& video, MovieFrame frame) {
     MovieInput::Track& track = video.track_;
     if (!impl_->isOpen() || track.isFinished) return false;
     track.frames.push_back(std::move(frame));
-    track.seconds = double(++track.appended) / double(impl_->video.fps);
+    ++track.appended;
     impl_->changed.notify_all();
     return true;
 }
@@ -450,7 +447,7 @@ bool MovieWriter::append(MovieInput& video, AVPacket& packet) {
     }
     if (!impl_->mux(track, &packet)) return false;
     const std::lock_guard guard(impl_->lock);
-    track.seconds = double(++track.appended) / double(impl_->video.fps);
+    ++track.appended;
     return true;
 }
 
@@ -460,7 +457,6 @@ bool MovieWriter::append(MovieInput& audio, std::span<const float> samples) {
     if (!impl_->isOpen() || track.isFinished) return false;
     track.samples.emplace_back(samples.begin(), samples.end());
     track.appended += std::int64_t(samples.size() / 2);
-    track.seconds = double(track.appended) / double(AudioSettings::sampleRate);
     impl_->changed.notify_all();
     return true;
 }
@@ -515,7 +511,7 @@ bool MovieInput::isReadyForMoreMediaData() const {
     if (!impl.isOpen() || track_.isFinished) return false;
     const Track& other = track_.isVideo ? impl.sound : impl.picture;
     const double lead = track_.isVideo ? pictureLead : soundLead;
-    const bool isAhead = other.input != nullptr && !other.isFinished && track_.seconds > other.seconds + lead;
+    const bool isAhead = other.input != nullptr && !other.isFinished && track_.seconds() > other.seconds() + lead;
     const bool hasRoom =
         track_.isVideo ? track_.frames.size() < framesWaiting : track_.samples.size() < soundPiecesWaiting;
     return hasRoom && !isAhead;

@@ -11,6 +11,7 @@
 // fps, sample n is heard at n / 48000, and both begin at exactly 0. The file begins with its index ("fast start").
 
 #include "GlassHobCore/ExportPreset.h"
+#include "GlassHobCore/ShaderAssembler.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -42,7 +43,7 @@ struct VideoSettings {
 
 /// 48,000 sample frames a second of two channels, AAC at 256 kbit/s.
 struct AudioSettings {
-    static constexpr std::int64_t sampleRate = 48000;
+    static constexpr std::int64_t sampleRate = ShaderAssembler::soundSampleRate;
     static constexpr std::int64_t bitrate = 256000;
 };
 

@@ -214,6 +214,17 @@ void ShaderProgram::encodePicture(gpu::RenderCommandEncoder& encoder, const GHUn
     encoder.drawPrimitives(gpu::PrimitiveType::triangle, 0, 3);
 }
 
+void ShaderProgram::encodeSound(gpu::ComputeCommandEncoder& encoder, const std::shared_ptr<gpu::Buffer>& output,
+                                double start, std::uint32_t count, const SliderValues& values) const {
+    const SoundUniforms uniforms{float(start), float(ShaderAssembler::soundSampleRate), count, 0};
+    const std::vector<float> floats = parameterFloats(values);
+    encoder.setComputePipelineState(soundPipeline_);
+    encoder.setBuffer(output, 0, 0);
+    encoder.setBytes(&uniforms, sizeof uniforms, 1);
+    encoder.setBytes(floats.data(), floats.size() * sizeof(float), 2);
+    encoder.dispatchThreads({count, 1, 1});
+}
+
 std::vector<float> ShaderProgram::parameterFloats(const SliderValues& values) const {
     std::vector<float> floats;
     floats.reserve(params_.size() + 1);

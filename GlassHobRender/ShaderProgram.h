@@ -22,8 +22,10 @@
 #include <vector>
 
 namespace gpu {
+class Buffer;
+class ComputeCommandEncoder;
 class RenderCommandEncoder;
-}
+} // namespace gpu
 
 namespace glasshob {
 
@@ -98,6 +100,11 @@ class ShaderProgram {
     /// without one, or with one of another program.
     void encodePicture(gpu::RenderCommandEncoder& encoder, const GHUniforms& uniforms, const SliderValues& values,
                        const ShaderRun* run) const;
+
+    /// Computes `count` sample frames of sound from `start` seconds on into the beginning of `output`, interleaved left
+    /// and right. Only for a program with a sound pipeline.
+    void encodeSound(gpu::ComputeCommandEncoder& encoder, const std::shared_ptr<gpu::Buffer>& output, double start,
+                     std::uint32_t count, const SliderValues& values) const;
 
     /// The values in declaration order, the default where one is missing; the one float 0 when nothing is declared.
     std::vector<float> parameterFloats(const SliderValues& values) const;

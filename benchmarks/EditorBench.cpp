@@ -127,7 +127,6 @@ bool measureKeys(const QString& text) {
         const double other = press(&bare, key);
         if (key < warmKeys) continue;
         ours.push_back(own);
-        if (getenv("SHOWKEYS")) std::fprintf(stderr, "K %d %.3f %.3f\n", key, own, other);
         plain.push_back(other);
     }
     const double own = percentile99(ours);

@@ -175,10 +175,6 @@ double dropped(const std::vector<Clock::time_point>& times, double interval) {
     return count;
 }
 
-double median(std::vector<double> values) {
-    return percentile(std::move(values), 0.5);
-}
-
 struct Figures {
     double idleInterval = 0, compile = 0, droppedMedian = 0, droppedMost = 0;
     double interval95 = 0, intervalMedian = 0, bare95 = 0, longestGap = 0, newPicture = 0;
@@ -251,7 +247,7 @@ Figures measure(const std::shared_ptr<gpu::Device>& device, const std::string& m
     const auto idleTimes = frames.since(idleFrom);
     for (std::size_t i = 1; i < idleTimes.size(); ++i)
         idle.push_back(milliseconds(idleTimes[i] - idleTimes[i - 1]));
-    figures.idleInterval = median(idle);
+    figures.idleInterval = bench::median(idle);
     Heartbeat heartbeat;
     bool switched = false;
     QObject::connect(window.canvas(), &glasshob::Canvas::programSwitched, [&] { switched = true; });
@@ -301,8 +297,8 @@ Figures measure(const std::shared_ptr<gpu::Device>& device, const std::string& m
     }
     drawBare();
     figures.bare95 = percentile(draws, 0.95);
-    figures.compile = std::max(0.0, std::ranges::min(compiles) - median(draws));
-    figures.droppedMedian = median(drops);
+    figures.compile = std::max(0.0, std::ranges::min(compiles) - bench::median(draws));
+    figures.droppedMedian = bench::median(drops);
     figures.droppedMost = std::ranges::max(drops);
     return figures;
 }

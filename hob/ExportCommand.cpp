@@ -3,11 +3,8 @@
 #include "hob/ExportProgress.h"
 #include "hob/ExportRequest.h"
 #include "hob/FrameExport.h"
-#include "hob/Interrupts.h"
-#include "hob/MovieOutput.h"
 #include "hob/Output.h"
 #include "hob/Source.h"
-#include "hob/Values.h"
 
 #include <stdexcept>
 
@@ -38,28 +35,25 @@ void tellSize(const ExportRequest& request, Console& console) {
                     std::to_string(height + height % 2) + ", with its last " + side + " twice.");
 }
 
-ExitStatus exportMovie(const ExportRequest& request, const Source& source, const SliderSettings& settings,
-                       const std::string& path, Console& console) {
-    const auto opened = openProgram(console, source, request.preset.width, request.preset.height);
+ExitStatus exportMovie(const ExportRequest& request, const ShaderInput& input, const std::string& path,
+                       Console& console) {
+    const SliderSettings& settings = input.settings;
+    const auto opened = openProgram(console, input.source, request.preset.width, request.preset.height);
     if (!opened) return ExitStatus::failed;
     const auto& [device, program] = *opened;
-    const Interrupts interrupts;
     ExportProgress progress(console, request.tellsJson);
-    const auto tell = [&](std::int64_t done, std::int64_t total) {
-        progress.tell(done, total);
-        return !interrupts.happened() && !console.outputFailed();
-    };
+    const auto tell = [&](std::int64_t done, std::int64_t total) { return progress.tell(done, total); };
     ExitStatus status = ExitStatus::done;
     try {
         if (request.frames)
             glasshob::VideoExporter::exportPart(program,
-                                                glasshob::MoviePart::of(*program, source.text, settings.values,
+                                                glasshob::MoviePart::of(*program, input.source.text, settings.values,
                                                                         request.plan(), request.hasMark,
                                                                         request.frames->first, request.frames->end),
-                                                device, path, tell, request.encoding, interrupts.token());
+                                                device, path, tell, request.encoding, progress.stop());
         else
             glasshob::VideoExporter::exportMovie(program, settings.values, request.plan(), request.hasMark, device,
-                                                 path, tell, request.encoding, interrupts.token());
+                                                 path, tell, request.encoding, progress.stop());
     } catch (const std::exception& error) {
         tellFailure(error, request, console);
         status = ExitStatus::failed;
@@ -74,22 +68,14 @@ ExitStatus run(const Arguments& arguments, Console& console) {
         console.problem(request.error());
         return ExitStatus::wrongUsage;
     }
-    const std::string& path = arguments.operands().front();
-    const auto source = readSource(console, path);
-    if (!source) return ExitStatus::failed;
-    const auto settings = readSettings(arguments.values("--set"), glasshob::ParamParser::parse(source->text));
-    if (!settings) {
-        console.problem(settings.error());
-        return ExitStatus::wrongUsage;
-    }
-    for (const std::string& note : settings->notes)
-        console.problem(note);
-    if (request->format != ExportFormat::movie) return exportFrames(*request, path, *source, *settings, console);
-    if (!checkOutput(console, request->output, path)) return ExitStatus::failed;
-    auto file = openMovieOutput(console, request->output, request->replaces);
+    const auto input = readShaderInput(console, arguments);
+    if (!input) return input.error();
+    if (request->format != ExportFormat::movie) return exportFrames(*request, *input, console);
+    if (!checkOutput(console, request->output, input->path)) return ExitStatus::failed;
+    auto file = openOutput(console, request->output, request->replaces);
     if (!file) return ExitStatus::failed;
-    ExitStatus status = exportMovie(*request, *source, *settings, file->path(), console);
-    if (status == ExitStatus::done) status = finishMovieOutput(console, *file);
+    ExitStatus status = exportMovie(*request, *input, file->path(), console);
+    if (status == ExitStatus::done) status = finishOutput(console, *file);
     if (status == ExitStatus::done) tellSize(*request, console);
     return status;
 }

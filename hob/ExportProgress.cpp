@@ -17,7 +17,12 @@ std::string timeLeft(double seconds) {
 
 } // namespace
 
-void ExportProgress::tell(std::int64_t done, std::int64_t total) {
+bool ExportProgress::tell(std::int64_t done, std::int64_t total) {
+    show(done, total);
+    return !interrupts_.happened() && !console_.outputFailed();
+}
+
+void ExportProgress::show(std::int64_t done, std::int64_t total) {
     const auto now = Clock::now();
     if (done != 0 && done != total && now - last_ < std::chrono::milliseconds(100)) return;
     last_ = now;

@@ -1,12 +1,15 @@
 #pragma once
 
-// Tells how far an export is, ten times a second at most: as a bar on a terminal, or as lines of JSON on standard
-// output for other programs.
+// Tells how far an export is, ten times a second at most, as a bar on a terminal or as lines of JSON on standard output
+// for other programs; and whether it is to go on: Ctrl-C and an output that nobody reads any more end it. One at a
+// time.
 
 #include "hob/Console.h"
+#include "hob/Interrupts.h"
 
 #include <chrono>
 #include <cstdint>
+#include <stop_token>
 
 namespace hob {
 
@@ -14,15 +17,20 @@ class ExportProgress {
   public:
     ExportProgress(Console& console, bool json) : console_(console), json_(json) {}
 
-    /// Frames written, and frames in all.
-    void tell(std::int64_t done, std::int64_t total);
+    /// Frames written, and frames in all; false when the export should end.
+    bool tell(std::int64_t done, std::int64_t total);
+    /// Stopped by Ctrl-C, for work between frames.
+    std::stop_token stop() const { return interrupts_.token(); }
 
   private:
     using Clock = std::chrono::steady_clock;
+    void show(std::int64_t done, std::int64_t total);
+
     Console& console_;
     bool json_;
     Clock::time_point start_ = Clock::now();
     Clock::time_point last_;
+    Interrupts interrupts_;
 };
 
 } // namespace hob

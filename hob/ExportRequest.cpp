@@ -125,7 +125,7 @@ std::expected<void, std::string> readPicture(const Arguments& arguments, ExportP
     }
     if (const auto text = arguments.value("--fps")) {
         const auto fps = glasshob::parseInteger(*text);
-        if (!fps || *fps < 1 || *fps > 240 || 48000 % *fps != 0)
+        if (!fps || *fps < 1 || *fps > 240 || glasshob::AudioSettings::sampleRate % *fps != 0)
             return mistake("--fps " + *text +
                            " cannot be used: give a divisor of 48000 up to 240, such as 24, 25, 30, 50 "
                            "or 60.");
@@ -144,7 +144,7 @@ std::expected<void, std::string> readPicture(const Arguments& arguments, ExportP
     return {};
 }
 
-std::expected<ExportRequest::Frames, std::string> readFrames(const std::string& text, std::int64_t count) {
+std::expected<glasshob::FrameRange, std::string> readFrames(const std::string& text, std::int64_t count) {
     const std::size_t colon = text.find(':');
     const auto first = glasshob::parseInteger(std::string_view(text).substr(0, colon));
     const auto end =
@@ -156,7 +156,7 @@ std::expected<ExportRequest::Frames, std::string> readFrames(const std::string& 
         return mistake("--frames " + text + " goes beyond the end: the whole has " + std::to_string(count) +
                        (count == 1 ? " frame" : " frames") + ", so the last number is " + std::to_string(count) +
                        " at most.");
-    return ExportRequest::Frames{*first, *end};
+    return glasshob::FrameRange{*first, *end};
 }
 
 } // namespace

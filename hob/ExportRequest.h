@@ -30,12 +30,8 @@ struct ExportRequest {
     glasshob::VideoExporter::Encoding encoding;
     /// What a person should know about how the options were taken; one sentence each.
     std::vector<std::string> notes;
-    /// A part of the whole alone; the end is not included.
-    struct Frames {
-        std::int64_t first = 0;
-        std::int64_t end = 0;
-    };
-    std::optional<Frames> frames;
+    /// A part of the whole alone.
+    std::optional<glasshob::FrameRange> frames;
 
     glasshob::ExportPlan plan() const { return {preset, start, duration}; }
 };

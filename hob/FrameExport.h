@@ -5,14 +5,10 @@
 #include "hob/Console.h"
 #include "hob/ExportRequest.h"
 #include "hob/Source.h"
-#include "hob/Values.h"
-
-#include <string>
 
 namespace hob {
 
-/// Does the whole export and tells what goes wrong. `path` is the shader's, which is never overwritten.
-ExitStatus exportFrames(const ExportRequest& request, const std::string& path, const Source& source,
-                        const SliderSettings& settings, Console& console);
+/// Does the whole export and tells what goes wrong. The shader itself is never overwritten.
+ExitStatus exportFrames(const ExportRequest& request, const ShaderInput& input, Console& console);
 
 } // namespace hob

@@ -3,8 +3,6 @@
 #include "GlassHobRender/ShaderProgram.h"
 #include "hob/Commands.h"
 #include "hob/ExportProgress.h"
-#include "hob/Interrupts.h"
-#include "hob/MovieOutput.h"
 #include "hob/Output.h"
 #include "hob/Source.h"
 
@@ -32,7 +30,7 @@ ExitStatus run(const Arguments& arguments, Console& console) {
     }
     for (const std::string& part : arguments.operands())
         if (!checkOutput(console, *output, part, "one of the parts")) return ExitStatus::failed;
-    auto file = openMovieOutput(console, *output, arguments.has("--force"));
+    auto file = openOutput(console, *output, arguments.has("--force"));
     if (!file) return ExitStatus::failed;
     Program program;
     if (joiner->whole().hasSound) {
@@ -40,21 +38,16 @@ ExitStatus run(const Arguments& arguments, Console& console) {
         if (!opened) return ExitStatus::failed;
         program = std::move(*opened);
     }
-    const Interrupts interrupts;
     ExportProgress progress(console, arguments.has("--json"));
     const auto joined = joiner->join(
         file->path(), program.program, program.device,
-        [&](std::int64_t done, std::int64_t total) {
-            progress.tell(done, total);
-            return !interrupts.happened() && !console.outputFailed();
-        },
-        interrupts.token());
+        [&](std::int64_t done, std::int64_t total) { return progress.tell(done, total); }, progress.stop());
     console.endProgress();
     if (!joined) {
         console.problem(joined.error());
         return ExitStatus::failed;
     }
-    return finishMovieOutput(console, *file);
+    return finishOutput(console, *file);
 }
 
 } // namespace

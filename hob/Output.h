@@ -3,8 +3,10 @@
 // Where a command's file goes: a path, or standard output for "-". Asked before the work whether it can be written, so
 // that nobody waits for a result that cannot be kept. A file is replaced whole or not at all.
 
+#include "GlassHobCore/PartialFile.h"
 #include "hob/Console.h"
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -17,5 +19,12 @@ bool checkOutput(Console& console, const std::string& output, const std::string&
 
 /// Writes the bytes; tells why when that fails.
 bool writeOutput(Console& console, const std::string& output, std::string_view bytes);
+
+/// For a file that takes long to write: it grows beside its place. Nothing after the reason was told; a file that is
+/// there is only replaced when that is asked for.
+std::optional<glasshob::PartialFile> openOutput(Console& console, const std::string& output, bool replaces);
+
+/// The last step: the file appears under its name. Tells why when that fails.
+ExitStatus finishOutput(Console& console, glasshob::PartialFile& file);
 
 } // namespace hob

@@ -72,18 +72,10 @@ ExitStatus run(const Arguments& arguments, Console& console) {
         console.problem(request.error());
         return ExitStatus::wrongUsage;
     }
-    const std::string& path = arguments.operands().front();
-    const auto source = readSource(console, path);
-    if (!source) return ExitStatus::failed;
-    const auto settings = readSettings(arguments.values("--set"), glasshob::ParamParser::parse(source->text));
-    if (!settings) {
-        console.problem(settings.error());
-        return ExitStatus::wrongUsage;
-    }
-    for (const std::string& note : settings->notes)
-        console.problem(note);
-    if (!checkOutput(console, request->output, path)) return ExitStatus::failed;
-    return render(*request, *source, *settings, console);
+    const auto input = readShaderInput(console, arguments);
+    if (!input) return input.error();
+    if (!checkOutput(console, request->output, input->path)) return ExitStatus::failed;
+    return render(*request, input->source, input->settings, console);
 }
 
 } // namespace

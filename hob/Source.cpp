@@ -74,6 +74,20 @@ void tellWarnings(Console& console, const Source& source, std::string_view warni
     console.message("hob: " + source.name + " compiles, with warnings.");
 }
 
+std::expected<ShaderInput, ExitStatus> readShaderInput(Console& console, const Arguments& arguments) {
+    const std::string& path = arguments.operands().front();
+    auto source = readSource(console, path);
+    if (!source) return std::unexpected(ExitStatus::failed);
+    auto settings = readSettings(arguments.values("--set"), glasshob::ParamParser::parse(source->text));
+    if (!settings) {
+        console.problem(settings.error());
+        return std::unexpected(ExitStatus::wrongUsage);
+    }
+    for (const std::string& note : settings->notes)
+        console.problem(note);
+    return ShaderInput{path, std::move(*source), std::move(*settings)};
+}
+
 std::optional<Program> openProgram(Console& console, const Source& source, std::int64_t width, std::int64_t height) {
     auto device = gpu::Device::systemDefault();
     if (!device) {

@@ -5,7 +5,9 @@
 // words for every command.
 
 #include "GlassHobRender/ShaderCompiler.h"
+#include "hob/Arguments.h"
 #include "hob/Console.h"
+#include "hob/Values.h"
 
 #include <cstdint>
 #include <expected>
@@ -33,6 +35,16 @@ struct Source {
 /// Reads the file, or standard input for "-". Nothing after the reason was told; a file without any text counts as one
 /// that cannot be used.
 std::optional<Source> readSource(Console& console, const std::string& path);
+
+/// The file of a command's first operand, with the sliders as --set wants them.
+struct ShaderInput {
+    std::string path;
+    Source source;
+    SliderSettings settings;
+};
+
+/// Reads both. The exit status after the reason was told.
+std::expected<ShaderInput, ExitStatus> readShaderInput(Console& console, const Arguments& arguments);
 
 /// The front end's work on the source. Where it fails only on the host's own use of textures, the author's text is
 /// compiled with a host that uses none, so that a particle or grid shader can be checked and its records measured.

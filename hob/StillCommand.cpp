@@ -74,23 +74,15 @@ ExitStatus run(const Arguments& arguments, Console& console) {
         console.problem(request.error());
         return ExitStatus::wrongUsage;
     }
-    const std::string& path = arguments.operands().front();
-    const auto source = readSource(console, path);
-    if (!source) return ExitStatus::failed;
-    const auto settings = readSettings(arguments.values("--set"), glasshob::ParamParser::parse(source->text));
-    if (!settings) {
-        console.problem(settings.error());
-        return ExitStatus::wrongUsage;
-    }
-    for (const std::string& note : settings->notes)
-        console.problem(note);
-    const double time = request->time.value_or(glasshob::EpisodeMeta::parse(source->text).still);
+    const auto input = readShaderInput(console, arguments);
+    if (!input) return input.error();
+    const double time = request->time.value_or(glasshob::EpisodeMeta::parse(input->source.text).still);
     if (!std::isfinite(static_cast<float>(time))) {
-        console.problem("The @still time of " + source->name + " is too large: give another with --time.");
+        console.problem("The @still time of " + input->source.name + " is too large: give another with --time.");
         return ExitStatus::failed;
     }
-    if (!checkOutput(console, request->output, path)) return ExitStatus::failed;
-    return draw(*request, *source, *settings, time, console);
+    if (!checkOutput(console, request->output, input->path)) return ExitStatus::failed;
+    return draw(*request, input->source, input->settings, time, console);
 }
 
 } // namespace

@@ -145,7 +145,7 @@ bool ExportForm::check(bool all) {
         message_->tell(duration.error());
     else
         message_->retract();
-    const bool isSound = start && duration;
+    const bool isValid = start && duration;
     const auto& program = model_.program();
     if (model_.needsRun())
         foreseen_->setText(tr("Press Run in the window first"));
@@ -153,9 +153,9 @@ bool ExportForm::check(bool all) {
         foreseen_->setText(tr("No picture to export yet"));
     else
         foreseen_->setText(
-            !isSound ? QString()
+            !isValid ? QString()
                      : exportTexts::foreseen(model_.exportChoices().plan(), program->soundPipeline() != nullptr));
-    return isSound;
+    return isValid;
 }
 
 void ExportForm::submit() {

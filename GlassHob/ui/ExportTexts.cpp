@@ -2,6 +2,7 @@
 
 #include "GlassHobCore/ExportLimits.h"
 #include "GlassHobCore/Numbers.h"
+#include "GlassHobRender/MovieWriter.h"
 
 #include <QCoreApplication>
 #include <QRegularExpression>
@@ -11,8 +12,6 @@
 namespace glasshob::exportTexts {
 
 namespace {
-
-constexpr double soundBitrate = 256'000;
 
 QString translated(const char* text) {
     return QCoreApplication::translate("glasshob::Export", text);
@@ -48,7 +47,7 @@ QString encoding(const ExportPreset& preset) {
 QString foreseen(const ExportPlan& plan, bool hasSound) {
     const std::int64_t frames = plan.frameCount();
     const double seconds = double(frames) / double(plan.preset.fps);
-    const double bytes = seconds * (double(plan.preset.bitrate) + (hasSound ? soundBitrate : 0)) / 8;
+    const double bytes = seconds * (double(plan.preset.bitrate) + (hasSound ? double(AudioSettings::bitrate) : 0)) / 8;
     const QString about = bytes < 0.95e6    ? translated("%1 kB").arg(std::ceil(bytes / 1e5) * 100)
                           : bytes < 999.5e6 ? translated("%1 MB").arg(std::round(bytes / 1e6))
                                             : translated("%1 GB").arg(decimal(bytes / 1e9, 1));

@@ -16,12 +16,10 @@
 
 namespace glasshob {
 
-RoundedPopup::RoundedPopup(QWidget* window, int radius) : QObject(window), window_(window), radius_(radius) {
-    window->setAttribute(Qt::WA_TranslucentBackground);
-    window->installEventFilter(this);
-}
+namespace {
 
-bool RoundedPopup::isComposited() {
+// Asks the display server, and waits for its answer.
+bool desktopIsComposited() {
     const auto* x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
     xcb_connection_t* connection = x11 ? x11->connection() : nullptr;
     if (!connection) return true; // other desktops always do
@@ -40,16 +38,26 @@ bool RoundedPopup::isComposited() {
     return !owner || owner->owner != XCB_NONE;
 }
 
+} // namespace
+
+RoundedPopup::RoundedPopup(QWidget* window, int radius) : QObject(window), window_(window), radius_(radius) {
+    window->setAttribute(Qt::WA_TranslucentBackground);
+    window->installEventFilter(this);
+}
+
+bool RoundedPopup::isComposited() {
+    static bool answer = false;
+    static QDeadlineTimer staysTrue(0);
+    if (staysTrue.hasExpired()) {
+        answer = desktopIsComposited();
+        staysTrue.setRemainingTime(5000);
+    }
+    return answer;
+}
+
 bool RoundedPopup::eventFilter(QObject* object, QEvent* event) {
     if (object == window_ && (event->type() == QEvent::Resize || event->type() == QEvent::Show)) {
-        // The question takes a trip to the display server, so an answer serves for a while.
-        static bool composited = false;
-        static QDeadlineTimer staysTrue(0);
-        if (staysTrue.hasExpired()) {
-            composited = isComposited();
-            staysTrue.setRemainingTime(5000);
-        }
-        if (composited)
+        if (isComposited())
             window_->clearMask();
         else
             window_->setMask(roundedRegion(window_->size(), radius_));

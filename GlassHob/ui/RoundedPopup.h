@@ -13,7 +13,7 @@ class RoundedPopup : public QObject {
   public:
     RoundedPopup(QWidget* window, int radius);
 
-    // Whether the desktop composites windows at the moment.
+    // Whether the desktop composites windows; an answer serves for five seconds.
     static bool isComposited();
 
   protected:
