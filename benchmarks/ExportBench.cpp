@@ -268,7 +268,7 @@ bool judgeFrames(const Work& work, std::int64_t frames) {
         const std::int64_t end = std::min(first + chunk, frames);
         ours += bench::milliseconds([&] {
             const auto done = exportFrames(
-                work.segments, {.preset = work.preset, .device = work.device, .frames = {first, end}}, sink);
+                work.segments, {.preset = work.preset, .device = work.device, .frames = FrameRange{first, end}}, sink);
             if (!done) giveUp(done.error().c_str());
         });
         plain += bench::milliseconds([&] {
