@@ -2,11 +2,8 @@
 
 #include "GlassHobRender/ExportFeed.h"
 #include "GlassHobRender/ExportSound.h"
+#include "GlassHobRender/MovieLibrary.h"
 #include "GlassHobRender/MovieWriter.h"
-
-extern "C" {
-#include <libavformat/avformat.h>
-}
 
 #include <algorithm>
 #include <optional>
@@ -14,6 +11,8 @@ extern "C" {
 #include <unistd.h>
 
 namespace glasshob {
+
+using namespace movielibrary;
 
 namespace {
 
@@ -131,7 +130,7 @@ std::expected<void, std::string> MovieJoiner::checkSequence(const std::vector<Pa
 
 std::expected<MovieJoiner, std::string> MovieJoiner::make(const std::vector<std::string>& paths) {
     if (paths.empty()) return mistake("There are no parts to join.");
-    av_log_set_level(AV_LOG_QUIET); // what is wrong is told in a sentence
+    if (const auto loaded = loadMovieLibrary(); !loaded) return std::unexpected(loaded.error());
     MovieJoiner joiner;
     for (const std::string& path : paths) {
         auto part = read(path);

@@ -1,13 +1,7 @@
 #include "GlassHobRender/MovieWriter.h"
 
 #include "GlassHobRender/FrameConverter.h"
-
-extern "C" {
-#include <libavcodec/avcodec.h>
-#include <libavformat/avformat.h>
-#include <libavutil/hwcontext.h>
-#include <libavutil/opt.h>
-}
+#include "GlassHobRender/MovieLibrary.h"
 
 #include <atomic>
 #include <condition_variable>
@@ -17,6 +11,8 @@ extern "C" {
 #include <vector>
 
 namespace glasshob {
+
+using namespace movielibrary;
 
 namespace {
 
@@ -316,8 +312,8 @@ struct MovieWriter::Impl {
 };
 
 std::expected<std::unique_ptr<MovieWriter>, std::string> MovieWriter::make(const std::string& path) {
+    if (const auto loaded = loadMovieLibrary(); !loaded) return std::unexpected(loaded.error());
     auto impl = std::make_unique<Impl>();
-    av_log_set_level(AV_LOG_QUIET); // what fails is told by error()
     // Without the protocol's name a colon in the path would be taken for the end of one.
     const std::string address = "file:" + path;
     int result = avformat_alloc_output_context2(&impl->format, nullptr, "mp4", address.c_str());
