@@ -9,7 +9,6 @@
 
 #include <cstdlib>
 #include <map>
-#include <string_view>
 #include <vector>
 
 namespace glasshob::testing {
@@ -59,19 +58,6 @@ FakeHands::~FakeHands() {
 
 bool FakeHands::isConnected() const {
     return connection_ != nullptr && xcb_connection_has_error(connection_) == 0;
-}
-
-bool FakeHands::hasWindowManager() const {
-    constexpr std::string_view name = "_NET_SUPPORTING_WM_CHECK";
-    auto* atom = xcb_intern_atom_reply(connection_, xcb_intern_atom(connection_, 1, name.size(), name.data()), nullptr);
-    if (atom == nullptr) return false;
-    const xcb_atom_t property = atom->atom;
-    std::free(atom);
-    auto* reply = xcb_get_property_reply(
-        connection_, xcb_get_property(connection_, 0, root_, property, XCB_ATOM_WINDOW, 0, 1), nullptr);
-    const bool isSet = reply != nullptr && xcb_get_property_value_length(reply) > 0;
-    std::free(reply);
-    return isSet;
 }
 
 FakeHands::Stroke FakeHands::strokeOf(unsigned symbol) const {

@@ -21,8 +21,6 @@ class FakeHands {
     FakeHands& operator=(const FakeHands&) = delete;
 
     bool isConnected() const;
-    // Whether a window manager has announced itself.
-    bool hasWindowManager() const;
 
     // "Ctrl+Shift+S", "F8", "Return", as QKeySequence spells them; letters of the keyboard's first group only.
     void press(const QString& keys);

@@ -56,10 +56,13 @@ class Journey : public ::testing::Test {
     void SetUp() override {
         ASSERT_EQ(QGuiApplication::platformName(), "xcb") << "this test needs a display";
         manager.setStandardErrorFile(QProcess::nullDevice());
-        manager.start(QStringLiteral("openbox"), {QStringLiteral("--sm-disable")});
+        // The command is run when it is ready: a window that it finds at its own start gets no focus.
+        const QString isReady = folder.filePath(QStringLiteral("ready"));
+        manager.start(QStringLiteral("openbox"), {QStringLiteral("--sm-disable"), QStringLiteral("--startup"),
+                                                  QStringLiteral("touch '%1'").arg(isReady)});
         ASSERT_TRUE(manager.waitForStarted()) << "the window manager openbox is not installed";
         ASSERT_TRUE(hands.isConnected());
-        COMES_TRUE(hands.hasWindowManager());
+        COMES_TRUE(QFile::exists(isReady));
         QSettings().clear();
         path = folder.filePath(QStringLiteral("picture.metal"));
         write(text);
@@ -191,10 +194,11 @@ TEST_F(Journey, FromOpeningToQuitting) {
     COMES_TRUE(isPicture(red, 0.75));
 
     // A still.
+    COMES_TRUE(window->isActiveWindow());
     const QString still = folder.filePath("still.png");
     hands.press("Ctrl+Shift+I");
     chooseFile(still);
-    COMES_TRUE(QFile::exists(still) && !QImage(still).isNull());
+    COMES_TRUE(QFile::exists(still) && !QImage(still).isNull() && window->isActiveWindow());
     const QColor pixel = QImage(still).pixelColor(40, 40);
     EXPECT_NEAR(pixel.redF(), red, 0.01);
     EXPECT_NEAR(pixel.greenF(), 0.75, 0.01);
@@ -230,6 +234,7 @@ TEST_F(Journey, FromOpeningToQuitting) {
     write(foreign);
     COMES_TRUE(dialog<QMessageBox>() != nullptr);
     answer("Keep My Edits");
+    COMES_TRUE(window->isActiveWindow());
     hands.press("Ctrl+S");
     COMES_TRUE(!model->isDirty());
     EXPECT_EQ(onDisk(), QByteArray(text).replace("0.5;", "0.75;"));
@@ -244,8 +249,7 @@ TEST_F(Journey, FromOpeningToQuitting) {
     hands.press("Ctrl+Q");
     COMES_TRUE(dialog<QMessageBox>() != nullptr && dialog<QMessageBox>()->isActiveWindow());
     hands.press("Escape");
-    COMES_TRUE(dialog<QMessageBox>() == nullptr);
-    EXPECT_TRUE(window->isVisible());
+    COMES_TRUE(dialog<QMessageBox>() == nullptr && window->isActiveWindow());
     hands.press("Ctrl+Q");
     answer("Save");
     COMES_TRUE(!window->isVisible());
