@@ -65,6 +65,10 @@ struct FeatureLine {
 
 class Device : public std::enable_shared_from_this<Device> {
   public:
+    // Begins to load the drivers on a thread of its own, which takes most of the time that the first device takes; a
+    // program that has other things to do meanwhile calls it early. Before it returns it may change the environment.
+    static void prepare();
+
     // The device to use: the first whose name contains $GLASSHOB_DEVICE (without regard to case) when that is set,
     // else a discrete one, an integrated one, a CPU one, in that order. The same object is returned while anyone
     // holds it and it is not lost.

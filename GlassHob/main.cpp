@@ -16,6 +16,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <optional>
 #include <string_view>
 
 namespace {
@@ -96,35 +97,34 @@ int main(int argc, char** argv) {
                    stderr);
     }
 
+    gpu::Device::prepare();
     glasshob::Theme::instance().install();
     QApplication::setWindowIcon(glasshob::applicationIcon());
 
-    auto device = gpu::Device::systemDefault();
-    if (!device) {
-        const std::string& problem = device.error().description();
-        std::fprintf(stderr, "glasshob: %s\n", problem.c_str());
+    glasshob::DialogQuestions questions;
+    glasshob::AppModel model({.questions = &questions, .draftsFolder = glasshob::Drafts::standardFolder()});
+    std::optional<glasshob::MainWindow> window;
+    try {
+        window.emplace(model);
+    } catch (const glasshob::NoDevice& problem) {
+        std::fprintf(stderr, "glasshob: %s\n", problem.what());
         if (QGuiApplication::platformName() == QLatin1String("offscreen")) return 1; // nobody could close a dialog
-        QMessageBox box(QMessageBox::Critical, QStringLiteral("Glass Hob"), QString::fromStdString(problem),
+        QMessageBox box(QMessageBox::Critical, QStringLiteral("Glass Hob"), QString::fromUtf8(problem.what()),
                         QMessageBox::Close);
         box.exec();
         return 1;
     }
-
-    glasshob::DialogQuestions questions;
-    glasshob::AppModel model(
-        {.device = std::move(*device), .questions = &questions, .draftsFolder = glasshob::Drafts::standardFolder()});
-    glasshob::MainWindow window(model);
-    questions.setWindow(&window);
-    QObject::connect(&instance, &glasshob::SingleInstance::requested, &window,
+    questions.setWindow(&*window);
+    QObject::connect(&instance, &glasshob::SingleInstance::requested, &*window,
                      [&](const glasshob::SingleInstance::Request& request) {
-                         window.comeForward(request.activation);
+                         window->comeForward(request.activation);
                          if (!request.path.isEmpty()) model.openAfterQuestion(request.path);
                      });
     // No time for questions: edits are kept for the next start, and half a video goes.
     const glasshob::EndRequests endRequests;
-    QObject::connect(&endRequests, &glasshob::EndRequests::requested, &window,
+    QObject::connect(&endRequests, &glasshob::EndRequests::requested, &*window,
                      [](int signal) { QApplication::exit(128 + signal); });
-    window.show();
+    window->show();
     model.start(arguments);
     const int status = QApplication::exec();
     if (model.deviceIsBusy()) {

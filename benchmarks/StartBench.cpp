@@ -38,11 +38,10 @@ double nowMilliseconds() {
 }
 
 int ours(QApplication& application, const QString& shader) {
+    gpu::Device::prepare();
     glasshob::Theme::instance().install();
-    auto device = gpu::Device::systemDefault();
-    if (!device) return 2;
     glasshob::DialogQuestions questions;
-    glasshob::AppModel model({.device = std::move(*device), .questions = &questions});
+    glasshob::AppModel model({.questions = &questions});
     glasshob::MainWindow window(model);
     questions.setWindow(&window);
     std::atomic<bool> isDone = false;

@@ -51,6 +51,10 @@ Result<std::shared_ptr<Device>> Device::makeApart() {
     return makeOn(*physical);
 }
 
+void Device::prepare() {
+    vulkan::Instance::prepareShared();
+}
+
 Result<std::shared_ptr<Device>> Device::systemDefault() {
     static std::mutex mutex;
     static std::weak_ptr<Device> current;

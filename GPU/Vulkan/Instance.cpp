@@ -14,6 +14,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <thread>
 
 namespace gpu {
 namespace {
@@ -83,11 +84,14 @@ namespace {
 const char* const noDriverText = "No Vulkan driver was found: install the one for your graphics card, or the package "
                                  "mesa-vulkan-drivers to draw on the CPU.";
 
-Result<std::unique_ptr<Instance>> makeInstance() {
-    // A Mesa layer that only reorders the devices looks for a Wayland display at every listing, and complains on
-    // standard error where no desktop is running.
+// A Mesa layer that only reorders the devices looks for a Wayland display at every listing, and complains on standard
+// error where no desktop is running.
+void silenceDeviceSelection() {
     if (std::getenv("XDG_RUNTIME_DIR") == nullptr) setenv("NODEVICE_SELECT", "1", 0);
+}
 
+Result<std::unique_ptr<Instance>> makeInstance() {
+    silenceDeviceSelection();
     std::uint32_t count = 0;
     if (vkEnumerateInstanceExtensionProperties(nullptr, &count, nullptr) != VK_SUCCESS)
         return std::unexpected(Error{ErrorKind::noDriver, noDriverText});
@@ -262,6 +266,11 @@ Result<Instance*> Instance::shared() {
     Instances& known = instances();
     const std::lock_guard lock(known.mutex);
     return known.all.empty() ? addInstance(known) : known.all.front();
+}
+
+void Instance::prepareShared() {
+    silenceDeviceSelection(); // no other thread may read the environment meanwhile
+    static const std::jthread loader([] { (void)shared(); });
 }
 
 Result<Instance*> Instance::unused() {

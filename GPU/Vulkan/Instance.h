@@ -22,6 +22,8 @@ struct Instance {
     std::atomic<int> deviceCount = 0;
 
     static Result<Instance*> shared();
+    // Makes the one that shared() gives on a thread of its own.
+    static void prepareShared();
     // One on which there is no device.
     static Result<Instance*> unused();
 };

@@ -174,8 +174,17 @@ QString AppModel::statusText() const {
 
 // ---- The graphics device --------------------------------------------------------------------------------------------
 
+const std::shared_ptr<gpu::Device>& AppModel::device() const {
+    if (!device_) {
+        auto made = gpu::Device::systemDefault();
+        if (!made) throw NoDevice(made.error().description());
+        device_ = std::move(*made);
+    }
+    return device_;
+}
+
 gpu::Result<std::shared_ptr<gpu::Device>> AppModel::deviceForCompile() {
-    if (!device_->lost() && slowFrameSeconds_ < slowForCompiles) return device_;
+    if (!device()->lost() && slowFrameSeconds_ < slowForCompiles) return device_;
     if (!spareDevice_ || spareDevice_->lost()) {
         auto made = makeDevice_();
         if (!made) return made;

@@ -27,6 +27,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -42,12 +43,18 @@ class ShareModel;
 class ShaderProgram;
 class UpdateChecker;
 
+// what() is a sentence for people.
+struct NoDevice : std::runtime_error {
+    using runtime_error::runtime_error;
+};
+
 class AppModel : public QObject {
     Q_OBJECT
   public:
     // What the model needs from outside; tests hand in their own.
     struct Surroundings {
-        std::shared_ptr<gpu::Device> device;
+        // The system's when empty, taken when it is first asked for.
+        std::shared_ptr<gpu::Device> device = {};
         // Must outlive the model.
         Questions* questions = nullptr;
         std::unique_ptr<Delay> compileDelay = std::make_unique<TimerDelay>();
@@ -140,7 +147,8 @@ class AppModel : public QObject {
     QString statusText() const;
 
     // ---- The graphics device ----
-    const std::shared_ptr<gpu::Device>& device() const { return device_; }
+    // Throws NoDevice where the system has none.
+    const std::shared_ptr<gpu::Device>& device() const;
     // Told by who draws. The program goes with its device; the next compile that succeeds runs on a new one.
     void reportDeviceLoss();
     // How long a frame has been in work by now, from a second on, told about every second while it lasts; 0 when it
@@ -231,7 +239,7 @@ class AppModel : public QObject {
     void waitForDevice();
     gpu::Result<std::shared_ptr<gpu::Device>> deviceForCompile();
 
-    std::shared_ptr<gpu::Device> device_;
+    mutable std::shared_ptr<gpu::Device> device_; // see device()
     // Made for a compile while device_ is of no use; takes its place when a compile succeeds.
     std::shared_ptr<gpu::Device> spareDevice_;
     std::function<gpu::Result<std::shared_ptr<gpu::Device>>()> makeDevice_;

@@ -71,6 +71,13 @@ void Canvas::updatePacing() {
     if (draws == pace_.isActive()) return;
     if (draws) {
         pace_.start(int(frameInterval.count()), Qt::PreciseTimer, this);
+        // The first frame need not wait for the timer.
+        QMetaObject::invokeMethod(
+            this,
+            [this] {
+                if (isDrawing()) takeTurn();
+            },
+            Qt::QueuedConnection);
     } else {
         pace_.stop();
         picture_->rest();
@@ -81,10 +88,13 @@ void Canvas::updatePacing() {
 void Canvas::timerEvent(QTimerEvent* event) {
     if (event->timerId() != pace_.timerId())
         QWidget::timerEvent(event);
-    else {
-        announceSize(); // another screen may have another scale
-        if (picture_->hasDevice()) drawFrame();
-    }
+    else
+        takeTurn();
+}
+
+void Canvas::takeTurn() {
+    announceSize(); // another screen may have another scale
+    if (picture_->hasDevice()) drawFrame();
 }
 
 void Canvas::announceSize() {

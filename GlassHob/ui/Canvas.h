@@ -98,6 +98,8 @@ class Canvas : public QWidget {
     void dropEvent(QDropEvent* event) override;
 
   private:
+    void takeTurn();
+
     LivePicture* picture_;
     std::shared_ptr<FrameCount> frames_ = std::make_shared<FrameCount>();
     WindowWatch* watch_;

@@ -83,18 +83,8 @@ MainWindow::MainWindow(AppModel& model, Canvas::Kind canvas) : model_(model) {
     across_ = new PaneSplitter(Qt::Horizontal, central);
     editorPane_ = new EditorPane(model_, across_);
     down_ = new PaneSplitter(Qt::Vertical, across_);
-    canvas_ = Canvas::make(model_, nullptr, canvas);
-    previewPane_ = new PreviewPane(model_, canvas_, down_);
-    sliders_ = new SliderPlace(model_, down_);
-    sliders_->setPicture(canvas_);
-    picture_->setCanvas(canvas_);
-    fullScreen_ = new FullScreen(model_, *picture_, canvas_, sliders_, this);
     across_->addWidget(editorPane_);
     across_->addWidget(down_);
-    down_->addWidget(previewPane_);
-    down_->addWidget(sliders_);
-    across_->setCollapsible(0, true);
-    down_->setCollapsible(1, true);
     status_ = new StatusLine(model_, central);
     column->addWidget(toolbar_);
     column->addWidget(across_, 1);
@@ -104,6 +94,18 @@ MainWindow::MainWindow(AppModel& model, Canvas::Kind canvas) : model_(model) {
     for (const Banner* banner : {banners_->acrossWindow(), banners_->overEditor()})
         connect(banner, &Banner::keyboardFreed, this, [this] { editor()->setFocus(); });
     placeBanners();
+
+    // Not before, as this waits for the graphics drivers, which may still be loading.
+    canvas_ = Canvas::make(model_, nullptr, canvas);
+    previewPane_ = new PreviewPane(model_, canvas_, down_);
+    sliders_ = new SliderPlace(model_, down_);
+    sliders_->setPicture(canvas_);
+    picture_->setCanvas(canvas_);
+    fullScreen_ = new FullScreen(model_, *picture_, canvas_, sliders_, this);
+    down_->addWidget(previewPane_);
+    down_->addWidget(sliders_);
+    across_->setCollapsible(0, true);
+    down_->setCollapsible(1, true);
     makeMenus();
     new FocusRing(this);
     makePaneOrder();
