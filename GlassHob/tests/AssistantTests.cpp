@@ -111,6 +111,28 @@ TEST_F(AssistantTest, EscapeAndTheArrowsCloseTheList) {
     EXPECT_FALSE(isOpen());
 }
 
+TEST_F(AssistantTest, TheListGoesWithItsWordAndStaysInside) {
+    load(QStringLiteral("void f() {\n") + QString(40, u'\n') + QStringLiteral("    x = aRatherLongName + |"));
+    editor.ensureCursorVisible();
+    type("cl");
+    const CompletionPopup* list = editor.assistant()->popup();
+    ASSERT_TRUE(isOpen());
+    const auto isAtWord = [&] {
+        const QRect caret(editor.viewport()->mapTo(&editor, editor.cursorRect().topLeft()), editor.cursorRect().size());
+        const QRect box = list->geometry();
+        return editor.rect().contains(box) && (box.bottom() < caret.top() || box.top() > caret.bottom()) &&
+               box.left() < caret.left() && box.right() > caret.left();
+    };
+    EXPECT_TRUE(isAtWord());
+    // As when the list of messages comes up under the code.
+    for (const QSize size : {QSize(640, 250), QSize(330, 200), QSize(640, 400)}) {
+        editor.resize(size);
+        QApplication::processEvents();
+        ASSERT_TRUE(isOpen()) << size.width() << " x " << size.height();
+        EXPECT_TRUE(isAtWord()) << size.width() << " x " << size.height();
+    }
+}
+
 TEST_F(AssistantTest, TheRestOfANameIsNotDoubled) {
     load(QStringLiteral("void f() {\n    x = smo|othstep(1);\n}\n"));
     editor.assistant()->complete();

@@ -93,14 +93,14 @@ void CodeAssistant::followCaret() {
     giveWay();
 }
 
-QRect CodeAssistant::globalRect(int from, int to) const {
+QRect CodeAssistant::rectOf(int from, int to) const {
     QTextCursor cursor(editor_->document());
     cursor.setPosition(from);
     const QRect left = editor_->cursorRect(cursor);
     cursor.setPosition(to);
     const QRect right = editor_->cursorRect(cursor);
     const int width = right.top() == left.top() ? right.left() - left.left() : left.width();
-    return QRect(editor_->viewport()->mapToGlobal(left.topLeft()), QSize(std::max(1, width), left.height()));
+    return {left.topLeft(), QSize(std::max(1, width), left.height())};
 }
 
 // ---- Completion
@@ -151,7 +151,7 @@ void CodeAssistant::follow() {
 
 QRect CodeAssistant::listPlace() const {
     const int start = editor_->document()->findBlockByNumber(listLine_).position() + list_.from;
-    return globalRect(start, start + std::max(0, list_.to - list_.from));
+    return rectOf(start, start + std::max(0, list_.to - list_.from));
 }
 
 void CodeAssistant::closeList() {
@@ -212,8 +212,8 @@ void CodeAssistant::showCall() {
     }
     const int start = positionOf(call->opening);
     // It lies over the caret's own line, so that the list has its place below.
-    QRect place = globalRect(start, start + 1);
-    const QRect caret = globalRect(cursor.position(), cursor.position());
+    QRect place = rectOf(start, start + 1);
+    const QRect caret = rectOf(cursor.position(), cursor.position());
     place.moveTop(std::min(place.top(), caret.top()));
     callTip_->showFor(std::move(entries), place);
 }
@@ -324,7 +324,10 @@ bool CodeAssistant::eventFilter(QObject* object, QEvent* event) {
         if (object != editor_) dismiss();
         break;
     case QEvent::Resize:
-    case QEvent::Move: follow(); break;
+    case QEvent::Move:
+        // The editor may first have to scroll the caret back into view.
+        QMetaObject::invokeMethod(this, &CodeAssistant::follow, Qt::QueuedConnection);
+        break;
     case QEvent::Leave:
         hoverTimer_.stop();
         hoverTip_->hide();
@@ -371,7 +374,7 @@ void CodeAssistant::describeAt(const QPoint& place) {
         entries.push_back({symbol.declaration, 0, 0, symbol.note});
     }
     if (!entries.empty())
-        hoverTip_->showFor(std::move(entries), globalRect(block.position() + from, block.position() + to));
+        hoverTip_->showFor(std::move(entries), rectOf(block.position() + from, block.position() + to));
 }
 
 } // namespace glasshob

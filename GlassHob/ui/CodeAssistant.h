@@ -56,7 +56,8 @@ class CodeAssistant : public QObject {
     void showCall();
     void markBrackets();
     int positionOf(SymbolIndex::Place place) const;
-    QRect globalRect(int from, int to) const;
+    // Of a stretch of the text, in the viewport.
+    QRect rectOf(int from, int to) const;
 
     CodeEditor* editor_;
     CompletionPopup* popup_;

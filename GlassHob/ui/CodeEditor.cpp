@@ -264,8 +264,7 @@ void CodeEditor::showMessages(int blockNumber) {
     const QRectF geometry = blockBoundingGeometry(block).translated(contentOffset());
     QTextCursor at(block);
     at.setPosition(firstColumn);
-    const QRect line(viewport()->mapToGlobal(QPoint(0, int(geometry.top()))), QSize(viewport()->width(), lineHeight_));
-    tip_->showFor(messages, line, viewport()->mapToGlobal(cursorRect(at).topLeft()).x());
+    tip_->showFor(messages, QRect(cursorRect(at).left(), int(geometry.top()), 1, lineHeight_));
 }
 
 void CodeEditor::hoverAt(const QPoint& place) {

@@ -1,12 +1,9 @@
 #include "GlassHob/ui/CodeTip.h"
 
 #include "GlassHob/ui/Fonts.h"
-#include "GlassHob/ui/RoundedPopup.h"
 #include "GlassHob/ui/Theme.h"
 
-#include <QGuiApplication>
 #include <QPainter>
-#include <QScreen>
 #include <QTextLayout>
 
 #include <algorithm>
@@ -16,18 +13,16 @@ namespace glasshob {
 
 namespace {
 
-constexpr int paddingX = 12, paddingY = 8, entryGap = 8, noteGap = 2, widest = 520;
+constexpr int paddingX = 12, paddingY = 8, entryGap = 8, noteGap = 2, mostWidth = 520;
 constexpr double codeRow = 19, noteRow = 17;
 
 } // namespace
 
-CodeTip::CodeTip(QWidget* owner) : QWidget(owner, Qt::ToolTip | Qt::FramelessWindowHint) {
-    setAttribute(Qt::WA_ShowWithoutActivating);
-    new RoundedPopup(this, 6);
+CodeTip::CodeTip(QAbstractScrollArea* editor) : EditorBox(editor) {
     setAttribute(Qt::WA_TransparentForMouseEvents);
 }
 
-QSize CodeTip::layOut(QPainter* painter) const {
+QSize CodeTip::layOut(QPainter* painter, int widest) const {
     double y = paddingY, width = 0;
     auto put = [&](const QString& text, const QFont& font, const QColor& color, double row, int boldFrom, int boldTo) {
         QTextLayout layout(text, font);
@@ -68,33 +63,23 @@ void CodeTip::showFor(std::vector<Entry> entries, const QRect& place) {
         hide();
         return;
     }
-    if (isVisible() && entries == entries_ && place == place_) return;
+    const QRect at = inPane(place);
+    if (isVisible() && entries == entries_ && at == place_) return;
     entries_ = std::move(entries);
-    place_ = place;
+    place_ = at;
     QStringList texts;
     for (const Entry& entry : entries_)
         texts << entry.code;
     setAccessibleName(texts.join(u'\n'));
-    resize(layOut(nullptr));
-    QPoint corner(place.left() - paddingX, place.top() - 4 - height());
-    if (const QScreen* screen = QGuiApplication::screenAt(place.center())) {
-        const QRect area = screen->availableGeometry();
-        if (corner.y() < area.top()) corner.setY(place.bottom() + 4);
-        corner.setX(std::clamp(corner.x(), area.left(), std::max(area.left(), area.right() - width())));
-    }
-    move(corner);
-    show();
-    raise();
-    update();
+    resize(layOut(nullptr, std::min(mostWidth, room().width())));
+    const int above = at.top() - 4 - height();
+    showAt(at.left() - paddingX, above >= room().top() ? above : at.bottom() + 4);
 }
 
 void CodeTip::paintEvent(QPaintEvent*) {
     QPainter painter(this);
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.setBrush(themed(Role::tooltip));
-    painter.setPen(themed(Role::lineStrong));
-    painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), 6, 6);
-    layOut(&painter);
+    paintGround(painter);
+    layOut(&painter, width());
 }
 
 } // namespace glasshob

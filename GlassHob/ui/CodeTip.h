@@ -1,16 +1,14 @@
-// The small window over a line of code that shows signatures: of the name under the pointer, or of the call that is
-// being typed, with its argument in bold. A top-level tooltip window, since it may reach over the live picture. It
-// never takes the keyboard. Main thread; owned by the editor.
+// The small box over a line of code that shows signatures: of the name under the pointer, or of the call that is
+// being typed, with its argument in bold. Main thread; owned by the editor's pane.
 #pragma once
 
-#include <QRect>
-#include <QWidget>
+#include "GlassHob/ui/EditorBox.h"
 
 #include <vector>
 
 namespace glasshob {
 
-class CodeTip : public QWidget {
+class CodeTip : public EditorBox {
     Q_OBJECT
   public:
     struct Entry {
@@ -20,9 +18,9 @@ class CodeTip : public QWidget {
 
         bool operator==(const Entry&) const = default;
     };
-    explicit CodeTip(QWidget* owner);
+    explicit CodeTip(QAbstractScrollArea* editor);
 
-    // Shows the entries above `place` (a word or a line, in global coordinates), below it where there is no room.
+    // Shows the entries above `place` (a word or a line, in the editor's viewport), below it where there is no room.
     void showFor(std::vector<Entry> entries, const QRect& place);
     const std::vector<Entry>& entries() const { return entries_; }
 
@@ -30,11 +28,11 @@ class CodeTip : public QWidget {
     void paintEvent(QPaintEvent* event) override;
 
   private:
-    // Paints, or with no painter measures; gives the size that is taken.
-    QSize layOut(QPainter* painter) const;
+    // Paints, or with no painter measures; gives the size that is taken. Lines break at `widest`.
+    QSize layOut(QPainter* painter, int widest) const;
 
     std::vector<Entry> entries_;
-    QRect place_;
+    QRect place_; // in the pane
 };
 
 } // namespace glasshob

@@ -1,13 +1,10 @@
 #include "GlassHob/ui/CompletionPopup.h"
 
 #include "GlassHob/ui/Fonts.h"
-#include "GlassHob/ui/RoundedPopup.h"
 #include "GlassHob/ui/Theme.h"
 
 #include <QAbstractListModel>
-#include <QGuiApplication>
 #include <QPainter>
-#include <QScreen>
 #include <QScrollBar>
 #include <QStyledItemDelegate>
 
@@ -18,10 +15,11 @@ namespace glasshob {
 
 namespace {
 
-constexpr int rowHeight = 24, mostRows = 8;
+constexpr int rowHeight = 24, mostRows = 8, fewestRows = 3;
 constexpr int edge = 5, signWidth = 28, rightPadding = 10, detailGap = 20;
 constexpr int narrowest = 300, widest = 460;
 constexpr int footerPadding = 8, footerRoom = 90;
+constexpr int gap = 3; // to the word
 constexpr int mostDeclaration = 300;
 
 struct Sign {
@@ -148,9 +146,7 @@ class CompletionPopup::Delegate : public QStyledItemDelegate {
     const std::vector<Completion>& items_;
 };
 
-CompletionPopup::CompletionPopup(QWidget* owner) : QWidget(owner, Qt::ToolTip | Qt::FramelessWindowHint) {
-    setAttribute(Qt::WA_ShowWithoutActivating);
-    new RoundedPopup(this, 6);
+CompletionPopup::CompletionPopup(QAbstractScrollArea* editor) : EditorBox(editor) {
     setAccessibleName(tr("Completions"));
     model_ = new Model(items_, this);
     rows_ = new QListView(this);
@@ -200,20 +196,17 @@ QString CompletionPopup::declarationOf(int item) const {
 
 void CompletionPopup::showFor(std::vector<Completion> items, const QRect& word) {
     model_->replace(std::move(items));
-    word_ = word;
+    word_ = inPane(word);
     isFilling_ = true;
     rows_->setCurrentIndex(model_->index(0));
     isFilling_ = false;
     rows_->scrollToTop();
     layOut();
-    if (isVisible()) return;
-    show();
-    raise();
 }
 
 void CompletionPopup::moveTo(const QRect& word) {
-    if (word == word_) return;
-    word_ = word;
+    if (inPane(word) == word_) return;
+    word_ = inPane(word);
     layOut();
 }
 
@@ -229,60 +222,54 @@ void CompletionPopup::layOut() {
         const int left = signWidth + int(std::ceil(name * double(items_[i].symbol.name.size())));
         width = std::max(width, left + right + rightPadding);
     }
-    const int shown = std::min<int>(int(items_.size()), mostRows);
-    const int bar = int(items_.size()) > mostRows ? 12 : 0;
-    width = std::min(width + bar, widest) + 2 * edge;
+    // Which side is taken, and how many rows fit there, does not depend on the chosen row's footer.
+    const int count = int(items_.size());
+    const QRect area = room();
+    const int above = word_.top() - gap - area.top(), below = area.bottom() - word_.bottom() - gap;
+    isAbove_ = std::min(count, mostRows) * rowHeight + 2 * edge + footerRoom > below && above > below;
+    const int space = (isAbove_ ? above : below) - 2 * edge;
+    const int shown = std::min(count, std::clamp((space - footerRoom) / rowHeight, fewestRows, mostRows));
+    const int bar = count > shown ? 12 : 0;
+    width = std::min({width + bar, widest, area.width() - 2 * edge}) + 2 * edge;
     const int listHeight = shown * rowHeight;
     rows_->setGeometry(edge, edge, width - 2 * edge, listHeight);
 
     const int chosen = std::max(0, current());
-    const QRect room(0, 0, width - 2 * edge - 2 * footerPadding, 400);
+    const QRect most(0, 0, width - 2 * edge - 2 * footerPadding, 400);
     footerHeight_ = 0;
     if (const QString text = declarationOf(chosen); !text.isEmpty())
-        footerHeight_ += QFontMetrics(fonts::mono(12)).boundingRect(room, Qt::TextWordWrap, text).height();
+        footerHeight_ += QFontMetrics(fonts::mono(12)).boundingRect(most, Qt::TextWordWrap, text).height();
     const QString& note = items_[std::size_t(chosen)].symbol.note;
     if (!note.isEmpty() && note != u"entry")
-        footerHeight_ += QFontMetrics(fonts::small()).boundingRect(room, Qt::TextWordWrap, note).height() + 2;
+        footerHeight_ += QFontMetrics(fonts::small()).boundingRect(most, Qt::TextWordWrap, note).height() + 2;
     if (footerHeight_ > 0) footerHeight_ += 2 * footerPadding - 2;
+    footerHeight_ = std::clamp(space - listHeight, 0, footerHeight_);
 
     resize(width, listHeight + 2 * edge + footerHeight_);
-    QPoint corner(word_.left() - edge - signWidth, word_.bottom() + 3);
-    if (const QScreen* screen = QGuiApplication::screenAt(word_.center())) {
-        const QRect area = screen->availableGeometry();
-        // Which side is taken does not depend on the chosen row's footer.
-        isAbove_ = word_.bottom() + 3 + listHeight + footerRoom > area.bottom() &&
-                   word_.top() - area.top() > area.bottom() - word_.bottom();
-        if (isAbove_) corner.setY(word_.top() - 3 - height());
-        corner.setX(std::clamp(corner.x(), area.left(), std::max(area.left(), area.right() - this->width())));
-    }
-    move(corner);
-    update();
+    showAt(word_.left() - edge - signWidth, isAbove_ ? word_.top() - gap - height() : word_.bottom() + gap);
 }
 
 void CompletionPopup::paintEvent(QPaintEvent*) {
     QPainter painter(this);
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.setBrush(themed(Role::tooltip));
-    painter.setPen(themed(Role::lineStrong));
-    painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), 6, 6);
+    paintGround(painter);
     if (footerHeight_ == 0 || items_.empty()) return;
     const int chosen = std::max(0, current());
     int y = height() - footerHeight_;
     painter.fillRect(QRectF(1, y, width() - 2, 1), themed(Role::lineStrong));
     y += footerPadding - 1;
     const QString declaration = declarationOf(chosen);
-    const QRect room(edge + footerPadding, y, width() - 2 * edge - 2 * footerPadding, height() - y);
-    QRect used(room.topLeft(), QSize(0, 0));
+    const QRect footer(edge + footerPadding, y, width() - 2 * edge - 2 * footerPadding, height() - y);
+    QRect used(footer.topLeft(), QSize(0, 0));
     if (!declaration.isEmpty()) {
         painter.setFont(fonts::mono(12));
         painter.setPen(themed(Role::text));
-        painter.drawText(room, Qt::TextWordWrap, declaration, &used);
+        painter.drawText(footer, Qt::TextWordWrap, declaration, &used);
     }
     const QString& note = items_[std::size_t(chosen)].symbol.note;
     if (note.isEmpty() || note == u"entry") return;
     painter.setFont(fonts::small());
     painter.setPen(themed(Role::text2));
-    painter.drawText(room.adjusted(0, used.height() + 2, 0, 0), Qt::TextWordWrap, note);
+    painter.drawText(footer.adjusted(0, used.height() + 2, 0, 0), Qt::TextWordWrap, note);
 }
 
 } // namespace glasshob

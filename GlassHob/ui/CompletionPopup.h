@@ -1,24 +1,23 @@
 // The list of completions at the caret: names with the letters that were typed in bold, what they are at the left,
 // their types at the right, and under the list the signature and the note of the chosen one. It never takes the
-// keyboard: the editor hands it the keys that move the choice. A top-level tooltip window, since it may reach over the
-// live picture. Main thread; owned by the editor.
+// keyboard: the editor hands it the keys that move the choice. Main thread; owned by the editor's pane.
 #pragma once
 
+#include "GlassHob/ui/EditorBox.h"
 #include "GlassHobCore/CodeCompletion.h"
 
 #include <QListView>
-#include <QWidget>
 
 #include <vector>
 
 namespace glasshob {
 
-class CompletionPopup : public QWidget {
+class CompletionPopup : public EditorBox {
     Q_OBJECT
   public:
-    explicit CompletionPopup(QWidget* owner);
+    explicit CompletionPopup(QAbstractScrollArea* editor);
 
-    // Shows the items below `word` (in global coordinates), or above it; the first one is chosen.
+    // Shows the items below `word` (in the editor's viewport), or above it; the first one is chosen.
     void showFor(std::vector<Completion> items, const QRect& word);
     void moveTo(const QRect& word);
     const std::vector<Completion>& items() const { return items_; }
@@ -45,7 +44,7 @@ class CompletionPopup : public QWidget {
     std::vector<Completion> items_;
     Model* model_;
     QListView* rows_;
-    QRect word_;
+    QRect word_; // in the pane
     int footerHeight_ = 0;
     bool isAbove_ = false;
     bool isFilling_ = false; // laid out once at the end

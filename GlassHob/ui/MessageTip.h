@@ -1,23 +1,21 @@
-// The small window that shows the messages of a line under it, one below the other. A top-level tooltip window, since
-// it may reach over the live picture. Main thread; owned by the editor.
+// The small box that shows the messages of a line under it, one below the other. Main thread; owned by the editor's
+// pane.
 #pragma once
 
+#include "GlassHob/ui/EditorBox.h"
 #include "GlassHobCore/Diagnostics.h"
-
-#include <QPointer>
-#include <QWidget>
 
 #include <vector>
 
 namespace glasshob {
 
-class MessageTip : public QWidget {
+class MessageTip : public EditorBox {
     Q_OBJECT
   public:
-    explicit MessageTip(QWidget* owner);
+    explicit MessageTip(QAbstractScrollArea* editor);
 
-    // Shows the messages below `line` (in global coordinates), or above it where there is no room below.
-    void showFor(const std::vector<Diagnostic>& messages, const QRect& line, int x);
+    // Shows the messages below `line` (in the editor's viewport), or above it where there is no room below.
+    void showFor(const std::vector<Diagnostic>& messages, const QRect& line);
 
   protected:
     void paintEvent(QPaintEvent* event) override;
