@@ -1,14 +1,17 @@
 #include "GlassHobCore/LibraryNames.h"
 
 #include "GlassHobCore/HostText.h"
+#include "GlassHobCore/TextureMethods.h"
 #include "MSL/ast/TextureTraits.h"
 #include "MSL/builtins/BuiltinTable.h"
 #include "MSL/lex/PredefinedMacros.h"
+#include "MSL/sema/AttributeTable.h"
 #include "MSL/sema/LibraryConstants.h"
 
 #include <QStringList>
 
 #include <algorithm>
+#include <map>
 #include <optional>
 
 namespace glasshob::libraryNames {
@@ -61,67 +64,6 @@ QString typeText(msl::TypeRef type) {
 
 const char* const components = "xyzw";
 const char* const colours = "rgba";
-
-// "texture2d<float, access::read>" -> its element and how many coordinates it is sampled with.
-struct Texture {
-    QString element;
-    int dimensions = 0;
-    bool isDepth = false;
-};
-std::optional<Texture> texture(const QString& type) {
-    const qsizetype angle = type.indexOf(u'<');
-    if (angle < 0 || !(type.startsWith(QLatin1String("texture")) || type.startsWith(QLatin1String("depth"))))
-        return std::nullopt;
-    Texture made;
-    made.isDepth = type.startsWith(QLatin1String("depth"));
-    made.element = type.mid(angle + 1).section(u',', 0, 0).section(u'>', 0, 0).trimmed();
-    const QString shape = type.left(angle);
-    made.dimensions = shape.contains(QLatin1String("1d")) || shape.contains(QLatin1String("buffer")) ? 1
-                      : shape.contains(QLatin1String("3d")) || shape.contains(QLatin1String("cube")) ? 3
-                                                                                                     : 2;
-    return made;
-}
-
-std::vector<Symbol> textureMethods(const Texture& of) {
-    auto sized = [](const char* scalar, int size) {
-        return QString::fromLatin1(scalar) + (size > 1 ? QString::number(size) : QString());
-    };
-    const QString value = of.isDepth ? of.element : of.element + u'4';
-    const QString place = sized("float", of.dimensions), texel = sized("uint", of.dimensions);
-    struct Method {
-        const char* name;
-        QString result, parameters;
-        const char* note;
-    };
-    const Method methods[] = {
-        {"sample", value, QStringLiteral("sampler s, %1 coord").arg(place),
-         "The colour at a place, filtered as the sampler says."},
-        {"sample_compare", of.element, QStringLiteral("sampler s, %1 coord, float compare_value").arg(place),
-         "Compares the depths round a place with a value."},
-        {"gather", of.element + u'4', QStringLiteral("sampler s, %1 coord").arg(place),
-         "One component of the four texels round a place."},
-        {"read", value, QStringLiteral("%1 coord").arg(texel), "One texel, without a filter."},
-        {"write", QStringLiteral("void"), QStringLiteral("%1 color, %2 coord").arg(value, texel), "Writes one texel."},
-        {"get_width", QStringLiteral("uint"), QStringLiteral("uint lod = 0"), ""},
-        {"get_height", QStringLiteral("uint"), QStringLiteral("uint lod = 0"), ""},
-        {"get_depth", QStringLiteral("uint"), QStringLiteral("uint lod = 0"), ""},
-        {"get_num_mip_levels", QStringLiteral("uint"), {}, ""},
-    };
-    std::vector<Symbol> symbols;
-    for (const Method& method : methods) {
-        const QString name = QString::fromLatin1(method.name);
-        if (name == u"sample_compare" && !of.isDepth) continue;
-        if (name == u"get_depth" && of.dimensions != 3) continue;
-        if (name == u"get_height" && of.dimensions == 1) continue;
-        Symbol made =
-            symbol(Kind::function, name, QStringLiteral("%1 %2(%3)").arg(method.result, name, method.parameters),
-                   QString::fromLatin1(method.note));
-        made.type = method.result;
-        if (!method.parameters.isEmpty()) made.parts.emplace_back();
-        symbols.push_back(std::move(made));
-    }
-    return symbols;
-}
 
 // Which component a letter means; nothing for other letters.
 std::optional<int> component(QChar letter, QStringView letters) {
@@ -181,12 +123,13 @@ const std::vector<Symbol>& types() {
         std::vector<Symbol> made;
         for (const QString& name : names)
             if (msl::isBuiltinTypeName(name.toStdString())) made.push_back(symbol(Kind::type, name, name));
-        for (const char* name :
-             {"array", "atomic", "depth2d", "depth2d_array", "depthcube", "matrix", "numeric_limits", "texture1d",
-              "texture2d", "texture2d_array", "texture3d", "texture_buffer", "texturecube", "texturecube_array", "vec"})
-            if (msl::isBuiltinTemplateName(name))
-                made.push_back(
-                    symbol(Kind::type, QString::fromLatin1(name), QString::fromLatin1(name) + QStringLiteral("<>")));
+        QStringList templates{QStringLiteral("array"), QStringLiteral("atomic"), QStringLiteral("matrix"),
+                              QStringLiteral("numeric_limits"), QStringLiteral("vec")};
+        for (const std::string_view name : msl::textureTemplateNames())
+            templates << text(name);
+        for (const QString& name : templates)
+            if (msl::isBuiltinTemplateName(name.toStdString()))
+                made.push_back(symbol(Kind::type, name, name + QStringLiteral("<>")));
         return made;
     }();
     return all;
@@ -254,44 +197,81 @@ const std::vector<Symbol>& spaces() {
 }
 
 const std::vector<Symbol>& attributes() {
-    static const std::vector<Symbol> all = described(
-        Kind::attribute,
-        {{"position", "[[position]]", "The place of a vertex in clip space; of a fragment in pixels."},
-         {"stage_in", "[[stage_in]]", "What the vertex function handed on."},
-         {"vertex_id", "[[vertex_id]]", "The number of the vertex."},
-         {"instance_id", "[[instance_id]]", "The number of the instance."},
-         {"base_vertex", "[[base_vertex]]", "What is added to each vertex number."},
-         {"base_instance", "[[base_instance]]", "The number of the first instance."},
-         {"buffer", "[[buffer(0)]]", "The place where a buffer is bound."},
-         {"texture", "[[texture(0)]]", "The place where a texture is bound."},
-         {"sampler", "[[sampler(0)]]", "The place where a sampler is bound."},
-         {"color", "[[color(0)]]", "The picture that a fragment's colour goes into."},
-         {"depth", "[[depth(any)]]", "The depth that a fragment writes."},
-         {"point_size", "[[point_size]]", "The width of a point in pixels."},
-         {"point_coord", "[[point_coord]]", "The place inside a point, 0 to 1."},
-         {"front_facing", "[[front_facing]]", "Whether the front of a triangle is seen."},
-         {"flat", "[[flat]]", "Handed to the fragments as it is, not blended."},
-         {"center_no_perspective", "[[center_no_perspective]]", "Blended without regard to depth."},
-         {"sample_id", "[[sample_id]]", "The number of the sample in its pixel."},
-         {"sample_mask", "[[sample_mask]]", "Which samples are covered."},
-         {"primitive_id", "[[primitive_id]]", "The number of the triangle."},
-         {"invariant", "[[invariant]]", "Computed in the same way wherever it is written."},
-         {"clip_distance", "[[clip_distance]]", "Cuts off what is below 0."},
-         {"user", "[[user(name)]]", "A name that joins what is handed on with what is taken."},
-         {"thread_position_in_grid", "[[thread_position_in_grid]]", "The number of the thread among all."},
-         {"thread_position_in_threadgroup", "[[thread_position_in_threadgroup]]",
-          "The number of the thread in its group."},
-         {"thread_index_in_threadgroup", "[[thread_index_in_threadgroup]]", "The same as one number."},
-         {"threadgroup_position_in_grid", "[[threadgroup_position_in_grid]]", "The number of the group."},
-         {"threads_per_grid", "[[threads_per_grid]]", "How many threads there are."},
-         {"threads_per_threadgroup", "[[threads_per_threadgroup]]", "How many threads a group has."},
-         {"threadgroups_per_grid", "[[threadgroups_per_grid]]", "How many groups there are."},
-         {"thread_index_in_simdgroup", "[[thread_index_in_simdgroup]]", "The lane of the thread."},
-         {"simdgroup_index_in_threadgroup", "[[simdgroup_index_in_threadgroup]]", "The number of the lanes' group."},
-         {"threads_per_simdgroup", "[[threads_per_simdgroup]]", "How many lanes run together."},
-         {"function_constant", "[[function_constant(0)]]", "A constant that is set when the program is made."},
-         {"early_fragment_tests", "[[early_fragment_tests]]", "Depth is tested before the fragment runs."},
-         {"maybe_unused", "[[maybe_unused]]", "No warning where it is not used."}});
+    static const std::vector<Symbol> all = [] {
+        struct Note {
+            const char* text;
+            const char* arguments = nullptr; // where they are no number
+        };
+        static const std::map<std::string_view, Note> notes = {
+            {"attribute", {"The place of a vertex's value in the vertex buffers."}},
+            {"base_instance", {"The number of the first instance."}},
+            {"base_vertex", {"What is added to each vertex number."}},
+            {"buffer", {"The place where a buffer is bound."}},
+            {"center_no_perspective", {"Blended without regard to depth."}},
+            {"center_perspective", {"Blended with regard to depth, as without a word."}},
+            {"centroid_no_perspective", {"Blended inside the covered part, without regard to depth."}},
+            {"centroid_perspective", {"Blended inside the covered part."}},
+            {"clip_distance", {"Cuts off what is below 0."}},
+            {"color", {"The picture that a fragment's colour goes into."}},
+            {"deprecated", {"Warns where it is used.", "\"message\""}},
+            {"depth", {"The depth that a fragment writes.", "any"}},
+            {"early_fragment_tests", {"Depth is tested before the fragment runs."}},
+            {"fallthrough", {"A case that is meant to go on into the next."}},
+            {"flat", {"Handed to the fragments as it is, not blended."}},
+            {"front_facing", {"Whether the front of a triangle is seen."}},
+            {"function_constant", {"A constant that is set when the program is made."}},
+            {"host_name", {"The name by which the program is found.", "\"name\""}},
+            {"id", {"The place of a member in an argument buffer."}},
+            {"index", {"Which of two colours of one picture this is."}},
+            {"instance_id", {"The number of the instance."}},
+            {"invariant", {"Computed in the same way wherever it is written."}},
+            {"max_total_threads_per_threadgroup", {"The most threads that a group will have.", "256"}},
+            {"maybe_unused", {"No warning where it is not used."}},
+            {"nodiscard", {"Warns where its result is not used."}},
+            {"point_coord", {"The place inside a point, 0 to 1."}},
+            {"point_size", {"The width of a point in pixels."}},
+            {"position", {"The place of a vertex in clip space; of a fragment in pixels."}},
+            {"primitive_id", {"The number of the triangle."}},
+            {"quadgroup_index_in_threadgroup", {"The number of the four lanes' group."}},
+            {"quadgroups_per_threadgroup", {"How many groups of four lanes there are."}},
+            {"render_target_array_index", {"The layer of the picture that is drawn into."}},
+            {"sample_id", {"The number of the sample in its pixel."}},
+            {"sample_mask", {"Which samples are covered."}},
+            {"sample_no_perspective", {"Blended for each sample, without regard to depth."}},
+            {"sample_perspective", {"Blended for each sample."}},
+            {"sampler", {"The place where a sampler is bound."}},
+            {"simdgroup_index_in_threadgroup", {"The number of the lanes' group."}},
+            {"simdgroups_per_threadgroup", {"How many groups of lanes there are."}},
+            {"stage_in", {"What the vertex function handed on."}},
+            {"texture", {"The place where a texture is bound."}},
+            {"thread_index_in_quadgroup", {"The lane of the thread among four."}},
+            {"thread_index_in_simdgroup", {"The lane of the thread."}},
+            {"thread_index_in_threadgroup", {"The number of the thread in its group, as one number."}},
+            {"thread_position_in_grid", {"The number of the thread among all."}},
+            {"thread_position_in_threadgroup", {"The number of the thread in its group."}},
+            {"threadgroup", {"The place where memory of a group is bound."}},
+            {"threadgroup_position_in_grid", {"The number of the group."}},
+            {"threadgroups_per_grid", {"How many groups there are."}},
+            {"threads_per_grid", {"How many threads there are."}},
+            {"threads_per_simdgroup", {"How many lanes run together."}},
+            {"threads_per_threadgroup", {"How many threads a group has."}},
+            {"user", {"A name that joins what is handed on with what is taken.", "name"}},
+            {"vertex_id", {"The number of the vertex."}},
+            {"viewport_array_index", {"The viewport that is drawn through."}},
+        };
+        std::vector<Symbol> made;
+        for (const msl::KnownAttribute& known : msl::knownAttributes()) {
+            if (known.use == msl::AttributeUse::refused) continue;
+            const auto note = notes.find(known.name);
+            const char* arguments = note != notes.end() ? note->second.arguments : nullptr;
+            if (!arguments && known.use == msl::AttributeUse::index) arguments = "0";
+            const QString form =
+                arguments ? text(known.name) + u'(' + QLatin1String(arguments) + u')' : text(known.name);
+            made.push_back(symbol(Kind::attribute, text(known.name), QStringLiteral("[[%1]]").arg(form),
+                                  note != notes.end() ? QString::fromLatin1(note->second.text) : QString()));
+        }
+        return made;
+    }();
     return all;
 }
 
@@ -304,9 +284,9 @@ const std::vector<Symbol>& directives() {
          {"grid", "// @grid 96", "Makes a grid shader with so many cells along each side, up to 1024."},
          {"still", "// @still 4", "The second at which the picture is at its best, for stills and thumbnails."},
          {"episode", "// @episode 12 Smoke rings", "The number and the title of a tutorial episode."},
-         {"length", "// @length 60", "How many seconds the episode shows the shader."},
-         {"variation", "// @variation 30", "How many seconds each variation is shown."},
-         {"variations", "// @variations 3 7 12", "The numbers of the variations that the episode shows."},
+         {"length", "// @length 45", "How many seconds the episode shows the shader."},
+         {"variation", "// @variation 20", "How many seconds each variation is shown."},
+         {"variations", "// @variations 3, 7, 12", "The numbers of the variations that the episode shows."},
          {"teaches", "// @teaches polar coordinates", "What the episode teaches."},
          {"category", "// @category patterns", "The category under which it is found."},
          {"tags", "// @tags waves, colour", "Words by which it is found."},
@@ -377,7 +357,7 @@ bool isBuiltinType(QStringView name) {
 }
 
 std::vector<Symbol> membersOf(const QString& type) {
-    if (const auto of = texture(type)) return textureMethods(*of);
+    if (auto methods = textureMethods(type)) return std::move(*methods);
     const msl::TypeRef vector = builtin(type);
     std::vector<Symbol> made;
     if (!isVector(vector)) return made;
@@ -402,8 +382,8 @@ std::vector<Symbol> membersOf(const QString& type) {
 }
 
 QString memberType(const QString& type, QStringView member) {
-    if (const auto of = texture(type)) {
-        for (const Symbol& method : textureMethods(*of))
+    if (const auto methods = textureMethods(type)) {
+        for (const Symbol& method : *methods)
             if (method.name == member) return method.type;
         return {};
     }

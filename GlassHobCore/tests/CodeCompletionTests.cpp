@@ -1,7 +1,12 @@
 #include "GlassHobCore/CodeCompletion.h"
+#include "GlassHobCore/EpisodeMeta.h"
 #include "GlassHobCore/ExpressionType.h"
 #include "GlassHobCore/LibraryNames.h"
+#include "GlassHobCore/Params.h"
+#include "MSL/Compiler.h"
+#include "MSL/ast/TextureTraits.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <QStringList>
@@ -49,6 +54,63 @@ Ray aim(float2 uv) { return Ray{}; }
 float shade(float2 uv, constant Uniforms& u, constant Params& p, thread Ray* rays, texture2d<half> image) {
     Colour c = 1; auto a = aim(uv).from * 2.0; int i = 0; Ray r;
 )");
+
+// Every method that is offered for a kind of texture is taken by the compiler with the arguments that its signature
+// names, and gives what it says.
+TEST(LibraryNames, TextureMethodsAreTheCompilers) {
+    QString source = QStringLiteral("#include <metal_stdlib>\nusing namespace metal;\n");
+    int calls = 0;
+    for (const std::string_view shape : msl::textureTemplateNames()) {
+        const QString name = QString::fromStdString(std::string(shape));
+        const bool isMultisample = name.contains(QLatin1String("_ms")), isBuffer = name == u"texture_buffer";
+        for (const char* access : {"sample", "read", "write", "read_write"}) {
+            const bool isSample = QLatin1String(access) == QLatin1String("sample");
+            const bool isRead = QLatin1String(access) == QLatin1String("read");
+            if (isMultisample ? !isRead : isBuffer && isSample) continue;
+            if (name.startsWith(QLatin1String("depth")) && !isSample && !isRead) continue;
+            const QString type = QStringLiteral("%1<float, access::%2>").arg(name, QLatin1String(access));
+            source += QStringLiteral("void f%1(%2 t, sampler s) {\n").arg(++calls).arg(type);
+            for (const Symbol& method : libraryNames::membersOf(type)) {
+                QStringList arguments;
+                const QString inBrackets = method.declaration.section(u'(', 1).chopped(1);
+                for (const QString& parameter : inBrackets.split(QLatin1String(", "), Qt::SkipEmptyParts))
+                    arguments << (parameter == u"sampler s" ? QStringLiteral("s")
+                                                            : parameter.section(u' ', 0, 0) + QStringLiteral("(0)"));
+                const QString call =
+                    QStringLiteral("t.%1(%2);\n").arg(method.name, arguments.join(QLatin1String(", ")));
+                const QString result = libraryNames::memberType(type, method.name);
+                source += result == u"void" ? call : QStringLiteral("{ %1 r = %2 }\n").arg(result, call);
+            }
+            source += QStringLiteral("}\n");
+        }
+    }
+    const auto compiled = msl::compile(source.toStdString(), {.warnings = msl::CompileOptions::Warnings::ignored});
+    EXPECT_TRUE(compiled) << compiled.error().text;
+    const auto offered = [](const char* type) {
+        QStringList names;
+        for (const Symbol& method : libraryNames::membersOf(QLatin1String(type)))
+            names << method.declaration;
+        return names.join(u'\n').toStdString();
+    };
+    EXPECT_THAT(offered("texture2d_array<float>"),
+                testing::HasSubstr("float4 sample(sampler s, float2 coord, uint array)"));
+    EXPECT_THAT(offered("depth2d<float>"), testing::HasSubstr("float4 gather_compare("));
+    EXPECT_THAT(offered("texture2d<half, access::write>"), testing::Not(testing::HasSubstr("sample(")));
+}
+
+TEST(LibraryNames, WhatADirectiveShowsIsUnderstood) {
+    for (const Symbol& directive : libraryNames::directives()) {
+        const std::string line = directive.declaration.toStdString() + "\n";
+        const bool isUnderstood = EpisodeMeta::parse(line) != EpisodeMeta{} || !ParamParser::parse(line).empty() ||
+                                  ShaderAssembler::kind(line) != ShaderKind::fragment;
+        EXPECT_EQ(isUnderstood, directive.name != u"forked-from") << line; // which only the gallery reads
+    }
+    for (const Symbol& attribute : libraryNames::attributes()) {
+        EXPECT_NE(attribute.name, u"barycentric_coord") << "refused by the compiler";
+        if (attribute.name == u"buffer") EXPECT_EQ(attribute.declaration, u"[[buffer(0)]]");
+        if (attribute.name == u"position") EXPECT_FALSE(attribute.note.isEmpty());
+    }
+}
 
 } // namespace
 

@@ -1,8 +1,12 @@
 // What a kind of texture is made of: how many coordinates it is sampled and read with, and what comes with them. One
-// table, used by every stage that meets a texture.
+// table, used by every stage that meets a texture. Any thread.
 #pragma once
 
 #include "MSL/ast/Types.h"
+
+#include <optional>
+#include <span>
+#include <string_view>
 
 namespace msl {
 
@@ -37,5 +41,13 @@ constexpr TextureTraits textureTraits(TextureShape shape) {
     }
     return {};
 }
+
+/// "texture2d_array" and its kin.
+std::string_view textureTemplateName(TextureShape shape);
+std::optional<TextureShape> textureShapeNamed(std::string_view name);
+std::span<const std::string_view> textureTemplateNames();
+
+/// The methods of textures of any kind.
+std::span<const std::string_view> textureMethods();
 
 } // namespace msl

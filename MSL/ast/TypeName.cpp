@@ -1,31 +1,10 @@
 // How types read in messages and in the reflection: as a person would write them.
 #include "MSL/ast/Ast.h"
+#include "MSL/ast/TextureTraits.h"
 #include "MSL/ast/Types.h"
 
 namespace msl {
 namespace {
-
-std::string_view textureName(TextureShape shape) {
-    switch (shape) {
-    case TextureShape::texture1d: return "texture1d";
-    case TextureShape::texture1dArray: return "texture1d_array";
-    case TextureShape::texture2d: return "texture2d";
-    case TextureShape::texture2dArray: return "texture2d_array";
-    case TextureShape::texture2dMs: return "texture2d_ms";
-    case TextureShape::texture2dMsArray: return "texture2d_ms_array";
-    case TextureShape::texture3d: return "texture3d";
-    case TextureShape::cube: return "texturecube";
-    case TextureShape::cubeArray: return "texturecube_array";
-    case TextureShape::buffer: return "texture_buffer";
-    case TextureShape::depth2d: return "depth2d";
-    case TextureShape::depth2dArray: return "depth2d_array";
-    case TextureShape::depth2dMs: return "depth2d_ms";
-    case TextureShape::depth2dMsArray: return "depth2d_ms_array";
-    case TextureShape::depthCube: return "depthcube";
-    case TextureShape::depthCubeArray: return "depthcube_array";
-    }
-    return "texture";
-}
 
 std::string_view accessName(TextureAccess access) {
     switch (access) {
@@ -129,7 +108,7 @@ void append(std::string& out, TypeRef type, unsigned depth) {
         out += type->kind == TypeKind::pointer ? " *" : " &";
         return;
     case TypeKind::texture:
-        out += textureName(type->textureShape);
+        out += textureTemplateName(type->textureShape);
         out += '<';
         out += scalarName(type->scalar);
         if (type->textureAccess != TextureAccess::sample) {

@@ -1,68 +1,11 @@
 // Attributes, and what a vertex, fragment or kernel function may take and give.
 #include "MSL/sema/Analyzer.h"
+#include "MSL/sema/AttributeTable.h"
 
 #include <algorithm>
 
 namespace msl {
 namespace {
-
-enum class AttributeUse : std::uint8_t { ignored, plain, index };
-
-struct KnownAttribute {
-    std::string_view name;
-    AttributeUse use;
-    std::int64_t limit = 0; // index: values from 0 to below it
-};
-
-// clang-format off
-constexpr KnownAttribute known[] = {
-    {"always_inline", AttributeUse::ignored}, {"amplification_count", AttributeUse::plain},
-    {"amplification_id", AttributeUse::plain},
-    {"attribute", AttributeUse::index, 31}, {"barycentric_coord", AttributeUse::plain},
-    {"base_instance", AttributeUse::plain}, {"base_vertex", AttributeUse::plain},
-    {"buffer", AttributeUse::index, 31}, {"center_no_perspective", AttributeUse::plain},
-    {"center_perspective", AttributeUse::plain}, {"centroid_no_perspective", AttributeUse::plain},
-    {"centroid_perspective", AttributeUse::plain}, {"clip_distance", AttributeUse::plain},
-    {"color", AttributeUse::index, 8}, {"const", AttributeUse::ignored}, {"depth", AttributeUse::plain},
-    {"deprecated", AttributeUse::ignored},
-    {"dispatch_quadgroups_per_threadgroup", AttributeUse::plain},
-    {"dispatch_simdgroups_per_threadgroup", AttributeUse::plain},
-    {"dispatch_threads_per_threadgroup", AttributeUse::plain}, {"early_fragment_tests", AttributeUse::plain},
-    {"fallthrough", AttributeUse::ignored}, {"flat", AttributeUse::plain}, {"flatten", AttributeUse::ignored},
-    {"fragment", AttributeUse::plain}, {"front_facing", AttributeUse::plain},
-    {"function_constant", AttributeUse::index, 65536}, {"grid_origin", AttributeUse::plain},
-    {"grid_size", AttributeUse::plain}, {"host_name", AttributeUse::plain}, {"id", AttributeUse::index, 65536},
-    {"index", AttributeUse::index, 2}, {"instance_id", AttributeUse::plain}, {"invariant", AttributeUse::plain},
-    {"kernel", AttributeUse::plain}, {"likely", AttributeUse::ignored},
-    {"max_total_threads_per_threadgroup", AttributeUse::plain}, {"maybe_unused", AttributeUse::ignored},
-    {"nodiscard", AttributeUse::ignored}, {"noinline", AttributeUse::ignored}, {"noreturn", AttributeUse::ignored},
-    {"packed", AttributeUse::plain}, {"patch", AttributeUse::plain}, {"point_coord", AttributeUse::plain},
-    {"point_size", AttributeUse::plain}, {"position", AttributeUse::plain}, {"primitive_id", AttributeUse::plain},
-    {"pure", AttributeUse::ignored}, {"quadgroup_index_in_threadgroup", AttributeUse::plain},
-    {"quadgroups_per_threadgroup", AttributeUse::plain}, {"raster_order_group", AttributeUse::plain},
-    {"render_target_array_index", AttributeUse::plain}, {"sample_id", AttributeUse::plain},
-    {"sample_mask", AttributeUse::plain}, {"sample_no_perspective", AttributeUse::plain},
-    {"sample_perspective", AttributeUse::plain}, {"sampler", AttributeUse::index, 16},
-    {"simdgroup_index_in_threadgroup", AttributeUse::plain}, {"simdgroups_per_threadgroup", AttributeUse::plain},
-    {"shared", AttributeUse::plain}, {"stage_in", AttributeUse::plain}, {"stencil", AttributeUse::plain},
-    {"stitchable", AttributeUse::ignored}, {"texture", AttributeUse::index, 128},
-    {"thread_execution_width", AttributeUse::plain}, {"thread_index_in_quadgroup", AttributeUse::plain},
-    {"thread_index_in_simdgroup", AttributeUse::plain}, {"thread_index_in_threadgroup", AttributeUse::plain},
-    {"thread_position_in_grid", AttributeUse::plain}, {"thread_position_in_threadgroup", AttributeUse::plain},
-    {"threadgroup", AttributeUse::index, 31}, {"threadgroup_position_in_grid", AttributeUse::plain},
-    {"threadgroups_per_grid", AttributeUse::plain}, {"threads_per_grid", AttributeUse::plain},
-    {"threads_per_simdgroup", AttributeUse::plain}, {"threads_per_threadgroup", AttributeUse::plain},
-    {"unused", AttributeUse::ignored}, {"unlikely", AttributeUse::ignored}, {"user", AttributeUse::plain},
-    {"vertex", AttributeUse::plain}, {"vertex_id", AttributeUse::plain},
-    {"viewport_array_index", AttributeUse::plain}, {"visible", AttributeUse::ignored},
-};
-// clang-format on
-
-const KnownAttribute* findAttribute(std::string_view name) {
-    for (const KnownAttribute& attribute : known)
-        if (attribute.name == name) return &attribute;
-    return nullptr;
-}
 
 const Attribute* find(const Decl* decl, std::string_view name) {
     for (const Attribute& attribute : decl->attributes)
@@ -125,10 +68,9 @@ constexpr SystemInput systemInputs[] = {
     {"grid_origin", false, false, true, Shape::uintAny},
 };
 
-// Features that there is no way for.
-bool isNotHere(std::string_view attribute) {
-    return attribute == "amplification_count" || attribute == "amplification_id" || attribute == "barycentric_coord" ||
-           attribute == "stencil" || attribute == "patch";
+bool isRefused(std::string_view name) {
+    const KnownAttribute* known = findAttribute(name);
+    return known && known->use == AttributeUse::refused;
 }
 
 bool hasShape(TypeRef type, Shape shape) {
@@ -211,7 +153,7 @@ void Analyzer::entryPoint(FunctionDecl* function) {
     }
     const auto refused = [&](const Decl* decl) {
         for (const Attribute& attribute : decl->attributes)
-            if (attribute.name && !attribute.scope && isNotHere(attribute.name->text)) {
+            if (attribute.name && !attribute.scope && isRefused(attribute.name->text)) {
                 unsupported(attribute.location, "'" + std::string(attribute.name->text) + "'");
                 function->isInvalid = true;
                 return true;
@@ -321,7 +263,7 @@ void Analyzer::entryPoint(FunctionDecl* function) {
             const Attribute* attribute = find(parameter, input.name);
             if (!attribute) continue;
             isSystem = true;
-            if (isNotHere(input.name)) {
+            if (isRefused(input.name)) {
                 unsupported(attribute->location, "'" + std::string(input.name) + "'");
                 function->isInvalid = true;
                 break;

@@ -224,28 +224,11 @@ Expr* Analyzer::textureMethod(Call* expr, Member* callee) {
         if (!shape.isMultisample && next < given.size() && !take(types_.uint(), "level")) return fail(problem);
         return finish(isRead ? BuiltinId::textureRead : BuiltinId::textureWrite, isRead ? texel : types_.void_());
     }
-    static constexpr std::string_view methods[] = {
-        "sample",
-        "sample_compare",
-        "gather",
-        "gather_compare",
-        "read",
-        "write",
-        "get_width",
-        "get_height",
-        "get_depth",
-        "get_array_size",
-        "get_num_mip_levels",
-        "get_num_samples",
-        "fence",
-        "calculate_clamped_lod",
-        "calculate_unclamped_lod",
-    };
     if (name.starts_with("atomic_")) {
         unsupported(callee->location, "'" + name + "' of a texture");
         return errorAt(expr);
     }
-    const std::string_view suggestion = closestOf(name, methods);
+    const std::string_view suggestion = closestOf(name, textureMethods());
     error(callee->location,
           "no member named '" + name + "' in '" + typeName(texture) + "'" +
               (suggestion.empty() ? std::string() : "; did you mean '" + std::string(suggestion) + "'?"));

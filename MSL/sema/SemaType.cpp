@@ -1,4 +1,5 @@
 // From the syntax of a type to the type, and from a name to the type that it means.
+#include "MSL/ast/TextureTraits.h"
 #include "MSL/sema/Analyzer.h"
 
 #include <algorithm>
@@ -16,34 +17,6 @@ std::optional<AddressSpace> spaceOf(SpaceSyntax syntax) {
     case SpaceSyntax::device: return AddressSpace::device;
     case SpaceSyntax::threadgroup: return AddressSpace::threadgroup;
     }
-    return std::nullopt;
-}
-
-std::optional<TextureShape> textureShape(std::string_view name) {
-    struct Entry {
-        std::string_view name;
-        TextureShape shape;
-    };
-    static constexpr Entry entries[] = {
-        {"texture1d", TextureShape::texture1d},
-        {"texture1d_array", TextureShape::texture1dArray},
-        {"texture2d", TextureShape::texture2d},
-        {"texture2d_array", TextureShape::texture2dArray},
-        {"texture2d_ms", TextureShape::texture2dMs},
-        {"texture2d_ms_array", TextureShape::texture2dMsArray},
-        {"texture3d", TextureShape::texture3d},
-        {"texturecube", TextureShape::cube},
-        {"texturecube_array", TextureShape::cubeArray},
-        {"texture_buffer", TextureShape::buffer},
-        {"depth2d", TextureShape::depth2d},
-        {"depth2d_array", TextureShape::depth2dArray},
-        {"depth2d_ms", TextureShape::depth2dMs},
-        {"depth2d_ms_array", TextureShape::depth2dMsArray},
-        {"depthcube", TextureShape::depthCube},
-        {"depthcube_array", TextureShape::depthCubeArray},
-    };
-    for (const Entry& entry : entries)
-        if (entry.name == name) return entry.shape;
     return std::nullopt;
 }
 
@@ -185,8 +158,8 @@ TypeRef Analyzer::namedType(Name& name, bool reportMissing) {
             scopes_.addOutermost(identifier, alias);
         }
         return type;
-    } else if (textureShape(identifier->text)) { // texture2d without arguments
-        return types_.texture(*textureShape(identifier->text), ScalarKind::float_, TextureAccess::sample);
+    } else if (textureShapeNamed(identifier->text)) { // texture2d without arguments
+        return types_.texture(*textureShapeNamed(identifier->text), ScalarKind::float_, TextureAccess::sample);
     }
     if (!reportMissing) return nullptr;
     return reportUnknownType(name);
@@ -275,7 +248,7 @@ TypeRef Analyzer::builtinTemplateType(Name& name) {
         error(name.location, std::string(message) + " '" + std::string(text) + "'");
         return types_.error();
     };
-    if (const std::optional<TextureShape> shape = textureShape(text)) {
+    if (const std::optional<TextureShape> shape = textureShapeNamed(text)) {
         ScalarKind kind = ScalarKind::float_;
         TextureAccess access = TextureAccess::sample;
         if (!arguments.empty()) {
