@@ -47,6 +47,7 @@ struct Presenter::Impl {
     std::mutex mutex; // guards everything below
     std::condition_variable changed;
     VkExtent2D requested{};
+    VkExtent2D askedFor{};      // the request that the surface was last asked to fit
     bool sizeIsInDoubt = false; // the surface's size must be asked for again
     bool isOutOfDate = false;
     std::shared_ptr<Swapchain> swapchain;
@@ -168,14 +169,14 @@ std::shared_ptr<Drawable> Presenter::nextDrawable(std::uint32_t width, std::uint
     {
         const std::lock_guard lock(impl_->mutex);
         if (impl_->isLost || impl_->isStopping || width == 0 || height == 0) return nullptr;
-        const VkExtent2D wanted{width, height};
-        const bool isNew = wanted.width != impl_->requested.width || wanted.height != impl_->requested.height;
+        const bool isAsked = impl_->askedFor.width == width && impl_->askedFor.height == height;
         const bool fits = impl_->swapchain != nullptr && impl_->swapchain->extent.width == width &&
                           impl_->swapchain->extent.height == height;
-        impl_->requested = wanted;
-        // A surface that lags behind its window is asked again at every frame until it has caught up.
+        impl_->requested = {width, height};
+        // A surface that lags behind its window is asked again at every frame until it has caught up. It is drawn into
+        // meanwhile, but not before it was asked once: some follow whatever size they are given.
         if (!fits) impl_->sizeIsInDoubt = true;
-        const bool mustWait = isNew && !fits;
+        const bool mustWait = !isAsked && !fits;
         if (!mustWait && !impl_->isOutOfDate && !impl_->ready.empty()) {
             auto made = std::make_unique<Drawable::Impl>();
             made->presenter = impl_;
@@ -261,6 +262,7 @@ void Presenter::Impl::run() {
 // Asks the surface for its size and makes a new swapchain where that differs. Nothing is outstanding.
 void Presenter::Impl::rebuild(std::unique_lock<std::mutex>& lock) {
     const VkExtent2D wanted = requested;
+    askedFor = wanted;
     const std::shared_ptr<Swapchain> old = swapchain;
     const bool mustRenew = isOutOfDate || old == nullptr;
     sizeIsInDoubt = false;

@@ -410,9 +410,8 @@ void MainWindow::closeEvent(QCloseEvent* event) {
     keepLayout();
     canvas_->setActive(false);
     if (model_.deviceIsBusy()) {
-        // A window that is really closed loses its surface, which waits for the frame in work.
+        // A window that goes loses its surface, which waits for the frame in work: the process ends without that.
         event->ignore();
-        hide();
         QCoreApplication::exit();
         return;
     }

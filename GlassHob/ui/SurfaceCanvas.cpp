@@ -5,6 +5,7 @@
 #include "GPU/Texture.h"
 #include "GlassHob/model/AppModel.h"
 #include "GlassHob/ui/LivePicture.h"
+#include "GlassHob/ui/Theme.h"
 
 #include <QGuiApplication>
 #include <QMouseEvent>
@@ -25,11 +26,14 @@ constexpr std::chrono::milliseconds earlyEnough{2};
 // Milliseconds after which a frame in flight is no longer waited for.
 constexpr qint64 lostAfter = 60;
 
+bool isWayland() {
+    return QGuiApplication::platformName().startsWith(QLatin1String("wayland"));
+}
+
 // Qt's view of the Vulkan instance of a device; null where the platform cannot make surfaces. Lives to the end.
 QVulkanInstance* instanceOf(const gpu::Device& device) {
     static std::map<void*, QVulkanInstance*> known;
-    const QString platform = QGuiApplication::platformName();
-    if (platform != "xcb" && !platform.startsWith("wayland")) return nullptr;
+    if (QGuiApplication::platformName() != QLatin1String("xcb") && !isWayland()) return nullptr;
     void* const native = gpu::nativeInstance(device);
     QVulkanInstance*& instance = known[native];
     if (instance) return instance;
@@ -45,6 +49,10 @@ PictureWindow::PictureWindow(QVulkanInstance* instance) {
     setSurfaceType(QSurface::VulkanSurface);
     setVulkanInstance(instance);
     setFlag(Qt::WindowDoesNotAcceptFocus);
+    // Under Wayland a window that is hidden has no surface. This comes before that is taken away.
+    connect(this, &QWindow::visibleChanged, this, [this](bool isVisible) {
+        if (!isVisible && isWayland()) emit surfaceGoing();
+    });
 }
 
 bool PictureWindow::event(QEvent* event) {
@@ -105,10 +113,10 @@ void SurfaceCanvas::makeWindow() {
 }
 
 // A surface belongs to one device until its presenter is closed, which waits for the frames in flight. So the old
-// window stays, hidden, until that is done elsewhere, and the new device gets a window of its own.
+// window stays, out of sight, until that is done elsewhere, and the new device gets a window of its own.
 void SurfaceCanvas::moveToNewWindow() {
     disconnect(window_, nullptr, this, nullptr);
-    container_->hide();
+    if (!isWayland()) container_->hide(); // where its surface would go with it, the new one covers it
     auto closing = std::make_shared<std::jthread>(
         [this, presenter = std::exchange(presenter_, nullptr), old = container_]() mutable {
             if (presenter) presenter->close();
@@ -217,7 +225,11 @@ void SurfaceCanvas::setPointerHidden(bool hidden) {
 
 void SurfaceCanvas::paintEvent(QPaintEvent*) {
     QPainter painter(this);
-    paintPlaceholder(painter);
+    // Seen round the picture where its surface follows a new size a moment later.
+    if (picture().hasProgram())
+        painter.fillRect(rect(), themed(Role::canvas));
+    else
+        paintPlaceholder(painter);
 }
 
 void SurfaceCanvas::resizeEvent(QResizeEvent* event) {
