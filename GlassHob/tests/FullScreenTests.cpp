@@ -33,6 +33,10 @@ class FullScreenTest : public ShownWindow {
                window->findChild<StatusLine*>()->isVisible() && window->editor()->isVisible();
     }
     void key(Qt::Key key) { QTest::keyClick(window->canvas(), key); }
+    // It fades first.
+    static bool goes(const QWidget* box) {
+        return QTest::qWaitFor([&] { return !box->isVisible(); });
+    }
 
     FullScreen* full = nullptr;
     ManualDelay* stillness = nullptr;
@@ -107,8 +111,8 @@ TEST_F(FullScreenTest, StillnessTakesTheBoxesAndThePointerUntilItMoves) {
     full->enter();
     EXPECT_EQ(stillness->seconds_, 2);
     stillness->elapse();
-    EXPECT_FALSE(full->transport()->isVisible());
-    EXPECT_FALSE(window->sliders()->box()->isVisible());
+    EXPECT_TRUE(goes(full->transport()));
+    EXPECT_TRUE(goes(window->sliders()->box()));
     EXPECT_EQ(window->canvas()->cursor().shape(), Qt::BlankCursor);
     emit window->canvas()->pointerActivity();
     EXPECT_TRUE(full->transport()->isVisible());
@@ -121,7 +125,13 @@ TEST_F(FullScreenTest, StillnessTakesTheBoxesAndThePointerUntilItMoves) {
     EXPECT_TRUE(stillness->isWaiting()) << "asked again later";
     QTest::mouseClick(window->canvas(), Qt::LeftButton);
     stillness->elapse();
-    EXPECT_FALSE(full->transport()->isVisible()) << "a click beside it takes the keyboard away";
+    EXPECT_TRUE(goes(full->transport())) << "a click beside it takes the keyboard away";
+    // Half gone, it comes back.
+    emit window->canvas()->pointerActivity();
+    stillness->elapse();
+    emit window->canvas()->pointerActivity();
+    QTest::qWait(0);
+    EXPECT_TRUE(full->controlsShown() && full->transport()->isVisible());
     // Without sliders there is no box of them.
     model->setText(shader(""));
     model->compileNow();

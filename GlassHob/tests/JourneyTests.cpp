@@ -12,6 +12,7 @@
 #include "GlassHob/ui/MainWindow.h"
 #include "GlassHob/ui/MessageList.h"
 #include "GlassHob/ui/ParameterSlider.h"
+#include "GlassHob/ui/SliderBox.h"
 #include "GlassHob/ui/Theme.h"
 #include "GlassHobRender/tests/MovieReader.h"
 
@@ -176,8 +177,22 @@ TEST_F(Journey, FromOpeningToQuitting) {
     ASSERT_NE(slider, nullptr);
     const int middle = slider->height() / 2;
     hands.drag(slider, {slider->width() / 4, middle}, {slider->width() * 3 / 4, middle});
-    const float red = model->values().at("red");
+    float red = model->values().at("red");
     EXPECT_NEAR(red, 0.75, 0.06);
+    COMES_TRUE(isPicture(red, 0.75));
+
+    // Without the editor the sliders lie over the picture, and are dragged there as well.
+    hands.press("Ctrl+1");
+    COMES_TRUE(window->sliders()->box() != nullptr && slider->window() == window.get() && !editor->isVisible());
+    COMES_TRUE(isPicture(red, 0.75));
+    hands.drag(slider, {slider->width() * 3 / 4, slider->height() / 2}, {slider->width() / 2, slider->height() / 2});
+    const float half = model->values().at("red");
+    EXPECT_NEAR(half, 0.5, 0.06);
+    COMES_TRUE(isPicture(half, 0.75));
+    hands.press("Ctrl+1");
+    COMES_TRUE(editor->isVisible() && window->sliders()->box() == nullptr);
+    hands.drag(slider, {slider->width() / 2, middle}, {slider->width() * 3 / 4, middle});
+    red = model->values().at("red");
     COMES_TRUE(isPicture(red, 0.75));
 
     // A preset is saved from the menu, and comes back after the slider has been elsewhere.

@@ -7,9 +7,11 @@
 #include "GlassHob/ui/Inspector.h"
 #include "GlassHob/ui/MainWindow.h"
 #include "GlassHob/ui/MessageList.h"
+#include "GlassHob/ui/OverPicture.h"
 #include "GlassHob/ui/ParameterRow.h"
 #include "GlassHob/ui/ParameterSlider.h"
 #include "GlassHob/ui/SampleMenu.h"
+#include "GlassHob/ui/SliderBox.h"
 #include "GlassHob/ui/Theme.h"
 
 #include <gtest/gtest.h>
@@ -251,6 +253,36 @@ TEST_P(WindowTest, AFrameThatTakesSecondsLeavesTheWindowAliveAndTheNextShaderCom
     replaceInLine(3, "sin(green + uv.x + float(i))", "0.9");
     EXPECT_TRUE(waitForColor(0.25, 0.9, 6 * patience));
     EXPECT_TRUE(QTest::qWaitFor([&] { return model->deviceTrouble().isEmpty(); }, patience));
+}
+
+TEST_P(WindowTest, ABoxOverThePictureIsSeenAndFades) {
+    model->setShowsEditor(false);
+    SliderBox* box = window->sliders()->box();
+    ASSERT_NE(box, nullptr);
+    const auto colorAt = [&](QPoint place) {
+        const QPoint global = window->mapToGlobal(place);
+        if (GetParam() == Canvas::Kind::readBack) return window->grab().toImage().pixelColor(place);
+        return window->screen()->grabWindow(0, global.x(), global.y(), 1, 1).toImage().pixelColor(0, 0);
+    };
+    const auto isPicture = [&](QPoint place) {
+        const QColor color = colorAt(place);
+        return std::abs(color.redF() - 0.25) < 0.02 && std::abs(color.greenF() - 0.5) < 0.02;
+    };
+    const auto isPanel = [&](QPoint place) { return colorAt(place) == themed(Role::panel); };
+    const auto comes = [&](auto&& what) { return QTest::qWaitFor(what, patience); };
+    const auto inside = [&] { return box->geometry().topLeft() + QPoint(box->width() / 2, 8); };
+    EXPECT_TRUE(comes([&] { return isPanel(inside()) && isPicture(box->geometry().topLeft() - QPoint(2, 2)); }));
+    EXPECT_TRUE(isPicture(box->geometry().topLeft() + QPoint(1, 1))) << "the corners are round";
+    // In another corner, and after the window has had another size.
+    box->setCorner(0);
+    window->resize(900, 600);
+    EXPECT_TRUE(comes([&] { return isPanel(inside()) && isPicture(box->geometry().bottomRight() + QPoint(2, 2)); }));
+    // While it goes it is neither; then the picture is whole.
+    box->over()->fadeOut();
+    EXPECT_TRUE(comes([&] { return !isPanel(inside()); }));
+    EXPECT_TRUE(comes([&] { return !box->isVisible() && isPicture(inside()); }));
+    box->over()->fadeIn();
+    EXPECT_TRUE(comes([&] { return isPanel(inside()); }));
 }
 
 INSTANTIATE_TEST_SUITE_P(Both, WindowTest, ::testing::Values(Canvas::Kind::readBack, Canvas::Kind::surface),

@@ -18,8 +18,8 @@ QRegion roundedRegion(const QSize& size, double radius) {
 }
 
 void paintBox(QPainter& painter, const QRect& box) {
-    painter.fillRect(box, themed(Role::panel));
     painter.setRenderHint(QPainter::Antialiasing);
+    painter.setBrush(themed(Role::panel));
     painter.setPen(QPen(themed(Role::lineStrong), 1));
     painter.drawRoundedRect(QRectF(box).adjusted(0.5, 0.5, -0.5, -0.5), boxRadius, boxRadius);
 }

@@ -1,5 +1,4 @@
-// The shape that the boxes over the picture share: a panel with round corners and a thin edge. A mask gives it the
-// corners, since a surface of its own need not have an alpha channel. Main thread.
+// The shape that the boxes over the picture share: a panel with round corners and a thin edge. Main thread.
 #pragma once
 
 #include <QPainter>

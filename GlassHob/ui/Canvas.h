@@ -7,6 +7,7 @@
 #pragma once
 
 #include <QBasicTimer>
+#include <QImage>
 #include <QWidget>
 
 #include <atomic>
@@ -15,8 +16,6 @@
 #include <functional>
 #include <memory>
 #include <optional>
-
-class QImage;
 
 namespace glasshob {
 
@@ -44,6 +43,18 @@ class Canvas : public QWidget {
     void setActive(bool active);
     // The pointer is not to be seen over the picture.
     virtual void setPointerHidden(bool hidden);
+    // Whether the frames are on a surface that hides widgets over it. Then a box over the picture is given as an image,
+    // which is drawn with the frames. Where that is opaque the surface leaves the pointer, and on some displays the
+    // pixels, to the widget itself.
+    virtual bool hidesWidgets() const { return false; }
+    struct Overlay {
+        QImage image;
+        QRect place; // in this widget
+        double opacity = 1;
+        double radius = 0; // of the corners
+    };
+    virtual void setOverlay(const QObject*, const Overlay&) {}
+    virtual void removeOverlay(const QObject*) {}
     // Draws this moment once more, as it is on the screen, and hands it over on the main thread: nothing when there is
     // no picture or it could not be drawn.
     void capture(std::function<void(std::optional<QImage>)> done);

@@ -2,6 +2,7 @@
 
 #include "GlassHob/model/AppModel.h"
 #include "GlassHob/ui/Canvas.h"
+#include "GlassHob/ui/OverPicture.h"
 #include "GlassHob/ui/PictureActions.h"
 #include "GlassHob/ui/SliderBox.h"
 #include "GlassHob/ui/TransportBox.h"
@@ -118,8 +119,7 @@ void FullScreen::showControls() {
     picture_->setPointerHidden(false);
     if (transport_) {
         transport_->fit();
-        transport_->show();
-        transport_->raise();
+        transport_->over()->fadeIn();
     }
     placeSliders();
     watchSliders();
@@ -131,8 +131,10 @@ void FullScreen::placeSliders() {
     showSliders_->setEnabled(any);
     SliderBox* box = sliders_->box();
     if (!box) return;
-    box->setVisible(any && controlsShown_ && sliders_->shows());
-    if (box->isVisible()) box->raise();
+    if (any && controlsShown_ && sliders_->shows())
+        box->over()->fadeIn();
+    else
+        box->hide();
 }
 
 bool FullScreen::isInUse(const QWidget* box) const {
@@ -150,8 +152,8 @@ void FullScreen::hideControls() {
         return;
     }
     controlsShown_ = false;
-    if (transport_) transport_->hide();
-    if (sliders_->box()) sliders_->box()->hide();
+    if (transport_) transport_->over()->fadeOut();
+    if (sliders_->box()) sliders_->box()->over()->fadeOut();
     picture_->setPointerHidden(true);
 }
 

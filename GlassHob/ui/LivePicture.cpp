@@ -128,6 +128,7 @@ void LivePicture::followDevice() {
     shown_.reset();
     warming_.reset();
     run_.reset();
+    overlays_.followDevice();
     inFlight_.clear();
     watch_.stop();
     slowSeconds_ = 0;
@@ -138,11 +139,11 @@ void LivePicture::followDevice() {
 
 bool LivePicture::encode(gpu::CommandBuffer& commandBuffer, const std::shared_ptr<gpu::Texture>& target) {
     lastTick_ = model_.tick(double(clock_.nsecsElapsed()) * 1e-9);
-    return encodePicture(commandBuffer, target, lastTick_);
+    return encodePicture(commandBuffer, target, lastTick_, &overlays_);
 }
 
 bool LivePicture::encodePicture(gpu::CommandBuffer& commandBuffer, const std::shared_ptr<gpu::Texture>& target,
-                                const PreviewClock::Tick& tick) {
+                                const PreviewClock::Tick& tick, PictureOverlays* overlays) {
     gpu::RenderPassDescriptor pass;
     pass.colorAttachments[0].texture = target;
     pass.colorAttachments[0].clearColor = emptyCanvas;
@@ -175,6 +176,7 @@ bool LivePicture::encodePicture(gpu::CommandBuffer& commandBuffer, const std::sh
     gpu::RenderCommandEncoder* encoder = commandBuffer.makeRenderCommandEncoder(pass);
     if (!encoder) return false;
     shown_->encodePicture(*encoder, uniforms, model_.values(), run_.get());
+    if (overlays) overlays->draw(*encoder, model_.device());
     encoder->endEncoding();
     return true;
 }
@@ -195,7 +197,7 @@ void LivePicture::capture(const QSize& size, std::function<void(std::optional<QI
     // No time has passed since the frame on the screen.
     PreviewClock::Tick tick = lastTick_;
     tick.timeDelta = 0;
-    if (!commandBuffer || !encodePicture(*commandBuffer, texture, tick)) {
+    if (!commandBuffer || !encodePicture(*commandBuffer, texture, tick, nullptr)) {
         answer(std::nullopt);
         return;
     }

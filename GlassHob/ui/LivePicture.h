@@ -10,6 +10,7 @@
 
 #include "GPU/CommandBuffer.h"
 #include "GlassHob/model/PreviewClock.h"
+#include "GlassHob/ui/PictureOverlays.h"
 #include "GlassHobCore/Params.h"
 
 #include <QBasicTimer>
@@ -66,6 +67,8 @@ class LivePicture : public QObject {
     void rest();
 
     AppModel& model() { return model_; }
+    // Drawn over the frames of encode().
+    PictureOverlays& overlays() { return overlays_; }
 
   signals:
     // There is a picture for the first time, or none any more.
@@ -84,7 +87,7 @@ class LivePicture : public QObject {
     void followDevice();
     void followFrames();
     bool encodePicture(gpu::CommandBuffer& commandBuffer, const std::shared_ptr<gpu::Texture>& target,
-                       const PreviewClock::Tick& tick);
+                       const PreviewClock::Tick& tick, PictureOverlays* overlays);
     void show(std::shared_ptr<const ShaderProgram> program);
 
     AppModel& model_;
@@ -107,6 +110,7 @@ class LivePicture : public QObject {
     // What the frame before took, while frames are slow; 0 while they are not.
     double slowSeconds_ = 0;
     PreviewClock::Tick lastTick_{};
+    PictureOverlays overlays_;
 };
 
 } // namespace glasshob

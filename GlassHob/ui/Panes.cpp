@@ -8,6 +8,7 @@
 #include "GlassHob/ui/FrameRate.h"
 #include "GlassHob/ui/GoToLineBar.h"
 #include "GlassHob/ui/MessageList.h"
+#include "GlassHob/ui/OverPicture.h"
 #include "GlassHob/ui/Theme.h"
 #include "GlassHobRender/ShaderProgram.h"
 
@@ -209,9 +210,8 @@ void PreviewPane::placeStrip() {
     strip_->setVisible(!bare_);
     const bool lies = bare_ && Strip::isFailed(model_.state());
     if (lies && !over_) {
-        // A surface of its own, or the picture's would hide it; a child of the window, as the panes have none.
         over_ = new Strip(window());
-        if (canvas_->kind() == Canvas::Kind::surface) over_->setAttribute(Qt::WA_NativeWindow);
+        new OverPicture(over_, canvas_, 0);
         over_->setAttribute(Qt::WA_NoMousePropagation);
         connect(over_, &QObject::destroyed, this, [this] { over_ = nullptr; });
         connect(over_->goTo, &QAbstractButton::clicked, this, &PreviewPane::goToError);

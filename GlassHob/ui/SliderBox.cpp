@@ -2,6 +2,7 @@
 
 #include "GlassHob/ui/BoxShape.h"
 #include "GlassHob/ui/Inspector.h"
+#include "GlassHob/ui/OverPicture.h"
 #include "GlassHob/ui/Theme.h"
 
 #include <QMouseEvent>
@@ -23,9 +24,8 @@ constexpr double mostOfThePicture = 0.6;
 
 SliderBox::SliderBox(Inspector& inspector, Canvas* picture)
     : QWidget(picture->window()), inspector_(inspector), picture_(picture) {
-    if (picture->kind() == Canvas::Kind::surface) setAttribute(Qt::WA_NativeWindow);
+    over_ = new OverPicture(this, picture, boxRadius);
     setAttribute(Qt::WA_NoMousePropagation);
-    setAttribute(Qt::WA_OpaquePaintEvent);
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(1, 1, 1, 1);
     column->addWidget(&inspector_);
@@ -107,7 +107,6 @@ bool SliderBox::eventFilter(QObject* object, QEvent* event) {
 
 void SliderBox::resizeEvent(QResizeEvent* event) {
     QWidget::resizeEvent(event);
-    setMask(roundedRegion(size(), boxRadius));
     inspector_.setMask(roundedRegion(size() - QSize(2, 2), boxRadius - 1));
 }
 

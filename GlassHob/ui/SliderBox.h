@@ -1,9 +1,8 @@
 // The place of the inspector: a pane of the splitter, or a box over the picture while there is no editor or the picture
 // fills the screen. The box lies in a corner of the picture, and can be dragged by its heading to another one.
 //
-// Over a GPU surface it has a window surface of its own, since a plain child would not be seen, and is a child of the
-// window itself: inside the panes it would force surfaces on all of them and the picture's under its pane's.
-// Main thread; SliderPlace stands in the splitter and owns the inspector and the box.
+// It is a child of the window itself, over the panes. Main thread; SliderPlace stands in the splitter and owns the
+// inspector and the box.
 #pragma once
 
 #include "GlassHob/ui/Canvas.h"
@@ -15,6 +14,7 @@ namespace glasshob {
 
 class AppModel;
 class Inspector;
+class OverPicture;
 
 class SliderBox : public QWidget {
     Q_OBJECT
@@ -28,6 +28,8 @@ class SliderBox : public QWidget {
     void setTopInset(int height);
     // Its size for the sliders there are, in its corner.
     void fit();
+    // How it comes and goes.
+    OverPicture* over() const { return over_; }
 
   protected:
     bool eventFilter(QObject* object, QEvent* event) override;
@@ -38,6 +40,7 @@ class SliderBox : public QWidget {
     QRect room() const;
 
     Inspector& inspector_;
+    OverPicture* over_;
     QPointer<QWidget> picture_;
     bool tall_ = false;
     int topInset_ = 0;

@@ -4,6 +4,7 @@
 #include "GPU/Presenter.h"
 #include "GPU/Texture.h"
 #include "GlassHob/model/AppModel.h"
+#include "GlassHob/ui/BoxShape.h"
 #include "GlassHob/ui/LivePicture.h"
 #include "GlassHob/ui/Theme.h"
 
@@ -132,6 +133,7 @@ void SurfaceCanvas::moveToNewWindow() {
     inFlight_ = 0;
     makeWindow();
     window_->create();
+    cutOut();
     showPictureOrPlaceholder();
     // What lies over the picture stays over it.
     window_->lower();
@@ -223,6 +225,31 @@ void SurfaceCanvas::setPointerHidden(bool hidden) {
         window_->unsetCursor();
 }
 
+void SurfaceCanvas::setOverlay(const QObject* of, const Overlay& overlay) {
+    const double ratio = devicePixelRatioF();
+    picture().overlays().set(of,
+                             {overlay.image, (QPointF(overlay.place.topLeft()) * ratio).toPoint(), overlay.opacity});
+    // Its outermost pixels, smooth at the corners, are the frame's.
+    const QRect inside = overlay.place.adjusted(1, 1, -1, -1);
+    QRegion region;
+    if (overlay.opacity == 1 && !overlay.image.isNull())
+        region = roundedRegion(inside.size(), std::max(0.0, overlay.radius - 1)).translated(inside.topLeft());
+    if (std::exchange(boxes_[of], region) != region) cutOut();
+}
+
+void SurfaceCanvas::removeOverlay(const QObject* of) {
+    picture().overlays().remove(of);
+    if (boxes_.erase(of) > 0) cutOut();
+}
+
+void SurfaceCanvas::cutOut() {
+    QRegion whole(QRect(QPoint(0, 0), window_->size()));
+    QRegion rest = whole;
+    for (const auto& [_, region] : boxes_)
+        rest -= region;
+    window_->setMask(rest == whole ? QRegion() : rest);
+}
+
 void SurfaceCanvas::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     // Seen round the picture where its surface follows a new size a moment later.
@@ -234,6 +261,7 @@ void SurfaceCanvas::paintEvent(QPaintEvent*) {
 
 void SurfaceCanvas::resizeEvent(QResizeEvent* event) {
     container_->setGeometry(rect());
+    cutOut();
     Canvas::resizeEvent(event);
 }
 

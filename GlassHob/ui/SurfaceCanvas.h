@@ -9,8 +9,10 @@
 #include "GlassHob/ui/Canvas.h"
 
 #include <QElapsedTimer>
+#include <QRegion>
 #include <QWindow>
 
+#include <map>
 #include <thread>
 #include <vector>
 
@@ -50,6 +52,9 @@ class SurfaceCanvas : public Canvas {
 
     Kind kind() const override { return Kind::surface; }
     void setPointerHidden(bool hidden) override;
+    bool hidesWidgets() const override { return true; }
+    void setOverlay(const QObject* of, const Overlay& overlay) override;
+    void removeOverlay(const QObject* of) override;
 
   protected:
     void drawFrame() override; // from the timer: begins the chain, and mends it where a frame was never shown
@@ -66,7 +71,10 @@ class SurfaceCanvas : public Canvas {
     void showPictureOrPlaceholder();
     void framePresented(bool wasEarly);
     bool drawOneFrame();
+    // Leaves the places of the boxes out of the window.
+    void cutOut();
 
+    std::map<const QObject*, QRegion> boxes_; // those that are opaque
     PictureWindow* window_ = nullptr;
     QWidget* container_ = nullptr;
     std::shared_ptr<gpu::Presenter> presenter_;

@@ -4,6 +4,7 @@
 #include "GlassHob/ui/BoxShape.h"
 #include "GlassHob/ui/Fonts.h"
 #include "GlassHob/ui/FrameRate.h"
+#include "GlassHob/ui/OverPicture.h"
 #include "GlassHob/ui/PictureActions.h"
 #include "GlassHob/ui/Theme.h"
 
@@ -24,9 +25,8 @@ constexpr int margin = 16; // from the picture's edges
 
 TransportBox::TransportBox(AppModel& model, const PictureActions& actions, QAction* showSliders, Canvas* picture)
     : QWidget(picture->window()), model_(model), picture_(picture) {
-    if (picture->kind() == Canvas::Kind::surface) setAttribute(Qt::WA_NativeWindow);
+    over_ = new OverPicture(this, picture, boxRadius);
     setAttribute(Qt::WA_NoMousePropagation);
-    setAttribute(Qt::WA_OpaquePaintEvent);
     setAccessibleName(tr("Transport"));
     setFixedHeight(boxHeight);
     start_ = buttonFor(actions.backToStart, Icon::start, tr("Back to start"));
@@ -108,10 +108,7 @@ void TransportBox::fit() {
     const int wide = sizeHint().width();
     const QRect place(right_ ? room.right() + 1 - margin - wide : room.left() + margin,
                       room.bottom() + 1 - margin - boxHeight, wide, boxHeight);
-    if (place == geometry()) return;
-    const bool resized = place.size() != size();
     setGeometry(place);
-    if (resized) setMask(roundedRegion(size(), boxRadius));
 }
 
 void TransportBox::focusFirst() {

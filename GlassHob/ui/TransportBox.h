@@ -1,7 +1,6 @@
 // The transport over the picture while it fills the screen: back to start, play, one frame, the time and the frame
 // rate, sound, still, sliders, leave. It lies in the lower left corner of the picture, or the right one while something
-// else lies there. A native child of the window where the picture is a GPU surface, as a plain child would not be seen.
-// Main thread; owned by the window.
+// else lies there. Main thread; owned by the window.
 #pragma once
 
 #include "GlassHob/ui/Canvas.h"
@@ -14,6 +13,7 @@ class QAction;
 namespace glasshob {
 
 class AppModel;
+class OverPicture;
 class PictureActions;
 
 class TransportBox : public QWidget {
@@ -24,6 +24,8 @@ class TransportBox : public QWidget {
     void setRight(bool right);
     void fit();
     void focusFirst();
+    // How it comes and goes.
+    OverPicture* over() const { return over_; }
 
   protected:
     bool eventFilter(QObject* object, QEvent* event) override;
@@ -34,6 +36,7 @@ class TransportBox : public QWidget {
     void followClock();
 
     AppModel& model_;
+    OverPicture* over_;
     QPointer<QWidget> picture_;
     ToolButton *start_, *play_;
     TextLine *time_, *rate_;
