@@ -17,7 +17,8 @@
 int main(int argc, char** argv) {
     ::testing::InitGoogleTest(&argc, argv);
     gpu::testing::failOnValidationMessages();
-    qputenv("QT_QPA_PLATFORM", qEnvironmentVariableIsSet("DISPLAY") ? "xcb" : "offscreen");
+    if (qgetenv("QT_QPA_PLATFORM") != "wayland")
+        qputenv("QT_QPA_PLATFORM", qEnvironmentVariableIsSet("DISPLAY") ? "xcb" : "offscreen");
     QApplication application(argc, argv);
     QApplication::setOrganizationName(QStringLiteral("GlassHobTests"));
     QApplication::setApplicationName(QStringLiteral("Glass Hob tests"));

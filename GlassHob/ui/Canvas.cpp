@@ -61,6 +61,10 @@ QSize Canvas::pixelSize() const {
     return QSize(qRound(width() * ratio), qRound(height() * ratio));
 }
 
+QSize Canvas::frameSize() const {
+    return picture_->frameSize();
+}
+
 void Canvas::setActive(bool active) {
     active_ = active;
     updatePacing();

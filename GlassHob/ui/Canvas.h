@@ -34,6 +34,8 @@ class Canvas : public QWidget {
     virtual Kind kind() const = 0;
     // The size of the frames drawn, in pixels.
     QSize pixelSize() const;
+    // Of the last frame that was drawn; follows pixelSize() a moment later.
+    QSize frameSize() const;
     // Frames that have reached the screen since the start.
     std::uint64_t shownFrames() const { return frames_->shown; }
     // Called for every frame shown, with its time, on any thread. For measuring; set before the window is shown.

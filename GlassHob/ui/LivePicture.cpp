@@ -138,6 +138,7 @@ void LivePicture::followDevice() {
 }
 
 bool LivePicture::encode(gpu::CommandBuffer& commandBuffer, const std::shared_ptr<gpu::Texture>& target) {
+    frameSize_ = QSize(int(target->width()), int(target->height()));
     lastTick_ = model_.tick(double(clock_.nsecsElapsed()) * 1e-9);
     return encodePicture(commandBuffer, target, lastTick_, &overlays_);
 }

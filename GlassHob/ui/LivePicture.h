@@ -16,6 +16,7 @@
 #include <QBasicTimer>
 #include <QElapsedTimer>
 #include <QObject>
+#include <QSize>
 
 #include <cstdint>
 #include <deque>
@@ -24,7 +25,6 @@
 #include <optional>
 
 class QImage;
-class QSize;
 
 namespace gpu {
 class CommandQueue;
@@ -67,6 +67,8 @@ class LivePicture : public QObject {
     void rest();
 
     AppModel& model() { return model_; }
+    // Of the last frame of encode().
+    const QSize& frameSize() const { return frameSize_; }
     // Drawn over the frames of encode().
     PictureOverlays& overlays() { return overlays_; }
 
@@ -111,6 +113,7 @@ class LivePicture : public QObject {
     double slowSeconds_ = 0;
     PreviewClock::Tick lastTick_{};
     PictureOverlays overlays_;
+    QSize frameSize_;
 };
 
 } // namespace glasshob

@@ -63,6 +63,10 @@ bool PictureWindow::event(QEvent* event) {
             QPlatformSurfaceEvent::SurfaceAboutToBeDestroyed)
             emit surfaceGoing();
         break;
+    case QEvent::Hide:
+        // What was made for the surface that has gone would be used for the next one: all begins anew when it is shown.
+        if (isWayland()) destroy();
+        break;
     case QEvent::MouseMove: emit pointerMoved(static_cast<QMouseEvent*>(event)->position()); break;
     case QEvent::MouseButtonPress:
         emit pointerMoved(static_cast<QMouseEvent*>(event)->position());
@@ -108,6 +112,7 @@ void SurfaceCanvas::makeWindow() {
     container_->setGeometry(rect());
     container_->hide();
     connect(window_, &PictureWindow::exposedChanged, this, [this] { updatePacing(); });
+    connect(window_, &QWindow::visibleChanged, this, &SurfaceCanvas::cutOut, Qt::QueuedConnection);
     connect(window_, &PictureWindow::surfaceGoing, this, &SurfaceCanvas::closePresenter);
     connect(window_, &PictureWindow::pointerMoved, this, [this](const QPointF& place) { pointerAt(place); });
     connect(window_, &PictureWindow::pressed, this, &Canvas::pressed);
@@ -135,8 +140,6 @@ void SurfaceCanvas::moveToNewWindow() {
     window_->create();
     cutOut();
     showPictureOrPlaceholder();
-    // What lies over the picture stays over it.
-    window_->lower();
 }
 
 void SurfaceCanvas::showPictureOrPlaceholder() {
@@ -147,7 +150,8 @@ void SurfaceCanvas::showPictureOrPlaceholder() {
 }
 
 bool SurfaceCanvas::canDraw() const {
-    return container_->isVisible() && window_->isExposed();
+    // Under Wayland a child of a window that comes on the screen later is not told that it is there, too.
+    return container_->isVisible() && (isWayland() ? window_->isVisible() : window_->isExposed());
 }
 
 bool SurfaceCanvas::ensurePresenter() {
@@ -155,7 +159,10 @@ bool SurfaceCanvas::ensurePresenter() {
     presenter_.reset();
     const VkSurfaceKHR surface = QVulkanInstance::surfaceForWindow(window_);
     if (!surface) return false;
-    auto made = gpu::Presenter::make(picture().model().device(), {std::uint64_t(surface)});
+    // Under Wayland the display's turn never comes while the window cannot be seen, and waiting for it has no end. Our
+    // own pace holds there, and frames do not tear.
+    const auto mode = isWayland() ? gpu::PresentMode::immediate : gpu::PresentMode::vsync;
+    auto made = gpu::Presenter::make(picture().model().device(), {std::uint64_t(surface)}, mode);
     if (!made) return false;
     presenter_ = *made;
     presenter_->setPace(frameInterval);
