@@ -1,10 +1,11 @@
 // How fast frames leave, against doing the same things one after the other.
 //
-// The whole export: 600 frames at the "web" preset, drawn and encoded beside each other, against the time that drawing
-// takes alone and converting and encoding take alone, each with all cores and the encoder's last frames included. The
-// frames alone: the same into a sink that only converts them, against drawing, copying and libswscale in turn. The
-// conversion of one frame against libswscale's. And the memory of a long export: what the process holds after 300 and
-// after 3,000 frames. An argument gives another number of frames, for a quick look; the judged one is 600.
+// The whole export: 600 frames at the "web" preset, in movies of 120, drawn and encoded beside each other, against the
+// time that drawing takes alone and converting and encoding take alone, each with all cores and the encoder's last
+// frames included. The frames alone: the same into a sink that only converts them, against drawing, copying and
+// libswscale in turn. The conversion of one frame against libswscale's. And the memory of a long export: what the
+// process holds after 300 and after 3,000 frames. An argument gives another number of frames, for a quick look; the
+// judged one is 600.
 #include "GPU/Device.h"
 #include "GPU/Texture.h"
 #include "GlassHobRender/FrameConverter.h"
@@ -22,6 +23,7 @@ extern "C" {
 
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <thread>
 #include <unistd.h>
 
@@ -30,7 +32,8 @@ namespace {
 using namespace glasshob;
 
 constexpr std::int64_t judgedFrames = 600;
-constexpr std::int64_t chunk = 60; // frames that the encoder's own run takes from memory at a time
+constexpr std::int64_t chunk = 60;        // frames that the encoder's own run takes from memory at a time
+constexpr std::int64_t movieFrames = 120; // of each of the movies
 constexpr double wholeTarget = 1.0;
 constexpr double framesTarget = 1.2;
 constexpr double conversionTarget = 0.25;
@@ -211,36 +214,47 @@ struct Work {
     }
 };
 
-double secondsOfExport(const Work& work, const VideoExporter::Progress& progress) {
+double secondsOfExport(const Work& work, const std::vector<ExportSegment>& segments,
+                       const VideoExporter::Progress& progress) {
     return bench::milliseconds(
-               [&] { VideoExporter::exportMovie(work.segments, work.preset, work.device, work.path, progress); }) /
+               [&] { VideoExporter::exportMovie(segments, work.preset, work.device, work.path, progress); }) /
            1000;
 }
 
 bool judgeWhole(const Work& work, std::int64_t frames) {
     Stretch together, drawing, encoding;
-    together.add([&] { return 1000 * secondsOfExport(work, [](auto, auto) { return true; }); });
-    const ExportTimeline timeline(work.segments, work.preset.fps);
-    FrameDrawer drawer(timeline, work.preset, work.device);
+    const auto fps = double(work.preset.fps);
     std::vector<std::shared_ptr<gpu::Texture>> textures;
     while (std::int64_t(textures.size()) < std::min(chunk, frames))
         textures.push_back(work.texture());
-    Encoder encoder(work.preset);
-    for (std::int64_t first = 0; first < frames; first += chunk) {
-        const std::int64_t end = std::min(first + chunk, frames);
-        drawing.add([&] {
-            return bench::milliseconds([&] {
-                for (std::int64_t i = first; i < end; ++i)
-                    work.draw(drawer, i, textures[std::size_t(i - first)]);
+    // In turn, so that both meet the same machine; each movie has its beginning and its end on either side.
+    for (std::int64_t start = 0; start < frames; start += movieFrames) {
+        const std::int64_t stop = std::min(start + movieFrames, frames);
+        std::vector<ExportSegment> movie = work.segments;
+        movie.front().start = double(start) / fps;
+        movie.front().duration = double(stop - start) / fps;
+        together.add([&] { return 1000 * secondsOfExport(work, movie, [](auto, auto) { return true; }); });
+        const ExportTimeline timeline(movie, work.preset.fps);
+        std::optional<FrameDrawer> drawer;
+        std::optional<Encoder> encoder;
+        for (std::int64_t first = 0; first < stop - start; first += chunk) {
+            const std::int64_t end = std::min(first + chunk, stop - start);
+            drawing.add([&] {
+                return bench::milliseconds([&] {
+                    if (!drawer) drawer.emplace(timeline, work.preset, work.device);
+                    for (std::int64_t i = first; i < end; ++i)
+                        work.draw(*drawer, i, textures[std::size_t(i - first)]);
+                });
             });
-        });
-        encoding.add([&] {
-            return millisecondsUntilIdle([&] {
-                for (std::int64_t i = first; i < end; ++i)
-                    encoder.encode(*textures[std::size_t(i - first)]);
-                if (end == frames) encoder.finish();
+            encoding.add([&] {
+                return millisecondsUntilIdle([&] {
+                    if (!encoder) encoder.emplace(work.preset);
+                    for (std::int64_t i = first; i < end; ++i)
+                        encoder->encode(*textures[std::size_t(i - first)]);
+                    if (end == stop - start) encoder->finish();
+                });
             });
-        });
+        }
     }
     const double apart = drawing.seconds + encoding.seconds;
     const double ratio = apart / together.seconds;
@@ -258,7 +272,6 @@ bool judgeWhole(const Work& work, std::int64_t frames) {
 bool judgeFrames(const Work& work, std::int64_t frames) {
     ConvertingSink sink(work.preset.width, work.preset.height);
     const ExportTimeline timeline(work.segments, work.preset.fps);
-    FrameDrawer drawer(timeline, work.preset, work.device);
     Scaler scaler(work.preset.width, work.preset.height);
     const auto texture = work.texture();
     const std::size_t rowBytes = std::size_t(work.preset.width) * 4;
@@ -272,6 +285,7 @@ bool judgeFrames(const Work& work, std::int64_t frames) {
             if (!done) giveUp(done.error().c_str());
         });
         plain += bench::milliseconds([&] {
+            FrameDrawer drawer(timeline, work.preset, work.device); // as the other side makes one for each part
             for (std::int64_t i = first; i < end; ++i) {
                 work.draw(drawer, i, texture);
                 texture->getBytes(copy.data(), rowBytes, {0, 0, texture->width(), texture->height()});
@@ -328,7 +342,7 @@ bool judgeMemory(Work work, const std::shared_ptr<const ShaderProgram>& program)
     work.preset.height = 90;
     work.segments = {ExportSegment(program, {}, 0, double(late + 1) / double(work.preset.fps), true, true)};
     double before = 0, after = 0;
-    const double seconds = secondsOfExport(work, [&](std::int64_t done, std::int64_t) {
+    const double seconds = secondsOfExport(work, work.segments, [&](std::int64_t done, std::int64_t) {
         if (done == early) before = residentMegabytes();
         if (done == late) after = residentMegabytes();
         return true;
