@@ -88,9 +88,7 @@ std::expected<void, ExportError> FrameDrawer::draw(std::int64_t number, const st
         encoder->setScissorRect({0, 0, std::uint32_t(preset_.width), std::uint32_t(preset_.height)});
         const std::int64_t wanted = layout->overlayIndex(timeline_.localTime(number));
         const auto last = std::int64_t(layout->overlays.size()) - 1;
-        encoder->setRenderPipelineState(overlay_->pipeline);
-        encoder->setFragmentTexture(layout->overlays.at(std::size_t(std::clamp<std::int64_t>(wanted, 0, last))), 0);
-        encoder->drawPrimitives(gpu::PrimitiveType::triangleStrip, 0, 4);
+        overlay_->draw(*encoder, layout->overlays.at(std::size_t(std::clamp<std::int64_t>(wanted, 0, last))));
     } else {
         segment.program->encodePicture(*encoder, uniforms, segment.values, run_.get());
     }

@@ -1,6 +1,7 @@
 #include "GlassHobRender/OverlayPipeline.h"
 
 #include "GPU/Device.h"
+#include "GPU/Encoders.h"
 #include "GPU/Pipeline.h"
 #include "GlassHobRender/LibraryFromMSL.h"
 
@@ -23,9 +24,10 @@ vertex Corner ov_vertex(uint vid [[vertex_id]]) {
     return {float4(c * 2.0 - 1.0, 0.0, 1.0), float2(c.x, 1.0 - c.y)};
 }
 
-fragment float4 ov_fragment(Corner in [[stage_in]], texture2d<float> image [[texture(0)]]) {
+fragment float4 ov_fragment(Corner in [[stage_in]], texture2d<float> image [[texture(0)]],
+                            constant float& opacity [[buffer(0)]]) {
     constexpr sampler smooth(filter::linear, address::clamp_to_edge);
-    return image.sample(smooth, in.uv);
+    return image.sample(smooth, in.uv) * opacity;
 }
 )";
 
@@ -53,6 +55,14 @@ std::shared_ptr<gpu::RenderPipelineState> makeOverlayPipeline(const std::shared_
 }
 
 OverlayQuad::OverlayQuad(const std::shared_ptr<gpu::Device>& device, gpu::PixelFormat pixelFormat)
-    : pipeline(makeOverlayPipeline(device, quadSource, "ov_vertex", "ov_fragment", pixelFormat)) {}
+    : pipeline_(makeOverlayPipeline(device, quadSource, "ov_vertex", "ov_fragment", pixelFormat)) {}
+
+void OverlayQuad::draw(gpu::RenderCommandEncoder& encoder, const std::shared_ptr<gpu::Texture>& image,
+                       float opacity) const {
+    encoder.setRenderPipelineState(pipeline_);
+    encoder.setFragmentTexture(image, 0);
+    encoder.setFragmentBytes(&opacity, sizeof opacity, 0);
+    encoder.drawPrimitives(gpu::PrimitiveType::triangleStrip, 0, 4);
+}
 
 } // namespace glasshob

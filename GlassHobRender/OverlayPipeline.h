@@ -9,7 +9,9 @@
 
 namespace gpu {
 class Device;
+class RenderCommandEncoder;
 class RenderPipelineState;
+class Texture;
 } // namespace gpu
 
 namespace glasshob {
@@ -18,11 +20,16 @@ std::shared_ptr<gpu::RenderPipelineState> makeOverlayPipeline(const std::shared_
                                                               const char* source, const char* vertexName,
                                                               const char* fragmentName, gpu::PixelFormat pixelFormat);
 
-/// A texture over the whole target, upright, linearly filtered: fragment texture 0, a triangle strip of four vertices.
+/// Lays a texture over the encoder's viewport, upright, linearly filtered: texel on pixel where they are of one size.
 class OverlayQuad {
   public:
     OverlayQuad(const std::shared_ptr<gpu::Device>& device, gpu::PixelFormat pixelFormat);
-    const std::shared_ptr<gpu::RenderPipelineState> pipeline;
+
+    /// `opacity` is 0 to 1.
+    void draw(gpu::RenderCommandEncoder& encoder, const std::shared_ptr<gpu::Texture>& image, float opacity = 1) const;
+
+  private:
+    std::shared_ptr<gpu::RenderPipelineState> pipeline_;
 };
 
 } // namespace glasshob

@@ -3,7 +3,7 @@
 #include "GPU/Device.h"
 #include "GPU/Encoders.h"
 #include "GPU/Texture.h"
-#include "GlassHobRender/ImageOverlay.h"
+#include "GlassHobRender/OverlayPipeline.h"
 
 #include <stdexcept>
 
@@ -48,14 +48,16 @@ void PictureOverlays::draw(gpu::RenderCommandEncoder& encoder, const std::shared
     for (auto& [_, box] : boxes_) {
         if (box.placed.image.isNull() || box.placed.opacity <= 0) continue;
         try {
-            if (!pipeline_) pipeline_ = std::make_unique<ImageOverlay>(device, gpu::PixelFormat::bgra8Unorm);
+            if (!pipeline_) pipeline_ = std::make_unique<OverlayQuad>(device, gpu::PixelFormat::bgra8Unorm);
         } catch (const std::runtime_error&) {
             return; // a device that cannot make it any more: the picture itself tells of that
         }
         if (!box.texture) box.texture = textureOf(box.placed.image, *device);
-        if (box.texture)
-            pipeline_->draw(encoder, box.texture, box.placed.place.x(), box.placed.place.y(),
-                            float(box.placed.opacity));
+        if (!box.texture) continue;
+        const QPoint place = box.placed.place;
+        encoder.setViewport(
+            {double(place.x()), double(place.y()), double(box.texture->width()), double(box.texture->height())});
+        pipeline_->draw(encoder, box.texture, float(box.placed.opacity));
     }
 }
 

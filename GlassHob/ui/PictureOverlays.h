@@ -18,7 +18,7 @@ class Texture;
 
 namespace glasshob {
 
-class ImageOverlay;
+class OverlayQuad;
 
 class PictureOverlays {
   public:
@@ -45,7 +45,7 @@ class PictureOverlays {
         std::shared_ptr<gpu::Texture> texture; // of its image
     };
     std::map<const QObject*, Box> boxes_;
-    std::unique_ptr<ImageOverlay> pipeline_;
+    std::unique_ptr<OverlayQuad> pipeline_;
 };
 
 } // namespace glasshob

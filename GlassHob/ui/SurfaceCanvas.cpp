@@ -236,24 +236,25 @@ void SurfaceCanvas::setOverlay(const QObject* of, const Overlay& overlay) {
     const double ratio = devicePixelRatioF();
     picture().overlays().set(of,
                              {overlay.image, (QPointF(overlay.place.topLeft()) * ratio).toPoint(), overlay.opacity});
-    // Its outermost pixels, smooth at the corners, are the frame's.
-    const QRect inside = overlay.place.adjusted(1, 1, -1, -1);
-    QRegion region;
-    if (overlay.opacity == 1 && !overlay.image.isNull())
-        region = roundedRegion(inside.size(), std::max(0.0, overlay.radius - 1)).translated(inside.topLeft());
-    if (std::exchange(boxes_[of], region) != region) cutOut();
+    const bool isOpaque = overlay.opacity == 1 && !overlay.image.isNull();
+    const Hole hole{isOpaque ? overlay.place : QRect(), overlay.radius};
+    if (std::exchange(holes_[of], hole) != hole) cutOut();
 }
 
 void SurfaceCanvas::removeOverlay(const QObject* of) {
     picture().overlays().remove(of);
-    if (boxes_.erase(of) > 0) cutOut();
+    if (holes_.erase(of) > 0) cutOut();
 }
 
 void SurfaceCanvas::cutOut() {
-    QRegion whole(QRect(QPoint(0, 0), window_->size()));
+    const QRegion whole(QRect(QPoint(0, 0), window_->size()));
     QRegion rest = whole;
-    for (const auto& [_, region] : boxes_)
-        rest -= region;
+    for (const auto& [_, hole] : holes_) {
+        // A box's outermost pixels, smooth at the corners, are the frame's.
+        const QRect inside = hole.place.adjusted(1, 1, -1, -1);
+        if (inside.isEmpty()) continue;
+        rest -= roundedRegion(inside.size(), std::max(0.0, hole.radius - 1)).translated(inside.topLeft());
+    }
     window_->setMask(rest == whole ? QRegion() : rest);
 }
 

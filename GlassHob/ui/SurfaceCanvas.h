@@ -9,7 +9,6 @@
 #include "GlassHob/ui/Canvas.h"
 
 #include <QElapsedTimer>
-#include <QRegion>
 #include <QWindow>
 
 #include <map>
@@ -74,7 +73,12 @@ class SurfaceCanvas : public Canvas {
     // Leaves the places of the boxes out of the window.
     void cutOut();
 
-    std::map<const QObject*, QRegion> boxes_; // those that are opaque
+    struct Hole {
+        QRect place; // empty while its box is not opaque
+        double radius = 0;
+        bool operator==(const Hole&) const = default;
+    };
+    std::map<const QObject*, Hole> holes_;
     PictureWindow* window_ = nullptr;
     QWidget* container_ = nullptr;
     std::shared_ptr<gpu::Presenter> presenter_;
