@@ -13,8 +13,10 @@
 #include <QPainter>
 #include <QPlatformSurfaceEvent>
 #include <QPointer>
+#include <QScreen>
 #include <QVulkanInstance>
 
+#include <cmath>
 #include <map>
 #include <memory>
 
@@ -165,7 +167,7 @@ bool SurfaceCanvas::ensurePresenter() {
     auto made = gpu::Presenter::make(picture().model().device(), {std::uint64_t(surface)}, mode);
     if (!made) return false;
     presenter_ = *made;
-    presenter_->setPace(frameInterval);
+    presenter_->setPace(pace());
     inFlight_ = 0;
     presenter_->setPresentedHandler(
         [count = frames(), self = QPointer(this), generation = generation_](const gpu::PresentedFrame& frame) {
@@ -188,6 +190,14 @@ bool SurfaceCanvas::ensurePresenter() {
             Qt::QueuedConnection);
     });
     return true;
+}
+
+std::chrono::nanoseconds SurfaceCanvas::pace() const {
+    if (!isWayland()) return frameInterval;
+    // Nothing but this sets the pace there: as often as the display shows a picture, or every second time and so on.
+    const double rate = screen()->refreshRate() > 1 ? screen()->refreshRate() : 60;
+    const double turns = std::max(1.0, std::round(rate / 60));
+    return std::chrono::nanoseconds(std::int64_t(1e9 * turns / rate));
 }
 
 void SurfaceCanvas::closePresenter() {

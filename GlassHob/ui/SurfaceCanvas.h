@@ -66,6 +66,7 @@ class SurfaceCanvas : public Canvas {
     void makeWindow();
     void moveToNewWindow();
     bool ensurePresenter();
+    std::chrono::nanoseconds pace() const;
     void closePresenter();
     void showPictureOrPlaceholder();
     void framePresented(bool wasEarly);
