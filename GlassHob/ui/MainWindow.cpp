@@ -65,7 +65,7 @@ constexpr int defaultCodeSize = 13;
 
 MainWindow::MainWindow(AppModel& model, Canvas::Kind canvas) : model_(model) {
     installAccessibleViews();
-    // A box over the picture has a surface of its own; the panes beside it need none.
+    // The picture has a surface of its own; the panes beside it need none.
     QCoreApplication::setAttribute(Qt::AA_DontCreateNativeWidgetSiblings);
     setMinimumSize(leastSize);
     setAttribute(Qt::WA_NativeWindow); // before the picture's child window is made
