@@ -1,5 +1,5 @@
 // FFmpeg's libraries, which are loaded when the first movie is written or read: they bring a hundred others along, and
-// loading those takes a program five times as long as loading all else that it needs to show or draw a picture.
+// loading those takes hob four times as long as loading all else that it needs.
 //
 // Include this instead of FFmpeg's headers. After loadMovieLibrary() has succeeded, the functions of
 // glasshob::movielibrary are FFmpeg's own of the same names and types; one that is not in the list below is not linked.

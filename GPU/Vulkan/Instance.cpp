@@ -269,7 +269,7 @@ Result<Instance*> Instance::shared() {
 }
 
 void Instance::prepareShared() {
-    silenceDeviceSelection(); // no other thread may read the environment meanwhile
+    silenceDeviceSelection(); // here, since the caller may read the environment while the thread runs
     static const std::jthread loader([] { (void)shared(); });
 }
 

@@ -4,7 +4,6 @@
 #include "GlassHob/model/AppModel.h"
 #include "GlassHob/ui/DialogQuestions.h"
 #include "GlassHob/ui/MainWindow.h"
-#include "GlassHob/ui/OverPicture.h"
 #include "GlassHob/ui/SliderBox.h"
 #include "GlassHob/ui/Theme.h"
 

@@ -48,7 +48,7 @@ class Canvas : public QWidget {
     // Whether the frames are on a surface that hides widgets over it. Then a box over the picture is given as an image,
     // which is drawn with the frames. Where that is opaque the surface leaves the pointer, and on some displays the
     // pixels, to the widget itself.
-    virtual bool hidesWidgets() const { return false; }
+    bool hidesWidgets() const { return kind() == Kind::surface; }
     struct Overlay {
         QImage image;
         QRect place; // in this widget

@@ -13,7 +13,8 @@ constexpr int fadeInTime = 180, fadeOutTime = 240; // milliseconds
 
 } // namespace
 
-OverPicture::OverPicture(QWidget* box, Canvas* picture, double radius) : box_(box), picture_(picture), radius_(radius) {
+OverPicture::OverPicture(QWidget* box, Canvas* picture, double radius)
+    : box_(box), picture_(picture), isDrawnWithFrames_(picture->hidesWidgets()), radius_(radius) {
     box->setGraphicsEffect(this);
     box->installEventFilter(this);
     fade_.setStartValue(0.0);
@@ -24,11 +25,7 @@ OverPicture::OverPicture(QWidget* box, Canvas* picture, double radius) : box_(bo
     connect(&fade_, &QVariantAnimation::finished, this, [this] {
         if (opacity_ == 0) box_->hide();
     });
-    if (picture->hidesWidgets()) {
-        // The picture's window may have another place or another scale afterwards.
-        picture->installEventFilter(this);
-        tell();
-    }
+    picture->installEventFilter(this); // its window may move under the box
 }
 
 OverPicture::~OverPicture() {
@@ -57,8 +54,8 @@ void OverPicture::fadeTo(double opacity, int duration) {
 
 void OverPicture::setOpacity(double opacity) {
     opacity_ = opacity;
-    if (picture_ && picture_->hidesWidgets())
-        tell();
+    if (isDrawnWithFrames_)
+        tell(); // with the image that there is
     else
         update();
 }
@@ -66,20 +63,17 @@ void OverPicture::setOpacity(double opacity) {
 void OverPicture::draw(QPainter* painter) {
     QPoint offset;
     const QPixmap pixmap = sourcePixmap(Qt::LogicalCoordinates, &offset, QGraphicsEffect::NoPad);
-    if (picture_ && picture_->hidesWidgets()) {
-        painter->drawPixmap(offset, pixmap);
-        image_ = pixmap.toImage();
-        tell();
-        return;
-    }
     painter->save();
-    painter->setOpacity(opacity_);
+    painter->setOpacity(isDrawnWithFrames_ ? 1 : opacity_);
     painter->drawPixmap(offset, pixmap);
     painter->restore();
+    if (!isDrawnWithFrames_) return;
+    image_ = pixmap.toImage();
+    tell();
 }
 
 void OverPicture::tell() {
-    if (!picture_) return;
+    if (!picture_ || !isDrawnWithFrames_) return;
     if (!box_->isVisible()) {
         picture_->removeOverlay(this);
         return;
@@ -101,7 +95,7 @@ bool OverPicture::eventFilter(QObject* object, QEvent* event) {
     case QEvent::Resize: break;
     default: return false;
     }
-    if (picture_ && picture_->hidesWidgets()) tell();
+    tell();
     return false;
 }
 

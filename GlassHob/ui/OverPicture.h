@@ -33,10 +33,12 @@ class OverPicture : public QGraphicsEffect {
   private:
     void fadeTo(double opacity, int duration);
     void setOpacity(double opacity);
+    // Hands the canvas what is to be drawn with the frames.
     void tell();
 
     QWidget* box_;
     QPointer<Canvas> picture_;
+    bool isDrawnWithFrames_;
     double radius_;
     QImage image_;
     double opacity_ = 1;

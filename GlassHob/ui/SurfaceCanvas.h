@@ -51,7 +51,6 @@ class SurfaceCanvas : public Canvas {
 
     Kind kind() const override { return Kind::surface; }
     void setPointerHidden(bool hidden) override;
-    bool hidesWidgets() const override { return true; }
     void setOverlay(const QObject* of, const Overlay& overlay) override;
     void removeOverlay(const QObject* of) override;
 
