@@ -18,7 +18,7 @@ const std::string head = "#include <metal_stdlib>\nusing namespace metal;\n";
 
 TEST(Language, TheFactsHold) {
     const auto gpu = device();
-    const auto source = ShaderFile::read(RENDER_TEST_DATA "/language-checks.metal");
+    const auto source = ShaderFile::read(CONFORMANCE_DATA "/language-checks.metal");
     ASSERT_TRUE(source);
     const auto made = program(*source, gpu);
     ASSERT_NE(made, nullptr);

@@ -1,7 +1,7 @@
 // The functions of the library's table on integers and bools, exactly, for every kind, shape and with constants for
 // arguments; and the integer operators on every kind, which promote as scalars and wrap as vectors.
 #include "GlassHobRender/tests/Kernels.h"
-#include "GlassHobRender/tests/library/TableKernels.h"
+#include "conformance/library/TableKernels.h"
 
 #include <algorithm>
 #include <bit>

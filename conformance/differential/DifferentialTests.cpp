@@ -1,6 +1,6 @@
 // Random programs, compiled by the host's compiler and by ours: every number that they give must be the same.
 #include "GlassHobRender/tests/Kernels.h"
-#include "GlassHobRender/tests/differential/Prelude.h"
+#include "conformance/differential/Prelude.h"
 
 #include <fstream>
 #include <sstream>

@@ -1,7 +1,7 @@
 // Every function of the library's table that works number by number on floats: each kind, shape and form, with special
 // and random numbers, against the C++ library in double precision. A row of the table without a reference here fails.
-#include "GlassHobRender/tests/library/TableKernels.h"
-#include "GlassHobRender/tests/library/Tolerances.h"
+#include "conformance/library/TableKernels.h"
+#include "conformance/library/Tolerances.h"
 
 #include <gtest/gtest.h>
 

@@ -26,7 +26,7 @@ struct Section {
 };
 
 std::vector<Section> sectionsOf(const std::string& file) {
-    std::ifstream in(std::string(RENDER_TEST_DATA "/") + file);
+    std::ifstream in(std::string(CONFORMANCE_DATA "/") + file);
     EXPECT_TRUE(in) << file;
     std::vector<Section> sections;
     std::string line;

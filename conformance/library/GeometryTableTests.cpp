@@ -1,8 +1,8 @@
 // The functions of the library's table that take whole vectors, matrices or packed words: every kind, size and form,
 // with random arguments, against calculations in double precision.
 #include "GlassHobRender/tests/Kernels.h"
-#include "GlassHobRender/tests/library/TableKernels.h"
-#include "GlassHobRender/tests/library/Tolerances.h"
+#include "conformance/library/TableKernels.h"
+#include "conformance/library/Tolerances.h"
 
 #include <algorithm>
 #include <cmath>

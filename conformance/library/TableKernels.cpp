@@ -1,4 +1,4 @@
-#include "GlassHobRender/tests/library/TableKernels.h"
+#include "conformance/library/TableKernels.h"
 
 #include "GlassHobRender/tests/Kernels.h"
 
