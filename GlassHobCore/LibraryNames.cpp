@@ -2,11 +2,11 @@
 
 #include "GlassHobCore/HostText.h"
 #include "GlassHobCore/TextureMethods.h"
-#include "MSL/ast/TextureTraits.h"
 #include "MSL/builtins/BuiltinTable.h"
 #include "MSL/lex/PredefinedMacros.h"
 #include "MSL/sema/AttributeTable.h"
 #include "MSL/sema/LibraryConstants.h"
+#include "MSL/types/TextureTraits.h"
 
 #include <QStringList>
 

@@ -1,6 +1,6 @@
 #include "GlassHobCore/TextureMethods.h"
 
-#include "MSL/ast/TextureTraits.h"
+#include "MSL/types/TextureTraits.h"
 
 #include <QStringList>
 

@@ -1,7 +1,6 @@
 #include "MSL/Compiler.h"
 
 #include "MSL/ast/Ast.h"
-#include "MSL/ast/Types.h"
 #include "MSL/ir/Ir.h"
 #include "MSL/lex/Identifier.h"
 #include "MSL/lower/Lower.h"
@@ -13,6 +12,7 @@
 #include "MSL/source/SourceManager.h"
 #include "MSL/source/WorkLimit.h"
 #include "MSL/spirv/SpirvWriter.h"
+#include "MSL/types/Types.h"
 
 #include <algorithm>
 #include <limits>
@@ -114,12 +114,12 @@ Reflection reflect(const ir::Module& module, const TranslationUnit& unit) {
         if (decl->name == nullptr) continue;
         StructLayout& out = reflection.structs.emplace_back();
         out.name = decl->name->text;
-        out.size = static_cast<std::uint32_t>(decl->size);
-        out.alignment = decl->alignment;
-        for (const VarDecl* field : decl->fields)
-            out.members.push_back({field->name != nullptr ? std::string(field->name->text) : std::string(),
-                                   typeName(field->type), static_cast<std::uint32_t>(field->offset),
-                                   static_cast<std::uint32_t>(layoutOf(field->type).size)});
+        out.size = static_cast<std::uint32_t>(decl->record->size);
+        out.alignment = decl->record->alignment;
+        for (const Field& field : decl->record->fields)
+            out.members.push_back({std::string(field.name), typeName(field.type),
+                                   static_cast<std::uint32_t>(field.offset),
+                                   static_cast<std::uint32_t>(layoutOf(field.type).size)});
     }
     return reflection;
 }

@@ -4,7 +4,7 @@
 #include "GlassHobCore/LibraryNames.h"
 #include "GlassHobCore/Params.h"
 #include "MSL/Compiler.h"
-#include "MSL/ast/TextureTraits.h"
+#include "MSL/types/TextureTraits.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -20,10 +20,10 @@
 //    been given one.
 #pragma once
 
-#include "MSL/ast/Types.h"
 #include "MSL/builtins/BuiltinId.h"
 #include "MSL/lex/Identifier.h"
 #include "MSL/source/SourceLocation.h"
+#include "MSL/types/Types.h"
 
 #include <cstdint>
 #include <span>
@@ -552,7 +552,6 @@ struct VarDecl : Decl {
     Expr* initializer = nullptr; // or default argument of a parameter, default member initialiser of a field;
                                  // after sema converted to the variable's type, a Construct for class types
     std::uint32_t index = 0;     // parameter or field number
-    std::uint64_t offset = 0;    // sema: byte offset of a field
     Name* scope = nullptr;       // "constant float S::k = 1;": S, and k is the name
     VariableTemplate* variableTemplate = nullptr;
     bool isPack = false;      // the parameter "T... xs"; in an instance one of the parameters that it became
@@ -629,13 +628,10 @@ struct StructDecl : Decl {
     std::span<Decl*> members; // in source order: fields, functions, nested types, static constants
     std::span<TypeSyntax*> bases;
     // sema:
-    std::span<VarDecl*> fields;    // in layout order; a struct without any has one byte without a name
-    std::span<VarDecl*> inherited; // what its names reach through: base classes (empty ones are no fields) and
-                                   // anonymous members
-    std::uint64_t size = 0;
-    std::uint32_t alignment = 1;
-    std::uint32_t nesting = 1;     // structs and arrays inside each other; bounded, so that passes may recurse on types
-    std::uint64_t scalarCount = 0; // scalars, vectors and matrices that it holds in all
+    std::span<VarDecl*> fields;          // in layout order; a struct without any has one byte without a name
+    std::span<VarDecl*> inherited;       // what its names reach through: base classes (empty ones are no fields) and
+                                         // anonymous members
+    Record* record = nullptr;            // the layout that its type has
     bool hasDefaultInitializers = false; // of a member, or of a member's members
     TypeRef type = nullptr;
     StructDecl* definition = nullptr;

@@ -3,8 +3,8 @@
 // functions. Static tables, no set-up, any thread. Sema resolves calls with it; an editor can list and print it.
 #pragma once
 
-#include "MSL/ast/Types.h"
 #include "MSL/builtins/BuiltinId.h"
+#include "MSL/types/Types.h"
 
 #include <cstdint>
 #include <span>

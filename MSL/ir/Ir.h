@@ -9,8 +9,8 @@
 // for one of several variables at run time cannot be expressed, and is refused by lowering at its line; so is
 // recursion.
 //
-// Types are the front end's Type, restricted to: scalars, vectors, packed vectors (in memory only), matrices, arrays,
-// structs (StructDecl::fields), void, and for resource variables textures and samplers; array count 0 is the
+// Types are those of MSL/types, restricted to: scalars, vectors, packed vectors (in memory only), matrices, arrays,
+// structs (Record::fields), void, and for resource variables textures and samplers; array count 0 is the
 // runtime-sized array that a buffer pointer stands for. bool is a logical value; its byte in memory is a writer's
 // matter.
 //
@@ -23,10 +23,10 @@
 #pragma once
 
 #include "MSL/Reflection.h"
-#include "MSL/ast/Types.h"
 #include "MSL/builtins/BuiltinId.h"
 #include "MSL/source/Arena.h"
 #include "MSL/source/SourceLocation.h"
+#include "MSL/types/Types.h"
 
 #include <cstdint>
 #include <deque>

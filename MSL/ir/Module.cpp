@@ -1,4 +1,3 @@
-#include "MSL/ast/Ast.h"
 #include "MSL/ir/Half.h"
 #include "MSL/ir/Ir.h"
 
@@ -60,9 +59,8 @@ TypeRef partType(const TypeTable& types, TypeRef composite, std::uint32_t index)
     case TypeKind::matrix: return types.vector(composite->scalar, composite->rows);
     case TypeKind::array: return valueType(types, composite->element);
     case TypeKind::struct_:
-        return index < composite->structDecl->fields.size()
-                   ? valueType(types, composite->structDecl->fields[index]->type)
-                   : types.error();
+        return index < composite->record->fields.size() ? valueType(types, composite->record->fields[index].type)
+                                                        : types.error();
     default: return types.error();
     }
 }
@@ -73,7 +71,7 @@ std::uint64_t partCount(TypeRef composite) {
     case TypeKind::packedVector:
     case TypeKind::matrix: return composite->columns;
     case TypeKind::array: return composite->count;
-    case TypeKind::struct_: return composite->structDecl->fields.size();
+    case TypeKind::struct_: return composite->record->fields.size();
     default: return 0;
     }
 }

@@ -1,4 +1,3 @@
-#include "MSL/ast/Ast.h"
 #include "MSL/ir/Ir.h"
 
 #include <charconv>
@@ -153,9 +152,9 @@ class Printer {
         for (const Step& step : place.steps) {
             if (step.kind == Step::Kind::member) {
                 out_ += '.';
-                if (type->is(TypeKind::struct_) && step.number < type->structDecl->fields.size() &&
-                    type->structDecl->fields[step.number]->name != nullptr)
-                    out_ += type->structDecl->fields[step.number]->name->text;
+                if (type->is(TypeKind::struct_) && step.number < type->record->fields.size() &&
+                    !type->record->fields[step.number].name.empty())
+                    out_ += type->record->fields[step.number].name;
                 else
                     number(step.number);
                 type = partType(module_.types, type, step.number);

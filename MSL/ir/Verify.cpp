@@ -1,4 +1,3 @@
-#include "MSL/ast/Ast.h"
 #include "MSL/ir/Ir.h"
 
 #include <algorithm>
@@ -113,9 +112,9 @@ class Verifier {
         TypeRef type = place->root->type;
         for (const Step& step : place->steps) {
             if (step.kind == Step::Kind::member) {
-                if (!type->is(TypeKind::struct_) || step.number >= type->structDecl->fields.size())
+                if (!type->is(TypeKind::struct_) || step.number >= type->record->fields.size())
                     return fail(instruction, "a member step into '" + typeName(type) + "'");
-                type = type->structDecl->fields[step.number]->type;
+                type = type->record->fields[step.number].type;
                 continue;
             }
             if (!type->is(TypeKind::array) && !type->isVector() && !type->isMatrix() &&

@@ -110,7 +110,7 @@ Operand Lowering::aggregate(const Construct& expr) {
     }
     const auto fields = type->structDecl->fields;
     const bool isSplit = isOpaque(type);
-    if (type->structDecl->isUnion) return unionValue(expr);
+    if (type->record->isUnion) return unionValue(expr);
     const std::span<Operand> members = module_.arena.makeArray<Operand>(fields.size());
     for (std::size_t i = 0; i < fields.size(); ++i) {
         const Expr* initializer =
@@ -141,7 +141,7 @@ Operand Lowering::aggregate(const Construct& expr) {
 Operand Lowering::defaultValue(TypeRef type, bool isZeroed) {
     if (type->is(TypeKind::void_)) return {};
     const TypeRef plainType = valueType(type);
-    if ((!type->is(TypeKind::struct_) && !type->is(TypeKind::lambda)) || type->structDecl->isUnion)
+    if ((!type->is(TypeKind::struct_) && !type->is(TypeKind::lambda)) || type->record->isUnion)
         return isOpaque(type) ? errorOperand(type) : Operand::ofValue(module_.constantNull(plainType), type);
     const auto fields = type->structDecl->fields;
     const bool isSplit = isOpaque(type);

@@ -87,8 +87,8 @@ void Lowering::describe(CallSignature& signature, const Access& access) {
         if (step.kind == ir::Step::Kind::member) {
             signature.key.push_back(markMember);
             signature.key.push_back(step.number);
-            type = type->is(TypeKind::struct_) && step.number < type->structDecl->fields.size()
-                       ? type->structDecl->fields[step.number]->type
+            type = type->is(TypeKind::struct_) && step.number < type->record->fields.size()
+                       ? type->record->fields[step.number].type
                        : nullptr;
             continue;
         }
@@ -178,8 +178,8 @@ Access Lowering::receive(InstanceParameters& parameters, const Access& access) {
         const ir::Step& old = access.place->steps[i];
         steps[i] = old;
         if (old.kind == ir::Step::Kind::member) {
-            type = type != nullptr && type->is(TypeKind::struct_) && old.number < type->structDecl->fields.size()
-                       ? type->structDecl->fields[old.number]->type
+            type = type != nullptr && type->is(TypeKind::struct_) && old.number < type->record->fields.size()
+                       ? type->record->fields[old.number].type
                        : nullptr;
             continue;
         }

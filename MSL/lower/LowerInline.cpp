@@ -116,7 +116,7 @@ void Lowering::initialiseMembers(FunctionDecl* constructor, const Access& object
         return std::ranges::find_if(
             inits, [&](const FunctionDecl::MemberInit& init) { return init.field == field && init.value != nullptr; });
     };
-    const bool isUnion = type->structDecl->isUnion;
+    const bool isUnion = type->record->isUnion;
     if (isUnion || std::ranges::none_of(type->structDecl->fields,
                                         [&](const VarDecl* field) { return given(field) != inits.end(); })) {
         store(object, defaultValue(type, false), constructor->location);

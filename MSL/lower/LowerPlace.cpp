@@ -184,7 +184,7 @@ Access Lowering::lvalue(const Expr* expr) {
 Access Lowering::memberAccess(const Access& base, const VarDecl* field, SourceLocation at) {
     const std::uint32_t number = field->index;
     Access result;
-    const bool isUnion = base.type->is(TypeKind::struct_) && base.type->structDecl->isUnion;
+    const bool isUnion = base.type->is(TypeKind::struct_) && base.type->record->isUnion;
     if (isUnion && base.kind == Access::Kind::place && isView(base.place))
         return placeAccess(viewOf(base, field->type), field->type);
     if (isUnion && !checkStorable(base.type, at)) return errorAccess(field->type);
@@ -236,9 +236,8 @@ Access Lowering::derivedAccess(const Access& base, TypeRef derived, SourceLocati
         for (const ir::Step& step : base.place->steps)
             types.push_back(types.back() == nullptr              ? nullptr
                             : step.kind == ir::Step::Kind::index ? types.back()->element
-                            : types.back()->is(TypeKind::struct_) &&
-                                    step.number < types.back()->structDecl->fields.size()
-                                ? types.back()->structDecl->fields[step.number]->type
+                            : types.back()->is(TypeKind::struct_) && step.number < types.back()->record->fields.size()
+                                ? types.back()->record->fields[step.number].type
                                 : nullptr);
         for (std::size_t count = base.place->steps.size(); count > 0; --count) {
             if (base.place->steps[count - 1].kind != ir::Step::Kind::member) break;

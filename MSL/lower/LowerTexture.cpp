@@ -1,8 +1,8 @@
 // Textures and samplers: a method of a texture becomes one texture instruction whose operands are named by what they
 // are for. What the language lets a sample leave open is settled here: the level outside of fragment functions, pixel
 // coordinates, the least level of detail.
-#include "MSL/ast/TextureTraits.h"
 #include "MSL/lower/Lowering.h"
+#include "MSL/types/TextureTraits.h"
 
 #include <algorithm>
 

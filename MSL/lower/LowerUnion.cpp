@@ -46,7 +46,7 @@ TypeRef Lowering::carrierOf(TypeRef type) const {
 }
 
 TypeRef Lowering::makeCarrier(TypeRef type) const {
-    if (!type->is(TypeKind::struct_) || !type->structDecl->isUnion) return wordsFor(type);
+    if (!type->is(TypeKind::struct_) || !type->record->isUnion) return wordsFor(type);
     unsigned bits = 32;
     bool isVector = true;
     for (const VarDecl* field : type->structDecl->fields) {
@@ -160,10 +160,10 @@ Operand Lowering::unionValue(const Construct& expr) {
     if (carrier->is(TypeKind::array)) {
         ir::Variable* local = newLocal(carrier, "union");
         builder_.store(builder_.place(local), words);
-        for (std::size_t i = 0; i < expr.arguments.size() && i < expr.type->structDecl->fields.size(); ++i) {
+        for (std::size_t i = 0; i < expr.arguments.size() && i < expr.type->record->fields.size(); ++i) {
             if (expr.arguments[i] == nullptr) continue;
             Value* first = value(expr.arguments[i]);
-            writeBytes(local, expr.type->structDecl->fields[i]->type, uintConstant(0), 0, first);
+            writeBytes(local, expr.type->record->fields[i].type, uintConstant(0), 0, first);
             break;
         }
         return Operand::ofValue(builder_.load(builder_.place(local)), expr.type);

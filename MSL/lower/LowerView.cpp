@@ -94,9 +94,9 @@ Value* Lowering::byteOffset(const ir::Place& place) {
     for (const ir::Step& step : place.steps) {
         std::uint64_t size = 1;
         if (step.kind == ir::Step::Kind::member) {
-            const VarDecl* field = type->structDecl->fields[step.number];
-            fixed += field->offset;
-            type = field->type;
+            const Field& field = type->record->fields[step.number];
+            fixed += field.offset;
+            type = field.type;
             continue;
         }
         const TypeRef element = type->is(TypeKind::array)
@@ -227,9 +227,9 @@ ir::Place* Lowering::atomicPlace(ir::Place* place, ScalarKind kind) {
 
 bool Lowering::holdsUnion(TypeRef type) const {
     if (type->is(TypeKind::array)) return holdsUnion(type->element);
-    if (!type->is(TypeKind::struct_) || type->structDecl == nullptr) return false;
-    return type->structDecl->isUnion ||
-           std::ranges::any_of(type->structDecl->fields, [&](const VarDecl* field) { return holdsUnion(field->type); });
+    if (!type->is(TypeKind::struct_)) return false;
+    return type->record->isUnion ||
+           std::ranges::any_of(type->record->fields, [&](const Field& field) { return holdsUnion(field.type); });
 }
 
 // A union, and what holds one, is copied as its words, if it is made of whole ones.
@@ -257,7 +257,7 @@ namespace {
 // Where part `index` of a value of this type lies in memory.
 std::uint64_t partOffset(TypeRef type, std::uint32_t index) {
     switch (type->kind) {
-    case TypeKind::struct_: return type->structDecl->fields[index]->offset;
+    case TypeKind::struct_: return type->record->fields[index].offset;
     case TypeKind::array:
     case TypeKind::matrix: return layoutOf(type->element).size * index;
     default: return std::uint64_t{byteSize(type->scalar)} * index;
@@ -268,7 +268,7 @@ std::uint64_t partOffset(TypeRef type, std::uint32_t index) {
 
 TypeRef Lowering::partInMemory(TypeRef type, std::uint32_t index) const {
     switch (type->kind) {
-    case TypeKind::struct_: return type->structDecl->fields[index]->type;
+    case TypeKind::struct_: return type->record->fields[index].type;
     case TypeKind::array:
     case TypeKind::matrix: return type->element;
     default: return module_.types.scalar(type->scalar);

@@ -3,8 +3,8 @@
 // (Identifier::declaredAs), since a qualified name or a using directive can still reach them.
 #pragma once
 
-#include "MSL/ast/Types.h"
 #include "MSL/lex/Identifier.h"
+#include "MSL/types/Types.h"
 
 #include <vector>
 

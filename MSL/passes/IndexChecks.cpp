@@ -1,7 +1,5 @@
 #include "MSL/passes/IndexChecks.h"
 
-#include "MSL/ast/Ast.h"
-
 #include <algorithm>
 #include <limits>
 #include <optional>
@@ -390,7 +388,7 @@ class Checker {
         bool isCopied = false;
         for (std::size_t i = 0; i < place->steps.size(); ++i) {
             if (place->steps[i].kind == Step::Kind::member) {
-                type = type->structDecl->fields[place->steps[i].number]->type;
+                type = type->record->fields[place->steps[i].number].type;
                 continue;
             }
             const TypeRef container = type;
@@ -476,7 +474,7 @@ class Checker {
         array->steps = place.steps.first(stepIndex);
         TypeRef type = place.root->type;
         for (const Step& step : array->steps)
-            type = step.kind == Step::Kind::member ? type->structDecl->fields[step.number]->type : type->element;
+            type = step.kind == Step::Kind::member ? type->record->fields[step.number].type : type->element;
         array->type = type;
         Value* one = module_.constantInt(module_.types.uint(), 1);
         Value* length[2] = {builder_.arrayLength(array), one};

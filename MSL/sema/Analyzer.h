@@ -182,6 +182,9 @@ class Analyzer {
     void structure(StructDecl* decl);
     void completeStructure(StructDecl* decl);
     void field(StructDecl* owner, VarDecl* var, std::vector<VarDecl*>& fields);
+    static std::string declaredName(const StructDecl* decl); // as messages print it, with scopes and arguments
+    static std::string declaredName(const EnumDecl* decl);
+    void giveType(StructDecl* decl);
     void layOut(StructDecl* decl);
     void enterStructure(StructDecl* decl);
     VarDecl* findField(const StructDecl* decl, const Identifier* name) const;

@@ -327,7 +327,7 @@ void Analyzer::enumeration(EnumDecl* decl) {
         decl->type = earlier->type;
         if (!decl->enumerators.empty()) earlier->enumerators = decl->enumerators;
     } else {
-        decl->type = types_.enum_(decl, underlying);
+        decl->type = types_.enum_(decl, declaredName(decl), underlying);
         if (decl->name) declare(decl);
     }
     if (decl->isScoped) scopes_.open();

@@ -200,7 +200,7 @@ std::uint64_t Analyzer::countArrayElements(TypeRef element, InitList* list) {
         std::uint64_t count = 1;
         for (; type->is(TypeKind::array); type = type->element)
             count *= type->count;
-        return type->is(TypeKind::struct_) ? count * type->structDecl->scalarCount : count;
+        return type->is(TypeKind::struct_) ? count * type->record->scalarCount : count;
     };
     const std::uint64_t perElement = isAggregate(element) ? std::max<std::uint64_t>(leaves(element), 1) : 1;
     std::uint64_t loose = 0;

@@ -189,7 +189,7 @@ Expr* Analyzer::lambda(Lambda* expr) {
     closure->definition = closure;
     Decl* only[] = {function};
     closure->members = arena_.copy(std::span<Decl* const>(only));
-    closure->type = types_.struct_(closure);
+    giveType(closure);
     function->owner = closure;
     function->parent = closure;
     function->definition = function;

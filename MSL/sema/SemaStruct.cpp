@@ -67,6 +67,54 @@ std::span<FunctionDecl*> Analyzer::constructorsOf(const StructDecl* decl) {
     return arena_.copy(found);
 }
 
+namespace {
+
+constexpr std::size_t longestName = 400;
+
+// Only structs, classes, unions and enumerations show the scopes that they lie in.
+void appendScopes(std::string& out, const Decl* decl, unsigned depth) {
+    if (decl == nullptr || depth > 8) return;
+    if (decl->kind != DeclKind::namespace_ && decl->kind != DeclKind::struct_ && decl->kind != DeclKind::enum_) return;
+    appendScopes(out, decl->parent, depth + 1);
+    if (decl->name != nullptr) {
+        out += decl->name->text;
+        out += "::";
+    }
+}
+
+} // namespace
+
+std::string Analyzer::declaredName(const StructDecl* decl) {
+    if (decl->isLambdaClosure) return "(lambda)";
+    std::string out;
+    appendScopes(out, decl->parent, 0);
+    if (decl->name != nullptr)
+        out += decl->name->text;
+    else
+        out += decl->isUnion ? "(anonymous union)" : "(anonymous struct)";
+    if (decl->instanceArguments.empty()) return out;
+    out += '<';
+    for (const TemplateArgument& argument : decl->instanceArguments) {
+        if (&argument != decl->instanceArguments.data()) out += ", ";
+        if (out.size() > longestName) {
+            out += "...";
+            break;
+        }
+        out += argument.resolvedType != nullptr ? typeName(argument.resolvedType) : std::to_string(argument.value);
+    }
+    return out + '>';
+}
+
+std::string Analyzer::declaredName(const EnumDecl* decl) {
+    std::string out;
+    appendScopes(out, decl->parent, 0);
+    return out + (decl->name != nullptr ? std::string(decl->name->text) : "(anonymous enum)");
+}
+
+void Analyzer::giveType(StructDecl* decl) {
+    decl->type = types_.struct_(decl, declaredName(decl), decl->record);
+}
+
 void Analyzer::structure(StructDecl* decl) {
     if (decl->type) return;
     decl->parent = currentParent_;
@@ -119,7 +167,7 @@ void Analyzer::structure(StructDecl* decl) {
                 templateArgumentValue(decl->specializationArguments[i], decl->location);
         decl->instanceOf = primary;
         decl->instanceArguments = decl->specializationArguments;
-        decl->type = types_.struct_(decl);
+        giveType(decl);
         structSpecializations_[primary].push_back(decl);
         if (decl->isDefinition) completeStructure(decl);
         return;
@@ -150,7 +198,7 @@ void Analyzer::structure(StructDecl* decl) {
             return;
         }
     }
-    decl->type = types_.struct_(decl);
+    giveType(decl);
     decl->definition = decl;
     if (decl->name && !declare(decl)) {
         decl->isInvalid = true;
@@ -354,6 +402,10 @@ void Analyzer::layOut(StructDecl* decl) {
     std::uint64_t offset = 0;
     std::uint64_t size = 0;
     std::uint32_t alignment = 1;
+    Record& record = *decl->record;
+    record.isUnion = decl->isUnion;
+    record.fields = arena_.makeArray<Field>(decl->fields.size());
+    Field* out = record.fields.data();
     for (VarDecl* member : decl->fields) {
         // Each level of arrays and structs counts; an array's elements multiply what they hold.
         TypeRef inner = member->type;
@@ -365,25 +417,25 @@ void Analyzer::layOut(StructDecl* decl) {
             inner = inner->element;
         }
         if (inner->is(TypeKind::struct_)) {
-            count *= inner->structDecl->scalarCount;
-            nesting += inner->structDecl->nesting;
+            count *= inner->record->scalarCount;
+            nesting += inner->record->nesting;
             decl->hasDefaultInitializers = decl->hasDefaultInitializers || inner->structDecl->hasDefaultInitializers;
         }
-        decl->scalarCount += count;
+        record.scalarCount += count;
         decl->hasDefaultInitializers = decl->hasDefaultInitializers || member->initializer;
-        if (nesting > decl->nesting) decl->nesting = nesting;
+        if (nesting > record.nesting) record.nesting = nesting;
         if (nesting > maxTypeNesting && !decl->isInvalid) {
             error(member->location,
                   "types are nested too deeply (more than " + std::to_string(maxTypeNesting) + " levels)");
             decl->isInvalid = true;
-            decl->nesting = 1; // say it once
+            record.nesting = 1; // say it once
             member->type = types_.error();
         }
         Layout layout = layoutOf(member->type);
         if (member->type->is(TypeKind::reference)) layout = {8, 8};
         alignment = std::max(alignment, layout.alignment);
         offset = decl->isUnion ? 0 : (offset + layout.alignment - 1) / layout.alignment * layout.alignment;
-        member->offset = offset;
+        *out++ = {member->name != nullptr ? member->name->text : std::string_view(), member->type, offset};
         offset += layout.size;
         size = std::max(size, offset);
         if (size > maxObjectSize) {
@@ -393,8 +445,9 @@ void Analyzer::layOut(StructDecl* decl) {
             break;
         }
     }
-    decl->alignment = alignment;
-    decl->size = std::max<std::uint64_t>((size + alignment - 1) / alignment * alignment, 1);
+    record.fields = record.fields.first(static_cast<std::size_t>(out - record.fields.data()));
+    record.alignment = alignment;
+    record.size = std::max<std::uint64_t>((size + alignment - 1) / alignment * alignment, 1);
 }
 
 void Analyzer::enterStructure(StructDecl* decl) {

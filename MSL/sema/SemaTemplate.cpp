@@ -462,7 +462,7 @@ TypeRef Analyzer::instantiateStructure(StructDecl* pattern, Name& name) {
     instance->templateParameters = {};
     instance->parent = pattern->parent;
     instance->definition = instance;
-    instance->type = types_.struct_(instance);
+    giveType(instance);
     structInstances_[pattern].push_back(instance);
     if (!chosen->isDefinition) return instance->type;
     ++instantiationDepth_;

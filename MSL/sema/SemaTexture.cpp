@@ -2,8 +2,8 @@
 #include "MSL/sema/Analyzer.h"
 
 #include "MSL/Reflection.h"
-#include "MSL/ast/TextureTraits.h"
 #include "MSL/sema/LibraryConstants.h"
+#include "MSL/types/TextureTraits.h"
 
 namespace msl {
 namespace {

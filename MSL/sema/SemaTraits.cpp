@@ -29,7 +29,6 @@ TypeRef Analyzer::integralConstant(TypeRef type, std::int64_t value) {
     decl->name = identifiers_.get("integral_constant");
     decl->isDefinition = decl->isComplete = true;
     decl->definition = decl;
-    decl->size = 1;
     VarDecl* constant = arena_.make<VarDecl>();
     constant->name = identifiers_.get("value");
     constant->varKind = VarKind::global;
@@ -46,7 +45,8 @@ TypeRef Analyzer::integralConstant(TypeRef type, std::int64_t value) {
     Decl* members[] = {constant, valueType, self};
     decl->members = arena_.copy(std::span<Decl* const>(members));
     fillEmpty(decl);
-    decl->type = types_.struct_(decl);
+    giveType(decl);
+    layOut(decl);
     self->type = decl->type;
     return made = decl->type;
 }
@@ -58,7 +58,6 @@ TypeRef Analyzer::holderOf(TypeRef type) {
     decl->name = identifiers_.get(type ? "type_identity" : "enable_if<false>");
     decl->isDefinition = decl->isComplete = true;
     decl->definition = decl;
-    decl->size = 1;
     if (type) {
         TypeAliasDecl* alias = arena_.make<TypeAliasDecl>();
         alias->name = identifiers_.get("type");
@@ -67,7 +66,8 @@ TypeRef Analyzer::holderOf(TypeRef type) {
         decl->members = arena_.copy(std::span<Decl* const>(members));
     }
     fillEmpty(decl);
-    decl->type = types_.struct_(decl);
+    giveType(decl);
+    layOut(decl);
     return made = decl->type;
 }
 

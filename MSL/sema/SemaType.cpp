@@ -1,6 +1,6 @@
 // From the syntax of a type to the type, and from a name to the type that it means.
-#include "MSL/ast/TextureTraits.h"
 #include "MSL/sema/Analyzer.h"
+#include "MSL/types/TextureTraits.h"
 
 #include <algorithm>
 

@@ -1,5 +1,4 @@
 // The module as a whole, functions, entry points, blocks and control flow.
-#include "MSL/ast/Ast.h"
 #include "MSL/spirv/ModuleWriter.h"
 
 #include <algorithm>

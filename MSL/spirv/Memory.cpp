@@ -1,5 +1,4 @@
 // Variables, places, loads and stores.
-#include "MSL/ast/Ast.h"
 #include "MSL/spirv/ModuleWriter.h"
 
 namespace msl::spirv {
@@ -263,9 +262,9 @@ Id ModuleWriter::fromMemory(TypeRef type, Id stored) {
     if (!changesInMemory(type)) return asm_.result(spv::Op::OpCopyLogical, logicalType(type), {stored});
     if (type->is(TypeKind::struct_) || type->is(TypeKind::array)) {
         Words parts;
-        const std::size_t count = type->is(TypeKind::array) ? type->count : type->structDecl->fields.size();
+        const std::size_t count = type->is(TypeKind::array) ? type->count : type->record->fields.size();
         for (std::uint32_t i = 0; i < count; ++i) {
-            const TypeRef part = type->is(TypeKind::array) ? type->element : type->structDecl->fields[i]->type;
+            const TypeRef part = type->is(TypeKind::array) ? type->element : type->record->fields[i].type;
             parts.push_back(fromMemory(part, asm_.result(spv::Op::OpCompositeExtract, memoryType(part), {stored, i})));
         }
         if (parts.empty()) return nullConstant(type);
@@ -280,9 +279,9 @@ Id ModuleWriter::toMemory(TypeRef type, Id logical) {
     if (!changesInMemory(type)) return asm_.result(spv::Op::OpCopyLogical, memoryType(type), {logical});
     if (type->is(TypeKind::struct_) || type->is(TypeKind::array)) {
         Words parts;
-        const std::size_t count = type->is(TypeKind::array) ? type->count : type->structDecl->fields.size();
+        const std::size_t count = type->is(TypeKind::array) ? type->count : type->record->fields.size();
         for (std::uint32_t i = 0; i < count; ++i) {
-            const TypeRef part = type->is(TypeKind::array) ? type->element : type->structDecl->fields[i]->type;
+            const TypeRef part = type->is(TypeKind::array) ? type->element : type->record->fields[i].type;
             parts.push_back(toMemory(part, asm_.result(spv::Op::OpCompositeExtract, logicalType(part), {logical, i})));
         }
         if (parts.empty()) return asm_.internedConstant(spv::Op::OpConstantNull, memoryType(type), {});

@@ -1,7 +1,7 @@
 // Textures and samplers: their types, and the instructions that read, write and ask them. Devices sample into 32-bit
 // components; half and 16-bit texels are converted on the way.
-#include "MSL/ast/TextureTraits.h"
 #include "MSL/spirv/ModuleWriter.h"
+#include "MSL/types/TextureTraits.h"
 
 namespace msl::spirv {
 

@@ -1,5 +1,4 @@
 // Types and constants.
-#include "MSL/ast/Ast.h"
 #include "MSL/ir/Half.h"
 #include "MSL/spirv/ModuleWriter.h"
 
@@ -42,9 +41,9 @@ bool ModuleWriter::changesInMemory(TypeRef type) {
     case TypeKind::packedVector: return type->scalar == ScalarKind::bool_;
     case TypeKind::array: return changesInMemory(type->element);
     case TypeKind::struct_:
-        for (const VarDecl* field : type->structDecl->fields)
-            if (changesInMemory(field->type)) return true;
-        return type->structDecl->fields.empty();
+        for (const Field& field : type->record->fields)
+            if (changesInMemory(field.type)) return true;
+        return type->record->fields.empty();
     default: return false;
     }
 }
@@ -124,28 +123,28 @@ Id ModuleWriter::memoryType(TypeRef type) {
 }
 
 Id ModuleWriter::structType(TypeRef type, bool inMemory) {
-    const StructDecl& decl = *type->structDecl;
-    if (decl.isUnion) return fail("the union '" + typeName(type) + "' cannot be written");
+    const Record& record = *type->record;
+    if (record.isUnion) return fail("the union '" + typeName(type) + "' cannot be written");
     Words members;
-    for (const VarDecl* field : decl.fields)
-        members.push_back(inMemory ? memoryType(field->type) : logicalType(field->type));
+    for (const Field& field : record.fields)
+        members.push_back(inMemory ? memoryType(field.type) : logicalType(field.type));
     // Drivers refuse structs without members; the one that stands in is never looked at.
     if (members.empty()) members.push_back(inMemory ? memoryType(module_.types.scalar(ScalarKind::uchar)) : uintType());
     const Id id = asm_.newType(spv::Op::OpTypeStruct, members);
     if (inMemory) {
         std::uint32_t number = 0;
-        if (decl.fields.empty()) asm_.memberDecorate(id, 0, spv::Decoration::Offset, {0});
-        for (const VarDecl* field : decl.fields) {
-            asm_.memberDecorate(id, number, spv::Decoration::Offset, {static_cast<std::uint32_t>(field->offset)});
-            decorateMatrixMember(id, number, field->type);
+        if (record.fields.empty()) asm_.memberDecorate(id, 0, spv::Decoration::Offset, {0});
+        for (const Field& field : record.fields) {
+            asm_.memberDecorate(id, number, spv::Decoration::Offset, {static_cast<std::uint32_t>(field.offset)});
+            decorateMatrixMember(id, number, field.type);
             ++number;
         }
     }
-    if (options_.debugNames && decl.name != nullptr) {
-        asm_.name(id, std::string(decl.name->text) + (inMemory ? ".memory" : ""));
+    if (options_.debugNames && !type->name.empty()) {
+        asm_.name(id, std::string(type->name) + (inMemory ? ".memory" : ""));
         std::uint32_t number = 0;
-        for (const VarDecl* field : decl.fields)
-            asm_.memberName(id, number++, field->name != nullptr ? field->name->text : "");
+        for (const Field& field : record.fields)
+            asm_.memberName(id, number++, field.name);
     }
     return id;
 }

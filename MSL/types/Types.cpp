@@ -1,6 +1,4 @@
-#include "MSL/ast/Types.h"
-
-#include "MSL/ast/Ast.h"
+#include "MSL/types/Types.h"
 
 #include <algorithm>
 
@@ -24,8 +22,6 @@ std::uint64_t hashOf(const Type& type) {
                              static_cast<std::uint64_t>(type.pointeeConst));
     hash = combine(hash, pointerBits(type.element));
     hash = combine(hash, type.count);
-    hash = combine(hash, pointerBits(type.structDecl));
-    hash = combine(hash, pointerBits(type.enumDecl));
     return combine(hash, pointerBits(type.parameter));
 }
 
@@ -33,7 +29,7 @@ bool sameType(const Type& a, const Type& b) {
     return a.kind == b.kind && a.scalar == b.scalar && a.columns == b.columns && a.rows == b.rows &&
            a.space == b.space && a.pointeeConst == b.pointeeConst && a.textureShape == b.textureShape &&
            a.textureAccess == b.textureAccess && a.element == b.element && a.count == b.count &&
-           a.structDecl == b.structDecl && a.enumDecl == b.enumDecl && a.parameter == b.parameter;
+           a.parameter == b.parameter;
 }
 
 } // namespace
@@ -148,24 +144,29 @@ TypeRef TypeTable::texture(TextureShape shape, ScalarKind component, TextureAcce
     return intern(type);
 }
 
-TypeRef TypeTable::struct_(StructDecl* decl) {
+TypeRef TypeTable::struct_(StructDecl* decl, std::string_view name, Record*& record) {
+    record = arena_.make<Record>();
     Type type;
     type.kind = TypeKind::struct_;
+    type.name = arena_.copyText(name);
+    type.record = record;
     type.structDecl = decl;
-    return intern(type);
+    return add(type);
 }
 
-TypeRef TypeTable::enum_(EnumDecl* decl, TypeRef underlying) {
+TypeRef TypeTable::enum_(EnumDecl* decl, std::string_view name, TypeRef underlying) {
     Type type;
+    type.name = arena_.copyText(name);
     type.kind = TypeKind::enum_;
     type.enumDecl = decl;
     type.element = underlying;
     type.scalar = underlying->scalar;
-    return intern(type);
+    return add(type);
 }
 
-TypeRef TypeTable::dependent(const TemplateParameterDecl* parameter) {
+TypeRef TypeTable::dependent(const TemplateParameterDecl* parameter, std::string_view name) {
     Type type;
+    type.name = name;
     type.kind = TypeKind::dependent;
     type.parameter = parameter;
     return intern(type);
@@ -202,7 +203,7 @@ Layout layoutOf(TypeRef type) {
         return {element.size * type->count, element.alignment};
     }
     case TypeKind::struct_:
-    case TypeKind::lambda: return {type->structDecl->size, type->structDecl->alignment};
+    case TypeKind::lambda: return {type->record->size, type->record->alignment};
     case TypeKind::enum_: return layoutOf(type->element);
     case TypeKind::pointer:
     case TypeKind::texture:

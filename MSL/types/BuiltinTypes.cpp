@@ -1,5 +1,5 @@
 // The names of the built-in types, taken apart by their regular spelling: prefix, scalar name, "3" or "4x4".
-#include "MSL/ast/Types.h"
+#include "MSL/types/Types.h"
 
 #include <algorithm>
 #include <iterator>

@@ -1,7 +1,6 @@
 // How types read in messages and in the reflection: as a person would write them.
-#include "MSL/ast/Ast.h"
-#include "MSL/ast/TextureTraits.h"
-#include "MSL/ast/Types.h"
+#include "MSL/types/TextureTraits.h"
+#include "MSL/types/Types.h"
 
 namespace msl {
 namespace {
@@ -19,31 +18,6 @@ std::string_view accessName(TextureAccess access) {
 constexpr std::size_t longestName = 400;
 
 void append(std::string& out, TypeRef type, unsigned depth);
-
-// Only structs, classes, unions and enums print their arguments and their scopes.
-void appendScopes(std::string& out, const Decl* decl, unsigned depth) {
-    if (!decl || depth > 8) return;
-    if (decl->kind != DeclKind::namespace_ && decl->kind != DeclKind::struct_ && decl->kind != DeclKind::enum_) return;
-    appendScopes(out, decl->parent, depth + 1);
-    if (decl->name) {
-        out += decl->name->text;
-        out += "::";
-    }
-}
-
-void appendArguments(std::string& out, std::span<TemplateArgument> arguments, unsigned depth) {
-    out += '<';
-    bool isFirst = true;
-    for (const TemplateArgument& argument : arguments) {
-        if (!isFirst) out += ", ";
-        isFirst = false;
-        if (argument.resolvedType)
-            append(out, argument.resolvedType, depth);
-        else
-            out += std::to_string(argument.value);
-    }
-    out += '>';
-}
 
 void append(std::string& out, TypeRef type, unsigned depth) {
     if (!type || depth > 16 || out.size() > longestName) {
@@ -81,24 +55,8 @@ void append(std::string& out, TypeRef type, unsigned depth) {
         }
         return;
     }
-    case TypeKind::struct_: {
-        const StructDecl* decl = type->structDecl;
-        if (decl->isLambdaClosure) {
-            out += "(lambda)";
-            return;
-        }
-        appendScopes(out, decl->parent, 0);
-        if (decl->name)
-            out += decl->name->text;
-        else
-            out += decl->isUnion ? "(anonymous union)" : "(anonymous struct)";
-        if (!decl->instanceArguments.empty()) appendArguments(out, decl->instanceArguments, depth + 1);
-        return;
-    }
-    case TypeKind::enum_:
-        appendScopes(out, type->enumDecl->parent, 0);
-        out += type->enumDecl->name ? type->enumDecl->name->text : std::string_view("(anonymous enum)");
-        return;
+    case TypeKind::struct_:
+    case TypeKind::enum_: out += type->name; return;
     case TypeKind::pointer:
     case TypeKind::reference:
         if (type->pointeeConst && type->space != AddressSpace::constant) out += "const ";
@@ -123,10 +81,7 @@ void append(std::string& out, TypeRef type, unsigned depth) {
         out += scalarName(type->scalar);
         return;
     case TypeKind::overload: out += "<overloaded function type>"; return;
-    case TypeKind::dependent:
-        out += type->parameter && type->parameter->name ? type->parameter->name->text
-                                                        : std::string_view("<dependent type>");
-        return;
+    case TypeKind::dependent: out += !type->name.empty() ? type->name : std::string_view("<dependent type>"); return;
     case TypeKind::auto_: out += "auto"; return;
     case TypeKind::lambda: out += "(lambda)"; return;
     }

@@ -16,6 +16,7 @@
 
 namespace msl {
 
+// The front end's declarations. Types carry them for it; nothing behind lowering looks at them.
 struct StructDecl;
 struct EnumDecl;
 struct TemplateParameterDecl;
@@ -70,7 +71,7 @@ enum class TypeKind : std::uint8_t {
     overload,  // the name of a set of functions, before a call
     dependent, // depends on a template parameter
     auto_,     // to be deduced from the initialiser
-    lambda,    // struct-like closure; structDecl holds the captures
+    lambda,    // struct-like closure; its record holds the captures
 };
 
 enum class TextureShape : std::uint8_t {
@@ -93,6 +94,8 @@ enum class TextureShape : std::uint8_t {
 };
 enum class TextureAccess : std::uint8_t { sample, read, write, readWrite };
 
+struct Record;
+
 struct Type {
     TypeKind kind = TypeKind::error;
     ScalarKind scalar = ScalarKind::float_;    // scalar, vector, packedVector, matrix, atomic; element of a texture
@@ -102,12 +105,16 @@ struct Type {
     bool pointeeConst = false;                 // pointer, reference
     TextureShape textureShape = TextureShape::texture2d;
     TextureAccess textureAccess = TextureAccess::sample;
-    const Type* element = nullptr; // vector, packedVector, matrix (its column type), array, pointer, reference
-    std::uint64_t count = 0;       // array
+    const Type* element = nullptr;  // vector, packedVector, matrix (its column type), array, pointer, reference
+    std::uint64_t count = 0;        // array
+    const Record* record = nullptr; // struct_, lambda
+    std::string_view name;          // struct_, enum_, dependent: as typeName prints it; empty: has none
+    std::uint32_t id = 0;           // dense number in its table, for side tables
+
+    // The front end's.
     StructDecl* structDecl = nullptr;
     EnumDecl* enumDecl = nullptr;                     // element is the underlying type
     const TemplateParameterDecl* parameter = nullptr; // dependent: the parameter when it is just that
-    std::uint32_t id = 0;                             // dense number in its table, for side tables
 
     bool is(TypeKind k) const { return kind == k; }
     bool isScalar() const { return kind == TypeKind::scalar; }
@@ -121,6 +128,23 @@ struct Type {
     unsigned componentCount() const { return kind == TypeKind::matrix ? columns * rows : columns; }
 };
 using TypeRef = const Type*;
+
+// A member of a struct, class, union or closure as memory holds it. Base classes are members too.
+struct Field {
+    std::string_view name; // empty: a base class, an anonymous member, the byte of an empty struct
+    TypeRef type = nullptr;
+    std::uint64_t offset = 0; // in bytes, from where the struct begins
+};
+
+// What a struct, class, union or closure is once its members are known. Until then it has no fields and no size.
+struct Record {
+    std::span<Field> fields; // in layout order; a struct without any has one byte without a name
+    std::uint64_t size = 0;  // with the padding at its end
+    std::uint32_t alignment = 1;
+    std::uint32_t nesting = 1;     // structs and arrays inside each other; bounded, so that passes may recurse on types
+    std::uint64_t scalarCount = 0; // scalars, vectors and matrices that it holds in all
+    bool isUnion = false;
+};
 
 class TypeTable {
   public:
@@ -145,9 +169,12 @@ class TypeTable {
     TypeRef reference(TypeRef referee, AddressSpace space, bool refereeConst);
     TypeRef texture(TextureShape shape, ScalarKind component, TextureAccess access);
     TypeRef atomic(ScalarKind kind) const { return atomics_[static_cast<unsigned>(kind)]; }
-    TypeRef struct_(StructDecl* decl); // one per declaration; lambda closures too
-    TypeRef enum_(EnumDecl* decl, TypeRef underlying);
-    TypeRef dependent(const TemplateParameterDecl* parameter); // null: some other dependent type
+    // One per declaration; lambda closures too. The record is made with it, and filled when the members are known.
+    // Names are copied.
+    TypeRef struct_(StructDecl* decl, std::string_view name, Record*& record);
+    TypeRef enum_(EnumDecl* decl, std::string_view name, TypeRef underlying);
+    // Null: some other dependent type.
+    TypeRef dependent(const TemplateParameterDecl* parameter, std::string_view name = {});
 
     // The same type with another scalar kind (numeric types only).
     TypeRef withScalar(TypeRef numeric, ScalarKind kind) const;

@@ -1,4 +1,4 @@
-#include "MSL/ast/TextureTraits.h"
+#include "MSL/types/TextureTraits.h"
 
 #include <algorithm>
 #include <array>

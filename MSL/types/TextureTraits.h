@@ -2,7 +2,7 @@
 // table, used by every stage that meets a texture. Any thread.
 #pragma once
 
-#include "MSL/ast/Types.h"
+#include "MSL/types/Types.h"
 
 #include <optional>
 #include <span>
