@@ -2,6 +2,7 @@
 
 #include "MSL/ast/Ast.h"
 #include "MSL/ir/Ir.h"
+#include "MSL/legalize/Legalize.h"
 #include "MSL/lex/Identifier.h"
 #include "MSL/lower/Lower.h"
 #include "MSL/parse/Parser.h"
@@ -190,6 +191,10 @@ std::expected<CompiledLibrary, CompileError> compile(std::string_view source, co
     // Before any writer, so that every writer's output is safe.
     checkIndexes(module);
     verify(module, "the index checks", diagnostics);
+
+    // What the writer's target lacks, in terms of what it has.
+    legalize(module, spirv::target());
+    verify(module, "legalizing", diagnostics);
 
     auto words = spirv::write(module, {.debugNames = options.debugNames});
     if (!words) diagnostics.internalError(SourceLocation::atOffset(0), words.error());

@@ -1,7 +1,6 @@
 // Calls of the library. What maps to one operation of the IR becomes a builtin instruction with values for operands; a
 // function that gives back through a reference is taken apart here.
 #include "MSL/builtins/BuiltinTable.h"
-#include "MSL/lower/Library.h"
 #include "MSL/lower/Lowering.h"
 
 #include <string>
@@ -43,12 +42,8 @@ Operand Lowering::callBuiltin(const Call& call) {
         if (!atLeast(2)) break;
         Value* angle = value(call.arguments[0]);
         const Access out = outArgument(call.arguments[1]);
-        const auto half = [&](BuiltinId part) {
-            Value* precise = lowerLibraryCall(builder_, part, type, {&angle, 1}, call.precision);
-            return precise != nullptr ? precise : builder_.builtin(part, type, {&angle, 1}, call.precision);
-        };
-        Value* cosine = half(BuiltinId::cos);
-        Value* sine = half(BuiltinId::sin);
+        Value* cosine = builder_.builtin(BuiltinId::cos, type, {&angle, 1}, call.precision);
+        Value* sine = builder_.builtin(BuiltinId::sin, type, {&angle, 1}, call.precision);
         store(out, Operand::ofValue(cosine, out.type), call.location);
         return plain(sine);
     }
@@ -90,7 +85,6 @@ Operand Lowering::callBuiltin(const Call& call) {
     for (const Expr* argument : call.arguments)
         operands.push_back(value(argument));
     builder_.location = call.location;
-    if (Value* spelledOut = lowerLibraryCall(builder_, id, type, operands, call.precision)) return plain(spelledOut);
     return plain(builder_.builtin(id, type, operands, call.precision));
 }
 

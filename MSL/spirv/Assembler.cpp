@@ -159,7 +159,7 @@ Id Assembler::result(spv::Op op, Id type, std::span<const std::uint32_t> operand
     return id;
 }
 
-Id Assembler::glsl(std::uint32_t instruction, Id type, std::initializer_list<Id> operands) {
+Id Assembler::glsl(std::uint32_t instruction, Id type, std::span<const Id> operands) {
     const Id set = glslInstructions();
     const Id id = newId();
     functions_.push_back(static_cast<std::uint32_t>(operands.size() + 5) << 16 |

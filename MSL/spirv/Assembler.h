@@ -46,7 +46,10 @@ class Assembler {
     void code(spv::Op op, std::span<const std::uint32_t> operands) { emit(functions_, op, operands); }
     Id result(spv::Op op, Id type, std::initializer_list<std::uint32_t> operands);
     Id result(spv::Op op, Id type, std::span<const std::uint32_t> operands);
-    Id glsl(std::uint32_t instruction, Id type, std::initializer_list<Id> operands);
+    Id glsl(std::uint32_t instruction, Id type, std::span<const Id> operands);
+    Id glsl(std::uint32_t instruction, Id type, std::initializer_list<Id> operands) {
+        return glsl(instruction, type, std::span<const Id>(operands.begin(), operands.size()));
+    }
 
     // The first block of a function takes its variables before anything else: they are collected apart and put there
     // by endFunction.

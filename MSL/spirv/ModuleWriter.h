@@ -85,10 +85,7 @@ class ModuleWriter {
     // ---------------------------------------------------------------------- arithmetic (Arithmetic.cpp)
     Id arithmetic(const ir::Instruction& instruction);
     Id comparison(ir::Op op, TypeRef operandType, Id left, Id right);
-    Id shift(const ir::Instruction& instruction);
-    Id divide(bool remainder, TypeRef type, Id left, const ir::Value& divisor);
     Id convert(TypeRef from, TypeRef to, Id value);
-    Id convertToInteger(TypeRef from, TypeRef to, Id value);
 
     // ------------------------------------------------------------------ textures and samplers (Textures.cpp)
     Id imageType(const ir::Variable& variable);
@@ -106,11 +103,8 @@ class ModuleWriter {
 
     // ------------------------------------------------------------------------ built-in functions (Builtins.cpp)
     Id builtin(const ir::Instruction& instruction);
-    Id floatBuiltin(BuiltinId id, TypeRef type, std::span<const Id> operands, std::span<const TypeRef> types);
-    Id integerBuiltin(BuiltinId id, TypeRef type, std::span<const Id> operands, std::span<const TypeRef> types);
-    Id relationalBuiltin(BuiltinId id, TypeRef type, std::span<const Id> operands, std::span<const TypeRef> types);
-    Id geometricBuiltin(BuiltinId id, TypeRef type, std::span<const Id> operands, std::span<const TypeRef> types);
-    Id splat(TypeRef vector, Id scalar);
+    Id floatBuiltin(BuiltinId id, TypeRef type, std::span<const Id> operands, const ir::Value& first);
+    Id integerBuiltin(BuiltinId id, TypeRef type, std::span<const Id> operands, const ir::Value& first);
 
     // Remembers the first thing that the IR should not hold; the module is then not used.
     Id fail(std::string what);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "MSL/ir/Ir.h"
+#include "MSL/legalize/Target.h"
 
 #include <cstdint>
 #include <expected>
@@ -13,6 +14,9 @@ namespace msl::spirv {
 struct WriterOptions {
     bool debugNames = false;
 };
+
+// What a module may hold: legalize() it for this first.
+const Target& target();
 
 // Fails only on what the IR should not hold (a compiler bug); the text then says what.
 std::expected<std::vector<std::uint32_t>, std::string> write(const ir::Module& module, const WriterOptions& options);

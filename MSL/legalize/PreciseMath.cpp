@@ -2,9 +2,9 @@
 // own functions give. They rest on sums and products that are rounded correctly and not contracted, on integers, and on
 // a division and a root that are right to a few units in the last place; none needs a fused multiply-add. Everything is
 // branch-free and works on vectors.
-#include "MSL/lower/Library.h"
+#include "MSL/legalize/Functions.h"
 
-#include "MSL/lower/Numbers.h"
+#include "MSL/legalize/Numbers.h"
 
 #include <cmath>
 #include <numbers>
@@ -69,7 +69,7 @@ struct Parts {
 Parts split(const Number& x) {
     const Number bits = magnitudeBits(x);
     const Number isSubnormal = bits < 0x00800000;
-    const Number shift = choose(isSubnormal, device(BuiltinId::clz, {bits}) - 8, 0);
+    const Number shift = choose(isSubnormal, call(BuiltinId::clz, {bits}) - 8, 0);
     const Number mantissa = ((bits << shift) & 0x7FFFFF) | 0x800000;
     const Number exponent = choose(isSubnormal, 1 - shift.to(intKind), (bits >> 23).to(intKind)) - 127;
     return {mantissa, exponent};
@@ -80,7 +80,7 @@ Number powerOfTwo(const Number& exponent) { // -126 ... 127
 }
 // x * 2^exponent for x near one, rounded once: to infinity, zero and subnormal numbers too.
 Number scaled(const Number& x, const Number& exponent) {
-    const Number bounded = device(BuiltinId::clamp, {exponent, exponent.constant(-250), exponent.constant(250)});
+    const Number bounded = call(BuiltinId::clamp, {exponent, exponent.constant(-250), exponent.constant(250)});
     const Number half = bounded >> 1;
     return x * powerOfTwo(half) * powerOfTwo(bounded - half);
 }
@@ -118,7 +118,7 @@ Number quotient(const Number& a, const Number& b) {
     return first + ((a - back.high) - back.low) / b;
 }
 Number root(const Number& x) {
-    const Number first = device(BuiltinId::sqrt, {x});
+    const Number first = call(BuiltinId::sqrt, {x});
     const Pair square = productOf(first, first);
     return choose(isZero(x), x, first + ((x - square.high) - square.low) / (first + first));
 }
@@ -134,11 +134,11 @@ Number divide(const Number& x, const Number& y) {
     const Number fromA = a.mantissa.to(floatKind);
     const Number fromB = b.mantissa.to(floatKind);
     const Number estimate = fromA / fromB * choose(isLess, fromA.constant(0x1p24), 0x1p23);
-    Number result = device(BuiltinId::rint, {estimate}).to(longKind);
+    Number result = call(BuiltinId::rint, {estimate}).to(longKind);
     const Number divisor = b.mantissa.to(longKind);
     const Number dividend = a.mantissa.to(longKind) << shift.to(longKind);
     const Number off = (dividend - result * divisor).to(floatKind) / fromB;
-    result = result + device(BuiltinId::rint, {off}).to(longKind);
+    result = result + call(BuiltinId::rint, {off}).to(longKind);
     const Number twice = (dividend - result * divisor) * 2;
     result = result + choose(twice > divisor, twice.constant(1), 0) - choose(twice < -divisor, twice.constant(1), 0);
     const Number exponent = a.exponent - b.exponent - (shift.to(intKind) - 23);
@@ -159,8 +159,8 @@ Parts splitEven(const Number& x) {
 
 Number squareRoot(const Number& x) {
     const auto [mantissa, halfExponent] = splitEven(x);
-    const Number estimate = device(BuiltinId::sqrt, {mantissa.to(floatKind) * 0x1p-23}) * 0x1p23;
-    Number result = device(BuiltinId::rint, {estimate}).to(longKind);
+    const Number estimate = call(BuiltinId::sqrt, {mantissa.to(floatKind) * 0x1p-23}) * 0x1p23;
+    Number result = call(BuiltinId::rint, {estimate}).to(longKind);
     const Number target = mantissa.to(longKind) << 23;
     for (int round = 0; round < 4; ++round) {
         const Number rest = target - result * result;
@@ -173,8 +173,8 @@ Number squareRoot(const Number& x) {
 
 Number inverseRoot(const Number& x) {
     const auto [mantissa, halfExponent] = splitEven(x);
-    const Number estimate = device(BuiltinId::rsqrt, {mantissa.to(floatKind) * 0x1p-23}) * 0x1p24;
-    Number result = device(BuiltinId::rint, {estimate}).to(longKind);
+    const Number estimate = call(BuiltinId::rsqrt, {mantissa.to(floatKind) * 0x1p-23}) * 0x1p24;
+    Number result = call(BuiltinId::rint, {estimate}).to(longKind);
     const Number factor = mantissa.to(longKind);
     // The result is right when (result +- 1/2)^2 * mantissa lies on both sides of 2^71. Four times that is 2^73, which
     // is nothing modulo 2^64, and the differences are small enough to have their sign there.
@@ -202,9 +202,9 @@ Number fusedMultiplyAdd(const Number& x, const Number& y, const Number& z) {
     // Both count units of 2^(exponent - 60) now.
     const Number productExponent = choose(product == 0, -500, a.exponent + b.exponent);
     const Number addendExponent = choose(addend == 0, -500, c.exponent - 1);
-    const Number exponent = device(BuiltinId::max, {productExponent, addendExponent});
+    const Number exponent = call(BuiltinId::max, {productExponent, addendExponent});
     const auto aligned = [&](const Number& bits, const Number& own) {
-        const Number by = device(BuiltinId::min, {exponent - own, exponent.constant(63)}).to(ulongKind);
+        const Number by = call(BuiltinId::min, {exponent - own, exponent.constant(63)}).to(ulongKind);
         const Number kept = bits >> by;
         return kept | choose((kept << by) != bits, kept.constant(1), 0);
     };
@@ -215,13 +215,13 @@ Number fusedMultiplyAdd(const Number& x, const Number& y, const Number& z) {
     const Number sum = negated(aligned(product, productExponent), productSign != 0) +
                        negated(aligned(addend, addendExponent), isNegative(z));
     const Number size = choose(sum < 0, 0 - sum, sum).as(ulongKind);
-    const Number top = device(BuiltinId::clz, {(size >> 32).to(uintKind)});
-    const Number zeros = choose((size >> 32) == 0, device(BuiltinId::clz, {size.to(uintKind)}) + 32, top).to(intKind);
+    const Number top = call(BuiltinId::clz, {(size >> 32).to(uintKind)});
+    const Number zeros = choose((size >> 32) == 0, call(BuiltinId::clz, {size.to(uintKind)}) + 32, top).to(intKind);
     // 24 bits and the rest, rounded to even; a subnormal result keeps fewer.
     const Number resultExponent = exponent + 3 - zeros; // of the leading bit
-    const Number missing = device(BuiltinId::clamp, {-126 - resultExponent, zeros.constant(0), zeros.constant(23)});
+    const Number missing = call(BuiltinId::clamp, {-126 - resultExponent, zeros.constant(0), zeros.constant(23)});
     const Number drop = (missing + 40).to(ulongKind);
-    const Number normal = size << device(BuiltinId::min, {zeros, zeros.constant(63)}).to(ulongKind);
+    const Number normal = size << call(BuiltinId::min, {zeros, zeros.constant(63)}).to(ulongKind);
     const Number kept = normal >> drop;
     const Number rest = normal - (kept << drop);
     const Number half = rest.constant(1) << (drop - 1);
@@ -245,10 +245,10 @@ Number remainderTruncated(const Number& x, const Number& y) {
     const Parts a = split(x);
     const Parts b = split(y);
     const Number divisor = b.mantissa.to(ulongKind);
-    Number left = device(BuiltinId::max, {a.exponent - b.exponent, a.exponent.constant(0)});
+    Number left = call(BuiltinId::max, {a.exponent - b.exponent, a.exponent.constant(0)});
     Number rest = a.mantissa.to(ulongKind) % divisor;
     for (int round = 0; round < 8; ++round) {
-        const Number step = device(BuiltinId::min, {left, left.constant(39)});
+        const Number step = call(BuiltinId::min, {left, left.constant(39)});
         rest = (rest << step.to(ulongKind)) % divisor;
         left = left - step;
     }
@@ -280,8 +280,8 @@ Reduced exponential(const Number& x, double base) {
     const double logarithm = std::log(base);
     const double step = std::numbers::ln2 / logarithm;
     const double limit = 300 * step;
-    const Number bounded = device(BuiltinId::clamp, {x, x.constant(-limit), x.constant(limit)});
-    const Number whole = device(BuiltinId::rint, {bounded * (1 / step)});
+    const Number bounded = call(BuiltinId::clamp, {x, x.constant(-limit), x.constant(limit)});
+    const Number whole = call(BuiltinId::rint, {bounded * (1 / step)});
     Number rest = bounded - whole * upperPart(step);
     if (base != 2) rest = rest - whole * (step - upperPart(step));
     if (base != std::numbers::e) rest = rest * logarithm;
@@ -351,12 +351,12 @@ Number powerOf(const Number& x, const Number& y, bool isReal) {
     const Pair sum = sumOf(exponent, small.high);
     const Pair logarithm = quickSum(sum.high, sum.low + small.low);
     // Past 2^40 the result is over- or underflow whatever y is.
-    const Number bounded = device(BuiltinId::clamp, {y, y.constant(-0x1p40), y.constant(0x1p40)});
+    const Number bounded = call(BuiltinId::clamp, {y, y.constant(-0x1p40), y.constant(0x1p40)});
     const Pair raised = productOf(bounded, logarithm.high);
     const Pair total = quickSum(raised.high, raised.low + bounded * logarithm.low);
-    const Number high = device(BuiltinId::clamp, {total.high, y.constant(-300.0), y.constant(300.0)});
+    const Number high = call(BuiltinId::clamp, {total.high, y.constant(-300.0), y.constant(300.0)});
     const Number low = choose(high == total.high, total.low, 0.0);
-    const Number whole = device(BuiltinId::rint, {high});
+    const Number whole = call(BuiltinId::rint, {high});
     const Number factor = exponentialSeries(((high - whole) + low) * std::numbers::ln2);
     Number value = scaled(factor, whole.to(intKind));
 
@@ -373,8 +373,8 @@ Number powerOf(const Number& x, const Number& y, bool isReal) {
         return choose(either(either(anyNan, isBelow), isUndefined), notANumber(x), choose(isZero(y), 1.0, value));
     }
     const Number size = magnitude(y);
-    const Number isWhole = either(size >= 0x1p23, device(BuiltinId::trunc, {y}) == y);
-    const Number small24 = device(BuiltinId::fmin, {size, size.constant(0x1p24)});
+    const Number isWhole = either(size >= 0x1p23, call(BuiltinId::trunc, {y}) == y);
+    const Number small24 = call(BuiltinId::fmin, {size, size.constant(0x1p24)});
     const Number isOdd = both(both(isWhole, size < 0x1p24), (small24.to(intKind) & 1) != 0);
     value = withSign(value, choose(isOdd, signOf(x), 0));
     const Number isUndefined = both(both(isBelow, isNot(isWhole)), isNot(isInfinite(x)));
@@ -395,7 +395,7 @@ Angle reduceAngle(const Number& x) {
                                   0xF534DDC0, 0xDB629599, 0x3C439041, 0xFE5163AB};
     const Parts parts = split(x);
     // The first of four words, and how far into it, so that what lies above is a multiple of four quadrants.
-    const Number position = device(BuiltinId::max, {parts.exponent + 31, parts.exponent.constant(0)}).as(uintKind);
+    const Number position = call(BuiltinId::max, {parts.exponent + 31, parts.exponent.constant(0)}).as(uintKind);
     const Number word = position >> 5;
     const Number shift = position & 31;
     const auto wordAt = [&](unsigned offset) {
@@ -455,7 +455,7 @@ Number tangent(const Number& x) {
 // Half turns: the nearest multiple of 1/2 leaves an exact rest.
 Angle reduceTurn(const Number& x) {
     const Number bounded = choose(magnitude(x) >= 0x1p24, withSign(x.constant(0.0), signOf(x)), x);
-    const Number nearest = device(BuiltinId::rint, {bounded + bounded});
+    const Number nearest = call(BuiltinId::rint, {bounded + bounded});
     return {nearest.to(intKind), (bounded - nearest * 0.5) * std::numbers::pi};
 }
 // The sine of whole half turns has the argument's sign.
@@ -491,7 +491,7 @@ Number arcSeries(const Number& t) {
 Number arcTangent(const Number& x) {
     const Number size = magnitude(x);
     const Number isFar = size > 1.0;
-    const Number bounded = device(BuiltinId::fmin, {size, size.constant(0x1p60)});
+    const Number bounded = call(BuiltinId::fmin, {size, size.constant(0x1p60)});
     const Number value = arcSeries(choose(isFar, quotient(x.constant(1.0), choose(isFar, bounded, 1.0)), size));
     const Number whole = choose(isFar, (halfPiLow - value) + halfPiHigh, value);
     return choose(isNan(x), x, withSign(whole, signOf(x)));
@@ -520,7 +520,7 @@ struct ArcSine {
 ArcSine arcSineParts(const Number& x) {
     const Number size = magnitude(x);
     const Number isUpper = size > 0.5;
-    const Number bounded = device(BuiltinId::fmin, {size, size.constant(1.0)});
+    const Number bounded = call(BuiltinId::fmin, {size, size.constant(1.0)});
     const Number z = choose(isUpper, (1.0 - bounded) * 0.5, bounded * bounded);
     const Number base = choose(isUpper, root(z), size);
     return {isUpper, base + base * arcSineTail(z)};
@@ -565,7 +565,7 @@ Number hyperbolicTangent(const Number& x) {
     const Number isSmall = size < 0.75;
     const Number isTiny = magnitudeBits(x) < 0x39000000;
     const Number small = quotient(hyperbolicSineSeries(x), choose(isSmall, cosine, 1.0));
-    const Number bounded = device(BuiltinId::fmin, {size, size.constant(12.0)});
+    const Number bounded = call(BuiltinId::fmin, {size, size.constant(12.0)});
     const Number large = 1.0 - 2.0 / (power(bounded + bounded, std::numbers::e) + 1.0);
     const Number value = choose(isTiny, x, choose(isSmall, small, withSign(large, signOf(x))));
     return choose(isNan(x), x, value);

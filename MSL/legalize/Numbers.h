@@ -1,6 +1,7 @@
 // Arithmetic on IR values written as arithmetic: functions of the library that no device has are spelled out with it.
 // A Number is a value beside the builder that computes with it; constants take the type of the number they meet. Every
-// step is marked precise, so that no device contracts it. Lives as long as the builder; used by one thread.
+// step with an exact number is marked precise, so that no device contracts it. Lives as long as the builder; used by
+// one thread.
 #pragma once
 
 #include "MSL/ir/Ir.h"
@@ -13,10 +14,16 @@ namespace msl {
 
 class Number {
   public:
-    Number(ir::Builder& builder, ir::Value* value) : builder(&builder), value(value) {}
+    enum class Contraction : std::uint8_t { never, allowed };
+
+    Number(ir::Builder& builder, ir::Value* value, Contraction contraction = Contraction::never)
+        : builder(&builder), value(value), contraction(contraction) {}
 
     ir::Builder* builder;
     ir::Value* value;
+    Contraction contraction;
+
+    Number with(ir::Value* other) const { return {*builder, other, contraction}; }
 
     TypeRef type() const { return value->type; }
     TypeTable& types() const { return builder->module.types; }
@@ -25,23 +32,22 @@ class Number {
     template <typename T>
         requires std::is_arithmetic_v<T>
     Number constant(T number) const {
-        if (isFloating(type()->scalar))
-            return {*builder, builder->module.constantFloat(type(), static_cast<double>(number))};
-        return {*builder, builder->module.constantInt(type(), static_cast<std::int64_t>(number))};
+        if (isFloating(type()->scalar)) return with(builder->module.constantFloat(type(), static_cast<double>(number)));
+        return with(builder->module.constantInt(type(), static_cast<std::int64_t>(number)));
     }
-    Number to(ScalarKind kind) const { return {*builder, builder->convert(types().withScalar(type(), kind), value)}; }
-    Number as(ScalarKind kind) const { return {*builder, builder->bitcast(types().withScalar(type(), kind), value)}; }
+    Number to(ScalarKind kind) const { return with(builder->convert(types().withScalar(type(), kind), value)); }
+    Number as(ScalarKind kind) const { return with(builder->bitcast(types().withScalar(type(), kind), value)); }
     // In the shape of another number.
     Number like(const Number& other) const {
         if (!type()->isScalar() || !other.type()->isVector()) return *this;
-        return {*builder, builder->splat(types().vector(type()->scalar, other.type()->columns), value)};
+        return with(builder->splat(types().vector(type()->scalar, other.type()->columns), value));
     }
-    Number operator[](std::uint32_t component) const { return {*builder, builder->extract(value, component)}; }
+    Number operator[](std::uint32_t component) const { return with(builder->extract(value, component)); }
 
     static Number binary(ir::Op op, TypeRef result, const Number& a, const Number& b) {
         ir::Value* made = a.builder->binary(op, result, a.value, b.value);
-        if (made->definition != nullptr) made->definition->isPrecise = true;
-        return {*a.builder, made};
+        if (made->definition != nullptr && a.contraction == Contraction::never) made->definition->isPrecise = true;
+        return a.with(made);
     }
     static Number arithmetic(ir::Op op, const Number& a, const Number& b) { return binary(op, a.type(), a, b); }
     static Number comparison(ir::Op op, const Number& a, const Number& b) {
@@ -83,10 +89,10 @@ MSL_NUMBER_OPERATOR(>=, comparison, greaterEqual)
 #undef MSL_NUMBER_OPERATOR
 
 inline Number operator-(const Number& a) {
-    return {*a.builder, a.builder->unary(ir::Op::neg, a.value)};
+    return a.with(a.builder->unary(ir::Op::neg, a.value));
 }
 inline Number operator~(const Number& a) {
-    return {*a.builder, a.builder->unary(ir::Op::bitNot, a.value)};
+    return a.with(a.builder->unary(ir::Op::bitNot, a.value));
 }
 // On conditions.
 inline Number both(const Number& a, const Number& b) {
@@ -96,11 +102,11 @@ inline Number either(const Number& a, const Number& b) {
     return Number::arithmetic(ir::Op::logicalOr, a, b);
 }
 inline Number isNot(const Number& a) {
-    return {*a.builder, a.builder->unary(ir::Op::logicalNot, a.value)};
+    return a.with(a.builder->unary(ir::Op::logicalNot, a.value));
 }
 
 inline Number choose(const Number& condition, const Number& yes, const Number& no) {
-    return {*yes.builder, yes.builder->select(condition.value, yes.value, no.value)};
+    return yes.with(yes.builder->select(condition.value, yes.value, no.value));
 }
 template <PlainNumber T>
 Number choose(const Number& condition, const Number& yes, T no) {
@@ -111,14 +117,14 @@ Number choose(const Number& condition, T yes, const Number& no) {
     return choose(condition, no.constant(yes), no);
 }
 
-// A function of the device, with a result of the first operand's type.
-inline Number device(BuiltinId id, std::initializer_list<Number> operands) {
+// A function of the library, with a result of the first operand's type.
+inline Number call(BuiltinId id, std::initializer_list<Number> operands) {
     ir::Value* values[4] = {};
     std::size_t count = 0;
     for (const Number& operand : operands)
         values[count++] = operand.value;
     const Number& first = *operands.begin();
-    return {*first.builder, first.builder->builtin(id, first.type(), {values, count})};
+    return first.with(first.builder->builtin(id, first.type(), {values, count}));
 }
 
 // The polynomial with these coefficients, the constant one first.
