@@ -130,20 +130,4 @@ gpu::LibraryDescriptor libraryDescriptor(msl::CompiledLibrary library, std::stri
     return descriptor;
 }
 
-bool mayDiscardPixels(const std::vector<std::uint32_t>& spirv) {
-    constexpr std::size_t headerWords = 5;
-    constexpr std::uint32_t opKill = 252;
-    constexpr std::uint32_t opTerminateInvocation = 4416;
-    constexpr std::uint32_t opDemoteToHelperInvocation = 5380;
-    for (std::size_t at = headerWords; at < spirv.size();) {
-        const std::uint32_t operation = spirv[at] & 0xffffU;
-        const std::uint32_t words = spirv[at] >> 16;
-        if (operation == opKill || operation == opTerminateInvocation || operation == opDemoteToHelperInvocation)
-            return true;
-        if (words == 0) return true; // not a module that can be read: expect the worst
-        at += words;
-    }
-    return false;
-}
-
 } // namespace glasshob

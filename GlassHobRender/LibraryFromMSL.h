@@ -10,7 +10,4 @@ namespace glasshob {
 /// Takes the module out of `library`.
 gpu::LibraryDescriptor libraryDescriptor(msl::CompiledLibrary library, std::string label);
 
-/// Whether a module has an instruction that leaves a pixel as it was.
-bool mayDiscardPixels(const std::vector<std::uint32_t>& spirv);
-
 } // namespace glasshob

@@ -79,7 +79,8 @@ ShaderProgram::ShaderProgram(std::string_view source, const std::shared_ptr<gpu:
     params_ = std::move(compiled->assembled.params);
     kind_ = compiled->assembled.kind();
     warnings_ = std::move(compiled->library.warnings);
-    coversTarget_ = !mayDiscardPixels(compiled->library.spirv);
+    const msl::EntryPoint* fragment = compiled->library.reflection.entryPoint(ShaderAssembler::fragmentEntry);
+    coversTarget_ = fragment != nullptr && !fragment->mayDiscard;
     const std::shared_ptr<gpu::Library> library =
         orThrow(device->makeLibrary(libraryDescriptor(std::move(compiled->library), "shader")));
 

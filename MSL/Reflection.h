@@ -113,6 +113,8 @@ struct EntryPoint {
     std::vector<StageVariable> outputs;
     std::array<std::uint32_t, 3> localSize = {1, 1, 1}; // kernels: default; specialisation constants 0, 1, 2 set it
     std::vector<ThreadgroupArgument> threadgroupArguments;
+    bool mayDiscard = false;            // fragment: it does not write every pixel that it covers
+    bool usesDerivatives = false;       // fragment: derivatives, or samples that take their level from them
     std::uint32_t threadgroupBytes = 0; // kernels: without the arguments whose length the host sets
 };
 

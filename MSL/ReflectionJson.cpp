@@ -196,6 +196,10 @@ std::string toJson(const Reflection& reflection) {
             json.close(']');
             json.member("threadgroupBytes", entry.threadgroupBytes);
         }
+        if (entry.stage == Stage::fragment) {
+            json.member("mayDiscard", entry.mayDiscard);
+            json.member("usesDerivatives", entry.usesDerivatives);
+        }
         json.close('}');
     }
     json.close(']');

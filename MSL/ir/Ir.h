@@ -19,7 +19,8 @@
 // matrix; a loop's condition is "if_(condition) {} else { break_ }" at the start of its body; a block behind which
 // nothing can run ends in unreachable; a union is its 32-bit words.
 //
-// Ownership: everything lives in the Arena handed to the Module. Blocks are intrusive lists so that passes can insert.
+// Ownership: everything that a module refers to, types and names included, lives in its own arena; the text and the
+// tree that it was made from may go. Blocks are intrusive lists so that passes can insert.
 #pragma once
 
 #include "MSL/Reflection.h"
@@ -51,7 +52,8 @@ struct Value {
     std::uint32_t id = 0; // dense in its module; writers use it to index side tables
     // constant: a scalar's bits (float and half: the bits of that format; bool 0 or 1; integers sign- or
     // zero-extended), or the parts of a vector (scalars), matrix (columns), array or struct; a null composite has no
-    // parts (all zero). specialization: the number of a scalar that the host sets when it makes a pipeline.
+    // parts (all zero). specialization: component bits % 8 of [[function_constant(bits / 8)]], which the host sets
+    // when it makes a pipeline; component 7 is a bool, whether it did.
     std::uint64_t bits = 0;
     std::span<Value* const> parts;
     Instruction* definition = nullptr; // result: the instruction that makes it
@@ -114,13 +116,12 @@ struct Variable {
     Value* initializer = nullptr; // constantTable: required. local: optional constant it starts with (else undefined)
 
     // resources
-    BindingKind bindingKind = BindingKind::uniformBuffer;
-    std::uint32_t set = 0;
-    std::uint32_t binding = 0;
-    std::uint32_t metalIndex = 0;
-    std::int32_t argumentBuffer = -1; // the buffer index of the argument buffer that it is a member of
+    Stage stage = Stage::vertex;                 // of the function that takes it: indices count apart for each
+    AddressSpace space = AddressSpace::constant; // buffer: constant or device
+    std::uint32_t metalIndex = 0;                // [[buffer(n)]], [[texture(n)]] ...; [[id(n)]] in an argument buffer
+    std::int32_t argumentBuffer = -1;            // the buffer index of the argument buffer that it is a member of
     bool isWritable = false;
-    bool isAliased = false;     // another buffer variable has the same binding
+    bool isAliased = false;     // another buffer variable stands for the same memory
     TypeRef declared = nullptr; // a buffer that is words here: what the source says lies there
     bool isConstexprSampler = false;
     SamplerState samplerState;
@@ -298,6 +299,8 @@ struct Entry {
     std::vector<Variable*>* interface = nullptr; // every input, output and resource that the source declares for it
     bool earlyFragmentTests = false;
     bool usesDepthOutput = false;
+    bool mayDiscard = false;            // fragment: some path discards
+    bool usesDerivatives = false;       // fragment: derivatives, or samples that take their level from them
     std::uint64_t threadgroupBytes = 0; // of the threadgroup variables with a size of their own
 };
 
@@ -310,14 +313,17 @@ struct FunctionConstant {
 
 class Module {
   public:
-    Module(Arena& arena, TypeTable& types);
+    Module();
+    Module(const Module&) = delete;
+    Module& operator=(const Module&) = delete;
 
-    Arena& arena;
-    TypeTable& types;
+    Arena arena;
+    mutable TypeTable types{arena};   // interns: asking for a type changes nothing that anyone sees
     std::vector<Function*> functions; // callees before callers
     std::vector<Entry*> entries;      // in source order
     std::vector<Variable*> globals;   // everything but locals and pointer parameters
     std::vector<FunctionConstant> functionConstants;
+    std::vector<TypeRef> structs; // every complete struct of the text that has a name, in source order
 
     Value* constantScalar(TypeRef scalar, std::uint64_t bits);
     Value* constantFloat(TypeRef scalarOrVector, double value);     // half or float; splat for vectors
@@ -326,8 +332,9 @@ class Module {
     Value* constantComposite(TypeRef type, std::span<Value* const> parts);
     Value* constantNull(TypeRef type);
     Value* undefined(TypeRef type);
-    Value* specialization(TypeRef scalar, std::uint32_t number); // zero unless the host sets it
+    Value* specialization(TypeRef scalar, std::uint32_t index, std::uint32_t component); // zero unless the host sets it
     Value* newValue(Value::Kind kind, TypeRef type);
+    // Names are copied.
     Variable* newVariable(Variable::Kind kind, TypeRef type, std::string_view name);
     Function* newFunction(std::string_view name, TypeRef returnType); // not yet in `functions`: append it when complete
     Entry* newEntry(std::string_view name, Stage stage);

@@ -78,7 +78,7 @@ std::uint64_t partCount(TypeRef composite) {
 
 // --------------------------------------------------------------------------------------------------------- module
 
-Module::Module(Arena& theArena, TypeTable& theTypes) : arena(theArena), types(theTypes) {
+Module::Module() {
     constants_.reserve(256);
 }
 
@@ -94,7 +94,7 @@ Variable* Module::newVariable(Variable::Kind kind, TypeRef type, std::string_vie
     auto* variable = arena.make<Variable>();
     variable->kind = kind;
     variable->type = type;
-    variable->name = name;
+    variable->name = arena.copyText(name);
     variable->id = nextVariable_++;
     if (kind != Variable::Kind::local && kind != Variable::Kind::pointerParameter) globals.push_back(variable);
     return variable;
@@ -103,7 +103,7 @@ Variable* Module::newVariable(Variable::Kind kind, TypeRef type, std::string_vie
 // The vectors that functions and entries grow live in the module's lists, which are destroyed with it.
 Function* Module::newFunction(std::string_view name, TypeRef returnType) {
     auto* function = arena.make<Function>();
-    function->name = name;
+    function->name = arena.copyText(name);
     function->id = nextFunction_++;
     function->returnType = returnType;
     function->locals = &variableLists_.emplace_back();
@@ -113,7 +113,7 @@ Function* Module::newFunction(std::string_view name, TypeRef returnType) {
 
 Entry* Module::newEntry(std::string_view name, Stage stage) {
     auto* entry = arena.make<Entry>();
-    entry->name = name;
+    entry->name = arena.copyText(name);
     entry->stage = stage;
     entry->interface = &variableLists_.emplace_back();
     entries.push_back(entry);
@@ -195,7 +195,8 @@ Value* Module::undefined(TypeRef type) {
     return newValue(Value::Kind::undefined, type);
 }
 
-Value* Module::specialization(TypeRef scalar, std::uint32_t number) {
+Value* Module::specialization(TypeRef scalar, std::uint32_t index, std::uint32_t component) {
+    const std::uint64_t number = std::uint64_t{index} * functionConstantIds + component;
     const std::uint64_t hash = mix(scalar->id, 0x5BEC000000000000ULL + number);
     const auto [begin, end] = constants_.equal_range(hash);
     for (auto at = begin; at != end; ++at)

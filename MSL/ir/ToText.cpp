@@ -181,9 +181,12 @@ class Printer {
         case Variable::Kind::buffer:
         case Variable::Kind::texture:
         case Variable::Kind::sampler:
-            out_ += " set " + std::to_string(variable.set) + " binding " + std::to_string(variable.binding);
-            if (variable.kind == Variable::Kind::buffer)
-                out_ += variable.bindingKind == BindingKind::uniformBuffer ? " uniform" : " storage";
+            if (variable.argumentBuffer >= 0) out_ += " of buffer " + std::to_string(variable.argumentBuffer);
+            out_ += " index " + std::to_string(variable.metalIndex);
+            if (variable.kind == Variable::Kind::buffer) {
+                out_ += ' ';
+                out_ += spaceName(variable.space);
+            }
             if (variable.isWritable) out_ += " writable";
             break;
         case Variable::Kind::input:

@@ -17,8 +17,7 @@ ir::Function* PreciseForms::instance(ir::Builder& builder, BuiltinId id, TypeRef
     for (const Form& form : forms_)
         if (form.id == id && form.type == type) return form.function;
     ir::Module& module = builder.module;
-    const std::string name = "precise::" + std::string(builtinName(id));
-    ir::Function* made = module.newFunction(module.arena.copyText(name), type);
+    ir::Function* made = module.newFunction("precise::" + std::string(builtinName(id)), type);
     made->parameters = module.arena.makeArray<Value*>(parameterCount);
     for (Value*& parameter : made->parameters)
         parameter = module.newValue(Value::Kind::parameter, type);

@@ -28,6 +28,8 @@ Lowering::Lowering(ir::Module& module, Diagnostics& diagnostics, WorkLimit& limi
 }
 
 void Lowering::run(const TranslationUnit& unit) {
+    for (const StructDecl* decl : unit.structs)
+        if (decl->name != nullptr) module_.structs.push_back(decl->type);
     assignLocations(unit);
     for (FunctionDecl* function : unit.entryPoints)
         if (!diagnostics_.isFull() && !isTooDeep_) entry(function);

@@ -28,8 +28,7 @@ Operand Lowering::callBuiltin(const Call& call) {
         const auto* variable = static_cast<const VarDecl*>(static_cast<const NameRef*>(call.arguments[0])->decl);
         const auto index = functionConstantIndex(variable);
         if (!index) break;
-        return plain(module_.specialization(type, functionConstantIdBase + *index * functionConstantIds +
-                                                      functionConstantDefinedId));
+        return plain(module_.specialization(type, *index, functionConstantDefinedId));
     }
     case BuiltinId::discardFragment:
         needStage(StageNeed::fragment, "discard_fragment", call.location);

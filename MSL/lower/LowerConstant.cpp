@@ -20,7 +20,6 @@ Access Lowering::globalAccess(VarDecl* variable, SourceLocation at) {
         if (variable->samplerState == nullptr)
             return variable->initializer != nullptr ? lvalue(variable->initializer) : errorAccess(type);
         ir::Variable* sampler = module_.newVariable(ir::Variable::Kind::sampler, type, nameOf(variable));
-        sampler->bindingKind = BindingKind::constexprSampler;
         sampler->isConstexprSampler = true;
         sampler->samplerState = *variable->samplerState;
         facts.access = heldAccess(resourceOperand(sampler, type));
@@ -105,7 +104,7 @@ std::optional<std::uint32_t> Lowering::functionConstantIndex(const VarDecl* vari
         const auto index = static_cast<std::uint32_t>(static_cast<const IntLiteral*>(attribute.arguments[0])->value);
         const auto known = std::ranges::find(module_.functionConstants, index, &ir::FunctionConstant::index);
         if (known == module_.functionConstants.end())
-            module_.functionConstants.push_back({nameOf(variable), variable->type, index});
+            module_.functionConstants.push_back({module_.arena.copyText(nameOf(variable)), variable->type, index});
         else if (known->name != nameOf(variable))
             diagnostics_.error(variable->location, "function constant " + std::to_string(index) + " is already '" +
                                                        std::string(known->name) + "'");
@@ -116,11 +115,10 @@ std::optional<std::uint32_t> Lowering::functionConstantIndex(const VarDecl* vari
 
 // Scalars are numbers that the host sets; a vector is made of them where it is used.
 ir::Value* Lowering::functionConstant(const VarDecl* variable, std::uint32_t index) {
-    const std::uint32_t first = functionConstantIdBase + index * functionConstantIds;
     const TypeRef scalar = module_.types.scalar(variable->type->scalar);
     Value* parts[4] = {};
     for (std::uint32_t i = 0; i < variable->type->columns && i < 4; ++i)
-        parts[i] = module_.specialization(scalar, first + i);
+        parts[i] = module_.specialization(scalar, index, i);
     return variable->type->isVector() ? builder_.construct(variable->type, {parts, variable->type->columns}) : parts[0];
 }
 

@@ -18,8 +18,6 @@ struct Lowering::EntryState {
 
 namespace {
 
-constexpr std::uint32_t maxUniformBytes = 16384; // what every device takes
-
 const Attribute* findAttribute(std::span<const Attribute> attributes, std::string_view name) {
     for (const Attribute& attribute : attributes)
         if (attribute.name != nullptr && attribute.name->text == name) return &attribute;
@@ -348,14 +346,11 @@ ir::Variable* Lowering::bufferVariable(const ResourceSlot& slot, TypeRef type, S
     const TypeRef held = isWords ? module_.types.array(module_.types.uint(), 0) : declared;
     ir::Variable* variable = module_.newVariable(ir::Variable::Kind::buffer, held, slot.name);
     if (isWords) variable->declared = declared;
-    variable->set = slot.set;
-    variable->binding = slot.binding;
+    variable->stage = slot.stage;
+    variable->space = type->space;
     variable->metalIndex = slot.index;
     variable->argumentBuffer = slot.argumentBuffer;
     variable->isWritable = type->space == AddressSpace::device && !type->pointeeConst;
-    const bool isUniform = type->space == AddressSpace::constant && !isPointer && !isWords &&
-                           layoutOf(type->element).size <= maxUniformBytes;
-    variable->bindingKind = isUniform ? BindingKind::uniformBuffer : BindingKind::storageBuffer;
     return variable;
 }
 
@@ -395,8 +390,7 @@ Operand Lowering::argumentBuffer(EntryState& state, VarDecl* parameter, std::uin
         }
         const std::string name = std::string(nameOf(parameter)) + "." + std::string(nameOf(field));
         const ResourceSlot slot{.name = module_.arena.copyText(name),
-                                .set = state.stage == Stage::fragment ? 1U : 0U,
-                                .binding = argumentBufferBindingBase + index * argumentBufferBindings + nextId,
+                                .stage = state.stage,
                                 .index = nextId,
                                 .argumentBuffer = static_cast<std::int32_t>(index)};
         nextId += static_cast<std::uint32_t>(count);
@@ -451,12 +445,7 @@ Access Lowering::resourceParameter(EntryState& state, VarDecl* parameter) {
     const std::uint32_t index = numberOf(findAttribute(parameter->attributes, isTexture   ? "texture"
                                                                               : isSampler ? "sampler"
                                                                                           : "buffer"));
-    const ResourceSlot slot{.name = nameOf(parameter),
-                            .set = state.stage == Stage::fragment ? 1U : 0U,
-                            .binding = index + (isTexture   ? textureBindingBase
-                                                : isSampler ? samplerBindingBase
-                                                            : 0),
-                            .index = index};
+    const ResourceSlot slot{.name = nameOf(parameter), .stage = state.stage, .index = index};
     if (isTexture || isSampler) {
         ir::Variable* variable = resourceVariable(slot, type);
         variable->attribute = module_.arena.copyText(attributeText(parameter->attributes));

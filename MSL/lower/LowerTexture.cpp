@@ -14,7 +14,6 @@ using ir::Value;
 
 namespace {
 
-constexpr std::uint32_t fragmentSet = 1;
 constexpr std::uint32_t maxConstexprSamplers = argumentBufferBindingBase - constexprSamplerBindingBase;
 
 bool isOption(BuiltinId id) {
@@ -79,24 +78,22 @@ ir::Place* Lowering::texturePlace(const Operand& texture) {
     return texture.value != nullptr ? builder_.placeIndex(place, texture.value, texture.type) : place;
 }
 
-// A constexpr sampler is made once for each set that a texture lies in, so that it is found beside the texture. Pixel
+// A constexpr sampler is made once for the textures of each stage, so that a writer can keep it beside them. Pixel
 // coordinates are translated, so the sampler itself always takes normalised ones.
-ir::Variable* Lowering::constexprSampler(const ir::Variable& written, std::uint32_t set, SourceLocation at) {
+ir::Variable* Lowering::constexprSampler(const ir::Variable& written, Stage stage, SourceLocation at) {
     SamplerState state = written.samplerState;
     state.normalizedCoordinates = true;
     std::uint32_t count = 0;
     for (ir::Variable* known : constexprSamplers_) {
-        if (known->set != set) continue;
+        if (known->stage != stage) continue;
         if (known->samplerState == state) return known;
         ++count;
     }
     if (count == maxConstexprSamplers) diagnostics_.error(at, "too many constexpr samplers");
     ir::Variable* sampler = module_.newVariable(ir::Variable::Kind::sampler, written.type, written.name);
-    sampler->bindingKind = BindingKind::constexprSampler;
     sampler->isConstexprSampler = true;
     sampler->samplerState = state;
-    sampler->set = set;
-    sampler->binding = constexprSamplerBindingBase + std::min(count, maxConstexprSamplers - 1);
+    sampler->stage = stage;
     constexprSamplers_.push_back(sampler);
     return sampler;
 }
@@ -105,7 +102,7 @@ void Lowering::addSampler(TextureCall& made, const Expr* expr) {
     const Operand sampler = resourceOf(expr, false);
     if (sampler.kind != Operand::Kind::resource) return;
     if (sampler.resource->isConstexprSampler) {
-        made.sampler = constexprSampler(*sampler.resource, made.place->root->set, expr->location);
+        made.sampler = constexprSampler(*sampler.resource, made.place->root->stage, expr->location);
         made.isPixelAddressed = !sampler.resource->samplerState.normalizedCoordinates;
         made.isNearest = sampler.resource->samplerState.magFilter == SamplerState::Filter::nearest;
         return;
@@ -244,7 +241,7 @@ void Lowering::sampleOperands(TextureCall& made, const Call& call) {
 
 bool Lowering::texelOperands(TextureCall& made, const Call& call) {
     const TextureTraits shape = textureTraits(made.texture->textureShape);
-    const bool isStorage = made.place->root->bindingKind == BindingKind::storageTexture;
+    const bool isStorage = isReachedAsMemory(made.texture);
     std::size_t next = 0;
     if (call.builtin == BuiltinId::textureWrite) made.add(TextureOperand::texel, value(call.arguments[next++]));
     if (shape.isCube && !isStorage) {
@@ -285,8 +282,8 @@ Operand Lowering::callTexture(const Call& call) {
     TextureCall made;
     made.texture = texture.type;
     made.place = texturePlace(texture);
-    made.isFragment = texture.resource->set == fragmentSet;
-    const bool isStorage = texture.resource->bindingKind == BindingKind::storageTexture;
+    made.isFragment = texture.resource->stage == Stage::fragment;
+    const bool isStorage = isReachedAsMemory(made.texture);
     switch (call.builtin) {
     case BuiltinId::textureSample:
     case BuiltinId::textureSampleCompare:
@@ -341,22 +338,10 @@ ir::Variable* Lowering::resourceVariable(const ResourceSlot& slot, TypeRef type)
     const bool isTexture = element->is(TypeKind::texture);
     ir::Variable* variable =
         module_.newVariable(isTexture ? ir::Variable::Kind::texture : ir::Variable::Kind::sampler, type, slot.name);
-    variable->set = slot.set;
+    variable->stage = slot.stage;
     variable->metalIndex = slot.index;
-    variable->binding = slot.binding;
     variable->argumentBuffer = slot.argumentBuffer;
-    if (!isTexture) {
-        variable->bindingKind = BindingKind::sampler;
-        return variable;
-    }
-    variable->isWritable = isWritableAccess(element->textureAccess);
-    // A cube whose texels are read one by one is reached as memory too: no other way leads to a texel of a face.
-    const bool isStorage = variable->isWritable || (textureTraits(element->textureShape).isCube &&
-                                                    element->textureAccess == TextureAccess::read);
-    if (element->textureShape == TextureShape::buffer)
-        variable->bindingKind = isStorage ? BindingKind::storageTexelBuffer : BindingKind::texelBuffer;
-    else
-        variable->bindingKind = isStorage ? BindingKind::storageTexture : BindingKind::sampledTexture;
+    if (isTexture) variable->isWritable = isWritableAccess(element->textureAccess);
     return variable;
 }
 

@@ -121,12 +121,11 @@ ir::Place* Lowering::wordPlace(ir::Variable* buffer, ScalarKind kind, Value* byt
     const TypeRef word = module_.types.scalar(kind);
     if (words == nullptr) {
         words = module_.newVariable(ir::Variable::Kind::buffer, module_.types.array(word, 0), buffer->name);
-        words->set = buffer->set;
-        words->binding = buffer->binding;
+        words->stage = buffer->stage;
+        words->space = buffer->space;
         words->metalIndex = buffer->metalIndex;
         words->argumentBuffer = buffer->argumentBuffer;
         words->isWritable = buffer->isWritable;
-        words->bindingKind = buffer->bindingKind = BindingKind::storageBuffer;
         words->isAliased = buffer->isAliased = true;
     }
     const TypeRef uint = module_.types.uint();

@@ -308,15 +308,14 @@ class Lowering {
     // Where a texture or sampler that an entry point takes is bound.
     struct ResourceSlot {
         std::string_view name;
-        std::uint32_t set = 0;
-        std::uint32_t binding = 0;
+        Stage stage = Stage::vertex;
         std::uint32_t index = 0;          // the language's: [[texture(n)]], or [[id(n)]] in an argument buffer
         std::int32_t argumentBuffer = -1; // the [[buffer(n)]] it is a member of
     };
     Operand callTexture(const Call& call);
     Operand resourceOf(const Expr* object, bool isPointer);
     ir::Place* texturePlace(const Operand& texture);
-    ir::Variable* constexprSampler(const ir::Variable& written, std::uint32_t set, SourceLocation at);
+    ir::Variable* constexprSampler(const ir::Variable& written, Stage stage, SourceLocation at);
     void addSampler(TextureCall& made, const Expr* expr);
     ir::Value* textureSize(const TextureCall& made, unsigned dimensions);
     void clampLevel(TextureCall& made, ir::Value* least);

@@ -404,7 +404,7 @@ void Analyzer::layOut(StructDecl* decl) {
     std::uint32_t alignment = 1;
     Record& record = *decl->record;
     record.isUnion = decl->isUnion;
-    record.fields = arena_.makeArray<Field>(decl->fields.size());
+    record.fields = types_.arena().makeArray<Field>(decl->fields.size());
     Field* out = record.fields.data();
     for (VarDecl* member : decl->fields) {
         // Each level of arrays and structs counts; an array's elements multiply what they hold.
@@ -435,7 +435,8 @@ void Analyzer::layOut(StructDecl* decl) {
         if (member->type->is(TypeKind::reference)) layout = {8, 8};
         alignment = std::max(alignment, layout.alignment);
         offset = decl->isUnion ? 0 : (offset + layout.alignment - 1) / layout.alignment * layout.alignment;
-        *out++ = {member->name != nullptr ? member->name->text : std::string_view(), member->type, offset};
+        *out++ = {member->name != nullptr ? types_.arena().copyText(member->name->text) : std::string_view(),
+                  member->type, offset};
         offset += layout.size;
         size = std::max(size, offset);
         if (size > maxObjectSize) {

@@ -21,8 +21,10 @@ Id ModuleWriter::arithmetic(const Instruction& instruction) {
     case Op::add: return binary(isFloat ? spv::Op::OpFAdd : spv::Op::OpIAdd);
     case Op::sub: return binary(isFloat ? spv::Op::OpFSub : spv::Op::OpISub);
     case Op::mul: return binary(isFloat ? spv::Op::OpFMul : spv::Op::OpIMul);
-    case Op::div: return isFloat ? binary(spv::Op::OpFDiv) : binary(isSigned(type->scalar) ? spv::Op::OpSDiv : spv::Op::OpUDiv);
-    case Op::rem: return isFloat ? binary(spv::Op::OpFRem) : binary(isSigned(type->scalar) ? spv::Op::OpSRem : spv::Op::OpUMod);
+    case Op::div:
+        return isFloat ? binary(spv::Op::OpFDiv) : binary(isSigned(type->scalar) ? spv::Op::OpSDiv : spv::Op::OpUDiv);
+    case Op::rem:
+        return isFloat ? binary(spv::Op::OpFRem) : binary(isSigned(type->scalar) ? spv::Op::OpSRem : spv::Op::OpUMod);
     case Op::neg: return asm_.result(isFloat ? spv::Op::OpFNegate : spv::Op::OpSNegate, logicalType(type), {left});
     case Op::bitNot: return asm_.result(spv::Op::OpNot, logicalType(type), {left});
     case Op::logicalNot: return asm_.result(spv::Op::OpLogicalNot, logicalType(type), {left});

@@ -8,9 +8,10 @@ namespace msl::spirv {
 using ir::Instruction;
 using ir::Op;
 
-ModuleWriter::ModuleWriter(const ir::Module& module, const WriterOptions& options)
-    : module_(module), options_(options), values_(module.valueCount() + 1, 0), globals_(module.variableCount() + 1),
-      locals_(module.variableCount() + 1, 0), fragmentInputs_(module.variableCount() + 1, false) {}
+ModuleWriter::ModuleWriter(const ir::Module& module, const Bindings& bindings, const WriterOptions& options)
+    : module_(module), bindings_(bindings), options_(options), values_(module.valueCount() + 1, 0),
+      globals_(module.variableCount() + 1), locals_(module.variableCount() + 1, 0),
+      fragmentInputs_(module.variableCount() + 1, false) {}
 
 std::expected<Words, std::string> ModuleWriter::write() {
     for (const ir::Entry* entry : module_.entries)
@@ -32,8 +33,9 @@ std::expected<Words, std::string> ModuleWriter::write() {
     return asm_.assemble();
 }
 
-std::expected<std::vector<std::uint32_t>, std::string> write(const ir::Module& module, const WriterOptions& options) {
-    return ModuleWriter(module, options).write();
+std::expected<std::vector<std::uint32_t>, std::string> write(const ir::Module& module, const Bindings& bindings,
+                                                             const WriterOptions& options) {
+    return ModuleWriter(module, bindings, options).write();
 }
 
 Id ModuleWriter::fail(std::string what) {

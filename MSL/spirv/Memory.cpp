@@ -116,18 +116,23 @@ void ModuleWriter::decorateInterface(const Variable& variable, const Global& dec
     }
 }
 
+void ModuleWriter::decorateBinding(Id id, const Variable& variable) {
+    const ResourceBinding& at = bindings_.of(variable);
+    asm_.decorate(id, spv::Decoration::DescriptorSet, {at.set});
+    asm_.decorate(id, spv::Decoration::Binding, {at.binding});
+}
+
 ModuleWriter::Global& ModuleWriter::global(const Variable& variable) {
     if (globals_[variable.id].id != 0) return globals_[variable.id];
     Global made;
     switch (variable.kind) {
     case Variable::Kind::buffer: {
-        const bool isUniform = variable.bindingKind == BindingKind::uniformBuffer;
+        const bool isUniform = bindings_.of(variable).kind == BindingKind::uniformBuffer;
         made.storage = isUniform ? spv::StorageClass::Uniform : spv::StorageClass::StorageBuffer;
         made.inMemory = true;
         const Id block = blockType(variable);
         made.id = asm_.globalVariable(pointerType(made.storage, block), made.storage);
-        asm_.decorate(made.id, spv::Decoration::DescriptorSet, {variable.set});
-        asm_.decorate(made.id, spv::Decoration::Binding, {variable.binding});
+        decorateBinding(made.id, variable);
         if (variable.isAliased) asm_.decorate(made.id, spv::Decoration::Aliased);
         if (variable.isWritable)
             writableBuffers_.push_back(made.id);

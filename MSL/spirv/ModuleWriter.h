@@ -16,7 +16,7 @@ namespace msl::spirv {
 
 class ModuleWriter {
   public:
-    ModuleWriter(const ir::Module& module, const WriterOptions& options);
+    ModuleWriter(const ir::Module& module, const Bindings& bindings, const WriterOptions& options);
     std::expected<Words, std::string> write();
 
   private:
@@ -57,6 +57,7 @@ class ModuleWriter {
     // Whether this invocation has discarded its fragment, and so become a helper. Kept by hand: the CPU driver knows
     // the helpers that it started with, and ends the process when asked for those that came later.
     Id discardedFlag();
+    void decorateBinding(Id id, const ir::Variable& variable);
     void decorateInterface(const ir::Variable& variable, const Global& declared);
     Id placePointer(const ir::Place& place, spv::StorageClass& storage, bool& inMemory);
     Id load(const ir::Place& place);
@@ -110,6 +111,7 @@ class ModuleWriter {
     Id fail(std::string what);
 
     const ir::Module& module_;
+    const Bindings& bindings_;
     const WriterOptions& options_;
     Assembler asm_;
     std::string failure_;

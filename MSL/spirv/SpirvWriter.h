@@ -3,6 +3,7 @@
 
 #include "MSL/ir/Ir.h"
 #include "MSL/legalize/Target.h"
+#include "MSL/spirv/Bindings.h"
 
 #include <cstdint>
 #include <expected>
@@ -19,6 +20,10 @@ struct WriterOptions {
 const Target& target();
 
 // Fails only on what the IR should not hold (a compiler bug); the text then says what.
-std::expected<std::vector<std::uint32_t>, std::string> write(const ir::Module& module, const WriterOptions& options);
+std::expected<std::vector<std::uint32_t>, std::string> write(const ir::Module& module, const Bindings& bindings,
+                                                             const WriterOptions& options);
+
+// What a host needs to know of it. Before or after legalize() makes no difference.
+Reflection reflect(const ir::Module& module, const Bindings& bindings);
 
 } // namespace msl::spirv

@@ -28,11 +28,6 @@ ScalarKind componentKind(TypeRef texture) {
     return isSigned(texture->scalar) ? ScalarKind::int_ : ScalarKind::uint;
 }
 
-bool isStorage(const ir::Variable& variable) {
-    return variable.bindingKind == BindingKind::storageTexture ||
-           variable.bindingKind == BindingKind::storageTexelBuffer;
-}
-
 TypeRef elementOf(const ir::Variable& variable) {
     return variable.type->is(TypeKind::array) ? variable.type->element : variable.type;
 }
@@ -43,7 +38,7 @@ Id ModuleWriter::imageType(const ir::Variable& variable) {
     const TypeRef texture = elementOf(variable);
     const TextureTraits traits = textureTraits(texture->textureShape);
     const spv::Dim dim = dimension(texture->textureShape);
-    const bool storage = isStorage(variable);
+    const bool storage = isReachedAsMemory(elementOf(variable));
     if (dim == spv::Dim::Dim1D) asm_.capability(storage ? spv::Capability::Image1D : spv::Capability::Sampled1D);
     if (dim == spv::Dim::Buffer)
         asm_.capability(storage ? spv::Capability::ImageBuffer : spv::Capability::SampledBuffer);
@@ -65,9 +60,8 @@ ModuleWriter::Global ModuleWriter::resourceGlobal(const ir::Variable& variable) 
         type = asm_.newType(spv::Op::OpTypeArray, operands);
     }
     made.id = asm_.globalVariable(pointerType(made.storage, type), made.storage);
-    asm_.decorate(made.id, spv::Decoration::DescriptorSet, {variable.set});
-    asm_.decorate(made.id, spv::Decoration::Binding, {variable.binding});
-    if (isTexture && isStorage(variable)) {
+    decorateBinding(made.id, variable);
+    if (isTexture && isReachedAsMemory(elementOf(variable))) {
         const TextureAccess access = elementOf(variable)->textureAccess;
         if (access == TextureAccess::write) asm_.decorate(made.id, spv::Decoration::NonReadable);
         if (access == TextureAccess::read) asm_.decorate(made.id, spv::Decoration::NonWritable);
@@ -83,8 +77,9 @@ Id ModuleWriter::loadResource(const ir::Variable& variable, Id index, bool isCon
     Id pointer = global(variable).id;
     if (variable.type->is(TypeKind::array)) {
         if (!isConstantIndex)
-            asm_.capability(isTexture && isStorage(variable) ? spv::Capability::StorageImageArrayDynamicIndexing
-                                                             : spv::Capability::SampledImageArrayDynamicIndexing);
+            asm_.capability(isTexture && isReachedAsMemory(elementOf(variable))
+                                ? spv::Capability::StorageImageArrayDynamicIndexing
+                                : spv::Capability::SampledImageArrayDynamicIndexing);
         pointer = asm_.result(spv::Op::OpAccessChain, pointerType(spv::StorageClass::UniformConstant, type),
                               {pointer, index});
     }
@@ -216,7 +211,7 @@ Id ModuleWriter::textureBuiltin(const ir::Instruction& instruction) {
                                  withExtra(std::move(words))));
     }
     case BuiltinId::textureRead: {
-        if (isStorage(variable)) {
+        if (isReachedAsMemory(elementOf(variable))) {
             asm_.capability(spv::Capability::StorageImageReadWithoutFormat);
             return texel(asm_.result(spv::Op::OpImageRead, logicalType(raw), {image, coordinate(false)}));
         }
@@ -252,7 +247,8 @@ Id ModuleWriter::textureBuiltin(const ir::Instruction& instruction) {
         asm_.capability(spv::Capability::ImageQuery);
         const unsigned count = traits.readDimensions + (traits.isArray ? 1 : 0);
         const Id type = vectorType(ScalarKind::uint, count);
-        const bool hasLevels = !isStorage(variable) && !traits.isMultisample && traits.sampleDimensions > 0;
+        const bool hasLevels =
+            !isReachedAsMemory(elementOf(variable)) && !traits.isMultisample && traits.sampleDimensions > 0;
         const Id level = operand(TextureOperand::level);
         const Id size =
             hasLevels ? asm_.result(spv::Op::OpImageQuerySizeLod, type, {image, level != 0 ? level : uintConstant(0)})

@@ -192,7 +192,7 @@ Id ModuleWriter::scalarConstant(TypeRef scalar, std::uint64_t bits) {
 }
 
 Id ModuleWriter::specialization(const ir::Value& wanted) {
-    const auto number = static_cast<std::uint32_t>(wanted.bits);
+    const auto number = functionConstantIdBase + static_cast<std::uint32_t>(wanted.bits);
     const Id type = logicalType(wanted.type);
     if (wanted.type->isBool()) return asm_.specializationFlag(type, number);
     const std::uint32_t zero[2] = {0, 0};

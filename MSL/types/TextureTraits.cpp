@@ -50,4 +50,10 @@ std::span<const std::string_view> textureMethods() {
     return methods;
 }
 
+bool isReachedAsMemory(TypeRef texture) {
+    if (texture->textureAccess == TextureAccess::write || texture->textureAccess == TextureAccess::readWrite)
+        return true;
+    return textureTraits(texture->textureShape).isCube && texture->textureAccess == TextureAccess::read;
+}
+
 } // namespace msl

@@ -150,6 +150,9 @@ class TypeTable {
   public:
     explicit TypeTable(Arena& arena);
 
+    // Where types, names and records live.
+    Arena& arena() const { return arena_; }
+
     TypeRef error() const { return error_; }
     TypeRef void_() const { return void_type_; }
     TypeRef auto_() const { return auto_type_; }

@@ -12,9 +12,8 @@ using namespace msl::ir;
 namespace {
 
 struct Fold : testing::Test {
-    Arena arena;
-    TypeTable types{arena};
-    Module module{arena, types};
+    Module module;
+    TypeTable& types = module.types;
     Builder builder{module};
     Block block;
     Fold() { builder.block = &block; }
@@ -140,7 +139,7 @@ TEST_F(Fold, NeutralOperandsVanish) {
 
 TEST_F(Fold, VerifyFindsWhatIsBroken) {
     const auto makeFunction = [&](auto fill) {
-        Module fresh(arena, types);
+        Module fresh;
         Builder build(fresh);
         Function* function = fresh.newFunction("f", types.void_());
         build.block = function->body;

@@ -266,9 +266,9 @@ TEST(Lower, StagesMeetAtLocationsByName) {
         if (variable->name == "c") EXPECT_EQ(variable->location, 1U);
         if (variable->name == "z") EXPECT_EQ(variable->systemValue, ir::SystemValue::fragDepth);
         if (variable->name == "t") {
-            EXPECT_EQ(variable->set, 1U);
-            EXPECT_EQ(variable->binding, 3U);
-            EXPECT_EQ(variable->bindingKind, BindingKind::storageBuffer);
+            EXPECT_EQ(variable->stage, Stage::fragment);
+            EXPECT_EQ(variable->metalIndex, 3U);
+            EXPECT_EQ(variable->space, AddressSpace::constant);
             EXPECT_FALSE(variable->isWritable);
         }
     }

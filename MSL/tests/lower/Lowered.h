@@ -17,10 +17,10 @@ namespace msl::test {
 struct Lowered {
     explicit Lowered(std::string text)
         : source("#include <metal_stdlib>\nusing namespace metal;\n" + std::move(text)),
-          sources(source, "test.metal", 0, 0), diagnostics(sources), identifiers(arena), types(arena),
-          limit(std::chrono::milliseconds(0)), module(arena, types) {
+          sources(source, "test.metal", 0, 0), diagnostics(sources), identifiers(arena),
+          limit(std::chrono::milliseconds(0)) {
         TranslationUnit* unit = parse(sources, identifiers, arena, diagnostics, limit);
-        if (!diagnostics.hasErrors()) analyze(*unit, types, identifiers, arena, diagnostics, limit);
+        if (!diagnostics.hasErrors()) analyze(*unit, module.types, identifiers, arena, diagnostics, limit);
         if (!diagnostics.hasErrors()) lower(*unit, module, diagnostics, limit);
         if (diagnostics.hasErrors()) errors = diagnostics.errorText();
         if (errors.empty()) fault = ir::verify(module);
@@ -38,7 +38,6 @@ struct Lowered {
     SourceManager sources;
     Diagnostics diagnostics;
     IdentifierTable identifiers;
-    TypeTable types;
     WorkLimit limit;
     ir::Module module;
     std::string errors;

@@ -1,0 +1,59 @@
+#include "MSL/FrontEnd.h"
+
+#include "MSL/ast/Ast.h"
+#include "MSL/lex/Identifier.h"
+#include "MSL/lower/Lower.h"
+#include "MSL/parse/Parser.h"
+#include "MSL/passes/EntryFacts.h"
+#include "MSL/passes/IndexChecks.h"
+#include "MSL/passes/UnusedInputs.h"
+#include "MSL/sema/Sema.h"
+
+namespace msl {
+
+void verifyAfter([[maybe_unused]] std::string_view pass, [[maybe_unused]] const ir::Module& module,
+                 [[maybe_unused]] Diagnostics& diagnostics) {
+#ifdef MSL_VERIFY_IR
+    const std::string fault = ir::verify(module);
+    if (!fault.empty())
+        diagnostics.internalError(SourceLocation::atOffset(0), "after " + std::string(pass) + ": " + fault);
+#endif
+}
+
+std::unique_ptr<ir::Module> translate(SourceManager& sources, Diagnostics& diagnostics, WorkLimit& limit) {
+    const auto tooMuchWork = [&] {
+        if (limit.exceeded() && !diagnostics.hasErrors())
+            diagnostics.error(SourceLocation::atOffset(0), "this text takes too long to compile");
+        return limit.exceeded();
+    };
+    auto module = std::make_unique<ir::Module>();
+    Arena arena; // of the tree
+
+    // Text to tree. The preprocessor feeds the parser token by token, so these two are one pass over the text.
+    IdentifierTable identifiers(arena);
+    TranslationUnit* unit = parse(sources, identifiers, arena, diagnostics, limit);
+
+    // Names, types and conversions. Runs after syntax errors too, for the messages about the parts that were
+    // understood.
+    if (!tooMuchWork()) analyze(*unit, module->types, identifiers, arena, diagnostics, limit);
+    if (tooMuchWork() || diagnostics.hasErrors()) return nullptr;
+
+    // Tree to IR: only from a tree without errors, so that lowering need not doubt it. Pointers end here.
+    lower(*unit, *module, diagnostics, limit);
+    if (tooMuchWork() || diagnostics.hasErrors()) return nullptr;
+    verifyAfter("lowering", *module, diagnostics);
+
+    // What hosts ask of an entry point, while every call is in its place.
+    findEntryFacts(*module);
+
+    // Before the index checks, which cost something for each place that is left.
+    dropUnusedInputs(*module);
+    verifyAfter("leaving out unused inputs", *module, diagnostics);
+
+    // Before any writer, so that every writer's output is safe.
+    checkIndexes(*module);
+    verifyAfter("the index checks", *module, diagnostics);
+    return module;
+}
+
+} // namespace msl
