@@ -77,7 +77,6 @@ Value* spellFloat(ir::Builder& builder, BuiltinId id, TypeRef type, Operands ope
     case BuiltinId::log10: return (call(BuiltinId::log2, {x}) * 0.30102999566398120).value;
     case BuiltinId::modf: return (x - call(BuiltinId::trunc, {x})).value;
     case BuiltinId::fdim: return greatest(x - y, x.constant(0.0)).value;
-    case BuiltinId::absdiff: return call(BuiltinId::fabs, {x - y}).value;
     case BuiltinId::round: return rounded(x).value;
     case BuiltinId::copysign: return withSignOf(x, y).value;
     case BuiltinId::nextafter: return nextAfter(x, y).value;

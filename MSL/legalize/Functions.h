@@ -25,7 +25,7 @@ ir::Value* spellRelational(ir::Builder& builder, BuiltinId id, TypeRef type, Ope
 // Dot products of integers and of scalars, squared lengths.
 ir::Value* spellGeometric(ir::Builder& builder, BuiltinId id, TypeRef type, Operands operands);
 
-// The precise form of a function of floats, all operands of `type`.
-ir::Value* preciseFunction(ir::Builder& builder, BuiltinId id, TypeRef type, Operands operands);
+// The precise form of a function of floats, all of one type.
+ir::Value* preciseFunction(ir::Builder& builder, BuiltinId id, Operands operands);
 
 } // namespace msl

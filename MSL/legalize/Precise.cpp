@@ -23,7 +23,7 @@ ir::Function* PreciseForms::instance(ir::Builder& builder, BuiltinId id, TypeRef
         parameter = module.newValue(Value::Kind::parameter, type);
     ir::Block* outer = builder.block;
     builder.block = made->body;
-    Value* result = preciseFunction(builder, id, type, made->parameters);
+    Value* result = preciseFunction(builder, id, made->parameters);
     if (result != nullptr) builder.return_(result);
     builder.block = outer;
     if (result == nullptr) made = nullptr;
