@@ -295,7 +295,7 @@ Value* Builder::select(Value* condition, Value* whenTrue, Value* whenFalse) {
 // ----------------------------------------------------------------------------------------------------------- calls
 
 Value* Builder::builtin(BuiltinId id, TypeRef resultType, std::span<Value* const> operands, Precision precision) {
-    if (Value* folded = foldBuiltin(module, id, resultType, operands)) return folded;
+    if (Value* folded = foldBuiltin(module, id, resultType, operands, precision)) return folded;
     Instruction* instruction = emit(Op::builtin, resultType, operands);
     instruction->builtinId = id;
     instruction->precision = precision;

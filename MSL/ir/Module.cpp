@@ -1,8 +1,7 @@
-#include "MSL/ir/Half.h"
+#include "MSL/constant/Scalar.h"
 #include "MSL/ir/Ir.h"
 
 #include <algorithm>
-#include <bit>
 
 namespace msl::ir {
 
@@ -144,9 +143,7 @@ Value* Module::constantFloat(TypeRef type, double number) {
         Value* parts[4] = {scalar, scalar, scalar, scalar};
         return constantComposite(type, {parts, type->columns});
     }
-    const auto single = static_cast<float>(number);
-    return constantScalar(type, type->scalar == ScalarKind::half ? floatToHalf(single)
-                                                                 : std::bit_cast<std::uint32_t>(single));
+    return constantScalar(type, constant::Scalar::floating(type->scalar, number).bits);
 }
 
 Value* Module::constantInt(TypeRef type, std::int64_t number) {
@@ -155,18 +152,7 @@ Value* Module::constantInt(TypeRef type, std::int64_t number) {
         Value* parts[4] = {scalar, scalar, scalar, scalar};
         return constantComposite(type, {parts, type->columns});
     }
-    std::uint64_t bits = 0;
-    switch (type->scalar) {
-    case ScalarKind::bool_: bits = number != 0 ? 1 : 0; break;
-    case ScalarKind::char_: bits = static_cast<std::uint64_t>(static_cast<std::int8_t>(number)); break;
-    case ScalarKind::uchar: bits = static_cast<std::uint8_t>(number); break;
-    case ScalarKind::short_: bits = static_cast<std::uint64_t>(static_cast<std::int16_t>(number)); break;
-    case ScalarKind::ushort: bits = static_cast<std::uint16_t>(number); break;
-    case ScalarKind::int_: bits = static_cast<std::uint64_t>(static_cast<std::int32_t>(number)); break;
-    case ScalarKind::uint: bits = static_cast<std::uint32_t>(number); break;
-    default: bits = static_cast<std::uint64_t>(number); break;
-    }
-    return constantScalar(type, bits);
+    return constantScalar(type, constant::Scalar::integer(type->scalar, static_cast<std::uint64_t>(number)).bits);
 }
 
 static bool isZero(const Value* value) {
@@ -223,17 +209,11 @@ Variable* Module::constantTable(Value* constant, std::string_view name) {
 }
 
 double Module::floatValue(const Value* scalar) {
-    switch (scalar->type->scalar) {
-    case ScalarKind::float_: return std::bit_cast<float>(static_cast<std::uint32_t>(scalar->bits));
-    case ScalarKind::half: return halfToFloat(static_cast<std::uint16_t>(scalar->bits));
-    case ScalarKind::ulong: return static_cast<double>(scalar->bits);
-    default: return static_cast<double>(static_cast<std::int64_t>(scalar->bits));
-    }
+    return constant::Scalar{scalar->type->scalar, scalar->bits}.asDouble();
 }
 
 std::int64_t Module::intValue(const Value* scalar) {
-    if (isFloating(scalar->type->scalar)) return static_cast<std::int64_t>(floatValue(scalar));
-    return static_cast<std::int64_t>(scalar->bits);
+    return constant::Scalar{scalar->type->scalar, scalar->bits}.asInteger();
 }
 
 } // namespace msl::ir

@@ -1,5 +1,5 @@
 // Types and constants.
-#include "MSL/ir/Half.h"
+#include "MSL/constant/Half.h"
 #include "MSL/spirv/ModuleWriter.h"
 
 #include <algorithm>
@@ -233,7 +233,7 @@ Id ModuleWriter::splatConstant(TypeRef type, double value) {
     if (kind == ScalarKind::float_)
         bits = std::bit_cast<std::uint32_t>(static_cast<float>(value));
     else if (kind == ScalarKind::half)
-        bits = ir::floatToHalf(static_cast<float>(value));
+        bits = doubleToHalf(value);
     else
         bits = static_cast<std::uint64_t>(static_cast<std::int64_t>(value));
     const Id scalar = scalarConstant(module_.types.scalar(kind), bits);

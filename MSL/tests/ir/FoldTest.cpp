@@ -1,5 +1,5 @@
 // Constants: interned, folded as the device computes, and looked through composites.
-#include "MSL/ir/Half.h"
+#include "MSL/constant/Half.h"
 #include "MSL/ir/Ir.h"
 
 #include <gtest/gtest.h>
@@ -52,6 +52,8 @@ TEST_F(Fold, IntegersWrapInTheirOwnWidth) {
         {ScalarKind::int_, Op::shl, 1, 33, 2}, // the count is taken modulo the width
         {ScalarKind::int_, Op::div, -0x80000000LL, -1, -0x80000000LL},
         {ScalarKind::int_, Op::rem, -0x80000000LL, -1, 0},
+        {ScalarKind::int_, Op::div, 7, 0, 7}, // by one
+        {ScalarKind::int_, Op::rem, 7, 0, 0},
     };
     for (const auto& one : cases) {
         Value* result = builder.binary(one.op, types.scalar(one.kind), number(one.kind, static_cast<double>(one.left)),
@@ -59,8 +61,61 @@ TEST_F(Fold, IntegersWrapInTheirOwnWidth) {
         ASSERT_TRUE(result->isConstant()) << opName(one.op);
         EXPECT_EQ(Module::intValue(result), one.expected) << opName(one.op) << " " << one.left << " " << one.right;
     }
-    EXPECT_FALSE(
-        builder.binary(Op::div, types.int_(), number(ScalarKind::int_, 1), number(ScalarKind::int_, 0))->isConstant());
+}
+
+TEST_F(Fold, WholeNumbersOf64BitsStayExact) {
+    const TypeRef ulong = types.scalar(ScalarKind::ulong);
+    const TypeRef long_ = types.scalar(ScalarKind::long_);
+    Value* most = module.constantInt(ulong, -1);
+    Value* five = module.constantInt(ulong, 5);
+    Value* odd = module.constantInt(long_, 9007199254740993); // 2^53 + 1 is no double
+    Value* one = module.constantInt(long_, 1);
+    const auto call = [&](BuiltinId id, TypeRef type, std::initializer_list<Value*> operands) {
+        return builder.builtin(id, type, {operands.begin(), operands.size()});
+    };
+    EXPECT_EQ(call(BuiltinId::min, ulong, {most, five}), five);
+    EXPECT_EQ(call(BuiltinId::max, long_, {odd, one}), odd);
+    EXPECT_EQ(call(BuiltinId::mulhi, ulong, {most, most}), module.constantInt(ulong, -2));
+    EXPECT_EQ(call(BuiltinId::madsat, ulong, {most, most, most}), most);
+    // 2^24 + 2^-30 times 2^30: a float from a double from this integer would round twice, the wrong way
+    Value* tie = module.constantInt(long_, (std::int64_t{1} << 54) + (std::int64_t{1} << 30) + 1);
+    EXPECT_EQ(builder.convert(types.float_(), tie), module.constantFloat(types.float_(), 0x1.000002p54));
+}
+
+TEST_F(Fold, StepsOfFloatArithmeticRoundOneByOne) {
+    const TypeRef float_ = types.float_();
+    const auto number = [&](double value) { return module.constantFloat(float_, value); };
+    const auto mixed = [&](double x, double y, double a) {
+        Value* operands[] = {number(x), number(y), number(a)};
+        return builder.builtin(BuiltinId::mix, float_, operands);
+    };
+    EXPECT_EQ(mixed(0.1, 1e10, 1), number(1e10)); // x + (y - x) * a would lose x and keep it lost
+    EXPECT_EQ(mixed(16777216, 1, 0.5), number(8388608));
+    // In double the squares would not overflow.
+    const TypeRef float2 = types.vector(ScalarKind::float_, 2);
+    Value* big = module.constantFloat(float2, 1e30);
+    EXPECT_EQ(builder.builtin(BuiltinId::length, float_, {&big, 1}), number(INFINITY));
+    // A half is rounded once: this one lies just above the middle of two.
+    EXPECT_EQ(module.constantFloat(types.half(), 1 + 0x1p-11 + 0x1p-40)->bits, 0x3C01U);
+}
+
+TEST_F(Fold, LinearProductsAreSumsOverColumns) {
+    const TypeRef float2 = types.vector(ScalarKind::float_, 2);
+    const TypeRef matrix = types.matrix(ScalarKind::float_, 2, 2);
+    const auto vector = [&](double x, double y) {
+        Value* parts[] = {module.constantFloat(types.float_(), x), module.constantFloat(types.float_(), y)};
+        return module.constantComposite(float2, parts);
+    };
+    Value* columns[] = {vector(1, 2), vector(3, 4)};
+    Value* m = module.constantComposite(matrix, columns);
+    EXPECT_EQ(builder.binary(Op::matrixTimesVector, float2, m, vector(10, 100)), vector(310, 420));
+    EXPECT_EQ(builder.binary(Op::vectorTimesMatrix, float2, vector(10, 100), m), vector(210, 430));
+    Value* squared[] = {vector(7, 10), vector(15, 22)};
+    EXPECT_EQ(builder.binary(Op::matrixTimesMatrix, matrix, m, m), module.constantComposite(matrix, squared));
+    Value* turned[] = {vector(1, 3), vector(2, 4)};
+    EXPECT_EQ(builder.builtin(BuiltinId::transpose, matrix, {&m, 1}), module.constantComposite(matrix, turned));
+    EXPECT_EQ(builder.builtin(BuiltinId::determinant, types.float_(), {&m, 1}),
+              module.constantFloat(types.float_(), -2));
 }
 
 TEST_F(Fold, ConversionsTruncateAndSaturate) {

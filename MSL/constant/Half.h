@@ -1,10 +1,10 @@
-// Half-precision bits to and from float, for constants. Rounds to nearest even, as the device does.
+// Half-precision bits to and from wider floats, for constants. Rounds to nearest even, as the device does.
 #pragma once
 
 #include <bit>
 #include <cstdint>
 
-namespace msl::ir {
+namespace msl {
 
 inline float halfToFloat(std::uint16_t bits) {
     const std::uint32_t sign = static_cast<std::uint32_t>(bits & 0x8000U) << 16U;
@@ -31,4 +31,16 @@ inline std::uint16_t floatToHalf(float value) {
     return static_cast<std::uint16_t>(sign | ((magnitude - 0x38000000U + 0xFFFU + odd) >> 13U));
 }
 
-} // namespace msl::ir
+// Rounds once: the float in between keeps, in its last bit, that something was cut off.
+inline std::uint16_t doubleToHalf(double value) {
+    const auto between = static_cast<float>(value);
+    const auto widened = static_cast<double>(between);
+    auto bits = std::bit_cast<std::uint32_t>(between);
+    if (widened != value && value == value && (bits & 1U) == 0) {
+        const bool isBelow = value < 0 ? widened > value : widened < value; // in size
+        bits = isBelow ? bits + 1 : bits - 1;
+    }
+    return floatToHalf(std::bit_cast<float>(bits));
+}
+
+} // namespace msl
