@@ -6,6 +6,7 @@
 
 #include "MSL/ast/Ast.h"
 #include "MSL/builtins/BuiltinTable.h"
+#include "MSL/constant/Scalar.h"
 #include "MSL/lex/Identifier.h"
 #include "MSL/sema/Scopes.h"
 #include "MSL/source/Arena.h"
@@ -38,13 +39,14 @@ enum class Purpose : std::uint8_t { variable, parameter, returnValue, member, ar
 // How good an implicit conversion is, best first.
 enum class ConversionRank : std::uint8_t { exact, qualification, promotion, conversion, splat, userDefined, none };
 
-struct ConstantValue {
-    enum class Kind : std::uint8_t { none, integer, floating } kind = Kind::none;
-    std::int64_t integer = 0; // bool too
-    double floating = 0;
-    explicit operator bool() const { return kind != Kind::none; }
-    double asDouble() const { return kind == Kind::floating ? floating : static_cast<double>(integer); }
-    bool isTrue() const { return kind == Kind::floating ? floating != 0 : integer != 0; }
+// A number known while compiling, or nothing.
+using ConstantValue = std::optional<constant::Scalar>;
+
+// Why an expression that was to be computed while compiling has no value, where that is worth telling.
+struct ConstantFault {
+    SourceLocation at; // none: the whole expression
+    std::string text;  // empty: it is just not constant
+    bool isLimit = false;
 };
 
 // What a name was found to mean.
@@ -117,7 +119,6 @@ class Analyzer {
     void checkMissingReturn(FunctionDecl* function);
     void warnUnused();
     void warnUnusedResult(const Expr* expr);
-    bool dependsOnRunTime(const Expr* expr, unsigned depth = 0) const;
     void enterContext(Decl* context); // re-opens the scopes of a namespace, struct or instance
     NamespaceInfo* namespaceOf(NamespaceDecl* block);
 
@@ -379,17 +380,16 @@ class Analyzer {
     Expr* numericLimit(const Name& name, TypeRef type);
     static bool sameArguments(std::span<TemplateArgument> a, std::span<TemplateArgument> b);
 
-    // ---- ConstEval.cpp, ConstRun.cpp
-    class ConstantRun; // the values of the variables of a constexpr function that is being run
-    ConstantValue evaluate(Expr* typed);
-    ConstantValue evaluateIn(Expr* typed, unsigned depth);
-    ConstantValue evaluateCall(Call* call, unsigned depth);
-    static ConstantValue constantUnary(UnaryOp op, ConstantValue operand, TypeRef type);
-    static ConstantValue constantBinary(BinaryOp op, ConstantValue left, ConstantValue right, TypeRef operands,
-                                        TypeRef type);
-    static ConstantValue constantBuiltin(BuiltinId id, std::span<const ConstantValue> arguments, TypeRef type);
+    // ---- ConstEval.cpp: values known while compiling. ConstRun.h has what computes them.
+    struct ConstantState;
+    class ConstantRun;
+    ConstantValue evaluate(Expr* typed); // of a scalar or an enumeration; anything else has none
+    bool isFaulty(Expr* typed);          // it is computed from constants, in a way that the language does not define
+    void noteFault(SourceLocation at);   // why what was evaluated last has no value, below an error that says so
     std::optional<std::int64_t> integerConstant(Expr* unresolved, std::string_view what); // types it; reports
-    static ConstantValue convertConstant(ConstantValue value, TypeRef to);
+
+    // ---- RunTimeDependence.cpp
+    bool dependsOnRunTime(const Expr* expr, unsigned depth = 0) const;
 
     // ---- SemaEntry.cpp
     void entryPoint(FunctionDecl* function);
@@ -458,8 +458,7 @@ class Analyzer {
     bool depthReported_ = false;
     unsigned instantiationDepth_ = 0;
     unsigned instanceCount_ = 0;
-    std::uint64_t evaluationSteps_ = 0;
-    bool isRunningConstant_ = false; // what is asked for meanwhile is answered without a run of its own
+    std::unique_ptr<ConstantState> constants_;
     bool workReported_ = false;
 
     std::vector<FunctionDecl*> pendingBodies_; // of instances and of members, resolved after the current declaration

@@ -318,8 +318,8 @@ Expr* Analyzer::explicitConvert(Expr* from, TypeRef to) {
                     made->type = to;
                     if (!made->isHalf || made->value <= 65504) return made;
                 } else if (to->scalar != ScalarKind::bool_) {
-                    ConstantValue constant{ConstantValue::Kind::integer, static_cast<std::int64_t>(literal->value), 0};
-                    return makeInteger(convertConstant(constant, to).integer, to, from->location);
+                    const auto constant = constant::Scalar::integer(to->scalar, literal->value);
+                    return makeInteger(constant.asInteger(), to, from->location);
                 }
             }
             if (from->kind == ExprKind::floatLiteral && isFloating(to->scalar) && !from->isParenthesized) {

@@ -1,4 +1,5 @@
 // Declarations: the order of things, redefinitions, names for types, enumerations, namespaces.
+#include "MSL/sema/ConstRun.h"
 #include "MSL/sema/LambdaScope.h"
 
 #include "MSL/sema/Sema.h"
@@ -15,7 +16,7 @@ void analyze(TranslationUnit& unit, TypeTable& types, IdentifierTable& identifie
 Analyzer::Analyzer(TranslationUnit& unit, TypeTable& types, IdentifierTable& identifiers, Arena& arena,
                    Diagnostics& diagnostics, WorkLimit& limit)
     : unit_(unit), types_(types), identifiers_(identifiers), arena_(arena), diagnostics_(diagnostics), limit_(limit),
-      scopes_(arena) {}
+      scopes_(arena), constants_(std::make_unique<ConstantState>()) {}
 
 void Analyzer::run() {
     declarations(unit_.declarations);
@@ -362,9 +363,10 @@ void Analyzer::staticAssertion(StaticAssertDecl* decl) {
     decl->condition = condition;
     const ConstantValue constant = evaluate(condition);
     const SourceLocation at = condition->begin ? condition->begin : decl->location;
-    if (!constant)
+    if (!constant) {
         error(at, "static assertion expression is not an integral constant expression");
-    else if (!constant.isTrue())
+        noteFault(at);
+    } else if (!constant->isTrue())
         error(at, decl->message.empty() ? std::string("static assertion failed")
                                         : "static assertion failed: " + std::string(decl->message));
 }

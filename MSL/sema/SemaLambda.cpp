@@ -3,6 +3,7 @@
 #include "MSL/sema/LambdaScope.h"
 
 #include "MSL/ast/Clone.h"
+#include "MSL/sema/ConstRun.h"
 
 #include <algorithm>
 

@@ -271,9 +271,10 @@ Expr* Analyzer::index(Index* expr) {
         if (base->count > 0 || !base->is(TypeKind::array))
             if (const ConstantValue constant = evaluate(expr->index)) {
                 const std::uint64_t count = base->is(TypeKind::array) ? base->count : base->columns;
-                if (constant.integer < 0 || static_cast<std::uint64_t>(constant.integer) >= count)
+                const std::int64_t number = constant->asInteger();
+                if (number < 0 || static_cast<std::uint64_t>(number) >= count)
                     warning(expr->index->begin ? expr->index->begin : expr->location,
-                            "index " + std::to_string(constant.integer) + " is past the end of '" + typeName(base) +
+                            "index " + std::to_string(number) + " is past the end of '" + typeName(base) +
                                 "'",
                             WarningGroup::arrayBounds);
             }

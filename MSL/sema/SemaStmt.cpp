@@ -99,10 +99,11 @@ void Analyzer::ifStatement(IfStmt* stmt) {
     if (stmt->isConstexpr && !stmt->condition->type->isError()) {
         const ConstantValue value = evaluate(stmt->condition);
         if (!value) {
-            error(stmt->condition->begin ? stmt->condition->begin : stmt->location,
-                  "constexpr if condition is not a constant expression");
+            const SourceLocation at = stmt->condition->begin ? stmt->condition->begin : stmt->location;
+            error(at, "constexpr if condition is not a constant expression");
+            noteFault(at);
         } else { // the branch not taken is not looked at
-            (value.isTrue() ? stmt->elseBranch : stmt->thenBranch) = nullptr;
+            (value->isTrue() ? stmt->elseBranch : stmt->thenBranch) = nullptr;
             if (!stmt->thenBranch) stmt->thenBranch = arena_.make<NullStmt>();
         }
     }
@@ -190,11 +191,13 @@ void Analyzer::caseLabel(CaseStmt* label) {
         typed = explicitConvert(typed, typed->type->element);
     label->value = convert(typed, type, Purpose::variable, at);
     const ConstantValue value = evaluate(label->value);
-    if (value.kind != ConstantValue::Kind::integer) {
-        if (!label->value->type->isError()) error(at, "case value is not a constant expression");
+    if (!value) {
+        if (label->value->type->isError()) return;
+        error(at, "case value is not a constant expression");
+        noteFault(at);
         return;
     }
-    label->constant = value.integer;
+    label->constant = value->asInteger();
 }
 
 void Analyzer::switchStatement(SwitchStmt* stmt) {

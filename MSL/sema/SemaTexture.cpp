@@ -275,7 +275,7 @@ void Analyzer::samplerVariable(VarDecl* var) {
             for (Expr*& argument : call->arguments) {
                 argument = load(expression(argument));
                 if (const ConstantValue value = evaluate(argument))
-                    numbers.push_back(value.asDouble());
+                    numbers.push_back(value->asDouble());
                 else if (!argument->type->isError())
                     error(at, "the setting of a constexpr sampler must be a constant");
             }

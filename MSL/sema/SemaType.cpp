@@ -231,14 +231,16 @@ std::optional<std::int64_t> Analyzer::templateArgumentValue(TemplateArgument& ar
     argument.expression = load(this->expression(expression));
     if (argument.expression->type->isError()) return std::nullopt;
     const ConstantValue value = evaluate(argument.expression);
-    if (value.kind != ConstantValue::Kind::integer) {
-        if (report)
-            error(argument.expression->begin ? argument.expression->begin : at,
-                  "non-type template argument is not a constant expression");
+    if (!value || !value->isInteger()) {
+        if (report) {
+            const SourceLocation begin = argument.expression->begin ? argument.expression->begin : at;
+            error(begin, "non-type template argument is not a constant expression");
+            noteFault(begin);
+        }
         return std::nullopt;
     }
-    argument.value = value.integer;
-    return value.integer;
+    argument.value = value->asInteger();
+    return argument.value;
 }
 
 TypeRef Analyzer::builtinTemplateType(Name& name) {

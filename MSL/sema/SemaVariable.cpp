@@ -270,13 +270,18 @@ void Analyzer::initializeVariable(VarDecl* var) {
         var->isInvalid = true;
         return;
     }
-    if ((var->isConst || var->isConstexpr) && (type->isScalar() || type->is(TypeKind::enum_)) &&
-        (type->is(TypeKind::enum_) || isInteger(type->scalar))) {
-        const ConstantValue value = evaluate(var->initializer);
-        if (value.kind == ConstantValue::Kind::integer) {
+    const bool isInteger = type->is(TypeKind::enum_) || (type->isScalar() && msl::isInteger(type->scalar));
+    if (isInteger && (var->isConst || var->isConstexpr)) {
+        if (const ConstantValue value = evaluate(var->initializer)) {
             var->hasConstantValue = true;
-            var->constantValue = value.integer;
+            var->constantValue = value->asInteger();
+            return;
         }
+    }
+    if (var->isConstexpr && !var->isInvalid && isFaulty(var->initializer)) {
+        error(var->location, "constexpr variable '" + name + "' must be initialized by a constant expression");
+        noteFault(var->location);
+        var->isInvalid = true;
     }
 }
 
