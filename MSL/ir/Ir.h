@@ -26,6 +26,7 @@
 #include "MSL/Reflection.h"
 #include "MSL/builtins/BuiltinId.h"
 #include "MSL/source/Arena.h"
+#include "MSL/source/HashIndex.h"
 #include "MSL/source/SourceLocation.h"
 #include "MSL/types/Types.h"
 
@@ -355,7 +356,7 @@ class Module {
     std::uint32_t nextValue_ = 1;
     std::uint32_t nextVariable_ = 1;
     std::uint32_t nextFunction_ = 1;
-    std::unordered_multimap<std::uint64_t, Value*> constants_;
+    HashIndex<Value*> constants_;
     std::unordered_map<const Value*, Variable*> tables_;
     std::deque<std::vector<Variable*>> variableLists_;
 };

@@ -77,9 +77,7 @@ std::uint64_t partCount(TypeRef composite) {
 
 // --------------------------------------------------------------------------------------------------------- module
 
-Module::Module() {
-    constants_.reserve(256);
-}
+Module::Module() = default;
 
 Value* Module::newValue(Value::Kind kind, TypeRef type) {
     auto* value = arena.make<Value>();
@@ -126,14 +124,13 @@ static std::uint64_t mix(std::uint64_t hash, std::uint64_t value) {
 
 Value* Module::constantScalar(TypeRef scalar, std::uint64_t bits) {
     const std::uint64_t hash = mix(scalar->id, bits);
-    const auto [begin, end] = constants_.equal_range(hash);
-    for (auto at = begin; at != end; ++at)
-        if (at->second->isConstant() && at->second->type == scalar && at->second->bits == bits &&
-            at->second->parts.empty())
-            return at->second;
+    Value* const* known = constants_.find(hash, [&](const Value* one) {
+        return one->isConstant() && one->type == scalar && one->bits == bits && one->parts.empty();
+    });
+    if (known != nullptr) return *known;
     Value* value = newValue(Value::Kind::constant, scalar);
     value->bits = bits;
-    constants_.emplace(hash, value);
+    constants_.add(hash, value);
     return value;
 }
 
@@ -164,12 +161,12 @@ Value* Module::constantComposite(TypeRef type, std::span<Value* const> parts) {
     std::uint64_t hash = mix(type->id, 77);
     for (const Value* part : parts)
         hash = mix(hash, part->id);
-    const auto [begin, end] = constants_.equal_range(hash);
-    for (auto at = begin; at != end; ++at)
-        if (at->second->type == type && std::ranges::equal(at->second->parts, parts)) return at->second;
+    Value* const* known = constants_.find(
+        hash, [&](const Value* one) { return one->type == type && std::ranges::equal(one->parts, parts); });
+    if (known != nullptr) return *known;
     Value* value = newValue(Value::Kind::constant, type);
     value->parts = arena.copy<Value*>(std::span<Value*>(const_cast<Value**>(parts.data()), parts.size()));
-    constants_.emplace(hash, value);
+    constants_.add(hash, value);
     return value;
 }
 
@@ -184,13 +181,13 @@ Value* Module::undefined(TypeRef type) {
 Value* Module::specialization(TypeRef scalar, std::uint32_t index, std::uint32_t component) {
     const std::uint64_t number = std::uint64_t{index} * functionConstantIds + component;
     const std::uint64_t hash = mix(scalar->id, 0x5BEC000000000000ULL + number);
-    const auto [begin, end] = constants_.equal_range(hash);
-    for (auto at = begin; at != end; ++at)
-        if (at->second->kind == Value::Kind::specialization && at->second->type == scalar && at->second->bits == number)
-            return at->second;
+    Value* const* known = constants_.find(hash, [&](const Value* one) {
+        return one->kind == Value::Kind::specialization && one->type == scalar && one->bits == number;
+    });
+    if (known != nullptr) return *known;
     Value* value = newValue(Value::Kind::specialization, scalar);
     value->bits = number;
-    constants_.emplace(hash, value);
+    constants_.add(hash, value);
     return value;
 }
 

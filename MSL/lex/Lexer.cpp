@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cstdio>
+#include <cstring>
 #include <string>
 
 namespace msl {
@@ -91,6 +92,23 @@ bool Lexer::skipBlockComment() {
     return true;
 }
 
+// To the end of the line; a backslash there takes the comment on to the next one.
+void Lexer::skipLineComment() {
+    const auto find = [](const char* from, const char* to, char c) {
+        const void* at = std::memchr(from, c, static_cast<std::size_t>(to - from));
+        return at != nullptr ? static_cast<const char*>(at) : to;
+    };
+    for (bool goesOn = true; goesOn;) {
+        const char* lineEnd = find(at_, find(at_, end_, '\n'), '\r');
+        goesOn = false;
+        while (!goesOn && (at_ = find(at_, lineEnd, '\\')) != lineEnd) {
+            const char* after = spliceEnd(at_);
+            goesOn = after != nullptr;
+            at_ = goesOn ? after : at_ + 1;
+        }
+    }
+}
+
 // Skips white space, comments and splices before a token. Returns false when a directive's line ends here.
 bool Lexer::skipBlanks(Token& token) {
     while (at_ < end_) {
@@ -104,15 +122,7 @@ bool Lexer::skipBlanks(Token& token) {
             break;
         case punctuator:
             if (c == '/' && peek(1) == '/') {
-                while (at_ < end_ && classOf(*at_) != newline) {
-                    if (*at_ == '\\') { // the comment goes on in the next line
-                        if (const char* after = spliceEnd(at_)) {
-                            at_ = after;
-                            continue;
-                        }
-                    }
-                    ++at_;
-                }
+                skipLineComment();
                 break;
             }
             if (c == '/' && peek(1) == '*') {

@@ -42,6 +42,7 @@ class Lexer {
   private:
     bool skipBlanks(Token& token); // false at the end of a directive
     bool skipBlockComment();
+    void skipLineComment();
     void lexWord(Token& token, const char* begin);
     void lexWordSlowly(Token& token, const char* begin);
     void lexNumber(Token& token, const char* begin);

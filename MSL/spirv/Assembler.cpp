@@ -64,15 +64,15 @@ void Assembler::memberName(Id target, std::uint32_t member, std::string_view tex
 }
 
 void Assembler::decorate(Id target, spv::Decoration decoration, std::initializer_list<std::uint32_t> operands) {
-    Words words = {target, static_cast<std::uint32_t>(decoration)};
-    words.insert(words.end(), operands.begin(), operands.end());
+    OperandList words = {target, static_cast<std::uint32_t>(decoration)};
+    words.append({operands.begin(), operands.size()});
     emit(decorations_, spv::Op::OpDecorate, words);
 }
 
 void Assembler::memberDecorate(Id target, std::uint32_t member, spv::Decoration decoration,
                                std::initializer_list<std::uint32_t> operands) {
-    Words words = {target, member, static_cast<std::uint32_t>(decoration)};
-    words.insert(words.end(), operands.begin(), operands.end());
+    OperandList words = {target, member, static_cast<std::uint32_t>(decoration)};
+    words.append({operands.begin(), operands.size()});
     emit(decorations_, spv::Op::OpMemberDecorate, words);
 }
 
@@ -84,15 +84,14 @@ Id Assembler::intern(spv::Op op, Id type, std::span<const std::uint32_t> operand
     const std::uint32_t prefix = type != 0 ? 2 : 1; // words between the head and the operands
     const std::uint32_t head =
         static_cast<std::uint32_t>(operands.size() + prefix + 1) << 16 | static_cast<std::uint32_t>(op);
-    const auto [first, last] = interned_.equal_range(hash);
-    for (auto it = first; it != last; ++it) {
-        const std::uint32_t* words = globals_.data() + it->second.at;
-        if (words[0] == head && (type == 0 || words[1] == type) &&
-            std::equal(operands.begin(), operands.end(), words + 1 + prefix))
-            return it->second.id;
-    }
+    const Interned* known = interned_.find(hash, [&](const Interned& one) {
+        const std::uint32_t* words = globals_.data() + one.at;
+        return words[0] == head && (type == 0 || words[1] == type) &&
+               std::equal(operands.begin(), operands.end(), words + 1 + prefix);
+    });
+    if (known != nullptr) return known->id;
     const Id id = newId();
-    interned_.emplace(hash, Interned{static_cast<std::uint32_t>(globals_.size()), id});
+    interned_.add(hash, {static_cast<std::uint32_t>(globals_.size()), id});
     globals_.push_back(head);
     if (type != 0) globals_.push_back(type);
     globals_.push_back(id);
@@ -110,8 +109,8 @@ Id Assembler::internedConstant(spv::Op op, Id type, std::span<const std::uint32_
 
 Id Assembler::newType(spv::Op op, std::span<const std::uint32_t> operands) {
     const Id id = newId();
-    Words words = {id};
-    words.insert(words.end(), operands.begin(), operands.end());
+    OperandList words = {id};
+    words.append(operands);
     emit(globals_, op, words);
     return id;
 }

@@ -2,13 +2,15 @@
 // order of sections; what the instructions mean is the callers' matter. One object per module, not thread safe.
 #pragma once
 
+#include "MSL/source/HashIndex.h"
+#include "MSL/spirv/OperandList.h"
+
 #include <spirv/unified1/spirv.hpp11>
 
 #include <cstdint>
 #include <initializer_list>
 #include <span>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 namespace msl::spirv {
@@ -86,7 +88,7 @@ class Assembler {
     Words functions_;
     Words variables_;
     std::size_t variablesAt_ = 0;
-    std::unordered_multimap<std::uint64_t, Interned> interned_;
+    HashIndex<Interned> interned_;
 };
 
 } // namespace msl::spirv

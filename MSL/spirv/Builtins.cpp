@@ -107,7 +107,7 @@ Id ModuleWriter::builtin(const Instruction& instruction) {
     if (id > BuiltinId::simdgroupBarrier && id <= BuiltinId::lastThreadFunction) return group(instruction);
     if (instruction.operands.empty() || instruction.result == nullptr)
         return fail("a built-in function without operands that the writer does not know");
-    Words operands;
+    OperandList operands;
     for (const ir::Value* operand : instruction.operands)
         operands.push_back(value(*operand));
     const TypeRef type = instruction.result->type;

@@ -268,7 +268,7 @@ void ModuleWriter::writeInstruction(const Instruction& instruction) {
         asm_.code(spv::Op::OpDemoteToHelperInvocation, {});
         return;
     case Op::construct: {
-        Words parts;
+        OperandList parts;
         for (const ir::Value* part : instruction.operands)
             parts.push_back(value(*part));
         if (parts.empty()) {
@@ -280,12 +280,12 @@ void ModuleWriter::writeInstruction(const Instruction& instruction) {
     }
     case Op::extract:
     case Op::insert: {
-        Words operands;
+        OperandList operands;
         if (instruction.op == Op::insert)
             operands = {operand(1), operand(0)};
         else
             operands = {operand(0)};
-        operands.insert(operands.end(), instruction.indices.begin(), instruction.indices.end());
+        operands.append(instruction.indices);
         const spv::Op op = instruction.op == Op::insert ? spv::Op::OpCompositeInsert : spv::Op::OpCompositeExtract;
         bind(instruction, asm_.result(op, logicalType(type), operands));
         return;
@@ -295,8 +295,8 @@ void ModuleWriter::writeInstruction(const Instruction& instruction) {
         return;
     case Op::shuffle: {
         const Id first = operand(0);
-        Words operands = {first, instruction.operands.size() > 1 ? operand(1) : first};
-        operands.insert(operands.end(), instruction.indices.begin(), instruction.indices.end());
+        OperandList operands = {first, instruction.operands.size() > 1 ? operand(1) : first};
+        operands.append(instruction.indices);
         bind(instruction, asm_.result(spv::Op::OpVectorShuffle, logicalType(type), operands));
         return;
     }
@@ -304,7 +304,7 @@ void ModuleWriter::writeInstruction(const Instruction& instruction) {
         bind(instruction, asm_.result(spv::Op::OpSelect, logicalType(type), {operand(0), operand(1), operand(2)}));
         return;
     case Op::call: {
-        Words operands = {functionId(*instruction.callee)};
+        OperandList operands = {functionId(*instruction.callee)};
         for (const ir::Value* argument : instruction.operands)
             operands.push_back(value(*argument));
         for (const ir::Variable* variable : instruction.variables)

@@ -176,7 +176,7 @@ ModuleWriter::Global& ModuleWriter::global(const Variable& variable) {
 Id ModuleWriter::placePointer(const ir::Place& place, spv::StorageClass& storage, bool& inMemory) {
     const Variable& root = *place.root;
     Id base = 0;
-    Words indices;
+    bool isInBlock = false;
     if (root.kind == Variable::Kind::local || root.kind == Variable::Kind::pointerParameter) {
         storage = spv::StorageClass::Function;
         inMemory = false;
@@ -187,13 +187,14 @@ Id ModuleWriter::placePointer(const ir::Place& place, spv::StorageClass& storage
         storage = target.storage;
         inMemory = target.inMemory;
         base = target.id;
-        if (root.kind == Variable::Kind::buffer) indices.push_back(uintConstant(0)); // into the block
+        isInBlock = root.kind == Variable::Kind::buffer;
     }
+    OperandList indices = {base};
+    if (isInBlock) indices.push_back(uintConstant(0));
     for (const ir::Step& step : place.steps)
         indices.push_back(step.value != nullptr ? value(*step.value) : uintConstant(step.number));
-    if (indices.empty()) return base;
+    if (indices.size() == 1) return base;
     const Id pointee = inMemory ? memoryType(place.type) : logicalType(place.type);
-    indices.insert(indices.begin(), base);
     return asm_.result(spv::Op::OpAccessChain, pointerType(storage, pointee), indices);
 }
 
@@ -214,7 +215,7 @@ Id ModuleWriter::load(const ir::Place& place) {
             Id whole = asm_.result(spv::Op::OpLoad, logicalType(input.declared), {input.id});
             whole = adaptInput(input.declared, root.type, whole);
             if (place.steps.empty()) return whole;
-            Words operands = {whole};
+            OperandList operands = {whole};
             for (const ir::Step& step : place.steps) {
                 if (step.value != nullptr)
                     return fail("a computed index into the stage input '" + std::string(root.name) + "'");
@@ -266,7 +267,7 @@ Id ModuleWriter::fromMemory(TypeRef type, Id stored) {
     if (!hasMemoryForm(type)) return stored;
     if (!changesInMemory(type)) return asm_.result(spv::Op::OpCopyLogical, logicalType(type), {stored});
     if (type->is(TypeKind::struct_) || type->is(TypeKind::array)) {
-        Words parts;
+        OperandList parts;
         const std::size_t count = type->is(TypeKind::array) ? type->count : type->record->fields.size();
         for (std::uint32_t i = 0; i < count; ++i) {
             const TypeRef part = type->is(TypeKind::array) ? type->element : type->record->fields[i].type;
@@ -283,7 +284,7 @@ Id ModuleWriter::toMemory(TypeRef type, Id logical) {
     if (!hasMemoryForm(type)) return logical;
     if (!changesInMemory(type)) return asm_.result(spv::Op::OpCopyLogical, memoryType(type), {logical});
     if (type->is(TypeKind::struct_) || type->is(TypeKind::array)) {
-        Words parts;
+        OperandList parts;
         const std::size_t count = type->is(TypeKind::array) ? type->count : type->record->fields.size();
         for (std::uint32_t i = 0; i < count; ++i) {
             const TypeRef part = type->is(TypeKind::array) ? type->element : type->record->fields[i].type;
@@ -303,7 +304,7 @@ Id ModuleWriter::adaptInput(TypeRef from, TypeRef to, Id loaded) {
     }
     if (from->columns > to->columns) {
         const TypeRef narrowed = module_.types.vector(from->scalar, to->columns);
-        Words operands;
+        OperandList operands;
         if (to->columns == 1) {
             operands = {loaded, 0};
         } else {

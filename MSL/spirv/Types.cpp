@@ -125,7 +125,7 @@ Id ModuleWriter::memoryType(TypeRef type) {
 Id ModuleWriter::structType(TypeRef type, bool inMemory) {
     const Record& record = *type->record;
     if (record.isUnion) return fail("the union '" + typeName(type) + "' cannot be written");
-    Words members;
+    OperandList members;
     for (const Field& field : record.fields)
         members.push_back(inMemory ? memoryType(field.type) : logicalType(field.type));
     // Drivers refuse structs without members; the one that stands in is never looked at.
@@ -254,7 +254,7 @@ Id ModuleWriter::constant(const ir::Value& constantValue) {
     const bool isComposite = !type->isScalar() && !type->is(TypeKind::enum_);
     if (!isComposite) return scalarConstant(type, constantValue.bits);
     if (constantValue.parts.empty()) return nullConstant(type);
-    Words parts;
+    OperandList parts;
     for (const ir::Value* part : constantValue.parts)
         parts.push_back(value(*part));
     return asm_.internedConstant(spv::Op::OpConstantComposite, logicalType(type), parts);
