@@ -67,15 +67,40 @@ TEST(IndexChecks, LeaveOutWhatIsProvedAndNothingElse) {
         {"for (int i = 0; i < 8; i++) { i++; s += c.a[i]; }", Verdict::clamped},
         {"for (int i = 0; i < 8; i += 3) s += c.a[i];", Verdict::proved},
         {"for (int i = 0; i < 8; i = i * 2 + 1) s += c.a[i];", Verdict::clamped},
-        {"int i = 0; for (; i < 8; i++) { } s = c.a[i];", Verdict::clamped},  // read behind the loop: 8
-        {"int i = 0; while (i < 8) { s += c.a[i]; i++; }", Verdict::clamped}, // stepped in the body: not looked into
+        {"int i = 0; for (; i < 8; i++) { } s = c.a[i];", Verdict::clamped}, // read behind the loop: 8
+        {"int i = 0; while (i < 8) { s += c.a[i]; i++; }", Verdict::proved},
+        {"int i = 0; while (i < 8) { i++; s += c.a[i]; }", Verdict::clamped}, // 8
+        {"int i = 0; while (i < 8) { i++; s += c.a[i - 1]; }", Verdict::proved},
         {"int i = 100; int j = i; i = 0; for (; i < 8; i++) s += c.a[j];", Verdict::clamped}, // read before the loop
         {"int i = 0; for (int r = 0; r < n; r++) { i += 1 << 29; for (; i < 8; i++) s += c.a[i]; }", Verdict::clamped},
         {"for (int i = 0; i < 2147483647; i += 2) s += c.a[i > 7 ? 7 : i];", Verdict::clamped}, // i comes round
         {"for (uint i = 7; i >= 0u; i--) s += c.a[i];", Verdict::clamped}, // i comes round below zero
         {"for (int j = 0; j < 2; j++) for (int i = 0; i < 4; i++) s += c.a[j * 4 + i];", Verdict::proved},
         {"for (int i = 0; i < 8; i++) { if (s > 2.0) continue; s += c.a[i]; }", Verdict::proved},
-        {"for (int i = 0; i < 8 && s < 9.0; i++) s += c.a[i];", Verdict::clamped},
+        {"for (int i = 0; i < 8 && s < 9.0; i++) s += c.a[i];", Verdict::proved},
+        {"for (ushort i = 0; i < 8; i++) s += c.a[i];", Verdict::proved},
+        {"for (uint i = id; i < 8u; i += 4u) s += c.a[i];", Verdict::proved},
+        {"for (uchar i = 0; i < 250; i += 10) s += c.a[i < 8 ? i : 0]; for (uchar i = 100; i < 8;) i++;",
+         Verdict::clamped}, // a conditional expression is a branch, or a value that nobody compares
+        {"for (int j = 0; j < 8; j++) for (int i = 0; i < j; i++) s += c.a[i + 1];", Verdict::proved},
+        {"int i = 3; if (n > 2) i = n; s = c.a[i];", Verdict::clamped},
+        {"int i = 3; s = c.a[i]; i = n;", Verdict::proved},
+        // The step adds to something that was read before, elsewhere or by another pass.
+        {"int i = 2147483647; const int j = i; for (i = 0; i < 4; i = j + 1) s += c.a[i];", Verdict::clamped},
+        {"int i = 0; int j = 0; for (; i < 4; i = j + 1) { j = i; i = 100; s += c.a[i]; }", Verdict::clamped},
+        {"int i = 0; for (; i < 4;) { const int j = i; for (int k = 0; k < 9; k++) i = j + 1; s += c.a[i + 3]; }",
+         Verdict::clamped},
+        // More than one write, or one that runs more than once in a pass.
+        {"for (int i = 0; i < 8; i++) { if (s > 2.0) i = n; s += c.a[i]; }", Verdict::clamped},
+        {"for (int i = 0; i < 8; i += 1) { for (int k = 0; k < n; k++) i += 1 << 28; s += c.a[i]; }", Verdict::clamped},
+        {"for (int i = 0; i < 8;) { for (int k = 0; k < 99; k++) i += 1 << 28; if (i > 0) break; s += c.a[i]; }",
+         Verdict::clamped},
+        // The test is not what the body relies on.
+        {"int i = 0; int j = i; for (i = -5; j < 8; i++) { s += c.a[i]; j = i; }", Verdict::clamped},
+        {"for (int i = -2147483647; i < 8; i -= 2) s += c.a[i];", Verdict::clamped}, // comes round from below
+        {"for (int i = 0; i < 8 || s < 3.0; i++) s += c.a[i];", Verdict::clamped},
+        {"int i = -1; while (++i < 8) s += c.a[i];", Verdict::clamped}, // would be proved with its step looked into
+        {"s = c.a[clamp(n, 7, 0)];", Verdict::clamped},                 // the bounds the wrong way round
     };
     for (const auto& one : cases) {
         SCOPED_TRACE(one.body);
