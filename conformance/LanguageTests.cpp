@@ -290,5 +290,40 @@ kernel void check(device float* out [[buffer(0)]], device const int* wild [[buff
     }
 }
 
+// Not even one element fits, though its first members would.
+TEST(Language, ABufferWithoutAnElementReadsAsZeroAndTakesNoWrites) {
+    const std::string source = R"(#include <metal_stdlib>
+using namespace metal;
+struct Wide { uint first; atomic_uint count; uint2 rest; float values[2]; };
+uint all(device Wide& w, int i) { return w.first + w.rest.x + uint(w.values[i]); }
+kernel void check(device uint* out [[buffer(0)]], device Wide* none [[buffer(1)]], device uint4* alsoNone [[buffer(2)]],
+                  constant int3* constants [[buffer(3)]], device Wide* one [[buffer(4)]],
+                  uint i [[thread_position_in_grid]]) {
+    if (i != 0) return;
+    out[0] = none[0].first;
+    out[1] = none[7].rest[out[9]];
+    out[2] = all(none[1], 1);
+    out[3] = atomic_fetch_add_explicit(&none[0].count, 3u, memory_order_relaxed);
+    none[0].first = 1;
+    none[2].values[out[9]] = 2;
+    for (int k = 0; k < 3; k++) alsoNone[k].y += 4;
+    uint4 whole = alsoNone[0];
+    out[4] = whole.x + whole.y;
+    alsoNone[0] = uint4(9);
+    out[5] = constants[0].x;
+    one[1].first += 5;
+    out[6] = one[3].first;
+})";
+    std::vector<std::vector<std::byte>> buffers = {
+        bytesOf(std::vector<std::uint32_t>(10, 1)), bytesOf(std::vector<std::uint32_t>(5, 77)),
+        bytesOf(std::vector<std::uint32_t>(3, 77)), bytesOf(std::vector<std::uint32_t>(3, 77)),
+        bytesOf(std::vector<std::uint32_t>(9, 77))};
+    ASSERT_TRUE(runKernel(source, buffers, 1));
+    EXPECT_EQ(valuesOf<std::uint32_t>(buffers[0]), (std::vector<std::uint32_t>{0, 0, 0, 0, 0, 0, 82, 1, 1, 1}));
+    EXPECT_EQ(valuesOf<std::uint32_t>(buffers[1]), std::vector<std::uint32_t>(5, 77));
+    EXPECT_EQ(valuesOf<std::uint32_t>(buffers[2]), std::vector<std::uint32_t>(3, 77));
+    EXPECT_EQ(valuesOf<std::uint32_t>(buffers[4])[0], 82U);
+}
+
 } // namespace
 } // namespace glasshob
