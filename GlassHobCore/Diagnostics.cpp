@@ -6,6 +6,7 @@
 
 #include <QChar>
 
+#include <algorithm>
 #include <array>
 #include <optional>
 
@@ -31,13 +32,48 @@ std::string Diagnostic::id() const {
     return text;
 }
 
-namespace DiagnosticParser {
-
 namespace {
 
 /// The name that the compiler gives the text before the first `#line`.
 constexpr std::string_view preludeFileName = "program_source";
 constexpr std::array fileNames = {ShaderAssembler::userFileName, ShaderAssembler::hostFileName, preludeFileName};
+
+Diagnostic::Severity severityOf(msl::Severity severity) {
+    switch (severity) {
+    case msl::Severity::error: return Diagnostic::Severity::error;
+    case msl::Severity::warning: return Diagnostic::Severity::warning;
+    case msl::Severity::note: break;
+    }
+    return Diagnostic::Severity::note;
+}
+
+void append(std::vector<Diagnostic>& messages, const msl::Diagnostic& record) {
+    if (std::ranges::find(fileNames, record.file) == fileNames.end()) return; // neither the user's text nor the host's
+    const bool isUsers = record.file == ShaderAssembler::userFileName;
+    Diagnostic& message = messages.emplace_back();
+    message.severity = severityOf(record.severity);
+    message.line = isUsers ? record.line : 0;
+    message.column = record.column;
+    message.message = record.message;
+    message.length = record.length;
+    if (isUsers) message.fixIt = record.fixIt;
+}
+
+} // namespace
+
+std::vector<Diagnostic> fromCompiler(std::span<const msl::Diagnostic> records) {
+    std::vector<Diagnostic> messages;
+    for (const msl::Diagnostic& record : records) {
+        append(messages, record);
+        for (const msl::Diagnostic& note : record.notes)
+            append(messages, note);
+    }
+    return messages;
+}
+
+namespace DiagnosticParser {
+
+namespace {
 
 /// Takes `\d+:` from the front of a text. Digits of every script match; only ASCII ones can be read as a number.
 std::optional<std::string_view> takeNumber(std::string_view& text) {

@@ -15,8 +15,9 @@ std::size_t userTextBegin(std::string_view assembled) {
     return at == std::string_view::npos ? assembled.size() : at + marker.size();
 }
 
-ShaderError makeError(const AssembledShader& assembled, std::string raw) {
-    std::vector<Diagnostic> diagnostics = DiagnosticParser::parse(raw);
+ShaderError makeError(const AssembledShader& assembled, msl::CompileError error) {
+    std::vector<Diagnostic> diagnostics = fromCompiler(error.diagnostics);
+    std::string raw = std::move(error.text);
     const ShaderKind kind = assembled.kind();
     const bool hostCodeFailed = std::ranges::any_of(diagnostics, [](const Diagnostic& diagnostic) {
         return diagnostic.severity == Diagnostic::Severity::error && diagnostic.line == 0;
@@ -36,8 +37,8 @@ std::expected<CompiledShader, ShaderError> compile(std::string_view source, std:
     CompiledShader shader{ShaderAssembler::assemble(source), {}};
     msl::CompileOptions options;
     options.timeLimit = timeLimit;
-    options.foreignBegin = userTextBegin(shader.assembled.source);
-    options.foreignEnd = std::min(options.foreignBegin + source.size(), shader.assembled.source.size());
+    options.userTextBegin = userTextBegin(shader.assembled.source);
+    options.userTextEnd = std::min(options.userTextBegin + source.size(), shader.assembled.source.size());
     std::expected<msl::CompiledLibrary, msl::CompileError> library =
         shader.assembled.kind() == ShaderKind::particles
             ? msl::compile(shader.assembled.source + std::string(hostText::dots), options)
@@ -47,7 +48,7 @@ std::expected<CompiledShader, ShaderError> compile(std::string_view source, std:
         auto plain = msl::compile(shader.assembled.source, options);
         if (!plain) library = std::move(plain);
     }
-    if (!library) return std::unexpected(makeError(shader.assembled, std::move(library.error().text)));
+    if (!library) return std::unexpected(makeError(shader.assembled, std::move(library.error())));
     shader.library = std::move(*library);
     return shader;
 }

@@ -78,7 +78,8 @@ ShaderProgram::ShaderProgram(std::string_view source, const std::shared_ptr<gpu:
     if (!compiled) throw std::move(compiled.error());
     params_ = std::move(compiled->assembled.params);
     kind_ = compiled->assembled.kind();
-    warnings_ = std::move(compiled->library.warnings);
+    warnings_ = fromCompiler(compiled->library.warnings);
+    warningText_ = msl::toText(compiled->library.warnings);
     const msl::EntryPoint* fragment = compiled->library.reflection.entryPoint(ShaderAssembler::fragmentEntry);
     coversTarget_ = fragment != nullptr && !fragment->mayDiscard;
     const std::shared_ptr<gpu::Library> library =

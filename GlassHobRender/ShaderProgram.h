@@ -84,8 +84,9 @@ class ShaderProgram {
     const ParticlePipelines* particles() const { return particles_ ? &*particles_ : nullptr; }
     const MeshPipelines* mesh() const { return mesh_ ? &*mesh_ : nullptr; }
     const std::shared_ptr<gpu::Device>& device() const { return device_; }
-    /// The compiler's warnings in the shape of its messages; empty when there are none.
-    const std::string& warnings() const { return warnings_; }
+    /// The compiler's warnings with their notes, and the same as its text; both empty when there are none.
+    const std::vector<Diagnostic>& warnings() const { return warnings_; }
+    const std::string& warningText() const { return warningText_; }
 
     /// Whether full-screen passes paint every pixel, so that their target need not be cleared before (a clear costs the
     /// CPU driver as much as a full-screen pass).
@@ -116,7 +117,8 @@ class ShaderProgram {
     std::shared_ptr<gpu::Device> device_;
     std::vector<ParamDecl> params_;
     ShaderKind kind_ = ShaderKind::fragment;
-    std::string warnings_;
+    std::vector<Diagnostic> warnings_;
+    std::string warningText_;
     bool coversTarget_ = true;
     std::shared_ptr<gpu::RenderPipelineState> pipeline_;
     std::shared_ptr<gpu::ComputePipelineState> soundPipeline_;

@@ -16,7 +16,7 @@ namespace {
 
 WarningLevel warningLevel(CompileOptions::Warnings warnings) {
     switch (warnings) {
-    case CompileOptions::Warnings::told: break;
+    case CompileOptions::Warnings::reported: break;
     case CompileOptions::Warnings::ignored: return WarningLevel::ignored;
     case CompileOptions::Warnings::errors: return WarningLevel::error;
     }
@@ -31,10 +31,14 @@ std::expected<CompiledLibrary, CompileError> compile(std::string_view source, co
     const bool isTooLong = source.size() > largestSource;
     const std::string_view text = isTooLong ? std::string_view() : source;
 
-    SourceManager sources(text, options.fileName, options.foreignBegin, options.foreignEnd);
+    SourceManager sources(text, options.fileName, options.userTextBegin, options.userTextEnd);
     Diagnostics diagnostics(sources, warningLevel(options.warnings));
     WorkLimit limit(options.timeLimit);
-    const auto failed = [&] { return std::unexpected(CompileError{diagnostics.errorText()}); };
+    const auto failed = [&] {
+        std::vector<Diagnostic> messages = diagnostics.messages();
+        std::string printed = toText(messages);
+        return std::unexpected(CompileError{std::move(messages), std::move(printed)});
+    };
     if (isTooLong) {
         diagnostics.error(SourceLocation::atOffset(0), "the source is longer than 64 MB");
         return failed();
@@ -52,7 +56,7 @@ std::expected<CompiledLibrary, CompileError> compile(std::string_view source, co
     auto words = spirv::write(*module, bindings, {.debugNames = options.debugNames});
     if (!words) diagnostics.internalError(SourceLocation::atOffset(0), words.error());
     if (diagnostics.hasErrors()) return failed();
-    return CompiledLibrary{std::move(*words), std::move(reflection), diagnostics.warningText()};
+    return CompiledLibrary{std::move(*words), std::move(reflection), diagnostics.messages()};
 }
 
 std::string_view version() {

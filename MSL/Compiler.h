@@ -6,6 +6,7 @@
 // does wrong becomes one "internal compiler error" diagnostic that names the place.
 #pragma once
 
+#include "MSL/Diagnostic.h"
 #include "MSL/Reflection.h"
 
 #include <chrono>
@@ -22,18 +23,19 @@ struct CompileOptions {
     // The name that messages give to text before the first #line directive.
     std::string fileName = "program_source";
 
-    // The bytes of the source that a stranger wrote ([foreignBegin, foreignEnd)). A #line directive inside them may
-    // renumber lines but cannot claim another file. Empty by default: every #line is trusted.
-    std::size_t foreignBegin = 0;
-    std::size_t foreignEnd = 0;
+    // The bytes of the source that come from the user ([userTextBegin, userTextEnd)), where a host puts text of its own
+    // around them. A #line directive inside them may renumber lines but cannot claim another file, and only they are
+    // warned about. Empty by default: all of the text is the user's, and every #line is trusted.
+    std::size_t userTextBegin = 0;
+    std::size_t userTextEnd = 0;
 
     // Give up with a diagnostic after about this much wall time; zero means no limit. The fixed limits on depth,
     // expansion and output size hold regardless.
     std::chrono::milliseconds timeLimit{0};
 
-    // What becomes of warnings: told, left out, or told as errors.
-    enum class Warnings : std::uint8_t { told, ignored, errors };
-    Warnings warnings = Warnings::told;
+    // What becomes of warnings: reported, left out, or reported as errors.
+    enum class Warnings : std::uint8_t { reported, ignored, errors };
+    Warnings warnings = Warnings::reported;
 
     // Add OpName for functions, variables and members (for reading the output; drivers ignore them).
     bool debugNames = false;
@@ -42,14 +44,12 @@ struct CompileOptions {
 struct CompiledLibrary {
     std::vector<std::uint32_t> spirv;
     Reflection reflection;
-    std::string warnings; // the warnings and their notes in the shape of CompileError::text; empty when there are none
+    std::vector<Diagnostic> warnings; // in the order of the text
 };
 
-// The messages of a failed compile, one block of text: "file:line:column: error: message", the source line and the
-// caret under it, notes in the same shape; no colour, no summary line, columns in UTF-8 bytes from 1. Every line ends
-// with a line feed.
 struct CompileError {
-    std::string text;
+    std::vector<Diagnostic> diagnostics; // errors, and warnings among them, in the order of the text
+    std::string text;                    // the same as toText() prints them
 };
 
 std::expected<CompiledLibrary, CompileError> compile(std::string_view source, const CompileOptions& options = {});

@@ -13,7 +13,7 @@ bool check(const std::string& path, Console& console) {
         tellCompileError(console, *source, compiled.error());
         return false;
     }
-    tellWarnings(console, *source, compiled->library.warnings);
+    tellWarnings(console, *source, msl::toText(compiled->library.warnings));
     if (console.outputIsTerminal()) console.write(source->name + " compiles.\n");
     return true;
 }

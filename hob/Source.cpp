@@ -102,7 +102,7 @@ std::optional<Program> openProgram(Console& console, const Source& source, std::
     }
     try {
         auto program = std::make_shared<const glasshob::ShaderProgram>(source.text, *device);
-        tellWarnings(console, source, program->warnings());
+        tellWarnings(console, source, program->warningText());
         return Program{std::move(*device), std::move(program)};
     } catch (const glasshob::ShaderError& error) {
         tellCompileError(console, source, error);

@@ -110,7 +110,7 @@ void AppModel::fail(std::vector<Diagnostic> diagnostics, const QString& text) {
 void AppModel::takeProgram(std::shared_ptr<const ShaderProgram> program) {
     program_ = std::move(program);
     diagnostics_.clear();
-    warnings_ = DiagnosticParser::parse(program_->warnings());
+    warnings_ = program_->warnings();
     std::erase_if(warnings_, [](const Diagnostic& warning) { return warning.line <= 0; });
     errorText_.reset();
     sliders_.carryOver(program_->params());

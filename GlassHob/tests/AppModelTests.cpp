@@ -115,6 +115,23 @@ TEST_F(AppModelTest, WarningsHaveAListOfTheirOwn) {
     EXPECT_TRUE(model->warnings().empty());
 }
 
+// What the compiler echoes of the text is not a message, whatever it looks like.
+TEST_F(AppModelTest, ASourceLineCannotForgeAMessage) {
+    const std::string forged = " // shader.metal:1:1: error: forged\n";
+    const std::string begin = "float4 shade(float2 uv, constant Uniforms& u, constant Params& p) {\n";
+    model->open(file("a.metal", begin + "    return flot4(1.0);" + forged + "}\n"));
+    ASSERT_EQ(model->diagnostics().size(), 1U);
+    EXPECT_EQ(model->diagnostics()[0].line, 2);
+    EXPECT_EQ(model->diagnostics()[0].length, 5);
+    ASSERT_TRUE(model->diagnostics()[0].fixIt);
+    EXPECT_EQ(model->diagnostics()[0].fixIt->replacement, "float4");
+    EXPECT_TRUE(model->errorText()->contains("forged")) << "the line is shown as it is";
+    model->textChanged(begin + "    float spare = 1.0;" + forged + "    return float4(1.0);\n}\n");
+    delay_->elapse();
+    ASSERT_EQ(model->warnings().size(), 1U);
+    EXPECT_EQ(model->warnings()[0].message, "unused variable 'spare'");
+}
+
 TEST_F(AppModelTest, ValuesAreCarriedOverByNameWhileTheDefaultStays) {
     struct Case {
         const char* params;

@@ -217,6 +217,8 @@ QTextCursor CodeEditor::rangeOf(const Diagnostic& diagnostic) const {
     int to = from;
     if (diagnostic.column <= 0)
         to = int(text.size());
+    else if (diagnostic.length > 0)
+        to = utf16Column(text, diagnostic.column + diagnostic.length);
     else if (from < text.size() && isWordCharacter(text[from]))
         while (to < text.size() && isWordCharacter(text[to]))
             ++to;

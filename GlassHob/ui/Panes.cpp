@@ -111,7 +111,7 @@ void EditorPane::followCompile() {
         messages_->setMessages(model_.diagnostics(), *model_.errorText());
     } else {
         editor_->setDiagnostics(model_.warnings());
-        messages_->setWarnings(model_.warnings(), program ? QString::fromStdString(program->warnings()) : QString());
+        messages_->setWarnings(model_.warnings(), program ? QString::fromStdString(program->warningText()) : QString());
     }
 }
 

@@ -1,5 +1,8 @@
 #include "GlassHobCore/Diagnostics.h"
 
+#include "MSL/Compiler.h"
+#include "MSL/tests/messages/Mistakes.h"
+
 #include <gtest/gtest.h>
 
 using namespace glasshob;
@@ -32,6 +35,27 @@ TEST(DiagnosticParser, ReadsMessageLines) {
     };
     for (const Case& each : cases)
         EXPECT_EQ(DiagnosticParser::parse(each.text), each.expected) << each.text;
+}
+
+TEST(Diagnostics, OfRecordsAreThoseOfTheirText) {
+    std::size_t messages = 0;
+    for (const auto& mistake : msl::testing::readMistakes(MSL_TEST_MISTAKES)) {
+        const auto compiled = msl::compile(msl::testing::mistakesPrelude + mistake.source);
+        const auto& records = compiled ? compiled->warnings : compiled.error().diagnostics;
+        const std::vector<Diagnostic> found = fromCompiler(records);
+        EXPECT_EQ(found, DiagnosticParser::parse(toText(records))) << mistake.name;
+        messages += found.size();
+    }
+    EXPECT_GT(messages, 200U);
+    // Of the text before the user's and behind it, too.
+    const auto compiled = msl::compile("int a() { return nowhere; }\n#line 7 \"gh_host\"\nint b() { return nowhere; }\n"
+                                       "#line 1 \"shader.metal\"\nint c() { return nowhere; }\n");
+    ASSERT_FALSE(compiled);
+    const std::vector<Diagnostic> found = fromCompiler(compiled.error().diagnostics);
+    EXPECT_EQ(found, DiagnosticParser::parse(compiled.error().text));
+    ASSERT_EQ(found.size(), 3U);
+    EXPECT_EQ(found[1].line, 0);
+    EXPECT_EQ(found[2].length, 7);
 }
 
 TEST(Diagnostic, IdentityTellsEveryField) {

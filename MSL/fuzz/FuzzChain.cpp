@@ -11,12 +11,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     options.timeLimit = std::chrono::milliseconds(1000);
     options.debugNames = variant % 5 == 0;
     if (variant % 3 == 0) {
-        options.foreignBegin = size / 4;
-        options.foreignEnd = size / 2;
+        options.userTextBegin = size / 4;
+        options.userTextEnd = size / 2;
     }
     const auto compiled = compile(text, options);
     if (!compiled) {
-        fuzz::checkMessages(compiled.error().text, text, true);
+        fuzz::checkMessages(compiled.error().diagnostics, text, true);
         return 0;
     }
     fuzz::checkMessages(compiled->warnings, text, false);

@@ -6,15 +6,15 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace msl;
     const std::string_view text(reinterpret_cast<const char*>(data), size);
-    const bool isForeign = fuzz::hashOf(text) % 3 == 0;
+    const bool hasHost = fuzz::hashOf(text) % 3 == 0;
     Arena arena;
-    SourceManager sources(text, "text", isForeign ? size / 4 : 0, isForeign ? size / 2 : 0);
+    SourceManager sources(text, "text", hasHost ? size / 4 : 0, hasHost ? size / 2 : 0);
     Diagnostics diagnostics(sources);
     IdentifierTable identifiers(arena);
     WorkLimit limit(std::chrono::milliseconds(0));
     const TranslationUnit* unit = parse(sources, identifiers, arena, diagnostics, limit);
     if (unit == nullptr) fuzz::finding("no tree");
     dump(*unit);
-    fuzz::checkMessages(diagnostics.errorText(), text, diagnostics.hasErrors());
+    fuzz::checkMessages(diagnostics.messages(), text, diagnostics.hasErrors());
     return 0;
 }

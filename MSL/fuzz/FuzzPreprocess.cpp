@@ -5,9 +5,9 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace msl;
     const std::string_view text(reinterpret_cast<const char*>(data), size);
-    const bool isForeign = fuzz::hashOf(text) % 3 == 0;
+    const bool hasHost = fuzz::hashOf(text) % 3 == 0;
     Arena arena;
-    SourceManager sources(text, "text", isForeign ? size / 4 : 0, isForeign ? size / 2 : 0);
+    SourceManager sources(text, "text", hasHost ? size / 4 : 0, hasHost ? size / 2 : 0);
     Diagnostics diagnostics(sources);
     IdentifierTable identifiers(arena);
     Preprocessor preprocessor(sources, identifiers, arena, diagnostics);
@@ -19,6 +19,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         if (token.end > size) fuzz::finding("a token that ends behind the text");
         if (++count > 2 * Preprocessor::expansionLimit + size) fuzz::finding("tokens without end");
     } while (!token.is(TokenKind::eof));
-    fuzz::checkMessages(diagnostics.errorText(), text, diagnostics.hasErrors());
+    fuzz::checkMessages(diagnostics.messages(), text, diagnostics.hasErrors());
     return 0;
 }

@@ -344,7 +344,8 @@ void Lexer::lexOther(Token& token, const char* begin) {
     if (auto [looksLike, kind] = c.isValid ? lookAlike(c.value) : LookAlike{}; looksLike != 0) {
         std::snprintf(code, sizeof code, "<U+%04X>", static_cast<unsigned>(c.value));
         diagnostics_.error(token.location,
-                           std::string("unexpected character ") + code + "; did you mean '" + looksLike + "'?");
+                           std::string("unexpected character ") + code + "; did you mean '" + looksLike + "'?",
+                           {token.location, {begin, c.length}, {&looksLike, 1}});
         token.kind = kind;
         token.identifier = nullptr;
         return;

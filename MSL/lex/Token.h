@@ -12,7 +12,7 @@ namespace msl {
 
 enum class TokenKind : std::uint16_t {
     eof,
-    regionEnd,      // the end of the bytes before, of, or after the foreign part; ends whatever is still open
+    regionEnd, // the end of the text before the user's, of the user's, or of that after it; ends whatever is still open
     endOfDirective, // only inside preprocessor directives
     unknown,        // a character that begins no token; reported by the lexer, never reaches the parser
     identifier,

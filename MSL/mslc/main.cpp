@@ -109,7 +109,7 @@ int main(int argc, char** argv) {
         } else if (argument == "-w") {
             options.warnings = msl::CompileOptions::Warnings::ignored;
         } else if (argument == "-Werror") {
-            if (options.warnings == msl::CompileOptions::Warnings::told)
+            if (options.warnings == msl::CompileOptions::Warnings::reported)
                 options.warnings = msl::CompileOptions::Warnings::errors;
         } else if (argument == "--names") {
             options.debugNames = true;
@@ -137,7 +137,7 @@ int main(int argc, char** argv) {
         std::cerr << compiled.error().text;
         return failed;
     }
-    std::cerr << compiled->warnings;
+    std::cerr << msl::toText(compiled->warnings);
     if (!output.empty() && compiled->reflection.entryPoints.empty()) {
         std::cerr << "mslc: '" << input
                   << "' has no vertex, fragment or kernel function, so there is no module to write.\n";

@@ -190,7 +190,8 @@ Stmt* Parser::parseMistypedReturn() {
         }
     }
     if (previous[wanted.size()] > 2) return nullptr;
-    error(token().location, "unknown type name '" + std::string(word->text) + "'; did you mean 'return'?");
+    error(token().location, "unknown type name '" + std::string(word->text) + "'; did you mean 'return'?",
+          {token().location, word->text, wanted});
     return parseReturn();
 }
 

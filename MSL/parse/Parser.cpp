@@ -62,11 +62,11 @@ void Parser::stop() {
 
 // ------------------------------------------------------------------------------------------- errors and recovery
 
-void Parser::error(SourceLocation at, std::string message) {
+void Parser::error(SourceLocation at, std::string message, const Correction& correction) {
     reported_ = lastErrorPosition_ != position_ && !isStopped_ && !token().has(Token::afterError);
     lastErrorPosition_ = position_;
     if (!reported_) return;
-    diagnostics_.error(at, std::move(message));
+    diagnostics_.error(at, std::move(message), correction);
     if (diagnostics_.isFull()) stop();
 }
 
@@ -128,7 +128,9 @@ void Parser::skipBalanced() {
 void Parser::expectSemicolon(std::string_view message) {
     if (accept(TokenKind::semicolon)) return;
     bool isRepeat = lastErrorPosition_ == position_;
-    error(previousEnd(), std::string(message));
+    // Between two things of one line something else may be wrong.
+    const bool endsThere = atEnd() || at(TokenKind::rightBrace) || token().has(Token::startOfLine);
+    error(previousEnd(), std::string(message), endsThere ? Correction{previousEnd(), "", ";"} : Correction{});
     bool isNewLine = token().has(Token::startOfLine) && (!isRepeat || startsStatementOnNewLine());
     if (!atEnd() && !at(TokenKind::rightBrace) && !isNewLine) skipStatement();
 }

@@ -91,8 +91,8 @@ class Parser {
     SourceLocation previousEnd() const { return SourceLocation::atOffset(previousEnd_); }
 
     // ---- errors and recovery (Parser.cpp)
-    void error(SourceLocation at, std::string message); // at most one per token
-    void errorHere(std::string message);                // at the token, or behind the one before if that ends a line
+    void error(SourceLocation at, std::string message, const Correction& correction = {}); // at most one per token
+    void errorHere(std::string message); // at the token, or behind the one before if that ends a line
     SourceLocation here() const;
     void note(SourceLocation at, std::string message) {
         if (reported_) diagnostics_.note(at, std::move(message));

@@ -397,6 +397,8 @@ class Analyzer {
 
     // ---- helpers
     void error(SourceLocation at, std::string message) { diagnostics_.error(at, std::move(message)); }
+    // With "; did you mean" where there is a better name than the one written at the place.
+    void errorOfName(SourceLocation at, std::string message, std::string_view written, std::string_view meant);
     void warning(SourceLocation at, std::string message, WarningGroup group = WarningGroup::other) {
         diagnostics_.warning(at, std::move(message), group);
     }

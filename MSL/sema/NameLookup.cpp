@@ -259,7 +259,8 @@ NameMeaning Analyzer::lookUp(Name& name, bool forCall, std::size_t argumentCount
     Decl* decl = nullptr;
     std::string_view suggestion;
     if (!metalIsVisible_ && builtinNamed(name.identifier)) {
-        error(name.location, message + "; did you mean 'metal::" + std::string(name.identifier->text) + "'?");
+        errorOfName(name.location, std::move(message), name.identifier->text,
+                    "metal::" + std::string(name.identifier->text));
         meaning.builtin = builtinNamed(name.identifier);
         meaning.kind = NameMeaning::Kind::builtin;
         return meaning;
@@ -272,12 +273,11 @@ NameMeaning Analyzer::lookUp(Name& name, bool forCall, std::size_t argumentCount
     }
     suggestion =
         closestName(name.identifier->text, forCall ? TypoKind::call : TypoKind::expression, &decl, argumentCount);
+    errorOfName(name.location, std::move(message), name.identifier->text, suggestion);
     if (suggestion.empty()) {
-        error(name.location, std::move(message));
         meaning.kind = NameMeaning::Kind::failed;
         return meaning;
     }
-    error(name.location, message + "; did you mean '" + std::string(suggestion) + "'?");
     const Identifier* corrected = identifiers_.get(suggestion);
     if (decl && decl->location) note(decl->location, "'" + std::string(suggestion) + "' declared here");
     meaning = lookUpUnqualified(corrected);

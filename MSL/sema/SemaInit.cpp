@@ -146,11 +146,10 @@ Expr* Analyzer::initializeAggregate(TypeRef to, InitCursor& cursor, bool ownsLis
                     for (const VarDecl* candidate : fields)
                         if (candidate->name) names.push_back(candidate->name->text);
                     const std::string_view suggestion = closestOf(item.designator->text, names);
-                    error(
-                        item.location,
-                        "field designator '" + std::string(item.designator->text) +
-                            "' does not refer to any field in type '" + typeName(to) + "'" +
-                            (suggestion.empty() ? std::string() : "; did you mean '" + std::string(suggestion) + "'?"));
+                    errorOfName(item.location,
+                                "field designator '" + std::string(item.designator->text) +
+                                    "' does not refer to any field in type '" + typeName(to) + "'",
+                                item.designator->text, suggestion);
                     return errorAt(at);
                 }
                 position = named->index;

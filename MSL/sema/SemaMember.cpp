@@ -7,6 +7,12 @@ namespace msl {
 
 namespace {
 
+// The operator before a member's name.
+Correction correctionOfAccess(SourceLocation name, std::string_view written, std::string_view meant) {
+    if (!name || name.offset() < written.size()) return {};
+    return {SourceLocation::atOffset(name.offset() - static_cast<std::uint32_t>(written.size())), written, meant};
+}
+
 int componentNumber(char c, bool& isColour) {
     switch (c) {
     case 'x': isColour = false; return 0;
@@ -109,12 +115,9 @@ Expr* Analyzer::structMember(Member* expr, TypeRef structType) {
             if (member->name && (member->kind == DeclKind::variable || member->kind == DeclKind::function))
                 names.push_back(member->name->text);
         const std::string_view suggestion = closestOf(text, names);
-        std::string message = "no member named '" + std::string(text) + "' in '" + typeName(structType) + "'";
-        if (suggestion.empty()) {
-            error(expr->location, std::move(message));
-            return errorAt(expr);
-        }
-        error(expr->location, message + "; did you mean '" + std::string(suggestion) + "'?");
+        errorOfName(expr->location, "no member named '" + std::string(text) + "' in '" + typeName(structType) + "'",
+                    text, suggestion);
+        if (suggestion.empty()) return errorAt(expr);
         found = findMember(decl, identifiers_.get(suggestion));
         if (!found) return errorAt(expr);
         if (found->location) note(found->location, "'" + std::string(suggestion) + "' declared here");
@@ -178,16 +181,22 @@ Expr* Analyzer::member(Member* expr) {
         }
         if (!base->is(TypeKind::pointer)) {
             const bool hasMembers = base->is(TypeKind::struct_) || base->isVector();
-            error(expr->location, "member reference type '" + typeName(base) + "' is not a pointer" +
-                                      (hasMembers ? "; did you mean to use '.'?" : ""));
-            if (!hasMembers) return errorAt(expr);
+            const std::string message = "member reference type '" + typeName(base) + "' is not a pointer";
+            if (!hasMembers) {
+                error(expr->location, message);
+                return errorAt(expr);
+            }
+            diagnostics_.error(expr->location, message + "; did you mean to use '.'?",
+                               correctionOfAccess(expr->location, "->", "."));
             expr->isArrow = false;
         } else {
             expr->base = load(expr->base);
             base = base->element;
         }
     } else if (base->is(TypeKind::pointer)) {
-        error(expr->location, "member reference type '" + typeName(base) + "' is a pointer; did you mean to use '->'?");
+        diagnostics_.error(expr->location,
+                           "member reference type '" + typeName(base) + "' is a pointer; did you mean to use '->'?",
+                           correctionOfAccess(expr->location, ".", "->"));
         expr->base = load(expr->base);
         expr->isArrow = true;
         base = base->element;

@@ -229,9 +229,7 @@ Expr* Analyzer::textureMethod(Call* expr, Member* callee) {
         return errorAt(expr);
     }
     const std::string_view suggestion = closestOf(name, textureMethods());
-    error(callee->location,
-          "no member named '" + name + "' in '" + typeName(texture) + "'" +
-              (suggestion.empty() ? std::string() : "; did you mean '" + std::string(suggestion) + "'?"));
+    errorOfName(callee->location, "no member named '" + name + "' in '" + typeName(texture) + "'", name, suggestion);
     return errorAt(expr);
 }
 

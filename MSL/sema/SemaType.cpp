@@ -78,11 +78,9 @@ TypeRef Analyzer::reportUnknownType(const Name& name) {
         error(name.location, "'double' is not supported in Metal");
         return types_.error();
     }
-    std::string message = "unknown type name '" + std::string(text) + "'";
     Decl* decl = nullptr;
     const std::string_view suggestion = closestName(text, TypoKind::type, &decl);
-    if (!suggestion.empty()) message += "; did you mean '" + std::string(suggestion) + "'?";
-    error(name.location, std::move(message));
+    errorOfName(name.location, "unknown type name '" + std::string(text) + "'", text, suggestion);
     if (decl && decl->location) note(decl->location, "'" + std::string(suggestion) + "' declared here");
     // Go on with what was probably meant, so that what follows is still checked.
     if (suggestion.empty()) return types_.error();

@@ -131,6 +131,12 @@ std::string_view Analyzer::closestName(std::string_view typo, TypoKind kind, Dec
     return closest.name();
 }
 
+void Analyzer::errorOfName(SourceLocation at, std::string message, std::string_view written, std::string_view meant) {
+    if (meant.empty()) return error(at, std::move(message));
+    message += "; did you mean '" + std::string(meant) + "'?";
+    diagnostics_.error(at, std::move(message), {at, written, meant});
+}
+
 std::string_view Analyzer::closestOf(std::string_view typo, std::span<const std::string_view> names) const {
     Closest closest(typo);
     for (const std::string_view name : names)

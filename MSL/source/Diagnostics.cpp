@@ -1,9 +1,11 @@
 #include "MSL/source/Diagnostics.h"
 
 #include "MSL/source/SourceManager.h"
+#include "MSL/source/TokenLength.h"
 #include "MSL/source/Utf8.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace msl {
 
@@ -13,7 +15,7 @@ constexpr std::size_t messageLimit = 600; // bytes of one message
 constexpr std::size_t windowLimit = 200;  // bytes of a source line that are shown
 constexpr unsigned warningLimit = 100;
 constexpr unsigned notesPerMessage = 12;
-constexpr std::string_view replacement = "\xEF\xBF\xBD";
+constexpr std::string_view unreadable = "\xEF\xBF\xBD";
 
 bool isContinuation(char c) {
     return (static_cast<unsigned char>(c) & 0xC0) == 0x80;
@@ -27,20 +29,11 @@ void appendPrintable(std::string& out, std::string_view text, bool keepTabs) {
         if (c.value == '\t')
             out += keepTabs ? '\t' : ' ';
         else if (!c.isValid || isControl)
-            out += replacement;
+            out += unreadable;
         else
             out += text.substr(i, c.length);
         i += c.length;
     }
-}
-
-std::string_view severityWord(Severity severity) {
-    switch (severity) {
-    case Severity::error: return "error: ";
-    case Severity::warning: return "warning: ";
-    case Severity::note: return "note: ";
-    }
-    return {};
 }
 
 } // namespace
@@ -48,12 +41,22 @@ std::string_view severityWord(Severity severity) {
 void Diagnostics::error(SourceLocation at, std::string message) {
     add(Severity::error, at, std::move(message));
 }
+void Diagnostics::error(SourceLocation at, std::string message, const Correction& correction) {
+    if (!add(Severity::error, at, std::move(message)) || !correction.at) return;
+    if (correction.at.offset() > sources_.text().size()) return;
+    if (!correction.written.empty()) { // the whole token there
+        const std::string_view there = sources_.text().substr(correction.at.offset(), correction.written.size() + 1);
+        if (!there.starts_with(correction.written) || tokenLength(there) != correction.written.size()) return;
+    }
+    records_.back().replacement = {correction.at, static_cast<std::uint32_t>(correction.written.size()),
+                                   std::string(correction.meant)};
+}
 void Diagnostics::warning(SourceLocation at, std::string message, WarningGroup group) {
     WarningLevel level = general_;
     if (at && level != WarningLevel::ignored) {
         const WarningLevel here = control_.levelOf(group, at.offset());
-        level = here == WarningLevel::ignored || !sources_.isAuthors(at.offset()) ? WarningLevel::ignored
-                                                                                  : std::max(level, here);
+        level = here == WarningLevel::ignored || !sources_.isUserText(at.offset()) ? WarningLevel::ignored
+                                                                                   : std::max(level, here);
     }
     droppingNotes_ = level == WarningLevel::ignored;
     if (!droppingNotes_)
@@ -75,9 +78,9 @@ void Diagnostics::internalError(SourceLocation at, std::string_view what) {
     add(Severity::error, at, "internal compiler error: " + std::string(what));
 }
 
-void Diagnostics::add(Severity severity, SourceLocation at, std::string message) {
+bool Diagnostics::add(Severity severity, SourceLocation at, std::string message) {
     if (severity == Severity::note) {
-        if (droppingNotes_ || ++noteCount_ > notesPerMessage) return;
+        if (droppingNotes_ || ++noteCount_ > notesPerMessage) return false;
     } else {
         noteCount_ = 0;
         unsigned& count = severity == Severity::error ? errorCount_ : warningCount_;
@@ -86,7 +89,7 @@ void Diagnostics::add(Severity severity, SourceLocation at, std::string message)
             return record.severity == severity && record.at == at && record.message == message;
         });
         droppingNotes_ = count >= limit || isRepeat;
-        if (droppingNotes_) return;
+        if (droppingNotes_) return false;
         ++count;
     }
     if (message.size() > messageLimit) {
@@ -96,22 +99,31 @@ void Diagnostics::add(Severity severity, SourceLocation at, std::string message)
         message.resize(end);
         message += "...";
     }
-    records_.push_back({severity, at, std::move(message)});
+    records_.push_back({severity, at, std::move(message), {}});
+    return true;
 }
 
-// "file:line:column: error: message", the source line and the caret. A long line is shown as a window around the
+// The message with its place. Of the source, the line and the caret: a long line is shown as a window around the
 // column; tabs stay tabs in both lines so that the caret stands right whatever their width.
-void Diagnostics::print(const Record& record, std::string& out) const {
-    PresumedLocation at = sources_.presumed(record.at);
-    appendPrintable(out, at.file, false);
-    out += ':' + std::to_string(at.line) + ':' + std::to_string(at.column) + ": ";
-    out += severityWord(record.severity);
-    appendPrintable(out, record.message, false);
-    out += '\n';
-    if (!record.at) return;
+Diagnostic Diagnostics::diagnosticOf(const Record& record) const {
+    const PresumedLocation at = sources_.presumed(record.at);
+    Diagnostic result;
+    result.severity = record.severity;
+    appendPrintable(result.file, at.file, false);
+    result.line = at.line;
+    result.column = at.column;
+    appendPrintable(result.message, record.message, false);
+    if (!record.at) return result;
 
-    std::string_view line = sources_.lineText(record.at);
-    std::size_t column = std::min<std::size_t>(at.column - 1, line.size());
+    const std::string_view line = sources_.lineText(record.at);
+    const std::size_t column = std::min<std::size_t>(at.column - 1, line.size());
+    result.length = tokenLength(line.substr(column));
+    if (const auto& replacement = record.replacement) {
+        const PresumedLocation edited = sources_.presumed(replacement->at);
+        if (edited.file == at.file) result.fixIt = {edited.line, edited.column, replacement->length, replacement->text};
+    }
+
+    std::string& out = result.excerpt;
     std::size_t begin = 0;
     std::size_t end = line.size();
     if (line.size() > windowLimit) {
@@ -132,39 +144,33 @@ void Diagnostics::print(const Record& record, std::string& out) const {
         out += line[i] == '\t' ? '\t' : ' ';
         i += decodeUtf8(line, i).length;
     }
-    out += "^\n";
+    out += '^';
+    return result;
 }
 
-// Messages of all passes in the order of the text, each followed by its notes.
-std::vector<std::pair<std::size_t, std::size_t>> Diagnostics::groupsInTextOrder() const {
-    std::vector<std::pair<std::size_t, std::size_t>> groups;
+std::vector<Diagnostic> Diagnostics::messages() const {
+    struct Group { // a message and its notes: [first, last) of records_
+        std::size_t first;
+        std::size_t last;
+    };
+    std::vector<Group> groups;
     for (std::size_t i = 0; i < records_.size(); ++i) {
         if (records_[i].severity == Severity::note && !groups.empty())
-            groups.back().second = i + 1;
+            groups.back().last = i + 1;
         else
-            groups.emplace_back(i, i + 1);
+            groups.push_back({i, i + 1});
     }
     std::ranges::sort(groups, {},
-                      [&](const auto& group) { return std::pair(records_[group.first].at.value, group.first); });
-    return groups;
-}
+                      [&](const Group& group) { return std::pair(records_[group.first].at.value, group.first); });
 
-std::string Diagnostics::errorText() const {
-    std::string out;
-    for (auto [begin, end] : groupsInTextOrder())
-        for (std::size_t i = begin; i < end; ++i)
-            print(records_[i], out);
-    return out;
-}
-
-std::string Diagnostics::warningText() const {
-    std::string out;
-    for (auto [begin, end] : groupsInTextOrder()) {
-        if (records_[begin].severity == Severity::error) continue;
-        for (std::size_t i = begin; i < end; ++i)
-            print(records_[i], out);
+    std::vector<Diagnostic> result;
+    result.reserve(groups.size());
+    for (const Group& group : groups) {
+        Diagnostic& message = result.emplace_back(diagnosticOf(records_[group.first]));
+        for (std::size_t i = group.first + 1; i < group.last; ++i)
+            message.notes.push_back(diagnosticOf(records_[i]));
     }
-    return out;
+    return result;
 }
 
 } // namespace msl

@@ -1,21 +1,27 @@
-// Collects the messages of one compile and prints them in clang's shape. The first of the passes to know a fault
-// reports it here; nothing is thrown. One object per compile, not thread safe.
+// Collects the messages of one compile. The first of the passes to know a fault reports it here; nothing is thrown. One
+// object per compile, not thread safe.
 #pragma once
 
+#include "MSL/Diagnostic.h"
 #include "MSL/source/SourceLocation.h"
 #include "MSL/source/WarningControl.h"
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 namespace msl {
 
 class SourceManager;
 
-enum class Severity : std::uint8_t { error, warning, note };
+// What the author meant in place of what stands written there. An empty `written` puts it before what stands there.
+struct Correction {
+    SourceLocation at;
+    std::string_view written;
+    std::string_view meant;
+};
 
 class Diagnostics {
   public:
@@ -25,7 +31,10 @@ class Diagnostics {
 
     // A message is one sentence in clang's wording, without a full stop. A note belongs to the message before it.
     void error(SourceLocation at, std::string message);
-    // A warning is told unless the text silences its group there, or the place is the host's, not the author's.
+    // The correction becomes the message's fix-it, unless the text there reads differently, as it does where the word
+    // came out of a macro.
+    void error(SourceLocation at, std::string message, const Correction& correction);
+    // A warning is reported unless the text silences its group there, or the place is the host's, not the author's.
     void warning(SourceLocation at, std::string message, WarningGroup group = WarningGroup::other);
     void note(SourceLocation at, std::string message);
 
@@ -50,20 +59,25 @@ class Diagnostics {
     Mark mark() const { return {records_.size(), errorCount_, warningCount_, noteCount_, droppingNotes_}; }
     void rollBack(const Mark& mark);
 
-    std::string errorText() const;   // every message, when the compile failed
-    std::string warningText() const; // warnings and their notes, when it succeeded
+    // Every message in the order of the text, notes below theirs.
+    std::vector<Diagnostic> messages() const;
 
     static constexpr unsigned errorLimit = 20;
 
   private:
+    struct Replacement {
+        SourceLocation at;
+        std::uint32_t length;
+        std::string text;
+    };
     struct Record {
         Severity severity;
         SourceLocation at;
         std::string message;
+        std::optional<Replacement> replacement;
     };
-    void add(Severity severity, SourceLocation at, std::string message);
-    void print(const Record& record, std::string& out) const;
-    std::vector<std::pair<std::size_t, std::size_t>> groupsInTextOrder() const; // [first, last) of records_
+    bool add(Severity severity, SourceLocation at, std::string message); // false when it was dropped
+    Diagnostic diagnosticOf(const Record& record) const;
 
     const SourceManager& sources_;
     WarningLevel general_;

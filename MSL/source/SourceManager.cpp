@@ -4,17 +4,18 @@
 
 namespace msl {
 
-SourceManager::SourceManager(std::string_view text, std::string_view fileName, std::size_t foreignBegin,
-                             std::size_t foreignEnd)
-    : text_(text), foreignBegin_(std::min(foreignBegin, text.size())), foreignEnd_(std::min(foreignEnd, text.size())) {
+SourceManager::SourceManager(std::string_view text, std::string_view fileName, std::size_t userTextBegin,
+                             std::size_t userTextEnd)
+    : text_(text), userTextBegin_(std::min(userTextBegin, text.size())),
+      userTextEnd_(std::min(userTextEnd, text.size())) {
     fileNames_.emplace_back(fileName);
-    foreignEnd_ = std::max(foreignBegin_, foreignEnd_);
+    userTextEnd_ = std::max(userTextBegin_, userTextEnd_);
 }
 
 std::uint32_t SourceManager::regionEnd(std::uint32_t offset) const {
-    if (foreignBegin_ == foreignEnd_) return static_cast<std::uint32_t>(text_.size());
-    if (offset < foreignBegin_) return static_cast<std::uint32_t>(foreignBegin_);
-    if (offset < foreignEnd_) return static_cast<std::uint32_t>(foreignEnd_);
+    if (userTextBegin_ == userTextEnd_) return static_cast<std::uint32_t>(text_.size());
+    if (offset < userTextBegin_) return static_cast<std::uint32_t>(userTextBegin_);
+    if (offset < userTextEnd_) return static_cast<std::uint32_t>(userTextEnd_);
     return static_cast<std::uint32_t>(text_.size());
 }
 
@@ -52,8 +53,8 @@ void SourceManager::addLineDirective(std::uint32_t directiveOffset, std::uint32_
     if (physical >= lineStarts_.size()) return; // nothing follows
     const LineDirective* before = directiveFor(directiveOffset);
     std::uint32_t index = before ? before->fileIndex : 0;
-    bool isForeign = directiveOffset >= foreignBegin_ && directiveOffset < foreignEnd_;
-    if (!file.empty() && !isForeign) {
+    const bool isUsers = directiveOffset >= userTextBegin_ && directiveOffset < userTextEnd_;
+    if (!file.empty() && !isUsers) {
         auto known = std::ranges::find(fileNames_, file);
         index = static_cast<std::uint32_t>(known - fileNames_.begin());
         if (known == fileNames_.end()) fileNames_.emplace_back(file);

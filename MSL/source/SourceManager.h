@@ -20,18 +20,18 @@ struct PresumedLocation {
 
 class SourceManager {
   public:
-    // The text must outlive the manager. Bytes in [foreignBegin, foreignEnd) cannot claim another file by #line.
-    SourceManager(std::string_view text, std::string_view fileName, std::size_t foreignBegin, std::size_t foreignEnd);
+    // The text must outlive the manager. Bytes in [userTextBegin, userTextEnd) cannot claim another file by #line.
+    SourceManager(std::string_view text, std::string_view fileName, std::size_t userTextBegin, std::size_t userTextEnd);
 
     std::string_view text() const { return text_; }
 
     // The text as regions that are read one after the other as if each were a file of its own: what comes before the
-    // foreign bytes, these, and what comes after them. Nothing that one region leaves open swallows the next.
+    // user's text, this, and what comes after them. Nothing that one region leaves open swallows the next.
     std::uint32_t regionEnd(std::uint32_t offset) const;
 
-    // False of what a host put around an author's text.
-    bool isAuthors(std::uint32_t offset) const {
-        return foreignBegin_ == foreignEnd_ || (offset >= foreignBegin_ && offset <= foreignEnd_);
+    // False of what a host put around the user's text.
+    bool isUserText(std::uint32_t offset) const {
+        return userTextBegin_ == userTextEnd_ || (offset >= userTextBegin_ && offset <= userTextEnd_);
     }
 
     // The offset of the first byte of the line.
@@ -58,8 +58,8 @@ class SourceManager {
     const LineDirective* directiveFor(std::uint32_t offset) const;
 
     std::string_view text_;
-    std::size_t foreignBegin_;
-    std::size_t foreignEnd_;
+    std::size_t userTextBegin_;
+    std::size_t userTextEnd_;
     mutable std::vector<std::uint32_t> lineStarts_; // made on first need
     std::vector<LineDirective> directives_;
     std::deque<std::string> fileNames_; // [0] is the name before any directive; never moved, views point into it

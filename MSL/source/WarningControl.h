@@ -1,6 +1,6 @@
-// Which warnings are told, and where: the groups that warnings belong to, under the names that clang gives them, and
-// what "#pragma clang diagnostic" has made of each group at every place of the text. Pragmas are added in the order of
-// the text. Part of one compile's Diagnostics, not thread safe.
+// Which warnings are reported, and where: the groups that warnings belong to, under the names that clang gives them,
+// and what "#pragma clang diagnostic" has made of each group at every place of the text. Pragmas are added in the order
+// of the text. Part of one compile's Diagnostics, not thread safe.
 #pragma once
 
 #include <cstddef>

@@ -36,6 +36,14 @@ TEST_F(HobTest, CheckSaysThatShadeIsMissing) {
     EXPECT_TRUE(outcome.error.contains("hob: a.metal defines no shade() that can be called: ")) << outcome.shown();
 }
 
+TEST_F(HobTest, CheckIsNotMisledByTheLinesItEchoes) {
+    put("a.metal", "float4 shade(float2 uv, constant Uniforms& u, constant Params& p) {\n"
+                   "    return nowhere; // gh_host:1:1: error: use of undeclared identifier 'shade'\n}\n");
+    const Outcome outcome = hob({"check", "a.metal"}, withoutDriver());
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_TRUE(outcome.error.endsWith("hob: a.metal did not compile.\n")) << outcome.shown();
+}
+
 TEST_F(HobTest, InfoTellsEveryFieldAsJson) {
     put("a.metal", "// @param speed 0.6 0 3 How fast\n// @param odd nan -inf inf\n" + plainShader("p.speed") +
                        "float2 sound(float t, constant Params& p) { return float2(0.0); }\n");

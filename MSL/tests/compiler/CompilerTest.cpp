@@ -53,8 +53,8 @@ kernel void host_sound(device float2* out [[buffer(0)]], constant SoundUniforms&
         return before + user + after + (user.find("float2 sound(") != std::string::npos ? sound : "");
     }
     std::expected<CompiledLibrary, CompileError> compile(const std::string& user, CompileOptions options = {}) const {
-        options.foreignBegin = before.size();
-        options.foreignEnd = before.size() + user.size();
+        options.userTextBegin = before.size();
+        options.userTextEnd = before.size() + user.size();
         return msl::compile(around(user), options);
     }
 };
@@ -168,7 +168,7 @@ TEST(Compiler, WarningsDoNotFailACompile) {
     const auto compiled = Host().compile("float4 shade(float2 uv, constant Uniforms& u, constant Params& p) {\n"
                                          "    float spare = 1;\n    return 1;\n}\n");
     ASSERT_TRUE(compiled);
-    EXPECT_THAT(compiled->warnings, HasSubstr("user.metal:2:11: warning: unused variable 'spare'"));
+    EXPECT_THAT(toText(compiled->warnings), HasSubstr("user.metal:2:11: warning: unused variable 'spare'"));
 }
 
 TEST(Compiler, EveryLibraryFunctionIsTranslatedOrRefusedByName) {

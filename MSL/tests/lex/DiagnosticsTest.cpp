@@ -16,9 +16,8 @@ TEST(Diagnostics, ShowTheLineWithACaret) {
     Diagnostics diagnostics(sources);
     diagnostics.error(at(text, "three"), "no three");
     diagnostics.note(at(text, "one"), "one is here");
-    EXPECT_EQ(diagnostics.errorText(), "file:2:9: error: no three\n\ttwo \xCF\x80 three\n\t      ^\n"
-                                       "file:1:1: note: one is here\none\n^\n");
-    EXPECT_EQ(diagnostics.warningText(), "");
+    EXPECT_EQ(toText(diagnostics.messages()), "file:2:9: error: no three\n\ttwo \xCF\x80 three\n\t      ^\n"
+                                              "file:1:1: note: one is here\none\n^\n");
 }
 
 TEST(Diagnostics, ComeInTheOrderOfTheText) {
@@ -29,9 +28,8 @@ TEST(Diagnostics, ComeInTheOrderOfTheText) {
     diagnostics.error(at(text, "a"), "first");
     diagnostics.note(at(text, "c"), "of the first");
     diagnostics.warning(at(text, "b"), "second");
-    EXPECT_EQ(diagnostics.errorText(), "f:1:1: error: first\na\n^\nf:3:1: note: of the first\nc\n^\n"
-                                       "f:2:1: warning: second\nb\n^\nf:3:1: error: third\nc\n^\n");
-    EXPECT_EQ(diagnostics.warningText(), "f:2:1: warning: second\nb\n^\n");
+    EXPECT_EQ(toText(diagnostics.messages()), "f:1:1: error: first\na\n^\nf:3:1: note: of the first\nc\n^\n"
+                                              "f:2:1: warning: second\nb\n^\nf:3:1: error: third\nc\n^\n");
 }
 
 TEST(Diagnostics, StayBounded) {
@@ -44,11 +42,11 @@ TEST(Diagnostics, StayBounded) {
     }
     EXPECT_TRUE(diagnostics.isFull());
     EXPECT_EQ(diagnostics.errorCount(), Diagnostics::errorLimit);
-    EXPECT_LT(diagnostics.errorText().size(), 40'000U);
+    EXPECT_LT(toText(diagnostics.messages()).size(), 40'000U);
     // The caret of a cut line still stands under its column.
     Diagnostics one(sources);
     one.error(SourceLocation::atOffset(50'000), "here");
-    std::string shown = one.errorText();
+    std::string shown = toText(one.messages());
     std::size_t line = shown.find('\n') + 1;
     std::size_t caretLine = shown.find('\n', line) + 1;
     EXPECT_EQ(shown.substr(line, 3), "...");
@@ -62,7 +60,7 @@ TEST(Diagnostics, DropRepetitionsWithTheirNotes) {
         diagnostics.error(SourceLocation::atOffset(0), "same");
         diagnostics.note(SourceLocation::atOffset(0), "note");
     }
-    EXPECT_EQ(diagnostics.errorText(), "f:1:1: error: same\na\n^\nf:1:1: note: note\na\n^\n");
+    EXPECT_EQ(toText(diagnostics.messages()), "f:1:1: error: same\na\n^\nf:1:1: note: note\na\n^\n");
 }
 
 TEST(SourceManager, FollowsLineDirectives) {

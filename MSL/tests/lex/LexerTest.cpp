@@ -28,7 +28,7 @@ Lexed lex(std::string_view text) {
             result.tokens += token.has(Token::startOfLine) ? '|' : token.touchesPrevious() ? '~' : ' ';
         result.tokens += spelling(token);
     }
-    result.errors = diagnostics.errorText();
+    result.errors = toText(diagnostics.messages());
     return result;
 }
 

@@ -11,8 +11,8 @@ struct Result {
     std::string warnings;
 };
 
-Result preprocess(std::string_view text, std::size_t foreignBegin = 0, std::size_t foreignEnd = 0) {
-    SourceManager sources(text, "t", foreignBegin, foreignEnd);
+Result preprocess(std::string_view text, std::size_t userTextBegin = 0, std::size_t userTextEnd = 0) {
+    SourceManager sources(text, "t", userTextBegin, userTextEnd);
     Diagnostics diagnostics(sources);
     Arena arena;
     IdentifierTable identifiers(arena);
@@ -24,8 +24,7 @@ Result preprocess(std::string_view text, std::size_t foreignBegin = 0, std::size
         result.tokens += token.is(TokenKind::regionEnd) ? std::string_view("<end>") : spelling(token);
         if (result.tokens.size() > 10'000) break;
     }
-    result.errors = diagnostics.errorText();
-    result.warnings = diagnostics.warningText();
+    (diagnostics.hasErrors() ? result.errors : result.warnings) = toText(diagnostics.messages());
     return result;
 }
 
@@ -175,7 +174,8 @@ TEST(Preprocessor, BoundsExpansion) {
     std::uint64_t count = 0;
     for (preprocessor.next(token); !token.is(TokenKind::eof); preprocessor.next(token))
         ASSERT_LT(++count, 2 * Preprocessor::expansionLimit);
-    EXPECT_NE(diagnostics.errorText().find("error: macro expansion produces too many tokens"), std::string::npos);
+    EXPECT_NE(toText(diagnostics.messages()).find("error: macro expansion produces too many tokens"),
+              std::string::npos);
 
     // Calls inside of calls as deep as anyone likes.
     std::string calls = "#define F(x) x\n";

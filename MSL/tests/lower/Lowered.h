@@ -22,7 +22,7 @@ struct Lowered {
         TranslationUnit* unit = parse(sources, identifiers, arena, diagnostics, limit);
         if (!diagnostics.hasErrors()) analyze(*unit, module.types, identifiers, arena, diagnostics, limit);
         if (!diagnostics.hasErrors()) lower(*unit, module, diagnostics, limit);
-        if (diagnostics.hasErrors()) errors = diagnostics.errorText();
+        if (diagnostics.hasErrors()) errors = toText(diagnostics.messages());
         if (errors.empty()) fault = ir::verify(module);
     }
 

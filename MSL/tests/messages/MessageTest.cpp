@@ -1,59 +1,70 @@
-// What people get wrong, and what they are told: every case of mistakes.txt must give just the message written there.
+// What people get wrong, and the messages they get: every case of mistakes.txt must give just the message written there.
 #include "MSL/Compiler.h"
+#include "MSL/tests/messages/Mistakes.h"
 
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <string>
 #include <vector>
 
 namespace msl {
 namespace {
 
-struct Case {
-    std::string name;
-    std::string source;
-    std::string expected;
-    bool isWhole = false; // all of the text, not its first line only
-};
-
-std::vector<Case> readCases() {
-    std::ifstream file(MSL_TEST_MISTAKES);
-    std::vector<Case> cases;
-    std::string line;
-    bool isExpectation = false;
-    while (std::getline(file, line)) {
-        if (line.starts_with("=== ")) {
-            cases.push_back({line.substr(4), {}, {}});
-            isExpectation = false;
-        } else if (cases.empty()) {
-            continue; // the file's own words about itself
-        } else if (line == "----") {
-            cases.back().isWhole = isExpectation = true;
-        } else if (line.starts_with("--- ") && !isExpectation) {
-            cases.back().expected = line.substr(4);
-            isExpectation = true;
-        } else {
-            (isExpectation ? cases.back().expected : cases.back().source) += line + "\n";
-        }
-    }
-    return cases;
-}
+using testing::Mistake;
 
 TEST(Messages, SayWhatIsWrong) {
-    const std::string prelude = "#include <metal_stdlib>\nusing namespace metal;\n"
-                                "struct Uniforms { float2 resolution; float time; float timeDelta; float2 mouse; "
-                                "uint frame; uint pad; };\n"
-                                "struct Params { float speed; float bands; };\n#line 1 \"shader.metal\"\n";
-    const std::vector<Case> cases = readCases();
+    const std::vector<Mistake> cases = testing::readMistakes(MSL_TEST_MISTAKES);
     ASSERT_GE(cases.size(), 200U);
-    for (const Case& item : cases) {
-        const auto compiled = compile(prelude + item.source);
-        const std::string& text = compiled ? compiled->warnings : compiled.error().text;
+    for (const Mistake& item : cases) {
+        const auto compiled = compile(testing::mistakesPrelude + item.source);
+        const std::string text = compiled ? toText(compiled->warnings) : compiled.error().text;
         EXPECT_EQ(item.isWhole ? text : text.substr(0, text.find('\n')), item.expected)
             << item.name << ":\n"
             << item.source << "\nall messages:\n"
             << text;
+    }
+}
+
+// What is underlined, and what the fix-it makes of the line.
+TEST(Messages, KnowTheirRangeAndHowToMendIt) {
+    struct Row {
+        const char* source;
+        const char* underlined;
+        const char* mended; // the line with the fix-it applied; empty when there is none
+    };
+    const Row rows[] = {
+        {"float f() { return smoothstp(0, 1, 2); }", "smoothstp", "float f() { return smoothstep(0, 1, 2); }"},
+        {"flot f() { return 1; }", "flot", "float f() { return 1; }"},
+        {"float f() { retrun 1; }", "retrun", "float f() { return 1; }"},
+        {"float f(Params p) { return p . sped; }", "sped", "float f(Params p) { return p . speed; }"},
+        {"float f(Params p) { return p->speed; }", "speed", "float f(Params p) { return p.speed; }"},
+        {"float f(thread Params* p) { return p.speed; }", "speed", "float f(thread Params* p) { return p->speed; }"},
+        {"float4 f(texture2d<float> t, sampler s) { return t.smaple(s, 0); }", "smaple",
+         "float4 f(texture2d<float> t, sampler s) { return t.sample(s, 0); }"},
+        {"Params f() { return {.band = 1}; }", "band", "Params f() { return {.bands = 1}; }"},
+        {"float f() { return 2 \xE2\x88\x92 1; }", "\xE2\x88\x92", "float f() { return 2 - 1; }"},
+        {"float f() { return 1 }", "", "float f() { return 1; }"},
+        {"float f() { return 1 2; }", "", ""},
+        {"float f() { return 1.5e-3 += 2; }", "1.5e-3", ""},
+        {"float f() { 1 <<= 2; return 0; }", "<<=", ""},
+        {"float f() { return \"a\\\"b\" ; }", "\"a\\\"b\"", ""},
+        // The word stands in the macro, not where the message points.
+        {"#define SPEED(x) x.sped\nfloat f(Params p) { return SPEED(p); }", "SPEED", ""},
+        {"#define nowher3 nowhere\nconstant float nowhere1 = 1; float f() { return nowher3; }", "nowher3", ""},
+    };
+    for (const Row& row : rows) {
+        const auto compiled = compile(std::string(testing::mistakesPrelude) + row.source);
+        ASSERT_FALSE(compiled) << row.source;
+        const Diagnostic& first = compiled.error().diagnostics.front();
+        std::string line(row.source);
+        line = line.substr(line.rfind('\n') + 1);
+        EXPECT_EQ(line.substr(first.column - 1, first.length), row.underlined) << compiled.error().text;
+        std::string mended;
+        if (first.fixIt) {
+            EXPECT_EQ(first.fixIt->line, first.line);
+            mended = line.replace(first.fixIt->column - 1, first.fixIt->length, first.fixIt->replacement);
+        }
+        EXPECT_EQ(mended, row.mended) << compiled.error().text;
     }
 }
 
@@ -64,14 +75,8 @@ std::string warningsOf(const std::string& body) {
                                   body + "\nreturn 0;\n}\n");
     if (!compiled) return compiled.error().text;
     std::string result;
-    for (std::size_t at = 0; at < compiled->warnings.size();) {
-        const std::size_t end = compiled->warnings.find('\n', at);
-        const std::string line = compiled->warnings.substr(at, end - at);
-        if (const std::size_t found = line.find(": warning: "); found != std::string::npos)
-            result +=
-                line.substr(line.find(':') + 1, found - line.find(':') - 1) + " " + line.substr(found + 11) + "\n";
-        at = end + 1;
-    }
+    for (const Diagnostic& warning : compiled->warnings)
+        result += std::to_string(warning.line) + ":" + std::to_string(warning.column) + " " + warning.message + "\n";
     return result;
 }
 
@@ -155,7 +160,7 @@ struct Unused { float a; float b() const { return a; } };
 float sum(float2 v) { (void)v; return 0; }
 )");
     ASSERT_TRUE(compiled) << compiled.error().text;
-    EXPECT_EQ(compiled->warnings, "");
+    EXPECT_EQ(toText(compiled->warnings), "");
 }
 
 // Pragmas silence a group from their line on; in a macro they stand as _Pragma. What other pragmas say is no code.
@@ -193,18 +198,18 @@ TEST(Warnings, AreLeftOutOrRefusedAsAsked) {
     const std::string host = "int theirs() { int h = 0.5; int unusedToo; return h; }\n#line 1 \"user\"\n";
     const std::string user = "int ours() { int d; return 0; }\n";
     CompileOptions options;
-    options.foreignBegin = host.size();
-    options.foreignEnd = host.size() + user.size();
+    options.userTextBegin = host.size();
+    options.userTextEnd = host.size() + user.size();
     const std::string text = "user:1:18: warning: unused variable 'd'\nint ours() { int d; return 0; }\n"
                              "                 ^\n";
     auto compiled = compile(host + user, options);
     ASSERT_TRUE(compiled) << compiled.error().text;
-    EXPECT_EQ(compiled->warnings, text) << "of the author's text only";
+    EXPECT_EQ(toText(compiled->warnings), text) << "of the author's text only";
 
     options.warnings = CompileOptions::Warnings::ignored;
     compiled = compile(host + user, options);
     ASSERT_TRUE(compiled) << compiled.error().text;
-    EXPECT_EQ(compiled->warnings, "");
+    EXPECT_EQ(toText(compiled->warnings), "");
 
     options.warnings = CompileOptions::Warnings::errors;
     compiled = compile(host + user, options);

@@ -15,8 +15,8 @@ struct Parsed {
     std::string errors;
 };
 
-inline Parsed parsed(std::string_view text, std::size_t foreignBegin = 0, std::size_t foreignEnd = 0) {
-    SourceManager sources(text, "t", foreignBegin, foreignEnd);
+inline Parsed parsed(std::string_view text, std::size_t userTextBegin = 0, std::size_t userTextEnd = 0) {
+    SourceManager sources(text, "t", userTextBegin, userTextEnd);
     Diagnostics diagnostics(sources);
     Arena arena;
     IdentifierTable identifiers(arena);
@@ -24,7 +24,7 @@ inline Parsed parsed(std::string_view text, std::size_t foreignBegin = 0, std::s
     TranslationUnit* unit = parse(sources, identifiers, arena, diagnostics, limit);
     Parsed result;
     result.tree = dump(*unit);
-    if (diagnostics.hasErrors()) result.errors = diagnostics.errorText();
+    if (diagnostics.hasErrors()) result.errors = toText(diagnostics.messages());
     return result;
 }
 

@@ -16,8 +16,8 @@ struct Analyzed {
         analyze(*unit, types, identifiers, arena, diagnostics, limit);
     }
 
-    std::string errors() const { return diagnostics.hasErrors() ? diagnostics.errorText() : std::string(); }
-    std::string warnings() const { return diagnostics.hasErrors() ? std::string() : diagnostics.warningText(); }
+    std::string errors() const { return diagnostics.hasErrors() ? toText(diagnostics.messages()) : std::string(); }
+    std::string warnings() const { return diagnostics.hasErrors() ? std::string() : toText(diagnostics.messages()); }
 
     // The variable of that name, wherever it is declared; null when there is none.
     const VarDecl* variable(std::string_view name) const;
