@@ -61,11 +61,13 @@ TEST_P(LanguageProgram, EverySectionHolds) {
 }
 
 INSTANTIATE_TEST_SUITE_P(, LanguageProgram,
-                         ::testing::Values("class-checks.metal", "pointer-checks.metal", "template-checks.metal",
-                                           "statement-checks.metal"),
+                         ::testing::Values("class-checks.metal", "pointer-checks.metal", "pointer-choice-checks.metal",
+                                           "template-checks.metal", "statement-checks.metal"),
                          [](const auto& info) {
                              const std::string name = info.param;
-                             return name.substr(0, name.find('-'));
+                             std::string title = name.substr(0, name.find("-checks"));
+                             std::erase(title, '-');
+                             return title;
                          });
 
 } // namespace

@@ -19,30 +19,40 @@ Operand Lowering::callAtomic(const Call& call) {
     const Expr* pointer = call.arguments[0];
     const TypeRef atomic = pointer->type->element;
     const Access object = dereference(rvalue(pointer), atomic, call.location);
-    if (object.kind != Access::Kind::place || object.swizzleCount > 0 || object.unionMember != nullptr) {
-        if (!diagnostics_.hasErrors())
-            unsupported(call.location, "an atomic operation on something outside device and threadgroup memory is");
-        return errorOperand(call.type);
-    }
-    const TypeRef type = module_.types.scalar(atomic->scalar);
-    ir::Place* place = atomicPlace(object.place, atomic->scalar);
-    if (call.builtin == BuiltinId::atomicCompareExchangeWeak)
-        return Operand::ofValue(compareExchange(call, place, type), call.type);
-    for (std::size_t i = 1; i < call.arguments.size(); ++i)
+    const bool isExchange = call.builtin == BuiltinId::atomicCompareExchangeWeak;
+    const Access expected = isExchange ? outArgument(call.arguments[1]) : Access();
+    for (std::size_t i = isExchange ? 2 : 1; i < call.arguments.size(); ++i)
         operands.push_back(value(call.arguments[i]));
-    builder_.location = call.location;
-    const TypeRef result = call.type->is(TypeKind::void_) ? call.type : type;
-    Value* made = builder_.builtinAt(call.builtin, result, place, operands);
-    return made != nullptr ? Operand::ofValue(made, call.type) : Operand{};
+    const auto run = [&](const Access& one) {
+        if (one.kind != Access::Kind::place || one.swizzleCount > 0 || one.unionMember != nullptr) {
+            if (!diagnostics_.hasErrors())
+                unsupported(call.location, "an atomic operation on something outside device and threadgroup memory is");
+            return errorOperand(call.type);
+        }
+        const TypeRef type = module_.types.scalar(atomic->scalar);
+        ir::Place* place = atomicPlace(one.place, atomic->scalar);
+        builder_.location = call.location;
+        if (isExchange) return Operand::ofValue(compareExchange(call, place, type, expected, operands), call.type);
+        const TypeRef result = call.type->is(TypeKind::void_) ? call.type : type;
+        Value* made = builder_.builtinAt(call.builtin, result, place, operands);
+        return made != nullptr ? Operand::ofValue(made, call.type) : Operand{};
+    };
+    if (object.kind != Access::Kind::choice) return run(object);
+    ir::Variable* result = call.type->is(TypeKind::void_) ? nullptr : newLocal(valueType(call.type), "chosen");
+    eachOption(object, [&](const Access& option) {
+        const Operand made = run(option);
+        if (result != nullptr) builder_.store(builder_.place(result), made.value);
+    });
+    if (result == nullptr) return {};
+    return Operand::ofValue(builder_.load(builder_.place(result)), call.type);
 }
 
 // The instruction gives what it found; whether that was expected, bit for bit, is compared here.
-Value* Lowering::compareExchange(const Call& call, ir::Place* place, TypeRef type) {
-    const Access expected = outArgument(call.arguments[1]);
+Value* Lowering::compareExchange(const Call& call, ir::Place* place, TypeRef type, const Access& expected,
+                                 std::span<Value* const> desired) {
     Value* wanted = load(expected, call.location).value;
     std::vector<Value*> operands = {wanted};
-    for (std::size_t i = 2; i < call.arguments.size(); ++i)
-        operands.push_back(value(call.arguments[i]));
+    operands.insert(operands.end(), desired.begin(), desired.end());
     builder_.location = call.location;
     Value* found = builder_.builtinAt(call.builtin, type, place, operands);
     const auto bits = [&](Value* of) {

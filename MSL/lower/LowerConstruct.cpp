@@ -8,7 +8,8 @@ namespace msl {
 using ir::Value;
 
 namespace {
-constexpr std::uint64_t maxParts = 4096; // of an array that is built member by member
+constexpr std::uint64_t maxParts = 4096;   // of an array that is built member by member
+constexpr std::uint64_t maxPointers = 256; // of an array of pointers
 }
 
 Value* Lowering::matrixFromScalar(TypeRef type, Value* scalar) {
@@ -83,11 +84,13 @@ Operand Lowering::construct(const Construct& expr) {
 Operand Lowering::aggregate(const Construct& expr) {
     const TypeRef type = expr.type;
     if (type->is(TypeKind::array)) {
-        if (isOpaque(type)) {
-            unsupported(expr.location, "an array of pointers or textures is");
-            return errorOperand(type);
-        }
         if (expr.arguments.empty()) return defaultValue(type, true);
+        if (isOpaque(type)) {
+            Operand result = defaultValue(type, true);
+            for (std::size_t i = 0; i < expr.arguments.size() && i < result.members.size(); ++i)
+                result.members[i] = rvalue(expr.arguments[i]);
+            return result;
+        }
         if (type->count > maxParts) {
             unsupported(expr.location, "initialising an array of more than 4096 elements is");
             return errorOperand(type);
@@ -140,6 +143,19 @@ Operand Lowering::aggregate(const Construct& expr) {
 // as good, and it keeps a program from showing what happened to lie in a register.
 Operand Lowering::defaultValue(TypeRef type, bool isZeroed) {
     if (type->is(TypeKind::void_)) return {};
+    if (type->is(TypeKind::array) && isOpaque(type)) {
+        if (type->count > maxPointers) {
+            unsupported(builder_.location, "an array of more than 256 pointers or textures is");
+            return errorOperand(type);
+        }
+        Operand result;
+        result.kind = Operand::Kind::aggregate;
+        result.type = type;
+        result.members = module_.arena.makeArray<Operand>(type->count);
+        for (Operand& member : result.members)
+            member = defaultValue(type->element, isZeroed);
+        return result;
+    }
     const TypeRef plainType = valueType(type);
     if ((!type->is(TypeKind::struct_) && !type->is(TypeKind::lambda)) || type->record->isUnion)
         return isOpaque(type) ? errorOperand(type) : Operand::ofValue(module_.constantNull(plainType), type);

@@ -566,6 +566,7 @@ void Lowering::entry(FunctionDecl* function) {
     builder_.return_();
     state.entry->threadgroupBytes = threadgroupBytes_;
     checkNeeds(wrapper, state.stage);
+    removeUnused(wrapper, 0, context.hasRepeats);
     module_.functions.push_back(wrapper);
     context_ = nullptr;
 }

@@ -4,21 +4,6 @@
 #include <algorithm>
 
 namespace msl {
-namespace {
-
-// An integer in memory that is looked at as an atomic object of its size.
-bool isSharedInteger(const Operand& pointer, TypeRef element) {
-    if (pointer.kind != Operand::Kind::pointer || pointer.access == nullptr || !element->is(TypeKind::atomic) ||
-        pointer.access->kind != Access::Kind::place || pointer.access->swizzleCount > 0 ||
-        pointer.access->unionMember != nullptr)
-        return false;
-    const TypeRef held = pointer.access->place->type;
-    const auto isWord = [](ScalarKind kind) { return isInteger(kind) && byteSize(kind) >= 4; };
-    return (held->isScalar() || held->is(TypeKind::atomic)) && isWord(held->scalar) && isWord(element->scalar) &&
-           byteSize(held->scalar) == byteSize(element->scalar);
-}
-
-} // namespace
 
 using ir::Op;
 using ir::Value;
@@ -160,52 +145,17 @@ Operand Lowering::castOperand(CastKind kind, const Expr* operand, TypeRef to, So
     case CastKind::bitcast: {
         if (!to->is(TypeKind::pointer)) return plain(builder_.bitcast(valueType(to), value(operand)));
         Operand pointer = rvalue(operand);
-        if (isSharedInteger(pointer, to->element)) {
-            Access access = *pointer.access;
-            access.type = to->element;
-            return pointerTo(access, to);
-        }
-        if (pointer.kind == Operand::Kind::pointer && pointer.access != nullptr &&
-            pointer.access->type != to->element && valueType(pointer.access->type) != valueType(to->element)) {
-            if (ir::Place* view = viewOf(*pointer.access, to->element))
-                return pointerTo(placeAccess(view, to->element), to);
-            return localView(pointer, to, at);
-        }
         pointer.type = to;
-        return pointer;
+        if (pointer.kind != Operand::Kind::pointer || isNull(pointer)) return pointer;
+        return pointerTo(castAccess(*pointer.access, to->element, at), to);
     }
     case CastKind::arrayToPointer: return decay(lvalue(operand), to, at);
     case CastKind::pointerToBool: {
-        const Operand pointer = rvalue(operand);
-        return plain(module_.constantBool(pointer.access != nullptr));
+        return plain(isSet(rvalue(operand)));
     }
     case CastKind::nullToPointer: return errorOperand(to);
     case CastKind::toVoid: effect(operand); return {};
     }
-    return errorOperand(to);
-}
-
-// A variable of the thread as another type: as one of its size, or a vector as its components.
-Operand Lowering::localView(const Operand& pointer, TypeRef to, SourceLocation at) {
-    const auto isPlain = [](TypeRef type) {
-        return (type->isScalar() || type->isVector()) && type->scalar != ScalarKind::bool_;
-    };
-    const auto bits = [](TypeRef type) { return byteSize(type->scalar) * 8U * type->columns; };
-    const Access& held = *pointer.access;
-    const TypeRef wanted = to->element;
-    if (held.kind == Access::Kind::place && held.swizzleCount == 0 && held.unionMember == nullptr &&
-        held.place->root->kind != ir::Variable::Kind::buffer && isPlain(held.place->type) && isPlain(wanted)) {
-        if (bits(held.place->type) == bits(wanted)) {
-            Access access = held;
-            access.type = wanted;
-            access.unionMember = wanted;
-            return pointerTo(access, to);
-        }
-        const bool isElement = !held.place->steps.empty() && held.place->steps.back().kind == ir::Step::Kind::index;
-        if (!isElement && wanted->isScalar() && held.place->type->scalar == wanted->scalar)
-            return pointerTo(placeAccess(builder_.placeIndex(held.place, 0U, wanted), wanted), to);
-    }
-    unsupported(at, "reading memory through a pointer to another type is");
     return errorOperand(to);
 }
 
@@ -318,17 +268,14 @@ Operand Lowering::unary(const Unary& expr) {
     }
     case UnaryOp::dereference: return load(lvalue(&expr), expr.location);
     case UnaryOp::addressOf: {
+        const auto pointee = [&](const Access& access) {
+            if (access.kind != Access::Kind::place || access.swizzleCount != 1) return inMemory(access, expr.location);
+            return placeAccess(builder_.placeIndex(access.place, access.swizzle[0], access.type), access.type);
+        };
         const Access access = lvalue(expr.operand);
-        if (access.kind == Access::Kind::place && access.swizzleCount == 1) {
-            ir::Place* component = builder_.placeIndex(access.place, access.swizzle[0], access.type);
-            return pointerTo(placeAccess(component, access.type), expr.type);
-        }
-        if (access.kind == Access::Kind::slot && !access.slot->members.empty()) return pointerTo(access, expr.type);
-        if (access.kind == Access::Kind::slot) {
-            unsupported(expr.location, "a pointer to a pointer is");
-            return errorOperand(expr.type);
-        }
-        return pointerTo(inMemory(access, expr.location), expr.type);
+        if (access.kind == Access::Kind::choice)
+            return pointerTo(mapOptions(access, access.type, pointee), expr.type);
+        return pointerTo(pointee(access), expr.type);
     }
     case UnaryOp::preIncrement:
     case UnaryOp::preDecrement:
@@ -406,33 +353,7 @@ Operand Lowering::pointerBinary(const Binary& expr) {
         return movePointer(rvalue(expr.right), by, false, expr.location);
     }
     const Operand right = rvalue(expr.right);
-    const bool oneIsNull = left.access == nullptr || right.access == nullptr;
-    if (oneIsNull && (expr.op == BinaryOp::equal || expr.op == BinaryOp::notEqual)) {
-        const bool areEqual = left.access == nullptr && right.access == nullptr;
-        return Operand::ofValue(module_.constantBool(areEqual == (expr.op == BinaryOp::equal)), expr.type);
-    }
-    Value* leftIndex = pointerIndex(left);
-    Value* rightIndex = pointerIndex(right);
-    const bool isEquality = expr.op == BinaryOp::equal || expr.op == BinaryOp::notEqual;
-    if (!oneIsNull && isEquality && left.access->kind == Access::Kind::place &&
-        right.access->kind == Access::Kind::place) {
-        const bool isSameRoot = left.access->place->root == right.access->place->root;
-        const bool isSingle = leftIndex == nullptr && rightIndex == nullptr;
-        if (!isSameRoot || (isSingle && sameStaticPath(*left.access, *right.access)))
-            return Operand::ofValue(module_.constantBool(isSameRoot == (expr.op == BinaryOp::equal)), expr.type);
-    }
-    if (oneIsNull || leftIndex == nullptr || rightIndex == nullptr || !sameStaticPath(*left.access, *right.access)) {
-        unsupported(expr.location, "comparing pointers to different variables is");
-        return errorOperand(expr.type);
-    }
-    const TypeRef index = module_.types.int_();
-    leftIndex = builder_.convert(index, leftIndex);
-    rightIndex = builder_.convert(index, rightIndex);
-    const TypeRef type = valueType(expr.type);
-    if (expr.op == BinaryOp::sub)
-        return Operand::ofValue(builder_.convert(type, builder_.binary(Op::sub, index, leftIndex, rightIndex)),
-                                expr.type);
-    return Operand::ofValue(builder_.binary(arithmeticOp(expr.op), type, leftIndex, rightIndex), expr.type);
+    return Operand::ofValue(comparePointers(expr.op, left, right, valueType(expr.type), expr.location), expr.type);
 }
 
 static BinaryOp plainOp(BinaryOp op) {
@@ -530,6 +451,7 @@ bool Lowering::isCheap(const Expr* expr, unsigned& budget) {
     }
     case ExprKind::unary: {
         const auto& unary = static_cast<const Unary&>(*expr);
+        if (unary.op == UnaryOp::addressOf) return isCheapPlace(unary.operand, budget);
         return (unary.op == UnaryOp::plus || unary.op == UnaryOp::minus || unary.op == UnaryOp::logicalNot ||
                 unary.op == UnaryOp::bitNot) &&
                isCheap(unary.operand, budget);
@@ -543,6 +465,35 @@ bool Lowering::isCheap(const Expr* expr, unsigned& budget) {
         const auto& construct = static_cast<const Construct&>(*expr);
         if (!expr->type->isScalar() && !expr->type->isVector()) return false;
         return std::ranges::all_of(construct.arguments, [&](const Expr* part) { return isCheap(part, budget); });
+    }
+    default: return false;
+    }
+}
+
+// Likewise of finding out where something lies.
+bool Lowering::isCheapPlace(const Expr* expr, unsigned& budget) {
+    if (budget == 0) return false;
+    --budget;
+    switch (expr->kind) {
+    case ExprKind::nameRef: return true;
+    case ExprKind::member: {
+        const auto& member = static_cast<const Member&>(*expr);
+        return member.base != nullptr &&
+               (member.isArrow ? isCheap(member.base, budget) : isCheapPlace(member.base, budget));
+    }
+    case ExprKind::index: {
+        const auto& index = static_cast<const Index&>(*expr);
+        const bool isPlace = !index.base->type->is(TypeKind::pointer);
+        return (isPlace ? isCheapPlace(index.base, budget) : isCheap(index.base, budget)) &&
+               isCheap(index.index, budget);
+    }
+    case ExprKind::implicitCast: {
+        const auto& cast = static_cast<const ImplicitCast&>(*expr);
+        return cast.castKind == CastKind::none && isCheapPlace(cast.operand, budget);
+    }
+    case ExprKind::unary: {
+        const auto& unary = static_cast<const Unary&>(*expr);
+        return unary.op == UnaryOp::dereference && isCheap(unary.operand, budget);
     }
     default: return false;
     }
@@ -584,13 +535,24 @@ Operand Lowering::conditional(const Conditional& expr) {
         builder_.block = outer;
         return {};
     }
+    unsigned budget = 16;
     if (isOpaque(expr.type)) {
-        const Operand first = rvalue(expr.whenTrue);
-        const Operand second = rvalue(expr.whenFalse);
-        return choosePointer(condition, first, second, expr.type, expr.location);
+        if (isCheap(expr.whenTrue, budget) && isCheap(expr.whenFalse, budget)) {
+            const Operand both[2] = {rvalue(expr.whenFalse), rvalue(expr.whenTrue)};
+            return chooseOperand(nullptr, condition, both, expr.type, expr.location);
+        }
+        Slot& slot = slots_.emplace_back();
+        fillSlot(slot, expr.type, SlotUse::repointed, "chosen");
+        const ir::Instruction* branch = builder_.if_(condition);
+        ir::Block* outer = builder_.block;
+        builder_.block = branch->blocks[0];
+        storeSlot(slot, rvalue(expr.whenTrue), expr.location);
+        builder_.block = branch->blocks[1];
+        storeSlot(slot, rvalue(expr.whenFalse), expr.location);
+        builder_.block = outer;
+        return loadSlot(slot, expr.location);
     }
     const TypeRef type = valueType(expr.type);
-    unsigned budget = 16;
     if ((type->isScalar() || type->isVector()) && isCheap(expr.whenTrue, budget) && isCheap(expr.whenFalse, budget)) {
         Value* whenTrue = value(expr.whenTrue);
         Value* whenFalse = value(expr.whenFalse);

@@ -28,7 +28,10 @@ enum Mark : std::uint32_t {
     markSwizzle,
     markThis,
     markSlot,
-    markView
+    markView,
+    markUnionMember,
+    markElement,
+    markChoice,
 };
 
 std::uint64_t hashOf(std::span<const std::uint32_t> key) {
@@ -57,11 +60,24 @@ static bool isPassedAsIndex(TypeRef container, const ir::Step& step) {
 }
 
 void Lowering::describe(CallSignature& signature, const Access& access) {
+    if (access.element != nullptr) {
+        signature.key.push_back(markElement);
+        signature.key.push_back(access.element->type->id);
+        signature.values.push_back(access.element);
+    }
     switch (access.kind) {
     case Access::Kind::value: describe(signature, access.held); return;
     case Access::Kind::slot:
         signature.key.push_back(markSlot);
         describe(signature, *access.slot);
+        return;
+    case Access::Kind::nothing: signature.key.push_back(markNothing); return;
+    case Access::Kind::choice:
+        signature.key.push_back(markChoice);
+        signature.key.push_back(static_cast<std::uint32_t>(access.options.size()));
+        signature.values.push_back(access.number);
+        for (const Access& option : access.options)
+            describe(signature, option);
         return;
     case Access::Kind::place: break;
     }
@@ -102,6 +118,10 @@ void Lowering::describe(CallSignature& signature, const Access& access) {
             signature.key.push_back(step.number);
         }
         type = type == nullptr ? nullptr : type->is(TypeKind::array) ? type->element : nullptr;
+    }
+    if (access.unionMember != nullptr) {
+        signature.key.push_back(markUnionMember);
+        signature.key.push_back(access.unionMember->id);
     }
     if (access.swizzleCount > 0) {
         signature.key.push_back(markSwizzle);
@@ -145,13 +165,28 @@ void Lowering::describe(CallSignature& signature, const Operand& operand) {
 }
 
 // The callee's view of the same argument. Walks exactly as describe() does.
-Access Lowering::receive(InstanceParameters& parameters, const Access& access) {
+Access Lowering::receive(InstanceParameters& parameters, const Access& given) {
+    Access access = given;
+    const auto parameter = [&](TypeRef type) {
+        Value* value = module_.newValue(Value::Kind::parameter, type);
+        parameters.values.push_back(value);
+        return value;
+    };
+    if (given.element != nullptr) access.element = parameter(given.element->type);
     switch (access.kind) {
     case Access::Kind::value: {
         Access result = heldAccess(receive(parameters, access.held));
         result.type = access.type;
+        result.element = access.element;
         return result;
     }
+    case Access::Kind::nothing: return access;
+    case Access::Kind::choice:
+        access.number = parameter(given.number->type);
+        access.options = module_.arena.copy(std::span<const Access>(given.options));
+        for (Access& option : access.options)
+            option = receive(parameters, option);
+        return access;
     case Access::Kind::slot: {
         Access result = access;
         result.slot = &slots_.emplace_back();
@@ -282,6 +317,7 @@ ir::Function* Lowering::instanceFor(FunctionDecl* function, std::span<const Acce
     for (auto at = begin; at != end; ++at)
         if (at->second->key == signature.key) return at->second->function;
 
+    const std::size_t numberStores = numberStores_.size();
     const bool isConstructor = function->isConstructor;
     const TypeRef returnType = valueType(isConstructor ? function->owner->type : function->returnType);
     ir::Function* made = module_.newFunction(nameOf(function), returnType);
@@ -321,6 +357,12 @@ ir::Function* Lowering::instanceFor(FunctionDecl* function, std::span<const Acce
     context_ = outerContext;
     builder_.block = outerBlock;
     builder_.location = outerLocation;
+    removeUnused(made, numberStores, context.hasRepeats);
+    if (context.setsPointers) {
+        facts(function).setsPointers = true;
+        std::erase_if(instances_, [&](const auto& one) { return one.second == &instance; });
+        return nullptr;
+    }
     module_.functions.push_back(made);
     return made;
 }
@@ -353,18 +395,37 @@ std::vector<Access> Lowering::bindArguments(FunctionDecl* function, std::span<Ex
     return bound;
 }
 
+bool Lowering::refersToSlot(const Operand& operand) {
+    if (operand.kind == Operand::Kind::pointer) return operand.access != nullptr && refersToSlot(*operand.access);
+    return std::ranges::any_of(operand.members, [](const Operand& member) { return refersToSlot(member); });
+}
+
+// Whether a callee may set a pointer of its caller through this.
+bool Lowering::refersToSlot(const Access& access) {
+    if (access.kind == Access::Kind::slot) return true;
+    if (access.kind == Access::Kind::value) return refersToSlot(access.held);
+    return std::ranges::any_of(access.options, [](const Access& option) { return refersToSlot(option); });
+}
+
 // What a reference of this type is bound to. Something that has no place of its own is bound as a value, which serves a
 // reference that only reads.
 Access Lowering::referredTo(const Expr* expr, TypeRef referenceType) {
     Access access = lvalue(expr);
+    if (access.kind == Access::Kind::choice)
+        return mapOptions(access, access.type,
+                          [&](const Access& option) { return referredTo(option, referenceType, expr->location); });
+    return referredTo(access, referenceType, expr->location);
+}
+
+Access Lowering::referredTo(const Access& access, TypeRef referenceType, SourceLocation at) {
     if (access.kind != Access::Kind::place || (access.unionMember == nullptr && access.swizzleCount == 0))
         return access;
     if (access.unionMember == nullptr && access.swizzleCount == 1)
         return placeAccess(builder_.placeIndex(access.place, access.swizzle[0], access.type), access.type);
     if (ir::Place* view = viewOfMember(access)) return placeAccess(view, access.type);
     if (!referenceType->pointeeConst)
-        unsupported(expr->location, "a reference to a member of a union or to several components is");
-    return heldAccess(load(access, expr->location));
+        unsupported(at, "a reference to a member of a union or to several components is");
+    return heldAccess(load(access, at));
 }
 
 Operand Lowering::callFunction(const Call& call) {
@@ -408,9 +469,13 @@ Operand Lowering::callWith(FunctionDecl* function, std::span<const Access> argum
     }
     if (isTooDeep_) return errorOperand(function->returnType);
     scan(function);
-    if (isOpaque(function->returnType)) return expandInPlace(function, arguments, object, at);
+    const bool hasSlots = std::ranges::any_of(arguments, [](const Access& one) { return refersToSlot(one); }) ||
+                          (object != nullptr && refersToSlot(*object));
+    if (isOpaque(function->returnType) || (facts.setsPointers && hasSlots))
+        return expandInPlace(function, arguments, object, at);
     CallSignature signature;
     const ir::Function* callee = instanceFor(function, arguments, object, signature);
+    if (callee == nullptr) return expandInPlace(function, arguments, object, at);
     builder_.location = at;
     inheritNeeds(callee);
     Value* result = builder_.call(const_cast<ir::Function*>(callee), signature.values, signature.roots);
@@ -432,6 +497,10 @@ Operand Lowering::runConstructor(FunctionDecl* constructor, std::span<Expr* cons
     if (isOpaque(type)) return constructInPlace(function, bound, type, at);
     CallSignature signature;
     ir::Function* callee = instanceFor(function, bound, nullptr, signature);
+    if (callee == nullptr) {
+        unsupported(at, "a constructor that sets a pointer of its caller is");
+        return errorOperand(type);
+    }
     builder_.location = at;
     inheritNeeds(callee);
     return Operand::ofValue(builder_.call(callee, signature.values, signature.roots), type);

@@ -53,6 +53,8 @@ Operand Lowering::expandInPlace(FunctionDecl* function, std::span<const Access> 
         if (slot != nullptr) result = loadSlot(*slot, at);
     }
     context_ = outer;
+    outer->setsPointers = outer->setsPointers || context.setsPointers;
+    outer->hasRepeats = outer->hasRepeats || context.hasRepeats;
     if (type->is(TypeKind::void_)) return {};
     if (result.kind == Operand::Kind::nothing) return errorOperand(type);
     result.type = type;

@@ -131,11 +131,7 @@ Access Lowering::lvalue(const Expr* expr) {
         const auto& cast = static_cast<const Cast&>(*expr);
         if (expr->category == ValueCategory::lvalue && cast.operand->category == ValueCategory::lvalue) {
             result = lvalue(cast.operand);
-            if (cast.castKind == CastKind::bitcast) {
-                ir::Place* view = viewOf(result, expr->type);
-                if (view == nullptr) unsupported(expr->location, "reading memory as another type is");
-                result = view != nullptr ? placeAccess(view, expr->type) : errorAccess(expr->type);
-            }
+            if (cast.castKind == CastKind::bitcast) result = castAccess(result, expr->type, expr->location);
         } else {
             result = heldAccess(rvalue(expr));
         }
@@ -159,29 +155,51 @@ Access Lowering::lvalue(const Expr* expr) {
                 result = lvalue(condition->bits != 0 ? conditional.whenTrue : conditional.whenFalse);
                 break;
             }
-            const TypeRef pointer = module_.types.pointer(expr->type, expr->space, expr->isConst);
-            unsigned budget = 16;
-            if (isCheap(conditional.whenTrue, budget) && isCheap(conditional.whenFalse, budget)) {
-                const Operand first = pointerTo(lvalue(conditional.whenTrue), pointer);
-                const Operand second = pointerTo(lvalue(conditional.whenFalse), pointer);
-                if (first.access->kind == Access::Kind::place && second.access->kind == Access::Kind::place &&
-                    first.access->place->root == second.access->place->root) {
-                    result = *choosePointer(condition, first, second, pointer, expr->location).access;
-                    break;
-                }
-            }
+            result = chooseLvalue(condition, conditional);
+            break;
         }
         result = heldAccess(rvalue(expr));
         break;
     }
     default: result = heldAccess(rvalue(expr)); break;
     }
-    result.type = expr->type;
+    if (result.type != expr->type) result = retyped(result, expr->type, module_);
     leave();
     return result;
 }
 
+// One of two lvalues, by a condition known at run time.
+Access Lowering::chooseLvalue(Value* condition, const Conditional& expr) {
+    const TypeRef pointer = module_.types.pointer(expr.type, expr.space, expr.isConst);
+    unsigned budget = 16;
+    if (isCheapPlace(expr.whenTrue, budget) && isCheapPlace(expr.whenFalse, budget)) {
+        const Access both[2] = {lvalue(expr.whenFalse), lvalue(expr.whenTrue)};
+        const auto isValue = [](const Access& one) {
+            return one.kind == Access::Kind::value && one.held.kind == Operand::Kind::value;
+        };
+        if (isValue(both[0]) || isValue(both[1])) {
+            Value* whenTrue = load(both[1], expr.location).value;
+            Value* whenFalse = load(both[0], expr.location).value;
+            return heldAccess(Operand::ofValue(builder_.select(condition, whenTrue, whenFalse), expr.type));
+        }
+        return choose(nullptr, condition, both, expr.type, expr.location);
+    }
+    Slot& slot = slots_.emplace_back();
+    fillSlot(slot, pointer, SlotUse::repointed, "chosen");
+    const ir::Instruction* branch = builder_.if_(condition);
+    ir::Block* outer = builder_.block;
+    builder_.block = branch->blocks[0];
+    storeSlot(slot, pointerTo(referredTo(expr.whenTrue, pointer), pointer), expr.location);
+    builder_.block = branch->blocks[1];
+    storeSlot(slot, pointerTo(referredTo(expr.whenFalse, pointer), pointer), expr.location);
+    builder_.block = outer;
+    return dereference(loadSlot(slot, expr.location), expr.type, expr.location);
+}
+
 Access Lowering::memberAccess(const Access& base, const VarDecl* field, SourceLocation at) {
+    if (base.element != nullptr) return memberAccess(elementOf(base), field, at);
+    if (base.kind == Access::Kind::choice)
+        return mapOptions(base, field->type, [&](const Access& option) { return memberAccess(option, field, at); });
     const std::uint32_t number = field->index;
     Access result;
     const bool isUnion = base.type->is(TypeKind::struct_) && base.type->record->isUnion;
@@ -223,6 +241,8 @@ Access Lowering::memberAccess(const Access& base, const VarDecl* field, SourceLo
         else
             return errorAccess(field->type);
         break;
+    case Access::Kind::choice:
+    case Access::Kind::nothing: return retyped(base, field->type, module_);
     }
     if (field->type->is(TypeKind::reference)) // a captured variable
         return dereference(load(result, at), field->type->element, at);
@@ -231,6 +251,9 @@ Access Lowering::memberAccess(const Access& base, const VarDecl* field, SourceLo
 
 // The object that a base class is part of: what its place is without the steps into the base.
 Access Lowering::derivedAccess(const Access& base, TypeRef derived, SourceLocation at) {
+    if (base.kind == Access::Kind::nothing) return retyped(base, derived, module_);
+    if (base.kind == Access::Kind::choice)
+        return mapOptions(base, derived, [&](const Access& option) { return derivedAccess(option, derived, at); });
     if (base.kind == Access::Kind::place && base.swizzleCount == 0 && base.unionMember == nullptr) {
         std::vector<TypeRef> types{base.place->root->type};
         for (const ir::Step& step : base.place->steps)
@@ -254,6 +277,9 @@ Access Lowering::derivedAccess(const Access& base, TypeRef derived, SourceLocati
 }
 
 Access Lowering::swizzleAccess(const Access& base, std::span<const std::uint8_t> components, TypeRef type) {
+    if (base.kind == Access::Kind::nothing) return retyped(base, type, module_);
+    if (base.kind == Access::Kind::choice)
+        return mapOptions(base, type, [&](const Access& option) { return swizzleAccess(option, components, type); });
     if (base.kind != Access::Kind::place) {
         std::uint32_t indices[4] = {};
         std::ranges::copy(components, indices);
@@ -281,6 +307,17 @@ ir::Value* Lowering::indexValue(const Expr* expr) {
 }
 
 Access Lowering::indexAccess(const Access& base, Value* index, TypeRef type, SourceLocation at) {
+    if (base.element != nullptr) return indexAccess(elementOf(base), index, type, at);
+    if (base.kind == Access::Kind::nothing) return retyped(base, type, module_);
+    if (base.kind == Access::Kind::choice)
+        return mapOptions(base, type, [&](const Access& option) { return indexAccess(option, index, type, at); });
+    if (base.kind == Access::Kind::slot ||
+        (base.kind == Access::Kind::value && base.held.kind == Operand::Kind::aggregate)) {
+        Access element = base;
+        element.type = type;
+        element.element = index;
+        return element;
+    }
     if (isKeptAsWords(base)) {
         const Access words = wordsInMemory(base, at);
         return words.kind == Access::Kind::place && isView(words.place) ? indexAccess(words, index, type, at)
@@ -306,7 +343,7 @@ Access Lowering::indexAccess(const Access& base, Value* index, TypeRef type, Sou
         return heldAccess(element);
     }
     if (base.held.kind != Operand::Kind::value) {
-        unsupported(at, "an array of pointers or textures is");
+        if (!diagnostics_.hasErrors()) unsupported(at, "an array of textures of this kind is");
         return errorAccess(type);
     }
     if (isConstant && number < ir::partCount(base.held.value->type))
@@ -317,9 +354,12 @@ Access Lowering::indexAccess(const Access& base, Value* index, TypeRef type, Sou
 
 Access Lowering::inMemory(const Access& access, SourceLocation at) {
     if (access.kind == Access::Kind::place && access.swizzleCount == 0 && access.unionMember == nullptr) return access;
+    if (access.kind == Access::Kind::nothing || access.kind == Access::Kind::slot || isOpaque(access.type)) return access;
+    if (access.kind == Access::Kind::choice)
+        return mapOptions(access, access.type, [&](const Access& option) { return inMemory(option, at); });
     const Operand operand = load(access, at);
     if (operand.kind != Operand::Kind::value) {
-        unsupported(at, "a pointer or texture in memory is");
+        if (!diagnostics_.hasErrors()) unsupported(at, "a pointer or texture in memory is");
         return errorAccess(access.type);
     }
     if (operand.value->isConstant() && !operand.value->type->isScalar())
@@ -332,6 +372,7 @@ Access Lowering::inMemory(const Access& access, SourceLocation at) {
 // ---------------------------------------------------------------------------------------------- reading and writing
 
 Operand Lowering::load(const Access& access, SourceLocation at) {
+    if (access.element != nullptr) return load(elementOf(access), at);
     switch (access.kind) {
     case Access::Kind::value: {
         Operand result = access.held;
@@ -339,6 +380,8 @@ Operand Lowering::load(const Access& access, SourceLocation at) {
         return result;
     }
     case Access::Kind::slot: return loadSlot(*access.slot, at);
+    case Access::Kind::nothing: return errorOperand(access.type);
+    case Access::Kind::choice: return loadChoice(access, at);
     case Access::Kind::place: break;
     }
     const ir::Variable::Kind kind = access.place->root->kind;
@@ -357,15 +400,44 @@ Operand Lowering::load(const Access& access, SourceLocation at) {
     return Operand::ofValue(value, access.type);
 }
 
+Operand Lowering::loadChoice(const Access& choice, SourceLocation at) {
+    const bool areValues = std::ranges::all_of(choice.options, [](const Access& one) {
+        return one.kind == Access::Kind::value || one.kind == Access::Kind::nothing;
+    });
+    if (areValues || isOpaque(choice.type)) {
+        std::vector<Operand> operands;
+        for (const Access& option : choice.options)
+            operands.push_back(load(option, at));
+        return chooseOperand(choice.number, nullptr, operands, choice.type, at);
+    }
+    const TypeRef type = valueType(choice.type);
+    ir::Variable* result = newLocal(type, "chosen");
+    eachOption(choice, [&](const Access& option) {
+        const Operand loaded = load(option, at);
+        builder_.location = at;
+        builder_.store(builder_.place(result),
+                       loaded.kind == Operand::Kind::value ? loaded.value : module_.constantNull(type));
+    });
+    return Operand::ofValue(builder_.load(builder_.place(result)), choice.type);
+}
+
 void Lowering::store(const Access& access, const Operand& operand, SourceLocation at) {
+    if (access.element != nullptr) {
+        store(elementOf(access), operand, at);
+        return;
+    }
+    if (access.kind == Access::Kind::nothing) return;
+    if (access.kind == Access::Kind::choice) {
+        eachOption(access, [&](const Access& option) { store(option, operand, at); });
+        return;
+    }
     if (access.kind == Access::Kind::slot) {
         storeSlot(*access.slot, operand, at);
         return;
     }
     if (access.kind == Access::Kind::value || operand.kind != Operand::Kind::value) {
         if (!diagnostics_.hasErrors() && !limit_.exceeded())
-            unsupported(at, "writing through a reference that may stand for one of several variables, or for a "
-                            "temporary object, is");
+            unsupported(at, "writing through a reference to a temporary object is");
         return;
     }
     builder_.location = at;
@@ -413,6 +485,8 @@ Access Lowering::dereference(const Operand& pointer, TypeRef type, SourceLocatio
         if (!diagnostics_.hasErrors()) diagnostics_.error(at, "a null pointer is dereferenced here");
         return errorAccess(type);
     }
+    if (pointer.access->kind == Access::Kind::nothing && loops_.empty()) // in a loop it may be set in a round before
+        diagnostics_.error(at, "a null pointer is dereferenced here");
     return *pointer.access;
 }
 
@@ -425,9 +499,20 @@ Operand Lowering::pointerTo(const Access& access, TypeRef pointerType) {
 }
 
 Operand Lowering::decay(const Access& array, TypeRef pointerType, SourceLocation at) {
-    const Access memory = array.kind == Access::Kind::slot ? array : inMemory(array, at);
+    if (array.element != nullptr) return decay(elementOf(array), pointerType, at);
+    if (array.kind == Access::Kind::choice) {
+        const auto first = [&](const Access& option) {
+            const Operand pointer = decay(option, pointerType, at);
+            return pointer.access != nullptr ? *pointer.access : errorAccess(pointerType->element);
+        };
+        return pointerTo(mapOptions(array, pointerType->element, first), pointerType);
+    }
+    const Access memory = inMemory(array, at);
+    if (memory.kind == Access::Kind::slot || memory.kind == Access::Kind::nothing ||
+        (memory.kind == Access::Kind::value && memory.held.kind == Operand::Kind::aggregate))
+        return pointerTo(indexAccess(memory, uintConstant(0), pointerType->element, at), pointerType);
     if (memory.kind != Access::Kind::place) {
-        unsupported(at, "a pointer to an array of pointers or textures is");
+        if (!diagnostics_.hasErrors()) unsupported(at, "a pointer to an array of textures is");
         return errorOperand(pointerType);
     }
     const TypeRef element = pointerType->element;
@@ -437,6 +522,8 @@ Operand Lowering::decay(const Access& array, TypeRef pointerType, SourceLocation
 
 // The index of the element that a pointer into an array stands for; null when it points to a single variable.
 Value* Lowering::pointerIndex(const Operand& pointer) {
+    if (pointer.kind == Operand::Kind::pointer && pointer.access != nullptr && pointer.access->element != nullptr)
+        return pointer.access->element;
     if (pointer.kind != Operand::Kind::pointer || pointer.access == nullptr ||
         pointer.access->kind != Access::Kind::place || pointer.access->place->steps.empty() ||
         pointer.access->swizzleCount > 0)
@@ -448,9 +535,17 @@ Value* Lowering::pointerIndex(const Operand& pointer) {
 
 Operand Lowering::movePointer(const Operand& pointer, Value* by, bool isBackwards, SourceLocation at) {
     if (by->isConstant() && by->bits == 0) return pointer;
+    if (pointer.kind == Operand::Kind::pointer && pointer.access != nullptr &&
+        pointer.access->kind == Access::Kind::choice) {
+        const auto moved = [&](const Access& option) {
+            const Operand one = pointerTo(option, pointer.type);
+            return pointerIndex(one) != nullptr ? *movePointer(one, by, isBackwards, at).access : option;
+        };
+        return pointerTo(mapOptions(*pointer.access, pointer.access->type, moved), pointer.type);
+    }
     Value* index = pointerIndex(pointer);
     if (index == nullptr) {
-        if (pointer.kind == Operand::Kind::pointer && pointer.access != nullptr)
+        if (pointer.kind == Operand::Kind::pointer && !isNull(pointer))
             unsupported(at, "moving a pointer that points to a single variable is");
         return pointer;
     }
@@ -460,11 +555,15 @@ Operand Lowering::movePointer(const Operand& pointer, Value* by, bool isBackward
         moved = builder_.binary(isBackwards ? ir::Op::sub : ir::Op::add, type, builder_.convert(type, index),
                                 builder_.convert(type, by));
     }
+    Access access = *pointer.access;
+    if (access.element != nullptr) {
+        access.element = moved;
+        return pointerTo(access, pointer.type);
+    }
     const ir::Place* old = pointer.access->place;
     auto* shorter = module_.arena.make<ir::Place>();
     shorter->root = old->root;
     shorter->steps = old->steps.first(old->steps.size() - 1);
-    Access access = *pointer.access;
     access.place = builder_.placeIndex(shorter, moved, old->type);
     return pointerTo(access, pointer.type);
 }
@@ -482,42 +581,6 @@ bool Lowering::sameStaticPath(const Access& left, const Access& right) const {
         if (a.number != b.number || a.value != b.value) return false;
     }
     return true;
-}
-
-// One of two pointers into the same variable: its indices are chosen.
-Operand Lowering::choosePointer(Value* condition, const Operand& first, const Operand& second, TypeRef type,
-                                SourceLocation at) {
-    const auto isPlace = [](const Operand& one) {
-        return one.kind == Operand::Kind::pointer && one.access != nullptr && one.access->kind == Access::Kind::place &&
-               one.access->swizzleCount == 0 && one.access->unionMember == nullptr;
-    };
-    const auto refuse = [&] {
-        diagnostics_.error(at, "a pointer or texture that may stand for more than one variable at run time "
-                               "is not supported here");
-        return first;
-    };
-    if (!isPlace(first) || !isPlace(second)) return refuse();
-    const ir::Place& a = *first.access->place;
-    const ir::Place& b = *second.access->place;
-    if (a.root != b.root || a.steps.size() != b.steps.size()) return refuse();
-    auto* place = module_.arena.make<ir::Place>(a);
-    place->steps = module_.arena.copy(std::span<const ir::Step>(a.steps));
-    const TypeRef index = module_.types.int_();
-    for (std::size_t i = 0; i < a.steps.size(); ++i) {
-        const ir::Step& one = a.steps[i];
-        const ir::Step& other = b.steps[i];
-        if (one.kind != other.kind) return refuse();
-        if (one.number == other.number && one.value == other.value) continue;
-        if (one.kind == ir::Step::Kind::member) return refuse();
-        const auto valueOf = [&](const ir::Step& step) {
-            return builder_.convert(index,
-                                    step.value != nullptr ? step.value : module_.constantInt(index, step.number));
-        };
-        place->steps[i].value = builder_.select(condition, valueOf(one), valueOf(other));
-        place->steps[i].number = 0;
-        place->steps[i].isChecked = false;
-    }
-    return pointerTo(placeAccess(place, first.access->type), type);
 }
 
 } // namespace msl

@@ -54,8 +54,12 @@ void Lowering::statement(const Stmt* stmt) {
         forStatement(nullptr, loop.condition, nullptr, loop.body);
         break;
     }
-    case StmtKind::doWhile: doStatement(static_cast<const DoWhileStmt&>(*stmt)); break;
-    case StmtKind::rangeFor: rangeForStatement(static_cast<const RangeForStmt&>(*stmt)); break;
+    case StmtKind::doWhile:
+        repeatedly(stmt->location, [&] { doStatement(static_cast<const DoWhileStmt&>(*stmt)); });
+        break;
+    case StmtKind::rangeFor:
+        repeatedly(stmt->location, [&] { rangeForStatement(static_cast<const RangeForStmt&>(*stmt)); });
+        break;
     case StmtKind::switch_: switchStatement(static_cast<const SwitchStmt&>(*stmt)); break;
     case StmtKind::case_: unsupported(stmt->location, "a case label inside of another statement is"); break;
     case StmtKind::break_: builder_.break_(); break;
@@ -65,6 +69,16 @@ void Lowering::statement(const Stmt* stmt) {
     }
     closeIfDead();
     leave();
+}
+
+// A variable that is lowered again stays the same: a pointer may have been set to it.
+ir::Variable* Lowering::localOf(VarDecl* variable, TypeRef type) {
+    VariableFacts& facts = this->facts(variable);
+    if (repeats_ == 0 || facts.localOf != context_->function || facts.local->type != type) {
+        facts.local = newLocal(type, nameOf(variable));
+        facts.localOf = context_->function;
+    }
+    return facts.local;
 }
 
 void Lowering::declare(VarDecl* variable) {
@@ -101,12 +115,6 @@ void Lowering::declare(VarDecl* variable) {
             facts.isBound = true;
             return;
         }
-        if (type->is(TypeKind::array)) {
-            unsupported(variable->location, "an array of pointers or textures is");
-            facts.access = errorAccess(type);
-            facts.isBound = true;
-            return;
-        }
         Slot& slot = slots_.emplace_back();
         fillSlot(slot, type, useOf(facts), nameOf(variable));
         if (variable->initializer != nullptr || first.kind == Operand::Kind::aggregate)
@@ -121,7 +129,7 @@ void Lowering::declare(VarDecl* variable) {
         facts.isBound = true;
         return;
     }
-    ir::Variable* local = newLocal(valueType(type), nameOf(variable));
+    ir::Variable* local = localOf(variable, valueType(type));
     facts.access = placeAccess(builder_.place(local), type);
     facts.isBound = true;
     if (type->is(TypeKind::array) && variable->initializer == nullptr && first.value->isConstant())
@@ -147,9 +155,41 @@ void Lowering::ifStatement(const IfStmt& stmt) {
     builder_.block = outer;
 }
 
-void Lowering::forStatement(const Stmt* init, const Expr* condition, const Expr* step, const Stmt* body) {
+void Lowering::repeatedly(SourceLocation at, const std::function<void()>& lowerLoop) {
+    constexpr unsigned maxRounds = 16;
+    ir::Block* block = builder_.block;
+    ir::Instruction* const last = block->last;
+    const Diagnostics::Mark mark = diagnostics_.mark();
     const unsigned returnsBefore = context_->returnsInPlace;
+    const std::uint64_t localBytes = localBytes_;
+    const unsigned repeats = repeats_;
+    for (unsigned round = 0; round < maxRounds; ++round) {
+        loops_.push_back({.begin = ++events_});
+        lowerLoop();
+        const bool isComplete = !loops_.back().isToRepeat;
+        loops_.pop_back();
+        repeats_ = repeats;
+        if (isComplete || isTooDeep_) return;
+        ++repeats_;
+        localBytes_ = localBytes;
+        context_->hasRepeats = true;
+        while (block->last != last)
+            block->remove(block->last);
+        builder_.block = block;
+        context_->returnsInPlace = returnsBefore;
+        diagnostics_.rollBack(mark);
+    }
+    repeats_ = repeats;
+    unsupported(at, "a loop in which a pointer is set to this many variables is");
+}
+
+void Lowering::forStatement(const Stmt* init, const Expr* condition, const Expr* step, const Stmt* body) {
     statement(init);
+    repeatedly(builder_.location, [&] { loopStatement(condition, step, body); });
+}
+
+void Lowering::loopStatement(const Expr* condition, const Expr* step, const Stmt* body) {
+    const unsigned returnsBefore = context_->returnsInPlace;
     const ir::Instruction* loop = builder_.loop();
     ir::Block* outer = builder_.block;
     builder_.block = loop->blocks[0];
@@ -188,7 +228,7 @@ void Lowering::doStatement(const DoWhileStmt& stmt) {
 
 void Lowering::rangeForStatement(const RangeForStmt& stmt) {
     const TypeRef type = stmt.range->type;
-    if (!type->is(TypeKind::array) || type->count == 0 || isOpaque(type)) {
+    if (!type->is(TypeKind::array) || type->count == 0) {
         unsupported(stmt.location, "a range-for over '" + typeName(type) + "' is");
         return;
     }
@@ -213,8 +253,14 @@ void Lowering::rangeForStatement(const RangeForStmt& stmt) {
     if (stmt.variable->type->is(TypeKind::reference)) {
         facts.access = element;
     } else {
-        const Operand first = load(element, stmt.location);
-        if (facts.isWritten || facts.isIndexedDynamically) {
+        Operand first = load(element, stmt.location);
+        if (isOpaque(stmt.variable->type)) {
+            first.type = stmt.variable->type;
+            Slot& slot = slots_.emplace_back();
+            fillSlot(slot, first.type, useOf(facts), nameOf(stmt.variable));
+            storeSlot(slot, first, stmt.location);
+            facts.access = Access{.kind = Access::Kind::slot, .type = first.type, .held = {}, .place = nullptr, .slot = &slot};
+        } else if (facts.isWritten || facts.isIndexedDynamically) {
             ir::Variable* local = newLocal(valueType(stmt.variable->type), nameOf(stmt.variable));
             builder_.store(builder_.place(local), first.value);
             facts.access = placeAccess(builder_.place(local), stmt.variable->type);

@@ -116,7 +116,7 @@ Value* Lowering::toWords(Value* value, Value* old) {
 
 // Whether this is an array of words still, where something else is meant.
 bool Lowering::isKeptAsWords(const Access& access) const {
-    if (access.kind == Access::Kind::slot || access.swizzleCount > 0 || access.unionMember != nullptr) return false;
+    if ((access.kind != Access::Kind::place && access.kind != Access::Kind::value) || access.swizzleCount > 0 || access.unionMember != nullptr) return false;
     if (access.kind == Access::Kind::place && isView(access.place)) return false;
     const TypeRef carrier = carrierOf(access.type);
     return carrier != nullptr && carrier->is(TypeKind::array);

@@ -38,6 +38,58 @@ bool Lowering::isView(const ir::Place* place) const {
     return views_.contains(place->root);
 }
 
+namespace {
+
+// An integer in memory that is looked at as an atomic object of its size.
+bool isSharedInteger(const Access& held, TypeRef as) {
+    if (!as->is(TypeKind::atomic) || held.kind != Access::Kind::place || held.swizzleCount > 0 ||
+        held.unionMember != nullptr)
+        return false;
+    const TypeRef type = held.place->type;
+    const auto isWord = [](ScalarKind kind) { return isInteger(kind) && byteSize(kind) >= 4; };
+    return (type->isScalar() || type->is(TypeKind::atomic)) && isWord(type->scalar) && isWord(as->scalar) &&
+           byteSize(type->scalar) == byteSize(as->scalar);
+}
+
+} // namespace
+
+// The same memory as another type.
+Access Lowering::castAccess(const Access& held, TypeRef to, SourceLocation at) {
+    if (held.element != nullptr) return castAccess(elementOf(held), to, at);
+    if (held.kind == Access::Kind::choice)
+        return mapOptions(held, to, [&](const Access& option) { return castAccess(option, to, at); });
+    Access result = held;
+    result.type = to;
+    if (held.type == to || held.kind == Access::Kind::nothing || isSharedInteger(held, to)) return result;
+    if (to->is(TypeKind::void_)) return held;
+    if (valueType(held.type) == valueType(to) && layoutOf(held.type).size == layoutOf(to).size) return held;
+    if (castInPlace(held, to, result)) return result;
+    if (ir::Place* view = viewOf(held, to)) return placeAccess(view, to);
+    unsupported(at, "reading memory through a pointer to another type is");
+    return errorAccess(to);
+}
+
+// A variable of the thread as a type of its size, or a vector as its components.
+bool Lowering::castInPlace(const Access& held, TypeRef to, Access& result) {
+    const auto isPlain = [](TypeRef type) {
+        return (type->isScalar() || type->isVector()) && type->scalar != ScalarKind::bool_;
+    };
+    const auto bits = [](TypeRef type) { return byteSize(type->scalar) * 8U * type->columns; };
+    if (held.kind != Access::Kind::place || held.swizzleCount > 0 || held.unionMember != nullptr || isView(held.place) ||
+        (held.place->root->kind != ir::Variable::Kind::local &&
+         held.place->root->kind != ir::Variable::Kind::pointerParameter) ||
+        !isPlain(held.place->type) || !isPlain(to))
+        return false;
+    if (bits(held.place->type) == bits(to)) {
+        result.unionMember = to;
+        return true;
+    }
+    const bool isElement = !held.place->steps.empty() && held.place->steps.back().kind == ir::Step::Kind::index;
+    if (isElement || !to->isScalar() || held.place->type->scalar != to->scalar) return false;
+    result = placeAccess(builder_.placeIndex(held.place, 0U, to), to);
+    return true;
+}
+
 // The same place as another type; null when it does not lie in a buffer as a whole.
 ir::Place* Lowering::viewOf(const Access& held, TypeRef as) {
     if (held.kind != Access::Kind::place || held.swizzleCount > 0 || held.unionMember != nullptr || isOpaque(as) ||

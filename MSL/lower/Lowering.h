@@ -5,6 +5,8 @@
 //    and structs that hold such things exist only at compile time.
 //  - Access: what an lvalue yields: a place in memory, or a value that nobody can write (a constant, a variable that is
 //    never written, a temporary), or a slot, the compile-time variable that holds a pointer or texture.
+//  - Choice: the Access of what a pointer stands for that may be one of several things at run time: which things is
+//    known, and a number says which of them it is. Reading and writing become branches over that number.
 //  - Instance: a function made for one combination of what its reference, pointer and texture arguments stand for.
 // Variables that are never written after their declaration are plain values and take no memory.
 #pragma once
@@ -17,6 +19,7 @@
 #include <array>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -43,7 +46,13 @@ struct Operand {
 };
 
 struct Access {
-    enum class Kind : std::uint8_t { value, place, slot } kind = Kind::value;
+    enum class Kind : std::uint8_t {
+        value,
+        place,
+        slot,
+        choice,  // one of `options`
+        nothing, // what a null pointer points to, as an option
+    } kind = Kind::value;
     TypeRef type = nullptr; // in the source, after the swizzle
     Operand held;           // value
     ir::Place* place = nullptr;
@@ -51,23 +60,38 @@ struct Access {
     TypeRef unionMember = nullptr; // place: holds a union's words, to be read as this type
     std::uint8_t swizzleCount = 0; // place: of the vector that lies there
     std::uint8_t swizzle[4] = {};
+    ir::Value* element = nullptr;    // slot, value: not the array of pointers that it is, but this element of it
+    ir::Value* number = nullptr;     // choice: a uint, which of the options it is
+    std::span<Access> options = {};  // choice: no two have the same shape, and none is a choice
 };
 
 // A variable of a type that has no values in the IR.
 enum class SlotUse : std::uint8_t {
     fixed,     // set once
     moved,     // a pointer goes through the array that it points into
-    repointed, // it may be set to any element of what it points into
+    repointed, // it may be set to anything
 };
 struct Slot {
+    // What a pointer has been set to so far. Its indices are run-time variables: one of each step, null for a step that
+    // stays as it is.
+    struct Candidate {
+        Access access;
+        std::span<ir::Variable*> indices = {};
+    };
     TypeRef type = nullptr;
     SlotUse use = SlotUse::fixed;
-    Operand held; // a pointer, texture or sampler
+    Operand held; // a texture or sampler, or a pointer that is set once
     bool isSet = false;
-    bool isBorrowed = false;               // a caller's
-    std::span<ir::Variable*> indices = {}; // a pointer that moves: the index of each step, null for one that stays
-    ir::Variable* variable = nullptr;      // a member that is an ordinary value
-    std::span<Slot> members = {};          // a struct
+    bool isBorrowed = false; // a caller's
+    std::span<Candidate> candidates = {};
+    ir::Variable* number = nullptr;   // which of the candidates it is
+    bool isNumberRead = false;        // somebody asks
+    std::uint32_t knownNumber = 0;    // in `knownIn`, behind the last store
+    ir::Block* knownIn = nullptr;
+    std::uint64_t made = 0;           // in the order of events
+    std::uint64_t lastRead = 0;       // likewise
+    ir::Variable* variable = nullptr; // a member that is an ordinary value
+    std::span<Slot> members = {};     // a struct or an array
 };
 
 class Lowering {
@@ -81,6 +105,8 @@ class Lowering {
         bool isRepointed = false;          // a pointer, or a struct with one: set anew after its declaration
         bool isIndexedDynamically = false; // read by an index that is not constant
         bool isBound = false;
+        ir::Variable* local = nullptr; // that it takes in `localOf`
+        ir::Function* localOf = nullptr;
         bool isEvaluating = false; // a global whose initialiser is being looked at
         Access access;
     };
@@ -89,6 +115,7 @@ class Lowering {
         bool isActive = false; // being lowered: a call to it now is recursion
         unsigned returnCount = 0;
         bool endsInReturn = false; // its last statement is its only return
+        bool setsPointers = false; // gives a caller's pointer something new to point to: lowered into its callers
     };
     struct Instance {
         ir::Function* function = nullptr;
@@ -107,6 +134,14 @@ class Lowering {
         Slot* resultSlot = nullptr;
         ir::Variable* hasReturned = nullptr;
         unsigned returnsInPlace = 0;
+        bool setsPointers = false; // as in FunctionFacts
+        bool hasRepeats = false;   // code was lowered and dropped
+    };
+    // A loop that is being lowered. What a pointer is set to in a loop may be seen where an earlier round reads it: such
+    // a loop is lowered anew, now that it is known.
+    struct LoopFrame {
+        std::uint64_t begin = 0; // in the order of events
+        bool isToRepeat = false;
     };
     // Collects what a call hands over, and what its instance is told apart by.
     struct CallSignature {
@@ -156,13 +191,16 @@ class Lowering {
                            SourceLocation at);
     std::vector<Access> bindArguments(FunctionDecl* function, std::span<Expr* const> arguments);
     Access referredTo(const Expr* expr, TypeRef referenceType);
+    Access referredTo(const Access& access, TypeRef referenceType, SourceLocation at);
+    static bool refersToSlot(const Operand& operand);
+    static bool refersToSlot(const Access& access);
     ir::Function* instanceFor(FunctionDecl* function, std::span<const Access> arguments, const Access* object,
                               CallSignature& signature);
     void describe(CallSignature& signature, const Access& access);
     void describe(CallSignature& signature, const Operand& operand);
     void describe(CallSignature& signature, Slot& slot);
     void receive(InstanceParameters& parameters, Slot& from, Slot& to);
-    Access receive(InstanceParameters& parameters, const Access& access);
+    Access receive(InstanceParameters& parameters, const Access& given);
     Operand receive(InstanceParameters& parameters, const Operand& operand);
     void bindParameter(VarDecl* parameter, const Access& argument);
     void lowerBody(FunctionDecl* function);
@@ -176,10 +214,13 @@ class Lowering {
     void declare(VarDecl* variable);
     void ifStatement(const IfStmt& stmt);
     void forStatement(const Stmt* init, const Expr* condition, const Expr* step, const Stmt* body);
+    void loopStatement(const Expr* condition, const Expr* step, const Stmt* body);
     void doStatement(const DoWhileStmt& stmt);
     void rangeForStatement(const RangeForStmt& stmt);
     void switchStatement(const SwitchStmt& stmt);
     void returnStatement(const ReturnStmt& stmt);
+    ir::Variable* localOf(VarDecl* variable, TypeRef type);
+    void repeatedly(SourceLocation at, const std::function<void()>& lowerLoop);
     static bool runsOn(const ir::Block& block); // control can reach the end of the block
     void closeIfDead();
 
@@ -188,7 +229,6 @@ class Lowering {
     ir::Value* value(const Expr* expr);
     void effect(const Expr* expr); // for what it does; its value is not used
     Operand castOperand(CastKind kind, const Expr* operand, TypeRef to, SourceLocation at);
-    Operand localView(const Operand& pointer, TypeRef to, SourceLocation at);
     ir::Value* convertValue(TypeRef to, ir::Value* value);
     Operand unary(const Unary& expr);
     Operand binary(const Binary& expr);
@@ -203,6 +243,7 @@ class Lowering {
     Operand defaultValue(TypeRef type, bool isZeroed);
     ir::Value* matrixFromScalar(TypeRef type, ir::Value* scalar);
     static bool isCheap(const Expr* expr, unsigned& budget);
+    static bool isCheapPlace(const Expr* expr, unsigned& budget);
 
     // LowerPlace.cpp
     Access lvalue(const Expr* expr);
@@ -211,6 +252,7 @@ class Lowering {
     Access accessOf(VarDecl* variable, SourceLocation at);
     Access heldAccess(Operand operand);
     Access placeAccess(ir::Place* place, TypeRef type);
+    Access chooseLvalue(ir::Value* condition, const Conditional& expr);
     Access memberAccess(const Access& base, const VarDecl* field, SourceLocation at);
     Access derivedAccess(const Access& base, TypeRef derived, SourceLocation at);
     Access swizzleAccess(const Access& base, std::span<const std::uint8_t> components, TypeRef type);
@@ -218,26 +260,51 @@ class Lowering {
     Access dereference(const Operand& pointer, TypeRef type, SourceLocation at);
     Access inMemory(const Access& access, SourceLocation at); // spilled to a table or a local when it is a value
     Operand load(const Access& access, SourceLocation at);
+    Operand loadChoice(const Access& choice, SourceLocation at);
     void store(const Access& access, const Operand& operand, SourceLocation at);
+    static bool isNull(const Operand& pointer) {
+        return pointer.access == nullptr || pointer.access->kind == Access::Kind::nothing;
+    }
     Operand pointerTo(const Access& access, TypeRef pointerType);
     Operand decay(const Access& array, TypeRef pointerType, SourceLocation at);
     Operand movePointer(const Operand& pointer, ir::Value* by, bool isBackwards, SourceLocation at);
     ir::Value* pointerIndex(const Operand& pointer);
     ir::Value* indexValue(const Expr* expr);
+    bool sameStaticPath(const Access& left, const Access& right) const;
+
+    // LowerSlot.cpp
     void fillSlot(Slot& slot, TypeRef type, SlotUse use, std::string_view name);
-    void openPointer(Slot& slot, const Operand& operand);
+    std::optional<std::uint32_t> candidateFor(Slot& slot, const Access& access, SourceLocation at);
+    void setNumber(Slot& slot, const Access& source, std::span<const std::uint32_t> numbers);
     void storePointer(Slot& slot, const Operand& operand, SourceLocation at);
     static SlotUse useOf(const VariableFacts& facts) {
         return facts.isRepointed ? SlotUse::repointed : facts.isWritten ? SlotUse::moved : SlotUse::fixed;
     }
-    Operand choosePointer(ir::Value* condition, const Operand& first, const Operand& second, TypeRef type,
-                          SourceLocation at);
     Operand loadSlot(Slot& slot, SourceLocation at);
     void storeSlot(Slot& slot, const Operand& operand, SourceLocation at);
-    bool sameStaticPath(const Access& left, const Access& right) const;
+    void removeUnused(ir::Function* function, std::size_t numberStores, bool hasRepeats);
+
+    // LowerChoice.cpp
+    static bool haveSameShape(const Access& a, const Access& b);
+    ir::Value* isNumber(const Access& choice, std::uint32_t option);
+    Access choose(ir::Value* number, ir::Value* isSecond, std::span<const Access> given, TypeRef type,
+                  SourceLocation at);
+    Operand chooseOperand(ir::Value* number, ir::Value* isSecond, std::span<const Operand> given, TypeRef type,
+                          SourceLocation at);
+    ir::Value* renumbered(ir::Value* number, std::span<const std::uint32_t> numbers);
+    Access elementOf(const Access& access);
+    Access mapOptions(const Access& choice, TypeRef type, const std::function<Access(const Access&)>& map);
+    void eachOption(const Access& choice, const std::function<void(const Access&)>& run);
+    static Access retyped(const Access& access, TypeRef type, ir::Module& module);
+    ir::Value* comparePointers(BinaryOp op, const Operand& left, const Operand& right, TypeRef type,
+                               SourceLocation at);
+    ir::Value* comparePlain(BinaryOp op, const Access& left, const Access& right, TypeRef type);
+    ir::Value* isSet(const Operand& pointer);
 
     // LowerView.cpp
     bool isView(const ir::Place* place) const;
+    Access castAccess(const Access& held, TypeRef to, SourceLocation at);
+    bool castInPlace(const Access& held, TypeRef to, Access& result);
     ir::Place* viewOf(const Access& held, TypeRef as);
     ir::Place* viewAt(const ir::Place& place, TypeRef as);
     ir::Place* viewOfMember(const Access& access);
@@ -283,7 +350,8 @@ class Lowering {
 
     // LowerAtomic.cpp
     Operand callAtomic(const Call& call);
-    ir::Value* compareExchange(const Call& call, ir::Place* place, TypeRef type);
+    ir::Value* compareExchange(const Call& call, ir::Place* place, TypeRef type, const Access& expected,
+                               std::span<ir::Value* const> desired);
 
     // LowerGroup.cpp
     Operand callGroup(const Call& call);
@@ -362,6 +430,15 @@ class Lowering {
     std::deque<VariableFacts> variableStore_;
     std::deque<FunctionFacts> functionStore_;
     std::deque<Slot> slots_;
+    std::vector<LoopFrame> loops_;
+    unsigned repeats_ = 0;     // of the loops that are being lowered: how many not for the first time
+    std::uint64_t events_ = 0; // counts what happens to slots
+    struct NumberStore {
+        Slot* slot;
+        ir::Block* block;
+        ir::Instruction* store;
+    };
+    std::vector<NumberStore> numberStores_; // of the functions being lowered
     std::unordered_map<const StructDecl*, bool> opaqueStructs_;
     mutable std::unordered_map<TypeRef, TypeRef> carriers_;
     std::unordered_map<const VarDecl*, ir::Variable*> threadgroups_;
