@@ -243,6 +243,8 @@ enum class CastKind : std::uint8_t {
     enumToInteger,
     integerToEnum,
     pointerToBool,
+    pointerToInteger, // its address
+    integerToPointer,
     nullToPointer,
     toDerived, // an lvalue of a base class to the object that it is part of
     toVoid,

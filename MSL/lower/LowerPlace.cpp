@@ -538,15 +538,18 @@ Operand Lowering::movePointer(const Operand& pointer, Value* by, bool isBackward
     if (pointer.kind == Operand::Kind::pointer && pointer.access != nullptr &&
         pointer.access->kind == Access::Kind::choice) {
         const auto moved = [&](const Access& option) {
-            const Operand one = pointerTo(option, pointer.type);
-            return pointerIndex(one) != nullptr ? *movePointer(one, by, isBackwards, at).access : option;
+            return *movePointer(pointerTo(option, pointer.type), by, isBackwards, at).access;
         };
         return pointerTo(mapOptions(*pointer.access, pointer.access->type, moved), pointer.type);
     }
     Value* index = pointerIndex(pointer);
     if (index == nullptr) {
-        if (pointer.kind == Operand::Kind::pointer && !isNull(pointer))
-            unsupported(at, "moving a pointer that points to a single variable is");
+        if (pointer.kind != Operand::Kind::pointer || isNull(pointer)) return pointer;
+        // A single variable or member: to what lies beside it.
+        ir::Place* view = isOpaque(pointer.access->type) ? nullptr : viewOf(*pointer.access, pointer.access->type);
+        if (view != nullptr)
+            return movePointer(pointerTo(placeAccess(view, pointer.access->type), pointer.type), by, isBackwards, at);
+        unsupported(at, "moving a pointer that points to a single variable is");
         return pointer;
     }
     Value* moved = by;

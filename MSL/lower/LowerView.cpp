@@ -1,7 +1,7 @@
-// Memory seen as another type: buffers and threadgroup arrays through a cast of a pointer or reference, and the members
-// of a union of the thread that is kept as an array of words. Such an access is a place in a variable that
-// only lowering knows: an array of the other type behind a number of bytes. Where it is read or written it becomes
-// reads and writes of bytes, half-words and words: in a buffer, of further variables on its binding.
+// Memory seen as another type: through a cast of a pointer or reference, and the members of a union of the thread that
+// is kept as an array of words. Such an access is a place in a variable that only lowering knows: an array of the other
+// type behind a number of bytes. Where it is read or written it becomes reads and writes of bytes, half-words and
+// words: in a buffer, of further variables on its binding; elsewhere, of the numbers that lie there (LowerBytes.cpp).
 #include "MSL/lower/Lowering.h"
 
 #include <algorithm>
@@ -13,23 +13,8 @@ using ir::Value;
 
 namespace {
 
-// What threadgroup memory is an array of, when it can be seen as another type: scalars, or vectors without a gap, or
-// arrays of them. The scalar or vector type; null for other memory.
-TypeRef groupNumber(TypeRef type) {
-    const bool isMany = type->is(TypeKind::array);
-    while (type->is(TypeKind::array))
-        type = type->element;
-    const bool fits = (type->isScalar() || (type->isVector() && !(isMany && type->columns == 3))) &&
-                      type->scalar != ScalarKind::bool_ && byteSize(type->scalar) <= 4;
-    return fits ? type : nullptr;
-}
-
 ScalarKind unsignedOf(unsigned size) {
     return size == 1 ? ScalarKind::uchar : size == 2 ? ScalarKind::ushort : ScalarKind::uint;
-}
-
-std::uint32_t shiftOf(unsigned size) {
-    return size == 1 ? 0 : size == 2 ? 1 : 2;
 }
 
 } // namespace
@@ -62,6 +47,8 @@ Access Lowering::castAccess(const Access& held, TypeRef to, SourceLocation at) {
     result.type = to;
     if (held.type == to || held.kind == Access::Kind::nothing || isSharedInteger(held, to)) return result;
     if (to->is(TypeKind::void_)) return held;
+    if (held.kind == Access::Kind::value && held.held.kind == Operand::Kind::value)
+        return castAccess(inMemory(held, at), to, at);
     if (valueType(held.type) == valueType(to) && layoutOf(held.type).size == layoutOf(to).size) return held;
     if (castInPlace(held, to, result)) return result;
     if (ir::Place* view = viewOf(held, to)) return placeAccess(view, to);
@@ -90,17 +77,21 @@ bool Lowering::castInPlace(const Access& held, TypeRef to, Access& result) {
     return true;
 }
 
-// The same place as another type; null when it does not lie in a buffer as a whole.
+// The same place as another type; null where there are no bytes to see.
 ir::Place* Lowering::viewOf(const Access& held, TypeRef as) {
-    if (held.kind != Access::Kind::place || held.swizzleCount > 0 || held.unionMember != nullptr || isOpaque(as) ||
-        layoutOf(as).size == 0)
+    if (held.kind != Access::Kind::place || held.swizzleCount > 0 || isOpaque(as) || layoutOf(as).size == 0)
         return nullptr;
     const ir::Variable& root = *held.place->root;
-    const bool isUnion = held.place->steps.empty() && carrierOf(held.type) == root.type; // of the thread
-    if (root.kind != ir::Variable::Kind::buffer && !isView(held.place) && !isUnion &&
-        (root.kind != ir::Variable::Kind::threadgroup || !root.type->is(TypeKind::array) ||
-         groupNumber(root.type) == nullptr))
-        return nullptr;
+    switch (root.kind) {
+    case ir::Variable::Kind::buffer: break;
+    case ir::Variable::Kind::local:
+    case ir::Variable::Kind::pointerParameter:
+    case ir::Variable::Kind::constantTable:
+    case ir::Variable::Kind::threadgroup:
+        if (!isView(held.place) && !hasBytes(root.type)) return nullptr;
+        break;
+    default: return nullptr;
+    }
     return viewAt(*held.place, as);
 }
 
@@ -115,7 +106,7 @@ ir::Place* Lowering::viewAt(const ir::Place& place, TypeRef as) {
 ir::Place* Lowering::viewOfMember(const Access& access) {
     const ir::Variable& root = *access.place->root;
     if (access.swizzleCount > 0 || !access.place->steps.empty() || root.kind != ir::Variable::Kind::local ||
-        groupNumber(root.type) == nullptr)
+        !hasBytes(root.type))
         return nullptr;
     return viewAt(*access.place, access.type);
 }
@@ -188,92 +179,6 @@ ir::Place* Lowering::wordPlace(ir::Variable* buffer, ScalarKind kind, Value* byt
         ++shift;
     if (shift != 0) at = builder_.binary(Op::shr, uint, at, uintConstant(shift));
     return builder_.placeIndex(builder_.place(words), at, word);
-}
-
-// The number of threadgroup memory with this index, counted in numbers.
-ir::Place* Lowering::numberPlace(ir::Variable* memory, Value* index) {
-    const TypeRef uint = module_.types.uint();
-    const unsigned size = byteSize(groupNumber(memory->type)->scalar);
-    ir::Place* place = builder_.place(memory);
-    TypeRef type = memory->type;
-    while (type->is(TypeKind::array) || type->isVector()) {
-        const TypeRef part = type->is(TypeKind::array) ? type->element : module_.types.scalar(type->scalar);
-        const auto inPart = static_cast<std::uint32_t>(layoutOf(part).size / size);
-        Value* which = index;
-        if (inPart > 1) {
-            which = builder_.binary(Op::div, uint, index, uintConstant(inPart));
-            index = builder_.binary(Op::rem, uint, index, uintConstant(inPart));
-        }
-        place = builder_.placeIndex(place, which, part);
-        type = part;
-    }
-    return place;
-}
-
-Value* Lowering::readWord(ir::Variable* memory, ScalarKind word, Value* bytes, std::uint64_t more) {
-    if (memory->kind == ir::Variable::Kind::buffer) return builder_.load(wordPlace(memory, word, bytes, more));
-    const TypeRef uint = module_.types.uint();
-    const unsigned size = byteSize(groupNumber(memory->type)->scalar);
-    Value* at = builder_.binary(Op::add, uint, bytes, uintConstant(static_cast<std::uint32_t>(more)));
-    Value* index = builder_.binary(Op::shr, uint, at, uintConstant(shiftOf(size)));
-    const auto bits = [&](std::uint32_t number) { // of the number, as a uint
-        Value* next = builder_.binary(Op::add, uint, index, uintConstant(number));
-        Value* held = builder_.load(numberPlace(memory, next));
-        const TypeRef plain = module_.types.scalar(unsignedOf(size));
-        return builder_.convert(uint, held->type == plain ? held : builder_.bitcast(plain, held));
-    };
-    Value* result = bits(0);
-    if (byteSize(word) < size) {
-        Value* inside = builder_.binary(Op::bitAnd, uint, at, uintConstant(size - 1));
-        result = builder_.binary(Op::shr, uint, result, builder_.binary(Op::shl, uint, inside, uintConstant(3)));
-    }
-    for (std::uint32_t i = 1; i < byteSize(word) / size; ++i)
-        result = builder_.binary(Op::bitOr, uint, result,
-                                 builder_.binary(Op::shl, uint, bits(i), uintConstant(8 * size * i)));
-    return builder_.convert(module_.types.scalar(word), result);
-}
-
-void Lowering::writeWord(ir::Variable* memory, ScalarKind word, Value* bytes, std::uint64_t more, Value* value) {
-    if (memory->kind == ir::Variable::Kind::buffer) {
-        builder_.store(wordPlace(memory, word, bytes, more), value);
-        return;
-    }
-    const TypeRef uint = module_.types.uint();
-    const TypeRef number = module_.types.scalar(groupNumber(memory->type)->scalar);
-    const unsigned size = byteSize(number->scalar);
-    Value* at = builder_.binary(Op::add, uint, bytes, uintConstant(static_cast<std::uint32_t>(more)));
-    Value* index = builder_.binary(Op::shr, uint, at, uintConstant(shiftOf(size)));
-    Value* bits = builder_.convert(uint, value);
-    if (byteSize(word) < size) {
-        if (memory->kind == ir::Variable::Kind::threadgroup) { // its other bytes may belong to other threads
-            unsupported(builder_.location, "writing a part of a number of threadgroup memory is");
-            return;
-        }
-        Value* shift = builder_.binary(Op::shl, uint, builder_.binary(Op::bitAnd, uint, at, uintConstant(size - 1)),
-                                       uintConstant(3));
-        Value* mask = builder_.binary(Op::shl, uint, uintConstant(byteSize(word) == 1 ? 0xFFU : 0xFFFFU), shift);
-        ir::Place* place = numberPlace(memory, index);
-        Value* kept = builder_.binary(Op::bitAnd, uint, builder_.load(place), builder_.unary(Op::bitNot, mask));
-        builder_.store(place, builder_.binary(Op::bitOr, uint, kept, builder_.binary(Op::shl, uint, bits, shift)));
-        return;
-    }
-    const TypeRef plain = module_.types.scalar(unsignedOf(size));
-    for (std::uint32_t i = 0; i < byteSize(word) / size; ++i) {
-        Value* part = builder_.convert(plain, builder_.binary(Op::shr, uint, bits, uintConstant(8 * size * i)));
-        Value* next = builder_.binary(Op::add, uint, index, uintConstant(i));
-        builder_.store(numberPlace(memory, next), plain == number ? part : builder_.bitcast(number, part));
-    }
-}
-
-ir::Place* Lowering::atomicPlace(ir::Place* place, ScalarKind kind) {
-    if (!isView(place)) return place;
-    ir::Variable* memory = views_.at(place->root);
-    if (memory->kind == ir::Variable::Kind::buffer)
-        return wordPlace(memory, byteSize(kind) == 8 ? ScalarKind::ulong : ScalarKind::uint, byteOffset(*place), 0);
-    const TypeRef number = groupNumber(memory->type);
-    if (isFloating(number->scalar) || byteSize(number->scalar) != byteSize(kind))
-        unsupported(builder_.location, "an atomic operation on threadgroup memory of another type is");
-    return numberPlace(memory, builder_.binary(Op::shr, module_.types.uint(), byteOffset(*place), uintConstant(2)));
 }
 
 bool Lowering::holdsUnion(TypeRef type) const {

@@ -71,7 +71,7 @@ ConversionRank Analyzer::rankTypes(TypeRef from, TypeRef to) {
         if (to->is(TypeKind::pointer) && to->element == from->element && to->space == from->space)
             return to->pointeeConst || !from->pointeeConst ? Rank::qualification : Rank::none;
         if (to->is(TypeKind::pointer) && to->space == from->space && (to->pointeeConst || !from->pointeeConst) &&
-            derivesFrom(from->element, to->element))
+            (derivesFrom(from->element, to->element) || to->element->is(TypeKind::void_)))
             return Rank::conversion;
         return to->isBool() ? Rank::conversion : Rank::none;
     default: return Rank::none;
@@ -94,6 +94,9 @@ ConversionRank Analyzer::rankConversion(Expr* from, TypeRef to) {
             from->space == to->space)
             return to->pointeeConst ? (from->isConst ? Rank::exact : Rank::qualification)
                                     : (from->isConst ? Rank::none : Rank::exact);
+        if (type->is(TypeKind::array) && from->category == ValueCategory::lvalue && to->element->is(TypeKind::void_) &&
+            from->space == to->space && (to->pointeeConst || !from->isConst))
+            return Rank::conversion;
         if (isNullLiteral(from)) return Rank::conversion;
     }
     const Rank rank = rankTypes(type, to);
@@ -248,6 +251,12 @@ Expr* Analyzer::tryConvert(Expr* from, TypeRef to) {
     default: break;
     }
     if (to->is(TypeKind::pointer)) {
+        if (to->element->is(TypeKind::void_) && (type->is(TypeKind::pointer) || type->is(TypeKind::array))) {
+            const TypeRef plain = types_.pointer(type->element, to->space, to->pointeeConst);
+            Expr* pointer = type->is(TypeKind::array) ? makeCast(CastKind::arrayToPointer, from, plain) : load(from);
+            return type->element->is(TypeKind::void_) ? makeCast(CastKind::none, pointer, to)
+                                                      : makeCast(CastKind::bitcast, pointer, to);
+        }
         if (type->is(TypeKind::array)) return makeCast(CastKind::arrayToPointer, from, to);
         if (type->is(TypeKind::pointer) && type->element != to->element && derivesFrom(type->element, to->element))
             return makeCast(CastKind::none, toBase(load(from), to->element), to);

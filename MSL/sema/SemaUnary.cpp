@@ -215,8 +215,7 @@ Expr* Analyzer::cast(Cast* expr) {
     // reinterpret_cast<device T&>(x): the same memory as another type
     if (to->is(TypeKind::reference) &&
         (expr->syntax == CastSyntax::reinterpret_ || expr->syntax == CastSyntax::cStyle) &&
-        operand->category == ValueCategory::lvalue && operand->type != to->element && operand->space == to->space &&
-        (to->space == AddressSpace::device || to->space == AddressSpace::constant)) {
+        operand->category == ValueCategory::lvalue && operand->type != to->element && operand->space == to->space) {
         expr->castKind = CastKind::bitcast;
         expr->operand = operand;
         expr->type = to->element;
@@ -254,14 +253,24 @@ Expr* Analyzer::cast(Cast* expr) {
         from = operand->type;
     }
     const bool pointers = from->is(TypeKind::pointer) && to->is(TypeKind::pointer);
+    const bool isFromVoid = pointers && expr->syntax == CastSyntax::static_ && from->element->is(TypeKind::void_);
     if (pointers && (expr->syntax == CastSyntax::reinterpret_ || expr->syntax == CastSyntax::cStyle ||
-                     expr->syntax == CastSyntax::const_)) {
+                     expr->syntax == CastSyntax::const_ || isFromVoid)) {
         if (from->space != to->space) {
             error(expr->location, "cast from '" + typeName(from) + "' to '" + typeName(to) + "' changes address space");
             return errorAt(expr);
         }
         expr->operand = load(operand);
         expr->castKind = from->element == to->element ? CastKind::none : CastKind::bitcast;
+        return expr;
+    }
+    // A pointer as the number of its address, and the other way round.
+    const auto isAddress = [](TypeRef type) { return type->isScalar() && isInteger(type->scalar) && byteSize(type->scalar) == 8; };
+    if ((expr->syntax == CastSyntax::reinterpret_ || expr->syntax == CastSyntax::cStyle) &&
+        ((isAddress(from) && to->is(TypeKind::pointer) && !isNullLiteral(operand)) ||
+         (from->is(TypeKind::pointer) && isAddress(to)))) {
+        expr->operand = load(operand);
+        expr->castKind = to->is(TypeKind::pointer) ? CastKind::integerToPointer : CastKind::pointerToInteger;
         return expr;
     }
     if (expr->syntax == CastSyntax::reinterpret_) {
