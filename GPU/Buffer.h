@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 
 namespace gpu {
@@ -14,6 +15,8 @@ class Buffer {
   public:
     std::size_t length() const;
     void* contents() const; // null for a private buffer
+    // Where it lies for functions that reach memory by address; 0 on a device that has none.
+    std::uint64_t address() const;
 
     ~Buffer();
     struct Impl;

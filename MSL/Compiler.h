@@ -37,6 +37,11 @@ struct CompileOptions {
     enum class Warnings : std::uint8_t { reported, ignored, errors };
     Warnings warnings = Warnings::reported;
 
+    // Take programs that reach memory by 64-bit addresses: pointers in buffers, numbers cast to pointers. Nothing keeps
+    // such an access inside of what it means, so never for a text that a stranger wrote. See
+    // Reflection::usesAddresses.
+    bool allowAddresses = false;
+
     // Add OpName for functions, variables and members (for reading the output; drivers ignore them).
     bool debugNames = false;
 };

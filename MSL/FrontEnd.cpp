@@ -20,7 +20,8 @@ void verifyAfter([[maybe_unused]] std::string_view pass, [[maybe_unused]] const 
 #endif
 }
 
-std::unique_ptr<ir::Module> translate(SourceManager& sources, Diagnostics& diagnostics, WorkLimit& limit) {
+std::unique_ptr<ir::Module> translate(SourceManager& sources, Diagnostics& diagnostics, WorkLimit& limit,
+                                      const LowerOptions& options) {
     const auto tooMuchWork = [&] {
         if (limit.exceeded() && !diagnostics.hasErrors())
             diagnostics.error(SourceLocation::atOffset(0), "this text takes too long to compile");
@@ -39,7 +40,7 @@ std::unique_ptr<ir::Module> translate(SourceManager& sources, Diagnostics& diagn
     if (tooMuchWork() || diagnostics.hasErrors()) return nullptr;
 
     // Tree to IR: only from a tree without errors, so that lowering need not doubt it. Pointers end here.
-    lower(*unit, *module, diagnostics, limit);
+    lower(*unit, *module, diagnostics, limit, options);
     if (tooMuchWork() || diagnostics.hasErrors()) return nullptr;
     verifyAfter("lowering", *module, diagnostics);
 

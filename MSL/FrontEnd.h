@@ -3,6 +3,7 @@
 #pragma once
 
 #include "MSL/ir/Ir.h"
+#include "MSL/lower/LowerOptions.h"
 #include "MSL/source/Diagnostics.h"
 #include "MSL/source/SourceManager.h"
 #include "MSL/source/WorkLimit.h"
@@ -13,7 +14,8 @@
 namespace msl {
 
 // Null, with diagnostics, when the text has errors. Any thread.
-std::unique_ptr<ir::Module> translate(SourceManager& sources, Diagnostics& diagnostics, WorkLimit& limit);
+std::unique_ptr<ir::Module> translate(SourceManager& sources, Diagnostics& diagnostics, WorkLimit& limit,
+                                      const LowerOptions& options = {});
 
 // In builds for finding faults, tells which pass left the IR in a state that it must not have.
 void verifyAfter(std::string_view pass, const ir::Module& module, Diagnostics& diagnostics);

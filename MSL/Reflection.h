@@ -135,6 +135,9 @@ struct StructLayout {
 struct Reflection {
     std::vector<EntryPoint> entryPoints;
     std::vector<FunctionConstant> functionConstants; // those that the functions use
+    // Some function reaches memory by an address: the device needs bufferDeviceAddress and shaderInt64. A pointer in a
+    // buffer is 8 bytes, the VkDeviceAddress of what it points to; a null pointer is 0.
+    bool usesAddresses = false;
     std::vector<StructLayout> structs; // every complete struct of the text, in source order, in Metal's layout
 
     const EntryPoint* entryPoint(std::string_view name) const {

@@ -216,6 +216,7 @@ std::string toJson(const Reflection& reflection) {
         json.close('}');
     }
     json.close(']');
+    if (reflection.usesAddresses) json.member("usesAddresses", true);
     json.key("structs");
     json.open('[');
     for (const StructLayout& layout : reflection.structs) {

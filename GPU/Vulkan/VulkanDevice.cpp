@@ -112,7 +112,8 @@ VulkanDevice::~VulkanDevice() {
 }
 
 Result<Allocation> VulkanDevice::allocate(const VkMemoryRequirements& requirements, VkMemoryPropertyFlags required,
-                                          VkMemoryPropertyFlags preferred, std::string_view purpose) {
+                                          VkMemoryPropertyFlags preferred, std::string_view purpose,
+                                          bool hasAddress) {
     std::optional<std::uint32_t> type;
     for (const VkMemoryPropertyFlags wanted : {required | preferred, required}) {
         for (std::uint32_t i = 0; i < memoryProperties.memoryTypeCount && !type; ++i)
@@ -126,8 +127,12 @@ Result<Allocation> VulkanDevice::allocate(const VkMemoryRequirements& requiremen
     // Drivers let a process overcommit and then end it; what cannot fit is refused here.
     const VkDeviceSize heapSize = memoryProperties.memoryHeaps[memoryProperties.memoryTypes[*type].heapIndex].size;
     Allocation allocation;
+    const VkMemoryAllocateFlagsInfo flags{.sType = VK_STRUCTURE_TYPE_MEMORY_ALLOCATE_FLAGS_INFO,
+                                          .pNext = nullptr,
+                                          .flags = VK_MEMORY_ALLOCATE_DEVICE_ADDRESS_BIT,
+                                          .deviceMask = 0};
     const VkMemoryAllocateInfo info{.sType = VK_STRUCTURE_TYPE_MEMORY_ALLOCATE_INFO,
-                                    .pNext = nullptr,
+                                    .pNext = hasAddress ? &flags : nullptr,
                                     .allocationSize = requirements.size,
                                     .memoryTypeIndex = *type};
     if (auto made = call(purpose,

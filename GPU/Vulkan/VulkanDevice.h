@@ -65,9 +65,9 @@ struct VulkanDevice : std::enable_shared_from_this<VulkanDevice> {
     }
 
     // Memory for a resource; mapped when the flags ask for HOST_VISIBLE. `preferred` flags are given up when no type
-    // has them.
+    // has them. `hasAddress`: for buffers that functions reach by address.
     Result<Allocation> allocate(const VkMemoryRequirements& requirements, VkMemoryPropertyFlags required,
-                                VkMemoryPropertyFlags preferred, std::string_view purpose);
+                                VkMemoryPropertyFlags preferred, std::string_view purpose, bool hasAddress = false);
     void release(const Allocation& allocation);
 
     // Recordings: taken empty and begun, given to the queue, and taken back once the GPU has finished with them.

@@ -25,6 +25,7 @@ struct KernelOptions {
     gpu::Size grid = {0, 1, 1};        // width 0: as many threads as the call says, in one row
     std::vector<gpu::ConstantValue> constants = {};
     std::vector<gpu::ThreadgroupLength> lengths = {};
+    bool allowAddresses = false;
 };
 
 // Compiles `source` and runs its function "check" with the buffers bound at 0, 1, 2 ... over `threads` threads. Each
@@ -34,7 +35,7 @@ inline bool runKernel(const std::string& source, std::vector<std::vector<std::by
     const auto on = device();
     if (on == nullptr) return false;
     if (onExecution != nullptr) onExecution(source);
-    auto compiled = msl::compile(source);
+    auto compiled = msl::compile(source, {.allowAddresses = options.allowAddresses});
     if (!compiled) {
         ADD_FAILURE() << compiled.error().text;
         return false;

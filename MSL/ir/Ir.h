@@ -6,8 +6,8 @@
 // function with reference or pointer parameters is made once for every combination of what its arguments stand for
 // (which resource, which members), indices that are only known at run time travel as ordinary parameters, and a
 // thread-space variable of the caller is passed as a whole (Variable::Kind::pointerParameter). A pointer that may stand
-// for one of several variables at run time cannot be expressed, and is refused by lowering at its line; so is
-// recursion.
+// for one of several variables at run time has become a number, and what is done with it branches over that number.
+// Recursion cannot be expressed, and is refused by lowering at its line.
 //
 // Types are those of MSL/types, restricted to: scalars, vectors, packed vectors (in memory only), matrices, arrays,
 // structs (Record::fields), void, and for resource variables textures and samplers; array count 0 is the
@@ -109,6 +109,8 @@ struct Variable {
         input,   // of an entry point: system value or location
         output,
         threadgroup, // shared by the threads of one group, zero when the group starts
+        address,     // what lies at addresses that the program knows: an array of runtime-sized arrays. The first step
+                     // of a place is an index whose value is the address, a ulong; nothing bounds the second
     } kind = Kind::local;
     TypeRef type = nullptr; // buffer: the referee, or an array of count 0 for a pointer; threadgroup: likewise, the
                             // host sets the length of the argument `metalIndex`

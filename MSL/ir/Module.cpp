@@ -48,6 +48,8 @@ bool Block::isTerminated() const {
 TypeRef valueType(const TypeTable& types, TypeRef memoryType) {
     if (memoryType->is(TypeKind::packedVector)) return types.vector(memoryType->scalar, memoryType->columns);
     if (memoryType->is(TypeKind::enum_)) return memoryType->element;
+    if (memoryType->is(TypeKind::pointer) || memoryType->is(TypeKind::reference)) // the address
+        return types.scalar(ScalarKind::ulong);
     return memoryType;
 }
 

@@ -122,7 +122,9 @@ class Verifier {
                 return fail(instruction, "an index step into '" + typeName(type) + "'");
             if (step.value != nullptr) {
                 use(instruction, step.value);
-                if (!step.value->type->isScalar() ||
+                const bool isAddress = &step == place->steps.data() && place->root->kind == Variable::Kind::address;
+                if (isAddress ? step.value->type != module_.types.scalar(ScalarKind::ulong)
+                              : !step.value->type->isScalar() ||
                     (step.value->type->scalar != ScalarKind::int_ && step.value->type->scalar != ScalarKind::uint))
                     return fail(instruction, "an index of type '" + typeName(step.value->type) + "'");
             }

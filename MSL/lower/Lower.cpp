@@ -17,12 +17,14 @@ constexpr std::uint64_t maxVariableBytes = 64 * 1024;
 constexpr std::uint64_t maxLocalBytes = 512 * 1024;
 } // namespace
 
-void lower(const TranslationUnit& unit, ir::Module& module, Diagnostics& diagnostics, WorkLimit& limit) {
-    Lowering(module, diagnostics, limit).run(unit);
+void lower(const TranslationUnit& unit, ir::Module& module, Diagnostics& diagnostics, WorkLimit& limit,
+           const LowerOptions& options) {
+    Lowering(module, diagnostics, limit, options).run(unit);
 }
 
-Lowering::Lowering(ir::Module& module, Diagnostics& diagnostics, WorkLimit& limit)
-    : module_(module), diagnostics_(diagnostics), limit_(limit), builder_(module) {
+Lowering::Lowering(ir::Module& module, Diagnostics& diagnostics, WorkLimit& limit, const LowerOptions& options)
+    : module_(module), diagnostics_(diagnostics), limit_(limit), allowsAddresses_(options.allowsAddresses),
+      builder_(module) {
     variables_.push_back(nullptr); // id 0: not numbered yet
     functions_.push_back(nullptr);
 }

@@ -51,6 +51,10 @@ bool Lowering::haveSameShape(const Access& a, const Access& b) {
 }
 
 Value* Lowering::isNumber(const Access& choice, std::uint32_t option) {
+    const ir::Instruction* made = choice.number->definition;
+    if (made != nullptr && made->op == Op::select && made->operands[1]->isConstant() && made->operands[2]->isConstant() &&
+        (made->operands[1]->bits == option) != (made->operands[2]->bits == option))
+        return made->operands[1]->bits == option ? made->operands[0] : builder_.unary(Op::logicalNot, made->operands[0]);
     return builder_.binary(Op::equal, module_.types.bool_(), choice.number, uintConstant(option));
 }
 
@@ -98,7 +102,7 @@ Access Lowering::choose(Value* number, Value* isSecond, std::span<const Access> 
         for (std::size_t k = 0; k < steps.size(); ++k) {
             const ir::Step& other = option.place->steps[k];
             if (steps[k].number == other.number && steps[k].value == other.value) continue;
-            const TypeRef index = module_.types.int_();
+            const TypeRef index = indexType(*known->place, k);
             steps[k].value = pick(i, builder_.convert(index, indexOf(module_, other)),
                                   builder_.convert(index, indexOf(module_, steps[k])));
             steps[k].number = 0;
@@ -281,11 +285,19 @@ void Lowering::eachOption(const Access& choice, const std::function<void(const A
 // Whether a pointer is not null.
 Value* Lowering::isSet(const Operand& pointer) {
     if (isNull(pointer)) return module_.constantBool(false);
-    Value* result = module_.constantBool(true);
-    if (pointer.access->kind != Access::Kind::choice) return result;
-    for (std::uint32_t i = 0; i < pointer.access->options.size(); ++i)
-        if (pointer.access->options[i].kind == Access::Kind::nothing)
-            result = builder_.binary(Op::notEqual, module_.types.bool_(), pointer.access->number, uintConstant(i));
+    const auto isSomething = [&](const Access& access) {
+        if (access.kind == Access::Kind::nothing) return module_.constantBool(false);
+        if (access.kind != Access::Kind::place || !isAtAddress(access.place)) return module_.constantBool(true);
+        Value* address = addressOf(access, builder_.location);
+        return builder_.binary(Op::notEqual, module_.types.bool_(), address, module_.constantInt(address->type, 0));
+    };
+    const Access& access = *pointer.access;
+    if (access.kind != Access::Kind::choice) return isSomething(access);
+    Value* result = isSomething(access.options[0]);
+    for (std::uint32_t i = 1; i < access.options.size(); ++i) {
+        Value* here = isSomething(access.options[i]);
+        if (here != result) result = builder_.select(isNumber(access, i), here, result);
+    }
     return result;
 }
 
@@ -312,6 +324,19 @@ Value* Lowering::comparePlain(BinaryOp op, const Access& left, const Access& rig
                 builder_.binary(Op::div, index, difference, module_.constantInt(index, static_cast<std::int64_t>(size)));
         return builder_.convert(type, difference);
     };
+    const auto isAddress = [](const Access& one) { return one.kind == Access::Kind::place && isAtAddress(one.place); };
+    if (isAddress(left) || isAddress(right)) {
+        const bool isOther = left.kind != Access::Kind::nothing && right.kind != Access::Kind::nothing &&
+                             isAddress(left) != isAddress(right);
+        if (isOther) return answer(isAddress(left) ? 1 : -1);
+        Value* a = addressOf(left, builder_.location);
+        Value* b = addressOf(right, builder_.location);
+        if (op != BinaryOp::sub) return builder_.binary(comparison(op), type, a, b);
+        const TypeRef difference = module_.types.scalar(ScalarKind::long_);
+        Value* bytes = builder_.convert(difference, builder_.binary(Op::sub, a->type, a, b));
+        const auto size = static_cast<std::int64_t>(std::max<std::uint64_t>(layoutOf(left.type).size, 1));
+        return builder_.convert(type, builder_.binary(Op::div, difference, bytes, module_.constantInt(difference, size)));
+    }
     const bool leftIsNull = left.kind == Access::Kind::nothing;
     const bool rightIsNull = right.kind == Access::Kind::nothing;
     if (leftIsNull || rightIsNull) return answer(static_cast<int>(rightIsNull) - static_cast<int>(leftIsNull));

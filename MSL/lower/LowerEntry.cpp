@@ -1,5 +1,6 @@
 // Entry points: a function without parameters is made around the user's. It reads the stage's inputs, names the
 // resources, calls the user's function and writes what it returns to the stage's outputs.
+#include "MSL/lower/Attributes.h"
 #include "MSL/lower/Lowering.h"
 
 #include <algorithm>
@@ -17,18 +18,6 @@ struct Lowering::EntryState {
 };
 
 namespace {
-
-const Attribute* findAttribute(std::span<const Attribute> attributes, std::string_view name) {
-    for (const Attribute& attribute : attributes)
-        if (attribute.name != nullptr && attribute.name->text == name) return &attribute;
-    return nullptr;
-}
-
-std::uint32_t numberOf(const Attribute* attribute) {
-    if (attribute == nullptr || attribute->arguments.empty() || attribute->arguments[0]->kind != ExprKind::intLiteral)
-        return 0;
-    return static_cast<std::uint32_t>(static_cast<const IntLiteral*>(attribute->arguments[0])->value);
-}
 
 // System values that are computed from others.
 enum class Derived : std::uint8_t { none, zero, threadsPerGrid, laneInQuad, quadInGroup, quadsPerGroup };
@@ -336,13 +325,16 @@ Operand Lowering::stageInput(EntryState& state, TypeRef type) {
 // memory. Null, with a message, when it is not.
 ir::Variable* Lowering::bufferVariable(const ResourceSlot& slot, TypeRef type, SourceLocation at) {
     const bool isPointer = type->is(TypeKind::pointer);
-    if (type->space == AddressSpace::threadgroup || isOpaque(type->element)) {
+    if (isOpaque(type->element) && type->space != AddressSpace::threadgroup && !checkAddresses(at)) return nullptr;
+    if (type->space == AddressSpace::threadgroup) {
         unsupported(at, "a parameter of type '" + typeName(type) + "' is");
         return nullptr;
     }
     // A buffer with unions in it is words, seen as what it is said to be.
     const bool isWords = holdsUnion(type->element);
-    const TypeRef declared = isPointer ? module_.types.array(type->element, 0) : type->element;
+    const TypeRef element =
+        type->element->is(TypeKind::void_) ? module_.types.scalar(ScalarKind::uchar) : type->element;
+    const TypeRef declared = isPointer ? module_.types.array(element, 0) : element;
     const TypeRef held = isWords ? module_.types.array(module_.types.uint(), 0) : declared;
     ir::Variable* variable = module_.newVariable(ir::Variable::Kind::buffer, held, slot.name);
     if (isWords) variable->declared = declared;
@@ -362,59 +354,8 @@ Access Lowering::bufferAccess(ir::Variable* variable, TypeRef type) {
         return type->is(TypeKind::pointer) ? heldAccess(pointerTo(view, type)) : view;
     }
     if (!type->is(TypeKind::pointer)) return placeAccess(place, type->element);
-    const Access first = placeAccess(builder_.placeIndex(place, 0U, type->element), type->element);
+    const Access first = placeAccess(builder_.placeIndex(place, 0U, variable->type->element), type->element);
     return heldAccess(pointerTo(first, type));
-}
-
-// An argument buffer is taken apart: each of its members is a binding of its own.
-Operand Lowering::argumentBuffer(EntryState& state, VarDecl* parameter, std::uint32_t index) {
-    const TypeRef type = parameter->type->element;
-    const auto fields = type->structDecl->fields;
-    Operand result;
-    result.kind = Operand::Kind::aggregate;
-    result.type = type;
-    result.members = module_.arena.makeArray<Operand>(fields.size());
-    std::uint32_t nextId = 0;
-    for (std::size_t i = 0; i < fields.size(); ++i) {
-        VarDecl* field = fields[i];
-        const Attribute* id = findAttribute(field->attributes, "id");
-        if (id != nullptr) nextId = numberOf(id);
-        TypeRef element = field->type;
-        if (element->is(TypeKind::array)) element = element->element;
-        const std::uint64_t count = field->type->is(TypeKind::array) && isOpaque(element) ? field->type->count : 1;
-        result.members[i] = errorOperand(field->type);
-        if (nextId + count > argumentBufferBindings) {
-            diagnostics_.error(field->location, "an argument buffer can have " +
-                                                    std::to_string(argumentBufferBindings) + " members here");
-            return result;
-        }
-        const std::string name = std::string(nameOf(parameter)) + "." + std::string(nameOf(field));
-        const ResourceSlot slot{.name = module_.arena.copyText(name),
-                                .stage = state.stage,
-                                .index = nextId,
-                                .argumentBuffer = static_cast<std::int32_t>(index)};
-        nextId += static_cast<std::uint32_t>(count);
-        ir::Variable* variable = nullptr;
-        if (element->is(TypeKind::texture) || element->is(TypeKind::sampler)) {
-            variable = resourceVariable(slot, field->type);
-            result.members[i] = resourceOperand(variable, field->type);
-        } else if (field->type->is(TypeKind::pointer) || field->type->is(TypeKind::reference)) {
-            variable = bufferVariable(slot, field->type, field->location);
-            if (variable == nullptr) continue;
-            const Access access = bufferAccess(variable, field->type);
-            result.members[i] = field->type->is(TypeKind::pointer) ? access.held : pointerTo(access, field->type);
-        } else if (!isOpaque(field->type)) {
-            const TypeRef reference = module_.types.reference(field->type, AddressSpace::constant, true);
-            variable = bufferVariable(slot, reference, field->location);
-            if (variable == nullptr) continue;
-            result.members[i] = load(bufferAccess(variable, reference), field->location);
-        } else {
-            unsupported(field->location, "a member of type '" + typeName(field->type) + "' in an argument buffer is");
-            continue;
-        }
-        state.entry->interface->push_back(variable);
-    }
-    return result;
 }
 
 // A pointer is an array whose length the host sets; a reference has the size of what it refers to.
@@ -457,8 +398,8 @@ Access Lowering::resourceParameter(EntryState& state, VarDecl* parameter) {
         unsupported(parameter->location, "an array of pointers as a parameter is");
         return errorAccess(type);
     }
-    if (type->element->is(TypeKind::struct_) && isOpaque(type->element) && type->space != AddressSpace::threadgroup) {
-        const Access members = heldAccess(argumentBuffer(state, parameter, index));
+    if (isArgumentBuffer(type->element)) {
+        const Access members = heldAccess(argumentBuffer(*state.entry, parameter, index));
         return type->is(TypeKind::pointer) ? heldAccess(pointerTo(members, type)) : members;
     }
     ir::Variable* variable = bufferVariable(slot, type, parameter->location);

@@ -88,7 +88,11 @@ Operand Lowering::rvalue(const Expr* expr) {
     }
     case ExprKind::unary: result = unary(static_cast<const Unary&>(*expr)); break;
     case ExprKind::binary: result = binary(static_cast<const Binary&>(*expr)); break;
-    case ExprKind::conditional: result = conditional(static_cast<const Conditional&>(*expr)); break;
+    case ExprKind::conditional: {
+        const auto& choice = static_cast<const Conditional&>(*expr);
+        result = conditional(choice, value(choice.condition));
+        break;
+    }
     case ExprKind::sizeOf:
         plain(module_.constantInt(valueType(expr->type),
                                   static_cast<std::int64_t>(static_cast<const SizeOf*>(expr)->value)));
@@ -130,7 +134,8 @@ Operand Lowering::castOperand(CastKind kind, const Expr* operand, TypeRef to, So
         result.type = to;
         return result;
     }
-    case CastKind::lvalueToRvalue: return load(lvalue(operand), at);
+    case CastKind::lvalueToRvalue:
+        return operand->kind == ExprKind::conditional ? rvalue(operand) : load(lvalue(operand), at);
     case CastKind::toDerived: return load(derivedAccess(lvalue(operand), to, at), at);
     case CastKind::scalarConversion:
     case CastKind::enumToInteger:
@@ -152,6 +157,17 @@ Operand Lowering::castOperand(CastKind kind, const Expr* operand, TypeRef to, So
     case CastKind::arrayToPointer: return decay(lvalue(operand), to, at);
     case CastKind::pointerToBool: {
         return plain(isSet(rvalue(operand)));
+    }
+    case CastKind::pointerToInteger: {
+        const Operand pointer = rvalue(operand);
+        if (!checkAddresses(at)) return errorOperand(to);
+        Access nothing;
+        nothing.kind = Access::Kind::nothing;
+        return plain(builder_.convert(to, addressOf(pointer.access != nullptr ? *pointer.access : nothing, at)));
+    }
+    case CastKind::integerToPointer: {
+        Value* address = value(operand);
+        return pointerOfBits(builder_.convert(module_.types.scalar(ScalarKind::ulong), address), to, at);
     }
     case CastKind::nullToPointer: return errorOperand(to);
     case CastKind::toVoid: effect(operand); return {};
@@ -522,8 +538,7 @@ Operand Lowering::shortCircuit(const Binary& expr) {
     return Operand::ofValue(builder_.load(builder_.place(result)), expr.type);
 }
 
-Operand Lowering::conditional(const Conditional& expr) {
-    Value* condition = value(expr.condition);
+Operand Lowering::conditional(const Conditional& expr, Value* condition) {
     if (condition->isConstant()) return rvalue(condition->bits != 0 ? expr.whenTrue : expr.whenFalse);
     if (expr.type->is(TypeKind::void_)) {
         const ir::Instruction* branch = builder_.if_(condition);

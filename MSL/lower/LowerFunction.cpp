@@ -318,6 +318,7 @@ ir::Function* Lowering::instanceFor(FunctionDecl* function, std::span<const Acce
         if (at->second->key == signature.key) return at->second->function;
 
     const std::size_t numberStores = numberStores_.size();
+    const Diagnostics::Mark mark = diagnostics_.mark();
     const bool isConstructor = function->isConstructor;
     const TypeRef returnType = valueType(isConstructor ? function->owner->type : function->returnType);
     ir::Function* made = module_.newFunction(nameOf(function), returnType);
@@ -360,6 +361,7 @@ ir::Function* Lowering::instanceFor(FunctionDecl* function, std::span<const Acce
     removeUnused(made, numberStores, context.hasRepeats);
     if (context.setsPointers) {
         facts(function).setsPointers = true;
+        diagnostics_.rollBack(mark);
         std::erase_if(instances_, [&](const auto& one) { return one.second == &instance; });
         return nullptr;
     }

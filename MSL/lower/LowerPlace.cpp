@@ -177,11 +177,7 @@ Access Lowering::chooseLvalue(Value* condition, const Conditional& expr) {
         const auto isValue = [](const Access& one) {
             return one.kind == Access::Kind::value && one.held.kind == Operand::Kind::value;
         };
-        if (isValue(both[0]) || isValue(both[1])) {
-            Value* whenTrue = load(both[1], expr.location).value;
-            Value* whenFalse = load(both[0], expr.location).value;
-            return heldAccess(Operand::ofValue(builder_.select(condition, whenTrue, whenFalse), expr.type));
-        }
+        if (isValue(both[0]) || isValue(both[1])) return heldAccess(conditional(expr, condition));
         return choose(nullptr, condition, both, expr.type, expr.location);
     }
     Slot& slot = slots_.emplace_back();
@@ -222,8 +218,8 @@ Access Lowering::memberAccess(const Access& base, const VarDecl* field, SourceLo
     switch (base.kind) {
     case Access::Kind::place:
         if (field->type->is(TypeKind::reference)) {
-            unsupported(at, "a reference in a struct in memory is");
-            return errorAccess(field->type->element);
+            ir::Place* place = builder_.placeMember(base.place, number, field->type);
+            return dereference(loadPointers(placeAccess(place, field->type), at), field->type->element, at);
         }
         return placeAccess(builder_.placeMember(base.place, number, field->type), field->type);
     case Access::Kind::slot:
@@ -384,8 +380,10 @@ Operand Lowering::load(const Access& access, SourceLocation at) {
     case Access::Kind::choice: return loadChoice(access, at);
     case Access::Kind::place: break;
     }
+    if (isOpaque(access.type)) return loadPointers(access, at);
     const ir::Variable::Kind kind = access.place->root->kind;
-    const bool isShared = kind == ir::Variable::Kind::buffer || kind == ir::Variable::Kind::threadgroup;
+    const bool isShared = kind == ir::Variable::Kind::buffer || kind == ir::Variable::Kind::threadgroup ||
+                          kind == ir::Variable::Kind::address;
     if (access.swizzleCount == 1 && isShared && access.unionMember == nullptr) {
         ir::Place* component = builder_.placeIndex(access.place, access.swizzle[0], access.type);
         return Operand::ofValue(loadPlace(component), access.type);
@@ -435,6 +433,10 @@ void Lowering::store(const Access& access, const Operand& operand, SourceLocatio
         storeSlot(*access.slot, operand, at);
         return;
     }
+    if (access.kind == Access::Kind::place && isOpaque(access.type)) {
+        storePointers(access, operand, at);
+        return;
+    }
     if (access.kind == Access::Kind::value || operand.kind != Operand::Kind::value) {
         if (!diagnostics_.hasErrors() && !limit_.exceeded())
             unsupported(at, "writing through a reference to a temporary object is");
@@ -461,7 +463,8 @@ void Lowering::store(const Access& access, const Operand& operand, SourceLocatio
     }
     const TypeRef scalar = module_.types.scalar(access.place->type->scalar);
     const ir::Variable::Kind kind = access.place->root->kind;
-    const bool isShared = kind == ir::Variable::Kind::buffer || kind == ir::Variable::Kind::threadgroup;
+    const bool isShared = kind == ir::Variable::Kind::buffer || kind == ir::Variable::Kind::threadgroup ||
+                          kind == ir::Variable::Kind::address;
     if (access.swizzleCount == 1) {
         storePlace(builder_.placeIndex(access.place, access.swizzle[0], scalar), operand.value);
     } else if (isShared) { // other components may belong to other threads

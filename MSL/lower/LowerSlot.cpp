@@ -136,8 +136,9 @@ std::optional<std::uint32_t> Lowering::candidateFor(Slot& slot, const Access& ac
             const bool isRunTime = steps[i].value != nullptr && !steps[i].value->isConstant();
             if (steps[i].kind != ir::Step::Kind::index) continue;
             if (!isLast && !isRunTime && slot.use != SlotUse::repointed) continue;
-            made.indices[i] = newLocal(module_.types.int_(), "index");
-            made.indices[i]->initializer = module_.constantInt(module_.types.int_(), 0);
+            const TypeRef index = indexType(*access.place, i);
+            made.indices[i] = newLocal(index, "index");
+            made.indices[i]->initializer = module_.constantInt(index, 0);
         }
     }
     slot.candidates = module_.arena.copy(grown);
@@ -217,7 +218,7 @@ void Lowering::storePointer(Slot& slot, const Operand& operand, SourceLocation a
             const ir::Step& step = options[i].place->steps[k];
             Value* index =
                 step.value != nullptr ? step.value : module_.constantInt(module_.types.int_(), step.number);
-            builder_.store(builder_.place(candidate.indices[k]), builder_.convert(module_.types.int_(), index));
+            builder_.store(builder_.place(candidate.indices[k]), builder_.convert(candidate.indices[k]->type, index));
         }
     }
 }
@@ -272,8 +273,8 @@ void Lowering::describe(CallSignature& signature, Slot& slot) {
         describe(signature, placeAccess(builder_.place(slot.number), slot.number->type));
     }
     for (const Slot::Candidate& candidate : slot.candidates) {
-        describe(signature, withIndices(module_, candidate, [&](ir::Variable*) {
-                     return module_.constantInt(module_.types.int_(), 0);
+        describe(signature, withIndices(module_, candidate, [&](const ir::Variable* index) {
+                     return module_.constantInt(index->type, 0);
                  }));
         for (ir::Variable* index : candidate.indices) {
             signature.key.push_back(index != nullptr ? 1U : 0U);
@@ -308,8 +309,8 @@ void Lowering::receive(InstanceParameters& parameters, Slot& from, Slot& to) {
     to.candidates = module_.arena.makeArray<Slot::Candidate>(from.candidates.size());
     for (std::size_t i = 0; i < from.candidates.size(); ++i) {
         const Slot::Candidate& given = from.candidates[i];
-        to.candidates[i].access = receive(parameters, withIndices(module_, given, [&](ir::Variable*) {
-                                              return module_.constantInt(module_.types.int_(), 0);
+        to.candidates[i].access = receive(parameters, withIndices(module_, given, [&](const ir::Variable* index) {
+                                              return module_.constantInt(index->type, 0);
                                           }));
         to.candidates[i].indices = module_.arena.makeArray<ir::Variable*>(given.indices.size());
         for (std::size_t k = 0; k < given.indices.size(); ++k)

@@ -50,6 +50,8 @@ Access Lowering::castAccess(const Access& held, TypeRef to, SourceLocation at) {
     if (held.kind == Access::Kind::value && held.held.kind == Operand::Kind::value)
         return castAccess(inMemory(held, at), to, at);
     if (valueType(held.type) == valueType(to) && layoutOf(held.type).size == layoutOf(to).size) return held;
+    if (held.kind == Access::Kind::place && isAtAddress(held.place) && held.swizzleCount == 0)
+        return memoryAt(addressOf(held, at), to);
     if (castInPlace(held, to, result)) return result;
     if (ir::Place* view = viewOf(held, to)) return placeAccess(view, to);
     unsupported(at, "reading memory through a pointer to another type is");
@@ -79,10 +81,12 @@ bool Lowering::castInPlace(const Access& held, TypeRef to, Access& result) {
 
 // The same place as another type; null where there are no bytes to see.
 ir::Place* Lowering::viewOf(const Access& held, TypeRef as) {
-    if (held.kind != Access::Kind::place || held.swizzleCount > 0 || isOpaque(as) || layoutOf(as).size == 0)
+    if (held.kind != Access::Kind::place || held.swizzleCount > 0 || layoutOf(as).size == 0 ||
+        (isOpaque(as) && !allowsAddresses_))
         return nullptr;
     const ir::Variable& root = *held.place->root;
     switch (root.kind) {
+    case ir::Variable::Kind::address: return memoryAt(addressOf(held, builder_.location), as).place;
     case ir::Variable::Kind::buffer: break;
     case ir::Variable::Kind::local:
     case ir::Variable::Kind::pointerParameter:
@@ -134,7 +138,9 @@ Value* Lowering::byteOffset(const ir::Place& place) {
         offset = offset == nullptr ? bytes : builder_.binary(Op::add, uint, offset, bytes);
     };
     bool isBytes = isView(&place); // the first step of a view
-    for (const ir::Step& step : place.steps) {
+    const bool hasAddress = isAtAddress(&place);
+    if (hasAddress) type = type->element;
+    for (const ir::Step& step : place.steps.subspan(hasAddress ? 1 : 0)) {
         std::uint64_t size = 1;
         if (step.kind == ir::Step::Kind::member) {
             const Field& field = type->record->fields[step.number];

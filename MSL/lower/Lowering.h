@@ -13,6 +13,7 @@
 
 #include "MSL/ast/Ast.h"
 #include "MSL/ir/Ir.h"
+#include "MSL/lower/Lower.h"
 #include "MSL/source/Diagnostics.h"
 #include "MSL/source/WorkLimit.h"
 
@@ -96,7 +97,7 @@ struct Slot {
 
 class Lowering {
   public:
-    Lowering(ir::Module& module, Diagnostics& diagnostics, WorkLimit& limit);
+    Lowering(ir::Module& module, Diagnostics& diagnostics, WorkLimit& limit, const LowerOptions& options);
     void run(const TranslationUnit& unit);
 
   private:
@@ -236,7 +237,7 @@ class Lowering {
     ir::Value* arithmeticByColumn(BinaryOp op, TypeRef type, ir::Value* left, ir::Value* right);
     Operand pointerBinary(const Binary& expr);
     Operand shortCircuit(const Binary& expr);
-    Operand conditional(const Conditional& expr);
+    Operand conditional(const Conditional& expr, ir::Value* condition);
     Operand construct(const Construct& expr);
     Operand aggregate(const Construct& expr);
     Operand unionValue(const Construct& expr);
@@ -404,6 +405,21 @@ class Lowering {
     void listSamplers();
     void listSamplers(const ir::Function& function, ir::Entry& entry, std::vector<const ir::Function*>& seen);
 
+    // LowerArguments.cpp
+    bool isArgumentBuffer(TypeRef type);
+    Operand argumentBuffer(ir::Entry& entry, VarDecl* parameter, std::uint32_t index);
+    Operand argument(ir::Entry& entry, ResourceSlot& slot, TypeRef type, SourceLocation at);
+
+    // LowerAddress.cpp
+    static bool isAtAddress(const ir::Place* place);
+    TypeRef indexType(const ir::Place& place, std::size_t step) const;
+    bool checkAddresses(SourceLocation at);
+    Access memoryAt(ir::Value* address, TypeRef type);
+    ir::Value* addressOf(const Access& access, SourceLocation at);
+    Operand pointerOfBits(ir::Value* bits, TypeRef type, SourceLocation at);
+    Operand loadPointers(const Access& access, SourceLocation at);
+    void storePointers(const Access& access, const Operand& operand, SourceLocation at);
+
     // LowerEntry.cpp
     void assignLocations(const TranslationUnit& unit);
     void entry(FunctionDecl* function);
@@ -412,7 +428,6 @@ class Lowering {
     Access resourceParameter(EntryState& state, VarDecl* parameter);
     ir::Variable* bufferVariable(const ResourceSlot& slot, TypeRef type, SourceLocation at);
     Access bufferAccess(ir::Variable* variable, TypeRef type);
-    Operand argumentBuffer(EntryState& state, VarDecl* parameter, std::uint32_t index);
     ir::Value* inputValue(EntryState& state, const VarDecl* declaration, TypeRef type);
     ir::Value* systemValue(EntryState& state, ir::SystemValue value, TypeRef type, const VarDecl* declaration);
     ir::Value* derivedValue(EntryState& state, std::uint8_t derived, const VarDecl* declaration);
@@ -427,6 +442,7 @@ class Lowering {
     ir::Module& module_;
     Diagnostics& diagnostics_;
     WorkLimit& limit_;
+    const bool allowsAddresses_;
     ir::Builder builder_;
     Context* context_ = nullptr;
     unsigned depth_ = 0;
@@ -461,6 +477,7 @@ class Lowering {
     std::unordered_map<const ir::Variable*, ir::Variable*> views_; // to the buffer that they look at
     std::map<std::pair<const ir::Variable*, std::uint32_t>, ir::Variable*> viewVariables_; // by the id of the type
     std::map<std::pair<const ir::Variable*, ScalarKind>, ir::Variable*> words_;
+    std::unordered_map<TypeRef, ir::Variable*> memories_; // reached by address, by what lies there
     std::vector<ir::Variable*> constexprSamplers_;
     std::unordered_map<std::string_view, std::uint32_t> locations_;
     std::uint32_t nextLocation_ = 0;

@@ -22,6 +22,7 @@ constexpr std::string_view usage =
     "  -o OUT.spv   write the module there (\"-\": standard output); without it the file is only checked\n"
     "  --reflect    print entry points, bindings and struct layouts as JSON on standard output\n"
     "  --names      keep the names of functions and variables in the module\n"
+    "  --allow-addresses  take pointers in buffers and other 64-bit addresses\n"
     "  -w           tell no warnings\n"
     "  -Werror      treat warnings as errors\n"
     "  --version    print the version\n"
@@ -106,6 +107,8 @@ int main(int argc, char** argv) {
             output = argv[i];
         } else if (argument == "--reflect") {
             reflects = true;
+        } else if (argument == "--allow-addresses") {
+            options.allowAddresses = true;
         } else if (argument == "-w") {
             options.warnings = msl::CompileOptions::Warnings::ignored;
         } else if (argument == "-Werror") {

@@ -86,6 +86,7 @@ class Checker {
             type = partOf(type, step);
             if (!isOpen(step)) continue;
             step.isChecked = true;
+            if (place->root->kind == Variable::Kind::address && i < 2) continue; // the address, and what lies beside it
             if (container->is(TypeKind::array) && container->count == 0)
                 isThere = checkRuntimeArray(block, at, *place, i);
             else

@@ -377,7 +377,9 @@ class Analyzer {
     bool deduceArgument(const TemplateArgument& pattern, TypeRef type, std::int64_t value, Bindings& bindings);
     bool completeBindings(Bindings& bindings, Decl* parent, SourceLocation at, bool report);
     void pushBindings(std::span<TemplateParameterDecl*> parameters, std::span<TemplateArgument> arguments);
-    Expr* numericLimit(const Name& name, TypeRef type);
+    Expr* numericLimit(Name& name, bool isCalled);
+    Expr* floatingLimit(const Name& name, TypeRef type, bool isCalled);
+    Expr* integerLimit(const Name& name, TypeRef type, bool isCalled);
     static bool sameArguments(std::span<TemplateArgument> a, std::span<TemplateArgument> b);
 
     // ---- ConstEval.cpp: values known while compiling. ConstRun.h has what computes them.

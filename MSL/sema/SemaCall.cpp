@@ -139,11 +139,7 @@ Expr* Analyzer::call(Call* expr) {
     auto* callee = static_cast<NameRef*>(expr->callee);
     Name& name = callee->name;
     if (!name.identifier) return errorAt(expr);
-    if (name.qualifierType && name.qualifierType->name.identifier && name.qualifierType->name.hasTemplateArguments &&
-        name.qualifierType->name.identifier->text == "numeric_limits" && !name.qualifierType->name.identifier->scope) {
-        const std::span<TemplateArgument> limitOf = name.qualifierType->name.templateArguments;
-        return limitOf.size() == 1 ? numericLimit(name, templateArgumentType(limitOf[0], true)) : errorAt(expr);
-    }
+    if (Expr* limit = numericLimit(name, true)) return limit;
     // A name that means a type, as one bound to a template parameter does, constructs.
     const bool mayBeType = !name.identifier->scope
                                ? isBuiltinTypeName(name.identifier->text) ||

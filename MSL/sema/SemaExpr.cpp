@@ -211,6 +211,7 @@ Expr* Analyzer::nameReference(NameRef* ref) {
     if (!ref->name.identifier) return errorAt(ref);
     if (!ref->name.identifier->scope && ref->name.hasTemplateArguments)
         if (Expr* trait = traitValue(ref)) return trait;
+    if (Expr* limit = numericLimit(ref->name, false)) return limit;
     NameMeaning meaning = lookUp(ref->name, false);
     switch (meaning.kind) {
     case NameMeaning::Kind::nothing:

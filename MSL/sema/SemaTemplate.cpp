@@ -615,49 +615,4 @@ TypeRef Analyzer::instantiateAlias(TypeAliasDecl* pattern, Name& name) {
     return type;
 }
 
-Expr* Analyzer::numericLimit(const Name& name, TypeRef type) {
-    const std::string_view what = name.identifier->text;
-    if (!type || !type->isScalar()) {
-        if (type && !type->isError())
-            error(name.location, "numeric_limits is defined for scalar types only, not for '" + typeName(type) + "'");
-        return errorAt(name.location);
-    }
-    if (isFloating(type->scalar)) {
-        const bool isHalf = type->scalar == ScalarKind::half;
-        std::optional<double> value;
-        if (what == "max")
-            value = isHalf ? 65504.0 : static_cast<double>(std::numeric_limits<float>::max());
-        else if (what == "lowest")
-            value = isHalf ? -65504.0 : static_cast<double>(std::numeric_limits<float>::lowest());
-        else if (what == "min")
-            value = isHalf ? 0x1p-14 : static_cast<double>(std::numeric_limits<float>::min());
-        else if (what == "epsilon")
-            value = isHalf ? 0x1p-10 : static_cast<double>(std::numeric_limits<float>::epsilon());
-        else if (what == "denorm_min")
-            value = isHalf ? 0x1p-24 : static_cast<double>(std::numeric_limits<float>::denorm_min());
-        else if (what == "infinity")
-            value = std::numeric_limits<double>::infinity();
-        else if (what == "quiet_NaN" || what == "signaling_NaN")
-            value = std::numeric_limits<double>::quiet_NaN();
-        if (value) {
-            FloatLiteral* literal = arena_.make<FloatLiteral>();
-            literal->location = literal->begin = name.location;
-            literal->value = *value;
-            literal->isHalf = isHalf;
-            literal->type = type;
-            return literal;
-        }
-    } else {
-        const unsigned bits = type->isBool() ? 1 : byteSize(type->scalar) * 8;
-        const bool hasSign = isSigned(type->scalar);
-        if (what == "max")
-            return makeInteger(static_cast<std::int64_t>(~std::uint64_t{0} >> (64 - bits + (hasSign ? 1 : 0))), type,
-                               name.location);
-        if (what == "min" || what == "lowest")
-            return makeInteger(hasSign ? -(std::int64_t{1} << (bits - 2)) * 2 : 0, type, name.location);
-    }
-    error(name.location, "no member named '" + std::string(what) + "' in 'numeric_limits<" + typeName(type) + ">'");
-    return errorAt(name.location);
-}
-
 } // namespace msl

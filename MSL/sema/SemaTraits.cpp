@@ -2,6 +2,9 @@
 // that makes a type is a struct with the member "type". The short forms is_same_v and enable_if_t name what is inside.
 #include "MSL/sema/Analyzer.h"
 
+#include <algorithm>
+#include <limits>
+
 namespace msl {
 namespace {
 
@@ -201,6 +204,118 @@ Expr* Analyzer::traitValue(const NameRef* ref) {
     literal->value = *value != 0;
     literal->type = types_.bool_();
     return literal;
+}
+
+// --------------------------------------------------------------------------------------------------- numeric_limits
+
+namespace {
+
+struct FloatingLimit {
+    std::string_view name;
+    double ofFloat;
+    double ofHalf;
+    bool isFunction;
+    bool isInteger = true; // of a constant: an int, else a bool
+};
+constexpr FloatingLimit floatingLimits[] = {
+    {"max", static_cast<double>(std::numeric_limits<float>::max()), 65504.0, true},
+    {"lowest", static_cast<double>(std::numeric_limits<float>::lowest()), -65504.0, true},
+    {"min", static_cast<double>(std::numeric_limits<float>::min()), 0x1p-14, true},
+    {"epsilon", static_cast<double>(std::numeric_limits<float>::epsilon()), 0x1p-10, true},
+    {"denorm_min", static_cast<double>(std::numeric_limits<float>::denorm_min()), 0x1p-24, true},
+    {"round_error", 0.5, 0.5, true},
+    {"infinity", std::numeric_limits<double>::infinity(), std::numeric_limits<double>::infinity(), true},
+    {"quiet_NaN", std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::quiet_NaN(), true},
+    {"signaling_NaN", std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::quiet_NaN(), true},
+    {"digits", 24, 11, false},
+    {"digits10", 6, 3, false},
+    {"max_digits10", 9, 5, false},
+    {"radix", 2, 2, false},
+    {"min_exponent", -125, -13, false},
+    {"min_exponent10", -37, -4, false},
+    {"max_exponent", 128, 16, false},
+    {"max_exponent10", 38, 4, false},
+    {"is_specialized", 1, 1, false, false},
+    {"is_signed", 1, 1, false, false},
+    {"is_integer", 0, 0, false, false},
+    {"is_exact", 0, 0, false, false},
+    {"is_bounded", 1, 1, false, false},
+    {"is_modulo", 0, 0, false, false},
+    {"is_iec559", 1, 1, false, false},
+    {"has_infinity", 1, 1, false, false},
+    {"has_quiet_NaN", 1, 1, false, false},
+    {"has_signaling_NaN", 1, 1, false, false},
+};
+
+} // namespace
+
+// "numeric_limits<T>::name", with or without a call; null when the name is something else.
+Expr* Analyzer::numericLimit(Name& name, bool isCalled) {
+    const TypeSyntax* scope = name.qualifierType;
+    if (!scope || !scope->name.identifier || !scope->name.hasTemplateArguments ||
+        scope->name.identifier->text != "numeric_limits" || scope->name.identifier->scope)
+        return nullptr;
+    const std::span<TemplateArgument> limitOf = scope->name.templateArguments;
+    const TypeRef type = limitOf.size() == 1 ? templateArgumentType(limitOf[0], true) : nullptr;
+    if (!type || (!type->isScalar() && !type->isVector())) {
+        if (type && !type->isError())
+            error(name.location, "numeric_limits is defined for scalar and vector types only, not for '" +
+                                     typeName(type) + "'");
+        return errorAt(name.location);
+    }
+    const TypeRef scalar = types_.scalar(type->scalar);
+    Expr* limit = isFloating(type->scalar) ? floatingLimit(name, scalar, isCalled) : integerLimit(name, scalar, isCalled);
+    if (limit == nullptr) {
+        error(name.location,
+              "no member named '" + std::string(name.identifier->text) + "' in 'numeric_limits<" + typeName(type) + ">'");
+        return errorAt(name.location);
+    }
+    return type->isVector() && limit->type == scalar && isCalled ? makeCast(CastKind::splat, limit, type) : limit;
+}
+
+Expr* Analyzer::floatingLimit(const Name& name, TypeRef type, bool isCalled) {
+    const bool isHalf = type->scalar == ScalarKind::half;
+    const auto found = std::ranges::find(floatingLimits, name.identifier->text, &FloatingLimit::name);
+    if (found == std::end(floatingLimits) || found->isFunction != isCalled) return nullptr;
+    const double value = isHalf ? found->ofHalf : found->ofFloat;
+    if (!found->isFunction)
+        return makeInteger(static_cast<std::int64_t>(value), found->isInteger ? types_.int_() : types_.bool_(),
+                           name.location);
+    FloatLiteral* literal = arena_.make<FloatLiteral>();
+    literal->location = literal->begin = name.location;
+    literal->value = value;
+    literal->isHalf = isHalf;
+    literal->type = type;
+    return literal;
+}
+
+Expr* Analyzer::integerLimit(const Name& name, TypeRef type, bool isCalled) {
+    const std::string_view what = name.identifier->text;
+    const unsigned bits = type->isBool() ? 1 : byteSize(type->scalar) * 8;
+    const bool hasSign = isSigned(type->scalar);
+    const unsigned digits = bits - (hasSign ? 1 : 0);
+    if (isCalled) {
+        if (what == "max")
+            return makeInteger(static_cast<std::int64_t>(~std::uint64_t{0} >> (64 - digits)), type, name.location);
+        if (what == "min" || what == "lowest")
+            return makeInteger(hasSign ? -(std::int64_t{1} << (bits - 2)) * 2 : 0, type, name.location);
+        constexpr std::string_view zeros[] = {"epsilon",  "round_error", "infinity",
+                                              "quiet_NaN", "signaling_NaN", "denorm_min"};
+        return std::ranges::find(zeros, what) != std::end(zeros) ? makeInteger(0, type, name.location) : nullptr;
+    }
+    const auto number = [&](std::int64_t value) { return makeInteger(value, types_.int_(), name.location); };
+    const auto flag = [&](bool value) { return makeInteger(value ? 1 : 0, types_.bool_(), name.location); };
+    if (what == "digits") return number(digits);
+    if (what == "digits10") return number(digits * 30103 / 100000);
+    if (what == "radix") return number(2);
+    if (what == "max_digits10" || what.starts_with("min_exponent") || what.starts_with("max_exponent"))
+        return number(0);
+    if (what == "is_signed") return flag(hasSign);
+    if (what == "is_specialized" || what == "is_integer" || what == "is_exact" || what == "is_bounded")
+        return flag(true);
+    if (what == "is_modulo") return flag(!hasSign && !type->isBool());
+    if (what == "is_iec559" || what == "has_infinity" || what.ends_with("_NaN")) return flag(false);
+    return nullptr;
 }
 
 } // namespace msl

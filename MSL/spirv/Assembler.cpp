@@ -210,8 +210,11 @@ Words Assembler::assemble() const {
         appendText(words, "GLSL.std.450");
         emit(out, spv::Op::OpExtInstImport, words);
     }
+    const bool hasAddresses = std::find(capabilities_.begin(), capabilities_.end(),
+                                        spv::Capability::PhysicalStorageBufferAddresses) != capabilities_.end();
     emit(out, spv::Op::OpMemoryModel,
-         {static_cast<std::uint32_t>(spv::AddressingModel::Logical),
+         {static_cast<std::uint32_t>(hasAddresses ? spv::AddressingModel::PhysicalStorageBuffer64
+                                                  : spv::AddressingModel::Logical),
           static_cast<std::uint32_t>(spv::MemoryModel::GLSL450)});
     for (const Words* section : {&entryPoints_, &executionModes_, &names_, &decorations_, &globals_, &functions_})
         out.insert(out.end(), section->begin(), section->end());

@@ -319,6 +319,7 @@ void ModuleWriter::writeInstruction(const Instruction& instruction) {
 void ModuleWriter::collectUses(const ir::Block& block, std::vector<const ir::Variable*>& uses) {
     const auto add = [&](const ir::Variable* variable) {
         if (variable->kind != ir::Variable::Kind::local && variable->kind != ir::Variable::Kind::pointerParameter &&
+            variable->kind != ir::Variable::Kind::address &&
             std::find(uses.begin(), uses.end(), variable) == uses.end())
             uses.push_back(variable);
     };

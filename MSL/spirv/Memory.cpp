@@ -1,6 +1,8 @@
 // Variables, places, loads and stores.
 #include "MSL/spirv/ModuleWriter.h"
 
+#include <algorithm>
+
 namespace msl::spirv {
 
 using ir::SystemValue;
@@ -130,7 +132,7 @@ ModuleWriter::Global& ModuleWriter::global(const Variable& variable) {
         const bool isUniform = bindings_.of(variable).kind == BindingKind::uniformBuffer;
         made.storage = isUniform ? spv::StorageClass::Uniform : spv::StorageClass::StorageBuffer;
         made.inMemory = true;
-        const Id block = blockType(variable);
+        const Id block = blockType(variable.type);
         made.id = asm_.globalVariable(pointerType(made.storage, block), made.storage);
         decorateBinding(made.id, variable);
         if (variable.isAliased) asm_.decorate(made.id, spv::Decoration::Aliased);
@@ -173,6 +175,41 @@ ModuleWriter::Global& ModuleWriter::global(const Variable& variable) {
     return globals_[variable.id] = made;
 }
 
+// The pointer that a place's address is.
+Id ModuleWriter::addressBase(const ir::Place& place) {
+    asm_.capability(spv::Capability::PhysicalStorageBufferAddresses);
+    Id& block = memories_[place.root->id];
+    if (block == 0) block = blockType(place.root->type->element);
+    return asm_.result(spv::Op::OpConvertUToPtr, pointerType(spv::StorageClass::PhysicalStorageBuffer, block),
+                       {value(*place.steps[0].value)});
+}
+
+// What an address is a multiple of, whatever the language promises: the size of the largest scalar.
+unsigned ModuleWriter::scalarAlignment(TypeRef type) {
+    switch (type->kind) {
+    case TypeKind::array: return scalarAlignment(type->element);
+    case TypeKind::struct_: {
+        unsigned alignment = 1;
+        for (const Field& field : type->record->fields)
+            alignment = std::max(alignment, scalarAlignment(field.type));
+        return alignment;
+    }
+    case TypeKind::enum_: return scalarAlignment(type->element);
+    case TypeKind::pointer:
+    case TypeKind::reference:
+    case TypeKind::texture:
+    case TypeKind::sampler: return 8;
+    case TypeKind::atomic: return static_cast<unsigned>(layoutOf(type).size);
+    default: return byteSize(type->scalar);
+    }
+}
+
+void ModuleWriter::addAlignment(const ir::Place& place, OperandList& operands) {
+    if (place.root->kind != Variable::Kind::address) return;
+    operands.push_back(static_cast<std::uint32_t>(spv::MemoryAccessMask::Aligned));
+    operands.push_back(scalarAlignment(place.type));
+}
+
 Id ModuleWriter::placePointer(const ir::Place& place, spv::StorageClass& storage, bool& inMemory) {
     const Variable& root = *place.root;
     Id base = 0;
@@ -182,6 +219,11 @@ Id ModuleWriter::placePointer(const ir::Place& place, spv::StorageClass& storage
         inMemory = false;
         base = locals_[root.id];
         if (base == 0) return fail("the local variable '" + std::string(root.name) + "' belongs to another function");
+    } else if (root.kind == Variable::Kind::address) {
+        storage = spv::StorageClass::PhysicalStorageBuffer;
+        inMemory = true;
+        base = addressBase(place);
+        isInBlock = true;
     } else {
         const Global& target = global(root);
         storage = target.storage;
@@ -191,7 +233,7 @@ Id ModuleWriter::placePointer(const ir::Place& place, spv::StorageClass& storage
     }
     OperandList indices = {base};
     if (isInBlock) indices.push_back(uintConstant(0));
-    for (const ir::Step& step : place.steps)
+    for (const ir::Step& step : place.steps.subspan(root.kind == Variable::Kind::address ? 1 : 0))
         indices.push_back(step.value != nullptr ? value(*step.value) : uintConstant(step.number));
     if (indices.size() == 1) return base;
     const Id pointee = inMemory ? memoryType(place.type) : logicalType(place.type);
@@ -233,9 +275,11 @@ Id ModuleWriter::load(const ir::Place& place) {
         return asm_.result(spv::Op::OpLogicalOr, boolean,
                            {wasHelper, asm_.result(spv::Op::OpLoad, boolean, {discardedFlag()})});
     }
+    OperandList operands = {pointer};
+    addAlignment(place, operands);
     if (!inMemory || !hasMemoryForm(place.type))
-        return asm_.result(spv::Op::OpLoad, logicalType(place.type), {pointer});
-    return fromMemory(place.type, asm_.result(spv::Op::OpLoad, memoryType(place.type), {pointer}));
+        return asm_.result(spv::Op::OpLoad, logicalType(place.type), operands);
+    return fromMemory(place.type, asm_.result(spv::Op::OpLoad, memoryType(place.type), operands));
 }
 
 void ModuleWriter::store(const ir::Place& place, Id stored) {
@@ -260,7 +304,9 @@ void ModuleWriter::store(const ir::Place& place, Id stored) {
     bool inMemory = false;
     const Id pointer = placePointer(place, storage, inMemory);
     if (inMemory && hasMemoryForm(place.type)) stored = toMemory(place.type, stored);
-    asm_.code(spv::Op::OpStore, {pointer, stored});
+    OperandList operands = {pointer, stored};
+    addAlignment(place, operands);
+    asm_.code(spv::Op::OpStore, operands);
 }
 
 Id ModuleWriter::fromMemory(TypeRef type, Id stored) {

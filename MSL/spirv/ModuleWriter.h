@@ -33,7 +33,7 @@ class ModuleWriter {
     Id structType(TypeRef type, bool inMemory);
     void decorateMatrixMember(Id structId, std::uint32_t member, TypeRef type);
     Id pointerType(spv::StorageClass storage, Id pointee);
-    Id blockType(const ir::Variable& variable);
+    Id blockType(TypeRef type);
     Id constant(const ir::Value& value);
     Id scalarConstant(TypeRef scalar, std::uint64_t bits);
     Id splatConstant(TypeRef type, double value); // scalar or vector, numeric
@@ -60,6 +60,9 @@ class ModuleWriter {
     void decorateBinding(Id id, const ir::Variable& variable);
     void decorateInterface(const ir::Variable& variable, const Global& declared);
     Id placePointer(const ir::Place& place, spv::StorageClass& storage, bool& inMemory);
+    Id addressBase(const ir::Place& place);
+    static unsigned scalarAlignment(TypeRef type);
+    static void addAlignment(const ir::Place& place, OperandList& operands);
     Id load(const ir::Place& place);
     void store(const ir::Place& place, Id value);
     Id fromMemory(TypeRef type, Id value);
@@ -121,6 +124,7 @@ class ModuleWriter {
     std::unordered_map<std::uint64_t, Id> pointerTypes_;
     std::vector<Id> values_;                          // by Value::id
     std::vector<Global> globals_;                     // by Variable::id
+    std::unordered_map<std::uint32_t, Id> memories_;  // by Variable::id: the block of what lies at addresses
     std::vector<Id> locals_;                          // by Variable::id: locals and pointer parameters
     std::unordered_map<std::uint32_t, Id> functions_; // by Function::id
 

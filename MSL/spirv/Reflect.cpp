@@ -95,6 +95,8 @@ Reflection reflect(const ir::Module& module, const Bindings& bindings) {
             }
         }
     }
+    for (const ir::Variable* global : module.globals)
+        reflection.usesAddresses = reflection.usesAddresses || global->kind == ir::Variable::Kind::address;
     for (const ir::FunctionConstant& constant : module.functionConstants)
         reflection.functionConstants.push_back(functionConstant(constant));
     for (const TypeRef type : module.structs) {

@@ -60,6 +60,10 @@ Id ModuleWriter::logicalType(TypeRef type) {
     case TypeKind::vector:
     case TypeKind::packedVector: id = vectorType(type->scalar, type->columns); break;
     case TypeKind::enum_: id = logicalType(type->element); break;
+    case TypeKind::pointer: // an address
+    case TypeKind::reference:
+    case TypeKind::texture: // in memory: what nothing can be read from
+    case TypeKind::sampler: id = scalarType(ScalarKind::ulong); break;
     case TypeKind::matrix:
         id = asm_.internedType(spv::Op::OpTypeMatrix, {vectorType(type->scalar, type->rows), type->columns});
         break;
@@ -96,6 +100,10 @@ Id ModuleWriter::memoryType(TypeRef type) {
         break;
     }
     case TypeKind::enum_: id = memoryType(type->element); break;
+    case TypeKind::pointer:
+    case TypeKind::reference:
+    case TypeKind::texture:
+    case TypeKind::sampler:
     case TypeKind::atomic: id = logicalType(type); break;
     case TypeKind::matrix:
         if (type->scalar == ScalarKind::half) {
@@ -164,12 +172,12 @@ Id ModuleWriter::pointerType(spv::StorageClass storage, Id pointee) {
     return slot;
 }
 
-Id ModuleWriter::blockType(const ir::Variable& variable) {
-    const std::uint32_t member[] = {memoryType(variable.type)};
+Id ModuleWriter::blockType(TypeRef type) {
+    const std::uint32_t member[] = {memoryType(type)};
     const Id id = asm_.newType(spv::Op::OpTypeStruct, member);
     asm_.decorate(id, spv::Decoration::Block);
     asm_.memberDecorate(id, 0, spv::Decoration::Offset, {0});
-    decorateMatrixMember(id, 0, variable.type);
+    decorateMatrixMember(id, 0, type);
     return id;
 }
 

@@ -68,6 +68,7 @@ class Generator {
         for (unsigned i = 0; i < helpers; ++i)
             helper(i);
         scope_.clear();
+        pointers_.clear();
         lambdas_.clear();
         line("void program_" + std::to_string(number) + "(THREAD uint* in, THREAD uint* out) {");
         constexpr Kind scalars[] = {Kind::i32, Kind::u32, Kind::f32, Kind::i16, Kind::u8, Kind::i64, Kind::boolean};
@@ -397,6 +398,7 @@ class Generator {
         function.name = prefix_ + "f" + std::to_string(number);
         function.result = anyKind();
         scope_.clear();
+        pointers_.clear();
         lambdas_.clear();
         std::string parameters;
         const unsigned count = below(4);
@@ -473,6 +475,65 @@ class Generator {
         }
     }
 
+    // A pointer that may point to any of several variables of its kind: which of them, the run time says.
+    void declarePointer(unsigned depth) {
+        std::vector<std::string> places;
+        constexpr Kind kinds[] = {Kind::i32, Kind::u32, Kind::f32, Kind::int4, Kind::record};
+        const Kind kind = kinds[below(5)];
+        for (const Variable& variable : scope_) {
+            if (variable.kind != kind || variable.isConst) continue;
+            if (variable.isPointer || variable.arraySize == 0)
+                places.push_back((variable.isPointer ? "" : "&") + variable.name);
+            else
+                places.push_back("&" + variable.name + "[" + index(variable.arraySize, 0) + "]");
+        }
+        if (places.empty()) return;
+        const std::string name = fresh("p");
+        const std::string thing = "THREAD " + type(kind) + "*";
+        const std::string pad = indent(depth);
+        if (chance(30)) { // out of an array of them
+            line(pad + thing + " " + name + "[2] = { " + pick(places) + ", " + pick(places) + " };");
+            if (chance(50)) line(pad + name + "[" + index(2, 0) + "] = " + pick(places) + ";");
+            scope_.push_back({"(*" + name + "[" + index(2, 0) + "])", kind});
+            return;
+        }
+        const std::string condition = expression(Kind::boolean, 2);
+        if (chance(50)) {
+            line(pad + thing + " " + name + " = " + condition + " ? " + pick(places) + " : " + pick(places) + ";");
+        } else {
+            line(pad + thing + " " + name + " = " + pick(places) + ";");
+            line(pad + "if (" + condition + ") " + name + " = " + pick(places) + ";");
+        }
+        pointers_.push_back({name, kind, places});
+        scope_.push_back({"(*" + name + ")", kind});
+    }
+
+    // Sets a pointer anew.
+    void point(unsigned depth) {
+        if (pointers_.empty()) return assign(depth);
+        Pointer& pointer = pick(pointers_);
+        line(indent(depth) + pointer.name + " = " + pick(pointer.places) + ";");
+    }
+
+    // A whole number's bits, seen through a pointer to something else.
+    void look(unsigned depth) {
+        for (const Variable& variable : scope_) {
+            const bool isWord = variable.kind == Kind::i32 || variable.kind == Kind::u32;
+            if (!isWord || variable.isConst || variable.arraySize < 2 || chance(40)) continue;
+            constexpr const char* views[] = {"uchar", "short", "uint"};
+            constexpr unsigned perWord[] = {4, 2, 1};
+            const unsigned which = below(3);
+            const std::string name = fresh("w");
+            line(indent(depth) + "THREAD " + views[which] + "* " + name + " = (THREAD " + views[which] + "*)" +
+                 variable.name + ";");
+            const unsigned size = variable.arraySize * perWord[which];
+            constexpr Kind kinds[] = {Kind::u8, Kind::i16, Kind::u32};
+            scope_.push_back({name, kinds[which], size, false, true});
+            return;
+        }
+        declare(depth);
+    }
+
     // A function of one int that sees what is in scope.
     void declareLambda(unsigned depth) {
         const std::string name = fresh("l");
@@ -489,6 +550,8 @@ class Generator {
     void declare(unsigned depth) {
         if (chance(8)) return declareLambda(depth);
         if (chance(12)) return declareReference(depth);
+        if (chance(10)) return declarePointer(depth);
+        if (chance(4)) return look(depth);
         const Kind kind = anyKind();
         Variable variable{fresh("v"), kind};
         if (chance(20) && kind != Kind::record) {
@@ -572,11 +635,13 @@ class Generator {
     void block(unsigned depth, unsigned count, bool isInLoop, bool mayReturn) {
         const std::size_t outer = scope_.size();
         const std::size_t outerLambdas = lambdas_.size();
+        const std::size_t outerPointers = pointers_.size();
         for (unsigned i = 0; i < count && statements_++ < maxStatements; ++i)
             statement(depth, isInLoop, mayReturn);
         if (depth > 1) {
             scope_.resize(outer);
             lambdas_.resize(outerLambdas);
+            pointers_.resize(outerPointers);
         }
     }
 
@@ -584,7 +649,8 @@ class Generator {
         const std::string pad = indent(depth);
         const unsigned what = depth > 2 ? below(50) : below(100);
         if (what < 25) return declare(depth);
-        if (what < 42) return assign(depth);
+        if (what < 39) return assign(depth);
+        if (what < 42) return point(depth);
         if (what < 50) return callStatement(depth);
         if (what < 62) {
             line(pad + "if (" + expression(Kind::boolean) + ") {");
@@ -649,6 +715,12 @@ class Generator {
     std::vector<Variable> scope_;
     std::vector<Variable> globals_;
     std::vector<std::string> lambdas_; // functions of one int
+    struct Pointer {
+        std::string name;
+        Kind kind;
+        std::vector<std::string> places; // that it may be set to
+    };
+    std::vector<Pointer> pointers_;
     std::vector<Function> functions_;
     Kind result_ = Kind::i32;
     unsigned nextName_ = 0;

@@ -196,12 +196,12 @@ TEST(EntryPoints, WhatCannotBeIsRefusedByName) {
          "no matching function for call to 'atomic_fetch_max_explicit'"},
         {"kernel void k() { threadgroup float n; atomic_store_explicit((threadgroup atomic_uint*)&n, 1u, "
          "memory_order_relaxed); }",
-         "reading memory through a pointer to another type is not supported here"},
+         "an atomic operation on memory of another type is not supported here"},
         {"kernel void k(threadgroup float* n) { atomic_store_explicit((threadgroup atomic_uint*)n, 1u, "
          "memory_order_relaxed); }",
-         "an atomic operation on threadgroup memory of another type is not supported here"},
+         "an atomic operation on memory of another type is not supported here"},
         {"kernel void k(threadgroup float* n) { ((threadgroup uchar*)n)[3] = 1; }",
-         "writing a part of a number of threadgroup memory is not supported here"},
+         "writing a part of a number of threadgroup memory that is no int or uint is not supported here"},
         {"kernel void k(device atomic_uint* s, device uint* o) { o[0] = s[0]; }",
          "assigning to 'uint' from incompatible type 'atomic_uint'"},
         {"kernel void k(device float* o) { threadgroup float a[8]; threadgroup float b[9000]; o[0] = a[0] + b[0]; }",
