@@ -552,7 +552,10 @@ Operand Lowering::movePointer(const Operand& pointer, Value* by, bool isBackward
         ir::Place* view = isOpaque(pointer.access->type) ? nullptr : viewOf(*pointer.access, pointer.access->type);
         if (view != nullptr)
             return movePointer(pointerTo(placeAccess(view, pointer.access->type), pointer.type), by, isBackwards, at);
-        unsupported(at, "moving a pointer that points to a single variable is");
+        const bool isSplit =
+            pointer.access->kind == Access::Kind::value && pointer.access->held.kind == Operand::Kind::aggregate;
+        unsupported(at, isSplit ? "an argument buffer of more than one element, whose members are bindings, is"
+                                : "moving a pointer that points to a single variable is");
         return pointer;
     }
     Value* moved = by;

@@ -246,3 +246,23 @@ MAIN {
     metal::half4 hm = metal::half4(1);
     CHECK(metal::max(m.x, 2.0f) == 2 && hm.x == 1);
 }
+
+//= limits of numbers
+template <typename T> T largest() { return numeric_limits<T>::max(); }
+template <typename T> struct Range {
+    static constexpr constant T low = numeric_limits<T>::lowest();
+    static T high() { return numeric_limits<T>::max(); }
+};
+MAIN {
+    CHECK(numeric_limits<int>::max() == 2147483647 && numeric_limits<int>::min() == -2147483647 - 1);
+    CHECK(largest<uchar>() == 255 && largest<short>() == 32767 && largest<ulong>() == ~0ul && largest<bool>());
+    CHECK(numeric_limits<float>::digits == 24 && numeric_limits<half>::digits == 11 && numeric_limits<uint>::digits == 32);
+    CHECK(numeric_limits<int>::digits10 == 9 && numeric_limits<float>::max_exponent == 128 && numeric_limits<float>::radix == 2);
+    CHECK(numeric_limits<char>::is_signed && !numeric_limits<uint>::is_signed && numeric_limits<int>::is_integer);
+    CHECK(numeric_limits<float>::has_infinity && !numeric_limits<half>::is_integer && metal::numeric_limits<float>::is_iec559);
+    CHECK(all(numeric_limits<float3>::max() == float3(FLT_MAX)) && all(numeric_limits<int2>::lowest() == int2(INT_MIN)));
+    CHECK(Range<float>::low == -FLT_MAX && Range<int>::high() == INT_MAX && isinf(numeric_limits<float>::infinity()));
+    int counts[numeric_limits<uchar>::digits] = {};
+    counts[7] = data[1];
+    CHECK(counts[7] == 1 && sizeof(counts) == 32);
+}
