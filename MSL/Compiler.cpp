@@ -44,7 +44,8 @@ std::expected<CompiledLibrary, CompileError> compile(std::string_view source, co
         return failed();
     }
 
-    const std::unique_ptr<ir::Module> module = translate(sources, diagnostics, limit, {.allowsAddresses = options.allowAddresses});
+    const std::unique_ptr<ir::Module> module =
+        translate(sources, diagnostics, limit, {.allowsAddresses = options.allowAddresses});
     if (module == nullptr) return failed();
     const spirv::Bindings bindings(*module);
     Reflection reflection = spirv::reflect(*module, bindings);

@@ -93,8 +93,7 @@ TEST(Addresses, PointersBehindPointersAndNumbersAsAddresses) {
         std::uint64_t next, values;
         std::int32_t count, padding;
     };
-    const std::uint64_t second =
-        memory.add(std::vector{Node{0, memory.add(std::vector<std::int32_t>{10, 20}), 2, 0}});
+    const std::uint64_t second = memory.add(std::vector{Node{0, memory.add(std::vector<std::int32_t>{10, 20}), 2, 0}});
     const std::uint64_t first =
         memory.add(std::vector{Node{second, memory.add(std::vector<std::int32_t>{1, 2, 3}), 3, 0}});
     const std::uint64_t numbers = memory.add(std::vector<float>{5, 6, 7});
@@ -131,11 +130,10 @@ kernel void check(device Node* const device* nodes [[buffer(0)]], device const u
 }
 
 TEST(Addresses, AreRefusedByNameUnlessAllowed) {
-    for (const char* text :
-         {"kernel void f(device float* device* p [[buffer(0)]]) { *p[0] = 1; }",
-          "kernel void f(device ulong* p [[buffer(0)]]) { *(device float*)p[0] = 1; }",
-          "struct In { device float* p; }; struct A { device In* in [[id(0)]]; };\n"
-          "kernel void f(device A& a [[buffer(0)]]) { a.in->p[0] = 1; }"}) {
+    for (const char* text : {"kernel void f(device float* device* p [[buffer(0)]]) { *p[0] = 1; }",
+                             "kernel void f(device ulong* p [[buffer(0)]]) { *(device float*)p[0] = 1; }",
+                             "struct In { device float* p; }; struct A { device In* in [[id(0)]]; };\n"
+                             "kernel void f(device A& a [[buffer(0)]]) { a.in->p[0] = 1; }"}) {
         const auto refused = msl::compile(head + text);
         ASSERT_FALSE(refused) << text;
         EXPECT_NE(refused.error().text.find("--allow-addresses"), std::string::npos) << refused.error().text;

@@ -112,8 +112,7 @@ VulkanDevice::~VulkanDevice() {
 }
 
 Result<Allocation> VulkanDevice::allocate(const VkMemoryRequirements& requirements, VkMemoryPropertyFlags required,
-                                          VkMemoryPropertyFlags preferred, std::string_view purpose,
-                                          bool hasAddress) {
+                                          VkMemoryPropertyFlags preferred, std::string_view purpose, bool hasAddress) {
     std::optional<std::uint32_t> type;
     for (const VkMemoryPropertyFlags wanted : {required | preferred, required}) {
         for (std::uint32_t i = 0; i < memoryProperties.memoryTypeCount && !type; ++i)

@@ -124,8 +124,8 @@ class Verifier {
                 use(instruction, step.value);
                 const bool isAddress = &step == place->steps.data() && place->root->kind == Variable::Kind::address;
                 if (isAddress ? step.value->type != module_.types.scalar(ScalarKind::ulong)
-                              : !step.value->type->isScalar() ||
-                    (step.value->type->scalar != ScalarKind::int_ && step.value->type->scalar != ScalarKind::uint))
+                              : !step.value->type->isScalar() || (step.value->type->scalar != ScalarKind::int_ &&
+                                                                  step.value->type->scalar != ScalarKind::uint))
                     return fail(instruction, "an index of type '" + typeName(step.value->type) + "'");
             }
             type = type->is(TypeKind::array) ? type->element : partType(module_.types, type, 0);

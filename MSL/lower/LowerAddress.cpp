@@ -64,6 +64,10 @@ Value* Lowering::addressOf(const Access& access, SourceLocation at) {
 
 Operand Lowering::pointerOfBits(Value* bits, TypeRef type, SourceLocation at) {
     if (!checkAddresses(at)) return errorOperand(type);
+    if (type->space != AddressSpace::device && type->space != AddressSpace::constant) {
+        unsupported(at, "an address outside of device and constant memory is");
+        return errorOperand(type);
+    }
     return pointerTo(memoryAt(bits, type->element), type);
 }
 

@@ -31,9 +31,8 @@ bool Lowering::isArgumentBuffer(TypeRef type) {
 }
 
 Operand Lowering::argumentBuffer(ir::Entry& entry, VarDecl* parameter, std::uint32_t index) {
-    ResourceSlot slot{.name = nameOf(parameter),
-                      .stage = entry.stage,
-                      .argumentBuffer = static_cast<std::int32_t>(index)};
+    ResourceSlot slot{
+        .name = nameOf(parameter), .stage = entry.stage, .argumentBuffer = static_cast<std::int32_t>(index)};
     return argument(entry, slot, parameter->type->element, parameter->location);
 }
 
@@ -62,8 +61,8 @@ Operand Lowering::argument(ir::Entry& entry, ResourceSlot& slot, TypeRef type, S
     }
     const std::uint64_t count = isResource && type->is(TypeKind::array) ? type->count : 1;
     if (slot.index + count > argumentBufferBindings) {
-        diagnostics_.error(at, "an argument buffer can have " + std::to_string(argumentBufferBindings) +
-                                   " members here");
+        diagnostics_.error(at,
+                           "an argument buffer can have " + std::to_string(argumentBufferBindings) + " members here");
         return errorOperand(type);
     }
     const ResourceSlot own = slot;

@@ -56,8 +56,9 @@ void Lowering::atByte(ir::Place* place, Value* byte, const NumberUse& use) {
             return builder_.binary(Op::div, uint, byte, constant(size));
         }
         rest = builder_.binary(Op::bitAnd, uint, byte, constant(size - 1));
-        return size == 1 ? byte
-                         : builder_.binary(Op::shr, uint, byte, constant(static_cast<unsigned>(std::countr_zero(size))));
+        return size == 1
+                   ? byte
+                   : builder_.binary(Op::shr, uint, byte, constant(static_cast<unsigned>(std::countr_zero(size))));
     };
     Value* rest = nullptr;
     switch (type->kind) {
@@ -93,11 +94,12 @@ void Lowering::atByte(ir::Place* place, Value* byte, const NumberUse& use) {
     for (std::uint32_t i = 0; i < fields.size(); ++i) {
         if (fields[i].name.empty() && !fields[i].type->is(TypeKind::struct_)) continue; // the byte of an empty struct
         const std::uint64_t end = fields[i].offset + layoutOf(fields[i].type).size;
-        Value* isBefore = builder_.binary(Op::less, module_.types.bool_(), byte,
-                                          uintConstant(static_cast<std::uint32_t>(end)));
+        Value* isBefore =
+            builder_.binary(Op::less, module_.types.bool_(), byte, uintConstant(static_cast<std::uint32_t>(end)));
         if (isBefore->isConstant() && isBefore->bits == 0) continue;
         const auto inside = [&] {
-            Value* at = builder_.binary(Op::sub, uint, byte, uintConstant(static_cast<std::uint32_t>(fields[i].offset)));
+            Value* at =
+                builder_.binary(Op::sub, uint, byte, uintConstant(static_cast<std::uint32_t>(fields[i].offset)));
             if (at->isConstant() && at->bits > end) return; // padding before it
             atByte(builder_.placeMember(place, i, fields[i].type), at, use);
         };
@@ -136,8 +138,8 @@ Value* Lowering::readNumberBytes(ir::Variable* memory, Value* byte, unsigned siz
     Value* result = nullptr;
     ir::Variable* chosen = nullptr;
     atByte(builder_.place(memory), byte, [&](ir::Place* place, Value* inside) {
-        const unsigned own = byteSize(place->type->is(TypeKind::enum_) ? place->type->element->scalar
-                                                                      : place->type->scalar);
+        const unsigned own =
+            byteSize(place->type->is(TypeKind::enum_) ? place->type->element->scalar : place->type->scalar);
         Value* bits = bitsOfNumber(builder_.load(place));
         if (size < own) {
             Value* shift = builder_.convert(bits->type, builder_.binary(Op::shl, uint, inside, uintConstant(3)));
@@ -184,7 +186,8 @@ void Lowering::writeNumberBytes(ir::Variable* memory, Value* byte, unsigned size
         }
         // Its other bytes may belong to other threads.
         if (isFloating(number->scalar) || own != 4) {
-            unsupported(builder_.location, "writing a part of a number of threadgroup memory that is no int or uint is");
+            unsupported(builder_.location,
+                        "writing a part of a number of threadgroup memory that is no int or uint is");
             return;
         }
         Value* keep[2] = {numberOfBits(number, mask), uintConstant(0)};

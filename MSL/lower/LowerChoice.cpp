@@ -52,9 +52,10 @@ bool Lowering::haveSameShape(const Access& a, const Access& b) {
 
 Value* Lowering::isNumber(const Access& choice, std::uint32_t option) {
     const ir::Instruction* made = choice.number->definition;
-    if (made != nullptr && made->op == Op::select && made->operands[1]->isConstant() && made->operands[2]->isConstant() &&
-        (made->operands[1]->bits == option) != (made->operands[2]->bits == option))
-        return made->operands[1]->bits == option ? made->operands[0] : builder_.unary(Op::logicalNot, made->operands[0]);
+    if (made != nullptr && made->op == Op::select && made->operands[1]->isConstant() &&
+        made->operands[2]->isConstant() && (made->operands[1]->bits == option) != (made->operands[2]->bits == option))
+        return made->operands[1]->bits == option ? made->operands[0]
+                                                 : builder_.unary(Op::logicalNot, made->operands[0]);
     return builder_.binary(Op::equal, module_.types.bool_(), choice.number, uintConstant(option));
 }
 
@@ -67,8 +68,8 @@ Value* Lowering::renumbered(Value* number, std::span<const std::uint32_t> number
     Value* result = uintConstant(numbers[0]);
     for (std::size_t i = 1; i < numbers.size(); ++i) {
         if (numbers[i] == numbers[0]) continue;
-        Value* isThis = builder_.binary(Op::equal, module_.types.bool_(), number,
-                                        uintConstant(static_cast<std::uint32_t>(i)));
+        Value* isThis =
+            builder_.binary(Op::equal, module_.types.bool_(), number, uintConstant(static_cast<std::uint32_t>(i)));
         result = builder_.select(isThis, uintConstant(numbers[i]), result);
     }
     return result;
@@ -320,8 +321,8 @@ Value* Lowering::comparePlain(BinaryOp op, const Access& left, const Access& rig
         if (op != BinaryOp::sub) return builder_.binary(comparison(op), type, a, b);
         Value* difference = builder_.binary(Op::sub, index, a, b);
         if (size > 1)
-            difference =
-                builder_.binary(Op::div, index, difference, module_.constantInt(index, static_cast<std::int64_t>(size)));
+            difference = builder_.binary(Op::div, index, difference,
+                                         module_.constantInt(index, static_cast<std::int64_t>(size)));
         return builder_.convert(type, difference);
     };
     const auto isAddress = [](const Access& one) { return one.kind == Access::Kind::place && isAtAddress(one.place); };
@@ -335,7 +336,8 @@ Value* Lowering::comparePlain(BinaryOp op, const Access& left, const Access& rig
         const TypeRef difference = module_.types.scalar(ScalarKind::long_);
         Value* bytes = builder_.convert(difference, builder_.binary(Op::sub, a->type, a, b));
         const auto size = static_cast<std::int64_t>(std::max<std::uint64_t>(layoutOf(left.type).size, 1));
-        return builder_.convert(type, builder_.binary(Op::div, difference, bytes, module_.constantInt(difference, size)));
+        return builder_.convert(type,
+                                builder_.binary(Op::div, difference, bytes, module_.constantInt(difference, size)));
     }
     const bool leftIsNull = left.kind == Access::Kind::nothing;
     const bool rightIsNull = right.kind == Access::Kind::nothing;

@@ -10,7 +10,7 @@ using ir::Value;
 namespace {
 constexpr std::uint64_t maxParts = 4096;   // of an array that is built member by member
 constexpr std::uint64_t maxPointers = 256; // of an array of pointers
-}
+} // namespace
 
 Value* Lowering::matrixFromScalar(TypeRef type, Value* scalar) {
     Value* zero = module_.constantNull(scalar->type);

@@ -289,8 +289,7 @@ Operand Lowering::unary(const Unary& expr) {
             return placeAccess(builder_.placeIndex(access.place, access.swizzle[0], access.type), access.type);
         };
         const Access access = lvalue(expr.operand);
-        if (access.kind == Access::Kind::choice)
-            return pointerTo(mapOptions(access, access.type, pointee), expr.type);
+        if (access.kind == Access::Kind::choice) return pointerTo(mapOptions(access, access.type, pointee), expr.type);
         return pointerTo(pointee(access), expr.type);
     }
     case UnaryOp::preIncrement:

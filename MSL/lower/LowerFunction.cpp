@@ -425,8 +425,7 @@ Access Lowering::referredTo(const Access& access, TypeRef referenceType, SourceL
     if (access.unionMember == nullptr && access.swizzleCount == 1)
         return placeAccess(builder_.placeIndex(access.place, access.swizzle[0], access.type), access.type);
     if (ir::Place* view = viewOfMember(access)) return placeAccess(view, access.type);
-    if (!referenceType->pointeeConst)
-        unsupported(at, "a reference to a member of a union or to several components is");
+    if (!referenceType->pointeeConst) unsupported(at, "a reference to a member of a union or to several components is");
     return heldAccess(load(access, at));
 }
 

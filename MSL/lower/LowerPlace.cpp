@@ -350,7 +350,8 @@ Access Lowering::indexAccess(const Access& base, Value* index, TypeRef type, Sou
 
 Access Lowering::inMemory(const Access& access, SourceLocation at) {
     if (access.kind == Access::Kind::place && access.swizzleCount == 0 && access.unionMember == nullptr) return access;
-    if (access.kind == Access::Kind::nothing || access.kind == Access::Kind::slot || isOpaque(access.type)) return access;
+    if (access.kind == Access::Kind::nothing || access.kind == Access::Kind::slot || isOpaque(access.type))
+        return access;
     if (access.kind == Access::Kind::choice)
         return mapOptions(access, access.type, [&](const Access& option) { return inMemory(option, at); });
     const Operand operand = load(access, at);

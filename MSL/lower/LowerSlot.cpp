@@ -216,8 +216,7 @@ void Lowering::storePointer(Slot& slot, const Operand& operand, SourceLocation a
         for (std::size_t k = 0; k < candidate.indices.size(); ++k) {
             if (candidate.indices[k] == nullptr) continue;
             const ir::Step& step = options[i].place->steps[k];
-            Value* index =
-                step.value != nullptr ? step.value : module_.constantInt(module_.types.int_(), step.number);
+            Value* index = step.value != nullptr ? step.value : module_.constantInt(module_.types.int_(), step.number);
             builder_.store(builder_.place(candidate.indices[k]), builder_.convert(candidate.indices[k]->type, index));
         }
     }

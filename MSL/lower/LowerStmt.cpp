@@ -259,7 +259,8 @@ void Lowering::rangeForStatement(const RangeForStmt& stmt) {
             Slot& slot = slots_.emplace_back();
             fillSlot(slot, first.type, useOf(facts), nameOf(stmt.variable));
             storeSlot(slot, first, stmt.location);
-            facts.access = Access{.kind = Access::Kind::slot, .type = first.type, .held = {}, .place = nullptr, .slot = &slot};
+            facts.access =
+                Access{.kind = Access::Kind::slot, .type = first.type, .held = {}, .place = nullptr, .slot = &slot};
         } else if (facts.isWritten || facts.isIndexedDynamically) {
             ir::Variable* local = newLocal(valueType(stmt.variable->type), nameOf(stmt.variable));
             builder_.store(builder_.place(local), first.value);

@@ -51,8 +51,8 @@ TypeRef Lowering::makeCarrier(TypeRef type) const {
     bool isVector = true;
     for (const VarDecl* field : type->structDecl->fields) {
         const TypeRef member = ir::valueType(module_.types, field->type);
-        isVector = isVector && (member->isScalar() || member->isVector()) && member->scalar != ScalarKind::bool_ &&
-                   bitsOf(member) <= 128;
+        isVector = isVector && isBytes(field->type) && (member->isScalar() || member->isVector()) &&
+                   member->scalar != ScalarKind::bool_ && bitsOf(member) <= 128;
         if (isVector) bits = std::max(bits, bitsOf(member));
     }
     if (isVector) return module_.types.vector(ScalarKind::uint, (bits + 31) / 32);
@@ -116,7 +116,9 @@ Value* Lowering::toWords(Value* value, Value* old) {
 
 // Whether this is an array of words still, where something else is meant.
 bool Lowering::isKeptAsWords(const Access& access) const {
-    if ((access.kind != Access::Kind::place && access.kind != Access::Kind::value) || access.swizzleCount > 0 || access.unionMember != nullptr) return false;
+    if ((access.kind != Access::Kind::place && access.kind != Access::Kind::value) || access.swizzleCount > 0 ||
+        access.unionMember != nullptr)
+        return false;
     if (access.kind == Access::Kind::place && isView(access.place)) return false;
     const TypeRef carrier = carrierOf(access.type);
     return carrier != nullptr && carrier->is(TypeKind::array);

@@ -64,7 +64,8 @@ bool Lowering::castInPlace(const Access& held, TypeRef to, Access& result) {
         return (type->isScalar() || type->isVector()) && type->scalar != ScalarKind::bool_;
     };
     const auto bits = [](TypeRef type) { return byteSize(type->scalar) * 8U * type->columns; };
-    if (held.kind != Access::Kind::place || held.swizzleCount > 0 || held.unionMember != nullptr || isView(held.place) ||
+    if (held.kind != Access::Kind::place || held.swizzleCount > 0 || held.unionMember != nullptr ||
+        isView(held.place) ||
         (held.place->root->kind != ir::Variable::Kind::local &&
          held.place->root->kind != ir::Variable::Kind::pointerParameter) ||
         !isPlain(held.place->type) || !isPlain(to))

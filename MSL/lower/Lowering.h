@@ -61,9 +61,9 @@ struct Access {
     TypeRef unionMember = nullptr; // place: holds a union's words, to be read as this type
     std::uint8_t swizzleCount = 0; // place: of the vector that lies there
     std::uint8_t swizzle[4] = {};
-    ir::Value* element = nullptr;    // slot, value: not the array of pointers that it is, but this element of it
-    ir::Value* number = nullptr;     // choice: a uint, which of the options it is
-    std::span<Access> options = {};  // choice: no two have the same shape, and none is a choice
+    ir::Value* element = nullptr;   // slot, value: not the array of pointers that it is, but this element of it
+    ir::Value* number = nullptr;    // choice: a uint, which of the options it is
+    std::span<Access> options = {}; // choice: no two have the same shape, and none is a choice
 };
 
 // A variable of a type that has no values in the IR.
@@ -85,9 +85,9 @@ struct Slot {
     bool isSet = false;
     bool isBorrowed = false; // a caller's
     std::span<Candidate> candidates = {};
-    ir::Variable* number = nullptr;   // which of the candidates it is
-    bool isNumberRead = false;        // somebody asks
-    std::uint32_t knownNumber = 0;    // in `knownIn`, behind the last store
+    ir::Variable* number = nullptr; // which of the candidates it is
+    bool isNumberRead = false;      // somebody asks
+    std::uint32_t knownNumber = 0;  // in `knownIn`, behind the last store
     ir::Block* knownIn = nullptr;
     std::uint64_t made = 0;           // in the order of events
     std::uint64_t lastRead = 0;       // likewise
@@ -138,8 +138,8 @@ class Lowering {
         bool setsPointers = false; // as in FunctionFacts
         bool hasRepeats = false;   // code was lowered and dropped
     };
-    // A loop that is being lowered. What a pointer is set to in a loop may be seen where an earlier round reads it: such
-    // a loop is lowered anew, now that it is known.
+    // A loop that is being lowered. What a pointer is set to in a loop may be seen where an earlier round reads it:
+    // such a loop is lowered anew, now that it is known.
     struct LoopFrame {
         std::uint64_t begin = 0; // in the order of events
         bool isToRepeat = false;
@@ -297,8 +297,7 @@ class Lowering {
     Access mapOptions(const Access& choice, TypeRef type, const std::function<Access(const Access&)>& map);
     void eachOption(const Access& choice, const std::function<void(const Access&)>& run);
     static Access retyped(const Access& access, TypeRef type, ir::Module& module);
-    ir::Value* comparePointers(BinaryOp op, const Operand& left, const Operand& right, TypeRef type,
-                               SourceLocation at);
+    ir::Value* comparePointers(BinaryOp op, const Operand& left, const Operand& right, TypeRef type, SourceLocation at);
     ir::Value* comparePlain(BinaryOp op, const Access& left, const Access& right, TypeRef type);
     ir::Value* isSet(const Operand& pointer);
 

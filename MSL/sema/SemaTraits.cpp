@@ -259,15 +259,16 @@ Expr* Analyzer::numericLimit(Name& name, bool isCalled) {
     const TypeRef type = limitOf.size() == 1 ? templateArgumentType(limitOf[0], true) : nullptr;
     if (!type || (!type->isScalar() && !type->isVector())) {
         if (type && !type->isError())
-            error(name.location, "numeric_limits is defined for scalar and vector types only, not for '" +
-                                     typeName(type) + "'");
+            error(name.location,
+                  "numeric_limits is defined for scalar and vector types only, not for '" + typeName(type) + "'");
         return errorAt(name.location);
     }
     const TypeRef scalar = types_.scalar(type->scalar);
-    Expr* limit = isFloating(type->scalar) ? floatingLimit(name, scalar, isCalled) : integerLimit(name, scalar, isCalled);
+    Expr* limit =
+        isFloating(type->scalar) ? floatingLimit(name, scalar, isCalled) : integerLimit(name, scalar, isCalled);
     if (limit == nullptr) {
-        error(name.location,
-              "no member named '" + std::string(name.identifier->text) + "' in 'numeric_limits<" + typeName(type) + ">'");
+        error(name.location, "no member named '" + std::string(name.identifier->text) + "' in 'numeric_limits<" +
+                                 typeName(type) + ">'");
         return errorAt(name.location);
     }
     return type->isVector() && limit->type == scalar && isCalled ? makeCast(CastKind::splat, limit, type) : limit;
@@ -299,7 +300,7 @@ Expr* Analyzer::integerLimit(const Name& name, TypeRef type, bool isCalled) {
             return makeInteger(static_cast<std::int64_t>(~std::uint64_t{0} >> (64 - digits)), type, name.location);
         if (what == "min" || what == "lowest")
             return makeInteger(hasSign ? -(std::int64_t{1} << (bits - 2)) * 2 : 0, type, name.location);
-        constexpr std::string_view zeros[] = {"epsilon",  "round_error", "infinity",
+        constexpr std::string_view zeros[] = {"epsilon",   "round_error",   "infinity",
                                               "quiet_NaN", "signaling_NaN", "denorm_min"};
         return std::ranges::find(zeros, what) != std::end(zeros) ? makeInteger(0, type, name.location) : nullptr;
     }

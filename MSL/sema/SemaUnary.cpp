@@ -265,9 +265,12 @@ Expr* Analyzer::cast(Cast* expr) {
         return expr;
     }
     // A pointer as the number of its address, and the other way round.
-    const auto isAddress = [](TypeRef type) { return type->isScalar() && isInteger(type->scalar) && byteSize(type->scalar) == 8; };
+    const auto isAddress = [](TypeRef type) {
+        return type->isScalar() && isInteger(type->scalar) && byteSize(type->scalar) == 8;
+    };
     if ((expr->syntax == CastSyntax::reinterpret_ || expr->syntax == CastSyntax::cStyle) &&
-        ((isAddress(from) && to->is(TypeKind::pointer) && (operand->kind != ExprKind::intLiteral || static_cast<IntLiteral*>(operand)->value != 0)) ||
+        ((isAddress(from) && to->is(TypeKind::pointer) &&
+          (operand->kind != ExprKind::intLiteral || static_cast<IntLiteral*>(operand)->value != 0)) ||
          (from->is(TypeKind::pointer) && isAddress(to)))) {
         expr->operand = load(operand);
         expr->castKind = to->is(TypeKind::pointer) ? CastKind::integerToPointer : CastKind::pointerToInteger;

@@ -277,8 +277,7 @@ Id ModuleWriter::load(const ir::Place& place) {
     }
     OperandList operands = {pointer};
     addAlignment(place, operands);
-    if (!inMemory || !hasMemoryForm(place.type))
-        return asm_.result(spv::Op::OpLoad, logicalType(place.type), operands);
+    if (!inMemory || !hasMemoryForm(place.type)) return asm_.result(spv::Op::OpLoad, logicalType(place.type), operands);
     return fromMemory(place.type, asm_.result(spv::Op::OpLoad, memoryType(place.type), operands));
 }
 
