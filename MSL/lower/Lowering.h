@@ -285,7 +285,7 @@ class Lowering {
     void storeSlot(Slot& slot, const Operand& operand, SourceLocation at);
     void removeUnused(ir::Function* function, std::size_t numberStores, bool hasRepeats);
 
-    // LowerChoice.cpp
+    // LowerPointerChoice.cpp
     static bool haveSameShape(const Access& a, const Access& b);
     ir::Value* isNumber(const Access& choice, std::uint32_t option);
     Access choose(ir::Value* number, ir::Value* isSecond, std::span<const Access> given, TypeRef type,
