@@ -313,13 +313,12 @@ class Lowering {
     ir::Place* wordPlace(ir::Variable* buffer, ScalarKind kind, ir::Value* bytes, std::uint64_t more);
 
     // LowerBytes.cpp
-    using NumberUse = std::function<void(ir::Place*, ir::Value*)>;
     static bool hasBytes(TypeRef type);
-    void atByte(ir::Place* place, ir::Value* byte, const NumberUse& use);
     ir::Value* bitsOfNumber(ir::Value* number);
     ir::Value* numberOfBits(TypeRef number, ir::Value* bits);
     ir::Value* readNumberBytes(ir::Variable* memory, ir::Value* byte, unsigned size);
     void writeNumberBytes(ir::Variable* memory, ir::Value* byte, unsigned size, ir::Value* bits);
+    void writeNumberPart(ir::Place* place, ir::Value* inside, unsigned size, ir::Value* bits);
     ir::Value* readWord(ir::Variable* memory, ScalarKind word, ir::Value* bytes, std::uint64_t more);
     void writeWord(ir::Variable* memory, ScalarKind word, ir::Value* bytes, std::uint64_t more, ir::Value* value);
     ir::Place* atomicPlace(ir::Place* place, ScalarKind kind);
