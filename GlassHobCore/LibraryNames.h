@@ -2,8 +2,8 @@
 
 // The names that a shader can use without declaring them, as an editor offers and explains them. What the language's
 // library has comes from the compiler's own tables, what the host declares from the host's own text; only the notes on
-// attributes and directives are written here. Lists are made once, on first use, and live as long as the program. Any
-// thread.
+// directives are written here, those on the library's names in LibraryNotes. Lists are made once, on first use, and
+// live as long as the program. Any thread.
 
 #include "GlassHobCore/ShaderAssembler.h"
 #include "GlassHobCore/SymbolIndex.h"

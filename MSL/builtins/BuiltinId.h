@@ -58,7 +58,6 @@ enum class BuiltinId : std::uint16_t {
     quadActiveThreadsMask, quadBallot, quadBroadcastFirst, quadIsFirst, quadIsHelperThread, quadPrefixInclusiveSum,
     quadPrefixExclusiveSum, quadPrefixInclusiveProduct, quadPrefixExclusiveProduct, quadShuffleRotateDown,
     quadShuffleRotateUp, quadShuffleAndFillDown, quadShuffleAndFillUp,
-    lastThreadFunction = quadShuffleAndFillUp,
     // is_function_constant_defined(name): the call's argument is the constant's name
     functionConstantDefined,
     count_,

@@ -66,9 +66,41 @@ struct BuiltinSignature {
     std::string_view parameterNames[maxBuiltinParameters] = {};
 };
 
+// What a function works on, and so which part of lowering, legalizing and writing it belongs to.
+enum class BuiltinFamily : std::uint8_t {
+    none,
+    math,       // numbers, component by component; integers too where the signature admits them
+    integer,    // integers, component by component
+    relational, // answers, choices and reductions of bools
+    geometric,  // vectors and matrices as a whole
+    derivative, // differences between neighbouring fragments
+    control,    // the fate of a fragment
+    packing,    // vectors to and from the bits of one number
+    texture,
+    sampleOption, // level(x) and its kin: no value outside of a texture's method
+    atomic,
+    barrier,
+    simdgroup, // the threads of a SIMD-group
+    quadgroup, // the threads of a quad
+    functionConstant,
+};
+
+// Functions of numbers alone.
+constexpr bool isNumeric(BuiltinFamily family) {
+    using enum BuiltinFamily;
+    return family == math || family == integer || family == relational || family == geometric || family == derivative ||
+           family == packing;
+}
+// One result component for each component of the operands; scalars beside vectors stand for all components.
+constexpr bool isComponentwise(BuiltinFamily family) {
+    using enum BuiltinFamily;
+    return family == math || family == integer || family == derivative;
+}
+
 struct BuiltinFunction {
     std::string_view name;
     BuiltinId id = BuiltinId::none;
+    BuiltinFamily family = BuiltinFamily::none;
     const BuiltinSignature* signature = nullptr;
     bool hasPrecisions = false; // exists as metal::fast::name and metal::precise::name too
 };
@@ -76,6 +108,9 @@ struct BuiltinFunction {
 // Every function, sorted by name.
 std::span<const BuiltinFunction> builtinFunctions();
 const BuiltinFunction* findBuiltin(std::string_view name);
+BuiltinFamily builtinFamily(BuiltinId id);
+// Null for what is no function of the table: methods of textures, options of a sample.
+const BuiltinSignature* builtinSignature(BuiltinId id);
 // The name that the library gives to an id; the first of several.
 std::string_view builtinName(BuiltinId id);
 
@@ -86,6 +121,17 @@ bool admitsShape(BuiltinShape shape, TypeRef type);
 TypeRef slotType(const TypeTable& types, BuiltinSlot slot, TypeRef t);
 constexpr bool isReferenceSlot(BuiltinSlot slot) {
     return slot == BuiltinSlot::threadT || slot == BuiltinSlot::threadIntOfT;
+}
+// Whether an argument there has as many components as T.
+constexpr bool hasShapeOfT(BuiltinSlot slot) {
+    return slot == BuiltinSlot::t || slot == BuiltinSlot::boolOfT || slot == BuiltinSlot::intOfT ||
+           slot == BuiltinSlot::unsignedOfT;
+}
+// Whether the function gives back through one of its arguments, too.
+constexpr bool writesArgument(const BuiltinSignature& signature) {
+    for (const BuiltinSlot slot : signature.parameters)
+        if (isReferenceSlot(slot) || slot == BuiltinSlot::atomicPointer) return true;
+    return false;
 }
 
 // "float3 mix(float3 x, float3 y, float3 a)"; with T null the pattern itself, "T mix(T x, T y, T a)".

@@ -1,5 +1,6 @@
 #include "MSL/constant/Functions.h"
 
+#include "MSL/builtins/BuiltinTable.h"
 #include "MSL/constant/Families.h"
 
 namespace msl::constant {
@@ -10,50 +11,14 @@ constexpr std::size_t maxOperands = 4;
 
 // How many numbers a function takes that works component by component; 0: it is none of these.
 std::size_t operandCount(BuiltinId id) {
-    switch (id) {
-    case BuiltinId::atan2:
-    case BuiltinId::copysign:
-    case BuiltinId::divide:
-    case BuiltinId::fdim:
-    case BuiltinId::fmax:
-    case BuiltinId::fmin:
-    case BuiltinId::fmod:
-    case BuiltinId::ldexp:
-    case BuiltinId::nextafter:
-    case BuiltinId::pow:
-    case BuiltinId::powr:
-    case BuiltinId::remainder:
-    case BuiltinId::step:
-    case BuiltinId::absdiff:
-    case BuiltinId::max:
-    case BuiltinId::min:
-    case BuiltinId::addsat:
-    case BuiltinId::subsat:
-    case BuiltinId::hadd:
-    case BuiltinId::rhadd:
-    case BuiltinId::mul24:
-    case BuiltinId::mulhi:
-    case BuiltinId::rotate:
-    case BuiltinId::isordered:
-    case BuiltinId::isunordered: return 2;
-    case BuiltinId::fma:
-    case BuiltinId::fmax3:
-    case BuiltinId::fmin3:
-    case BuiltinId::fmedian3:
-    case BuiltinId::clamp:
-    case BuiltinId::mix:
-    case BuiltinId::smoothstep:
-    case BuiltinId::max3:
-    case BuiltinId::min3:
-    case BuiltinId::median3:
-    case BuiltinId::extractBits:
-    case BuiltinId::madhi:
-    case BuiltinId::madsat:
-    case BuiltinId::mad24:
-    case BuiltinId::select: return 3;
-    case BuiltinId::insertBits: return 4;
-    default: return id > BuiltinId::none && id <= BuiltinId::signbit ? 1 : 0;
-    }
+    using enum BuiltinFamily;
+    const BuiltinFamily family = builtinFamily(id);
+    if (family != math && family != integer && family != relational) return 0;
+    const BuiltinSignature& signature = *builtinSignature(id);
+    std::size_t count = 0;
+    for (unsigned i = 0; i < signature.parameterCount; ++i)
+        count += !isReferenceSlot(signature.parameters[i]);
+    return count;
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 // Functions of whole vectors and matrices: sums run from the first component to the last. Those of halves compute in
 // float and round at the end.
+#include "MSL/builtins/BuiltinTable.h"
 #include "MSL/constant/Families.h"
 
 #include <algorithm>
@@ -164,7 +165,7 @@ bool dotOfIntegers(std::span<const Operand> x, std::span<Scalar> result) {
 } // namespace
 
 bool isVectorFunction(BuiltinId id) {
-    return id == BuiltinId::all || id == BuiltinId::any || (id >= BuiltinId::cross && id <= BuiltinId::transpose);
+    return id == BuiltinId::all || id == BuiltinId::any || builtinFamily(id) == BuiltinFamily::geometric;
 }
 
 bool vectorFunction(BuiltinId id, std::span<const Operand> x, std::span<Scalar> result) {

@@ -184,7 +184,7 @@ void Machine::builtin(Thread& thread, const Instruction& instruction, Numbers& o
         return;
     }
     if (id == BuiltinId::atomicFence) return; // threads run in turn
-    if (id >= BuiltinId::atomicLoad && id < BuiltinId::atomicFence) {
+    if (builtinFamily(id) == BuiltinFamily::atomic) {
         atomic(thread, instruction, out);
         return;
     }

@@ -1,5 +1,6 @@
 #include "MSL/legalize/Legalize.h"
 
+#include "MSL/builtins/BuiltinTable.h"
 #include "MSL/legalize/Functions.h"
 #include "MSL/legalize/Numbers.h"
 #include "MSL/legalize/Precise.h"
@@ -30,19 +31,6 @@ bool everyComponent(const Value* constant, Test test) {
     return true;
 }
 
-bool isGeometric(BuiltinId id) {
-    return id >= BuiltinId::cross && id <= BuiltinId::transpose;
-}
-bool isPacking(BuiltinId id) {
-    return id >= BuiltinId::packFloatToSnorm4x8 && id <= BuiltinId::unpackUnorm565ToHalf;
-}
-bool isRelational(BuiltinId id) {
-    return id >= BuiltinId::all && id <= BuiltinId::signbit;
-}
-// Functions of numbers; the others work on textures, memory and threads.
-bool isNumeric(BuiltinId id) {
-    return id > BuiltinId::none && id <= BuiltinId::unpackUnorm565ToHalf;
-}
 // Those that look at the bits of a half, or only choose.
 bool worksOnHalves(BuiltinId id) {
     return id == BuiltinId::signbit || id == BuiltinId::select || id == BuiltinId::copysign ||
@@ -115,7 +103,8 @@ class Legalizer {
                 guardConversion(block, at);
             return;
         case Op::builtin:
-            if (isNumeric(at.builtinId) && at.result != nullptr && !at.operands.empty()) function(block, at);
+            if (isNumeric(builtinFamily(at.builtinId)) && at.result != nullptr && !at.operands.empty())
+                function(block, at);
             return;
         default:
             for (Block* inner : at.blocks)
@@ -218,15 +207,16 @@ class Legalizer {
         const std::size_t count = std::min<std::size_t>(at.operands.size(), 4);
         bool isChanged = false;
 
-        const bool isByComponent = !isGeometric(id) && !isRelational(id) && !isPacking(id) && type->isVector() &&
-                                   id != BuiltinId::extractBits && id != BuiltinId::insertBits;
+        const BuiltinFamily family = builtinFamily(id);
+        const bool isByComponent = isComponentwise(family) && type->isVector();
         for (std::size_t i = 0; i < count; ++i) {
             operands[i] = at.operands[i];
-            if (!isByComponent || !operands[i]->type->isScalar()) continue;
+            if (!isByComponent || !operands[i]->type->isScalar() || !hasShapeOfT(builtinSignature(id)->parameters[i]))
+                continue;
             operands[i] = builder_.splat(types.vector(operands[i]->type->scalar, type->columns), operands[i]);
             isChanged = true;
         }
-        if (isPacking(id))
+        if (family == BuiltinFamily::packing)
             return target_.floatFunctions.has(id) ? nullptr : spellPacking(builder_, id, type, at.operands);
 
         const bool isHalf = first->isFloatingNumeric() && first->scalar == ScalarKind::half && !first->isMatrix();
@@ -245,6 +235,7 @@ class Legalizer {
 
     // Nothing where the target has the function itself.
     std::optional<Value*> spelledIn(BuiltinId id, TypeRef type, Operands operands) {
+        const BuiltinFamily family = builtinFamily(id);
         const ScalarKind kind = operands[0]->type->scalar;
         const bool isFloat = isFloating(kind);
         const bool isWord = kind == ScalarKind::int_ || kind == ScalarKind::uint;
@@ -252,11 +243,11 @@ class Legalizer {
         if (isFloat && target_.floatFunctions.has(id)) {
             // Some have it for vectors, or for one type of exponent.
             if (id == BuiltinId::ldexp) return orNothing(spellFloat(builder_, id, type, operands));
-            if (isGeometric(id)) return orNothing(spellGeometric(builder_, id, type, operands));
+            if (family == BuiltinFamily::geometric) return orNothing(spellGeometric(builder_, id, type, operands));
             return std::nullopt;
         }
-        if (isGeometric(id)) return orNothing(spellGeometric(builder_, id, type, operands));
-        if (isRelational(id)) return orNothing(spellRelational(builder_, id, type, operands));
+        if (family == BuiltinFamily::geometric) return orNothing(spellGeometric(builder_, id, type, operands));
+        if (family == BuiltinFamily::relational) return orNothing(spellRelational(builder_, id, type, operands));
         if (isFloat) return orNothing(spellFloat(builder_, id, type, operands));
         if (id == BuiltinId::abs && !isSigned(kind)) return operands[0];
         if (target_.integerFunctions.has(id) || (isWord && target_.wordFunctions.has(id))) return std::nullopt;

@@ -15,9 +15,15 @@ Operand Lowering::callBuiltin(const Call& call) {
     const TypeRef type = call.type->is(TypeKind::void_) ? call.type : valueType(call.type);
     const auto plain = [&](Value* value) { return Operand::ofValue(value, call.type); };
     const auto atLeast = [&](std::size_t count) { return call.arguments.size() >= count; };
-    if (id >= BuiltinId::textureSample && id <= BuiltinId::optionMinLodClamp) return callTexture(call);
-    if (id >= BuiltinId::atomicLoad && id <= BuiltinId::atomicFence) return callAtomic(call);
-    if (id >= BuiltinId::threadgroupBarrier && id <= BuiltinId::lastThreadFunction) return callGroup(call);
+    switch (builtinFamily(id)) {
+    case BuiltinFamily::texture:
+    case BuiltinFamily::sampleOption: return callTexture(call);
+    case BuiltinFamily::atomic: return callAtomic(call);
+    case BuiltinFamily::barrier: return id == BuiltinId::atomicFence ? callAtomic(call) : callGroup(call);
+    case BuiltinFamily::simdgroup:
+    case BuiltinFamily::quadgroup: return callGroup(call);
+    default: break;
+    }
     switch (id) {
     case BuiltinId::none:
     case BuiltinId::count_:

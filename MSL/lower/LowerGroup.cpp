@@ -15,8 +15,7 @@ using ir::Value;
 namespace {
 
 bool isQuad(BuiltinId id) {
-    return (id >= BuiltinId::quadSum && id <= BuiltinId::quadShuffleXor) ||
-           (id >= BuiltinId::quadActiveThreadsMask && id <= BuiltinId::quadShuffleAndFillUp);
+    return builtinFamily(id) == BuiltinFamily::quadgroup;
 }
 
 // The type in which values of this one are exchanged.

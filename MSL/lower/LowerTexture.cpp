@@ -1,6 +1,7 @@
 // Textures and samplers: a method of a texture becomes one texture instruction whose operands are named by what they
 // are for. What the language lets a sample leave open is settled here: the level outside of fragment functions, pixel
 // coordinates, the least level of detail.
+#include "MSL/builtins/BuiltinTable.h"
 #include "MSL/lower/Lowering.h"
 #include "MSL/types/TextureTraits.h"
 
@@ -17,7 +18,7 @@ namespace {
 constexpr std::uint32_t maxConstexprSamplers = argumentBufferBindingBase - constexprSamplerBindingBase;
 
 bool isOption(BuiltinId id) {
-    return id >= BuiltinId::optionLevel && id <= BuiltinId::optionMinLodClamp;
+    return builtinFamily(id) == BuiltinFamily::sampleOption;
 }
 
 bool isWritableAccess(TextureAccess access) {

@@ -2,8 +2,10 @@
 #include "MSL/sema/Analyzer.h"
 
 #include "MSL/Reflection.h"
+#include "MSL/builtins/TextureMethods.h"
 #include "MSL/sema/LibraryConstants.h"
-#include "MSL/types/TextureTraits.h"
+
+#include <algorithm>
 
 namespace msl {
 namespace {
@@ -15,38 +17,16 @@ bool namesSampler(const Expr* callee) {
 }
 
 bool isOption(const Expr* expr) {
-    if (expr->kind != ExprKind::call) return false;
-    switch (static_cast<const Call*>(expr)->builtin) {
-    case BuiltinId::optionLevel:
-    case BuiltinId::optionBias:
-    case BuiltinId::optionGradient2d:
-    case BuiltinId::optionGradient3d:
-    case BuiltinId::optionGradientCube:
-    case BuiltinId::optionMinLodClamp: return true;
-    default: return false;
-    }
+    return expr->kind == ExprKind::call &&
+           builtinFamily(static_cast<const Call*>(expr)->builtin) == BuiltinFamily::sampleOption;
 }
 
 } // namespace
 
 Expr* Analyzer::sampleOption(Call* expr, std::string_view name, bool* handled) {
-    struct Option {
-        std::string_view name;
-        BuiltinId id;
-        unsigned dimensions; // of each argument
-        unsigned count;
-    };
-    static constexpr Option options[] = {
-        {"level", BuiltinId::optionLevel, 1, 1},
-        {"bias", BuiltinId::optionBias, 1, 1},
-        {"min_lod_clamp", BuiltinId::optionMinLodClamp, 1, 1},
-        {"gradient2d", BuiltinId::optionGradient2d, 2, 2},
-        {"gradient3d", BuiltinId::optionGradient3d, 3, 2},
-        {"gradientcube", BuiltinId::optionGradientCube, 3, 2},
-    };
     const auto* callee = static_cast<NameRef*>(expr->callee);
     if (callee->name.identifier->scope || (!metalIsVisible_ && callee->name.qualifiers.empty())) return nullptr;
-    for (const Option& option : options) {
+    for (const SampleOption& option : sampleOptions()) {
         if (option.name != name) continue;
         *handled = true;
         if (!arguments(expr)) return errorAt(expr);
@@ -90,9 +70,6 @@ Expr* Analyzer::textureMethod(Call* expr, Member* callee) {
     Expr* object = callee->base;
     TypeRef texture = object->type;
     if (callee->isArrow && texture->is(TypeKind::pointer)) texture = texture->element;
-    const TextureTraits shape = textureTraits(texture->textureShape);
-    const TypeRef scalar = types_.scalar(texture->scalar);
-    const TypeRef texel = shape.isDepth ? scalar : types_.vector(texture->scalar, 4);
 
     // Options are calls of void type: check the arguments here, where they may stand.
     bool fine = true;
@@ -147,90 +124,47 @@ Expr* Analyzer::textureMethod(Call* expr, Member* callee) {
         return expr;
     };
 
-    struct Query {
-        std::string_view name;
-        BuiltinId id;
-        bool takesLevel;
-    };
-    static constexpr Query queries[] = {
-        {"get_width", BuiltinId::textureWidth, true},
-        {"get_height", BuiltinId::textureHeight, true},
-        {"get_depth", BuiltinId::textureDepth, true},
-        {"get_array_size", BuiltinId::textureArraySize, false},
-        {"get_num_mip_levels", BuiltinId::textureMipLevels, false},
-        {"get_num_samples", BuiltinId::textureSamples, false},
-    };
-    for (const Query& query : queries) {
-        if (query.name != name) continue;
-        if (query.takesLevel && next < given.size() && !take(types_.uint(), "level")) return fail(problem);
-        return finish(query.id, types_.uint());
-    }
-    if (name == "fence" && given.empty()) return finish(BuiltinId::textureFence, types_.void_());
-
-    const bool isCompare = name == "sample_compare" || name == "gather_compare";
-    if (name == "sample" || name == "gather" || isCompare) {
-        const bool isGather = name.starts_with("gather");
-        if (shape.sampleDimensions == 0 || (isCompare && !shape.isDepth))
-            return fail("a texture of this kind cannot be sampled so");
-        if (texture->textureAccess != TextureAccess::sample)
-            return fail("a texture that is sampled needs access::sample");
-        if (!take(types_.sampler(), "first argument")) return fail(problem);
-        if (!take(types_.vector(ScalarKind::float_, shape.sampleDimensions), "coordinate")) return fail(problem);
-        if (shape.isArray && !take(types_.uint(), "array index")) return fail(problem);
-        if (isCompare && !take(types_.float_(), "comparison value")) return fail(problem);
-        while (next < given.size() && isOption(given[next])) {
-            if (isGather) return fail("gather takes no level of detail");
-            converted.push_back(given[next++]);
+    const TextureMethod* method = findTextureMethod(name);
+    if (method == nullptr) {
+        if (name.starts_with("atomic_")) {
+            unsupported(callee->location, "'" + name + "' of a texture");
+            return errorAt(expr);
         }
-        if (next < given.size() && shape.offsetDimensions > 0 &&
-            rankConversion(given[next], types_.vector(ScalarKind::int_, shape.offsetDimensions)) !=
-                ConversionRank::none &&
-            !(isGather && given[next]->kind == ExprKind::intLiteral)) {
-            if (!take(types_.vector(ScalarKind::int_, shape.offsetDimensions), "offset")) return fail(problem);
-        }
-        if (name == "gather" && !shape.isDepth && next < given.size()) { // component::y
-            if (!take(types_.int_(), "component")) return fail(problem);
-        }
-        if (isGather)
-            return finish(isCompare ? BuiltinId::textureGatherCompare : BuiltinId::textureGather,
-                          types_.vector(texture->scalar, 4));
-        return finish(isCompare ? BuiltinId::textureSampleCompare : BuiltinId::textureSample, texel);
-    }
-    if (name == "calculate_clamped_lod" || name == "calculate_unclamped_lod") {
-        if (!take(types_.sampler(), "first argument") ||
-            !take(types_.vector(ScalarKind::float_, shape.sampleDimensions), "coordinate"))
-            return fail(problem);
-        return finish(name == "calculate_clamped_lod" ? BuiltinId::textureCalculateLod
-                                                      : BuiltinId::textureCalculateUnclampedLod,
-                      types_.float_());
-    }
-    const bool isRead = name == "read";
-    if (isRead || name == "write") {
-        if (isRead && texture->textureAccess == TextureAccess::write)
-            return fail("a texture with access::write cannot be read");
-        if (!isRead && texture->textureAccess != TextureAccess::write &&
-            texture->textureAccess != TextureAccess::readWrite)
-            return fail("a texture that is written needs access::write or access::read_write");
-        if (!isRead && !take(texel, "colour")) return fail(problem);
-        // ushort coordinates serve as well as uint ones
-        if (next < given.size() && given[next]->kind != ExprKind::initList &&
-            given[next]->type == types_.vector(ScalarKind::ushort, shape.readDimensions))
-            converted.push_back(explicitConvert(given[next++], types_.vector(ScalarKind::uint, shape.readDimensions)));
-        else if (!take(types_.vector(ScalarKind::uint, shape.readDimensions), "coordinate"))
-            return fail(problem);
-        if (shape.isCube && !take(types_.uint(), "face")) return fail(problem);
-        if (shape.isArray && !take(types_.uint(), "array index")) return fail(problem);
-        if (shape.isMultisample && !take(types_.uint(), "sample")) return fail(problem);
-        if (!shape.isMultisample && next < given.size() && !take(types_.uint(), "level")) return fail(problem);
-        return finish(isRead ? BuiltinId::textureRead : BuiltinId::textureWrite, isRead ? texel : types_.void_());
-    }
-    if (name.starts_with("atomic_")) {
-        unsupported(callee->location, "'" + name + "' of a texture");
+        std::vector<std::string_view> names;
+        for (const TextureMethod& known : textureMethods())
+            names.push_back(known.name);
+        errorOfName(callee->location, "no member named '" + name + "' in '" + typeName(texture) + "'", name,
+                    closestOf(name, names));
         return errorAt(expr);
     }
-    const std::string_view suggestion = closestOf(name, textureMethods());
-    errorOfName(callee->location, "no member named '" + name + "' in '" + typeName(texture) + "'", name, suggestion);
-    return errorAt(expr);
+    if (const std::string_view reason = whyNot(method->need, texture); !reason.empty())
+        return fail(std::string(reason));
+    const bool takesComponent = std::ranges::any_of(
+        method->parameters, [](const TextureParameter& parameter) { return parameter.slot == TextureSlot::component; });
+    for (const auto& [slot, parameterName] : method->parameters) {
+        if (!hasSlot(texture->textureShape, slot)) continue;
+        const bool isGiven = next < given.size();
+        const bool isOptionNext = isGiven && isOption(given[next]);
+        if (slot == TextureSlot::options) {
+            while (next < given.size() && isOption(given[next]))
+                converted.push_back(given[next++]);
+            continue;
+        }
+        if (isOptional(slot) && (!isGiven || isOptionNext)) continue;
+        const TypeRef type = slotType(types_, slot, texture);
+        if (slot == TextureSlot::offset && (rankConversion(given[next], type) == ConversionRank::none ||
+                                            (takesComponent && given[next]->kind == ExprKind::intLiteral)))
+            continue;
+        // ushort coordinates serve as well as uint ones
+        if (slot == TextureSlot::texel && isGiven && given[next]->kind != ExprKind::initList &&
+            given[next]->type == types_.withScalar(type, ScalarKind::ushort)) {
+            converted.push_back(explicitConvert(given[next++], type));
+            continue;
+        }
+        if (!take(type, slotPhrase(slot))) return fail(problem);
+    }
+    if (next < given.size() && isOption(given[next])) return fail(name + " takes no level of detail");
+    return finish(method->id, slotType(types_, method->result, texture));
 }
 
 // constexpr sampler s(filter::linear, address::clamp_to_edge, ...)

@@ -429,10 +429,10 @@ class Walk {
     void unusedCall(const Expr* expr) {
         if (expr == nullptr || expr->kind != ExprKind::call) return;
         const auto& call = static_cast<const Call&>(*expr);
-        const BuiltinId id = call.builtin;
-        const bool gives = id == BuiltinId::sincos || id == BuiltinId::modf || id == BuiltinId::frexp;
-        if (id < BuiltinId::acos || id > BuiltinId::fwidth || gives) return;
-        diagnostics_.warning(beginOf(expr), "the result of '" + std::string(builtinName(id)) + "' is not used",
+        if (!isNumeric(builtinFamily(call.builtin))) return;
+        if (writesArgument(*builtinSignature(call.builtin))) return;
+        diagnostics_.warning(beginOf(expr),
+                             "the result of '" + std::string(builtinName(call.builtin)) + "' is not used",
                              WarningGroup::unusedValue);
     }
 

@@ -1,4 +1,5 @@
 // Built-in functions of numbers: those that SPIR-V has. legalize() has spelled out the others.
+#include "MSL/builtins/BuiltinTable.h"
 #include "MSL/spirv/ModuleWriter.h"
 
 #include <spirv/unified1/GLSL.std.450.h>
@@ -98,13 +99,14 @@ const Target& target() {
 
 Id ModuleWriter::builtin(const Instruction& instruction) {
     const BuiltinId id = instruction.builtinId;
-    if (id >= BuiltinId::textureSample && id <= BuiltinId::textureFence) return textureBuiltin(instruction);
-    if (id >= BuiltinId::atomicLoad && id < BuiltinId::atomicFence) return atomic(instruction);
-    if (id == BuiltinId::atomicFence || id == BuiltinId::threadgroupBarrier || id == BuiltinId::simdgroupBarrier) {
-        barrier(instruction);
-        return 0;
+    switch (builtinFamily(id)) {
+    case BuiltinFamily::texture: return textureBuiltin(instruction);
+    case BuiltinFamily::atomic: return atomic(instruction);
+    case BuiltinFamily::barrier: barrier(instruction); return 0;
+    case BuiltinFamily::simdgroup:
+    case BuiltinFamily::quadgroup: return group(instruction);
+    default: break;
     }
-    if (id > BuiltinId::simdgroupBarrier && id <= BuiltinId::lastThreadFunction) return group(instruction);
     if (instruction.operands.empty() || instruction.result == nullptr)
         return fail("a built-in function without operands that the writer does not know");
     OperandList operands;

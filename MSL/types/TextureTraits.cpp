@@ -29,27 +29,6 @@ std::span<const std::string_view> textureTemplateNames() {
     return names;
 }
 
-std::span<const std::string_view> textureMethods() {
-    static constexpr std::string_view methods[] = {
-        "sample",
-        "sample_compare",
-        "gather",
-        "gather_compare",
-        "read",
-        "write",
-        "get_width",
-        "get_height",
-        "get_depth",
-        "get_array_size",
-        "get_num_mip_levels",
-        "get_num_samples",
-        "fence",
-        "calculate_clamped_lod",
-        "calculate_unclamped_lod",
-    };
-    return methods;
-}
-
 bool isReachedAsMemory(TypeRef texture) {
     if (texture->textureAccess == TextureAccess::write || texture->textureAccess == TextureAccess::readWrite)
         return true;

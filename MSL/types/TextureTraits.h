@@ -51,7 +51,4 @@ std::string_view textureTemplateName(TextureShape shape);
 std::optional<TextureShape> textureShapeNamed(std::string_view name);
 std::span<const std::string_view> textureTemplateNames();
 
-/// The methods of textures of any kind.
-std::span<const std::string_view> textureMethods();
-
 } // namespace msl

@@ -1,5 +1,6 @@
 #include "MSL/source/Diagnostics.h"
 #include "MSL/source/SourceManager.h"
+#include "MSL/source/TokenLength.h"
 
 #include <gtest/gtest.h>
 
@@ -61,6 +62,20 @@ TEST(Diagnostics, DropRepetitionsWithTheirNotes) {
         diagnostics.note(SourceLocation::atOffset(0), "note");
     }
     EXPECT_EQ(toText(diagnostics.messages()), "f:1:1: error: same\na\n^\nf:1:1: note: note\na\n^\n");
+}
+
+TEST(TokenLength, IsThatOfTheLexersTokens) {
+    struct Row {
+        std::string_view line;
+        std::uint32_t length;
+    };
+    const Row rows[] = {
+        {"", 0},         {" x", 0},     {"// x", 0}, {"x1+2", 2},    {"\xCF\x80x+", 3},
+        {"1.5e-3+x", 6}, {"0x1e+2", 4}, {".5f;", 3}, {"1'000u)", 6}, {"\"a\\\"b\" c", 6},
+        {"'", 1},        {"<<=2", 3},   {"->x", 2},  {"(", 1},       {"\xE2\x88\x92 1", 3},
+    };
+    for (const Row& row : rows)
+        EXPECT_EQ(tokenLength(row.line), row.length) << row.line;
 }
 
 TEST(SourceManager, FollowsLineDirectives) {

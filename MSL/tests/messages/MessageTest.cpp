@@ -1,4 +1,5 @@
-// What people get wrong, and the messages they get: every case of mistakes.txt must give just the message written there.
+// What people get wrong, and the messages they get: every case of mistakes.txt must give just the message written
+// there.
 #include "MSL/Compiler.h"
 #include "MSL/tests/messages/Mistakes.h"
 
@@ -35,7 +36,7 @@ TEST(Messages, KnowTheirRangeAndHowToMendIt) {
     const Row rows[] = {
         {"float f() { return smoothstp(0, 1, 2); }", "smoothstp", "float f() { return smoothstep(0, 1, 2); }"},
         {"flot f() { return 1; }", "flot", "float f() { return 1; }"},
-        {"float f() { retrun 1; }", "retrun", "float f() { return 1; }"},
+        {"float f(float x) { retrun x; }", "retrun", "float f(float x) { return x; }"},
         {"float f(Params p) { return p . sped; }", "sped", "float f(Params p) { return p . speed; }"},
         {"float f(Params p) { return p->speed; }", "speed", "float f(Params p) { return p.speed; }"},
         {"float f(thread Params* p) { return p.speed; }", "speed", "float f(thread Params* p) { return p->speed; }"},
@@ -45,7 +46,6 @@ TEST(Messages, KnowTheirRangeAndHowToMendIt) {
         {"float f() { return 2 \xE2\x88\x92 1; }", "\xE2\x88\x92", "float f() { return 2 - 1; }"},
         {"float f() { return 1 }", "", "float f() { return 1; }"},
         {"float f() { return 1 2; }", "", ""},
-        {"float f() { return 1.5e-3 += 2; }", "1.5e-3", ""},
         {"float f() { 1 <<= 2; return 0; }", "<<=", ""},
         {"float f() { return \"a\\\"b\" ; }", "\"a\\\"b\"", ""},
         // The word stands in the macro, not where the message points.
