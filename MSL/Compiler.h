@@ -24,8 +24,9 @@ struct CompileOptions {
     std::string fileName = "program_source";
 
     // The bytes of the source that come from the user ([userTextBegin, userTextEnd)), where a host puts text of its own
-    // around them. A #line directive inside them may renumber lines but cannot claim another file, and only they are
-    // warned about. Empty by default: all of the text is the user's, and every #line is trusted.
+    // around them. A #line directive inside them changes what __LINE__ is there; messages go on counting the lines of
+    // the text, and it cannot claim another file. Only they are warned about. Empty by default: all of the text is the
+    // user's, and every #line is trusted.
     std::size_t userTextBegin = 0;
     std::size_t userTextEnd = 0;
 

@@ -48,6 +48,7 @@ constexpr Keyword keywords[] = {
     {"delete", TokenKind::kwDelete},
     {"device", TokenKind::kwDevice},
     {"do", TokenKind::kwDo},
+    {"double", TokenKind::kwDouble},
     {"dynamic_cast", TokenKind::kwDynamicCast},
     {"else", TokenKind::kwElse},
     {"enum", TokenKind::kwEnum},

@@ -143,8 +143,8 @@ bool Preprocessor::expand(Token& name) {
         return false;
     }
     if (macro.isLine || macro.isFile) {
-        PresumedLocation at = sources_.presumed(name.location);
-        std::string text = macro.isLine ? std::to_string(at.line) : '"' + std::string(at.file) + '"';
+        std::string text = macro.isLine ? std::to_string(sources_.macroLine(name.location))
+                                        : '"' + std::string(sources_.presumed(name.location).file) + '"';
         std::string_view kept = arena_.copyText(text);
         name.kind = macro.isLine ? TokenKind::number : TokenKind::string;
         name.spelling = kept.data();

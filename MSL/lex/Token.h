@@ -89,6 +89,7 @@ enum class TokenKind : std::uint16_t {
     kwDelete,
     kwDevice,
     kwDo,
+    kwDouble,
     kwDynamicCast,
     kwElse,
     kwEnum,

@@ -303,8 +303,9 @@ void Lowering::endFunction(TypeRef returnType) {
         builder_.return_(returnType->is(TypeKind::void_) ? nullptr : module_.constantNull(returnType));
 }
 
-ir::Function* Lowering::instanceFor(FunctionDecl* function, std::span<const Access> arguments, const Access* object,
-                                    CallSignature& signature) {
+Lowering::CallSignature Lowering::signatureOf(FunctionDecl* function, std::span<const Access> arguments,
+                                              const Access* object) {
+    CallSignature signature;
     signature.key.push_back(function->loweringId);
     for (const Access& argument : arguments)
         describe(signature, argument);
@@ -312,6 +313,20 @@ ir::Function* Lowering::instanceFor(FunctionDecl* function, std::span<const Acce
         signature.key.push_back(markThis);
         describe(signature, *object);
     }
+    return signature;
+}
+
+// Whether a writer can pass so many variables of the caller; values can travel together, variables not.
+bool Lowering::canPass(const CallSignature& signature, SourceLocation at) {
+    constexpr std::size_t mostValues = 16'000;
+    constexpr std::size_t mostVariables = 250;
+    if (signature.values.size() > mostValues)
+        unsupported(at, "a call that hands over more than " + std::to_string(mostValues) + " values is");
+    return signature.roots.size() <= mostVariables;
+}
+
+ir::Function* Lowering::instanceFor(FunctionDecl* function, std::span<const Access> arguments, const Access* object,
+                                    const CallSignature& signature) {
     const std::uint64_t hash = hashOf(signature.key);
     const auto [begin, end] = instances_.equal_range(hash);
     for (auto at = begin; at != end; ++at)
@@ -474,7 +489,8 @@ Operand Lowering::callWith(FunctionDecl* function, std::span<const Access> argum
                           (object != nullptr && refersToSlot(*object));
     if (isOpaque(function->returnType) || (facts.setsPointers && hasSlots))
         return expandInPlace(function, arguments, object, at);
-    CallSignature signature;
+    const CallSignature signature = signatureOf(function, arguments, object);
+    if (!canPass(signature, at)) return expandInPlace(function, arguments, object, at);
     const ir::Function* callee = instanceFor(function, arguments, object, signature);
     if (callee == nullptr) return expandInPlace(function, arguments, object, at);
     builder_.location = at;
@@ -496,7 +512,11 @@ Operand Lowering::runConstructor(FunctionDecl* constructor, std::span<Expr* cons
     if (isTooDeep_) return errorOperand(type);
     scan(function);
     if (isOpaque(type)) return constructInPlace(function, bound, type, at);
-    CallSignature signature;
+    const CallSignature signature = signatureOf(function, bound, nullptr);
+    if (!canPass(signature, at)) {
+        unsupported(at, "a constructor that takes so many references is");
+        return errorOperand(type);
+    }
     ir::Function* callee = instanceFor(function, bound, nullptr, signature);
     if (callee == nullptr) {
         unsupported(at, "a constructor that sets a pointer of its caller is");

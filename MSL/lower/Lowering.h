@@ -195,8 +195,10 @@ class Lowering {
     Access referredTo(const Access& access, TypeRef referenceType, SourceLocation at);
     static bool refersToSlot(const Operand& operand);
     static bool refersToSlot(const Access& access);
+    CallSignature signatureOf(FunctionDecl* function, std::span<const Access> arguments, const Access* object);
+    bool canPass(const CallSignature& signature, SourceLocation at);
     ir::Function* instanceFor(FunctionDecl* function, std::span<const Access> arguments, const Access* object,
-                              CallSignature& signature);
+                              const CallSignature& signature);
     void describe(CallSignature& signature, const Access& access);
     void describe(CallSignature& signature, const Operand& operand);
     void describe(CallSignature& signature, Slot& slot);

@@ -86,10 +86,11 @@ std::size_t Parser::scanType(std::size_t from) {
         else if (!isTypeQualifier(k))
             break;
     }
-    if (peek(i).is(TokenKind::kwUnsigned) || peek(i).is(TokenKind::kwSigned)) {
+    if (peek(i).is(TokenKind::kwUnsigned) || peek(i).is(TokenKind::kwSigned) || peek(i).is(TokenKind::kwDouble)) {
         ++i;
-        while (peek(i).is(TokenKind::identifier) && (peek(i).identifier == int_ || peek(i).identifier == short_ ||
-                                                     peek(i).identifier == char_ || peek(i).identifier == long_))
+        while (peek(i).is(TokenKind::kwDouble) ||
+               (peek(i).is(TokenKind::identifier) && (peek(i).identifier == int_ || peek(i).identifier == short_ ||
+                                                      peek(i).identifier == char_ || peek(i).identifier == long_)))
             ++i;
     } else if (peek(i).is(TokenKind::kwAuto)) {
         ++i;
@@ -118,8 +119,9 @@ std::size_t Parser::scanType(std::size_t from) {
             }
             if (as != NameClass::type && as != NameClass::templateType && !isTypename) return 0;
             // "int" and its kin may follow one another: "long int".
-            while (peek(i).is(TokenKind::identifier) &&
-                   (peek(i).identifier == int_ || peek(i).identifier == long_ || peek(i).identifier == short_))
+            while (peek(i).is(TokenKind::kwDouble) ||
+                   (peek(i).is(TokenKind::identifier) &&
+                    (peek(i).identifier == int_ || peek(i).identifier == long_ || peek(i).identifier == short_)))
                 ++i;
             break;
         }
@@ -167,6 +169,7 @@ bool Parser::startsDeclaration() {
     case TokenKind::kwAttribute: return true;
     case TokenKind::kwTypename:
     case TokenKind::kwUnsigned:
+    case TokenKind::kwDouble:
     case TokenKind::kwSigned:
     case TokenKind::kwDecltype:
     case TokenKind::coloncolon: {
@@ -225,6 +228,7 @@ bool Parser::startsParameter(std::size_t from) {
     case TokenKind::identifier:
     case TokenKind::coloncolon:
     case TokenKind::kwUnsigned:
+    case TokenKind::kwDouble:
     case TokenKind::kwSigned:
     case TokenKind::kwDecltype: break;
     default: return false;

@@ -162,12 +162,12 @@ void Parser::parseDeclarator(Declarator& declarator, Specifiers& specifiers, Con
             declarator.location = token().location;
         }
     }
-    if (at(TokenKind::identifier)) {
+    if (at(TokenKind::identifier) || at(TokenKind::kwDouble)) {
         const Identifier* name = token().identifier;
         // A word of the language cannot be a name, and a second type is usually a type too many.
-        if (name->text == "float" || name->text == "int" || name->text == "bool" || name->text == "void" ||
+        if (at(TokenKind::kwDouble) || name->text == "float" || name->text == "int" || name->text == "bool" || name->text == "void" ||
             name->text == "uint") {
-            if (NameTracker::classify(name) == NameClass::type) {
+            if (at(TokenKind::kwDouble) || NameTracker::classify(name) == NameClass::type) {
                 if (!specifiers.isInvalid)
                     error(token().location,
                           context == Context::parameter || peek(1).is(TokenKind::identifier)

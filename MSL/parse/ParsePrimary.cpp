@@ -59,6 +59,7 @@ Expr* Parser::parsePrimary() {
     case TokenKind::kwStaticCast:
     case TokenKind::kwReinterpretCast:
     case TokenKind::kwConstCast: return parseNamedCast();
+    case TokenKind::kwDouble:
     case TokenKind::kwUnsigned:
     case TokenKind::kwSigned:
     case TokenKind::kwTypename:

@@ -63,6 +63,7 @@ bool Parser::missesClosingBrace() {
     case TokenKind::kwConstexpr:
     case TokenKind::kwConst:
     case TokenKind::kwUnsigned:
+    case TokenKind::kwDouble:
     case TokenKind::leftBracket:
     case TokenKind::kwAttribute:
     case TokenKind::kwDevice:

@@ -111,16 +111,18 @@ TypeSyntax* Parser::parseTypeId() {
     return finishType(specifiers, declarator);
 }
 
-// "unsigned", "signed", "short", "long", "char" and "int" in all their orders become one identifier.
+// "unsigned", "signed", "short", "long", "char" and "int" in all their orders become one identifier; "double" is none of
+// the language's types, and goes on as a float.
 bool Parser::parseFundamental(Specifiers& specifiers) {
     auto isPart = [&](const Token& t) {
-        return t.is(TokenKind::kwUnsigned) || t.is(TokenKind::kwSigned) ||
+        return t.is(TokenKind::kwUnsigned) || t.is(TokenKind::kwSigned) || t.is(TokenKind::kwDouble) ||
                (t.is(TokenKind::identifier) &&
                 (t.identifier == int_ || t.identifier == short_ || t.identifier == char_ || t.identifier == long_));
     };
     if (!isPart(token())) return false;
     SourceLocation begin = token().location;
     bool isUnsigned = false;
+    SourceLocation atDouble;
     const Identifier* size = int_;
     unsigned longCount = 0;
     const Identifier* only = token().identifier;
@@ -128,13 +130,18 @@ bool Parser::parseFundamental(Specifiers& specifiers) {
     for (; isPart(token()); advance(), ++count) {
         if (at(TokenKind::kwUnsigned))
             isUnsigned = true;
+        else if (at(TokenKind::kwDouble))
+            atDouble = token().location;
         else if (at(TokenKind::identifier) && token().identifier != int_) {
             size = token().identifier;
             longCount += size == long_;
         }
     }
+    if (atDouble) error(atDouble, "'double' is not supported in Metal");
     if (longCount > 1) error(begin, "'long long' is not supported in Metal");
-    if (count > 1 || isUnsigned || only->keyword)
+    if (atDouble)
+        only = identifiers_.get("float");
+    else if (count > 1 || isUnsigned || only->keyword)
         only = !isUnsigned      ? size
                : size == int_   ? identifiers_.get("uint")
                : size == short_ ? identifiers_.get("ushort")
@@ -214,6 +221,7 @@ bool Parser::parseSpecifier(Specifiers& specifiers, Context context) {
         return true;
     case TokenKind::kwUnsigned:
     case TokenKind::kwSigned:
+    case TokenKind::kwDouble:
         if (specifiers.hasType) return false;
         return parseFundamental(specifiers);
     case TokenKind::identifier:
@@ -222,14 +230,6 @@ bool Parser::parseSpecifier(Specifiers& specifiers, Context context) {
         if (parseFundamental(specifiers)) return true;
         if (context == Context::class_ && isConstructor()) return false;
         if (context == Context::file && startsOuterConstructor()) return false;
-        if (at(TokenKind::identifier) && token().identifier == double_ &&
-            NameTracker::classify(double_) != NameClass::value) {
-            error(token().location, "'double' is not supported in Metal");
-            type.name.identifier = identifiers_.get("float");
-            type.name.location = type.location = advance();
-            specifiers.hasType = true;
-            return true;
-        }
         if (scanType(0) == 0 && !type.isTypename) {
             // A name that is no type. It is one mistyped when a declarator can follow.
             if (!at(TokenKind::identifier)) return false;

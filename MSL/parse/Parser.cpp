@@ -14,7 +14,7 @@ Parser::Parser(SourceManager& sources, IdentifierTable& identifiers, Arena& aren
     : sources_(sources), identifiers_(identifiers), arena_(arena), diagnostics_(diagnostics), limit_(limit),
       preprocessor_(sources, identifiers, arena, diagnostics), asType_(identifiers.get("as_type")),
       int_(identifiers.get("int")), short_(identifiers.get("short")), char_(identifiers.get("char")),
-      long_(identifiers.get("long")), double_(identifiers.get("double")) {
+      long_(identifiers.get("long")) {
     tokens_.reserve(sources.text().size() / 4 + 64);
     fill();
 }

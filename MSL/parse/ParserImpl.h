@@ -303,7 +303,6 @@ class Parser {
     const Identifier* short_;
     const Identifier* char_;
     const Identifier* long_;
-    const Identifier* double_;
 };
 
 } // namespace msl

@@ -74,10 +74,6 @@ TypeRef Analyzer::reportUnknownType(const Name& name) {
         unsupported(name.location, "'" + std::string(text) + "'");
         return types_.error();
     }
-    if (text == "double" || text == "long double") {
-        error(name.location, "'double' is not supported in Metal");
-        return types_.error();
-    }
     Decl* decl = nullptr;
     const std::string_view suggestion = closestName(text, TypoKind::type, &decl);
     errorOfName(name.location, "unknown type name '" + std::string(text) + "'", text, suggestion);

@@ -53,13 +53,15 @@ void SourceManager::addLineDirective(std::uint32_t directiveOffset, std::uint32_
     if (physical >= lineStarts_.size()) return; // nothing follows
     const LineDirective* before = directiveFor(directiveOffset);
     std::uint32_t index = before ? before->fileIndex : 0;
-    const bool isUsers = directiveOffset >= userTextBegin_ && directiveOffset < userTextEnd_;
-    if (!file.empty() && !isUsers) {
+    std::uint32_t shown = line;
+    if (directiveOffset >= userTextBegin_ && directiveOffset < userTextEnd_) {
+        shown = before ? before->line + (physical - before->physicalLine) : physical + 1;
+    } else if (!file.empty()) {
         auto known = std::ranges::find(fileNames_, file);
         index = static_cast<std::uint32_t>(known - fileNames_.begin());
         if (known == fileNames_.end()) fileNames_.emplace_back(file);
     }
-    directives_.push_back({lineStarts_[physical], physical, line, index});
+    directives_.push_back({lineStarts_[physical], physical, shown, line, index});
 }
 
 std::uint32_t SourceManager::fileIndex(std::uint32_t offset) const {
@@ -81,6 +83,12 @@ PresumedLocation SourceManager::presumed(SourceLocation at) const {
         result.line = physical + 1;
     }
     return result;
+}
+
+std::uint32_t SourceManager::macroLine(SourceLocation at) const {
+    const LineDirective* directive = at ? directiveFor(at.offset()) : nullptr;
+    if (directive == nullptr) return presumed(at).line;
+    return directive->macroLine + (physicalLine(at.offset()) - directive->physicalLine);
 }
 
 std::string_view SourceManager::lineText(SourceLocation at) const {

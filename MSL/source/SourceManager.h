@@ -20,7 +20,7 @@ struct PresumedLocation {
 
 class SourceManager {
   public:
-    // The text must outlive the manager. Bytes in [userTextBegin, userTextEnd) cannot claim another file by #line.
+    // The text must outlive the manager. In the bytes [userTextBegin, userTextEnd) a #line is for __LINE__ alone.
     SourceManager(std::string_view text, std::string_view fileName, std::size_t userTextBegin, std::size_t userTextEnd);
 
     std::string_view text() const { return text_; }
@@ -44,7 +44,9 @@ class SourceManager {
     // name.
     void addLineDirective(std::uint32_t directiveOffset, std::uint32_t line, std::string_view file);
 
+    // Where messages say that it is: in foreign bytes always a line that they have.
     PresumedLocation presumed(SourceLocation at) const;
+    std::uint32_t macroLine(SourceLocation at) const; // what __LINE__ is there
     std::string_view lineText(SourceLocation at) const; // the physical line, without its line end
 
   private:
@@ -52,6 +54,7 @@ class SourceManager {
         std::uint32_t offset;       // of the first byte it applies to
         std::uint32_t physicalLine; // 0-based line of that byte
         std::uint32_t line;
+        std::uint32_t macroLine; // another number than line after a #line of the foreign bytes
         std::uint32_t fileIndex; // into fileNames_
     };
     std::uint32_t physicalLine(std::uint32_t offset) const;

@@ -3,6 +3,8 @@
 // between.
 #include "MSL/spirv/ModuleWriter.h"
 
+#include <algorithm>
+
 namespace msl::spirv {
 
 using ir::Instruction;
@@ -153,6 +155,13 @@ ScalarKind ModuleWriter::atomicWord(ScalarKind kind) {
     return kind == ScalarKind::bool_ || kind == ScalarKind::float_ ? ScalarKind::uint : kind;
 }
 
+// Vulkan has the scope of a workgroup in kernels only. A module's functions may serve entry points of every stage.
+Id ModuleWriter::groupScope() {
+    const bool isKernels =
+        std::ranges::all_of(module_.entries, [](const ir::Entry* entry) { return entry->stage == Stage::kernel; });
+    return scopeConstant(isKernels ? spv::Scope::Workgroup : spv::Scope::Device);
+}
+
 void ModuleWriter::barrier(const Instruction& instruction) {
     const bool isFence = instruction.builtinId == BuiltinId::atomicFence;
     const std::int64_t flags = constantOr(*instruction.operands[0], flagDevice | flagThreadgroup | flagTexture);
@@ -163,8 +172,8 @@ void ModuleWriter::barrier(const Instruction& instruction) {
         if (semantics == 0 || order == 0) return;
         const bool isGroup =
             instruction.operands.size() > 2 && constantOr(*instruction.operands[2], scopeDevice) < scopeDevice;
-        asm_.code(spv::Op::OpMemoryBarrier, {scopeConstant(isGroup ? spv::Scope::Workgroup : spv::Scope::Device),
-                                             uintConstant(semantics | order)});
+        asm_.code(spv::Op::OpMemoryBarrier,
+                  {isGroup ? groupScope() : scopeConstant(spv::Scope::Device), uintConstant(semantics | order)});
         return;
     }
     if (semantics != 0) semantics |= mask(spv::MemorySemanticsMask::AcquireRelease);

@@ -73,12 +73,36 @@ void ModuleWriter::bind(const Instruction& instruction, Id id) {
     if (instruction.result != nullptr) values_[instruction.result->id] = id;
 }
 
+// How many of a function's values are parameters of their own: all of them, or all but those that travel together in
+// one struct, the last of its parameters, because a module's functions have 255 at most.
+std::size_t ModuleWriter::plainParameters(const ir::Function& function) {
+    constexpr std::size_t most = 255;
+    const std::size_t values = function.parameters.size();
+    const std::size_t pointers = function.pointerParameters.size();
+    return values + pointers <= most ? values : most - 1 - std::min(pointers, most - 1);
+}
+
+// The struct of the values that travel together; 0 when there are none.
+Id ModuleWriter::bundleType(const ir::Function& function) {
+    const std::size_t plain = plainParameters(function);
+    if (plain == function.parameters.size()) return 0;
+    Id& type = bundles_[function.id];
+    if (type != 0) return type;
+    Words members;
+    for (const ir::Value* parameter : function.parameters.subspan(plain))
+        members.push_back(logicalType(parameter->type));
+    return type = asm_.newType(spv::Op::OpTypeStruct, members);
+}
+
 void ModuleWriter::writeFunction(const ir::Function& function) {
+    const std::size_t plain = plainParameters(function);
+    const Id bundle = bundleType(function);
     Words typeOperands = {logicalType(function.returnType)};
-    for (const ir::Value* parameter : function.parameters)
+    for (const ir::Value* parameter : function.parameters.first(plain))
         typeOperands.push_back(logicalType(parameter->type));
     for (const ir::Variable* parameter : function.pointerParameters)
         typeOperands.push_back(pointerType(spv::StorageClass::Function, logicalType(parameter->type)));
+    if (bundle != 0) typeOperands.push_back(bundle);
     Id functionType = 0;
     {
         // Function types are interned like the others, but have any number of operands.
@@ -98,10 +122,11 @@ void ModuleWriter::writeFunction(const ir::Function& function) {
     asm_.beginFunction();
     asm_.code(spv::Op::OpFunction, {logicalType(function.returnType), id, 0, functionType});
     std::size_t next = 1;
-    for (const ir::Value* parameter : function.parameters)
+    for (const ir::Value* parameter : function.parameters.first(plain))
         values_[parameter->id] = asm_.result(spv::Op::OpFunctionParameter, typeOperands[next++], {});
     for (const ir::Variable* parameter : function.pointerParameters)
         locals_[parameter->id] = asm_.result(spv::Op::OpFunctionParameter, typeOperands[next++], {});
+    const Id together = bundle != 0 ? asm_.result(spv::Op::OpFunctionParameter, bundle, {}) : 0;
     label(asm_.newId());
     asm_.markFirstLabel();
     if (function.locals != nullptr) {
@@ -111,6 +136,10 @@ void ModuleWriter::writeFunction(const ir::Function& function) {
                 asm_.functionVariable(pointerType(spv::StorageClass::Function, logicalType(local->type)), initializer);
             if (options_.debugNames && !local->name.empty()) asm_.name(locals_[local->id], local->name);
         }
+    }
+    for (std::uint32_t i = 0; plain + i < function.parameters.size(); ++i) {
+        const ir::Value& parameter = *function.parameters[plain + i];
+        values_[parameter.id] = asm_.result(spv::Op::OpCompositeExtract, logicalType(parameter.type), {together, i});
     }
     targets_ = {};
     if (writeBlock(*function.body)) {
@@ -305,10 +334,17 @@ void ModuleWriter::writeInstruction(const Instruction& instruction) {
         return;
     case Op::call: {
         OperandList operands = {functionId(*instruction.callee)};
-        for (const ir::Value* argument : instruction.operands)
+        const std::size_t plain = plainParameters(*instruction.callee);
+        for (const ir::Value* argument : instruction.operands.first(plain))
             operands.push_back(value(*argument));
         for (const ir::Variable* variable : instruction.variables)
             operands.push_back(locals_[variable->id]);
+        if (const Id bundle = bundleType(*instruction.callee); bundle != 0) {
+            Words together;
+            for (const ir::Value* argument : instruction.operands.subspan(plain))
+                together.push_back(value(*argument));
+            operands.push_back(asm_.result(spv::Op::OpCompositeConstruct, bundle, together));
+        }
         bind(instruction, asm_.result(spv::Op::OpFunctionCall, logicalType(instruction.callee->returnType), operands));
         return;
     }

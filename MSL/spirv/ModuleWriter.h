@@ -71,6 +71,8 @@ class ModuleWriter {
     Id arrayLength(const ir::Place& place);
 
     // ----------------------------------------------------------------------- functions (FunctionWriter.cpp)
+    static std::size_t plainParameters(const ir::Function& function);
+    Id bundleType(const ir::Function& function);
     void writeFunction(const ir::Function& function);
     void writeEntry(const ir::Entry& entry);
     bool writeBlock(const ir::Block& block); // true when its end was reached and the next label is still open
@@ -100,6 +102,7 @@ class ModuleWriter {
     // ------------------------------------------------- atomics and barriers (Atomics.cpp), simdgroups (Groups.cpp)
     static ScalarKind atomicWord(ScalarKind kind);
     Id scopeConstant(spv::Scope scope);
+    Id groupScope(); // the scope of what orders the memory of one thread, or of the threads of its group
     Id atomic(const ir::Instruction& instruction);
     Id addToFloat(Id pointer, Id scope, Id order, spv::Op op, Id by);
     void barrier(const ir::Instruction& instruction);
@@ -127,6 +130,7 @@ class ModuleWriter {
     std::unordered_map<std::uint32_t, Id> memories_;  // by Variable::id: the block of what lies at addresses
     std::vector<Id> locals_;                          // by Variable::id: locals and pointer parameters
     std::unordered_map<std::uint32_t, Id> functions_; // by Function::id
+    std::unordered_map<std::uint32_t, Id> bundles_;   // see bundleType(); by Function::id
 
     struct FunctionType {
         std::uint64_t hash;

@@ -117,8 +117,9 @@ Id ModuleWriter::textureBuiltin(const ir::Instruction& instruction) {
         index = step.value != nullptr ? value(*step.value) : uintConstant(step.number);
     }
     if (id == BuiltinId::textureFence) {
-        // Workgroup scope, acquire and release, image memory.
-        asm_.code(spv::Op::OpMemoryBarrier, {uintConstant(2), uintConstant(0x8U | 0x800U)});
+        const auto semantics =
+            spv::MemorySemanticsMask::AcquireRelease | spv::MemorySemanticsMask::ImageMemory;
+        asm_.code(spv::Op::OpMemoryBarrier, {groupScope(), uintConstant(static_cast<std::uint32_t>(semantics))});
         return 0;
     }
     const Id image = loadResource(variable, index, isConstantIndex);

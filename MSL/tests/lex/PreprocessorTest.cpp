@@ -200,9 +200,13 @@ TEST(Preprocessor, EndsEverythingAtTheEndOfTheForeignText) {
         EXPECT_TRUE(result.tokens.ends_with("<end> after")) << open << result.tokens;
     }
     EXPECT_EQ(around("#if 0\n").errors, "user:1:2: error: unterminated conditional directive\n#if 0\n ^\n");
-    // A stranger's #line moves lines, not files.
-    EXPECT_EQ(around("#line 7 \"host\"\n@").errors, "user:7:1: error: unexpected '@' in program\n@\n^\n");
-    EXPECT_EQ(around("#line 7 \"user\"\n").errors, "");
+    // A stranger's #line is for __LINE__: messages tell lines that the text has.
+    EXPECT_EQ(around("#line 7 \"host\"\n@").errors, "user:2:1: error: unexpected '@' in program\n@\n^\n");
+    EXPECT_EQ(around("a\n#line 500\n#line 4294967295\n\n@").errors,
+              "user:5:1: error: unexpected '@' in program\n@\n^\n");
+    EXPECT_EQ(around("__LINE__\n#line 500 \"user\"\n__LINE__ __FILE__\n__LINE__").tokens,
+              "before <end> 1 500 \"user\" 501 <end> after");
+    EXPECT_EQ(around("#line 500").errors, "");
 }
 
 } // namespace
