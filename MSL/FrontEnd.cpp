@@ -6,6 +6,7 @@
 #include "MSL/parse/Parser.h"
 #include "MSL/passes/EntryFacts.h"
 #include "MSL/passes/IndexChecks.h"
+#include "MSL/passes/OpenArrays.h"
 #include "MSL/passes/UnusedInputs.h"
 #include "MSL/sema/Sema.h"
 
@@ -50,6 +51,10 @@ std::unique_ptr<ir::Module> translate(SourceManager& sources, Diagnostics& diagn
     // Before the index checks, which cost something for each place that is left.
     dropUnusedInputs(*module);
     verifyAfter("leaving out unused inputs", *module, diagnostics);
+
+    // Before the index checks, which would keep indexes inside the one element that is declared.
+    openArrays(*module);
+    verifyAfter("opening the arrays at the ends of buffers", *module, diagnostics);
 
     // Before any writer, so that every writer's output is safe.
     checkIndexes(*module);

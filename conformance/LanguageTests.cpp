@@ -174,6 +174,47 @@ TEST(Language, IntegersAgreeWithTheCpu) {
     }
 }
 
+// ---------------------------------------------------------------------------------------------------------- calls
+
+TEST(Language, FunctionsTakeAnyNumberOfArguments) {
+    for (const int count : {254, 255, 256, 1000}) {
+        std::string values;
+        std::string references;
+        std::string sum;
+        std::string raised;
+        std::string given;
+        std::string own;
+        std::string names;
+        for (int i = 0; i < count; ++i) {
+            const std::string n = std::to_string(i);
+            const std::string separator = i == 0 ? "" : ", ";
+            values += separator + (i % 3 == 0 ? "float" : i % 3 == 1 ? "int" : "ushort2") + " p" + n;
+            references += separator + "thread float& r" + n;
+            sum += "s += float(p" + n + (i % 3 == 2 ? ".y" : "") + ") * " + std::to_string(i % 7) + ";\n";
+            raised += "if (r" + n + " > 5000) return; r" + n + " += " + n + ";\n";
+            given += separator + "x + " + n;
+            own += "float v" + n + " = x;\n";
+            names += separator + "v" + n;
+        }
+        const std::string source = head + "float byValue(" + values + ") { float s = 0;\n" + sum +
+                                   "return s; }\nvoid byReference(" + references + ") {\n" + raised +
+                                   "}\nkernel void check(device float* out [[buffer(0)]],"
+                                   " uint x [[thread_position_in_grid]]) {\nout[2 * x] = byValue(" +
+                                   given + ");\n" + own + "byReference(" + names +
+                                   ");\nout[2 * x + 1] = v1 + v100 + v253 + v" + std::to_string(count - 1) + ";\n}";
+        std::vector<std::vector<std::byte>> buffers = {bytesOf(std::vector<float>(4))};
+        ASSERT_TRUE(runKernel(source, buffers, 2, {.threadgroup = {2, 1, 1}})) << count;
+        for (int x = 0; x < 2; ++x) {
+            float expected = 0;
+            for (int i = 0; i < count; ++i)
+                expected += float(x + i) * float(i % 7);
+            EXPECT_EQ(valuesOf<float>(buffers[0])[std::size_t(2 * x)], expected) << count;
+            EXPECT_EQ(valuesOf<float>(buffers[0])[std::size_t(2 * x + 1)], float(4 * x + 1 + 100 + 253 + count - 1))
+                << count;
+        }
+    }
+}
+
 // --------------------------------------------------------------------------------------------------------- layout
 
 TEST(Language, StructsLieInMemoryAsMetalLaysThem) {

@@ -392,5 +392,37 @@ fragment float4 f(float4 p [[position]], device Counts& counts [[buffer(0)]]) {
     EXPECT_EQ(at(targets[0], 3, 1)[0], 1);
 }
 
+TEST(Stages, FragmentsWriteTexturesInOrderOfTheirFences) {
+    const auto on = device();
+    ASSERT_NE(on, nullptr);
+    gpu::TextureDescriptor descriptor;
+    descriptor.type = gpu::TextureType::type2D;
+    descriptor.format = gpu::PixelFormat::rgba32Float;
+    descriptor.width = descriptor.height = side;
+    descriptor.usage = {.shaderRead = true, .shaderWrite = true};
+    const auto notes = on->makeTexture(descriptor);
+    ASSERT_TRUE(notes) << notes.error().text;
+    const Draw draw{.record = [&](gpu::RenderCommandEncoder& encoder) {
+        encoder.setFragmentTexture(*notes, 0);
+        encoder.drawPrimitives(gpu::PrimitiveType::triangle, 0, 3);
+    }};
+    // The function that writes does not read: the CPU driver cannot do both.
+    drawn(fullScreen("", "") + R"(
+fragment float4 f(float4 p [[position]], texture2d<float, access::read_write> notes [[texture(0)]]) {
+    for (uint i = 1; i <= 3; ++i) {
+        notes.write(float4(i, p.x, p.y, 1), uint2(p.xy));
+        notes.fence();
+    }
+    return 1; })",
+          draw);
+    const auto targets = drawn(fullScreen("", "") + R"(
+fragment float4 f(float4 p [[position]], texture2d<float> notes [[texture(0)]]) { return notes.read(uint2(p.xy)); })",
+                               draw);
+    ASSERT_EQ(targets.size(), 1U);
+    for (std::uint32_t y = 0; y < side; ++y)
+        for (std::uint32_t x = 0; x < side; ++x)
+            EXPECT_EQ(at(targets[0], x, y), (Pixel{3, float(x) + 0.5F, float(y) + 0.5F, 1}));
+}
+
 } // namespace
 } // namespace glasshob

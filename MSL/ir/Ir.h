@@ -112,8 +112,8 @@ struct Variable {
         address,     // what lies at addresses that the program knows: an array of runtime-sized arrays. The first step
                      // of a place is an index whose value is the address, a ulong; nothing bounds the second
     } kind = Kind::local;
-    TypeRef type = nullptr; // buffer: the referee, or an array of count 0 for a pointer; threadgroup: likewise, the
-                            // host sets the length of the argument `metalIndex`
+    TypeRef type = nullptr; // buffer: the referee, an array of count 0 for a pointer, or a struct whose last member is
+                            // one; threadgroup: the first two, the host sets the length of the argument `metalIndex`
     std::string_view name;
     std::uint32_t id = 0;         // dense in its module
     Value* initializer = nullptr; // constantTable: required. local: optional constant it starts with (else undefined)
@@ -125,6 +125,7 @@ struct Variable {
     std::int32_t argumentBuffer = -1;            // the buffer index of the argument buffer that it is a member of
     bool isWritable = false;
     bool isAliased = false;     // another buffer variable stands for the same memory
+    bool isOpen = false;        // buffer: the array of one element at the end of its type is as long as the buffer
     TypeRef declared = nullptr; // a buffer that is words here: what the source says lies there
     bool isConstexprSampler = false;
     SamplerState samplerState;

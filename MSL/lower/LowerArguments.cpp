@@ -65,9 +65,10 @@ Operand Lowering::argument(ir::Entry& entry, ResourceSlot& slot, TypeRef type, S
                            "an argument buffer can have " + std::to_string(argumentBufferBindings) + " members here");
         return errorOperand(type);
     }
-    const ResourceSlot own = slot;
-    slot.index += static_cast<std::uint32_t>(count);
     const bool isPointer = type->is(TypeKind::pointer) || type->is(TypeKind::reference);
+    ResourceSlot own = slot;
+    own.isValue = !isPointer;
+    slot.index += static_cast<std::uint32_t>(count);
     const TypeRef buffer =
         isPointer ? type : module_.types.reference(type, AddressSpace::constant, true); // a plain value
     ir::Variable* variable = isResource ? resourceVariable(own, type) : bufferVariable(own, buffer, at);

@@ -343,6 +343,7 @@ ir::Variable* Lowering::bufferVariable(const ResourceSlot& slot, TypeRef type, S
     variable->metalIndex = slot.index;
     variable->argumentBuffer = slot.argumentBuffer;
     variable->isWritable = type->space == AddressSpace::device && !type->pointeeConst;
+    variable->isOpen = !isWords && !slot.isValue && endsOpen(type->element);
     return variable;
 }
 

@@ -390,6 +390,7 @@ class Lowering {
         Stage stage = Stage::vertex;
         std::uint32_t index = 0;          // the language's: [[texture(n)]], or [[id(n)]] in an argument buffer
         std::int32_t argumentBuffer = -1; // the [[buffer(n)]] it is a member of
+        bool isValue = false;             // what lies there is read as a whole: a plain value in an argument buffer
     };
     Operand callTexture(const Call& call);
     Operand resourceOf(const Expr* object, bool isPointer);

@@ -165,8 +165,8 @@ void Parser::parseDeclarator(Declarator& declarator, Specifiers& specifiers, Con
     if (at(TokenKind::identifier) || at(TokenKind::kwDouble)) {
         const Identifier* name = token().identifier;
         // A word of the language cannot be a name, and a second type is usually a type too many.
-        if (at(TokenKind::kwDouble) || name->text == "float" || name->text == "int" || name->text == "bool" || name->text == "void" ||
-            name->text == "uint") {
+        if (at(TokenKind::kwDouble) || name->text == "float" || name->text == "int" || name->text == "bool" ||
+            name->text == "void" || name->text == "uint") {
             if (at(TokenKind::kwDouble) || NameTracker::classify(name) == NameClass::type) {
                 if (!specifiers.isInvalid)
                     error(token().location,

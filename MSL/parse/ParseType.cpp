@@ -111,8 +111,8 @@ TypeSyntax* Parser::parseTypeId() {
     return finishType(specifiers, declarator);
 }
 
-// "unsigned", "signed", "short", "long", "char" and "int" in all their orders become one identifier; "double" is none of
-// the language's types, and goes on as a float.
+// "unsigned", "signed", "short", "long", "char" and "int" in all their orders become one identifier; "double" is none
+// of the language's types, and goes on as a float.
 bool Parser::parseFundamental(Specifiers& specifiers) {
     auto isPart = [&](const Token& t) {
         return t.is(TokenKind::kwUnsigned) || t.is(TokenKind::kwSigned) || t.is(TokenKind::kwDouble) ||

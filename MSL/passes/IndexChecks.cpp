@@ -158,9 +158,11 @@ class Checker {
         return length.isThere;
     }
 
-    // Asked once, at the function's start, where the array is the whole variable.
+    // Asked once, at the function's start, where the array is the variable or a member of it.
     Length lengthOf(Block& block, Instruction& at, const Place& place, std::size_t stepIndex) {
-        if (stepIndex == 0) {
+        const bool isFixed = std::ranges::all_of(place.steps.first(stepIndex),
+                                                 [](const Step& step) { return step.kind == Step::Kind::member; });
+        if (isFixed) {
             const auto known = lengths_.find(place.root);
             if (known != lengths_.end()) return known->second;
         }
@@ -178,7 +180,7 @@ class Checker {
         if (place.root->kind == Variable::Kind::buffer) // the host gives threadgroup memory an element at least
             length.isThere =
                 builder_.binary(Op::notEqual, module_.types.bool_(), count, module_.constantNull(count->type));
-        if (stepIndex != 0) {
+        if (!isFixed) {
             moveBefore(block, at, made);
             return length;
         }

@@ -46,7 +46,7 @@ class SourceManager {
 
     // Where messages say that it is: in foreign bytes always a line that they have.
     PresumedLocation presumed(SourceLocation at) const;
-    std::uint32_t macroLine(SourceLocation at) const; // what __LINE__ is there
+    std::uint32_t macroLine(SourceLocation at) const;   // what __LINE__ is there
     std::string_view lineText(SourceLocation at) const; // the physical line, without its line end
 
   private:

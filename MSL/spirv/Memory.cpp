@@ -229,7 +229,7 @@ Id ModuleWriter::placePointer(const ir::Place& place, spv::StorageClass& storage
         storage = target.storage;
         inMemory = target.inMemory;
         base = target.id;
-        isInBlock = root.kind == Variable::Kind::buffer;
+        isInBlock = root.kind == Variable::Kind::buffer && !isBlock(root.type);
     }
     OperandList indices = {base};
     if (isInBlock) indices.push_back(uintConstant(0));
@@ -366,7 +366,8 @@ Id ModuleWriter::adaptInput(TypeRef from, TypeRef to, Id loaded) {
 
 Id ModuleWriter::arrayLength(const ir::Place& place) {
     if (place.root->kind == Variable::Kind::threadgroup) return threadgroupLength(*place.root);
-    return asm_.result(spv::Op::OpArrayLength, uintType(), {global(*place.root).id, 0});
+    const std::uint32_t member = place.steps.empty() ? 0 : place.steps[0].number;
+    return asm_.result(spv::Op::OpArrayLength, uintType(), {global(*place.root).id, member});
 }
 
 } // namespace msl::spirv

@@ -33,6 +33,7 @@ class ModuleWriter {
     Id structType(TypeRef type, bool inMemory);
     void decorateMatrixMember(Id structId, std::uint32_t member, TypeRef type);
     Id pointerType(spv::StorageClass storage, Id pointee);
+    static bool isBlock(TypeRef type);
     Id blockType(TypeRef type);
     Id constant(const ir::Value& value);
     Id scalarConstant(TypeRef scalar, std::uint64_t bits);

@@ -117,8 +117,7 @@ Id ModuleWriter::textureBuiltin(const ir::Instruction& instruction) {
         index = step.value != nullptr ? value(*step.value) : uintConstant(step.number);
     }
     if (id == BuiltinId::textureFence) {
-        const auto semantics =
-            spv::MemorySemanticsMask::AcquireRelease | spv::MemorySemanticsMask::ImageMemory;
+        const auto semantics = spv::MemorySemanticsMask::AcquireRelease | spv::MemorySemanticsMask::ImageMemory;
         asm_.code(spv::Op::OpMemoryBarrier, {groupScope(), uintConstant(static_cast<std::uint32_t>(semantics))});
         return 0;
     }

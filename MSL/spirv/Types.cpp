@@ -172,7 +172,20 @@ Id ModuleWriter::pointerType(spv::StorageClass storage, Id pointee) {
     return slot;
 }
 
+// A buffer's block has one member, the whole buffer, but for a struct that ends in a runtime array: only the last
+// member of the block itself may be one.
+bool ModuleWriter::isBlock(TypeRef type) {
+    if (!type->is(TypeKind::struct_) || type->record->fields.empty()) return false;
+    const TypeRef last = type->record->fields.back().type;
+    return last->is(TypeKind::array) && last->count == 0;
+}
+
 Id ModuleWriter::blockType(TypeRef type) {
+    if (isBlock(type)) {
+        const Id id = structType(type, true);
+        asm_.decorate(id, spv::Decoration::Block);
+        return id;
+    }
     const std::uint32_t member[] = {memoryType(type)};
     const Id id = asm_.newType(spv::Op::OpTypeStruct, member);
     asm_.decorate(id, spv::Decoration::Block);

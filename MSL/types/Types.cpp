@@ -218,4 +218,10 @@ Layout layoutOf(TypeRef type) {
     return {0, 1};
 }
 
+bool endsOpen(TypeRef type) {
+    while (type->is(TypeKind::struct_) && !type->record->isUnion && !type->record->fields.empty())
+        type = type->record->fields.back().type;
+    return type->is(TypeKind::array) && type->count == 1;
+}
+
 } // namespace msl

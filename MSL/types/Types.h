@@ -210,6 +210,10 @@ struct Layout {
 };
 Layout layoutOf(TypeRef type);
 
+// Whether a buffer of this type goes on behind it: the type, or its last member, or the last member of that, is an
+// array of one element. Programs write a buffer of unknown length this way.
+bool endsOpen(TypeRef type);
+
 // Built-in type names: "float3", "packed_half2", "uint32_t", "vector_float4", "simd_float3", "matrix_float4x4",
 // "atomic_uint", "sampler", "size_t", "void" ... Null when the name is none of them.
 TypeRef builtinType(const TypeTable& types, std::string_view name);

@@ -161,7 +161,7 @@ TEST(Compiler, AUserCannotSpeakAsTheHost) {
     const auto compiled = Host().compile("#line 1 \"host\"\nfloat4 shade(float2 uv, constant Uniforms& u, constant "
                                          "Params& p) { return nothing; }\n");
     ASSERT_FALSE(compiled);
-    EXPECT_THAT(compiled.error().text, ::testing::StartsWith("user.metal:1:"));
+    EXPECT_THAT(compiled.error().text, ::testing::StartsWith("user.metal:2:"));
 }
 
 TEST(Compiler, WarningsDoNotFailACompile) {

@@ -103,6 +103,21 @@ kernel void k(device uint* o, device atomic_uint& n, uint i [[thread_position_in
     mem_flags flags = mem_flags::mem_device; threadgroup_barrier(flags | mem_flags::mem_threadgroup);
     memory_order order = memory_order_relaxed; atomic_fetch_add_explicit(&n, 1u, order);
     atomic_thread_fence(flags, memory_order_seq_cst, thread_scope_device); })"},
+        {"fences in every stage, of textures of every kind", R"(
+template <typename T> void put(T t) { t.fence(); }
+vertex float4 v(texture2d<float, access::read_write> a [[texture(0)]]) { put(a); return 0; }
+fragment float4 f(texture1d<int, access::read_write> a [[texture(0)]],
+                  texture1d_array<half, access::read_write> b [[texture(1)]],
+                  texture2d<float, access::read_write> c [[texture(2)]],
+                  texture2d_array<uint, access::read_write> d [[texture(3)]],
+                  texture3d<float, access::read_write> e [[texture(4)]],
+                  texture_buffer<float, access::read_write> g [[texture(5)]],
+                  array<texture2d<float, access::read_write>, 2> h [[texture(6)]], uint i [[primitive_id]]) {
+    c.write(1, uint2(0)); a.fence(); b.fence(); put(c); d.fence(); put(e); g.fence(); h[i & 1].fence();
+    atomic_thread_fence(mem_flags::mem_device, memory_order_acq_rel, thread_scope_threadgroup);
+    return c.read(uint2(0)); }
+kernel void k(texture2d<float, access::read_write> a [[texture(0)]], uint i [[thread_position_in_grid]]) {
+    a.write(1, uint2(i, 0)); put(a); a.write(a.read(uint2(i, 0)) * 2, uint2(i, 0)); })"},
         {"templates over where an atomic lies", R"(
 struct Found { uint value; bool isSwapped; };
 template <typename A> METAL_FUNC Found swapped(device A* at, uint expected, uint v) {
