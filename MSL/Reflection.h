@@ -72,7 +72,8 @@ struct Binding {
     std::uint32_t set = 0;
     std::uint32_t binding = 0;
     std::string typeName;            // the pointee of a buffer argument, the texture type of a texture
-    std::uint32_t byteSize = 0;      // buffers: size of one element (a reference binds exactly one); 0 otherwise
+    std::uint32_t byteSize = 0;      // buffers: size of one element, of which a reference binds one, or more bytes when
+                                     // its type ends in an array of one; 0 otherwise
     std::uint32_t byteAlignment = 0; // buffers: alignment of one element
     bool isArray = false;            // buffers: a pointer, any number of elements
     bool isWritten = false;          // device memory that the function may write

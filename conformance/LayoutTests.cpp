@@ -140,5 +140,180 @@ kernel void check(device Data& from [[buffer(0)]], device Data* to [[buffer(1)]]
     EXPECT_EQ(valuesOf<float>(buffers[3]), (std::vector<float>{103, 5 + 105, 5, 103, 0, 0}));
 }
 
+// ------------------------------------------------------------------------------------------ packed and aligned structs
+
+// The same text is structs of the host, whose compiler knows the attributes too, and of the shader.
+#define IN_BOTH(...)                                                                                                   \
+    __VA_ARGS__                                                                                                        \
+    const std::string text = #__VA_ARGS__;
+
+// NOLINTBEGIN
+// clang-format off
+namespace laid {
+using uchar = std::uint8_t;
+using ushort = std::uint16_t;
+using uint = std::uint32_t;
+using half = _Float16;
+using packed_float3 = float[3];
+typedef float float4 __attribute__((vector_size(16)));
+struct alignas(8) float2x2 { float columns[4]; };
+
+IN_BOTH(
+struct __attribute__((packed)) A { uchar a; float b; ushort c; uint d[2]; half e; long f; };
+struct B { uchar a; struct A b; ushort c; struct A d[3]; };
+struct C { uchar a; float b __attribute__((packed)); uchar c; float4 d __attribute__((packed)); };
+struct __attribute__((__packed__)) D { uchar a; float4 b; packed_float3 c; float2x2 d; struct { half x; uint y; } e; };
+struct alignas(32) E { float a; float b; };
+struct F { float a; alignas(16) float b; float c; struct E d; uchar e __attribute__((aligned(8))); };
+struct G { uchar a; struct F b[2]; float c; } __attribute__((aligned(128)));
+typedef float wide __attribute__((aligned(16)));
+typedef float4 narrow __attribute__((aligned(4)));
+struct H { float a; wide b; float c; narrow d; narrow e[2]; uchar f; };
+struct __attribute__((packed, aligned(4))) I { uchar a; uint b; ushort c; uint d __attribute__((aligned(2))); };
+_Pragma("pack(push, 2)")
+struct J { uchar a; uint b; long c; half d; uchar e; float4 f; alignas(8) uchar g; };
+_Pragma("pack(push, outer, 1)")
+struct K { uchar a; struct J b; float c; };
+_Pragma("pack()")
+struct L { uchar a; float4 b; };
+_Pragma("pack(pop, outer)")
+struct M { uchar a; struct L b; uint c; };
+_Pragma("pack(pop)")
+struct N { uchar a; uint b; struct M c; };
+struct __attribute__((packed)) O { uchar a; union { float f; uint u; } b; struct A c[2]; uchar d; };
+struct P { uint a; } __attribute__((packed));
+struct Q { uchar a; struct P b; uchar c; };
+struct alignas(4) R : A { uchar g; float h; };
+struct [[gnu::packed]] S { uchar a; float b; };
+struct T { struct S a __attribute__((aligned(4))); struct S b; alignas(float) uchar c; };
+)
+} // namespace laid
+
+struct Part { // a number or vector in a struct
+    std::string path;
+    std::size_t offset;
+    std::size_t size;
+};
+struct Laid {
+    std::string name;
+    std::size_t size;
+    std::size_t alignment;
+    std::vector<Part> parts;
+};
+#define AT(path) Part{#path, offsetof(Type, path), sizeof(static_cast<Type*>(nullptr)->path)}
+#define LAID(type, ...) [] { using Type = laid::type; return Laid{#type, sizeof(Type), alignof(Type), {__VA_ARGS__}}; }()
+#pragma clang diagnostic push
+#pragma clang diagnostic ignored "-Winvalid-offsetof"
+const std::vector<Laid>& laidStructs() {
+    static const std::vector<Laid> all = {
+        LAID(A, AT(a), AT(b), AT(c), AT(d[0]), AT(d[1]), AT(e), AT(f)),
+        LAID(B, AT(a), AT(b.a), AT(b.b), AT(b.f), AT(c), AT(d[0].b), AT(d[1].d[1]), AT(d[2].e), AT(d[2].f)),
+        LAID(C, AT(a), AT(b), AT(c), AT(d)),
+        LAID(D, AT(a), AT(b), AT(c), AT(d), AT(e.x), AT(e.y)),
+        LAID(E, AT(a), AT(b)),
+        LAID(F, AT(a), AT(b), AT(c), AT(d.a), AT(d.b), AT(e)),
+        LAID(G, AT(a), AT(b[0].b), AT(b[1].a), AT(b[1].e), AT(c)),
+        LAID(H, AT(a), AT(b), AT(c), AT(d), AT(e[0]), AT(e[1]), AT(f)),
+        LAID(I, AT(a), AT(b), AT(c), AT(d)),
+        LAID(J, AT(a), AT(b), AT(c), AT(d), AT(e), AT(f), AT(g)),
+        LAID(K, AT(a), AT(b.b), AT(b.c), AT(b.f), AT(b.g), AT(c)),
+        LAID(L, AT(a), AT(b)),
+        LAID(M, AT(a), AT(b.a), AT(b.b), AT(c)),
+        LAID(N, AT(a), AT(b), AT(c.b.b), AT(c.c)),
+        LAID(O, AT(a), AT(b.f), AT(c[0].b), AT(c[1].a), AT(c[1].f)),
+        LAID(P, AT(a)),
+        LAID(Q, AT(a), AT(b.a), AT(c)),
+        LAID(R, AT(a), AT(b), AT(f), AT(g), AT(h)),
+        LAID(S, AT(a), AT(b)),
+        LAID(T, AT(a.a), AT(a.b), AT(b.a), AT(b.b), AT(c)),
+    };
+    return all;
+}
+#pragma clang diagnostic pop
+// clang-format on
+// NOLINTEND
+
+// Part by part through references, one more from constant memory, and a copy of the whole: every byte is where the
+// host's compiler puts it, and the others stay as they were.
+TEST(PackedStructs, LieAsTheHostLaysThem) {
+    for (const Laid& row : laidStructs()) {
+        std::string moves;
+        for (const Part& part : row.parts)
+            moves += "to." + part.path + " = from." + part.path + "; ";
+        const std::string source =
+            head + laid::text + "\nvoid move(device " + row.name + "& to, device const " + row.name + "& from) { " +
+            moves + "}\nvoid move(device " + row.name + "& to, constant " + row.name + "& from) { " + moves +
+            "}\nkernel void check(device const " + row.name + "* from [[buffer(0)]], device " + row.name +
+            "* to [[buffer(1)]], constant " + row.name + "& one [[buffer(2)]], device " + row.name +
+            "* copies [[buffer(3)]], device uint* sizes [[buffer(4)]], uint i [[thread_position_in_grid]]) {\n"
+            "move(to[i], from[3 - i]); if (i == 0) { move(to[3], one); sizes[0] = sizeof(" +
+            row.name + "); sizes[1] = alignof(" + row.name + "); }\n" + row.name +
+            " copy = from[i + 1]; copies[i] = copy; }";
+        std::vector<std::byte> from(4 * row.size);
+        for (std::size_t i = 0; i < from.size(); ++i)
+            from[i] = std::byte((i * 37 + i / 16 + 11) % 60 + 1); // no number is NaN
+        const std::vector<std::byte> one(from.begin() + static_cast<std::ptrdiff_t>(row.size),
+                                         from.begin() + static_cast<std::ptrdiff_t>(2 * row.size));
+        const std::vector<std::byte> zeros(from.size());
+        std::vector<std::vector<std::byte>> buffers = {from, zeros, one, zeros, bytesOf(std::vector<std::uint32_t>(2))};
+        ASSERT_TRUE(runKernel(source, buffers, 3, {.threadgroup = {3, 1, 1}})) << row.name;
+        EXPECT_EQ(valuesOf<std::uint32_t>(buffers[4]),
+                  (std::vector<std::uint32_t>{std::uint32_t(row.size), std::uint32_t(row.alignment)}))
+            << row.name;
+        std::vector<std::byte> expected = zeros;
+        for (std::size_t i = 0; i < 4; ++i)
+            for (const Part& part : row.parts) {
+                const std::byte* bytes = i == 3 ? one.data() : from.data() + (3 - i) * row.size;
+                std::memcpy(expected.data() + i * row.size + part.offset, bytes + part.offset, part.size);
+                if (i == 3) continue;
+                EXPECT_EQ(std::memcmp(buffers[3].data() + i * row.size + part.offset,
+                                      from.data() + (i + 1) * row.size + part.offset, part.size),
+                          0)
+                    << row.name << "[" << i << "]." << part.path << " of a copy";
+            }
+        for (std::size_t i = 0; i < expected.size(); ++i)
+            ASSERT_EQ(int(buffers[1][i]), int(expected[i]))
+                << "byte " << i % row.size << " of " << row.name << "[" << i / row.size << "]";
+    }
+}
+
+// Pointers into packed structs, computed indexes, unions, and bytes that belong to other threads.
+TEST(PackedStructs, AreReachedThroughPointersAndIndexes) {
+    std::vector<std::vector<std::byte>> buffers = {bytesOf(std::vector<std::uint8_t>(64 * 11)),
+                                                   bytesOf(std::vector<float>(64))};
+    const std::string source = head + R"(
+struct __attribute__((packed)) Item { uchar kind; union { float f; uint u; }; ushort parts[3]; };
+void raise(device ushort* parts, uint i) { parts[i % 3] += ushort(i); }
+float doubled(device const float& f) { return f * 2; }
+kernel void check(device Item* items [[buffer(0)]], device float* out [[buffer(1)]], uint i [[thread_position_in_grid]]) {
+    device Item& item = items[i];
+    item.kind = uchar(i + 1);
+    item.f = float(i) + 0.5f;
+    item.u ^= 0x80000000u;
+    for (uint k = 0; k < 3; ++k) item.parts[k] = ushort(1000 * k + i);
+    raise(item.parts, i);
+    device Item* next = items;
+    next += i;
+    next->parts[(i + 1) % 3] ^= 0x8000;
+    out[i] = doubled(item.f) + float(sizeof(Item));
+})";
+    ASSERT_TRUE(runKernel(source, buffers, 64, {.threadgroup = {64, 1, 1}}));
+    for (std::uint32_t i = 0; i < 64; ++i) {
+        const std::byte* item = buffers[0].data() + std::size_t(11) * i;
+        float number = 0;
+        std::uint16_t parts[3];
+        std::memcpy(&number, item + 1, 4);
+        std::memcpy(parts, item + 5, 6);
+        EXPECT_EQ(int(item[0]), int(i + 1));
+        EXPECT_EQ(number, -(float(i) + 0.5F));
+        for (std::uint32_t k = 0; k < 3; ++k) {
+            std::uint32_t expected = 1000 * k + i + (i % 3 == k ? i : 0);
+            if ((i + 1) % 3 == k) expected ^= 0x8000U;
+            EXPECT_EQ(parts[k], expected) << "item " << i << ", part " << k;
+        }
+        EXPECT_EQ(valuesOf<float>(buffers[1])[i], -2 * (float(i) + 0.5F) + 11);
+    }
+}
+
 } // namespace
 } // namespace glasshob

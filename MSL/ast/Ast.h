@@ -102,6 +102,18 @@ struct Attribute {
     SourceLocation location;
 };
 
+// The attributes that say how things lie in memory.
+enum class LayoutAttribute : std::uint8_t { none, packed, aligned, alignas_ };
+inline LayoutAttribute layoutAttribute(const Attribute& attribute) {
+    if (!attribute.name) return LayoutAttribute::none;
+    const std::string_view name = attribute.name->text;
+    if (name == "alignas") return LayoutAttribute::alignas_;
+    const bool isVendors = attribute.scope && (attribute.scope->text == "gnu" || attribute.scope->text == "clang");
+    if (!attribute.isGnu && !isVendors) return LayoutAttribute::none;
+    if (name == "packed" || name == "__packed__") return LayoutAttribute::packed;
+    return name == "aligned" || name == "__aligned__" ? LayoutAttribute::aligned : LayoutAttribute::none;
+}
+
 // ---------------------------------------------------------------------------------------------------- expressions
 
 enum class ExprKind : std::uint8_t {
@@ -554,6 +566,7 @@ struct VarDecl : Decl {
     Expr* initializer = nullptr; // or default argument of a parameter, default member initialiser of a field;
                                  // after sema converted to the variable's type, a Construct for class types
     std::uint32_t index = 0;     // parameter or field number
+    std::uint32_t alignment = 0; // sema: a field's by the typedef that names its type; 0: the type's
     Name* scope = nullptr;       // "constant float S::k = 1;": S, and k is the name
     VariableTemplate* variableTemplate = nullptr;
     bool isPack = false;      // the parameter "T... xs"; in an instance one of the parameters that it became
@@ -627,7 +640,8 @@ struct StructDecl : Decl {
     bool isDefinition = false;
     bool isComplete = false; // sema: members resolved, layout known
     bool isLambdaClosure = false;
-    std::span<Decl*> members; // in source order: fields, functions, nested types, static constants
+    std::uint32_t packing = 0; // "#pragma pack": the most that a member is aligned to; 0: not bounded
+    std::span<Decl*> members;  // in source order: fields, functions, nested types, static constants
     std::span<TypeSyntax*> bases;
     // sema:
     std::span<VarDecl*> fields;          // in layout order; a struct without any has one byte without a name
@@ -664,7 +678,8 @@ struct TypeAliasDecl : Decl { // typedef and using X = ...
     TypeAliasDecl() : Decl(DeclKind::typeAlias) {}
     TypeSyntax* aliased = nullptr;
     std::span<TemplateParameterDecl*> templateParameters;
-    TypeRef type = nullptr; // sema
+    TypeRef type = nullptr;      // sema
+    std::uint32_t alignment = 0; // sema: that __attribute__((aligned)) gives to what the name declares; 0: the type's
 };
 struct NamespaceDecl : Decl {
     NamespaceDecl() : Decl(DeclKind::namespace_) {}

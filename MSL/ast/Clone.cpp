@@ -325,6 +325,7 @@ class Cloner {
         case DeclKind::enumerator: return copy(*static_cast<const EnumeratorDecl*>(from));
         case DeclKind::typeAlias: {
             auto* made = copy(*static_cast<const TypeAliasDecl*>(from));
+            made->attributes = attributes(made->attributes);
             made->aliased = node(made->aliased);
             made->templateParameters = each(made->templateParameters);
             return made;

@@ -255,8 +255,15 @@ void Preprocessor::lineDirective(const Token& hash, Token first) {
     sources_.addLineDirective(hash.location.offset(), static_cast<std::uint32_t>(line), name);
 }
 
-// Of all pragmas only those that say which warnings are wanted mean something here.
+// Of all pragmas only those mean something here that say how structs are laid out and which warnings are wanted.
 void Preprocessor::pragma(SourceLocation at, std::string_view text) {
+    if (const std::size_t begin = text.find_first_not_of(" \t\v\f"); begin != std::string_view::npos) {
+        const std::string_view all = text.substr(begin);
+        const std::string_view name = all.substr(0, all.find_first_of(" \t\v\f("));
+        if (name == "pack") return pragmaPack(at, all.substr(name.size()));
+        if (name == "options") // "#pragma options align=packed"
+            return diagnostics_.error(at, "'#pragma options' is not supported here; '#pragma pack' is");
+    }
     const auto word = [&text] {
         const std::size_t begin = std::min(text.find_first_not_of(" \t\v\f"), text.size());
         const std::size_t end = std::min(text.find_first_of(" \t\v\f", begin), text.size());
@@ -279,6 +286,65 @@ void Preprocessor::pragma(SourceLocation at, std::string_view text) {
         control.set(at.offset(), group, WarningLevel::warning);
     else if (action == "error" || action == "fatal")
         control.set(at.offset(), group, WarningLevel::error);
+}
+
+// "#pragma pack(...)" with nothing, a number, "push", "push, number", "pop", and labels of one's own behind push and
+// pop. Nothing of it is passed over, since every struct behind it would lie differently.
+void Preprocessor::pragmaPack(SourceLocation at, std::string_view text) {
+    std::vector<std::string_view> words;
+    bool isWhole = false;
+    bool wantsWord = false;
+    const auto isWordCharacter = [](char c) {
+        return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_';
+    };
+    for (std::size_t i = std::min(text.find('('), text.size()) + 1; i < text.size() && !isWhole;) {
+        const char c = text[i];
+        const std::size_t end = static_cast<std::size_t>(
+            std::find_if_not(text.begin() + static_cast<std::ptrdiff_t>(i), text.end(), isWordCharacter) -
+            text.begin());
+        if (end > i) {
+            if (!words.empty() && !wantsWord) break;
+            words.push_back(text.substr(i, end - i));
+            wantsWord = false;
+            i = end;
+            continue;
+        }
+        if (c == ')')
+            isWhole = !wantsWord;
+        else if (c == ',' && !words.empty() && !wantsWord)
+            wantsWord = true;
+        else if (c != ' ' && c != '\t')
+            break;
+        ++i;
+    }
+    if (!isWhole || words.size() > 3) return diagnostics_.error(at, "malformed '#pragma pack'");
+    const bool isPush = !words.empty() && words[0] == "push";
+    const bool isPop = !words.empty() && words[0] == "pop";
+    std::string_view label;
+    std::string_view number;
+    for (std::size_t i = isPush || isPop ? 1 : 0; i < words.size(); ++i) {
+        std::string_view& part = words[i].find_first_not_of("0123456789") == std::string_view::npos ? number : label;
+        if (!part.empty() || (&part == &label && !isPush && !isPop))
+            return diagnostics_.error(at, "malformed '#pragma pack'");
+        part = words[i];
+    }
+    static constexpr std::string_view numbers[] = {"0", "1", "2", "4", "8", "16"};
+    const auto known = std::ranges::find(numbers, number.empty() ? "0" : number);
+    if (known == std::end(numbers))
+        return diagnostics_.error(at, "expected #pragma pack parameter to be '1', '2', '4', '8', or '16'");
+    const auto code = static_cast<std::uint16_t>((known - std::begin(numbers)) << Token::packingShift);
+    if (isPush) packings_.push_back({packingFlags_, arena_.copyText(label)});
+    if (isPop) {
+        std::size_t from = packings_.size(); // of the last with the label
+        while (from > 0 && !label.empty() && packings_[from - 1].label != label)
+            --from;
+        if (from == 0)
+            return diagnostics_.error(at, "#pragma pack(pop, ...) failed: " +
+                                              std::string(packings_.empty() ? "stack empty" : "no such label"));
+        packingFlags_ = packings_[from - 1].flags;
+        packings_.resize(from - 1);
+    }
+    if (!number.empty() || words.empty()) packingFlags_ = code;
 }
 
 // _Pragma("...") means what the line "#pragma ..." means, and can stand in a macro.
@@ -387,6 +453,8 @@ void Preprocessor::closeRegion() {
     for (const Condition& condition : conditions_)
         diagnostics_.error(condition.location, "unterminated conditional directive");
     conditions_.clear();
+    packingFlags_ = 0;
+    packings_.clear();
 }
 
 } // namespace msl

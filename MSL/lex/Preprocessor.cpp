@@ -30,6 +30,7 @@ void Preprocessor::next(Token& token) {
             token.flags |= Token::afterError;
             markNext_ = false;
         }
+        token.flags |= packingFlags_;
         if (!token.is(TokenKind::eof)) return;
         closeRegion();
         if (regionEnd_ >= sources_.text().size()) return;

@@ -80,6 +80,7 @@ class Preprocessor {
     void include(const Token& keyword);
     void lineDirective(const Token& hash, Token first);
     void pragma(SourceLocation at, std::string_view text);
+    void pragmaPack(SourceLocation at, std::string_view text);
     void pragmaOperator(const Token& keyword);
     void userMessage(const Token& keyword, bool isError);
     void conditional(const Token& keyword, std::string_view name);
@@ -113,6 +114,12 @@ class Preprocessor {
     bool hasConditionAhead_ = false;
     bool conditionIsShift_ = false; // conditionToken_ is the first of ">>"
     bool conditionFailed_ = false;
+    struct Packing {
+        std::uint16_t flags;
+        std::string_view label;
+    };
+    std::uint16_t packingFlags_ = 0; // what "#pragma pack" says now, as Token::flags has it
+    std::vector<Packing> packings_;  // pushed
     const Identifier* defined_;
     const Identifier* vaArgs_;
     const Identifier* pragma_;

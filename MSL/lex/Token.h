@@ -153,6 +153,7 @@ struct Token {
         fromMacro = 8,    // came out of a macro's definition; location is where the macro was used
         afterError = 16,  // what stood before it was reported and left out: its absence is no second fault
     };
+    static constexpr unsigned packingShift = 8; // the flags from here on: see packing()
 
     TokenKind kind = TokenKind::eof;
     std::uint16_t flags = 0;
@@ -166,6 +167,12 @@ struct Token {
 
     bool is(TokenKind k) const { return kind == k; }
     bool has(Flag flag) const { return (flags & flag) != 0; }
+    // What "#pragma pack" has made of the alignment of members where the token stands: at most so many bytes; 0: not
+    // bounded.
+    std::uint32_t packing() const {
+        const unsigned code = flags >> packingShift;
+        return code == 0 ? 0 : 1U << (code - 1);
+    }
     bool isWord() const { return kind == TokenKind::identifier || isKeyword(kind); }
     bool isLiteral() const {
         return kind == TokenKind::number || kind == TokenKind::character || kind == TokenKind::string ||

@@ -32,6 +32,7 @@ Access Lowering::memoryAt(Value* address, TypeRef type) {
     ir::Variable*& variable = memories_[held];
     if (variable == nullptr) {
         const TypeRef elements = module_.types.array(held, 0);
+        if (!isScalarAligned(elements)) unsupported(builder_.location, "a packed struct behind an address is");
         variable = module_.newVariable(ir::Variable::Kind::address, module_.types.array(elements, 0), "memory");
         variable->isWritable = true;
     }

@@ -300,6 +300,7 @@ void Lowering::writeWord(ir::Variable* memory, ScalarKind word, Value* bytes, st
 // An atomic operation on a view of threadgroup memory works on the number that lies there.
 ir::Place* Lowering::atomicPlace(ir::Place* place, ScalarKind kind) {
     if (!isView(place)) return place;
+    if (isMisaligned(*place)) unsupported(builder_.location, "an atomic operation on a packed member is");
     ir::Variable* memory = views_.at(place->root);
     if (memory->kind == ir::Variable::Kind::buffer)
         return wordPlace(memory, byteSize(kind) == 8 ? ScalarKind::ulong : ScalarKind::uint, byteOffset(*place), 0);

@@ -330,11 +330,12 @@ ir::Variable* Lowering::bufferVariable(const ResourceSlot& slot, TypeRef type, S
         unsupported(at, "a parameter of type '" + typeName(type) + "' is");
         return nullptr;
     }
-    // A buffer with unions in it is words, seen as what it is said to be.
-    const bool isWords = holdsUnion(type->element);
     const TypeRef element =
         type->element->is(TypeKind::void_) ? module_.types.scalar(ScalarKind::uchar) : type->element;
     const TypeRef declared = isPointer ? module_.types.array(element, 0) : element;
+    // A buffer with unions in it, or with numbers that lie where no device reads them as a whole, is words, seen as
+    // what it is said to be.
+    const bool isWords = holdsUnion(element) || !isScalarAligned(declared);
     const TypeRef held = isWords ? module_.types.array(module_.types.uint(), 0) : declared;
     ir::Variable* variable = module_.newVariable(ir::Variable::Kind::buffer, held, slot.name);
     if (isWords) variable->declared = declared;
@@ -343,7 +344,7 @@ ir::Variable* Lowering::bufferVariable(const ResourceSlot& slot, TypeRef type, S
     variable->metalIndex = slot.index;
     variable->argumentBuffer = slot.argumentBuffer;
     variable->isWritable = type->space == AddressSpace::device && !type->pointeeConst;
-    variable->isOpen = !isWords && !slot.isValue && endsOpen(type->element);
+    variable->isOpen = !isWords && !slot.isValue && endsOpen(element);
     return variable;
 }
 

@@ -199,8 +199,10 @@ Access Lowering::memberAccess(const Access& base, const VarDecl* field, SourceLo
     const std::uint32_t number = field->index;
     Access result;
     const bool isUnion = base.type->is(TypeKind::struct_) && base.type->record->isUnion;
-    if (isUnion && base.kind == Access::Kind::place && isView(base.place))
+    if (isUnion && base.kind == Access::Kind::place && isView(base.place) && !isMisaligned(*base.place))
         return placeAccess(viewOf(base, field->type), field->type);
+    if (isUnion && base.kind == Access::Kind::place && isView(base.place))
+        return placeAccess(builder_.placeMember(base.place, number, field->type), field->type);
     if (isUnion && !checkStorable(base.type, at)) return errorAccess(field->type);
     if (isKeptAsWords(base)) {
         const Access words = wordsInMemory(base, at);

@@ -165,7 +165,7 @@ Operand Lowering::unionValue(const Construct& expr) {
         for (std::size_t i = 0; i < expr.arguments.size() && i < expr.type->record->fields.size(); ++i) {
             if (expr.arguments[i] == nullptr) continue;
             Value* first = value(expr.arguments[i]);
-            writeBytes(local, expr.type->record->fields[i].type, uintConstant(0), 0, first);
+            writeBytes(local, expr.type->record->fields[i].type, startOfVariable(), 0, first);
             break;
         }
         return Operand::ofValue(builder_.load(builder_.place(local)), expr.type);

@@ -93,7 +93,7 @@ ir::Place* Lowering::viewOf(const Access& held, TypeRef as) {
     case ir::Variable::Kind::pointerParameter:
     case ir::Variable::Kind::constantTable:
     case ir::Variable::Kind::threadgroup:
-        if (!isView(held.place) && !hasBytes(root.type)) return nullptr;
+        if (!isView(held.place) && (!hasBytes(root.type) || !isScalarAligned(root.type))) return nullptr;
         break;
     default: return nullptr;
     }
@@ -101,6 +101,8 @@ ir::Place* Lowering::viewOf(const Access& held, TypeRef as) {
 }
 
 ir::Place* Lowering::viewAt(const ir::Place& place, TypeRef as) {
+    if (isView(&place) && isMisaligned(place))
+        unsupported(builder_.location, "a cast of the address of a packed member is");
     const auto known = views_.find(place.root);
     ir::Variable* view = viewVariable(known != views_.end() ? known->second : place.root, as);
     ir::Place* behind = builder_.placeIndex(builder_.place(view), byteOffset(place), view->type->element);
@@ -188,6 +190,77 @@ ir::Place* Lowering::wordPlace(ir::Variable* buffer, ScalarKind kind, Value* byt
     return builder_.placeIndex(builder_.place(words), at, word);
 }
 
+namespace {
+
+// What every number of bytes that both of these divide can be divided by; a power of two.
+std::uint32_t alignedTo(std::uint32_t alignment, std::uint64_t offset) {
+    return static_cast<std::uint32_t>(offset == 0 ? alignment
+                                                  : std::min<std::uint64_t>(alignment, offset & (~offset + 1)));
+}
+
+} // namespace
+
+// What the bytes in front of a place, in the variable or in what a view looks at, are a multiple of: at most 16.
+std::uint32_t Lowering::alignmentOf(const ir::Place& place) const {
+    TypeRef type = place.root->type;
+    std::uint32_t alignment = 16;
+    bool isBytes = isView(&place); // the first step of a view
+    for (const ir::Step& step : place.steps) {
+        if (step.kind == ir::Step::Kind::member) {
+            const Field& field = type->record->fields[step.number];
+            alignment = alignedTo(alignment, field.offset);
+            type = field.type;
+            continue;
+        }
+        const TypeRef element =
+            type->is(TypeKind::array) || type->isMatrix() ? type->element : module_.types.scalar(type->scalar);
+        const bool isKnown = step.value == nullptr || step.value->isConstant();
+        const std::uint64_t index = step.value == nullptr ? step.number : step.value->bits;
+        if (isBytes) // a pointer that was cast points to something that is aligned as its type is
+            alignment = alignedTo(alignment, isKnown ? index : layoutOf(element->element).alignment);
+        else
+            alignment = alignedTo(alignment, layoutOf(element).size * (isKnown ? index : 1));
+        isBytes = false;
+        type = element;
+    }
+    return alignment;
+}
+
+// Whether numbers in it may lie where they cannot be read as a whole.
+bool Lowering::isMisaligned(const ir::Place& place) const {
+    return alignmentOf(place) < std::min(scalarAlignment(place.type), 4U);
+}
+
+// A number of up to four bytes, put together from parts where it is not aligned.
+Value* Lowering::readNumber(ir::Variable* memory, ScalarKind word, const ByteOffset& at, std::uint64_t more) {
+    const std::uint32_t part = std::min(alignedTo(at.alignment, more), byteSize(word));
+    if (part == byteSize(word)) return readWord(memory, word, at.bytes, more);
+    const TypeRef uint = module_.types.uint();
+    Value* result = nullptr;
+    for (std::uint32_t i = 0; i < byteSize(word); i += part) {
+        Value* bits = builder_.convert(uint, readWord(memory, unsignedOf(part), at.bytes, more + i));
+        if (i != 0) bits = builder_.binary(Op::shl, uint, bits, uintConstant(8 * i));
+        result = result == nullptr ? bits : builder_.binary(Op::bitOr, uint, result, bits);
+    }
+    return builder_.convert(module_.types.scalar(word), result);
+}
+
+void Lowering::writeNumber(ir::Variable* memory, ScalarKind word, const ByteOffset& at, std::uint64_t more,
+                           Value* value) {
+    const std::uint32_t part = std::min(alignedTo(at.alignment, more), byteSize(word));
+    if (part == byteSize(word)) {
+        writeWord(memory, word, at.bytes, more, value);
+        return;
+    }
+    const TypeRef uint = module_.types.uint();
+    Value* bits = builder_.convert(uint, value);
+    for (std::uint32_t i = 0; i < byteSize(word); i += part) {
+        Value* shifted = i == 0 ? bits : builder_.binary(Op::shr, uint, bits, uintConstant(8 * i));
+        writeWord(memory, unsignedOf(part), at.bytes, more + i,
+                  builder_.convert(module_.types.scalar(unsignedOf(part)), shifted));
+    }
+}
+
 bool Lowering::holdsUnion(TypeRef type) const {
     if (type->is(TypeKind::array)) return holdsUnion(type->element);
     if (!type->is(TypeKind::struct_)) return false;
@@ -205,12 +278,12 @@ bool Lowering::canCopy(TypeRef type) {
 Value* Lowering::loadPlace(ir::Place* place) {
     if (!isView(place)) return builder_.load(place);
     if (!canCopy(place->type)) return module_.constantNull(valueType(place->type));
-    return readBytes(views_.at(place->root), place->type, byteOffset(*place), 0);
+    return readBytes(views_.at(place->root), place->type, offsetOf(*place), 0);
 }
 
 void Lowering::storePlace(ir::Place* place, Value* value) {
     if (isView(place) && canCopy(place->type))
-        writeBytes(views_.at(place->root), place->type, byteOffset(*place), 0, value);
+        writeBytes(views_.at(place->root), place->type, offsetOf(*place), 0, value);
     else if (!isView(place))
         builder_.store(place, value);
 }
@@ -239,10 +312,10 @@ TypeRef Lowering::partInMemory(TypeRef type, std::uint32_t index) const {
 }
 
 void Lowering::writePart(ir::Variable* words, TypeRef type, std::uint32_t index, Value* part) {
-    writeBytes(words, partInMemory(type, index), uintConstant(0), partOffset(type, index), part);
+    writeBytes(words, partInMemory(type, index), startOfVariable(), partOffset(type, index), part);
 }
 
-Value* Lowering::readBytes(ir::Variable* buffer, TypeRef type, Value* bytes, std::uint64_t more) {
+Value* Lowering::readBytes(ir::Variable* buffer, TypeRef type, const ByteOffset& at, std::uint64_t more) {
     if (type->is(TypeKind::enum_)) type = type->element;
     if (const TypeRef carrier = carrierOf(type)) type = carrier;
     if (!type->isScalar() && !type->is(TypeKind::atomic)) {
@@ -252,22 +325,22 @@ Value* Lowering::readBytes(ir::Variable* buffer, TypeRef type, Value* bytes, std
             const bool fits = enter(builder_.location);
             leave();
             if (!fits) return module_.constantNull(valueType(type));
-            parts.push_back(readBytes(buffer, partInMemory(type, i), bytes, more + partOffset(type, i)));
+            parts.push_back(readBytes(buffer, partInMemory(type, i), at, more + partOffset(type, i)));
         }
         return builder_.construct(valueType(type), parts);
     }
     const TypeRef scalar = module_.types.scalar(type->scalar);
     const ScalarKind word = unsignedOf(byteSize(type->scalar));
-    Value* low = readWord(buffer, word, bytes, more);
+    Value* low = readNumber(buffer, word, at, more);
     if (byteSize(type->scalar) == 8) {
-        Value* both[2] = {low, readWord(buffer, word, bytes, more + 4)};
+        Value* both[2] = {low, readNumber(buffer, word, at, more + 4)};
         return builder_.bitcast(scalar, builder_.construct(module_.types.vector(word, 2), both));
     }
     if (scalar->isBool()) return builder_.convert(scalar, low);
     return type->scalar == word ? low : builder_.bitcast(scalar, low);
 }
 
-void Lowering::writeBytes(ir::Variable* buffer, TypeRef type, Value* bytes, std::uint64_t more, Value* value) {
+void Lowering::writeBytes(ir::Variable* buffer, TypeRef type, const ByteOffset& at, std::uint64_t more, Value* value) {
     if (type->is(TypeKind::enum_)) type = type->element;
     if (const TypeRef carrier = carrierOf(type)) type = carrier;
     if (!type->isScalar() && !type->is(TypeKind::atomic)) {
@@ -276,7 +349,7 @@ void Lowering::writeBytes(ir::Variable* buffer, TypeRef type, Value* bytes, std:
             const bool fits = enter(builder_.location);
             leave();
             if (!fits) return;
-            writeBytes(buffer, partInMemory(type, i), bytes, more + partOffset(type, i), builder_.extract(value, i));
+            writeBytes(buffer, partInMemory(type, i), at, more + partOffset(type, i), builder_.extract(value, i));
         }
         return;
     }
@@ -284,8 +357,8 @@ void Lowering::writeBytes(ir::Variable* buffer, TypeRef type, Value* bytes, std:
     const TypeRef wordType = module_.types.scalar(word);
     if (byteSize(type->scalar) == 8) {
         Value* both = builder_.bitcast(module_.types.vector(word, 2), value);
-        writeWord(buffer, word, bytes, more, builder_.extract(both, 0U));
-        writeWord(buffer, word, bytes, more + 4, builder_.extract(both, 1));
+        writeNumber(buffer, word, at, more, builder_.extract(both, 0U));
+        writeNumber(buffer, word, at, more + 4, builder_.extract(both, 1));
         return;
     }
     Value* stored = value;
@@ -293,7 +366,7 @@ void Lowering::writeBytes(ir::Variable* buffer, TypeRef type, Value* bytes, std:
         stored = builder_.convert(wordType, value);
     else if (value->type != wordType)
         stored = builder_.bitcast(wordType, value);
-    writeWord(buffer, word, bytes, more, stored);
+    writeNumber(buffer, word, at, more, stored);
 }
 
 } // namespace msl

@@ -304,6 +304,12 @@ class Lowering {
     ir::Value* isSet(const Operand& pointer);
 
     // LowerView.cpp
+    struct ByteOffset { // from where a variable begins; a multiple of `alignment`
+        ir::Value* bytes = nullptr;
+        std::uint32_t alignment = 16;
+    };
+    ByteOffset offsetOf(const ir::Place& place) { return {byteOffset(place), alignmentOf(place)}; }
+    ByteOffset startOfVariable() { return {uintConstant(0)}; }
     bool isView(const ir::Place* place) const;
     Access castAccess(const Access& held, TypeRef to, SourceLocation at);
     bool castInPlace(const Access& held, TypeRef to, Access& result);
@@ -331,8 +337,12 @@ class Lowering {
     ir::Value* loadPlace(ir::Place* place);
     void storePlace(ir::Place* place, ir::Value* value);
     TypeRef partInMemory(TypeRef type, std::uint32_t index) const;
-    ir::Value* readBytes(ir::Variable* buffer, TypeRef type, ir::Value* bytes, std::uint64_t more);
-    void writeBytes(ir::Variable* buffer, TypeRef type, ir::Value* bytes, std::uint64_t more, ir::Value* value);
+    ir::Value* readBytes(ir::Variable* buffer, TypeRef type, const ByteOffset& at, std::uint64_t more);
+    void writeBytes(ir::Variable* buffer, TypeRef type, const ByteOffset& at, std::uint64_t more, ir::Value* value);
+    ir::Value* readNumber(ir::Variable* memory, ScalarKind word, const ByteOffset& at, std::uint64_t more);
+    void writeNumber(ir::Variable* memory, ScalarKind word, const ByteOffset& at, std::uint64_t more, ir::Value* value);
+    std::uint32_t alignmentOf(const ir::Place& place) const;
+    bool isMisaligned(const ir::Place& place) const;
     void writePart(ir::Variable* words, TypeRef type, std::uint32_t index, ir::Value* part);
 
     // LowerUnion.cpp

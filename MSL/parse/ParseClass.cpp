@@ -33,6 +33,7 @@ StructDecl* Parser::parseStruct(Specifiers& specifiers) {
     TypeSyntax& type = specifiers.type;
     bool isClass = at(TokenKind::kwClass);
     bool isUnion = at(TokenKind::kwUnion);
+    const std::uint32_t packing = token().packing();
     SourceLocation begin = advance();
     type.location = begin;
     specifiers.hasType = true;
@@ -68,6 +69,7 @@ StructDecl* Parser::parseStruct(Specifiers& specifiers) {
     auto* decl = makeDecl<StructDecl>(type.name.identifier, type.name.identifier ? type.name.location : begin);
     decl->isClass = isClass;
     decl->isUnion = isUnion;
+    decl->packing = packing;
     decl->attributes = attributes.copyTo(arena_);
     type.inlineStruct = decl;
     if (decl->name && !type.name.hasTemplateArguments && type.name.qualifiers.empty())
@@ -87,8 +89,17 @@ StructDecl* Parser::parseStruct(Specifiers& specifiers) {
     }
     decl->isDefinition = true;
     parseMembers(*decl);
-    parseAttributes(specifiers.attributes);
+    parseAttributesBehind(attributes, specifiers);
+    decl->attributes = attributes.copyTo(arena_);
     return decl;
+}
+
+// "struct { ... } __attribute__((packed)) x;" is about the struct, "struct { ... } [[attribute]] x;" about x.
+void Parser::parseAttributesBehind(Attributes& own, Specifiers& specifiers) {
+    Attributes behind;
+    parseAttributes(behind);
+    for (Attribute& attribute : behind)
+        (attribute.isGnu ? own : specifiers.attributes).add(attribute);
 }
 
 void Parser::parseMembers(StructDecl& decl) {
@@ -195,6 +206,8 @@ EnumDecl* Parser::parseEnum(Specifiers& specifiers) {
     }
     decl->enumerators = enumerators.copyTo(arena_);
     expectClosing(TokenKind::rightBrace, open);
+    parseAttributesBehind(attributes, specifiers);
+    decl->attributes = attributes.copyTo(arena_);
     return decl;
 }
 

@@ -103,6 +103,11 @@ void Parser::parseSimpleDeclaration(Declarations& out, Context context, const Te
     Specifiers specifiers;
     parseSpecifiers(specifiers, context);
     if (at(TokenKind::semicolon) && (specifiers.type.inlineStruct || specifiers.type.inlineEnum)) {
+        for (const Attribute& attribute : specifiers.attributes)
+            if (layoutAttribute(attribute) != LayoutAttribute::none)
+                error(attribute.location, "attribute '" + std::string(attribute.name->text) +
+                                              "' is ignored, place it after \"struct\" to apply attribute to type "
+                                              "declaration");
         advance();
         if (specifiers.type.inlineStruct)
             out.add(specifiers.type.inlineStruct);
@@ -373,7 +378,8 @@ void Parser::parseUsing(Declarations& out, const TemplateHeader* header) {
         return;
     }
     accept(TokenKind::kwTypename);
-    if (at(TokenKind::identifier) && (peek(1).is(TokenKind::equal) || peek(1).is(TokenKind::leftBracket))) {
+    if (at(TokenKind::identifier) &&
+        (peek(1).is(TokenKind::equal) || peek(1).is(TokenKind::leftBracket) || peek(1).is(TokenKind::kwAttribute))) {
         auto* alias = makeDecl<TypeAliasDecl>(token().identifier, token().location);
         advance();
         Attributes attributes;

@@ -181,6 +181,7 @@ class Parser {
     void parseMemberInits(FunctionDecl& function);
     void parseFunctionBody(FunctionDecl& function);
     StructDecl* parseStruct(Specifiers& specifiers);
+    void parseAttributesBehind(Attributes& own, Specifiers& specifiers);
     void parseMembers(StructDecl& decl);
     EnumDecl* parseEnum(Specifiers& specifiers);
     bool isConstructor();

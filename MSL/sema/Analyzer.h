@@ -31,6 +31,7 @@ struct DeclaredType {
     AddressSpace space = AddressSpace::thread;
     bool hasSpace = false;
     bool isConst = false;
+    std::uint32_t alignment = 0; // that a typedef asks for; 0: the type's
 };
 
 // What an expression is wanted for: decides the wording when it does not fit.
@@ -186,6 +187,23 @@ class Analyzer {
     static std::string declaredName(const StructDecl* decl); // as messages print it, with scopes and arguments
     static std::string declaredName(const EnumDecl* decl);
     void giveType(StructDecl* decl);
+
+    // ---- SemaLayout.cpp
+    // What the attributes of a declaration ask for; no location, or 0, where they do not.
+    struct LayoutRequest {
+        SourceLocation packed;
+        std::uint32_t alignment = 0; // the greatest
+        std::uint32_t strict = 0;    // the greatest by alignas
+        SourceLocation strictAt;
+    };
+    LayoutRequest layoutRequest(const Decl* decl);
+    void checkStrictAlignment(const LayoutRequest& request, std::uint32_t least, TypeRef type);
+    void checkLayoutAttributes(const Decl* decl);
+    void alignAlias(TypeAliasDecl* alias);
+    void refuseLayoutAttributes(const Decl* decl, std::string_view what);
+    std::uint32_t aliasAlignment(Name& name);
+    std::uint32_t memberAlignment(const StructDecl* decl, bool isPacked, const VarDecl* member, std::uint32_t natural);
+    void takeLayoutAttributes(StructDecl* to, const StructDecl* definition);
     void layOut(StructDecl* decl);
     void enterStructure(StructDecl* decl);
     VarDecl* findField(const StructDecl* decl, const Identifier* name) const;
@@ -458,6 +476,7 @@ class Analyzer {
     Decl* currentParent_ = nullptr; // namespace, struct or function that declarations belong to
     bool metalIsVisible_ = false;   // "using namespace metal"
     Precision visiblePrecision_ = Precision::standard;
+    bool hasAlignedAliases_ = false; // some typedef has an alignment of its own
     unsigned depth_ = 0;
     bool depthReported_ = false;
     unsigned instantiationDepth_ = 0;

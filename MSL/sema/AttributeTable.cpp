@@ -49,7 +49,6 @@ constexpr KnownAttribute known[] = {
     {"nodiscard", ignored},
     {"noinline", ignored},
     {"noreturn", ignored},
-    {"packed", plain},
     {"patch", refused},
     {"point_coord", plain},
     {"point_size", plain},

@@ -296,7 +296,14 @@ void Analyzer::usingDeclaration(UsingDecl* decl) {
 }
 
 void Analyzer::typeAlias(TypeAliasDecl* alias) {
-    if (alias->templateParameters.empty()) alias->type = resolveTypeOnly(alias->aliased);
+    if (alias->templateParameters.empty()) {
+        const DeclaredType declared = resolveType(alias->aliased);
+        alias->type = declared.type;
+        alias->alignment = declared.alignment;
+        alignAlias(alias);
+    } else {
+        refuseLayoutAttributes(alias, "an alias template");
+    }
     declare(alias);
 }
 
@@ -313,6 +320,7 @@ EnumDecl* Analyzer::announced(const EnumDecl* decl, TypeRef underlying) const {
 
 void Analyzer::enumeration(EnumDecl* decl) {
     if (decl->type) return;
+    refuseLayoutAttributes(decl, "an enumeration");
     decl->parent = currentParent_;
     TypeRef underlying = types_.int_();
     if (decl->underlying) {

@@ -101,7 +101,12 @@ std::string_view shapeName(Shape shape) {
 } // namespace
 
 void Analyzer::checkAttributes(Decl* decl) {
+    bool isLaidOut = false;
     for (Attribute& attribute : decl->attributes) {
+        if (layoutAttribute(attribute) != LayoutAttribute::none) {
+            isLaidOut = true;
+            continue;
+        }
         if (!attribute.name || attribute.scope) continue;
         std::string_view name = attribute.name->text;
         if (attribute.isGnu && name.size() > 4 && name.starts_with("__") && name.ends_with("__"))
@@ -138,6 +143,8 @@ void Analyzer::checkAttributes(Decl* decl) {
         }
         argument = makeInteger(*value, types_.int_(), argument->location);
     }
+    const bool isField = decl->kind == DeclKind::variable && static_cast<VarDecl*>(decl)->varKind == VarKind::field;
+    if (isLaidOut && !isField) checkLayoutAttributes(decl);
 }
 
 void Analyzer::entryPoint(FunctionDecl* function) {

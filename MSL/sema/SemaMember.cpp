@@ -281,10 +281,11 @@ Expr* Analyzer::index(Index* expr) {
             if (const ConstantValue constant = evaluate(expr->index)) {
                 const std::uint64_t count = base->is(TypeKind::array) ? base->count : base->columns;
                 const std::int64_t number = constant->asInteger();
+                const bool isInBuffer = expr->space == AddressSpace::device || expr->space == AddressSpace::constant;
+                if (count == 1 && number > 0 && isInBuffer) return expr; // it may go on to the buffer's end
                 if (number < 0 || static_cast<std::uint64_t>(number) >= count)
                     warning(expr->index->begin ? expr->index->begin : expr->location,
-                            "index " + std::to_string(number) + " is past the end of '" + typeName(base) +
-                                "'",
+                            "index " + std::to_string(number) + " is past the end of '" + typeName(base) + "'",
                             WarningGroup::arrayBounds);
             }
         return expr;

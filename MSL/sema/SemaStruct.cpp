@@ -137,6 +137,7 @@ void Analyzer::structure(StructDecl* decl) {
                 previous->bases = decl->bases;
                 previous->isDefinition = true;
                 previous->isUnion = decl->isUnion;
+                takeLayoutAttributes(previous, decl);
                 previous->location = decl->location;
                 return;
             }
@@ -192,7 +193,7 @@ void Analyzer::structure(StructDecl* decl) {
             previous->bases = decl->bases;
             previous->isDefinition = true;
             previous->isUnion = decl->isUnion;
-            previous->attributes = decl->attributes;
+            takeLayoutAttributes(previous, decl);
             previous->location = decl->location;
             completeStructure(previous);
             return;
@@ -213,6 +214,7 @@ void Analyzer::field(StructDecl* owner, VarDecl* var, std::vector<VarDecl*>& fie
     const DeclaredType declared = resolveType(var->typeSyntax);
     var->type = declared.type;
     var->isConst = declared.isConst;
+    var->alignment = declared.alignment;
     const auto invalid = [&] {
         var->type = types_.error();
         var->isInvalid = true;
@@ -396,59 +398,6 @@ void Analyzer::completeStructure(StructDecl* decl) {
             if (function->body && function->templateParameters.empty() && function->returnType && !function->isInvalid)
                 pendingBodies_.push_back(function);
         }
-}
-
-void Analyzer::layOut(StructDecl* decl) {
-    std::uint64_t offset = 0;
-    std::uint64_t size = 0;
-    std::uint32_t alignment = 1;
-    Record& record = *decl->record;
-    record.isUnion = decl->isUnion;
-    record.fields = types_.arena().makeArray<Field>(decl->fields.size());
-    Field* out = record.fields.data();
-    for (VarDecl* member : decl->fields) {
-        // Each level of arrays and structs counts; an array's elements multiply what they hold.
-        TypeRef inner = member->type;
-        std::uint64_t count = 1;
-        std::uint32_t nesting = 1;
-        while (inner->is(TypeKind::array)) {
-            count *= inner->count;
-            ++nesting;
-            inner = inner->element;
-        }
-        if (inner->is(TypeKind::struct_)) {
-            count *= inner->record->scalarCount;
-            nesting += inner->record->nesting;
-            decl->hasDefaultInitializers = decl->hasDefaultInitializers || inner->structDecl->hasDefaultInitializers;
-        }
-        record.scalarCount += count;
-        decl->hasDefaultInitializers = decl->hasDefaultInitializers || member->initializer;
-        if (nesting > record.nesting) record.nesting = nesting;
-        if (nesting > maxTypeNesting && !decl->isInvalid) {
-            error(member->location,
-                  "types are nested too deeply (more than " + std::to_string(maxTypeNesting) + " levels)");
-            decl->isInvalid = true;
-            record.nesting = 1; // say it once
-            member->type = types_.error();
-        }
-        Layout layout = layoutOf(member->type);
-        if (member->type->is(TypeKind::reference)) layout = {8, 8};
-        alignment = std::max(alignment, layout.alignment);
-        offset = decl->isUnion ? 0 : (offset + layout.alignment - 1) / layout.alignment * layout.alignment;
-        *out++ = {member->name != nullptr ? types_.arena().copyText(member->name->text) : std::string_view(),
-                  member->type, offset};
-        offset += layout.size;
-        size = std::max(size, offset);
-        if (size > maxObjectSize) {
-            error(member->location, "struct '" + std::string(decl->name ? decl->name->text : "") + "' is too large");
-            decl->isInvalid = true;
-            size = 0;
-            break;
-        }
-    }
-    record.fields = record.fields.first(static_cast<std::size_t>(out - record.fields.data()));
-    record.alignment = alignment;
-    record.size = std::max<std::uint64_t>((size + alignment - 1) / alignment * alignment, 1);
 }
 
 void Analyzer::enterStructure(StructDecl* decl) {

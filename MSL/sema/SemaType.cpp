@@ -324,6 +324,7 @@ DeclaredType Analyzer::resolveType(TypeSyntax* syntax, bool isParameter) {
         type = expression(syntax->decltypeOf)->type;
     } else {
         type = namedType(syntax->name, true);
+        declared.alignment = aliasAlignment(syntax->name);
     }
     if (!type) type = types_.error();
     if (const std::optional<AddressSpace> space = spaceOf(syntax->space)) {
@@ -351,6 +352,13 @@ DeclaredType Analyzer::resolveType(TypeSyntax* syntax, bool isParameter) {
                 type = types_.error();
                 break;
             }
+            if (declared.alignment != 0 && declared.alignment < std::min(scalarAlignment(type), 4U)) {
+                unsupported(modifier.location,
+                            "a pointer or reference to a type that is aligned to less than its numbers");
+                type = types_.error();
+                break;
+            }
+            declared.alignment = 0;
             if (modifier.kind == TypeModifier::Kind::pointer)
                 type = types_.pointer(type, declared.space, declared.isConst);
             else
@@ -384,6 +392,14 @@ DeclaredType Analyzer::resolveType(TypeSyntax* syntax, bool isParameter) {
             }
             if (type->is(TypeKind::reference) || type->is(TypeKind::void_)) {
                 error(modifier.location, "array of '" + typeName(type) + "' is not allowed");
+                type = types_.error();
+                break;
+            }
+            if (const std::uint64_t bytes = layoutOf(type).size;
+                declared.alignment != 0 && bytes % declared.alignment != 0) {
+                error(modifier.location, "size of array element of type '" + typeName(type) + "' (" +
+                                             std::to_string(bytes) + " bytes) isn't a multiple of its alignment (" +
+                                             std::to_string(declared.alignment) + " bytes)");
                 type = types_.error();
                 break;
             }

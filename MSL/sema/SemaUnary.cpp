@@ -307,10 +307,14 @@ Expr* Analyzer::sizeOf(SizeOf* expr) {
         return makeInteger(static_cast<std::int64_t>(pack->elements.size()), types_.scalar(ScalarKind::ulong),
                            expr->location);
     }
+    std::uint32_t alignment = 0;
     if (expr->typeSyntax) {
-        type = resolveTypeOnly(expr->typeSyntax);
+        const DeclaredType declared = resolveType(expr->typeSyntax);
+        type = declared.type;
+        alignment = declared.alignment;
     } else if (expr->operand) {
         type = expression(expr->operand)->type;
+        if (expr->isAlignOf) unsupported(expr->location, "'alignof' of an expression");
     }
     if (!type || type->isError()) return errorAt(expr);
     if (type->is(TypeKind::reference)) type = type->element;
@@ -323,7 +327,7 @@ Expr* Analyzer::sizeOf(SizeOf* expr) {
         error(expr->location, "invalid application of 'sizeof' to a type without a size, '" + typeName(type) + "'");
         return errorAt(expr);
     }
-    expr->value = expr->isAlignOf ? layout.alignment : layout.size;
+    expr->value = !expr->isAlignOf ? layout.size : alignment != 0 ? alignment : layout.alignment;
     return makeInteger(static_cast<std::int64_t>(expr->value), types_.scalar(ScalarKind::ulong), expr->location);
 }
 

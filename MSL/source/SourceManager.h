@@ -44,7 +44,7 @@ class SourceManager {
     // name.
     void addLineDirective(std::uint32_t directiveOffset, std::uint32_t line, std::string_view file);
 
-    // Where messages say that it is: in foreign bytes always a line that they have.
+    // Where messages say that it is: in the user's text always a line that it has.
     PresumedLocation presumed(SourceLocation at) const;
     std::uint32_t macroLine(SourceLocation at) const;   // what __LINE__ is there
     std::string_view lineText(SourceLocation at) const; // the physical line, without its line end
@@ -54,7 +54,7 @@ class SourceManager {
         std::uint32_t offset;       // of the first byte it applies to
         std::uint32_t physicalLine; // 0-based line of that byte
         std::uint32_t line;
-        std::uint32_t macroLine; // another number than line after a #line of the foreign bytes
+        std::uint32_t macroLine; // another number than line after a #line of the user's text
         std::uint32_t fileIndex; // into fileNames_
     };
     std::uint32_t physicalLine(std::uint32_t offset) const;

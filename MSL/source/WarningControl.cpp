@@ -35,6 +35,7 @@ constexpr NamedGroups names[] = {
     {"division-by-zero", bits({divisionByZero})},
     {"empty-body", bits({emptyBody})},
     {"float-conversion", bits({literalConversion})},
+    {"ignored-attributes", bits({ignoredAttributes})},
     {"integer-division", bits({integerDivision})},
     {"literal-conversion", bits({literalConversion})},
     {"literal-range", bits({literalRange})},

@@ -16,6 +16,7 @@ enum class WarningGroup : std::uint8_t {
     constantConversion,
     divisionByZero,
     emptyBody,
+    ignoredAttributes,
     integerDivision,
     literalConversion,
     literalRange,

@@ -9,8 +9,8 @@ using ir::Variable;
 
 constexpr std::uint64_t maxUniformBytes = 16384; // what every device takes
 
-// References in constant space: uniform loads are the cheaper ones. Pointers, larger objects, memory that goes on behind
-// its type and memory that is seen as more than one type are storage.
+// References in constant space: uniform loads are the cheaper ones. Pointers, larger objects, memory that goes on
+// behind its type and memory that is seen as more than one type are storage.
 bool isUniform(const Variable& buffer) {
     const bool isPointer = buffer.type->is(TypeKind::array) && buffer.type->count == 0;
     return buffer.space == AddressSpace::constant && !isPointer && !buffer.isAliased && !buffer.isOpen &&

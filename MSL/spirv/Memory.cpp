@@ -184,26 +184,7 @@ Id ModuleWriter::addressBase(const ir::Place& place) {
                        {value(*place.steps[0].value)});
 }
 
-// What an address is a multiple of, whatever the language promises: the size of the largest scalar.
-unsigned ModuleWriter::scalarAlignment(TypeRef type) {
-    switch (type->kind) {
-    case TypeKind::array: return scalarAlignment(type->element);
-    case TypeKind::struct_: {
-        unsigned alignment = 1;
-        for (const Field& field : type->record->fields)
-            alignment = std::max(alignment, scalarAlignment(field.type));
-        return alignment;
-    }
-    case TypeKind::enum_: return scalarAlignment(type->element);
-    case TypeKind::pointer:
-    case TypeKind::reference:
-    case TypeKind::texture:
-    case TypeKind::sampler: return 8;
-    case TypeKind::atomic: return static_cast<unsigned>(layoutOf(type).size);
-    default: return byteSize(type->scalar);
-    }
-}
-
+// An address is a multiple of the size of the largest scalar, whatever the language promises.
 void ModuleWriter::addAlignment(const ir::Place& place, OperandList& operands) {
     if (place.root->kind != Variable::Kind::address) return;
     operands.push_back(static_cast<std::uint32_t>(spv::MemoryAccessMask::Aligned));

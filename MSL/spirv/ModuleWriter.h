@@ -62,7 +62,6 @@ class ModuleWriter {
     void decorateInterface(const ir::Variable& variable, const Global& declared);
     Id placePointer(const ir::Place& place, spv::StorageClass& storage, bool& inMemory);
     Id addressBase(const ir::Place& place);
-    static unsigned scalarAlignment(TypeRef type);
     static void addAlignment(const ir::Place& place, OperandList& operands);
     Id load(const ir::Place& place);
     void store(const ir::Place& place, Id value);

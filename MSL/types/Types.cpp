@@ -218,6 +218,34 @@ Layout layoutOf(TypeRef type) {
     return {0, 1};
 }
 
+std::uint32_t scalarAlignment(TypeRef type) {
+    switch (type->kind) {
+    case TypeKind::scalar:
+    case TypeKind::vector:
+    case TypeKind::packedVector:
+    case TypeKind::matrix: return byteSize(type->scalar);
+    case TypeKind::array:
+    case TypeKind::enum_: return scalarAlignment(type->element);
+    case TypeKind::reference: return 8;
+    case TypeKind::struct_: {
+        std::uint32_t greatest = 1;
+        for (const Field& field : type->record->fields)
+            greatest = std::max(greatest, scalarAlignment(field.type));
+        return greatest;
+    }
+    default: return layoutOf(type).alignment;
+    }
+}
+
+bool isScalarAligned(TypeRef type) {
+    if (type->is(TypeKind::array))
+        return layoutOf(type->element).size % scalarAlignment(type->element) == 0 && isScalarAligned(type->element);
+    if (!type->is(TypeKind::struct_)) return true;
+    return std::ranges::all_of(type->record->fields, [](const Field& field) {
+        return field.offset % scalarAlignment(field.type) == 0 && isScalarAligned(field.type);
+    });
+}
+
 bool endsOpen(TypeRef type) {
     while (type->is(TypeKind::struct_) && !type->record->isUnion && !type->record->fields.empty())
         type = type->record->fields.back().type;

@@ -203,12 +203,19 @@ class TypeTable {
     std::unordered_multimap<std::uint64_t, TypeRef> interned_;
 };
 
-// Metal's memory layout. Size includes the padding at the end (sizeof); 0 for types without a size.
+// Metal's memory layout, with what attributes and "#pragma pack" ask for in structs. Size includes the padding at the
+// end (sizeof); 0 for types without a size.
 struct Layout {
     std::uint64_t size = 0;
     std::uint32_t alignment = 1;
 };
 Layout layoutOf(TypeRef type);
+
+// The size of the greatest number in it: what a device that reads it from memory wants it aligned to.
+std::uint32_t scalarAlignment(TypeRef type);
+// Whether every number in it lies at a multiple of its own size, seen from where it begins. Only packed structs have
+// others.
+bool isScalarAligned(TypeRef type);
 
 // Whether a buffer of this type goes on behind it: the type, or its last member, or the last member of that, is an
 // array of one element. Programs write a buffer of unknown length this way.

@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <map>
 
 namespace msl {
 namespace {
@@ -162,6 +163,49 @@ TEST(Compiler, AUserCannotSpeakAsTheHost) {
                                          "Params& p) { return nothing; }\n");
     ASSERT_FALSE(compiled);
     EXPECT_THAT(compiled.error().text, ::testing::StartsWith("user.metal:2:"));
+}
+
+TEST(Compiler, APragmaOfTheUsersEndsWithTheirText) {
+    const auto compiled =
+        Host().compile("#pragma pack(push, 1)\nstruct Mine { char c; float f; };\n"
+                       "float4 shade(float2 uv, constant Uniforms& u, constant Params& p) { return sizeof(Mine); }\n"
+                       "float2 sound(float t, constant Params& p) { return t; }\n");
+    ASSERT_TRUE(compiled) << compiled.error().text;
+    std::map<std::string, std::uint32_t> alignments;
+    for (const StructLayout& layout : compiled->reflection.structs)
+        alignments[layout.name] = layout.alignment;
+    EXPECT_EQ(alignments["Mine"], 1U);
+    EXPECT_EQ(alignments["SoundUniforms"], 4U);
+}
+
+// A buffer that goes on behind its type takes as many bytes as the host binds, which only a storage buffer can.
+TEST(Compiler, ABufferThatEndsInAnArrayOfOneIsAStorageBuffer) {
+    struct {
+        const char* type;
+        BindingKind kind;
+        std::uint32_t byteSize;
+    } const rows[] = {
+        {"struct T { float a; float v[1]; };", BindingKind::storageBuffer, 8},
+        {"struct I { float v[1]; }; struct T { float4 a; I i; };", BindingKind::storageBuffer, 32},
+        {"typedef float T[1];", BindingKind::storageBuffer, 4},
+        {"struct T { float v[1]; float a; };", BindingKind::uniformBuffer, 8},
+        {"struct T { float a; float v[2]; };", BindingKind::uniformBuffer, 12},
+        {"struct I { float v[1]; }; struct T { I i; float a; };", BindingKind::uniformBuffer, 8},
+        {"struct __attribute__((packed)) T { char c; float a; };", BindingKind::storageBuffer, 5},
+        {"struct __attribute__((packed)) T { float a; char c; };", BindingKind::uniformBuffer, 5},
+    };
+    for (const auto& row : rows) {
+        const auto compiled = compile("#include <metal_stdlib>\nusing namespace metal;\n" + std::string(row.type) +
+                                      "\nkernel void k(constant T& t [[buffer(0)]], device T* o [[buffer(1)]]) {}");
+        ASSERT_TRUE(compiled) << row.type << compiled.error().text;
+        const Binding& binding = compiled->reflection.entryPoints.at(0).bindings.at(0);
+        EXPECT_EQ(binding.kind, row.kind) << row.type;
+        EXPECT_EQ(binding.byteSize, row.byteSize) << row.type;
+    }
+    const auto compiled =
+        compile("struct T { float v[1]; };\nkernel void k(device T& t [[buffer(0)]]) { t.v[3] = 1; }");
+    ASSERT_TRUE(compiled) << compiled.error().text;
+    EXPECT_TRUE(compiled->warnings.empty());
 }
 
 TEST(Compiler, WarningsDoNotFailACompile) {

@@ -118,6 +118,19 @@ fragment float4 f(texture1d<int, access::read_write> a [[texture(0)]],
     return c.read(uint2(0)); }
 kernel void k(texture2d<float, access::read_write> a [[texture(0)]], uint i [[thread_position_in_grid]]) {
     a.write(1, uint2(i, 0)); put(a); a.write(a.read(uint2(i, 0)) * 2, uint2(i, 0)); })"},
+        {"buffers that go on behind their type, packed and aligned structs", R"(
+struct In { float b; float4 v[1]; }; struct Open { atomic_uint n; In in; };
+struct Args { device Open* open [[id(0)]]; constant In& in [[id(1)]]; float fixed[1] [[id(2)]];
+              texture2d<float> t [[id(3)]]; };
+struct __attribute__((packed)) Packed { uchar a; float b; half4 c; ulong d; float2x2 e; };
+struct Wide { float a; alignas(32) Packed b; In in; };
+typedef uint Uints[1];
+void put(device Open& o, device Uints& u, uint i) { o.in.v[i] = float4(u[i]); u[i + 1] = 3; }
+kernel void k(constant Args& args [[buffer(0)]], device Wide* w [[buffer(1)]], device Uints& u [[buffer(2)]],
+              constant Packed* p [[buffer(3)]], constant Wide& one [[buffer(4)]], uint i [[thread_position_in_grid]]) {
+    put(*args.open, u, i); atomic_fetch_add_explicit(&args.open->n, 1u, memory_order_relaxed);
+    w[i].b = p[i]; w[i + 1].b.e[1] = p->e[0] + args.in.v[i].xy.x; w->in.v[i].y = args.fixed[i] + one.in.v[i].x;
+    In copy = args.in; args.open[1].in.v[i] = copy.v[0]; args.open->in = copy; })"},
         {"templates over where an atomic lies", R"(
 struct Found { uint value; bool isSwapped; };
 template <typename A> METAL_FUNC Found swapped(device A* at, uint expected, uint v) {

@@ -112,6 +112,10 @@ TEST(Warnings, SayWhatIsHardlyMeant) {
         {"if (!i == 3) return 1;", "2:5 logical not is only applied to the left hand side of this comparison\n"},
         {"for (int k = 0; k < 3; k++); { return 1; }", "2:28 for loop has empty body\n"},
         {"for (int n = 0; n < 3; n++) if (n == i) return 1;", "2:10 declaration of 'n' shadows a parameter\n"},
+        {"typedef struct { char a; float b; } S __attribute__((packed)); return sizeof(S);",
+         "2:54 'packed' attribute ignored\n"},
+        {"struct [[packed]] S { char a; float b; }; S s = {}; return s.b;",
+         "2:10 unknown attribute 'packed' ignored\n"},
     };
     for (const Row& row : rows)
         EXPECT_EQ(warningsOf(row.body), row.expected) << row.body;
