@@ -1,24 +1,22 @@
 // mslc: the compiler as a command. Reads one Metal Shading Language file, writes SPIR-V, the reflection as JSON, or the
 // messages. Exit codes: 0 done, 1 the source or a file is at fault, 2 wrong usage.
 #include "MSL/Compiler.h"
+#include "MSL/mslc/Files.h"
 
-#include <cerrno>
-#include <cstdio>
-#include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <iostream>
-#include <iterator>
+#include <csignal>
+#include <expected>
 #include <string>
 #include <string_view>
-#include <unistd.h>
+#include <vector>
 
 namespace {
 
 constexpr std::string_view usage =
-    "usage: mslc FILE [-o OUT.spv] [--reflect] [--names]\n"
+    "Usage: mslc FILE [-o OUT.spv] [--reflect] [--names]\n"
+    "\n"
     "Compiles a Metal Shading Language file to one SPIR-V module for Vulkan 1.3 with every entry point in it.\n"
     "\n"
+    "Options:\n"
     "  -o OUT.spv   write the module there (\"-\": standard output); without it the file is only checked\n"
     "  --reflect    print entry points, bindings and struct layouts as JSON on standard output\n"
     "  --names      keep the names of functions and variables in the module\n"
@@ -28,128 +26,123 @@ constexpr std::string_view usage =
     "  --version    print the version\n"
     "  --help       print this text\n"
     "\n"
-    "FILE may be \"-\" for standard input. Messages go to standard error.\n";
+    "FILE may be \"-\" for standard input. Messages go to standard error. A file that is there is replaced once the "
+    "new\n"
+    "one is whole. The exit status is 0 when the work is done, 1 when it failed, 2 when the command line is wrong.\n";
 
 enum ExitCode { done = 0, failed = 1, wrongUsage = 2 };
 
-int refuse(const std::string& sentence) {
-    std::cerr << "mslc: " << sentence << "\n";
-    return wrongUsage;
+struct Request {
+    std::string input;
+    std::string output;
+    bool reflects = false;
+    bool wantsHelp = false;
+    bool wantsVersion = false;
+    msl::CompileOptions options;
+};
+
+std::expected<Request, std::string> readArguments(const std::vector<std::string>& words) {
+    Request request;
+    // Help is given whatever else stands there.
+    for (const std::string& word : words) {
+        if (word == "--") break;
+        if (word == "--help" || word == "-h") request.wantsHelp = true;
+    }
+    if (request.wantsHelp) return request;
+    bool onlyFiles = false;
+    bool hasInput = false;
+    for (std::size_t i = 0; i < words.size(); ++i) {
+        const std::string& word = words[i];
+        if (onlyFiles || word == "-" || !word.starts_with('-')) {
+            if (hasInput)
+                return std::unexpected("mslc compiles one file at a time, but " + word + " was given as well.");
+            request.input = word;
+            hasInput = true;
+        } else if (word == "--") {
+            onlyFiles = true;
+        } else if (word == "-o") {
+            if (++i == words.size()) return std::unexpected("The option -o needs a value: -o OUT.spv.");
+            request.output = words[i];
+            if (request.output.empty()) return std::unexpected("The option -o needs the name of a file.");
+            if (request.output == "/dev/stdout") request.output = "-";
+        } else if (word == "--reflect") {
+            request.reflects = true;
+        } else if (word == "--allow-addresses") {
+            request.options.allowAddresses = true;
+        } else if (word == "-w") {
+            request.options.warnings = msl::CompileOptions::Warnings::ignored;
+        } else if (word == "-Werror") {
+            if (request.options.warnings == msl::CompileOptions::Warnings::reported)
+                request.options.warnings = msl::CompileOptions::Warnings::errors;
+        } else if (word == "--names") {
+            request.options.debugNames = true;
+        } else if (word == "--version") {
+            request.wantsVersion = true;
+        } else {
+            return std::unexpected("There is no option " + word + ": mslc --help lists the options.");
+        }
+    }
+    if (request.wantsVersion) return request;
+    if (!hasInput) return std::unexpected("No file to compile was given: mslc --help shows how.");
+    if (request.reflects && request.output == "-")
+        return std::unexpected(
+            "The module and the reflection cannot both go to standard output: name a file after -o.");
+    return request;
 }
 
-bool readAll(const std::string& path, std::string& text, std::string& problem) {
-    if (path == "-") {
-        text.assign(std::istreambuf_iterator<char>(std::cin), {});
-        return true;
-    }
-    std::error_code error;
-    if (std::filesystem::is_directory(path, error)) {
-        problem = "'" + path + "' is a folder. Name a shader file.";
-        return false;
-    }
-    std::ifstream file(path, std::ios::binary);
-    if (!file) {
-        problem = "'" + path + "' cannot be read: " + std::strerror(errno) + ".";
-        return false;
-    }
-    text.assign(std::istreambuf_iterator<char>(file), {});
-    return true;
+int refuse(const std::string& sentence, ExitCode code) {
+    mslc::writeError("mslc: " + sentence + "\n");
+    return code;
 }
 
-// Written beside the target and then renamed, so that a failure leaves nothing half-written.
-bool writeAll(const std::string& path, const std::vector<std::uint32_t>& words, std::string& problem) {
-    const auto* bytes = reinterpret_cast<const char*>(words.data());
-    const auto size = static_cast<std::streamsize>(words.size() * sizeof words[0]);
-    if (path == "-") {
-        std::cout.write(bytes, size);
-        std::cout.flush();
-        if (!std::cout) problem = "Standard output cannot be written.";
-        return static_cast<bool>(std::cout);
+int print(std::string_view bytes) {
+    if (mslc::writeOutput(bytes)) return done;
+    return refuse("Standard output could not be written: its disk may be full, or its reader has gone.", failed);
+}
+
+int compileFile(const Request& request) {
+    auto source = mslc::readSource(request.input);
+    if (!source) return refuse(source.error(), failed);
+    if ((request.reflects || request.output == "-") && mslc::isStandardOutput(*source))
+        return refuse("Standard output is the source itself: give another file for the result.", failed);
+    if (!request.output.empty())
+        if (const auto checked = mslc::checkOutput(request.output, *source); !checked)
+            return refuse(checked.error(), failed);
+
+    msl::CompileOptions options = request.options;
+    if (request.input != "-") options.fileName = request.input;
+    const auto compiled = msl::compile(source->text, options);
+    if (!compiled) {
+        mslc::writeError(compiled.error().text);
+        return failed;
     }
-    // A file is replaced once the new one is complete, through a link too; a device or a pipe is written to as it is.
-    std::error_code ignored;
-    const auto status = std::filesystem::status(path, ignored);
-    const bool isReplaced = !std::filesystem::exists(status) || std::filesystem::is_regular_file(status);
-    std::string target = path;
-    if (std::filesystem::is_symlink(std::filesystem::symlink_status(path, ignored)))
-        target = std::filesystem::weakly_canonical(path, ignored).string();
-    const std::string written = isReplaced ? target + "." + std::to_string(getpid()) + ".part" : path;
-    std::ofstream file(written, std::ios::binary | std::ios::trunc);
-    file.write(bytes, size);
-    file.close();
-    if (!file || (isReplaced && std::rename(written.c_str(), target.c_str()) != 0)) {
-        problem = "'" + path + "' cannot be written: " + std::strerror(errno) + ".";
-        if (isReplaced) std::remove(written.c_str());
-        return false;
-    }
-    return true;
+    mslc::writeError(msl::toText(compiled->warnings));
+    if (!request.output.empty() && compiled->reflection.entryPoints.empty())
+        return refuse(source->name + " has no vertex, fragment or kernel function, so there is no module to write.",
+                      failed);
+    if (request.reflects)
+        if (const int code = print(msl::toJson(compiled->reflection)); code != done) return code;
+    if (request.output.empty()) return done;
+    const std::string_view bytes(reinterpret_cast<const char*>(compiled->spirv.data()),
+                                 compiled->spirv.size() * sizeof compiled->spirv[0]);
+    if (request.output == "-") return print(bytes);
+    if (const auto written = mslc::writeFile(request.output, bytes); !written) return refuse(written.error(), failed);
+    return done;
 }
 
 } // namespace
 
-int main(int argc, char** argv) {
-    std::string input;
-    std::string output;
-    bool reflects = false;
-    msl::CompileOptions options;
-    for (int i = 1; i < argc; ++i) {
-        const std::string_view argument = argv[i];
-        if (argument == "--help" || argument == "-h") {
-            std::cout << usage;
-            return done;
-        }
-        if (argument == "--version") {
-            std::cout << "mslc " << msl::version() << "\n";
-            return done;
-        }
-        if (argument == "-o") {
-            if (++i == argc) return refuse("-o needs the name of the file to write. Try mslc --help.");
-            output = argv[i];
-        } else if (argument == "--reflect") {
-            reflects = true;
-        } else if (argument == "--allow-addresses") {
-            options.allowAddresses = true;
-        } else if (argument == "-w") {
-            options.warnings = msl::CompileOptions::Warnings::ignored;
-        } else if (argument == "-Werror") {
-            if (options.warnings == msl::CompileOptions::Warnings::reported)
-                options.warnings = msl::CompileOptions::Warnings::errors;
-        } else if (argument == "--names") {
-            options.debugNames = true;
-        } else if (argument.size() > 1 && argument[0] == '-') {
-            return refuse("There is no option '" + std::string(argument) + "'. Try mslc --help.");
-        } else if (!input.empty()) {
-            return refuse("mslc compiles one file at a time. Try mslc --help.");
-        } else {
-            input = argument;
-        }
+int main(int count, char** words) {
+    // A reader that goes away, or a file that may not grow any more, is a failed write and not the end of the program.
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
+    if (count <= 1) {
+        mslc::writeError(usage);
+        return wrongUsage;
     }
-    if (input.empty()) return refuse("Name the file to compile. Try mslc --help.");
-    if (reflects && output == "-")
-        return refuse("The module and the reflection cannot both go to standard output. Name a file after -o.");
-
-    std::string text;
-    std::string problem;
-    if (!readAll(input, text, problem)) {
-        std::cerr << "mslc: " << problem << "\n";
-        return failed;
-    }
-    options.fileName = input == "-" ? "program_source" : input;
-    const auto compiled = msl::compile(text, options);
-    if (!compiled) {
-        std::cerr << compiled.error().text;
-        return failed;
-    }
-    std::cerr << msl::toText(compiled->warnings);
-    if (!output.empty() && compiled->reflection.entryPoints.empty()) {
-        std::cerr << "mslc: '" << input
-                  << "' has no vertex, fragment or kernel function, so there is no module to write.\n";
-        return failed;
-    }
-    if (reflects) std::cout << msl::toJson(compiled->reflection);
-    if (!output.empty() && !writeAll(output, compiled->spirv, problem)) {
-        std::cerr << "mslc: " << problem << "\n";
-        return failed;
-    }
-    return done;
+    const auto request = readArguments(std::vector<std::string>(words + 1, words + count));
+    if (!request) return refuse(request.error(), wrongUsage);
+    if (request->wantsHelp) return print(usage);
+    if (request->wantsVersion) return print("mslc " + std::string(msl::version()) + "\n");
+    return compileFile(*request);
 }
