@@ -21,15 +21,18 @@ void verifyAfter([[maybe_unused]] std::string_view pass, [[maybe_unused]] const 
 #endif
 }
 
+bool isOver(WorkLimit& limit, Diagnostics& diagnostics) {
+    limit.lookAtClock();
+    if (limit.exceeded() && !diagnostics.hasErrors())
+        diagnostics.error(limit.place(), "this text takes too long to compile");
+    return limit.exceeded();
+}
+
 std::unique_ptr<ir::Module> translate(SourceManager& sources, Diagnostics& diagnostics, WorkLimit& limit,
                                       const LowerOptions& options) {
-    const auto tooMuchWork = [&] {
-        if (limit.exceeded() && !diagnostics.hasErrors())
-            diagnostics.error(SourceLocation::atOffset(0), "this text takes too long to compile");
-        return limit.exceeded();
-    };
-    auto module = std::make_unique<ir::Module>();
-    Arena arena; // of the tree
+    const auto tooMuchWork = [&] { return isOver(limit, diagnostics); };
+    auto module = std::make_unique<ir::Module>(&limit);
+    Arena arena(&limit); // of the tree
 
     // Text to tree. The preprocessor feeds the parser token by token, so these two are one pass over the text.
     IdentifierTable identifiers(arena);
@@ -51,6 +54,7 @@ std::unique_ptr<ir::Module> translate(SourceManager& sources, Diagnostics& diagn
     // Before the index checks, which cost something for each place that is left.
     dropUnusedInputs(*module);
     verifyAfter("leaving out unused inputs", *module, diagnostics);
+    if (tooMuchWork()) return nullptr;
 
     // Before the index checks, which would keep indexes inside the one element that is declared.
     openArrays(*module);
@@ -59,6 +63,7 @@ std::unique_ptr<ir::Module> translate(SourceManager& sources, Diagnostics& diagn
     // Before any writer, so that every writer's output is safe.
     checkIndexes(*module);
     verifyAfter("the index checks", *module, diagnostics);
+    if (tooMuchWork()) return nullptr;
     return module;
 }
 

@@ -13,9 +13,13 @@
 
 namespace msl {
 
-// Null, with diagnostics, when the text has errors. Any thread.
+// Null, with diagnostics, when the text has errors. Any thread. Throws std::bad_alloc where the text takes more memory
+// than the limit allows. The module keeps to the limit too, which must outlive it.
 std::unique_ptr<ir::Module> translate(SourceManager& sources, Diagnostics& diagnostics, WorkLimit& limit,
                                       const LowerOptions& options = {});
+
+// Whether the work is over the limit, with the message that says so.
+bool isOver(WorkLimit& limit, Diagnostics& diagnostics);
 
 // In builds for finding faults, tells which pass left the IR in a state that it must not have.
 void verifyAfter(std::string_view pass, const ir::Module& module, Diagnostics& diagnostics);

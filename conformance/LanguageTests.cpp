@@ -366,5 +366,75 @@ kernel void check(device uint* out [[buffer(0)]], device Wide* none [[buffer(1)]
     EXPECT_EQ(valuesOf<std::uint32_t>(buffers[4])[0], 82U);
 }
 
+// Big variables are cleared in loops: every element, in every pass of the loop around them, and nothing else.
+TEST(Language, BigVariablesStartAsZero) {
+    const std::string source = R"(#include <metal_stdlib>
+using namespace metal;
+struct Pair { int a; half h[3]; };
+struct Big { int before; float3 v[41]; Pair pairs[9][5]; bool flags[37]; int after; };
+int whole(thread const Big& b) {
+    int sum = b.before + b.after;
+    for (int k = 0; k < 41; ++k) sum += int(b.v[k].x + b.v[k].y + b.v[k].z);
+    for (int k = 0; k < 45; ++k) sum += b.pairs[k / 5][k % 5].a + int(b.pairs[k / 5][k % 5].h[k % 3]);
+    for (int k = 0; k < 37; ++k) sum += b.flags[k] ? 1 : 0;
+    return sum;
+}
+kernel void check(device int* out [[buffer(0)]], uint i [[thread_position_in_grid]]) {
+    int sum = 0;
+    int written = 0;
+    for (int pass = 0; pass < 3; ++pass) {
+        int numbers[1023] = {};
+        float4 vectors[70] = {};
+        char small[33] = {};
+        int table[7][50] = {};
+        Big big = {};
+        for (int k = 0; k < 1023; ++k) sum += abs(numbers[k]);
+        for (int k = 0; k < 70; ++k) sum += int(dot(abs(vectors[k]), float4(1)));
+        for (int k = 0; k < 33; ++k) sum += small[k];
+        for (int k = 0; k < 350; ++k) sum += table[k / 50][k % 50];
+        sum += whole(big);
+        const int at = int(i) * 37 + pass;
+        numbers[at % 1023] = 1;
+        vectors[at % 70].z = 2;
+        small[at % 33] = 3;
+        table[at % 7][at % 50] = 4;
+        big.v[at % 41].y = 5;
+        big.pairs[at % 9][at % 5].a = 6;
+        big.flags[at % 37] = true;
+        written += numbers[at % 1023] + int(vectors[at % 70].z) + small[at % 33] + table[at % 7][at % 50] + whole(big);
+    }
+    out[2 * i] = sum;
+    out[2 * i + 1] = written;
+})";
+    std::vector<std::vector<std::byte>> buffers = {bytesOf(std::vector<std::int32_t>(128, -1))};
+    ASSERT_TRUE(runKernel(source, buffers, 64));
+    std::vector<std::int32_t> expected;
+    for (int i = 0; i < 64; ++i)
+        expected.insert(expected.end(), {0, 3 * (1 + 2 + 3 + 4 + 5 + 6 + 1)});
+    EXPECT_EQ(valuesOf<std::int32_t>(buffers[0]), expected);
+}
+
+// A struct of more members than a module's structs can have is split: each member lies where it should.
+TEST(Language, TwentyThousandMembersLieInTheirPlaces) {
+    constexpr int count = 20'000;
+    std::string source = "struct Many {\n";
+    for (int i = 0; i < count; ++i)
+        source += "float m" + std::to_string(i) + ";\n";
+    source += "};\nkernel void check(device Many* out [[buffer(0)]], device const Many& given [[buffer(1)]]) {\n";
+    const int looked[] = {0, 1, 16'381, 16'382, 16'383, 16'384, 19'998, 19'999};
+    for (const int i : looked)
+        source += "out[0].m" + std::to_string(i) + " = given.m" + std::to_string(i) + " + 0.5;\n";
+    source += "}\n";
+    std::vector<float> given(count);
+    for (int i = 0; i < count; ++i)
+        given[static_cast<std::size_t>(i)] = float(i);
+    std::vector<std::vector<std::byte>> buffers = {bytesOf(std::vector<float>(2 * count, -1)), bytesOf(given)};
+    ASSERT_TRUE(runKernel(source, buffers, 1));
+    const std::vector<float> out = valuesOf<float>(buffers[0]);
+    for (const int i : looked)
+        EXPECT_EQ(out[static_cast<std::size_t>(i)], float(i) + 0.5F);
+    EXPECT_EQ(std::ranges::count(out, -1.0F), 2 * count - std::ssize(looked));
+}
+
 } // namespace
 } // namespace glasshob

@@ -317,7 +317,8 @@ struct FunctionConstant {
 
 class Module {
   public:
-    Module();
+    // With a limit, which must outlive the module, its memory counts as work.
+    explicit Module(WorkLimit* limit = nullptr);
     Module(const Module&) = delete;
     Module& operator=(const Module&) = delete;
 

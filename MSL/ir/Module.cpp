@@ -79,7 +79,7 @@ std::uint64_t partCount(TypeRef composite) {
 
 // --------------------------------------------------------------------------------------------------------- module
 
-Module::Module() = default;
+Module::Module(WorkLimit* limit) : arena(limit) {}
 
 Value* Module::newValue(Value::Kind kind, TypeRef type) {
     auto* value = arena.make<Value>();

@@ -134,6 +134,10 @@ void Preprocessor::define() {
             (token.isWord() && std::ranges::find(macro->parameters, token.identifier) != macro->parameters.end()))
             macro->usesParameters = true;
         if (body.empty()) token.flags &= static_cast<std::uint16_t>(~Token::leadingSpace);
+        if (body.size() >= expansionLimit / 4) {
+            spend(name, expansionLimit);
+            return;
+        }
         body.push_back(token);
     }
     for (std::size_t i = 0; macro->isFunctionLike && i < body.size(); ++i) {

@@ -16,6 +16,11 @@ Preprocessor::Preprocessor(SourceManager& sources, IdentifierTable& identifiers,
 
 void Preprocessor::next(Token& token) {
     for (;;) {
+        if (budgetSpent_) { // said already; what follows would only cost more
+            token.kind = TokenKind::eof;
+            token.flags = 0;
+            return;
+        }
         nextExpanded(token);
         if (token.is(TokenKind::unknown)) { // out of a macro's replacement
             diagnostics_.error(token.location, "unexpected '" + std::string(spelling(token)) + "' in program");

@@ -488,6 +488,11 @@ void Lowering::entry(FunctionDecl* function) {
     const std::string_view name = entryName(function, nameOf(function));
     if (std::ranges::find(module_.entries, name, &ir::Entry::name) != module_.entries.end())
         diagnostics_.error(function->location, "there is an entry point named '" + std::string(name) + "' already");
+    constexpr std::size_t longestName = 32'767; // it shares an instruction with what the function uses
+    if (name.size() > longestName)
+        diagnostics_.error(function->location, "the name of an entry point has " + std::to_string(name.size()) +
+                                                   " letters, and at most " + std::to_string(longestName) +
+                                                   " are possible");
     state.entry = module_.newEntry(name, state.stage);
     state.entry->earlyFragmentTests = findAttribute(function->attributes, "early_fragment_tests") != nullptr;
     ir::Function* wrapper = module_.newFunction(nameOf(function), module_.types.void_());

@@ -36,6 +36,7 @@ void Lowering::statement(const Stmt* stmt) {
         return;
     }
     builder_.location = stmt->location;
+    limit_.reach(stmt->location);
     switch (stmt->kind) {
     case StmtKind::compound: statements(static_cast<const CompoundStmt*>(stmt)->statements); break;
     case StmtKind::declaration:

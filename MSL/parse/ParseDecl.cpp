@@ -48,6 +48,7 @@ void Parser::parseDeclarations(Declarations& out, Context context, TokenKind end
 void Parser::parseDeclaration(Declarations& out, Context context) {
     Nesting nesting(*this);
     if (!nesting) return;
+    limit_.reach(token().location);
     switch (kind()) {
     case TokenKind::semicolon: advance(); return;
     case TokenKind::kwInline:

@@ -2,7 +2,14 @@
 
 #include "MSL/parse/ParserImpl.h"
 
+#include <algorithm>
+#include <new>
+
 namespace msl {
+
+namespace {
+constexpr std::size_t maxTokens = 6'000'000; // they are kept until the whole text is read
+}
 
 TranslationUnit* parse(SourceManager& sources, IdentifierTable& identifiers, Arena& arena, Diagnostics& diagnostics,
                        WorkLimit& limit) {
@@ -15,7 +22,7 @@ Parser::Parser(SourceManager& sources, IdentifierTable& identifiers, Arena& aren
       preprocessor_(sources, identifiers, arena, diagnostics), asType_(identifiers.get("as_type")),
       int_(identifiers.get("int")), short_(identifiers.get("short")), char_(identifiers.get("char")),
       long_(identifiers.get("long")) {
-    tokens_.reserve(sources.text().size() / 4 + 64);
+    tokens_.reserve(std::min(sources.text().size() / 4 + 64, maxTokens / 8));
     fill();
 }
 
@@ -30,6 +37,7 @@ TranslationUnit* Parser::parseUnit() {
 // -------------------------------------------------------------------------------------------------------- tokens
 
 void Parser::fill() {
+    if (tokens_.size() >= maxTokens) throw std::bad_alloc();
     Token& token = tokens_.emplace_back();
     if (!isStopped_ && !limit_.step()) reportLimit();
     if (isStopped_) {

@@ -206,8 +206,8 @@ class Analyzer {
     void takeLayoutAttributes(StructDecl* to, const StructDecl* definition);
     void layOut(StructDecl* decl);
     void enterStructure(StructDecl* decl);
-    VarDecl* findField(const StructDecl* decl, const Identifier* name) const;
-    Decl* findMember(const StructDecl* decl, const Identifier* name) const; // field, static, type or first function
+    VarDecl* findField(const StructDecl* decl, const Identifier* name);
+    Decl* findMember(const StructDecl* decl, const Identifier* name); // field, static, type or first function
     std::span<FunctionDecl*> findMethods(const StructDecl* decl, const Identifier* name);
     std::span<FunctionDecl*> constructorsOf(const StructDecl* decl);
     bool isComplete(TypeRef type) const;
@@ -469,6 +469,8 @@ class Analyzer {
     Arena& arena_;
     Diagnostics& diagnostics_;
     WorkLimit& limit_;
+    // Of structs with many members, when they are complete.
+    std::unordered_map<const StructDecl*, std::unordered_map<const Identifier*, Decl*>> membersByName_;
     Scopes scopes_;
 
     FunctionContext context_;

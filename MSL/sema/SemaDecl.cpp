@@ -30,7 +30,7 @@ void Analyzer::run() {
                           "function '" + std::string(function->name->text) + "' is called but never defined");
             }
     if (limit_.exceeded() && !diagnostics_.hasErrors())
-        error(SourceLocation::atOffset(0), "this text takes too long to compile");
+        error(limit_.place(), "this text takes too long to compile");
     unit_.entryPoints = arena_.copy(entryPoints_);
     unit_.structs = arena_.copy(structs_);
 }
@@ -54,6 +54,7 @@ void Analyzer::declaration(Decl* decl) {
     decl->parent = currentParent_;
     const DepthGuard guard(depth_);
     if (tooDeep(decl->location)) return;
+    limit_.reach(decl->location);
     switch (decl->kind) {
     case DeclKind::variable: variable(static_cast<VarDecl*>(decl)); break;
     case DeclKind::function: functionDeclaration(static_cast<FunctionDecl*>(decl)); break;

@@ -261,6 +261,7 @@ Expr* Analyzer::lambda(Lambda* expr) {
         if (!field->type || field->type->isError()) return errorAt(expr);
     closure->fields = arena_.copy(scope.fields);
     layOut(closure);
+    if (closure->isInvalid) return errorAt(expr);
     Construct* made = make<Construct>(expr);
     made->constructKind = ConstructKind::aggregate;
     made->arguments = arena_.copy(scope.values);

@@ -155,6 +155,10 @@ void Analyzer::layOut(StructDecl* decl) {
             ++nesting;
             inner = inner->element;
         }
+        // A closure that is captured by reference is looked into as one that is captured by value.
+        if (inner->is(TypeKind::reference) && inner->element->structDecl != nullptr &&
+            inner->element->structDecl->isLambdaClosure)
+            nesting += inner->element->record->nesting;
         if (inner->is(TypeKind::struct_)) {
             count *= inner->record->scalarCount;
             nesting += inner->record->nesting;

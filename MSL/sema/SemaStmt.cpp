@@ -30,6 +30,7 @@ Stmt* Analyzer::statement(Stmt* stmt) {
     if (!stmt) return arena_.make<NullStmt>();
     const DepthGuard guard(depth_);
     if (tooDeep(stmt->location)) return stmt;
+    limit_.reach(stmt->location);
     switch (stmt->kind) {
     case StmtKind::compound: compound(static_cast<CompoundStmt*>(stmt)); break;
     case StmtKind::declaration:

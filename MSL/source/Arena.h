@@ -1,6 +1,11 @@
 // A bump allocator: everything that one compile makes lives here and dies together. Objects are never destroyed one
 // by one, so only trivially destructible types may be made in it. Not thread safe: one arena per compile.
+//
+// An arena with a work limit counts what it hands out as work, and throws std::bad_alloc when the limit is exceeded or
+// its memory used up.
 #pragma once
+
+#include "MSL/source/WorkLimit.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -17,13 +22,16 @@ namespace msl {
 
 class Arena {
   public:
-    Arena() = default;
+    explicit Arena(WorkLimit* limit = nullptr) : limit_(limit) {}
+    ~Arena() {
+        if (limit_ != nullptr) limit_->giveBackBytes(reserved_);
+    }
     Arena(const Arena&) = delete;
     Arena& operator=(const Arena&) = delete;
 
     void* allocate(std::size_t size, std::size_t alignment) {
         std::uintptr_t at = (cursor_ + alignment - 1) & ~(static_cast<std::uintptr_t>(alignment) - 1);
-        if (at + size > end_) {
+        if (size > end_ || at > end_ - size) {
             grow(size + alignment);
             at = (cursor_ + alignment - 1) & ~(static_cast<std::uintptr_t>(alignment) - 1);
         }
@@ -73,12 +81,17 @@ class Arena {
     void grow(std::size_t atLeast) {
         std::size_t size = blocks_.empty() ? std::size_t{64} * 1024 : std::size_t{256} * 1024;
         if (size < atLeast) size = atLeast;
+        // A unit of work makes about so much.
+        constexpr std::size_t bytesPerStep = 256;
+        if (limit_ != nullptr && (!limit_->step(size / bytesPerStep) || !limit_->takeBytes(size)))
+            throw std::bad_alloc();
+        reserved_ += size;
         blocks_.push_back(std::unique_ptr<std::byte[]>(new std::byte[size]));
         cursor_ = reinterpret_cast<std::uintptr_t>(blocks_.back().get());
         end_ = cursor_ + size;
-        reserved_ += size;
     }
 
+    WorkLimit* limit_;
     std::uintptr_t cursor_ = 0;
     std::uintptr_t end_ = 0;
     std::size_t reserved_ = 0;

@@ -19,28 +19,58 @@ std::uint32_t SourceManager::regionEnd(std::uint32_t offset) const {
     return static_cast<std::uint32_t>(text_.size());
 }
 
-// Line ends are LF, CRLF and a lone CR, as editors count them.
-std::uint32_t SourceManager::physicalLine(std::uint32_t offset) const {
-    if (lineStarts_.empty()) {
-        lineStarts_.push_back(0);
-        bool hasReturns = text_.find('\r') != std::string_view::npos;
-        for (std::size_t i = 0; i < text_.size(); ++i) {
-            if (!hasReturns) {
-                i = text_.find('\n', i);
-                if (i == std::string_view::npos) break;
-            } else if (text_[i] != '\n' && (text_[i] != '\r' || (i + 1 < text_.size() && text_[i + 1] == '\n'))) {
-                continue;
-            }
-            lineStarts_.push_back(static_cast<std::uint32_t>(i + 1));
-        }
+// Line ends are LF, CRLF and a lone CR, as editors count them; a CRLF ends its line with the LF.
+bool SourceManager::endsLine(std::uint32_t offset) const {
+    return text_[offset] == '\n' ||
+           (text_[offset] == '\r' && (offset + 1 == text_.size() || text_[offset + 1] != '\n'));
+}
+
+std::uint32_t SourceManager::countLineEnds(std::uint32_t begin, std::uint32_t end) const {
+    const std::string_view part = text_.substr(begin, end - begin);
+    auto count = static_cast<std::uint32_t>(std::ranges::count(part, '\n'));
+    for (std::size_t at = part.find('\r'); at != std::string_view::npos; at = part.find('\r', at + 1))
+        count += endsLine(begin + static_cast<std::uint32_t>(at)) ? 1 : 0;
+    return count;
+}
+
+const std::vector<std::uint32_t>& SourceManager::endsBefore() const {
+    if (endsBefore_.empty()) {
+        const auto size = static_cast<std::uint32_t>(text_.size());
+        endsBefore_.reserve(size / blockSize + 2);
+        endsBefore_.push_back(0);
+        for (std::uint32_t begin = 0; begin < size; begin += blockSize)
+            endsBefore_.push_back(endsBefore_.back() + countLineEnds(begin, std::min(begin + blockSize, size)));
     }
-    auto after = std::ranges::upper_bound(lineStarts_, offset);
-    return static_cast<std::uint32_t>(after - lineStarts_.begin()) - 1;
+    return endsBefore_;
+}
+
+std::uint32_t SourceManager::physicalLine(std::uint32_t offset) const {
+    const std::uint32_t block = offset / blockSize;
+    return endsBefore()[block] + countLineEnds(block * blockSize, offset);
 }
 
 std::uint32_t SourceManager::lineBegin(std::uint32_t offset) const {
-    std::uint32_t line = physicalLine(offset); // makes lineStarts_
-    return lineStarts_[line];
+    const std::vector<std::uint32_t>& ends = endsBefore();
+    std::uint32_t block = offset / blockSize;
+    for (std::uint32_t end = offset;; end = block-- * blockSize) {
+        const bool hasEnd = end == offset || ends[block] != ends[block + 1];
+        for (std::uint32_t at = end; hasEnd && at > block * blockSize; --at)
+            if (endsLine(at - 1)) return at;
+        if (block == 0) return 0;
+    }
+}
+
+std::uint32_t SourceManager::lineEnd(std::uint32_t offset) const {
+    const std::vector<std::uint32_t>& ends = endsBefore();
+    const auto size = static_cast<std::uint32_t>(text_.size());
+    std::uint32_t at = offset;
+    while (at < size && !endsLine(at)) {
+        ++at;
+        while (at % blockSize == 0 && at < size && ends[at / blockSize] == ends[at / blockSize + 1])
+            at = std::min(at + blockSize, size);
+    }
+    const bool isPair = at < size && at > offset && text_[at] == '\n' && text_[at - 1] == '\r';
+    return isPair ? at - 1 : at;
 }
 
 const SourceManager::LineDirective* SourceManager::directiveFor(std::uint32_t offset) const {
@@ -49,19 +79,30 @@ const SourceManager::LineDirective* SourceManager::directiveFor(std::uint32_t of
 }
 
 void SourceManager::addLineDirective(std::uint32_t directiveOffset, std::uint32_t line, std::string_view file) {
-    std::uint32_t physical = physicalLine(directiveOffset) + 1;
-    if (physical >= lineStarts_.size()) return; // nothing follows
+    constexpr std::size_t longestName = 1024;
+    std::uint32_t next = lineEnd(directiveOffset);
+    while (next < text_.size() && !endsLine(next))
+        ++next;
+    if (++next >= text_.size()) return; // nothing follows
     const LineDirective* before = directiveFor(directiveOffset);
     std::uint32_t index = before ? before->fileIndex : 0;
+    const bool isUsers = directiveOffset >= userTextBegin_ && directiveOffset < userTextEnd_;
+    const std::uint32_t physical = physicalLine(next);
     std::uint32_t shown = line;
-    if (directiveOffset >= userTextBegin_ && directiveOffset < userTextEnd_) {
+    file = file.substr(0, longestName);
+    if (isUsers) {
         shown = before ? before->line + (physical - before->physicalLine) : physical + 1;
     } else if (!file.empty()) {
-        auto known = std::ranges::find(fileNames_, file);
-        index = static_cast<std::uint32_t>(known - fileNames_.begin());
-        if (known == fileNames_.end()) fileNames_.emplace_back(file);
+        if (file == fileNames_[0]) {
+            index = 0;
+        } else if (const auto known = fileIndexes_.find(file); known != fileIndexes_.end()) {
+            index = known->second;
+        } else {
+            index = static_cast<std::uint32_t>(fileNames_.size());
+            fileIndexes_.emplace(fileNames_.emplace_back(file), index);
+        }
     }
-    directives_.push_back({lineStarts_[physical], physical, shown, line, index});
+    directives_.push_back({next, physical, shown, line, index});
 }
 
 std::uint32_t SourceManager::fileIndex(std::uint32_t offset) const {
@@ -74,7 +115,7 @@ PresumedLocation SourceManager::presumed(SourceLocation at) const {
     std::uint32_t offset = std::min<std::uint32_t>(at.offset(), static_cast<std::uint32_t>(text_.size()));
     std::uint32_t physical = physicalLine(offset);
     PresumedLocation result;
-    result.column = offset - lineStarts_[physical] + 1;
+    result.column = offset - lineBegin(offset) + 1;
     if (const LineDirective* directive = directiveFor(offset)) {
         result.file = fileNames_[directive->fileIndex];
         result.line = directive->line + (physical - directive->physicalLine);
@@ -93,11 +134,9 @@ std::uint32_t SourceManager::macroLine(SourceLocation at) const {
 
 std::string_view SourceManager::lineText(SourceLocation at) const {
     if (!at) return {};
-    std::uint32_t physical =
-        physicalLine(std::min<std::uint32_t>(at.offset(), static_cast<std::uint32_t>(text_.size())));
-    std::uint32_t begin = lineStarts_[physical];
-    std::size_t end = text_.find_first_of("\r\n", begin);
-    return text_.substr(begin, end == std::string_view::npos ? end : end - begin);
+    const std::uint32_t offset = std::min<std::uint32_t>(at.offset(), static_cast<std::uint32_t>(text_.size()));
+    const std::uint32_t begin = lineBegin(offset);
+    return text_.substr(begin, lineEnd(begin) - begin);
 }
 
 } // namespace msl

@@ -8,6 +8,7 @@
 #include <deque>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 #include <vector>
 
 namespace msl {
@@ -41,7 +42,7 @@ class SourceManager {
     std::uint32_t fileIndex(std::uint32_t offset) const;
 
     // "#line line "file"" stood at directiveOffset; it takes effect from the next line on. An empty file keeps the
-    // name.
+    // name, a very long one is cut.
     void addLineDirective(std::uint32_t directiveOffset, std::uint32_t line, std::string_view file);
 
     // Where messages say that it is: in the user's text always a line that it has.
@@ -57,15 +58,24 @@ class SourceManager {
         std::uint32_t macroLine; // another number than line after a #line of the user's text
         std::uint32_t fileIndex; // into fileNames_
     };
-    std::uint32_t physicalLine(std::uint32_t offset) const;
+    std::uint32_t physicalLine(std::uint32_t offset) const; // 0-based
+    std::uint32_t lineEnd(std::uint32_t offset) const;      // of the line without what ends it
+    bool endsLine(std::uint32_t offset) const;
+    std::uint32_t countLineEnds(std::uint32_t begin, std::uint32_t end) const;
+    const std::vector<std::uint32_t>& endsBefore() const;
     const LineDirective* directiveFor(std::uint32_t offset) const;
+
+    static constexpr std::uint32_t blockSize = 4096;
 
     std::string_view text_;
     std::size_t userTextBegin_;
     std::size_t userTextEnd_;
-    mutable std::vector<std::uint32_t> lineStarts_; // made on first need
+    // How many line ends there are before each block of the text: what a text of nothing but line ends needs is small,
+    // and a line is found by a look into a block or two. Made on first need.
+    mutable std::vector<std::uint32_t> endsBefore_;
     std::vector<LineDirective> directives_;
     std::deque<std::string> fileNames_; // [0] is the name before any directive; never moved, views point into it
+    std::unordered_map<std::string_view, std::uint32_t> fileIndexes_; // of those that directives name
 };
 
 } // namespace msl

@@ -11,6 +11,23 @@ constexpr std::uint32_t spirvVersion = 0x00010600; // 1.6, which Vulkan 1.3 take
 constexpr std::uint32_t generator = 0;             // unregistered
 } // namespace
 
+Id Assembler::newId() {
+    if (nextId_ >= limits::ids) throw LimitExceeded{"the program is too large"};
+    return nextId_++;
+}
+
+std::uint32_t Assembler::head(spv::Op op, std::size_t words) {
+    if (words > limits::instructionWords)
+        throw LimitExceeded{"this takes an instruction of " + std::to_string(words) + " words, and at most " +
+                            std::to_string(limits::instructionWords) + " are possible"};
+    return static_cast<std::uint32_t>(words) << 16 | static_cast<std::uint32_t>(op);
+}
+
+// Names for a reader of the module may be cut.
+std::string_view Assembler::shortName(std::string_view text) {
+    return text.substr(0, 1024);
+}
+
 void Assembler::capability(spv::Capability capability) {
     if (std::find(capabilities_.begin(), capabilities_.end(), capability) == capabilities_.end())
         capabilities_.push_back(capability);
@@ -33,6 +50,9 @@ void Assembler::appendText(Words& to, std::string_view text) {
 
 void Assembler::entryPoint(spv::ExecutionModel model, Id function, std::string_view text,
                            std::span<const Id> interface) {
+    if (text.size() > limits::stringBytes)
+        throw LimitExceeded{"the name of an entry point has " + std::to_string(text.size()) + " letters, and at most " +
+                            std::to_string(limits::stringBytes) + " are possible"};
     Words operands = {static_cast<std::uint32_t>(model), function};
     appendText(operands, text);
     operands.insert(operands.end(), interface.begin(), interface.end());
@@ -53,13 +73,13 @@ void Assembler::executionModeId(Id function, spv::ExecutionMode mode, std::initi
 
 void Assembler::name(Id target, std::string_view text) {
     Words words = {target};
-    appendText(words, text);
+    appendText(words, shortName(text));
     emit(names_, spv::Op::OpName, words);
 }
 
 void Assembler::memberName(Id target, std::uint32_t member, std::string_view text) {
     Words words = {target, member};
-    appendText(words, text);
+    appendText(words, shortName(text));
     emit(names_, spv::Op::OpMemberName, words);
 }
 
@@ -82,17 +102,16 @@ Id Assembler::intern(spv::Op op, Id type, std::span<const std::uint32_t> operand
         hash = (hash ^ word) * 0x100000001b3ULL + (hash >> 29);
 
     const std::uint32_t prefix = type != 0 ? 2 : 1; // words between the head and the operands
-    const std::uint32_t head =
-        static_cast<std::uint32_t>(operands.size() + prefix + 1) << 16 | static_cast<std::uint32_t>(op);
+    const std::uint32_t first = head(op, operands.size() + prefix + 1);
     const Interned* known = interned_.find(hash, [&](const Interned& one) {
         const std::uint32_t* words = globals_.data() + one.at;
-        return words[0] == head && (type == 0 || words[1] == type) &&
+        return words[0] == first && (type == 0 || words[1] == type) &&
                std::equal(operands.begin(), operands.end(), words + 1 + prefix);
     });
     if (known != nullptr) return known->id;
     const Id id = newId();
     interned_.add(hash, {static_cast<std::uint32_t>(globals_.size()), id});
-    globals_.push_back(head);
+    globals_.push_back(first);
     if (type != 0) globals_.push_back(type);
     globals_.push_back(id);
     globals_.insert(globals_.end(), operands.begin(), operands.end());
@@ -132,6 +151,9 @@ Id Assembler::specializationFlag(Id type, std::uint32_t number) {
 }
 
 Id Assembler::globalVariable(Id pointerType, spv::StorageClass storage, Id initializer) {
+    if (++globalVariableCount_ > limits::globalVariables)
+        throw LimitExceeded{"the program has more than " + std::to_string(limits::globalVariables) +
+                            " resources, tables and other variables outside of functions"};
     const Id id = newId();
     if (initializer != 0)
         emit(globals_, spv::Op::OpVariable, {pointerType, id, static_cast<std::uint32_t>(storage), initializer});
@@ -151,7 +173,7 @@ Id Assembler::result(spv::Op op, Id type, std::initializer_list<std::uint32_t> o
 
 Id Assembler::result(spv::Op op, Id type, std::span<const std::uint32_t> operands) {
     const Id id = newId();
-    functions_.push_back(static_cast<std::uint32_t>(operands.size() + 3) << 16 | static_cast<std::uint32_t>(op));
+    functions_.push_back(head(op, operands.size() + 3));
     functions_.push_back(type);
     functions_.push_back(id);
     functions_.insert(functions_.end(), operands.begin(), operands.end());
@@ -161,8 +183,7 @@ Id Assembler::result(spv::Op op, Id type, std::span<const std::uint32_t> operand
 Id Assembler::glsl(std::uint32_t instruction, Id type, std::span<const Id> operands) {
     const Id set = glslInstructions();
     const Id id = newId();
-    functions_.push_back(static_cast<std::uint32_t>(operands.size() + 5) << 16 |
-                         static_cast<std::uint32_t>(spv::Op::OpExtInst));
+    functions_.push_back(head(spv::Op::OpExtInst, operands.size() + 5));
     functions_.push_back(type);
     functions_.push_back(id);
     functions_.push_back(set);
@@ -177,6 +198,7 @@ void Assembler::beginFunction() {
 }
 
 Id Assembler::functionVariable(Id pointerType, Id initializer) {
+    if (++localVariableCount_ > limits::localVariables) throw LimitExceeded{"the program has too many variables"};
     const Id id = newId();
     const auto storage = static_cast<std::uint32_t>(spv::StorageClass::Function);
     if (initializer != 0)

@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <initializer_list>
 #include <span>
+#include <string>
 #include <string_view>
 #include <vector>
 
@@ -18,9 +19,28 @@ namespace msl::spirv {
 using Id = std::uint32_t;
 using Words = std::vector<std::uint32_t>;
 
+// What SPIR-V sets as the most that a module may hold.
+namespace limits {
+inline constexpr std::size_t instructionWords = 65'535;
+inline constexpr std::size_t stringBytes = 65'535;
+inline constexpr std::size_t structMembers = 16'383;
+inline constexpr std::size_t structDepth = 255;
+inline constexpr std::size_t switchCases = 16'383;
+inline constexpr std::size_t globalVariables = 65'535;
+inline constexpr std::size_t localVariables = 524'287;
+inline constexpr std::size_t controlFlowDepth = 1'023;
+// SPIR-V allows four times as many ids, but no driver takes a module of that size.
+inline constexpr Id ids = 1'000'000;
+} // namespace limits
+
+// Thrown where a module would go over one of them, with what is to be told of the text.
+struct LimitExceeded {
+    std::string what;
+};
+
 class Assembler {
   public:
-    Id newId() { return nextId_++; }
+    Id newId();
 
     void capability(spv::Capability capability); // each once
     void entryPoint(spv::ExecutionModel model, Id function, std::string_view name, std::span<const Id> interface);
@@ -63,14 +83,17 @@ class Assembler {
     Words assemble() const;
 
   private:
+    // The first word of an instruction. Throws when it has more words than can be told in there.
+    static std::uint32_t head(spv::Op op, std::size_t words);
     static void emit(Words& to, spv::Op op, std::span<const std::uint32_t> operands) {
-        to.push_back(static_cast<std::uint32_t>(operands.size() + 1) << 16 | static_cast<std::uint32_t>(op));
+        to.push_back(head(op, operands.size() + 1));
         to.insert(to.end(), operands.begin(), operands.end());
     }
     static void emit(Words& to, spv::Op op, std::initializer_list<std::uint32_t> operands) {
         emit(to, op, std::span<const std::uint32_t>(operands.begin(), operands.size()));
     }
     static void appendText(Words& to, std::string_view text);
+    static std::string_view shortName(std::string_view text);
     Id intern(spv::Op op, Id type, std::span<const std::uint32_t> operands);
 
     struct Interned {
@@ -79,6 +102,8 @@ class Assembler {
     };
     Id nextId_ = 1;
     Id glsl_ = 0;
+    std::size_t globalVariableCount_ = 0;
+    std::size_t localVariableCount_ = 0;
     std::vector<spv::Capability> capabilities_;
     Words entryPoints_;
     Words executionModes_;

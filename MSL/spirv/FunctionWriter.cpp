@@ -13,7 +13,7 @@ ModuleWriter::ModuleWriter(const ir::Module& module, const Bindings& bindings, c
       globals_(module.variableCount() + 1), locals_(module.variableCount() + 1, 0),
       fragmentInputs_(module.variableCount() + 1, false) {}
 
-std::expected<Words, std::string> ModuleWriter::write() {
+std::expected<Words, WriterError> ModuleWriter::write() try {
     for (const ir::Entry* entry : module_.entries)
         if (entry->stage == Stage::fragment)
             for (const ir::Variable* variable : *entry->interface)
@@ -29,11 +29,13 @@ std::expected<Words, std::string> ModuleWriter::write() {
     if (usesDeviceBarrier_)
         for (const Id buffer : writableBuffers_)
             asm_.decorate(buffer, spv::Decoration::Coherent);
-    if (!failure_.empty()) return std::unexpected(failure_);
+    if (!failure_.empty()) return std::unexpected(WriterError{SourceLocation::atOffset(0), failure_, true});
     return asm_.assemble();
+} catch (const LimitExceeded& limit) {
+    return std::unexpected(WriterError{location_, limit.what});
 }
 
-std::expected<std::vector<std::uint32_t>, std::string> write(const ir::Module& module, const Bindings& bindings,
+std::expected<std::vector<std::uint32_t>, WriterError> write(const ir::Module& module, const Bindings& bindings,
                                                              const WriterOptions& options) {
     return ModuleWriter(module, bindings, options).write();
 }
@@ -152,7 +154,15 @@ void ModuleWriter::writeFunction(const ir::Function& function) {
 }
 
 bool ModuleWriter::writeBlock(const ir::Block& block) {
-    for (const Instruction* instruction = block.first; instruction != nullptr; instruction = instruction->next) {
+    if (++blockDepth_ >= limits::controlFlowDepth) throw LimitExceeded{"the program is nested too deeply"};
+    const bool runsOn = writeInstructions(block.first);
+    --blockDepth_;
+    return runsOn;
+}
+
+bool ModuleWriter::writeInstructions(const Instruction* first) {
+    for (const Instruction* instruction = first; instruction != nullptr; instruction = instruction->next) {
+        location_ = instruction->location;
         switch (instruction->op) {
         case Op::if_: writeIf(*instruction); break;
         case Op::loop: writeLoop(*instruction); break;
@@ -221,6 +231,7 @@ void ModuleWriter::writeLoop(const Instruction& instruction) {
     label(bodyLabel);
 
     // The leading condition becomes a plain exit of the loop instead of a selection with a break in it.
+    if (++blockDepth_ >= limits::controlFlowDepth) throw LimitExceeded{"the program is nested too deeply"};
     bool isOpen = true;
     const Instruction* at = body.first;
     while (at != nullptr && at->op < Op::if_) {
@@ -234,10 +245,7 @@ void ModuleWriter::writeLoop(const Instruction& instruction) {
         at = at->next;
     }
     if (at != nullptr) {
-        ir::Block rest;
-        rest.first = const_cast<Instruction*>(at);
-        rest.last = body.last;
-        isOpen = writeBlock(rest);
+        isOpen = writeInstructions(at);
     }
     if (isOpen) branch(continueLabel);
 
@@ -248,6 +256,7 @@ void ModuleWriter::writeLoop(const Instruction& instruction) {
     else if (continues)
         branch(header);
     targets_ = outer;
+    --blockDepth_;
     label(merge);
 }
 
@@ -261,6 +270,12 @@ void ModuleWriter::writeSwitch(const Instruction& instruction) {
         labels.push_back(asm_.newId());
         if (switchCase.isDefault) defaultLabel = labels.back();
     }
+    std::size_t count = 0;
+    for (const ir::SwitchCase& switchCase : instruction.cases)
+        count += switchCase.values.size();
+    if (count > limits::switchCases)
+        throw LimitExceeded{"a switch of " + std::to_string(count) + " cases is too large: at most " +
+                            std::to_string(limits::switchCases) + " are possible"};
     Words operands = {value(selector), defaultLabel};
     for (std::size_t i = 0; i < instruction.cases.size(); ++i) {
         for (const std::int64_t literal : instruction.cases[i].values) {
@@ -284,6 +299,7 @@ void ModuleWriter::writeSwitch(const Instruction& instruction) {
 void ModuleWriter::writeInstruction(const Instruction& instruction) {
     const auto operand = [&](std::size_t i) { return value(*instruction.operands[i]); };
     const TypeRef type = instruction.result != nullptr ? instruction.result->type : nullptr;
+    location_ = instruction.location;
     switch (instruction.op) {
     case Op::load: bind(instruction, load(*instruction.place)); return;
     case Op::store: store(*instruction.place, operand(0)); return;
@@ -304,7 +320,8 @@ void ModuleWriter::writeInstruction(const Instruction& instruction) {
             bind(instruction, nullConstant(type));
             return;
         }
-        bind(instruction, asm_.result(spv::Op::OpCompositeConstruct, logicalType(type), parts));
+        // A vector may be made of vectors.
+        bind(instruction, composite(type, parts, false, Made::asCode));
         return;
     }
     case Op::extract:
@@ -314,7 +331,7 @@ void ModuleWriter::writeInstruction(const Instruction& instruction) {
             operands = {operand(1), operand(0)};
         else
             operands = {operand(0)};
-        operands.append(instruction.indices);
+        appendPath(operands, instruction.operands[0]->type, instruction.indices);
         const spv::Op op = instruction.op == Op::insert ? spv::Op::OpCompositeInsert : spv::Op::OpCompositeExtract;
         bind(instruction, asm_.result(op, logicalType(type), operands));
         return;

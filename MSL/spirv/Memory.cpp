@@ -214,8 +214,19 @@ Id ModuleWriter::placePointer(const ir::Place& place, spv::StorageClass& storage
     }
     OperandList indices = {base};
     if (isInBlock) indices.push_back(uintConstant(0));
-    for (const ir::Step& step : place.steps.subspan(root.kind == Variable::Kind::address ? 1 : 0))
-        indices.push_back(step.value != nullptr ? value(*step.value) : uintConstant(step.number));
+    TypeRef type = root.type;
+    for (const ir::Step& step : place.steps) {
+        if (root.kind == Variable::Kind::address && &step == place.steps.data()) {
+            // which of what lies behind the address: in the base already
+        } else if (step.value != nullptr) {
+            indices.push_back(value(*step.value));
+        } else {
+            const MemberPath path = memberPath(type, step.number);
+            if (path.isSplit) indices.push_back(uintConstant(path.part));
+            indices.push_back(uintConstant(path.member));
+        }
+        type = ir::partType(module_.types, type, step.number);
+    }
     if (indices.size() == 1) return base;
     const Id pointee = inMemory ? memoryType(place.type) : logicalType(place.type);
     return asm_.result(spv::Op::OpAccessChain, pointerType(storage, pointee), indices);
@@ -242,7 +253,7 @@ Id ModuleWriter::load(const ir::Place& place) {
             for (const ir::Step& step : place.steps) {
                 if (step.value != nullptr)
                     return fail("a computed index into the stage input '" + std::string(root.name) + "'");
-                operands.push_back(step.number);
+                operands.push_back(step.number); // of a vector: what is adapted is no struct
             }
             return asm_.result(spv::Op::OpCompositeExtract, logicalType(place.type), operands);
         }
@@ -297,10 +308,12 @@ Id ModuleWriter::fromMemory(TypeRef type, Id stored) {
         const std::size_t count = type->is(TypeKind::array) ? type->count : type->record->fields.size();
         for (std::uint32_t i = 0; i < count; ++i) {
             const TypeRef part = type->is(TypeKind::array) ? type->element : type->record->fields[i].type;
-            parts.push_back(fromMemory(part, asm_.result(spv::Op::OpCompositeExtract, memoryType(part), {stored, i})));
+            OperandList path = {stored};
+            appendMember(path, type, i);
+            parts.push_back(fromMemory(part, asm_.result(spv::Op::OpCompositeExtract, memoryType(part), path)));
         }
         if (parts.empty()) return nullConstant(type);
-        return asm_.result(spv::Op::OpCompositeConstruct, logicalType(type), parts);
+        return composite(type, parts, false, Made::asCode);
     }
     const Id zero = asm_.internedConstant(spv::Op::OpConstantNull, memoryType(type), {});
     return asm_.result(spv::Op::OpINotEqual, logicalType(type), {stored, zero});
@@ -314,10 +327,12 @@ Id ModuleWriter::toMemory(TypeRef type, Id logical) {
         const std::size_t count = type->is(TypeKind::array) ? type->count : type->record->fields.size();
         for (std::uint32_t i = 0; i < count; ++i) {
             const TypeRef part = type->is(TypeKind::array) ? type->element : type->record->fields[i].type;
-            parts.push_back(toMemory(part, asm_.result(spv::Op::OpCompositeExtract, logicalType(part), {logical, i})));
+            OperandList path = {logical};
+            appendMember(path, type, i);
+            parts.push_back(toMemory(part, asm_.result(spv::Op::OpCompositeExtract, logicalType(part), path)));
         }
         if (parts.empty()) return asm_.internedConstant(spv::Op::OpConstantNull, memoryType(type), {});
-        return asm_.result(spv::Op::OpCompositeConstruct, memoryType(type), parts);
+        return composite(type, parts, true, Made::asCode);
     }
     const TypeRef bytes = module_.types.vector(ScalarKind::uchar, type->columns);
     return asm_.result(spv::Op::OpSelect, memoryType(type), {logical, intConstant(bytes, 1), intConstant(bytes, 0)});

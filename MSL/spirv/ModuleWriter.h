@@ -17,7 +17,7 @@ namespace msl::spirv {
 class ModuleWriter {
   public:
     ModuleWriter(const ir::Module& module, const Bindings& bindings, const WriterOptions& options);
-    std::expected<Words, std::string> write();
+    std::expected<Words, WriterError> write();
 
   private:
     // ------------------------------------------------------------------ types and constants (Types.cpp)
@@ -31,6 +31,27 @@ class ModuleWriter {
     bool hasMemoryForm(TypeRef type) { return logicalType(type) != memoryType(type); }
     static bool changesInMemory(TypeRef type);
     Id structType(TypeRef type, bool inMemory);
+    // A struct of more members than SPIR-V allows is a struct of structs of members.
+    struct SplitStruct {
+        std::vector<std::uint32_t> begins; // the first member of each part
+        std::vector<Id> parts[2];          // their types: logical, in memory
+    };
+    static bool isSplit(TypeRef type);
+    SplitStruct& splitOf(const Record& record);
+    Id structPart(const Record& record, std::uint32_t begin, std::uint32_t end, bool inMemory);
+    // Where a member lies: in a part of its struct when that is split.
+    struct MemberPath {
+        bool isSplit = false;
+        std::uint32_t part = 0;
+        std::uint32_t member = 0;
+    };
+    MemberPath memberPath(TypeRef type, std::uint32_t member);
+    void appendMember(OperandList& to, TypeRef type, std::uint32_t member);
+    // The way to a part of a value.
+    void appendPath(OperandList& to, TypeRef type, std::span<const std::uint32_t> indices);
+    // A value of the type from one for each of its elements or members.
+    enum class Made : std::uint8_t { asCode, asConstant };
+    Id composite(TypeRef type, std::span<const Id> elements, bool inMemory, Made made);
     void decorateMatrixMember(Id structId, std::uint32_t member, TypeRef type);
     Id pointerType(spv::StorageClass storage, Id pointee);
     static bool isBlock(TypeRef type);
@@ -76,6 +97,7 @@ class ModuleWriter {
     void writeFunction(const ir::Function& function);
     void writeEntry(const ir::Entry& entry);
     bool writeBlock(const ir::Block& block); // true when its end was reached and the next label is still open
+    bool writeInstructions(const ir::Instruction* first); // up to the end of its block
     void writeIf(const ir::Instruction& instruction);
     void writeLoop(const ir::Instruction& instruction);
     void writeSwitch(const ir::Instruction& instruction);
@@ -121,6 +143,10 @@ class ModuleWriter {
     const WriterOptions& options_;
     Assembler asm_;
     std::string failure_;
+    SourceLocation location_; // of what is being written
+    unsigned typeDepth_ = 0;
+    unsigned blockDepth_ = 0;
+    std::unordered_map<const Record*, SplitStruct> splitStructs_;
 
     std::vector<Id> logicalTypes_; // by Type::id
     std::vector<Id> memoryTypes_;

@@ -19,8 +19,14 @@ struct WriterOptions {
 // What a module may hold: legalize() it for this first.
 const Target& target();
 
-// Fails only on what the IR should not hold (a compiler bug); the text then says what.
-std::expected<std::vector<std::uint32_t>, std::string> write(const ir::Module& module, const Bindings& bindings,
+struct WriterError {
+    SourceLocation at;
+    std::string message;
+    // True of what the IR should not hold, a bug of the compiler; false when the text goes over a limit of SPIR-V.
+    bool isInternal = false;
+};
+
+std::expected<std::vector<std::uint32_t>, WriterError> write(const ir::Module& module, const Bindings& bindings,
                                                              const WriterOptions& options);
 
 // What a host needs to know of it. Before or after legalize() makes no difference.

@@ -130,31 +130,111 @@ Id ModuleWriter::memoryType(TypeRef type) {
     return memoryTypes_[type->id] = id;
 }
 
-Id ModuleWriter::structType(TypeRef type, bool inMemory) {
-    const Record& record = *type->record;
-    if (record.isUnion) return fail("the union '" + typeName(type) + "' cannot be written");
+bool ModuleWriter::isSplit(TypeRef type) {
+    return type->is(TypeKind::struct_) && type->record->fields.size() > limits::structMembers;
+}
+
+ModuleWriter::SplitStruct& ModuleWriter::splitOf(const Record& record) {
+    const auto [at, isNew] = splitStructs_.try_emplace(&record);
+    SplitStruct& split = at->second;
+    if (!isNew) return split;
+    // A part begins where its offset suits any of its members, so that none reaches into the one before.
+    const auto refuse = [&] {
+        throw LimitExceeded{"a struct of " + std::to_string(record.fields.size()) + " members is too large: at most " +
+                            std::to_string(limits::structMembers) + " are possible"};
+    };
+    split.begins.push_back(0);
+    for (std::size_t next = limits::structMembers; next < record.fields.size(); next += limits::structMembers) {
+        while (next > split.begins.back() && record.fields[next].offset % std::max(record.alignment, 1U) != 0)
+            --next;
+        if (next == split.begins.back()) refuse();
+        split.begins.push_back(static_cast<std::uint32_t>(next));
+    }
+    if (split.begins.size() > limits::structMembers) refuse();
+    return split;
+}
+
+Id ModuleWriter::structPart(const Record& record, std::uint32_t begin, std::uint32_t end, bool inMemory) {
+    const auto fields = record.fields.subspan(begin, end - begin);
     OperandList members;
-    for (const Field& field : record.fields)
+    for (const Field& field : fields)
         members.push_back(inMemory ? memoryType(field.type) : logicalType(field.type));
     // Drivers refuse structs without members; the one that stands in is never looked at.
     if (members.empty()) members.push_back(inMemory ? memoryType(module_.types.scalar(ScalarKind::uchar)) : uintType());
     const Id id = asm_.newType(spv::Op::OpTypeStruct, members);
-    if (inMemory) {
-        std::uint32_t number = 0;
-        if (record.fields.empty()) asm_.memberDecorate(id, 0, spv::Decoration::Offset, {0});
-        for (const Field& field : record.fields) {
-            asm_.memberDecorate(id, number, spv::Decoration::Offset, {static_cast<std::uint32_t>(field.offset)});
-            decorateMatrixMember(id, number, field.type);
-            ++number;
-        }
+    if (inMemory && fields.empty()) asm_.memberDecorate(id, 0, spv::Decoration::Offset, {0});
+    for (std::uint32_t number = 0; inMemory && number < fields.size(); ++number) {
+        const Field& field = fields[number];
+        asm_.memberDecorate(id, number, spv::Decoration::Offset,
+                            {static_cast<std::uint32_t>(field.offset - fields[0].offset)});
+        decorateMatrixMember(id, number, field.type);
     }
-    if (options_.debugNames && !type->name.empty()) {
-        asm_.name(id, std::string(type->name) + (inMemory ? ".memory" : ""));
-        std::uint32_t number = 0;
-        for (const Field& field : record.fields)
-            asm_.memberName(id, number++, field.name);
-    }
+    for (std::uint32_t number = 0; options_.debugNames && number < fields.size(); ++number)
+        asm_.memberName(id, number, fields[number].name);
     return id;
+}
+
+Id ModuleWriter::structType(TypeRef type, bool inMemory) {
+    const Record& record = *type->record;
+    if (record.isUnion) return fail("the union '" + typeName(type) + "' cannot be written");
+    if (++typeDepth_ > limits::structDepth)
+        throw LimitExceeded{"structs are nested more than " + std::to_string(limits::structDepth) + " levels deep"};
+    const auto count = static_cast<std::uint32_t>(record.fields.size());
+    Id id = 0;
+    if (!isSplit(type)) {
+        id = structPart(record, 0, count, inMemory);
+    } else {
+        SplitStruct& split = splitOf(record);
+        std::vector<Id>& parts = split.parts[inMemory ? 1 : 0];
+        for (std::size_t i = 0; i < split.begins.size(); ++i)
+            parts.push_back(structPart(record, split.begins[i],
+                                       i + 1 < split.begins.size() ? split.begins[i + 1] : count, inMemory));
+        id = asm_.newType(spv::Op::OpTypeStruct, parts);
+        for (std::uint32_t i = 0; inMemory && i < parts.size(); ++i)
+            asm_.memberDecorate(id, i, spv::Decoration::Offset,
+                                {static_cast<std::uint32_t>(record.fields[split.begins[i]].offset)});
+    }
+    if (options_.debugNames && !type->name.empty())
+        asm_.name(id, std::string(type->name) + (inMemory ? ".memory" : ""));
+    --typeDepth_;
+    return id;
+}
+
+ModuleWriter::MemberPath ModuleWriter::memberPath(TypeRef type, std::uint32_t member) {
+    if (!isSplit(type)) return {.member = member};
+    const SplitStruct& split = splitOf(*type->record);
+    const auto part = std::ranges::upper_bound(split.begins, member) - split.begins.begin() - 1;
+    return {true, static_cast<std::uint32_t>(part), member - split.begins[static_cast<std::size_t>(part)]};
+}
+
+void ModuleWriter::appendMember(OperandList& to, TypeRef type, std::uint32_t member) {
+    const MemberPath path = memberPath(type, member);
+    if (path.isSplit) to.push_back(path.part);
+    to.push_back(path.member);
+}
+
+void ModuleWriter::appendPath(OperandList& to, TypeRef type, std::span<const std::uint32_t> indices) {
+    for (const std::uint32_t index : indices) {
+        appendMember(to, type, index);
+        type = ir::partType(module_.types, type, index);
+    }
+}
+
+Id ModuleWriter::composite(TypeRef type, std::span<const Id> elements, bool inMemory, Made made) {
+    const auto make = [&](Id made_, std::span<const Id> parts) {
+        return made == Made::asConstant ? asm_.internedConstant(spv::Op::OpConstantComposite, made_, parts)
+                                        : asm_.result(spv::Op::OpCompositeConstruct, made_, parts);
+    };
+    const Id whole = inMemory ? memoryType(type) : logicalType(type);
+    if (!isSplit(type)) return make(whole, elements);
+    const SplitStruct& split = splitOf(*type->record);
+    OperandList parts;
+    for (std::size_t i = 0; i < split.begins.size(); ++i) {
+        const std::size_t end = i + 1 < split.begins.size() ? split.begins[i + 1] : elements.size();
+        parts.push_back(
+            make(split.parts[inMemory ? 1 : 0][i], elements.subspan(split.begins[i], end - split.begins[i])));
+    }
+    return make(whole, parts);
 }
 
 void ModuleWriter::decorateMatrixMember(Id structId, std::uint32_t member, TypeRef type) {
@@ -278,7 +358,7 @@ Id ModuleWriter::constant(const ir::Value& constantValue) {
     OperandList parts;
     for (const ir::Value* part : constantValue.parts)
         parts.push_back(value(*part));
-    return asm_.internedConstant(spv::Op::OpConstantComposite, logicalType(type), parts);
+    return composite(type, parts, false, Made::asConstant);
 }
 
 } // namespace msl::spirv

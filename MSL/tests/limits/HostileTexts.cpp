@@ -375,6 +375,74 @@ const std::vector<HostileText>& hostileTexts() {
              return shader("struct S0 { float x; };\n" + numbered("struct S$ : S@ { float y$; };\n", 5'000),
                            "S5000 s; s.x = n; o[0] = s.x;");
          }},
+        // much out of little, by copying what is written once
+        {"a long function template of many instances",
+         [] {
+             return shader("template <int N> float f() { float s = 0; " + repeated("s += sin(s) * N;", 2'000) +
+                               "return s; }",
+                           "o[0] = 0" + numbered("+ f<$>()", 4'000) + ";");
+         }},
+        {"a long method of a class template of many instances",
+         [] {
+             return shader("template <int N> struct P { float f() { float s = 0; " +
+                               repeated("s += sin(s) * N;", 2'000) + "return s; } };",
+                           numbered("{ P<$> p; o[0] = p.f(); }\n", 2'000));
+         }},
+        {"a long generic lambda for many types",
+         [] {
+             return shader(numbered("struct S$ {};", 3'000), "auto f = [&](auto x) { float s = 0;" +
+                                                                 repeated("s += sin(s);", 3'000) + "return s; };" +
+                                                                 numbered("f(S$());", 3'000));
+         }},
+        {"three thousand partial specialisations",
+         [] {
+             return shader("template <typename T, int N> struct P;\n" +
+                               numbered("template <typename T> struct P<T, $> { T a; };\n", 3'000),
+                           numbered("{ P<int, $> p; p.a = n; o[0] = p.a; }\n", 3'000));
+         }},
+        {"overloads for a long line of classes",
+         [] {
+             return shader("struct S0 { int a; };\n" + numbered("struct S$ : S@ {}; float f(S$ s);\n", 1'500),
+                           numbered("{ S$ s; o[0] = f(s); }\n", 1'500));
+         }},
+        {"closures inside closures",
+         [] {
+             return shader("", "auto f0 = [](int x) { return x; };\n" +
+                                   numbered("auto f$ = [&](int x) { return f@(x); };\n", 20'000) + "o[0] = f20000(n);");
+         },
+         "nested too deeply"},
+        {"4 MB of empty lambdas", [] { return repeated("[]{};", 800'000); }},
+        {"4 MB of empty lambdas in a function", [] { return shader("", repeated("[]{};", 800'000)); }},
+        {"a #line name of 20 MB",
+         [] { return "#line 5 \"" + std::string(20'000'000, 'a') + "\"\n" + repeated("int x y;\n", 30); }},
+        {"many different #line names", [] { return numbered("#line 5 \"a$\"\n", 400'000) + "x"; }},
+        {"a line of 50 MB", [] { return shader("", repeated("o[n]+=1;", 6'250'000)); }},
+        {"a line of 50 MB without code",
+         [] { return "int a = " + std::string(50'000'000, ' ') + ";" + repeated("x y;", 50); }},
+        {"60 MB of line ends", [] { return std::string(60'000'000, '\n') + "x"; }},
+        {"a macro of ten million tokens",
+         [] { return "#define M " + repeated("1,", 5'000'000) + "\nint a[] = {M M M};"; }},
+        {"a macro's arguments of ten million tokens",
+         [] { return "#define M(...) __VA_ARGS__\nint a[] = {M(" + repeated("1,", 5'000'000) + "1)};"; }},
+        {"bools in a buffer copied often",
+         [] {
+             return std::string(head) + "struct S { bool a[10000]; };\nkernel void k(device S* o [[buffer(0)]]) {" +
+                    repeated("o[0] = o[1];", 100'000) + "}";
+         }},
+        {"big structs in constant programs",
+         [] {
+             return shader(
+                 "struct S { int a[1000]; }; constexpr S f(S s) { s.a[1] = 2; return s; } constexpr int g() { S "
+                 "s = {}; for (int i = 0; i < 100; i++) s = f(s); return s.a[1]; }",
+                 numbered("constexpr int c$ = g();", 4'000));
+         }},
+        {"twenty thousand sliders",
+         [] {
+             return std::string(head) + "struct Params {" + numbered("float m$;\n", 20'000) +
+                    "};\nkernel void k(device float* o [[buffer(0)]], constant Params& p [[buffer(1)]]) {\nfloat x = "
+                    "0;\n" +
+                    numbered("x += p.m$;\n", 20'000) + "o[0] = x; }";
+         }},
         // small ones that once brought the compiler down
         {"a method of a class template that never ends",
          [] {

@@ -37,6 +37,19 @@ constexpr bool limitsMemory = true;
 constexpr rlim_t processorSeconds = 4; // of a debug build on a busy machine; 2 are the promise of the release
 #endif
 constexpr rlim_t memoryLimit = 500U << 20;
+#if defined(NDEBUG) && !defined(IS_SANITIZED)
+constexpr bool measuresTime = true;
+#else
+constexpr bool measuresTime = false; // only that it ends
+#endif
+
+// What a text may take: alone, and while somebody types.
+struct Promise {
+    int milliseconds; // CompileOptions::timeLimit
+    double seconds;   // of processor time; twice the promise where it is a moment, for a busy machine
+    long megabytes;   // beside the text
+};
+constexpr Promise promises[] = {{0, 2.0, 500}, {250, 0.6, 300}};
 
 struct Outcome {
     int status = 0;
@@ -46,14 +59,15 @@ struct Outcome {
 };
 
 // The child: noexcept, so that memory that runs out ends it instead of unwinding into the test's own loop.
-[[noreturn]] void answerAndLeave(const std::string& text, std::chrono::milliseconds timeLimit, int to) noexcept {
+[[noreturn]] void answerAndLeave(const std::string& text, std::chrono::milliseconds timeLimit, rlim_t memory,
+                                 int to) noexcept {
     const auto bound = [](auto what, rlim_t value) {
         const rlimit limit{.rlim_cur = value, .rlim_max = value};
         setrlimit(what, &limit);
     };
     bound(RLIMIT_CORE, 0);
     bound(RLIMIT_CPU, processorSeconds);
-    if (limitsMemory) bound(RLIMIT_AS, memoryLimit + text.size());
+    if (limitsMemory) bound(RLIMIT_AS, memory + text.size());
     CompileOptions options;
     options.timeLimit = timeLimit;
     const auto compiled = compile(text, options);
@@ -63,11 +77,11 @@ struct Outcome {
 }
 
 // Compiles in a child process. What it says comes back through a pipe; how it ended through its status.
-Outcome compileApart(const std::string& text, std::chrono::milliseconds timeLimit) {
+Outcome compileApart(const std::string& text, std::chrono::milliseconds timeLimit, rlim_t memory = memoryLimit) {
     int ends[2];
     if (pipe(ends) != 0) std::abort();
     const pid_t child = fork();
-    if (child == 0) answerAndLeave(text, timeLimit, ends[1]);
+    if (child == 0) answerAndLeave(text, timeLimit, memory, ends[1]);
     close(ends[1]);
     Outcome outcome;
     char buffer[4096];
@@ -86,17 +100,36 @@ class Limits : public ::testing::TestWithParam<test::HostileText> {};
 
 TEST_P(Limits, HoldFor) {
     const std::string text = GetParam().make();
-    for (const int milliseconds : {0, 250}) {
+    for (const auto& [milliseconds, seconds, megabytes] : promises) {
         const Outcome outcome = compileApart(text, std::chrono::milliseconds(milliseconds));
         EXPECT_TRUE(WIFEXITED(outcome.status) && WEXITSTATUS(outcome.status) == 0)
             << (WIFSIGNALED(outcome.status) ? strsignal(WTERMSIG(outcome.status)) : "no result") << " after "
             << outcome.seconds << " s and " << outcome.kilobytes / 1024 << " MB";
         EXPECT_THAT(outcome.messages, ::testing::Not(::testing::HasSubstr("internal compiler error")));
+        if (measuresTime) EXPECT_LE(outcome.seconds, seconds);
+        if (limitsMemory) EXPECT_LE(outcome.kilobytes / 1024, megabytes + long(text.size() >> 20));
         if (milliseconds == 0) EXPECT_THAT(outcome.messages, ::testing::HasSubstr(GetParam().message));
         if (std::getenv("GLASSHOB_MEASURE") != nullptr)
             std::printf("%-50s %3d ms limit: %6.2f s %4ld MB  %s\n", GetParam().name, milliseconds, outcome.seconds,
                         outcome.kilobytes / 1024,
                         outcome.messages.substr(0, outcome.messages.find('\n')).substr(0, 150).c_str());
+    }
+}
+
+// The system may have less memory than the compiler would take: that is a message too.
+TEST(Memory, ThatTheSystemDoesNotHaveIsAMessage) {
+    if (!limitsMemory) GTEST_SKIP() << "the sanitizer has its own allocator";
+    std::string text = "template <int N> float f() { float s = 0;";
+    for (int i = 0; i < 2'000; ++i)
+        text += "s += N * s;";
+    text += "return s; }\nkernel void k(device float* o [[buffer(0)]]) {\n";
+    for (int i = 0; i < 1'000; ++i)
+        text += "o[0] = f<" + std::to_string(i) + ">();\n";
+    text += "}\n";
+    for (const rlim_t megabytes : {30, 50, 80}) {
+        const Outcome outcome = compileApart(text, std::chrono::milliseconds(0), megabytes << 20);
+        EXPECT_TRUE(WIFEXITED(outcome.status) && WEXITSTATUS(outcome.status) == 0) << megabytes;
+        EXPECT_THAT(outcome.messages, ::testing::HasSubstr("too much memory")) << megabytes;
     }
 }
 
