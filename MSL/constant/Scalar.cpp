@@ -2,9 +2,11 @@
 
 #include "MSL/constant/Half.h"
 
+#include <algorithm>
 #include <bit>
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 
 namespace msl::constant {
 
@@ -216,7 +218,12 @@ std::string faultText(Op op, Scalar left, Scalar right) {
 }
 
 std::string conversionFaultText(Scalar value, ScalarKind to) {
-    return outsideOf(decimal(value.asDouble()), to);
+    return outsideOf(describe(value), to);
+}
+
+std::string describe(Scalar value) {
+    if (value.kind == ScalarKind::bool_) return value.isTrue() ? "true" : "false";
+    return value.isInteger() ? decimal(wide(value)) : decimal(value.asDouble());
 }
 
 bool product(Operand left, Operand right, std::span<Scalar> result) {

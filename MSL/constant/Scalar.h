@@ -96,6 +96,9 @@ Scalar bitcast(Scalar value, ScalarKind to);
 std::string faultText(Op op, Scalar left, Scalar right);
 std::string conversionFaultText(Scalar value, ScalarKind to);
 
+// A number as those messages have it: "-3", "3.0E+9", "true".
+std::string describe(Scalar value);
+
 // The bits of a kind's numbers: 1 for bool.
 unsigned bitWidth(ScalarKind kind);
 

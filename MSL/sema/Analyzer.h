@@ -48,6 +48,11 @@ struct ConstantFault {
     SourceLocation at; // none: the whole expression
     std::string text;  // empty: it is just not constant
     bool isLimit = false;
+    struct Caller {
+        SourceLocation at;
+        std::string text; // "squared(100000)"
+    };
+    std::vector<Caller> callers; // of the functions that it happened in, the innermost first
 };
 
 // What a name was found to mean.
@@ -368,7 +373,7 @@ class Analyzer {
     Expr* nullTest(Call* expr, const Name& name, bool* handled);
     Expr* sampleOption(Call* expr, std::string_view name, bool* handled);
 
-    // ---- SemaTemplate.cpp
+    // ---- SemaDeduce.cpp, SemaTemplate.cpp
     struct Bindings {
         std::span<TemplateParameterDecl*> parameters;
         std::span<TemplateArgument> arguments;

@@ -19,7 +19,10 @@ bool Analyzer::isFaulty(Expr* typed) {
 
 void Analyzer::noteFault(SourceLocation at) {
     const ConstantFault& fault = constants_->fault;
-    if (!fault.text.empty()) note(fault.at ? fault.at : at, fault.text);
+    if (fault.text.empty()) return;
+    note(fault.at ? fault.at : at, fault.text);
+    for (const ConstantFault::Caller& caller : fault.callers)
+        note(caller.at, "in call to '" + caller.text + "'");
 }
 
 std::optional<std::int64_t> Analyzer::integerConstant(Expr* unresolved, std::string_view what) {

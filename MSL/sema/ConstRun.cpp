@@ -1,6 +1,6 @@
 #include "MSL/sema/ConstRun.h"
 
-#include <algorithm>
+#include <utility>
 
 namespace msl {
 
@@ -9,12 +9,15 @@ using constant::Scalar;
 Analyzer::ConstantRun::ConstantRun(Analyzer& analyzer)
     : analyzer_(analyzer), state_(*analyzer.constants_), store_(state_.store), start_(store_.mark()),
       constantsStart_(state_.constants.mark()) {
-    if (state_.runs++ == 0) state_.steps = 0;
+    if (state_.runs++ == 0)
+        state_.steps = 0;
+    else
+        outerFault_ = std::move(state_.fault);
     state_.fault = {};
 }
 
 Analyzer::ConstantRun::~ConstantRun() {
-    --state_.runs;
+    if (--state_.runs > 0) state_.fault = std::move(outerFault_);
     store_.release(start_);
     state_.constants.release(constantsStart_);
 }
@@ -43,12 +46,12 @@ bool Analyzer::ConstantRun::isTooDeep() {
 }
 
 bool Analyzer::ConstantRun::fails(SourceLocation at, std::string why) {
-    if (state_.fault.text.empty()) state_.fault = {at, std::move(why), false};
+    if (state_.fault.text.empty()) state_.fault = {at, std::move(why), false, {}};
     return false;
 }
 
 bool Analyzer::ConstantRun::limit(std::string why) {
-    if (state_.fault.text.empty()) state_.fault = {{}, std::move(why), true};
+    if (state_.fault.text.empty()) state_.fault = {{}, std::move(why), true, {}};
     return false;
 }
 

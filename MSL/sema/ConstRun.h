@@ -38,7 +38,7 @@ class Analyzer::ConstantRun {
     bool hasValue(Expr* expr);
 
     static constexpr std::uint64_t maxSteps = 1'000'000;
-    static constexpr unsigned maxDepth = 1024;
+    static constexpr unsigned maxDepth = 3072; // about 512 calls of ordinary functions
     static constexpr unsigned maxRuns = 4;
     static constexpr std::size_t numbersPerStep = 16; // that are copied or made
 
@@ -114,6 +114,7 @@ class Analyzer::ConstantRun {
     bool runConstructor(Construct* node, Numbers out);
     bool bindArguments(FunctionDecl* function, std::span<Expr*> arguments);
     FunctionDecl* runnable(FunctionDecl* function);
+    void noteCaller(const Call* call, const FunctionDecl* function);
 
     // ---- ConstRunStmt.cpp
     Flow run(Stmt* stmt);
@@ -128,6 +129,7 @@ class Analyzer::ConstantRun {
     ConstStore& store_;
     ConstStore::Mark start_;
     ConstStore::Mark constantsStart_;
+    ConstantFault outerFault_; // of the run that this one stands in
     Frame frame_;
     // A variable's numbers, or those of what a reference is bound to. What was there before stands in undone_, for the
     // end of the call that bound it: a function may call itself.

@@ -36,6 +36,20 @@ bool Analyzer::ConstantRun::bindArguments(FunctionDecl* function, std::span<Expr
     return isKnown;
 }
 
+// For the message about what went wrong inside of the function.
+void Analyzer::ConstantRun::noteCaller(const Call* call, const FunctionDecl* function) {
+    constexpr std::size_t most = 5;
+    ConstantFault& fault = state_.fault;
+    if (fault.text.empty() || fault.isLimit || fault.callers.size() >= most || !function->name) return;
+    std::string text = std::string(function->name->text) + "(";
+    for (const VarDecl* parameter : function->parameters) {
+        const Scalar* given = bound_[parameter];
+        if (parameter != function->parameters[0]) text += ", ";
+        text += given && isNumber(parameter->type) ? constant::describe(*given) : "{...}";
+    }
+    fault.callers.push_back({call->begin ? call->begin : call->location, text + ")"});
+}
+
 bool Analyzer::ConstantRun::call(Call* call, Numbers out) {
     if (call->builtin != BuiltinId::none) return callLibrary(call, out);
     FunctionDecl* function = call->category == ValueCategory::rvalue ? runnable(call->function) : nullptr;
@@ -53,6 +67,7 @@ bool Analyzer::ConstantRun::call(Call* call, Numbers out) {
         const Flow flow = run(function->body);
         frame_ = outer;
         isKnown = flow == Flow::returns || (flow == Flow::next && function->returnType->is(TypeKind::void_));
+        if (!isKnown) noteCaller(call, function);
     }
     unbindTo(bound);
     return isKnown;

@@ -288,12 +288,10 @@ void Analyzer::warnOfNarrowing(const Expr* from, TypeRef to) {
     // 0xFFFF for a short is a pattern of bits, 65535 is a number.
     const bool isNumber = static_cast<const IntLiteral*>(from)->isDecimal && isSigned(to->scalar);
     if (bits >= 32 || value < std::uint64_t(1) << (isNumber ? bits - 1 : bits)) return;
-    const std::uint64_t kept = value & ((std::uint64_t(1) << bits) - 1);
-    const bool isNegative = isSigned(to->scalar) && (kept >> (bits - 1)) != 0;
     warning(from->begin ? from->begin : from->location,
             "implicit conversion from '" + typeName(from->type) + "' to '" + typeName(to) + "' changes value from " +
                 std::to_string(value) + " to " +
-                std::to_string(static_cast<long long>(kept) - (isNegative ? 1LL << bits : 0)),
+                std::to_string(constant::Scalar::integer(to->scalar, value).asInteger()),
             WarningGroup::constantConversion);
 }
 
@@ -320,9 +318,8 @@ Expr* Analyzer::explicitConvert(Expr* from, TypeRef to) {
                 auto* literal = static_cast<IntLiteral*>(from);
                 if (isFloating(to->scalar)) {
                     FloatLiteral* made = make<FloatLiteral>(from);
-                    made->value = isSigned(type->scalar)
-                                      ? static_cast<double>(static_cast<std::int64_t>(literal->value))
-                                      : static_cast<double>(literal->value);
+                    const auto number = constant::Scalar::integer(type->scalar, literal->value);
+                    made->value = constant::convert(number, to->scalar).value.asDouble();
                     made->isHalf = to->scalar == ScalarKind::half;
                     made->type = to;
                     if (!made->isHalf || made->value <= 65504) return made;
@@ -334,7 +331,7 @@ Expr* Analyzer::explicitConvert(Expr* from, TypeRef to) {
             if (from->kind == ExprKind::floatLiteral && isFloating(to->scalar) && !from->isParenthesized) {
                 auto* literal = static_cast<FloatLiteral*>(from);
                 FloatLiteral* made = make<FloatLiteral>(from);
-                made->value = literal->value;
+                made->value = constant::Scalar::floating(type->scalar, literal->value).asDouble();
                 made->isHalf = to->scalar == ScalarKind::half;
                 made->type = to;
                 return made;

@@ -457,11 +457,37 @@ TEST(Constants, AreComputed) {
         "area(2.0) == 6.0",
         "numeric_limits<int>::max() == 2147483647",
         "numeric_limits<short>::min() == -32768",
+        // every kind in its own width and rounding
+        "pick(min(0xFFFFFFFFFFFFFFFFul, 5ul)) == 1",
+        "max(9007199254740993L, 1L) == 9007199254740993L",
+        "0xFFFFFFFFFFFFFFFFul / 10ul == 1844674407370955161ul",
+        "float(0xFFFFFFFFFFFFFFFFul) == 18446744073709551616.0f",
+        "float(0.1h + 0.2h) == 0.2998046875f",
+        "tenth == 0.0999755859375f && middle == 1.0h",
+        "float(18014399583223809l) == 18014400656965632.0f",
+        "mulhi(0x8000000000000000ul, 2ul) == 1ul && clz(1ul) == 63ul",
+        "uint(300.7f) + uchar(200) + uchar(100) == 600u",
+        "mix(0.0f, 1e10f, 1.0f) == 1e10f",
+        // vectors and matrices component by component
+        "dot(float3(1, 2, 3), float3(4, 5, 6)) == 32",
+        "(float2x2(1, 2, 3, 4) * float2(1, 1)).y == 6",
+        "all(min(int2(3, -4), int2(1)) == int2(1, -4))",
+        "as_type<uint>(half2(1, 2)) == 0x40003C00u",
+        // programs
+        "swapped(int2(1, 2)).x == 2",
+        "summed() == 9",
+        "nested(200) == 200",
     };
     std::string text(prelude);
     text += "constexpr int fact(int n) { return n <= 1 ? 1 : n * fact(n - 1); }\n"
             "constexpr float area(float r) { if (r < 0) return 0; return r * 3; }\n"
-            "constant int table[] = { 10, 20, 30 };\nconstexpr constant int count = sizeof(table);\n";
+            "constant int table[] = { 10, 20, 30 };\nconstexpr constant int count = sizeof(table);\n"
+            "constexpr constant float tenth = 0.1h;\nconstexpr constant half middle = 1.000488281250001;\n"
+            "constexpr int pick(ulong x) { return x == 5ul ? 1 : 2; }\n"
+            "constexpr int2 swapped(int2 v) { v.xy = v.yx; return v; }\n"
+            "constexpr int summed() { int t[] = {1, 2, 3}; int s = 0; for (thread int& e : t) { s += e; e = s; }\n"
+            "    for (int e : t) if (e == 3) continue; else s += e == 6 ? 3 : 0; return s; }\n"
+            "constexpr int nested(int n) { return n == 0 ? 0 : 1 + nested(n - 1); }\n";
     for (const std::string_view assertion : assertions) {
         const Analyzed analyzed(text + "static_assert(" + std::string(assertion) + ", \"\");\n");
         EXPECT_EQ(analyzed.errors(), "") << assertion;
