@@ -50,7 +50,7 @@ void Parser::fill() {
 }
 
 void Parser::reportLimit() {
-    diagnostics_.error(previousEnd(), "this text takes too long to compile");
+    diagnostics_.error(SourceLocation::atOffset(0), "this text takes too long to compile");
     isStopped_ = true;
 }
 

@@ -8,6 +8,7 @@
 #include "MSL/builtins/BuiltinTable.h"
 #include "MSL/constant/Scalar.h"
 #include "MSL/lex/Identifier.h"
+#include "MSL/sema/MemberIndex.h"
 #include "MSL/sema/Scopes.h"
 #include "MSL/source/Arena.h"
 #include "MSL/source/Diagnostics.h"
@@ -475,8 +476,8 @@ class Analyzer {
     Diagnostics& diagnostics_;
     WorkLimit& limit_;
     // Of structs with many members, when they are complete.
-    std::unordered_map<const StructDecl*, std::unordered_map<const Identifier*, Decl*>> membersByName_;
     Scopes scopes_;
+    MemberIndex members_;
 
     FunctionContext context_;
     StructDecl* currentStruct_ = nullptr;

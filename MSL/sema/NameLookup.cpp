@@ -84,7 +84,7 @@ NameMeaning Analyzer::meaningOfMembers(std::span<Decl* const> members, const Ide
 }
 
 NameMeaning Analyzer::meaningInStruct(const StructDecl* decl, const Identifier* identifier) {
-    NameMeaning meaning = meaningOfMembers(decl->members, identifier);
+    NameMeaning meaning = meaningOfMembers(members_.candidates(decl, identifier), identifier);
     if (meaning.kind != NameMeaning::Kind::nothing) return meaning;
     const DepthGuard guard(depth_);
     if (tooDeep(decl->location)) return meaning;

@@ -28,51 +28,28 @@ bool Analyzer::requireComplete(TypeRef type, SourceLocation at, std::string_view
 }
 
 VarDecl* Analyzer::findField(const StructDecl* decl, const Identifier* name) {
-    Decl* const found = findMember(decl, name);
-    if (!found || found->kind != DeclKind::variable) return nullptr;
-    auto* variable = static_cast<VarDecl*>(found);
-    return variable->varKind == VarKind::field ? variable : nullptr;
+    for (Decl* member : members_.candidates(decl, name))
+        if (member->name == name && member->kind == DeclKind::variable &&
+            static_cast<VarDecl*>(member)->varKind == VarKind::field)
+            return static_cast<VarDecl*>(member);
+    return nullptr;
 }
-
-namespace {
-
-// Hands every member with a name to `use`, and the enumerators that are seen as members, until it says true.
-template <typename Use>
-void eachMember(const StructDecl* decl, Use use) {
-    for (Decl* member : decl->members) {
-        if (member->name && use(member)) return;
-        if (member->kind == DeclKind::enum_ && !static_cast<EnumDecl*>(member)->isScoped)
-            for (EnumeratorDecl* enumerator : static_cast<EnumDecl*>(member)->enumerators)
-                if (enumerator->name && use(enumerator)) return;
-    }
-}
-
-} // namespace
 
 Decl* Analyzer::findMember(const StructDecl* decl, const Identifier* name) {
-    constexpr std::size_t fewMembers = 32;
-    if (decl->isComplete && decl->members.size() > fewMembers) {
-        const auto [at, isNew] = membersByName_.try_emplace(decl);
-        if (isNew)
-            eachMember(decl, [&](Decl* member) {
-                at->second.emplace(member->name, member);
-                return !limit_.step();
-            });
-        const auto found = at->second.find(name);
-        return found == at->second.end() ? nullptr : found->second;
+    for (Decl* member : members_.candidates(decl, name)) {
+        if (!limit_.step()) break;
+        if (member->name == name) return member;
+        if (member->kind == DeclKind::enum_ && !static_cast<EnumDecl*>(member)->isScoped)
+            for (EnumeratorDecl* enumerator : static_cast<EnumDecl*>(member)->enumerators)
+                if (enumerator->name == name) return enumerator;
     }
-    Decl* found = nullptr;
-    eachMember(decl, [&](Decl* member) {
-        if (member->name == name) found = member;
-        return found != nullptr || !limit_.step();
-    });
-    return found;
+    return nullptr;
 }
 
 std::span<FunctionDecl*> Analyzer::findMethods(const StructDecl* decl, const Identifier* name) {
     std::vector<FunctionDecl*> found;
     bool reachesBases = false; // "using Base::f;" beside an f of its own
-    for (Decl* member : decl->members) {
+    for (Decl* member : members_.candidates(decl, name)) {
         if (!limit_.step()) break;
         if (member->kind == DeclKind::function && member->name == name && !static_cast<FunctionDecl*>(member)->isFriend)
             found.push_back(static_cast<FunctionDecl*>(member));
@@ -270,17 +247,14 @@ void Analyzer::field(StructDecl* owner, VarDecl* var, std::vector<VarDecl*>& fie
         invalid();
     }
     checkAttributes(var);
-    if (var->name)
-        for (const ScopeEntry* entry = scopes_.findInInnermost(var->name);
-             entry && entry->depth == scopes_.depth() && limit_.step(); entry = entry->hidden) {
-            const Decl* earlier = entry->decl;
-            if (earlier->kind == DeclKind::variable &&
-                static_cast<const VarDecl*>(earlier)->varKind == VarKind::field) {
-                error(var->location, "duplicate member '" + std::string(var->name->text) + "'");
-                note(earlier->location, "previous declaration is here");
-                var->isInvalid = true;
-                return;
-            }
+    const ScopeEntry* earlier = var->name ? scopes_.findInInnermost(var->name) : nullptr;
+    for (; earlier && earlier->depth == scopes_.depth() && limit_.step(); earlier = earlier->hidden)
+        if (earlier->decl->parent == owner && earlier->decl->kind == DeclKind::variable &&
+            static_cast<VarDecl*>(earlier->decl)->varKind == VarKind::field) {
+            error(var->location, "duplicate member '" + std::string(var->name->text) + "'");
+            note(earlier->decl->location, "previous declaration is here");
+            var->isInvalid = true;
+            return;
         }
     fields.push_back(var);
     if (var->name) scopes_.add(var->name, var);
@@ -342,7 +316,7 @@ void Analyzer::completeStructure(StructDecl* decl) {
                 checkAttributes(function);
             }
             if (!function->isConstructor) scopes_.add(function->name, function);
-            for (const Decl* other : decl->members) {
+            for (const Decl* other : members_.candidates(decl, function->name)) {
                 if (other == member || !limit_.step()) break;
                 if (other->kind == DeclKind::function && other->name == member->name &&
                     sameSignature(static_cast<const FunctionDecl*>(other), function)) {

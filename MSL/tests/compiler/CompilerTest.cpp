@@ -208,6 +208,35 @@ TEST(Compiler, ABufferThatEndsInAnArrayOfOneIsAStorageBuffer) {
     EXPECT_TRUE(compiled->warnings.empty());
 }
 
+TEST(Compiler, AStructMayHaveManyMembers) {
+    constexpr int count = 16000;
+    const auto number = [](int i) { return std::to_string(i); };
+    std::string members, sum;
+    for (int i = 0; i < count; ++i) {
+        members += "    float v" + number(i) + ";\n";
+        sum += "    s += p.v" + number(i) + ";\n";
+    }
+    const std::string head = "struct Params {\n" + members;
+    const std::string rest = "    enum { first, last = 7 };\n    float get() const { return v3; }\n"
+                             "    float get(float x) const { return x + v4; }\n"
+                             "    static constexpr constant float half_ = 0.5;\n"
+                             "    struct Inner { float x; };\n};\n";
+    const std::string use = "fragment float4 f(constant Params& p [[buffer(0)]]) {\n    float s = 0.0;\n" + sum +
+                            "    Params::Inner inner = { p.get() + p.get(1.0) };\n"
+                            "    return float4(s, inner.x, Params::half_, float(Params::last)); }\n";
+    const auto compiled = compile(head + rest + use);
+    ASSERT_TRUE(compiled) << compiled.error().text;
+    EXPECT_EQ(problems(compiled->spirv), "");
+
+    const auto twice = compile(head + "    float v15998;\n};\n");
+    ASSERT_FALSE(twice);
+    EXPECT_THAT(twice.error().text, HasSubstr("16002:11: error: duplicate member 'v15998'"));
+    EXPECT_THAT(twice.error().text, HasSubstr("16000:11: note: previous declaration is here"));
+    const auto missing = compile(head + "};\nfloat f(constant Params& p) { return p.v16000; }\n");
+    ASSERT_FALSE(missing);
+    EXPECT_THAT(missing.error().text, HasSubstr("error: no member named 'v16000' in 'Params'"));
+}
+
 TEST(Compiler, WarningsDoNotFailACompile) {
     const auto compiled = Host().compile("float4 shade(float2 uv, constant Uniforms& u, constant Params& p) {\n"
                                          "    float spare = 1;\n    return 1;\n}\n");
