@@ -1,11 +1,17 @@
-// Faults on demand, for tests of what happens when the driver says no.
+// For tests: faults on demand, of what happens when the driver says no, and other devices' limits.
 #pragma once
 
 #include "GPU/Error.h"
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
+
+namespace gpu {
+class Device;
+}
 
 namespace gpu::testing {
 
@@ -30,5 +36,14 @@ class PurposeLog {
     PurposeLog& operator=(const PurposeLog&) = delete;
     std::vector<std::string> purposes() const;
 };
+
+// What a device says of itself from now on, so that the ways which are taken on other devices run on this one. The
+// layer keeps to the limits as if they were the device's.
+struct Limits {
+    std::optional<std::uint64_t> bufferArgumentLength = std::nullopt;
+    std::optional<std::uint32_t> viewportSize = std::nullopt;
+    std::optional<float> largestPoint = std::nullopt;
+};
+void setLimits(Device& device, const Limits& limits);
 
 } // namespace gpu::testing

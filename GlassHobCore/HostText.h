@@ -19,8 +19,5 @@ extern const std::string_view fadeByUser;
 extern const std::string_view fadeToNothing;
 extern const std::string_view particlesAfterFade;
 extern const std::string_view sound;
-/// What the renderer adds behind an assembled particle shader to draw its dots the same on every device; see
-/// ParticleSimulation.
-extern const std::string_view dots;
 
 } // namespace glasshob::hostText

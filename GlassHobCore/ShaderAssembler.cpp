@@ -154,6 +154,14 @@ ShaderKind kind(std::string_view source) {
     return gridCells(source) >= 1 ? ShaderKind::grid : ShaderKind::fragment;
 }
 
+std::optional<std::int64_t> definitionLine(std::string_view source, std::string_view type, std::string_view name) {
+    LineReader lines(source);
+    while (const auto line = lines.next()) {
+        if (definesOnLine(*line, type, name)) return 1 + std::count(source.data(), line->data(), '\n');
+    }
+    return std::nullopt;
+}
+
 std::int64_t particleCount(std::string_view source) {
     return directive(source, "particles", particleLimit);
 }

@@ -84,6 +84,10 @@ AssembledShader assemble(std::string_view source);
 /// particles although it assembles as a grid.
 ShaderKind kind(std::string_view source);
 
+/// The first line, from 1, that begins with a function's return type, its name and a parenthesis, which is what an
+/// optional function is known by; nothing when no line does.
+std::optional<std::int64_t> definitionLine(std::string_view source, std::string_view type, std::string_view name);
+
 /// The counts that the source asks for, held to the limits; 0 when it asks for none.
 std::int64_t particleCount(std::string_view source);
 std::int64_t gridCells(std::string_view source);

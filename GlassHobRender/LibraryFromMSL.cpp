@@ -92,15 +92,15 @@ gpu::SamplerDescriptor sampler(const msl::SamplerState& state) {
             .maxAnisotropy = state.maxAnisotropy};
 }
 
-// Whether the layer's tables can hold what a function takes. A pasted function that nobody draws with may want more.
+} // namespace
+
+// A pasted function that nobody draws with may want more.
 bool fitsTheLayer(const msl::EntryPoint& entry) {
     return std::ranges::none_of(entry.bindings, [](const msl::Binding& binding) {
         return binding.arrayCount != 1 || binding.argumentBuffer >= 0 ||
                binding.kind == msl::BindingKind::texelBuffer || binding.kind == msl::BindingKind::storageTexelBuffer;
     });
 }
-
-} // namespace
 
 gpu::LibraryDescriptor libraryDescriptor(msl::CompiledLibrary library, std::string label) {
     gpu::LibraryDescriptor descriptor;

@@ -21,7 +21,9 @@ float guardFor(std::int64_t side, std::int64_t largestViewport) {
     float guard = 2;
     while (double(side) * double(guard) < needed)
         guard *= 2;
-    return float(std::min(double(guard), double(largestViewport) / double(side)));
+    auto most = float(double(largestViewport) / double(side));
+    if (double(most) * double(side) > double(largestViewport)) most = std::nextafter(most, 0.0F);
+    return std::min(guard, most);
 }
 
 std::shared_ptr<gpu::Texture> makeTrails(gpu::Device& device, std::int64_t width, std::int64_t height) {
@@ -47,28 +49,50 @@ std::unique_ptr<ParticleSimulation> ParticleSimulation::make(std::shared_ptr<con
     const std::int64_t limit = device.maxTextureSize();
     if (pipelines == nullptr || width < 1 || height < 1 || width > limit || height > limit) return nullptr;
     std::unique_ptr<ParticleSimulation> made(new ParticleSimulation(std::move(program), width, height));
-    const auto buffer =
-        device.makeBuffer(std::size_t(pipelines->count * pipelines->stride), gpu::StorageMode::privateToDevice);
-    if (!buffer) return nullptr;
-    made->particles_ = *buffer;
     for (auto& trails : made->trails_) {
         trails = makeTrails(device, width, height);
         if (trails == nullptr) return nullptr;
     }
     const std::int64_t viewport = device.maxViewportSize();
-    made->dots_ = {.guard = {guardFor(width, viewport), guardFor(height, viewport)},
-                   .largestPoint = std::min(device.largestPoint(), largestDot),
-                   .count = std::uint32_t(pipelines->count)};
-    if (made->dots_.guard[0] == 1 || made->dots_.guard[1] == 1) {
-        if (pipelines->quads == nullptr) return nullptr;
-        made->dots_.largestPoint = 0; // squares need no room around the picture
+    made->guard_ = {guardFor(width, viewport), guardFor(height, viewport)};
+    made->largestPoint_ = std::min(device.largestPoint(), largestDot);
+    if (made->guard_[0] == 1 || made->guard_[1] == 1) made->largestPoint_ = 0;
+    return made->makePieces(device) ? std::move(made) : nullptr;
+}
+
+bool ParticleSimulation::makePieces(gpu::Device& device) {
+    const ParticlePipelines& pipelines = *program_->particles();
+    if (largestPoint_ < largestDot) {
+        try {
+            squares_ = pipelines.squares ? *pipelines.squares : program_->makeSquares();
+        } catch (const ShaderError&) {
+            return false;
+        }
     }
-    if (pipelines->quads != nullptr) {
+    for (std::int64_t first = 0; first < pipelines.count; first += pipelines.countInPiece) {
+        const std::int64_t count = std::min(pipelines.countInPiece, pipelines.count - first);
+        Piece& piece = pieces_.emplace_back();
+        piece.pass = {.guard = guard_,
+                      .largestPoint = largestPoint_,
+                      .first = std::uint32_t(first),
+                      .end = std::uint32_t(first + count)};
+        const auto particles =
+            device.makeBuffer(std::size_t(count * pipelines.stride), gpu::StorageMode::privateToDevice);
+        if (!particles) return false;
+        piece.particles = *particles;
+        if (!squares_) continue;
         const auto counts = device.makeBuffer(4 * sizeof(std::uint32_t), gpu::StorageMode::privateToDevice);
-        if (!counts) return nullptr;
-        made->quadCounts_ = *counts;
+        if (!counts) return false;
+        piece.squareCounts = *counts;
     }
-    return made;
+    return true;
+}
+
+std::vector<std::shared_ptr<gpu::Buffer>> ParticleSimulation::particles() const {
+    std::vector<std::shared_ptr<gpu::Buffer>> buffers;
+    for (const Piece& piece : pieces_)
+        buffers.push_back(piece.particles);
+    return buffers;
 }
 
 std::int64_t ParticleSimulation::stepIndex(double time) {
@@ -81,13 +105,14 @@ std::int64_t ParticleSimulation::stepIndex(double time) {
 void ParticleSimulation::encode(std::int64_t target, gpu::CommandBuffer& commandBuffer, const SliderValues& values,
                                 const float* mouse, std::int64_t maxSteps) {
     if (target < step_) reset();
-    const std::vector<float> floats = program_->parameterFloats(values);
+    if (step_ == target) return;
+    const ParameterArgument parameters = program_->parameterArgument(values);
     for (std::int64_t done = 0; step_ < target && done < maxSteps; ++done)
-        if (!encodeStep(step_ + 1, commandBuffer, floats, mouse)) return;
+        if (!encodeStep(step_ + 1, commandBuffer, parameters, mouse)) return;
 }
 
 bool ParticleSimulation::encodeStep(std::int64_t step, gpu::CommandBuffer& commandBuffer,
-                                    const std::vector<float>& floats, const float* mouse) {
+                                    const ParameterArgument& parameters, const float* mouse) {
     GHUniforms uniforms;
     uniforms.resolution[0] = float(width_);
     uniforms.resolution[1] = float(height_);
@@ -96,48 +121,54 @@ bool ParticleSimulation::encodeStep(std::int64_t step, gpu::CommandBuffer& comma
     uniforms.mouse[0] = mouse != nullptr ? mouse[0] : uniforms.resolution[0] * 0.5F;
     uniforms.mouse[1] = mouse != nullptr ? mouse[1] : uniforms.resolution[1] * 0.5F;
     uniforms.frame = std::uint32_t(step);
-    return encodeParticles(step, commandBuffer, uniforms, floats) &&
-           encodePicture(step, commandBuffer, uniforms, floats);
+    return encodeParticles(step, commandBuffer, uniforms, parameters) &&
+           encodePicture(step, commandBuffer, uniforms, parameters);
 }
 
 bool ParticleSimulation::encodeParticles(std::int64_t step, gpu::CommandBuffer& commandBuffer,
-                                         const GHUniforms& uniforms, const std::vector<float>& floats) {
+                                         const GHUniforms& uniforms, const ParameterArgument& parameters) {
     const ParticlePipelines& pipelines = *program_->particles();
     gpu::ComputeCommandEncoder* encoder = commandBuffer.makeComputeCommandEncoder();
     if (encoder == nullptr) return false;
-    const std::size_t floatBytes = floats.size() * sizeof(float);
-    encoder->setBuffer(particles_, 0, 0);
-    if (step == 0) {
-        encoder->setComputePipelineState(pipelines.spawn);
-        encoder->setBytes(floats.data(), floatBytes, 1);
-        encoder->setBytes(&dots_.count, sizeof dots_.count, 2);
-    } else {
-        encoder->setComputePipelineState(pipelines.update);
-        encoder->setBytes(&uniforms, sizeof uniforms, 1);
-        encoder->setBytes(floats.data(), floatBytes, 2);
-        encoder->setBytes(&dots_.count, sizeof dots_.count, 3);
-    }
-    encoder->dispatchThreads({dots_.count, 1, 1});
-    if (quadCounts_ != nullptr) {
-        encoder->setComputePipelineState(pipelines.reset);
-        encoder->setBuffer(quadCounts_, 0, 0);
-        encoder->dispatchThreads({4, 1, 1});
-        encoder->setComputePipelineState(pipelines.scan);
-        encoder->setBuffer(particles_, 0, 0);
-        encoder->setBytes(&uniforms, sizeof uniforms, 1);
-        encoder->setBytes(floats.data(), floatBytes, 2);
-        encoder->setBytes(&dots_, sizeof dots_, 3);
-        encoder->setBuffer(quadCounts_, 0, 4);
-        encoder->dispatchThreads({dots_.count, 1, 1});
+    for (const Piece& piece : pieces_) {
+        encoder->setBuffer(piece.particles, 0, 0);
+        if (step == 0) {
+            encoder->setComputePipelineState(pipelines.spawn);
+            parameters.setKernel(*encoder, 1);
+            encoder->setBytes(&piece.pass.end, sizeof piece.pass.end, 2);
+            encoder->setBytes(&piece.pass, sizeof piece.pass, DotFunctions::spawnPass);
+        } else {
+            encoder->setComputePipelineState(pipelines.update);
+            encoder->setBytes(&uniforms, sizeof uniforms, 1);
+            parameters.setKernel(*encoder, 2);
+            encoder->setBytes(&piece.pass.end, sizeof piece.pass.end, 3);
+            encoder->setBytes(&piece.pass, sizeof piece.pass, DotFunctions::updatePass);
+        }
+        encoder->dispatchThreads({piece.pass.count(), 1, 1});
+        if (squares_) encodeScan(piece, *encoder, uniforms, parameters);
     }
     encoder->endEncoding();
     return true;
 }
 
+// Finds out whether the piece has dots that are drawn as squares.
+void ParticleSimulation::encodeScan(const Piece& piece, gpu::ComputeCommandEncoder& encoder, const GHUniforms& uniforms,
+                                    const ParameterArgument& parameters) const {
+    encoder.setComputePipelineState(squares_->reset);
+    encoder.setBuffer(piece.squareCounts, 0, 0);
+    encoder.dispatchThreads({4, 1, 1});
+    encoder.setComputePipelineState(squares_->scan);
+    encoder.setBuffer(piece.particles, 0, 0);
+    encoder.setBytes(&uniforms, sizeof uniforms, 1);
+    parameters.setKernel(encoder, 2);
+    encoder.setBytes(&piece.pass, sizeof piece.pass, DotFunctions::drawPass);
+    encoder.setBuffer(piece.squareCounts, 0, DotFunctions::squareCounts);
+    encoder.dispatchThreads({piece.pass.count(), 1, 1});
+}
+
 bool ParticleSimulation::encodePicture(std::int64_t step, gpu::CommandBuffer& commandBuffer, const GHUniforms& uniforms,
-                                       const std::vector<float>& floats) {
+                                       const ParameterArgument& parameters) {
     const ParticlePipelines& pipelines = *program_->particles();
-    const std::size_t floatBytes = floats.size() * sizeof(float);
     const unsigned target = step == 0 ? current_ : 1 - current_;
     const bool fades = step > 0 && pipelines.fade != nullptr;
     gpu::RenderPassDescriptor pass;
@@ -151,33 +182,48 @@ bool ParticleSimulation::encodePicture(std::int64_t step, gpu::CommandBuffer& co
         encoder->setRenderPipelineState(pipelines.fade);
         encoder->setFragmentTexture(trails_[current_], 0);
         encoder->setFragmentBytes(&uniforms, sizeof uniforms, 0);
-        encoder->setFragmentBytes(floats.data(), floatBytes, 1);
+        parameters.setFragment(*encoder, 1);
         encoder->drawPrimitives(gpu::PrimitiveType::triangle, 0, 3);
     }
-    const auto width = double(width_);
-    const auto height = double(height_);
-    const double guardX = dots_.guard[0], guardY = dots_.guard[1];
-    encoder->setViewport({.originX = -width * (guardX - 1) / 2,
-                          .originY = -height * (guardY - 1) / 2,
-                          .width = width * guardX,
-                          .height = height * guardY});
-    encoder->setRenderPipelineState(pipelines.dots);
-    encoder->setVertexBuffer(particles_, 0, 0);
-    encoder->setVertexBytes(&uniforms, sizeof uniforms, 1);
-    encoder->setVertexBytes(floats.data(), floatBytes, 2);
-    encoder->setVertexBytes(&dots_, sizeof dots_, 3);
-    encoder->setFragmentBuffer(particles_, 0, 0);
-    encoder->setFragmentBytes(&uniforms, sizeof uniforms, 1);
-    encoder->setFragmentBytes(floats.data(), floatBytes, 2);
-    encoder->drawPrimitives(gpu::PrimitiveType::point, 0, dots_.count);
-    if (quadCounts_ != nullptr) {
-        encoder->setRenderPipelineState(pipelines.quads);
-        encoder->drawPrimitives(gpu::PrimitiveType::triangleStrip, quadCounts_, 0);
-    }
+    encodeDots(*encoder, uniforms, parameters);
     encoder->endEncoding();
     current_ = target;
     step_ = step;
     return true;
+}
+
+void ParticleSimulation::encodeDots(gpu::RenderCommandEncoder& encoder, const GHUniforms& uniforms,
+                                    const ParameterArgument& parameters) const {
+    const auto width = double(width_);
+    const auto height = double(height_);
+    const double guardX = guard_[0], guardY = guard_[1];
+    encoder.setViewport({.originX = -width * (guardX - 1) / 2,
+                         .originY = -height * (guardY - 1) / 2,
+                         .width = width * guardX,
+                         .height = height * guardY});
+    encoder.setVertexBytes(&uniforms, sizeof uniforms, 1);
+    parameters.setVertex(encoder, 2);
+    encoder.setFragmentBytes(&uniforms, sizeof uniforms, 1);
+    parameters.setFragment(encoder, 2);
+    const auto setPiece = [&](const Piece& piece) {
+        encoder.setVertexBuffer(piece.particles, 0, 0);
+        encoder.setVertexBytes(&piece.pass, sizeof piece.pass, DotFunctions::drawPass);
+        encoder.setFragmentBuffer(piece.particles, 0, 0);
+        encoder.setFragmentBytes(&piece.pass, sizeof piece.pass, DotFunctions::drawPass);
+    };
+    if (largestPoint_ > 0) {
+        encoder.setRenderPipelineState(program_->particles()->dots);
+        for (const Piece& piece : pieces_) {
+            setPiece(piece);
+            encoder.drawPrimitives(gpu::PrimitiveType::point, piece.pass.first, piece.pass.count());
+        }
+    }
+    if (!squares_) return;
+    encoder.setRenderPipelineState(squares_->draw);
+    for (const Piece& piece : pieces_) {
+        setPiece(piece);
+        encoder.drawPrimitives(gpu::PrimitiveType::triangleStrip, piece.squareCounts, 0);
+    }
 }
 
 bool ParticleSimulation::advance(std::int64_t target, gpu::CommandQueue& queue, const SliderValues& values,

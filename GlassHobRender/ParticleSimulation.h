@@ -8,7 +8,11 @@
 // Dots come out the same on every device: a size of 0 or below, or one that is no number, draws nothing; others draw a
 // square of 1 to 511 pixels wherever it touches the picture. Devices differ on points whose centre lies outside, so the
 // viewport is wider than the picture; and they cut large points down silently, so what is larger than the device's
-// largest point is drawn as squares, after the points.
+// largest point is drawn as squares, after the points. Where the viewport cannot be wide enough, squares are all there
+// is: they need no room around the picture.
+//
+// Where one buffer cannot hold all particles, as a function reaches only so much through one argument, they lie in
+// several: each is stepped and drawn by itself, in the order of the particles.
 //
 // Used by one thread at a time, the one that draws its run. All particle data stays on the GPU. make() gives null when
 // the program has no particles, a side is below 1, or there is no memory.
@@ -17,23 +21,26 @@
 #include "GPU/Texture.h"
 #include "GlassHobCore/Params.h"
 #include "GlassHobCore/Uniforms.h"
+#include "GlassHobRender/DotFunctions.h"
+#include "GlassHobRender/ShaderProgram.h"
 
 #include <array>
 #include <cstdint>
 #include <limits>
 #include <memory>
+#include <optional>
 #include <stop_token>
 #include <vector>
 
 namespace gpu {
 class CommandBuffer;
 class CommandQueue;
+class ComputeCommandEncoder;
 class Device;
+class RenderCommandEncoder;
 } // namespace gpu
 
 namespace glasshob {
-
-class ShaderProgram;
 
 class ParticleSimulation {
   public:
@@ -53,7 +60,8 @@ class ParticleSimulation {
     /// The last step that was recorded; -1 before the spawn.
     std::int64_t step() const { return step_; }
     const std::shared_ptr<gpu::Texture>& picture() const { return trails_[current_]; }
-    const std::shared_ptr<gpu::Buffer>& particles() const { return particles_; }
+    /// The buffers of particles in their order.
+    std::vector<std::shared_ptr<gpu::Buffer>> particles() const;
 
     /// Records the steps after step() up to `target`, at most `maxSteps` of them. A target before step() starts from
     /// the spawn. `mouse` may be null: the centre. Does not commit.
@@ -68,28 +76,34 @@ class ParticleSimulation {
     void reset() { step_ = -1; }
 
   private:
-    struct Dots { // as the shader's text declares it
-        std::array<float, 2> guard{1, 1};
-        float largestPoint = 0;
-        std::uint32_t count = 0;
+    struct Piece {
+        DotPass pass;
+        std::shared_ptr<gpu::Buffer> particles;
+        std::shared_ptr<gpu::Buffer> squareCounts; // of the indirect draw; null without squares
     };
 
     ParticleSimulation(std::shared_ptr<const ShaderProgram> program, std::int64_t width, std::int64_t height);
-    bool encodeStep(std::int64_t step, gpu::CommandBuffer& commandBuffer, const std::vector<float>& floats,
+    bool makePieces(gpu::Device& device);
+    bool encodeStep(std::int64_t step, gpu::CommandBuffer& commandBuffer, const ParameterArgument& parameters,
                     const float* mouse);
     bool encodeParticles(std::int64_t step, gpu::CommandBuffer& commandBuffer, const GHUniforms& uniforms,
-                         const std::vector<float>& floats);
+                         const ParameterArgument& parameters);
+    void encodeScan(const Piece& piece, gpu::ComputeCommandEncoder& encoder, const GHUniforms& uniforms,
+                    const ParameterArgument& parameters) const;
     bool encodePicture(std::int64_t step, gpu::CommandBuffer& commandBuffer, const GHUniforms& uniforms,
-                       const std::vector<float>& floats);
+                       const ParameterArgument& parameters);
+    void encodeDots(gpu::RenderCommandEncoder& encoder, const GHUniforms& uniforms,
+                    const ParameterArgument& parameters) const;
 
     std::shared_ptr<const ShaderProgram> program_;
     std::int64_t width_;
     std::int64_t height_;
     std::int64_t step_ = -1;
     unsigned current_ = 0; // which of the trails holds the latest picture
-    Dots dots_;
-    std::shared_ptr<gpu::Buffer> particles_;
-    std::shared_ptr<gpu::Buffer> quadCounts_; // of the indirect draw of large dots; null where points serve all
+    std::array<float, 2> guard_{1, 1};
+    float largestPoint_ = 0; // larger dots are squares
+    std::optional<SquarePipelines> squares_;
+    std::vector<Piece> pieces_;
     std::array<std::shared_ptr<gpu::Texture>, 2> trails_;
 };
 

@@ -17,8 +17,6 @@ class ShaderError : public std::exception {
 
     /// The compiler's messages in its order; empty when the failure is not about the text.
     std::vector<Diagnostic> diagnostics;
-    /// Nothing is wrong with the shader: the device did not get round to it in time.
-    bool deviceIsBusy = false;
     /// The compiler's whole text, or the one sentence that says what went wrong.
     std::string raw;
 

@@ -1,8 +1,5 @@
 #include "GlassHobRender/ShaderProgram.h"
 
-#include "GPU/Buffer.h"
-#include "GPU/CommandBuffer.h"
-#include "GPU/CommandQueue.h"
 #include "GPU/Encoders.h"
 #include "GPU/Library.h"
 #include "GlassHobRender/LibraryFromMSL.h"
@@ -10,7 +7,7 @@
 #include "GlassHobRender/ShaderCompiler.h"
 #include "GlassHobRender/ShaderRun.h"
 
-#include <cstring>
+#include <algorithm>
 #include <utility>
 
 namespace glasshob {
@@ -26,131 +23,98 @@ Value orThrow(gpu::Result<Value> result) {
     return std::move(*result);
 }
 
-std::shared_ptr<gpu::Function> function(const gpu::Library& library, std::string_view name) {
-    auto found = library.makeFunction(name);
-    if (found == nullptr)
-        fail("The host's " + std::string(name) + " entry point is missing from the compiled library.");
-    return found;
-}
-
-// The size of struct Particle is asked of the GPU, so that no second calculation of it can disagree.
-std::int64_t measureParticle(gpu::Device& device, const gpu::Library& library, bool isHurried) {
-    constexpr const char* problem = "Could not measure struct Particle.";
-    const auto pipeline =
-        orThrow(device.makeComputePipelineState(function(library, ShaderAssembler::particleSizeEntry), {1, 1, 1}));
-    const auto queue = device.makeCommandQueue();
-    const auto buffer = device.makeBuffer(sizeof(std::uint32_t), gpu::StorageMode::shared);
-    const auto commands = queue ? (*queue)->commandBuffer() : nullptr;
-    gpu::ComputeCommandEncoder* encoder = commands != nullptr ? commands->makeComputeCommandEncoder() : nullptr;
-    if (!buffer || encoder == nullptr) fail(problem);
-    std::uint32_t size = 0;
-    std::memcpy((*buffer)->contents(), &size, sizeof size);
-    encoder->setComputePipelineState(pipeline);
-    encoder->setBuffer(*buffer, 0, 0);
-    encoder->dispatchThreads({1, 1, 1});
-    encoder->endEncoding();
-    commands->commit();
-    if (isHurried)
-        commands->waitUntilCompleted(ShaderProgram::deviceTimeLimit);
-    else
-        commands->waitUntilCompleted();
-    if (commands->status() == gpu::CommandBufferStatus::committed) {
-        ShaderError busy({}, "The graphics device is still busy with an earlier frame: wait until it is drawn.");
-        busy.deviceIsBusy = true;
-        throw busy;
-    }
-    if (commands->status() == gpu::CommandBufferStatus::completed)
-        std::memcpy(&size, (*buffer)->contents(), sizeof size);
-    if (size == 0) fail(problem);
-    return size;
-}
-
-std::string megabytes(std::uint64_t bytes) {
-    return std::to_string((bytes + (1U << 20) - 1) >> 20);
-}
+// Every device allocates as much in one piece.
+constexpr std::uint64_t largestPiece = std::uint64_t(1) << 30;
 
 } // namespace
 
 ShaderProgram::ShaderProgram(std::string_view source, const std::shared_ptr<gpu::Device>& device,
                              gpu::PixelFormat pixelFormat, std::chrono::milliseconds timeLimit)
     : device_(device) {
-    std::expected<CompiledShader, ShaderError> compiled = ShaderCompiler::compile(source, timeLimit);
+    std::expected<CompiledShader, ShaderError> compiled =
+        ShaderCompiler::compile(source, timeLimit, std::min(largestPiece, device->maxBufferArgumentLength()));
     if (!compiled) throw std::move(compiled.error());
     params_ = std::move(compiled->assembled.params);
     kind_ = compiled->assembled.kind();
     warnings_ = fromCompiler(compiled->library.warnings);
     warningText_ = msl::toText(compiled->library.warnings);
-    const msl::EntryPoint* fragment = compiled->library.reflection.entryPoint(ShaderAssembler::fragmentEntry);
-    coversTarget_ = fragment != nullptr && !fragment->mayDiscard;
-    const std::shared_ptr<gpu::Library> library =
-        orThrow(device->makeLibrary(libraryDescriptor(std::move(compiled->library), "shader")));
+    coversTarget_ = std::ranges::none_of(compiled->library.reflection.entryPoints, [](const msl::EntryPoint& entry) {
+        const bool isFullScreen =
+            entry.name == ShaderAssembler::fragmentEntry || entry.name == ShaderAssembler::fadeEntry;
+        return isFullScreen && entry.mayDiscard;
+    });
+    library_ = orThrow(device->makeLibrary(libraryDescriptor(std::move(compiled->library), "shader")));
 
     gpu::RenderPipelineDescriptor picture;
-    picture.vertexFunction = library->makeFunction(ShaderAssembler::vertexEntry);
-    picture.fragmentFunction = library->makeFunction(ShaderAssembler::fragmentEntry);
+    picture.vertexFunction = function(ShaderAssembler::vertexEntry);
+    picture.fragmentFunction = function(ShaderAssembler::fragmentEntry);
     picture.colorAttachments[0].format = pixelFormat;
     picture.label = "picture";
-    if (picture.vertexFunction == nullptr || picture.fragmentFunction == nullptr)
-        fail("The host entry points are missing from the compiled library.");
 
-    if (compiled->assembled.hasSound) {
-        const std::shared_ptr<gpu::Function> sound = library->makeFunction(ShaderAssembler::soundEntry);
-        if (sound == nullptr) fail("The host's sound entry point is missing from the compiled library.");
-        soundPipeline_ = orThrow(device->makeComputePipelineState(sound));
-    }
-    if (compiled->assembled.particles >= 1) buildParticles(*library, compiled->assembled, timeLimit.count() > 0);
-    if (compiled->assembled.grid >= 1) buildMesh(*library, compiled->assembled);
+    if (compiled->assembled.hasSound)
+        soundPipeline_ = orThrow(device->makeComputePipelineState(function(ShaderAssembler::soundEntry)));
+    if (compiled->assembled.particles >= 1) buildParticles(*compiled);
+    if (compiled->assembled.grid >= 1) buildMesh(compiled->assembled);
     pipeline_ = orThrow(device->makeRenderPipelineState(picture));
 }
 
 ShaderProgram::~ShaderProgram() = default;
 
-void ShaderProgram::buildParticles(const gpu::Library& library, const AssembledShader& assembled, bool isHurried) {
-    ParticlePipelines made;
-    made.count = assembled.particles;
-    made.stride = measureParticle(*device_, library, isHurried);
-    const auto length = std::uint64_t(made.count) * std::uint64_t(made.stride);
-    if (length > device_->maxBufferArgumentLength())
-        fail(std::to_string(made.count) + " particles of " + std::to_string(made.stride) + " bytes need " +
-             megabytes(length) + " MB in one piece, and this graphics device gives a shader at most " +
-             megabytes(device_->maxBufferArgumentLength()) +
-             " MB: ask for fewer particles or make struct Particle smaller.");
+// ShaderCompiler has found them all.
+std::shared_ptr<gpu::Function> ShaderProgram::function(std::string_view name) const {
+    auto found = library_->makeFunction(name);
+    if (found == nullptr)
+        fail("The host's " + std::string(name) + " entry point is missing from the compiled library.");
+    return found;
+}
 
-    gpu::RenderPipelineDescriptor fade;
-    fade.vertexFunction = function(library, ShaderAssembler::vertexEntry);
-    fade.fragmentFunction = function(library, ShaderAssembler::fadeEntry);
-    fade.colorAttachments[0].format = gpu::PixelFormat::rgba16Float;
-    fade.label = "fade";
+gpu::RenderPipelineDescriptor ShaderProgram::dotsDescriptor(std::string_view vertex, std::string_view fragment) const {
     gpu::RenderPipelineDescriptor dots;
-    dots.vertexFunction = function(library, "gh_point_vertex");
-    dots.fragmentFunction = function(library, ShaderAssembler::dotFragmentEntry);
+    dots.vertexFunction = function(vertex);
+    dots.fragmentFunction = function(fragment);
     dots.colorAttachments[0] = {.format = gpu::PixelFormat::rgba16Float,
                                 .blendingEnabled = true,
                                 .sourceRGB = gpu::BlendFactor::one,
                                 .destinationRGB = gpu::BlendFactor::one,
                                 .sourceAlpha = gpu::BlendFactor::one,
                                 .destinationAlpha = gpu::BlendFactor::one};
+    return dots;
+}
+
+void ShaderProgram::buildParticles(CompiledShader& compiled) {
+    ParticlePipelines made;
+    made.count = compiled.assembled.particles;
+    made.stride = compiled.stride;
+    made.countInPiece = compiled.particlesInPiece;
+    dotFunctions_ = std::move(compiled.dots);
+
+    gpu::RenderPipelineDescriptor fade;
+    fade.vertexFunction = function(ShaderAssembler::vertexEntry);
+    fade.fragmentFunction = function(ShaderAssembler::fadeEntry);
+    fade.colorAttachments[0].format = gpu::PixelFormat::rgba16Float;
+    fade.label = "fade";
+    gpu::RenderPipelineDescriptor dots = dotsDescriptor(dotFunctions_.pointVertex, dotFunctions_.pointFragment);
     dots.inputPrimitiveTopology = gpu::PrimitiveTopologyClass::point;
     dots.label = "dots";
-    gpu::RenderPipelineDescriptor quads = dots;
-    quads.vertexFunction = function(library, "gh_quad_vertex");
-    quads.fragmentFunction = function(library, "gh_quad_fragment");
-    quads.inputPrimitiveTopology = gpu::PrimitiveTopologyClass::triangle;
-    quads.label = "large dots";
 
-    made.spawn = orThrow(device_->makeComputePipelineState(function(library, ShaderAssembler::spawnEntry)));
-    made.update = orThrow(device_->makeComputePipelineState(function(library, ShaderAssembler::updateEntry)));
-    if (assembled.hasFade) made.fade = orThrow(device_->makeRenderPipelineState(fade));
+    made.spawn = orThrow(device_->makeComputePipelineState(function(dotFunctions_.spawn)));
+    made.update = orThrow(device_->makeComputePipelineState(function(dotFunctions_.update)));
+    if (compiled.assembled.hasFade) made.fade = orThrow(device_->makeRenderPipelineState(fade));
     made.dots = orThrow(device_->makeRenderPipelineState(dots));
-    if (device_->largestPoint() < ParticleSimulation::largestDot) {
-        made.quads = orThrow(device_->makeRenderPipelineState(quads));
-        made.scan = orThrow(device_->makeComputePipelineState(function(library, "gh_dot_scan")));
-        made.reset = orThrow(device_->makeComputePipelineState(function(library, "gh_dot_reset")));
-    }
+    if (device_->largestPoint() < ParticleSimulation::largestDot) made.squares = makeSquares();
     particles_ = std::move(made);
 }
 
-void ShaderProgram::buildMesh(const gpu::Library& library, const AssembledShader& assembled) {
+SquarePipelines ShaderProgram::makeSquares() const {
+    gpu::RenderPipelineDescriptor squares = dotsDescriptor(dotFunctions_.squareVertex, dotFunctions_.squareFragment);
+    squares.inputPrimitiveTopology = gpu::PrimitiveTopologyClass::triangle;
+    squares.label = "large dots";
+    return {.draw = orThrow(device_->makeRenderPipelineState(squares)),
+            .scan = orThrow(device_->makeComputePipelineState(function(dotFunctions_.scan))),
+            .reset = orThrow(device_->makeComputePipelineState(function(dotFunctions_.reset)))};
+}
+
+void ShaderProgram::buildMesh(const AssembledShader& assembled) {
     MeshPipelines made;
     made.cells = assembled.grid;
     const auto depth =
@@ -162,8 +126,8 @@ void ShaderProgram::buildMesh(const gpu::Library& library, const AssembledShader
     made.behind = *behind;
     const auto pipeline = [&](std::string_view vertex, std::string_view fragment) {
         gpu::RenderPipelineDescriptor descriptor;
-        descriptor.vertexFunction = function(library, vertex);
-        descriptor.fragmentFunction = function(library, fragment);
+        descriptor.vertexFunction = function(vertex);
+        descriptor.fragmentFunction = function(fragment);
         descriptor.colorAttachments[0].format = gpu::PixelFormat::bgra8Unorm;
         descriptor.depthFormat = gpu::PixelFormat::depth32Float;
         descriptor.rasterSampleCount = 4;
@@ -188,10 +152,13 @@ gpu::WarmWork ShaderProgram::warmWork() const {
         if (pipeline != nullptr) work.draws.push_back({pipeline, sampled, depthState});
     };
     if (particles_) {
-        for (const auto& kernel : {particles_->spawn, particles_->update, particles_->scan, particles_->reset})
-            if (kernel != nullptr) work.kernels.push_back(kernel);
-        for (const auto& pipeline : {particles_->fade, particles_->dots, particles_->quads})
+        work.kernels = {particles_->spawn, particles_->update};
+        for (const auto& pipeline : {particles_->fade, particles_->dots})
             add(pipeline, gpu::PixelFormat::rgba16Float);
+        if (particles_->squares) {
+            work.kernels.insert(work.kernels.end(), {particles_->squares->scan, particles_->squares->reset});
+            add(particles_->squares->draw, gpu::PixelFormat::rgba16Float);
+        }
     }
     if (mesh_) {
         add(mesh_->background, gpu::PixelFormat::bgra8Unorm, mesh_->behind);
@@ -203,7 +170,6 @@ gpu::WarmWork ShaderProgram::warmWork() const {
 
 void ShaderProgram::encodePicture(gpu::RenderCommandEncoder& encoder, const GHUniforms& uniforms,
                                   const SliderValues& values, const ShaderRun* run) const {
-    const std::vector<float> floats = parameterFloats(values);
     if (ShaderRun::needsRun(*this)) {
         if (run == nullptr || run->program().get() != this) return;
         const std::shared_ptr<gpu::Texture> picture = run->pictureTexture();
@@ -212,18 +178,17 @@ void ShaderProgram::encodePicture(gpu::RenderCommandEncoder& encoder, const GHUn
     }
     encoder.setRenderPipelineState(pipeline_);
     encoder.setFragmentBytes(&uniforms, sizeof uniforms, 0);
-    encoder.setFragmentBytes(floats.data(), floats.size() * sizeof(float), 1);
+    parameterArgument(values).setFragment(encoder, 1);
     encoder.drawPrimitives(gpu::PrimitiveType::triangle, 0, 3);
 }
 
 void ShaderProgram::encodeSound(gpu::ComputeCommandEncoder& encoder, const std::shared_ptr<gpu::Buffer>& output,
                                 double start, std::uint32_t count, const SliderValues& values) const {
     const SoundUniforms uniforms{float(start), float(ShaderAssembler::soundSampleRate), count, 0};
-    const std::vector<float> floats = parameterFloats(values);
     encoder.setComputePipelineState(soundPipeline_);
     encoder.setBuffer(output, 0, 0);
     encoder.setBytes(&uniforms, sizeof uniforms, 1);
-    encoder.setBytes(floats.data(), floats.size() * sizeof(float), 2);
+    parameterArgument(values).setKernel(encoder, 2);
     encoder.dispatchThreads({count, 1, 1});
 }
 
@@ -236,6 +201,10 @@ std::vector<float> ShaderProgram::parameterFloats(const SliderValues& values) co
     }
     if (floats.empty()) floats.push_back(0.0F);
     return floats;
+}
+
+ParameterArgument ShaderProgram::parameterArgument(const SliderValues& values) const {
+    return {*device_, parameterFloats(values)};
 }
 
 } // namespace glasshob

@@ -3,8 +3,8 @@
 // One compiled user shader with every GPU pipeline that its kind needs. Immutable once made: an edit makes a new one.
 //
 // Shared by the canvas, runs, stills and exports (std::shared_ptr<const ShaderProgram>); read from any thread. The
-// constructor compiles on the calling thread and throws ShaderError; nothing is partly built. For a particle shader it
-// runs one small kernel and waits for it.
+// constructor compiles on the calling thread and throws ShaderError; nothing is partly built. It waits for no work of
+// the device.
 
 #include "GPU/Device.h"
 #include "GPU/Pipeline.h"
@@ -12,6 +12,8 @@
 #include "GlassHobCore/Params.h"
 #include "GlassHobCore/ShaderAssembler.h"
 #include "GlassHobCore/Uniforms.h"
+#include "GlassHobRender/DotFunctions.h"
+#include "GlassHobRender/ParameterArgument.h"
 #include "GlassHobRender/ShaderError.h"
 
 #include <chrono>
@@ -24,29 +26,38 @@
 namespace gpu {
 class Buffer;
 class ComputeCommandEncoder;
+class Library;
 class RenderCommandEncoder;
 } // namespace gpu
 
 namespace glasshob {
 
 class ShaderRun;
+struct CompiledShader;
+
+/// Adds dots as squares, and the kernels that find out whether there are any.
+struct SquarePipelines {
+    std::shared_ptr<gpu::RenderPipelineState> draw;
+    std::shared_ptr<gpu::ComputePipelineState> scan;
+    std::shared_ptr<gpu::ComputePipelineState> reset;
+};
 
 /// What a particle shader needs besides its picture.
 struct ParticlePipelines {
     /// Above 0.
     std::int64_t count = 0;
-    /// Size in bytes of the user's struct Particle, measured on the GPU.
+    /// Size in bytes of the user's struct Particle, as the compiler laid it out.
     std::int64_t stride = 0;
+    /// How many at most lie in one buffer; all where one can hold them.
+    std::int64_t countInPiece = 0;
     std::shared_ptr<gpu::ComputePipelineState> spawn;
     std::shared_ptr<gpu::ComputePipelineState> update;
     /// Draws the faded previous picture; null when the shader defines no fade(), and nothing of it stays.
     std::shared_ptr<gpu::RenderPipelineState> fade;
     /// Adds the dots as points, up to the largest that the device draws.
     std::shared_ptr<gpu::RenderPipelineState> dots;
-    /// Adds larger dots as squares, and the kernels that find out whether there are any. Null where points serve all.
-    std::shared_ptr<gpu::RenderPipelineState> quads;
-    std::shared_ptr<gpu::ComputePipelineState> scan;
-    std::shared_ptr<gpu::ComputePipelineState> reset;
+    /// For larger dots; nothing where the device draws them all as points.
+    std::optional<SquarePipelines> squares;
 };
 
 /// What a grid shader needs besides its picture.
@@ -62,12 +73,8 @@ struct MeshPipelines {
 
 class ShaderProgram {
   public:
-    /// How long a constructor with a time limit waits for the device.
-    static constexpr std::chrono::milliseconds deviceTimeLimit{1000};
-
     /// `source` is the user's text as in the editor. `pixelFormat` is the colour format of `pipeline`. A time limit of
-    /// zero means none; the live compile passes ShaderCompiler::liveTimeLimit. With a limit, a device that is busy with
-    /// something else for longer than deviceTimeLimit makes the constructor fail with deviceIsBusy.
+    /// zero means none; the live compile passes ShaderCompiler::liveTimeLimit.
     ShaderProgram(std::string_view source, const std::shared_ptr<gpu::Device>& device,
                   gpu::PixelFormat pixelFormat = gpu::PixelFormat::bgra8Unorm,
                   std::chrono::milliseconds timeLimit = {});
@@ -109,12 +116,21 @@ class ShaderProgram {
 
     /// The values in declaration order, the default where one is missing; the one float 0 when nothing is declared.
     std::vector<float> parameterFloats(const SliderValues& values) const;
+    /// The same as an argument of the shader's functions.
+    ParameterArgument parameterArgument(const SliderValues& values) const;
+
+    /// Particles only: what ParticlePipelines::squares has where it has something. Throws ShaderError.
+    SquarePipelines makeSquares() const;
 
   private:
-    void buildParticles(const gpu::Library& library, const AssembledShader& assembled, bool isHurried);
-    void buildMesh(const gpu::Library& library, const AssembledShader& assembled);
+    void buildParticles(CompiledShader& compiled);
+    void buildMesh(const AssembledShader& assembled);
+    std::shared_ptr<gpu::Function> function(std::string_view name) const;
+    gpu::RenderPipelineDescriptor dotsDescriptor(std::string_view vertex, std::string_view fragment) const;
 
     std::shared_ptr<gpu::Device> device_;
+    std::shared_ptr<gpu::Library> library_;
+    DotFunctions dotFunctions_;
     std::vector<ParamDecl> params_;
     ShaderKind kind_ = ShaderKind::fragment;
     std::vector<Diagnostic> warnings_;

@@ -2,6 +2,7 @@
 
 #include "GPU/CommandBuffer.h"
 #include "GPU/Encoders.h"
+#include "GlassHobRender/ParameterArgument.h"
 #include "GlassHobRender/ShaderProgram.h"
 
 namespace glasshob {
@@ -43,7 +44,7 @@ void ShaderRun::encode(const GHUniforms& uniforms, gpu::CommandBuffer& commandBu
 
 void ShaderRun::encodeMesh(const GHUniforms& uniforms, gpu::CommandBuffer& commandBuffer, const SliderValues& values) {
     const MeshPipelines& pipelines = *program_->mesh();
-    const std::vector<float> floats = program_->parameterFloats(values);
+    const ParameterArgument parameters = program_->parameterArgument(values);
     const auto cells = std::uint32_t(pipelines.cells);
     gpu::RenderPassDescriptor pass;
     pass.colorAttachments[0] = {.texture = mesh_->color,
@@ -54,12 +55,11 @@ void ShaderRun::encodeMesh(const GHUniforms& uniforms, gpu::CommandBuffer& comma
     pass.depthAttachment = {.texture = mesh_->depth};
     gpu::RenderCommandEncoder* encoder = commandBuffer.makeRenderCommandEncoder(pass);
     if (encoder == nullptr) return;
-    const std::size_t floatBytes = floats.size() * sizeof(float);
     encoder->setVertexBytes(&uniforms, sizeof uniforms, 0);
-    encoder->setVertexBytes(floats.data(), floatBytes, 1);
+    parameters.setVertex(*encoder, 1);
     encoder->setVertexBytes(&cells, sizeof cells, 2);
     encoder->setFragmentBytes(&uniforms, sizeof uniforms, 0);
-    encoder->setFragmentBytes(floats.data(), floatBytes, 1);
+    parameters.setFragment(*encoder, 1);
     if (pipelines.background != nullptr) {
         encoder->setRenderPipelineState(pipelines.background);
         encoder->setDepthStencilState(pipelines.behind);

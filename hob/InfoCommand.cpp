@@ -24,7 +24,7 @@ constexpr Option options[] = {
 struct Info {
     AssembledShader shader;
     /// Bytes of one particle in memory; 0 for the other kinds.
-    std::uint32_t stride = 0;
+    std::int64_t stride = 0;
     double compileMillis = 0;
 };
 
@@ -55,7 +55,7 @@ QByteArray json(const Info& info) {
         {"hasSound", info.shader.hasSound},
         {"hasFade", info.shader.hasFade},
         {"hasBackground", info.shader.hasBackground},
-        {"stride", static_cast<qint64>(info.stride)},
+        {"stride", qint64(info.stride)},
         {"params", params},
         {"compileMillis", info.compileMillis},
     };
@@ -108,8 +108,7 @@ ExitStatus run(const Arguments& arguments, Console& console) {
     info.shader = compiled->assembled;
     info.compileMillis = std::round(elapsed.count() * 1000) / 1000;
     if (info.shader.particles > 0) {
-        const msl::StructLayout* particle = compiled->library.reflection.structLayout("Particle");
-        if (particle != nullptr) info.stride = particle->size;
+        info.stride = compiled->stride;
     }
     const QByteArray bytes = arguments.has("--json") ? json(info) : QByteArray::fromStdString(prose(info));
     console.write({bytes.constData(), static_cast<std::size_t>(bytes.size())});

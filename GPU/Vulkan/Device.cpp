@@ -5,6 +5,7 @@
 #include "GPU/CommandQueue.h"
 #include "GPU/Library.h"
 #include "GPU/Pipeline.h"
+#include "GPU/Testing.h"
 #include "GPU/Texture.h"
 #include "GPU/Vulkan/VulkanDevice.h"
 
@@ -118,4 +119,17 @@ Result<std::shared_ptr<DepthStencilState>> Device::makeDepthStencilState(const D
     return std::make_shared<DepthStencilState>(descriptor);
 }
 
+namespace testing {
+
+void setLimits(Device& device, const Limits& limits) {
+    VkPhysicalDeviceLimits& kept = device.impl().core->limits;
+    if (limits.bufferArgumentLength) kept.maxStorageBufferRange = std::uint32_t(*limits.bufferArgumentLength);
+    if (limits.viewportSize) {
+        kept.maxViewportDimensions[0] = *limits.viewportSize;
+        kept.maxViewportDimensions[1] = *limits.viewportSize;
+    }
+    if (limits.largestPoint) kept.pointSizeRange[1] = *limits.largestPoint;
+}
+
+} // namespace testing
 } // namespace gpu

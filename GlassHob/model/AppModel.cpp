@@ -22,8 +22,6 @@ namespace {
 constexpr double slowForCompiles = 1;
 // ... and this many are told about.
 constexpr double slowForPeople = 2;
-// Seconds between two tries of a compile that found the device busy, while nobody says that it has ended.
-constexpr double retryDelay = 5;
 
 QString asQString(std::string_view text) {
     return QString::fromUtf8(text.data(), qsizetype(text.size()));
@@ -73,7 +71,6 @@ void AppModel::close() {
 void AppModel::compile(const std::string& text) {
     sourceLines_ = linesOf(text);
     keepDraft();
-    if (std::exchange(waitsForDevice_, false)) emit deviceTroubleChanged();
     if (needsRun_) return;
     const auto device = deviceForCompile();
     if (!device) {
@@ -89,8 +86,6 @@ void AppModel::compile(const std::string& text) {
     } catch (const ShaderError& error) {
         if ((*device)->lost() && *device == device_) {
             reportDeviceLoss();
-        } else if (error.deviceIsBusy) {
-            waitForDevice();
         } else {
             compileMillis_.reset();
             fail(error.diagnostics, asQString(error.raw));
@@ -122,19 +117,6 @@ void AppModel::takeProgram(std::shared_ptr<const ShaderProgram> program) {
         emit deviceTroubleChanged();
     }
     retire(std::exchange(spareDevice_, nullptr));
-    emit compiled();
-}
-
-// The old picture must not go on: it is what the new one waits for.
-void AppModel::waitForDevice() {
-    waitsForDevice_ = true;
-    program_.reset();
-    compileMillis_.reset();
-    diagnostics_.clear();
-    warnings_.clear();
-    errorText_.reset();
-    pendingCompile_->start(retryDelay, [this] { compile(currentText_); });
-    emit deviceTroubleChanged();
     emit compiled();
 }
 
@@ -208,19 +190,16 @@ void AppModel::reportSlowFrame(double seconds) {
     const QString before = deviceTrouble();
     slowFrameSeconds_ = seconds;
     if (deviceTrouble() != before) emit deviceTroubleChanged();
-    if (seconds <= 0 && waitsForDevice_) compileNow();
 }
 
 bool AppModel::deviceIsBusy() const {
-    return slowFrameSeconds_ > 0 || waitsForDevice_ || exports_->isRunning() || retiredDeviceIsBusy();
+    return slowFrameSeconds_ > 0 || exports_->isRunning() || retiredDeviceIsBusy();
 }
 
 QString AppModel::deviceTrouble() const {
     if (deviceLost_)
         return tr("The graphics device was lost while it drew this shader, so the picture has stopped. "
                   "Change the shader or compile it again, and it starts afresh.");
-    if (waitsForDevice_)
-        return tr("The graphics device is still drawing an earlier frame. This shader starts when that is done.");
     if (slowFrameSeconds_ >= slowForPeople && stillsInWork_ > 0)
         return tr("The picture waits while the still is drawn. It goes on when the still is there.");
     if (slowFrameSeconds_ >= slowForPeople && exports_->isRunning())

@@ -236,7 +236,6 @@ class AppModel : public QObject {
 
     void takeProgram(std::shared_ptr<const ShaderProgram> program);
     void fail(std::vector<Diagnostic> diagnostics, const QString& text);
-    void waitForDevice();
     gpu::Result<std::shared_ptr<gpu::Device>> deviceForCompile();
 
     mutable std::shared_ptr<gpu::Device> device_; // see device()
@@ -244,7 +243,6 @@ class AppModel : public QObject {
     std::shared_ptr<gpu::Device> spareDevice_;
     std::function<gpu::Result<std::shared_ptr<gpu::Device>>()> makeDevice_;
     bool deviceLost_ = false;
-    bool waitsForDevice_ = false;
     double slowFrameSeconds_ = 0;
     int stillsInWork_ = 0;
     Questions* questions_;

@@ -126,8 +126,7 @@ TEST_F(DeviceTroubleTest, AFrameWithoutEndIsToldAndDoesNotHoldUpTheNextShader) {
     EXPECT_TRUE(model->deviceTrouble().isEmpty());
 }
 
-// Particle shaders run a kernel while they are compiled, which on some drivers stands behind every frame in work.
-TEST_F(DeviceTroubleTest, ACompileDoesNotWaitWithoutEndForABusyDevice) {
+TEST_F(DeviceTroubleTest, ACompileDoesNotWaitForABusyDevice) {
     const std::string particles =
         "// @particles 100\n"
         "struct Particle { float2 place; };\n"
@@ -163,17 +162,10 @@ TEST_F(DeviceTroubleTest, ACompileDoesNotWaitWithoutEndForABusyDevice) {
     model->reportSlowFrame(1);
     model->textChanged(particles);
     delay_->elapse();
-    // A quick device has drawn the frame meanwhile.
-    if (frame->status() == gpu::CommandBufferStatus::committed && model->state() != AppModel::State::live) {
-        EXPECT_EQ(model->program(), nullptr);
-        EXPECT_EQ(model->errorText(), std::nullopt) << model->errorText()->toStdString();
-        EXPECT_TRUE(model->deviceIsBusy());
-        EXPECT_TRUE(model->statusText().startsWith("The graphics device is still drawing"));
-        EXPECT_TRUE(delay_->isWaiting());
-    }
+    EXPECT_EQ(model->state(), AppModel::State::live) << model->errorText().value_or("").toStdString();
+    EXPECT_NE(model->program()->particles(), nullptr);
     frame->waitUntilCompleted();
     model->reportSlowFrame(0);
-    EXPECT_EQ(model->state(), AppModel::State::live) << model->errorText().value_or("").toStdString();
     EXPECT_TRUE(model->deviceTrouble().isEmpty());
 }
 

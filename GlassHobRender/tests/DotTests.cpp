@@ -1,4 +1,5 @@
 // Dots: which pixels each covers, and what its ink is told there, against the square that it stands for.
+#include "GPU/Testing.h"
 #include "GlassHobRender/tests/Simulations.h"
 
 #include <cmath>
@@ -123,6 +124,23 @@ TEST_F(Dots, ReachThePicturesOfTheLargestSizes) {
             check(width, 2, float(width) + size / 2 - 0.7F, 1.3F, size);
             check(width, 2, float(width / 2) + 0.3F, 1.3F, size);
         }
+}
+
+TEST_F(Dots, AreSquaresWhereTheViewportHasNoRoomForPoints) {
+    // A device that draws every point, and whose viewport is hardly larger than its pictures.
+    const auto separate = gpu::Device::makeSeparate();
+    ASSERT_TRUE(separate) << separate.error().text;
+    gpu::testing::setLimits(**separate, {.viewportSize = 712, .largestPoint = 511.0F});
+    made = program(oneDot, *separate);
+    EXPECT_FALSE(made->particles()->squares) << "pictures of the usual sizes need none";
+    for (const auto& [width, height] : {std::pair{199, 20}, {200, 20}, {20, 200}, {712, 3}}) {
+        const auto w = float(width), h = float(height);
+        for (const float size : {1.0F, 2.0F, 40.0F, 200.0F}) {
+            check(width, height, w / 2 + 0.3F, h / 2 + 0.3F, size);
+            check(width, height, -size / 2 + 0.8F, h / 2 + 0.3F, size);
+            check(width, height, w + size / 2 - 0.8F, h + size / 2 - 0.8F, size);
+        }
+    }
 }
 
 TEST_F(Dots, BothWaysOfDrawingAddToOnePicture) {

@@ -329,29 +329,64 @@ TEST(Particles, WhatCannotBeMadeIsAbsent) {
     }
 }
 
-TEST(Particles, AParticleThatCannotBeMeasuredIsAnError) {
-    for (const char* purpose : {"allocating a buffer", "handing work to the graphics device"}) {
-        const gpu::testing::InjectedFault fault(purpose);
-        const ShaderError error = errorOf(counted, device());
-        EXPECT_TRUE(fault.happened()) << purpose;
-        EXPECT_THAT(error.diagnostics, ::testing::IsEmpty());
-        EXPECT_EQ(error.raw, "Could not measure struct Particle.");
+TEST(Particles, AnyTypeIsMeasured) {
+    struct Case {
+        const char* type;
+        std::int64_t stride;
+    };
+    const Case cases[] = {{"struct Particle { float3 a; float b; };", 32},
+                          {"typedef float4 Particle;", 16},
+                          {"typedef float3 Particle;", 16},
+                          {"using Particle = packed_float3;", 12},
+                          {"struct Particle {};", 1},
+                          {"struct P { half2 a; };\n#define Particle P", 4}};
+    for (const auto& [type, stride] : cases) {
+        const auto made = program(std::string("// @particles 3\n") + type + R"(
+Particle spawn(uint id, constant Params& p) { Particle q = {}; return q; }
+void update(thread Particle& q, uint id, constant Uniforms& u, constant Params& p) {}
+float3 place(Particle q, constant Uniforms& u, constant Params& p) { return float3(0.5); }
+float4 ink(Particle q, float2 at, constant Uniforms& u, constant Params& p) { return float4(0.0); }
+float4 shade(float2 uv, constant Uniforms& u, constant Params& p, Trails trails) { return trails.at(uv); }
+)",
+                                  device());
+        ASSERT_NE(made, nullptr) << type;
+        EXPECT_EQ(made->particles()->stride, stride) << type;
     }
 }
 
-TEST(Particles, SoManyThatTheDeviceCannotHoldThemAreAnError) {
-    // As many bytes as a shader reaches, and one particle more than that.
-    const auto gpu = device();
-    const std::uint64_t most = gpu->maxBufferArgumentLength();
-    if (most > std::uint64_t(4000000) * 4096) GTEST_SKIP() << "this device holds more";
-    const std::uint64_t words = most / 4 / 4000000 + 1;
-    std::string source = counted;
-    source.replace(source.find("1000"), 4, "4000000");
-    source.replace(source.find("float at;"), 9, "float at; float filler[" + std::to_string(words) + "];");
-    const ShaderError error = errorOf(source, gpu);
-    EXPECT_THAT(error.diagnostics, ::testing::IsEmpty());
-    EXPECT_THAT(error.raw, HasSubstr("4000000 particles of "));
-    EXPECT_THAT(error.raw, HasSubstr(std::to_string(most >> 20) + " MB"));
+// A device of its own that keeps to other limits.
+std::shared_ptr<gpu::Device> limitedDevice(const gpu::testing::Limits& limits) {
+    const auto made = gpu::Device::makeSeparate();
+    EXPECT_TRUE(made) << made.error().text;
+    if (!made) return nullptr;
+    gpu::testing::setLimits(**made, limits);
+    return *made;
+}
+
+TEST(Particles, ThoseThatOneBufferCannotHoldMoveAndLookAlike) {
+    // 300, 1,024 and 2,999 swarm particles of 24 bytes in a buffer, so that the last one is full, short, or one alone.
+    const auto whole = program(swarm, device());
+    const auto one = ShaderRun::make(whole, whole->device(), 300, 200);
+    for (const std::uint64_t most : {300, 1024, 2999}) {
+        const std::uint64_t limit = most * 24 + 7;
+        const auto pieces = program(swarm, limitedDevice({.bufferArgumentLength = limit}));
+        ASSERT_NE(pieces, nullptr);
+        const auto many = ShaderRun::make(pieces, pieces->device(), 300, 200);
+        ASSERT_EQ(many->simulation()->particles().size(), (3000 + most - 1) / most);
+        for (const float time : {0.0F, 5.0F / 60.0F}) {
+            drawFrame(*one, time, {{"keep", 0.9F}});
+            drawFrame(*many, time, {{"keep", 0.9F}});
+            EXPECT_EQ(particlesOf(*many), particlesOf(*one)) << most;
+            gpu::testing::setLimits(*pieces->device(), {.bufferArgumentLength = std::uint64_t(1) << 27}); // to read it
+            const std::vector<Texel> expected = pictureOf(*one), seen = pictureOf(*many);
+            gpu::testing::setLimits(*pieces->device(), {.bufferArgumentLength = limit});
+            ASSERT_EQ(seen.size(), expected.size());
+            for (std::size_t i = 0; i < seen.size(); ++i)
+                for (std::size_t channel = 0; channel < 4; ++channel)
+                    ASSERT_EQ(seen[i][channel], expected[i][channel])
+                        << most << " in a buffer, step " << time * 60 << ", pixel " << i << ", channel " << channel;
+        }
+    }
 }
 
 TEST(Particles, FourMillionAreStepped) {

@@ -9,11 +9,12 @@ namespace glasshob::testing {
 
 using Color = std::array<float, 4>;
 
-// Runs one kernel that writes `words` 32-bit words, with the texture or buffer given at index 0.
-inline std::vector<std::uint32_t> readWith(const std::string& kernel, const std::shared_ptr<gpu::Texture>& texture,
+// Runs one kernel that writes `words` 32-bit words, with the texture or buffer given at index 0, which are of that
+// device.
+inline std::vector<std::uint32_t> readWith(const std::shared_ptr<gpu::Device>& on, const std::string& kernel,
+                                           const std::shared_ptr<gpu::Texture>& texture,
                                            const std::shared_ptr<gpu::Buffer>& buffer, std::uint32_t words,
                                            std::uint32_t threads) {
-    const auto on = device();
     auto compiled = msl::compile("#include <metal_stdlib>\nusing namespace metal;\n" + kernel);
     if (!compiled) {
         ADD_FAILURE() << compiled.error().text;
@@ -40,10 +41,12 @@ inline std::vector<std::uint32_t> readWith(const std::string& kernel, const std:
 }
 
 // The texels row by row from the top.
-inline std::vector<Color> colorsOf(const std::shared_ptr<gpu::Texture>& texture) {
+inline std::vector<Color> colorsOf(const std::shared_ptr<gpu::Texture>& texture,
+                                   const std::shared_ptr<gpu::Device>& on = device()) {
     const std::uint32_t count = texture->width() * texture->height();
     const auto words =
-        readWith("kernel void check(texture2d<float> t [[texture(0)]], device float4* out [[buffer(1)]],"
+        readWith(on,
+                 "kernel void check(texture2d<float> t [[texture(0)]], device float4* out [[buffer(1)]],"
                  " uint i [[thread_position_in_grid]]) {"
                  " uint w = t.get_width(); if (i < w * t.get_height()) out[i] = t.read(uint2(i % w, i / w)); }",
                  texture, nullptr, count * 4, count);
@@ -52,9 +55,11 @@ inline std::vector<Color> colorsOf(const std::shared_ptr<gpu::Texture>& texture)
     return colors;
 }
 
-inline std::vector<std::uint32_t> wordsOf(const std::shared_ptr<gpu::Buffer>& buffer) {
+inline std::vector<std::uint32_t> wordsOf(const std::shared_ptr<gpu::Buffer>& buffer,
+                                          const std::shared_ptr<gpu::Device>& on = device()) {
     const auto words = std::uint32_t(buffer->length() / 4);
-    return readWith("kernel void check(const device uint* in [[buffer(0)]], device uint* out [[buffer(1)]],"
+    return readWith(on,
+                    "kernel void check(const device uint* in [[buffer(0)]], device uint* out [[buffer(1)]],"
                     " uint i [[thread_position_in_grid]]) { if (i < " +
                         std::to_string(words) + "u) out[i] = in[i]; }",
                     nullptr, buffer, words, words);

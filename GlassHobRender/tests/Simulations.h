@@ -10,12 +10,17 @@ using Texel = Color;
 
 // The particles of a run as words.
 inline std::vector<std::uint32_t> particlesOf(const ShaderRun& run) {
-    return wordsOf(run.simulation()->particles());
+    std::vector<std::uint32_t> all;
+    for (const auto& buffer : run.simulation()->particles()) {
+        const std::vector<std::uint32_t> words = wordsOf(buffer, run.program()->device());
+        all.insert(all.end(), words.begin(), words.end());
+    }
+    return all;
 }
 
 // The picture that a run hands to the picture pass, rows from the top.
 inline std::vector<Texel> pictureOf(const ShaderRun& run) {
-    return colorsOf(run.pictureTexture());
+    return colorsOf(run.pictureTexture(), run.program()->device());
 }
 
 // One frame of a run at a time, committed and waited for.

@@ -99,6 +99,23 @@ TEST_F(HobTest, ParticleAndGridShadersAreCheckedAndMeasured) {
     EXPECT_TRUE(less.error.contains("note: a particle episode defines:\nstruct Particle { ... };")) << less.shown();
 }
 
+TEST_F(HobTest, CheckAndDrawingRefuseTheSameInTheSameWords) {
+    const QByteArray sources[] = {
+        plainShader("1") + "#define fragment\n",
+        plainShader("1") + "float gh_fragment(float x) { return x; }\n#define fragment\n",
+        dotsShader() + "#define gh_update other\n",
+        meshShader() + "#define vertex\n",
+    };
+    for (const QByteArray& source : sources) {
+        put("a.metal", source);
+        const Outcome check = hob({"check", "a.metal"}, withoutDriver());
+        const Outcome still = hob({"still", "a.metal", "-o", "a.png", "--size", "8x8"});
+        EXPECT_EQ(check.status, 1) << source.toStdString() << check.shown();
+        EXPECT_EQ(still.status, 1) << source.toStdString() << still.shown();
+        EXPECT_EQ(check.error, still.error) << source.toStdString();
+    }
+}
+
 TEST_F(HobTest, InfoFailsWithTheCompilersTextAndPrintsNothing) {
     put("bad.metal", "float4 shade(\n");
     const Outcome outcome = hob({"info", "--json", "bad.metal"}, withoutDriver());
