@@ -475,7 +475,6 @@ class Analyzer {
     Arena& arena_;
     Diagnostics& diagnostics_;
     WorkLimit& limit_;
-    // Of structs with many members, when they are complete.
     Scopes scopes_;
     MemberIndex members_;
 
