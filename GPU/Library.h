@@ -10,6 +10,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -60,6 +61,8 @@ struct FunctionDescriptor {
     // Kernels: memory of each threadgroup, without the arguments below.
     std::uint32_t threadgroupMemory = 0;
     std::vector<ThreadgroupArgument> threadgroupArguments = {};
+    // Fragment functions: the specialisation constant that takes the number of samples of a pixel, when there is one.
+    std::optional<std::uint32_t> sampleCountConstant = {};
 };
 
 struct LibraryDescriptor {

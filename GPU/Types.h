@@ -10,6 +10,8 @@ enum class PixelFormat : std::uint8_t {
     invalid,
     bgra8Unorm,
     rgba16Float,
+    r32Uint,
+    r32Sint,
     rgba32Float,
     rgba32Uint,
     rgba32Sint,
@@ -86,6 +88,8 @@ struct Viewport {
 constexpr std::size_t bytesPerPixel(PixelFormat format) {
     switch (format) {
     case PixelFormat::bgra8Unorm:
+    case PixelFormat::r32Uint:
+    case PixelFormat::r32Sint:
     case PixelFormat::depth32Float: return 4;
     case PixelFormat::rgba16Float: return 8;
     case PixelFormat::rgba32Float:

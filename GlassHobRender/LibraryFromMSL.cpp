@@ -21,6 +21,7 @@ gpu::ArgumentKind argumentKind(msl::BindingKind value) {
     case msl::BindingKind::storageBuffer: return gpu::ArgumentKind::storageBuffer;
     case msl::BindingKind::sampledTexture: return gpu::ArgumentKind::sampledTexture;
     case msl::BindingKind::texelBuffer:
+    case msl::BindingKind::inputAttachment:
     case msl::BindingKind::storageTexelBuffer: // of functions that are left out
     case msl::BindingKind::storageTexture: return gpu::ArgumentKind::storageTexture;
     case msl::BindingKind::sampler: return gpu::ArgumentKind::sampler;
@@ -98,7 +99,8 @@ gpu::SamplerDescriptor sampler(const msl::SamplerState& state) {
 bool fitsTheLayer(const msl::EntryPoint& entry) {
     return std::ranges::none_of(entry.bindings, [](const msl::Binding& binding) {
         return binding.arrayCount != 1 || binding.argumentBuffer >= 0 ||
-               binding.kind == msl::BindingKind::texelBuffer || binding.kind == msl::BindingKind::storageTexelBuffer;
+               binding.kind == msl::BindingKind::inputAttachment || binding.kind == msl::BindingKind::texelBuffer ||
+               binding.kind == msl::BindingKind::storageTexelBuffer;
     });
 }
 
@@ -111,6 +113,7 @@ gpu::LibraryDescriptor libraryDescriptor(msl::CompiledLibrary library, std::stri
         function.name = entry.name;
         function.stage = stage(entry.stage);
         function.threadgroupMemory = entry.threadgroupBytes;
+        if (entry.stage == msl::Stage::fragment) function.sampleCountConstant = msl::sampleCountId;
         for (const msl::ThreadgroupArgument& argument : entry.threadgroupArguments)
             if (argument.isArray)
                 function.threadgroupArguments.push_back({argument.metalIndex, std::max(argument.byteSize, 1U),

@@ -4,12 +4,16 @@
 //
 // Binding convention: descriptor set 0 holds the arguments of vertex and kernel functions, set 1 those of fragment
 // functions. [[buffer(n)]] is binding n, [[texture(n)]] binding 32 + n, [[sampler(n)]] binding 160 + n, and the
-// constexpr samplers found in the text are numbered from 176. The members of an argument buffer at [[buffer(n)]] are
-// bindings of their own: member [[id(m)]] is binding 256 + 64n + m; a member that is a plain value is a uniform buffer.
+// constexpr samplers found in the text are numbered from 176. The colour attachment n, where a fragment function reads
+// it
+// ([[color(n)]] on an input), is an input attachment of index n at binding 248 + n of set 1. The members of an argument
+// buffer at [[buffer(n)]] are bindings of their own: member [[id(m)]] is binding 256 + 64n + m; a member that is a
+// plain value is a uniform buffer.
 //
 // Specialisation constants: 0, 1 and 2 are a kernel's threadgroup size. 16 + n is the number of elements behind the
 // pointer argument [[threadgroup(n)]]. [[function_constant(n)]] takes eight: 64 + 8n is its value (and those that
-// follow the other components of a vector), 64 + 8n + 7 is a bool, whether it is defined.
+// follow the other components of a vector), 64 + 8n + 7 is a bool, whether it is defined. 48 is the number of samples
+// of a pixel in what is drawn to (1, 2, 4, 8 or 16; one when the host says nothing), for functions that ask for it.
 #pragma once
 
 #include <array>
@@ -31,14 +35,18 @@ enum class BindingKind : std::uint8_t {
     storageTexelBuffer, // texture_buffer that is written
     sampler,
     constexprSampler, // an immutable sampler; see Binding::samplerState
+    inputAttachment,  // the colour attachment that a fragment function reads, with one sample a pixel; its format has
+                      // the kind of components that typeName has
 };
 
 inline constexpr std::uint32_t textureBindingBase = 32;
 inline constexpr std::uint32_t samplerBindingBase = 160;
 inline constexpr std::uint32_t constexprSamplerBindingBase = 176;
+inline constexpr std::uint32_t inputAttachmentBindingBase = 248;
 inline constexpr std::uint32_t argumentBufferBindingBase = 256;
 inline constexpr std::uint32_t argumentBufferBindings = 64; // of each
 inline constexpr std::uint32_t threadgroupLengthIdBase = 16;
+inline constexpr std::uint32_t sampleCountId = 48;
 inline constexpr std::uint32_t functionConstantIdBase = 64;
 inline constexpr std::uint32_t functionConstantIds = 8;       // of each
 inline constexpr std::uint32_t functionConstantDefinedId = 7; // among them
@@ -66,7 +74,7 @@ struct SamplerState {
 struct Binding {
     std::string name; // the argument's name
     BindingKind kind = BindingKind::uniformBuffer;
-    std::uint32_t metalIndex = 0;     // [[buffer(n)]], [[texture(n)]] ...; [[id(n)]] in an argument buffer
+    std::uint32_t metalIndex = 0; // [[buffer(n)]], [[texture(n)]], [[color(n)]] ...; [[id(n)]] in an argument buffer
     std::int32_t argumentBuffer = -1; // the buffer index of the argument buffer that it is a member of, else -1
     std::uint32_t arrayCount = 1;     // descriptors of an array of textures or samplers
     std::uint32_t set = 0;
@@ -77,7 +85,9 @@ struct Binding {
     std::uint32_t byteAlignment = 0; // buffers: alignment of one element
     bool isArray = false;            // buffers: a pointer, any number of elements
     bool isWritten = false;          // device memory that the function may write
-    SamplerState samplerState;       // constexprSampler only
+    bool isAtomic = false;     // storageTexture, storageTexelBuffer: has atomic operations, so its format is that of
+                               // one 32-bit integer (R32_SINT for int, R32_UINT for uint)
+    SamplerState samplerState; // constexprSampler only
 };
 
 // One value that flows between stages or comes from the system.

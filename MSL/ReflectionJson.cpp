@@ -85,8 +85,9 @@ std::string_view name(Stage stage) {
 }
 
 std::string_view name(BindingKind kind) {
-    constexpr std::string_view names[] = {"uniformBuffer", "storageBuffer",      "sampledTexture", "storageTexture",
-                                          "texelBuffer",   "storageTexelBuffer", "sampler",        "constexprSampler"};
+    constexpr std::string_view names[] = {"uniformBuffer",  "storageBuffer",    "sampledTexture",
+                                          "storageTexture", "texelBuffer",      "storageTexelBuffer",
+                                          "sampler",        "constexprSampler", "inputAttachment"};
     return names[static_cast<unsigned>(kind)];
 }
 
@@ -167,6 +168,7 @@ std::string toJson(const Reflection& reflection) {
             json.member("byteAlignment", binding.byteAlignment);
             json.member("isArray", binding.isArray);
             json.member("isWritten", binding.isWritten);
+            if (binding.isAtomic) json.member("isAtomic", true);
             if (binding.kind == BindingKind::constexprSampler) writeSampler(json, binding.samplerState);
             json.close('}');
         }

@@ -278,6 +278,39 @@ fragment O f(uint given [[sample_mask]]) { return {float4(8), given & 10u}; })",
     EXPECT_EQ(at(masked[0], 2, 2)[0], 4);
 }
 
+// "at" is the place on the target in pixels, so what an input is somewhere in the pixel says where that is.
+TEST(Stages, InputsAreAskedForAnywhereInThePixel) {
+    const std::string fragment = R"(
+struct F { float4 p [[position]]; interpolant<float2, interpolation::no_perspective> at;
+           interpolant<half2, interpolation::perspective> half; };
+float2 middleOf(thread const interpolant<float2, interpolation::no_perspective>& at) { return at.interpolate_at_center(); }
+struct O { float4 a [[color(0)]]; float4 b [[color(1)]]; float4 c [[color(2)]]; };
+fragment O f(F in [[stage_in]]) {
+    const float2 corner = floor(in.p.xy);
+    float2 worst = 0;
+    for (uint n = 0; n < get_num_samples(); ++n)
+        worst = max(worst, abs(in.at.interpolate_at_sample(n) - corner - get_sample_position(n)));
+    O o;
+    o.a = float4(worst, get_num_samples(), in.at.interpolate_at_centroid().x - corner.x);
+    o.b = float4(middleOf(in.at) - corner, in.at.interpolate_at_offset(float2(0.25, 0.75)) - corner);
+    o.c = float4(float2(in.half.interpolate_at_center()) * 2 - corner, get_sample_position(get_num_samples() - 1));
+    return o;
+})";
+    const std::string vertices =
+        fullScreen("float2 at; float2 half;", "o.at = (o.p.xy * float2(0.5, -0.5) + 0.5) * 8; o.half = o.at / 2;");
+    for (const std::uint32_t samples : {1U, 4U}) {
+        const auto targets = drawn(vertices + fragment, {.targets = 3, .samples = samples});
+        ASSERT_EQ(targets.size(), 3U);
+        const Pixel expected[] = {{0, 0, float(samples), 0.5F},
+                                  {0.5F, 0.5F, 0.25F, 0.75F},
+                                  {0.5F, 0.5F, samples == 1 ? 0.5F : 0.625F, samples == 1 ? 0.5F : 0.875F}};
+        for (std::size_t target = 0; target < 3; ++target)
+            for (std::size_t part = 0; part < 4; ++part)
+                EXPECT_NEAR(at(targets[target], 3, 5)[part], expected[target][part], 0.02)
+                    << samples << " samples, target " << target << ", component " << part;
+    }
+}
+
 TEST(Stages, PointsHaveCoordinatesAndSizes) {
     const auto targets =
         drawn(R"(

@@ -190,6 +190,22 @@ TEST(Textures, TexelsAreReadWhereTheyLie) {
                  [](auto i) { return Texel{float(i % 8 + 16 * (i / 8)), 0, 0, -float(i % 8)}; }}});
     expectRows("depth2d<float>", makeFilled(*on, describe(type2D, depth32Float)),
                {{"float4(t.read(uint2(i % 8, i / 8)), 0, 0, 0)", [](auto i) { return scalar(float(i) / 64.0F); }}});
+    // A cube that can be sampled too: every face and level.
+    const auto small = [](std::uint32_t i) { return texelAt(i % 4, i / 4, i % 6, 1); };
+    const auto inArray = [](std::uint32_t i) { return texelAt(i % 8, (i + 3) % 8, i % 6 + 6 * (i % 2), 0); };
+    expectRows("texturecube<float>", makeFilled(*on, describe(typeCube, rgba32Float)),
+               {{"t.read(uint2(i % 8, i / 8 + 3), i % 6)", [](auto i) { return texelAt(i % 8, i / 8 + 3, i % 6, 0); }},
+                {"t.read(ushort2(i % 4, i / 4), i % 6, 1)", small},
+                {"t.read(uint2(i % 4, i / 4), i % 6, 1 + 0 * i)", small},
+                {"t.read(uint2(7 * (i & 1), 7 * (i >> 1 & 1)), 5)",
+                 [](auto i) { return texelAt(7 * (i & 1), 7 * (i >> 1 & 1), 5, 0); }}});
+    expectRows("texturecube<int>", makeFilled(*on, describe(typeCube, rgba32Sint)),
+               {{"float4(t.read(uint2(i % 8, 1), i % 6)).xxxw", [](auto i) {
+                     return Texel{float(i % 8 + 16), float(i % 8 + 16), float(i % 8 + 16), -float(i % 8)};
+                 }}});
+    expectRows("texturecube_array<float>", makeFilled(*on, describe(typeCubeArray, rgba32Float)),
+               {{"t.read(uint2(i % 8, (i + 3) % 8), i % 6, i % 2)", inArray},
+                {"t.read(uint2(i % 8, (i + 3) % 8), i % 6, i % 2, 0u)", inArray}});
     gpu::TextureDescriptor cubes = describe(typeCubeArray, rgba32Float);
     cubes.mipmapLevelCount = 1;
     cubes.usage.shaderWrite = true;
@@ -422,6 +438,12 @@ TEST(Textures, FragmentsChooseTheLevel) {
         {"t.calculate_unclamped_lod(near, in.uv * 4.0)", 3},
         {"t.calculate_clamped_lod(near, in.uv * 4.0)", 2},
         {"t.sample(near, in.uv * 0.5, gradient2d(dfdx(in.uv), dfdy(in.uv))).z", 1},
+        // Neighbours that sample different textures still tell each other how far apart they are.
+        {"(odd ? t : t2).sample(near, in.uv).z", 1},
+        {"(odd ? t2 : t).sample(near, in.uv * 0.5, bias(2)).z", 2},
+        {"(odd ? t2 : t).sample(near, in.uv * 0.5, min_lod_clamp(1)).z", 1},
+        {"(odd ? t : t2).sample(pix, in.uv * float2(16, 8)).z", 2},
+        {"t.sample(odd ? near : soft, in.uv).z", 1},
     };
     const auto queue = on->makeCommandQueue();
     for (const Case& row : cases) {
@@ -429,7 +451,11 @@ TEST(Textures, FragmentsChooseTheLevel) {
                                    "struct V { float4 position [[position]]; float2 uv; };\n"
                                    "vertex V v(uint id [[vertex_id]]) { float2 p = float2((id << 1) & 2, id & 2);"
                                    " return { float4(p * 2 - 1, 0, 1), p * float2(4, 8) }; }\n"
-                                   "fragment float4 check(V in [[stage_in]], texture2d<float> t [[texture(0)]]) {"
+                                   "fragment float4 check(V in [[stage_in]], texture2d<float> t [[texture(0)]],"
+                                   " texture2d<float> t2 [[texture(1)]]) {"
+                                   " const bool odd = (int(in.position.x) & 1) != 0;"
+                                   " constexpr sampler pix(coord::pixel, mip_filter::nearest);"
+                                   " constexpr sampler soft(filter::linear, mip_filter::nearest, address::repeat);"
                                    " constexpr sampler near(filter::nearest, mip_filter::nearest, address::repeat);"
                                    " return float4(" +
                                    std::string(row.expression) + "); }\n";
@@ -457,6 +483,7 @@ TEST(Textures, FragmentsChooseTheLevel) {
         ASSERT_NE(encoder, nullptr);
         encoder->setRenderPipelineState(*pipeline);
         encoder->setFragmentTexture(plane, 0);
+        encoder->setFragmentTexture(plane, 1);
         encoder->drawPrimitives(gpu::PrimitiveType::triangle, 0, 3);
         encoder->endEncoding();
         commands->commit();
@@ -475,19 +502,15 @@ TEST(Textures, WhatIsNotThereIsRefusedByName) {
                                            parameters + ") {\n" + body + "\n}\n");
         return compiled ? std::string() : compiled.error().text.substr(0, compiled.error().text.find('\n'));
     };
-    EXPECT_EQ(
-        refusal("texturecube<float> t [[texture(0)]], device float4* o [[buffer(0)]]", "  o[0] = t.read(uint2(0), 1);"),
-        "program_source:4:12: error: reading single texels of a cube texture that is sampled (access::read allows "
-        "it) is not supported here");
     EXPECT_EQ(refusal("texture2d<float> t [[texture(0)]], device float4* o [[buffer(0)]], sampler s [[sampler(0)]]",
                       "  o[0] = t.sample(s, float2(0), int2(9, 0));"),
               "program_source:4:33: error: the offset of a sample must lie between -8 and 7");
     EXPECT_EQ(refusal("texture2d<float, access::write> t [[texture(0)]]", "  t.write(float4(0), uint2(0), 1);"),
               "program_source:4:5: error: another level than 0 of a texture that is written is not supported here");
-    EXPECT_EQ(refusal("texture2d<float> a [[texture(0)]], texture2d<float> b [[texture(1)]], constant int& k "
-                      "[[buffer(1)]], device float4* o [[buffer(0)]]",
-                      "  texture2d<float> c = a;\n  if (k > 0) c = b;\n  o[0] = c.read(uint2(0));"),
-              "program_source:5:16: error: a texture or sampler chosen at run time is not supported here");
+    EXPECT_EQ(refusal("texture2d<ulong, access::read_write> t [[texture(0)]]", "  t.atomic_max(uint2(0), 1ul);"),
+              "program_source:3:19: error: 'texture2d' of 64-bit components is not supported here");
+    EXPECT_EQ(refusal("texture2d<uint, access::read> t [[texture(0)]]", "  t.atomic_fetch_add(uint2(0), 1u);"),
+              "program_source:4:5: error: no matching member function for call to 'atomic_fetch_add'");
 }
 
 } // namespace

@@ -126,6 +126,8 @@ Result<VkPipeline> makeRenderPipeline(VulkanDevice& device, const RenderPipeline
     const Function* fragment = descriptor.fragmentFunction.get();
     Specialization ofVertex(descriptor.vertexFunction->constants());
     Specialization ofFragment(fragment != nullptr ? fragment->constants() : std::vector<ConstantValue>());
+    if (fragment != nullptr && fragment->descriptor().sampleCountConstant && descriptor.rasterSampleCount > 1)
+        ofFragment.add({*fragment->descriptor().sampleCountConstant, 4, descriptor.rasterSampleCount});
     const VkPipelineShaderStageCreateInfo stages[] = {
         stageInfo(*descriptor.vertexFunction, VK_SHADER_STAGE_VERTEX_BIT, ofVertex.info()),
         fragment != nullptr ? stageInfo(*fragment, VK_SHADER_STAGE_FRAGMENT_BIT, ofFragment.info())

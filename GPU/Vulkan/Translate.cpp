@@ -7,6 +7,8 @@ VkFormat toVulkan(PixelFormat format) {
     switch (format) {
     case PixelFormat::bgra8Unorm: return VK_FORMAT_B8G8R8A8_UNORM;
     case PixelFormat::rgba16Float: return VK_FORMAT_R16G16B16A16_SFLOAT;
+    case PixelFormat::r32Uint: return VK_FORMAT_R32_UINT;
+    case PixelFormat::r32Sint: return VK_FORMAT_R32_SINT;
     case PixelFormat::rgba32Float: return VK_FORMAT_R32G32B32A32_SFLOAT;
     case PixelFormat::rgba32Uint: return VK_FORMAT_R32G32B32A32_UINT;
     case PixelFormat::rgba32Sint: return VK_FORMAT_R32G32B32A32_SINT;

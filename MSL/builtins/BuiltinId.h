@@ -60,6 +60,12 @@ enum class BuiltinId : std::uint16_t {
     quadShuffleRotateUp, quadShuffleAndFillDown, quadShuffleAndFillUp,
     // is_function_constant_defined(name): the call's argument is the constant's name
     functionConstantDefined,
+    // the number of elements that an array_ref refers to (the call's object)
+    arrayRefSize,
+    // samples of a fragment
+    sampleCount, samplePosition,
+    // methods of interpolants (the call's object is the interpolant)
+    interpolateAtCenter, interpolateAtCentroid, interpolateAtOffset, interpolateAtSample,
     count_,
 };
 // clang-format on

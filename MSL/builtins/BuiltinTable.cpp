@@ -73,11 +73,13 @@ constexpr BuiltinSignature vectorForward = make(F, Shape::vector, T, {T, T, T}, 
 constexpr BuiltinSignature matrixDeterminant = make(F, Shape::squareMatrix, Slot::elementOfT, {T}, {"m"});
 constexpr BuiltinSignature matrixTranspose = make(F, Shape::matrix, Slot::transposedT, {T}, {"m"});
 constexpr BuiltinSignature noArguments = make(Class::none, V, Slot::void_, {}, {});
+constexpr BuiltinSignature noArgumentsUint = make(Class::none, V, Slot::uint, {}, {});
 constexpr BuiltinSignature noArgumentsBool = make(Class::none, V, Slot::bool_, {}, {});
 
 constexpr BuiltinSignature fixed(Slot result, Slot parameter) {
     return make(Class::none, V, result, {parameter}, {"x"});
 }
+constexpr BuiltinSignature samplePosition = fixed(Slot::float2, Slot::uint);
 constexpr BuiltinSignature packFloat4 = fixed(Slot::uint, Slot::float4);
 constexpr BuiltinSignature packFloat2 = fixed(Slot::uint, Slot::float2);
 constexpr BuiltinSignature packFloat3Short = fixed(Slot::ushort, Slot::float3);
@@ -181,6 +183,8 @@ constexpr BuiltinFunction functions[] = {
     {"fract", Id::fract, Family::math, &float1, P},
     {"frexp", Id::frexp, Family::math, &floatFrexp, P},
     {"fwidth", Id::fwidth, Family::derivative, &float1},
+    {"get_num_samples", Id::sampleCount, Family::control, &noArgumentsUint},
+    {"get_sample_position", Id::samplePosition, Family::control, &samplePosition},
     {"hadd", Id::hadd, Family::integer, &int2},
     {"ilogb", Id::ilogb, Family::math, &floatToInt, P},
     {"insert_bits", Id::insertBits, Family::integer, &intInsert},

@@ -36,6 +36,26 @@ constexpr TextureMethod methods[] = {
      {{sampler, "s"}, {coordinate, "coord"}}},
     {"calculate_unclamped_lod", Id::textureCalculateUnclampedLod, Need::sampling, float_,
      {{sampler, "s"}, {coordinate, "coord"}}},
+    {"atomic_load", Id::atomicLoad, Need::atomics, value, {{texel, "coord"}, {arrayIndex, "array"}}},
+    {"atomic_store", Id::atomicStore, Need::atomics, void_, {{value, "color"}, {texel, "coord"}, {arrayIndex, "array"}}},
+    {"atomic_compare_exchange_weak", Id::atomicCompareExchangeWeak, Need::atomics, bool_,
+     {{texel, "coord"}, {arrayIndex, "array"}, {expected, "expected"}, {operand, "desired"}}},
+    {"atomic_exchange", Id::atomicExchange, Need::atomics, value,
+     {{texel, "coord"}, {arrayIndex, "array"}, {operand, "operand"}}},
+    {"atomic_fetch_add", Id::atomicFetchAdd, Need::atomics, value,
+     {{texel, "coord"}, {arrayIndex, "array"}, {operand, "operand"}}},
+    {"atomic_fetch_sub", Id::atomicFetchSub, Need::atomics, value,
+     {{texel, "coord"}, {arrayIndex, "array"}, {operand, "operand"}}},
+    {"atomic_fetch_min", Id::atomicFetchMin, Need::atomics, value,
+     {{texel, "coord"}, {arrayIndex, "array"}, {operand, "operand"}}},
+    {"atomic_fetch_max", Id::atomicFetchMax, Need::atomics, value,
+     {{texel, "coord"}, {arrayIndex, "array"}, {operand, "operand"}}},
+    {"atomic_fetch_and", Id::atomicFetchAnd, Need::atomics, value,
+     {{texel, "coord"}, {arrayIndex, "array"}, {operand, "operand"}}},
+    {"atomic_fetch_or", Id::atomicFetchOr, Need::atomics, value,
+     {{texel, "coord"}, {arrayIndex, "array"}, {operand, "operand"}}},
+    {"atomic_fetch_xor", Id::atomicFetchXor, Need::atomics, value,
+     {{texel, "coord"}, {arrayIndex, "array"}, {operand, "operand"}}},
 };
 
 constexpr SampleOption options_[] = {
@@ -89,6 +109,8 @@ std::string_view whyNot(TextureNeed need, TypeRef texture) {
     case Need::readingAndWriting:
         return access == TextureAccess::readWrite ? "" : "only a texture with access::read_write has a fence";
     case Need::atomics:
+        if (traits.isCube || traits.isMultisample || traits.isDepth)
+            return "a texture of this kind has no atomic operations";
         if (access != TextureAccess::readWrite) return "a texture with atomic operations needs access::read_write";
         return texture->scalar == ScalarKind::int_ || texture->scalar == ScalarKind::uint
                    ? ""
@@ -117,6 +139,7 @@ TypeRef slotType(TypeTable& types, TextureSlot slot, TypeRef texture) {
     case none:
     case options: return nullptr;
     case void_: return types.void_();
+    case bool_: return types.bool_();
     case uint:
     case face:
     case arrayIndex:

@@ -16,6 +16,7 @@ namespace msl {
 enum class TextureSlot : std::uint8_t {
     none,
     void_,
+    bool_,
     uint,
     float_,
     value,      // what the texture holds: four components, or one of a depth texture

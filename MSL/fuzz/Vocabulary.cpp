@@ -49,6 +49,8 @@ std::span<const std::string> types() {
                 out.push_back(name + ", access::read_write>");
                 out.push_back(name + ", access::write>");
             }
+        for (const char* value : {"float", "half4"})
+            out.push_back("interpolant<" + std::string(value) + ", interpolation::perspective>");
         for (const char* shape : {"2d", "2d_array", "cube", "cube_array", "2d_ms"})
             out.push_back("depth" + std::string(shape) + "<float>");
         return out;
@@ -99,6 +101,7 @@ std::span<const std::string> attributes() {
                                  "buffer(1)",
                                  "buffer(31)",
                                  "texture(0)",
+                                 "raster_order_group(0)",
                                  "sampler(0)",
                                  "attribute(0)",
                                  "attribute(7)",

@@ -77,6 +77,7 @@ enum class SystemValue : std::uint8_t {
     pointCoord,
     sampleId,
     sampleMask,
+    sampleCount, // of a pixel: a constant that the host sets when it makes a pipeline, one otherwise
     primitiveId,
     clipDistance,
     fragDepth,
@@ -108,6 +109,8 @@ struct Variable {
         sampler, // initialised by samplerState when isConstexprSampler
         input,   // of an entry point: system value or location
         output,
+        attachment,  // what the colour attachment `metalIndex` holds where the fragment is: four components of float,
+                     // int or uint, only ever read as a whole
         threadgroup, // shared by the threads of one group, zero when the group starts
         address,     // what lies at addresses that the program knows: an array of runtime-sized arrays. The first step
                      // of a place is an index whose value is the address, a ulong; nothing bounds the second
@@ -126,6 +129,7 @@ struct Variable {
     bool isWritable = false;
     bool isAliased = false;     // another buffer variable stands for the same memory
     bool isOpen = false;        // buffer: the array of one element at the end of its type is as long as the buffer
+    bool isAtomic = false;  // texture: it has texels of one 32-bit integer, which some operations work on atomically
     TypeRef declared = nullptr; // a buffer that is words here: what the source says lies there
     bool isConstexprSampler = false;
     SamplerState samplerState;
@@ -223,21 +227,22 @@ enum class Op : std::uint8_t {
     unreachable,
 };
 
-// What an operand of a texture instruction is for. Coordinates of texels, array indices, faces, levels of reads and
-// samples are uints; all others of a sample are floats, offsets ints.
+// What an operand of a texture instruction is for. The atomic operations on a texel are those on memory, with the
+// texture as their place: they give and take the texel's one component. Coordinates of texels, array indices, faces,
+// levels of reads and samples are uints; all others of a sample are floats, offsets ints.
 enum class TextureOperand : std::uint8_t {
     coordinate, // one component per dimension, without array index and face
     arrayIndex,
-    face, // of a cube, for reads and writes
-    compare,
-    level, // of a sample: float; of a read: uint
+    face,    // of a cube, for reads and writes
+    compare, // with a sampled depth; atomics: what the texel should hold
+    level,   // of a sample: float; of a read: uint
     bias,
     gradientX,
     gradientY,
     offset,    // a constant
     component, // a constant
     sample,
-    texel,        // four components
+    texel,        // four components; atomics: the one
     samplerIndex, // the sampler is an element of an array, within its bounds
 };
 

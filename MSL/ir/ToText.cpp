@@ -171,8 +171,8 @@ class Printer {
     }
 
     void global(const Variable& variable) {
-        constexpr std::string_view kinds[] = {"local",   "pointer", "table",  "buffer",     "texture",
-                                              "sampler", "input",   "output", "threadgroup", "address"};
+        constexpr std::string_view kinds[] = {"local", "pointer", "table",      "buffer",      "texture", "sampler",
+                                              "input", "output",  "attachment", "threadgroup", "address"};
         out_ += kinds[static_cast<unsigned>(variable.kind)];
         out_ += ' ';
         out_ += variableName(variable);

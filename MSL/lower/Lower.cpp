@@ -83,6 +83,7 @@ bool Lowering::isOpaque(TypeRef type) {
     case TypeKind::pointer:
     case TypeKind::reference:
     case TypeKind::texture:
+    case TypeKind::interpolant:
     case TypeKind::sampler: return true;
     case TypeKind::array: return isOpaque(type->element);
     case TypeKind::struct_:

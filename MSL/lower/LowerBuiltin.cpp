@@ -18,7 +18,7 @@ Operand Lowering::callBuiltin(const Call& call) {
     switch (builtinFamily(id)) {
     case BuiltinFamily::texture:
     case BuiltinFamily::sampleOption: return callTexture(call);
-    case BuiltinFamily::atomic: return callAtomic(call);
+    case BuiltinFamily::atomic: return call.object != nullptr ? callTextureAtomic(call) : callAtomic(call);
     case BuiltinFamily::barrier: return id == BuiltinId::atomicFence ? callAtomic(call) : callGroup(call);
     case BuiltinFamily::simdgroup:
     case BuiltinFamily::quadgroup: return callGroup(call);
@@ -36,6 +36,27 @@ Operand Lowering::callBuiltin(const Call& call) {
         if (!index) break;
         return plain(module_.specialization(type, *index, functionConstantDefinedId));
     }
+    case BuiltinId::arrayRefSize: {
+        const Access access = call.objectIsPointer
+                                  ? dereference(rvalue(call.object), call.object->type->element, call.location)
+                                  : lvalue(call.object);
+        const Operand held = load(access, call.location);
+        const Operand& array = held.kind == Operand::Kind::choice ? held.members[0] : held;
+        const std::uint64_t count =
+            array.kind == Operand::Kind::resource ? array.resource->type->count : array.members.size();
+        return plain(module_.constantInt(type, static_cast<std::int64_t>(count)));
+    }
+    case BuiltinId::interpolateAtCenter:
+    case BuiltinId::interpolateAtCentroid:
+    case BuiltinId::interpolateAtOffset:
+    case BuiltinId::interpolateAtSample: return callInterpolant(call);
+    case BuiltinId::sampleCount:
+        needStage(StageNeed::fragment, builtinName(id), call.location);
+        return plain(sampleCount());
+    case BuiltinId::samplePosition:
+        if (!atLeast(1)) break;
+        needStage(StageNeed::fragment, builtinName(id), call.location);
+        return plain(samplePosition(value(call.arguments[0])));
     case BuiltinId::discardFragment:
         needStage(StageNeed::fragment, "discard_fragment", call.location);
         builder_.discard();

@@ -199,13 +199,14 @@ void Lowering::assignLocations(const TranslationUnit& unit) {
     const auto note = [&](TypeRef type) {
         if (!type->is(TypeKind::struct_)) return;
         for (const VarDecl* field : type->structDecl->fields) {
+            const TypeRef held = field->type->is(TypeKind::interpolant) ? field->type->element : field->type;
             const std::string_view name = varyingName(field);
-            if (systemName(vertexOutputs, field->attributes) != nullptr || isOpaque(field->type)) continue;
+            if (systemName(vertexOutputs, field->attributes) != nullptr || isOpaque(held)) continue;
             auto known = std::ranges::find(varyings, name, &std::pair<std::string_view, TypeRef>::first);
             if (known == varyings.end())
-                varyings.emplace_back(name, field->type);
-            else if (locationCount(field->type) > locationCount(known->second))
-                known->second = field->type;
+                varyings.emplace_back(name, held);
+            else if (locationCount(held) > locationCount(known->second))
+                known->second = held;
         }
     };
     for (const FunctionDecl* function : unit.entryPoints) {
@@ -271,23 +272,58 @@ Value* Lowering::derivedValue(EntryState& state, std::uint8_t derived, const Var
     return module_.constantNull(uint3);
 }
 
+// The colour attachment's value, as wide as attachments are; the same variable for all who ask for it.
+Value* Lowering::attachmentValue(EntryState& state, const VarDecl* declaration, TypeRef type) {
+    const ScalarKind kind = isFloating(type->scalar) ? ScalarKind::float_
+                            : isSigned(type->scalar) ? ScalarKind::int_
+                                                     : ScalarKind::uint;
+    const TypeRef held = module_.types.vector(kind, 4);
+    const std::uint32_t index = numberOf(findAttribute(declaration->attributes, "color"));
+    const auto known = std::ranges::find_if(*state.entry->interface, [&](const ir::Variable* one) {
+        return one->kind == ir::Variable::Kind::attachment && one->metalIndex == index;
+    });
+    ir::Variable* variable = known != state.entry->interface->end() ? *known : nullptr;
+    if (variable != nullptr && variable->type != held) {
+        diagnostics_.error(declaration->location, "the colour attachment " + std::to_string(index) + " is read as '" +
+                                                      typeName(variable->type) + "' already");
+        return module_.constantNull(held);
+    }
+    if (variable == nullptr) {
+        variable = module_.newVariable(ir::Variable::Kind::attachment, held, nameOf(declaration));
+        variable->stage = Stage::fragment;
+        variable->metalIndex = index;
+        state.entry->interface->push_back(variable);
+    }
+    Value* whole = builder_.load(builder_.place(variable));
+    if (type->isScalar()) return builder_.extract(whole, 0U);
+    const std::uint32_t components[4] = {0, 1, 2, 3};
+    return type->columns == 4 ? whole : builder_.shuffle(whole, nullptr, {components, type->columns});
+}
+
+// An input with a location of its own.
+ir::Variable* Lowering::inputVariable(EntryState& state, const VarDecl* declaration, TypeRef type) {
+    ir::Variable* variable = module_.newVariable(ir::Variable::Kind::input, type, nameOf(declaration));
+    variable->attribute = module_.arena.copyText(attributeText(declaration->attributes));
+    if (state.stage == Stage::vertex) {
+        variable->location = numberOf(findAttribute(declaration->attributes, "attribute"));
+    } else {
+        variable->location = locationFor(varyingName(declaration), type);
+        setInterpolation(*variable, declaration->attributes, type);
+    }
+    if (const ir::Variable* rival = rivalOf(*state.entry->interface, *variable))
+        reportRivals(declaration->location, *variable, *rival);
+    state.entry->interface->push_back(variable);
+    return variable;
+}
+
 Value* Lowering::inputValue(EntryState& state, const VarDecl* declaration, TypeRef type) {
     const SystemName* system = systemName(inputNames(state.stage), declaration->attributes);
     const TypeRef plainType = valueType(type);
     Value* value = nullptr;
-    if (system == nullptr) {
-        ir::Variable* variable = module_.newVariable(ir::Variable::Kind::input, plainType, nameOf(declaration));
-        variable->attribute = module_.arena.copyText(attributeText(declaration->attributes));
-        if (state.stage == Stage::vertex) {
-            variable->location = numberOf(findAttribute(declaration->attributes, "attribute"));
-        } else {
-            variable->location = locationFor(varyingName(declaration), plainType);
-            setInterpolation(*variable, declaration->attributes, plainType);
-        }
-        if (const ir::Variable* rival = rivalOf(*state.entry->interface, *variable))
-            reportRivals(declaration->location, *variable, *rival);
-        state.entry->interface->push_back(variable);
-        value = builder_.load(builder_.place(variable));
+    if (state.stage == Stage::fragment && findAttribute(declaration->attributes, "color") != nullptr) {
+        value = attachmentValue(state, declaration, plainType);
+    } else if (system == nullptr) {
+        value = builder_.load(builder_.place(inputVariable(state, declaration, plainType)));
     } else if (system->derived != Derived::none) {
         value = derivedValue(state, static_cast<std::uint8_t>(system->derived), declaration);
     } else {
@@ -303,19 +339,36 @@ Value* Lowering::inputValue(EntryState& state, const VarDecl* declaration, TypeR
     return plainType->isNumeric() ? convertValue(plainType, value) : value;
 }
 
+// A struct of inputs: a value, unless some of them are interpolants.
 Operand Lowering::stageInput(EntryState& state, TypeRef type) {
-    std::vector<Value*> parts;
+    std::vector<Operand> members;
+    bool hasInterpolants = false;
     for (const VarDecl* field : type->structDecl->fields) {
+        if (field->type->is(TypeKind::interpolant) && state.stage == Stage::fragment) {
+            hasInterpolants = true;
+            members.push_back(resourceOperand(inputVariable(state, field, field->type->element), field->type));
+            members.back().resource->interpolation =
+                field->type->hasPerspective ? ir::Interpolation::perspective : ir::Interpolation::noPerspective;
+            continue;
+        }
         if (isOpaque(field->type) || field->type->is(TypeKind::struct_)) {
             unsupported(field->location, "a member of type '" + typeName(field->type) + "' in [[stage_in]] is");
             return errorOperand(type);
         }
-        if (state.stage == Stage::fragment && findAttribute(field->attributes, "point_size") != nullptr) {
-            parts.push_back(module_.constantNull(valueType(field->type))); // no fragment sees it
-            continue;
-        }
-        parts.push_back(inputValue(state, field, field->type));
+        const bool isUnseen =
+            state.stage == Stage::fragment && findAttribute(field->attributes, "point_size") != nullptr;
+        members.push_back(Operand::ofValue(isUnseen ? module_.constantNull(valueType(field->type))
+                                                    : inputValue(state, field, field->type),
+                                           field->type));
     }
+    if (hasInterpolants) {
+        Operand result{.kind = Operand::Kind::aggregate, .type = type};
+        result.members = module_.arena.copy(members);
+        return result;
+    }
+    std::vector<Value*> parts;
+    for (const Operand& member : members)
+        parts.push_back(member.value);
     const TypeRef structType = valueType(type);
     return Operand::ofValue(parts.empty() ? module_.constantNull(structType) : builder_.construct(structType, parts),
                             type);
@@ -414,8 +467,10 @@ Access Lowering::resourceParameter(EntryState& state, VarDecl* parameter) {
 Access Lowering::entryParameter(EntryState& state, VarDecl* parameter) {
     const TypeRef type = parameter->type;
     if (isOpaque(type) && !type->is(TypeKind::struct_)) return resourceParameter(state, parameter);
-    if (findAttribute(parameter->attributes, "stage_in") != nullptr) return heldAccess(stageInput(state, type));
-    if (isOpaque(type) || systemName(inputNames(state.stage), parameter->attributes) == nullptr) {
+    if (type->is(TypeKind::struct_)) return heldAccess(stageInput(state, type));
+    const bool isAttachment =
+        state.stage == Stage::fragment && findAttribute(parameter->attributes, "color") != nullptr;
+    if (isOpaque(type) || (!isAttachment && systemName(inputNames(state.stage), parameter->attributes) == nullptr)) {
         unsupported(parameter->location,
                     "the parameter '" + std::string(nameOf(parameter)) + "' of type '" + typeName(type) + "' is");
         return errorAccess(type);

@@ -32,6 +32,7 @@ enum Mark : std::uint32_t {
     markUnionMember,
     markElement,
     markChoice,
+    markResources,
 };
 
 std::uint64_t hashOf(std::span<const std::uint32_t> key) {
@@ -155,6 +156,13 @@ void Lowering::describe(CallSignature& signature, const Operand& operand) {
         signature.key.push_back(operand.value->type->id);
         signature.values.push_back(operand.value);
         break;
+    case Operand::Kind::choice:
+        signature.key.push_back(markResources);
+        signature.key.push_back(static_cast<std::uint32_t>(operand.members.size()));
+        for (const Operand& member : operand.members)
+            describe(signature, member);
+        signature.values.push_back(operand.value);
+        break;
     case Operand::Kind::aggregate:
         signature.key.push_back(markAggregate);
         signature.key.push_back(static_cast<std::uint32_t>(operand.members.size()));
@@ -247,10 +255,14 @@ Operand Lowering::receive(InstanceParameters& parameters, const Operand& operand
     case Operand::Kind::pointer:
         if (operand.access != nullptr) result.access = module_.arena.make<Access>(receive(parameters, *operand.access));
         break;
+    case Operand::Kind::choice:
     case Operand::Kind::aggregate:
         result.members = module_.arena.copy<Operand>(std::span<const Operand>(operand.members));
         for (Operand& member : result.members)
             member = receive(parameters, member);
+        if (operand.kind == Operand::Kind::aggregate) break;
+        result.value = module_.newValue(Value::Kind::parameter, operand.value->type);
+        parameters.values.push_back(result.value);
         break;
     default: break;
     }

@@ -53,9 +53,10 @@ Value* Lowering::systemInput(SystemValue wanted) {
     if (variable == nullptr) {
         const bool isFlag = wanted == SystemValue::helperInvocation;
         variable = module_.newVariable(ir::Variable::Kind::input, isFlag ? module_.types.bool_() : module_.types.uint(),
-                                       wanted == SystemValue::subgroupSize ? "threads_per_simdgroup"
-                                       : isFlag                            ? "is_helper_thread"
-                                                                           : "thread_index_in_simdgroup");
+                                       wanted == SystemValue::subgroupSize  ? "threads_per_simdgroup"
+                                       : wanted == SystemValue::sampleCount ? "samples"
+                                       : isFlag                             ? "is_helper_thread"
+                                                                            : "thread_index_in_simdgroup");
         if (!isFlag) variable->attribute = variable->name;
         variable->systemValue = wanted;
         variable->interpolation = ir::Interpolation::flat;

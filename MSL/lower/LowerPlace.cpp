@@ -334,6 +334,16 @@ Access Lowering::indexAccess(const Access& base, Value* index, TypeRef type, Sou
         return heldAccess(Operand::ofValue(builder_.extractDynamic(load(base, at).value, index), type));
     }
     if (base.kind == Access::Kind::place) return placeAccess(builder_.placeIndex(base.place, index, type), type);
+    if (base.held.kind == Operand::Kind::choice) { // of arrays
+        Operand element = base.held;
+        element.type = type;
+        element.members = module_.arena.copy<Operand>(std::span<const Operand>(base.held.members));
+        for (Operand& member : element.members) {
+            member.type = type;
+            member.value = index;
+        }
+        return heldAccess(element);
+    }
     if (base.held.kind == Operand::Kind::resource) {
         Operand element = base.held;
         element.type = type;

@@ -146,6 +146,10 @@ Access Lowering::choose(Value* number, Value* isSecond, std::span<const Access> 
 Operand Lowering::chooseOperand(Value* number, Value* isSecond, std::span<const Operand> given, TypeRef type,
                                 SourceLocation at) {
     const Operand& first = given.front();
+    if (std::ranges::all_of(given, [](const Operand& one) {
+            return one.kind == Operand::Kind::resource || one.kind == Operand::Kind::choice;
+        }))
+        return chooseResource(number, isSecond, given, type, at);
     const bool isUniform = std::ranges::all_of(given, [&](const Operand& one) { return one.kind == first.kind; });
     if (!isUniform) return errorOperand(type);
     switch (first.kind) {
@@ -184,13 +188,9 @@ Operand Lowering::chooseOperand(Value* number, Value* isSecond, std::span<const 
         }
         return result;
     }
-    case Operand::Kind::resource: break;
+    case Operand::Kind::resource:
+    case Operand::Kind::choice: break;
     }
-    const bool isSame = std::ranges::all_of(
-        given, [&](const Operand& one) { return one.resource == first.resource && one.value == first.value; });
-    if (!isSame)
-        diagnostics_.error(at, "a texture or sampler that may stand for more than one at run time is not supported "
-                               "here");
     return first;
 }
 

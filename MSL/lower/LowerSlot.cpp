@@ -77,6 +77,16 @@ Operand Lowering::loadSlot(Slot& slot, SourceLocation at) {
         return result;
     }
     slot.lastRead = ++events_;
+    if (slot.selector != nullptr) {
+        Operand choice = slotShape(slot);
+        const std::span<Operand> members =
+            choice.kind == Operand::Kind::choice ? choice.members : std::span(&choice, 1);
+        for (std::size_t i = 0; i < members.size(); ++i)
+            if (slot.choiceIndices[i] != nullptr)
+                members[i].value = builder_.load(builder_.place(slot.choiceIndices[i]));
+        if (choice.kind == Operand::Kind::choice) choice.value = builder_.load(builder_.place(slot.selector));
+        return choice;
+    }
     if (slot.isSet && slot.candidates.empty()) return slot.held;
     Access access;
     access.kind = Access::Kind::nothing;
@@ -95,6 +105,18 @@ Operand Lowering::loadSlot(Slot& slot, SourceLocation at) {
     for (std::size_t i = 0; i < slot.candidates.size(); ++i)
         access.options[i] = current(slot.candidates[i]);
     return pointerTo(access, slot.type);
+}
+
+// What loading a texture or sampler gives, with values that only have their types.
+Operand Lowering::slotShape(const Slot& slot) {
+    const std::span<Operand> members = module_.arena.copy<Operand>(std::span<const Operand>(slot.choices));
+    for (std::size_t i = 0; i < members.size(); ++i)
+        if (slot.choiceIndices[i] != nullptr) members[i].value = module_.undefined(slot.choiceIndices[i]->type);
+    if (members.size() == 1) return members[0];
+    Operand choice{.kind = Operand::Kind::choice, .type = slot.type};
+    choice.value = module_.undefined(module_.types.uint());
+    choice.members = members;
+    return choice;
 }
 
 // The candidate that this is; a new one when the slot has not been set to it before. None when there cannot be one.
@@ -233,17 +255,11 @@ void Lowering::storeSlot(Slot& slot, const Operand& operand, SourceLocation at) 
             storeSlot(slot.members[i], operand.members[i], at);
         return;
     }
-    if (operand.kind == Operand::Kind::pointer && slot.members.empty()) {
+    if (operand.kind == Operand::Kind::resource || operand.kind == Operand::Kind::choice)
+        storeResource(slot, operand, at);
+    else if (operand.kind == Operand::Kind::pointer && slot.members.empty() && slot.type->element != nullptr &&
+             !slot.type->is(TypeKind::interpolant)) // a texture that is not set yet is none
         storePointer(slot, operand, at);
-        return;
-    }
-    if (operand.kind != Operand::Kind::resource) return;
-    if (slot.isSet && slot.held.resource != operand.resource) {
-        unsupported(at, "a texture or sampler chosen at run time is");
-        return;
-    }
-    slot.held = operand;
-    slot.isSet = true;
 }
 
 // ----------------------------------------------------------------------------------- slots that a function refers to
@@ -263,7 +279,7 @@ void Lowering::describe(CallSignature& signature, Slot& slot) {
     if (!slot.members.empty() || !slot.isSet) return;
     signature.key.push_back(static_cast<std::uint32_t>(slot.candidates.size()));
     if (slot.candidates.empty()) {
-        describe(signature, slot.held);
+        describe(signature, slot.selector != nullptr ? loadSlot(slot, builder_.location) : slot.held);
         return;
     }
     signature.key.push_back(slot.number != nullptr ? 1U : 0U);
@@ -301,7 +317,7 @@ void Lowering::receive(InstanceParameters& parameters, Slot& from, Slot& to) {
         receive(parameters, from.members[i], to.members[i]);
     if (!from.members.empty() || !from.isSet) return;
     if (from.candidates.empty()) {
-        to.held = receive(parameters, from.held);
+        to.held = receive(parameters, from.selector != nullptr ? slotShape(from) : from.held);
         return;
     }
     if (from.number != nullptr) to.number = received(from.number);

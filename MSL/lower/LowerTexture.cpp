@@ -6,6 +6,7 @@
 #include "MSL/types/TextureTraits.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace msl {
 
@@ -15,7 +16,7 @@ using ir::Value;
 
 namespace {
 
-constexpr std::uint32_t maxConstexprSamplers = argumentBufferBindingBase - constexprSamplerBindingBase;
+constexpr std::uint32_t maxConstexprSamplers = inputAttachmentBindingBase - constexprSamplerBindingBase;
 
 bool isOption(BuiltinId id) {
     return builtinFamily(id) == BuiltinFamily::sampleOption;
@@ -27,14 +28,20 @@ bool isWritableAccess(TextureAccess access) {
 
 } // namespace
 
-// What a method of a texture is called with, gathered before the instruction is made.
+// What a method of a texture is called with: gathered from the call first, then finished for each texture and sampler
+// that it may mean.
 struct Lowering::TextureCall {
+    BuiltinId builtin = BuiltinId::none;
     TypeRef texture = nullptr;
     ir::Place* place = nullptr;
     ir::Variable* sampler = nullptr;
+    Value* leastLevel = nullptr; // of min_lod_clamp
     bool isFragment = false;
     bool isPixelAddressed = false; // the sampler's coordinates count texels
     bool isNearest = false;
+
+    bool isGather() const { return builtin == BuiltinId::textureGather || builtin == BuiltinId::textureGatherCompare; }
+    bool isSample() const { return builtin == BuiltinId::textureSample || builtin == BuiltinId::textureSampleCompare; }
     std::vector<Value*> operands;
     std::vector<TextureOperand> roles;
 
@@ -66,7 +73,7 @@ Operand Lowering::resourceOf(const Expr* object, bool isPointer) {
     const Access access =
         isPointer ? dereference(rvalue(object), object->type->element, object->location) : lvalue(object);
     const Operand operand = load(access, object->location);
-    if (operand.kind == Operand::Kind::resource) return operand;
+    if (operand.kind == Operand::Kind::resource || operand.kind == Operand::Kind::choice) return operand;
     if (!diagnostics_.hasErrors())
         diagnostics_.error(object->location,
                            "this " + std::string(object->type->is(TypeKind::sampler) ? "sampler" : "texture") +
@@ -99,11 +106,9 @@ ir::Variable* Lowering::constexprSampler(const ir::Variable& written, Stage stag
     return sampler;
 }
 
-void Lowering::addSampler(TextureCall& made, const Expr* expr) {
-    const Operand sampler = resourceOf(expr, false);
-    if (sampler.kind != Operand::Kind::resource) return;
+void Lowering::bindSampler(TextureCall& made, const Operand& sampler, SourceLocation at) {
     if (sampler.resource->isConstexprSampler) {
-        made.sampler = constexprSampler(*sampler.resource, made.place->root->stage, expr->location);
+        made.sampler = constexprSampler(*sampler.resource, made.place->root->stage, at);
         made.isPixelAddressed = !sampler.resource->samplerState.normalizedCoordinates;
         made.isNearest = sampler.resource->samplerState.magFilter == SamplerState::Filter::nearest;
         return;
@@ -169,23 +174,11 @@ void Lowering::clampLevel(TextureCall& made, Value* least) {
 void Lowering::sampleOperands(TextureCall& made, const Call& call) {
     const TextureTraits shape = textureTraits(made.texture->textureShape);
     const bool isCompare =
-        call.builtin == BuiltinId::textureSampleCompare || call.builtin == BuiltinId::textureGatherCompare;
-    const bool isGather = call.builtin == BuiltinId::textureGather || call.builtin == BuiltinId::textureGatherCompare;
+        made.builtin == BuiltinId::textureSampleCompare || made.builtin == BuiltinId::textureGatherCompare;
     std::size_t next = 1; // the sampler is first
-    Value* coordinate = value(call.arguments[next++]);
-    if (made.isPixelAddressed) {
-        if (made.isNearest) {
-            coordinate = builder_.builtin(BuiltinId::floor, coordinate->type, {&coordinate, 1});
-            coordinate =
-                builder_.binary(Op::add, coordinate->type, coordinate, module_.constantFloat(coordinate->type, 0.5));
-        }
-        coordinate =
-            builder_.binary(Op::div, coordinate->type, coordinate, textureSize(made, coordinate->type->columns));
-    }
-    made.add(TextureOperand::coordinate, coordinate);
+    made.add(TextureOperand::coordinate, value(call.arguments[next++]));
     if (shape.isArray) made.add(TextureOperand::arrayIndex, value(call.arguments[next++]));
     if (isCompare) made.add(TextureOperand::compare, value(call.arguments[next++]));
-    Value* least = nullptr;
     for (; next < call.arguments.size(); ++next) {
         const Expr* argument = call.arguments[next];
         const auto* option = argument->kind == ExprKind::call ? static_cast<const Call*>(argument) : nullptr;
@@ -194,7 +187,7 @@ void Lowering::sampleOperands(TextureCall& made, const Call& call) {
             switch (option->builtin) {
             case BuiltinId::optionLevel: made.set(TextureOperand::level, first); break;
             case BuiltinId::optionBias: made.set(TextureOperand::bias, first); break;
-            case BuiltinId::optionMinLodClamp: least = first; break;
+            case BuiltinId::optionMinLodClamp: made.leastLevel = first; break;
             default:
                 made.set(TextureOperand::gradientX, first);
                 made.set(TextureOperand::gradientY, value(option->arguments[1]));
@@ -203,8 +196,8 @@ void Lowering::sampleOperands(TextureCall& made, const Call& call) {
             continue;
         }
         Value* given = value(argument);
-        const bool isComponent = isGather && given->type->isScalar();
-        if (!given->isConstant() && isGather && !isComponent) {
+        const bool isComponent = made.isGather() && given->type->isScalar();
+        if (!given->isConstant() && made.isGather() && !isComponent) {
             Value* limits[] = {given, builder_.splat(given->type, module_.constantInt(module_.types.int_(), -8)),
                                builder_.splat(given->type, module_.constantInt(module_.types.int_(), 7))};
             made.add(TextureOperand::offset, builder_.builtin(BuiltinId::clamp, given->type, limits));
@@ -229,8 +222,44 @@ void Lowering::sampleOperands(TextureCall& made, const Call& call) {
         }
         made.add(isComponent ? TextureOperand::component : TextureOperand::offset, given);
     }
-    if (isGather) return;
-    if (least != nullptr) clampLevel(made, least);
+}
+
+// Which of several textures is sampled may differ between neighbours, so their coordinates are compared before it is
+// asked which it is.
+void Lowering::takeGradients(TextureCall& made) {
+    if (!made.isSample() || !made.isFragment || made.find(TextureOperand::level) != nullptr ||
+        made.find(TextureOperand::gradientX) != nullptr)
+        return;
+    Value* coordinate = made.find(TextureOperand::coordinate);
+    Value* gradients[] = {builder_.builtin(BuiltinId::dfdx, coordinate->type, {&coordinate, 1}),
+                          builder_.builtin(BuiltinId::dfdy, coordinate->type, {&coordinate, 1})};
+    if (Value* bias = made.find(TextureOperand::bias)) {
+        Value* factor = builder_.builtin(BuiltinId::exp2, bias->type, {&bias, 1});
+        if (coordinate->type->isVector()) factor = builder_.splat(coordinate->type, factor);
+        for (Value*& gradient : gradients)
+            gradient = builder_.binary(Op::mul, coordinate->type, gradient, factor);
+        made.remove(TextureOperand::bias);
+    }
+    made.add(TextureOperand::gradientX, gradients[0]);
+    made.add(TextureOperand::gradientY, gradients[1]);
+}
+
+// What depends on the texture and the sampler that are meant.
+void Lowering::finishSample(TextureCall& made) {
+    if (made.isPixelAddressed) {
+        Value* coordinate = made.find(TextureOperand::coordinate);
+        const TypeRef type = coordinate->type;
+        Value* size = textureSize(made, type->columns);
+        for (const TextureOperand role : {TextureOperand::gradientX, TextureOperand::gradientY})
+            if (Value* gradient = made.find(role)) made.set(role, builder_.binary(Op::div, type, gradient, size));
+        if (made.isNearest) {
+            coordinate = builder_.builtin(BuiltinId::floor, type, {&coordinate, 1});
+            coordinate = builder_.binary(Op::add, type, coordinate, module_.constantFloat(type, 0.5));
+        }
+        made.set(TextureOperand::coordinate, builder_.binary(Op::div, type, coordinate, size));
+    }
+    if (made.isGather()) return;
+    if (made.leastLevel != nullptr) clampLevel(made, made.leastLevel);
     // Only fragment functions have neighbours to take a level from.
     if (!made.isFragment && made.find(TextureOperand::level) == nullptr &&
         made.find(TextureOperand::gradientX) == nullptr) {
@@ -245,11 +274,6 @@ bool Lowering::texelOperands(TextureCall& made, const Call& call) {
     const bool isStorage = isReachedAsMemory(made.texture);
     std::size_t next = 0;
     if (call.builtin == BuiltinId::textureWrite) made.add(TextureOperand::texel, value(call.arguments[next++]));
-    if (shape.isCube && !isStorage) {
-        unsupported(call.location,
-                    "reading single texels of a cube texture that is sampled (access::read allows it) is");
-        return false;
-    }
     made.add(TextureOperand::coordinate, value(call.arguments[next++]));
     if (shape.isCube) made.add(TextureOperand::face, value(call.arguments[next++]));
     if (shape.isArray) made.add(TextureOperand::arrayIndex, value(call.arguments[next++]));
@@ -258,57 +282,110 @@ bool Lowering::texelOperands(TextureCall& made, const Call& call) {
         return true;
     }
     Value* level = next < call.arguments.size() ? value(call.arguments[next]) : nullptr;
-    const bool isFirst = level == nullptr || (level->isConstant() && level->bits == 0);
     if (isStorage || made.texture->textureShape == TextureShape::buffer) {
-        if (isFirst) return true;
+        if (level == nullptr || (level->isConstant() && level->bits == 0)) return true;
         unsupported(call.location, "another level than 0 of a texture that is written is");
         return false;
     }
-    const TypeRef type = module_.types.uint();
-    if (isFirst) {
-        made.add(TextureOperand::level, module_.constantInt(type, 0));
-        return true;
-    }
-    // No device promises anything for a level that is not there.
-    Value* count = builder_.textureBuiltin(BuiltinId::textureMipLevels, type, made.place, nullptr, {}, {});
-    Value* last = builder_.binary(Op::sub, type, count, module_.constantInt(type, 1));
-    Value* both[] = {level, last};
-    made.add(TextureOperand::level, builder_.builtin(BuiltinId::min, type, both));
+    made.add(TextureOperand::level, level != nullptr ? level : module_.constantInt(module_.types.uint(), 0));
     return true;
+}
+
+void Lowering::finishRead(TextureCall& made, SourceLocation at) {
+    Value* level = made.find(TextureOperand::level);
+    if (level == nullptr) return;
+    if (!level->isConstant() || level->bits != 0) { // no device promises anything for a level that is not there
+        const TypeRef type = module_.types.uint();
+        Value* count = builder_.textureBuiltin(BuiltinId::textureMipLevels, type, made.place, nullptr, {}, {});
+        Value* last = builder_.binary(Op::sub, type, count, module_.constantInt(type, 1));
+        Value* both[] = {level, last};
+        made.set(TextureOperand::level, builder_.builtin(BuiltinId::min, type, both));
+    }
+    if (textureTraits(made.texture->textureShape).isCube) sampleCubeTexel(made, at);
+}
+
+// No instruction reads a texel of a cube that is sampled: it is sampled without a filter, in the direction that leads
+// through the texel's middle.
+void Lowering::sampleCubeTexel(TextureCall& made, SourceLocation at) {
+    const TypeRef type = module_.types.float_();
+    const TypeRef pair = module_.types.vector(ScalarKind::float_, 2);
+    Value* level = made.find(TextureOperand::level);
+    const TextureOperand roles[] = {TextureOperand::level};
+    Value* size = builder_.convert(type, builder_.textureBuiltin(BuiltinId::textureWidth, module_.types.uint(),
+                                                                 made.place, nullptr, {&level, 1}, roles));
+    // From -1 to 1 over the face.
+    Value* middle = builder_.binary(Op::add, pair, builder_.convert(pair, made.find(TextureOperand::coordinate)),
+                                    module_.constantFloat(pair, 0.5));
+    Value* onFace = builder_.binary(Op::div, pair, middle, builder_.splat(pair, size));
+    onFace =
+        builder_.binary(Op::sub, pair, builder_.binary(Op::add, pair, onFace, onFace), module_.constantFloat(pair, 1));
+    Value* s = builder_.extract(onFace, 0U);
+    Value* t = builder_.extract(onFace, 1);
+    Value* minusS = builder_.unary(Op::neg, s);
+    Value* minusT = builder_.unary(Op::neg, t);
+    Value* one = module_.constantFloat(type, 1);
+    Value* minusOne = module_.constantFloat(type, -1);
+    // The faces stand in the order +x, -x, +y, -y, +z, -z.
+    Value* const directions[3][6] = {{one, minusOne, s, s, s, minusS},
+                                     {minusT, minusT, one, minusOne, minusT, minusT},
+                                     {minusS, s, t, minusT, one, minusOne}};
+    Value* face = made.find(TextureOperand::face);
+    Value* parts[3] = {};
+    for (unsigned part = 0; part < 3; ++part) {
+        parts[part] = directions[part][5];
+        for (int i = 4; i >= 0; --i)
+            parts[part] = builder_.select(
+                builder_.binary(Op::equal, module_.types.bool_(), face, module_.constantInt(face->type, i)),
+                directions[part][i], parts[part]);
+    }
+    made.set(TextureOperand::coordinate, builder_.construct(module_.types.vector(ScalarKind::float_, 3), parts));
+    made.set(TextureOperand::level, builder_.convert(type, level));
+    made.remove(TextureOperand::face);
+    ir::Variable unfiltered;
+    unfiltered.type = module_.types.sampler();
+    unfiltered.name = "texels";
+    unfiltered.samplerState.mipFilter = SamplerState::MipFilter::nearest;
+    made.sampler = constexprSampler(unfiltered, made.place->root->stage, at);
+    made.builtin = BuiltinId::textureSample;
 }
 
 Operand Lowering::callTexture(const Call& call) {
     const Operand texture = resourceOf(call.object, call.objectIsPointer);
-    if (texture.kind != Operand::Kind::resource) return errorOperand(call.type);
-    TextureCall made;
-    made.texture = texture.type;
-    made.place = texturePlace(texture);
-    made.isFragment = texture.resource->stage == Stage::fragment;
-    const bool isStorage = isReachedAsMemory(made.texture);
+    if (texture.kind == Operand::Kind::nothing) return errorOperand(call.type);
+    TextureCall given;
+    given.builtin = call.builtin;
+    given.texture = texture.type;
+    const Operand& first = texture.kind == Operand::Kind::choice ? texture.members[0] : texture;
+    given.isFragment = first.resource->stage == Stage::fragment;
+    const bool isStorage = isReachedAsMemory(given.texture);
+    Operand sampler;
     switch (call.builtin) {
     case BuiltinId::textureSample:
     case BuiltinId::textureSampleCompare:
     case BuiltinId::textureGather:
     case BuiltinId::textureGatherCompare:
-        addSampler(made, call.arguments[0]);
-        sampleOperands(made, call);
+        sampler = resourceOf(call.arguments[0], false);
+        if (sampler.kind == Operand::Kind::nothing) return errorOperand(call.type);
+        sampleOperands(given, call);
+        if (texture.kind == Operand::Kind::choice || sampler.kind == Operand::Kind::choice) takeGradients(given);
         break;
     case BuiltinId::textureCalculateLod:
     case BuiltinId::textureCalculateUnclampedLod:
-        if (!made.isFragment) {
+        if (!given.isFragment) {
             unsupported(call.location, "asking for a level of detail outside of a fragment function is");
             return errorOperand(call.type);
         }
-        addSampler(made, call.arguments[0]);
-        made.add(TextureOperand::coordinate, value(call.arguments[1]));
+        sampler = resourceOf(call.arguments[0], false);
+        if (sampler.kind == Operand::Kind::nothing) return errorOperand(call.type);
+        given.add(TextureOperand::coordinate, value(call.arguments[1]));
         break;
     case BuiltinId::textureRead:
     case BuiltinId::textureWrite:
-        if (!texelOperands(made, call)) return errorOperand(call.type);
+        if (!texelOperands(given, call)) return errorOperand(call.type);
         break;
     case BuiltinId::textureMipLevels:
         // What is bound for writing is one level of a texture.
-        if (isStorage || textureTraits(made.texture->textureShape).isMultisample)
+        if (isStorage || textureTraits(given.texture->textureShape).isMultisample)
             return Operand::ofValue(module_.constantInt(module_.types.uint(), 1), call.type);
         break;
     case BuiltinId::textureWidth:
@@ -320,14 +397,25 @@ Operand Lowering::callTexture(const Call& call) {
                 unsupported(call.location, "another level than 0 of a texture that is written is");
                 return errorOperand(call.type);
             }
-            if (!isStorage) made.add(TextureOperand::level, level);
+            if (!isStorage) given.add(TextureOperand::level, level);
         }
         break;
     default: break;
     }
     builder_.location = call.location;
     const TypeRef type = call.type->is(TypeKind::void_) ? call.type : valueType(call.type);
-    Value* result = builder_.textureBuiltin(call.builtin, type, made.place, made.sampler, made.operands, made.roles);
+    const auto make = [&](TextureCall made, const Operand& one, const Operand& with) {
+        made.place = texturePlace(one);
+        if (with.kind == Operand::Kind::resource) bindSampler(made, with, call.location);
+        if (made.isSample() || made.isGather()) finishSample(made);
+        if (made.builtin == BuiltinId::textureRead) finishRead(made, call.location);
+        return builder_.textureBuiltin(made.builtin, type, made.place, made.sampler, made.operands, made.roles);
+    };
+    const bool isChoice = texture.kind == Operand::Kind::choice || sampler.kind == Operand::Kind::choice;
+    Value* result =
+        !isChoice ? make(std::move(given), texture, sampler) : forWhatItIs(texture, type, [&](const Operand& one) {
+            return forWhatItIs(sampler, type, [&](const Operand& with) { return make(given, one, with); });
+        });
     return result != nullptr ? Operand::ofValue(result, call.type) : Operand();
 }
 

@@ -34,12 +34,14 @@ struct Access;
 struct Slot;
 
 struct Operand {
-    enum class Kind : std::uint8_t { nothing, value, pointer, resource, aggregate } kind = Kind::nothing;
+    enum class Kind : std::uint8_t { nothing, value, pointer, resource, choice, aggregate } kind = Kind::nothing;
     TypeRef type = nullptr;           // in the source
-    ir::Value* value = nullptr;       // value; of a resource: which element of an array of them, null for one alone
+    ir::Value* value = nullptr;       // value; of a resource: which element of an array of them, null for one alone; of
+                                      // a choice: which member it is, a uint within them
     Access* access = nullptr;         // pointer: what it points to; null for a null pointer
     ir::Variable* resource = nullptr; // texture or sampler, or an array of them
-    std::span<Operand> members = {};  // aggregate: a struct with a field that is no value
+    std::span<Operand> members = {};  // aggregate: a struct or array with a part that is no value; choice: the
+                                      // textures or samplers that it may be at run time
 
     static Operand ofValue(ir::Value* value, TypeRef type) {
         return {.kind = Kind::value, .type = type, .value = value};
@@ -89,8 +91,13 @@ struct Slot {
     bool isNumberRead = false;      // somebody asks
     std::uint32_t knownNumber = 0;  // in `knownIn`, behind the last store
     ir::Block* knownIn = nullptr;
-    std::uint64_t made = 0;           // in the order of events
-    std::uint64_t lastRead = 0;       // likewise
+    std::uint64_t made = 0;     // in the order of events
+    std::uint64_t lastRead = 0; // likewise
+    // A texture or sampler that is set more than once: all that it may be, and which of them it is. Those that are an
+    // element of an array by a run-time index have it in a variable of `choiceIndices`.
+    std::span<Operand> choices = {};
+    std::span<ir::Variable*> choiceIndices = {};
+    ir::Variable* selector = nullptr;
     ir::Variable* variable = nullptr; // a member that is an ordinary value
     std::span<Slot> members = {};     // a struct or an array
 };
@@ -284,6 +291,7 @@ class Lowering {
         return facts.isRepointed ? SlotUse::repointed : facts.isWritten ? SlotUse::moved : SlotUse::fixed;
     }
     Operand loadSlot(Slot& slot, SourceLocation at);
+    Operand slotShape(const Slot& slot);
     void storeSlot(Slot& slot, const Operand& operand, SourceLocation at);
     void removeUnused(ir::Function* function, std::size_t numberStores, bool hasRepeats);
 
@@ -369,6 +377,11 @@ class Lowering {
     Operand callBuiltin(const Call& call);
     Access outArgument(const Expr* argument);
 
+    // LowerSamples.cpp
+    ir::Value* sampleCount();
+    ir::Value* samplePosition(ir::Value* number);
+    Operand callInterpolant(const Call& call);
+
     // LowerAtomic.cpp
     Operand callAtomic(const Call& call);
     ir::Value* compareExchange(const Call& call, ir::Place* place, TypeRef type, const Access& expected,
@@ -392,6 +405,16 @@ class Lowering {
     void inheritNeeds(const ir::Function* callee);
     void checkNeeds(const ir::Function* wrapper, Stage stage);
 
+    // LowerChoice.cpp: textures and samplers that are only known at run time
+    Operand chooseResource(ir::Value* number, ir::Value* isSecond, std::span<const Operand> given, TypeRef type,
+                           SourceLocation at);
+    Operand chooseResource(ir::Value* condition, const Operand& first, const Operand& second, TypeRef type,
+                           SourceLocation at);
+    std::uint32_t choiceNumber(Slot& slot, const Operand& resource, std::uint32_t from, SourceLocation at);
+    void storeResource(Slot& slot, const Operand& operand, SourceLocation at);
+    ir::Value* forWhatItIs(const Operand& operand, TypeRef type,
+                           const std::function<ir::Value*(const Operand& resource)>& make);
+
     // LowerTexture.cpp
     struct TextureCall;
     // Where a texture or sampler that an entry point takes is bound.
@@ -403,14 +426,19 @@ class Lowering {
         bool isValue = false;             // what lies there is read as a whole: a plain value in an argument buffer
     };
     Operand callTexture(const Call& call);
+    Operand callTextureAtomic(const Call& call);
     Operand resourceOf(const Expr* object, bool isPointer);
     ir::Place* texturePlace(const Operand& texture);
     ir::Variable* constexprSampler(const ir::Variable& written, Stage stage, SourceLocation at);
-    void addSampler(TextureCall& made, const Expr* expr);
+    void bindSampler(TextureCall& made, const Operand& sampler, SourceLocation at);
     ir::Value* textureSize(const TextureCall& made, unsigned dimensions);
     void clampLevel(TextureCall& made, ir::Value* least);
     void sampleOperands(TextureCall& made, const Call& call);
+    void takeGradients(TextureCall& made);
+    void finishSample(TextureCall& made);
     bool texelOperands(TextureCall& made, const Call& call);
+    void finishRead(TextureCall& made, SourceLocation at);
+    void sampleCubeTexel(TextureCall& made, SourceLocation at);
     ir::Variable* resourceVariable(const ResourceSlot& slot, TypeRef type);
     static Operand resourceOperand(ir::Variable* variable, TypeRef type);
     void listSamplers();
@@ -439,7 +467,9 @@ class Lowering {
     Access resourceParameter(EntryState& state, VarDecl* parameter);
     ir::Variable* bufferVariable(const ResourceSlot& slot, TypeRef type, SourceLocation at);
     Access bufferAccess(ir::Variable* variable, TypeRef type);
+    ir::Variable* inputVariable(EntryState& state, const VarDecl* declaration, TypeRef type);
     ir::Value* inputValue(EntryState& state, const VarDecl* declaration, TypeRef type);
+    ir::Value* attachmentValue(EntryState& state, const VarDecl* declaration, TypeRef type);
     ir::Value* systemValue(EntryState& state, ir::SystemValue value, TypeRef type, const VarDecl* declaration);
     ir::Value* derivedValue(EntryState& state, std::uint8_t derived, const VarDecl* declaration);
     Access threadgroupParameter(EntryState& state, VarDecl* parameter);

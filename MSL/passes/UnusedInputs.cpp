@@ -106,10 +106,14 @@ class ReadsOfAll {
     std::unordered_map<const Function*, Reads> reads_;
 };
 
+bool isInput(const Variable& variable) {
+    return variable.kind == Variable::Kind::input || variable.kind == Variable::Kind::attachment;
+}
+
 // Whether the instruction may go when nobody uses its result.
 bool isOnlyItsResult(const Instruction& instruction) {
     switch (instruction.op) {
-    case Op::load: return instruction.place->root->kind == Variable::Kind::input;
+    case Op::load: return isInput(*instruction.place->root);
     case Op::construct:
     case Op::convert:
     case Op::extract:
@@ -189,8 +193,7 @@ unsigned dropUnusedInputs(ir::Module& module) {
     for (const ir::Entry* entry : module.entries)
         if (isFragment(entry))
             dropped += unsigned(std::erase_if(*entry->interface, [&](const Variable* variable) {
-                return variable->kind == Variable::Kind::input && !read.contains(variable) &&
-                       !decidesHowOftenItRuns(*variable);
+                return isInput(*variable) && !read.contains(variable) && !decidesHowOftenItRuns(*variable);
             }));
     return dropped;
 }

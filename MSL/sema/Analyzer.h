@@ -404,6 +404,7 @@ class Analyzer {
     Expr* numericLimit(Name& name, bool isCalled);
     Expr* floatingLimit(const Name& name, TypeRef type, bool isCalled);
     Expr* integerLimit(const Name& name, TypeRef type, bool isCalled);
+    Expr* interpolantMethod(Call* expr, Member* callee);
     static bool sameArguments(std::span<TemplateArgument> a, std::span<TemplateArgument> b);
 
     // ---- ConstEval.cpp: values known while compiling. ConstRun.h has what computes them.

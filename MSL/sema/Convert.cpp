@@ -99,6 +99,9 @@ ConversionRank Analyzer::rankConversion(Expr* from, TypeRef to) {
             return Rank::conversion;
         if (isNullLiteral(from)) return Rank::conversion;
     }
+    // An array_ref refers to an array of any length.
+    if (to->is(TypeKind::array) && to->count == 0 && type->is(TypeKind::array) && type->element == to->element)
+        return type == to ? Rank::exact : Rank::conversion;
     const Rank rank = rankTypes(type, to);
     if (rank != Rank::none) return rank;
     if (derivesFrom(type, to)) return Rank::conversion;
@@ -250,6 +253,7 @@ Expr* Analyzer::tryConvert(Expr* from, TypeRef to) {
     }
     default: break;
     }
+    if (to->is(TypeKind::array) && to->count == 0) return makeCast(CastKind::none, load(from), to); // an array_ref
     if (to->is(TypeKind::pointer)) {
         if (to->element->is(TypeKind::void_) && (type->is(TypeKind::pointer) || type->is(TypeKind::array))) {
             const TypeRef plain = types_.pointer(type->element, to->space, to->pointeeConst);

@@ -48,6 +48,8 @@ constexpr LibraryConstant constants[] = {
     {"compare_func", "equal", 5},
     {"compare_func", "not_equal", 6},
     {"compare_func", "always", 7},
+    {"interpolation", "perspective", 0},
+    {"interpolation", "no_perspective", 1},
     {"coord", "normalized", 1},
     {"coord", "pixel", 0},
     {"component", "x", 0},

@@ -337,6 +337,13 @@ Expr* Analyzer::arrayMethod(Call* expr, Member* callee, TypeRef type) {
     };
     if (text == "size" || text == "max_size" || text == "empty") {
         if (wrongCount(0)) return errorAt(expr);
+        if (type->count == 0 && text == "size") { // of an array_ref
+            expr->object = callee->base;
+            expr->objectIsPointer = callee->isArrow;
+            expr->builtin = BuiltinId::arrayRefSize;
+            expr->type = types_.scalar(ScalarKind::ulong);
+            return expr;
+        }
         if (text != "empty") return makeInteger(count, types_.scalar(ScalarKind::ulong), expr->location);
         BoolLiteral* none = make<BoolLiteral>(expr);
         none->type = types_.bool_();
@@ -401,6 +408,7 @@ Expr* Analyzer::callMember(Call* expr, Member* callee) {
     if (callee->isArrow && type->is(TypeKind::pointer)) type = type->element;
     if (type->is(TypeKind::texture)) return textureMethod(expr, callee);
     if (!arguments(expr)) return errorAt(expr);
+    if (type->is(TypeKind::interpolant)) return interpolantMethod(expr, callee);
     if (type->is(TypeKind::array)) return arrayMethod(expr, callee, type);
     const bool isConst =
         callee->isArrow ? object->type->pointeeConst : object->isConst && object->category == ValueCategory::lvalue;

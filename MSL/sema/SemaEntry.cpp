@@ -217,6 +217,42 @@ void Analyzer::entryPoint(FunctionDecl* function) {
             return type->space == AddressSpace::threadgroup ? threadgroups : buffers;
         return resourceKinds;
     };
+    // What the function reads of a colour attachment.
+    const auto isAttachment = [&](const VarDecl* declaration) {
+        return function->stage == EntryStage::fragment && find(declaration, "color");
+    };
+    const auto checkAttachment = [&](const VarDecl* declaration, SourceLocation at) {
+        const TypeRef type = declaration->type;
+        if (type->isError()) return;
+        const bool fits =
+            (type->isScalar() || type->isVector()) && byteSize(type->scalar) != 1 && byteSize(type->scalar) != 8;
+        if (!fits)
+            wrong(at, "type '" + typeName(type) +
+                          "' is not valid for attribute 'color': it must be a scalar or vector of half, float, short, "
+                          "ushort, int or uint");
+    };
+    // False when no attribute of the declaration is a system value.
+    const auto checkSystemInput = [&](const VarDecl* declaration, SourceLocation at) {
+        for (const SystemInput& input : systemInputs) {
+            const Attribute* attribute = find(declaration, input.name);
+            if (!attribute) continue;
+            const bool allowed = (function->stage == EntryStage::vertex && input.vertex) ||
+                                 (function->stage == EntryStage::fragment && input.fragment) ||
+                                 (function->stage == EntryStage::kernel && input.kernel);
+            if (isRefused(input.name)) {
+                unsupported(attribute->location, "'" + std::string(input.name) + "'");
+                function->isInvalid = true;
+            } else if (!allowed) {
+                wrong(attribute->location,
+                      "attribute '" + std::string(input.name) + "' is not allowed in a " + stage + " function");
+            } else if (!hasShape(declaration->type, input.shape)) {
+                wrong(at, "type '" + typeName(declaration->type) + "' is not valid for attribute '" +
+                              std::string(input.name) + "': it must be " + std::string(shapeName(input.shape)));
+            }
+            return true;
+        }
+        return false;
+    };
     const VarDecl* stageIn = nullptr;
     for (VarDecl* parameter : function->parameters) {
         if (!parameter->type || parameter->type->isError() || parameter->isInvalid) {
@@ -226,6 +262,11 @@ void Analyzer::entryPoint(FunctionDecl* function) {
         const SourceLocation at = parameter->location ? parameter->location : function->location;
         const std::string name(parameter->name ? parameter->name->text : std::string_view("(unnamed)"));
         const unsigned resource = resourceOf(parameter);
+        if (parameter->type->is(TypeKind::array) && parameter->type->count == 0) {
+            unsupported(at, "an 'array_ref' as a parameter of a " + stage + " function");
+            function->isInvalid = true;
+            continue;
+        }
         if (resource != resourceKinds) {
             if ((resource == buffers) && parameter->type->space == AddressSpace::thread) {
                 wrong(at, "invalid address space for parameter '" + name + "' of a " + stage +
@@ -261,35 +302,32 @@ void Analyzer::entryPoint(FunctionDecl* function) {
             stageIn = parameter;
             if (!parameter->type->is(TypeKind::struct_)) continue;
             for (const VarDecl* member : parameter->type->structDecl->fields)
-                if (!refused(member) && function->stage == EntryStage::fragment && find(member, "color"))
-                    unsupported(member->location, "reading the colour attachment");
+                if (!refused(member) && isAttachment(member)) checkAttachment(member, member->location);
             continue;
         }
-        bool isSystem = false;
-        for (const SystemInput& input : systemInputs) {
-            const Attribute* attribute = find(parameter, input.name);
-            if (!attribute) continue;
-            isSystem = true;
-            if (isRefused(input.name)) {
-                unsupported(attribute->location, "'" + std::string(input.name) + "'");
-                function->isInvalid = true;
-                break;
-            }
-            const bool allowed = (function->stage == EntryStage::vertex && input.vertex) ||
-                                 (function->stage == EntryStage::fragment && input.fragment) ||
-                                 (function->stage == EntryStage::kernel && input.kernel);
-            if (!allowed)
-                wrong(attribute->location,
-                      "attribute '" + std::string(input.name) + "' is not allowed in a " + stage + " function");
-            else if (!hasShape(parameter->type, input.shape))
-                wrong(at, "type '" + typeName(parameter->type) + "' is not valid for attribute '" +
-                              std::string(input.name) + "': it must be " + std::string(shapeName(input.shape)));
-            break;
+        if (isAttachment(parameter)) {
+            checkAttachment(parameter, at);
+            continue;
         }
-        if (isSystem) continue;
-        if (function->stage == EntryStage::fragment && find(parameter, "color"))
-            unsupported(at, "reading the colour attachment");
-        else if (find(parameter, "buffer"))
+        if (checkSystemInput(parameter, at)) continue;
+        // A struct all of whose members say where they come from.
+        const bool isStruct = parameter->type->is(TypeKind::struct_) && !parameter->type->structDecl->isUnion;
+        const auto saysItself = [&](const VarDecl* member) {
+            return isAttachment(member) || std::ranges::any_of(systemInputs, [&](const SystemInput& input) {
+                       return find(member, input.name) != nullptr;
+                   });
+        };
+        if (isStruct && !parameter->type->structDecl->fields.empty() &&
+            std::ranges::all_of(parameter->type->structDecl->fields, saysItself)) {
+            for (const VarDecl* member : parameter->type->structDecl->fields) {
+                if (isAttachment(member))
+                    checkAttachment(member, member->location);
+                else
+                    checkSystemInput(member, member->location);
+            }
+            continue;
+        }
+        if (find(parameter, "buffer"))
             wrong(at, "'buffer' attribute applies to pointers and references only, not to '" +
                           typeName(parameter->type) + "'");
         else

@@ -219,7 +219,7 @@ Expr* Analyzer::member(Member* expr) {
     if (base->isMatrix() && expr->name.identifier->text == "columns") { // m.columns[i] is m[i]
         return expr->base;
     }
-    if (base->is(TypeKind::texture) || base->is(TypeKind::array)) {
+    if (base->is(TypeKind::texture) || base->is(TypeKind::interpolant) || base->is(TypeKind::array)) {
         expr->type = types_.overload();
         return expr;
     }

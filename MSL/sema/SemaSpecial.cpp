@@ -52,6 +52,45 @@ bool Analyzer::isLog(Member* callee) {
     return written && written->name.identifier && written->name.identifier->text == "os_log";
 }
 
+// input.interpolate_at_center() and its kin.
+Expr* Analyzer::interpolantMethod(Call* expr, Member* callee) {
+    struct Method {
+        std::string_view name;
+        BuiltinId id;
+        TypeRef parameter; // null: takes nothing
+    };
+    const Method methods[] = {
+        {"interpolate_at_center", BuiltinId::interpolateAtCenter, nullptr},
+        {"interpolate_at_centroid", BuiltinId::interpolateAtCentroid, nullptr},
+        {"interpolate_at_offset", BuiltinId::interpolateAtOffset, types_.vector(ScalarKind::float_, 2)},
+        {"interpolate_at_sample", BuiltinId::interpolateAtSample, types_.uint()},
+    };
+    const std::string_view text = callee->name.identifier->text;
+    const auto* method = std::ranges::find(methods, text, &Method::name);
+    TypeRef type = callee->base->type;
+    if (callee->isArrow) type = type->element;
+    if (method == std::end(methods)) {
+        error(callee->location, "no member named '" + std::string(text) + "' in '" + typeName(type) + "'");
+        return errorAt(expr);
+    }
+    if (expr->arguments.size() != (method->parameter ? 1U : 0U)) {
+        error(callee->location,
+              "'" + std::string(text) + "' takes " + (method->parameter ? "one argument" : "no arguments"));
+        return errorAt(expr);
+    }
+    if (method->parameter) {
+        Expr*& argument = expr->arguments[0];
+        argument = convert(argument, method->parameter, Purpose::parameter,
+                           argument->begin ? argument->begin : argument->location);
+        if (argument->type->isError()) return errorAt(expr);
+    }
+    expr->object = callee->base;
+    expr->objectIsPointer = callee->isArrow;
+    expr->builtin = method->id;
+    expr->type = type->element;
+    return expr;
+}
+
 // vote.all() and vote.any(), where a vote is the mask of the lanes that said yes. Null for other calls.
 Expr* Analyzer::voteMethod(Call* expr, Member* callee) {
     if (callee->isArrow || !callee->name.identifier || !expr->arguments.empty()) return nullptr;

@@ -126,10 +126,6 @@ Expr* Analyzer::textureMethod(Call* expr, Member* callee) {
 
     const TextureMethod* method = findTextureMethod(name);
     if (method == nullptr) {
-        if (name.starts_with("atomic_")) {
-            unsupported(callee->location, "'" + name + "' of a texture");
-            return errorAt(expr);
-        }
         std::vector<std::string_view> names;
         for (const TextureMethod& known : textureMethods())
             names.push_back(known.name);

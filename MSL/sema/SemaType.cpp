@@ -33,7 +33,6 @@ bool isForeignType(std::string_view name) {
         "compute_pipeline_state",
         "imageblock",
         "instance_acceleration_structure",
-        "interpolant",
         "intersection_function_table",
         "intersection_params",
         "intersection_query",
@@ -250,7 +249,11 @@ TypeRef Analyzer::builtinTemplateType(Name& name) {
         if (!arguments.empty()) {
             const TypeRef component = templateArgumentType(arguments[0], true);
             if (!component || component->isError()) return types_.error();
-            if (!component->isScalar() || byteSize(component->scalar) == 1 || byteSize(component->scalar) == 8)
+            if (component->isScalar() && byteSize(component->scalar) == 8 && isInteger(component->scalar)) {
+                unsupported(name.location, "'" + std::string(text) + "' of 64-bit components");
+                return types_.error();
+            }
+            if (!component->isScalar() || byteSize(component->scalar) == 1)
                 return wrong("unsupported component type for");
             kind = component->scalar;
         }
@@ -264,6 +267,33 @@ TypeRef Analyzer::builtinTemplateType(Name& name) {
     if (text == "numeric_limits") {
         unsupported(name.location, "'" + std::string(text) + "' as a type");
         return types_.error();
+    }
+    if (text == "interpolant") {
+        if (arguments.empty()) return wrong("too few template arguments for class template");
+        if (arguments.size() > 2) return wrong("too many template arguments for class template");
+        const TypeRef value = templateArgumentType(arguments[0], true);
+        if (!value || value->isError()) return types_.error();
+        if ((!value->isScalar() && !value->isVector()) || !isFloating(value->scalar))
+            return wrong("the value must be a scalar or vector of half or float in");
+        bool hasPerspective = true;
+        if (arguments.size() == 2) {
+            const std::optional<std::int64_t> given = templateArgumentValue(arguments[1], name.location);
+            if (!given) return types_.error();
+            hasPerspective = *given == 0;
+        }
+        return types_.interpolant(value, hasPerspective);
+    }
+    if (text == "array_ref") {
+        if (arguments.size() != 1)
+            return wrong(arguments.empty() ? "too few template arguments for class template"
+                                           : "too many template arguments for class template");
+        const TypeRef element = templateArgumentType(arguments[0], true);
+        if (!element || element->isError()) return types_.error();
+        if (!element->is(TypeKind::texture) && !element->is(TypeKind::sampler)) {
+            unsupported(name.location, "an 'array_ref' of anything but textures and samplers");
+            return types_.error();
+        }
+        return types_.array(element, 0);
     }
     const std::size_t wanted = text == "matrix" ? 3 : text == "atomic" ? 1 : 2;
     if (arguments.size() < wanted) return wrong("too few template arguments for class template");

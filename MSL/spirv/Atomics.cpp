@@ -126,6 +126,56 @@ Id ModuleWriter::atomic(const Instruction& instruction) {
     }
 }
 
+// On a texel that is one 32-bit integer. The language gives these operations no memory order: they are relaxed.
+Id ModuleWriter::textureAtomic(const Instruction& instruction) {
+    using ir::TextureOperand;
+    const ir::Variable& variable = *instruction.place->root;
+    const TypeRef texture = variable.type->is(TypeKind::array) ? variable.type->element : variable.type;
+    const TypeRef scalar = module_.types.scalar(texture->scalar);
+    const Id word = logicalType(scalar);
+    Id operands[16] = {};
+    TypeRef coordinateType = nullptr;
+    for (std::size_t i = 0; i < instruction.operands.size(); ++i) {
+        operands[instruction.indices[i]] = value(*instruction.operands[i]);
+        if (instruction.indices[i] == static_cast<std::uint32_t>(TextureOperand::coordinate))
+            coordinateType = instruction.operands[i]->type;
+    }
+    const auto operand = [&](TextureOperand role) { return operands[static_cast<std::size_t>(role)]; };
+    Id index = uintConstant(0);
+    bool isConstantIndex = true;
+    if (!instruction.place->steps.empty()) {
+        const ir::Step& step = instruction.place->steps[0];
+        isConstantIndex = step.value == nullptr || step.value->isConstant();
+        index = step.value != nullptr ? value(*step.value) : uintConstant(step.number);
+    }
+    const Id at = texelCoordinate(coordinateType, operand(TextureOperand::coordinate),
+                                  operand(TextureOperand::arrayIndex), 0, false);
+    const Id pointer = asm_.result(spv::Op::OpImageTexelPointer, pointerType(spv::StorageClass::Image, word),
+                                   {texturePointer(variable, index, isConstantIndex), at, uintConstant(0)});
+    const Id scope = scopeConstant(spv::Scope::Device);
+    const Id relaxed = uintConstant(0);
+    const Id given = operand(TextureOperand::texel);
+    const auto update = [&](spv::Op op) { return asm_.result(op, word, {pointer, scope, relaxed, given}); };
+    switch (instruction.builtinId) {
+    case BuiltinId::atomicLoad: return asm_.result(spv::Op::OpAtomicLoad, word, {pointer, scope, relaxed});
+    case BuiltinId::atomicStore: asm_.code(spv::Op::OpAtomicStore, {pointer, scope, relaxed, given}); return 0;
+    case BuiltinId::atomicCompareExchangeWeak:
+        return asm_.result(spv::Op::OpAtomicCompareExchange, word,
+                           {pointer, scope, relaxed, relaxed, given, operand(TextureOperand::compare)});
+    case BuiltinId::atomicExchange: return update(spv::Op::OpAtomicExchange);
+    case BuiltinId::atomicFetchAdd: return update(spv::Op::OpAtomicIAdd);
+    case BuiltinId::atomicFetchSub: return update(spv::Op::OpAtomicISub);
+    case BuiltinId::atomicFetchAnd: return update(spv::Op::OpAtomicAnd);
+    case BuiltinId::atomicFetchOr: return update(spv::Op::OpAtomicOr);
+    case BuiltinId::atomicFetchXor: return update(spv::Op::OpAtomicXor);
+    case BuiltinId::atomicFetchMax:
+        return update(isSigned(texture->scalar) ? spv::Op::OpAtomicSMax : spv::Op::OpAtomicUMax);
+    case BuiltinId::atomicFetchMin:
+        return update(isSigned(texture->scalar) ? spv::Op::OpAtomicSMin : spv::Op::OpAtomicUMin);
+    default: return fail("an atomic operation on a texel that the writer does not know");
+    }
+}
+
 // What was there before the sum. Some thread's exchange succeeds in every pass, so the loop ends.
 Id ModuleWriter::addToFloat(Id pointer, Id scope, Id order, spv::Op op, Id by) {
     const Id relaxed = uintConstant(0);

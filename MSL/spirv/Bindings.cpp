@@ -20,6 +20,7 @@ bool isUniform(const Variable& buffer) {
 BindingKind kindOf(const Variable& variable) {
     if (variable.kind == Variable::Kind::buffer)
         return isUniform(variable) ? BindingKind::uniformBuffer : BindingKind::storageBuffer;
+    if (variable.kind == Variable::Kind::attachment) return BindingKind::inputAttachment;
     if (variable.kind == Variable::Kind::sampler)
         return variable.isConstexprSampler ? BindingKind::constexprSampler : BindingKind::sampler;
     const TypeRef texture = variable.type->is(TypeKind::array) ? variable.type->element : variable.type;
@@ -36,7 +37,8 @@ Bindings::Bindings(const ir::Module& module) : bindings_(module.variableCount() 
     for (const Variable* variable : module.globals) {
         const bool isBuffer = variable->kind == Variable::Kind::buffer;
         const bool isTexture = variable->kind == Variable::Kind::texture;
-        if (!isBuffer && !isTexture && variable->kind != Variable::Kind::sampler) continue;
+        const bool isAttachment = variable->kind == Variable::Kind::attachment;
+        if (!isBuffer && !isTexture && !isAttachment && variable->kind != Variable::Kind::sampler) continue;
         ResourceBinding& made = bindings_[variable->id];
         made.kind = kindOf(*variable);
         made.set = variable->stage == Stage::fragment ? 1 : 0;
@@ -47,7 +49,10 @@ Bindings::Bindings(const ir::Module& module) : bindings_(module.variableCount() 
                            static_cast<std::uint32_t>(variable->argumentBuffer) * argumentBufferBindings +
                            variable->metalIndex;
         else
-            made.binding = variable->metalIndex + (isBuffer ? 0 : isTexture ? textureBindingBase : samplerBindingBase);
+            made.binding = variable->metalIndex + (isBuffer       ? 0
+                                                   : isTexture    ? textureBindingBase
+                                                   : isAttachment ? inputAttachmentBindingBase
+                                                                  : samplerBindingBase);
     }
 }
 

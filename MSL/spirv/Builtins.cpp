@@ -97,16 +97,37 @@ const Target& target() {
     return made;
 }
 
+// An input as it is at another place of the pixel.
+Id ModuleWriter::interpolate(const Instruction& instruction) {
+    asm_.capability(spv::Capability::InterpolationFunction);
+    const ir::Variable& variable = *instruction.place->root;
+    const Global& input = global(variable);
+    const BuiltinId id = instruction.builtinId;
+    const GLSLstd450 function = id == BuiltinId::interpolateAtCentroid ? GLSLstd450InterpolateAtCentroid
+                                : id == BuiltinId::interpolateAtSample ? GLSLstd450InterpolateAtSample
+                                                                       : GLSLstd450InterpolateAtOffset;
+    Words operands = {input.id};
+    if (id == BuiltinId::interpolateAtCenter)
+        operands.push_back(nullConstant(module_.types.vector(ScalarKind::float_, 2)));
+    for (const ir::Value* operand : instruction.operands)
+        operands.push_back(value(*operand));
+    const Id found = asm_.glsl(static_cast<std::uint32_t>(function), logicalType(input.declared), operands);
+    return input.declared == variable.type ? found : adaptInput(input.declared, variable.type, found);
+}
+
 Id ModuleWriter::builtin(const Instruction& instruction) {
     const BuiltinId id = instruction.builtinId;
     switch (builtinFamily(id)) {
     case BuiltinFamily::texture: return textureBuiltin(instruction);
-    case BuiltinFamily::atomic: return atomic(instruction);
+    case BuiltinFamily::atomic:
+        return instruction.place->root->kind == ir::Variable::Kind::texture ? textureAtomic(instruction)
+                                                                            : atomic(instruction);
     case BuiltinFamily::barrier: barrier(instruction); return 0;
     case BuiltinFamily::simdgroup:
     case BuiltinFamily::quadgroup: return group(instruction);
     default: break;
     }
+    if (id >= BuiltinId::interpolateAtCenter && id <= BuiltinId::interpolateAtSample) return interpolate(instruction);
     if (instruction.operands.empty() || instruction.result == nullptr)
         return fail("a built-in function without operands that the writer does not know");
     OperandList operands;

@@ -409,7 +409,8 @@ void ModuleWriter::writeEntry(const ir::Entry& entry) {
             uses.push_back(variable);
     Words interface;
     for (const ir::Variable* variable : uses)
-        if (variable->systemValue != ir::SystemValue::workgroupSize) // a constant
+        if (variable->systemValue != ir::SystemValue::workgroupSize &&
+            variable->systemValue != ir::SystemValue::sampleCount) // these are constants
             interface.push_back(global(*variable).id);
     if (discarded_ != 0 && entry.stage == Stage::fragment) interface.push_back(discarded_);
 

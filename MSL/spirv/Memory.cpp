@@ -144,6 +144,7 @@ ModuleWriter::Global& ModuleWriter::global(const Variable& variable) {
     }
     case Variable::Kind::texture:
     case Variable::Kind::sampler: made = resourceGlobal(variable); break;
+    case Variable::Kind::attachment: made = attachmentGlobal(variable); break;
     case Variable::Kind::constantTable:
         made.storage = spv::StorageClass::Private;
         made.id = asm_.globalVariable(pointerType(made.storage, logicalType(variable.type)), made.storage,
@@ -244,6 +245,7 @@ Id ModuleWriter::load(const ir::Place& place) {
     const Variable& root = *place.root;
     if (root.kind == Variable::Kind::input) {
         if (root.systemValue == SystemValue::workgroupSize && place.steps.empty()) return workgroupSize();
+        if (root.systemValue == SystemValue::sampleCount) return sampleCount();
         const Global& input = global(root);
         if (input.declared != root.type) {
             Id whole = asm_.result(spv::Op::OpLoad, logicalType(input.declared), {input.id});
@@ -258,6 +260,7 @@ Id ModuleWriter::load(const ir::Place& place) {
             return asm_.result(spv::Op::OpCompositeExtract, logicalType(place.type), operands);
         }
     }
+    if (root.kind == Variable::Kind::attachment) return readAttachment(root);
     spv::StorageClass storage{};
     bool inMemory = false;
     const Id pointer = placePointer(place, storage, inMemory);

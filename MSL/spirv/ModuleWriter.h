@@ -65,6 +65,7 @@ class ModuleWriter {
     Id threadgroupLength(const ir::Variable& variable);
     void makeLocalSize();
     Id workgroupSize();
+    Id sampleCount();
     Id nullConstant(TypeRef type) { return asm_.internedConstant(spv::Op::OpConstantNull, logicalType(type), {}); }
 
     // --------------------------------------------------------------------------------- memory (Memory.cpp)
@@ -119,6 +120,12 @@ class ModuleWriter {
     Id imageType(const ir::Variable& variable);
     Global resourceGlobal(const ir::Variable& variable);
     Id loadResource(const ir::Variable& variable, Id index, bool isConstantIndex);
+    Id attachmentType(const ir::Variable& variable);
+    Global attachmentGlobal(const ir::Variable& variable);
+    Id readAttachment(const ir::Variable& variable);
+    Id texturePointer(const ir::Variable& variable, Id index, bool isConstantIndex);
+    Id texelCoordinate(TypeRef type, Id coordinate, Id arrayIndex, Id face, bool isSampled);
+    Id textureAtomic(const ir::Instruction& instruction);
     Id textureBuiltin(const ir::Instruction& instruction);
 
     // ------------------------------------------------- atomics and barriers (Atomics.cpp), simdgroups (Groups.cpp)
@@ -132,6 +139,7 @@ class ModuleWriter {
 
     // ------------------------------------------------------------------------ built-in functions (Builtins.cpp)
     Id builtin(const ir::Instruction& instruction);
+    Id interpolate(const ir::Instruction& instruction);
     Id floatBuiltin(BuiltinId id, TypeRef type, std::span<const Id> operands, const ir::Value& first);
     Id integerBuiltin(BuiltinId id, TypeRef type, std::span<const Id> operands, const ir::Value& first);
 
@@ -166,6 +174,7 @@ class ModuleWriter {
     std::vector<FunctionType> functionTypes_;
     Id frexpTypes_[5] = {};          // by component count: mantissa and exponent
     Id localSize_[3] = {};           // the specialisation constants of kernels
+    Id sampleCount_ = 0;             // a specialisation constant
     Id workgroupSize_ = 0;           // the three as a vector
     Id threadgroupLengths_[32] = {}; // by the index of the argument
     std::vector<Id> writableBuffers_;

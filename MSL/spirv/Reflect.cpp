@@ -38,6 +38,7 @@ Binding binding(const ir::Variable& variable, const ResourceBinding& at) {
     out.set = at.set;
     out.binding = at.binding;
     out.isWritten = variable.isWritable;
+    out.isAtomic = variable.isAtomic;
     out.samplerState = variable.samplerState;
     out.argumentBuffer = variable.argumentBuffer;
     TypeRef element = variable.declared != nullptr ? variable.declared : variable.type;
@@ -87,7 +88,10 @@ Reflection reflect(const ir::Module& module, const Bindings& bindings) {
             case ir::Variable::Kind::output: out.outputs.push_back(stageVariable(*variable)); break;
             case ir::Variable::Kind::buffer:
             case ir::Variable::Kind::texture:
-            case ir::Variable::Kind::sampler: out.bindings.push_back(binding(*variable, bindings.of(*variable))); break;
+            case ir::Variable::Kind::sampler:
+            case ir::Variable::Kind::attachment:
+                out.bindings.push_back(binding(*variable, bindings.of(*variable)));
+                break;
             case ir::Variable::Kind::threadgroup:
                 out.threadgroupArguments.push_back(threadgroupArgument(*variable));
                 break;

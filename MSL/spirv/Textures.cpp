@@ -44,10 +44,13 @@ Id ModuleWriter::imageType(const ir::Variable& variable) {
         asm_.capability(storage ? spv::Capability::ImageBuffer : spv::Capability::SampledBuffer);
     if (dim == spv::Dim::Cube && traits.isArray)
         asm_.capability(storage ? spv::Capability::ImageCubeArray : spv::Capability::SampledCubeArray);
+    const spv::ImageFormat format = !variable.isAtomic          ? spv::ImageFormat::Unknown
+                                    : isSigned(texture->scalar) ? spv::ImageFormat::R32i
+                                                                : spv::ImageFormat::R32ui;
     return asm_.internedType(spv::Op::OpTypeImage,
                              {scalarType(componentKind(texture)), static_cast<std::uint32_t>(dim),
                               traits.isDepth ? 1U : 0U, traits.isArray ? 1U : 0U, traits.isMultisample ? 1U : 0U,
-                              storage ? 2U : 1U, static_cast<std::uint32_t>(spv::ImageFormat::Unknown)});
+                              storage ? 2U : 1U, static_cast<std::uint32_t>(format)});
 }
 
 ModuleWriter::Global ModuleWriter::resourceGlobal(const ir::Variable& variable) {
@@ -70,20 +73,64 @@ ModuleWriter::Global ModuleWriter::resourceGlobal(const ir::Variable& variable) 
     return made;
 }
 
-// The texture or sampler itself, or element `index` of an array of them.
+// A pointer to the texture or sampler, or to element `index` of an array of them.
+Id ModuleWriter::texturePointer(const ir::Variable& variable, Id index, bool isConstantIndex) {
+    const bool isTexture = variable.kind == ir::Variable::Kind::texture;
+    const Id pointer = global(variable).id;
+    if (!variable.type->is(TypeKind::array)) return pointer;
+    if (!isConstantIndex)
+        asm_.capability(isTexture && isReachedAsMemory(elementOf(variable))
+                            ? spv::Capability::StorageImageArrayDynamicIndexing
+                            : spv::Capability::SampledImageArrayDynamicIndexing);
+    const Id type = isTexture ? imageType(variable) : asm_.internedType(spv::Op::OpTypeSampler, {});
+    return asm_.result(spv::Op::OpAccessChain, pointerType(spv::StorageClass::UniformConstant, type), {pointer, index});
+}
+
 Id ModuleWriter::loadResource(const ir::Variable& variable, Id index, bool isConstantIndex) {
     const bool isTexture = variable.kind == ir::Variable::Kind::texture;
     const Id type = isTexture ? imageType(variable) : asm_.internedType(spv::Op::OpTypeSampler, {});
-    Id pointer = global(variable).id;
-    if (variable.type->is(TypeKind::array)) {
-        if (!isConstantIndex)
-            asm_.capability(isTexture && isReachedAsMemory(elementOf(variable))
-                                ? spv::Capability::StorageImageArrayDynamicIndexing
-                                : spv::Capability::SampledImageArrayDynamicIndexing);
-        pointer = asm_.result(spv::Op::OpAccessChain, pointerType(spv::StorageClass::UniformConstant, type),
-                              {pointer, index});
+    return asm_.result(spv::Op::OpLoad, type, {texturePointer(variable, index, isConstantIndex)});
+}
+
+// Coordinates of that type with what rides along in them: the array index, the face.
+Id ModuleWriter::texelCoordinate(TypeRef type, Id coordinate, Id arrayIndex, Id face, bool isSampled) {
+    Id last = arrayIndex;
+    if (face != 0) {
+        if (last != 0) {
+            last = asm_.result(spv::Op::OpIMul, uintType(), {last, uintConstant(6)});
+            last = asm_.result(spv::Op::OpIAdd, uintType(), {last, face});
+        } else {
+            last = face;
+        }
     }
-    return asm_.result(spv::Op::OpLoad, type, {pointer});
+    if (last == 0) return coordinate;
+    if (isSampled) last = asm_.result(spv::Op::OpConvertUToF, floatType(), {last});
+    return asm_.result(spv::Op::OpCompositeConstruct,
+                       vectorType(isSampled ? ScalarKind::float_ : ScalarKind::uint, type->columns + 1),
+                       {coordinate, last});
+}
+
+Id ModuleWriter::attachmentType(const ir::Variable& variable) {
+    asm_.capability(spv::Capability::InputAttachment);
+    return asm_.internedType(spv::Op::OpTypeImage,
+                             {scalarType(variable.type->scalar), static_cast<std::uint32_t>(spv::Dim::SubpassData), 0,
+                              0, 0, 2, static_cast<std::uint32_t>(spv::ImageFormat::Unknown)});
+}
+
+ModuleWriter::Global ModuleWriter::attachmentGlobal(const ir::Variable& variable) {
+    Global made;
+    made.storage = spv::StorageClass::UniformConstant;
+    made.id = asm_.globalVariable(pointerType(made.storage, attachmentType(variable)), made.storage);
+    decorateBinding(made.id, variable);
+    asm_.decorate(made.id, spv::Decoration::InputAttachmentIndex, {variable.metalIndex});
+    return made;
+}
+
+// The coordinate counts from the fragment's own pixel.
+Id ModuleWriter::readAttachment(const ir::Variable& variable) {
+    const Id image = asm_.result(spv::Op::OpLoad, attachmentType(variable), {global(variable).id});
+    return asm_.result(spv::Op::OpImageRead, logicalType(variable.type),
+                       {image, intConstant(module_.types.vector(ScalarKind::int_, 2), 0)});
 }
 
 Id ModuleWriter::textureBuiltin(const ir::Instruction& instruction) {
@@ -123,25 +170,9 @@ Id ModuleWriter::textureBuiltin(const ir::Instruction& instruction) {
     }
     const Id image = loadResource(variable, index, isConstantIndex);
 
-    // Coordinates with what rides along in them: the array index, the face.
     const auto coordinate = [&](bool isSampled) {
-        const Id given = operand(TextureOperand::coordinate);
-        const TypeRef type = typeOf(TextureOperand::coordinate);
-        Id last = operand(TextureOperand::arrayIndex);
-        const Id face = operand(TextureOperand::face);
-        if (face != 0) {
-            if (last != 0) {
-                last = asm_.result(spv::Op::OpIMul, uintType(), {last, uintConstant(6)});
-                last = asm_.result(spv::Op::OpIAdd, uintType(), {last, face});
-            } else {
-                last = face;
-            }
-        }
-        if (last == 0) return given;
-        if (isSampled) last = asm_.result(spv::Op::OpConvertUToF, floatType(), {last});
-        return asm_.result(spv::Op::OpCompositeConstruct,
-                           vectorType(isSampled ? ScalarKind::float_ : ScalarKind::uint, type->columns + 1),
-                           {given, last});
+        return texelCoordinate(typeOf(TextureOperand::coordinate), operand(TextureOperand::coordinate),
+                               operand(TextureOperand::arrayIndex), operand(TextureOperand::face), isSampled);
     };
     Words extra; // image operands in the order of their bits, behind the mask
     std::uint32_t mask = 0;
@@ -212,7 +243,7 @@ Id ModuleWriter::textureBuiltin(const ir::Instruction& instruction) {
     }
     case BuiltinId::textureRead: {
         if (isReachedAsMemory(elementOf(variable))) {
-            asm_.capability(spv::Capability::StorageImageReadWithoutFormat);
+            if (!variable.isAtomic) asm_.capability(spv::Capability::StorageImageReadWithoutFormat);
             return texel(asm_.result(spv::Op::OpImageRead, logicalType(raw), {image, coordinate(false)}));
         }
         addOperand(0x2, TextureOperand::level);
@@ -220,7 +251,7 @@ Id ModuleWriter::textureBuiltin(const ir::Instruction& instruction) {
         return texel(asm_.result(spv::Op::OpImageFetch, logicalType(raw), withExtra({image, coordinate(false)})));
     }
     case BuiltinId::textureWrite: {
-        asm_.capability(spv::Capability::StorageImageWriteWithoutFormat);
+        if (!variable.isAtomic) asm_.capability(spv::Capability::StorageImageWriteWithoutFormat);
         const TypeRef given = typeOf(TextureOperand::texel);
         Id written = operand(TextureOperand::texel);
         if (given != raw) written = convert(given, raw, written);

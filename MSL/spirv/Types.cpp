@@ -319,6 +319,12 @@ void ModuleWriter::makeLocalSize() {
     }
 }
 
+Id ModuleWriter::sampleCount() {
+    const std::uint32_t one = 1;
+    if (sampleCount_ == 0) sampleCount_ = asm_.specializationConstant(uintType(), {&one, 1}, sampleCountId);
+    return sampleCount_;
+}
+
 Id ModuleWriter::workgroupSize() {
     if (workgroupSize_ == 0) {
         makeLocalSize();

@@ -76,6 +76,11 @@ void append(std::string& out, TypeRef type, unsigned depth) {
         out += '>';
         return;
     case TypeKind::sampler: out += "sampler"; return;
+    case TypeKind::interpolant:
+        out += "interpolant<";
+        append(out, type->element, depth + 1);
+        out += type->hasPerspective ? ", interpolation::perspective>" : ", interpolation::no_perspective>";
+        return;
     case TypeKind::atomic:
         out += "atomic_";
         out += scalarName(type->scalar);

@@ -18,7 +18,7 @@ std::uint64_t hashOf(const Type& type) {
     hash = combine(hash, (static_cast<std::uint64_t>(type.scalar) << 40) | (std::uint64_t{type.columns} << 32) |
                              (std::uint64_t{type.rows} << 24) | (static_cast<std::uint64_t>(type.space) << 16) |
                              (static_cast<std::uint64_t>(type.textureShape) << 8) |
-                             (static_cast<std::uint64_t>(type.textureAccess) << 4) |
+                             (static_cast<std::uint64_t>(type.textureAccess) << 4) | (type.hasPerspective ? 2U : 0U) |
                              static_cast<std::uint64_t>(type.pointeeConst));
     hash = combine(hash, pointerBits(type.element));
     hash = combine(hash, type.count);
@@ -28,8 +28,8 @@ std::uint64_t hashOf(const Type& type) {
 bool sameType(const Type& a, const Type& b) {
     return a.kind == b.kind && a.scalar == b.scalar && a.columns == b.columns && a.rows == b.rows &&
            a.space == b.space && a.pointeeConst == b.pointeeConst && a.textureShape == b.textureShape &&
-           a.textureAccess == b.textureAccess && a.element == b.element && a.count == b.count &&
-           a.parameter == b.parameter;
+           a.textureAccess == b.textureAccess && a.hasPerspective == b.hasPerspective && a.element == b.element &&
+           a.count == b.count && a.parameter == b.parameter;
 }
 
 } // namespace
@@ -135,6 +135,15 @@ TypeRef TypeTable::reference(TypeRef referee, AddressSpace space, bool refereeCo
     return intern(type);
 }
 
+TypeRef TypeTable::interpolant(TypeRef value, bool hasPerspective) {
+    Type type;
+    type.kind = TypeKind::interpolant;
+    type.element = value;
+    type.scalar = value->scalar;
+    type.hasPerspective = hasPerspective;
+    return intern(type);
+}
+
 TypeRef TypeTable::texture(TextureShape shape, ScalarKind component, TextureAccess access) {
     Type type;
     type.kind = TypeKind::texture;
@@ -207,6 +216,7 @@ Layout layoutOf(TypeRef type) {
     case TypeKind::enum_: return layoutOf(type->element);
     case TypeKind::pointer:
     case TypeKind::texture:
+    case TypeKind::interpolant:
     case TypeKind::sampler: return {8, 8};
     case TypeKind::reference: return layoutOf(type->element);
     case TypeKind::error:

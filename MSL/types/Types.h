@@ -60,18 +60,20 @@ enum class TypeKind : std::uint8_t {
     vector,       // scalar x count(2..4), aligned to its padded size
     packedVector, // packed_float3 ...: storage only; converts to and from vector
     matrix,       // columns x rows of half or float
-    array,        // element x count; count 0: as many as the buffer holds (pointer arguments, IR only)
+    array,        // element x count; count 0: as many as the buffer holds (pointer arguments,
+                  // IR only), or an array_ref
     struct_,      // struct, class, union
     enum_,
     pointer,
     reference,
     texture,
     sampler,
-    atomic,    // atomic_int, atomic_uint ...
-    overload,  // the name of a set of functions, before a call
-    dependent, // depends on a template parameter
-    auto_,     // to be deduced from the initialiser
-    lambda,    // struct-like closure; its record holds the captures
+    interpolant, // of an input of a fragment function, interpolated where it is asked for
+    atomic,      // atomic_int, atomic_uint ...
+    overload,    // the name of a set of functions, before a call
+    dependent,   // depends on a template parameter
+    auto_,       // to be deduced from the initialiser
+    lambda,      // struct-like closure; its record holds the captures
 };
 
 enum class TextureShape : std::uint8_t {
@@ -103,9 +105,11 @@ struct Type {
     std::uint8_t rows = 1;                     // matrix: rows
     AddressSpace space = AddressSpace::thread; // pointer, reference: where the pointee lies
     bool pointeeConst = false;                 // pointer, reference
+    bool hasPerspective = true;                // interpolant
     TextureShape textureShape = TextureShape::texture2d;
     TextureAccess textureAccess = TextureAccess::sample;
-    const Type* element = nullptr;  // vector, packedVector, matrix (its column type), array, pointer, reference
+    const Type* element = nullptr;  // vector, packedVector, matrix (its column type), array, pointer, reference,
+                                    // interpolant
     std::uint64_t count = 0;        // array
     const Record* record = nullptr; // struct_, lambda
     std::string_view name;          // struct_, enum_, dependent: as typeName prints it; empty: has none
@@ -170,6 +174,7 @@ class TypeTable {
     TypeRef array(TypeRef element, std::uint64_t count);
     TypeRef pointer(TypeRef pointee, AddressSpace space, bool pointeeConst);
     TypeRef reference(TypeRef referee, AddressSpace space, bool refereeConst);
+    TypeRef interpolant(TypeRef value, bool hasPerspective); // value: a floating scalar or vector
     TypeRef texture(TextureShape shape, ScalarKind component, TextureAccess access);
     TypeRef atomic(ScalarKind kind) const { return atomics_[static_cast<unsigned>(kind)]; }
     // One per declaration; lambda closures too. The record is made with it, and filled when the members are known.

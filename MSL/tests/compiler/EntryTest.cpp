@@ -3,8 +3,11 @@
 #include "MSL/Compiler.h"
 #include "MSL/tests/compiler/Validated.h"
 
+#include <algorithm>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <string>
+#include <vector>
 
 namespace msl {
 namespace {
@@ -186,6 +189,30 @@ kernel void k(threadgroup float4* t, threadgroup uint& n, device float* o, uint2
     }
 }
 
+// Every attachment that is read is one binding, however many parameters and members ask for it.
+TEST(EntryPoints, ColourAttachmentsThatAreReadAreInputAttachments) {
+    const auto compiled = compile(head + R"(
+struct Kept { half4 a [[color(0), raster_order_group(0)]]; uint2 n [[color(2)]]; };
+struct In { float4 p [[position]]; float2 uv; float b [[color(1)]]; };
+fragment half4 f(In in [[stage_in]], Kept k, float4 again [[color(0)]], short unused [[color(3)]]) {
+    return k.a * half(k.n.x) + half4(again) * half(in.b + in.uv.x);
+})");
+    ASSERT_TRUE(compiled) << compiled.error().text;
+    EXPECT_EQ(problems(compiled->spirv), "");
+    const EntryPoint* entry = compiled->reflection.entryPoint("f");
+    ASSERT_NE(entry, nullptr);
+    std::vector<std::string> found;
+    for (const Binding& binding : entry->bindings) {
+        EXPECT_EQ(binding.kind, BindingKind::inputAttachment);
+        EXPECT_EQ(binding.set, 1U);
+        EXPECT_EQ(binding.binding, inputAttachmentBindingBase + binding.metalIndex);
+        found.push_back(std::to_string(binding.metalIndex) + " " + binding.typeName);
+    }
+    std::ranges::sort(found);
+    EXPECT_EQ(found, (std::vector<std::string>{"0 float4", "1 float4", "2 uint4"}));
+    EXPECT_EQ(entry->inputs.size(), 1U) << "attachments have no location";
+}
+
 TEST(EntryPoints, WhatCannotBeIsRefusedByName) {
     struct {
         const char* source;
@@ -198,10 +225,14 @@ TEST(EntryPoints, WhatCannotBeIsRefusedByName) {
          "'barycentric_coord' is not supported here"},
         {"struct S { float4 c [[color(0)]]; uint s [[stencil]]; }; fragment S f() { return {float4(1), 2}; }",
          "'stencil' is not supported here"},
-        {"fragment float4 f(float4 c [[color(0)]]) { return c; }",
-         "reading the colour attachment is not supported here"},
-        {"struct I { float4 c [[color(0)]]; }; fragment float4 f(I i [[stage_in]]) { return i.c; }",
-         "reading the colour attachment is not supported here"},
+        {"fragment float4 f(float4 c [[color(0)]], uint4 d [[color(0)]]) { return c + float4(d); }",
+         "the colour attachment 0 is read as 'float4' already"},
+        {"fragment float4 f(float4x4 c [[color(0)]]) { return c[0]; }",
+         "type 'float4x4' is not valid for attribute 'color'"},
+        {"struct I { interpolant<float2, interpolation::perspective> u; }; kernel void k(device I* i) {}",
+         "a member of type 'interpolant<float2, interpolation::perspective>' in an argument buffer is not supported"},
+        {"kernel void k(device float2* o) { o[0] = get_sample_position(0); }",
+         "'get_sample_position' can be used in fragment functions only"},
         {"struct P { float4 p; }; [[patch(triangle, 3)]] vertex float4 v(device P* p [[buffer(0)]]) { return p[0].p; }",
          "'patch' is not supported here"},
         {"struct I { float3 p [[attribute(0)]]; }; kernel void k(I i [[stage_in]]) {}",

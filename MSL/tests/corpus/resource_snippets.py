@@ -200,6 +200,25 @@ uint2 texelCoord(uint tc)
     _126b.write(_126v * half(2.0), uint2(idx));
 """, params=["texture2d<half, access::read> _126 [[texture($T)]]", "texture2d<half, access::write> _126b [[texture($T)]]"], stages=KERNEL),
 
+    S("image_atomics", """
+    uint _128v = _128.atomic_fetch_add(uint2(int2(num)), 1u).x;
+    _128v += _128.atomic_fetch_max(uint2(idx, 0u), idx).x + _128b.atomic_fetch_or(uint3(idx), 3u).x;
+    int4 _128w = int4(num);
+    _128v += uint(_128c.atomic_compare_exchange_weak(idx, &_128w, int4(2)));
+    _128.atomic_store(uint4(_128v), uint2(1u));
+    acc.x += float(_128v) + float(_128.atomic_load(uint2(1u)).x);
+""", params=["texture2d<uint, access::read_write> _128 [[texture($T)]]", "texture3d<uint, access::read_write> _128b [[texture($T)]]",
+             "texture_buffer<int, access::read_write> _128c [[texture($T)]]"], stages=KERNEL),
+    S("chosen_texture", """
+    texture2d<float> _129 = (num > 3) ? _129a : _129b;
+    for (uint _129i = 0; _129i < 2; _129i++)
+    {
+        acc += _129.sample(_129Smplr, uv, level(float(_129i)));
+    }
+    acc += _129c.read(uint2(idx & 3u), uint(num) % 6u);
+""", params=["texture2d<float> _129a [[texture($T)]]", "texture2d<float> _129b [[texture($T)]]", "texturecube<float> _129c [[texture($T)]]",
+             "sampler _129Smplr [[sampler($S)]]"]),
+
     # ------------------------------------------------------------------------------------------ atomics
     S("buffer_atomics", """
     uint _130v = atomic_fetch_add_explicit((device atomic_uint*)&_130.count, 1u, memory_order_relaxed);
@@ -418,6 +437,14 @@ void clipAt(thread const float& v)
 """, stages=FRAGMENT, needs=["wrapped_array"],
       fields_in=["float4 _165_0 [[user(locn$L)]];", "float4 _165_1 [[user(locn$L)]];", "float4 _165_2 [[user(locn$L)]];",
                  "float2 _165m_0 [[user(locn$L)]];", "float2 _165m_1 [[user(locn$L)]];", "float2 _165m_2 [[user(locn$L)]];"]),
+    S("interpolants", """
+    acc += in._166.interpolate_at_center() + in._166.interpolate_at_centroid() + in._166.interpolate_at_sample(uint(num));
+    acc.xy += in._166b.interpolate_at_offset((float2(0.25) + 0.4375)) + get_sample_position(get_num_samples() - 1u);
+""", stages=FRAGMENT, fields_in=["interpolant<float4, interpolation::perspective> _166 [[user(locn$L)]];",
+                                 "interpolant<float2, interpolation::no_perspective> _166b [[user(locn$L)]];"]),
+    S("attachments_in", """
+    acc += _167 * float(_167b);
+""", params=["float4 _167 [[color(0)]]", "half _167b [[color(1), raster_order_group(0)]]"], stages=FRAGMENT),
     S("early_tests", """
     acc.x += 0.5;
 """, stages=FRAGMENT, excludes=["depth_any", "depth_less"]),

@@ -477,6 +477,11 @@ TEST(Constants, AreComputed) {
         "swapped(int2(1, 2)).x == 2",
         "summed() == 9",
         "nested(200) == 200",
+        "all(numeric_limits<int3>::max() == int3(2147483647))",
+        "numeric_limits<uint>::digits == 32 && numeric_limits<int>::digits == 31 && numeric_limits<half>::digits == 11",
+        "numeric_limits<char>::digits10 == 2 && numeric_limits<ulong>::digits10 == 19",
+        "numeric_limits<float>::max_exponent == 128 && metal::numeric_limits<float>::is_iec559",
+        "!numeric_limits<uchar>::is_signed && numeric_limits<half>::has_infinity && !numeric_limits<bool>::is_modulo",
     };
     std::string text(prelude);
     text += "constexpr int fact(int n) { return n <= 1 ? 1 : n * fact(n - 1); }\n"
