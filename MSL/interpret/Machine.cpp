@@ -282,10 +282,12 @@ bool Machine::object(Thread& thread, const Instruction& instruction, const Varia
         out.numbers = &thread.variables[variable.id];
         if (out.numbers->empty()) fill(variable.type, launch_.undefinedBits, *out.numbers);
         return true;
+    case Variable::Kind::attachment:
     case Variable::Kind::texture:
     case Variable::Kind::sampler: break;
+    case Variable::Kind::address: notSupported("the address " + name); return false;
     }
-    notSupported("the texture or sampler " + name);
+    notSupported("the texture, sampler or attachment " + name);
     return false;
 }
 
