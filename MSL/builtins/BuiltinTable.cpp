@@ -353,6 +353,10 @@ constexpr std::array<Family, static_cast<std::size_t>(Id::count_)> makeFamilies(
     for (const Id id : {Id::optionLevel, Id::optionBias, Id::optionGradient2d, Id::optionGradient3d,
                         Id::optionGradientCube, Id::optionMinLodClamp})
         set(id, Family::sampleOption);
+    for (const Id id :
+         {Id::interpolateAtCenter, Id::interpolateAtCentroid, Id::interpolateAtOffset, Id::interpolateAtSample})
+        set(id, Family::interpolant);
+    set(Id::arrayRefSize, Family::arrayRef);
     set(Id::functionConstantDefined, Family::functionConstant);
     return made;
 }

@@ -83,6 +83,8 @@ enum class BuiltinFamily : std::uint8_t {
     simdgroup, // the threads of a SIMD-group
     quadgroup, // the threads of a quad
     functionConstant,
+    interpolant, // methods of interpolants
+    arrayRef,    // methods of array_ref
 };
 
 // Functions of numbers alone.

@@ -22,6 +22,7 @@ Operand Lowering::callBuiltin(const Call& call) {
     case BuiltinFamily::barrier: return id == BuiltinId::atomicFence ? callAtomic(call) : callGroup(call);
     case BuiltinFamily::simdgroup:
     case BuiltinFamily::quadgroup: return callGroup(call);
+    case BuiltinFamily::interpolant: return callInterpolant(call);
     default: break;
     }
     switch (id) {
@@ -46,10 +47,6 @@ Operand Lowering::callBuiltin(const Call& call) {
             array.kind == Operand::Kind::resource ? array.resource->type->count : array.members.size();
         return plain(module_.constantInt(type, static_cast<std::int64_t>(count)));
     }
-    case BuiltinId::interpolateAtCenter:
-    case BuiltinId::interpolateAtCentroid:
-    case BuiltinId::interpolateAtOffset:
-    case BuiltinId::interpolateAtSample: return callInterpolant(call);
     case BuiltinId::sampleCount:
         needStage(StageNeed::fragment, builtinName(id), call.location);
         return plain(sampleCount());

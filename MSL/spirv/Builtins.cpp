@@ -125,9 +125,9 @@ Id ModuleWriter::builtin(const Instruction& instruction) {
     case BuiltinFamily::barrier: barrier(instruction); return 0;
     case BuiltinFamily::simdgroup:
     case BuiltinFamily::quadgroup: return group(instruction);
+    case BuiltinFamily::interpolant: return interpolate(instruction);
     default: break;
     }
-    if (id >= BuiltinId::interpolateAtCenter && id <= BuiltinId::interpolateAtSample) return interpolate(instruction);
     if (instruction.operands.empty() || instruction.result == nullptr)
         return fail("a built-in function without operands that the writer does not know");
     OperandList operands;
