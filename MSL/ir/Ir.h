@@ -14,10 +14,28 @@
 // runtime-sized array that a buffer pointer stands for. bool is a logical value; its byte in memory is a writer's
 // matter.
 //
-// Conventions that lowering keeps and writers may rely on: a value is never of packed or enumeration type (a
-// packed_float3 in memory is read and written as a float3); add, sub, mul, div, neg, convert and select never see a
-// matrix; a loop's condition is "if_(condition) {} else { break_ }" at the start of its body; a block behind which
-// nothing can run ends in unreachable; a union is its 32-bit words.
+// What a writer may rely on, and verify() checks:
+// - Values. A value is numeric, a struct, or an array of known length: never packed (a packed_float3 in memory is read
+//   and written as a float3), never an enumeration, a resource or undefined. It is made before it is used, in the same
+//   block or one around it.
+// - Operators. Operands have the types that Op names. add, sub, mul, div, neg, convert and select never see a matrix,
+//   ordering never a bool; shifts and bitNot take integers, logical operators bools.
+// - Built-in functions. A function of numbers has the operands of its row in the table of MSL/builtins, without those
+//   that the source passes for it to write: frexp gives the fraction or, as an int, the exponent. A scalar beside
+//   vectors stands for all components. simdBallot gives four words. An atomic has the place of its object (in a buffer
+//   or in threadgroup memory), the values, then the memory orders; a texture instruction the place of its texture, at
+//   most one sampler, and operands that each have a TextureOperand, no two the same.
+// - Memory. A place's steps lead to its type. Inputs, constant tables and buffers that are not isWritable are never
+//   stored to. After the index checks every index is inside of what it indexes whenever its instruction runs; an array
+//   of unknown length may be empty, and is not touched then.
+// - Control flow. Blocks are nested; a terminator ends its block, a block behind which nothing can run ends in
+//   unreachable, and every case of a switch ends in a terminator. A switch chooses by an integer, no two cases have the
+//   same value, and at most one is the default. Nothing returns out of a continuing block. A loop's condition is
+//   "if_(condition) {} else { break_ }" at the start of its body.
+// - Functions. A callee stands before its callers, so there is no recursion. Arguments have the types of parameters; a
+//   variable that is passed whole is the caller's own or its pointer parameter. An entry's function takes and returns
+//   nothing.
+// A union is its 32-bit words. A local without an initializer holds anything until its first store.
 //
 // Ownership: everything that a module refers to, types and names included, lives in its own arena; the text and the
 // tree that it was made from may go. Blocks are intrusive lists so that passes can insert.

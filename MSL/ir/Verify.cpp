@@ -1,4 +1,5 @@
 #include "MSL/ir/Ir.h"
+#include "MSL/ir/VerifyBuiltins.h"
 
 #include <algorithm>
 #include <vector>
@@ -95,13 +96,35 @@ class Verifier {
         if (fault_.empty() && block.last != previous) fail("the block's last instruction is not its last");
     }
 
+    static bool isValueType(TypeRef type) {
+        return type->isNumeric() || type->is(TypeKind::struct_) || (type->is(TypeKind::array) && type->count != 0);
+    }
+
     bool use(const Instruction& instruction, const Value* value) {
         if (value == nullptr) return fail(instruction, "an operand is missing");
         if ((value->kind == Value::Kind::parameter || value->kind == Value::Kind::result) && !isVisible_[value->id])
             return fail(instruction, "uses a value before or outside of where it is defined");
-        if (value->type->is(TypeKind::packedVector) || value->type->is(TypeKind::enum_))
-            return fail(instruction, "a value of type '" + typeName(value->type) + "'");
+        if (value->kind == Value::Kind::undefined) return fail(instruction, "uses an undefined value");
+        if (!isValueType(value->type)) return fail(instruction, "a value of type '" + typeName(value->type) + "'");
         return true;
+    }
+
+    static bool isWritable(const Variable& variable) {
+        switch (variable.kind) {
+        case Variable::Kind::local:
+        case Variable::Kind::pointerParameter:
+        case Variable::Kind::output:
+        case Variable::Kind::threadgroup: return true;
+        case Variable::Kind::buffer: return variable.isWritable;
+        default: return false;
+        }
+    }
+
+    static bool isOutside(const Step& step, TypeRef container) {
+        if (step.value != nullptr && !step.value->isConstant()) return false;
+        const std::int64_t index = step.value != nullptr ? Module::intValue(step.value) : step.number;
+        if (container->is(TypeKind::array) && container->count == 0) return index < 0;
+        return index < 0 || static_cast<std::uint64_t>(index) >= partCount(container);
     }
 
     bool checkPlace(const Instruction& instruction, const Place* place) {
@@ -120,6 +143,7 @@ class Verifier {
             if (!type->is(TypeKind::array) && !type->isVector() && !type->isMatrix() &&
                 !type->is(TypeKind::packedVector))
                 return fail(instruction, "an index step into '" + typeName(type) + "'");
+            if (step.isChecked && isOutside(step, type)) return fail(instruction, "a checked index that is outside");
             if (step.value != nullptr) {
                 use(instruction, step.value);
                 const bool isAddress = &step == place->steps.data() && place->root->kind == Variable::Kind::address;
@@ -158,8 +182,10 @@ class Verifier {
             if (checkPlace(in, in.place) && count(in, 0)) same(in, result, valueType(module_.types, in.place->type));
             break;
         case Op::store:
-            if (checkPlace(in, in.place) && count(in, 1))
-                same(in, in.operands[0]->type, valueType(module_.types, in.place->type));
+            if (checkPlace(in, in.place) && count(in, 1) &&
+                same(in, in.operands[0]->type, valueType(module_.types, in.place->type)) &&
+                !isWritable(*in.place->root))
+                fail(in, "'" + std::string(in.place->root->name) + "' is never written");
             break;
         case Op::add:
         case Op::sub:
@@ -174,13 +200,12 @@ class Verifier {
         case Op::logicalAnd:
         case Op::logicalOr:
             if (count(in, 2) && same(in, in.operands[0]->type, result)) same(in, in.operands[1]->type, result);
-            if (fault_.empty() && !result->isScalar() && !result->isVector())
-                fail(in, "of type '" + typeName(result) + "'");
+            if (fault_.empty()) family(in, result);
             break;
         case Op::neg:
         case Op::bitNot:
         case Op::logicalNot:
-            if (count(in, 1)) same(in, in.operands[0]->type, result);
+            if (count(in, 1) && same(in, in.operands[0]->type, result)) family(in, result);
             break;
         case Op::equal:
         case Op::notEqual:
@@ -188,13 +213,24 @@ class Verifier {
         case Op::lessEqual:
         case Op::greater:
         case Op::greaterEqual:
+            if (in.op >= Op::less && count(in, 2) && in.operands[0]->type->scalar == ScalarKind::bool_)
+                fail(in, "of bools");
             if (count(in, 2) && same(in, in.operands[0]->type, in.operands[1]->type) &&
                 (result->scalar != ScalarKind::bool_ || result->columns != in.operands[0]->type->columns))
                 fail(in, "gives '" + typeName(result) + "'");
             break;
+        case Op::matrixTimesMatrix:
+        case Op::matrixTimesVector:
+        case Op::vectorTimesMatrix:
+        case Op::matrixTimesScalar:
+        case Op::vectorTimesScalar:
+            if (count(in, 2)) product(in, in.operands[0]->type, in.operands[1]->type, result);
+            break;
         case Op::convert:
-            if (count(in, 1) && result->componentCount() != in.operands[0]->type->componentCount())
-                fail(in, "changes the shape");
+            if (count(in, 1) &&
+                (result->columns != in.operands[0]->type->columns || result->isMatrix() ||
+                 in.operands[0]->type->isMatrix() || !result->isNumeric() || !in.operands[0]->type->isNumeric()))
+                fail(in, "from '" + typeName(in.operands[0]->type) + "' to '" + typeName(result) + "'");
             break;
         case Op::bitcast:
             if (count(in, 1) && layoutOf(result).size != layoutOf(in.operands[0]->type).size &&
@@ -219,22 +255,29 @@ class Verifier {
             break;
         }
         case Op::extractDynamic:
-            if (count(in, 2) && !in.operands[0]->type->isVector())
+            if (!count(in, 2)) break;
+            if (!in.operands[0]->type->isVector())
                 fail(in, "indexes '" + typeName(in.operands[0]->type) + "'");
+            else if (!in.operands[1]->type->isScalar() || !in.operands[1]->type->isIntegerNumeric())
+                fail(in, "by '" + typeName(in.operands[1]->type) + "'");
+            else
+                same(in, result, module_.types.scalar(in.operands[0]->type->scalar));
             break;
         case Op::shuffle: {
             std::uint32_t width = 0;
             for (const Value* operand : in.operands)
                 width += operand->type->columns;
             if (in.operands.empty() || std::ranges::any_of(in.indices, [&](std::uint32_t i) { return i >= width; }) ||
-                result->columns != in.indices.size())
+                result->columns != in.indices.size() || result->scalar != in.operands[0]->type->scalar)
                 fail(in, "chooses components that are not there");
             break;
         }
         case Op::select:
             if (count(in, 3) && same(in, in.operands[1]->type, result) && same(in, in.operands[2]->type, result) &&
-                in.operands[0]->type->scalar != ScalarKind::bool_)
+                !in.operands[0]->type->isBool() &&
+                (!result->isVector() || in.operands[0]->type != module_.types.withScalar(result, ScalarKind::bool_)))
                 fail(in, "chooses by '" + typeName(in.operands[0]->type) + "'");
+            if (fault_.empty() && result->isMatrix()) fail(in, "of a matrix");
             break;
         case Op::call:
             if (in.callee == nullptr || std::ranges::find(known_, in.callee) == known_.end()) {
@@ -248,17 +291,29 @@ class Verifier {
             }
             for (std::size_t i = 0; i < in.operands.size(); ++i)
                 same(in, in.operands[i]->type, in.callee->parameters[i]->type);
+            if ((result == nullptr) != in.callee->returnType->is(TypeKind::void_))
+                fail(in, "its result is not its function's");
+            else if (result != nullptr)
+                same(in, result, in.callee->returnType);
             for (std::size_t i = 0; i < in.variables.size(); ++i) {
                 same(in, in.variables[i]->type, in.callee->pointerParameters[i]->type);
+                const Variable::Kind kind = in.variables[i]->kind;
+                if (kind != Variable::Kind::local && kind != Variable::Kind::pointerParameter)
+                    fail(in, "passes '" + std::string(in.variables[i]->name) + "', which is no thread's variable");
                 if (!isReachable_[in.variables[i]->id]) fail(in, "passes a variable of another function");
             }
             break;
         case Op::builtin:
-            if (in.place != nullptr) checkPlace(in, in.place);
+            if (in.place == nullptr || checkPlace(in, in.place)) {
+                const std::string fault = builtinFault(module_, in);
+                if (!fault.empty()) fail(in, fault);
+            }
             break;
         case Op::arrayLength:
             if (checkPlace(in, in.place) && (!in.place->type->is(TypeKind::array) || in.place->type->count != 0))
                 fail(in, "asks '" + typeName(in.place->type) + "' for its length");
+            else if (fault_.empty())
+                same(in, result, module_.types.uint());
             break;
         case Op::if_:
             if (count(in, 1) && !in.operands[0]->type->isBool())
@@ -272,12 +327,20 @@ class Verifier {
         case Op::loop: loop(in); break;
         case Op::switch_: {
             unsigned defaults = 0;
+            std::vector<std::int64_t> labels;
+            if (!count(in, 1) || !in.operands[0]->type->isScalar() || !in.operands[0]->type->isIntegerNumeric()) {
+                fail(in, "it does not choose by an integer");
+                return;
+            }
             for (const SwitchCase& one : in.cases) {
                 defaults += one.isDefault ? 1 : 0;
+                labels.insert(labels.end(), one.values.begin(), one.values.end());
                 if (!one.block->isTerminated()) fail(in, "a case runs on into the next");
                 block(*one.block, {.loop = inside.loop, .breakable = true});
             }
             if (defaults > 1) fail(in, "it has two defaults");
+            std::ranges::sort(labels);
+            if (std::ranges::adjacent_find(labels) != labels.end()) fail(in, "two cases of one value");
             break;
         }
         case Op::break_:
@@ -299,6 +362,47 @@ class Verifier {
         case Op::unreachable: terminator(in); break;
         default: break;
         }
+    }
+
+    // What an operator of numbers works on.
+    void family(const Instruction& in, TypeRef type) {
+        const bool isPlain = type->isScalar() || type->isVector();
+        const bool isBool = type->scalar == ScalarKind::bool_;
+        bool fits = isPlain;
+        switch (in.op) {
+        case Op::logicalAnd:
+        case Op::logicalOr:
+        case Op::logicalNot: fits = isPlain && isBool; break;
+        case Op::shl:
+        case Op::shr:
+        case Op::bitNot: fits = isPlain && isInteger(type->scalar) && !isBool; break;
+        case Op::bitAnd:
+        case Op::bitOr:
+        case Op::bitXor: fits = isPlain && isInteger(type->scalar); break;
+        default: fits = isPlain && !isBool; break;
+        }
+        if (!fits) fail(in, "of type '" + typeName(type) + "'");
+    }
+
+    void product(const Instruction& in, TypeRef left, TypeRef right, TypeRef result) {
+        bool fits = left->scalar == right->scalar && left->scalar == result->scalar && isFloating(result->scalar);
+        switch (in.op) {
+        case Op::matrixTimesMatrix:
+            fits = fits && left->isMatrix() && right->isMatrix() && result->isMatrix() &&
+                   left->columns == right->rows && result->columns == right->columns && result->rows == left->rows;
+            break;
+        case Op::matrixTimesVector:
+            fits = fits && left->isMatrix() && right->isVector() && result->isVector() &&
+                   left->columns == right->columns && result->columns == left->rows;
+            break;
+        case Op::vectorTimesMatrix:
+            fits = fits && left->isVector() && right->isMatrix() && result->isVector() &&
+                   left->columns == right->rows && result->columns == right->columns;
+            break;
+        case Op::matrixTimesScalar: fits = fits && left->isMatrix() && right->isScalar() && result == left; break;
+        default: fits = fits && left->isVector() && right->isScalar() && result == left; break;
+        }
+        if (!fits) fail(in, "'" + typeName(left) + "' by '" + typeName(right) + "' gives '" + typeName(result) + "'");
     }
 
     void terminator(const Instruction& in) {
