@@ -388,7 +388,7 @@ ir::Function* Lowering::instanceFor(FunctionDecl* function, std::span<const Acce
     removeUnused(made, numberStores, context.hasRepeats);
     if (context.setsPointers) {
         facts(function).setsPointers = true;
-        diagnostics_.rollBack(mark);
+        if (!isTooDeep_) diagnostics_.rollBack(mark); // that it is too much is final
         std::erase_if(instances_, [&](const auto& one) { return one.second == &instance; });
         return nullptr;
     }

@@ -316,6 +316,14 @@ TEST(Lower, DeepAndWideProgramsEndInAMessage) {
         wide += "void f" + std::to_string(i) + "(thread float& a, thread float& b) { float c = a; " + before +
                 "(a, c); " + before + "(b, a); " + before + "(c, c); }\n";
     }
+    // Functions that set a pointer of their caller are lowered into it, each twice as large as the one before.
+    std::string setters = "struct P { thread float* p; }; void f0(thread P& a, thread float* q) { a.p = q; }\n";
+    for (int i = 1; i < 30; ++i) {
+        const std::string before = "f" + std::to_string(i - 1) + "(a, q); ";
+        setters += "void f" + std::to_string(i) + "(thread P& a, thread float* q) { " + before + before + "}\n";
+    }
+    Lowered set(kernel(setters, "float y = 1; P a = {&x}; f29(a, &y); *a.p = 2;"));
+    EXPECT_NE(set.errors.find("the program is too large"), std::string::npos) << set.errors.substr(0, 300);
     Lowered many(kernel(wide, "float y = x; f39(x, y);"));
     EXPECT_EQ(many.errors, "");
     EXPECT_EQ(many.fault, "");
