@@ -11,7 +11,7 @@ namespace {
 using namespace glasshob::testing;
 
 // On both sides of what inline bytes and a uniform buffer hold, and many more.
-constexpr int counts[] = {4096, 4097, 16000};
+constexpr int counts[] = {4096, 4097, 10000};
 
 float valueOf(int number) {
     return float((number * 7919) % 65536) / 65536.0F;
