@@ -20,12 +20,16 @@ constexpr double limit = 3'000'000; // of one entry point, as counted on a busy 
 constexpr double instruction = 60;  // for each component
 constexpr double function = 1'500;  // sin, pow and their kin: a polynomial
 constexpr double texture = 3'000;
-constexpr double division = 500; // of integers
-constexpr double access = 1'500; // of memory at a place that differs from thread to thread, for each component
-constexpr double accessPair = 3; // what each of them adds to every other
+constexpr double division = 500;  // of integers
+constexpr double access = 1'500;  // of memory at a place that differs from thread to thread, for each component
+constexpr double accessPair = 3;  // what each of them adds to every other
+constexpr double smallArray = 16; // words
+constexpr double choice = 500;    // of an element of a small array, for each component
 constexpr double branch = 100;
 constexpr double loop = 800;
-constexpr double loopCube = 100;  // times the third power of their number, for those that are not unrolled
+// Times the third power of the number of loops that are not laid out turn by turn. Where a driver can count the turns
+// of none it is 30 times as much, but which ones it can count is its own secret.
+constexpr double loopCube = 3;
 constexpr double localWord = 340; // of arrays that are indexed at run time
 } // namespace weights
 
@@ -102,19 +106,27 @@ class Estimate {
         return true;
     }
 
-    // A driver counts the turns of a loop whose end is a small constant, and lays them out one behind the other.
-    static bool isUnrolled(const Instruction& loop) {
+    // How much of a loop is left in a driver. One with few turns by a constant is laid out turn by turn. One whose end
+    // is the caller's or the host's number often is, because the driver puts functions into their callers and the
+    // host's numbers into the code.
+    double loopsLeft(const Instruction& loop) {
         constexpr std::int64_t mostTurns = 32;
+        constexpr double oftenLaidOut = 0.3;
         for (const Instruction* at = loop.blocks[0]->first; at != nullptr; at = at->next) {
             if (at->op != Op::if_) continue;
             const Instruction* test = at->operands[0]->definition;
-            if (test == nullptr || test->op < Op::equal || test->op > Op::greaterEqual) return false;
-            return std::ranges::any_of(test->operands, [](const Value* bound) {
-                return bound->isConstant() && bound->type->isScalar() && !isFloating(bound->type->scalar) &&
-                       std::abs(ir::Module::intValue(bound)) <= mostTurns;
-            });
+            if (test == nullptr || test->op < Op::equal || test->op > Op::greaterEqual) return 1;
+            for (const Value* bound : test->operands) {
+                if (bound->isConstant()) {
+                    const bool isFew = bound->type->isScalar() && !isFloating(bound->type->scalar) &&
+                                       std::abs(ir::Module::intValue(bound)) <= mostTurns;
+                    return isFew ? 0 : 1;
+                }
+                if (bound->kind == Value::Kind::parameter || isUniform(bound)) return oftenLaidOut;
+            }
+            return 1;
         }
-        return false;
+        return 1;
     }
 
     static double components(TypeRef type) {
@@ -166,12 +178,14 @@ class Estimate {
         }
         switch (root.kind) {
         case Variable::Kind::buffer:
-            if (isUniformBuffer(root) && isUniformPlace) return {parts * weights::instruction, 0};
+            if (isUniformBuffer(root) && isUniformPlace) return {parts * weights::instruction / 2, 0};
             break;
         case Variable::Kind::local:
         case Variable::Kind::pointerParameter:
         case Variable::Kind::constantTable:
-            if (isConstantPlace) return {parts * weights::instruction, 0};
+            if (isConstantPlace) return {parts * weights::instruction / 4, 0}; // mostly no access in the end
+            // A driver keeps a small array in registers and chooses among them.
+            if (components(root.type) <= weights::smallArray) return {parts * weights::choice, 0};
             break;
         default:
             if (isConstantPlace) return {parts * weights::instruction, 0};
@@ -187,7 +201,7 @@ class Estimate {
         case Op::store: return accessTo(*instruction.place);
         case Op::call: return of(*instruction.callee);
         case Op::if_: return {weights::branch, 0};
-        case Op::loop: return {weights::loop, 0, isUnrolled(instruction) ? 0.0 : 1.0};
+        case Op::loop: return {weights::loop, 0, loopsLeft(instruction)};
         case Op::switch_: {
             double cases = 1;
             for (const ir::SwitchCase& item : instruction.cases)
@@ -247,7 +261,8 @@ class Estimate {
         Cost cost;
         if (function.locals == nullptr) return cost;
         for (const Variable* local : *function.locals)
-            if (const double words = components(local->type); words > 16) cost.time += words * weights::localWord;
+            if (const double words = components(local->type); words > weights::smallArray)
+                cost.time += words * weights::localWord;
         return cost;
     }
 

@@ -143,7 +143,7 @@ void Analyzer::layOut(StructDecl* decl) {
     Record& record = *decl->record;
     const LayoutRequest asked = layoutRequest(decl);
     record.isUnion = decl->isUnion;
-    record.fields = arena_.makeArray<Field>(decl->fields.size());
+    record.fields = types_.arena().makeArray<Field>(decl->fields.size()); // outlives the tree
     Field* out = record.fields.data();
     for (VarDecl* member : decl->fields) {
         // Each level of arrays and structs counts; an array's elements multiply what they hold.
@@ -179,7 +179,8 @@ void Analyzer::layOut(StructDecl* decl) {
         layout.alignment = memberAlignment(decl, static_cast<bool>(asked.packed), member, layout.alignment);
         alignment = std::max(alignment, layout.alignment);
         offset = decl->isUnion ? 0 : (offset + layout.alignment - 1) / layout.alignment * layout.alignment;
-        *out++ = {member->name != nullptr ? member->name->text : std::string_view(), member->type, offset};
+        *out++ = {member->name != nullptr ? types_.arena().copyText(member->name->text) : std::string_view(),
+                  member->type, offset};
         offset += layout.size;
         size = std::max(size, offset);
         if (size > maxObjectSize) {

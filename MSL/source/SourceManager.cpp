@@ -87,7 +87,10 @@ void SourceManager::addLineDirective(std::uint32_t directiveOffset, std::uint32_
     const LineDirective* before = directiveFor(directiveOffset);
     std::uint32_t index = before ? before->fileIndex : 0;
     const bool isUsers = directiveOffset >= userTextBegin_ && directiveOffset < userTextEnd_;
-    const std::uint32_t physical = physicalLine(next);
+    // Counted from the directive before when that is near: there may be very many.
+    const LineDirective* last = directives_.empty() ? nullptr : &directives_.back();
+    const bool isNear = last != nullptr && last->offset <= next && next - last->offset < blockSize;
+    const std::uint32_t physical = isNear ? last->physicalLine + countLineEnds(last->offset, next) : physicalLine(next);
     std::uint32_t shown = line;
     file = file.substr(0, longestName);
     if (isUsers) {

@@ -61,6 +61,19 @@ TEST(PipelineCost, LimitsWhatIsEmitted) {
                                        return all;
                                    }()),
          "program_source:[0-9]+:[0-9]+: error"},
+        {"twenty loops that nobody can count in advance",
+         kernel("float x = o[i];\nint m = int(x);\n" + numbered("for (int j = 0; j < m; ++j) x = x * x + $;\n", 20) +
+                "o[i] = x;"),
+         nullptr},
+        {"a hundred such loops",
+         kernel("float x = o[i];\nint m = int(x);\n" + numbered("for (int j = 0; j < m; ++j) x = x * x + $;\n", 100) +
+                "o[i] = x;"),
+         "program_source:[0-9]+:"},
+        {"eighty loops with the caller's number of turns",
+         kernel("float x = o[i];\n" + numbered("x += fbm(x, 5);\n", 80) + "o[i] = x;",
+                "float fbm(float x, int octaves) { float s = 0; for (int j = 0; j < octaves; ++j) s += fract(x * j); "
+                "return s; }\n"),
+         nullptr},
         {"an array of a thousand numbers", kernel("float a[1000]; a[n] = 1; a[i] = 2; o[i] = a[n * 2];"), nullptr},
         {"an array of sixteen thousand numbers", kernel("float a[16000]; a[n] = 1; a[i] = 2; o[i] = a[n * 2];"),
          "error"},
