@@ -114,7 +114,8 @@ class Verifier {
         case Variable::Kind::local:
         case Variable::Kind::pointerParameter:
         case Variable::Kind::output:
-        case Variable::Kind::threadgroup: return true;
+        case Variable::Kind::threadgroup:
+        case Variable::Kind::address: return true;
         case Variable::Kind::buffer: return variable.isWritable;
         default: return false;
         }

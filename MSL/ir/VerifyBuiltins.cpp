@@ -62,8 +62,8 @@ std::string numberFault(const Module& module, const Instruction& in, const Built
 std::string atomicFault(const Instruction& in) {
     if (in.place == nullptr) return "it has no place";
     const Variable::Kind kind = in.place->root->kind;
-    if (kind != Variable::Kind::buffer && kind != Variable::Kind::threadgroup)
-        return "its object is neither in a buffer nor in threadgroup memory";
+    if (kind != Variable::Kind::buffer && kind != Variable::Kind::threadgroup && kind != Variable::Kind::address)
+        return "its object is in memory of one thread";
     const TypeRef object = in.place->type;
     if (!object->is(TypeKind::atomic) && !isIntegerScalar(object)) return "its object is '" + typeName(object) + "'";
     const bool isLoad = in.builtinId == BuiltinId::atomicLoad;
@@ -90,7 +90,9 @@ std::string barrierFault(const Instruction& in) {
 
 std::string roleFault(const Instruction& in, TextureTraits shape, TextureOperand role, const Value& operand) {
     const TypeRef type = operand.type;
-    const bool isTexel = in.builtinId == BuiltinId::textureRead || in.builtinId == BuiltinId::textureWrite;
+    const bool isAtomic = in.builtinId >= BuiltinId::atomicLoad && in.builtinId < BuiltinId::atomicFence;
+    const bool isTexel = isAtomic || in.builtinId == BuiltinId::textureRead || in.builtinId == BuiltinId::textureWrite;
+    const bool isGather = in.builtinId == BuiltinId::textureGather || in.builtinId == BuiltinId::textureGatherCompare;
     const auto isFloat = [&] { return type->isScalar() && type->scalar == ScalarKind::float_; };
     switch (role) {
     case TextureOperand::coordinate: {
@@ -99,17 +101,22 @@ std::string roleFault(const Instruction& in, TextureTraits shape, TextureOperand
         return isKind && type->columns == dimensions && !type->isMatrix() ? "" : "a coordinate";
     }
     case TextureOperand::compare:
+        if (isAtomic) return isInteger32(type) ? "" : "what is expected";
+        [[fallthrough]];
     case TextureOperand::bias: return isFloat() ? "" : "a reference value or bias";
     case TextureOperand::level: return isFloat() || isInteger32(type) ? "" : "a level";
     case TextureOperand::gradientX:
     case TextureOperand::gradientY:
         return type->scalar == ScalarKind::float_ && type->columns == shape.sampleDimensions ? "" : "a gradient";
-    case TextureOperand::offset:
-        return operand.isConstant() && type->scalar == ScalarKind::int_ && type->columns == shape.offsetDimensions
+    case TextureOperand::offset: // a gather's may be computed
+        return (operand.isConstant() || isGather) && type->scalar == ScalarKind::int_ &&
+                       type->columns == shape.offsetDimensions
                    ? ""
                    : "an offset";
     case TextureOperand::component: return operand.isConstant() && isInteger32(type) ? "" : "a component";
-    case TextureOperand::texel: return type->isVector() && type->columns == 4 ? "" : "a texel";
+    case TextureOperand::texel:
+        if (isAtomic) return isInteger32(type) ? "" : "a texel";
+        return type->isVector() && type->columns == 4 ? "" : "a texel";
     case TextureOperand::arrayIndex:
     case TextureOperand::face:
     case TextureOperand::sample:
@@ -144,13 +151,18 @@ std::string textureFault(const Instruction& in) {
 std::string builtinFault(const Module& module, const Instruction& in) {
     const BuiltinId id = in.builtinId;
     std::string fault;
-    if (id >= BuiltinId::textureSample && id <= BuiltinId::textureFence) {
+    const bool isAtomic = id >= BuiltinId::atomicLoad && id < BuiltinId::atomicFence;
+    const bool isOnTexel = isAtomic && in.place != nullptr && in.place->root->kind == Variable::Kind::texture;
+    if ((id >= BuiltinId::textureSample && id <= BuiltinId::textureFence) || isOnTexel) {
         fault = textureFault(in);
-    } else if (id >= BuiltinId::atomicLoad && id < BuiltinId::atomicFence) {
+    } else if (isAtomic) {
         fault = atomicFault(in);
     } else if (id == BuiltinId::atomicFence || id == BuiltinId::threadgroupBarrier ||
                id == BuiltinId::simdgroupBarrier) {
         fault = barrierFault(in);
+    } else if (id >= BuiltinId::interpolateAtCenter && id <= BuiltinId::interpolateAtSample) {
+        const bool isInput = in.place != nullptr && in.place->root->kind == Variable::Kind::input;
+        fault = isInput ? countFault(in, 0, 1) : "its place is no input";
     } else if (in.place != nullptr || !in.variables.empty()) {
         fault = "it has a place or variables";
     } else if (const BuiltinFunction* row = findBuiltin(builtinName(id)); row != nullptr) {
