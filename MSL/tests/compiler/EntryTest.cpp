@@ -229,8 +229,9 @@ TEST(EntryPoints, WhatCannotBeIsRefusedByName) {
          "the colour attachment 0 is read as 'float4' already"},
         {"fragment float4 f(float4x4 c [[color(0)]]) { return c[0]; }",
          "type 'float4x4' is not valid for attribute 'color'"},
-        {"struct I { interpolant<float2, interpolation::perspective> u; }; kernel void k(device I* i) {}",
-         "a member of type 'interpolant<float2, interpolation::perspective>' in an argument buffer is not supported"},
+        {"struct I { texture2d<float> t; interpolant<float2, interpolation::perspective> u; };\nkernel void k(constant "
+         "I& i) {}",
+         "memory that is reached by its address is not allowed here"},
         {"kernel void k(device float2* o) { o[0] = get_sample_position(0); }",
          "'get_sample_position' can be used in fragment functions only"},
         {"struct P { float4 p; }; [[patch(triangle, 3)]] vertex float4 v(device P* p [[buffer(0)]]) { return p[0].p; }",
