@@ -30,17 +30,22 @@ std::span<Decl* const> MemberIndex::candidates(const StructDecl* decl, const Ide
 }
 
 void MemberIndex::fill(Table& table, std::span<Decl* const> members) {
-    std::vector<std::pair<const Identifier*, Decl*>> pairs;
-    pairs.reserve(members.size());
+    struct Named {
+        const Identifier* name;
+        std::size_t place; // in the order of the source
+        Decl* member;
+    };
+    std::vector<Named> found;
+    found.reserve(members.size());
     for (Decl* member : members)
         forEachName(member, [&](const Identifier* name) {
-            if (name != nullptr) pairs.emplace_back(name, member);
+            if (name != nullptr) found.push_back({name, found.size(), member});
         });
-    std::ranges::stable_sort(pairs, std::less<>(), [](const auto& pair) { return pair.first; });
+    std::ranges::sort(found, std::less<>(), [](const Named& one) { return std::pair(one.name, one.place); });
     table.of = members;
     table.names.clear();
     table.sorted.clear();
-    for (const auto& [name, member] : pairs) {
+    for (const auto& [name, place, member] : found) {
         table.names.push_back(name);
         table.sorted.push_back(member);
     }
