@@ -32,6 +32,7 @@ std::optional<CompiledLibrary> build(SourceManager& sources, Diagnostics& diagno
     const std::unique_ptr<ir::Module> module =
         translate(sources, diagnostics, limit, {.allowsAddresses = options.allowAddresses});
     if (module == nullptr) return {};
+    module->arena.countWith(&limit);
     const spirv::Bindings bindings(*module);
     Reflection reflection = spirv::reflect(*module, bindings);
 

@@ -64,6 +64,7 @@ std::unique_ptr<ir::Module> translate(SourceManager& sources, Diagnostics& diagn
     checkIndexes(*module);
     verifyAfter("the index checks", *module, diagnostics);
     if (tooMuchWork()) return nullptr;
+    module->arena.countWith(nullptr); // the module may outlive the limit
     return module;
 }
 

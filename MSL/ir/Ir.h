@@ -340,7 +340,7 @@ struct FunctionConstant {
 
 class Module {
   public:
-    // With a limit, which must outlive the module, its memory counts as work.
+    // With a limit its memory counts as work; Arena::countWith ends that before the limit goes.
     explicit Module(WorkLimit* limit = nullptr);
     Module(const Module&) = delete;
     Module& operator=(const Module&) = delete;

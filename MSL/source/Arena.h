@@ -26,6 +26,9 @@ class Arena {
     ~Arena() {
         if (limit_ != nullptr) limit_->giveBackBytes(reserved_);
     }
+
+    // Counts with this limit from now on, or with none; what was taken so far stays counted where it was.
+    void countWith(WorkLimit* limit) { limit_ = limit; }
     Arena(const Arena&) = delete;
     Arena& operator=(const Arena&) = delete;
 
