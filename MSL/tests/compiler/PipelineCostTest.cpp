@@ -65,8 +65,8 @@ TEST(PipelineCost, LimitsWhatIsEmitted) {
          kernel("float x = o[i];\nint m = int(x);\n" + numbered("for (int j = 0; j < m; ++j) x = x * x + $;\n", 20) +
                 "o[i] = x;"),
          nullptr},
-        {"a hundred such loops",
-         kernel("float x = o[i];\nint m = int(x);\n" + numbered("for (int j = 0; j < m; ++j) x = x * x + $;\n", 100) +
+        {"three hundred such loops",
+         kernel("float x = o[i];\nint m = int(x);\n" + numbered("for (int j = 0; j < m; ++j) x = x * x + $;\n", 300) +
                 "o[i] = x;"),
          "program_source:[0-9]+:"},
         {"eighty loops with the caller's number of turns",
