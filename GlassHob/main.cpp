@@ -4,10 +4,10 @@
 #include "GlassHob/model/AppModel.h"
 #include "GlassHob/model/EndRequests.h"
 #include "GlassHob/model/SingleInstance.h"
-#include "GlassHob/ui/AppIcon.h"
-#include "GlassHob/ui/DialogQuestions.h"
-#include "GlassHob/ui/MainWindow.h"
-#include "GlassHob/ui/Theme.h"
+#include "GlassHob/ui/controls/AppIcon.h"
+#include "GlassHob/ui/controls/DialogQuestions.h"
+#include "GlassHob/ui/controls/Theme.h"
+#include "GlassHob/ui/window/MainWindow.h"
 #include "GlassHobCore/Identity.h"
 
 #include <QApplication>

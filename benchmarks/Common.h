@@ -1,8 +1,8 @@
 // What the benchmarks share: the shaders in both languages, fresh constants, timing.
 #pragma once
 
-#include "GlassHobCore/ShaderAssembler.h"
-#include "GlassHobCore/ShaderFile.h"
+#include "GlassHobCore/files/ShaderFile.h"
+#include "GlassHobCore/shader/ShaderAssembler.h"
 
 #include <algorithm>
 #include <chrono>

@@ -7,11 +7,11 @@
 // every key marks the document as edited, keeps a copy of the text and puts off the compile.
 #include "GPU/Device.h"
 #include "GlassHob/model/AppModel.h"
-#include "GlassHob/ui/CodeEditor.h"
-#include "GlassHob/ui/DialogQuestions.h"
-#include "GlassHob/ui/Panes.h"
-#include "GlassHob/ui/Theme.h"
-#include "GlassHobCore/MSLSyntax.h"
+#include "GlassHob/ui/controls/DialogQuestions.h"
+#include "GlassHob/ui/controls/Theme.h"
+#include "GlassHob/ui/editor/CodeEditor.h"
+#include "GlassHob/ui/window/Panes.h"
+#include "GlassHobCore/code/MSLSyntax.h"
 #include "benchmarks/Common.h"
 #include "benchmarks/LongSource.h"
 

@@ -8,11 +8,11 @@
 // judged one is 600.
 #include "GPU/Device.h"
 #include "GPU/Texture.h"
-#include "GlassHobRender/FrameConverter.h"
-#include "GlassHobRender/FrameDrawer.h"
-#include "GlassHobRender/FrameExporter.h"
-#include "GlassHobRender/ShaderProgram.h"
-#include "GlassHobRender/VideoExporter.h"
+#include "GlassHobRender/export/FrameDrawer.h"
+#include "GlassHobRender/export/FrameExporter.h"
+#include "GlassHobRender/export/VideoExporter.h"
+#include "GlassHobRender/formats/FrameConverter.h"
+#include "GlassHobRender/program/ShaderProgram.h"
 #include "benchmarks/Common.h"
 
 extern "C" {

@@ -10,7 +10,7 @@
 #include "GPU/Device.h"
 #include "GPU/Encoders.h"
 #include "GPU/Texture.h"
-#include "GlassHobRender/ShaderProgram.h"
+#include "GlassHobRender/program/ShaderProgram.h"
 #include "benchmarks/BareVulkan.h"
 #include "benchmarks/Common.h"
 #include "benchmarks/Glsl.h"

@@ -11,8 +11,8 @@
 #include "GPU/Device.h"
 #include "GPU/Encoders.h"
 #include "GPU/Texture.h"
-#include "GlassHobRender/ShaderProgram.h"
-#include "GlassHobRender/ShaderRun.h"
+#include "GlassHobRender/program/ShaderProgram.h"
+#include "GlassHobRender/program/ShaderRun.h"
 #include "benchmarks/BareWork.h"
 #include "benchmarks/Common.h"
 

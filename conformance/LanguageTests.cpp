@@ -1,7 +1,7 @@
 // The language on the device: facts that a shader checks by itself, integers against the CPU, struct layout byte by
 // byte, and indexes that must not leave what they index.
-#include "GlassHobCore/ShaderFile.h"
-#include "GlassHobRender/StillRenderer.h"
+#include "GlassHobCore/files/ShaderFile.h"
+#include "GlassHobRender/output/StillRenderer.h"
 #include "GlassHobRender/tests/Kernels.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-#include "GlassHobRender/VideoExporter.h"
+#include "GlassHobRender/export/VideoExporter.h"
 #include "hob/Commands.h"
 #include "hob/ExportProgress.h"
 #include "hob/ExportRequest.h"

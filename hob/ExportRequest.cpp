@@ -1,9 +1,9 @@
 #include "hob/ExportRequest.h"
 
-#include "GlassHobCore/ExportLimits.h"
-#include "GlassHobCore/Numbers.h"
-#include "GlassHobRender/GifSink.h"
-#include "GlassHobRender/PngSink.h"
+#include "GlassHobCore/shader/ExportLimits.h"
+#include "GlassHobCore/text/Numbers.h"
+#include "GlassHobRender/formats/GifSink.h"
+#include "GlassHobRender/formats/PngSink.h"
 #include "hob/Values.h"
 
 #include <algorithm>

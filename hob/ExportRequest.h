@@ -2,8 +2,8 @@
 
 // What the command line asks of an export, read and checked before anything is made.
 
-#include "GlassHobCore/ExportPreset.h"
-#include "GlassHobRender/VideoExporter.h"
+#include "GlassHobCore/shader/ExportPreset.h"
+#include "GlassHobRender/export/VideoExporter.h"
 #include "hob/Arguments.h"
 
 #include <cstdint>

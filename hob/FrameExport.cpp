@@ -1,10 +1,10 @@
 #include "hob/FrameExport.h"
 
-#include "GlassHobRender/FrameExporter.h"
-#include "GlassHobRender/GifSink.h"
-#include "GlassHobRender/PngSink.h"
-#include "GlassHobRender/ShaderProgram.h"
-#include "GlassHobRender/Y4mSink.h"
+#include "GlassHobRender/export/FrameExporter.h"
+#include "GlassHobRender/formats/GifSink.h"
+#include "GlassHobRender/formats/PngSink.h"
+#include "GlassHobRender/formats/Y4mSink.h"
+#include "GlassHobRender/program/ShaderProgram.h"
 #include "hob/ExportProgress.h"
 #include "hob/Output.h"
 

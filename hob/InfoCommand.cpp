@@ -1,4 +1,4 @@
-#include "GlassHobCore/Numbers.h"
+#include "GlassHobCore/text/Numbers.h"
 #include "hob/Commands.h"
 #include "hob/Source.h"
 

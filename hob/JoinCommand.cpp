@@ -1,6 +1,6 @@
 #include "GPU/Device.h"
-#include "GlassHobRender/MovieJoiner.h"
-#include "GlassHobRender/ShaderProgram.h"
+#include "GlassHobRender/export/MovieJoiner.h"
+#include "GlassHobRender/program/ShaderProgram.h"
 #include "hob/Commands.h"
 #include "hob/ExportProgress.h"
 #include "hob/Output.h"

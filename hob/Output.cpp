@@ -1,6 +1,6 @@
 #include "hob/Output.h"
 
-#include "GlassHobCore/AtomicFile.h"
+#include "GlassHobCore/files/AtomicFile.h"
 
 #include <sys/stat.h>
 

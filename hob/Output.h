@@ -3,7 +3,7 @@
 // Where a command's file goes: a path, or standard output for "-". Asked before the work whether it can be written, so
 // that nobody waits for a result that cannot be kept. A file is replaced whole or not at all.
 
-#include "GlassHobCore/PartialFile.h"
+#include "GlassHobCore/files/PartialFile.h"
 #include "hob/Console.h"
 
 #include <optional>

@@ -1,9 +1,9 @@
 #include "hob/Source.h"
 
 #include "GPU/Device.h"
-#include "GlassHobCore/Lines.h"
-#include "GlassHobCore/ShaderFile.h"
-#include "GlassHobRender/ShaderProgram.h"
+#include "GlassHobCore/files/ShaderFile.h"
+#include "GlassHobCore/text/Lines.h"
+#include "GlassHobRender/program/ShaderProgram.h"
 
 #include <algorithm>
 #include <unistd.h>

@@ -4,7 +4,7 @@
 // compiler, or compiled for the device. Everything that can be wrong with it is told on the console here, in the same
 // words for every command.
 
-#include "GlassHobRender/ShaderCompiler.h"
+#include "GlassHobRender/program/ShaderCompiler.h"
 #include "hob/Arguments.h"
 #include "hob/Console.h"
 #include "hob/Values.h"

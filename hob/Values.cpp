@@ -1,6 +1,6 @@
 #include "hob/Values.h"
 
-#include "GlassHobCore/Numbers.h"
+#include "GlassHobCore/text/Numbers.h"
 
 #include <algorithm>
 #include <cmath>

@@ -3,7 +3,7 @@
 // Reads the values of options. Numbers are read alike under every locale. Each reader gives the value or one sentence
 // that names the option. Pure.
 
-#include "GlassHobCore/Params.h"
+#include "GlassHobCore/shader/Params.h"
 
 #include <cstdint>
 #include <expected>

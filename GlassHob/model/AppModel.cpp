@@ -3,9 +3,9 @@
 #include "GPU/Device.h"
 #include "GlassHob/model/RetiredDevice.h"
 #include "GlassHob/model/StillSaver.h"
-#include "GlassHobCore/FileWatcher.h"
-#include "GlassHobRender/ShaderCompiler.h"
-#include "GlassHobRender/ShaderProgram.h"
+#include "GlassHobCore/files/FileWatcher.h"
+#include "GlassHobRender/program/ShaderCompiler.h"
+#include "GlassHobRender/program/ShaderProgram.h"
 
 #include <QFileInfo>
 #include <QStandardPaths>

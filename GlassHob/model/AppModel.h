@@ -14,7 +14,7 @@
 #include "GlassHob/model/PreviewClock.h"
 #include "GlassHob/model/Questions.h"
 #include "GlassHob/model/SliderBank.h"
-#include "GlassHobCore/Diagnostics.h"
+#include "GlassHobCore/code/Diagnostics.h"
 
 #include <QDateTime>
 #include <QObject>

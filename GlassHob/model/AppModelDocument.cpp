@@ -2,12 +2,12 @@
 // disk, and the edits that a crash has left behind.
 
 #include "GlassHob/model/AppModel.h"
-#include "GlassHobCore/AtomicFile.h"
-#include "GlassHobCore/FileWatcher.h"
 #include "GlassHobCore/Identity.h"
-#include "GlassHobCore/SampleShelf.h"
-#include "GlassHobCore/ShaderAssembler.h"
-#include "GlassHobCore/ShaderFile.h"
+#include "GlassHobCore/files/AtomicFile.h"
+#include "GlassHobCore/files/FileWatcher.h"
+#include "GlassHobCore/files/ShaderFile.h"
+#include "GlassHobCore/shader/SampleShelf.h"
+#include "GlassHobCore/shader/ShaderAssembler.h"
 
 #include <QDir>
 #include <QFile>

@@ -1,7 +1,7 @@
 #include "GlassHob/model/Drafts.h"
 
-#include "GlassHobCore/AtomicFile.h"
 #include "GlassHobCore/Identity.h"
+#include "GlassHobCore/files/AtomicFile.h"
 
 #include <QDir>
 #include <QFile>

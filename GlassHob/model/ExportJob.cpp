@@ -2,9 +2,9 @@
 
 #include "GPU/Device.h"
 #include "GlassHob/model/AppModel.h"
-#include "GlassHobCore/PartialFile.h"
-#include "GlassHobRender/ShaderProgram.h"
-#include "GlassHobRender/VideoExporter.h"
+#include "GlassHobCore/files/PartialFile.h"
+#include "GlassHobRender/export/VideoExporter.h"
+#include "GlassHobRender/program/ShaderProgram.h"
 
 #include <QCoreApplication>
 #include <QFile>

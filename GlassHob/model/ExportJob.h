@@ -7,8 +7,8 @@
 #pragma once
 
 #include "GlassHob/model/ExportPace.h"
-#include "GlassHobCore/ExportPreset.h"
-#include "GlassHobCore/Params.h"
+#include "GlassHobCore/shader/ExportPreset.h"
+#include "GlassHobCore/shader/Params.h"
 
 #include <QElapsedTimer>
 #include <QImage>

@@ -2,7 +2,7 @@
 // thread, except for the flag.
 #pragma once
 
-#include "GlassHobCore/ExportPreset.h"
+#include "GlassHobCore/shader/ExportPreset.h"
 
 #include <QString>
 

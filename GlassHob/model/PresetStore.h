@@ -6,7 +6,7 @@
 // beside it under another name, and where even that fails nothing is written.
 #pragma once
 
-#include "GlassHobCore/Params.h"
+#include "GlassHobCore/shader/Params.h"
 
 #include <QString>
 

@@ -2,7 +2,7 @@
 
 #include "GlassHob/model/AppModel.h"
 #include "GlassHob/model/Questions.h"
-#include "GlassHobRender/ShaderProgram.h"
+#include "GlassHobRender/program/ShaderProgram.h"
 
 #include <algorithm>
 

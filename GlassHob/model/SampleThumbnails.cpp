@@ -1,9 +1,9 @@
 #include "GlassHob/model/SampleThumbnails.h"
 
 #include "GPU/Device.h"
-#include "GlassHobCore/EpisodeMeta.h"
-#include "GlassHobRender/ShaderProgram.h"
-#include "GlassHobRender/StillRenderer.h"
+#include "GlassHobCore/shader/EpisodeMeta.h"
+#include "GlassHobRender/output/StillRenderer.h"
+#include "GlassHobRender/program/ShaderProgram.h"
 
 #include <QCryptographicHash>
 #include <QDir>

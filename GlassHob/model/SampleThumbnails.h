@@ -5,7 +5,7 @@
 // short). What cannot be drawn is left out.
 #pragma once
 
-#include "GlassHobCore/SampleShelf.h"
+#include "GlassHobCore/shader/SampleShelf.h"
 
 #include <QImage>
 #include <QObject>

@@ -2,7 +2,7 @@
 // each inside its range. A plain value; main thread.
 #pragma once
 
-#include "GlassHobCore/Params.h"
+#include "GlassHobCore/shader/Params.h"
 
 #include <string>
 #include <vector>

@@ -1,6 +1,6 @@
 #include "GlassHob/model/SoundFeed.h"
 
-#include "GlassHobRender/ShaderProgram.h"
+#include "GlassHobRender/program/ShaderProgram.h"
 
 #include <algorithm>
 #include <cmath>

@@ -10,7 +10,7 @@
 // waiting. What could not be rendered is silence.
 #pragma once
 
-#include "GlassHobCore/Params.h"
+#include "GlassHobCore/shader/Params.h"
 
 #include <cstdint>
 #include <memory>

@@ -2,8 +2,8 @@
 
 #include "GlassHob/model/AppModel.h"
 #include "GlassHob/model/SoundFeed.h"
-#include "GlassHobRender/AudioRenderer.h"
-#include "GlassHobRender/ShaderProgram.h"
+#include "GlassHobRender/output/AudioRenderer.h"
+#include "GlassHobRender/program/ShaderProgram.h"
 
 #include <QCoreApplication>
 #include <QPointer>

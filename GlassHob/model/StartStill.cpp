@@ -3,8 +3,8 @@
 #include "GPU/Device.h"
 #include "GPU/Texture.h"
 #include "GlassHob/model/AppModel.h"
-#include "GlassHobRender/FrameDrawer.h"
-#include "GlassHobRender/ShaderProgram.h"
+#include "GlassHobRender/export/FrameDrawer.h"
+#include "GlassHobRender/program/ShaderProgram.h"
 
 #include <QCoreApplication>
 #include <QPointer>

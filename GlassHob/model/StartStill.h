@@ -6,7 +6,7 @@
 #pragma once
 
 #include "GlassHob/model/Delay.h"
-#include "GlassHobCore/Params.h"
+#include "GlassHobCore/shader/Params.h"
 
 #include <QImage>
 #include <QObject>

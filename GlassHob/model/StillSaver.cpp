@@ -1,7 +1,7 @@
 #include "GlassHob/model/StillSaver.h"
 
-#include "GlassHobRender/ShaderProgram.h"
-#include "GlassHobRender/StillRenderer.h"
+#include "GlassHobRender/output/StillRenderer.h"
+#include "GlassHobRender/program/ShaderProgram.h"
 
 #include <QCoreApplication>
 #include <QFile>

@@ -2,7 +2,7 @@
 // there later, unless the context object is gone by then.
 #pragma once
 
-#include "GlassHobCore/Params.h"
+#include "GlassHobCore/shader/Params.h"
 
 #include <QString>
 

@@ -1,7 +1,7 @@
 #include "GlassHob/model/SampleThumbnails.h"
 #include "GlassHob/tests/ModelTestSupport.h"
-#include "GlassHobCore/FileWatcher.h"
-#include "GlassHobRender/ShaderProgram.h"
+#include "GlassHobCore/files/FileWatcher.h"
+#include "GlassHobRender/program/ShaderProgram.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
 // Completion, signatures and brackets in the editor, by the keys that a person presses.
-#include "GlassHob/ui/CodeAssistant.h"
-#include "GlassHob/ui/CodeEditor.h"
-#include "GlassHob/ui/CodeTip.h"
-#include "GlassHob/ui/CompletionPopup.h"
+#include "GlassHob/ui/editor/CodeAssistant.h"
+#include "GlassHob/ui/editor/CodeEditor.h"
+#include "GlassHob/ui/editor/CodeTip.h"
+#include "GlassHob/ui/editor/CompletionPopup.h"
 
 #include <gtest/gtest.h>
 

@@ -2,9 +2,9 @@
 
 #include "GPU/Testing.h"
 #include "GlassHob/tests/ShownWindow.h"
-#include "GlassHob/ui/Banner.h"
-#include "GlassHob/ui/Banners.h"
-#include "GlassHob/ui/CodeEditor.h"
+#include "GlassHob/ui/controls/Banner.h"
+#include "GlassHob/ui/editor/CodeEditor.h"
+#include "GlassHob/ui/window/Banners.h"
 #include "GlassHobCore/Identity.h"
 
 #include <QAction>

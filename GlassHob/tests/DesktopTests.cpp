@@ -4,9 +4,9 @@
 #include "GlassHob/model/RecentFiles.h"
 #include "GlassHob/model/SingleInstance.h"
 #include "GlassHob/tests/ShownWindow.h"
-#include "GlassHob/ui/AboutBox.h"
-#include "GlassHob/ui/RecentMenu.h"
-#include "GlassHob/ui/ShortcutList.h"
+#include "GlassHob/ui/window/AboutBox.h"
+#include "GlassHob/ui/window/RecentMenu.h"
+#include "GlassHob/ui/window/ShortcutList.h"
 
 #include <QAction>
 #include <QLabel>

@@ -7,8 +7,8 @@
 #include "GPU/Texture.h"
 #include "GlassHob/model/RetiredDevice.h"
 #include "GlassHob/tests/ModelTestSupport.h"
-#include "GlassHobCore/Uniforms.h"
-#include "GlassHobRender/ShaderProgram.h"
+#include "GlassHobCore/shader/Uniforms.h"
+#include "GlassHobRender/program/ShaderProgram.h"
 
 namespace glasshob {
 namespace {

@@ -2,7 +2,7 @@
 // elsewhere never runs unread.
 
 #include "GlassHob/tests/ModelTestSupport.h"
-#include "GlassHobRender/ShaderProgram.h"
+#include "GlassHobRender/program/ShaderProgram.h"
 
 #include <csignal>
 #include <sys/resource.h>

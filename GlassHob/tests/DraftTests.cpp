@@ -1,7 +1,7 @@
 // Unsaved edits outlive a crash, and nothing else does.
 
 #include "GlassHob/tests/ModelTestSupport.h"
-#include "GlassHobRender/ShaderProgram.h"
+#include "GlassHobRender/program/ShaderProgram.h"
 
 namespace glasshob {
 namespace {

@@ -1,9 +1,9 @@
 // Finding, replacing, going to a line and the commands on whole lines, through the widgets.
-#include "GlassHob/ui/CodeEditor.h"
-#include "GlassHob/ui/FindBar.h"
-#include "GlassHob/ui/GoToLineBar.h"
-#include "GlassHob/ui/LineCommands.h"
-#include "GlassHob/ui/SearchField.h"
+#include "GlassHob/ui/controls/SearchField.h"
+#include "GlassHob/ui/editor/CodeEditor.h"
+#include "GlassHob/ui/editor/FindBar.h"
+#include "GlassHob/ui/editor/GoToLineBar.h"
+#include "GlassHob/ui/editor/LineCommands.h"
 
 #include <gtest/gtest.h>
 

@@ -1,8 +1,8 @@
-#include "GlassHob/ui/CodeAssistant.h"
-#include "GlassHob/ui/CodeEditor.h"
-#include "GlassHob/ui/EditorText.h"
-#include "GlassHob/ui/MessageList.h"
-#include "GlassHob/ui/Theme.h"
+#include "GlassHob/ui/controls/Theme.h"
+#include "GlassHob/ui/editor/CodeAssistant.h"
+#include "GlassHob/ui/editor/CodeEditor.h"
+#include "GlassHob/ui/editor/EditorText.h"
+#include "GlassHob/ui/editor/MessageList.h"
 
 #include <gtest/gtest.h>
 

@@ -5,8 +5,8 @@
 #include "GlassHob/model/ExportPace.h"
 #include "GlassHob/model/StartStill.h"
 #include "GlassHob/tests/ModelTestSupport.h"
-#include "GlassHobRender/ExportError.h"
-#include "GlassHobRender/ShaderProgram.h"
+#include "GlassHobRender/export/ExportError.h"
+#include "GlassHobRender/program/ShaderProgram.h"
 
 #include <QFileInfo>
 

@@ -2,19 +2,19 @@
 // export runs, and the desktop's message. Movies are made by the tests.
 
 #include "GlassHob/tests/ShownWindow.h"
-#include "GlassHob/ui/CodeEditor.h"
-#include "GlassHob/ui/DesktopNotification.h"
-#include "GlassHob/ui/DialogParts.h"
-#include "GlassHob/ui/ExportActions.h"
-#include "GlassHob/ui/ExportForm.h"
-#include "GlassHob/ui/ExportOutcome.h"
-#include "GlassHob/ui/ExportProgress.h"
-#include "GlassHob/ui/ExportTexts.h"
-#include "GlassHob/ui/ExportWindow.h"
-#include "GlassHob/ui/Leaving.h"
-#include "GlassHob/ui/PresetCards.h"
-#include "GlassHob/ui/SearchField.h"
-#include "GlassHobRender/ExportError.h"
+#include "GlassHob/ui/controls/DesktopNotification.h"
+#include "GlassHob/ui/controls/DialogParts.h"
+#include "GlassHob/ui/controls/SearchField.h"
+#include "GlassHob/ui/editor/CodeEditor.h"
+#include "GlassHob/ui/export/ExportActions.h"
+#include "GlassHob/ui/export/ExportForm.h"
+#include "GlassHob/ui/export/ExportOutcome.h"
+#include "GlassHob/ui/export/ExportProgress.h"
+#include "GlassHob/ui/export/ExportTexts.h"
+#include "GlassHob/ui/export/ExportWindow.h"
+#include "GlassHob/ui/export/PresetCards.h"
+#include "GlassHob/ui/window/Leaving.h"
+#include "GlassHobRender/export/ExportError.h"
 
 #include <QCheckBox>
 #include <QClipboard>

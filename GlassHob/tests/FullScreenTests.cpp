@@ -2,13 +2,13 @@
 // and the pointer go, and that everything is where it was afterwards. And the picture on the clipboard.
 
 #include "GlassHob/tests/ShownWindow.h"
-#include "GlassHob/ui/CodeEditor.h"
-#include "GlassHob/ui/FullScreen.h"
-#include "GlassHob/ui/PictureActions.h"
-#include "GlassHob/ui/SliderBox.h"
-#include "GlassHob/ui/StatusLine.h"
-#include "GlassHob/ui/Toolbar.h"
-#include "GlassHob/ui/TransportBox.h"
+#include "GlassHob/ui/editor/CodeEditor.h"
+#include "GlassHob/ui/picture/PictureActions.h"
+#include "GlassHob/ui/picture/TransportBox.h"
+#include "GlassHob/ui/window/FullScreen.h"
+#include "GlassHob/ui/window/SliderBox.h"
+#include "GlassHob/ui/window/StatusLine.h"
+#include "GlassHob/ui/window/Toolbar.h"
 
 #include <QAction>
 #include <QClipboard>

@@ -2,13 +2,13 @@
 // screen reader is told.
 
 #include "GlassHob/tests/ShownWindow.h"
-#include "GlassHob/ui/CodeEditor.h"
-#include "GlassHob/ui/MessageList.h"
-#include "GlassHob/ui/ParameterRow.h"
-#include "GlassHob/ui/ParameterSlider.h"
-#include "GlassHob/ui/PresetActions.h"
-#include "GlassHob/ui/PresetColumn.h"
-#include "GlassHob/ui/SliderBox.h"
+#include "GlassHob/ui/editor/CodeEditor.h"
+#include "GlassHob/ui/editor/MessageList.h"
+#include "GlassHob/ui/sliders/ParameterRow.h"
+#include "GlassHob/ui/sliders/ParameterSlider.h"
+#include "GlassHob/ui/sliders/PresetActions.h"
+#include "GlassHob/ui/sliders/PresetColumn.h"
+#include "GlassHob/ui/window/SliderBox.h"
 
 #include <QAccessible>
 #include <QMenu>

@@ -3,9 +3,9 @@
 #pragma once
 
 #include "GlassHob/tests/ModelTestSupport.h"
-#include "GlassHob/ui/Inspector.h"
-#include "GlassHob/ui/MainWindow.h"
-#include "GlassHob/ui/Theme.h"
+#include "GlassHob/ui/controls/Theme.h"
+#include "GlassHob/ui/sliders/Inspector.h"
+#include "GlassHob/ui/window/MainWindow.h"
 
 #include <QApplication>
 #include <QTest>

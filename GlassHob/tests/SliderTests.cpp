@@ -1,5 +1,5 @@
-#include "GlassHob/ui/ParameterRow.h"
-#include "GlassHob/ui/ParameterSlider.h"
+#include "GlassHob/ui/sliders/ParameterRow.h"
+#include "GlassHob/ui/sliders/ParameterSlider.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
-#include "GlassHob/ui/Icons.h"
-#include "GlassHob/ui/ThemeTables.h"
+#include "GlassHob/ui/controls/Icons.h"
+#include "GlassHob/ui/controls/ThemeTables.h"
 
 #include <gtest/gtest.h>
 

@@ -2,10 +2,10 @@
 // ends the program.
 #include "GPU/Device.h"
 #include "GlassHob/model/AppModel.h"
-#include "GlassHob/ui/DialogQuestions.h"
-#include "GlassHob/ui/MainWindow.h"
-#include "GlassHob/ui/SliderBox.h"
-#include "GlassHob/ui/Theme.h"
+#include "GlassHob/ui/controls/DialogQuestions.h"
+#include "GlassHob/ui/controls/Theme.h"
+#include "GlassHob/ui/window/MainWindow.h"
+#include "GlassHob/ui/window/SliderBox.h"
 
 #include <gtest/gtest.h>
 

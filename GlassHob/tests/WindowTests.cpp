@@ -2,17 +2,17 @@
 
 #include "GPU/Device.h"
 #include "GlassHob/model/AppModel.h"
-#include "GlassHob/ui/CodeEditor.h"
-#include "GlassHob/ui/DialogQuestions.h"
-#include "GlassHob/ui/Inspector.h"
-#include "GlassHob/ui/MainWindow.h"
-#include "GlassHob/ui/MessageList.h"
-#include "GlassHob/ui/OverPicture.h"
-#include "GlassHob/ui/ParameterRow.h"
-#include "GlassHob/ui/ParameterSlider.h"
-#include "GlassHob/ui/SampleMenu.h"
-#include "GlassHob/ui/SliderBox.h"
-#include "GlassHob/ui/Theme.h"
+#include "GlassHob/ui/controls/DialogQuestions.h"
+#include "GlassHob/ui/controls/Theme.h"
+#include "GlassHob/ui/editor/CodeEditor.h"
+#include "GlassHob/ui/editor/MessageList.h"
+#include "GlassHob/ui/picture/OverPicture.h"
+#include "GlassHob/ui/sliders/Inspector.h"
+#include "GlassHob/ui/sliders/ParameterRow.h"
+#include "GlassHob/ui/sliders/ParameterSlider.h"
+#include "GlassHob/ui/window/MainWindow.h"
+#include "GlassHob/ui/window/SampleMenu.h"
+#include "GlassHob/ui/window/SliderBox.h"
 
 #include <gtest/gtest.h>
 

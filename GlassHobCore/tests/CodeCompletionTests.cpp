@@ -1,8 +1,8 @@
-#include "GlassHobCore/CodeCompletion.h"
-#include "GlassHobCore/EpisodeMeta.h"
-#include "GlassHobCore/ExpressionType.h"
-#include "GlassHobCore/LibraryNames.h"
-#include "GlassHobCore/Params.h"
+#include "GlassHobCore/code/CodeCompletion.h"
+#include "GlassHobCore/code/ExpressionType.h"
+#include "GlassHobCore/code/LibraryNames.h"
+#include "GlassHobCore/shader/EpisodeMeta.h"
+#include "GlassHobCore/shader/Params.h"
 #include "MSL/Compiler.h"
 #include "MSL/Language.h"
 

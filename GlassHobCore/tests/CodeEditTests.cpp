@@ -1,4 +1,4 @@
-#include "GlassHobCore/CodeEdit.h"
+#include "GlassHobCore/code/CodeEdit.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "GlassHobCore/Diagnostics.h"
+#include "GlassHobCore/code/Diagnostics.h"
 
 #include "MSL/Compiler.h"
 #include "MSL/tests/messages/Mistakes.h"

@@ -1,11 +1,11 @@
 // The directives are matched by hand for speed. Here each matcher runs beside the regular expression that says what it
 // must accept, over many lines put together from pieces that matter.
 
-#include "GlassHobCore/Diagnostics.h"
-#include "GlassHobCore/EpisodeMeta.h"
-#include "GlassHobCore/Numbers.h"
-#include "GlassHobCore/Params.h"
-#include "GlassHobCore/ShaderAssembler.h"
+#include "GlassHobCore/code/Diagnostics.h"
+#include "GlassHobCore/shader/EpisodeMeta.h"
+#include "GlassHobCore/shader/Params.h"
+#include "GlassHobCore/shader/ShaderAssembler.h"
+#include "GlassHobCore/text/Numbers.h"
 
 #include <QRegularExpression>
 #include <gtest/gtest.h>

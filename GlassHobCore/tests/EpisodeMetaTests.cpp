@@ -1,4 +1,4 @@
-#include "GlassHobCore/EpisodeMeta.h"
+#include "GlassHobCore/shader/EpisodeMeta.h"
 
 #include <gtest/gtest.h>
 

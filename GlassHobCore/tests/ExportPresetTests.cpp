@@ -1,4 +1,4 @@
-#include "GlassHobCore/ExportPreset.h"
+#include "GlassHobCore/shader/ExportPreset.h"
 
 #include <gtest/gtest.h>
 

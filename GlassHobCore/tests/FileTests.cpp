@@ -1,7 +1,7 @@
-#include "GlassHobCore/AtomicFile.h"
 #include "GlassHobCore/Identity.h"
-#include "GlassHobCore/PartialFile.h"
-#include "GlassHobCore/ShaderFile.h"
+#include "GlassHobCore/files/AtomicFile.h"
+#include "GlassHobCore/files/PartialFile.h"
+#include "GlassHobCore/files/ShaderFile.h"
 
 #include <QDir>
 #include <QFile>

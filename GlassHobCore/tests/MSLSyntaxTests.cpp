@@ -1,4 +1,4 @@
-#include "GlassHobCore/MSLSyntax.h"
+#include "GlassHobCore/code/MSLSyntax.h"
 
 #include <QString>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "GlassHobCore/Numbers.h"
+#include "GlassHobCore/text/Numbers.h"
 
 #include <QProcess>
 #include <QTemporaryDir>

@@ -1,4 +1,4 @@
-#include "GlassHobCore/Params.h"
+#include "GlassHobCore/shader/Params.h"
 
 #include <gtest/gtest.h>
 

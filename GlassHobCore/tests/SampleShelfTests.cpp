@@ -1,4 +1,4 @@
-#include "GlassHobCore/SampleShelf.h"
+#include "GlassHobCore/shader/SampleShelf.h"
 
 #include <gtest/gtest.h>
 

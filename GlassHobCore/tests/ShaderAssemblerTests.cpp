@@ -1,5 +1,5 @@
-#include "GlassHobCore/EpisodeMeta.h"
-#include "GlassHobCore/ShaderAssembler.h"
+#include "GlassHobCore/shader/EpisodeMeta.h"
+#include "GlassHobCore/shader/ShaderAssembler.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "GlassHobCore/SymbolIndex.h"
+#include "GlassHobCore/code/SymbolIndex.h"
 
 #include <gtest/gtest.h>
 

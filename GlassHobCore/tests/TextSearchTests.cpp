@@ -1,4 +1,4 @@
-#include "GlassHobCore/TextSearch.h"
+#include "GlassHobCore/code/TextSearch.h"
 
 #include <gtest/gtest.h>
 

@@ -1,5 +1,5 @@
 // Sound: chunks that join without a seam, and the bytes of a WAV file.
-#include "GlassHobRender/AudioRenderer.h"
+#include "GlassHobRender/output/AudioRenderer.h"
 #include "GlassHobRender/tests/Programs.h"
 
 #include <gmock/gmock.h>

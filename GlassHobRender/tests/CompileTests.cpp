@@ -1,6 +1,6 @@
 // What becomes of a text before a device sees it: texts that get in the way of the host's own, the sentences about what
 // is missing, and the notes behind messages.
-#include "GlassHobRender/ShaderCompiler.h"
+#include "GlassHobRender/program/ShaderCompiler.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,6 +1,6 @@
 // What can go wrong while a movie is written, stage by stage: one sentence, and no file.
 #include "GPU/Testing.h"
-#include "GlassHobRender/ExportFeed.h"
+#include "GlassHobRender/export/ExportFeed.h"
 #include "GlassHobRender/tests/ExportFixture.h"
 
 #include <csignal>

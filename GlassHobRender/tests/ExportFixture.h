@@ -2,7 +2,7 @@
 // into.
 #pragma once
 
-#include "GlassHobRender/VideoExporter.h"
+#include "GlassHobRender/export/VideoExporter.h"
 #include "GlassHobRender/tests/MovieReader.h"
 #include "GlassHobRender/tests/Programs.h"
 

@@ -1,6 +1,6 @@
 // Whole movies: written by the exporter, taken apart by the demuxer, and compared with what was asked for.
 #include "GPU/Texture.h"
-#include "GlassHobRender/FrameConverter.h"
+#include "GlassHobRender/formats/FrameConverter.h"
 #include "GlassHobRender/tests/ExportFixture.h"
 
 #include <algorithm>

@@ -1,11 +1,11 @@
 // Frames as GIF, as numbered PNG files and as raw frames: taken apart again and compared with stills of the same
 // moments.
-#include "GlassHobRender/FrameConverter.h"
-#include "GlassHobRender/FrameExporter.h"
-#include "GlassHobRender/GifSink.h"
-#include "GlassHobRender/PngSink.h"
-#include "GlassHobRender/StillRenderer.h"
-#include "GlassHobRender/Y4mSink.h"
+#include "GlassHobRender/export/FrameExporter.h"
+#include "GlassHobRender/formats/FrameConverter.h"
+#include "GlassHobRender/formats/GifSink.h"
+#include "GlassHobRender/formats/PngSink.h"
+#include "GlassHobRender/formats/Y4mSink.h"
+#include "GlassHobRender/output/StillRenderer.h"
 #include "GlassHobRender/tests/ExportFixture.h"
 
 #include <gmock/gmock.h>

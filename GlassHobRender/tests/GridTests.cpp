@@ -1,6 +1,6 @@
 // Grid shaders: known pixels with and without a background, edges of four samples, and what hides what.
 #include "GPU/Testing.h"
-#include "GlassHobRender/StillRenderer.h"
+#include "GlassHobRender/output/StillRenderer.h"
 #include "GlassHobRender/tests/Simulations.h"
 
 #include <gmock/gmock.h>

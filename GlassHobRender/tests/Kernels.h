@@ -7,7 +7,7 @@
 #include "GPU/CommandQueue.h"
 #include "GPU/Encoders.h"
 #include "GPU/Pipeline.h"
-#include "GlassHobRender/LibraryFromMSL.h"
+#include "GlassHobRender/program/LibraryFromMSL.h"
 #include "GlassHobRender/tests/Programs.h"
 
 #include <cstring>

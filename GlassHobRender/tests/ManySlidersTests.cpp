@@ -1,6 +1,6 @@
 // Any number of sliders: every value reaches every function of every kind.
-#include "GlassHobRender/AudioRenderer.h"
-#include "GlassHobRender/StillRenderer.h"
+#include "GlassHobRender/output/AudioRenderer.h"
+#include "GlassHobRender/output/StillRenderer.h"
 #include "GlassHobRender/tests/Simulations.h"
 
 #include <cstring>

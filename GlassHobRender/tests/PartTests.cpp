@@ -1,7 +1,7 @@
 // Parts of a movie: each frame as the whole's, and the whole made of parts again.
 #include "GPU/Texture.h"
-#include "GlassHobRender/FrameDrawer.h"
-#include "GlassHobRender/MovieJoiner.h"
+#include "GlassHobRender/export/FrameDrawer.h"
+#include "GlassHobRender/export/MovieJoiner.h"
 #include "GlassHobRender/tests/ExportFixture.h"
 
 #include <cstring>

@@ -1,6 +1,6 @@
 // Particle shaders: the state after N steps against a calculation here, replays, limits and failures.
 #include "GPU/Testing.h"
-#include "GlassHobRender/StillRenderer.h"
+#include "GlassHobRender/output/StillRenderer.h"
 #include "GlassHobRender/tests/Simulations.h"
 
 #include <gmock/gmock.h>

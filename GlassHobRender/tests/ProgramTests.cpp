@@ -1,7 +1,7 @@
 // Compiling: what a program holds, and what its errors say.
 #include "GPU/Testing.h"
-#include "GlassHobRender/ShaderCompiler.h"
-#include "GlassHobRender/ShaderRun.h"
+#include "GlassHobRender/program/ShaderCompiler.h"
+#include "GlassHobRender/program/ShaderRun.h"
 #include "GlassHobRender/tests/Programs.h"
 
 #include <gmock/gmock.h>

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "GPU/Device.h"
-#include "GlassHobRender/ShaderProgram.h"
+#include "GlassHobRender/program/ShaderProgram.h"
 
 #include <gtest/gtest.h>
 

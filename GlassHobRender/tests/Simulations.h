@@ -1,7 +1,7 @@
 // What the tests of particles and grids share: a look into what only the GPU sees, and frames of a run.
 #pragma once
 
-#include "GlassHobRender/ShaderRun.h"
+#include "GlassHobRender/program/ShaderRun.h"
 #include "GlassHobRender/tests/Pixels.h"
 
 namespace glasshob::testing {

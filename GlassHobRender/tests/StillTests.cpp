@@ -1,5 +1,5 @@
 // Stills: the uniforms that a shader sees, the exact colours, and the file.
-#include "GlassHobRender/StillRenderer.h"
+#include "GlassHobRender/output/StillRenderer.h"
 #include "GlassHobRender/tests/Programs.h"
 
 #include <gmock/gmock.h>

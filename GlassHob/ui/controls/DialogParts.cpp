@@ -1,0 +1,96 @@
+#include "GlassHob/ui/controls/DialogParts.h"
+
+#include "GlassHob/ui/controls/Fonts.h"
+#include "GlassHob/ui/controls/Theme.h"
+
+#include <QAccessible>
+#include <QFontInfo>
+#include <QHBoxLayout>
+#include <QPainter>
+#include <QTextLayout>
+
+#include <cmath>
+
+namespace glasshob {
+
+namespace {
+
+constexpr int footerHeight = 65;
+constexpr int signSide = 16;
+constexpr int signGap = 6;
+
+// The lines of a text: broken between words, and within one that is longer than a line, such as a path.
+void breakLines(QTextLayout& layout, int width, int lineHeight) {
+    QTextOption option;
+    option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
+    layout.setTextOption(option);
+    layout.beginLayout();
+    for (int top = 0;; top += lineHeight) {
+        QTextLine line = layout.createLine();
+        if (!line.isValid()) break;
+        line.setLineWidth(width);
+        line.setPosition(QPointF(0, top + (lineHeight - line.height()) / 2));
+    }
+    layout.endLayout();
+}
+
+} // namespace
+
+WrappedText::WrappedText(const QFont& font, Role role, int width, QWidget* parent, const QString& text)
+    : TextLine(font, role, parent, text), width_(width) {
+    setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
+}
+
+int WrappedText::lineHeight() const {
+    return int(std::lround(fontInfo().pixelSize() * 1.5));
+}
+
+QSize WrappedText::sizeHint() const {
+    QTextLayout layout(text(), font());
+    breakLines(layout, width_, lineHeight());
+    return {width_, layout.lineCount() * lineHeight()};
+}
+
+void WrappedText::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    painter.setPen(themed(role()));
+    QTextLayout layout(text(), font());
+    breakLines(layout, width_, lineHeight());
+    layout.draw(&painter, QPointF(0, 0));
+}
+
+Sign::Sign(Icon icon, int side, Role role, QWidget* parent) : QWidget(parent), icon_(icon), role_(role) {
+    setFixedSize(side, side);
+}
+
+void Sign::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    paintIcon(painter, icon_, rect(), themed(role_));
+}
+
+FieldMessage::FieldMessage(int width, QWidget* parent)
+    : QWidget(parent), text_(new WrappedText(fonts::small(), Role::error, width - signSide - signGap, this)) {
+    auto* row = new QHBoxLayout(this);
+    row->setContentsMargins(0, 0, 0, 0);
+    row->setSpacing(signGap);
+    row->addWidget(new Sign(Icon::error, signSide, Role::error, this), 0, Qt::AlignTop);
+    row->addWidget(text_);
+    hide();
+}
+
+void FieldMessage::tell(const QString& sentence) {
+    const bool isNew = isHidden() || text_->text() != sentence;
+    text_->setText(sentence);
+    show();
+    if (!isNew) return;
+    QAccessibleEvent alert(text_, QAccessible::Alert);
+    QAccessible::updateAccessibility(&alert);
+}
+
+DialogFooter::DialogFooter(QWidget* parent) : Ground(Role::strip, Qt::TopEdge, parent), row_(new QHBoxLayout(this)) {
+    setFixedHeight(footerHeight);
+    row_->setContentsMargins(dialogMargin, 17, dialogMargin, 16);
+    row_->setSpacing(8);
+}
+
+} // namespace glasshob

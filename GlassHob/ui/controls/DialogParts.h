@@ -1,0 +1,69 @@
+// What the dialogs are made of: a text over several lines, a sentence with its sign, the strip with the buttons at the
+// foot. Main thread; owned by their parents.
+#pragma once
+
+#include "GlassHob/ui/controls/Controls.h"
+
+class QHBoxLayout;
+
+namespace glasshob {
+
+inline constexpr int dialogWidth = 432;
+inline constexpr int dialogMargin = 24;
+
+// A text of a fixed width, as many lines high as it needs.
+class WrappedText : public TextLine {
+    Q_OBJECT
+  public:
+    WrappedText(const QFont& font, Role role, int width, QWidget* parent, const QString& text = {});
+    QSize sizeHint() const override;
+    QSize minimumSizeHint() const override { return sizeHint(); }
+
+  protected:
+    void paintEvent(QPaintEvent* event) override;
+
+  private:
+    int lineHeight() const;
+
+    int width_;
+};
+
+// Nothing but an icon in a role's colour.
+class Sign : public QWidget {
+    Q_OBJECT
+  public:
+    Sign(Icon icon, int side, Role role, QWidget* parent);
+
+  protected:
+    void paintEvent(QPaintEvent* event) override;
+
+  private:
+    Icon icon_;
+    Role role_;
+};
+
+// Why a field is refused, under it: a sign and a sentence. Takes no room while there is nothing to say.
+class FieldMessage : public QWidget {
+    Q_OBJECT
+  public:
+    FieldMessage(int width, QWidget* parent);
+    void tell(const QString& sentence);
+    void retract() { hide(); }
+    const QString& text() const { return text_->text(); }
+
+  private:
+    WrappedText* text_;
+};
+
+// The strip at a dialog's foot; what is put into its row stands at the right of a stretch where one is added.
+class DialogFooter : public Ground {
+    Q_OBJECT
+  public:
+    explicit DialogFooter(QWidget* parent);
+    QHBoxLayout* row() const { return row_; }
+
+  private:
+    QHBoxLayout* row_;
+};
+
+} // namespace glasshob

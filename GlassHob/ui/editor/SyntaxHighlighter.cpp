@@ -1,0 +1,36 @@
+#include "GlassHob/ui/editor/SyntaxHighlighter.h"
+
+#include "GlassHob/ui/controls/Theme.h"
+
+namespace glasshob {
+
+static_assert(int(CodeRole::attribute) == int(SyntaxKind::attribute) + 1, "code colours follow the kinds of tokens");
+
+SyntaxHighlighter::SyntaxHighlighter(QTextDocument* document) : QSyntaxHighlighter(document) {
+    makeFormats();
+}
+
+void SyntaxHighlighter::makeFormats() {
+    for (std::size_t kind = 0; kind < formats_.size(); ++kind) {
+        formats_[kind] = {};
+        formats_[kind].setForeground(themed(CodeRole(kind + 1)));
+    }
+    formats_[std::size_t(SyntaxKind::headerKey)].setFontWeight(QFont::DemiBold);
+}
+
+void SyntaxHighlighter::followTheme() {
+    makeFormats();
+    rehighlight();
+}
+
+void SyntaxHighlighter::highlightBlock(const QString& text) {
+    tokens_.clear();
+    const int before = previousBlockState();
+    const auto state = before < 0 ? MSLSyntax::LineState::plain : MSLSyntax::LineState(before);
+    const auto after = MSLSyntax::tokenizeLine(text, state, tokens_);
+    for (const SyntaxToken& token : tokens_)
+        setFormat(int(token.range.location), int(token.range.length), formats_[std::size_t(token.kind)]);
+    setCurrentBlockState(int(after));
+}
+
+} // namespace glasshob

@@ -1,0 +1,83 @@
+#include "GlassHob/ui/export/ExportActions.h"
+
+#include "GlassHob/model/AppModel.h"
+#include "GlassHob/ui/controls/DesktopNotification.h"
+#include "GlassHob/ui/export/ExportWindow.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QFileInfo>
+
+namespace glasshob {
+
+ExportActions::ExportActions(AppModel& model, QWidget* mainWindow)
+    : QObject(mainWindow), exportVideo(new QAction(tr("Export &Video…"), this)), model_(model), mainWindow_(mainWindow),
+      still_(model) {
+    exportVideo->setShortcut(QKeySequence(tr("Ctrl+Shift+E")));
+    mainWindow->addAction(exportVideo);
+    connect(exportVideo, &QAction::triggered, this, [this] {
+        model_.setSheet(AppModel::Sheet::export_);
+        open();
+    });
+    connect(&model_, &AppModel::compiled, this, &ExportActions::follow);
+    connect(&model_, &AppModel::documentChanged, this, &ExportActions::follow);
+    connect(&model_, &AppModel::exportChanged, this, &ExportActions::follow);
+    connect(&model_, &AppModel::sheetChanged, this, [this] {
+        if (model_.sheet() == AppModel::Sheet::export_ && !window_) open();
+    });
+    connect(&model_.exports(), &ExportJob::ended, this, &ExportActions::tellEnd);
+    setNotification(new DesktopNotification(this));
+    follow();
+}
+
+ExportActions::~ExportActions() {
+    delete window_; // before the still that it shows
+}
+
+ExportWindow* ExportActions::window() const {
+    return window_;
+}
+
+void ExportActions::setNotification(DesktopNotification* notification) {
+    delete notification_;
+    notification_ = notification;
+    connect(notification_, &DesktopNotification::pressed, this, [this] {
+        emit wanted();
+        if (window_) window_->comeForward();
+    });
+}
+
+// An export that runs, or whose end has not been read, can be looked at whatever the document is.
+void ExportActions::follow() {
+    exportVideo->setEnabled(model_.exports().canStart() || !std::holds_alternative<ExportIdle>(model_.exportState()));
+}
+
+void ExportActions::open() {
+    if (!window_) {
+        window_ = new ExportWindow(model_, still_, mainWindow_);
+        connect(window_, &QDialog::finished, this, [this] {
+            window_ = nullptr;
+            if (model_.sheet() == AppModel::Sheet::export_) model_.setSheet(std::nullopt);
+        });
+    }
+    window_->comeForward();
+}
+
+void ExportActions::tellEnd() {
+    const ExportState& state = model_.exportState();
+    const auto* finished = std::get_if<ExportFinished>(&state);
+    const auto* failed = std::get_if<ExportFailed>(&state);
+    if (!finished && !failed) return;
+    if (!window_) open();
+    if (QGuiApplication::applicationState() == Qt::ApplicationActive) {
+        // The keyboard stays where it is: a key meant for the code must not press a button here.
+        window_->raise();
+        return;
+    }
+    QApplication::alert(window_);
+    const QString name = QFileInfo(model_.exports().order()->path).fileName();
+    notification_->show(finished ? tr("The video is ready") : tr("The video was not made"),
+                        finished ? name : tr("%1: %2").arg(name, failed->message));
+}
+
+} // namespace glasshob

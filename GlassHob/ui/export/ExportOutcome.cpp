@@ -1,0 +1,159 @@
+#include "GlassHob/ui/export/ExportOutcome.h"
+
+#include "GlassHob/model/AppModel.h"
+#include "GlassHob/ui/controls/DialogParts.h"
+#include "GlassHob/ui/controls/FileManager.h"
+#include "GlassHob/ui/controls/Fonts.h"
+#include "GlassHob/ui/export/ExportTexts.h"
+
+#include <QClipboard>
+#include <QDesktopServices>
+#include <QDir>
+#include <QFileInfo>
+#include <QGuiApplication>
+#include <QToolTip>
+#include <QUrl>
+#include <QVBoxLayout>
+
+#include <cmath>
+
+namespace glasshob {
+
+namespace {
+
+constexpr int signSide = 20;
+constexpr int signGap = 13;
+constexpr int textWidth = dialogWidth - 2 * dialogMargin - signSide - signGap;
+
+// The sign and the heading over a column of what else is said, and the footer under both.
+struct Frame {
+    Ground* ground;
+    QVBoxLayout* text;
+    DialogFooter* footer;
+};
+
+Frame frame(QWidget* page, Icon icon, Role ink, const QString& title) {
+    page->setAccessibleName(title);
+    Frame made{new Ground(Role::panel, {}, page), new QVBoxLayout, new DialogFooter(page)};
+    auto* heading = new TextLine(fonts::dialogHeading(), Role::text, made.ground, title);
+    heading->setFixedHeight(24);
+    made.text->setSpacing(0);
+    made.text->addWidget(heading);
+    auto* row = new QHBoxLayout(made.ground);
+    row->setContentsMargins(dialogMargin, 24, dialogMargin, 24);
+    row->setSpacing(signGap);
+    auto* sign = new QVBoxLayout;
+    sign->addSpacing(2);
+    sign->addWidget(new Sign(icon, signSide, ink, made.ground));
+    sign->addStretch(1);
+    row->addLayout(sign);
+    row->addLayout(made.text, 1);
+    auto* column = new QVBoxLayout(page);
+    column->setContentsMargins(0, 0, 0, 0);
+    column->setSpacing(0);
+    column->addWidget(made.ground);
+    column->addWidget(made.footer);
+    return made;
+}
+
+// "Videos"; the whole path where the name alone would say too little.
+QString folderName(const QString& path) {
+    const QString folder = QFileInfo(path).absolutePath();
+    const QString name = QFileInfo(folder).fileName();
+    return name.isEmpty() ? QDir::toNativeSeparators(folder) : name;
+}
+
+} // namespace
+
+ExportFinishedPage::ExportFinishedPage(AppModel& model, QWidget* parent) : QWidget(parent), model_(model) {
+    const Frame made = frame(this, Icon::check, Role::accentText, tr("The video is ready"));
+    auto line = [&] {
+        auto* text = new TextLine(fonts::body(), Role::text2, made.ground);
+        text->setFixedHeight(20);
+        text->setElides(true);
+        text->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+        return text;
+    };
+    file_ = line();
+    figures_ = line();
+    copyPath_ = new ToolButton(Icon::copy, tr("Copy path"), made.ground, 28, 16);
+    auto* lines = new QVBoxLayout;
+    lines->setSpacing(0);
+    lines->addWidget(file_);
+    lines->addWidget(figures_);
+    auto* row = new QHBoxLayout;
+    row->addLayout(lines, 1);
+    row->addWidget(copyPath_, 0, Qt::AlignVCenter);
+    made.text->addSpacing(4);
+    made.text->addLayout(row);
+
+    play_ = new TextButton(tr("Play"), TextButton::Look::dialog, made.footer, Icon::play);
+    show_ = new TextButton(tr("Show in File Manager"), TextButton::Look::dialog, made.footer, Icon::folder);
+    done_ = new TextButton(tr("Done"), TextButton::Look::primary, made.footer);
+    made.footer->row()->addWidget(play_);
+    made.footer->row()->addWidget(show_);
+    made.footer->row()->addStretch(1);
+    made.footer->row()->addWidget(done_);
+
+    connect(done_, &QAbstractButton::clicked, this, &ExportFinishedPage::closed);
+    connect(show_, &QAbstractButton::clicked, this, [this] { showInFileManager(path_); });
+    connect(copyPath_, &QAbstractButton::clicked, this, [this] {
+        QGuiApplication::clipboard()->setText(QDir::toNativeSeparators(path_));
+        QToolTip::showText(copyPath_->mapToGlobal(QPoint(0, copyPath_->height())), tr("The path is on the clipboard"),
+                           copyPath_);
+    });
+    connect(play_, &QAbstractButton::clicked, this, [this] {
+        const QString name = QFileInfo(path_).fileName();
+        if (!QFileInfo::exists(path_))
+            model_.questions().warn(tr("Can't play %1").arg(name),
+                                    tr("The file is not there any more: it has been moved or deleted."));
+        else if (!QDesktopServices::openUrl(QUrl::fromLocalFile(path_)))
+            model_.questions().warn(tr("Can't play %1").arg(name),
+                                    tr("This desktop names no program for videos: install or choose one."));
+    });
+    connect(&model_, &AppModel::exportChanged, this, &ExportFinishedPage::follow);
+    follow();
+}
+
+void ExportFinishedPage::follow() {
+    const auto* finished = std::get_if<ExportFinished>(&model_.exportState());
+    const ExportJob& job = model_.exports();
+    if (!finished || !job.order()) return;
+    path_ = finished->path;
+    file_->setText(tr("%1 in %2").arg(QFileInfo(path_).fileName(), folderName(path_)));
+    setAccessibleDescription(file_->text());
+    file_->setToolTip(plainToolTip(QDir::toNativeSeparators(path_)));
+    const ExportPlan& plan = job.order()->plan;
+    const double taken = job.secondsTaken();
+    const double rounded = taken < 10 ? std::round(taken * 10) / 10 : std::round(taken);
+    figures_->setText(tr("%1 · %2 · took %3")
+                          .arg(exportTexts::length(double(plan.frameCount()) / double(plan.preset.fps)),
+                               exportTexts::size(double(job.bytes())), exportTexts::length(rounded)));
+}
+
+ExportFailedPage::ExportFailedPage(AppModel& model, QWidget* parent) : QWidget(parent), model_(model) {
+    const Frame made = frame(this, Icon::error, Role::error, tr("The video was not made"));
+    message_ = new WrappedText(fonts::body(), Role::text2, textWidth, made.ground);
+    made.text->addSpacing(5);
+    made.text->addWidget(message_);
+    close_ = new TextButton(tr("Close"), TextButton::Look::dialog, made.footer);
+    tryAgain_ = new TextButton(tr("Try Again"), TextButton::Look::primary, made.footer);
+    made.footer->row()->addStretch(1);
+    made.footer->row()->addWidget(close_);
+    made.footer->row()->addWidget(tryAgain_);
+    connect(close_, &QAbstractButton::clicked, this, &ExportFailedPage::closed);
+    connect(tryAgain_, &QAbstractButton::clicked, this, [this] { model_.exports().tryAgain(); });
+    connect(&model_, &AppModel::exportChanged, this, &ExportFailedPage::follow);
+    connect(&model_, &AppModel::compiled, this, &ExportFailedPage::follow);
+    follow();
+}
+
+void ExportFailedPage::follow() {
+    const auto* failed = std::get_if<ExportFailed>(&model_.exportState());
+    if (!failed) return;
+    message_->setText(failed->message);
+    setAccessibleDescription(failed->message);
+    tryAgain_->setEnabled(model_.exports().canTryAgain());
+}
+
+} // namespace glasshob

@@ -1,0 +1,175 @@
+#include "GlassHob/ui/export/ExportProgress.h"
+
+#include "GlassHob/model/AppModel.h"
+#include "GlassHob/ui/controls/DialogParts.h"
+#include "GlassHob/ui/controls/Fonts.h"
+#include "GlassHob/ui/controls/Theme.h"
+#include "GlassHob/ui/export/ExportTexts.h"
+#include "GlassHobRender/program/ShaderProgram.h"
+
+#include <QFileInfo>
+#include <QPainter>
+#include <QVBoxLayout>
+
+#include <algorithm>
+
+namespace glasshob {
+
+namespace {
+
+constexpr int longestMove = 200; // milliseconds
+
+} // namespace
+
+ExportBar::ExportBar(QWidget* parent) : QProgressBar(parent) {
+    setAccessibleName(tr("Export progress"));
+    setTextVisible(false);
+    setRange(0, 100);
+    setFixedHeight(8);
+    move_.setEasingCurve(QEasingCurve::Linear);
+    connect(&move_, &QVariantAnimation::valueChanged, this, [this](const QVariant& value) {
+        shown_ = value.toDouble();
+        update();
+    });
+}
+
+void ExportBar::setShare(double share, const QString& spoken) {
+    const int tenth = int(share * 10) * 10;
+    if (tenth != value()) {
+        setAccessibleDescription(spoken);
+        setValue(tenth);
+    }
+    if (move_.endValue().isValid() && move_.endValue().toDouble() == share) return;
+    const bool isBack = share < shown_;
+    move_.stop();
+    move_.setStartValue(isBack ? share : shown_);
+    move_.setEndValue(share);
+    move_.setDuration(isBack ? 0 : motionDuration(this, longestMove));
+    move_.start();
+}
+
+void ExportBar::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(Qt::NoPen);
+    const double radius = height() / 2.0;
+    painter.setBrush(themed(Role::track));
+    painter.drawRoundedRect(rect(), radius, radius);
+    if (shown_ <= 0) return;
+    painter.setBrush(themed(Role::accent));
+    painter.drawRoundedRect(QRectF(0, 0, std::max(double(height()), width() * shown_), height()), radius, radius);
+}
+
+ExportProgress::ExportProgress(AppModel& model, QWidget* parent) : QWidget(parent), model_(model) {
+    auto* ground = new Ground(Role::panel, {}, this);
+    auto line = [ground](const QFont& font, Role role, int height) {
+        auto* made = new TextLine(font, role, ground);
+        made->setFixedHeight(height);
+        return made;
+    };
+    heading_ = line(fonts::dialogHeading(), Role::text, 24);
+    heading_->setElides(true);
+    preset_ = line(fonts::body(), Role::text2, 20);
+    percent_ = line(fonts::figure(), Role::text, 40);
+    left_ = line(fonts::body(), Role::text2, 20);
+    frames_ = line(fonts::small(), Role::text3, 17);
+    taken_ = line(fonts::small(), Role::text3, 17);
+    bar_ = new ExportBar(ground);
+    constexpr int width = dialogWidth - 2 * dialogMargin;
+    auto* hint = new WrappedText(
+        fonts::small(), Role::text3, width, ground,
+        tr("You can go on editing: the export uses the shader and the sliders as they were when it began."));
+
+    auto* body = new QVBoxLayout(ground);
+    body->setContentsMargins(dialogMargin, 24, dialogMargin, 24);
+    body->setSpacing(0);
+    body->addWidget(heading_);
+    body->addSpacing(4);
+    body->addWidget(preset_);
+    body->addSpacing(32);
+    auto* figures = new QHBoxLayout;
+    figures->addWidget(percent_);
+    figures->addStretch(1);
+    auto* lowered = new QVBoxLayout; // its letters stand on nearly the same line as the figure's
+    lowered->addSpacing(18);
+    lowered->addWidget(left_);
+    lowered->addStretch(1);
+    lowered->setSpacing(0);
+    figures->addLayout(lowered);
+    body->addLayout(figures);
+    body->addSpacing(8);
+    body->addWidget(bar_);
+    body->addSpacing(10);
+    auto* details = new QHBoxLayout;
+    details->addWidget(frames_);
+    details->addStretch(1);
+    details->addWidget(taken_);
+    body->addLayout(details);
+    body->addStretch(1);
+    auto* rule = new Ground(Role::line, {}, ground);
+    rule->setFixedHeight(1);
+    body->addWidget(rule);
+    body->addSpacing(15);
+    body->addWidget(hint);
+    ground->setFixedHeight(338); // as high as the form, so that the window keeps its size
+
+    auto* footer = new DialogFooter(this);
+    cancel_ = new TextButton(tr("Cancel Export"), TextButton::Look::dialog, footer);
+    footer->row()->addStretch(1);
+    footer->row()->addWidget(cancel_);
+    auto* column = new QVBoxLayout(this);
+    column->setContentsMargins(0, 0, 0, 0);
+    column->setSpacing(0);
+    column->addWidget(ground);
+    column->addWidget(footer);
+
+    connect(cancel_, &QAbstractButton::clicked, this, &ExportProgress::cancelled);
+    connect(&model_, &AppModel::exportChanged, this, &ExportProgress::follow);
+    second_.setInterval(250);
+    connect(&second_, &QTimer::timeout, this, &ExportProgress::follow);
+}
+
+void ExportProgress::focusFirst() {
+    cancel_->setFocus(Qt::OtherFocusReason);
+}
+
+void ExportProgress::showEvent(QShowEvent* event) {
+    QWidget::showEvent(event);
+    follow();
+    second_.start();
+}
+
+void ExportProgress::hideEvent(QHideEvent* event) {
+    second_.stop();
+    QWidget::hideEvent(event);
+}
+
+void ExportProgress::follow() {
+    const auto* running = std::get_if<ExportRunning>(&model_.exportState());
+    ExportJob& job = model_.exports();
+    if (!running || !job.order()) return;
+    const ExportOrder& order = *job.order();
+    const bool isCancelling = job.isCancelling();
+    heading_->setText(tr("Exporting %1").arg(QFileInfo(order.path).fileName()));
+    preset_->setText(QString::fromStdString(order.plan.preset.name));
+    const double share = running->total > 0 ? double(running->done) / double(running->total) : 0;
+    percent_->setText(tr("%1%").arg(int(share * 100)));
+    frames_->setText(tr("Frame %1 of %2").arg(running->done).arg(running->total));
+    const std::optional<double> left = job.secondsLeft();
+    if (isCancelling)
+        left_->setText(tr("Cancelling"));
+    else if (running->done == 0 && order.program && order.program->particles() != nullptr && order.plan.start > 0)
+        left_->setText(tr("Running the particles up to the start"));
+    else if (running->total > 1 && running->done >= running->total - 1)
+        left_->setText(tr("Finishing the file"));
+    else
+        left_->setText(left ? exportTexts::timeLeft(*left) : QString());
+    taken_->setText(tr("%1 so far").arg(exportTexts::clock(job.secondsTaken())));
+    QString spokenLeft = left_->text();
+    if (!spokenLeft.isEmpty()) spokenLeft[0] = spokenLeft[0].toLower();
+    bar_->setShare(share, spokenLeft.isEmpty() ? tr("%1 percent").arg(int(share * 100))
+                                               : tr("%1 percent, %2").arg(int(share * 100)).arg(spokenLeft));
+    cancel_->setEnabled(!isCancelling);
+}
+
+} // namespace glasshob

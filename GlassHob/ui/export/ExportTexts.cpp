@@ -1,0 +1,118 @@
+#include "GlassHob/ui/export/ExportTexts.h"
+
+#include "GlassHobCore/shader/ExportLimits.h"
+#include "GlassHobCore/text/Numbers.h"
+#include "GlassHobRender/formats/MovieWriter.h"
+
+#include <QCoreApplication>
+#include <QRegularExpression>
+
+#include <cmath>
+
+namespace glasshob::exportTexts {
+
+namespace {
+
+QString translated(const char* text) {
+    return QCoreApplication::translate("glasshob::Export", text);
+}
+
+// Without an exponent and without zeros that say nothing.
+QString decimal(double value, int places) {
+    QString text = QString::number(value, 'f', places);
+    while (text.contains(u'.') && (text.endsWith(u'0') || text.endsWith(u'.')))
+        text.chop(1);
+    return text;
+}
+
+std::expected<double, QString> readSeconds(const QString& text) {
+    QString number = text.trimmed();
+    number.replace(u',', u'.');
+    if (number.isEmpty()) return std::unexpected(translated("Type a number of seconds, such as 4.5."));
+    static const QRegularExpression plain(QStringLiteral("^[+-]?(\\d+\\.?\\d*|\\.\\d+)$"));
+    const auto value = plain.match(number).hasMatch() ? parseDouble(number.toStdString()) : std::nullopt;
+    if (!value || !std::isfinite(*value))
+        return std::unexpected(translated("This is not a number of seconds: type one such as 4.5."));
+    return *value;
+}
+
+} // namespace
+
+QString encoding(const ExportPreset& preset) {
+    return translated("%1 · %2 Mbit/s")
+        .arg(preset.codec == VideoCodec::hevc ? QStringLiteral("HEVC") : QStringLiteral("H.264"),
+             decimal(double(preset.bitrate) / 1e6, 1));
+}
+
+QString foreseen(const ExportPlan& plan, bool hasSound) {
+    const std::int64_t frames = plan.frameCount();
+    const double seconds = double(frames) / double(plan.preset.fps);
+    const double bytes = seconds * (double(plan.preset.bitrate) + (hasSound ? double(AudioSettings::bitrate) : 0)) / 8;
+    const QString about = bytes < 0.95e6    ? translated("%1 kB").arg(std::ceil(bytes / 1e5) * 100)
+                          : bytes < 999.5e6 ? translated("%1 MB").arg(std::round(bytes / 1e6))
+                                            : translated("%1 GB").arg(decimal(bytes / 1e9, 1));
+    if (frames == 1)
+        return (hasSound ? translated("1 frame with sound, about %1") : translated("1 frame, about %1")).arg(about);
+    return (hasSound ? translated("%1 frames with sound, about %2") : translated("%1 frames, about %2"))
+        .arg(frames)
+        .arg(about);
+}
+
+QString timeLeft(double seconds) {
+    if (seconds < 5) return translated("Less than 5 seconds left");
+    if (seconds < 59.5) return translated("About %1 seconds left").arg(std::round(seconds));
+    if (seconds < 90) return translated("About 1 minute left");
+    if (seconds < 59.5 * 60) return translated("About %1 minutes left").arg(std::round(seconds / 60));
+    if (seconds < 90 * 60) return translated("About 1 hour left");
+    return translated("About %1 hours left").arg(std::round(seconds / 3600));
+}
+
+QString clock(double seconds) {
+    const auto whole = std::int64_t(seconds);
+    const QString rest =
+        QStringLiteral("%1:%2").arg(whole / 60 % 60, 2, 10, QLatin1Char('0')).arg(whole % 60, 2, 10, QLatin1Char('0'));
+    return whole < 3600 ? rest : QStringLiteral("%1:%2").arg(whole / 3600).arg(rest);
+}
+
+QString length(double seconds) {
+    if (seconds < 60) return translated("%1 s").arg(decimal(seconds, seconds < 10 ? 2 : 1));
+    const auto whole = std::int64_t(std::llround(seconds));
+    const std::int64_t hours = whole / 3600, minutes = whole / 60 % 60, rest = whole % 60;
+    if (hours > 0)
+        return minutes > 0 ? translated("%1 h %2 min").arg(hours).arg(minutes) : translated("%1 h").arg(hours);
+    return rest > 0 ? translated("%1 min %2 s").arg(minutes).arg(rest) : translated("%1 min").arg(minutes);
+}
+
+QString size(double bytes) {
+    if (bytes < 999.5e3) return translated("%1 kB").arg(std::max(1.0, std::round(bytes / 1e3)));
+    if (bytes < 999.95e6) return translated("%1 MB").arg(decimal(bytes / 1e6, 1));
+    return translated("%1 GB").arg(decimal(bytes / 1e9, 2));
+}
+
+QString seconds(double value) {
+    const QString text = decimal(value, 6);
+    return text.contains(u'.') ? text : text + QStringLiteral(".0");
+}
+
+std::expected<double, QString> readStart(const QString& text) {
+    const auto value = readSeconds(text);
+    if (!value) return value;
+    if (*value < 0) return std::unexpected(translated("A shader's time begins at 0: type a start of 0 or more."));
+    if (*value > ExportLimits::latestStart)
+        return std::unexpected(
+            translated("The start can lie at most %1 seconds in.").arg(ExportLimits::latestStart, 0, 'f', 0));
+    return *value + 0.0; // no negative zero
+}
+
+std::expected<double, QString> readDuration(const QString& text) {
+    const auto value = readSeconds(text);
+    if (!value) return value;
+    if (*value <= 0) return std::unexpected(translated("There would be nothing to see: type a duration above 0."));
+    if (*value > ExportLimits::longestDuration)
+        return std::unexpected(translated("A video can be at most %1 long, which is %2 seconds.")
+                                   .arg(length(ExportLimits::longestDuration))
+                                   .arg(ExportLimits::longestDuration, 0, 'f', 0));
+    return value;
+}
+
+} // namespace glasshob::exportTexts

@@ -1,0 +1,189 @@
+#include "GlassHob/ui/export/ExportWindow.h"
+
+#include "GlassHob/model/AppModel.h"
+#include "GlassHob/model/StartStill.h"
+#include "GlassHob/ui/controls/DialogParts.h"
+#include "GlassHob/ui/controls/Theme.h"
+#include "GlassHob/ui/export/ExportForm.h"
+#include "GlassHob/ui/export/ExportOutcome.h"
+#include "GlassHob/ui/export/ExportProgress.h"
+
+#include <QAccessible>
+#include <QFileInfo>
+#include <QKeyEvent>
+#include <QPainter>
+#include <QPointer>
+#include <QVBoxLayout>
+
+namespace glasshob {
+
+namespace {
+
+constexpr int pictureHeight = 243; // 16:9
+constexpr int croppedHeight = 120; // over a finished export, which needs little room
+
+} // namespace
+
+ExportPicture::ExportPicture(QWidget* parent) : QWidget(parent) {
+    setAttribute(Qt::WA_OpaquePaintEvent);
+    setFixedSize(dialogWidth, pictureHeight);
+}
+
+void ExportPicture::setImage(const QImage& image) {
+    if (image.isNull()) return;
+    image_ = image;
+    update();
+}
+
+void ExportPicture::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    if (image_.isNull()) {
+        painter.fillRect(rect(), themed(Role::canvas));
+        return;
+    }
+    const double scale = double(image_.width()) / width();
+    const QRectF part(0, (image_.height() - height() * scale) / 2, image_.width(), height() * scale);
+    painter.setRenderHint(QPainter::SmoothPixmapTransform);
+    painter.drawImage(QRectF(rect()), image_, part);
+}
+
+ExportWindow::ExportWindow(AppModel& model, StartStill& still, QWidget* parent)
+    : QDialog(parent, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowSystemMenuHint |
+                          Qt::WindowCloseButtonHint),
+      model_(model), still_(still) {
+    setAttribute(Qt::WA_DeleteOnClose);
+    setWindowTitle(tr("Export Video"));
+    picture_ = new ExportPicture(this);
+    form_ = new ExportForm(model_, this);
+    progress_ = new ExportProgress(model_, this);
+    finished_ = new ExportFinishedPage(model_, this);
+    failed_ = new ExportFailedPage(model_, this);
+    auto* column = new QVBoxLayout(this);
+    column->setContentsMargins(0, 0, 0, 0);
+    column->setSpacing(0);
+    column->setSizeConstraint(QLayout::SetFixedSize);
+    column->addWidget(picture_);
+    for (QWidget* page : {static_cast<QWidget*>(form_), static_cast<QWidget*>(progress_),
+                          static_cast<QWidget*>(finished_), static_cast<QWidget*>(failed_)}) {
+        column->addWidget(page);
+        page->setFixedWidth(dialogWidth);
+        page->hide();
+    }
+    new FocusRing(this);
+
+    connect(form_, &ExportForm::submitted, this, [this] {
+        form_->setAsking(true);
+        model_.exports().chooseAndStart([form = QPointer(form_)] {
+            if (form) form->setAsking(false);
+        });
+    });
+    connect(form_, &ExportForm::cancelled, this, &ExportWindow::reject);
+    connect(progress_, &ExportProgress::cancelled, this, [this] { model_.exports().cancel(); });
+    connect(finished_, &ExportFinishedPage::closed, this, &ExportWindow::reject);
+    connect(failed_, &ExportFailedPage::closed, this, &ExportWindow::reject);
+    connect(&model_, &AppModel::exportChanged, this, &ExportWindow::follow);
+    connect(&model_.exports(), &ExportJob::pictureChanged, this, &ExportWindow::followPicture);
+    connect(&still_, &StartStill::changed, this, &ExportWindow::followPicture);
+    follow();
+}
+
+ExportWindow::~ExportWindow() {
+    still_.setWanted(false);
+}
+
+void ExportWindow::follow() {
+    const ExportState& state = model_.exportState();
+    if (std::holds_alternative<ExportRunning>(state))
+        showPage(progress_);
+    else if (std::holds_alternative<ExportFinished>(state))
+        showPage(finished_);
+    else if (std::holds_alternative<ExportFailed>(state))
+        showPage(failed_);
+    else
+        showPage(form_);
+}
+
+void ExportWindow::showPage(QWidget* page) {
+    if (page == page_) return;
+    setUpdatesEnabled(false);
+    if (page_) page_->hide();
+    page_ = page;
+    still_.setWanted(page == form_);
+    picture_->setVisible(page != failed_);
+    picture_->setFixedHeight(page == finished_ ? croppedHeight : pictureHeight);
+    picture_->setAccessibleName(page == form_ ? tr("The first frame") : tr("The newest frame"));
+    page->show();
+    followPicture();
+    setUpdatesEnabled(true);
+    if (page == form_)
+        form_->focusFirst();
+    else if (page == progress_)
+        progress_->focusFirst();
+    else if (page == finished_)
+        finished_->done()->setFocus(Qt::OtherFocusReason);
+    else
+        failed_->tryAgain()->setFocus(Qt::OtherFocusReason);
+    if (page != finished_ && page != failed_) return;
+    QAccessibleEvent alert(page, QAccessible::Alert);
+    QAccessible::updateAccessibility(&alert);
+}
+
+void ExportWindow::followPicture() {
+    // Between the form and the first frame the form's picture stays.
+    picture_->setImage(page_ == form_ ? still_.image() : model_.exports().picture());
+}
+
+void ExportWindow::comeForward() {
+    show();
+    raise();
+    activateWindow();
+}
+
+void ExportWindow::reject() {
+    ExportJob& job = model_.exports();
+    if (!job.isRunning() || job.isCancelling()) {
+        disconnect(&model_, nullptr, this, nullptr); // what goes away does not turn back into the form
+        QDialog::reject();
+        job.dismiss();
+        return;
+    }
+    if (asksAboutClosing_) return;
+    asksAboutClosing_ = true;
+    Question question;
+    question.message = tr("Stop exporting %1?").arg(QFileInfo(job.order()->path).fileName());
+    question.informativeText = tr("The video is not finished, and what is written so far will be removed.");
+    question.buttons = {tr("Stop Exporting"), tr("Keep Exporting")};
+    question.escapeButton = 1;
+    model_.questions().ask(question, [self = QPointer(this)](int button) {
+        if (!self) return;
+        self->asksAboutClosing_ = false;
+        // It may have ended while the question was up: then its end is what there is to see.
+        if (button != 0 || !self->model_.exports().isRunning()) return;
+        self->model_.exports().cancel();
+        self->QDialog::reject();
+    });
+}
+
+void ExportWindow::keyPressEvent(QKeyEvent* event) {
+    if (event->key() == Qt::Key_Escape) {
+        reject();
+        return;
+    }
+    if (event->key() != Qt::Key_Return && event->key() != Qt::Key_Enter) {
+        QDialog::keyPressEvent(event);
+        return;
+    }
+    // A button that the keyboard has been led to, else the one to press. Return never stops a running export.
+    auto* focused = qobject_cast<TextButton*>(focusWidget());
+    if (page_ == progress_) return;
+    if (focused && focused->isVisible())
+        focused->click();
+    else if (page_ == form_)
+        form_->submit();
+    else if (page_ == finished_)
+        finished_->done()->click();
+    else
+        failed_->tryAgain()->click();
+}
+
+} // namespace glasshob

@@ -1,0 +1,163 @@
+#include "GlassHob/ui/picture/Canvas.h"
+
+#include "GlassHob/model/AppModel.h"
+#include "GlassHob/ui/controls/Fonts.h"
+#include "GlassHob/ui/controls/Icons.h"
+#include "GlassHob/ui/controls/Theme.h"
+#include "GlassHob/ui/controls/WindowWatch.h"
+#include "GlassHob/ui/picture/LivePicture.h"
+#include "GlassHob/ui/picture/ReadBackCanvas.h"
+#include "GlassHob/ui/picture/SurfaceCanvas.h"
+
+#include <QDropEvent>
+#include <QGuiApplication>
+#include <QMimeData>
+#include <QPainter>
+#include <QTimerEvent>
+#include <QUrl>
+
+#include <utility>
+
+namespace glasshob {
+
+namespace {
+
+constexpr QRgb placeholderStroke = 0xff5a4b47;
+constexpr QRgb placeholderText = 0xffbdb2ad;
+
+} // namespace
+
+Canvas* Canvas::make(AppModel& model, QWidget* parent, Kind kind) {
+    if (kind != Kind::readBack)
+        if (Canvas* canvas = SurfaceCanvas::make(model, parent)) return canvas;
+    return new ReadBackCanvas(model, parent);
+}
+
+Canvas::Canvas(AppModel& model, QWidget* parent)
+    : QWidget(parent), picture_(new LivePicture(model, this)), watch_(new WindowWatch(this)) {
+    setAcceptDrops(true);
+    setMinimumSize(320, 180);
+    setAccessibleName(tr("Live preview"));
+    connect(watch_, &WindowWatch::changed, this, &Canvas::updatePacing);
+    connect(picture_, &LivePicture::hasProgramChanged, this, &Canvas::updatePacing);
+    connect(picture_, &LivePicture::programSwitched, this, &Canvas::programSwitched);
+    auto describe = [this, &model] {
+        switch (model.state()) {
+        case AppModel::State::live: setAccessibleDescription(model.paused() ? tr("Paused") : tr("Running")); break;
+        case AppModel::State::errorWithPicture: setAccessibleDescription(tr("Showing the last good picture")); break;
+        default: setAccessibleDescription(tr("Not running"));
+        }
+    };
+    connect(&model, &AppModel::compiled, this, describe);
+    connect(&model, &AppModel::documentChanged, this, describe);
+    connect(&model, &AppModel::clockChanged, this, describe); // pause and play
+    describe();
+}
+
+Canvas::~Canvas() = default;
+
+QSize Canvas::pixelSize() const {
+    const double ratio = devicePixelRatioF();
+    return QSize(qRound(width() * ratio), qRound(height() * ratio));
+}
+
+QSize Canvas::frameSize() const {
+    return picture_->frameSize();
+}
+
+void Canvas::setActive(bool active) {
+    active_ = active;
+    updatePacing();
+}
+
+void Canvas::updatePacing() {
+    const bool draws = active_ && isVisible() && watch_->isSeen() && canDraw();
+    if (draws == pace_.isActive()) return;
+    if (draws) {
+        pace_.start(int(frameInterval.count()), Qt::PreciseTimer, this);
+        // The first frame need not wait for the timer.
+        QMetaObject::invokeMethod(
+            this,
+            [this] {
+                if (isDrawing()) takeTurn();
+            },
+            Qt::QueuedConnection);
+    } else {
+        pace_.stop();
+        picture_->rest();
+    }
+    emit drawingChanged(draws);
+}
+
+void Canvas::timerEvent(QTimerEvent* event) {
+    if (event->timerId() != pace_.timerId())
+        QWidget::timerEvent(event);
+    else
+        takeTurn();
+}
+
+void Canvas::takeTurn() {
+    announceSize(); // another screen may have another scale
+    if (picture_->hasDevice()) drawFrame();
+}
+
+void Canvas::announceSize() {
+    if (const QSize size = pixelSize(); std::exchange(announcedSize_, size) != size) emit pixelSizeChanged();
+}
+
+void Canvas::setPointerHidden(bool hidden) {
+    if (hidden)
+        setCursor(Qt::BlankCursor);
+    else
+        unsetCursor();
+}
+
+void Canvas::capture(std::function<void(std::optional<QImage>)> done) {
+    picture_->capture(pixelSize(), std::move(done));
+}
+
+void Canvas::pointerAt(const QPointF& place) {
+    emit pointerActivity();
+    const double ratio = devicePixelRatioF();
+    picture_->setMouse(float(place.x() * ratio), float((height() - place.y()) * ratio));
+}
+
+void Canvas::resizeEvent(QResizeEvent* event) {
+    QWidget::resizeEvent(event);
+    announceSize();
+}
+
+void Canvas::showEvent(QShowEvent* event) {
+    QWidget::showEvent(event);
+    watch_->setWindow(window()->windowHandle());
+    updatePacing();
+}
+
+void Canvas::hideEvent(QHideEvent* event) {
+    QWidget::hideEvent(event);
+    updatePacing();
+}
+
+void Canvas::dragEnterEvent(QDragEnterEvent* event) {
+    if (event->mimeData()->hasUrls()) event->acceptProposedAction();
+}
+
+void Canvas::dropEvent(QDropEvent* event) {
+    QStringList paths;
+    for (const QUrl& url : event->mimeData()->urls())
+        if (url.isLocalFile()) paths << url.toLocalFile();
+    if (!paths.isEmpty()) emit filesDropped(paths);
+}
+
+void Canvas::paintPlaceholder(QPainter& painter) const {
+    painter.fillRect(rect(), themed(Role::canvas));
+    const QPointF middle = QRectF(rect()).center();
+    // The stroke of 2 px is measured on the screen, the path on a grid of 20.
+    paintIcon(painter, Icon::arch, QRectF(middle.x() - 44, middle.y() - 60, 88, 88), QColor::fromRgb(placeholderStroke),
+              2.0 * 20 / 88);
+    painter.setFont(fonts::body());
+    painter.setPen(QColor::fromRgb(placeholderText));
+    painter.drawText(QRectF(0, middle.y() + 36, width(), 24), Qt::AlignCenter, tr("Nothing is running"));
+}
+
+} // namespace glasshob

@@ -1,0 +1,222 @@
+#include "GlassHob/ui/picture/LivePicture.h"
+
+#include "GPU/CommandQueue.h"
+#include "GPU/Device.h"
+#include "GPU/Encoders.h"
+#include "GPU/PipelineWarmer.h"
+#include "GPU/Texture.h"
+#include "GlassHob/model/AppModel.h"
+#include "GlassHobCore/shader/Uniforms.h"
+#include "GlassHobRender/program/ShaderProgram.h"
+#include "GlassHobRender/program/ShaderRun.h"
+
+#include <QCoreApplication>
+#include <QImage>
+#include <QPointer>
+#include <QTimerEvent>
+
+#include <algorithm>
+#include <thread>
+
+namespace glasshob {
+
+namespace {
+
+constexpr gpu::ClearColor emptyCanvas{0.035, 0.027, 0.03, 1.0};
+constexpr std::int64_t stepsPerFrame = 4;
+// A frame that takes more seconds is told to the model.
+constexpr double slow = 1;
+// Milliseconds between two looks at the frames in flight.
+constexpr int watchInterval = 250;
+
+} // namespace
+
+LivePicture::LivePicture(AppModel& model, QObject* parent)
+    : QObject(parent), model_(model), warmer_(std::make_unique<gpu::PipelineWarmer>(model.device())) {
+    if (auto queue = model.device()->makeCommandQueue()) queue_ = *queue;
+    clock_.start();
+    connect(&model_, &AppModel::compiled, this, &LivePicture::followModel);
+    connect(&model_, &AppModel::deviceReplaced, this, &LivePicture::followDevice);
+    followModel();
+}
+
+LivePicture::~LivePicture() = default;
+
+void LivePicture::setMouse(float x, float y) {
+    mouse_ = {x, y};
+}
+
+void LivePicture::followModel() {
+    const auto& wanted = model_.program();
+    if (wanted == shown_ || (wanted && wanted == warming_)) return;
+    // The first picture has nothing to hide behind, and a real GPU has compiled already.
+    if (!wanted || !shown_ || !warmer_->isUseful()) {
+        show(wanted);
+        return;
+    }
+    warming_ = wanted;
+    warmer_->warm(wanted->warmWork(), [self = QPointer(this), program = wanted](gpu::WarmResult result) {
+        if (result == gpu::WarmResult::superseded) return;
+        // A failed warming costs the live picture a pause, nothing else.
+        QMetaObject::invokeMethod(
+            qApp,
+            [self, program] {
+                if (self && self->warming_ == program) self->show(program);
+            },
+            Qt::QueuedConnection);
+    });
+}
+
+void LivePicture::show(std::shared_ptr<const ShaderProgram> program) {
+    const bool had = hasProgram();
+    shown_ = std::move(program);
+    warming_.reset();
+    if (had != hasProgram()) emit hasProgramChanged();
+    emit programSwitched();
+}
+
+bool LivePicture::hasDevice() {
+    if (!model_.device()->lost()) return true;
+    model_.reportDeviceLoss();
+    return false;
+}
+
+std::shared_ptr<gpu::CommandBuffer> LivePicture::beginFrame() {
+    return queue_ ? queue_->commandBuffer() : nullptr;
+}
+
+void LivePicture::commit(std::shared_ptr<gpu::CommandBuffer> commandBuffer) {
+    commandBuffer->commit();
+    inFlight_.push_back({std::move(commandBuffer), {}, false});
+    inFlight_.back().since.start();
+    if (!watch_.isActive()) watch_.start(watchInterval, this);
+    // In the ordinary case the frames before have ended, and nothing piles up between two looks.
+    if (inFlight_.size() > 4) followFrames();
+}
+
+void LivePicture::timerEvent(QTimerEvent* event) {
+    if (event->timerId() == watch_.timerId())
+        followFrames();
+    else
+        QObject::timerEvent(event);
+}
+
+void LivePicture::followFrames() {
+    const auto seconds = [](const Frame& frame) { return double(frame.since.elapsed()) * 1e-3; };
+    const double before = slowSeconds_;
+    while (!inFlight_.empty() && inFlight_.front().commandBuffer->status() != gpu::CommandBufferStatus::committed) {
+        // A frame that was only found late, because this thread was busy, is not slow.
+        slowSeconds_ = inFlight_.front().seenSlow ? seconds(inFlight_.front()) : 0;
+        inFlight_.pop_front();
+        // The next one had to wait for it.
+        if (!inFlight_.empty() && slowSeconds_ > 0) inFlight_.front().since.start();
+    }
+    if (inFlight_.empty()) {
+        slowSeconds_ = 0;
+        watch_.stop();
+    }
+    if (!inFlight_.empty() && seconds(inFlight_.front()) > slow) inFlight_.front().seenSlow = true;
+    if (!inFlight_.empty() && inFlight_.front().seenSlow)
+        slowSeconds_ = std::max(slowSeconds_, seconds(inFlight_.front()));
+    if (slowSeconds_ > 0 || before > 0) model_.reportSlowFrame(slowSeconds_);
+}
+
+void LivePicture::followDevice() {
+    // A warmer waits for its thread when it ends, and that may wait for a frame of the old device.
+    std::thread([warmer = std::move(warmer_)]() mutable { warmer.reset(); }).detach();
+    warmer_ = std::make_unique<gpu::PipelineWarmer>(model_.device());
+    shown_.reset();
+    warming_.reset();
+    run_.reset();
+    overlays_.followDevice();
+    inFlight_.clear();
+    watch_.stop();
+    slowSeconds_ = 0;
+    queue_.reset();
+    if (auto queue = model_.device()->makeCommandQueue()) queue_ = *queue;
+    emit deviceReplaced();
+}
+
+bool LivePicture::encode(gpu::CommandBuffer& commandBuffer, const std::shared_ptr<gpu::Texture>& target) {
+    frameSize_ = QSize(int(target->width()), int(target->height()));
+    lastTick_ = model_.tick(double(clock_.nsecsElapsed()) * 1e-9);
+    return encodePicture(commandBuffer, target, lastTick_, &overlays_);
+}
+
+bool LivePicture::encodePicture(gpu::CommandBuffer& commandBuffer, const std::shared_ptr<gpu::Texture>& target,
+                                const PreviewClock::Tick& tick, PictureOverlays* overlays) {
+    gpu::RenderPassDescriptor pass;
+    pass.colorAttachments[0].texture = target;
+    pass.colorAttachments[0].clearColor = emptyCanvas;
+    if (!shown_) {
+        run_.reset();
+        pass.colorAttachments[0].loadAction = gpu::LoadAction::clear;
+        gpu::RenderCommandEncoder* encoder = commandBuffer.makeRenderCommandEncoder(pass);
+        if (encoder) encoder->endEncoding();
+        return encoder != nullptr;
+    }
+
+    GHUniforms uniforms;
+    uniforms.resolution[0] = float(target->width());
+    uniforms.resolution[1] = float(target->height());
+    uniforms.time = tick.time;
+    uniforms.timeDelta = tick.timeDelta;
+    uniforms.frame = tick.frame;
+    uniforms.mouse[0] = mouse_ ? mouse_->first : uniforms.resolution[0] * 0.5f;
+    uniforms.mouse[1] = mouse_ ? mouse_->second : uniforms.resolution[1] * 0.5f;
+
+    const std::int64_t width = target->width(), height = target->height();
+    if (!ShaderRun::needsRun(*shown_)) {
+        run_.reset();
+    } else {
+        if (!run_ || run_->program() != shown_ || run_->width() != width || run_->height() != height)
+            run_ = ShaderRun::make(shown_, model_.device(), width, height);
+        if (run_) run_->encode(uniforms, commandBuffer, model_.values(), stepsPerFrame);
+    }
+    pass.colorAttachments[0].loadAction = shown_->pictureLoadAction();
+    gpu::RenderCommandEncoder* encoder = commandBuffer.makeRenderCommandEncoder(pass);
+    if (!encoder) return false;
+    shown_->encodePicture(*encoder, uniforms, model_.values(), run_.get());
+    if (overlays) overlays->draw(*encoder, model_.device());
+    encoder->endEncoding();
+    return true;
+}
+
+void LivePicture::capture(const QSize& size, std::function<void(std::optional<QImage>)> done) {
+    auto answer = [done = std::move(done)](std::optional<QImage> image) {
+        QMetaObject::invokeMethod(
+            qApp, [done, image = std::move(image)]() mutable { done(std::move(image)); }, Qt::QueuedConnection);
+    };
+    gpu::TextureDescriptor descriptor;
+    descriptor.width = std::uint32_t(size.width());
+    descriptor.height = std::uint32_t(size.height());
+    descriptor.storage = gpu::StorageMode::shared;
+    descriptor.usage = {.shaderRead = false, .renderTarget = true};
+    std::shared_ptr<gpu::Texture> texture;
+    if (shown_ && !size.isEmpty()) texture = model_.device()->makeTexture(descriptor).value_or(nullptr);
+    const std::shared_ptr<gpu::CommandBuffer> commandBuffer = texture ? beginFrame() : nullptr;
+    // No time has passed since the frame on the screen.
+    PreviewClock::Tick tick = lastTick_;
+    tick.timeDelta = 0;
+    if (!commandBuffer || !encodePicture(*commandBuffer, texture, tick, nullptr)) {
+        answer(std::nullopt);
+        return;
+    }
+    commandBuffer->addCompletedHandler([answer, texture](gpu::CommandBuffer& finished) {
+        const auto* bytes = reinterpret_cast<const uchar*>(texture->contents());
+        if (finished.status() != gpu::CommandBufferStatus::completed || !bytes) {
+            answer(std::nullopt);
+            return;
+        }
+        answer(QImage(bytes, int(texture->width()), int(texture->height()), qsizetype(texture->rowBytes()),
+                      QImage::Format_RGB32)
+                   .copy());
+    });
+    commit(commandBuffer);
+}
+
+void LivePicture::rest() {
+    model_.forgetLastTick();
+}
+
+} // namespace glasshob

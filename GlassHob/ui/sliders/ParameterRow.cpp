@@ -1,0 +1,295 @@
+#include "GlassHob/ui/sliders/ParameterRow.h"
+
+#include "GlassHob/ui/controls/Controls.h"
+#include "GlassHob/ui/controls/Fonts.h"
+#include "GlassHob/ui/controls/Theme.h"
+#include "GlassHob/ui/sliders/ParameterSlider.h"
+
+#include <QKeyEvent>
+#include <QLocale>
+#include <QPainter>
+#include <QWheelEvent>
+
+#include <algorithm>
+#include <cmath>
+#include <optional>
+
+namespace glasshob {
+
+QString valueText(float value, float min, float max) {
+    if (!std::isfinite(value)) return QString::number(double(value));
+    // The digits that a step of the slider can move: four of the range, never more than a float has.
+    const double range = double(max) - min;
+    int decimals = 6;
+    if (std::isfinite(range) && range > 0) decimals = std::clamp(3 - int(std::floor(std::log10(range))), 0, 6);
+    QString text = QLocale::c().toString(double(value), 'f', decimals);
+    if (text.contains(u'.')) {
+        while (text.endsWith(u'0'))
+            text.chop(1);
+        if (text.endsWith(u'.')) text.chop(1);
+    }
+    if (text == QLatin1String("-0")) text = QStringLiteral("0");
+    text.remove(QLocale::c().groupSeparator());
+    // Too wide for the field, or rounded away to nothing: the short scientific form.
+    if (text.size() > 8 || (value != 0 && text == QLatin1String("0")))
+        text = QLocale::c().toString(double(value), 'g', 4);
+    return text;
+}
+
+std::optional<float> typedValue(const QString& text) {
+    QString plain = text.trimmed();
+    plain.replace(u',', u'.');
+    bool ok = false;
+    const float value = QLocale::c().toFloat(plain, &ok);
+    if (!ok || !std::isfinite(value)) return std::nullopt;
+    return value;
+}
+
+ValueField::ValueField(QWidget* parent) : QLineEdit(parent) {
+    setFont(fonts::value());
+    setAlignment(Qt::AlignRight);
+    setFrame(false);
+    setTextMargins(6, 0, 6, 0);
+    setFixedSize(64, 24);
+    setContextMenuPolicy(Qt::NoContextMenu);
+    followTheme();
+    connect(&Theme::instance(), &Theme::changed, this, &ValueField::followTheme);
+}
+
+void ValueField::followTheme() {
+    QPalette palette = this->palette();
+    // The box is painted here; the base class paints only the text over it.
+    palette.setColor(QPalette::Base, Qt::transparent);
+    palette.setColor(QPalette::Text, themed(Role::text));
+    setPalette(palette);
+}
+
+void ValueField::setEdge(Edge edge) {
+    if (edge == edge_) return;
+    edge_ = edge;
+    update();
+}
+
+void ValueField::showText(const QString& text) {
+    shown_ = text;
+    if (!hasFocus() || !isModified()) setText(text);
+}
+
+void ValueField::paintEvent(QPaintEvent* event) {
+    {
+        QPainter painter(this);
+        painter.setRenderHint(QPainter::Antialiasing);
+        if (!isEnabled()) painter.setOpacity(0.4);
+        const bool typing = hasFocus();
+        const bool refused = typing && isModified() && !text().isEmpty() && !typedValue(text());
+        painter.setBrush(themed(Role::field));
+        painter.setPen(QPen(themed(refused                            ? Role::error
+                                   : typing || edge_ == Edge::focused ? Role::accentText
+                                   : edge_ == Edge::strong            ? Role::lineStrong
+                                                                      : Role::line),
+                            typing ? 2 : 1));
+        const double inset = typing ? 1 : 0.5;
+        painter.drawRoundedRect(QRectF(rect()).adjusted(inset, inset, -inset, -inset), 4, 4);
+    }
+    QLineEdit::paintEvent(event);
+}
+
+void ValueField::finishTyping() {
+    if (isModified()) {
+        setModified(false);
+        emit committed(text());
+    }
+    setText(shown_);
+}
+
+void ValueField::keyPressEvent(QKeyEvent* event) {
+    const double step = event->modifiers() & Qt::ShiftModifier ? 0.1 : 1;
+    switch (event->key()) {
+    case Qt::Key_Up:
+    case Qt::Key_Down:
+        finishTyping();
+        emit stepped(event->key() == Qt::Key_Up ? step : -step);
+        selectAll();
+        return;
+    case Qt::Key_Return:
+    case Qt::Key_Enter:
+        finishTyping();
+        selectAll();
+        return;
+    case Qt::Key_Escape:
+        setModified(false);
+        setText(shown_);
+        selectAll();
+        return;
+    default: QLineEdit::keyPressEvent(event);
+    }
+}
+
+void ValueField::focusInEvent(QFocusEvent* event) {
+    QLineEdit::focusInEvent(event);
+    selectAll();
+    update();
+}
+
+void ValueField::focusOutEvent(QFocusEvent* event) {
+    QLineEdit::focusOutEvent(event);
+    finishTyping(); // leaving the field takes what was typed, as a form does
+    update();
+}
+
+void ValueField::wheelEvent(QWheelEvent* event) {
+    // Only with the focus, as on the slider.
+    if (!hasFocus()) {
+        event->ignore();
+        return;
+    }
+    wheelRest_ += event->angleDelta().y() != 0 ? event->angleDelta().y() : event->angleDelta().x();
+    const int notches = wheelRest_ / 120;
+    wheelRest_ -= notches * 120;
+    if (notches) {
+        finishTyping();
+        emit stepped(notches * (event->modifiers() & Qt::ShiftModifier ? 0.1 : 1));
+        selectAll();
+    }
+    event->accept();
+}
+
+ParameterRow::ParameterRow(const ParamDecl& declaration, QWidget* parent)
+    : QWidget(parent), slider_(new ParameterSlider(this)), field_(new ValueField(this)),
+      reset_(new ToolButton(Icon::reset, {}, this, 24, 16)) {
+    setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+    connect(slider_, &ParameterSlider::valueEdited, this, [this](float value) { edited(value, false); });
+    connect(slider_, &ParameterSlider::stateChanged, this, &ParameterRow::showState);
+    connect(field_, &ValueField::committed, this, [this](const QString& text) {
+        if (const auto typed = typedValue(text)) edited(std::clamp(*typed, declaration_.min, declaration_.max), true);
+    });
+    connect(field_, &ValueField::stepped, this, [this](double hundredths) {
+        const double range = double(declaration_.max) - declaration_.min;
+        const double next = double(slider_->value()) + hundredths * range / 100;
+        if (std::isfinite(next)) edited(std::clamp(float(next), declaration_.min, declaration_.max), false);
+    });
+    connect(reset_, &QAbstractButton::clicked, this, [this] {
+        edited(declaration_.defaultValue, true);
+        slider_->setFocus(Qt::OtherFocusReason);
+    });
+    connect(&Theme::instance(), &Theme::changed, this, qOverload<>(&QWidget::update));
+    setDeclaration(declaration);
+    setValue(declaration.defaultValue);
+}
+
+void ParameterRow::setDeclaration(const ParamDecl& declaration) {
+    declaration_ = declaration;
+    slider_->setRange(declaration.min, declaration.max, declaration.defaultValue);
+    const QString name = QString::fromStdString(declaration.name), detail = QString::fromStdString(declaration.detail);
+    slider_->setAccessibleName(name);
+    slider_->setAccessibleDescription(detail);
+    field_->setAccessibleName(tr("%1, value").arg(name));
+    reset_->setName(
+        tr("Reset %1 to %2").arg(name, valueText(declaration.defaultValue, declaration.min, declaration.max)));
+    showToolTip();
+    showState();
+    update();
+}
+
+void ParameterRow::setValue(float value, bool glides) {
+    slider_->setValue(value, glides ? ParameterSlider::Motion::glide : ParameterSlider::Motion::none);
+    showState();
+}
+
+bool ParameterRow::isChanged() const {
+    return slider_->isChanged();
+}
+
+void ParameterRow::edited(float value, bool glides) {
+    setValue(value, glides);
+    emit valueEdited(QString::fromStdString(declaration_.name), value);
+}
+
+void ParameterRow::showState() {
+    field_->showText(valueText(slider_->value(), declaration_.min, declaration_.max));
+    field_->setEdge(slider_->showsKeyboardFocus()                  ? ValueField::Edge::focused
+                    : slider_->isHovered() || slider_->isDragged() ? ValueField::Edge::strong
+                                                                   : ValueField::Edge::quiet);
+    reset_->setVisible(slider_->isChanged());
+}
+
+int ParameterRow::wantedNameWidth() const {
+    return QFontMetrics(fonts::sliderName()).horizontalAdvance(QString::fromStdString(declaration_.name));
+}
+
+void ParameterRow::setDensity(Density density, int nameWidth) {
+    if (density == density_ && nameWidth == nameWidth_) return;
+    density_ = density;
+    nameWidth_ = nameWidth;
+    updateGeometry();
+    layOut();
+    update();
+}
+
+int ParameterRow::nameRoom() const {
+    return density_ == Density::dense ? nameWidth_ : std::max(80, width() - 28);
+}
+
+void ParameterRow::showToolTip() {
+    // The range always; name and description where the row does not show the whole of them.
+    const QString name = QString::fromStdString(declaration_.name),
+                  detail = QString::fromStdString(declaration_.detail);
+    auto shown = [this](float value) { return valueText(value, declaration_.min, declaration_.max); };
+    QStringList lines;
+    if (wantedNameWidth() > nameRoom()) lines << name;
+    const int detailRoom = nameRoom() - wantedNameWidth() - 8;
+    const bool isCut =
+        density_ == Density::dense || QFontMetrics(fonts::small()).horizontalAdvance(detail) > detailRoom;
+    if (isCut && !detail.isEmpty()) lines << detail;
+    lines << tr("%1 to %2, at first %3")
+                 .arg(shown(declaration_.min), shown(declaration_.max), shown(declaration_.defaultValue));
+    setToolTip(plainToolTip(lines.join(u'\n')));
+}
+
+QList<QWidget*> ParameterRow::controls() const {
+    return {slider_, field_, reset_};
+}
+
+void ParameterRow::focusSlider() {
+    slider_->setFocus(Qt::ShortcutFocusReason);
+}
+
+void ParameterRow::resizeEvent(QResizeEvent*) {
+    layOut();
+}
+
+void ParameterRow::layOut() {
+    const bool tall = density_ == Density::tall;
+    const int middle = tall ? 26 + 10 : 18;
+    const int left = tall ? 0 : nameWidth_ + 12;
+    reset_->move(width() - 24, middle - 12);
+    field_->move(width() - 24 - 4 - 64, middle - 12);
+    slider_->setGeometry(left, middle - 14, std::max(72, field_->x() - 16 - left), 28);
+    showToolTip();
+}
+
+void ParameterRow::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    const bool tall = density_ == Density::tall;
+    const QString name = QString::fromStdString(declaration_.name);
+    painter.setFont(fonts::sliderName());
+    painter.setPen(themed(isEnabled() ? Role::text : Role::disabled));
+    if (!tall) {
+        const QFontMetrics metrics(painter.font());
+        painter.drawText(QRect(0, 0, nameWidth_, height()), Qt::AlignLeft | Qt::AlignVCenter,
+                         metrics.elidedText(name, Qt::ElideRight, nameWidth_));
+        return;
+    }
+    const int room = nameRoom();
+    painter.drawText(QRect(0, 0, room, 26), Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine,
+                     QFontMetrics(painter.font()).elidedText(name, Qt::ElideRight, room));
+    const int after = wantedNameWidth() + 8;
+    painter.setFont(fonts::small());
+    painter.setPen(themed(isEnabled() ? Role::text3 : Role::disabled));
+    if (const int left = room - after; left > 20)
+        painter.drawText(
+            QRect(after, 0, left, 26), Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine,
+            QFontMetrics(painter.font()).elidedText(QString::fromStdString(declaration_.detail), Qt::ElideRight, left));
+}
+
+} // namespace glasshob

@@ -1,0 +1,102 @@
+// One row of the inspector: name, description, slider, value field, and the button back to the default. Tall (64 px) or
+// dense (36 px, on one line). Shows the model's value and tells of edits. Main thread; owned by the inspector.
+#pragma once
+
+#include "GlassHobCore/shader/Params.h"
+
+#include <QLineEdit>
+#include <QList>
+#include <QWidget>
+
+#include <optional>
+
+namespace glasshob {
+
+class ParameterSlider;
+class ToolButton;
+
+// A value as a person writes it: the shortest text, with at most four significant digits of a range under 100. The
+// decimal sign is a point, whatever the desktop's language.
+QString valueText(float value, float min, float max);
+
+// What a person typed, with a point or a comma; nothing when it is no finite number.
+std::optional<float> typedValue(const QString& text);
+
+// The small field with the value; Return commits, Escape restores, the arrow keys step. What is no number is shown as
+// refused while it stands there, and is never taken.
+class ValueField : public QLineEdit {
+    Q_OBJECT
+  public:
+    explicit ValueField(QWidget* parent);
+    enum class Edge { quiet, strong, focused };
+    void setEdge(Edge edge);
+    void showText(const QString& text);
+
+  signals:
+    void committed(const QString& text);
+    // An arrow key, up or down, or the wheel: so many steps of the slider.
+    void stepped(double hundredths);
+
+  protected:
+    void paintEvent(QPaintEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+    void focusInEvent(QFocusEvent* event) override;
+    void focusOutEvent(QFocusEvent* event) override;
+    void wheelEvent(QWheelEvent* event) override;
+
+  private:
+    void followTheme();
+    void finishTyping();
+
+    int wheelRest_ = 0;
+    Edge edge_ = Edge::quiet;
+    QString shown_;
+};
+
+class ParameterRow : public QWidget {
+    Q_OBJECT
+  public:
+    ParameterRow(const ParamDecl& declaration, QWidget* parent);
+
+    const ParamDecl& declaration() const { return declaration_; }
+    // A new declaration under the same name: the row stays and keeps its focus.
+    void setDeclaration(const ParamDecl& declaration);
+    void setValue(float value, bool glides = false);
+    bool isChanged() const;
+
+    enum class Density { tall, dense };
+    void setDensity(Density density, int nameWidth);
+    // The width that the name wants, for the common column of dense rows.
+    int wantedNameWidth() const;
+    void focusSlider();
+    ParameterSlider* slider() const { return slider_; }
+    ValueField* field() const { return field_; }
+    // What takes the keyboard, in its order.
+    QList<QWidget*> controls() const;
+
+    QSize sizeHint() const override { return QSize(240, density_ == Density::tall ? 64 : 36); }
+    QSize minimumSizeHint() const override { return QSize(200, sizeHint().height()); }
+
+  signals:
+    void valueEdited(const QString& name, float value);
+
+  protected:
+    void paintEvent(QPaintEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+
+  private:
+    void edited(float value, bool glides);
+    void showState();
+    void showToolTip();
+    void layOut();
+    int nameRoom() const;
+
+    ParamDecl declaration_;
+    Density density_ = Density::tall;
+    int nameWidth_ = 72;
+    ParameterSlider* slider_;
+    ValueField* field_;
+    ToolButton* reset_;
+};
+
+} // namespace glasshob

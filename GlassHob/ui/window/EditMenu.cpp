@@ -1,0 +1,106 @@
+#include "GlassHob/ui/window/EditMenu.h"
+
+#include "GlassHob/ui/editor/CodeAssistant.h"
+#include "GlassHob/ui/editor/CodeEditor.h"
+#include "GlassHob/ui/editor/FindBar.h"
+#include "GlassHob/ui/editor/GoToLineBar.h"
+#include "GlassHob/ui/editor/LineCommands.h"
+#include "GlassHob/ui/window/Panes.h"
+
+#include <QAction>
+#include <QMenu>
+
+namespace glasshob {
+
+EditMenu::EditMenu(EditorPane* pane, QWidget* window) : QObject(window), pane_(pane), window_(window) {
+    find_ = add(tr("&Find…"), tr("Ctrl+F"), &EditMenu::find);
+    replace_ = add(tr("R&eplace…"), tr("Ctrl+H"), &EditMenu::replace);
+    findNext_ = add(tr("Find &Next"), tr("F3"), &EditMenu::findNext);
+    findPrevious_ = add(tr("Find Pre&vious"), tr("Shift+F3"), &EditMenu::findPrevious);
+    goToLine_ = add(tr("&Go to Line…"), tr("Ctrl+G"), &EditMenu::goToLine);
+    complete_ = add(tr("C&omplete"), tr("Ctrl+Space"), &EditMenu::complete);
+    comment_ = add(tr("Co&mment Selection"), tr("Ctrl+/"), &EditMenu::comment);
+    moveUp_ = add(tr("Move &Up"), tr("Alt+Up"), &EditMenu::moveUp);
+    moveDown_ = add(tr("Move D&own"), tr("Alt+Down"), &EditMenu::moveDown);
+    duplicate_ = add(tr("&Duplicate"), tr("Ctrl+Shift+D"), &EditMenu::duplicate);
+    deleteLines_ = add(tr("De&lete"), tr("Ctrl+Shift+K"), &EditMenu::deleteLines);
+    // What edits the code has its key only there.
+    for (QAction* action : {complete_, comment_, moveUp_, moveDown_, duplicate_, deleteLines_}) {
+        window_->removeAction(action);
+        pane_->editor()->addAction(action);
+        action->setShortcutContext(Qt::WidgetShortcut);
+    }
+}
+
+QAction* EditMenu::add(const QString& text, const QString& keys, void (EditMenu::*run)()) {
+    auto* action = new QAction(text, this);
+    action->setShortcut(QKeySequence(keys));
+    connect(action, &QAction::triggered, this, run);
+    window_->addAction(action);
+    return action;
+}
+
+void EditMenu::fill(QMenu* menu) {
+    menu->addActions({find_, replace_, findNext_, findPrevious_, goToLine_});
+    menu->addSeparator();
+    menu->addActions({complete_, comment_});
+    QMenu* lines = menu->addMenu(tr("L&ines"));
+    lines->addActions({moveUp_, moveDown_, duplicate_, deleteLines_});
+}
+
+void EditMenu::find() {
+    emit paneNeeded();
+    pane_->findBar()->openFind();
+}
+
+void EditMenu::replace() {
+    emit paneNeeded();
+    pane_->findBar()->openReplace();
+}
+
+void EditMenu::findNext() {
+    emit paneNeeded();
+    pane_->findBar()->step(1);
+}
+
+void EditMenu::findPrevious() {
+    emit paneNeeded();
+    pane_->findBar()->step(-1);
+}
+
+void EditMenu::goToLine() {
+    emit paneNeeded();
+    pane_->goToLineBar()->open();
+}
+
+void EditMenu::complete() {
+    pane_->editor()->assistant()->complete();
+}
+
+void EditMenu::comment() {
+    pane_->editor()->toggleComment();
+}
+
+void EditMenu::moveUp() {
+    QTextCursor cursor = pane_->editor()->textCursor();
+    if (lineCommands::moveLines(cursor, -1)) pane_->editor()->setTextCursor(cursor);
+}
+
+void EditMenu::moveDown() {
+    QTextCursor cursor = pane_->editor()->textCursor();
+    if (lineCommands::moveLines(cursor, 1)) pane_->editor()->setTextCursor(cursor);
+}
+
+void EditMenu::duplicate() {
+    QTextCursor cursor = pane_->editor()->textCursor();
+    lineCommands::duplicateLines(cursor);
+    pane_->editor()->setTextCursor(cursor);
+}
+
+void EditMenu::deleteLines() {
+    QTextCursor cursor = pane_->editor()->textCursor();
+    lineCommands::deleteLines(cursor);
+    pane_->editor()->setTextCursor(cursor);
+}
+
+} // namespace glasshob

@@ -1,0 +1,241 @@
+#include "GlassHob/ui/window/Panes.h"
+
+#include "GlassHob/model/AppModel.h"
+#include "GlassHob/ui/controls/Fonts.h"
+#include "GlassHob/ui/controls/Theme.h"
+#include "GlassHob/ui/editor/CodeEditor.h"
+#include "GlassHob/ui/editor/FindBar.h"
+#include "GlassHob/ui/editor/GoToLineBar.h"
+#include "GlassHob/ui/editor/MessageList.h"
+#include "GlassHob/ui/picture/Canvas.h"
+#include "GlassHob/ui/picture/FrameRate.h"
+#include "GlassHob/ui/picture/OverPicture.h"
+#include "GlassHobRender/program/ShaderProgram.h"
+
+#include <QHBoxLayout>
+#include <QPainter>
+#include <QVBoxLayout>
+
+#include <utility>
+
+namespace glasshob {
+
+namespace {
+
+constexpr int stripHeight = 32;
+constexpr int stripMargin = 12;
+
+QVBoxLayout* bareColumn(QWidget* parent) {
+    auto* column = new QVBoxLayout(parent);
+    column->setContentsMargins(0, 0, 0, 0);
+    column->setSpacing(0);
+    return column;
+}
+
+QHBoxLayout* stripRow(QWidget* strip) {
+    auto* row = new QHBoxLayout(strip);
+    row->setContentsMargins(stripMargin, 0, stripMargin, 1);
+    row->setSpacing(8);
+    return row;
+}
+
+} // namespace
+
+class EditorPane::EditedDot : public QWidget {
+  public:
+    explicit EditedDot(QWidget* parent) : QWidget(parent) { setFixedSize(6, 6); }
+
+  protected:
+    void paintEvent(QPaintEvent*) override {
+        QPainter painter(this);
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(themed(Role::text2));
+        painter.drawEllipse(rect());
+    }
+};
+
+EditorPane::EditorPane(AppModel& model, QWidget* parent) : QWidget(parent), model_(model) {
+    setMinimumWidth(320);
+    auto* strip = new Ground(Role::strip, Qt::BottomEdge, this);
+    strip->setFixedHeight(stripHeight);
+    name_ = new TextLine(fonts::label(), Role::text, strip);
+    name_->setElides(true);
+    dot_ = new EditedDot(strip);
+    kind_ = new Chip({}, strip);
+    sound_ = new Chip(tr("sound"), strip);
+    auto* row = stripRow(strip);
+    row->addWidget(name_);
+    row->addWidget(dot_);
+    row->addStretch(1);
+    row->addWidget(kind_);
+    row->addWidget(sound_);
+
+    editor_ = new CodeEditor(this);
+    findBar_ = new FindBar(editor_, this);
+    goToLineBar_ = new GoToLineBar(editor_, this);
+    messages_ = new MessageList(this);
+    auto* column = bareColumn(this);
+    column->addWidget(strip);
+    column->addWidget(findBar_);
+    column->addWidget(goToLineBar_);
+    column->addWidget(editor_, 1);
+    column->addWidget(messages_);
+
+    model_.editorSink = [this](const std::string& text) { editor_->loadText(text); };
+    connect(editor_, &CodeEditor::edited, this, [this] { model_.textChanged(editor_->fileText()); });
+    connect(messages_, &MessageList::placePicked, editor_, &CodeEditor::goTo);
+    connect(&model_, &AppModel::documentChanged, this, &EditorPane::followDocument);
+    connect(&model_, &AppModel::compiled, this, &EditorPane::followCompile);
+    followDocument();
+    followCompile();
+}
+
+void EditorPane::followDocument() {
+    name_->setText(model_.displayName());
+    dot_->setVisible(model_.isDirty());
+    editor_->setAccessibleDescription(model_.isDirty() ? tr("%1, edited").arg(model_.displayName())
+                                                       : model_.displayName());
+}
+
+void EditorPane::followCompile() {
+    const auto& program = model_.program();
+    kind_->setVisible(program != nullptr);
+    sound_->setVisible(program && program->soundPipeline());
+    if (program) {
+        const std::string_view kind = rawValue(program->kind());
+        kind_->setText(QString::fromLatin1(kind.data(), qsizetype(kind.size())));
+    }
+    if (model_.errorText()) {
+        editor_->setDiagnostics(model_.diagnostics());
+        messages_->setMessages(model_.diagnostics(), *model_.errorText());
+    } else {
+        editor_->setDiagnostics(model_.warnings());
+        messages_->setWarnings(model_.warnings(), program ? QString::fromStdString(program->warningText()) : QString());
+    }
+}
+
+// The strip over the picture: while a compile has failed it is the banner, with an edge and an icon at its left.
+class PreviewPane::Strip : public Ground {
+  public:
+    explicit Strip(QWidget* parent) : Ground(Role::strip, Qt::BottomEdge, parent) {
+        setFixedHeight(stripHeight);
+        title = new TextLine(fonts::label(), Role::text, this);
+        title->setElides(true);
+        size = new TextLine(fonts::small(), Role::text3, this);
+        rate = new TextLine(fonts::small(), Role::text3, this);
+        goTo = new TextButton({}, TextButton::Look::link, this);
+        auto* row = stripRow(this);
+        row->addWidget(title);
+        row->addStretch(1);
+        row->addWidget(size);
+        row->addSpacing(6);
+        row->addWidget(rate);
+        row->addWidget(goTo);
+    }
+    void setState(AppModel::State state, std::int64_t line) {
+        error_ = isFailed(state);
+        setRole(error_ ? Role::errorTint : Role::strip);
+        layout()->setContentsMargins(error_ ? stripMargin + 16 + 8 : stripMargin, 0, stripMargin, 1);
+        title->setText(state == AppModel::State::errorWithPicture ? tr("Compile error, showing the last good picture")
+                       : state == AppModel::State::errorWithoutPicture ? tr("Compile error")
+                                                                       : tr("Preview"));
+        size->setVisible(state == AppModel::State::live);
+        rate->setVisible(state == AppModel::State::live);
+        goTo->setVisible(error_ && line > 0);
+        goTo->setText(tr("Go to Line %1").arg(line));
+        goTo->updateGeometry();
+    }
+    static bool isFailed(AppModel::State state) {
+        return state == AppModel::State::errorWithPicture || state == AppModel::State::errorWithoutPicture;
+    }
+
+    TextLine* title;
+    TextLine* size;
+    TextLine* rate;
+    TextButton* goTo;
+
+  protected:
+    void paintEvent(QPaintEvent* event) override {
+        Ground::paintEvent(event);
+        if (!error_) return;
+        QPainter painter(this);
+        painter.fillRect(QRect(0, 0, 3, height()), themed(Role::error));
+        paintIcon(painter, Icon::error, QRectF(stripMargin, (height() - 1 - 16) / 2.0, 16, 16), themed(Role::error));
+    }
+
+  private:
+    bool error_ = false;
+};
+
+PreviewPane::PreviewPane(AppModel& model, Canvas* canvas, QWidget* parent)
+    : QWidget(parent), model_(model), canvas_(canvas), strip_(new Strip(this)) {
+    auto* column = bareColumn(this);
+    column->addWidget(strip_);
+    canvas_->setParent(this);
+    canvas_->installEventFilter(this);
+    column->addWidget(canvas_, 1);
+
+    connect(strip_->goTo, &QAbstractButton::clicked, this, &PreviewPane::goToError);
+    connect(canvas_, &Canvas::pixelSizeChanged, this, &PreviewPane::showSize);
+    connect(&model_, &AppModel::compiled, this, &PreviewPane::follow);
+    auto* rate = new FrameRate(*canvas_, this);
+    connect(rate, &FrameRate::changed, this, [this, rate] { strip_->rate->setText(rate->text()); });
+    follow();
+    showSize();
+}
+
+void PreviewPane::goToError() {
+    emit goToRequested(firstErrorLine_, firstErrorColumn_);
+}
+
+void PreviewPane::follow() {
+    firstErrorLine_ = firstErrorColumn_ = 0;
+    for (const Diagnostic& diagnostic : model_.diagnostics())
+        if (diagnostic.line > 0 && (firstErrorLine_ == 0) && diagnostic.severity == Diagnostic::Severity::error) {
+            firstErrorLine_ = diagnostic.line;
+            firstErrorColumn_ = diagnostic.column;
+        }
+    strip_->setState(model_.state(), firstErrorLine_);
+    placeStrip();
+}
+
+void PreviewPane::setBare(bool bare) {
+    if (bare == bare_) return;
+    bare_ = bare;
+    placeStrip();
+}
+
+void PreviewPane::placeStrip() {
+    strip_->setVisible(!bare_);
+    const bool lies = bare_ && Strip::isFailed(model_.state());
+    if (lies && !over_) {
+        over_ = new Strip(window());
+        new OverPicture(over_, canvas_, 0);
+        over_->setAttribute(Qt::WA_NoMousePropagation);
+        connect(over_, &QObject::destroyed, this, [this] { over_ = nullptr; });
+        connect(over_->goTo, &QAbstractButton::clicked, this, &PreviewPane::goToError);
+    }
+    if (over_) {
+        over_->setState(model_.state(), firstErrorLine_);
+        layout()->activate();
+        over_->setGeometry(QRect(canvas_->mapTo(window(), QPoint(0, 0)), QSize(canvas_->width(), stripHeight)));
+        over_->setVisible(lies);
+        over_->raise();
+    }
+    const int covered = lies ? stripHeight : 0;
+    if (covered != std::exchange(covered_, covered)) emit coveredHeightChanged(covered);
+}
+
+bool PreviewPane::eventFilter(QObject* object, QEvent* event) {
+    if (object == canvas_ && over_ && bare_ && (event->type() == QEvent::Resize || event->type() == QEvent::Move))
+        placeStrip();
+    return QWidget::eventFilter(object, event);
+}
+
+void PreviewPane::showSize() {
+    const QSize size = canvas_->pixelSize();
+    strip_->size->setText(tr("%1 × %2").arg(size.width()).arg(size.height()));
+}
+
+} // namespace glasshob

@@ -1,0 +1,156 @@
+#include "GlassHob/ui/window/Toolbar.h"
+
+#include "GlassHob/model/AppModel.h"
+#include "GlassHob/ui/controls/Fonts.h"
+#include "GlassHob/ui/controls/Theme.h"
+
+#include <algorithm>
+
+namespace glasshob {
+
+namespace {
+
+constexpr int barHeight = 44;
+constexpr int sideMargin = 8;
+constexpr int gap = 4;
+constexpr int frameNumberFrom = 1100; // widths of the window
+constexpr int labelsFrom = 860;
+
+} // namespace
+
+Toolbar::Toolbar(AppModel& model, const Actions& actions, QWidget* parent)
+    : Ground(Role::bar, Qt::BottomEdge, parent), model_(model), save_(actions.save) {
+    setFixedHeight(barHeight);
+    editorToggle_ = buttonFor(actions.showEditor, Icon::editor, tr("Show editor"));
+    inspectorToggle_ = buttonFor(actions.showInspector, Icon::inspector, tr("Show inspector"));
+    afterToggles_ = new BarSeparator(this);
+    new_ = buttonFor(actions.newShader, Icon::new_, tr("New shader"));
+    open_ = buttonFor(actions.open, Icon::open, tr("Open"));
+    saveButton_ = buttonFor(actions.save, Icon::save, tr("Save"));
+    beforeTransport_ = new BarSeparator(this);
+    start_ = buttonFor(actions.backToStart, Icon::start, tr("Back to start"));
+    play_ = buttonFor(actions.pauseOrPlay, Icon::pause, tr("Pause or Play"));
+    play_->setInk(Role::text);
+    step_ = buttonFor(actions.stepFrame, Icon::step, tr("One frame further"));
+    sound_ = buttonFor(actions.hearSound, Icon::muted, tr("Hear the sound"));
+    auto followSound = [this, action = actions.hearSound] {
+        sound_->setIcon(action->isChecked() ? Icon::sound : Icon::muted);
+        layOut();
+    };
+    connect(actions.hearSound, &QAction::changed, this, followSound);
+    time_ = new TextLine(fonts::time(), Role::text, this);
+    time_->setAccessibleName(tr("Shader time"));
+    frame_ = new TextLine(fonts::small(), Role::text3, this);
+    still_ = buttonFor(actions.saveStill, Icon::still, tr("Save still"));
+    still_->setLabel(tr("Still"));
+    // These have their place; they are enabled by what they will start.
+    auto placeFor = [this](Icon icon, const QString& name, const QString& label) {
+        auto* button = new ToolButton(icon, name, this);
+        button->setLabel(label);
+        button->setEnabled(false);
+        return button;
+    };
+    export_ = buttonFor(actions.exportVideo, Icon::film, tr("Export video"));
+    export_->setLabel(tr("Export…"));
+    share_ = placeFor(Icon::share, tr("Share to the gallery"), tr("Share…"));
+    beforeAccount_ = new BarSeparator(this);
+    account_ = placeFor(Icon::account, tr("Account"), {});
+
+    connect(&model_, &AppModel::clockChanged, this, &Toolbar::followClock);
+    connect(&model_, &AppModel::documentChanged, this, &Toolbar::followDocument);
+    followClock();
+    followDocument();
+}
+
+ToolButton* Toolbar::buttonFor(QAction* action, Icon icon, const QString& name) {
+    auto* button = new ToolButton(icon, name, this);
+    button->setName(name, action->shortcut().toString(QKeySequence::NativeText));
+    button->setCheckable(action->isCheckable());
+    auto follow = [button, action] {
+        button->setEnabled(action->isEnabled());
+        button->setChecked(action->isChecked());
+    };
+    follow();
+    connect(action, &QAction::changed, button, follow);
+    connect(button, &QAbstractButton::clicked, this, [button, action] {
+        button->setChecked(action->isChecked()); // the action decides
+        action->trigger();
+    });
+    return button;
+}
+
+void Toolbar::followClock() {
+    play_->setIcon(model_.paused() ? Icon::play : Icon::pause);
+    time_->setText(tr("%1 s").arg(QString::number(model_.time(), 'f', 1)));
+    time_->setAccessibleDescription(tr("%1 seconds").arg(QString::number(model_.time(), 'f', 1)));
+    frame_->setText(tr("frame %1").arg(model_.frame()));
+    layOut();
+}
+
+void Toolbar::followDocument() {
+    saveButton_->setInk(model_.isDirty() ? std::optional(Role::text) : std::nullopt);
+}
+
+void Toolbar::setPictureLeft(std::optional<int> x) {
+    pictureLeft_ = x;
+    layOut();
+}
+
+void Toolbar::resizeEvent(QResizeEvent*) {
+    layOut();
+}
+
+void Toolbar::layOut() {
+    const bool labels = width() >= labelsFrom;
+    for (ToolButton* button : {still_, export_, share_})
+        button->setShowsLabel(labels);
+    const int middle = (height() - 1) / 2;
+    auto place = [middle](QWidget* widget, int x) {
+        const QSize size = widget->sizeHint().expandedTo(widget->minimumSize());
+        widget->setGeometry(x, middle - size.height() / 2, size.width(), size.height());
+        return size.width();
+    };
+    int right = width() - sideMargin;
+    auto putRight = [&](QWidget* widget, int before) {
+        right -= widget->sizeHint().expandedTo(widget->minimumSize()).width();
+        place(widget, right);
+        right -= before;
+    };
+    putRight(account_, 0);
+    putRight(beforeAccount_, 0);
+    putRight(share_, gap);
+    putRight(export_, gap);
+    putRight(still_, gap);
+
+    int x = sideMargin;
+    auto put = [&](QWidget* widget, int after) { x += place(widget, x) + after; };
+    put(editorToggle_, gap);
+    put(inspectorToggle_, gap - 2);
+    put(afterToggles_, gap - 2);
+    put(new_, gap);
+    put(open_, gap);
+    put(saveButton_, gap);
+    // The transport stands over the picture's left edge, or as near to it as there is room.
+    const int transport = 4 * (start_->sizeHint().width() + gap) + 10 + time_->sizeHint().width() + 12;
+    const int from = std::min(pictureLeft_.value_or(0) + 5, right - transport);
+    const bool separated = !pictureLeft_ || from < x + gap;
+    beforeTransport_->setVisible(separated);
+    if (separated)
+        put(beforeTransport_, 0);
+    else
+        x = from;
+    put(start_, gap);
+    put(play_, gap);
+    const bool wide = window()->width() >= frameNumberFrom;
+    step_->setVisible(wide);
+    if (wide) put(step_, gap);
+    sound_->setVisible(sound_->isEnabled());
+    if (sound_->isEnabled()) put(sound_, gap);
+    x += 10 - gap;
+    put(time_, 12);
+    const bool roomForFrame = x + frame_->sizeHint().width() + gap <= right;
+    frame_->setVisible(roomForFrame && wide);
+    if (frame_->isVisibleTo(this)) put(frame_, 0);
+}
+
+} // namespace glasshob
