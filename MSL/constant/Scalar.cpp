@@ -212,6 +212,25 @@ Scalar bitcast(Scalar value, ScalarKind to) {
     return {to, value.bits & (~std::uint64_t{0} >> (64 - bitWidth(to)))};
 }
 
+bool bitcast(std::span<const Scalar> from, ScalarKind to, std::span<Scalar> out) {
+    std::uint8_t bytes[32]; // of four 64-bit numbers
+    const std::size_t wanted = byteSize(to);
+    std::size_t size = 0;
+    for (const Scalar& number : from)
+        for (std::size_t b = 0; b < byteSize(number.kind); ++b) {
+            if (size == sizeof bytes) return false;
+            bytes[size++] = static_cast<std::uint8_t>(number.bits >> (8 * b));
+        }
+    if (size != out.size() * wanted) return false;
+    for (std::size_t i = 0; i < out.size(); ++i) {
+        std::uint64_t bits = 0;
+        for (std::size_t b = 0; b < wanted; ++b)
+            bits |= std::uint64_t{bytes[i * wanted + b]} << (8 * b);
+        out[i] = bitcast(Scalar{ScalarKind::ulong, bits}, to);
+    }
+    return true;
+}
+
 std::string faultText(Op op, Scalar left, Scalar right) {
     if ((op == Op::div || op == Op::rem) && right.bits == 0) return "division by zero";
     return outsideOf(decimal(exactly(op == Op::rem ? Op::div : op, wide(left), wide(right))), left.kind);

@@ -90,6 +90,9 @@ Result compute(Op op, Scalar left, Scalar right);
 Result convert(Scalar value, ScalarKind to);
 // The same bits as another kind of the same size.
 Scalar bitcast(Scalar value, ScalarKind to);
+// The bits of a vector seen as another: the first number's lowest bits come first. False when the sizes differ or are
+// larger than those of a vector.
+bool bitcast(std::span<const Scalar> from, ScalarKind to, std::span<Scalar> out);
 
 // The fault in clang's words: "division by zero", "value 2147483648 is outside the range of representable values of
 // type 'int'". The operands are those that gave it.

@@ -2,6 +2,7 @@
 #include "MSL/builtins/BuiltinTable.h"
 #include "MSL/constant/Functions.h"
 #include "MSL/interpret/Machine.h"
+#include "MSL/ir/Fold.h"
 
 #include <algorithm>
 
@@ -14,34 +15,6 @@ using ir::Value;
 
 namespace {
 
-std::optional<constant::Op> arithmetic(Op op) {
-    switch (op) {
-    case Op::add: return constant::Op::add;
-    case Op::sub: return constant::Op::sub;
-    case Op::mul:
-    case Op::vectorTimesScalar: return constant::Op::mul;
-    case Op::div: return constant::Op::div;
-    case Op::rem: return constant::Op::rem;
-    case Op::neg: return constant::Op::neg;
-    case Op::bitNot: return constant::Op::bitNot;
-    case Op::logicalNot: return constant::Op::logicalNot;
-    case Op::shl: return constant::Op::shl;
-    case Op::shr: return constant::Op::shr;
-    case Op::bitAnd: return constant::Op::bitAnd;
-    case Op::bitOr: return constant::Op::bitOr;
-    case Op::bitXor: return constant::Op::bitXor;
-    case Op::logicalAnd: return constant::Op::logicalAnd;
-    case Op::logicalOr: return constant::Op::logicalOr;
-    case Op::equal: return constant::Op::equal;
-    case Op::notEqual: return constant::Op::notEqual;
-    case Op::less: return constant::Op::less;
-    case Op::lessEqual: return constant::Op::lessEqual;
-    case Op::greater: return constant::Op::greater;
-    case Op::greaterEqual: return constant::Op::greaterEqual;
-    default: return std::nullopt;
-    }
-}
-
 // Where the part at the end of a constant path begins, in numbers, and what it is.
 std::pair<std::size_t, TypeRef> partAt(const ir::Module& module, TypeRef type, std::span<const std::uint32_t> path) {
     std::size_t at = 0;
@@ -51,21 +24,6 @@ std::pair<std::size_t, TypeRef> partAt(const ir::Module& module, TypeRef type, s
         type = ir::partType(module.types, type, index);
     }
     return {at, type};
-}
-
-// The same bits cut into other numbers, lowest first.
-void recut(const Numbers& from, TypeRef to, Numbers& out) {
-    std::vector<std::uint8_t> bytes;
-    for (const Scalar& number : from)
-        for (unsigned i = 0; i < byteSize(number.kind); ++i)
-            bytes.push_back(static_cast<std::uint8_t>(number.bits >> (8 * i)));
-    const unsigned size = byteSize(to->scalar);
-    for (std::size_t at = 0; at + size <= bytes.size(); at += size) {
-        std::uint64_t bits = 0;
-        for (unsigned i = 0; i < size; ++i)
-            bits |= static_cast<std::uint64_t>(bytes[at + i]) << (8 * i);
-        out.push_back(isFloating(to->scalar) ? Scalar{to->scalar, bits} : Scalar::integer(to->scalar, bits));
-    }
 }
 
 } // namespace
@@ -100,7 +58,7 @@ constant::Operand Machine::operand(Thread& thread, const Value& wanted) {
 void Machine::compute(Thread& thread, const Instruction& instruction, Numbers& out) {
     const auto x = [&](std::size_t i) -> const Numbers& { return value(thread, *instruction.operands[i]); };
     const TypeRef type = instruction.result != nullptr ? instruction.result->type : nullptr;
-    if (const auto op = arithmetic(instruction.op)) {
+    if (const auto op = ir::scalarOp(instruction.op)) {
         const Numbers& left = x(0);
         for (std::size_t i = 0; i < left.size(); ++i)
             out.push_back(instruction.operands.size() == 1
@@ -138,7 +96,10 @@ void Machine::compute(Thread& thread, const Instruction& instruction, Numbers& o
         for (const Scalar& number : x(0))
             out.push_back(constant::convert(number, type->scalar).value);
         break;
-    case Op::bitcast: recut(x(0), type, out); break;
+    case Op::bitcast:
+        out.resize(numberCount(type));
+        if (!constant::bitcast(x(0), type->scalar, out)) trap(instruction, "its operand has another size");
+        break;
     case Op::construct:
         for (std::size_t i = 0; i < instruction.operands.size(); ++i)
             out.insert(out.end(), x(i).begin(), x(i).end());

@@ -2,8 +2,6 @@
 
 #include "MSL/constant/Functions.h"
 
-#include <optional>
-
 namespace msl::ir {
 
 namespace {
@@ -61,14 +59,17 @@ Value* byComponent(Module& module, TypeRef resultType, const Value* value, Funct
     return write(module, resultType, {parts.at, parts.count});
 }
 
-std::optional<constant::Op> constantOp(Op op) {
+} // namespace
+
+std::optional<constant::Op> scalarOp(Op op) {
     switch (op) {
     case Op::neg: return constant::Op::neg;
     case Op::bitNot: return constant::Op::bitNot;
     case Op::logicalNot: return constant::Op::logicalNot;
     case Op::add: return constant::Op::add;
     case Op::sub: return constant::Op::sub;
-    case Op::mul: return constant::Op::mul;
+    case Op::mul:
+    case Op::vectorTimesScalar: return constant::Op::mul;
     case Op::div: return constant::Op::div;
     case Op::rem: return constant::Op::rem;
     case Op::shl: return constant::Op::shl;
@@ -88,10 +89,8 @@ std::optional<constant::Op> constantOp(Op op) {
     }
 }
 
-} // namespace
-
 Value* foldUnary(Module& module, Op op, Value* operand) {
-    const auto known = constantOp(op);
+    const auto known = scalarOp(op);
     if (!known || !operand->isConstant()) return nullptr;
     return byComponent(module, operand->type, operand,
                        [&](Scalar scalar) { return constant::compute(*known, scalar).value; });
@@ -108,7 +107,7 @@ Value* foldBinary(Module& module, Op op, TypeRef resultType, Value* left, Value*
         if (!constant::product(a.operand(), b.operand(), {result, count})) return nullptr;
         return write(module, resultType, {result, count});
     }
-    const auto known = op == Op::vectorTimesScalar ? constant::Op::mul : constantOp(op);
+    const auto known = scalarOp(op);
     if (!known || a.count != count || (b.count != count && op != Op::vectorTimesScalar)) return nullptr;
     for (unsigned i = 0; i < count; ++i)
         result[i] = constant::compute(*known, a.at[i], b.at[b.count == 1 ? 0 : i]).value;

@@ -2,9 +2,16 @@
 // the result is not known while compiling, and the caller then emits the instruction.
 #pragma once
 
+#include "MSL/constant/Scalar.h"
 #include "MSL/ir/Ir.h"
 
+#include <optional>
+
 namespace msl::ir {
+
+// The operation that an instruction applies to each component; none when it is not of that kind. A vector times a
+// scalar multiplies each component by it.
+std::optional<constant::Op> scalarOp(Op op);
 
 Value* foldUnary(Module& module, Op op, Value* operand);
 Value* foldBinary(Module& module, Op op, TypeRef resultType, Value* left, Value* right);

@@ -1,5 +1,7 @@
 #include "MSL/passes/EntryFacts.h"
 
+#include "MSL/ir/Walk.h"
+
 #include <unordered_map>
 
 namespace msl {
@@ -46,19 +48,15 @@ class Finder {
     }
 
     void look(const Block& block, Facts& found) {
-        for (const Instruction* at = block.first; at != nullptr; at = at->next) {
-            found.mayDiscard = found.mayDiscard || at->op == Op::discard;
-            found.usesDerivatives = found.usesDerivatives || (at->op == Op::builtin && takesDerivatives(*at));
-            if (at->op == Op::call) {
-                const Facts called = of(*at->callee);
+        ir::forEachInstruction(block, [&](const Instruction& at) {
+            found.mayDiscard = found.mayDiscard || at.op == Op::discard;
+            found.usesDerivatives = found.usesDerivatives || (at.op == Op::builtin && takesDerivatives(at));
+            if (at.op == Op::call) {
+                const Facts called = of(*at.callee);
                 found.mayDiscard = found.mayDiscard || called.mayDiscard;
                 found.usesDerivatives = found.usesDerivatives || called.usesDerivatives;
             }
-            for (const Block* inner : at->blocks)
-                look(*inner, found);
-            for (const ir::SwitchCase& one : at->cases)
-                look(*one.block, found);
-        }
+        });
     }
 
     std::unordered_map<const Function*, Facts> facts_;

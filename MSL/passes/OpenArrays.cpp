@@ -1,5 +1,7 @@
 #include "MSL/passes/OpenArrays.h"
 
+#include "MSL/ir/Walk.h"
+
 #include <algorithm>
 #include <unordered_map>
 
@@ -11,16 +13,6 @@ using ir::Instruction;
 using ir::Place;
 using ir::Step;
 using ir::Variable;
-
-void forEach(const Block& block, const auto& visit) {
-    for (Instruction* at = block.first; at != nullptr; at = at->next) {
-        visit(*at);
-        for (const Block* inner : at->blocks)
-            forEach(*inner, visit);
-        for (const ir::SwitchCase& one : at->cases)
-            forEach(*one.block, visit);
-    }
-}
 
 bool isZero(const Step& step) {
     return step.kind == Step::Kind::index &&
@@ -63,7 +55,7 @@ class Opener {
 
     void forEachPlace(const auto& visit) {
         for (ir::Function* function : module_.functions)
-            forEach(*function->body, [&](Instruction& at) {
+            ir::forEachInstruction(*function->body, [&](Instruction& at) {
                 if (at.place == nullptr) return;
                 const auto found = buffers_.find(at.place->root);
                 if (found != buffers_.end()) visit(at, found->second);

@@ -1,5 +1,7 @@
 #include "MSL/passes/PipelineCost.h"
 
+#include "MSL/ir/Walk.h"
+
 #include <algorithm>
 #include <cstdlib>
 #include <unordered_map>
@@ -17,8 +19,8 @@ using ir::Variable;
 // Microseconds.
 namespace weights {
 constexpr double limit = 10'000'000; // of one entry point
-constexpr double instruction = 60;  // for each component
-constexpr double function = 1'500;  // sin, pow and their kin: a polynomial
+constexpr double instruction = 60;   // for each component
+constexpr double function = 1'500;   // sin, pow and their kin: a polynomial
 constexpr double texture = 3'000;
 constexpr double division = 500;  // of integers
 constexpr double access = 1'500;  // of memory at a place that differs from thread to thread, for each component
@@ -55,10 +57,8 @@ class Estimate {
     explicit Estimate(const ir::Module& module) : uniform_(module.valueCount() + 1, unknown) {
         for (const Function* function : module.functions) { // callees come first
             Cost cost = localsOf(*function);
-            each(*function->body, [&](const Instruction& instruction) {
-                cost.add(costOf(instruction));
-                return true;
-            });
+            ir::forEachInstruction(*function->body,
+                                   [&](const Instruction& instruction) { cost.add(costOf(instruction)); });
             costs_[function] = cost;
         }
     }
@@ -72,7 +72,7 @@ class Estimate {
     SourceLocation excess(const Function& function, Cost& sum) {
         sum.add(localsOf(function));
         SourceLocation at;
-        each(*function.body, [&](const Instruction& instruction) {
+        ir::forEachInstruction(*function.body, [&](const Instruction& instruction) {
             Cost next = sum;
             next.add(costOf(instruction));
             if (instruction.location) at = instruction.location;
@@ -92,19 +92,6 @@ class Estimate {
 
   private:
     enum Uniformity : std::uint8_t { unknown, uniform, varying };
-
-    // Hands over every instruction until one is answered with false.
-    template <typename Visit>
-    static bool each(const Block& block, const Visit& visit) {
-        for (const Instruction* at = block.first; at != nullptr; at = at->next) {
-            if (!visit(*at)) return false;
-            for (const Block* inner : at->blocks)
-                if (!each(*inner, visit)) return false;
-            for (const ir::SwitchCase& item : at->cases)
-                if (!each(*item.block, visit)) return false;
-        }
-        return true;
-    }
 
     // How much of a loop is left in a driver. One with few turns by a constant is laid out turn by turn. One whose end
     // is the caller's or the host's number often is, because the driver puts functions into their callers and the

@@ -1,5 +1,7 @@
 #include "MSL/passes/UnusedInputs.h"
 
+#include "MSL/ir/Walk.h"
+
 #include <algorithm>
 #include <unordered_map>
 #include <unordered_set>
@@ -19,17 +21,6 @@ constexpr Mask everything = ~Mask(0);
 
 Mask bit(std::uint32_t field) {
     return field < 64 ? Mask(1) << field : everything;
-}
-
-void forEach(Block* block, const auto& visit) {
-    if (block == nullptr) return;
-    for (Instruction* instruction = block->first; instruction != nullptr; instruction = instruction->next) {
-        visit(*instruction);
-        for (Block* inner : instruction->blocks)
-            forEach(inner, visit);
-        for (const ir::SwitchCase& item : instruction->cases)
-            forEach(item.block, visit);
-    }
 }
 
 // What of the values handed to a function is read by it or by what it calls.
@@ -63,8 +54,8 @@ class ReadsOfAll {
         };
         const bool isWorthIt = !values.empty() || std::ranges::any_of(function.pointerParameters, ofStruct);
         if (isWorthIt)
-            forEach(function.body,
-                    [&](const Instruction& instruction) { note(instruction, values, variables, copies); });
+            ir::forEachInstruction(
+                *function.body, [&](const Instruction& instruction) { note(instruction, values, variables, copies); });
         for (const auto& [variable, value] : copies)
             values[value] |= variables[variable];
 
@@ -126,11 +117,11 @@ bool isOnlyItsResult(const Instruction& instruction) {
 // The values and fields that no callee reads become nothing, and then what made them goes.
 void thinOut(ir::Module& module, Function& wrapper, const ReadsOfAll& all) {
     std::unordered_map<const Value*, unsigned> uses;
-    forEach(wrapper.body, [&](const Instruction& instruction) {
+    ir::forEachInstruction(*wrapper.body, [&](const Instruction& instruction) {
         for (const Value* operand : instruction.operands)
             ++uses[operand];
     });
-    forEach(wrapper.body, [&](Instruction& call) {
+    ir::forEachInstruction(*wrapper.body, [&](Instruction& call) {
         const Reads* reads = call.op == Op::call ? all.of(call.callee) : nullptr;
         if (reads == nullptr) return;
         for (std::size_t i = 0; i < call.operands.size() && i < reads->parameters.size(); ++i) {
@@ -158,10 +149,7 @@ void thinOut(ir::Module& module, Function& wrapper, const ReadsOfAll& all) {
                         used.insert(step.value);
             };
             note(*instruction);
-            for (Block* inner : instruction->blocks)
-                forEach(inner, note);
-            for (const ir::SwitchCase& item : instruction->cases)
-                forEach(item.block, note);
+            ir::forEachInnerBlock(*instruction, [&](const Block& inner) { ir::forEachInstruction(inner, note); });
         }
         instruction = before;
     }
@@ -186,9 +174,9 @@ unsigned dropUnusedInputs(ir::Module& module) {
         read.insert(instruction.variables.begin(), instruction.variables.end());
     };
     for (const Function* function : module.functions)
-        forEach(function->body, note);
+        ir::forEachInstruction(*function->body, note);
     for (const ir::Entry* entry : module.entries)
-        forEach(entry->function->body, note);
+        ir::forEachInstruction(*entry->function->body, note);
     unsigned dropped = 0;
     for (const ir::Entry* entry : module.entries)
         if (isFragment(entry))

@@ -47,24 +47,6 @@ unsigned columnsOf(TypeRef type) {
     return type->isMatrix() ? type->columns : 1;
 }
 
-// The same bits seen as numbers of another kind: the first number's lowest bits come first.
-bool reinterpret(std::span<const Scalar> from, ScalarKind to, std::span<Scalar> out) {
-    std::uint8_t bytes[32];
-    const std::size_t each = byteSize(from[0].kind);
-    const std::size_t wanted = byteSize(to);
-    if (from.size() * each != out.size() * wanted || from.size() * each > sizeof bytes) return false;
-    for (std::size_t i = 0; i < from.size(); ++i)
-        for (std::size_t b = 0; b < each; ++b)
-            bytes[i * each + b] = static_cast<std::uint8_t>(from[i].bits >> (8 * b));
-    for (std::size_t i = 0; i < out.size(); ++i) {
-        std::uint64_t bits = 0;
-        for (std::size_t b = 0; b < wanted; ++b)
-            bits |= std::uint64_t{bytes[i * wanted + b]} << (8 * b);
-        out[i] = isFloating(to) ? Scalar{to, bits} : Scalar::integer(to, bits);
-    }
-    return true;
-}
-
 } // namespace
 
 bool Analyzer::ConstantRun::value(Expr* expr, Numbers out) {
@@ -177,7 +159,8 @@ bool Analyzer::ConstantRun::cast(CastKind kind, Expr* operand, TypeRef type, Sou
         if (!convert(operand->type, given, type->element, at, out.first(1))) return false;
         std::ranges::fill(out, out[0]);
         return true;
-    case CastKind::bitcast: return (type->isScalar() || type->isVector()) && reinterpret(given, kindOf(type), out);
+    case CastKind::bitcast:
+        return (type->isScalar() || type->isVector()) && constant::bitcast(given, kindOf(type), out);
     default: return false;
     }
 }

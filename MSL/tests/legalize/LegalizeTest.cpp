@@ -2,6 +2,7 @@
 // none.
 #include "MSL/legalize/Legalize.h"
 #include "MSL/builtins/BuiltinTable.h"
+#include "MSL/ir/Walk.h"
 #include "MSL/spirv/SpirvWriter.h"
 #include "MSL/tests/lower/Lowered.h"
 
@@ -15,21 +16,11 @@ using msl::test::Lowered;
 
 namespace {
 
-void forEach(const ir::Block& block, const std::function<void(const ir::Instruction&)>& look) {
-    for (const ir::Instruction* at = block.first; at != nullptr; at = at->next) {
-        look(*at);
-        for (const ir::Block* inner : at->blocks)
-            forEach(*inner, look);
-        for (const ir::SwitchCase& one : at->cases)
-            forEach(*one.block, look);
-    }
-}
-
 // The numeric functions that are left in a module but that the target does not have for their operands.
 std::set<std::string> lacking(const ir::Module& module, const Target& target) {
     std::set<std::string> found;
     for (const ir::Function* function : module.functions)
-        forEach(*function->body, [&](const ir::Instruction& at) {
+        ir::forEachInstruction(*function->body, [&](const ir::Instruction& at) {
             if (at.op != ir::Op::builtin || at.place != nullptr || at.operands.empty()) return;
             const ScalarKind kind = at.operands[0]->type->scalar;
             const bool isMatrix = at.operands[0]->type->isMatrix();
