@@ -414,7 +414,8 @@ class Verifier {
         if (result->isVector()) {
             std::uint32_t components = 0;
             for (const Value* operand : in.operands) {
-                if (operand->type->scalar != result->scalar)
+                if ((!operand->type->isScalar() && !operand->type->isVector()) ||
+                    operand->type->scalar != result->scalar)
                     fail(in, "'" + typeName(operand->type) + "' in '" + typeName(result) + "'");
                 components += operand->type->columns;
             }
