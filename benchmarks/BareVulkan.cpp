@@ -1,73 +1,16 @@
 #include "benchmarks/BareVulkan.h"
 
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
-#include <string_view>
 
 namespace bench {
 namespace {
 
 constexpr VkDeviceSize parametersOffset = 256;
 
-void check(VkResult result, const char* what) {
-    if (result == VK_SUCCESS) return;
-    std::fprintf(stderr, "The bare program failed while %s (%d).\n", what, int(result));
-    std::exit(2);
-}
-
-template <class Info>
-Info make(VkStructureType type) {
-    Info info{};
-    info.sType = type;
-    return info;
-}
-
 } // namespace
 
-BareVulkan::BareVulkan(const char* deviceName, std::uint32_t width, std::uint32_t height) : size_{width, height} {
-    auto application = make<VkApplicationInfo>(VK_STRUCTURE_TYPE_APPLICATION_INFO);
-    application.apiVersion = VK_API_VERSION_1_3;
-    auto instanceInfo = make<VkInstanceCreateInfo>(VK_STRUCTURE_TYPE_INSTANCE_CREATE_INFO);
-    instanceInfo.pApplicationInfo = &application;
-    check(vkCreateInstance(&instanceInfo, nullptr, &instance_), "starting Vulkan");
-    std::uint32_t count = 0;
-    vkEnumeratePhysicalDevices(instance_, &count, nullptr);
-    std::vector<VkPhysicalDevice> all(count);
-    vkEnumeratePhysicalDevices(instance_, &count, all.data());
-    for (VkPhysicalDevice candidate : all) {
-        VkPhysicalDeviceProperties properties;
-        vkGetPhysicalDeviceProperties(candidate, &properties);
-        if (physical_ == VK_NULL_HANDLE && std::string_view(properties.deviceName) == deviceName) physical_ = candidate;
-    }
-    if (physical_ == VK_NULL_HANDLE) check(VK_ERROR_INITIALIZATION_FAILED, "looking for the device");
-
-    auto vulkan12 = make<VkPhysicalDeviceVulkan12Features>(VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_VULKAN_1_2_FEATURES);
-    vulkan12.scalarBlockLayout = VK_TRUE;
-    auto vulkan13 = make<VkPhysicalDeviceVulkan13Features>(VK_STRUCTURE_TYPE_PHYSICAL_DEVICE_VULKAN_1_3_FEATURES);
-    vulkan13.dynamicRendering = VK_TRUE;
-    vulkan13.pNext = &vulkan12;
-    const float priority = 1;
-    auto queueInfo = make<VkDeviceQueueCreateInfo>(VK_STRUCTURE_TYPE_DEVICE_QUEUE_CREATE_INFO);
-    queueInfo.queueCount = 1;
-    queueInfo.pQueuePriorities = &priority;
-    auto deviceInfo = make<VkDeviceCreateInfo>(VK_STRUCTURE_TYPE_DEVICE_CREATE_INFO);
-    deviceInfo.pNext = &vulkan13;
-    deviceInfo.queueCreateInfoCount = 1;
-    deviceInfo.pQueueCreateInfos = &queueInfo;
-    check(vkCreateDevice(physical_, &deviceInfo, nullptr, &device_), "opening the device");
-    vkGetDeviceQueue(device_, 0, 0, &queue_);
-
-    auto poolInfo = make<VkCommandPoolCreateInfo>(VK_STRUCTURE_TYPE_COMMAND_POOL_CREATE_INFO);
-    poolInfo.flags = VK_COMMAND_POOL_CREATE_RESET_COMMAND_BUFFER_BIT;
-    check(vkCreateCommandPool(device_, &poolInfo, nullptr, &pool_), "creating a command pool");
-    auto commandsInfo = make<VkCommandBufferAllocateInfo>(VK_STRUCTURE_TYPE_COMMAND_BUFFER_ALLOCATE_INFO);
-    commandsInfo.commandPool = pool_;
-    commandsInfo.commandBufferCount = 1;
-    check(vkAllocateCommandBuffers(device_, &commandsInfo, &commands_), "creating a command buffer");
-    const auto fenceInfo = make<VkFenceCreateInfo>(VK_STRUCTURE_TYPE_FENCE_CREATE_INFO);
-    check(vkCreateFence(device_, &fenceInfo, nullptr, &fence_), "creating a fence");
-
+BareVulkan::BareVulkan(const char* deviceName, std::uint32_t width, std::uint32_t height)
+    : bare_(deviceName), device_(bare_.handle()), size_{width, height} {
     auto imageInfo = make<VkImageCreateInfo>(VK_STRUCTURE_TYPE_IMAGE_CREATE_INFO);
     imageInfo.imageType = VK_IMAGE_TYPE_2D;
     imageInfo.format = VK_FORMAT_B8G8R8A8_UNORM;
@@ -78,10 +21,7 @@ BareVulkan::BareVulkan(const char* deviceName, std::uint32_t width, std::uint32_
     check(vkCreateImage(device_, &imageInfo, nullptr, &image_), "creating the image");
     VkMemoryRequirements requirements;
     vkGetImageMemoryRequirements(device_, image_, &requirements);
-    auto memoryInfo = make<VkMemoryAllocateInfo>(VK_STRUCTURE_TYPE_MEMORY_ALLOCATE_INFO);
-    memoryInfo.allocationSize = requirements.size;
-    memoryInfo.memoryTypeIndex = memoryType(requirements.memoryTypeBits, VK_MEMORY_PROPERTY_DEVICE_LOCAL_BIT);
-    check(vkAllocateMemory(device_, &memoryInfo, nullptr, &imageMemory_), "allocating the image");
+    imageMemory_ = bare_.allocate(requirements, VK_MEMORY_PROPERTY_DEVICE_LOCAL_BIT);
     check(vkBindImageMemory(device_, image_, imageMemory_, 0), "binding the image");
     auto viewInfo = make<VkImageViewCreateInfo>(VK_STRUCTURE_TYPE_IMAGE_VIEW_CREATE_INFO);
     viewInfo.image = image_;
@@ -140,19 +80,6 @@ BareVulkan::~BareVulkan() {
     vkDestroyImageView(device_, view_, nullptr);
     vkDestroyImage(device_, image_, nullptr);
     vkFreeMemory(device_, imageMemory_, nullptr);
-    vkDestroyFence(device_, fence_, nullptr);
-    vkDestroyCommandPool(device_, pool_, nullptr);
-    vkDestroyDevice(device_, nullptr);
-    vkDestroyInstance(instance_, nullptr);
-}
-
-std::uint32_t BareVulkan::memoryType(std::uint32_t bits, VkMemoryPropertyFlags flags) const {
-    VkPhysicalDeviceMemoryProperties properties;
-    vkGetPhysicalDeviceMemoryProperties(physical_, &properties);
-    for (std::uint32_t i = 0; i < properties.memoryTypeCount; ++i)
-        if ((bits & (1U << i)) != 0 && (properties.memoryTypes[i].propertyFlags & flags) == flags) return i;
-    check(VK_ERROR_OUT_OF_DEVICE_MEMORY, "choosing memory");
-    return 0;
 }
 
 BareVulkan::Memory BareVulkan::makeBuffer(VkDeviceSize size, VkBufferUsageFlags usage) {
@@ -163,11 +90,8 @@ BareVulkan::Memory BareVulkan::makeBuffer(VkDeviceSize size, VkBufferUsageFlags 
     check(vkCreateBuffer(device_, &info, nullptr, &memory.buffer), "creating a buffer");
     VkMemoryRequirements requirements;
     vkGetBufferMemoryRequirements(device_, memory.buffer, &requirements);
-    auto memoryInfo = make<VkMemoryAllocateInfo>(VK_STRUCTURE_TYPE_MEMORY_ALLOCATE_INFO);
-    memoryInfo.allocationSize = requirements.size;
-    memoryInfo.memoryTypeIndex = memoryType(requirements.memoryTypeBits,
-                                            VK_MEMORY_PROPERTY_HOST_VISIBLE_BIT | VK_MEMORY_PROPERTY_HOST_COHERENT_BIT);
-    check(vkAllocateMemory(device_, &memoryInfo, nullptr, &memory.memory), "allocating a buffer");
+    memory.memory =
+        bare_.allocate(requirements, VK_MEMORY_PROPERTY_HOST_VISIBLE_BIT | VK_MEMORY_PROPERTY_HOST_COHERENT_BIT);
     check(vkBindBufferMemory(device_, memory.buffer, memory.memory, 0), "binding a buffer");
     void* mapped = nullptr;
     check(vkMapMemory(device_, memory.memory, 0, VK_WHOLE_SIZE, 0, &mapped), "mapping a buffer");
@@ -235,23 +159,7 @@ void BareVulkan::setShader(const std::vector<std::uint32_t>& vertex, const std::
     check(vkCreateGraphicsPipelines(device_, VK_NULL_HANDLE, 1, &info, nullptr, &pipeline_), "creating the pipeline");
 }
 
-void BareVulkan::begin() {
-    auto info = make<VkCommandBufferBeginInfo>(VK_STRUCTURE_TYPE_COMMAND_BUFFER_BEGIN_INFO);
-    info.flags = VK_COMMAND_BUFFER_USAGE_ONE_TIME_SUBMIT_BIT;
-    check(vkBeginCommandBuffer(commands_, &info), "beginning");
-}
-
-void BareVulkan::submitAndWait() {
-    check(vkEndCommandBuffer(commands_), "ending");
-    auto info = make<VkSubmitInfo>(VK_STRUCTURE_TYPE_SUBMIT_INFO);
-    info.commandBufferCount = 1;
-    info.pCommandBuffers = &commands_;
-    check(vkQueueSubmit(queue_, 1, &info, fence_), "submitting");
-    check(vkWaitForFences(device_, 1, &fence_, VK_TRUE, UINT64_MAX), "waiting");
-    check(vkResetFences(device_, 1, &fence_), "resetting the fence");
-}
-
-void BareVulkan::moveImage(VkImageLayout from, VkImageLayout to) {
+void BareVulkan::moveImage(VkCommandBuffer commands, VkImageLayout from, VkImageLayout to) const {
     auto barrier = make<VkImageMemoryBarrier>(VK_STRUCTURE_TYPE_IMAGE_MEMORY_BARRIER);
     barrier.srcAccessMask = VK_ACCESS_MEMORY_WRITE_BIT;
     barrier.dstAccessMask = VK_ACCESS_MEMORY_READ_BIT | VK_ACCESS_MEMORY_WRITE_BIT;
@@ -260,7 +168,7 @@ void BareVulkan::moveImage(VkImageLayout from, VkImageLayout to) {
     barrier.srcQueueFamilyIndex = barrier.dstQueueFamilyIndex = VK_QUEUE_FAMILY_IGNORED;
     barrier.image = image_;
     barrier.subresourceRange = {VK_IMAGE_ASPECT_COLOR_BIT, 0, 1, 0, 1};
-    vkCmdPipelineBarrier(commands_, VK_PIPELINE_STAGE_ALL_COMMANDS_BIT, VK_PIPELINE_STAGE_ALL_COMMANDS_BIT, 0, 0,
+    vkCmdPipelineBarrier(commands, VK_PIPELINE_STAGE_ALL_COMMANDS_BIT, VK_PIPELINE_STAGE_ALL_COMMANDS_BIT, 0, 0,
                          nullptr, 0, nullptr, 1, &barrier);
 }
 
@@ -268,39 +176,39 @@ void BareVulkan::draw(const void* uniforms, std::size_t uniformsLength, const vo
                       std::size_t parametersLength) {
     std::memcpy(blocks_.mapped, uniforms, uniformsLength);
     std::memcpy(blocks_.mapped + parametersOffset, parameters, parametersLength);
-    begin();
-    moveImage(VK_IMAGE_LAYOUT_UNDEFINED, VK_IMAGE_LAYOUT_COLOR_ATTACHMENT_OPTIMAL);
-    auto attachment = make<VkRenderingAttachmentInfo>(VK_STRUCTURE_TYPE_RENDERING_ATTACHMENT_INFO);
-    attachment.imageView = view_;
-    attachment.imageLayout = VK_IMAGE_LAYOUT_COLOR_ATTACHMENT_OPTIMAL;
-    attachment.loadOp = VK_ATTACHMENT_LOAD_OP_DONT_CARE;
-    attachment.storeOp = VK_ATTACHMENT_STORE_OP_STORE;
-    auto rendering = make<VkRenderingInfo>(VK_STRUCTURE_TYPE_RENDERING_INFO);
-    rendering.renderArea = {{0, 0}, size_};
-    rendering.layerCount = 1;
-    rendering.colorAttachmentCount = 1;
-    rendering.pColorAttachments = &attachment;
-    vkCmdBeginRendering(commands_, &rendering);
-    vkCmdBindPipeline(commands_, VK_PIPELINE_BIND_POINT_GRAPHICS, pipeline_);
-    vkCmdBindDescriptorSets(commands_, VK_PIPELINE_BIND_POINT_GRAPHICS, layout_, 0, 1, &set_, 0, nullptr);
-    vkCmdDraw(commands_, 3, 1, 0, 0);
-    vkCmdEndRendering(commands_);
-    submitAndWait();
+    bare_.submit([&](VkCommandBuffer commands) {
+        moveImage(commands, VK_IMAGE_LAYOUT_UNDEFINED, VK_IMAGE_LAYOUT_COLOR_ATTACHMENT_OPTIMAL);
+        auto attachment = make<VkRenderingAttachmentInfo>(VK_STRUCTURE_TYPE_RENDERING_ATTACHMENT_INFO);
+        attachment.imageView = view_;
+        attachment.imageLayout = VK_IMAGE_LAYOUT_COLOR_ATTACHMENT_OPTIMAL;
+        attachment.loadOp = VK_ATTACHMENT_LOAD_OP_DONT_CARE;
+        attachment.storeOp = VK_ATTACHMENT_STORE_OP_STORE;
+        auto rendering = make<VkRenderingInfo>(VK_STRUCTURE_TYPE_RENDERING_INFO);
+        rendering.renderArea = {{0, 0}, size_};
+        rendering.layerCount = 1;
+        rendering.colorAttachmentCount = 1;
+        rendering.pColorAttachments = &attachment;
+        vkCmdBeginRendering(commands, &rendering);
+        vkCmdBindPipeline(commands, VK_PIPELINE_BIND_POINT_GRAPHICS, pipeline_);
+        vkCmdBindDescriptorSets(commands, VK_PIPELINE_BIND_POINT_GRAPHICS, layout_, 0, 1, &set_, 0, nullptr);
+        vkCmdDraw(commands, 3, 1, 0, 0);
+        vkCmdEndRendering(commands);
+    });
 }
 
 std::vector<std::uint8_t> BareVulkan::pixels() {
-    begin();
-    moveImage(VK_IMAGE_LAYOUT_COLOR_ATTACHMENT_OPTIMAL, VK_IMAGE_LAYOUT_TRANSFER_SRC_OPTIMAL);
-    VkBufferImageCopy copy{};
-    copy.imageSubresource = {VK_IMAGE_ASPECT_COLOR_BIT, 0, 0, 1};
-    copy.imageExtent = {size_.width, size_.height, 1};
-    vkCmdCopyImageToBuffer(commands_, image_, VK_IMAGE_LAYOUT_TRANSFER_SRC_OPTIMAL, readBack_.buffer, 1, &copy);
-    auto barrier = make<VkMemoryBarrier>(VK_STRUCTURE_TYPE_MEMORY_BARRIER);
-    barrier.srcAccessMask = VK_ACCESS_TRANSFER_WRITE_BIT;
-    barrier.dstAccessMask = VK_ACCESS_HOST_READ_BIT;
-    vkCmdPipelineBarrier(commands_, VK_PIPELINE_STAGE_TRANSFER_BIT, VK_PIPELINE_STAGE_HOST_BIT, 0, 1, &barrier, 0,
-                         nullptr, 0, nullptr);
-    submitAndWait();
+    bare_.submit([&](VkCommandBuffer commands) {
+        moveImage(commands, VK_IMAGE_LAYOUT_COLOR_ATTACHMENT_OPTIMAL, VK_IMAGE_LAYOUT_TRANSFER_SRC_OPTIMAL);
+        VkBufferImageCopy copy{};
+        copy.imageSubresource = {VK_IMAGE_ASPECT_COLOR_BIT, 0, 0, 1};
+        copy.imageExtent = {size_.width, size_.height, 1};
+        vkCmdCopyImageToBuffer(commands, image_, VK_IMAGE_LAYOUT_TRANSFER_SRC_OPTIMAL, readBack_.buffer, 1, &copy);
+        auto barrier = make<VkMemoryBarrier>(VK_STRUCTURE_TYPE_MEMORY_BARRIER);
+        barrier.srcAccessMask = VK_ACCESS_TRANSFER_WRITE_BIT;
+        barrier.dstAccessMask = VK_ACCESS_HOST_READ_BIT;
+        vkCmdPipelineBarrier(commands, VK_PIPELINE_STAGE_TRANSFER_BIT, VK_PIPELINE_STAGE_HOST_BIT, 0, 1, &barrier, 0,
+                             nullptr, 0, nullptr);
+    });
     return {readBack_.mapped, readBack_.mapped + std::size_t(size_.width) * size_.height * 4};
 }
 

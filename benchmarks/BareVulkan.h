@@ -2,6 +2,8 @@
 // its pixels. It shares nothing with the GPU layer. Ends the process on any failure.
 #pragma once
 
+#include "benchmarks/BareDevice.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -34,20 +36,12 @@ class BareVulkan {
         std::uint8_t* mapped = nullptr;
     };
     Memory makeBuffer(VkDeviceSize size, VkBufferUsageFlags usage);
-    std::uint32_t memoryType(std::uint32_t bits, VkMemoryPropertyFlags flags) const;
-    void begin();
-    void submitAndWait();
-    void moveImage(VkImageLayout from, VkImageLayout to);
+    void moveImage(VkCommandBuffer commands, VkImageLayout from, VkImageLayout to) const;
     void dropShader();
 
+    BareDevice bare_;
+    VkDevice device_;
     VkExtent2D size_;
-    VkInstance instance_ = VK_NULL_HANDLE;
-    VkPhysicalDevice physical_ = VK_NULL_HANDLE;
-    VkDevice device_ = VK_NULL_HANDLE;
-    VkQueue queue_ = VK_NULL_HANDLE;
-    VkCommandPool pool_ = VK_NULL_HANDLE;
-    VkCommandBuffer commands_ = VK_NULL_HANDLE;
-    VkFence fence_ = VK_NULL_HANDLE;
     VkImage image_ = VK_NULL_HANDLE;
     VkDeviceMemory imageMemory_ = VK_NULL_HANDLE;
     VkImageView view_ = VK_NULL_HANDLE;

@@ -1,7 +1,8 @@
-// What a plain Vulkan program needs for work of several passes: a device, memory, pipelines of one layout, and command
-// buffers that are submitted and waited for. It shares nothing with the GPU layer. Ends the process on any failure;
-// gives back nothing before its end.
+// What a plain Vulkan program needs for work of several passes: memory, pictures, pipelines of one layout. It gives
+// back nothing before its end.
 #pragma once
+
+#include "benchmarks/BareDevice.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -56,7 +57,7 @@ class BareWork {
     // The y axis goes up, as in the shading language.
     VkViewport viewport(float guard = 1) const;
 
-    void submit(const std::function<void(VkCommandBuffer)>& record);
+    void submit(const std::function<void(VkCommandBuffer)>& record) { bare_.submit(record); }
     // Everything before is seen by everything after.
     void barrier(VkCommandBuffer commands) const;
     void move(VkCommandBuffer commands, Image& image, VkImageLayout to) const;
@@ -71,14 +72,9 @@ class BareWork {
     VkDeviceMemory allocate(const VkMemoryRequirements& requirements, VkMemoryPropertyFlags flags);
     VkPipelineShaderStageCreateInfo stage(VkShaderStageFlagBits stage, const std::string& glsl);
 
+    BareDevice bare_;
+    VkDevice device_;
     VkExtent2D size_;
-    VkInstance instance_ = VK_NULL_HANDLE;
-    VkPhysicalDevice physical_ = VK_NULL_HANDLE;
-    VkDevice device_ = VK_NULL_HANDLE;
-    VkQueue queue_ = VK_NULL_HANDLE;
-    VkCommandPool pool_ = VK_NULL_HANDLE;
-    VkCommandBuffer commands_ = VK_NULL_HANDLE;
-    VkFence fence_ = VK_NULL_HANDLE;
     VkDescriptorSetLayout setLayout_ = VK_NULL_HANDLE;
     VkDescriptorPool descriptors_ = VK_NULL_HANDLE;
     VkPipelineLayout layout_ = VK_NULL_HANDLE;
