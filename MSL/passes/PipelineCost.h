@@ -1,7 +1,7 @@
 // An estimate of how long a driver needs to build the pipelines of a module. Drivers put every function into its
 // callers, so a small text may ask for any amount of code, and some shapes of code take them far more time than others.
 // The weights were measured on Mesa's CPU driver, which compiles with LLVM and is the slowest that we know; the
-// limit leaves it a few seconds for an entry point.
+// limit leaves it about ten seconds for an entry point.
 #pragma once
 
 #include "MSL/ir/Ir.h"
