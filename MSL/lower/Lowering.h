@@ -267,11 +267,13 @@ class Lowering {
     Access derivedAccess(const Access& base, TypeRef derived, SourceLocation at);
     Access swizzleAccess(const Access& base, std::span<const std::uint8_t> components, TypeRef type);
     Access indexAccess(const Access& base, ir::Value* index, TypeRef type, SourceLocation at);
-    Access dereference(const Operand& pointer, TypeRef type, SourceLocation at);
     Access inMemory(const Access& access, SourceLocation at); // spilled to a table or a local when it is a value
     Operand load(const Access& access, SourceLocation at);
     Operand loadChoice(const Access& choice, SourceLocation at);
     void store(const Access& access, const Operand& operand, SourceLocation at);
+
+    // LowerPointer.cpp
+    Access dereference(const Operand& pointer, TypeRef type, SourceLocation at);
     static bool isNull(const Operand& pointer) {
         return pointer.access == nullptr || pointer.access->kind == Access::Kind::nothing;
     }

@@ -156,7 +156,7 @@ class Parser {
     bool lineEndsABlock();
     void parseAttributeList(Attributes& attributes, TokenKind end, bool isGnu);
 
-    // ---- declarations (ParseDecl.cpp, ParseFunction.cpp, ParseClass.cpp)
+    // ---- declarations (ParseDecl.cpp, ParseTemplate.cpp, ParseFunction.cpp, ParseClass.cpp)
     void parseDeclarations(Declarations& out, Context context, TokenKind end);
     void parseDeclaration(Declarations& out, Context context);
     void requireType(Specifiers& specifiers); // reports a declaration without a type, and goes on as with int
