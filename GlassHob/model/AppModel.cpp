@@ -1,153 +1,108 @@
 #include "GlassHob/model/AppModel.h"
 
-#include "GPU/Device.h"
 #include "GlassHob/model/RetiredDevice.h"
 #include "GlassHob/model/StillSaver.h"
-#include "GlassHobCore/files/FileWatcher.h"
-#include "GlassHobRender/program/ShaderCompiler.h"
-#include "GlassHobRender/program/ShaderProgram.h"
 
 #include <QFileInfo>
 #include <QStandardPaths>
-
-#include <algorithm>
-#include <chrono>
-#include <cmath>
 
 namespace glasshob {
 
 namespace {
 
-// A frame that has taken this many seconds is in the way of what a compile may have to wait for ...
-constexpr double slowForCompiles = 1;
-// ... and this many are told about.
-constexpr double slowForPeople = 2;
-
 QString asQString(std::string_view text) {
     return QString::fromUtf8(text.data(), qsizetype(text.size()));
-}
-
-std::vector<std::string> linesOf(const std::string& text) {
-    std::vector<std::string> lines;
-    for (std::size_t start = 0;;) {
-        const std::size_t end = text.find('\n', start);
-        lines.push_back(text.substr(start, end - start));
-        if (end == std::string::npos) return lines;
-        start = end + 1;
-    }
 }
 
 } // namespace
 
 AppModel::AppModel(Surroundings surroundings, QObject* parent)
-    : QObject(parent), device_(std::move(surroundings.device)), makeDevice_(std::move(surroundings.makeDevice)),
-      questions_(surroundings.questions), pendingCompile_(std::move(surroundings.compileDelay)),
-      drafts_(std::move(surroundings.draftsFolder)),
+    : QObject(parent), questions_(surroundings.questions), document_(*questions_, std::move(surroundings.draftsFolder)),
+      devices_(std::move(surroundings.device), std::move(surroundings.makeDevice)),
+      compilation_(devices_, std::move(surroundings.compileDelay)),
       presets_(std::make_unique<Presets>(*this, *questions_, std::move(surroundings.presetStore))),
       exports_(std::make_unique<ExportJob>(*this, std::move(surroundings.movieMaker))), account_(surroundings.account),
       updates_(surroundings.updates) {
-    if (!makeDevice_) makeDevice_ = gpu::Device::makeApart;
+    document_.editorSink = [this](const std::string& text) {
+        if (editorSink) editorSink(text);
+    };
+    devices_.isExporting = [this] { return exports_->isRunning(); };
+    connect(&document_, &Document::changed, this, &AppModel::documentChanged);
+    connect(&document_, &Document::replaced, this, &AppModel::followReplaced);
+    connect(&document_, &Document::textLoaded, this, [this] { compile(currentText()); });
+    connect(&document_, &Document::edited, this,
+            [this] { compilation_.compileLater([this] { compile(currentText()); }); });
+    connect(&document_, &Document::unreadable, this,
+            [this](const QString& sentence) { compilation_.fail({}, sentence); });
+    connect(&document_, &Document::draftOfferChanged, this, &AppModel::draftOfferChanged);
+    connect(&devices_, &DeviceWatch::replaced, this, &AppModel::deviceReplaced);
+    connect(&devices_, &DeviceWatch::troubleChanged, this, &AppModel::deviceTroubleChanged);
+    connect(&compilation_, &Compilation::deviceLost, this, &AppModel::reportDeviceLoss);
+    connect(&compilation_, &Compilation::compiled, this, &AppModel::compiled);
 }
 
 AppModel::~AppModel() {
     close();
     exports_.reset();
-    program_.reset();
-    if (slowFrameSeconds_ > 0) retire(std::move(device_));
 }
 
 void AppModel::close() {
-    pendingCompile_->cancel();
+    compilation_.cancelLater();
     exports_->abandon();
-    // Without an answer to the question about them, edits outlive the window.
-    if (isDirty_ && !discardAgreed_)
-        keepDraft();
-    else
-        drafts_.remove();
+    document_.close();
 }
 
-// ---- The compile ----------------------------------------------------------------------------------------------------
+void AppModel::start(const QStringList& arguments) {
+    document_.start(arguments);
+}
+
+// ---- The document and its compile -----------------------------------------------------------------------------------
+
+void AppModel::followReplaced() {
+    compilation_.cancelLater();
+    // Nothing runs while a shader waits, the one before it neither.
+    if (needsRun()) compilation_.reset();
+}
+
+void AppModel::setText(const std::string& text) {
+    compilation_.cancelLater();
+    document_.setText(text);
+}
 
 void AppModel::compile(const std::string& text) {
-    sourceLines_ = linesOf(text);
-    keepDraft();
-    if (needsRun_) return;
-    const auto device = deviceForCompile();
-    if (!device) {
-        fail({}, asQString(device.error().description()));
-        return;
-    }
-    const auto started = std::chrono::steady_clock::now();
-    try {
-        auto program = std::make_shared<const ShaderProgram>(text, *device, gpu::PixelFormat::bgra8Unorm,
-                                                             ShaderCompiler::liveTimeLimit);
-        compileMillis_ = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - started).count();
-        takeProgram(std::move(program));
-    } catch (const ShaderError& error) {
-        if ((*device)->lost() && *device == device_) {
-            reportDeviceLoss();
-        } else {
-            compileMillis_.reset();
-            fail(error.diagnostics, asQString(error.raw));
-        }
-    } catch (const std::exception& error) {
-        fail({}, QString::fromUtf8(error.what()));
-    }
-}
-
-void AppModel::fail(std::vector<Diagnostic> diagnostics, const QString& text) {
-    diagnostics_ = std::move(diagnostics);
-    warnings_.clear();
-    errorText_ = text;
-    emit compiled();
-}
-
-void AppModel::takeProgram(std::shared_ptr<const ShaderProgram> program) {
-    program_ = std::move(program);
-    diagnostics_.clear();
-    warnings_ = program_->warnings();
-    std::erase_if(warnings_, [](const Diagnostic& warning) { return warning.line <= 0; });
-    errorText_.reset();
-    sliders_.carryOver(program_->params());
-    if (program_->device() != device_) {
-        retire(std::exchange(device_, std::exchange(spareDevice_, nullptr)));
-        deviceLost_ = false;
-        slowFrameSeconds_ = 0;
-        emit deviceReplaced();
-        emit deviceTroubleChanged();
-    }
-    retire(std::exchange(spareDevice_, nullptr));
-    emit compiled();
+    compilation_.cancelLater();
+    document_.keepDraft();
+    if (needsRun())
+        compilation_.keepLines(text);
+    else
+        compilation_.compile(text);
 }
 
 void AppModel::compileNow() {
-    pendingCompile_->cancel();
-    if (!needsRun_) compile(currentText_);
+    compilation_.cancelLater();
+    if (!needsRun()) compile(currentText());
 }
 
 void AppModel::run() {
-    if (!needsRun_) return;
-    needsRun_ = false;
-    downloadedFrom_.reset();
-    rememberAsLast();
-    emit documentChanged();
-    compile(currentText_);
+    if (!needsRun()) return;
+    document_.allowRun();
+    compile(currentText());
 }
 
 AppModel::State AppModel::state() const {
-    if (needsRun_) return State::waitingForRun;
-    if (errorText_) return program_ ? State::errorWithPicture : State::errorWithoutPicture;
-    return program_ ? State::live : State::empty;
+    if (needsRun()) return State::waitingForRun;
+    if (errorText()) return program() ? State::errorWithPicture : State::errorWithoutPicture;
+    return program() ? State::live : State::empty;
 }
 
 QString AppModel::statusText() const {
-    if (needsRun_) return tr("Not running: press Run when you have read it");
+    if (needsRun()) return tr("Not running: press Run when you have read it");
     if (const QString trouble = deviceTrouble(); !trouble.isEmpty()) return trouble;
     switch (state()) {
     case State::errorWithPicture: return tr("Compile error, showing the last good frame");
     case State::errorWithoutPicture:
-        return diagnostics_.empty() ? errorText_->section(u'\n', 0, 0) : asQString(diagnostics_.front().message);
-    case State::live: return tr("Live · compiled in %1 ms").arg(QString::number(compileMillis_.value_or(0), 'f', 0));
+        return diagnostics().empty() ? errorText()->section(u'\n', 0, 0) : asQString(diagnostics().front().message);
+    case State::live: return tr("Live · compiled in %1 ms").arg(QString::number(compileMillis().value_or(0), 'f', 0));
     case State::waitingForRun:
     case State::empty: break;
     }
@@ -156,76 +111,29 @@ QString AppModel::statusText() const {
 
 // ---- The graphics device --------------------------------------------------------------------------------------------
 
-const std::shared_ptr<gpu::Device>& AppModel::device() const {
-    if (!device_) {
-        auto made = gpu::Device::systemDefault();
-        if (!made) throw NoDevice(made.error().description());
-        device_ = std::move(*made);
-    }
-    return device_;
-}
-
-gpu::Result<std::shared_ptr<gpu::Device>> AppModel::deviceForCompile() {
-    if (!device()->lost() && slowFrameSeconds_ < slowForCompiles) return device_;
-    if (!spareDevice_ || spareDevice_->lost()) {
-        auto made = makeDevice_();
-        if (!made) return made;
-        spareDevice_ = std::move(*made);
-    }
-    return spareDevice_;
-}
-
 void AppModel::reportDeviceLoss() {
-    if (deviceLost_) return;
-    deviceLost_ = true;
-    slowFrameSeconds_ = 0;
-    program_.reset();
-    compileMillis_.reset();
-    emit deviceTroubleChanged();
-    emit compiled();
-}
-
-void AppModel::reportSlowFrame(double seconds) {
-    if (deviceLost_) return;
-    const QString before = deviceTrouble();
-    slowFrameSeconds_ = seconds;
-    if (deviceTrouble() != before) emit deviceTroubleChanged();
+    if (devices_.reportLoss()) compilation_.dropProgram();
 }
 
 bool AppModel::deviceIsBusy() const {
-    return slowFrameSeconds_ > 0 || exports_->isRunning() || retiredDeviceIsBusy();
-}
-
-QString AppModel::deviceTrouble() const {
-    if (deviceLost_)
-        return tr("The graphics device was lost while it drew this shader, so the picture has stopped. "
-                  "Change the shader or compile it again, and it starts afresh.");
-    if (slowFrameSeconds_ >= slowForPeople && stillsInWork_ > 0)
-        return tr("The picture waits while the still is drawn. It goes on when the still is there.");
-    if (slowFrameSeconds_ >= slowForPeople && exports_->isRunning())
-        return tr("The picture waits while a frame of the video is drawn. It goes on between the frames.");
-    if (slowFrameSeconds_ >= slowForPeople)
-        return tr("This frame has been drawing for %1 seconds. "
-                  "Make the shader do less, and the picture starts afresh when it compiles.")
-            .arg(int(std::min(slowFrameSeconds_, 1e9)));
-    return {};
+    return devices_.hasSlowFrame() || exports_->isRunning() || retiredDeviceIsBusy();
 }
 
 // ---- The sliders ----------------------------------------------------------------------------------------------------
 
 void AppModel::setValue(const std::string& name, float value) {
-    if (sliders_.set(name, value)) emit valueChanged(asQString(name));
+    if (compilation_.sliders().set(name, value)) emit valueChanged(asQString(name));
 }
 
 void AppModel::setValues(const SliderValues& values) {
     bool any = false;
     for (const auto& [name, value] : values)
-        any = sliders_.set(name, value) || any;
+        any = compilation_.sliders().set(name, value) || any;
     if (any) emit valuesReset();
 }
 
 void AppModel::resetAllValues() {
-    if (sliders_.resetAll()) emit valuesReset();
+    if (compilation_.sliders().resetAll()) emit valuesReset();
 }
 
 // ---- The clock ------------------------------------------------------------------------------------------------------
@@ -265,10 +173,10 @@ QString AppModel::stillName() const {
 }
 
 void AppModel::saveStill() {
-    if (!program_ || needsRun_) return;
+    if (!program() || needsRun()) return;
     // The moment of the command, not that of the answer.
     const ExportPreset& preset = exportChoices_.preset();
-    StillRequest request{.program = program_,
+    StillRequest request{.program = program(),
                          .values = values(),
                          .width = preset.width,
                          .height = preset.height,
@@ -281,10 +189,9 @@ void AppModel::saveStill() {
         [this, request = std::move(request)](std::optional<QString> path) mutable {
             if (!path) return;
             request.path = *path;
-            ++stillsInWork_;
+            devices_.stillBegins();
             glasshob::saveStill(std::move(request), this, [this, path = *path](const auto& saved) {
-                --stillsInWork_;
-                if (slowFrameSeconds_ > 0) emit deviceTroubleChanged();
+                devices_.stillEnds();
                 if (!saved) questions_->warn(tr("Can't save %1").arg(QFileInfo(path).fileName()), saved.error());
             });
         });

@@ -1,6 +1,6 @@
 #include "GlassHob/model/RecentFiles.h"
 
-#include "GlassHob/model/AppModel.h"
+#include "GlassHob/model/Document.h"
 
 #include <QFileInfo>
 #include <QSettings>
@@ -13,9 +13,9 @@ constexpr auto recentKey = "recentFiles";
 
 } // namespace
 
-RecentFiles::RecentFiles(AppModel& model, QObject* parent)
-    : QObject(parent), model_(model), paths_(QSettings().value(recentKey).toStringList()) {
-    connect(&model_, &AppModel::documentChanged, this, &RecentFiles::follow);
+RecentFiles::RecentFiles(Document& document, QObject* parent)
+    : QObject(parent), document_(document), paths_(QSettings().value(recentKey).toStringList()) {
+    connect(&document_, &Document::changed, this, &RecentFiles::follow);
     follow();
 }
 
@@ -32,8 +32,8 @@ void RecentFiles::clear() {
 }
 
 void RecentFiles::follow() {
-    const auto& path = model_.filePath();
-    if (!path || model_.needsRun() || (!paths_.isEmpty() && paths_.first() == *path)) return;
+    const auto& path = document_.filePath();
+    if (!path || document_.needsRun() || (!paths_.isEmpty() && paths_.first() == *path)) return;
     paths_.removeAll(*path);
     paths_.prepend(*path);
     while (paths_.size() > most)

@@ -1,4 +1,4 @@
-// The shaders that were opened last, newest first, kept in the settings. It follows the model's document by itself; the
+// The shaders that were opened last, newest first, kept in the settings. It follows the document by itself; the
 // bundled sample and shaders that wait for Run are left out. Main thread; owned by the window.
 #pragma once
 
@@ -7,14 +7,14 @@
 
 namespace glasshob {
 
-class AppModel;
+class Document;
 
 class RecentFiles : public QObject {
     Q_OBJECT
   public:
     static constexpr qsizetype most = 12;
 
-    explicit RecentFiles(AppModel& model, QObject* parent = nullptr);
+    explicit RecentFiles(Document& document, QObject* parent = nullptr);
     // Absolute paths, without those whose file is gone; these come back when their file does.
     QStringList existing() const;
     bool isEmpty() const { return paths_.isEmpty(); }
@@ -27,7 +27,7 @@ class RecentFiles : public QObject {
     void follow();
     void keep();
 
-    AppModel& model_;
+    Document& document_;
     QStringList paths_;
 };
 

@@ -24,7 +24,7 @@ constexpr int patience = 10000; // milliseconds before a wait is a failure
 using RecentFilesTest = AppModelTest;
 
 TEST_F(RecentFilesTest, TheNewestStandFirstOnceAndOnlyWhatIsThere) {
-    RecentFiles files(*model);
+    RecentFiles files(model->document());
     EXPECT_TRUE(files.isEmpty());
     QStringList made;
     for (int i = 0; i < RecentFiles::most + 2; ++i) {
@@ -40,7 +40,7 @@ TEST_F(RecentFilesTest, TheNewestStandFirstOnceAndOnlyWhatIsThere) {
     EXPECT_EQ(files.existing().first(), made[5]) << "not read yet";
     QFile::remove(made[5]);
     EXPECT_EQ(files.existing().first(), made.last());
-    const RecentFiles nextStart(*model);
+    const RecentFiles nextStart(model->document());
     EXPECT_EQ(nextStart.existing(), files.existing());
     files.clear();
     EXPECT_TRUE(files.isEmpty());

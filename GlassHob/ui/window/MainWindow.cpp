@@ -223,7 +223,7 @@ void MainWindow::makeMenus() {
             [this](const QString& sample) { model_.newFromSample(sample.toStdString()); });
     file->addMenu(fromSample_);
     file->addAction(open_);
-    file->addMenu(new RecentMenu(model_, file));
+    file->addMenu(new RecentMenu(model_.document(), file));
     file->addAction(openSample_);
     file->addSeparator();
     file->addActions({save_, saveAs_, revert_});

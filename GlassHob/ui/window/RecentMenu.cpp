@@ -1,6 +1,6 @@
 #include "GlassHob/ui/window/RecentMenu.h"
 
-#include "GlassHob/model/AppModel.h"
+#include "GlassHob/model/Document.h"
 #include "GlassHob/model/RecentFiles.h"
 
 #include <QDir>
@@ -25,8 +25,8 @@ QString literal(QString text) {
 
 } // namespace
 
-RecentMenu::RecentMenu(AppModel& model, QWidget* parent)
-    : QMenu(tr("Open &Recent"), parent), model_(model), files_(new RecentFiles(model, this)) {
+RecentMenu::RecentMenu(Document& document, QWidget* parent)
+    : QMenu(tr("Open &Recent"), parent), document_(document), files_(new RecentFiles(document, this)) {
     connect(this, &QMenu::aboutToShow, this, &RecentMenu::fill);
     auto follow = [this] { menuAction()->setEnabled(!files_->isEmpty()); };
     connect(files_, &RecentFiles::changed, this, follow);
@@ -43,7 +43,7 @@ void RecentMenu::fill() {
             QFontMetrics(font()).elidedText(folderText(file.absolutePath()), Qt::ElideMiddle, mostFolderWidth);
         const QString digit = i < 9 ? QStringLiteral("&%1  ").arg(i + 1) : QString();
         QAction* entry = addAction(digit + literal(file.fileName()) + u'\t' + literal(folder), this,
-                                   [this, path = paths[i]] { model_.openAfterQuestion(path); });
+                                   [this, path = paths[i]] { document_.openAfterQuestion(path); });
         entry->setStatusTip(paths[i]);
     }
     if (paths.isEmpty()) addAction(tr("The files are not there any more"))->setEnabled(false);

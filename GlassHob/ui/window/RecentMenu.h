@@ -6,18 +6,18 @@
 
 namespace glasshob {
 
-class AppModel;
+class Document;
 class RecentFiles;
 
 class RecentMenu : public QMenu {
     Q_OBJECT
   public:
-    RecentMenu(AppModel& model, QWidget* parent);
+    RecentMenu(Document& document, QWidget* parent);
     // Fills the menu as showing it does.
     void fill();
 
   private:
-    AppModel& model_;
+    Document& document_;
     RecentFiles* files_;
 };
 

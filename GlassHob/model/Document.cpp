@@ -1,7 +1,6 @@
-// The document of the model: the file that it comes from and goes to, the questions before anything is lost, changes on
-// disk, and the edits that a crash has left behind.
+#include "GlassHob/model/Document.h"
 
-#include "GlassHob/model/AppModel.h"
+#include "GlassHob/model/Questions.h"
 #include "GlassHobCore/Identity.h"
 #include "GlassHobCore/files/AtomicFile.h"
 #include "GlassHobCore/files/FileWatcher.h"
@@ -21,7 +20,6 @@ namespace glasshob {
 
 namespace {
 
-constexpr double compileDelay = 0.3;
 constexpr double watchInterval = 0.1;
 
 QString asQString(std::string_view text) {
@@ -46,7 +44,7 @@ std::expected<std::string, QString> readShader(const QString& path) {
     const QFileInfo info(path);
     // Reading a pipe would wait for whoever writes it.
     if (info.exists() && !info.isFile() && !info.isDir())
-        return std::unexpected(AppModel::tr("%1 is a device or a pipe: open a shader file instead.").arg(path));
+        return std::unexpected(Document::tr("%1 is a device or a pipe: open a shader file instead.").arg(path));
     auto text = ShaderFile::read(nativePath(path));
     if (!text) return std::unexpected(asQString(text.error().sentence));
     return std::move(*text);
@@ -59,7 +57,20 @@ std::expected<std::string, QString> readSample() {
 
 } // namespace
 
-void AppModel::start(const QStringList& arguments) {
+Document::Document(Questions& questions, QString draftsFolder)
+    : questions_(questions), drafts_(std::move(draftsFolder)) {}
+
+Document::~Document() = default;
+
+void Document::close() {
+    // Without an answer to the question about them, edits outlive the window.
+    if (isDirty_ && !discardAgreed_)
+        keepDraft();
+    else
+        drafts_.remove();
+}
+
+void Document::start(const QStringList& arguments) {
     const qsizetype option = arguments.indexOf(QStringLiteral("--shader"));
     const QString last = QSettings().value(lastShaderKey()).toString();
     std::optional<QString> first;
@@ -83,155 +94,154 @@ void AppModel::start(const QStringList& arguments) {
 
 // ---- What is open ---------------------------------------------------------------------------------------------------
 
-QString AppModel::displayName() const {
+QString Document::displayName() const {
     return filePath_ ? fileName(*filePath_) : asQString(Identity::sampleShader);
 }
 
-QString AppModel::windowTitle() const {
+QString Document::windowTitle() const {
     QString title = filePath_ ? displayName() : displayName() + QStringLiteral(" (bundled sample)");
     if (isDirty_) title += QStringLiteral(" (edited)");
     return title;
 }
 
-QString AppModel::presetKey() const {
+QString Document::presetKey() const {
     return filePath_ ? *filePath_ : QStringLiteral("bundled:01-flowing-color");
 }
 
-QString AppModel::shadersFolder() {
+QString Document::shadersFolder() {
     const QString documents = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
     const QString folder = QDir(documents).filePath(asQString(Identity::folderName));
     QDir().mkpath(folder);
     return folder;
 }
 
-void AppModel::rememberAsLast() {
+void Document::rememberAsLast() {
     // A shader that waits to be read would be compiled unread by the next start.
     if (filePath_ && !needsRun_) QSettings().setValue(lastShaderKey(), *filePath_);
 }
 
-void AppModel::setDirty() {
+void Document::setDirty() {
     discardAgreed_ = false;
     const bool dirty = currentText_ != savedText_;
     if (!dirty) drafts_.remove();
     if (dirty == isDirty_) return;
     isDirty_ = dirty;
-    emit documentChanged();
+    emit changed();
 }
 
-void AppModel::textChanged(std::string text) {
+void Document::textChanged(std::string text) {
     currentText_ = std::move(text);
     setDirty();
-    pendingCompile_->start(compileDelay, [this] { compile(currentText_); });
+    emit edited();
 }
 
-void AppModel::setText(const std::string& text) {
-    pendingCompile_->cancel();
+void Document::setText(const std::string& text) {
     currentText_ = text;
     savedText_ = text;
     isDirty_ = false;
     drafts_.remove();
     if (editorSink) editorSink(text);
-    emit documentChanged();
+    emit changed();
 }
 
-void AppModel::showDocument(std::optional<QString> path, bool needsRun, std::optional<QUrl> downloadedFrom) {
-    filePath_ = std::move(path);
-    needsRun_ = needsRun;
-    downloadedFrom_ = std::move(downloadedFrom);
+void Document::watch() {
     watcher_.reset();
     if (filePath_)
         watcher_ =
             std::make_unique<FileWatcher>(QFile::encodeName(*filePath_), watchInterval, [this] { diskChanged(); });
+}
+
+void Document::show(std::optional<QString> path, bool needsRun, std::optional<QUrl> downloadedFrom) {
+    filePath_ = std::move(path);
+    needsRun_ = needsRun;
+    downloadedFrom_ = std::move(downloadedFrom);
+    watch();
     rememberAsLast();
-    if (!needsRun_) return;
-    // Nothing runs while a shader waits, the one before it neither.
-    program_.reset();
-    diagnostics_.clear();
-    warnings_.clear();
-    errorText_.reset();
-    compileMillis_.reset();
-    emit compiled();
+    emit replaced();
+}
+
+void Document::allowRun() {
+    needsRun_ = false;
+    downloadedFrom_.reset();
+    rememberAsLast();
+    emit changed();
 }
 
 // ---- Opening --------------------------------------------------------------------------------------------------------
 
-void AppModel::open(const QString& path) {
+void Document::openAs(const QString& path, bool needsRun, std::optional<QUrl> downloadedFrom) {
     const QString absolute = absolutePath(path);
     const auto text = readShader(absolute);
     if (!text) {
-        questions_->warn(tr("Can't open %1").arg(fileName(absolute)), text.error());
+        questions_.warn(tr("Can't open %1").arg(fileName(absolute)), text.error());
         return;
     }
-    showDocument(absolute, false, std::nullopt);
+    show(absolute, needsRun, std::move(downloadedFrom));
     setText(*text);
-    compile(currentText_);
+    emit textLoaded();
 }
 
-void AppModel::openDownloaded(const QString& path, const QUrl& from) {
-    const QString absolute = absolutePath(path);
-    const auto text = readShader(absolute);
-    if (!text) {
-        questions_->warn(tr("Can't open %1").arg(fileName(absolute)), text.error());
-        return;
-    }
-    showDocument(absolute, true, from);
-    setText(*text);
-    compile(currentText_);
+void Document::open(const QString& path) {
+    openAs(path, false, std::nullopt);
 }
 
-void AppModel::loadSample() {
+void Document::openDownloaded(const QString& path, const QUrl& from) {
+    openAs(path, true, from);
+}
+
+void Document::loadSample() {
     const auto text = readSample();
     if (!text) {
-        fail({}, tr("The bundled sample is missing from the app."));
+        emit unreadable(tr("The bundled sample is missing from the app."));
         return;
     }
-    showDocument(std::nullopt, false, std::nullopt);
+    show(std::nullopt, false, std::nullopt);
     setText(*text);
-    compile(currentText_);
+    emit textLoaded();
 }
 
-void AppModel::chooseAndOpen() {
+void Document::chooseAndOpen() {
     confirmDiscard([this](bool goOn) {
         if (!goOn) return;
         const QString folder = filePath_ ? QFileInfo(*filePath_).absolutePath() : shadersFolder();
-        questions_->chooseFileToOpen(tr("Choose a shader (.metal) to edit and run"), folder,
-                                     [this](std::optional<QString> path) {
-                                         if (path) open(*path);
-                                     });
+        questions_.chooseFileToOpen(tr("Choose a shader (.metal) to edit and run"), folder,
+                                    [this](std::optional<QString> path) {
+                                        if (path) open(*path);
+                                    });
     });
 }
 
-void AppModel::openAfterQuestion(const QString& path) {
+void Document::openAfterQuestion(const QString& path) {
     confirmDiscard([this, path](bool goOn) {
         if (goOn) open(path);
     });
 }
 
-void AppModel::openSampleAfterQuestion() {
+void Document::openSampleAfterQuestion() {
     confirmDiscard([this](bool goOn) {
         if (goOn) loadSample();
     });
 }
 
-void AppModel::newFromSample(const std::string& file) {
+void Document::newFromSample(const std::string& file) {
     confirmDiscard([this, file](bool goOn) {
         if (!goOn) return;
         const std::vector<SampleShelf::Sample> samples = SampleShelf::all();
         const auto sample = std::ranges::find(samples, file, &SampleShelf::Sample::file);
         if (sample == samples.end()) {
-            questions_->warn(tr("Can't open the sample"),
-                             tr("The sample %1 is missing from the app.").arg(asQString(file)));
+            questions_.warn(tr("Can't open the sample"),
+                            tr("The sample %1 is missing from the app.").arg(asQString(file)));
             return;
         }
         const auto copy = SampleShelf::copyInto(nativePath(shadersFolder()), *sample);
         if (!copy)
-            questions_->warn(tr("Can't copy %1").arg(asQString(sample->title)), asQString(copy.error()));
+            questions_.warn(tr("Can't copy %1").arg(asQString(sample->title)), asQString(copy.error()));
         else
             open(QFile::decodeName(copy->c_str()));
     });
 }
 
-void AppModel::newShader() {
+void Document::newShader() {
     confirmDiscard([this](bool goOn) {
         if (!goOn) return;
         const QDir folder(shadersFolder());
@@ -243,7 +253,7 @@ void AppModel::newShader() {
         }
         const auto written = AtomicFile::write(nativePath(path), ShaderTemplate::make("Untitled Shader"));
         if (!written)
-            questions_->warn(tr("Can't create %1").arg(fileName(path)), asQString(written.error()));
+            questions_.warn(tr("Can't create %1").arg(fileName(path)), asQString(written.error()));
         else
             open(path);
     });
@@ -251,7 +261,7 @@ void AppModel::newShader() {
 
 // ---- Saving ---------------------------------------------------------------------------------------------------------
 
-void AppModel::confirmDiscard(std::function<void(bool)> then) {
+void Document::confirmDiscard(std::function<void(bool)> then) {
     if (!isDirty_) {
         then(true);
         return;
@@ -268,7 +278,7 @@ void AppModel::confirmDiscard(std::function<void(bool)> then) {
     question.informativeText = tr("Your changes will be lost if you don't save them.");
     question.buttons = {tr("Save"), tr("Cancel"), tr("Don't Save")};
     question.escapeButton = 1;
-    questions_->ask(question, [this](int button) {
+    questions_.ask(question, [this](int button) {
         auto answered = std::exchange(waitingForDiscard_, {});
         if (button == 0) {
             save(std::move(answered));
@@ -279,12 +289,12 @@ void AppModel::confirmDiscard(std::function<void(bool)> then) {
     });
 }
 
-bool AppModel::diskIsAhead() {
+bool Document::diskIsAhead() {
     const auto onDisk = readShader(*filePath_);
     return onDisk && *onDisk != savedText_;
 }
 
-void AppModel::save(std::function<void(bool)> then) {
+void Document::save(std::function<void(bool)> then) {
     if (!filePath_) {
         saveAs(std::move(then));
     } else if (diskIsAhead()) {
@@ -296,11 +306,11 @@ void AppModel::save(std::function<void(bool)> then) {
     }
 }
 
-void AppModel::writeTo(const QString& path, std::function<void(bool)> then) {
+void Document::writeTo(const QString& path, std::function<void(bool)> then) {
     const std::string written = currentText_;
     const auto result = AtomicFile::write(nativePath(path), written);
     if (!result) {
-        questions_->warn(tr("Can't save %1").arg(fileName(path)), asQString(result.error()));
+        questions_.warn(tr("Can't save %1").arg(fileName(path)), asQString(result.error()));
         if (then) then(false);
         return;
     }
@@ -309,50 +319,52 @@ void AppModel::writeTo(const QString& path, std::function<void(bool)> then) {
     if (then) then(true);
 }
 
-void AppModel::saveAs(std::function<void(bool)> then) {
+void Document::saveAs(std::function<void(bool)> then) {
     const QString folder = filePath_ ? QFileInfo(*filePath_).absolutePath() : shadersFolder();
-    questions_->chooseFileToSave(tr("Save the shader"), folder, displayName(),
-                                 [this, then = std::move(then)](std::optional<QString> path) {
-                                     if (!path) {
-                                         if (then) then(false);
-                                         return;
-                                     }
-                                     writeTo(*path, [this, path = *path, then](bool saved) {
-                                         if (saved) {
-                                             showDocument(absolutePath(path), needsRun_, downloadedFrom_);
-                                             emit documentChanged();
-                                         }
-                                         if (then) then(saved);
-                                     });
-                                 });
+    questions_.chooseFileToSave(tr("Save the shader"), folder, displayName(),
+                                [this, then = std::move(then)](std::optional<QString> path) {
+                                    if (!path) {
+                                        if (then) then(false);
+                                        return;
+                                    }
+                                    writeTo(*path, [this, path = *path, then](bool saved) {
+                                        if (saved) {
+                                            filePath_ = absolutePath(path);
+                                            watch();
+                                            rememberAsLast();
+                                            emit changed();
+                                        }
+                                        if (then) then(saved);
+                                    });
+                                });
 }
 
 // ---- The disk -------------------------------------------------------------------------------------------------------
 
-void AppModel::loadFromDisk(const std::string& text) {
+void Document::loadFromDisk(const std::string& text) {
     setText(text);
-    compile(currentText_);
+    emit textLoaded();
 }
 
-void AppModel::revert() {
+void Document::revert() {
     Question question;
     question.message = tr("Revert to the saved %1?").arg(displayName());
     question.informativeText = tr("Your unsaved edits will be lost.");
     question.buttons = {tr("Revert"), tr("Cancel")};
     question.escapeButton = 1;
-    questions_->ask(question, [this, asked = filePath_](int button) {
+    questions_.ask(question, [this, asked = filePath_](int button) {
         if (button != 0 || filePath_ != asked) return;
         if (!filePath_) {
             loadSample();
         } else if (const auto text = readShader(*filePath_)) {
             loadFromDisk(*text);
         } else {
-            fail({}, tr("Can't read %1: %2").arg(fileName(*filePath_), text.error()));
+            emit unreadable(tr("Can't read %1: %2").arg(fileName(*filePath_), text.error()));
         }
     });
 }
 
-void AppModel::diskChanged() {
+void Document::diskChanged() {
     if (!filePath_) return;
     const auto text = readShader(*filePath_);
     if (!text || *text == savedText_) return;
@@ -369,7 +381,7 @@ void AppModel::diskChanged() {
            "will overwrite the file), or load the version on disk?");
     question.buttons = {tr("Keep My Edits"), tr("Load From Disk")};
     question.escapeButton = 0;
-    questions_->ask(question, [this, asked = *filePath_, onDisk = *text](int button) {
+    questions_.ask(question, [this, asked = *filePath_, onDisk = *text](int button) {
         conflictShowing_ = false;
         if (filePath_ != asked) return; // another document has been opened meanwhile
         // The file may have changed again, or gone, while the question was up.
@@ -385,49 +397,49 @@ void AppModel::diskChanged() {
 
 // ---- Edits that a crash has left behind -----------------------------------------------------------------------------
 
-void AppModel::keepDraft() {
+void Document::keepDraft() {
     if (isDirty_)
         drafts_.keep({filePath_, currentText_, needsRun_, downloadedFrom_, {}});
     else
         drafts_.remove();
 }
 
-std::optional<AppModel::DraftOffer> AppModel::draftOffer() const {
+std::optional<Document::DraftOffer> Document::draftOffer() const {
     if (draftsFound_.empty()) return std::nullopt;
     const Draft& draft = draftsFound_.front().draft;
     return DraftOffer{draft.filePath ? fileName(*draft.filePath) : asQString(Identity::sampleShader),
                       draft.when.toLocalTime()};
 }
 
-void AppModel::restoreDraft() {
+void Document::restoreDraft() {
     if (draftsFound_.empty()) return;
     confirmDiscard([this](bool goOn) {
         if (goOn && !draftsFound_.empty()) takeDraft();
     });
 }
 
-void AppModel::takeDraft() {
+void Document::takeDraft() {
     Drafts::Found found = std::move(draftsFound_.front());
     // Older ones wait for the next start: they would only ask for these edits to go.
     draftsFound_.clear();
     const Draft& draft = found.draft;
     // The file may have gone since: saving makes it again.
     const auto saved = draft.filePath ? readShader(*draft.filePath) : readSample();
-    showDocument(draft.filePath, draft.needsRun, draft.downloadedFrom);
-    pendingCompile_->cancel();
+    show(draft.filePath, draft.needsRun, draft.downloadedFrom);
     savedText_ = saved.value_or(std::string());
     currentText_ = draft.text;
     isDirty_ = currentText_ != savedText_;
     discardAgreed_ = false;
     if (editorSink) editorSink(currentText_);
-    emit documentChanged();
-    // Compiling keeps the draft of this process before that of the last one goes.
-    compile(currentText_);
+    emit changed();
+    // The draft of this process is kept before that of the last one goes.
+    keepDraft();
     Drafts::discard(found);
+    emit textLoaded();
     emit draftOfferChanged();
 }
 
-void AppModel::discardDraft() {
+void Document::discardDraft() {
     if (draftsFound_.empty()) return;
     Drafts::discard(draftsFound_.front());
     draftsFound_.erase(draftsFound_.begin());
