@@ -283,6 +283,7 @@ class Cloner {
         if (!from) return nullptr;
         TemplateParameterDecl* made = copy(*from);
         made->valueType = node(from->valueType);
+        made->functionType = node(from->functionType);
         made->defaultType = node(from->defaultType);
         made->defaultValue = node(from->defaultValue);
         return made;

@@ -40,6 +40,8 @@ enum class EntryStage : std::uint8_t { none, vertex, fragment, kernel };
 struct TemplateParameterDecl : Decl {
     TemplateParameterDecl() : Decl(DeclKind::templateParameter) {}
     bool isType = true; // typename T; else a value of valueType
+    // "R (*f)(A, B)": takes a function. Its parameters are those of this declaration, what it returns is valueType.
+    FunctionDecl* functionType = nullptr;
     bool isPack = false;
     TypeSyntax* valueType = nullptr;
     TypeSyntax* defaultType = nullptr;

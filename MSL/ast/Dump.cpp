@@ -291,6 +291,7 @@ class Dumper {
                 out += "type";
             else
                 type(*p.valueType);
+            if (p.functionType) out += " function of " + std::to_string(p.functionType->parameters.size());
             out += (p.isPack ? "... " : " ") + text(p.name);
             if (p.defaultType) {
                 out += " = ";

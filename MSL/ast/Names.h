@@ -28,6 +28,7 @@ struct TemplateArgument { // exactly one is set by the parser; sema fills resolv
     Expr* expression = nullptr; // may also turn out to name a type when it is a bare name: then sema sets resolvedType
     TypeRef resolvedType = nullptr;
     std::int64_t value = 0;
+    FunctionDecl* function = nullptr; // sema: of a parameter that takes a function
     bool isExpansion = false;         // followed by "..."
     bool isPack = false;              // what a parameter pack is bound to: the arguments in pack
     std::span<TemplateArgument> pack; // sema

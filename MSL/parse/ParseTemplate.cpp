@@ -1,5 +1,6 @@
 // Templates: their heads, what stands behind one, and explicit instantiations.
 #include "MSL/parse/ParserImpl.h"
+#include "MSL/parse/TypeTokens.h"
 
 #include <algorithm>
 #include <iterator>
@@ -44,10 +45,24 @@ TemplateParameterDecl* Parser::parseTemplateParameter(std::uint32_t index) {
     Declarator declarator;
     parsePointers(declarator.modifiers, specifiers.type);
     parameter->isPack = accept(TokenKind::ellipsis);
+    const SourceLocation open = token().location;
+    const bool isNested = at(TokenKind::leftParen) && isPointerOperator(peek(1).kind); // "void (*f)(float)"
+    if (isNested) {
+        advance();
+        Modifiers ofFunction;
+        parsePointers(ofFunction, specifiers.type);
+    }
     if (at(TokenKind::identifier)) {
         parameter->name = token().identifier;
         parameter->location = advance();
         names_.declare(parameter->name, NameClass::value);
+    }
+    if (isNested) expectClosing(TokenKind::rightParen, open);
+    if (at(TokenKind::leftParen) && (isNested || parameter->name)) {
+        parameter->functionType = makeDecl<FunctionDecl>(parameter->name, parameter->location);
+        const NameTracker::Mark mark = names_.open();
+        parseParameters(*parameter->functionType);
+        names_.close(mark);
     }
     parameter->valueType = finishType(specifiers, declarator);
     if (accept(TokenKind::equal)) parameter->defaultValue = parseConditional();

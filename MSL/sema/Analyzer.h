@@ -396,11 +396,17 @@ class Analyzer {
     int specificity(std::span<TemplateParameterDecl*> parameters, std::span<TemplateArgument> patterns) const;
     Bindings makeBindings(std::span<TemplateParameterDecl*> parameters);
     bool bind(Bindings& bindings, std::size_t index, TypeRef type, std::int64_t value);
-    bool bindExplicit(Bindings& bindings, std::span<TemplateArgument> given, SourceLocation at, bool report);
+    static bool bindFunction(Bindings& bindings, std::size_t index, FunctionDecl* function);
+    bool bindExplicit(Bindings& bindings, std::span<TemplateArgument> given, Decl* parent, SourceLocation at,
+                      bool report);
     bool deduce(const TypeSyntax* pattern, TypeRef from, Bindings& bindings);
-    bool deduceArgument(const TemplateArgument& pattern, TypeRef type, std::int64_t value, Bindings& bindings);
+    bool deduceArgument(const TemplateArgument& pattern, const TemplateArgument& actual, Bindings& bindings);
     bool completeBindings(Bindings& bindings, Decl* parent, SourceLocation at, bool report);
     void pushBindings(std::span<TemplateParameterDecl*> parameters, std::span<TemplateArgument> arguments);
+    // SemaFunctionArgument.cpp
+    FunctionDecl* templateArgumentFunction(TemplateArgument& argument, std::size_t index, const Bindings& bindings,
+                                           Decl* parent, SourceLocation at, bool report);
+    bool namesFunction(TemplateArgument& pattern, const FunctionDecl* function);
     Expr* numericLimit(Name& name, bool isCalled);
     Expr* floatingLimit(const Name& name, TypeRef type, bool isCalled);
     Expr* integerLimit(const Name& name, TypeRef type, bool isCalled);

@@ -28,7 +28,17 @@ bool Analyzer::bind(Bindings& bindings, std::size_t index, TypeRef type, std::in
     return true;
 }
 
-bool Analyzer::bindExplicit(Bindings& bindings, std::span<TemplateArgument> given, SourceLocation at, bool report) {
+bool Analyzer::bindFunction(Bindings& bindings, std::size_t index, FunctionDecl* function) {
+    TemplateArgument& argument = bindings.arguments[index];
+    if (!bindings.parameters[index]->functionType) return false;
+    if (bindings.isBound[index]) return argument.function == function;
+    argument.function = function;
+    bindings.isBound[index] = true;
+    return true;
+}
+
+bool Analyzer::bindExplicit(Bindings& bindings, std::span<TemplateArgument> given, Decl* parent, SourceLocation at,
+                            bool report) {
     const bool hasPack = !bindings.parameters.empty() && bindings.parameters.back()->isPack;
     if (given.size() > bindings.parameters.size() && !hasPack) {
         if (report) error(at, "too many template arguments");
@@ -55,7 +65,10 @@ bool Analyzer::bindExplicit(Bindings& bindings, std::span<TemplateArgument> give
             bindings.isExplicit[i] = true;
             return true;
         }
-        if (parameter->isType) {
+        if (parameter->functionType) {
+            FunctionDecl* function = templateArgumentFunction(given[i], i, bindings, parent, at, report);
+            if (!function || !bindFunction(bindings, i, function)) return false;
+        } else if (parameter->isType) {
             const TypeRef type = templateArgumentType(given[i], report);
             if (!type || !bind(bindings, i, type, 0)) return false;
         } else {
@@ -90,6 +103,11 @@ bool Analyzer::completeBindings(Bindings& bindings, Decl* parent, SourceLocation
         bool bound = false;
         if (parameter->isType) {
             bound = bind(bindings, i, resolveTypeOnly(clone(arena_, parameter->defaultType)), 0);
+        } else if (parameter->functionType) {
+            TemplateArgument argument;
+            argument.expression = clone(arena_, parameter->defaultValue);
+            FunctionDecl* function = templateArgumentFunction(argument, i, bindings, parent, at, report);
+            bound = function && bindFunction(bindings, i, function);
         } else {
             TemplateArgument argument;
             argument.expression = clone(arena_, parameter->defaultValue);
@@ -106,7 +124,8 @@ bool Analyzer::completeBindings(Bindings& bindings, Decl* parent, SourceLocation
     return true;
 }
 
-bool Analyzer::deduceArgument(const TemplateArgument& pattern, TypeRef type, std::int64_t value, Bindings& bindings) {
+bool Analyzer::deduceArgument(const TemplateArgument& pattern, const TemplateArgument& actual, Bindings& bindings) {
+    const TypeRef type = actual.resolvedType;
     if (type && pattern.typeSyntax) return deduce(pattern.typeSyntax, type, bindings);
     const Identifier* name = nullptr;
     if (pattern.expression && pattern.expression->kind == ExprKind::nameRef)
@@ -115,8 +134,9 @@ bool Analyzer::deduceArgument(const TemplateArgument& pattern, TypeRef type, std
         name = pattern.typeSyntax->name.identifier;
     for (std::size_t i = 0; name && i < bindings.parameters.size(); ++i)
         if (bindings.parameters[i]->name == name)
-            return bindings.parameters[i]->isType ? (type && bind(bindings, i, type, 0))
-                                                  : (!type && bind(bindings, i, nullptr, value));
+            return actual.function                  ? bindFunction(bindings, i, actual.function)
+                   : bindings.parameters[i]->isType ? (type && bind(bindings, i, type, 0))
+                                                    : (!type && bind(bindings, i, nullptr, actual.value));
     return true; // fixed: checked when the argument is converted
 }
 
@@ -139,7 +159,9 @@ bool Analyzer::deduce(const TypeSyntax* pattern, TypeRef from, Bindings& binding
                 if (modifier.arraySize) {
                     TemplateArgument size;
                     size.expression = modifier.arraySize;
-                    if (!deduceArgument(size, nullptr, static_cast<std::int64_t>(from->count), bindings)) return false;
+                    TemplateArgument count;
+                    count.value = static_cast<std::int64_t>(from->count);
+                    if (!deduceArgument(size, count, bindings)) return false;
                 }
             } else if (!from->is(TypeKind::pointer)) {
                 return true;
@@ -159,7 +181,10 @@ bool Analyzer::deduce(const TypeSyntax* pattern, TypeRef from, Bindings& binding
     const std::span<const TemplateArgument> parts = name.templateArguments;
     const std::string_view text = name.identifier->text;
     const auto part = [&](std::size_t i, TypeRef type, std::int64_t value) {
-        return i >= parts.size() || deduceArgument(parts[i], type, value, bindings);
+        TemplateArgument actual;
+        actual.resolvedType = type;
+        actual.value = value;
+        return i >= parts.size() || deduceArgument(parts[i], actual, bindings);
     };
     if (!name.identifier->scope) {
         if ((text == "vec" && from->isVector()) || (text == "packed_vec" && from->is(TypeKind::packedVector)))
@@ -207,7 +232,7 @@ bool Analyzer::deduceList(std::span<const TemplateArgument> patterns, std::span<
             return true;
         }
         if (i >= flat.size()) return false;
-        if (!limit_.step() || !deduceArgument(patterns[i], flat[i].resolvedType, flat[i].value, bindings)) return false;
+        if (!limit_.step() || !deduceArgument(patterns[i], flat[i], bindings)) return false;
     }
     return patterns.size() == flat.size();
 }
@@ -265,6 +290,8 @@ bool Analyzer::matchPartial(std::span<TemplateParameterDecl*> parameters, std::s
     for (std::size_t i = 0; i < made.size() && fits; ++i) {
         if (flat[i].resolvedType) {
             fits = templateArgumentType(made[i], false) == flat[i].resolvedType;
+        } else if (flat[i].function) {
+            fits = namesFunction(made[i], flat[i].function);
         } else {
             const std::optional<std::int64_t> value = templateArgumentValue(made[i], SourceLocation{}, false);
             fits = value && *value == flat[i].value;

@@ -104,7 +104,10 @@ std::string Analyzer::declaredName(const StructDecl* decl) {
             out += "...";
             break;
         }
-        out += argument.resolvedType != nullptr ? typeName(argument.resolvedType) : std::to_string(argument.value);
+        if (argument.function != nullptr)
+            out += argument.function->name->text;
+        else
+            out += argument.resolvedType != nullptr ? typeName(argument.resolvedType) : std::to_string(argument.value);
     }
     return out + '>';
 }

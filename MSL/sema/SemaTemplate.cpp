@@ -13,6 +13,7 @@ bool Analyzer::sameArguments(std::span<TemplateArgument> a, std::span<TemplateAr
     if (a.size() != b.size()) return false;
     for (std::size_t i = 0; i < a.size(); ++i) {
         if (a[i].isPack != b[i].isPack || (a[i].isPack && !sameArguments(a[i].pack, b[i].pack))) return false;
+        if (a[i].function != b[i].function) return false;
         if (a[i].resolvedType != b[i].resolvedType || (!a[i].resolvedType && a[i].value != b[i].value)) return false;
     }
     return true;
@@ -27,6 +28,7 @@ void Analyzer::pushBindings(std::span<TemplateParameterDecl*> parameters, std::s
             alias->type = argument.resolvedType ? argument.resolvedType : types_.error();
             return alias;
         }
+        if (argument.function) return argument.function;
         VarDecl* value = arena_.make<VarDecl>();
         value->name = parameter->name;
         value->location = parameter->location;
@@ -63,7 +65,7 @@ FunctionDecl* Analyzer::instantiate(FunctionDecl* pattern, std::span<TemplateArg
         return nullptr;
     };
     Bindings bindings = makeBindings(pattern->templateParameters);
-    if (!bindExplicit(bindings, explicitArguments, pattern->location, false)) return failed();
+    if (!bindExplicit(bindings, explicitArguments, pattern->parent, pattern->location, false)) return failed();
     const bool takesPack = !pattern->parameters.empty() && pattern->parameters.back()->isPack;
     const std::size_t plainCount = pattern->parameters.size() - (takesPack ? 1 : 0);
     if (given.size() > plainCount && !takesPack) return nullptr;
@@ -126,7 +128,7 @@ FunctionDecl* Analyzer::instanceWith(FunctionDecl* pattern, std::span<TemplateAr
 TypeRef Analyzer::instantiateStructure(StructDecl* pattern, Name& name) {
     name.templateArguments = expandPacks(name.templateArguments);
     Bindings bindings = makeBindings(pattern->templateParameters);
-    if (!bindExplicit(bindings, name.templateArguments, name.location, true) ||
+    if (!bindExplicit(bindings, name.templateArguments, pattern->parent, name.location, true) ||
         !completeBindings(bindings, pattern->parent, name.location, true))
         return types_.error();
     for (StructDecl* special : structSpecializations_[pattern])
@@ -191,7 +193,7 @@ TypeRef Analyzer::instantiateStructure(StructDecl* pattern, Name& name) {
 VarDecl* Analyzer::instantiateVariable(VarDecl* pattern, Name& name) {
     name.templateArguments = expandPacks(name.templateArguments);
     Bindings bindings = makeBindings(pattern->variableTemplate->parameters);
-    if (!bindExplicit(bindings, name.templateArguments, name.location, true) ||
+    if (!bindExplicit(bindings, name.templateArguments, pattern->parent, name.location, true) ||
         !completeBindings(bindings, pattern->parent, name.location, true))
         return nullptr;
     for (const auto& [arguments, instance] : variableInstances_[pattern])
@@ -304,7 +306,7 @@ void Analyzer::explicitInstantiation(InstantiationDecl* decl) {
 TypeRef Analyzer::instantiateAlias(TypeAliasDecl* pattern, Name& name) {
     name.templateArguments = expandPacks(name.templateArguments);
     Bindings bindings = makeBindings(pattern->templateParameters);
-    if (!bindExplicit(bindings, name.templateArguments, name.location, true) ||
+    if (!bindExplicit(bindings, name.templateArguments, pattern->parent, name.location, true) ||
         !completeBindings(bindings, pattern->parent, name.location, true))
         return types_.error();
     if (instantiationDepth_ >= maxInstantiationDepth || !limit_.step()) return types_.error();
