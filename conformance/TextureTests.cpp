@@ -240,6 +240,13 @@ TEST(Textures, SamplesFollowTheSampler) {
         "texture2d<float>", plane,
         {{"t.sample(near, " + at + ")", [&](auto i) { return texelAt(clamp(column(i), 8), 1, 0, 0); }},
          {"through(t, rep, " + at + ")", [&](auto i) { return texelAt(wrap(column(i), 8), 1, 0, 0); }},
+         {"through(t, sampler(filter::nearest, address::repeat), " + at + ")",
+          [&](auto i) { return texelAt(wrap(column(i), 8), 1, 0, 0); }},
+         {"t.sample(sampler(filter::nearest), " + at + ")",
+          [&](auto i) { return texelAt(clamp(column(i), 8), 1, 0, 0); }},
+         {"t.sample(sampler{address::repeat}, " + at + ")",
+          [&](auto i) { return texelAt(wrap(column(i), 8), 1, 0, 0); }},
+         {"t.sample(sampler(rep), " + at + ")", [&](auto i) { return texelAt(wrap(column(i), 8), 1, 0, 0); }},
          {"t.sample(mir, " + at + ")",
           [&](auto i) {
               const std::uint32_t x = wrap(column(i), 16);

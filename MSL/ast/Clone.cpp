@@ -165,6 +165,12 @@ class Cloner {
             made->pattern = node(made->pattern);
             return made;
         }
+        case ExprKind::fold: {
+            auto* made = copy(*static_cast<const Fold*>(from));
+            made->left = node(made->left);
+            made->right = node(made->right);
+            return made;
+        }
         }
         return nullptr;
     }

@@ -188,6 +188,15 @@ class Dumper {
             out += ')';
             break;
         }
+        case ExprKind::fold: {
+            auto& fold = static_cast<const Fold&>(e);
+            out += '(';
+            if (fold.left) expression(*fold.left);
+            out += " fold ";
+            if (fold.right) expression(*fold.right);
+            out += ')';
+            break;
+        }
         case ExprKind::packExpansion:
             expression(*static_cast<const PackExpansion&>(e).pattern);
             out += "...";

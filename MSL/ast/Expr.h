@@ -25,6 +25,7 @@ enum class ExprKind : std::uint8_t {
     sizeOf,
     lambda,
     packExpansion,
+    fold,
     error, // what could not be parsed or made out
 };
 
@@ -278,6 +279,15 @@ struct Lambda : Expr {
 struct PackExpansion : Expr { // "pattern..." in a list; sema replaces it by one expression for each element
     PackExpansion() : Expr(ExprKind::packExpansion) {}
     Expr* pattern = nullptr;
+};
+
+// "(pack op ...)", "(... op pack)", "(first op ... op pack)", "(pack op ... op last)": the side that is left out is null.
+// Sema replaces it by the operations.
+struct Fold : Expr {
+    Fold() : Expr(ExprKind::fold) {}
+    BinaryOp op = BinaryOp::add;
+    Expr* left = nullptr;
+    Expr* right = nullptr;
 };
 
 } // namespace msl

@@ -73,7 +73,12 @@ Expr* Parser::limitHeight(Expr* expression, std::uint16_t below) {
 Expr* Parser::parseExpression() {
     Expr* left = parseAssignment();
     while (at(TokenKind::comma)) {
-        auto* both = make<Binary>(advance(), left->begin);
+        const SourceLocation location = advance();
+        if (at(TokenKind::ellipsis)) {
+            left = parseFold(left, BinaryOp::comma, location);
+            continue;
+        }
+        auto* both = make<Binary>(location, left->begin);
         both->op = BinaryOp::comma;
         both->left = left;
         both->right = parseAssignment();
@@ -148,6 +153,10 @@ Expr* Parser::parseBinaryRest(Expr* left, int minimumPrecedence) {
         if (row.precedence < minimumPrecedence || row.precedence == 0) return left;
         SourceLocation location = advance();
         if (isShift) advance();
+        if (at(TokenKind::ellipsis)) {
+            left = parseFold(left, row.op, location);
+            continue;
+        }
         Expr* right = parseUnary();
         // What binds tighter on the right belongs to the right side.
         right = parseBinaryRest(right, row.precedence + 1);
@@ -162,6 +171,40 @@ Expr* Parser::parseBinaryRest(Expr* left, int minimumPrecedence) {
         left = limitHeight(binary, std::max(left->height, right->height));
         if (left->kind == ExprKind::error) return left;
     }
+}
+
+// "pack op ..." from the dots on; "pack op ... op last".
+Expr* Parser::parseFold(Expr* left, BinaryOp op, SourceLocation location) {
+    advance();
+    auto* fold = make<Fold>(location, left->begin);
+    fold->op = op;
+    fold->left = left;
+    if (!at(TokenKind::rightParen)) {
+        if (!(op == BinaryOp::comma ? at(TokenKind::comma) : binaryOperator(kind()).op == op)) {
+            errorHere("expected the operator of the fold expression, or ')'");
+            return errorExpr(location);
+        }
+        advance();
+        fold->right = parseUnary();
+    }
+    const Expr* right = fold->right ? fold->right : left;
+    if (left->kind == ExprKind::error || right->kind == ExprKind::error) return errorExpr(left->begin);
+    return limitHeight(fold, std::max(left->height, right->height));
+}
+
+// "(... op pack)" from the dots on.
+Expr* Parser::parseLeftFold() {
+    auto* fold = make<Fold>(advance(), token().location);
+    const OperatorRow row = binaryOperator(kind());
+    if (row.precedence == 0 && !at(TokenKind::comma)) {
+        errorHere("expected an operator");
+        return errorExpr(fold->location);
+    }
+    fold->op = row.op;
+    fold->location = advance();
+    fold->right = parseUnary();
+    if (fold->right->kind == ExprKind::error) return fold->right;
+    return limitHeight(fold, fold->right->height);
 }
 
 Expr* Parser::parseUnary() {

@@ -114,7 +114,7 @@ Expr* Parser::parseParenthesized() {
     SourceLocation open = advance();
     bool outer = noGreater_;
     noGreater_ = false;
-    Expr* inner = parseExpression();
+    Expr* inner = at(TokenKind::ellipsis) ? parseLeftFold() : parseExpression();
     noGreater_ = outer;
     inner->isParenthesized = true;
     inner->begin = open;

@@ -219,6 +219,8 @@ class Parser {
     Expr* parseConditional();
     Expr* parseBinary(int minimumPrecedence);
     Expr* parseBinaryRest(Expr* left, int minimumPrecedence);
+    Expr* parseFold(Expr* left, BinaryOp op, SourceLocation location);
+    Expr* parseLeftFold();
     Expr* parseUnary();
     Expr* parsePostfix(Expr* operand);
     Expr* parsePrimary();

@@ -110,6 +110,7 @@ class Analyzer {
     void finishVariable(VarDecl* var, const DeclaredType& declared);
     void initializeVariable(VarDecl* var);
     void samplerVariable(VarDecl* var);
+    Expr* samplerValue(Expr* expr, std::span<Expr*> settings);
     void functionDeclaration(FunctionDecl* function);
     void functionSignature(FunctionDecl* function);
     void functionBody(FunctionDecl* function);
@@ -173,6 +174,7 @@ class Analyzer {
     bool expandPattern(std::span<const Identifier* const> names, SourceLocation at, std::vector<PackDecl*>& packs,
                        std::size_t& count);
     std::span<Expr*> expandPacks(std::span<Expr*> list);
+    Expr* fold(Fold* expr);
     void expandPacks(InitList* list);
     std::span<TemplateArgument> expandPacks(std::span<TemplateArgument> list);
     void openElement(std::span<PackDecl* const> packs, std::size_t index);

@@ -150,6 +150,7 @@ Expr* Analyzer::call(Call* expr) {
         if (const std::optional<TypeRef> type = tryTypeName(name)) {
             Construct* node = make<Construct>(expr);
             node->begin = callee->begin ? callee->begin : callee->location;
+            if (type.value()->is(TypeKind::sampler)) return samplerValue(node, expr->arguments);
             if (type.value()->isError() || !arguments(expr)) return errorAt(expr);
             return constructType(*type, expr->arguments, false, node, node->begin);
         }

@@ -78,6 +78,7 @@ Expr* Analyzer::typedExpression(Expr* expr) {
     case ExprKind::sizeOf: typed = sizeOf(static_cast<SizeOf*>(expr)); break;
     case ExprKind::lambda: typed = lambda(static_cast<Lambda*>(expr)); break;
     case ExprKind::packExpansion: error(expr->location, "pack expansion is not allowed here"); return errorAt(expr);
+    case ExprKind::fold: typed = fold(static_cast<Fold*>(expr)); break;
     case ExprKind::implicitCast: return expr;
     case ExprKind::error: expr->type = types_.error(); return expr;
     }

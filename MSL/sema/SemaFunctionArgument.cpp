@@ -37,6 +37,7 @@ FunctionDecl* Analyzer::templateArgumentFunction(TemplateArgument& argument, std
         return nullptr;
     };
     const std::string wantedName = parameter->name ? " '" + std::string(parameter->name->text) + "'" : std::string();
+    if (!name && argument.expression) at = argument.expression->begin ? argument.expression->begin : at;
     if (!name) return failed("template argument for parameter" + wantedName + " must be the name of a function");
     const NameMeaning meaning = lookUp(*name, true);
     if (meaning.kind != NameMeaning::Kind::functions) {

@@ -305,6 +305,7 @@ Expr* Analyzer::initializeFromList(TypeRef to, InitList* list, Purpose purpose, 
 Expr* Analyzer::construct(Construct* expr) {
     TypeRef type = resolveTypeOnly(expr->typeSyntax);
     expr->arguments = expandPacks(expr->arguments);
+    if (type->is(TypeKind::sampler)) return samplerValue(expr, expr->arguments);
     if (expr->isBraced) {
         // T{...}: the parser's arguments are the items of a list, or one list with designators.
         if (expr->arguments.size() == 1 && expr->arguments[0]->kind == ExprKind::initList && !expr->arguments[0]->type)

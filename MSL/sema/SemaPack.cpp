@@ -63,6 +63,56 @@ std::span<Expr*> Analyzer::expandPacks(std::span<Expr*> list) {
     return arena_.copy(all);
 }
 
+// "(f(xs) + ...)": the operations between the elements, from the left or from the right.
+Expr* Analyzer::fold(Fold* expr) {
+    constexpr std::size_t mostElements = 256; // each is a level of the tree
+    const auto hasPack = [&](const Expr* side) {
+        std::vector<const Identifier*> names;
+        if (side) namesIn(arena_, side, names);
+        return std::ranges::any_of(names, [&](const Identifier* name) { return packNamed(name) != nullptr; });
+    };
+    if (!expr->isParenthesized) {
+        error(expr->location, "a fold expression stands in parentheses");
+        return errorAt(expr);
+    }
+    const bool isFromRight = expr->left && (!expr->right || hasPack(expr->left));
+    Expr* pattern = isFromRight ? expr->left : expr->right;
+    Expr* first = isFromRight ? expr->right : expr->left;
+    auto* expansion = arena_.make<PackExpansion>();
+    expansion->location = expansion->begin = expr->location;
+    expansion->pattern = pattern;
+    Expr* only[] = {expansion};
+    const std::span<Expr*> elements = expandPacks(std::span<Expr*>(only));
+    if (elements.size() > mostElements) {
+        error(expr->location, "a fold expression of more than " + std::to_string(mostElements) + " elements");
+        return errorAt(expr);
+    }
+    Expr* result = first;
+    for (std::size_t i = 0; i < elements.size(); ++i) {
+        Expr* element = elements[isFromRight ? elements.size() - 1 - i : i];
+        if (!result) {
+            result = element;
+            continue;
+        }
+        auto* both = arena_.make<Binary>();
+        both->location = expr->location;
+        both->begin = expr->begin;
+        both->op = expr->op;
+        both->left = isFromRight ? element : result;
+        both->right = isFromRight ? result : element;
+        result = both;
+    }
+    if (result) return expression(result);
+    if (expr->op == BinaryOp::logicalAnd || expr->op == BinaryOp::logicalOr) {
+        auto* none = arena_.make<BoolLiteral>();
+        none->location = none->begin = expr->location;
+        none->value = expr->op == BinaryOp::logicalAnd;
+        return expression(none);
+    }
+    error(expr->location, "a fold expression of an empty pack has no value");
+    return errorAt(expr);
+}
+
 void Analyzer::expandPacks(InitList* list) {
     std::vector<Expr*> values;
     bool hasExpansion = false;

@@ -163,6 +163,28 @@ Expr* Analyzer::textureMethod(Call* expr, Member* callee) {
     return finish(method->id, slotType(types_, method->result, texture));
 }
 
+// "sampler(filter::linear)" where a value is wanted: a constant sampler without a name.
+Expr* Analyzer::samplerValue(Expr* expr, std::span<Expr*> settings) {
+    if (settings.size() == 1 && settings[0]->kind == ExprKind::nameRef &&
+        static_cast<NameRef*>(settings[0])->name.qualifiers.empty()) // a copy of a sampler
+        return convert(expression(settings[0]), types_.sampler(), Purpose::variable, expr->location);
+    auto* made = arena_.make<VarDecl>();
+    made->name = identifiers_.get("sampler");
+    made->location = expr->begin ? expr->begin : expr->location;
+    made->varKind = VarKind::global;
+    made->type = types_.sampler();
+    made->space = AddressSpace::constant;
+    made->isConst = made->isConstexpr = made->isParenInit = true;
+    made->parenArguments = settings;
+    const unsigned before = diagnostics_.errorCount();
+    samplerVariable(made);
+    made->parenArguments = {};
+    if (diagnostics_.errorCount() != before) return errorAt(expr);
+    auto* ref = make<NameRef>(expr);
+    ref->name.identifier = made->name;
+    return variableReference(ref, made);
+}
+
 // constexpr sampler s(filter::linear, address::clamp_to_edge, ...)
 void Analyzer::samplerVariable(VarDecl* var) {
     SamplerState* state = arena_.make<SamplerState>();
@@ -187,7 +209,7 @@ void Analyzer::samplerVariable(VarDecl* var) {
         var->initializer = initialize(var->type, var->initializer, Purpose::variable, var->location);
         return;
     }
-    if (!var->isConstexpr && var->varKind != VarKind::global) {
+    if (!var->isConstexpr && !var->isConst && var->varKind != VarKind::global) {
         error(var->location, "a sampler that is made in the text must be declared constexpr");
         var->isInvalid = true;
     }

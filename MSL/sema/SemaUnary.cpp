@@ -183,6 +183,10 @@ Expr* Analyzer::cast(Cast* expr) {
         if (to->isError()) return errorAt(expr);
         return initializeFromList(to, static_cast<InitList*>(expr->operand), Purpose::variable, true);
     }
+    if (to->is(TypeKind::sampler)) {
+        Expr* only[] = {expr->operand};
+        return samplerValue(expr, only);
+    }
     Expr* operand = expression(expr->operand);
     if (to->isError() || operand->type->isError()) return errorAt(expr);
     TypeRef from = operand->type;

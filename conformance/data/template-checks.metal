@@ -266,3 +266,59 @@ MAIN {
     counts[7] = data[1];
     CHECK(counts[7] == 1 && sizeof(counts) == 32);
 }
+
+//= functions as arguments of templates
+struct block { char4 q; half scale; };
+void wide(device const int* from, short at, thread float4& to) { to = float4(from[at], from[at + 1], 0, 1); }
+void narrow(device const int* from, short at, thread float4& to) { to = float4(from[at]); }
+template <typename B, short step, void (*decode)(device const B*, short, thread float4&)>
+float4 row(device const B* from, short n) {
+    float4 sum = 0, one;
+    for (short i = 0; i < n; i += step) { decode(from, i, one); sum += one; }
+    return sum;
+}
+float twice(float x) { return 2 * x; }
+int twice(int x) { return 20 * x; }
+template <typename T> T thrice(T x) { return 3 * x; }
+template <typename T, T (&f)(T x)> T nested(T x) { return f(f(x)); }
+template <float f(float) = twice> float with_default(float x) { return f(x); }
+template <float (*f)(float)> float outer(float x) { return nested<float, f>(x) + with_default<f>(x); }
+struct Ops { static float negated(float x) { return -x; } };
+namespace inside { float half_of(float x) { return x / 2; } }
+template <float (*f)(float)> struct Holder { float operator()(float x) const { return f(x); } };
+template <typename T> struct IsTwice { static constexpr constant int value = 0; };
+template <float (*f)(float)> struct IsTwice<Holder<f>> { static constexpr constant int value = 1; };
+template <> struct IsTwice<Holder<twice>> { static constexpr constant int value = 2; };
+typedef decltype(row<int, 1, narrow>) row_t;
+MAIN {
+    const short n = short(data[4]);
+    CHECK(all(row<int, 2, wide>(data, n) == float4(2, 4, 0, 2)) && all(row<int, 1, narrow>(data, n) == float4(6)));
+    const float x = float(data[3]);
+    CHECK(nested<float, twice>(x) == 12 && nested<int, twice>(data[3]) == 1200 && nested<float, thrice<float>>(x) == 27);
+    CHECK(nested<int, thrice>(data[3]) == 27 && with_default(x) == 6 && with_default<&thrice<float>>(x) == 9);
+    CHECK(outer<thrice>(x) == 36 && outer<Ops::negated>(x) == 0 && outer<inside::half_of>(x) == 2.25);
+    CHECK(Holder<twice>()(x) == 6 && Holder<inside::half_of>()(x) == 1.5);
+    CHECK(IsTwice<float>::value == 0 && IsTwice<Holder<thrice>>::value == 1 && IsTwice<Holder<twice>>::value == 2);
+}
+
+//= fold expressions
+template <typename... T> auto sum(T... xs) { return (xs + ...); }
+template <typename... T> int from_left(T... xs) { return (... - xs); }
+template <typename... T> int from_right(T... xs) { return (xs - ...); }
+template <typename... T> int begun(int first, T... xs) { return (first - ... - xs); }
+template <typename... T> int ended(int last, T... xs) { return (xs - ... - last); }
+template <typename... T> bool every(T... xs) { return (... && (xs > 0)); }
+template <typename... T> bool some(T... xs) { return ((xs > 0) || ...); }
+template <typename... T> constexpr int bytes() { return (0 + ... + int(sizeof(T))); }
+template <int... N> struct Product { static constexpr constant int value = (N * ... * 1); };
+template <typename F, typename... T> void each(F f, T... xs) { (f(xs), ...); }
+MAIN {
+    const int a = data[1], b = data[2], c = data[4];
+    CHECK(sum(a, b, c) == 7 && sum(a) == 1 && sum(0.5f, b) == 2.5);
+    CHECK(from_left(a, b, c) == -5 && from_right(a, b, c) == 3 && begun(10, a, b) == 7 && ended(10, a, b) == 9);
+    CHECK(every(a, b) && !every(a, -b) && every() && some(-a, b) && !some());
+    CHECK(bytes<float, half, char>() == 7 && bytes<>() == 0 && Product<2, 3, 4>::value == 24 && Product<>::value == 1);
+    int seen = 0;
+    each([&](int x) { seen = seen * 10 + x; }, a, b, c);
+    CHECK(seen == 124);
+}
