@@ -14,7 +14,7 @@ namespace msl::language {
 struct Function {
     std::string_view name;
     std::string signature;     // "T mix(T x, T y, T a)"
-    std::string typeParameter; // what T stands for: "a half or float scalar or vector"; empty without one
+    std::string typeParameter; // what T stands for: "a floating-point scalar or vector"; empty without one
     unsigned parameterCount = 0;
     bool hasPrecisions = false; // exists as metal::fast::name and metal::precise::name too
 };

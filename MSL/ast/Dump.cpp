@@ -83,9 +83,10 @@ class Dumper {
         }
         case ExprKind::floatLiteral: {
             char buffer[40];
-            std::snprintf(buffer, sizeof buffer, "%.9gf", static_cast<const FloatLiteral&>(e).value);
+            const auto& literal = static_cast<const FloatLiteral&>(e);
+            std::snprintf(buffer, sizeof buffer, "%.9g", literal.value);
             out += buffer;
-            if (static_cast<const FloatLiteral&>(e).isHalf) out.back() = 'h';
+            out += literal.scalar == ScalarKind::half ? "h" : literal.scalar == ScalarKind::bfloat ? "bf" : "f";
             break;
         }
         case ExprKind::boolLiteral: out += static_cast<const BoolLiteral&>(e).value ? "true" : "false"; break;

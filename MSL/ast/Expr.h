@@ -63,7 +63,7 @@ struct IntLiteral : Expr { // sema picks int, uint, long, ulong from value and s
 struct FloatLiteral : Expr { // unsuffixed literals are single precision
     FloatLiteral() : Expr(ExprKind::floatLiteral) {}
     double value = 0;
-    bool isHalf = false;
+    ScalarKind scalar = ScalarKind::float_;
 };
 struct BoolLiteral : Expr {
     BoolLiteral() : Expr(ExprKind::boolLiteral) {}

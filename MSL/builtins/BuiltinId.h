@@ -12,7 +12,7 @@ enum class Precision : std::uint8_t { standard, fast, precise };
 // clang-format off
 enum class BuiltinId : std::uint16_t {
     none,
-    // math: T is half or float, scalar or vector
+    // math: T is half, bfloat or float, scalar or vector
     acos, acosh, asin, asinh, atan, atan2, atanh, ceil, copysign, cos, cosh, cospi, divide, exp, exp2, exp10, fabs, fdim,
     floor, fma, fmax, fmin, fmax3, fmin3, fmedian3, fmod, fract, frexp, ilogb, ldexp, log, log2, log10, modf, nextafter,
     pow, powr, remainder, rint, round, rsqrt, sin, sincos, sinh, sinpi, sqrt, tan, tanh, tanpi, trunc,

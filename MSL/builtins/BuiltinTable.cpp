@@ -511,7 +511,7 @@ std::string describeTypeParameter(const BuiltinSignature& signature) {
     std::string kinds;
     switch (signature.typeClass) {
     case Class::none: return {};
-    case Class::floating: kinds = "a half or float "; break;
+    case Class::floating: kinds = "a floating-point "; break;
     case Class::arithmetic: kinds = "a numeric "; break;
     case Class::integer: kinds = "an integer "; break;
     case Class::integer32: kinds = "an int or uint "; break;

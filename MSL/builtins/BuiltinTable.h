@@ -16,7 +16,7 @@ namespace msl {
 // Which scalar kinds T may have.
 enum class BuiltinClass : std::uint8_t {
     none,       // no type parameter: every slot is fixed
-    floating,   // half, float
+    floating,   // half, bfloat, float
     arithmetic, // every kind but bool
     integer,    // char ... ulong
     integer32,  // int, uint
@@ -138,7 +138,7 @@ constexpr bool writesArgument(const BuiltinSignature& signature) {
 
 // "float3 mix(float3 x, float3 y, float3 a)"; with T null the pattern itself, "T mix(T x, T y, T a)".
 std::string signatureText(const TypeTable& types, const BuiltinFunction& function, TypeRef t);
-// What T stands for, as a phrase: "a half or float scalar or vector". Empty when there is no T.
+// What T stands for, as a phrase: "a floating-point scalar or vector". Empty when there is no T.
 std::string describeTypeParameter(const BuiltinSignature& signature);
 
 } // namespace msl

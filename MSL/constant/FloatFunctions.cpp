@@ -91,7 +91,9 @@ std::optional<float> inSteps(BuiltinId id, Precision precision, ScalarKind kind,
     case BuiltinId::fract: {
         const float part = x - std::floor(x);
         if (precision != Precision::precise) return part; // one, for negative numbers nearest to zero
-        return std::fmin(part, kind == ScalarKind::half ? 0x1.FFCp-1F : 0x1.FFFFFEp-1F);
+        return std::fmin(part, kind == ScalarKind::half     ? 0x1.FFCp-1F
+                               : kind == ScalarKind::bfloat ? 0x1.FEp-1F
+                                                            : 0x1.FFFFFEp-1F);
     }
     case BuiltinId::mix: {
         const float first = x * (1.0F - z);
@@ -119,8 +121,7 @@ Scalar nextafter(Scalar from, Scalar to) {
     const float y = to.asFloat();
     if (std::isnan(x)) return from;
     if (std::isnan(y) || x == y) return to;
-    const bool isHalf = from.kind == ScalarKind::half;
-    if (x == 0) return {from.kind, (to.bits & (isHalf ? 0x8000U : 0x80000000U)) | 1U};
+    if (x == 0) return {from.kind, (to.bits & (byteSize(from.kind) == 2 ? 0x8000U : 0x80000000U)) | 1U};
     return {from.kind, (x < y) == (x > 0) ? from.bits + 1 : from.bits - 1};
 }
 
@@ -135,7 +136,7 @@ std::optional<Scalar> relational(BuiltinId id, std::span<const Scalar> x) {
         return Scalar::boolean(std::isfinite(number) && std::fabs(number) >= (isHalf ? 0x1p-14F : 0x1p-126F));
     case BuiltinId::isordered: return Scalar::boolean(!std::isunordered(number, x[1].asFloat()));
     case BuiltinId::isunordered: return Scalar::boolean(std::isunordered(number, x[1].asFloat()));
-    case BuiltinId::signbit: return Scalar::boolean((x[0].bits >> (isHalf ? 15U : 31U) & 1U) != 0);
+    case BuiltinId::signbit: return Scalar::boolean((x[0].bits >> (bitWidth(x[0].kind) - 1U) & 1U) != 0);
     default: return std::nullopt;
     }
 }

@@ -1,4 +1,5 @@
-// Half-precision bits to and from wider floats, for constants. Rounds to nearest even, as the device does.
+// The bits of half and bfloat numbers to and from wider floats, for constants. Rounds to nearest even, as the device
+// does.
 #pragma once
 
 #include <bit>
@@ -31,8 +32,18 @@ inline std::uint16_t floatToHalf(float value) {
     return static_cast<std::uint16_t>(sign | ((magnitude - 0x38000000U + 0xFFFU + odd) >> 13U));
 }
 
-// Rounds once: the float in between keeps, in its last bit, that something was cut off.
-inline std::uint16_t doubleToHalf(double value) {
+inline float bfloatToFloat(std::uint16_t bits) {
+    return std::bit_cast<float>(static_cast<std::uint32_t>(bits) << 16U);
+}
+
+inline std::uint16_t floatToBfloat(float value) {
+    const auto bits = std::bit_cast<std::uint32_t>(value);
+    if (value != value) return static_cast<std::uint16_t>((bits >> 16U) | 0x40U);
+    return static_cast<std::uint16_t>((bits + 0x7FFFU + ((bits >> 16U) & 1U)) >> 16U);
+}
+
+// A float that rounds as the double does: it keeps, in its last bit, that something was cut off.
+inline float floatBetween(double value) {
     const auto between = static_cast<float>(value);
     const auto widened = static_cast<double>(between);
     auto bits = std::bit_cast<std::uint32_t>(between);
@@ -40,7 +51,15 @@ inline std::uint16_t doubleToHalf(double value) {
         const bool isBelow = value < 0 ? widened > value : widened < value; // in size
         bits = isBelow ? bits + 1 : bits - 1;
     }
-    return floatToHalf(std::bit_cast<float>(bits));
+    return std::bit_cast<float>(bits);
+}
+
+inline std::uint16_t doubleToHalf(double value) {
+    return floatToHalf(floatBetween(value));
+}
+
+inline std::uint16_t doubleToBfloat(double value) {
+    return floatToBfloat(floatBetween(value));
 }
 
 } // namespace msl

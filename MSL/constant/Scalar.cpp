@@ -23,7 +23,11 @@ std::uint64_t largestOf(ScalarKind kind) {
 }
 
 Scalar ofFloat(ScalarKind kind, float value) {
-    return {kind, kind == ScalarKind::half ? floatToHalf(value) : std::bit_cast<std::uint32_t>(value)};
+    switch (kind) {
+    case ScalarKind::half: return {kind, floatToHalf(value)};
+    case ScalarKind::bfloat: return {kind, floatToBfloat(value)};
+    default: return {kind, std::bit_cast<std::uint32_t>(value)};
+    }
 }
 
 Result floats(Op op, ScalarKind kind, float a, float b) {
@@ -149,13 +153,19 @@ Scalar Scalar::integer(ScalarKind kind, std::uint64_t value) {
 }
 
 Scalar Scalar::floating(ScalarKind kind, double value) {
-    return {kind,
-            kind == ScalarKind::half ? doubleToHalf(value) : std::bit_cast<std::uint32_t>(static_cast<float>(value))};
+    switch (kind) {
+    case ScalarKind::half: return {kind, doubleToHalf(value)};
+    case ScalarKind::bfloat: return {kind, doubleToBfloat(value)};
+    default: return {kind, std::bit_cast<std::uint32_t>(static_cast<float>(value))};
+    }
 }
 
 float Scalar::asFloat() const {
-    return kind == ScalarKind::half ? halfToFloat(static_cast<std::uint16_t>(bits))
-                                    : std::bit_cast<float>(static_cast<std::uint32_t>(bits));
+    switch (kind) {
+    case ScalarKind::half: return halfToFloat(static_cast<std::uint16_t>(bits));
+    case ScalarKind::bfloat: return bfloatToFloat(static_cast<std::uint16_t>(bits));
+    default: return std::bit_cast<float>(static_cast<std::uint32_t>(bits));
+    }
 }
 
 bool Scalar::isTrue() const {
@@ -175,7 +185,7 @@ Result compute(Op op, Scalar operand) {
     switch (op) {
     case Op::neg:
         if (operand.isInteger()) return cut(operand.kind, exactly(op, wide(operand), 0));
-        return {{operand.kind, operand.bits ^ (operand.kind == ScalarKind::half ? 0x8000U : 0x80000000U)}};
+        return {{operand.kind, operand.bits ^ (byteSize(operand.kind) == 2 ? 0x8000U : 0x80000000U)}};
     case Op::bitNot: return {Scalar::integer(operand.kind, ~operand.bits)};
     default: return {Scalar::boolean(!operand.isTrue())};
     }

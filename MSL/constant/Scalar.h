@@ -4,9 +4,10 @@
 //
 // - Integers wrap in their own width. Shift counts are taken modulo the width; the shift to the right fills with the
 //   sign of signed kinds. A division by zero divides by one.
-// - Floats round every operation to nearest, ties to even; halves are computed in float and rounded to half, which for
-//   the operators is the same. Subnormal numbers are kept, though a device may take them for zero; what kind of NaN
-//   comes out is not specified.
+// - Floats round every operation to nearest, ties to even; half and bfloat are computed in float and rounded from
+// there,
+//   which for the operators is the same. An integer becomes a bfloat by way of float. Subnormal numbers are kept,
+//   though a device may take them for zero; what kind of NaN comes out is not specified.
 // - Float to integer truncates and stays in the target's range, NaN becomes 0; integer to integer wraps; a bool is
 //   whether the number is not zero (NaN is not).
 //
@@ -24,7 +25,7 @@ namespace msl::constant {
 
 struct Scalar {
     ScalarKind kind = ScalarKind::int_;
-    // float and half: the bits of that format; bool: 0 or 1; integers: sign- or zero-extended.
+    // floating: the bits of that format; bool: 0 or 1; integers: sign- or zero-extended.
     std::uint64_t bits = 0;
 
     static Scalar integer(ScalarKind kind, std::uint64_t value); // cut to the kind's width; bool: whether it is not 0
@@ -38,7 +39,7 @@ struct Scalar {
     std::int64_t asInteger() const;
     // The value as a double: exact but for 64-bit integers past 2^53.
     double asDouble() const;
-    // Of a half or float, exactly.
+    // Of a floating kind, exactly.
     float asFloat() const;
 
     friend bool operator==(const Scalar&, const Scalar&) = default; // the same kind and bits

@@ -1,5 +1,5 @@
-// Functions of whole vectors and matrices: sums run from the first component to the last. Those of halves compute in
-// float and round at the end.
+// Functions of whole vectors and matrices: sums run from the first component to the last. Those of half and bfloat
+// compute in float and round at the end.
 #include "MSL/builtins/BuiltinTable.h"
 #include "MSL/constant/Families.h"
 

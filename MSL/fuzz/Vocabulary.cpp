@@ -27,7 +27,7 @@ std::span<const std::string> types() {
     static const std::vector<std::string> words = [] {
         std::vector<std::string> out = {"void", "auto", "sampler", "size_t", "uint32_t", "int64_t"};
         for (const char* scalar :
-             {"float", "half", "int", "uint", "bool", "short", "ushort", "char", "uchar", "long", "ulong"}) {
+             {"float", "half", "bfloat", "int", "uint", "bool", "short", "ushort", "char", "uchar", "long", "ulong"}) {
             out.emplace_back(scalar);
             for (const char* size : {"2", "3", "4"}) {
                 out.push_back(std::string(scalar) + size);
@@ -70,8 +70,9 @@ std::span<const std::string> functions() {
 
 std::span<const std::string> constants() {
     static const std::vector<std::string> words = [] {
-        std::vector<std::string> out = {"M_PI_F",   "FLT_MAX",  "INFINITY",         "NAN", "HALF_MAX", "INT_MIN",
-                                        "__LINE__", "__FILE__", "__METAL_VERSION__"};
+        std::vector<std::string> out = {"M_PI_F",   "FLT_MAX",  "INFINITY", "NAN",
+                                        "HALF_MAX", "INT_MIN",  "1.5bf",    "0x1p-130BF",
+                                        "2.0h",     "__LINE__", "__FILE__", "__METAL_VERSION__"};
         for (const LibraryConstant& constant : libraryConstants()) {
             std::string word(constant.enumeration);
             if (!word.empty()) word += "::";

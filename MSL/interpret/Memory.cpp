@@ -12,7 +12,7 @@ namespace {
 // A number of a kind with these bits, cut to the kind's width.
 Scalar withBits(ScalarKind kind, std::uint64_t bits) {
     if (!isFloating(kind)) return Scalar::integer(kind, bits);
-    return {kind, kind == ScalarKind::half ? bits & 0xFFFFU : bits & 0xFFFFFFFFU};
+    return {kind, byteSize(kind) == 2 ? bits & 0xFFFFU : bits & 0xFFFFFFFFU};
 }
 
 // The bytes of one number in a buffer; an atomic bool takes a word.

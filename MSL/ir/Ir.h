@@ -145,8 +145,8 @@ struct Variable {
     std::uint32_t metalIndex = 0;                // [[buffer(n)]], [[texture(n)]] ...; [[id(n)]] in an argument buffer
     std::int32_t argumentBuffer = -1;            // the buffer index of the argument buffer that it is a member of
     bool isWritable = false;
-    bool isAliased = false;     // another buffer variable stands for the same memory
-    bool isOpen = false;        // buffer: the array of one element at the end of its type is as long as the buffer
+    bool isAliased = false; // another buffer variable stands for the same memory
+    bool isOpen = false;    // buffer: the array of one element at the end of its type is as long as the buffer
     bool isAtomic = false;  // texture: it has texels of one 32-bit integer, which some operations work on atomically
     TypeRef declared = nullptr; // a buffer that is words here: what the source says lies there
     bool isConstexprSampler = false;
@@ -354,7 +354,7 @@ class Module {
     std::vector<TypeRef> structs; // every complete struct of the text that has a name, in source order
 
     Value* constantScalar(TypeRef scalar, std::uint64_t bits);
-    Value* constantFloat(TypeRef scalarOrVector, double value);     // half or float; splat for vectors
+    Value* constantFloat(TypeRef scalarOrVector, double value);     // any floating kind; splat for vectors
     Value* constantInt(TypeRef scalarOrVector, std::int64_t value); // any integer kind or bool; splat for vectors
     Value* constantBool(bool value) { return constantInt(types.bool_(), value ? 1 : 0); }
     Value* constantComposite(TypeRef type, std::span<Value* const> parts);

@@ -120,6 +120,7 @@ class Printer {
             out_ += digits;
             if (digits.find_first_of(".einf") == std::string_view::npos) out_ += ".0";
             if (value->type->scalar == ScalarKind::half) out_ += 'h';
+            if (value->type->scalar == ScalarKind::bfloat) out_ += "bf";
         } else {
             out_ +=
                 isSigned(value->type->scalar) ? std::to_string(Module::intValue(value)) : std::to_string(value->bits);

@@ -28,17 +28,17 @@ Number rounded(const Number& x) { // halves away from zero
 }
 
 Number withSignOf(const Number& x, const Number& y) {
-    const bool isHalf = x.type()->scalar == ScalarKind::half;
-    const ScalarKind bits = isHalf ? ScalarKind::ushort : ScalarKind::uint;
-    const std::int64_t sign = isHalf ? 0x8000 : 0x80000000LL;
+    const bool isShort = byteSize(x.type()->scalar) == 2;
+    const ScalarKind bits = isShort ? ScalarKind::ushort : ScalarKind::uint;
+    const std::int64_t sign = isShort ? 0x8000 : 0x80000000LL;
     return ((x.as(bits) & (sign - 1)) | (y.as(bits) & sign)).as(x.type()->scalar);
 }
 
 // One step of the bits away from zero or towards it; from zero the smallest number of y's sign.
 Number nextAfter(const Number& x, const Number& y) {
-    const bool isHalf = x.type()->scalar == ScalarKind::half;
-    const ScalarKind bits = isHalf ? ScalarKind::short_ : ScalarKind::int_;
-    const std::int64_t magnitude = isHalf ? 0x7FFF : 0x7FFFFFFF;
+    const bool isShort = byteSize(x.type()->scalar) == 2;
+    const ScalarKind bits = isShort ? ScalarKind::short_ : ScalarKind::int_;
+    const std::int64_t magnitude = isShort ? 0x7FFF : 0x7FFFFFFF;
     const Number from = x.as(bits);
     const Number to = y.as(bits);
     const Number isNegative = from < 0;
@@ -114,7 +114,7 @@ Value* spellRelational(ir::Builder& builder, BuiltinId id, TypeRef type, Operand
         const Number size = call(BuiltinId::fabs, {x});
         return both(size <= largestFinite(kind), size >= smallestNormal(kind)).value;
     }
-    case BuiltinId::signbit: return (x.as(kind == ScalarKind::half ? ScalarKind::short_ : ScalarKind::int_) < 0).value;
+    case BuiltinId::signbit: return (x.as(byteSize(kind) == 2 ? ScalarKind::short_ : ScalarKind::int_) < 0).value;
     case BuiltinId::select: { // select(a, b, c) is b where c
         Value* condition = operands[2];
         if (type->isVector() && condition->type->isScalar())

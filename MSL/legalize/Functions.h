@@ -12,7 +12,8 @@ namespace msl {
 
 using Operands = std::span<ir::Value* const>;
 
-// Of float numbers and float vectors; copysign, nextafter, signbit, isfinite and isnormal of halves as well.
+// Of float numbers and float vectors; copysign, nextafter, signbit of half and bfloat, isfinite and isnormal of half as
+// well.
 ir::Value* spellFloat(ir::Builder& builder, BuiltinId id, TypeRef type, Operands operands);
 // Of integers of any width.
 ir::Value* spellInteger(ir::Builder& builder, BuiltinId id, TypeRef type, Operands operands);
@@ -24,6 +25,9 @@ ir::Value* spellPacking(ir::Builder& builder, BuiltinId id, TypeRef type, Operan
 ir::Value* spellRelational(ir::Builder& builder, BuiltinId id, TypeRef type, Operands operands);
 // Dot products of integers and of scalars, squared lengths.
 ir::Value* spellGeometric(ir::Builder& builder, BuiltinId id, TypeRef type, Operands operands);
+
+// An operator on bfloat numbers, or a conversion to or from them.
+ir::Value* spellBfloat(ir::Builder& builder, const ir::Instruction& instruction);
 
 // The precise form of a function of floats, all of one type.
 ir::Value* preciseFunction(ir::Builder& builder, BuiltinId id, Operands operands);

@@ -37,6 +37,13 @@ bool worksOnHalves(BuiltinId id) {
            id == BuiltinId::nextafter || id == BuiltinId::isfinite || id == BuiltinId::isnormal ||
            id == BuiltinId::notFn;
 }
+bool worksOnBfloats(BuiltinId id) { // the range of a bfloat is that of a float
+    return worksOnHalves(id) && id != BuiltinId::isfinite && id != BuiltinId::isnormal;
+}
+
+bool hasBfloat(const Instruction& at) {
+    return at.result->type->scalar == ScalarKind::bfloat || at.operands[0]->type->scalar == ScalarKind::bfloat;
+}
 
 // Walks every block once, in the order in which it runs. A value that something else replaces is remembered; its uses
 // come later and are changed when they are met.
@@ -89,8 +96,25 @@ class Legalizer {
 
     void instruction(Block& block, Instruction& at) {
         switch (at.op) {
+        case Op::add:
+        case Op::sub:
+        case Op::mul:
+        case Op::vectorTimesScalar:
+        case Op::neg:
+        case Op::equal:
+        case Op::notEqual:
+        case Op::less:
+        case Op::lessEqual:
+        case Op::greater:
+        case Op::greaterEqual:
+            if (!target_.computesBfloats && hasBfloat(at)) replace(block, at, spelledBfloat(block, at));
+            return;
         case Op::div:
         case Op::rem:
+            if (!target_.computesBfloats && hasBfloat(at)) {
+                replace(block, at, spelledBfloat(block, at));
+                return;
+            }
             if (!isFloating(at.result->type->scalar) && !target_.definesDivision) guardDivision(block, at);
             return;
         case Op::shl:
@@ -98,6 +122,10 @@ class Legalizer {
             if (!target_.definesShifts) guardShift(block, at);
             return;
         case Op::convert:
+            if (!target_.computesBfloats && hasBfloat(at)) {
+                replace(block, at, spelledBfloat(block, at));
+                return;
+            }
             if (!target_.definesConversions && isFloating(at.operands[0]->type->scalar) &&
                 isInteger(at.result->type->scalar) && at.result->type->scalar != ScalarKind::bool_)
                 guardConversion(block, at);
@@ -131,6 +159,10 @@ class Legalizer {
             block.insertBefore(&at, moved);
         }
         return current(value);
+    }
+
+    Value* spelledBfloat(Block& block, Instruction& at) {
+        return before(block, at, [&] { return spellBfloat(builder_, at); });
     }
 
     // A division by zero, and of the least number by minus one, divides by one instead: no device traps.
@@ -219,18 +251,22 @@ class Legalizer {
         if (family == BuiltinFamily::packing)
             return target_.floatFunctions.has(id) ? nullptr : spellPacking(builder_, id, type, at.operands);
 
-        const bool isHalf = first->isFloatingNumeric() && first->scalar == ScalarKind::half && !first->isMatrix();
-        if (isHalf && !target_.computesHalves && !worksOnHalves(id)) {
+        if (first->isNumeric() && !first->isMatrix() && computesInFloat(id, first->scalar)) {
             for (std::size_t i = 0; i < count; ++i)
-                if (operands[i]->type->scalar == ScalarKind::half)
+                if (operands[i]->type->scalar == first->scalar)
                     operands[i] =
                         builder_.convert(types.withScalar(operands[i]->type, ScalarKind::float_), operands[i]);
-            const bool givesHalf = type->isFloatingNumeric() && type->scalar == ScalarKind::half;
-            const TypeRef wide = givesHalf ? types.withScalar(type, ScalarKind::float_) : type;
+            const bool isNarrow = type->isFloatingNumeric() && type->scalar == first->scalar;
+            const TypeRef wide = isNarrow ? types.withScalar(type, ScalarKind::float_) : type;
             return builder_.convert(type, builder_.builtin(id, wide, {operands, count}));
         }
         if (const std::optional<Value*> made = spelledIn(id, type, {operands, count})) return *made;
         return isChanged ? builder_.builtin(id, type, {operands, count}) : nullptr;
+    }
+
+    bool computesInFloat(BuiltinId id, ScalarKind kind) const {
+        if (kind == ScalarKind::half) return !target_.computesHalves && !worksOnHalves(id);
+        return kind == ScalarKind::bfloat && !target_.computesBfloats && !worksOnBfloats(id);
     }
 
     // Nothing where the target has the function itself.

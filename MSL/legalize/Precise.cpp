@@ -40,10 +40,12 @@ Value* PreciseForms::call(ir::Builder& builder, BuiltinId id, TypeRef type, std:
     Value* values[3] = {};
     if (id == BuiltinId::fract) { // below one also where x - floor(x) rounds up to it
         const Number part = msl::call(id, {Number(builder, operands[0])});
-        const double largest = type->scalar == ScalarKind::half ? 0x1.FFCp-1 : 0x1.FFFFFEp-1;
+        const double largest = type->scalar == ScalarKind::half     ? 0x1.FFCp-1
+                               : type->scalar == ScalarKind::bfloat ? 0x1.FEp-1
+                                                                    : 0x1.FFFFFEp-1;
         return msl::call(BuiltinId::fmin, {part, part.constant(largest)}).value;
     }
-    if (type->scalar == ScalarKind::half) { // computed in float and rounded once
+    if (type->scalar != ScalarKind::float_) { // computed in float and rounded once
         for (std::size_t i = 0; i < operands.size(); ++i)
             values[i] = builder.convert(types.withScalar(operands[i]->type, ScalarKind::float_), operands[i]);
         Value* made = call(builder, id, types.withScalar(type, ScalarKind::float_), {values, operands.size()});

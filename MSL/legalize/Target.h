@@ -30,6 +30,7 @@ struct Target {
     bool definesShifts = false;      // by counts past the width (taken modulo the width)
     bool definesConversions = false; // from floating to integer: out of range (saturates), NaN (gives zero)
     bool computesHalves = false;     // functions of half numbers; else they compute in float and round once
+    bool computesBfloats = false; // operators, conversions and functions of bfloat numbers; else in float, rounded once
 
     // The functions that it has, of operands of one shape each. Those of no set are spelled out; the functions of
     // textures, atomics and threads are the writer's in any case.

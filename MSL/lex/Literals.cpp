@@ -27,15 +27,18 @@ NumberLiteral readFloat(NumberLiteral literal, std::string_view digits, std::str
                         bool isHex) {
     literal.isFloat = true;
     if (suffix == "h" || suffix == "H")
-        literal.isHalf = true;
+        literal.kind = ScalarKind::half;
+    else if (suffix == "bf" || suffix == "BF")
+        literal.kind = ScalarKind::bfloat;
     else if (!suffix.empty() && suffix != "f" && suffix != "F")
         return fail(std::move(literal), suffixAt, "invalid suffix '" + std::string(suffix) + "' on floating constant");
     std::chars_format format = isHex ? std::chars_format::hex : std::chars_format::general;
     const char* end = digits.data() + digits.size();
     double wide = 0;
     float narrow = 0;
-    std::from_chars_result result = literal.isHalf ? std::from_chars(digits.data(), end, wide, format)
-                                                   : std::from_chars(digits.data(), end, narrow, format);
+    const bool isNarrow = literal.kind != ScalarKind::float_;
+    std::from_chars_result result = isNarrow ? std::from_chars(digits.data(), end, wide, format)
+                                             : std::from_chars(digits.data(), end, narrow, format);
     if (result.ec == std::errc::result_out_of_range) {
         // Too large or too small; which one shows in double precision, or in the exponent's sign.
         double value = 0;
@@ -48,7 +51,7 @@ NumberLiteral readFloat(NumberLiteral literal, std::string_view digits, std::str
         literal.floating = isSmall ? 0 : std::numeric_limits<double>::infinity();
         return literal;
     }
-    literal.floating = literal.isHalf ? wide : static_cast<double>(narrow);
+    literal.floating = isNarrow ? wide : static_cast<double>(narrow);
     return literal;
 }
 
@@ -103,7 +106,7 @@ NumberLiteral readNumber(std::string_view spelling) {
     }
     if (s.starts_with("inf") || s.starts_with("nan")) { // only from predefined macros
         literal.isFloat = true;
-        literal.isHalf = s.ends_with('h');
+        if (s.ends_with('h')) literal.kind = ScalarKind::half;
         literal.floating =
             s[0] == 'i' ? std::numeric_limits<double>::infinity() : std::numeric_limits<double>::quiet_NaN();
         return literal;

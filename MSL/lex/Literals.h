@@ -1,6 +1,8 @@
 // What the spelling of a literal means. Pure functions; errors come back as clang's sentence.
 #pragma once
 
+#include "MSL/types/Types.h"
+
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -9,12 +11,12 @@ namespace msl {
 
 struct NumberLiteral {
     bool isFloat = false;
-    bool isHalf = false;     // floating: suffix h
-    bool isUnsigned = false; // integers
+    ScalarKind kind = ScalarKind::float_; // floating: half by the suffix h, bfloat by bf
+    bool isUnsigned = false;              // integers
     bool isLong = false;
     bool isDecimal = true;
     std::uint64_t integer = 0;
-    double floating = 0;     // already rounded to single precision (halves: not yet rounded)
+    double floating = 0;     // already rounded to single precision (half, bfloat: not yet rounded)
     bool isTooLarge = false; // the value became infinity
     std::string error;
     std::size_t errorOffset = 0; // where in the spelling

@@ -101,6 +101,7 @@ constexpr Row rows[] = {
     {"USHRT_MAX", "65535"},
     {"__FAST_MATH__", "1"},
     {"__FILE__", ""},
+    {"__HAVE_BFLOAT__", "1"},
     {"__LINE__", ""},
     {"__METAL_VERSION__", "320"},
     {"__METAL__", "1"},

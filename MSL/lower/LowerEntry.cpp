@@ -141,6 +141,12 @@ std::string_view varyingName(const VarDecl* field) {
     return field->name != nullptr ? field->name->text : std::string_view();
 }
 
+// Between stages, and from and to memory that is no buffer, a bfloat is a float.
+TypeRef travelType(const TypeTable& types, TypeRef type) {
+    const bool isBfloat = type->isNumeric() && type->scalar == ScalarKind::bfloat;
+    return isBfloat ? types.withScalar(type, ScalarKind::float_) : type;
+}
+
 void setInterpolation(ir::Variable& variable, std::span<const Attribute> attributes, TypeRef type) {
     const auto has = [&](std::string_view name) { return findAttribute(attributes, name) != nullptr; };
     TypeRef element = type;
@@ -323,7 +329,7 @@ Value* Lowering::inputValue(EntryState& state, const VarDecl* declaration, TypeR
     if (state.stage == Stage::fragment && findAttribute(declaration->attributes, "color") != nullptr) {
         value = attachmentValue(state, declaration, plainType);
     } else if (system == nullptr) {
-        value = builder_.load(builder_.place(inputVariable(state, declaration, plainType)));
+        value = builder_.load(builder_.place(inputVariable(state, declaration, travelType(module_.types, plainType))));
     } else if (system->derived != Derived::none) {
         value = derivedValue(state, static_cast<std::uint8_t>(system->derived), declaration);
     } else {
@@ -484,7 +490,7 @@ void Lowering::storeOutput(EntryState& state, const VarDecl* field, Value* value
     const SystemName* system =
         isVertex ? systemName(vertexOutputs, attributes) : systemName(fragmentOutputs, attributes);
     const bool isWhole = field == nullptr;
-    TypeRef outputType = valueType(type);
+    TypeRef outputType = travelType(module_.types, valueType(type));
     SystemValue systemValue = system != nullptr ? system->value : SystemValue::none;
     if (isWhole && isVertex)
         systemValue = SystemValue::position;

@@ -21,7 +21,8 @@ bool isQuad(BuiltinId id) {
 // The type in which values of this one are exchanged.
 TypeRef exchangeType(const TypeTable& types, TypeRef type) {
     switch (type->scalar) {
-    case ScalarKind::half: return types.withScalar(type, ScalarKind::float_);
+    case ScalarKind::half:
+    case ScalarKind::bfloat: return types.withScalar(type, ScalarKind::float_);
     case ScalarKind::char_:
     case ScalarKind::short_: return types.withScalar(type, ScalarKind::int_);
     case ScalarKind::bool_:

@@ -94,11 +94,11 @@ Expr* Parser::parseNumber() {
     if (read.isFloat) {
         auto* literal = make<FloatLiteral>(number.location, number.location);
         literal->value = read.floating;
-        literal->isHalf = read.isHalf;
+        literal->scalar = read.kind;
         if (read.isTooLarge)
             diagnostics_.warning(number.location,
-                                 read.isHalf ? "magnitude of floating-point constant too large for type 'half'"
-                                             : "magnitude of floating-point constant too large for type 'float'",
+                                 "magnitude of floating-point constant too large for type '" +
+                                     std::string(scalarName(read.kind)) + "'",
                                  WarningGroup::literalRange);
         return literal;
     }

@@ -20,6 +20,7 @@ using ir::Variable;
 namespace weights {
 constexpr double limit = 10'000'000; // of one entry point
 constexpr double instruction = 60;   // for each component
+constexpr double rounding = 8;       // times, of numbers that are rounded by their bits
 constexpr double function = 1'500;   // sin, pow and their kin: a polynomial
 constexpr double texture = 3'000;
 constexpr double division = 500;  // of integers
@@ -182,7 +183,10 @@ class Estimate {
     }
 
     Cost costOf(const Instruction& instruction) {
-        const double parts = components(instruction.result != nullptr ? instruction.result->type : nullptr);
+        double parts = components(instruction.result != nullptr ? instruction.result->type : nullptr);
+        if (instruction.result != nullptr && instruction.result->type->scalar == ScalarKind::bfloat &&
+            instruction.op != Op::load && instruction.op != Op::call)
+            parts *= weights::rounding;
         switch (instruction.op) {
         case Op::load:
         case Op::store: return accessTo(*instruction.place);

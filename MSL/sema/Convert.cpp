@@ -52,9 +52,10 @@ ConversionRank Analyzer::rankTypes(TypeRef from, TypeRef to) {
         if (to->isScalar()) {
             if (isInteger(from->scalar) && from->scalar < ScalarKind::int_ && to->scalar == ScalarKind::int_)
                 return Rank::promotion;
-            return Rank::conversion;
+            return convertsUnasked(from->scalar, to->scalar) ? Rank::conversion : Rank::none;
         }
-        if (to->isVector() || to->is(TypeKind::packedVector)) return Rank::splat;
+        if (to->isVector() || to->is(TypeKind::packedVector))
+            return convertsUnasked(from->scalar, to->scalar) ? Rank::splat : Rank::none;
         return Rank::none;
     case TypeKind::vector:
         return to->is(TypeKind::packedVector) && to->scalar == from->scalar && to->columns == from->columns
@@ -324,9 +325,9 @@ Expr* Analyzer::explicitConvert(Expr* from, TypeRef to) {
                     FloatLiteral* made = make<FloatLiteral>(from);
                     const auto number = constant::Scalar::integer(type->scalar, literal->value);
                     made->value = constant::convert(number, to->scalar).value.asDouble();
-                    made->isHalf = to->scalar == ScalarKind::half;
+                    made->scalar = to->scalar;
                     made->type = to;
-                    if (!made->isHalf || made->value <= 65504) return made;
+                    if (made->scalar != ScalarKind::half || made->value <= 65504) return made;
                 } else if (to->scalar != ScalarKind::bool_) {
                     const auto constant = constant::Scalar::integer(to->scalar, literal->value);
                     return makeInteger(constant.asInteger(), to, from->location);
@@ -336,7 +337,7 @@ Expr* Analyzer::explicitConvert(Expr* from, TypeRef to) {
                 auto* literal = static_cast<FloatLiteral*>(from);
                 FloatLiteral* made = make<FloatLiteral>(from);
                 made->value = constant::Scalar::floating(type->scalar, literal->value).asDouble();
-                made->isHalf = to->scalar == ScalarKind::half;
+                made->scalar = to->scalar;
                 made->type = to;
                 return made;
             }

@@ -54,7 +54,8 @@ TypeRef Analyzer::promoted(TypeRef type) const {
 TypeRef Analyzer::commonScalar(TypeRef a, TypeRef b) const {
     if (isFloating(a->scalar) || isFloating(b->scalar)) {
         if (a->scalar == ScalarKind::float_ || b->scalar == ScalarKind::float_) return types_.float_();
-        return types_.half();
+        if (!convertsUnasked(a->scalar, b->scalar)) return nullptr; // half and bfloat
+        return types_.scalar(std::max(a->scalar, b->scalar));
     }
     a = promoted(a);
     b = promoted(b);
@@ -66,8 +67,8 @@ TypeRef Analyzer::commonScalar(TypeRef a, TypeRef b) const {
 TypeRef Analyzer::commonType(TypeRef a, TypeRef b) const {
     if (a->isScalar() && b->isScalar()) return commonScalar(a, b);
     if (a == b && (a->isVector() || a->isMatrix())) return a;
-    if (a->isVector() && b->isScalar()) return a;
-    if (a->isScalar() && b->isVector()) return b;
+    if (a->isVector() && b->isScalar() && convertsUnasked(b->scalar, a->scalar)) return a;
+    if (a->isScalar() && b->isVector() && convertsUnasked(a->scalar, b->scalar)) return b;
     return nullptr;
 }
 
@@ -217,7 +218,7 @@ Expr* Analyzer::matrixProduct(Binary* expr) {
             Binary* reciprocal = make<Binary>(expr);
             FloatLiteral* one = make<FloatLiteral>(expr);
             one->value = 1;
-            one->isHalf = left->scalar == ScalarKind::half;
+            one->scalar = left->scalar;
             one->type = types_.scalar(left->scalar);
             reciprocal->op = BinaryOp::div;
             reciprocal->left = one;

@@ -58,7 +58,7 @@ Expr* Analyzer::typedExpression(Expr* expr) {
     case ExprKind::intLiteral: typed = literal(static_cast<IntLiteral*>(expr)); break;
     case ExprKind::floatLiteral: {
         auto* literal = static_cast<FloatLiteral*>(expr);
-        literal->type = literal->isHalf ? types_.half() : types_.float_();
+        literal->type = types_.scalar(literal->scalar);
         return literal;
     }
     case ExprKind::boolLiteral: expr->type = types_.bool_(); return expr;

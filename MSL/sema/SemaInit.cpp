@@ -21,7 +21,7 @@ Expr* Analyzer::zeroValue(TypeRef type, SourceLocation at) {
         if (isFloating(type->scalar)) {
             FloatLiteral* zero = arena_.make<FloatLiteral>();
             zero->location = zero->begin = at;
-            zero->isHalf = type->scalar == ScalarKind::half;
+            zero->scalar = type->scalar;
             zero->type = type;
             return zero;
         }

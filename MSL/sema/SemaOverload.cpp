@@ -93,6 +93,7 @@ TypeRef Analyzer::deduceBuiltin(const BuiltinFunction& builtin, std::span<Expr*>
                 scalar = type;
             else if (scalar != type)
                 scalar = commonScalar(scalar, type);
+            if (!scalar) return nullptr;
         } else if (!wide) {
             wide = type;
         } else if (wide != type) {

@@ -214,37 +214,41 @@ struct FloatingLimit {
     std::string_view name;
     double ofFloat;
     double ofHalf;
+    double ofBfloat;
     bool isFunction;
     bool isInteger = true; // of a constant: an int, else a bool
 };
 constexpr FloatingLimit floatingLimits[] = {
-    {"max", static_cast<double>(std::numeric_limits<float>::max()), 65504.0, true},
-    {"lowest", static_cast<double>(std::numeric_limits<float>::lowest()), -65504.0, true},
-    {"min", static_cast<double>(std::numeric_limits<float>::min()), 0x1p-14, true},
-    {"epsilon", static_cast<double>(std::numeric_limits<float>::epsilon()), 0x1p-10, true},
-    {"denorm_min", static_cast<double>(std::numeric_limits<float>::denorm_min()), 0x1p-24, true},
-    {"round_error", 0.5, 0.5, true},
-    {"infinity", std::numeric_limits<double>::infinity(), std::numeric_limits<double>::infinity(), true},
-    {"quiet_NaN", std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::quiet_NaN(), true},
-    {"signaling_NaN", std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::quiet_NaN(), true},
-    {"digits", 24, 11, false},
-    {"digits10", 6, 3, false},
-    {"max_digits10", 9, 5, false},
-    {"radix", 2, 2, false},
-    {"min_exponent", -125, -13, false},
-    {"min_exponent10", -37, -4, false},
-    {"max_exponent", 128, 16, false},
-    {"max_exponent10", 38, 4, false},
-    {"is_specialized", 1, 1, false, false},
-    {"is_signed", 1, 1, false, false},
-    {"is_integer", 0, 0, false, false},
-    {"is_exact", 0, 0, false, false},
-    {"is_bounded", 1, 1, false, false},
-    {"is_modulo", 0, 0, false, false},
-    {"is_iec559", 1, 1, false, false},
-    {"has_infinity", 1, 1, false, false},
-    {"has_quiet_NaN", 1, 1, false, false},
-    {"has_signaling_NaN", 1, 1, false, false},
+    {"max", static_cast<double>(std::numeric_limits<float>::max()), 65504.0, 0x1.FEp127, true},
+    {"lowest", static_cast<double>(std::numeric_limits<float>::lowest()), -65504.0, -0x1.FEp127, true},
+    {"min", static_cast<double>(std::numeric_limits<float>::min()), 0x1p-14, 0x1p-126, true},
+    {"epsilon", static_cast<double>(std::numeric_limits<float>::epsilon()), 0x1p-10, 0x1p-7, true},
+    {"denorm_min", static_cast<double>(std::numeric_limits<float>::denorm_min()), 0x1p-24, 0x1p-133, true},
+    {"round_error", 0.5, 0.5, 0.5, true},
+    {"infinity", std::numeric_limits<double>::infinity(), std::numeric_limits<double>::infinity(),
+     std::numeric_limits<double>::infinity(), true},
+    {"quiet_NaN", std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::quiet_NaN(),
+     std::numeric_limits<double>::quiet_NaN(), true},
+    {"signaling_NaN", std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::quiet_NaN(),
+     std::numeric_limits<double>::quiet_NaN(), true},
+    {"digits", 24, 11, 8, false},
+    {"digits10", 6, 3, 2, false},
+    {"max_digits10", 9, 5, 4, false},
+    {"radix", 2, 2, 2, false},
+    {"min_exponent", -125, -13, -125, false},
+    {"min_exponent10", -37, -4, -37, false},
+    {"max_exponent", 128, 16, 128, false},
+    {"max_exponent10", 38, 4, 38, false},
+    {"is_specialized", 1, 1, 1, false, false},
+    {"is_signed", 1, 1, 1, false, false},
+    {"is_integer", 0, 0, 0, false, false},
+    {"is_exact", 0, 0, 0, false, false},
+    {"is_bounded", 1, 1, 1, false, false},
+    {"is_modulo", 0, 0, 0, false, false},
+    {"is_iec559", 1, 1, 1, false, false},
+    {"has_infinity", 1, 1, 1, false, false},
+    {"has_quiet_NaN", 1, 1, 1, false, false},
+    {"has_signaling_NaN", 1, 1, 1, false, false},
 };
 
 } // namespace
@@ -275,17 +279,18 @@ Expr* Analyzer::numericLimit(Name& name, bool isCalled) {
 }
 
 Expr* Analyzer::floatingLimit(const Name& name, TypeRef type, bool isCalled) {
-    const bool isHalf = type->scalar == ScalarKind::half;
     const auto found = std::ranges::find(floatingLimits, name.identifier->text, &FloatingLimit::name);
     if (found == std::end(floatingLimits) || found->isFunction != isCalled) return nullptr;
-    const double value = isHalf ? found->ofHalf : found->ofFloat;
+    const double value = type->scalar == ScalarKind::half     ? found->ofHalf
+                         : type->scalar == ScalarKind::bfloat ? found->ofBfloat
+                                                              : found->ofFloat;
     if (!found->isFunction)
         return makeInteger(static_cast<std::int64_t>(value), found->isInteger ? types_.int_() : types_.bool_(),
                            name.location);
     FloatLiteral* literal = arena_.make<FloatLiteral>();
     literal->location = literal->begin = name.location;
     literal->value = value;
-    literal->isHalf = isHalf;
+    literal->scalar = type->scalar;
     literal->type = type;
     return literal;
 }

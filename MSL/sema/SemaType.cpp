@@ -24,10 +24,6 @@ std::optional<AddressSpace> spaceOf(SpaceSyntax syntax) {
 bool isForeignType(std::string_view name) {
     static constexpr std::string_view names[] = {
         "acceleration_structure",
-        "bfloat",
-        "bfloat2",
-        "bfloat3",
-        "bfloat4",
         "command_buffer",
         "compute_command",
         "compute_pipeline_state",
@@ -41,14 +37,12 @@ bool isForeignType(std::string_view name) {
         "mesh",
         "mesh_grid_properties",
         "object_data",
-        "packed_bfloat2",
-        "packed_bfloat3",
-        "packed_bfloat4",
         "patch_control_point",
         "primitive_acceleration_structure",
         "ray",
         "render_command",
         "render_pipeline_state",
+        "simdgroup_bfloat8x8",
         "simdgroup_float8x8",
         "simdgroup_half8x8",
         "simdgroup_matrix",
@@ -253,7 +247,7 @@ TypeRef Analyzer::builtinTemplateType(Name& name) {
                 unsupported(name.location, "'" + std::string(text) + "' of 64-bit components");
                 return types_.error();
             }
-            if (!component->isScalar() || byteSize(component->scalar) == 1)
+            if (!component->isScalar() || byteSize(component->scalar) == 1 || component->scalar == ScalarKind::bfloat)
                 return wrong("unsupported component type for");
             kind = component->scalar;
         }
@@ -273,7 +267,7 @@ TypeRef Analyzer::builtinTemplateType(Name& name) {
         if (arguments.size() > 2) return wrong("too many template arguments for class template");
         const TypeRef value = templateArgumentType(arguments[0], true);
         if (!value || value->isError()) return types_.error();
-        if ((!value->isScalar() && !value->isVector()) || !isFloating(value->scalar))
+        if ((!value->isScalar() && !value->isVector()) || !hasMatrices(value->scalar))
             return wrong("the value must be a scalar or vector of half or float in");
         bool hasPerspective = true;
         if (arguments.size() == 2) {

@@ -13,6 +13,7 @@ Id ModuleWriter::boolType() {
 
 Id ModuleWriter::scalarType(ScalarKind kind) {
     if (kind == ScalarKind::bool_) return boolType();
+    if (kind == ScalarKind::bfloat) kind = ScalarKind::ushort; // legalize() left nothing of it but the bits
     const std::uint32_t width = byteSize(kind) * 8;
     if (isFloating(kind)) {
         if (width == 16) asm_.capability(spv::Capability::Float16);

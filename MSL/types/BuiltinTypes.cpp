@@ -13,10 +13,10 @@ struct ScalarSpelling {
     ScalarKind kind;
 };
 constexpr ScalarSpelling plainScalars[] = {
-    {"float", ScalarKind::float_},  {"half", ScalarKind::half},   {"int", ScalarKind::int_},
-    {"uint", ScalarKind::uint},     {"bool", ScalarKind::bool_},  {"short", ScalarKind::short_},
-    {"ushort", ScalarKind::ushort}, {"char", ScalarKind::char_},  {"uchar", ScalarKind::uchar},
-    {"long", ScalarKind::long_},    {"ulong", ScalarKind::ulong},
+    {"float", ScalarKind::float_}, {"half", ScalarKind::half},     {"bfloat", ScalarKind::bfloat},
+    {"int", ScalarKind::int_},     {"uint", ScalarKind::uint},     {"bool", ScalarKind::bool_},
+    {"short", ScalarKind::short_}, {"ushort", ScalarKind::ushort}, {"char", ScalarKind::char_},
+    {"uchar", ScalarKind::uchar},  {"long", ScalarKind::long_},    {"ulong", ScalarKind::ulong},
 };
 constexpr ScalarSpelling otherScalars[] = {
     {"size_t", ScalarKind::ulong},
@@ -111,7 +111,7 @@ Spelling spell(std::string_view name) {
         if (matricesOnly) return {};
         return {.form = isPacked ? Form::packedVector : Form::vector, .scalar = found->kind, .columns = *columns};
     }
-    if (rest.size() != 3 || rest[1] != 'x' || isPacked || vectorsOnly || !isFloating(found->kind)) return {};
+    if (rest.size() != 3 || rest[1] != 'x' || isPacked || vectorsOnly || !hasMatrices(found->kind)) return {};
     const std::optional<unsigned> rows = size(rest[2]);
     return rows ? Spelling{.form = Form::matrix, .scalar = found->kind, .columns = *columns, .rows = *rows}
                 : Spelling{};

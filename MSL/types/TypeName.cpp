@@ -96,7 +96,7 @@ void append(std::string& out, TypeRef type, unsigned depth) {
 
 std::string_view scalarName(ScalarKind kind) {
     static constexpr std::string_view names[scalarKindCount] = {"bool", "char", "uchar", "short", "ushort", "int",
-                                                                "uint", "long", "ulong", "half",  "float"};
+                                                                "uint", "long", "ulong", "half",  "bfloat", "float"};
     return names[static_cast<unsigned>(kind)];
 }
 

@@ -105,7 +105,7 @@ TypeRef TypeTable::packedVector(ScalarKind kind, unsigned count) const {
 }
 
 TypeRef TypeTable::matrix(ScalarKind kind, unsigned columns, unsigned rows) const {
-    if (!isFloating(kind) || columns < 2 || columns > 4 || rows < 2 || rows > 4) return error_;
+    if (!hasMatrices(kind) || columns < 2 || columns > 4 || rows < 2 || rows > 4) return error_;
     return matrices_[kind == ScalarKind::float_ ? 1 : 0][columns][rows];
 }
 

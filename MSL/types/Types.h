@@ -21,11 +21,27 @@ struct StructDecl;
 struct EnumDecl;
 struct TemplateParameterDecl;
 
-enum class ScalarKind : std::uint8_t { bool_, char_, uchar, short_, ushort, int_, uint, long_, ulong, half, float_ };
-inline constexpr unsigned scalarKindCount = 11;
+enum class ScalarKind : std::uint8_t {
+    bool_,
+    char_,
+    uchar,
+    short_,
+    ushort,
+    int_,
+    uint,
+    long_,
+    ulong,
+    half,
+    bfloat, // the upper half of a float
+    float_
+};
+inline constexpr unsigned scalarKindCount = 12;
 
 constexpr bool isFloating(ScalarKind kind) {
     return kind >= ScalarKind::half;
+}
+constexpr bool hasMatrices(ScalarKind kind) {
+    return kind == ScalarKind::half || kind == ScalarKind::float_;
 }
 constexpr bool isInteger(ScalarKind kind) {
     return kind < ScalarKind::half;
@@ -41,7 +57,8 @@ constexpr unsigned byteSize(ScalarKind kind) {
     case ScalarKind::uchar: return 1;
     case ScalarKind::short_:
     case ScalarKind::ushort:
-    case ScalarKind::half: return 2;
+    case ScalarKind::half:
+    case ScalarKind::bfloat: return 2;
     case ScalarKind::int_:
     case ScalarKind::uint:
     case ScalarKind::float_: return 4;
@@ -49,6 +66,13 @@ constexpr unsigned byteSize(ScalarKind kind) {
     case ScalarKind::ulong: return 8;
     }
     return 0;
+}
+
+// Whether a number becomes one of another kind without being asked to. A bfloat becomes a float, but neither a float
+// nor a half becomes a bfloat, nor a bfloat a half.
+constexpr bool convertsUnasked(ScalarKind from, ScalarKind to) {
+    if (from == to || !isFloating(from) || !isFloating(to)) return true;
+    return to != ScalarKind::bfloat && (from != ScalarKind::bfloat || to == ScalarKind::float_);
 }
 
 enum class AddressSpace : std::uint8_t { thread, constant, device, threadgroup };

@@ -96,9 +96,10 @@ std::vector<Scalar> cornersOf(ScalarKind kind) {
     std::vector<Scalar> made;
     if (msl::isFloating(kind)) {
         const bool isHalf = kind == ScalarKind::half;
+        const double oddWhole = kind == ScalarKind::bfloat ? 257.0 : isHalf ? 2049.0 : 16777217.0;
         for (const double value :
-             {0.0, -0.0, 1.0, -1.0, 0.5, -2.5, 3.75, isHalf ? 2049.0 : 16777217.0, 100.25, isHalf ? 0x1p-14 : 0x1p-126,
-              isHalf ? 0x1p-20 : 0x1p-140, isHalf ? 65504.0 : 3.4e38, -0.1, HUGE_VAL, -HUGE_VAL, std::nan("")})
+             {0.0, -0.0, 1.0, -1.0, 0.5, -2.5, 3.75, oddWhole, 100.25, smallestNormalOf(kind),
+              isHalf ? 0x1p-20 : 0x1p-140, largestOf(kind), -0.1, HUGE_VAL, -HUGE_VAL, std::nan("")})
             made.push_back(Scalar::floating(kind, value));
         return made;
     }
@@ -280,6 +281,7 @@ void addVectors(ScalarKind kind, std::vector<Expression>& expressions) {
     add("cross(" + a + ", " + b + ")", BuiltinId::cross, 2, true);
     add("reflect(" + a + ", " + b + ")", BuiltinId::reflect, 2, true);
     add("faceforward(" + a + ", " + b + ", " + a + ")", BuiltinId::faceforward, 3, true);
+    if (!msl::hasMatrices(kind)) return;
     const std::string matrix = kindName(kind) + "2x2";
     const auto product = [=](bool isTransposed) {
         return [=](const Row& row) -> std::optional<Result> {
@@ -303,7 +305,7 @@ void addVectors(ScalarKind kind, std::vector<Expression>& expressions) {
 
 bool isSubnormal(Scalar scalar) {
     return msl::isFloating(scalar.kind) && scalar.isTrue() &&
-           std::fabs(scalar.asFloat()) < (scalar.kind == ScalarKind::half ? 0x1p-14F : 0x1p-126F);
+           std::fabs(scalar.asDouble()) < smallestNormalOf(scalar.kind);
 }
 
 bool isNear(const Expression& expression, const Row& row, Scalar expected, Scalar got) {
@@ -314,8 +316,7 @@ bool isNear(const Expression& expression, const Row& row, Scalar expected, Scala
     if (exact == made || (std::isnan(exact) && std::isnan(made))) return true;
     if (isSubnormal(expected) && (made == 0 || isSubnormal(got))) return true;
     if (expression.judged != Judged::withinUnits) return false;
-    const bool isHalf = expected.kind == ScalarKind::half;
-    const double most = isHalf ? 65504.0 : 3.4028234663852886e38;
+    const double most = largestOf(expected.kind);
     const auto number = [&](std::size_t i) {
         return i < expression.fields.size() ? row[expression.fields[i]].asDouble() : 0.0;
     };
@@ -327,7 +328,7 @@ bool isNear(const Expression& expression, const Row& row, Scalar expected, Scala
     double allowed = tolerance.ulps * ulpOf(exact) + tolerance.absolute;
     if (tolerance.scale != nullptr)
         allowed += tolerance.scaledUlps * ulpOf(tolerance.scale(number(0), number(1), number(2)));
-    if (isHalf) allowed += ulpOf(exact, 11, -13);
+    if (expected.kind != ScalarKind::float_) allowed += ulpOf(expected.kind, exact);
     return std::fabs(made - exact) <= allowed * (1 + 1e-6) || (isSubnormal(expected) && std::fabs(made) <= 0x1p-126);
 }
 
@@ -482,7 +483,7 @@ TEST_P(ConstantTable, IsTheSameInSemaAndInFolding) {
 INSTANTIATE_TEST_SUITE_P(Kinds, ConstantTable,
                          ::testing::Values(ScalarKind::char_, ScalarKind::uchar, ScalarKind::short_, ScalarKind::ushort,
                                            ScalarKind::int_, ScalarKind::uint, ScalarKind::long_, ScalarKind::ulong,
-                                           ScalarKind::half, ScalarKind::float_),
+                                           ScalarKind::half, ScalarKind::bfloat, ScalarKind::float_),
                          [](const auto& info) { return kindName(info.param); });
 
 } // namespace

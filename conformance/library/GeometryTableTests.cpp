@@ -122,7 +122,7 @@ TEST(GeometryTable, EveryFunctionIsWithinItsTolerance) {
             ADD_FAILURE() << "no reference for " << function.name;
             continue;
         }
-        for (const ScalarKind kind : {ScalarKind::float_, ScalarKind::half})
+        for (const ScalarKind kind : {ScalarKind::float_, ScalarKind::half, ScalarKind::bfloat})
             for (unsigned size = signature.shape == BuiltinShape::vector3 ? 3 : 2;
                  size <= (signature.shape == BuiltinShape::vector3 ? 3U : 4U); ++size)
                 for (const std::string precision : {"", "fast::", "precise::"}) {
@@ -177,9 +177,7 @@ TEST(GeometryTable, EveryFunctionIsWithinItsTolerance) {
                                 v[a].push_back(columns[a][i * size + c].real);
                         const Expected expected = row->reference(v[0], v[1], v[2], columns[3][i * size].real);
                         for (std::size_t c = 0; c < expected.value.size(); ++c) {
-                            const double allowed = kind == ScalarKind::half
-                                                       ? row->units * ulpOf(expected.scale[c], 11, -13)
-                                                       : row->units * ulpOf(expected.scale[c]);
+                            const double allowed = row->units * ulpOf(kind, expected.scale[c]);
                             const double value = got[i * width + c].real;
                             if (std::fabs(value - expected.value[c]) <= allowed) continue;
                             ++failures;

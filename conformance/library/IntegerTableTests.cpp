@@ -373,9 +373,8 @@ TEST(Conversions, EveryKindToEveryKind) {
                 } else {
                     // To nearest or towards zero, as the device likes; constants to nearest.
                     const double nearest = roundedTo(target, real);
-                    const double most = target == ScalarKind::half ? 65504 : 3.4028234663852886e38;
-                    const double unit = std::ldexp(1.0, std::ilogb(real == 0 ? 1 : real)) *
-                                        (target == ScalarKind::half ? 0x1p-10 : 0x1p-23);
+                    const double most = largestOf(target);
+                    const double unit = ulpOf(target, real == 0 ? 1 : real);
                     const bool isRight = got[i].real == nearest ||
                                          (std::isinf(nearest) && std::fabs(got[i].real) >= most &&
                                           std::signbit(got[i].real) == std::signbit(real)) ||

@@ -63,20 +63,19 @@ bool finite(const Arguments& a) {
     return std::isfinite(a.x) && std::isfinite(a.y) && std::isfinite(a.z);
 }
 double belowOne(ScalarKind kind) {
-    return kind == ScalarKind::half ? 0x1.FFCp-1 : 0x1.FFFFFEp-1;
+    return 1 - ulpOf(kind, 0.75);
 }
 double neighbour(const Arguments& a) {
     if (a.kind == ScalarKind::float_) return std::nextafter(float(a.x), float(a.y));
     if (a.x == a.y) return a.y;
-    if (a.x == 0) return std::copysign(0x1p-24, a.y);
     const std::int16_t step = (a.y > a.x) == (a.x > 0) ? 1 : -1;
+    if (a.kind == ScalarKind::bfloat) {
+        const auto bits = std::int16_t(std::bit_cast<std::int32_t>(float(a.x)) >> 16);
+        return a.x == 0 ? std::copysign(0x1p-133, a.y)
+                        : double(std::bit_cast<float>(std::int32_t(std::int16_t(bits + step)) << 16));
+    }
+    if (a.x == 0) return std::copysign(0x1p-24, a.y);
     return double(std::bit_cast<_Float16>(std::int16_t(std::bit_cast<std::int16_t>(_Float16(a.x)) + step)));
-}
-double smallestNormal(ScalarKind kind) {
-    return kind == ScalarKind::half ? 0x1p-14 : 0x1p-126;
-}
-double largest(ScalarKind kind) {
-    return kind == ScalarKind::half ? 65504.0 : double(std::numeric_limits<float>::max());
 }
 double smooth(const Arguments& a) {
     const double t = clamped((a.z - a.x) / (a.y - a.x), 0, 1);
@@ -152,7 +151,7 @@ const Row rows[] = {
     {"isnan", -9, 9, tol::exact, tol::exact, [](const Arguments& a) { return double(std::isnan(a.x)); },
      Everywhere::both},
     {"isnormal", -9, 9, tol::exact, tol::exact,
-     [](const Arguments& a) { return double(std::isfinite(a.x) && std::fabs(a.x) >= smallestNormal(a.kind)); },
+     [](const Arguments& a) { return double(std::isfinite(a.x) && std::fabs(a.x) >= smallestNormalOf(a.kind)); },
      Everywhere::both},
     {"isordered", -9, 9, tol::exact, tol::exact, [](const Arguments& a) { return double(!std::isunordered(a.x, a.y)); },
      Everywhere::both},
@@ -163,7 +162,7 @@ const Row rows[] = {
      [](const Arguments& a) {
          const double made = std::fabs(std::ldexp(a.x, int(a.y)));
          return std::isnan(made) || made == 0 || std::isinf(a.x) ||
-                (made >= smallestNormal(a.kind) && made <= largest(a.kind));
+                (made >= smallestNormalOf(a.kind) && made <= largestOf(a.kind));
      },
      -20, 20},
     {"log", 0.001, 5000, tol::logarithm, tol::units(4), [](const Arguments& a) { return std::log(a.x); }},
@@ -182,7 +181,7 @@ const Row rows[] = {
      [](const Arguments& a) { return std::isinf(a.x) ? std::copysign(0.0, a.x) : a.x - std::trunc(a.x); },
      Everywhere::both, finite, 0, 0, [](const Arguments& a) { return std::trunc(a.x); }},
     {"nextafter", -9, 9, tol::exact, tol::exact, neighbour, Everywhere::both,
-     [](const Arguments& a) { return a.x != 0 && noNan(a) && std::fabs(a.x) > 2 * smallestNormal(a.kind); }},
+     [](const Arguments& a) { return a.x != 0 && noNan(a) && std::fabs(a.x) > 2 * smallestNormalOf(a.kind); }},
     {"pow", 0.05, 9, tol::power, tol::units(16), [](const Arguments& a) { return std::pow(a.x, a.y); },
      Everywhere::precise, nullptr, -9, 9},
     {"powr", 0.05, 9, tol::power, tol::units(16), [](const Arguments& a) { return std::pow(a.x, a.y); },
@@ -280,7 +279,7 @@ std::vector<Column> argumentsFor(const Row& row, ScalarKind kind) {
         for (std::size_t a = 0; a < 3; ++a) {
             double value = roundedTo(kind, values[a]);
             // A device may take the smallest numbers for zero.
-            if (std::fabs(value) < smallestNormal(kind)) value = std::copysign(0.0, value);
+            if (std::fabs(value) < smallestNormalOf(kind)) value = std::copysign(0.0, value);
             columns[a].push_back({value, 0});
         }
     }
@@ -300,15 +299,14 @@ bool isMathRow(const msl::BuiltinFunction& function) {
 bool isRight(double got, double exact, const Tolerance& tolerance, const Arguments& a, ScalarKind result) {
     if (isWhole(result)) return got == exact;
     if (std::isnan(exact)) return std::isnan(got);
-    const bool isHalf = result == ScalarKind::half;
-    const double most = largest(result);
+    const double most = largestOf(result);
     // Beyond the range: infinity, or the largest number where a device rounds towards zero.
     if (std::fabs(exact) > most) return std::fabs(got) >= most && std::signbit(got) == std::signbit(exact);
     double allowed = tolerance.ulps * ulpOf(exact) + tolerance.absolute;
     if (tolerance.scale != nullptr) allowed += tolerance.scaledUlps * ulpOf(tolerance.scale(a.x, a.y, a.z));
-    // Half functions compute in float and round once, in the device's way.
-    if (isHalf && allowed > 0) allowed += ulpOf(exact, 11, -13);
-    if (std::fabs(exact) < smallestNormal(result) && std::fabs(got) <= smallestNormal(result)) return true;
+    // Functions of half and bfloat compute in float and round once, in the device's way.
+    if (result != ScalarKind::float_ && allowed > 0) allowed += ulpOf(result, exact);
+    if (std::fabs(exact) < smallestNormalOf(result) && std::fabs(got) <= smallestNormalOf(result)) return true;
     if (std::isinf(got)) return std::fabs(exact) + allowed >= most && std::signbit(got) == std::signbit(exact);
     return std::fabs(got - exact) <= allowed * (1 + 1e-6);
 }
@@ -378,7 +376,7 @@ TEST_P(MathTable, EveryFunctionIsWithinItsTolerance) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Kinds, MathTable, ::testing::Values(ScalarKind::float_, ScalarKind::half),
+INSTANTIATE_TEST_SUITE_P(Kinds, MathTable, ::testing::Values(ScalarKind::float_, ScalarKind::half, ScalarKind::bfloat),
                          [](const auto& info) { return kindName(info.param); });
 
 } // namespace

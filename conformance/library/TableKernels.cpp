@@ -13,7 +13,7 @@ using msl::ScalarKind;
 
 std::string kindName(ScalarKind kind) {
     static constexpr const char* names[] = {"bool", "char", "uchar", "short", "ushort", "int",
-                                            "uint", "long", "ulong", "half",  "float"};
+                                            "uint", "long", "ulong", "half",  "bfloat", "float"};
     return names[std::size_t(kind)];
 }
 
@@ -46,7 +46,27 @@ Wide wrapped(ScalarKind kind, Wide value) {
 
 double roundedTo(ScalarKind kind, double value) {
     if (kind == ScalarKind::half) return double(_Float16(value));
+    if (kind == ScalarKind::bfloat) {
+        if (!std::isfinite(value)) return value;
+        const double unit = ulpOf(kind, value);
+        const double made = std::nearbyint(value / unit) * unit;
+        return std::fabs(made) > largestOf(kind) ? std::copysign(HUGE_VAL, value) : std::copysign(made, value);
+    }
     return kind == ScalarKind::float_ ? double(float(value)) : value;
+}
+
+double ulpOf(ScalarKind kind, double value) {
+    return kind == ScalarKind::half     ? ulpOf(value, 11, -13)
+           : kind == ScalarKind::bfloat ? ulpOf(value, 8, -125)
+                                        : ulpOf(value, 24, -125);
+}
+
+double largestOf(ScalarKind kind) {
+    return kind == ScalarKind::half ? 65504.0 : kind == ScalarKind::bfloat ? 0x1.FEp127 : 0x1.FFFFFEp127;
+}
+
+double smallestNormalOf(ScalarKind kind) {
+    return kind == ScalarKind::half ? 0x1p-14 : 0x1p-126;
 }
 
 std::vector<std::byte> encoded(ScalarKind kind, const Column& cells) {
@@ -56,6 +76,8 @@ std::vector<std::byte> encoded(ScalarKind kind, const Column& cells) {
         std::uint64_t bits = std::uint64_t(cells[i].whole);
         if (kind == ScalarKind::float_) bits = std::bit_cast<std::uint32_t>(float(cells[i].real));
         if (kind == ScalarKind::half) bits = std::bit_cast<std::uint16_t>(_Float16(cells[i].real));
+        if (kind == ScalarKind::bfloat)
+            bits = std::bit_cast<std::uint32_t>(float(roundedTo(kind, cells[i].real))) >> 16;
         std::memcpy(bytes.data() + i * size, &bits, size);
     }
     return bytes;
@@ -71,6 +93,8 @@ Column decoded(ScalarKind kind, const std::vector<std::byte>& bytes) {
             cells[i].real = std::bit_cast<float>(std::uint32_t(bits));
         else if (kind == ScalarKind::half)
             cells[i].real = double(std::bit_cast<_Float16>(std::uint16_t(bits)));
+        else if (kind == ScalarKind::bfloat)
+            cells[i].real = double(std::bit_cast<float>(std::uint32_t(bits) << 16));
         else
             cells[i].whole = kind == ScalarKind::bool_ ? Wide(bits) : wrapped(kind, Wide(bits));
     }

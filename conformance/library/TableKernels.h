@@ -3,6 +3,7 @@
 #pragma once
 
 #include "MSL/builtins/BuiltinTable.h"
+#include "conformance/library/Tolerances.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -33,6 +34,11 @@ Wide mostOf(msl::ScalarKind kind);
 Wide wrapped(msl::ScalarKind kind, Wide value);
 // The nearest number that a floating kind holds.
 double roundedTo(msl::ScalarKind kind, double value);
+// Of a floating kind: the distance between neighbouring numbers at `value`, the largest number, the smallest normal
+// one.
+double ulpOf(msl::ScalarKind kind, double value);
+double largestOf(msl::ScalarKind kind);
+double smallestNormalOf(msl::ScalarKind kind);
 
 std::vector<std::byte> encoded(msl::ScalarKind kind, const Column& cells);
 Column decoded(msl::ScalarKind kind, const std::vector<std::byte>& bytes);

@@ -12,9 +12,9 @@
 namespace msl {
 namespace {
 
-constexpr ScalarKind kinds[] = {ScalarKind::bool_,  ScalarKind::char_, ScalarKind::uchar, ScalarKind::short_,
-                                ScalarKind::ushort, ScalarKind::int_,  ScalarKind::uint,  ScalarKind::long_,
-                                ScalarKind::ulong,  ScalarKind::half,  ScalarKind::float_};
+constexpr ScalarKind kinds[] = {ScalarKind::bool_,  ScalarKind::char_, ScalarKind::uchar,  ScalarKind::short_,
+                                ScalarKind::ushort, ScalarKind::int_,  ScalarKind::uint,   ScalarKind::long_,
+                                ScalarKind::ulong,  ScalarKind::half,  ScalarKind::bfloat, ScalarKind::float_};
 
 // A scalar of what a call gave, as a float.
 std::string firstPart(TypeRef type, const std::string& value) {
@@ -76,7 +76,7 @@ std::vector<TypeRef> admitted(const TypeTable& types, const BuiltinFunction& row
             continue;
         }
         std::vector<TypeRef> shapes = {types.scalar(kind), types.vector(kind, 2), types.vector(kind, 3)};
-        if (isFloating(kind)) shapes.insert(shapes.end(), {types.matrix(kind, 2, 2), types.matrix(kind, 3, 2)});
+        if (hasMatrices(kind)) shapes.insert(shapes.end(), {types.matrix(kind, 2, 2), types.matrix(kind, 3, 2)});
         for (const TypeRef shape : shapes)
             if (admitsShape(signature.shape, shape)) found.push_back(shape);
     }

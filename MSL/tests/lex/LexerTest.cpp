@@ -104,33 +104,41 @@ TEST(Literals, ReadNumbers) {
     struct Row {
         std::string_view text;
         double value;
-        bool isFloat, isHalf, isUnsigned, isLong;
+        bool isFloat;
+        ScalarKind kind;
+        bool isUnsigned, isLong;
     };
+    constexpr ScalarKind half = ScalarKind::half;
+    constexpr ScalarKind bfloat = ScalarKind::bfloat;
+    constexpr ScalarKind plain = ScalarKind::float_;
     const Row rows[] = {
-        {"0", 0, false, false, false, false},
-        {"42u", 42, false, false, true, false},
-        {"0x9e3779b9U", 2654435769.0, false, false, true, false},
-        {"0755", 493, false, false, false, false},
-        {"0b101", 5, false, false, false, false},
-        {"7ul", 7, false, false, true, true},
-        {"1'000'000", 1e6, false, false, false, false},
-        {"1.", 1, true, false, false, false},
-        {".5", 0.5, true, false, false, false},
-        {"1e3", 1000, true, false, false, false},
-        {"1.5e-3f", static_cast<double>(1.5e-3F), true, false, false, false},
-        {"0.1", static_cast<double>(0.1F), true, false, false, false}, // single precision without a suffix
-        {"0.1h", 0.1, true, true, false, false},
-        {"0x1.8p1", 3, true, false, false, false},
-        {"08.5", 8.5, true, false, false, false},
-        {"1e-60", 0, true, false, false, false},
-        {"16777217.0", 16777216, true, false, false, false},
+        {"0", 0, false, plain, false, false},
+        {"42u", 42, false, plain, true, false},
+        {"0x9e3779b9U", 2654435769.0, false, plain, true, false},
+        {"0755", 493, false, plain, false, false},
+        {"0b101", 5, false, plain, false, false},
+        {"7ul", 7, false, plain, true, true},
+        {"1'000'000", 1e6, false, plain, false, false},
+        {"1.", 1, true, plain, false, false},
+        {".5", 0.5, true, plain, false, false},
+        {"1e3", 1000, true, plain, false, false},
+        {"1.5e-3f", static_cast<double>(1.5e-3F), true, plain, false, false},
+        {"0.1", static_cast<double>(0.1F), true, plain, false, false}, // single precision without a suffix
+        {"0.1h", 0.1, true, half, false, false},
+        {"0.1bf", 0.1, true, bfloat, false, false},
+        {"0x1.8p1BF", 3, true, bfloat, false, false},
+        {"1e3bf", 1000, true, bfloat, false, false},
+        {"0x1.8p1", 3, true, plain, false, false},
+        {"08.5", 8.5, true, plain, false, false},
+        {"1e-60", 0, true, plain, false, false},
+        {"16777217.0", 16777216, true, plain, false, false},
     };
     for (const Row& row : rows) {
         NumberLiteral read = readNumber(row.text);
         EXPECT_EQ(read.error, "") << row.text;
         EXPECT_EQ(read.isFloat ? read.floating : static_cast<double>(read.integer), row.value) << row.text;
         EXPECT_EQ(read.isFloat, row.isFloat) << row.text;
-        EXPECT_EQ(read.isHalf, row.isHalf) << row.text;
+        EXPECT_EQ(read.kind, row.kind) << row.text;
         EXPECT_EQ(read.isUnsigned, row.isUnsigned) << row.text;
         EXPECT_EQ(read.isLong, row.isLong) << row.text;
         EXPECT_FALSE(read.isTooLarge) << row.text;
@@ -148,6 +156,8 @@ TEST(Literals, ExplainNumbersThatAreNone) {
     const Row rows[] = {
         {"1f", "invalid suffix 'f' on integer constant", 1},
         {"1uu", "invalid suffix 'uu' on integer constant", 1},
+        {"1.0bF", "invalid suffix 'bF' on floating constant", 3},
+        {"1bf", "invalid suffix 'bf' on integer constant", 1},
         {"1.0lf", "invalid suffix 'lf' on floating constant", 3},
         {"1.0.0", "invalid suffix '.0' on floating constant", 3},
         {"09", "invalid digit '9' in octal constant", 1},

@@ -332,7 +332,7 @@ TEST(Diagnostics, TheLibrarysClosestFormIsNoted) {
          "'float dot(float3 x, float3 y)' not viable: no known conversion from 'float2' to 'float3' for 1st argument"},
         {"modf(1.0, 2.0)",
          "'float modf(float x, thread float &intval)' not viable: expects a variable for 2nd argument"},
-        {"length(1.0)", "'float length(float3 x)'; it takes any half or float vector"},
+        {"length(1.0)", "'float length(float3 x)'; it takes any floating-point vector"},
     };
     for (const Case& c : cases) {
         const std::string text = Analyzed(inFunction(std::string(c.call) + ";")).errors();
