@@ -13,7 +13,7 @@ bool check(const std::string& path, Console& console) {
         tellCompileError(console, *source, compiled.error());
         return false;
     }
-    tellWarnings(console, *source, msl::toText(compiled->library.warnings));
+    tellWarnings(console, *source, glasshob::fromCompiler(compiled->library.warnings));
     if (console.outputIsTerminal()) console.write(source->name + " compiles.\n");
     return true;
 }
@@ -32,8 +32,8 @@ const Command& checkCommand() {
         .name = "check",
         .summary = "Compile shaders and show what is wrong with them",
         .usage = "FILE...",
-        .notes = "Errors and warnings go to standard error, numbered by the lines of the file, which they call\n"
-                 "shader.metal. No GPU and no driver is needed. The exit status is 0 when every file compiles.\n"
+        .notes = "Errors and warnings go to standard error as FILE:LINE:COLUMN, those about // @param lines and other\n"
+                 "directives too. No GPU and no driver is needed. The exit status is 0 when every file compiles.\n"
                  "A FILE of - is read from standard input.\n",
         .operands = Operands::oneOrMore,
         .options = {},

@@ -1,12 +1,15 @@
 #include "hob/Source.h"
 
 #include "GPU/Device.h"
+#include "GlassHobCore/code/DirectiveNotes.h"
+#include "GlassHobCore/code/Explanations.h"
 #include "GlassHobCore/files/ShaderFile.h"
 #include "GlassHobCore/text/Lines.h"
 #include "GlassHobRender/program/ShaderProgram.h"
 
 #include <algorithm>
 #include <unistd.h>
+#include <vector>
 
 namespace hob {
 
@@ -16,12 +19,12 @@ using glasshob::ShaderFile::Failure;
 
 namespace {
 
-/// The host calls shade(); a text that lacks it is told in the author's terms.
-bool lacksShade(const ShaderError& error) {
-    return std::ranges::any_of(error.diagnostics, [](const Diagnostic& diagnostic) {
-        return diagnostic.severity == Diagnostic::Severity::error && diagnostic.line == 0 &&
-               diagnostic.message.find("undeclared identifier 'shade'") != std::string::npos;
-    });
+/// Behind the compiler's messages; one that is told as an error already is left out.
+void addDirectiveNotes(std::vector<Diagnostic>& told, const Source& source) {
+    for (Diagnostic& note : glasshob::directiveNotes(source.text))
+        if (std::ranges::none_of(
+                told, [&](const Diagnostic& each) { return each.line == note.line && each.message == note.message; }))
+            told.push_back(std::move(note));
 }
 
 bool isOnlyWhiteSpace(std::string_view text) {
@@ -59,18 +62,19 @@ void tellCompileError(Console& console, const Source& source, const ShaderError&
         console.problem(source.name + ": " + error.raw);
         return;
     }
-    console.message(error.raw);
-    if (lacksShade(error)) {
-        console.problem(source.name + " defines no shade() that can be called: a shader needs a function "
-                                      "float4 shade(float2 uv, constant Uniforms& u, constant Params& p).");
-    } else {
-        console.problem(source.name + " did not compile.");
-    }
+    std::vector<Diagnostic> told = glasshob::explain(error.diagnostics, source.text);
+    addDirectiveNotes(told, source);
+    console.message(glasshob::toText(told, source.name));
+    console.problem(source.name + " did not compile.");
 }
 
-void tellWarnings(Console& console, const Source& source, std::string_view warnings) {
-    if (warnings.empty()) return;
-    console.message(warnings);
+void tellWarnings(Console& console, const Source& source, std::span<const Diagnostic> warnings) {
+    std::vector<Diagnostic> told;
+    for (const Diagnostic& warning : warnings)
+        if (warning.line > 0) told.push_back(warning);
+    addDirectiveNotes(told, source);
+    if (told.empty()) return;
+    console.message(glasshob::toText(told, source.name));
     console.message("hob: " + source.name + " compiles, with warnings.");
 }
 
@@ -102,7 +106,7 @@ std::optional<Program> openProgram(Console& console, const Source& source, std::
     }
     try {
         auto program = std::make_shared<const glasshob::ShaderProgram>(source.text, *device);
-        tellWarnings(console, source, program->warningText());
+        tellWarnings(console, source, program->warnings());
         return Program{std::move(*device), std::move(program)};
     } catch (const glasshob::ShaderError& error) {
         tellCompileError(console, source, error);

@@ -13,6 +13,7 @@
 #include <expected>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -53,8 +54,8 @@ std::expected<glasshob::CompiledShader, glasshob::ShaderError> compileSource(con
 /// Tells the compiler's messages and what they mean for the file.
 void tellCompileError(Console& console, const Source& source, const glasshob::ShaderError& error);
 
-/// Tells warnings of a compile that succeeded; nothing when there are none.
-void tellWarnings(Console& console, const Source& source, std::string_view warnings);
+/// Tells the warnings of a compile that succeeded, and what is wrong with the directives; nothing when all is well.
+void tellWarnings(Console& console, const Source& source, std::span<const glasshob::Diagnostic> warnings);
 
 /// The device, and the shader compiled for it.
 struct Program {

@@ -71,6 +71,21 @@ TEST_F(AssistantTest, TheListComesWhileTypingAndTabTakesTheName) {
     EXPECT_EQ(shown(), "void f(float x) {\n    x = smo|\n}\n");
 }
 
+TEST_F(AssistantTest, TheOpeningBracketIsNotDoubledEither) {
+    load(QStringLiteral("void f(float x) {\n    |\n}\n"));
+    type("x = smo");
+    key(Qt::Key_Tab);
+    type("(");
+    EXPECT_EQ(shown(), "void f(float x) {\n    x = smoothstep(|)\n}\n");
+    type("(");
+    EXPECT_EQ(shown(), "void f(float x) {\n    x = smoothstep((|)\n}\n") << "only the first one is a habit";
+    load(QStringLiteral("void f(float x) {\n    |\n}\n"));
+    type("x = smo");
+    key(Qt::Key_Tab);
+    type("2*(");
+    EXPECT_EQ(shown(), "void f(float x) {\n    x = smoothstep(2*(|)\n}\n");
+}
+
 TEST_F(AssistantTest, ReturnTakesANameOnlyWhereOneWasBegun) {
     load(QStringLiteral("void f(float2 uv) {\n    |\n}\n"));
     type("uv.");

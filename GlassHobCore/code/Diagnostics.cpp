@@ -56,6 +56,7 @@ void append(std::vector<Diagnostic>& messages, const msl::Diagnostic& record) {
     message.column = record.column;
     message.message = record.message;
     message.length = record.length;
+    message.excerpt = record.excerpt;
     if (isUsers) message.fixIt = record.fixIt;
 }
 
@@ -69,6 +70,22 @@ std::vector<Diagnostic> fromCompiler(std::span<const msl::Diagnostic> records) {
             append(messages, note);
     }
     return messages;
+}
+
+std::string toText(std::span<const Diagnostic> diagnostics, std::string_view fileName) {
+    std::string text;
+    for (const Diagnostic& message : diagnostics) {
+        text += fileName;
+        if (message.line > 0) {
+            text += ':' + std::to_string(message.line);
+            if (message.column > 0) text += ':' + std::to_string(message.column);
+        }
+        text += ": ";
+        text += rawValue(message.severity);
+        text += ": " + message.message + '\n';
+        if (message.line > 0 && !message.excerpt.empty()) text += message.excerpt + '\n';
+    }
+    return text;
 }
 
 namespace DiagnosticParser {

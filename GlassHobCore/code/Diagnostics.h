@@ -30,6 +30,9 @@ struct Diagnostic {
     std::int64_t length = 0;
     /// An edit of the user's text that mends it.
     std::optional<msl::FixIt> fixIt = std::nullopt;
+    /// The source line and the caret below it; of a message with line 0 the host's line. Empty when the message is
+    /// about no place in a text.
+    std::string excerpt = {};
 
     /// Tells rows of a list apart; equal diagnostics have equal identities.
     std::string id() const;
@@ -45,6 +48,10 @@ std::string_view rawValue(Diagnostic::Severity severity);
 /// The records of a compile that was given a text by ShaderAssembler, notes behind their messages: what parse() would
 /// read in the text of the records, if no echoed source line looked like a message.
 std::vector<Diagnostic> fromCompiler(std::span<const msl::Diagnostic> records);
+
+/// "name:3:12: error: message" with the excerpt below it, or "name: error: message" where there is no line. Every
+/// message ends in a line feed.
+std::string toText(std::span<const Diagnostic> diagnostics, std::string_view fileName);
 
 namespace DiagnosticParser {
 

@@ -222,6 +222,8 @@ const std::vector<Symbol>& hostTypes() {
                 if (declared.kind != Kind::structure || declared.name == u"Params") continue;
                 made.push_back(declared);
                 made.back().line = -1;
+                // What fills the block up is for nobody to read.
+                std::erase_if(made.back().parts, [](const Symbol& part) { return part.name == u"pad"; });
                 for (Symbol& part : made.back().parts)
                     part.line = -1;
             }

@@ -153,7 +153,7 @@ TEST(CodeCompletion, OffersTheNearestFirst) {
 
 TEST(CodeCompletion, MembersFollowTheTypeOfWhatStandsBeforeTheDot) {
     const std::pair<const char*, const char*> cases[] = {
-        {"u.|", "resolution time timeDelta mouse frame pad"},
+        {"u.|", "resolution time timeDelta mouse frame"},
         {"p.|", "speed"},
         {"r.|", "from bend rows at"},
         {"r.be|", "bend"},

@@ -21,19 +21,34 @@ TEST_F(HobTest, CheckPrintsTheCompilersTextOnTheUsersLines) {
     const Outcome outcome = hob({"check", "bad.metal", "good.metal", "missing.metal"}, withoutDriver());
     EXPECT_EQ(outcome.status, 1);
     EXPECT_EQ(outcome.output, "");
-    EXPECT_TRUE(outcome.error.startsWith("shader.metal:3:12: error: ")) << outcome.shown();
+    EXPECT_TRUE(outcome.error.startsWith("bad.metal:3:12: error: ")) << outcome.shown();
     EXPECT_TRUE(outcome.error.contains("'floot4'")) << outcome.shown();
     EXPECT_TRUE(outcome.error.contains("    return floot4(1.0);\n           ^")) << outcome.shown();
     EXPECT_TRUE(outcome.error.contains("hob: bad.metal did not compile.\n")) << outcome.shown();
     EXPECT_TRUE(outcome.error.contains("hob: There is no file missing.metal")) << outcome.shown();
     EXPECT_FALSE(outcome.error.contains("good.metal")) << outcome.shown();
+    EXPECT_FALSE(outcome.error.contains("shader.metal")) << outcome.shown();
+}
+
+TEST_F(HobTest, CheckWarnsOfDirectivesThatNobodyCanFollow) {
+    put("a.metal", "// @param speed\n// @still abc\n// @params x 1 0 2\n" + plainShader("1"));
+    const Outcome good = hob({"check", "a.metal"}, withoutDriver());
+    EXPECT_EQ(good.status, 0) << good.shown();
+    for (const char* place : {"a.metal:1:11: warning: ", "a.metal:2:11: warning: ", "a.metal:3:5: warning: "})
+        EXPECT_TRUE(good.error.contains(place)) << place << good.shown();
+    EXPECT_TRUE(good.error.contains("a.metal compiles, with warnings.")) << good.shown();
+    put("b.metal", "// @param float 1 0 2\n" + plainShader("1"));
+    const Outcome bad = hob({"check", "b.metal"}, withoutDriver());
+    EXPECT_EQ(bad.status, 1);
+    EXPECT_TRUE(bad.error.startsWith("b.metal:1:11: error: 'float' is a word of the language")) << bad.shown();
 }
 
 TEST_F(HobTest, CheckSaysThatShadeIsMissing) {
     put("a.metal", "float helper(float x) { return x; }\n");
     const Outcome outcome = hob({"check", "a.metal"}, withoutDriver());
     EXPECT_EQ(outcome.status, 1);
-    EXPECT_TRUE(outcome.error.contains("hob: a.metal defines no shade() that can be called: ")) << outcome.shown();
+    EXPECT_TRUE(outcome.error.startsWith("a.metal: error: no shade() that can be called: ")) << outcome.shown();
+    EXPECT_FALSE(outcome.error.contains("gh_host")) << outcome.shown();
 }
 
 TEST_F(HobTest, CheckIsNotMisledByTheLinesItEchoes) {
@@ -95,7 +110,9 @@ TEST_F(HobTest, ParticleAndGridShadersAreCheckedAndMeasured) {
     put("less.metal", dotsShader().replace("place(", "put("));
     const Outcome less = hob({"check", "less.metal"}, withoutDriver());
     EXPECT_EQ(less.status, 1);
-    EXPECT_TRUE(less.error.contains("use of undeclared identifier 'place'")) << less.shown();
+    EXPECT_TRUE(less.error.contains("error: this particle shader defines no place() that can be called"))
+        << less.shown();
+    EXPECT_FALSE(less.error.contains("gh_host")) << less.shown();
     EXPECT_TRUE(less.error.contains("note: a particle episode defines:\nstruct Particle { ... };")) << less.shown();
 }
 

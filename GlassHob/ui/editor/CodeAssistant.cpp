@@ -193,6 +193,7 @@ void CodeAssistant::accept(int item) {
     editor_->setTextCursor(cursor);
     editor_->ensureCursorVisible();
     closing_ = made.closes ? cursor : QTextCursor();
+    justOpened_ = made.closes;
     if (made.closes) showCall();
     if (made.text.endsWith(u':')) offer(false);
 }
@@ -301,7 +302,9 @@ bool CodeAssistant::eventFilter(QObject* object, QEvent* event) {
         auto* key = static_cast<QKeyEvent*>(event);
         hoverTip_->hide();
         if (takesKey(key->key(), key->modifiers())) return true;
-        // The bracket that a completion has put in is passed over, not doubled.
+        // The brackets that a completion has put in are passed over, not doubled.
+        const bool justOpened = !key->text().isEmpty() && std::exchange(justOpened_, false);
+        if (justOpened && key->text() == u"(" && editor_->textCursor() == closing_) return true;
         if (key->text() == u")" && !closing_.isNull()) {
             QTextCursor cursor = editor_->textCursor();
             const bool isThere = !cursor.hasSelection() && cursor.position() == closing_.position() &&

@@ -68,8 +68,9 @@ class CodeAssistant : public QObject {
     bool isAsked_ = false;
     bool isChosen_ = false; // with the arrows
     int listLine_ = 0;
-    bool callWaits_ = false; // its signature is hidden while the list lies there
-    QTextCursor closing_;    // before a bracket that a completion has put in
+    bool callWaits_ = false;  // its signature is hidden while the list lies there
+    QTextCursor closing_;     // before a bracket that a completion has put in
+    bool justOpened_ = false; // and nothing was typed since
     QBasicTimer hoverTimer_;
     QPoint hoverPlace_;
     QRect hoverWord_; // in the viewport, while its tip is shown

@@ -5,22 +5,27 @@
 #include "GlassHob/ui/controls/Theme.h"
 #include "GlassHob/ui/editor/CodeAssistant.h"
 #include "GlassHob/ui/editor/CodeLayout.h"
+#include "GlassHob/ui/editor/CodePointer.h"
 #include "GlassHob/ui/editor/LineCommands.h"
 #include "GlassHob/ui/editor/LineRuler.h"
 #include "GlassHob/ui/editor/MessageTip.h"
 #include "GlassHob/ui/editor/SyntaxHighlighter.h"
 #include "GlassHobCore/code/CodeEdit.h"
+#include "GlassHobCore/files/ShaderFile.h"
 #include "GlassHobCore/shader/Params.h"
 
 #include <QGuiApplication>
 #include <QHelpEvent>
 #include <QKeyEvent>
+#include <QMenu>
 #include <QMimeData>
 #include <QScopedValueRollback>
 #include <QScrollBar>
 #include <QStyleHints>
 #include <QTextBlock>
 #include <QUrl>
+
+#include <cmath>
 
 namespace glasshob {
 
@@ -29,27 +34,7 @@ namespace {
 constexpr int indentWidth = 4;
 constexpr int textMargin = 6;
 constexpr int hoverDelay = 300;
-
-bool isWordCharacter(QChar c) {
-    return c.isLetterOrNumber() || c == u'_';
-}
-
-// The compiler counts bytes of UTF-8; the document counts UTF-16 units.
-int utf16Column(const QString& line, std::int64_t byteColumn) {
-    std::int64_t bytes = 1;
-    int at = 0;
-    while (at < line.size() && bytes < byteColumn) {
-        const char16_t c = line[at].unicode();
-        if (QChar::isHighSurrogate(c) && at + 1 < line.size()) {
-            bytes += 4;
-            at += 2;
-        } else {
-            bytes += c < 0x80 ? 1 : c < 0x800 ? 2 : 3;
-            ++at;
-        }
-    }
-    return at;
-}
+constexpr int shortPaste = 1000; // letters that are pasted at many carets
 
 QString leadingBlanks(const QString& line) {
     int end = 0;
@@ -60,7 +45,7 @@ QString leadingBlanks(const QString& line) {
 
 } // namespace
 
-CodeEditor::CodeEditor(QWidget* parent) : QPlainTextEdit(parent) {
+CodeEditor::CodeEditor(QWidget* parent) : QPlainTextEdit(parent), marks_(document()), moreCarets_(this) {
     auto* layout = new CodeLayout(document());
     document()->setDocumentLayout(layout);
     document()->setDocumentMargin(textMargin);
@@ -105,8 +90,10 @@ CodeEditor::CodeEditor(QWidget* parent) : QPlainTextEdit(parent) {
         if (selects || selected_) viewport()->update();
         selected_ = selects;
     });
+    connect(horizontalScrollBar(), &QScrollBar::valueChanged, this, &CodeEditor::scrollWholeLetters);
     connect(document(), &QTextDocument::contentsChange, this, &CodeEditor::documentChanged);
     assistant_ = new CodeAssistant(this);
+    pointer_ = new CodePointer(this);
     connect(&Theme::instance(), &Theme::changed, this, &CodeEditor::followTheme);
 }
 
@@ -115,6 +102,7 @@ CodeEditor::~CodeEditor() = default;
 void CodeEditor::loadText(std::string_view utf8) {
     QScopedValueRollback loading(loading_, true);
     marks_.clear();
+    moreCarets_.clear();
     tip_->hide();
     const QString text = conventions_.load(utf8);
     bytes_.clear(conventions_);
@@ -175,9 +163,20 @@ void CodeEditor::followTheme() {
 void CodeEditor::applyFont() {
     setFont(fonts::mono(codeSize_));
     lineHeight_ = 2 * int(codeSize_ * 1.54 / 2 + 0.5);
-    static_cast<CodeLayout*>(document()->documentLayout())->setCodeLineHeight(lineHeight_);
+    static_cast<CodeLayout*>(document()->documentLayout())
+        ->setCodeLine(lineHeight_, 2 * QFontMetricsF(font()).horizontalAdvance(u' '));
     setTabStopDistance(QFontMetricsF(font()).horizontalAdvance(u' ') * indentWidth);
     ruler_->update();
+}
+
+// Sideways the code stops at whole letters, to the right of where it was asked to: the caret stays in sight.
+void CodeEditor::scrollWholeLetters(int value) {
+    const double letter = QFontMetricsF(font()).horizontalAdvance(u' ');
+    const int whole = qRound(std::ceil((value - 0.5) / letter) * letter);
+    QScrollBar* bar = horizontalScrollBar();
+    if (whole == value) return;
+    if (whole > bar->maximum()) bar->setMaximum(whole);
+    bar->setValue(whole);
 }
 
 void CodeEditor::setCodeSize(int pixels) {
@@ -209,54 +208,61 @@ void CodeEditor::resizeEvent(QResizeEvent* event) {
 
 // ---- Messages -------------------------------------------------------------------------------------------------------
 
-QTextCursor CodeEditor::rangeOf(const Diagnostic& diagnostic) const {
-    const int number = int(std::min<std::int64_t>(diagnostic.line, blockCount())) - 1;
-    const QTextBlock block = document()->findBlockByNumber(number);
-    const QString text = block.text();
-    int from = diagnostic.column > 0 ? utf16Column(text, diagnostic.column) : int(leadingBlanks(text).size());
-    int to = from;
-    if (diagnostic.column <= 0)
-        to = int(text.size());
-    else if (diagnostic.length > 0)
-        to = utf16Column(text, diagnostic.column + diagnostic.length);
-    else if (from < text.size() && isWordCharacter(text[from]))
-        while (to < text.size() && isWordCharacter(text[to]))
-            ++to;
-    else
-        to = std::min<int>(from + 1, int(text.size()));
-    if (from >= text.size() && !text.isEmpty()) from = int(text.size()) - 1, to = int(text.size());
-    QTextCursor cursor(block);
-    cursor.setPosition(block.position() + from);
-    cursor.setPosition(block.position() + to, QTextCursor::KeepAnchor);
-    return cursor;
-}
-
-void CodeEditor::setDiagnostics(const std::vector<Diagnostic>& diagnostics) {
-    marks_.clear();
-    // A note explains an error elsewhere: it stands in the list, not in the code.
-    for (const Diagnostic& diagnostic : diagnostics)
-        if (diagnostic.line > 0 && diagnostic.severity != Diagnostic::Severity::note)
-            marks_.push_back({diagnostic, rangeOf(diagnostic)});
+void CodeEditor::setDiagnostics(const std::vector<Diagnostic>& diagnostics,
+                                const std::vector<Diagnostic>& directiveNotes) {
+    const bool any = !diagnostics.empty() || !directiveNotes.empty();
+    marks_.set(diagnostics, directiveNotes, any ? fileText() : std::string());
     tip_->hide();
     viewport()->update();
     ruler_->update();
 }
 
-std::optional<Diagnostic::Severity> CodeEditor::severityOfBlock(int blockNumber) const {
-    std::optional<Diagnostic::Severity> worst;
-    for (const Mark& mark : marks_)
-        if (mark.range.block().blockNumber() == blockNumber && (!worst || mark.diagnostic.severity < *worst))
-            worst = mark.diagnostic.severity;
-    return worst;
+void CodeEditor::applyFix(const CodeMarks::Fix& fix) {
+    setTextCursor(CodeMarks::apply(fix));
+    ensureCursorVisible();
+    setFocus(Qt::OtherFocusReason);
+}
+
+void CodeEditor::applyFix(std::size_t message) {
+    const std::vector<CodeMarks::Fix> fixes = marks_.fixesOf(message);
+    if (!fixes.empty()) applyFix(fixes.front());
+}
+
+void CodeEditor::applyEdits(const std::vector<msl::FixIt>& edits) {
+    if (edits.empty()) return;
+    std::vector<QTextCursor> places;
+    for (const msl::FixIt& edit : edits)
+        places.push_back(marks_.rangeOf(edit));
+    QTextCursor whole(document());
+    whole.beginEditBlock();
+    for (std::size_t i = 0; i < edits.size(); ++i)
+        places[i].insertText(QString::fromStdString(edits[i].replacement));
+    whole.endEditBlock();
+}
+
+void CodeEditor::fixAtCaret() {
+    const std::vector<CodeMarks::Fix> fixes = marks_.fixesAt(textCursor());
+    if (fixes.empty()) return;
+    if (fixes.size() == 1) {
+        applyFix(fixes.front());
+        return;
+    }
+    auto* menu = new QMenu(this);
+    menu->setAttribute(Qt::WA_DeleteOnClose);
+    for (const CodeMarks::Fix& fix : fixes)
+        menu->addAction(QString(fix.title).replace(u'&', QLatin1String("&&")), this, [this, fix] { applyFix(fix); });
+    menu->setActiveAction(menu->actions().first());
+    menu->popup(viewport()->mapToGlobal(caretRect().bottomLeft() + QPoint(0, 2)));
 }
 
 void CodeEditor::showMessages(int blockNumber) {
     std::vector<Diagnostic> messages;
+    QString fix;
     int firstColumn = -1;
-    for (const Mark& mark : marks_) {
-        if (mark.range.block().blockNumber() != blockNumber) continue;
-        messages.push_back(mark.diagnostic);
-        if (firstColumn < 0) firstColumn = mark.range.selectionStart();
+    for (const CodeMarks::Mark* mark : marks_.ofBlock(blockNumber)) {
+        messages.push_back(mark->diagnostic);
+        if (firstColumn < 0) firstColumn = mark->range.selectionStart();
+        if (fix.isEmpty() && !mark->fixes.empty()) fix = mark->fixes.front().title;
     }
     if (messages.empty()) {
         tip_->hide();
@@ -266,7 +272,8 @@ void CodeEditor::showMessages(int blockNumber) {
     const QRectF geometry = blockBoundingGeometry(block).translated(contentOffset());
     QTextCursor at(block);
     at.setPosition(firstColumn);
-    tip_->showFor(messages, QRect(cursorRect(at).left(), int(geometry.top()), 1, lineHeight_));
+    tip_->showFor(messages, fix.isEmpty() ? fix : tr("Alt+Return: %1").arg(fix),
+                  QRect(cursorRect(at).left(), int(geometry.top()), 1, lineHeight_));
 }
 
 void CodeEditor::hoverAt(const QPoint& place) {
@@ -285,11 +292,12 @@ bool CodeEditor::viewportEvent(QEvent* event) {
         const bool sameLine = place.y() / lineHeight_ == hoverPlace_.y() / lineHeight_;
         hoverPlace_ = place;
         if (!sameLine) tip_->hide();
-        if (!marks_.empty() && !tip_->isVisible()) hoverTimer_.start(hoverDelay, this);
+        if (!marks_.isEmpty() && !tip_->isVisible()) hoverTimer_.start(hoverDelay, this);
         break;
     }
     case QEvent::Leave:
     case QEvent::MouseButtonPress:
+        if (event->type() == QEvent::MouseButtonPress) moreCarets_.clear();
         hoverTimer_.stop();
         tip_->hide();
         break;
@@ -386,6 +394,8 @@ void CodeEditor::timerEvent(QTimerEvent* event) {
     if (event->timerId() == caretTimer_.timerId()) {
         caretShown_ = !caretShown_;
         viewport()->update(caretRect().adjusted(-1, -1, 1, 1));
+        for (const QTextCursor& cursor : moreCarets_.all())
+            viewport()->update(caretRect(cursor).adjusted(-1, -1, 1, 1));
     } else if (event->timerId() == hoverTimer_.timerId()) {
         hoverTimer_.stop();
         if (viewport()->underMouse()) hoverAt(hoverPlace_);
@@ -411,6 +421,7 @@ void CodeEditor::focusOutEvent(QFocusEvent* event) {
 
 void CodeEditor::keyPressEvent(QKeyEvent* event) {
     tip_->hide();
+    if (moreCarets_.takesKey(*event)) return;
     handleKey(event);
     const bool types = !(event->modifiers() & (Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier));
     if (types && !event->text().isEmpty()) emit keyHandled(event->text());
@@ -566,7 +577,29 @@ bool CodeEditor::canInsertFromMimeData(const QMimeData* source) const {
 
 void CodeEditor::insertFromMimeData(const QMimeData* source) {
     if (!source->hasText()) return;
-    textCursor().insertText(EditorText::foreign(source->text()));
+    const QString text = EditorText::foreign(source->text());
+    // What could not be opened again is not put in. A letter of UTF-16 is one to three bytes of a file.
+    const QTextCursor cursor = textCursor();
+    const qsizetype gone = cursor.selectionEnd() - cursor.selectionStart();
+    const std::size_t kept = bytes_.bytes().size() - std::min(std::size_t(gone), bytes_.bytes().size());
+    if (std::size_t(text.size()) > ShaderFile::sizeLimit ||
+        kept + std::size_t(text.toUtf8().size()) > ShaderFile::sizeLimit) {
+        const QString sentence = tr("Nothing was pasted: the shader would be larger than 4 MB, and could not be saved "
+                                    "and opened again.");
+        emit pasteRefused(sentence);
+        Diagnostic warning;
+        warning.severity = Diagnostic::Severity::warning;
+        warning.message = sentence.toStdString();
+        assistant_->dismiss();
+        tip_->showFor({warning}, {}, caretRect());
+        return;
+    }
+    if (!moreCarets_.isEmpty() && text.size() < shortPaste) {
+        moreCarets_.insert(text);
+        return;
+    }
+    moreCarets_.clear();
+    textCursor().insertText(text);
     ensureCursorVisible();
 }
 

@@ -6,8 +6,10 @@
 // Main thread.
 #pragma once
 
+#include "GlassHob/ui/editor/CodeMarks.h"
 #include "GlassHob/ui/editor/EditorText.h"
 #include "GlassHob/ui/editor/FileBytes.h"
+#include "GlassHob/ui/editor/MoreCarets.h"
 #include "GlassHobCore/code/Diagnostics.h"
 
 #include <QBasicTimer>
@@ -24,6 +26,7 @@
 namespace glasshob {
 
 class CodeAssistant;
+class CodePointer;
 class LineRuler;
 class MessageTip;
 class SyntaxHighlighter;
@@ -39,10 +42,20 @@ class CodeEditor : public QPlainTextEdit {
     // The text as the bytes of a file.
     std::string fileText() const;
 
-    // Marks the errors and warnings on their lines; marks move with the text until the next call.
-    void setDiagnostics(const std::vector<Diagnostic>& diagnostics);
+    // Marks the errors and warnings on their lines, and quietly the notes on directives; marks move with the text until
+    // the next call. Both are about the text as it stands.
+    void setDiagnostics(const std::vector<Diagnostic>& diagnostics, const std::vector<Diagnostic>& directiveNotes = {});
+    const CodeMarks& marks() const { return marks_; }
     // The worst severity marked on a line (from 0), if any.
-    std::optional<Diagnostic::Severity> severityOfBlock(int blockNumber) const;
+    std::optional<Diagnostic::Severity> severityOfBlock(int blockNumber) const {
+        return marks_.severityOfBlock(blockNumber);
+    }
+    // Mends what a message is about, as far as is known how.
+    void applyFix(std::size_t message);
+    // Edits places of the text as it stands, in one step of undo.
+    void applyEdits(const std::vector<msl::FixIt>& edits);
+    // Mends what is marked at the caret or on its line; asks where there is a choice.
+    void fixAtCaret();
 
     // Puts the caret at a line and byte column as the compiler gives them, and shows it. Out of range is brought in.
     void goTo(std::int64_t line, std::int64_t byteColumn);
@@ -74,6 +87,8 @@ class CodeEditor : public QPlainTextEdit {
     const std::vector<Span>& spans(SpanLayer layer) const { return spans_[std::size_t(layer)]; }
 
     CodeAssistant* assistant() const { return assistant_; }
+    CodePointer* pointer() const { return pointer_; }
+    MoreCarets& moreCarets() { return moreCarets_; }
 
     // For the ruler: the visible blocks from the top, with their place in the viewport.
     struct VisibleLine {
@@ -82,6 +97,8 @@ class CodeEditor : public QPlainTextEdit {
         double height;
     };
     std::vector<VisibleLine> visibleLines() const;
+    // Where the text's own left edge lies in the viewport.
+    double textLeft() const { return contentOffset().x(); }
     // The name of the slider that a line declares; empty where it declares none.
     QString declaredParameter(int blockNumber) const;
     // Shows the messages of a line beside it, or hides the message window where there are none.
@@ -97,6 +114,8 @@ class CodeEditor : public QPlainTextEdit {
     void caretMoved(int line, int column);
     void parameterPicked(const QString& name);
     void filesDropped(const QStringList& paths);
+    // A text is too long to be put in; the sentence about it.
+    void pasteRefused(const QString& sentence);
 
   protected:
     void paintEvent(QPaintEvent* event) override;
@@ -112,21 +131,19 @@ class CodeEditor : public QPlainTextEdit {
     void dropEvent(QDropEvent* event) override;
 
   private:
-    struct Mark {
-        Diagnostic diagnostic;
-        QTextCursor range; // what the wavy line goes under; its anchor's block is the marked line
-    };
-
     void followTheme();
     void applyFont();
+    void scrollWholeLetters(int value);
     void layOutRuler();
     void paintLines(QPainter& painter, const QRect& dirty) const;
-    void paintSelection(QPainter& painter, const QTextBlock& block, const QPointF& offset) const;
+    void paintText(QPainter& painter, const QTextBlock& block, const QPointF& offset, const QRect& dirty) const;
+    void paintSelections(QPainter& painter, const QTextBlock& block, const QPointF& offset) const;
     void paintSpans(QPainter& painter, const QTextBlock& block, const QPointF& offset, bool frames) const;
     // Where a stretch of the document lies in a line of it, one rectangle for each row.
     std::vector<QRectF> rectsOf(int from, int to, const QTextBlock& block, const QPointF& offset) const;
-    void paintWaves(QPainter& painter, const QTextBlock& block, const QPointF& offset) const;
-    QRect caretRect() const;
+    void paintMarks(QPainter& painter, const QTextBlock& block, const QPointF& offset) const;
+    QRect caretRect() const { return caretRect(textCursor()); }
+    QRect caretRect(const QTextCursor& cursor) const;
     void restartCaret();
     void updateLine(int blockNumber);
     void readChangedLines(int position, int added);
@@ -135,16 +152,18 @@ class CodeEditor : public QPlainTextEdit {
     void indentSelection(bool outwards);
     void insertNewLine();
     void handleKey(QKeyEvent* event);
-    QTextCursor rangeOf(const Diagnostic& diagnostic) const;
+    void applyFix(const CodeMarks::Fix& fix);
 
     EditorText conventions_;
     FileBytes bytes_;
     SyntaxHighlighter* highlighter_ = nullptr;
     LineRuler* ruler_ = nullptr;
     CodeAssistant* assistant_ = nullptr;
+    CodePointer* pointer_ = nullptr;
     MessageTip* tip_ = nullptr;
     QWidget* underRuler_ = nullptr;
-    std::vector<Mark> marks_;
+    CodeMarks marks_;
+    MoreCarets moreCarets_;
     std::array<std::vector<Span>, std::size_t(SpanLayer::count)> spans_;
     QBasicTimer caretTimer_;
     QBasicTimer hoverTimer_;

@@ -9,8 +9,9 @@
 
 namespace glasshob {
 
-void CodeLayout::setCodeLineHeight(int pixels) {
-    lineHeight_ = pixels;
+void CodeLayout::setCodeLine(int height, double hanging) {
+    lineHeight_ = height;
+    hanging_ = hanging;
     requestUpdate();
 }
 
@@ -34,9 +35,36 @@ void CodeLayout::documentChanged(int from, int removed, int added) {
         emit update(); // everything below has moved
 }
 
+void CodeLayout::hangRows(const QTextBlock& block) const {
+    constexpr int longestHanging = 2000; // what is no line of code is laid out once
+    QTextLayout* layout = block.layout();
+    if (layout->lineCount() < 2 || block.length() > longestHanging) return;
+    const double margin = document()->documentMargin();
+    if (layout->lineAt(1).x() != margin) return; // they hang already
+    const QString text = block.text();
+    int blanks = 0;
+    while (blanks < text.size() && (text[blanks] == u' ' || text[blanks] == u'\t'))
+        ++blanks;
+    const QTextLine first = layout->lineAt(0);
+    const double width = first.width();
+    if (blanks >= first.textLength()) return;
+    // In a narrow pane the indentation gives way to the text.
+    const double hang = std::min(first.cursorToX(blanks) - margin + hanging_, width / 3);
+    layout->beginLayout();
+    for (QTextLine line = layout->createLine(); line.isValid(); line = layout->createLine()) {
+        const double indent = line.textStart() == 0 ? 0 : hang;
+        line.setLeadingIncluded(true);
+        line.setLineWidth(width - indent);
+        line.setPosition(QPointF(margin + indent, 0));
+    }
+    layout->endLayout();
+    const_cast<QTextBlock&>(block).setLineCount(layout->lineCount());
+}
+
 QRectF CodeLayout::blockBoundingRect(const QTextBlock& block) const {
     QRectF rect = QPlainTextDocumentLayout::blockBoundingRect(block);
     if (!block.isValid() || !block.isVisible()) return rect;
+    hangRows(block);
     // The base has just laid the lines out with the font's height; move them onto our grid, centred in their rows.
     const QTextLayout* layout = block.layout();
     const int lines = layout->lineCount();

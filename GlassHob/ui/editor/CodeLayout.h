@@ -11,7 +11,9 @@ class CodeLayout : public QPlainTextDocumentLayout {
   public:
     using QPlainTextDocumentLayout::QPlainTextDocumentLayout;
 
-    void setCodeLineHeight(int pixels);
+    // `hanging` is how far wrapped rows stand in, in pixels.
+    void setCodeLine(int height, double hanging);
+    // The rows of a wrapped line hang below its first letter.
     QRectF blockBoundingRect(const QTextBlock& block) const override;
 
   protected:
@@ -19,7 +21,10 @@ class CodeLayout : public QPlainTextDocumentLayout {
     void documentChanged(int from, int removed, int added) override;
 
   private:
+    void hangRows(const QTextBlock& block) const;
+
     int lineHeight_ = 20;
+    double hanging_ = 0;
     int blockCount_ = 0;
 };
 

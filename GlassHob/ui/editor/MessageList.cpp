@@ -61,8 +61,9 @@ void MessageRows::setMessages(const std::vector<Diagnostic>& messages, const QSt
     rows_.clear();
     plainText_ = plainText;
     current_ = hovered_ = -1;
+    isOverFix_ = false;
     for (const Diagnostic& message : messages) {
-        Row row{message, asQString(message.message), {}, false, false};
+        Row row{message, asQString(message.message), {}, {}, false, false};
         row.firstLine = row.text.section(u'\n', 0, 0);
         row.unfolds = row.firstLine.size() != row.text.size();
         if (asQString(message.id()) == before) current_ = count();
@@ -70,6 +71,30 @@ void MessageRows::setMessages(const std::vector<Diagnostic>& messages, const QSt
     }
     updateScrolling();
     viewport()->update();
+}
+
+void MessageRows::setFixes(const QStringList& titles) {
+    for (int i = 0; i < std::min(count(), int(titles.size())); ++i)
+        rows_[std::size_t(i)].fix = titles[i];
+    viewport()->update();
+}
+
+QString MessageRows::placeText(const Row& row) {
+    if (row.message.line <= 0) return {};
+    return QStringLiteral("%1:%2").arg(row.message.line).arg(row.message.column);
+}
+
+QRect MessageRows::fixRect(const Row& row, int top) const {
+    if (row.fix.isEmpty()) return {};
+    constexpr int leastMessage = 200; // beside it the message can still be read
+    const int right = viewport()->width() - 13 - QFontMetrics(fonts::value()).horizontalAdvance(placeText(row)) - 12;
+    const int width = std::min(QFontMetrics(fonts::label()).horizontalAdvance(row.fix) + 2, right - leastMessage);
+    return width < 40 ? QRect() : QRect(right - width, top, width, rowHeightOne);
+}
+
+bool MessageRows::isOnFix(const QPoint& place) const {
+    const int row = rowAt(place.y());
+    return row >= 0 && fixRect(rows_[std::size_t(row)], rowTop(row) - verticalScrollBar()->value()).contains(place);
 }
 
 int MessageRows::rowHeight(const Row& row) const {
@@ -117,7 +142,8 @@ QString MessageRows::spokenText(int row) const {
                                                                             : tr("Note");
     if (said.message.line > 0)
         what = tr("%1, line %2, column %3").arg(what).arg(said.message.line).arg(said.message.column);
-    return tr("%1: %2").arg(what, said.text);
+    const QString text = tr("%1: %2").arg(what, said.text);
+    return said.fix.isEmpty() ? text : tr("%1. Alt+Return: %2").arg(text, said.fix);
 }
 
 QRect MessageRows::rowRect(int row) const {
@@ -171,12 +197,21 @@ void MessageRows::paintRow(QPainter& painter, const Row& row, const QRect& box, 
               themed(severityRole(row.message.severity)));
     int right = box.right() - 12;
     if (row.message.line > 0) {
-        const QString place = QStringLiteral("%1:%2").arg(row.message.line).arg(row.message.column);
+        const QString place = placeText(row);
         painter.setFont(fonts::value());
         painter.setPen(themed(Role::text3));
         const QRect where(0, box.top(), right, rowHeightOne);
         painter.drawText(where, Qt::AlignRight | Qt::AlignVCenter, place);
         right -= painter.fontMetrics().horizontalAdvance(place) + 12;
+    }
+    if (const QRect fix = fixRect(row, box.top()); !fix.isEmpty()) {
+        QFont font = fonts::label();
+        font.setUnderline(isOverFix_ && hovered_ >= 0 && &row == &rows_[std::size_t(hovered_)]);
+        painter.setFont(font);
+        painter.setPen(themed(Role::accentText));
+        painter.drawText(fix, Qt::AlignRight | Qt::AlignVCenter | Qt::TextSingleLine,
+                         painter.fontMetrics().elidedText(row.fix, Qt::ElideRight, fix.width()));
+        right = fix.left() - 16;
     }
     painter.setFont(fonts::body());
     painter.setPen(themed(row.message.severity == Diagnostic::Severity::note ? Role::text2 : Role::text));
@@ -194,6 +229,10 @@ void MessageRows::paintRow(QPainter& painter, const Row& row, const QRect& box, 
 void MessageRows::mousePressEvent(QMouseEvent* event) {
     const int row = rowAt(event->pos().y());
     if (row < 0 || event->button() != Qt::LeftButton) return;
+    if (isOnFix(event->pos())) {
+        emit fixWanted(row);
+        return;
+    }
     Row& picked = rows_[std::size_t(row)];
     if (picked.unfolds) {
         picked.unfolded = !picked.unfolded;
@@ -212,7 +251,11 @@ void MessageRows::keyPressEvent(QKeyEvent* event) {
     case Qt::Key_End: setCurrent(count() - 1); return;
     case Qt::Key_Return:
     case Qt::Key_Enter:
-        if (current_ >= 0) emit activated(current_);
+        if (current_ < 0) return;
+        if (event->modifiers() & Qt::AltModifier)
+            emit fixWanted(current_);
+        else
+            emit activated(current_);
         return;
     default: QAbstractScrollArea::keyPressEvent(event);
     }
@@ -232,8 +275,11 @@ bool MessageRows::viewportEvent(QEvent* event) {
     case QEvent::MouseMove:
     case QEvent::Leave: {
         const int row = event->type() == QEvent::Leave ? -1 : rowAt(static_cast<QMouseEvent*>(event)->pos().y());
-        if (row != hovered_) {
+        const bool isOverFix = row >= 0 && isOnFix(static_cast<QMouseEvent*>(event)->pos());
+        if (row != hovered_ || isOverFix != isOverFix_) {
             hovered_ = row;
+            isOverFix_ = isOverFix;
+            viewport()->setCursor(isOverFix ? Qt::PointingHandCursor : Qt::ArrowCursor);
             viewport()->update();
         }
         break;
@@ -284,6 +330,7 @@ MessageList::MessageList(QWidget* parent) : Ground(Role::panel, Qt::TopEdge, par
         const Diagnostic& message = rows_->message(row);
         if (message.line > 0) emit placePicked(message.line, message.column);
     });
+    connect(rows_, &MessageRows::fixWanted, this, [this](int row) { emit fixWanted(std::size_t(row)); });
     connect(&height_, &QVariantAnimation::valueChanged, this, [this](const QVariant& value) {
         setFixedHeight(value.toInt());
         if (value.toInt() == 0 && !hasMessages_) hide();

@@ -19,6 +19,8 @@ class MessageRows : public QAbstractScrollArea {
     explicit MessageRows(QWidget* parent);
 
     void setMessages(const std::vector<Diagnostic>& messages, const QString& plainText);
+    // What mends each message, shown as a link in its row; empty where nothing is known to.
+    void setFixes(const QStringList& titles);
     int contentHeight() const;
     int current() const { return current_; }
     void setCurrent(int row);
@@ -32,6 +34,7 @@ class MessageRows : public QAbstractScrollArea {
 
   signals:
     void activated(int row);
+    void fixWanted(int row);
     void heightWanted();
 
   protected:
@@ -48,6 +51,7 @@ class MessageRows : public QAbstractScrollArea {
         Diagnostic message;
         QString text; // all of it
         QString firstLine;
+        QString fix;
         bool unfolds = false;
         bool unfolded = false;
     };
@@ -56,11 +60,16 @@ class MessageRows : public QAbstractScrollArea {
     int rowTop(int row) const;
     void updateScrolling();
     void paintRow(QPainter& painter, const Row& row, const QRect& box, bool current) const;
+    static QString placeText(const Row& row);
+    // The link of a row that begins at `top`; empty where there is none.
+    QRect fixRect(const Row& row, int top) const;
+    bool isOnFix(const QPoint& place) const;
 
     std::vector<Row> rows_;
     QString plainText_;
     int current_ = -1;
     int hovered_ = -1;
+    bool isOverFix_ = false;
 };
 
 class MessageList : public Ground {
@@ -81,6 +90,8 @@ class MessageList : public Ground {
 
   signals:
     void placePicked(std::int64_t line, std::int64_t column);
+    // By its number among the messages.
+    void fixWanted(std::size_t message);
 
   private:
     int wantedHeight() const;

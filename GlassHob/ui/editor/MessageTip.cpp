@@ -21,7 +21,7 @@ MessageTip::MessageTip(QAbstractScrollArea* editor) : EditorBox(editor) {
     setFont(fonts::tooltip());
 }
 
-void MessageTip::showFor(const std::vector<Diagnostic>& messages, const QRect& line) {
+void MessageTip::showFor(const std::vector<Diagnostic>& messages, const QString& hint, const QRect& line) {
     entries_.clear();
     if (messages.empty()) {
         hide();
@@ -30,15 +30,17 @@ void MessageTip::showFor(const std::vector<Diagnostic>& messages, const QRect& l
     const int textLeft = paddingX + iconSize + iconGap;
     const int textWidth = std::min(mostWidth, room().width()) - textLeft - paddingX;
     int y = paddingY, width = 0;
-    for (const Diagnostic& message : messages) {
-        const QString text = QString::fromStdString(message.message);
+    auto add = [&](std::optional<Diagnostic::Severity> severity, const QString& text) {
         QRect place = fontMetrics().boundingRect(QRect(0, 0, textWidth, 4000), Qt::AlignLeft | Qt::TextWordWrap, text);
         place.moveTopLeft(QPoint(textLeft, y));
         place.setHeight(std::max(place.height(), 18));
         width = std::max(width, place.width());
         y += place.height() + entryGap;
-        entries_.push_back({message.severity, text, place});
-    }
+        entries_.push_back({severity, text, place});
+    };
+    for (const Diagnostic& message : messages)
+        add(message.severity, QString::fromStdString(message.message));
+    if (!hint.isEmpty()) add(std::nullopt, hint);
     resize(textLeft + width + paddingX + 1, y - entryGap + paddingY);
     for (Entry& entry : entries_)
         entry.place.setWidth(width + 1);
@@ -52,9 +54,11 @@ void MessageTip::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     paintGround(painter);
     for (const Entry& entry : entries_) {
-        paintIcon(painter, severityIcon(entry.severity), QRectF(paddingX, entry.place.top() + 1, iconSize, iconSize),
-                  themed(severityRole(entry.severity)));
-        painter.setPen(themed(Role::text));
+        if (entry.severity)
+            paintIcon(painter, severityIcon(*entry.severity),
+                      QRectF(paddingX, entry.place.top() + 1, iconSize, iconSize),
+                      themed(severityRole(*entry.severity)));
+        painter.setPen(themed(entry.severity ? Role::text : Role::text2));
         painter.drawText(entry.place, Qt::AlignLeft | Qt::TextWordWrap, entry.text);
     }
 }

@@ -14,15 +14,16 @@ class MessageTip : public EditorBox {
   public:
     explicit MessageTip(QAbstractScrollArea* editor);
 
-    // Shows the messages below `line` (in the editor's viewport), or above it where there is no room below.
-    void showFor(const std::vector<Diagnostic>& messages, const QRect& line);
+    // Shows the messages below `line` (in the editor's viewport), or above it where there is no room below, and under
+    // them what a key does about it, if anything.
+    void showFor(const std::vector<Diagnostic>& messages, const QString& hint, const QRect& line);
 
   protected:
     void paintEvent(QPaintEvent* event) override;
 
   private:
     struct Entry {
-        Diagnostic::Severity severity;
+        std::optional<Diagnostic::Severity> severity; // none of the hint
         QString text;
         QRect place;
     };

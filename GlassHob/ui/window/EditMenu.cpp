@@ -2,6 +2,7 @@
 
 #include "GlassHob/ui/editor/CodeAssistant.h"
 #include "GlassHob/ui/editor/CodeEditor.h"
+#include "GlassHob/ui/editor/CodePointer.h"
 #include "GlassHob/ui/editor/FindBar.h"
 #include "GlassHob/ui/editor/GoToLineBar.h"
 #include "GlassHob/ui/editor/LineCommands.h"
@@ -20,12 +21,19 @@ EditMenu::EditMenu(EditorPane* pane, QWidget* window) : QObject(window), pane_(p
     goToLine_ = add(tr("&Go to Line…"), tr("Ctrl+G"), &EditMenu::goToLine);
     complete_ = add(tr("C&omplete"), tr("Ctrl+Space"), &EditMenu::complete);
     comment_ = add(tr("Co&mment Selection"), tr("Ctrl+/"), &EditMenu::comment);
+    fixProblem_ = add(tr("Fi&x Problem"), tr("Alt+Return"), &EditMenu::fixProblem);
+    goToDefinition_ = add(tr("Go to Def&inition"), tr("F12"), &EditMenu::goToDefinition);
+    pickColour_ = add(tr("Pick Colo&ur…"), tr("Ctrl+Alt+C"), &EditMenu::pickColour);
+    nextOccurrence_ = add(tr("Select Next Occ&urrence"), tr("Ctrl+D"), &EditMenu::selectNextOccurrence);
+    allOccurrences_ = add(tr("Select &All Occurrences"), tr("Ctrl+Shift+L"), &EditMenu::selectAllOccurrences);
+    writeValues_ = add(tr("&Write Slider Values into the Code"), {}, &EditMenu::writeSliderValues);
     moveUp_ = add(tr("Move &Up"), tr("Alt+Up"), &EditMenu::moveUp);
     moveDown_ = add(tr("Move D&own"), tr("Alt+Down"), &EditMenu::moveDown);
     duplicate_ = add(tr("&Duplicate"), tr("Ctrl+Shift+D"), &EditMenu::duplicate);
     deleteLines_ = add(tr("De&lete"), tr("Ctrl+Shift+K"), &EditMenu::deleteLines);
     // What edits the code has its key only there.
-    for (QAction* action : {complete_, comment_, moveUp_, moveDown_, duplicate_, deleteLines_}) {
+    for (QAction* action : {complete_, comment_, fixProblem_, goToDefinition_, pickColour_, nextOccurrence_,
+                            allOccurrences_, moveUp_, moveDown_, duplicate_, deleteLines_}) {
         window_->removeAction(action);
         pane_->editor()->addAction(action);
         action->setShortcutContext(Qt::WidgetShortcut);
@@ -43,7 +51,9 @@ QAction* EditMenu::add(const QString& text, const QString& keys, void (EditMenu:
 void EditMenu::fill(QMenu* menu) {
     menu->addActions({find_, replace_, findNext_, findPrevious_, goToLine_});
     menu->addSeparator();
-    menu->addActions({complete_, comment_});
+    menu->addActions({nextOccurrence_, allOccurrences_});
+    menu->addSeparator();
+    menu->addActions({complete_, fixProblem_, goToDefinition_, pickColour_, comment_});
     QMenu* lines = menu->addMenu(tr("L&ines"));
     lines->addActions({moveUp_, moveDown_, duplicate_, deleteLines_});
 }
@@ -79,6 +89,31 @@ void EditMenu::complete() {
 
 void EditMenu::comment() {
     pane_->editor()->toggleComment();
+}
+
+void EditMenu::fixProblem() {
+    pane_->editor()->fixAtCaret();
+}
+
+void EditMenu::goToDefinition() {
+    pane_->editor()->pointer()->goToDefinition();
+}
+
+void EditMenu::pickColour() {
+    pane_->editor()->pointer()->pickColour();
+}
+
+void EditMenu::writeSliderValues() {
+    emit paneNeeded();
+    pane_->writeSliderValues();
+}
+
+void EditMenu::selectNextOccurrence() {
+    pane_->editor()->moreCarets().addNextOccurrence();
+}
+
+void EditMenu::selectAllOccurrences() {
+    pane_->editor()->moreCarets().addAllOccurrences();
 }
 
 void EditMenu::moveUp() {

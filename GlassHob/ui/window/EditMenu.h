@@ -18,6 +18,8 @@ class EditMenu : public QObject {
     // The actions belong to `window`, so that their keys work everywhere in it.
     EditMenu(EditorPane* pane, QWidget* window);
     void fill(QMenu* menu);
+    // Makes the sliders' values the defaults in the code; of another menu.
+    QAction* writeValues() const { return writeValues_; }
 
   signals:
     // The pane is about to be used: show it where it is hidden.
@@ -32,6 +34,12 @@ class EditMenu : public QObject {
     void goToLine();
     void complete();
     void comment();
+    void fixProblem();
+    void goToDefinition();
+    void pickColour();
+    void writeSliderValues();
+    void selectNextOccurrence();
+    void selectAllOccurrences();
     void moveUp();
     void moveDown();
     void duplicate();
@@ -40,6 +48,8 @@ class EditMenu : public QObject {
     EditorPane* pane_;
     QWidget* window_;
     QAction *find_, *replace_, *findNext_, *findPrevious_, *goToLine_, *complete_, *comment_;
+    QAction *fixProblem_, *goToDefinition_, *pickColour_, *writeValues_;
+    QAction *nextOccurrence_, *allOccurrences_;
     QAction *moveUp_, *moveDown_, *duplicate_, *deleteLines_;
 };
 

@@ -259,7 +259,7 @@ void MainWindow::makeMenus() {
     picture_->addTransportTo(shader);
     shader->addSeparator();
     shader->addMenu(inspector()->presetActions()->makeMenu(shader));
-    shader->addActions({inspector()->presetActions()->saveAction(), resetAll_});
+    shader->addActions({inspector()->presetActions()->saveAction(), resetAll_, editing->writeValues()});
 
     QMenu* view = menuBar()->addMenu(tr("&View"));
     view->addActions({showEditor_, showInspector_, picture_->fullScreen});
@@ -292,7 +292,7 @@ void MainWindow::followDocument() {
     revert_->setEnabled(model_.isDirty());
     showInFiles_->setEnabled(model_.filePath().has_value());
     resetAll_->setEnabled(model_.changedValueCount() > 0);
-    const bool problems = !model_.diagnostics().empty() || !model_.warnings().empty();
+    const bool problems = messages()->rows()->count() > 0;
     nextProblem_->setEnabled(problems);
     previousProblem_->setEnabled(problems);
 }
@@ -385,7 +385,7 @@ void MainWindow::restoreLayout() {
     }
     model_.setShowsEditor(settings.value(editorKey, true).toBool());
     setShowsInspector(settings.value(inspectorKey, true).toBool());
-    wrapLines_->setChecked(settings.value(wrapKey, false).toBool());
+    wrapLines_->setChecked(settings.value(wrapKey, true).toBool());
     editor()->setWrapsLines(wrapLines_->isChecked());
     editor()->setCodeSize(settings.value(codeSizeKey, defaultCodeSize).toInt());
 }

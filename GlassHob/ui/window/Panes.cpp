@@ -4,18 +4,25 @@
 #include "GlassHob/ui/controls/Fonts.h"
 #include "GlassHob/ui/controls/Theme.h"
 #include "GlassHob/ui/editor/CodeEditor.h"
+#include "GlassHob/ui/editor/CodePointer.h"
 #include "GlassHob/ui/editor/FindBar.h"
 #include "GlassHob/ui/editor/GoToLineBar.h"
 #include "GlassHob/ui/editor/MessageList.h"
 #include "GlassHob/ui/picture/Canvas.h"
 #include "GlassHob/ui/picture/FrameRate.h"
 #include "GlassHob/ui/picture/OverPicture.h"
+#include "GlassHobCore/code/DirectiveNotes.h"
+#include "GlassHobCore/code/Explanations.h"
+#include "GlassHobCore/code/ParamEdits.h"
+#include "GlassHobCore/shader/ShaderAssembler.h"
 #include "GlassHobRender/program/ShaderProgram.h"
 
 #include <QHBoxLayout>
 #include <QPainter>
+#include <QTimer>
 #include <QVBoxLayout>
 
+#include <algorithm>
 #include <utility>
 
 namespace glasshob {
@@ -82,9 +89,21 @@ EditorPane::EditorPane(AppModel& model, QWidget* parent) : QWidget(parent), mode
     column->addWidget(editor_, 1);
     column->addWidget(messages_);
 
+    // A value that is dragged is seen at once, as far as compiling keeps up.
+    auto* soon = new QTimer(this);
+    soon->setSingleShot(true);
+    connect(soon, &QTimer::timeout, this, [this] { model_.compileNow(); });
+    connect(editor_->pointer(), &CodePointer::valueDragged, this, [this, soon] {
+        constexpr int shortestPause = 40,
+                      mostOften = 3; // milliseconds; of the time goes to compiling, one part in so many
+        const int pause = std::max(shortestPause, int(model_.compileMillis().value_or(0) * mostOften));
+        if (!soon->isActive()) soon->start(pause);
+    });
+
     model_.editorSink = [this](const std::string& text) { editor_->loadText(text); };
     connect(editor_, &CodeEditor::edited, this, [this] { model_.textChanged(editor_->fileText()); });
     connect(messages_, &MessageList::placePicked, editor_, &CodeEditor::goTo);
+    connect(messages_, &MessageList::fixWanted, editor_, qOverload<std::size_t>(&CodeEditor::applyFix));
     connect(&model_, &AppModel::documentChanged, this, &EditorPane::followDocument);
     connect(&model_, &AppModel::compiled, this, &EditorPane::followCompile);
     followDocument();
@@ -106,13 +125,35 @@ void EditorPane::followCompile() {
         const std::string_view kind = rawValue(program->kind());
         kind_->setText(QString::fromLatin1(kind.data(), qsizetype(kind.size())));
     }
-    if (model_.errorText()) {
-        editor_->setDiagnostics(model_.diagnostics());
-        messages_->setMessages(model_.diagnostics(), *model_.errorText());
-    } else {
-        editor_->setDiagnostics(model_.warnings());
-        messages_->setWarnings(model_.warnings(), program ? QString::fromStdString(program->warningText()) : QString());
+    showMessages();
+}
+
+void EditorPane::writeSliderValues() {
+    editor_->applyEdits(defaultEdits(model_.currentText(), model_.values()));
+    editor_->setFocus();
+}
+
+void EditorPane::showMessages() {
+    const std::string& source = model_.currentText();
+    const bool isFailed = model_.errorText().has_value();
+    std::vector<Diagnostic> messages = isFailed ? explain(model_.diagnostics(), source) : model_.warnings();
+    std::vector<Diagnostic> notes = directiveNotes(source);
+    for (Diagnostic& note : notes)
+        note.severity = Diagnostic::Severity::note; // they stop nothing
+    editor_->setDiagnostics(messages, notes);
+    // A failure that is not about the text is one sentence, which stands alone.
+    if (!isFailed || !messages.empty()) messages.insert(messages.end(), notes.begin(), notes.end());
+    const QString text = QString::fromStdString(toText(messages, ShaderAssembler::userFileName));
+    if (isFailed)
+        messages_->setMessages(messages, messages.empty() ? *model_.errorText() : text);
+    else
+        messages_->setWarnings(messages, text);
+    QStringList fixes;
+    for (std::size_t i = 0; i < messages.size(); ++i) {
+        const auto known = editor_->marks().fixesOf(i);
+        fixes << (known.empty() ? QString() : known.front().title);
     }
+    messages_->rows()->setFixes(fixes);
 }
 
 // The strip over the picture: while a compile has failed it is the banner, with an edge and an icon at its left.

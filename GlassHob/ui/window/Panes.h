@@ -21,10 +21,13 @@ class EditorPane : public QWidget {
     MessageList* messages() const { return messages_; }
     FindBar* findBar() const { return findBar_; }
     GoToLineBar* goToLineBar() const { return goToLineBar_; }
+    // Makes the values of the sliders their defaults in the code.
+    void writeSliderValues();
 
   private:
     void followDocument();
     void followCompile();
+    void showMessages();
 
     class EditedDot;
     AppModel& model_;

@@ -1,0 +1,38 @@
+// The colours that stand in the code as constants: a small square for each behind its line, in their order. Stateless;
+// main thread.
+#pragma once
+
+#include "GlassHobCore/code/CodeNumbers.h"
+
+#include <QPointF>
+#include <QRectF>
+
+#include <optional>
+#include <vector>
+
+class QPainter;
+class QPoint;
+class QTextBlock;
+
+namespace glasshob {
+
+class CodeEditor;
+
+namespace colourSwatches {
+
+// None of a very long line.
+std::vector<CodeColour> coloursOf(const QTextBlock& block);
+// `offset` is the block's place, as its text is painted; rows are `lineHeight` high.
+void paint(QPainter& painter, const QTextBlock& block, const QPointF& offset, int lineHeight);
+
+struct Swatch {
+    int blockNumber = 0;
+    std::size_t colour = 0; // its number in the line
+    QRectF rect;            // in the viewport
+};
+std::optional<Swatch> swatchAt(const CodeEditor& editor, const QPoint& place);
+// Of a line that can be seen; for tests and for the keyboard's user.
+std::vector<Swatch> swatchesOf(const CodeEditor& editor, int blockNumber);
+
+} // namespace colourSwatches
+} // namespace glasshob
