@@ -351,5 +351,17 @@ TEST_F(CodeHelpTest, OfALongWordOnlyWhatIsSeenIsPainted) {
     EXPECT_GT(editor.horizontalScrollBar()->value(), 0);
 }
 
+TEST_F(CodeHelpTest, ATextWithALongLineIsNotWrapped) {
+    editor.setWrapsLines(true);
+    editor.loadText(std::string(100'000, 'x') + "\nb\n");
+    EXPECT_EQ(editor.document()->firstBlock().lineCount(), 1);
+    EXPECT_TRUE(editor.wrapsLines());
+    editor.loadText(std::string(300, 'x') + "\nb\n");
+    EXPECT_GT(editor.document()->firstBlock().lineCount(), 1) << "the next text is wrapped again";
+    QApplication::clipboard()->setText(QString(100'000, u'y'));
+    editor.paste();
+    EXPECT_EQ(editor.document()->firstBlock().lineCount(), 1);
+}
+
 } // namespace
 } // namespace glasshob

@@ -124,6 +124,18 @@ TEST_F(BarsTest, FindingCountsMarksAndGoesRound) {
     EXPECT_TRUE(editor->spans(CodeEditor::SpanLayer::match).empty());
 }
 
+TEST_F(BarsTest, EveryMatchGetsACaret) {
+    editor->loadText("ray\nRay gray\n");
+    find->setOptions({.isCaseSensitive = true});
+    lookFor(QStringLiteral("ray"));
+    QTest::keyClick(find->findField(), Qt::Key_Return, Qt::AltModifier);
+    QTest::keyClicks(editor, QStringLiteral("x"));
+    EXPECT_EQ(editor->toPlainText(), QStringLiteral("x\nRay gx\n"));
+    QTest::keyClick(editor, Qt::Key_Escape);
+    EXPECT_TRUE(find->isVisible()) << "the first Escape is the carets'";
+    EXPECT_TRUE(editor->moreCarets().isEmpty());
+}
+
 TEST_F(BarsTest, TheBarTakesTheSelectedText) {
     editor->loadText("alpha beta\ngamma beta\n");
     editor->selectRange(6, 10);

@@ -32,6 +32,17 @@ std::unexpected<Failure> failReading(std::string_view name, int error) {
 
 } // namespace
 
+std::size_t lineCount(std::string_view text) {
+    std::size_t count = 1;
+    for (std::size_t i = 0; i < text.size(); ++i)
+        count += text[i] == '\n' || (text[i] == '\r' && (i + 1 == text.size() || text[i + 1] != '\n'));
+    return count;
+}
+
+bool fits(std::string_view text) {
+    return text.size() <= sizeLimit && lineCount(text) <= lineLimit;
+}
+
 std::expected<std::string, Failure> readDescriptor(int descriptor, std::string_view name) {
     std::string text;
     struct stat status = {};
@@ -52,6 +63,10 @@ std::expected<std::string, Failure> readDescriptor(int descriptor, std::string_v
             return fail(Problem::tooLarge,
                         std::string(name) + " is larger than 4 MB, too large for a shader: it was not opened.");
         }
+    }
+    if (!fits(text)) {
+        return fail(Problem::tooLarge,
+                    std::string(name) + " has more than 200,000 lines, too many for a shader: it was not opened.");
     }
     if (!isValidUtf8(text)) {
         return fail(Problem::notText, std::string(name) + " is not UTF-8 text: it was not opened.");

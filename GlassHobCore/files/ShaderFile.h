@@ -13,6 +13,14 @@ namespace glasshob::ShaderFile {
 
 /// Larger files are refused: no shader is that long, and everything downstream works on the whole text at once.
 inline constexpr std::size_t sizeLimit = std::size_t{4} << 20;
+/// And files of more lines: an editor keeps something for each.
+inline constexpr std::size_t lineLimit = 200'000;
+
+/// Whether a file of this text could be opened: who takes a text in asks before, so that what is saved can be opened
+/// again.
+bool fits(std::string_view text);
+/// Lines end in a line feed, a carriage return or a pair of both.
+std::size_t lineCount(std::string_view text);
 
 enum class Problem { missing, folder, notText, unreadable, tooLarge };
 

@@ -56,10 +56,14 @@ TEST_F(ShaderFileTest, SaysWhyThereIsNoText) {
     put(path("cut"), "\xE2\x80");
     put(path("large"), QByteArray(ShaderFile::sizeLimit + 1, 'a'));
     put(path("full"), QByteArray(ShaderFile::sizeLimit, 'a'));
+    put(path("lines"), QByteArray("\r\n").repeated(qsizetype(ShaderFile::lineLimit - 1)));
+    put(path("more lines"), QByteArray("\r").repeated(qsizetype(ShaderFile::lineLimit)));
     EXPECT_TRUE(ShaderFile::read(path("full")));
+    EXPECT_TRUE(ShaderFile::read(path("lines")));
     const std::vector<std::pair<std::string, ShaderFile::Problem>> cases = {
-        {"missing", missing},  {"latin/inside", missing}, {".", folder},    {"latin", notText},
-        {"overlong", notText}, {"surrogate", notText},    {"cut", notText}, {"large", tooLarge}};
+        {"missing", missing}, {"latin/inside", missing}, {".", folder},
+        {"latin", notText},   {"overlong", notText},     {"surrogate", notText},
+        {"cut", notText},     {"large", tooLarge},       {"more lines", tooLarge}};
     for (const auto& [name, problem] : cases) {
         const auto result = ShaderFile::read(path(name));
         ASSERT_FALSE(result) << name;

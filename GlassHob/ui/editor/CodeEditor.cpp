@@ -34,7 +34,18 @@ namespace {
 constexpr int indentWidth = 4;
 constexpr int textMargin = 6;
 constexpr int hoverDelay = 300;
+constexpr qsizetype longestWrapped = 20'000;
 constexpr int shortPaste = 1000; // letters that are pasted at many carets
+
+qsizetype longestLineOf(QStringView text) {
+    qsizetype longest = 0;
+    for (qsizetype at = 0; at < text.size();) {
+        const qsizetype found = text.indexOf(u'\n', at), end = found < 0 ? text.size() : found;
+        longest = std::max(longest, end - at);
+        at = end + 1;
+    }
+    return longest;
+}
 
 QString leadingBlanks(const QString& line) {
     int end = 0;
@@ -107,6 +118,11 @@ void CodeEditor::loadText(std::string_view utf8) {
     const QString text = conventions_.load(utf8);
     bytes_.clear(conventions_);
     emit linesChanged(0, blockCount(), {QString()});
+    // Of a million letters in a line nobody wants the fifteen thousand rows.
+    if (const bool hasLongLine = longestLineOf(text) > longestWrapped; hasLongLine != hasLongLine_) {
+        clear();
+        followWrapping(hasLongLine);
+    }
     setPlainText(text);
     document()->setModified(false);
     layOutRuler();
@@ -185,7 +201,13 @@ void CodeEditor::setCodeSize(int pixels) {
 }
 
 void CodeEditor::setWrapsLines(bool wraps) {
-    setLineWrapMode(wraps ? WidgetWidth : NoWrap);
+    wraps_ = wraps;
+    followWrapping(hasLongLine_);
+}
+
+void CodeEditor::followWrapping(bool hasLongLine) {
+    hasLongLine_ = hasLongLine;
+    setLineWrapMode(wraps_ && !hasLongLine ? WidgetWidth : NoWrap);
 }
 
 void CodeEditor::layOutRuler() {
@@ -582,10 +604,12 @@ void CodeEditor::insertFromMimeData(const QMimeData* source) {
     const QTextCursor cursor = textCursor();
     const qsizetype gone = cursor.selectionEnd() - cursor.selectionStart();
     const std::size_t kept = bytes_.bytes().size() - std::min(std::size_t(gone), bytes_.bytes().size());
-    if (std::size_t(text.size()) > ShaderFile::sizeLimit ||
-        kept + std::size_t(text.toUtf8().size()) > ShaderFile::sizeLimit) {
-        const QString sentence = tr("Nothing was pasted: the shader would be larger than 4 MB, and could not be saved "
-                                    "and opened again.");
+    const bool hasRoom = std::size_t(text.size()) <= ShaderFile::sizeLimit &&
+                         kept + std::size_t(text.toUtf8().size()) <= ShaderFile::sizeLimit &&
+                         std::size_t(blockCount()) + std::size_t(text.count(u'\n')) <= ShaderFile::lineLimit;
+    if (!hasRoom) {
+        const QString sentence = tr("Nothing was pasted: the shader would be larger than 4 MB or 200,000 lines, and "
+                                    "could not be opened again.");
         emit pasteRefused(sentence);
         Diagnostic warning;
         warning.severity = Diagnostic::Severity::warning;
@@ -599,6 +623,7 @@ void CodeEditor::insertFromMimeData(const QMimeData* source) {
         return;
     }
     moreCarets_.clear();
+    if (longestLineOf(text) > longestWrapped) followWrapping(true);
     textCursor().insertText(text);
     ensureCursorVisible();
 }

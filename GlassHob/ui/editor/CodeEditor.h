@@ -66,7 +66,8 @@ class CodeEditor : public QPlainTextEdit {
     int caretColumn() const;
 
     void setWrapsLines(bool wraps);
-    bool wrapsLines() const { return lineWrapMode() != NoWrap; }
+    // As it was set; a text with a line that is no line of code is not wrapped all the same.
+    bool wrapsLines() const { return wraps_; }
     // 10 to 28 pixels.
     void setCodeSize(int pixels);
     int codeSize() const { return codeSize_; }
@@ -133,6 +134,7 @@ class CodeEditor : public QPlainTextEdit {
   private:
     void followTheme();
     void applyFont();
+    void followWrapping(bool hasLongLine);
     void scrollWholeLetters(int value);
     void layOutRuler();
     void paintLines(QPainter& painter, const QRect& dirty) const;
@@ -172,6 +174,8 @@ class CodeEditor : public QPlainTextEdit {
     int caretBlock_ = 0;
     bool selected_ = false;
     bool loading_ = false;
+    bool wraps_ = false;
+    bool hasLongLine_ = false;
     int codeSize_ = 13;
     int lineHeight_ = 20;
 };

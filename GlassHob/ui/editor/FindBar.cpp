@@ -241,6 +241,21 @@ void FindBar::step(int direction) {
     origin_ = editor_->textCursor().selectionStart();
 }
 
+void FindBar::selectAll() {
+    searchIfNeeded();
+    std::vector<QTextCursor> found;
+    for (const TextRange& match : matches_) {
+        if (found.size() > MoreCarets::most) break;
+        QTextCursor cursor(editor_->document());
+        cursor.setPosition(int(match.location));
+        cursor.setPosition(int(match.end()), QTextCursor::KeepAnchor);
+        found.push_back(cursor);
+    }
+    if (found.empty()) return;
+    editor_->moreCarets().setAll(found);
+    editor_->setFocus();
+}
+
 void FindBar::replaceOne() {
     searchIfNeeded();
     const std::size_t selected = selectedMatch();
@@ -284,7 +299,8 @@ bool FindBar::eventFilter(QObject* object, QEvent* event) {
     const bool isPress = event->type() == QEvent::KeyPress;
     if (key->key() == Qt::Key_Escape && isVisible()) {
         // The code's own Escape comes first: it closes what is open over the code.
-        if (object == editor_ && !isPress) return Ground::eventFilter(object, event);
+        if (object == editor_ && (!isPress || !editor_->moreCarets().isEmpty()))
+            return Ground::eventFilter(object, event);
         if (isPress)
             close();
         else
@@ -311,6 +327,8 @@ bool FindBar::eventFilter(QObject* object, QEvent* event) {
     case Qt::Key_Enter:
         if (object == replace_)
             key->modifiers() & Qt::ControlModifier ? replaceAll() : replaceOne();
+        else if (key->modifiers() & Qt::AltModifier)
+            selectAll();
         else
             step(key->modifiers() & Qt::ShiftModifier ? -1 : 1);
         return true;

@@ -27,6 +27,8 @@ class FindBar : public Ground {
 
     // Selects the next or the previous match, round the ends of the text; opens the bar where nothing was looked for.
     void step(int direction);
+    // A caret at every match.
+    void selectAll();
     void replaceOne();
     void replaceAll();
 

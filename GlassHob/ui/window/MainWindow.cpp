@@ -421,6 +421,12 @@ void MainWindow::closeEvent(QCloseEvent* event) {
 void MainWindow::changeEvent(QEvent* event) {
     QMainWindow::changeEvent(event);
     if (event->type() == QEvent::WindowStateChange && canvas_) canvas_->setActive(!isMinimized());
+    if (event->type() != QEvent::ActivationChange || !isActiveWindow()) return;
+    // A click on a window that waits for an answer gives it the keyboard, which it may not use: the question takes it.
+    if (QWidget* question = QApplication::activeModalWidget(); question && question != this) {
+        question->raise();
+        question->activateWindow();
+    }
 }
 
 void MainWindow::resizeEvent(QResizeEvent* event) {

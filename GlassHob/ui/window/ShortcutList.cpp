@@ -57,7 +57,12 @@ std::vector<ShortcutGroup> allShortcuts(const QMenuBar& menus) {
                       {{tr("Next pane"), tr("F6")},
                        {tr("Previous pane"), tr("Shift+F6")},
                        {tr("Leave the editor"), tr("Ctrl+Tab")}}});
-    groups.push_back({tr("In the editor"), {{tr("Indent"), tr("Tab")}, {tr("Outdent"), tr("Shift+Tab")}}});
+    groups.push_back({tr("In the editor"),
+                      {{tr("Indent"), tr("Tab")},
+                       {tr("Outdent"), tr("Shift+Tab")},
+                       {tr("Change a number"), tr("Ctrl+Drag")},
+                       {tr("Go to a definition"), tr("Ctrl+Click")},
+                       {tr("Select all matches"), tr("Alt+Return in Find")}}});
     groups.push_back({tr("On a slider"),
                       {{tr("One step"), tr("Left, Right")},
                        {tr("A small step"), tr("Shift+Left, Shift+Right")},
