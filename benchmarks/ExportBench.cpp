@@ -151,7 +151,7 @@ class ConvertingSink : public FrameSink {
   public:
     ConvertingSink(std::int64_t width, std::int64_t height)
         : width_(int(width)), height_(int(height)), planes_(std::size_t(width * height * 3 / 2)) {}
-    std::expected<void, std::string> write(std::int64_t, const std::byte* pixels, std::size_t rowBytes,
+    std::expected<void, ExportError> write(std::int64_t, const std::byte* pixels, std::size_t rowBytes,
                                            const std::stop_token&) override {
         FrameConverter::convert(reinterpret_cast<const std::uint8_t*>(pixels), rowBytes, width_, height_,
                                 {planes_.data(), std::size_t(width_),
@@ -159,7 +159,7 @@ class ConvertingSink : public FrameSink {
                                  nullptr, 0});
         return {};
     }
-    std::expected<void, std::string> finish() override { return {}; }
+    std::expected<void, ExportError> finish(const std::stop_token&) override { return {}; }
 
   private:
     int width_, height_;
@@ -282,7 +282,7 @@ bool judgeFrames(const Work& work, std::int64_t frames) {
         ours += bench::milliseconds([&] {
             const auto done = exportFrames(
                 work.segments, {.preset = work.preset, .device = work.device, .frames = FrameRange{first, end}}, sink);
-            if (!done) giveUp(done.error().c_str());
+            if (!done) giveUp(done.error().what());
         });
         plain += bench::milliseconds([&] {
             FrameDrawer drawer(timeline, work.preset, work.device); // as the other side makes one for each part

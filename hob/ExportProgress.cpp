@@ -17,9 +17,23 @@ std::string timeLeft(double seconds) {
 
 } // namespace
 
+std::string catchUpText(double reached, double target) {
+    char text[96];
+    std::snprintf(text, sizeof text, "Running the particles up to the first frame: %.0f of %.0f seconds", reached,
+                  target);
+    return text;
+}
+
 bool ExportProgress::tell(std::int64_t done, std::int64_t total) {
     show(done, total);
     return !interrupts_.happened() && !console_.outputFailed();
+}
+
+void ExportProgress::tellCatchUp(double reached, double target) {
+    const auto now = Clock::now();
+    if (now - last_ < std::chrono::milliseconds(100)) return;
+    last_ = now;
+    console_.progress(catchUpText(reached, target));
 }
 
 void ExportProgress::show(std::int64_t done, std::int64_t total) {

@@ -10,8 +10,12 @@
 #include <chrono>
 #include <cstdint>
 #include <stop_token>
+#include <string>
 
 namespace hob {
+
+/// What is shown while a simulation runs up to a moment.
+std::string catchUpText(double reached, double target);
 
 class ExportProgress {
   public:
@@ -19,6 +23,8 @@ class ExportProgress {
 
     /// Frames written, and frames in all; false when the export should end.
     bool tell(std::int64_t done, std::int64_t total);
+    /// Seconds of shader time that a simulation has run through before the first frame, and those it must.
+    void tellCatchUp(double reached, double target);
     /// Stopped by Ctrl-C, for work between frames.
     std::stop_token stop() const { return interrupts_.token(); }
 
@@ -30,7 +36,7 @@ class ExportProgress {
     bool json_;
     Clock::time_point start_ = Clock::now();
     Clock::time_point last_;
-    Interrupts interrupts_;
+    Interrupts interrupts_{"Export cancelled."};
 };
 
 } // namespace hob

@@ -2,7 +2,6 @@
 
 #include "GlassHobCore/shader/ExportLimits.h"
 #include "GlassHobCore/text/Numbers.h"
-#include "GlassHobRender/formats/GifSink.h"
 #include "GlassHobRender/formats/PngSink.h"
 #include "hob/Values.h"
 
@@ -15,7 +14,10 @@ namespace hob {
 
 namespace {
 
+namespace ExportFormats = glasshob::ExportFormats;
 namespace ExportLimits = glasshob::ExportLimits;
+using glasshob::ExportFormat;
+using glasshob::ExportFormatEntry;
 using glasshob::ExportPreset;
 using glasshob::MovieEncoder;
 using glasshob::MovieQuality;
@@ -23,7 +25,7 @@ using glasshob::MovieQuality;
 constexpr std::int64_t gifWidth = 640, gifHeight = 360;
 
 constexpr Option options[] = {
-    {"--output", "-o", "OUT", "a movie OUT.mp4, or OUT.gif, frames/, frames/%05d.png, OUT.y4m, -"},
+    {"--output", "-o", "OUT", "the result, in the format of its ending; - for raw frames on standard output"},
     {"--force", "", "", "replace what is there"},
     {"--preset", "", "ID", "main4k, web, preview or site (web)"},
     {"--start", "", "S", "shader time of the first frame in seconds (0)"},
@@ -69,45 +71,45 @@ std::expected<std::size_t, std::string> readWord(std::string_view option, std::s
     return mistake(std::string(option) + " " + std::string(text) + " is not known: give " + list + ".");
 }
 
-bool endsWith(std::string_view text, std::string_view ending) {
-    return text.size() >= ending.size() &&
-           std::ranges::equal(text.substr(text.size() - ending.size()), ending,
-                              [](char a, char b) { return (a >= 'A' && a <= 'Z' ? a - 'A' + 'a' : a) == b; });
-}
-
 std::expected<ExportFormat, std::string> readFormat(const std::string& output) {
-    if (output == "-" || endsWith(output, ".y4m")) return ExportFormat::y4m;
-    if (endsWith(output, ".gif")) return ExportFormat::gif;
-    if (endsWith(output, "/")) return ExportFormat::png;
-    if (!endsWith(output, ".png")) return ExportFormat::movie;
+    if (output == "-") return ExportFormat::y4m;
+    const auto format = ExportFormats::ofPath(output);
+    if (!format) return mistake(format.error());
+    if (*format == ExportFormat::wav) return mistake(output + " is a sound: hob sound writes that.");
+    if (*format != ExportFormat::pngs || output.ends_with('/')) return format;
     if (output.find('%') == std::string::npos)
         return mistake(output +
                        " has no place for the frames' numbers: write it as %05d, or give a folder with a slash "
                        "at its end. One picture is made by hob still.");
     if (const auto names = glasshob::FrameNames::parse(output); !names) return mistake(names.error());
-    return ExportFormat::png;
+    return format;
 }
 
-// What is no movie has no codec, and a GIF a size and a pace of its own.
+// What is not encoded has no codec, and a GIF a size and a pace of its own.
 std::expected<void, std::string> fitToFormat(const Arguments& arguments, ExportRequest& request) {
-    if (request.format == ExportFormat::movie) return {};
+    const ExportFormatEntry& format = ExportFormats::entry(request.format);
+    if (request.format == ExportFormat::webm && arguments.has("--codec"))
+        return mistake("--codec means nothing for " + request.output +
+                       ": WebM has VP9. Leave it out, or export with -o OUT.mp4.");
+    if (request.format == ExportFormat::webm && request.encoding.encoder != MovieEncoder::automatic &&
+        request.encoding.encoder != MovieEncoder::software)
+        return mistake("WebM is encoded in software: leave --encoder out, or export with -o OUT.mp4.");
     for (const std::string_view option : {"--bitrate", "--codec", "--encoder", "--quality"})
-        if (arguments.has(option))
+        if (!format.isMovie && arguments.has(option))
             return mistake(std::string(option) + " means nothing for " + request.output +
                            ": leave it out, or export a movie with -o OUT.mp4.");
     if (request.tellsJson && request.output == "-")
         return mistake("--json and -o - both need standard output: leave one of them out.");
-    if (request.format != ExportFormat::gif) return {};
-    if (!arguments.has("--size") && !arguments.has("--preset")) {
+    if (request.format == ExportFormat::gif && !arguments.has("--size") && !arguments.has("--preset")) {
         request.preset.width = gifWidth;
         request.preset.height = gifHeight;
     }
-    if (request.preset.fps > glasshob::GifSink::mostFps) {
-        request.notes.push_back("A GIF shows at most " + std::to_string(glasshob::GifSink::mostFps) +
-                                " frames a second: it has these instead of " + std::to_string(request.preset.fps) +
+    const std::int64_t fps = request.preset.fps;
+    request.preset = ExportFormats::fitted(request.preset, request.format);
+    if (request.preset.fps != fps)
+        request.notes.push_back("A GIF shows at most " + std::to_string(request.preset.fps) +
+                                " frames a second: it has these instead of " + std::to_string(fps) +
                                 ". Fewer make a smaller file (--fps 25).");
-        request.preset.fps = glasshob::GifSink::mostFps;
-    }
     return {};
 }
 
@@ -207,6 +209,9 @@ std::expected<ExportRequest, std::string> readExportRequest(const Arguments& arg
         const auto frames = readFrames(*text, request.plan().frameCount());
         if (!frames) return mistake(frames.error());
         request.frames = *frames;
+        const bool isPart = request.format == ExportFormat::mp4 || request.format == ExportFormat::mov;
+        if (!isPart && ExportFormats::entry(request.format).isMovie)
+            return mistake("Parts of a movie are MP4 or MOV files: give --frames with -o OUT.mp4.");
     }
     return request;
 }

@@ -2,6 +2,7 @@
 
 // What the command line asks of an export, read and checked before anything is made.
 
+#include "GlassHobCore/shader/ExportFormats.h"
 #include "GlassHobCore/shader/ExportPreset.h"
 #include "GlassHobRender/export/VideoExporter.h"
 #include "hob/Arguments.h"
@@ -15,12 +16,9 @@
 
 namespace hob {
 
-/// What the output's ending asks for.
-enum class ExportFormat { movie, gif, png, y4m };
-
 struct ExportRequest {
     std::string output;
-    ExportFormat format = ExportFormat::movie;
+    glasshob::ExportFormat format = glasshob::ExportFormat::mp4;
     glasshob::ExportPreset preset = glasshob::ExportPreset::web();
     double start = 0;
     double duration = 10;

@@ -1,26 +1,43 @@
 #include "hob/Interrupts.h"
 
+#include "GlassHobCore/files/PartialFile.h"
+#include "hob/Console.h"
+
 #include <atomic>
 #include <chrono>
 #include <csignal>
+#include <unistd.h>
 
 namespace hob {
 
 namespace {
 
-std::atomic<bool> isInterrupted = false;
+std::atomic<int> requests = 0;
 constexpr int signals[] = {SIGINT, SIGTERM, SIGHUP};
+constexpr std::chrono::milliseconds interval{20};
+constexpr std::chrono::milliseconds patience{2000};
+
+[[noreturn]] void endNow(const std::string& sentence) {
+    glasshob::UnfinishedPaths::removeAll();
+    (void)!::write(STDERR_FILENO, sentence.data(), sentence.size());
+    _exit(int(ExitStatus::failed));
+}
 
 } // namespace
 
-Interrupts::Interrupts() {
+Interrupts::Interrupts(std::string_view sentence) : sentence_("hob: " + std::string(sentence) + "\n") {
+    requests = 0;
     for (const int number : signals)
-        std::signal(number, [](int) { isInterrupted = true; });
+        std::signal(number, [](int) { ++requests; });
     // A signal may do next to nothing; a thread hands the word on.
     watcher_ = std::jthread([this](const std::stop_token& ended) {
-        while (!ended.stop_requested() && !isInterrupted)
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        if (isInterrupted) stop_.request_stop();
+        std::chrono::milliseconds waited{0};
+        while (!ended.stop_requested()) {
+            if (requests > 0) stop_.request_stop();
+            if (requests > 1 || waited > patience) endNow(sentence_);
+            std::this_thread::sleep_for(interval);
+            if (requests > 0) waited += interval;
+        }
     });
 }
 
@@ -30,7 +47,7 @@ Interrupts::~Interrupts() {
 }
 
 bool Interrupts::happened() const {
-    return isInterrupted;
+    return requests > 0;
 }
 
 } // namespace hob

@@ -1,4 +1,5 @@
 #include "GPU/Device.h"
+#include "GlassHobRender/export/ExportSinks.h"
 #include "GlassHobRender/export/MovieJoiner.h"
 #include "GlassHobRender/program/ShaderProgram.h"
 #include "hob/Commands.h"
@@ -9,6 +10,8 @@
 namespace hob {
 
 namespace {
+
+using glasshob::ExportFormat;
 
 constexpr Option options[] = {
     {"--output", "-o", "OUT.mp4", "the movie's file"},
@@ -28,26 +31,37 @@ ExitStatus run(const Arguments& arguments, Console& console) {
         console.problem(joiner.error());
         return ExitStatus::failed;
     }
+    const auto format = glasshob::ExportFormats::ofPath(*output);
+    if (!format || (*format != ExportFormat::mp4 && *format != ExportFormat::mov)) {
+        console.problem(*output + " cannot be joined from parts, which are MPEG-4: give -o OUT.mp4 or OUT.mov.");
+        return ExitStatus::wrongUsage;
+    }
     for (const std::string& part : arguments.operands())
         if (!checkOutput(console, *output, part, "one of the parts")) return ExitStatus::failed;
     auto file = openOutput(console, *output, arguments.has("--force"));
     if (!file) return ExitStatus::failed;
-    Program program;
-    if (joiner->whole().hasSound) {
-        auto opened = openProgram(console, {"The shader in the parts", joiner->whole().shader});
-        if (!opened) return ExitStatus::failed;
-        program = std::move(*opened);
-    }
+    bool allOpened = true;
+    std::shared_ptr<gpu::Device> device;
+    const auto segments = joiner->whole().exportSegments([&](const std::string& text) {
+        Program program;
+        if (!allOpened || !joiner->whole().hasSound()) return program.program;
+        auto opened = openProgram(console, {"The shader in the parts", text});
+        allOpened = opened.has_value();
+        if (opened) program = std::move(*opened);
+        device = program.device;
+        return program.program;
+    });
+    if (!allOpened) return ExitStatus::failed;
     ExportProgress progress(console, arguments.has("--json"));
     const auto joined = joiner->join(
-        file->path(), program.program, program.device,
+        file->path(), glasshob::containerOf(*format), segments, device,
         [&](std::int64_t done, std::int64_t total) { return progress.tell(done, total); }, progress.stop());
     console.endProgress();
     if (!joined) {
         console.problem(joined.error());
         return ExitStatus::failed;
     }
-    return finishOutput(console, *file);
+    return finishOutput(console, *file, *output, arguments.has("--force"));
 }
 
 } // namespace

@@ -57,10 +57,17 @@ std::optional<glasshob::PartialFile> openOutput(Console& console, const std::str
     return std::move(*file);
 }
 
-ExitStatus finishOutput(Console& console, glasshob::PartialFile& file) {
-    const auto moved = file.moveIntoPlace();
-    if (!moved) console.problem(moved.error());
-    return moved ? ExitStatus::done : ExitStatus::failed;
+ExitStatus finishOutput(Console& console, glasshob::PartialFile& file, const std::string& output, bool replaces) {
+    using Existing = glasshob::PartialFile::Existing;
+    const auto target = glasshob::AtomicFile::target(output);
+    const auto moved = file.moveIntoPlace(replaces ? Existing::replaced : Existing::kept);
+    if (!moved) {
+        console.problem(moved.error());
+        return ExitStatus::failed;
+    }
+    if (!target || *moved == *target) return ExitStatus::done;
+    console.problem(output + " was made by another program meanwhile and is kept: this result is " + *moved + ".");
+    return ExitStatus::failed;
 }
 
 } // namespace hob

@@ -24,7 +24,8 @@ bool writeOutput(Console& console, const std::string& output, std::string_view b
 /// there is only replaced when that is asked for.
 std::optional<glasshob::PartialFile> openOutput(Console& console, const std::string& output, bool replaces);
 
-/// The last step: the file appears under its name. Tells why when that fails.
-ExitStatus finishOutput(Console& console, glasshob::PartialFile& file);
+/// The last step: the file appears under its name, or, where another program has made such a file meanwhile and it is
+/// not to be replaced, under one beside it. Tells so, and why when it fails.
+ExitStatus finishOutput(Console& console, glasshob::PartialFile& file, const std::string& output, bool replaces);
 
 } // namespace hob

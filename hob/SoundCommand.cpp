@@ -1,3 +1,4 @@
+#include "GlassHobCore/shader/ExportFormats.h"
 #include "GlassHobCore/shader/ShaderAssembler.h"
 #include "GlassHobCore/text/Numbers.h"
 #include "GlassHobRender/output/AudioRenderer.h"
@@ -29,6 +30,10 @@ std::expected<Request, std::string> readRequest(const Arguments& arguments) {
     const auto output = arguments.value("--output");
     if (!output) return std::unexpected("No file for the sound was given: add -o OUT.wav.");
     request.output = *output;
+    const auto format = glasshob::ExportFormats::ofPath(request.output);
+    if (request.output != "-" && format != glasshob::ExportFormat::wav)
+        return std::unexpected("Sound is written as a WAV file: " + request.output +
+                               " is no name for one, so give a name that ends in .wav.");
     if (const auto text = arguments.value("--start")) {
         const auto start = readTime("--start", *text);
         if (!start) return std::unexpected(start.error());

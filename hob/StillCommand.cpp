@@ -1,7 +1,12 @@
 #include "GlassHobCore/shader/EpisodeMeta.h"
+#include "GlassHobCore/shader/ExportLimits.h"
+#include "GlassHobCore/text/Numbers.h"
+#include "GlassHobRender/formats/StillFile.h"
 #include "GlassHobRender/output/StillRenderer.h"
 #include "GlassHobRender/program/ShaderProgram.h"
 #include "hob/Commands.h"
+#include "hob/ExportProgress.h"
+#include "hob/Interrupts.h"
 #include "hob/Output.h"
 #include "hob/Source.h"
 #include "hob/Values.h"
@@ -13,7 +18,7 @@ namespace hob {
 namespace {
 
 constexpr Option options[] = {
-    {"--output", "-o", "OUT.png", "the picture's file; - for standard output"},
+    {"--output", "-o", "OUT.png", "the picture's file, .png, .jpg or .webp; - for a PNG on standard output"},
     {"--size", "", "WxH", "width and height in pixels (1920x1080)"},
     {"--time", "", "T", "shader time in seconds (the shader's @still time, else 10)"},
     {"--frame", "", "N", "the frame number that the shader sees (0)"},
@@ -23,6 +28,7 @@ constexpr Option options[] = {
 /// What the options say, apart from the sliders, which need the shader.
 struct Request {
     std::string output;
+    glasshob::StillFormat format = glasshob::StillFormat::png;
     Size size;
     std::optional<double> time;
     std::uint32_t frame = 0;
@@ -33,6 +39,11 @@ std::expected<Request, std::string> readRequest(const Arguments& arguments) {
     const auto output = arguments.value("--output");
     if (!output) return std::unexpected("No file for the picture was given: add -o OUT.png.");
     request.output = *output;
+    if (*output != "-") {
+        const auto format = glasshob::StillFormats::ofPath(*output);
+        if (!format) return std::unexpected(format.error());
+        request.format = *format;
+    }
     if (const auto text = arguments.value("--size")) {
         const auto size = readSize(*text);
         if (!size) return std::unexpected(size.error());
@@ -56,16 +67,29 @@ ExitStatus draw(const Request& request, const Source& source, const SliderSettin
     const auto opened = openProgram(console, source, request.size.width, request.size.height);
     if (!opened) return ExitStatus::failed;
     const auto& [device, program] = *opened;
-    console.progress("Drawing " + source.name);
-    const auto image = glasshob::StillRenderer::render(program, device, request.size.width, request.size.height,
-                                                       request.frame, settings.values, static_cast<float>(time));
-    const std::string bytes = image ? glasshob::StillRenderer::png(*image) : std::string();
-    console.endProgress();
-    if (bytes.empty()) {
-        console.problem("The still could not be drawn.");
+    if (program->particles() != nullptr && time > glasshob::ExportLimits::latestStart) {
+        console.problem("Particles are run up to the moment step by step, and " + glasshob::shortestText(float(time)) +
+                        " seconds would never be reached: give --time " +
+                        std::to_string(std::int64_t(glasshob::ExportLimits::latestStart)) + " at most.");
         return ExitStatus::failed;
     }
-    return writeOutput(console, request.output, bytes) ? ExitStatus::done : ExitStatus::failed;
+    console.progress("Drawing " + source.name);
+    const Interrupts interrupts("The drawing was cancelled.");
+    const auto image = glasshob::StillRenderer::render(
+        program, device, request.size.width, request.size.height, request.frame, settings.values,
+        static_cast<float>(time), interrupts.token(),
+        [&](double reached, double target) { console.progress(catchUpText(reached, target)); });
+    console.endProgress();
+    if (!image) {
+        console.problem(interrupts.happened() ? "The drawing was cancelled." : "The still could not be drawn.");
+        return ExitStatus::failed;
+    }
+    const auto bytes = glasshob::StillFile::encode(*image, request.format);
+    if (!bytes) {
+        console.problem(bytes.error());
+        return ExitStatus::failed;
+    }
+    return writeOutput(console, request.output, *bytes) ? ExitStatus::done : ExitStatus::failed;
 }
 
 ExitStatus run(const Arguments& arguments, Console& console) {
@@ -90,9 +114,11 @@ ExitStatus run(const Arguments& arguments, Console& console) {
 const Command& stillCommand() {
     static constexpr Command command = {
         .name = "still",
-        .summary = "Draw one picture of a shader into a PNG file",
+        .summary = "Draw one picture of a shader into a file",
         .usage = "FILE -o OUT.png [--size WxH] [--time T] [--frame N] [--set NAME=VALUE]...",
-        .notes = "The picture is an opaque sRGB PNG. An existing file is replaced once the picture is complete.\n",
+        .notes =
+            "The ending says the format: PNG, JPEG or WebP, opaque and sRGB. An existing file is replaced once the\n"
+            "picture is complete.\n",
         .operands = Operands::one,
         .options = options,
         .run = run,

@@ -39,6 +39,7 @@ AppModel::AppModel(Surroundings surroundings, QObject* parent)
     connect(&devices_, &DeviceWatch::troubleChanged, this, &AppModel::deviceTroubleChanged);
     connect(&compilation_, &Compilation::deviceLost, this, &AppModel::reportDeviceLoss);
     connect(&compilation_, &Compilation::compiled, this, &AppModel::compiled);
+    connect(exports_.get(), &ExportJob::changed, this, &AppModel::exportChanged);
 }
 
 AppModel::~AppModel() {
@@ -175,7 +176,7 @@ QString AppModel::stillName() const {
 void AppModel::saveStill() {
     if (!program() || needsRun()) return;
     // The moment of the command, not that of the answer.
-    const ExportPreset& preset = exportChoices_.preset();
+    const ExportPreset preset = exportChoices().preset();
     StillRequest request{.program = program(),
                          .values = values(),
                          .width = preset.width,
@@ -195,24 +196,6 @@ void AppModel::saveStill() {
                 if (!saved) questions_->warn(tr("Can't save %1").arg(QFileInfo(path).fileName()), saved.error());
             });
         });
-}
-
-void AppModel::setExportChoices(ExportChoices choices) {
-    if (choices == exportChoices_) return;
-    exportChoices_ = std::move(choices);
-    emit exportChanged();
-}
-
-void AppModel::setExportState(ExportState state) {
-    if (state == exportState_) return;
-    const bool starts =
-        std::holds_alternative<ExportRunning>(state) && !std::holds_alternative<ExportRunning>(exportState_);
-    if (starts) {
-        exportStartedAt_ = QDateTime::currentDateTimeUtc();
-        cancelFlag_->set(false);
-    }
-    exportState_ = std::move(state);
-    emit exportChanged();
 }
 
 // ---- The window -----------------------------------------------------------------------------------------------------

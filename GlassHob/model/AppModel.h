@@ -54,7 +54,7 @@ class AppModel : public QObject {
         // A device in the place of one that is lost or busy without end; one apart on the same hardware when empty.
         DeviceWatch::Make makeDevice = {};
         // In the place of the video exporter.
-        ExportJob::Maker movieMaker = {};
+        ExportJob::Exporter movieMaker = {};
         // Null while there are no online services; both must outlive the model.
         AccountModel* account = nullptr;
         UpdateChecker* updates = nullptr;
@@ -169,15 +169,13 @@ class AppModel : public QObject {
     // The document's name, the clock's time, ".png".
     QString stillName() const;
     ExportJob& exports() { return *exports_; }
-    const ExportChoices& exportChoices() const { return exportChoices_; }
-    void setExportChoices(ExportChoices choices);
-    const ExportState& exportState() const { return exportState_; }
-    // The first running state after another one is the start of an export, and takes the flag back.
-    void setExportState(ExportState state);
-    // When the export began that runs, or ran last.
-    const std::optional<QDateTime>& exportStartedAt() const { return exportStartedAt_; }
-    // Shared with the thread of the export.
-    const std::shared_ptr<CancelFlag>& cancelFlag() const { return cancelFlag_; }
+    // What exports() holds.
+    const ExportChoices& exportChoices() const { return exports_->choices(); }
+    void setExportChoices(ExportChoices choices) { exports_->setChoices(std::move(choices)); }
+    const ExportState& exportState() const { return exports_->state(); }
+    void setExportState(ExportState state) { exports_->setState(std::move(state)); }
+    const std::optional<QDateTime>& exportStartedAt() const { return exports_->startedAt(); }
+    const std::shared_ptr<CancelFlag>& cancelFlag() const { return exports_->cancelFlag(); }
 
     // ---- The window ----
     bool showsEditor() const { return showsEditor_; }
@@ -216,10 +214,6 @@ class AppModel : public QObject {
 
     PreviewClock clock_;
     std::int64_t shownTenth_ = -1;
-    ExportChoices exportChoices_;
-    ExportState exportState_;
-    std::optional<QDateTime> exportStartedAt_;
-    std::shared_ptr<CancelFlag> cancelFlag_ = std::make_shared<CancelFlag>();
     bool showsEditor_ = true;
     std::optional<Sheet> sheet_;
     AccountModel* account_;

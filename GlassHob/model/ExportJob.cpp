@@ -2,17 +2,22 @@
 
 #include "GPU/Device.h"
 #include "GlassHob/model/AppModel.h"
+#include "GlassHobCore/files/AtomicFile.h"
 #include "GlassHobCore/files/PartialFile.h"
-#include "GlassHobRender/export/VideoExporter.h"
+#include "GlassHobRender/export/ExportSinks.h"
+#include "GlassHobRender/export/SoundFile.h"
 #include "GlassHobRender/program/ShaderProgram.h"
 
 #include <QCoreApplication>
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QPointer>
 #include <QSettings>
 #include <QStandardPaths>
 
+#include <algorithm>
+#include <cmath>
 #include <mutex>
 #include <utility>
 
@@ -23,9 +28,43 @@ namespace {
 constexpr auto folderKey = "export/folder";
 constexpr int pictureWidth = 864; // two pixels for each of the window's
 
-void makeMovie(const ExportOrder& order, const ExportJob::Desk& desk) {
-    VideoExporter::exportMovie(order.program, order.values, order.plan, order.watermark, order.program->device(),
-                               desk.path, desk.progress, {}, desk.stop, desk.show);
+void exportOrder(const ExportOrder& order, const ExportJob::Target& target) {
+    const auto& device = order.program()->device();
+    const std::string name = QFile::encodeName(order.path).toStdString();
+    if (order.format == ExportFormat::wav) {
+        const auto written = writeSoundFile(order.segments, device, {target.path, name, target.progress, target.stop});
+        if (!written) throw ExportError(written.error());
+        return;
+    }
+    const auto sink = makeSink({.format = order.format,
+                                .path = target.path,
+                                .name = name,
+                                .preset = order.preset,
+                                .hasSound = order.hasSound(),
+                                .replaces = false});
+    if (!sink) throw ExportError(sink.error());
+    auto done = exportFrames(order.segments,
+                             {.preset = order.preset,
+                              .device = device,
+                              .progress = target.progress,
+                              .stop = target.stop,
+                              .preview = target.show},
+                             **sink);
+    if (!done) throw std::move(done.error());
+}
+
+// Numbered pictures stand in a folder of the name without its ending.
+QString folderOfPictures(const QString& path) {
+    return path.endsWith(u'/') ? path : path.left(path.lastIndexOf(u'.')) + u'/';
+}
+
+qint64 bytesOf(const QString& path) {
+    const QFileInfo info(path);
+    if (!info.isDir()) return info.size();
+    qint64 sum = 0;
+    for (const QFileInfo& each : QDir(path).entryInfoList(QDir::Files))
+        sum += each.size();
+    return sum;
 }
 
 // Half the size of a large frame comes from every other pixel; the rest is smooth.
@@ -40,9 +79,50 @@ QImage smallPicture(const std::byte* pixels, std::size_t rowBytes, const ExportP
 
 } // namespace
 
+std::int64_t ExportOrder::frameCount() const {
+    std::int64_t count = 0;
+    for (const ExportSegment& segment : segments)
+        count += ExportPlan::frameCount(segment.duration, preset.fps);
+    return count;
+}
+
+double ExportOrder::seconds() const {
+    return double(frameCount()) / double(preset.fps);
+}
+
+std::shared_ptr<const ShaderProgram> ExportOrder::program() const {
+    return segments.empty() ? nullptr : segments.front().program;
+}
+
+bool ExportOrder::hasSound() const {
+    return ExportTimeline(segments, preset.fps).hasSound();
+}
+
+void ExportOrder::dropPrograms() {
+    for (ExportSegment& segment : segments) {
+        segment.program.reset();
+        segment.soundProgram.reset();
+    }
+}
+
+ExportPreset ExportChoices::ownPreset() const {
+    // A little more than an eighth of a bit for a pixel; what no H.264 player takes is HEVC.
+    const std::int64_t bitrate = std::max<std::int64_t>(ownWidth * ownHeight * ownFps / 8, 500'000);
+    return {ownId,
+            QCoreApplication::translate("glasshob::Export", "%1×%2 · %3 fps")
+                .arg(ownWidth)
+                .arg(ownHeight)
+                .arg(ownFps)
+                .toStdString(),
+            ownWidth,
+            ownHeight,
+            ownFps,
+            std::min<std::int64_t>(bitrate, 400'000'000),
+            std::max(ownWidth, ownHeight) > 4096 ? VideoCodec::hevc : VideoCodec::h264};
+}
+
 // What the two threads share. The export's thread tells the newest and never waits for it to be read.
 struct ExportJob::Shared {
-    std::shared_ptr<CancelFlag> cancelled;
     std::stop_token stop;
     QPointer<ExportJob> job; // to be followed on the main thread only
 
@@ -53,23 +133,44 @@ struct ExportJob::Shared {
     bool pictureIsOnItsWay = false;
     std::string partial;
 
-    bool isCancelled() const { return cancelled->value() || stop.stop_requested(); }
+    bool isCancelled() const { return stop.stop_requested(); }
 };
 
-ExportJob::ExportJob(AppModel& model, Maker maker)
-    : model_(model), maker_(maker ? std::move(maker) : Maker(makeMovie)) {}
+ExportJob::ExportJob(AppModel& model, Exporter exporter)
+    : model_(model), exporter_(exporter ? std::move(exporter) : Exporter(exportOrder)) {}
 
 ExportJob::~ExportJob() {
-    stop_.request_stop();
-    if (isRunning()) thread_.join();
+    if (!isRunning()) return;
+    cancelFlag_->set(true);
+    thread_.join();
+}
+
+void ExportJob::setChoices(ExportChoices choices) {
+    if (choices == choices_) return;
+    choices_ = std::move(choices);
+    emit changed();
+}
+
+void ExportJob::setState(ExportState state) {
+    if (state == state_) return;
+    const bool starts = std::holds_alternative<ExportRunning>(state) && !std::holds_alternative<ExportRunning>(state_);
+    if (starts) {
+        startedAt_ = QDateTime::currentDateTimeUtc();
+        cancelFlag_->set(false);
+    }
+    state_ = std::move(state);
+    emit changed();
 }
 
 bool ExportJob::canStart() const {
-    return model_.program() != nullptr && !model_.needsRun() && !isRunning();
+    const auto& program = model_.program();
+    if (program == nullptr || model_.needsRun() || isRunning()) return false;
+    return choices_.format != ExportFormat::wav || program->soundPipeline() != nullptr;
 }
 
 QString ExportJob::suggestedName() const {
-    return QFileInfo(model_.displayName()).completeBaseName() + QStringLiteral(".mp4");
+    return QFileInfo(model_.displayName()).completeBaseName() +
+           QString::fromLatin1(ExportFormats::entry(choices_.format).ending);
 }
 
 void ExportJob::chooseAndStart(std::function<void()> answered) {
@@ -77,16 +178,19 @@ void ExportJob::chooseAndStart(std::function<void()> answered) {
         if (answered) answered();
         return;
     }
-    const ExportChoices& choices = model_.exportChoices();
     // The moment of the command, not that of the answer.
-    ExportOrder order{model_.program(), model_.values(), choices.plan(), choices.watermark, {}};
+    const ExportPlan plan = choices_.plan();
+    ExportOrder order{.segments = {ExportSegment(model_.program(), model_.values(), plan.start, plan.duration,
+                                                 choices_.watermark, true)},
+                      .preset = choices_.preset(),
+                      .format = choices_.format};
     QString folder = QSettings().value(folderKey).toString();
     if (!QFileInfo(folder).isDir()) folder = QStandardPaths::writableLocation(QStandardPaths::MoviesLocation);
     choose(std::move(order), folder, suggestedName(), std::move(answered));
 }
 
 void ExportJob::choose(ExportOrder order, const QString& folder, const QString& name, std::function<void()> answered) {
-    model_.questions().chooseFileToSave(tr("Export the video"), folder, name,
+    model_.questions().chooseFileToSave(tr("Export"), folder, name,
                                         [self = QPointer(this), order = std::move(order),
                                          answered = std::move(answered)](std::optional<QString> path) mutable {
                                             if (self && path && !self->isRunning()) {
@@ -101,27 +205,38 @@ void ExportJob::choose(ExportOrder order, const QString& folder, const QString& 
 void ExportJob::start(ExportOrder order) {
     Q_ASSERT(!isRunning());
     order_ = std::move(order);
+    const auto format = ExportFormats::ofPath(order_->path.toStdString());
+    if (format) {
+        order_->format = *format;
+        order_->preset = ExportFormats::fitted(order_->preset, *format);
+        if (*format == ExportFormat::pngs) order_->path = folderOfPictures(order_->path);
+    }
     picture_ = {};
     bytes_ = 0;
     secondsTaken_ = 0;
     placeIsAtFault_ = false;
-    stop_ = std::stop_source();
     clock_.start();
     pace_ = ExportPace();
+    setState(ExportRunning{0, order_->format == ExportFormat::wav ? std::int64_t(std::ceil(order_->seconds()))
+                                                                  : order_->frameCount()});
+    if (!format) {
+        placeIsAtFault_ = true;
+        setState(ExportFailed{QString::fromStdString(format.error())});
+        emit ended();
+        return;
+    }
     shared_ = std::make_shared<Shared>();
-    shared_->cancelled = model_.cancelFlag();
-    shared_->stop = stop_.get_token();
+    shared_->stop = cancelFlag_->token();
     shared_->job = this;
-    model_.setExportState(ExportRunning{0, order_->plan.frameCount()});
     thread_ = std::thread(
-        [maker = maker_, order = *order_, shader = model_.filePath().value_or(QString()), shared = shared_] {
+        [exporter = exporter_, order = *order_, shader = model_.filePath().value_or(QString()), shared = shared_] {
             Outcome outcome;
             if (!shader.isEmpty() && QFileInfo(shader) == QFileInfo(order.path))
                 outcome = std::unexpected(Failure{
                     tr("%1 is the shader itself: choose another name for the video.").arg(QFileInfo(shader).fileName()),
                     true});
             else
-                outcome = work(maker, order, QFile::encodeName(order.path).toStdString(), *shared);
+                outcome = work(exporter, order, *shared);
             QMetaObject::invokeMethod(
                 qApp,
                 [shared, outcome] {
@@ -132,8 +247,9 @@ void ExportJob::start(ExportOrder order) {
 }
 
 // On the export's thread.
-ExportJob::Outcome ExportJob::work(const Maker& maker, const ExportOrder& order, const std::string& place,
-                                   Shared& shared) {
+ExportJob::Outcome ExportJob::work(const Exporter& exporter, const ExportOrder& order, Shared& shared) {
+    const std::string place = QFile::encodeName(order.path).toStdString();
+    const bool arePictures = order.format == ExportFormat::pngs;
     // Posts a call of the job's, unless the one before has not been taken yet.
     const auto post = [&shared](bool Shared::* isOnItsWay, void (ExportJob::*take)()) {
         if (std::exchange(shared.*isOnItsWay, true)) return;
@@ -144,37 +260,52 @@ ExportJob::Outcome ExportJob::work(const Maker& maker, const ExportOrder& order,
             },
             Qt::QueuedConnection);
     };
-    auto partial = PartialFile::beside(place);
-    if (!partial) return std::unexpected(Failure{QString::fromStdString(partial.error()), true});
-    {
+    if (arePictures && !QDir(order.path).isEmpty())
+        return std::unexpected(
+            Failure{tr("The folder %1 is there already and has something in it: choose another name.")
+                        .arg(QDir(order.path).dirName()),
+                    true});
+    std::optional<PartialFile> partial;
+    if (!arePictures) {
+        auto made = PartialFile::beside(place);
+        if (!made) return std::unexpected(Failure{QString::fromStdString(made.error()), true});
+        partial = std::move(*made);
         const std::scoped_lock held(shared.lock);
         shared.partial = partial->path();
     }
-    Desk desk;
-    desk.path = partial->path();
-    desk.stop = shared.stop;
-    desk.progress = [&](std::int64_t done, std::int64_t total) {
+    Target target;
+    target.path = partial ? partial->path() : place;
+    target.stop = shared.stop;
+    target.progress = [&](std::int64_t done, std::int64_t total) {
         const std::scoped_lock held(shared.lock);
         shared.done = done;
         shared.total = total;
         post(&Shared::progressIsOnItsWay, &ExportJob::takeProgress);
         return !shared.isCancelled();
     };
-    desk.show = [&](const std::byte* pixels, std::size_t rowBytes) {
-        QImage picture = smallPicture(pixels, rowBytes, order.plan.preset);
+    target.show = [&](const std::byte* pixels, std::size_t rowBytes) {
+        QImage picture = smallPicture(pixels, rowBytes, order.preset);
         const std::scoped_lock held(shared.lock);
         shared.picture = std::move(picture);
         post(&Shared::pictureIsOnItsWay, &ExportJob::takePicture);
     };
     try {
-        maker(order, desk);
+        exporter(order, target);
     } catch (const std::exception& error) {
         return std::unexpected(Failure{QString::fromUtf8(error.what())});
     }
     // The last frame is there and the person does not want it any more: what is not in its place yet goes.
     if (shared.isCancelled()) return std::unexpected(Failure{});
-    if (const auto moved = partial->moveIntoPlace(); !moved)
-        return std::unexpected(Failure{QString::fromStdString(moved.error()), true});
+    if (partial)
+        if (const auto moved = partial->moveIntoPlace(); !moved)
+            return std::unexpected(Failure{QString::fromStdString(moved.error()), true});
+    const QString base =
+        order.path.endsWith(u'/') ? order.path.chopped(1) : order.path.left(order.path.lastIndexOf(u'.'));
+    for (const CompanionFile& companion : order.companions) {
+        const auto written =
+            AtomicFile::write(QFile::encodeName(base + companion.suffix).toStdString(), companion.text);
+        if (!written) return std::unexpected(Failure{QString::fromStdString(written.error()), true});
+    }
     return {};
 }
 
@@ -187,7 +318,7 @@ void ExportJob::takeProgress() {
     }
     if (!isRunning()) return;
     pace_.report(double(clock_.elapsed()) / 1000, running.done);
-    model_.setExportState(running);
+    setState(running);
 }
 
 void ExportJob::takePicture() {
@@ -202,24 +333,25 @@ void ExportJob::takePicture() {
 void ExportJob::finish(const Outcome& outcome) {
     thread_.join();
     secondsTaken_ = double(clock_.elapsed()) / 1000;
-    const auto device = order_->program->device();
+    const auto device = order_->program()->device();
     // Kept for another try only, as a program keeps its device.
-    if (outcome || shared_->isCancelled() || device->lost()) order_->program.reset();
+    if (outcome || shared_->isCancelled() || device->lost()) order_->dropPrograms();
     if (device->lost() && device == model_.device()) model_.reportDeviceLoss();
     if (outcome) {
-        bytes_ = QFileInfo(order_->path).size();
-        model_.setExportState(ExportFinished{order_->path});
+        bytes_ = bytesOf(order_->path);
+        setState(ExportFinished{order_->path});
     } else if (shared_->isCancelled()) {
-        model_.setExportState(ExportIdle{});
+        setState(ExportIdle{});
     } else {
         placeIsAtFault_ = outcome.error().isThePlaces;
-        model_.setExportState(ExportFailed{outcome.error().message});
+        setState(ExportFailed{outcome.error().message});
     }
     emit ended();
 }
 
 bool ExportJob::hasUsableProgram() const {
-    return order_->program != nullptr && !order_->program->device()->lost();
+    const auto program = order_->program();
+    return program != nullptr && !program->device()->lost();
 }
 
 bool ExportJob::canTryAgain() const {
@@ -230,10 +362,12 @@ void ExportJob::tryAgain() {
     if (!canTryAgain()) return;
     ExportOrder order = *order_;
     if (!hasUsableProgram()) {
-        order.program = model_.program();
-        order.values = model_.values();
+        for (ExportSegment& segment : order.segments) {
+            segment.program = model_.program();
+            segment.values = model_.values();
+        }
     }
-    const QFileInfo place(order.path);
+    const QFileInfo place(order.path.endsWith(u'/') ? order.path.chopped(1) + QStringLiteral(".png") : order.path);
     if (placeIsAtFault_)
         choose(std::move(order), place.absolutePath(), place.fileName(), {});
     else
@@ -242,15 +376,14 @@ void ExportJob::tryAgain() {
 
 void ExportJob::cancel() {
     if (!isRunning()) return;
-    model_.cancelFlag()->set(true);
-    stop_.request_stop();
-    emit model_.exportChanged();
+    cancelFlag_->set(true);
+    emit changed();
 }
 
 void ExportJob::dismiss() {
     if (isRunning()) return;
-    if (order_) order_->program.reset();
-    model_.setExportState(ExportIdle{});
+    if (order_) order_->dropPrograms();
+    setState(ExportIdle{});
 }
 
 void ExportJob::abandon() {
@@ -264,7 +397,7 @@ double ExportJob::secondsTaken() const {
 }
 
 std::optional<double> ExportJob::secondsLeft() const {
-    const auto* running = std::get_if<ExportRunning>(&model_.exportState());
+    const auto* running = std::get_if<ExportRunning>(&state_);
     if (!running) return std::nullopt;
     return pace_.secondsLeft(double(clock_.elapsed()) / 1000, running->total);
 }

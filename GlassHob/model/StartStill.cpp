@@ -9,14 +9,17 @@
 #include <QCoreApplication>
 #include <QPointer>
 
+#include <algorithm>
+#include <cmath>
+
 namespace glasshob {
 
 namespace {
 
 constexpr double redrawDelay = 0.3;
-// Every preset's shape, and more than the window shows, so that fine structures look as they will in the video.
-constexpr std::int64_t width = 1280;
-constexpr std::int64_t height = 720;
+// More than the window shows, so that fine structures look as they will in the video.
+constexpr std::int64_t mostWidth = 1280;
+constexpr std::int64_t mostHeight = 720;
 
 } // namespace
 
@@ -48,7 +51,8 @@ void StartStill::setWanted(bool wanted) {
 std::optional<StartStill::Moment> StartStill::now() const {
     if (!model_.program() || model_.needsRun()) return std::nullopt;
     const ExportChoices& choices = model_.exportChoices();
-    return Moment{model_.program(), model_.values(), choices.start, choices.watermark};
+    const ExportPreset preset = choices.preset();
+    return Moment{model_.program(), model_.values(), choices.start, choices.watermark, preset.width, preset.height};
 }
 
 void StartStill::follow() {
@@ -79,6 +83,11 @@ void StartStill::redraw() {
 }
 
 QImage StartStill::draw(const Moment& moment, const std::stop_token& stop) {
+    const double scale = std::min(double(mostWidth) / double(moment.width), double(mostHeight) / double(moment.height));
+    const auto side = [scale](std::int64_t length) {
+        return std::max<std::int64_t>(std::llround(scale * double(length)), 1);
+    };
+    const std::int64_t width = side(moment.width), height = side(moment.height);
     ExportPreset preset = ExportPreset::site();
     preset.width = width;
     preset.height = height;

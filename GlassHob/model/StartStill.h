@@ -11,6 +11,7 @@
 #include <QImage>
 #include <QObject>
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <stop_token>
@@ -41,6 +42,8 @@ class StartStill : public QObject {
         SliderValues values;
         double start = 0;
         bool watermark = true;
+        // Of the video, as are its proportions; what is drawn is smaller.
+        std::int64_t width = 0, height = 0;
         bool operator==(const Moment&) const = default;
     };
     static QImage draw(const Moment& moment, const std::stop_token& stop);

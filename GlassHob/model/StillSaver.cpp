@@ -1,5 +1,6 @@
 #include "GlassHob/model/StillSaver.h"
 
+#include "GlassHobRender/formats/StillFile.h"
 #include "GlassHobRender/output/StillRenderer.h"
 #include "GlassHobRender/program/ShaderProgram.h"
 
@@ -17,7 +18,7 @@ void saveStill(StillRequest request, QObject* context, std::function<void(std::e
                                                  request.height, request.frame, request.values, request.time);
         if (!image) {
             result = std::unexpected(QCoreApplication::translate("AppModel", "The still could not be drawn."));
-        } else if (const auto written = StillRenderer::writePNG(*image, QFile::encodeName(request.path).toStdString());
+        } else if (const auto written = StillFile::write(*image, QFile::encodeName(request.path).toStdString());
                    !written) {
             result = std::unexpected(QString::fromStdString(written.error()));
         }

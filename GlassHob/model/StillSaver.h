@@ -1,5 +1,5 @@
-// Draws a still of a program away from the main thread and writes it as a PNG file. Main thread; the answer arrives
-// there later, unless the context object is gone by then.
+// Draws a still of a program away from the main thread and writes it in the format of its ending. Main thread; the
+// answer arrives there later, unless the context object is gone by then.
 #pragma once
 
 #include "GlassHobCore/shader/Params.h"

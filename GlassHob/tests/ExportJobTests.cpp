@@ -5,7 +5,7 @@
 #include "GlassHob/model/ExportPace.h"
 #include "GlassHob/model/StartStill.h"
 #include "GlassHob/tests/ModelTestSupport.h"
-#include "GlassHobRender/export/ExportError.h"
+#include "GlassHobRender/formats/ExportError.h"
 #include "GlassHobRender/program/ShaderProgram.h"
 
 #include <QFileInfo>
@@ -33,7 +33,7 @@ void waitForStop(const std::stop_token& stop) {
 class ExportJobTest : public AppModelTest {
   protected:
     void SetUp() override {
-        movieMaker = [this](const ExportOrder& order, const ExportJob::Desk& desk) { make(order, desk); };
+        movieMaker = [this](const ExportOrder& order, const ExportJob::Target& target) { make(order, target); };
         AppModelTest::SetUp();
         model->open(file("a.metal", shader("// @param s 1 0 2")));
         model->setExportChoices({.presetId = "site", .start = 1, .duration = 0.2});
@@ -53,7 +53,7 @@ class ExportJobTest : public AppModelTest {
         return std::holds_alternative<State>(model->exportState());
     }
 
-    ExportJob::Maker make; // on the export's thread
+    ExportJob::Exporter make; // on the export's thread
     std::binary_semaphore go{0};
     QString movie;
     int ends = 0;
@@ -61,15 +61,15 @@ class ExportJobTest : public AppModelTest {
 
 TEST_F(ExportJobTest, TakesWhatIsThereAtTheCommandAndPutsTheWholeFileInItsPlace) {
     file("movie.mp4", "old");
-    ExportOrder got{nullptr, {}, ExportPlan(ExportPreset::web(), 0, 0), false, {}};
-    make = [&](const ExportOrder& order, const ExportJob::Desk& desk) {
+    ExportOrder got;
+    make = [&](const ExportOrder& order, const ExportJob::Target& target) {
         got = order;
-        put(desk.path, "new");
-        desk.progress(0, 6);
+        put(target.path, "new");
+        target.progress(0, 6);
         std::vector<std::uint32_t> pixels(1280 * 720, 0xff2040c0);
-        desk.show(reinterpret_cast<const std::byte*>(pixels.data()), 1280 * 4);
+        target.show(reinterpret_cast<const std::byte*>(pixels.data()), 1280 * 4);
         go.acquire();
-        desk.progress(6, 6);
+        target.progress(6, 6);
     };
     auto program = model->program();
     model->exports().chooseAndStart();
@@ -90,14 +90,19 @@ TEST_F(ExportJobTest, TakesWhatIsThereAtTheCommandAndPutsTheWholeFileInItsPlace)
     EXPECT_EQ(model->exportState(), ExportState(ExportFinished{movie}));
     EXPECT_EQ(contents(movie), "new");
     EXPECT_EQ(model->exports().bytes(), 3);
-    EXPECT_EQ(got.program, program);
-    EXPECT_EQ(got.values, (SliderValues{{"s", 1.0F}}));
-    EXPECT_EQ(got.plan, ExportPlan(ExportPreset::site(), 1, 0.2));
-    EXPECT_TRUE(got.watermark);
+    ASSERT_EQ(got.segments.size(), 1U);
+    const ExportSegment& segment = got.segments.front();
+    EXPECT_EQ(segment.program, program);
+    EXPECT_EQ(segment.values, (SliderValues{{"s", 1.0F}}));
+    EXPECT_EQ(segment.start, 1);
+    EXPECT_EQ(segment.duration, 0.2);
+    EXPECT_TRUE(segment.watermark);
+    EXPECT_EQ(got.preset, ExportPreset::site());
+    EXPECT_EQ(got.format, ExportFormat::mp4);
     EXPECT_EQ(ends, 1);
     const std::weak_ptr<const ShaderProgram> old = program;
     program.reset();
-    got.program.reset();
+    got.dropPrograms();
     EXPECT_TRUE(old.expired()) << "nor does it keep the program, and with it the device";
     model->exports().dismiss();
     EXPECT_TRUE(is<ExportIdle>());
@@ -107,10 +112,10 @@ TEST_F(ExportJobTest, TakesWhatIsThereAtTheCommandAndPutsTheWholeFileInItsPlace)
 
 TEST_F(ExportJobTest, TenThousandReportsComeAsAFew) {
     int changes = 0;
-    make = [&](const ExportOrder&, const ExportJob::Desk& desk) {
-        put(desk.path, "new");
+    make = [&](const ExportOrder&, const ExportJob::Target& target) {
+        put(target.path, "new");
         for (int i = 0; i <= 10000; ++i)
-            desk.progress(i, 10000);
+            target.progress(i, 10000);
         go.release();
     };
     model->exports().chooseAndStart();
@@ -122,26 +127,26 @@ TEST_F(ExportJobTest, TenThousandReportsComeAsAFew) {
 }
 
 TEST_F(ExportJobTest, CancelledAtAnyStageItLeavesTheOlderFileAndNothingElse) {
-    const auto frames = [this](const ExportOrder&, const ExportJob::Desk& desk) {
-        put(desk.path, "half");
+    const auto frames = [this](const ExportOrder&, const ExportJob::Target& target) {
+        put(target.path, "half");
         go.acquire();
-        if (!desk.progress(3, 6)) throw ExportError::cancelled();
+        if (!target.progress(3, 6)) throw ExportError::cancelled();
     };
-    const std::pair<const char*, ExportJob::Maker> stages[] = {
+    const std::pair<const char*, ExportJob::Exporter> stages[] = {
         {"while particles run up to the start",
-         [](const ExportOrder&, const ExportJob::Desk& desk) {
-             waitForStop(desk.stop);
+         [](const ExportOrder&, const ExportJob::Target& target) {
+             waitForStop(target.stop);
              throw ExportError::cancelled();
          }},
         {"between two frames", frames},
         {"after the last frame",
-         [this](const ExportOrder&, const ExportJob::Desk& desk) {
-             put(desk.path, "whole");
+         [this](const ExportOrder&, const ExportJob::Target& target) {
+             put(target.path, "whole");
              go.acquire();
          }},
         {"while it fails",
-         [this](const ExportOrder&, const ExportJob::Desk& desk) {
-             put(desk.path, "half");
+         [this](const ExportOrder&, const ExportJob::Target& target) {
+             put(target.path, "half");
              go.acquire();
              throw ExportError::render(3);
          }},
@@ -169,14 +174,14 @@ TEST_F(ExportJobTest, CancelledAtAnyStageItLeavesTheOlderFileAndNothingElse) {
 
 TEST_F(ExportJobTest, AFailureKeepsItsWordsUntilItIsRead) {
     QDir(folder.path()).mkdir("folder.mp4");
-    const auto fails = [](const ExportOrder&, const ExportJob::Desk& desk) {
-        put(desk.path, "half");
+    const auto fails = [](const ExportOrder&, const ExportJob::Target& target) {
+        put(target.path, "half");
         throw ExportError::writer("no space left on device");
     };
-    const auto succeeds = [](const ExportOrder&, const ExportJob::Desk& desk) { put(desk.path, "new"); };
+    const auto succeeds = [](const ExportOrder&, const ExportJob::Target& target) { put(target.path, "new"); };
     struct Case {
         QString path;
-        ExportJob::Maker maker;
+        ExportJob::Exporter maker;
         QString message;
     };
     const Case cases[] = {
@@ -217,7 +222,7 @@ TEST_F(ExportJobTest, AFailureKeepsItsWordsUntilItIsRead) {
 }
 
 TEST_F(ExportJobTest, NothingStartsWithoutAProgramAnAnswerOrARun) {
-    make = [](const ExportOrder&, const ExportJob::Desk&) { ADD_FAILURE() << "nothing was to be made"; };
+    make = [](const ExportOrder&, const ExportJob::Target&) { ADD_FAILURE() << "nothing was to be made"; };
     questions.path.reset();
     bool answered = false;
     model->exports().chooseAndStart([&] { answered = true; });
@@ -235,11 +240,11 @@ TEST_F(ExportJobTest, NothingStartsWithoutAProgramAnAnswerOrARun) {
 TEST_F(ExportJobTest, AProcessThatEndsInAHurryTakesTheHalfFileAlong) {
     std::string partial;
     std::binary_semaphore written{0};
-    make = [&](const ExportOrder&, const ExportJob::Desk& desk) {
-        put(desk.path, "half");
-        partial = desk.path;
+    make = [&](const ExportOrder&, const ExportJob::Target& target) {
+        put(target.path, "half");
+        partial = target.path;
         written.release();
-        waitForStop(desk.stop);
+        waitForStop(target.stop);
         throw ExportError::cancelled();
     };
     model->exports().chooseAndStart();

@@ -14,7 +14,7 @@
 #include "GlassHob/ui/export/ExportWindow.h"
 #include "GlassHob/ui/export/PresetCards.h"
 #include "GlassHob/ui/window/Leaving.h"
-#include "GlassHobRender/export/ExportError.h"
+#include "GlassHobRender/formats/ExportError.h"
 
 #include <QCheckBox>
 #include <QClipboard>
@@ -32,11 +32,11 @@ namespace {
 class ExportWindowTest : public ShownWindow {
   protected:
     void SetUp() override {
-        movieMaker = [this](const ExportOrder&, const ExportJob::Desk& desk) {
-            std::ofstream(desk.path) << "a movie";
-            desk.progress(3, 10);
+        movieMaker = [this](const ExportOrder&, const ExportJob::Target& target) {
+            std::ofstream(target.path) << "a movie";
+            target.progress(3, 10);
             go.acquire();
-            if (!desk.progress(10, 10)) throw ExportError::cancelled();
+            if (!target.progress(10, 10)) throw ExportError::cancelled();
             if (fails) throw ExportError::render(3);
         };
         ShownWindow::SetUp();

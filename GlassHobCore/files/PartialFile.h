@@ -4,15 +4,21 @@
 // Until then a file that was there before is untouched; given up, or let go of before the move, nothing is left.
 // Symbolic links of the place are followed, and a file that is replaced hands on its mode. Paths are native bytes.
 // One thread at a time; errors are one sentence that names the file and says what to do.
+//
+// The hidden name tells the machine and the process that writes, so that what a killed process has left is known and
+// removed by the next one that writes into the same folder.
 
 #include <expected>
 #include <string>
+#include <string_view>
 
 namespace glasshob {
 
 class PartialFile {
   public:
-    /// Finds out whether a file can stand there, and makes none yet.
+    enum class Existing { replaced, kept };
+
+    /// Finds out whether a file can stand there, and makes none yet. Removes what killed processes have left beside it.
     static std::expected<PartialFile, std::string> beside(const std::string& place);
     PartialFile(PartialFile&& other) noexcept;
     PartialFile& operator=(PartialFile&& other) noexcept;
@@ -20,8 +26,13 @@ class PartialFile {
 
     /// Where to write.
     const std::string& path() const { return path_; }
-    std::expected<void, std::string> moveIntoPlace();
+    /// Where the file is now: its place, or beside it with a number behind its name ("sea-2.mp4") where a file has come
+    /// to stand there meanwhile and is to be kept.
+    std::expected<std::string, std::string> moveIntoPlace(Existing existing = Existing::replaced);
     void remove();
+
+    /// Renames; 0, or the error's number: EEXIST where `to` is there and is not to be replaced.
+    static int move(const std::string& from, const std::string& to, bool replaces);
 
   private:
     PartialFile(std::string path, std::string place, std::string named);
@@ -31,4 +42,21 @@ class PartialFile {
     std::string named_; // the place as it was given
 };
 
+/// Files and folders that are worked on, by every thread of the process.
+namespace UnfinishedPaths {
+
+/// A hidden name for what this process works on: `before`, then a mark of machine and process, then `after`.
+std::string marked(std::string_view before, std::string_view after);
+/// Removes from the folder what has this ending and the mark of a process of this machine that is gone.
+void removeAbandoned(const std::string& folder, std::string_view after);
+
+/// `whole` is a file, or a folder with what is in it; a folder of the kind `whenEmpty` stays where others have put
+/// something into it.
+enum class Removal { whole, whenEmpty };
+void add(const std::string& path, Removal removal = Removal::whole);
+void forget(const std::string& path);
+/// Deletes all of them, the newest first: for a process that ends in the middle of its work.
+void removeAll();
+
+} // namespace UnfinishedPaths
 } // namespace glasshob

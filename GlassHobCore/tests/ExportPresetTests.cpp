@@ -1,4 +1,4 @@
-#include "GlassHobCore/shader/ExportPreset.h"
+#include "GlassHobCore/shader/ExportFormats.h"
 
 #include <gtest/gtest.h>
 
@@ -22,6 +22,27 @@ TEST(ExportPreset, IsFoundByItsExactId) {
         EXPECT_EQ(videoCodec(rawValue(preset.codec)), preset.codec);
     }
     EXPECT_EQ(videoCodec("H264"), std::nullopt);
+}
+
+TEST(ExportFormats, AreFoundByTheEndingAlone) {
+    for (const ExportFormatEntry& entry : ExportFormats::all())
+        EXPECT_EQ(ExportFormats::ofPath("some.folder/a.b" + std::string(entry.ending)), entry.format) << entry.ending;
+    EXPECT_EQ(ExportFormats::ofPath("A.GIF"), ExportFormat::gif);
+    EXPECT_EQ(ExportFormats::ofPath("frames/"), ExportFormat::pngs);
+    EXPECT_EQ(StillFormats::ofPath("a.JPEG"), StillFormat::jpeg);
+    const std::pair<const char*, const char*> refused[] = {
+        {"a.avi", "a.avi: there is no format for the ending .avi. Choose a name that ends in .mp4, .mov, .webm, .gif, "
+                  ".png, .wav or .y4m."},
+        {"films.mp4/movie", "movie has no ending that says what to write. Choose"},
+        {".mp3", ".mp3 has no ending"},
+    };
+    for (const auto& [path, sentence] : refused) {
+        const auto format = ExportFormats::ofPath(path);
+        ASSERT_FALSE(format) << path;
+        EXPECT_TRUE(format.error().starts_with(sentence)) << format.error();
+    }
+    EXPECT_EQ(ExportFormats::fitted(ExportPreset::web(), ExportFormat::gif).fps, 50);
+    EXPECT_EQ(ExportFormats::fitted(ExportPreset::web(), ExportFormat::webm), ExportPreset::web());
 }
 
 TEST(ExportPlan, CountsFramesAndTakesNonsenseAsZero) {

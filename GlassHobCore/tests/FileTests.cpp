@@ -8,7 +8,10 @@
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 using namespace glasshob;
@@ -158,6 +161,55 @@ TEST_F(PartialFileTest, StandsInItsPlaceOnlyWhenItIsWhole) {
     }
     EXPECT_EQ(get(path("movie")), "new");
     EXPECT_EQ(names(), (QStringList{"link", "movie"})) << "what is given up leaves nothing";
+}
+
+TEST_F(PartialFileTest, AFileThatComesMeanwhileIsKeptAndTheResultStandsBesideIt) {
+    const auto finish = [&](const char* name) {
+        auto partial = PartialFile::beside(path(name));
+        EXPECT_TRUE(partial);
+        put(partial->path(), "made");
+        put(path(name), "another's");
+        return partial->moveIntoPlace(PartialFile::Existing::kept).value();
+    };
+    EXPECT_EQ(finish("sea.mp4"), path("sea-2.mp4"));
+    EXPECT_EQ(finish("sea.mp4"), path("sea-3.mp4"));
+    EXPECT_EQ(finish("sea"), path("sea-2"));
+    EXPECT_EQ(get(path("sea.mp4")), "another's");
+    EXPECT_EQ(get(path("sea-3.mp4")), "made");
+}
+
+TEST_F(PartialFileTest, RemovesWhatAKilledProcessHasLeftAndNothingElse) {
+    const pid_t child = fork();
+    if (child == 0) {
+        auto partial = PartialFile::beside(path("movie.mp4"));
+        std::ofstream(partial->path()) << "half";
+        _exit(0); // as one that is killed
+    }
+    ASSERT_EQ(waitpid(child, nullptr, 0), child);
+    const auto own = PartialFile::beside(path("other.mp4"));
+    std::ofstream(own->path()) << "in work";
+    // Of another machine, whose processes cannot be asked.
+    std::ofstream(path(".movie.mp4.00000000-" + std::to_string(child) + "-1.part")) << "elsewhere";
+    std::ofstream(path(".mine.part")) << "a person's";
+    const auto count = [&] { return std::distance(std::filesystem::directory_iterator(path("")), {}); };
+    EXPECT_EQ(count(), 3) << "what the child left went with the second file";
+    const auto next = PartialFile::beside(path("movie.mp4"));
+    EXPECT_EQ(count(), 3);
+}
+
+TEST(UnfinishedPaths, GoTogether) {
+    const auto folder = std::filesystem::temp_directory_path() / ("unfinished-" + std::to_string(getpid()));
+    for (const char* name : {"a", "b", "c"})
+        std::filesystem::create_directories(folder / name);
+    for (const char* file : {"a/x", "c/kept"})
+        std::ofstream(folder / file) << "half";
+    UnfinishedPaths::add(folder / "b", UnfinishedPaths::Removal::whenEmpty);
+    UnfinishedPaths::add(folder / "c", UnfinishedPaths::Removal::whenEmpty);
+    UnfinishedPaths::add(folder / "a");
+    UnfinishedPaths::removeAll();
+    EXPECT_FALSE(std::filesystem::exists(folder / "a") || std::filesystem::exists(folder / "b"));
+    EXPECT_TRUE(std::filesystem::exists(folder / "c/kept"));
+    std::filesystem::remove_all(folder);
 }
 
 TEST_F(PartialFileTest, RefusesWhatCannotBeReplacedAndTellsAPlaceThatHasGone) {

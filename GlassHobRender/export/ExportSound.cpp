@@ -5,7 +5,7 @@
 #include "GPU/CommandQueue.h"
 #include "GPU/Device.h"
 #include "GPU/Encoders.h"
-#include "GlassHobRender/export/ExportError.h"
+#include "GlassHobRender/formats/ExportError.h"
 #include "GlassHobRender/program/ShaderProgram.h"
 
 #include <algorithm>

@@ -6,6 +6,7 @@
 #include "GPU/Encoders.h"
 #include "GPU/Texture.h"
 #include "GlassHobCore/shader/Uniforms.h"
+#include "GlassHobRender/output/CatchUpInSteps.h"
 #include "GlassHobRender/output/Watermark.h"
 #include "GlassHobRender/program/OverlayPipeline.h"
 #include "GlassHobRender/program/ShaderProgram.h"
@@ -23,8 +24,9 @@ constexpr float markOpacity = 0.9F;
 } // namespace
 
 FrameDrawer::FrameDrawer(const ExportTimeline& timeline, const ExportPreset& preset,
-                         std::shared_ptr<gpu::Device> device, std::stop_token stop)
-    : timeline_(timeline), preset_(preset), device_(std::move(device)), stop_(std::move(stop)) {
+                         std::shared_ptr<gpu::Device> device, std::stop_token stop, CatchUp catchUp)
+    : timeline_(timeline), preset_(preset), device_(std::move(device)), stop_(std::move(stop)),
+      catchUp_(std::move(catchUp)) {
     const auto queue = device_->makeCommandQueue(gpu::QueuePriority::background);
     if (!queue) throw ExportError::setup("no command queue");
     queue_ = *queue;
@@ -63,7 +65,7 @@ std::expected<void, ExportError> FrameDrawer::draw(std::int64_t number, const st
         if (ShaderRun::needsRun(*segment.program)) {
             run_ = ShaderRun::make(segment.program, device_, width, height);
             if (run_ == nullptr) return failed;
-            if (!run_->catchUp(*queue_, segment.values, nullptr, double(uniforms.time), stop_)) {
+            if (!CatchUpInSteps::run(*run_, *queue_, segment.values, double(uniforms.time), stop_, catchUp_)) {
                 return stop_.stop_requested() ? std::unexpected(ExportError::cancelled()) : failed;
             }
         }

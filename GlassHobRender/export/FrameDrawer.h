@@ -4,10 +4,11 @@
 // overlays, and the Hob mark. Used by one thread, which it blocks while the GPU works.
 
 #include "GlassHobCore/shader/ExportPreset.h"
-#include "GlassHobRender/export/ExportError.h"
 #include "GlassHobRender/export/ExportSegment.h"
+#include "GlassHobRender/formats/ExportError.h"
 
 #include <expected>
+#include <functional>
 #include <memory>
 #include <stop_token>
 
@@ -25,10 +26,13 @@ class Watermark;
 
 class FrameDrawer {
   public:
-    /// `timeline` and its segments outlive the drawer. `stop` ends a particle simulation's run up to its first frame.
-    /// Throws ExportError (setup).
+    /// How far a particle simulation's run up to its first frame has come, in seconds of shader time.
+    using CatchUp = std::function<void(double reached, double target)>;
+
+    /// `timeline` and its segments outlive the drawer. `stop` ends a run up to the first frame. Throws ExportError
+    /// (setup).
     FrameDrawer(const ExportTimeline& timeline, const ExportPreset& preset, std::shared_ptr<gpu::Device> device,
-                std::stop_token stop = {});
+                std::stop_token stop = {}, CatchUp catchUp = {});
     ~FrameDrawer();
     FrameDrawer(const FrameDrawer&) = delete;
     FrameDrawer& operator=(const FrameDrawer&) = delete;
@@ -42,6 +46,7 @@ class FrameDrawer {
     ExportPreset preset_;
     std::shared_ptr<gpu::Device> device_;
     std::stop_token stop_;
+    CatchUp catchUp_;
     std::shared_ptr<gpu::CommandQueue> queue_;
     std::unique_ptr<OverlayQuad> overlay_;
     std::unique_ptr<Watermark> mark_;

@@ -1,14 +1,14 @@
 #include "GlassHobRender/export/MovieJoiner.h"
 
-#include "GlassHobRender/export/ExportFeed.h"
 #include "GlassHobRender/export/ExportSound.h"
+#include "GlassHobRender/export/ExportThreads.h"
+#include "GlassHobRender/formats/FileChecksum.h"
 #include "GlassHobRender/formats/MovieLibrary.h"
-#include "GlassHobRender/formats/MovieWriter.h"
+#include "GlassHobRender/formats/MovieSink.h"
 
 #include <algorithm>
 #include <optional>
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace glasshob {
 
@@ -86,9 +86,12 @@ std::expected<MovieJoiner::Part, std::string> MovieJoiner::read(const std::strin
     const std::string again = " render it again with " + optionText(part->first, part->end) + ".";
     AVStream& stream = *(*input)->streams[0];
     const Packet packet(av_packet_alloc());
-    if (!isWhole(path, stream, part->end - part->first) || !readPicture(**input, *packet, part->plan.preset.fps) ||
+    if (!isWhole(path, stream, part->end - part->first) || !readPicture(**input, *packet, part->preset.fps) ||
         (packet->flags & AV_PKT_FLAG_KEY) == 0 || packet->dts == AV_NOPTS_VALUE)
         return mistake(path + " is not whole:" + again);
+    const AVDictionaryEntry* sum = av_dict_get((*input)->metadata, FileChecksum::metadataKey, nullptr, 0);
+    if (sum == nullptr || !FileChecksum::isIntact(path, sum->value))
+        return mistake(path + " is damaged: its checksum is not that of its pictures, so" + again);
     const auto* sets = stream.codecpar->extradata;
     return Part{path, std::move(*part), {sets, sets + stream.codecpar->extradata_size}, -packet->dts};
 }
@@ -117,7 +120,7 @@ std::expected<void, std::string> MovieJoiner::checkSequence(const std::vector<Pa
         gap(next, part.first);
         next = part.end;
     }
-    gap(next, parts.front().part.plan.frameCount());
+    gap(next, parts.front().part.frameCount());
     if (count == 0) return {};
     if (count > 8) {
         gaps += " and " + std::to_string(count - 8) + " more stretches";
@@ -155,73 +158,57 @@ std::expected<MovieJoiner, std::string> MovieJoiner::make(const std::vector<std:
     return joiner;
 }
 
-std::expected<void, std::string> MovieJoiner::join(const std::string& path,
-                                                   const std::shared_ptr<const ShaderProgram>& program,
+std::expected<void, std::string> MovieJoiner::join(const std::string& path, MovieContainer container,
+                                                   const std::vector<ExportSegment>& segments,
                                                    const std::shared_ptr<gpu::Device>& device, const Progress& progress,
                                                    const std::stop_token& stop) const {
-    const ExportPlan& plan = whole().plan;
     const auto input = openFile(parts_.front().path);
     if (!input) return std::unexpected(input.error());
     // The parameters in full: what the index alone does not tell stands in the first pictures.
     if (avformat_find_stream_info(input->get(), nullptr) < 0)
         return mistake(parts_.front().path + " could not be read.");
-    const std::vector<ExportSegment> segments = {
-        ExportSegment(program, whole().values, plan.start, plan.duration, whole().hasMark, whole().hasSound)};
-    ExportTimeline timeline;
+    const std::int64_t fps = whole().preset.fps;
+    const ExportTimeline timeline(segments, fps);
     std::optional<ExportSound> sound;
-    std::unique_ptr<MovieWriter> writer;
-    const auto fail = [&](const std::string& sentence) {
-        if (writer != nullptr) writer->cancelWriting();
-        if (writer != nullptr) unlink(path.c_str());
-        return mistake(sentence);
-    };
     try {
-        timeline = ExportTimeline(segments, plan.preset.fps);
-        if (whole().hasSound) sound.emplace(timeline, device);
+        if (whole().hasSound()) sound.emplace(timeline, device);
     } catch (const ExportError& error) {
-        return fail(error.description);
+        return mistake(error.description);
     }
-    unlink(path.c_str());
-    auto made = MovieWriter::make(path);
-    if (!made) return std::unexpected(made.error());
-    writer = std::move(*made);
-    MovieInput* video = writer->addVideo(EncodedVideo{(*input)->streams[0]->codecpar, plan.preset.fps});
-    MovieInput* heard = sound ? writer->addAudio({}) : nullptr;
-    if (video == nullptr || (sound && heard == nullptr) || !writer->startWriting())
-        return fail(ExportError::writer(writer->error()).description);
+    MovieSink sink(path, {.container = container,
+                          .video = EncodedVideo{(*input)->streams[0]->codecpar, fps},
+                          .hasSound = sound.has_value()});
+    if (const auto started = sink.start(); !started) return mistake(started.error().description);
     std::int64_t delay = 0;
     for (const Part& part : parts_)
         delay = std::max(delay, part.delay);
     {
-        ExportFeed feed(*writer, stop);
-        if (sound) feed.startSound(*heard, *sound, timeline.frameCount());
+        ExportThreads threads(stop);
+        if (sound) threads.runSound(*sound, timeline.frameCount(), sink);
         for (const Part& part : parts_)
-            if (const auto copied = copy(part, *writer, *video, feed, delay, progress, stop); !copied) {
-                feed.record(ExportError::cancelled()); // ends the sound
-                (void)feed.finish(*video);
-                return fail(copied.error());
-            }
-        if (const auto failure = feed.finish(*video)) return fail(failure->description);
+            if (auto copied = copy(part, sink, threads, delay, progress); !copied) return copied;
+        threads.join();
+        if (const auto failure = threads.failure()) return mistake(failure->description);
     }
+    if (const auto finished = sink.finish(stop); !finished) return mistake(finished.error().description);
     (void)progress(timeline.frameCount(), timeline.frameCount());
     return {};
 }
 
 // Decoding times are made anew, a frame apart throughout: a short part may have begun with a smaller delay than others.
-std::expected<void, std::string> MovieJoiner::copy(const Part& part, MovieWriter& writer, MovieInput& video,
-                                                   ExportFeed& feed, std::int64_t delay, const Progress& progress,
-                                                   const std::stop_token& stop) const {
+std::expected<void, std::string> MovieJoiner::copy(const Part& part, MovieSink& sink, ExportThreads& threads,
+                                                   std::int64_t delay, const Progress& progress) const {
     const std::int64_t count = part.part.end - part.part.first;
     const auto input = openFile(part.path);
     if (!input) return std::unexpected(input.error());
     const Packet packet(av_packet_alloc());
-    for (std::int64_t i = 0; i < count && !feed.hasFailed(); ++i) {
+    for (std::int64_t i = 0; i < count && !threads.hasFailed(); ++i) {
         const std::int64_t decoded = part.part.first + i;
-        if (!progress(decoded, part.part.plan.frameCount()) || stop.stop_requested()) {
-            feed.record(ExportError::cancelled());
+        if (!progress(decoded, part.part.frameCount())) {
+            threads.fail(ExportError::cancelled());
             return {};
         }
-        if (!readPicture(**input, *packet, part.part.plan.preset.fps) || packet->pts < 0 || packet->pts >= count ||
+        if (!readPicture(**input, *packet, part.part.preset.fps) || packet->pts < 0 || packet->pts >= count ||
             packet->pts < i - delay) {
             return mistake(part.path + " is damaged at " + framesText(decoded, decoded + 1) +
                            ": render it again with " + optionText(part.part.first, part.part.end) + ".");
@@ -229,8 +216,10 @@ std::expected<void, std::string> MovieJoiner::copy(const Part& part, MovieWriter
         packet->pts += part.part.first;
         packet->dts = decoded - delay;
         packet->duration = 1;
-        if (!feed.waitFor(video)) return {};
-        if (!writer.append(video, *packet)) feed.recordWriter("append failed at frame " + std::to_string(decoded));
+        if (const auto written = sink.write(decoded, *packet, threads.ended()); !written) {
+            threads.fail(written.error());
+            return {};
+        }
     }
     return {};
 }

@@ -7,6 +7,7 @@
 // sentence; a file that is not whole is removed. One thread at a time.
 
 #include "GlassHobRender/export/MoviePart.h"
+#include "GlassHobRender/formats/MovieWriter.h"
 
 #include <cstdint>
 #include <expected>
@@ -22,10 +23,8 @@ class Device;
 
 namespace glasshob {
 
-class ExportFeed;
-class MovieInput;
-class MovieWriter;
-class ShaderProgram;
+class ExportThreads;
+class MovieSink;
 
 class MovieJoiner {
   public:
@@ -38,9 +37,10 @@ class MovieJoiner {
     /// False cancels.
     using Progress = std::function<bool(std::int64_t done, std::int64_t total)>;
 
-    /// `program` is made from the whole's text; it may be null where the whole has no sound. A file at `path` is
-    /// replaced.
-    std::expected<void, std::string> join(const std::string& path, const std::shared_ptr<const ShaderProgram>& program,
+    /// `segments` are the whole's (MoviePart::exportSegments()); their programs may be null where it has no sound. A
+    /// file at `path` is replaced.
+    std::expected<void, std::string> join(const std::string& path, MovieContainer container,
+                                          const std::vector<ExportSegment>& segments,
                                           const std::shared_ptr<gpu::Device>& device, const Progress& progress,
                                           const std::stop_token& stop = {}) const;
 
@@ -56,10 +56,9 @@ class MovieJoiner {
 
     static std::expected<Part, std::string> read(const std::string& path);
     static std::expected<void, std::string> checkSequence(const std::vector<Part>& parts);
-    /// Fails where the part is damaged; other failures are the feed's.
-    std::expected<void, std::string> copy(const Part& part, MovieWriter& writer, MovieInput& video, ExportFeed& feed,
-                                          std::int64_t delay, const Progress& progress,
-                                          const std::stop_token& stop) const;
+    /// Fails where the part is damaged; other failures are the threads'.
+    std::expected<void, std::string> copy(const Part& part, MovieSink& sink, ExportThreads& threads, std::int64_t delay,
+                                          const Progress& progress) const;
 
     std::vector<Part> parts_; // in the order of their frames
 };

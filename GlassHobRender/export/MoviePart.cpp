@@ -4,58 +4,103 @@
 #include "GlassHobRender/program/ShaderProgram.h"
 
 #include <QCryptographicHash>
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 
+#include <algorithm>
 #include <cmath>
 
 namespace glasshob {
 
 namespace {
 
-constexpr int version = 1;
+constexpr int version = 2;
 constexpr std::int64_t longestSide = 16384;
 
 QString textOf(std::string_view utf8) {
     return QString::fromUtf8(utf8.data(), qsizetype(utf8.size()));
 }
 
+QJsonObject objectOf(const MoviePart::Segment& segment) {
+    QJsonObject values;
+    for (const auto& [name, value] : segment.values)
+        if (std::isfinite(value)) values.insert(textOf(name), double(value)); // else its default, which is no number
+    return {{"start", segment.start},  {"duration", segment.duration},
+            {"mark", segment.hasMark}, {"sound", segment.hasSound},
+            {"values", values},        {"shader", textOf(segment.shader)}};
+}
+
+std::optional<MoviePart::Segment> segmentOf(const QJsonObject& object) {
+    MoviePart::Segment segment;
+    segment.start = object.value("start").toDouble(-1);
+    segment.duration = object.value("duration").toDouble(-1);
+    if (!(segment.start >= 0 && segment.start <= ExportLimits::latestStart) ||
+        !(segment.duration >= 0 && segment.duration <= ExportLimits::longestDuration))
+        return {};
+    segment.hasMark = object.value("mark").toBool();
+    segment.hasSound = object.value("sound").toBool();
+    const QJsonObject values = object.value("values").toObject();
+    for (auto each = values.begin(); each != values.end(); ++each)
+        segment.values[each.key().toStdString()] = float(each.value().toDouble());
+    segment.shader = object.value("shader").toString().toStdString();
+    return segment;
+}
+
 // Members come out sorted by their names, so that equal wholes give equal bytes.
 QJsonObject wholeObject(const MoviePart& part) {
-    QJsonObject values;
-    for (const auto& [name, value] : part.values)
-        if (std::isfinite(value)) values.insert(textOf(name), double(value)); // else its default, which is no number
-    const ExportPreset& preset = part.plan.preset;
+    QJsonArray segments;
+    for (const MoviePart::Segment& segment : part.segments)
+        segments.append(objectOf(segment));
     return {{"version", version},
-            {"frames", qint64(part.plan.frameCount())},
-            {"width", qint64(preset.width)},
-            {"height", qint64(preset.height)},
-            {"fps", qint64(preset.fps)},
-            {"bitrate", qint64(preset.bitrate)},
-            {"codec", textOf(rawValue(preset.codec))},
-            {"start", part.plan.start},
-            {"duration", part.plan.duration},
-            {"mark", part.hasMark},
-            {"sound", part.hasSound},
-            {"values", values},
-            {"shader", textOf(part.shader)}};
+            {"frames", qint64(part.frameCount())},
+            {"width", qint64(part.preset.width)},
+            {"height", qint64(part.preset.height)},
+            {"fps", qint64(part.preset.fps)},
+            {"bitrate", qint64(part.preset.bitrate)},
+            {"codec", textOf(rawValue(part.preset.codec))},
+            {"segments", segments}};
 }
 
 } // namespace
 
 MoviePart MoviePart::of(const ShaderProgram& program, std::string text, const SliderValues& values,
                         const ExportPlan& plan, bool hasMark, std::int64_t first, std::int64_t end) {
-    MoviePart part;
-    part.plan = plan;
-    part.hasMark = hasMark;
-    part.hasSound = program.soundPipeline() != nullptr;
+    Segment segment{.start = plan.start,
+                    .duration = plan.duration,
+                    .hasMark = hasMark,
+                    .hasSound = program.soundPipeline() != nullptr,
+                    .values = {},
+                    .shader = std::move(text)};
     const std::vector<float> floats = program.parameterFloats(values);
     for (std::size_t i = 0; i < program.params().size(); ++i)
-        part.values[program.params()[i].name] = floats[i];
-    part.shader = std::move(text);
+        segment.values[program.params()[i].name] = floats[i];
+    MoviePart part;
+    part.preset = plan.preset;
+    part.segments.push_back(std::move(segment));
     part.first = first;
     part.end = end;
     return part;
+}
+
+std::int64_t MoviePart::frameCount() const {
+    std::int64_t count = 0;
+    for (const Segment& segment : segments)
+        count += ExportPlan::frameCount(segment.duration, preset.fps);
+    return count;
+}
+
+bool MoviePart::hasSound() const {
+    return std::ranges::any_of(segments, &Segment::hasSound);
+}
+
+std::vector<ExportSegment> MoviePart::exportSegments(
+    const std::function<std::shared_ptr<const ShaderProgram>(const std::string& text)>& program) const {
+    std::vector<ExportSegment> made;
+    for (const Segment& segment : segments)
+        made.emplace_back(program(segment.shader), segment.values, segment.start, segment.duration, segment.hasMark,
+                          segment.hasSound);
+    return made;
 }
 
 std::string MoviePart::wholeIdentity() const {
@@ -75,43 +120,39 @@ std::optional<MoviePart> MoviePart::fromText(std::string_view text) {
     const QJsonObject object = QJsonDocument::fromJson(QByteArray(text.data(), qsizetype(text.size()))).object();
     const auto number = [&](const char* name) { return object.value(QLatin1String(name)).toInteger(-1); };
     const auto codec = videoCodec(object.value("codec").toString().toStdString());
-    const double start = object.value("start").toDouble(-1);
-    const double duration = object.value("duration").toDouble(-1);
-    if (number("version") != version || !codec || !(start >= 0 && start <= ExportLimits::latestStart) ||
-        !(duration >= 0 && duration <= ExportLimits::longestDuration))
-        return {};
+    if (number("version") != version || !codec) return {};
     MoviePart part;
-    part.plan = ExportPlan(
-        {"part", "Part", number("width"), number("height"), number("fps"), number("bitrate"), *codec}, start, duration);
-    const ExportPreset& preset = part.plan.preset;
-    for (const std::int64_t side : {preset.width, preset.height})
+    part.preset = {"part", "Part", number("width"), number("height"), number("fps"), number("bitrate"), *codec};
+    for (const std::int64_t side : {part.preset.width, part.preset.height})
         if (side < 1 || side > longestSide) return {};
-    if (preset.fps < 1 || ShaderAssembler::soundSampleRate % preset.fps != 0 || preset.bitrate < 1) return {};
-    part.hasMark = object.value("mark").toBool();
-    part.hasSound = object.value("sound").toBool();
-    const QJsonObject values = object.value("values").toObject();
-    for (auto each = values.begin(); each != values.end(); ++each)
-        part.values[each.key().toStdString()] = float(each.value().toDouble());
-    part.shader = object.value("shader").toString().toStdString();
+    if (part.preset.fps < 1 || ShaderAssembler::soundSampleRate % part.preset.fps != 0 || part.preset.bitrate < 1)
+        return {};
+    for (const auto& each : object.value("segments").toArray()) {
+        auto segment = segmentOf(each.toObject());
+        if (!segment) return {};
+        part.segments.push_back(std::move(*segment));
+    }
     part.first = number("first");
     part.end = number("end");
-    const bool isInside = part.first >= 0 && part.first < part.end && part.end <= part.plan.frameCount();
+    const bool isInside = part.first >= 0 && part.first < part.end && part.end <= part.frameCount();
     if (!isInside || object.value("whole").toString().toStdString() != part.wholeIdentity()) return {};
     return part;
 }
 
 std::string MoviePart::differenceFrom(const MoviePart& other) const {
-    const ExportPreset& a = plan.preset;
-    const ExportPreset& b = other.plan.preset;
-    if (shader != other.shader) return "the shader's text";
-    if (values != other.values) return "the values of the sliders";
+    const ExportPreset& a = preset;
+    const ExportPreset& b = other.preset;
     if (a.width != b.width || a.height != b.height) return "the size";
     if (a.fps != b.fps) return "the frames a second";
     if (a.codec != b.codec) return "the codec";
     if (a.bitrate != b.bitrate) return "the bit rate";
-    if (plan.start != other.plan.start) return "the start";
-    if (plan.duration != other.plan.duration) return "the duration";
-    if (hasMark != other.hasMark) return "the Hob mark";
+    if (segments.size() != other.segments.size()) return "the number of shaders";
+    const auto differs = [&](auto member) { return !std::ranges::equal(segments, other.segments, {}, member, member); };
+    if (differs(&Segment::shader)) return "the shader's text";
+    if (differs(&Segment::values)) return "the values of the sliders";
+    if (differs(&Segment::start)) return "the start";
+    if (differs(&Segment::duration)) return "the duration";
+    if (differs(&Segment::hasMark)) return "the Hob mark";
     return {};
 }
 

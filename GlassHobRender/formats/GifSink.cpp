@@ -115,7 +115,7 @@ void GifSink::appendFrame(const Part& part, int delay) {
     GifCompression::append(bytes_, values);
 }
 
-std::expected<void, std::string> GifSink::write(std::int64_t, const std::byte* pixels, std::size_t rowBytes,
+std::expected<void, ExportError> GifSink::write(std::int64_t, const std::byte* pixels, std::size_t rowBytes,
                                                 const std::stop_token& stop) {
     const auto* bgra = reinterpret_cast<const std::uint8_t*>(pixels);
     palette_.follow(bgra, rowBytes, width_, height_);
@@ -126,13 +126,15 @@ std::expected<void, std::string> GifSink::write(std::int64_t, const std::byte* p
     ++count_;
     const auto written = output_.write(bytes_, stop);
     bytes_.clear();
-    return written;
+    if (!written) return std::unexpected(ExportError(written.error()));
+    return {};
 }
 
-std::expected<void, std::string> GifSink::finish() {
+std::expected<void, ExportError> GifSink::finish(const std::stop_token&) {
     append(bytes_, {0x3B});
-    if (auto written = output_.write(bytes_); !written) return written;
-    return output_.close();
+    if (auto written = output_.write(bytes_); !written) return std::unexpected(ExportError(std::move(written.error())));
+    if (auto closed = output_.close(); !closed) return std::unexpected(ExportError(std::move(closed.error())));
+    return {};
 }
 
 } // namespace glasshob

@@ -19,9 +19,9 @@ class GifSink : public FrameSink {
 
     GifSink(ByteOutput output, std::int64_t width, std::int64_t height, std::int64_t fps);
 
-    std::expected<void, std::string> write(std::int64_t number, const std::byte* pixels, std::size_t rowBytes,
+    std::expected<void, ExportError> write(std::int64_t number, const std::byte* pixels, std::size_t rowBytes,
                                            const std::stop_token& stop) override;
-    std::expected<void, std::string> finish() override;
+    std::expected<void, ExportError> finish(const std::stop_token& stop) override;
 
   private:
     struct Part {

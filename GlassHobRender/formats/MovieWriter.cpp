@@ -48,7 +48,20 @@ using Frame = std::unique_ptr<AVFrame, FrameDeleter>;
 using Packet = std::unique_ptr<AVPacket, PacketDeleter>;
 using HardwareBuffer = std::unique_ptr<AVBufferRef, BufferDeleter>;
 
-const char* encoderName(VideoCodec codec, MovieEncoder encoder) {
+constexpr std::int64_t aacBitrate = 256'000;
+constexpr std::int64_t opusBitrate = 192'000;
+
+const char* muxerName(MovieContainer container) {
+    switch (container) {
+    case MovieContainer::mp4: return "mp4";
+    case MovieContainer::mov: return "mov";
+    case MovieContainer::webm: return "webm";
+    }
+    return "";
+}
+
+const char* encoderName(MovieContainer container, VideoCodec codec, MovieEncoder encoder) {
+    if (container == MovieContainer::webm) return "libvpx-vp9";
     const bool isHevc = codec == VideoCodec::hevc;
     switch (encoder) {
     case MovieEncoder::automatic:
@@ -59,10 +72,16 @@ const char* encoderName(VideoCodec codec, MovieEncoder encoder) {
     return "";
 }
 
-void setQuality(AVCodecContext& context, const VideoSettings& settings) {
+void setQuality(AVCodecContext& context, const VideoSettings& settings, MovieContainer container) {
     const auto pick = [&](const char* fast, const char* balanced, const char* best) {
         return settings.quality == MovieQuality::fast ? fast : settings.quality == MovieQuality::best ? best : balanced;
     };
+    if (container == MovieContainer::webm) {
+        av_opt_set(context.priv_data, "deadline", "good", 0);
+        av_opt_set(context.priv_data, "cpu-used", pick("5", "3", "1"), 0);
+        av_opt_set(context.priv_data, "row-mt", "1", 0); // several threads share a row of blocks
+        return;
+    }
     switch (settings.encoder) {
     case MovieEncoder::automatic:
     case MovieEncoder::software:
@@ -102,6 +121,7 @@ struct MovieWriter::Impl {
     using Track = MovieInput::Track;
 
     AVFormatContext* format = nullptr;
+    MovieContainer container = MovieContainer::mp4;
     VideoSettings video;
     Track picture, sound;
 
@@ -247,7 +267,10 @@ struct MovieWriter::Impl {
                 fail("there is no memory for sound");
                 return false;
             }
-            for (std::size_t channel = 0; channel < 2; ++channel) {
+            if (av_sample_fmt_is_planar(sound.context->sample_fmt) == 0)
+                std::copy_n(waiting.data(), 2 * count, reinterpret_cast<float*>(frame->data[0]));
+            for (std::size_t channel = 0; channel < 2 && av_sample_fmt_is_planar(sound.context->sample_fmt) != 0;
+                 ++channel) {
                 auto* plane = reinterpret_cast<float*>(frame->data[channel]);
                 for (std::size_t i = 0; i < count; ++i)
                     plane[i] = waiting[2 * i + channel];
@@ -311,12 +334,14 @@ struct MovieWriter::Impl {
     }
 };
 
-std::expected<std::unique_ptr<MovieWriter>, std::string> MovieWriter::make(const std::string& path) {
+std::expected<std::unique_ptr<MovieWriter>, std::string> MovieWriter::make(const std::string& path,
+                                                                           MovieContainer container) {
     if (const auto loaded = loadMovieLibrary(); !loaded) return std::unexpected(loaded.error());
     auto impl = std::make_unique<Impl>();
+    impl->container = container;
     // Without the protocol's name a colon in the path would be taken for the end of one.
     const std::string address = "file:" + path;
-    int result = avformat_alloc_output_context2(&impl->format, nullptr, "mp4", address.c_str());
+    int result = avformat_alloc_output_context2(&impl->format, nullptr, muxerName(container), address.c_str());
     if (result >= 0) {
         AVIOInterruptCB& interrupted = impl->format->interrupt_callback;
         interrupted.opaque = impl.get();
@@ -333,7 +358,7 @@ MovieWriter::~MovieWriter() = default;
 
 MovieInput* MovieWriter::addVideo(const VideoSettings& settings) {
     impl_->video = settings;
-    const char* name = encoderName(settings.codec, settings.encoder);
+    const char* name = encoderName(impl_->container, settings.codec, settings.encoder);
     const AVCodec* codec = avcodec_find_encoder_by_name(name);
     if (codec == nullptr) {
         impl_->error = std::string("there is no encoder \"") + name + "\" here";
@@ -355,15 +380,17 @@ MovieInput* MovieWriter::addVideo(const VideoSettings& settings) {
     context.colorspace = AVCOL_SPC_BT709;
     context.color_range = AVCOL_RANGE_MPEG;
     context.chroma_sample_location = AVCHROMA_LOC_LEFT;
-    const bool isSoftwareHevc = std::string_view(name) == "libx265";
-    context.pix_fmt = isSoftwareHevc ? AV_PIX_FMT_YUV420P : AV_PIX_FMT_NV12;
-    if (settings.codec == VideoCodec::hevc) {
+    const bool isWebm = impl_->container == MovieContainer::webm;
+    const bool takesPlanes = isWebm || std::string_view(name) == "libx265";
+    context.pix_fmt = takesPlanes ? AV_PIX_FMT_YUV420P : AV_PIX_FMT_NV12;
+    if (settings.codec == VideoCodec::hevc && !isWebm) {
         context.profile = FF_PROFILE_HEVC_MAIN;
         context.codec_tag = MKTAG('h', 'v', 'c', '1');
     }
-    setQuality(context, settings);
-    track.hasOwnTimes = settings.encoder == MovieEncoder::automatic || settings.encoder == MovieEncoder::software;
-    if (settings.encoder == MovieEncoder::vaapi && !impl_->openHardware(name)) return nullptr;
+    setQuality(context, settings, impl_->container);
+    const bool isSoftware = settings.encoder == MovieEncoder::automatic || settings.encoder == MovieEncoder::software;
+    track.hasOwnTimes = isSoftware && !isWebm;
+    if (!isWebm && settings.encoder == MovieEncoder::vaapi && !impl_->openHardware(name)) return nullptr;
     if (!impl_->open(track, codec)) return nullptr;
     track.stream->avg_frame_rate = context.framerate;
     track.input = std::make_unique<MovieInput>(*this, track);
@@ -385,17 +412,18 @@ MovieInput* MovieWriter::addVideo(const EncodedVideo& video) {
 }
 
 MovieInput* MovieWriter::addAudio(const AudioSettings&) {
-    const AVCodec* codec = avcodec_find_encoder(AV_CODEC_ID_AAC);
+    const bool isWebm = impl_->container == MovieContainer::webm;
+    const AVCodec* codec = isWebm ? avcodec_find_encoder_by_name("libopus") : avcodec_find_encoder(AV_CODEC_ID_AAC);
     if (codec == nullptr) {
-        impl_->error = "there is no AAC encoder here";
+        impl_->error = isWebm ? "there is no Opus encoder here" : "there is no AAC encoder here";
         return nullptr;
     }
     MovieInput::Track& track = impl_->sound;
     track.context.reset(avcodec_alloc_context3(codec));
     AVCodecContext& context = *track.context;
-    context.sample_fmt = AV_SAMPLE_FMT_FLTP;
+    context.sample_fmt = isWebm ? AV_SAMPLE_FMT_FLT : AV_SAMPLE_FMT_FLTP;
     context.sample_rate = int(AudioSettings::sampleRate);
-    context.bit_rate = AudioSettings::bitrate;
+    context.bit_rate = isWebm ? opusBitrate : aacBitrate;
     context.time_base = {1, int(AudioSettings::sampleRate)};
     av_channel_layout_default(&context.ch_layout, 2);
     if (!impl_->open(track, codec)) return nullptr;
@@ -409,8 +437,12 @@ void MovieWriter::describe(const std::string& key, const std::string& text) {
 
 bool MovieWriter::startWriting() {
     AVDictionary* options = nullptr;
+    // Opus begins a little before 0, which the container has a field for; the pictures stay at 0.
+    if (impl_->container == MovieContainer::webm)
+        impl_->format->avoid_negative_ts = AVFMT_AVOID_NEG_TS_DISABLED;
     const bool isDescribed = impl_->format->metadata != nullptr;
-    av_dict_set(&options, "movflags", isDescribed ? "+faststart+use_metadata_tags" : "+faststart", 0);
+    if (impl_->container != MovieContainer::webm)
+        av_dict_set(&options, "movflags", isDescribed ? "+faststart+use_metadata_tags" : "+faststart", 0);
     const int result = avformat_write_header(impl_->format, &options);
     av_dict_free(&options);
     if (result < 0) {

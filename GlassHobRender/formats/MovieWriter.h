@@ -1,6 +1,6 @@
 #pragma once
 
-// Writes one MPEG-4 movie: a video track, and a sound track if one is added. Encoding and writing happen on threads of
+// Writes one movie file: a video track, and a sound track if one is added. Encoding and writing happen on threads of
 // the writer; whoever feeds it waits until an input is ready, so that neither track runs away from the other.
 //
 // Order of calls: make, addVideo, addAudio, startWriting, appends, markAsFinished on each input, finishWriting; or
@@ -8,7 +8,8 @@
 // threads ends the writing: status() is failed and error() says why.
 //
 // Frames come as blue, green, red, alpha bytes, or encoded already, out of another file. Video frame i is shown at i /
-// fps, sample n is heard at n / 48000, and both begin at exactly 0. The file begins with its index ("fast start").
+// fps, sample n is heard at n / 48000, and both begin at exactly 0; WebM keeps whole milliseconds. An MP4 or MOV file
+// begins with its index ("fast start").
 
 #include "GlassHobCore/shader/ExportPreset.h"
 #include "GlassHobCore/shader/ShaderAssembler.h"
@@ -27,6 +28,8 @@ struct AVPacket;
 
 namespace glasshob {
 
+/// MP4 and MOV hold H.264 or HEVC and AAC, WebM holds VP9 and Opus.
+enum class MovieContainer : std::uint8_t { mp4, mov, webm };
 enum class MovieEncoder : std::uint8_t { automatic, software, vaapi, nvenc };
 enum class MovieQuality : std::uint8_t { fast, balanced, best };
 
@@ -36,15 +39,15 @@ struct VideoSettings {
     std::int64_t fps = 0;
     /// Average bits in a second.
     std::int64_t bitrate = 0;
+    /// WebM has one of its own.
     VideoCodec codec = VideoCodec::h264;
     MovieEncoder encoder = MovieEncoder::automatic;
     MovieQuality quality = MovieQuality::balanced;
 };
 
-/// 48,000 sample frames a second of two channels, AAC at 256 kbit/s.
+/// 48,000 sample frames a second of two channels: AAC at 256 kbit/s, or Opus at 192 in WebM.
 struct AudioSettings {
     static constexpr std::int64_t sampleRate = ShaderAssembler::soundSampleRate;
-    static constexpr std::int64_t bitrate = 256000;
 };
 
 /// A picture in memory, until `release` is called, which may happen on another thread.
@@ -85,7 +88,8 @@ class MovieWriter {
     enum class Status : std::uint8_t { unknown, writing, completed, failed, cancelled };
 
     /// Makes (or empties) the file. Fails with a sentence.
-    static std::expected<std::unique_ptr<MovieWriter>, std::string> make(const std::string& path);
+    static std::expected<std::unique_ptr<MovieWriter>, std::string>
+    make(const std::string& path, MovieContainer container = MovieContainer::mp4);
     ~MovieWriter();
     MovieWriter(const MovieWriter&) = delete;
     MovieWriter& operator=(const MovieWriter&) = delete;

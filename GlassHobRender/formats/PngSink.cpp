@@ -1,5 +1,6 @@
 #include "GlassHobRender/formats/PngSink.h"
 
+#include "GlassHobCore/files/PartialFile.h"
 #include "GlassHobRender/formats/ByteOutput.h"
 #include "GlassHobRender/output/StillRenderer.h"
 
@@ -15,6 +16,8 @@
 namespace glasshob {
 
 namespace {
+
+constexpr std::string_view unfinishedEnding = ".unfinished";
 
 std::string folderOf(const std::string& path) {
     const std::size_t slash = path.rfind('/');
@@ -82,21 +85,23 @@ std::string FrameNames::name(std::int64_t number) const {
     return before_ + digits + after_;
 }
 
-PngSink::PngSink(FrameNames names, std::int64_t width, std::int64_t height)
-    : names_(std::move(names)), width_(width), height_(height) {}
+PngSink::PngSink(FrameNames names, std::int64_t width, std::int64_t height, bool replaces)
+    : names_(std::move(names)), width_(width), height_(height), replaces_(replaces) {}
 
 std::expected<std::unique_ptr<PngSink>, std::string> PngSink::make(FrameNames names, std::int64_t width,
-                                                                   std::int64_t height) {
-    std::unique_ptr<PngSink> sink(new PngSink(std::move(names), width, height));
+                                                                   std::int64_t height, bool replaces) {
+    std::unique_ptr<PngSink> sink(new PngSink(std::move(names), width, height, replaces));
     const std::string& folder = sink->names_.folder();
     const auto made = makeFolder(folder);
     if (!made) return std::unexpected(made.error());
     sink->madeFolder_ = *made;
-    // Several machines may fill one folder at the same time, so that no process number would do.
-    std::string unfinished = folder + ".frames.XXXXXX";
-    if (mkdtemp(unfinished.data()) == nullptr)
+    if (*made) UnfinishedPaths::add(folder, UnfinishedPaths::Removal::whenEmpty);
+    UnfinishedPaths::removeAbandoned(folder, unfinishedEnding);
+    const std::string unfinished = folder + UnfinishedPaths::marked(".frames.", unfinishedEnding);
+    if (mkdir(unfinished.c_str(), 0700) != 0)
         return std::unexpected("Nothing can be written into the folder " + orHere(folder) + " (" +
                                strerrordesc_np(errno) + "): choose another.");
+    UnfinishedPaths::add(unfinished);
     sink->unfinished_ = unfinished + "/";
     return sink;
 }
@@ -105,42 +110,55 @@ PngSink::~PngSink() {
     if (!unfinished_.empty()) {
         for (const std::int64_t number : written_)
             std::remove((unfinished_ + names_.name(number)).c_str());
-        rmdir(unfinished_.c_str());
+        forgetUnfinished();
     }
+    if (madeFolder_) UnfinishedPaths::forget(names_.folder());
     if (madeFolder_) rmdir(names_.folder().c_str()); // which does nothing where others have put something in
+}
+
+void PngSink::forgetUnfinished() const {
+    rmdir(unfinished_.c_str());
+    UnfinishedPaths::forget(unfinished_.substr(0, unfinished_.size() - 1));
 }
 
 unsigned PngSink::threadCount() const {
     return std::clamp(std::thread::hardware_concurrency(), 1U, 16U);
 }
 
-std::expected<void, std::string> PngSink::write(std::int64_t number, const std::byte* pixels, std::size_t rowBytes,
+std::expected<void, ExportError> PngSink::write(std::int64_t number, const std::byte* pixels, std::size_t rowBytes,
                                                 const std::stop_token& stop) {
     const std::string bytes =
         StillRenderer::png(reinterpret_cast<const std::uint8_t*>(pixels), rowBytes, width_, height_);
-    if (bytes.empty()) return std::unexpected("There is no memory for a picture: choose a smaller size.");
+    if (bytes.empty()) return std::unexpected(ExportError("There is no memory for a picture: choose a smaller size."));
     {
         const std::lock_guard guard(lock_);
         written_.push_back(number);
     }
     const std::string name = names_.name(number);
     auto output = ByteOutput::file(unfinished_ + name, names_.folder() + name);
-    if (!output) return std::unexpected(output.error());
-    if (auto written = output->write(std::as_bytes(std::span(bytes)), stop); !written) return written;
-    return output->close();
+    if (!output) return std::unexpected(ExportError(output.error()));
+    if (auto written = output->write(std::as_bytes(std::span(bytes)), stop); !written)
+        return std::unexpected(ExportError(std::move(written.error())));
+    if (auto closed = output->close(); !closed) return std::unexpected(ExportError(std::move(closed.error())));
+    return {};
 }
 
-std::expected<void, std::string> PngSink::finish() {
+std::expected<void, ExportError> PngSink::finish(const std::stop_token&) {
     while (!written_.empty()) {
         const std::string name = names_.name(written_.back());
         const std::string place = names_.folder() + name;
-        if (std::rename((unfinished_ + name).c_str(), place.c_str()) != 0)
-            return std::unexpected("The frames could not be moved to their place: " + place + " cannot be written (" +
-                                   strerrordesc_np(errno) + ").");
+        const auto moved = PartialFile::move(unfinished_ + name, place, replaces_);
+        if (moved == EEXIST)
+            return std::unexpected(ExportError(place + " is there by now: another program has made it. Choose another "
+                                                       "place, or replace such files."));
+        if (moved != 0)
+            return std::unexpected(ExportError("The frames could not be moved to their place: " + place +
+                                               " cannot be written (" + strerrordesc_np(moved) + ")."));
+        UnfinishedPaths::forget(names_.folder());
         madeFolder_ = false;
         written_.pop_back();
     }
-    rmdir(unfinished_.c_str());
+    forgetUnfinished();
     unfinished_.clear();
     return {};
 }

@@ -32,23 +32,26 @@ class FrameNames {
 
 class PngSink : public FrameSink {
   public:
-    /// Makes the folders, whose parent must be there.
+    /// Makes the folders, whose parent must be there. Files that are there are replaced, or else in the way.
     static std::expected<std::unique_ptr<PngSink>, std::string> make(FrameNames names, std::int64_t width,
-                                                                     std::int64_t height);
+                                                                     std::int64_t height, bool replaces = true);
     ~PngSink() override;
     PngSink(const PngSink&) = delete;
     PngSink& operator=(const PngSink&) = delete;
 
     unsigned threadCount() const override;
-    std::expected<void, std::string> write(std::int64_t number, const std::byte* pixels, std::size_t rowBytes,
+    std::expected<void, ExportError> write(std::int64_t number, const std::byte* pixels, std::size_t rowBytes,
                                            const std::stop_token& stop) override;
-    std::expected<void, std::string> finish() override;
+    std::expected<void, ExportError> finish(const std::stop_token& stop) override;
 
   private:
-    PngSink(FrameNames names, std::int64_t width, std::int64_t height);
+    PngSink(FrameNames names, std::int64_t width, std::int64_t height, bool replaces);
+
+    void forgetUnfinished() const;
 
     FrameNames names_;
     std::int64_t width_, height_;
+    bool replaces_;
     std::string unfinished_; // the hidden folder, with a slash at its end; empty when there is none
     bool madeFolder_ = false;
     std::mutex lock_;

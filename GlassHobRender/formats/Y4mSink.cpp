@@ -23,10 +23,11 @@ Y4mSink::Y4mSink(ByteOutput output, std::int64_t width, std::int64_t height, std
     std::memcpy(frame_.data(), frameHeader, frameHeaderSize);
 }
 
-std::expected<void, std::string> Y4mSink::write(std::int64_t, const std::byte* pixels, std::size_t rowBytes,
+std::expected<void, ExportError> Y4mSink::write(std::int64_t, const std::byte* pixels, std::size_t rowBytes,
                                                 const std::stop_token& stop) {
     if (!header_.empty()) {
-        if (auto written = output_.write(std::as_bytes(std::span(header_)), stop); !written) return written;
+        if (auto written = output_.write(std::as_bytes(std::span(header_)), stop); !written)
+            return std::unexpected(ExportError(std::move(written.error())));
         header_.clear();
     }
     FrameConverter::Planes planes;
@@ -36,11 +37,14 @@ std::expected<void, std::string> Y4mSink::write(std::int64_t, const std::byte* p
     planes.u = planes.y + planes.yStride * std::size_t(height_);
     planes.v = planes.u + planes.uStride * std::size_t((height_ + 1) / 2);
     FrameConverter::convert(reinterpret_cast<const std::uint8_t*>(pixels), rowBytes, width_, height_, planes);
-    return output_.write(frame_, stop);
+    if (auto written = output_.write(frame_, stop); !written)
+        return std::unexpected(ExportError(std::move(written.error())));
+    return {};
 }
 
-std::expected<void, std::string> Y4mSink::finish() {
-    return output_.close();
+std::expected<void, ExportError> Y4mSink::finish(const std::stop_token&) {
+    if (auto closed = output_.close(); !closed) return std::unexpected(ExportError(std::move(closed.error())));
+    return {};
 }
 
 } // namespace glasshob

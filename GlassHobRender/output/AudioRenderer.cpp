@@ -9,7 +9,6 @@
 #include "GlassHobRender/program/ShaderProgram.h"
 
 #include <algorithm>
-#include <bit>
 #include <cmath>
 #include <cstdint>
 #include <cstdio>
@@ -24,48 +23,58 @@ constexpr std::size_t bytesPerFrame = 2 * sizeof(float);
 
 } // namespace
 
-std::optional<std::vector<float>> render(const std::shared_ptr<const ShaderProgram>& program,
-                                         const std::shared_ptr<gpu::Device>& device, const SliderValues& values,
-                                         double start, double duration, const Progress& progress) {
-    if (program->soundPipeline() == nullptr) return std::nullopt;
-    const auto queue = device->makeCommandQueue(gpu::QueuePriority::background);
+std::int64_t frameCount(double duration) {
     const double exact = std::round(duration * sampleRate);
-    constexpr double mostFrames = maxDuration * sampleRate;
-    if (!queue || std::isnan(exact) || exact > mostFrames) return std::nullopt;
-    const auto total = std::int64_t(std::max(exact, 0.0));
+    return exact > 0 ? std::int64_t(exact) : 0;
+}
+
+bool stream(const std::shared_ptr<const ShaderProgram>& program, const std::shared_ptr<gpu::Device>& device,
+            const SliderValues& values, double start, double duration, const Take& take) {
+    if (program->soundPipeline() == nullptr) return false;
+    const auto queue = device->makeCommandQueue(gpu::QueuePriority::background);
+    if (!queue || !(duration <= maxDuration)) return false;
+    const std::int64_t total = frameCount(duration);
     const auto output = device->makeBuffer(framesPerChunk * bytesPerFrame, gpu::StorageMode::shared);
-    if (!output) return std::nullopt;
-    std::vector<float> samples;
-    if (total < 1) return samples;
-    samples.reserve(std::size_t(total) * 2);
+    if (!output) return false;
     for (std::int64_t done = 0; done < total;) {
         const std::int64_t count = std::min(total - done, framesPerChunk);
         const std::shared_ptr<gpu::CommandBuffer> commands = (*queue)->commandBuffer();
         gpu::ComputeCommandEncoder* encoder = commands != nullptr ? commands->makeComputeCommandEncoder() : nullptr;
-        if (encoder == nullptr) return std::nullopt;
+        if (encoder == nullptr) return false;
         // Every chunk's time is computed anew, so that rounding does not grow with the length.
         program->encodeSound(*encoder, *output, start + double(done) / sampleRate, std::uint32_t(count), values);
         encoder->endEncoding();
         commands->commit();
         commands->waitUntilCompleted();
-        if (commands->status() != gpu::CommandBufferStatus::completed) return std::nullopt;
-        const auto* chunk = static_cast<const float*>((*output)->contents());
-        samples.insert(samples.end(), chunk, chunk + count * 2);
+        if (commands->status() != gpu::CommandBufferStatus::completed) return false;
         done += count;
-        if (progress && !progress(double(done) / sampleRate, double(total) / sampleRate)) return std::nullopt;
+        const std::span chunk(static_cast<const float*>((*output)->contents()), std::size_t(count) * 2);
+        if (!take(chunk, double(done) / sampleRate, double(total) / sampleRate)) return false;
     }
+    return true;
+}
+
+std::optional<std::vector<float>> render(const std::shared_ptr<const ShaderProgram>& program,
+                                         const std::shared_ptr<gpu::Device>& device, const SliderValues& values,
+                                         double start, double duration, const Progress& progress) {
+    std::vector<float> samples;
+    if (duration <= maxDuration) samples.reserve(std::size_t(frameCount(duration)) * 2);
+    const auto take = [&](std::span<const float> chunk, double done, double total) {
+        samples.insert(samples.end(), chunk.begin(), chunk.end());
+        return !progress || progress(done, total);
+    };
+    if (!stream(program, device, values, start, duration, take)) return std::nullopt;
     return samples;
 }
 
-std::string wav(std::span<const float> samples) {
+std::string wavHeader(std::uint64_t samples) {
     constexpr std::uint64_t headerRest = 36;
-    const std::uint64_t dataSize = std::uint64_t(samples.size()) * 2;
+    const std::uint64_t dataSize = samples * 2;
     if (dataSize + headerRest > UINT32_MAX) {
         std::fputs("The sound is too long for a WAV file.\n", stderr);
         std::abort();
     }
     std::string bytes;
-    bytes.reserve(44 + dataSize);
     const auto put = [&](std::uint32_t value, int size) {
         for (int i = 0; i < size; ++i)
             bytes.push_back(char(value >> (8 * i) & 0xffU));
@@ -82,12 +91,23 @@ std::string wav(std::span<const float> samples) {
     put(16, 2);
     bytes += "data";
     put(std::uint32_t(dataSize), 4);
+    return bytes;
+}
+
+std::string wavSamples(std::span<const float> samples) {
+    std::string bytes;
+    bytes.reserve(samples.size() * 2);
     for (const float sample : samples) {
         // The comparison is false for NaN, which then sounds like the loudest sample.
         const int value = sample < 1.0F ? int(std::round(std::max(sample, -1.0F) * 32767.0F)) : 32767;
-        put(std::uint32_t(value), 2);
+        bytes.push_back(char(std::uint32_t(value) & 0xffU));
+        bytes.push_back(char(std::uint32_t(value) >> 8U & 0xffU));
     }
     return bytes;
+}
+
+std::string wav(std::span<const float> samples) {
+    return wavHeader(samples.size()) + wavSamples(samples);
 }
 
 } // namespace glasshob::AudioRenderer

@@ -19,7 +19,7 @@ namespace glasshob::StillRenderer {
 std::optional<StillImage> render(const std::shared_ptr<const ShaderProgram>& program,
                                  const std::shared_ptr<gpu::Device>& device, std::int64_t width, std::int64_t height,
                                  std::uint32_t frame, const SliderValues& values, float time,
-                                 const std::stop_token& stop) {
+                                 const std::stop_token& stop, const CatchUpInSteps::Told& catchUp) {
     const std::int64_t limit = device->maxTextureSize();
     if (width < 1 || height < 1 || width > limit || height > limit) return std::nullopt;
     const auto queue = device->makeCommandQueue();
@@ -42,7 +42,8 @@ std::optional<StillImage> render(const std::shared_ptr<const ShaderProgram>& pro
     std::unique_ptr<ShaderRun> run;
     if (ShaderRun::needsRun(*program)) {
         run = ShaderRun::make(program, device, width, height);
-        if (run == nullptr || !run->catchUp(**queue, values, nullptr, double(time), stop)) return std::nullopt;
+        if (run == nullptr || !CatchUpInSteps::run(*run, **queue, values, double(time), stop, catchUp))
+            return std::nullopt;
     }
     const std::shared_ptr<gpu::CommandBuffer> commands = (*queue)->commandBuffer();
     if (commands == nullptr) return std::nullopt;

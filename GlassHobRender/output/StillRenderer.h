@@ -4,6 +4,7 @@
 // is done. Every failure of render() gives no image.
 
 #include "GlassHobCore/shader/Params.h"
+#include "GlassHobRender/output/CatchUpInSteps.h"
 
 #include <cstdint>
 #include <expected>
@@ -31,11 +32,12 @@ struct StillImage {
 namespace StillRenderer {
 
 /// `time` is in seconds; `frame` is the counter that the shader sees. The pointer stands at the centre. A particle
-/// shader runs through all the time before; `stop` ends that early, without an image.
+/// shader runs through all the time before; `stop` ends that early, without an image, and
+/// `catchUp` is told on the way.
 std::optional<StillImage> render(const std::shared_ptr<const ShaderProgram>& program,
                                  const std::shared_ptr<gpu::Device>& device, std::int64_t width, std::int64_t height,
                                  std::uint32_t frame, const SliderValues& values, float time,
-                                 const std::stop_token& stop = {});
+                                 const std::stop_token& stop = {}, const CatchUpInSteps::Told& catchUp = {});
 
 /// The bytes of a PNG file: 8-bit RGB without alpha, tagged sRGB. Empty when the image is.
 std::string png(const StillImage& image);

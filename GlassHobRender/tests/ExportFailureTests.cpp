@@ -1,6 +1,6 @@
 // What can go wrong while a movie is written, stage by stage: one sentence, and no file.
 #include "GPU/Testing.h"
-#include "GlassHobRender/export/ExportFeed.h"
+#include "GlassHobRender/export/ExportThreads.h"
 #include "GlassHobRender/tests/ExportFixture.h"
 
 #include <csignal>
@@ -143,28 +143,25 @@ TEST_F(ExportFailureTest, ADeviceThatFailsOnTheWayEndsIt) {
     EXPECT_EQ(failureWith(segment(clicking, 0, 0.1), preset()), "");
 }
 
-TEST_F(ExportFailureTest, TheFirstFailureIsTheOneThatIsTold) {
-    auto writer = MovieWriter::make(path);
-    ASSERT_TRUE(writer) << writer.error();
-    VideoSettings settings;
-    settings.width = settings.height = 64;
-    settings.fps = 30;
-    settings.bitrate = 1'000'000;
-    MovieInput* video = (*writer)->addVideo(settings);
-    ASSERT_NE(video, nullptr);
-    ASSERT_TRUE((*writer)->startWriting());
+TEST(ExportThreads, TheFirstFailureIsTheOneThatIsTold) {
     std::stop_source stop;
-    ExportFeed feed(**writer, stop.get_token());
-    EXPECT_FALSE(feed.hasFailed());
-    feed.record(ExportError::render(3));
+    ExportThreads threads(stop.get_token());
+    EXPECT_FALSE(threads.hasFailed());
+    EXPECT_FALSE(threads.ended().stop_requested());
+    threads.fail(ExportError::render(3));
     stop.request_stop();
-    feed.record(ExportError::cancelled());
-    feed.recordWriter("audio failed at frame 4");
-    EXPECT_TRUE(feed.hasFailed());
-    const auto failure = feed.finish(*video);
-    ASSERT_TRUE(failure);
-    EXPECT_EQ(failure->description, "The GPU failed while drawing frame 3.");
-    EXPECT_NE((*writer)->status(), MovieWriter::Status::completed);
+    threads.fail(ExportError::writer("late"));
+    EXPECT_TRUE(threads.ended().stop_requested());
+    ASSERT_TRUE(threads.failure());
+    EXPECT_EQ(threads.failure()->description, "The GPU failed while drawing frame 3.");
+}
+
+TEST(ExportThreads, WhatAThreadThrowsIsAFailure) {
+    ExportThreads threads({});
+    threads.run([] { throw std::bad_alloc(); });
+    threads.join();
+    ASSERT_TRUE(threads.failure());
+    EXPECT_EQ(threads.failure()->description, "There is not enough memory for this: choose a smaller size.");
 }
 
 TEST_F(ExportFailureTest, WhatLacksAtTheStartIsToldAndSparesAnOlderFile) {

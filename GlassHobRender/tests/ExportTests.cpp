@@ -201,6 +201,45 @@ TEST_F(ExportTest, MoviesOfAFewFramesHaveTheirTimes) {
             }
 }
 
+TEST_F(ExportTest, MovAndWebmHoldWhatAnMp4Holds) {
+    const struct {
+        MovieContainer container;
+        const char* begins;
+        std::size_t at;
+        const char* codec;
+    } cases[] = {{MovieContainer::mov, "ftypqt  ", 4, "h264"}, {MovieContainer::webm, "webm", 24, "vp9"}};
+    for (const auto& each : cases) {
+        VideoExporter::Encoding encoding;
+        encoding.quality = MovieQuality::fast;
+        encoding.container = each.container;
+        VideoExporter::exportMovie(
+            {segment(clicking, 2, 2)}, preset(30, VideoCodec::h264, 65, 49), on, path, [](auto, auto) { return true; },
+            encoding);
+        std::string head(64, ' ');
+        std::ifstream(path, std::ios::binary).read(head.data(), 64);
+        EXPECT_EQ(head.find(each.begins), each.at) << head;
+        const ReadMovie movie = readMovie(path);
+        ASSERT_EQ(movie.error, "");
+        EXPECT_EQ(movie.videoCodec, each.codec);
+        EXPECT_EQ(movie.matrix, 1); // Rec. 709
+        EXPECT_EQ(movie.range, 1);
+        ASSERT_EQ(movie.pictures.size(), 60U);
+        for (std::size_t i = 0; i < movie.pictures.size(); ++i) {
+            EXPECT_NEAR(movie.pictures[i].time, double(i) / 30, each.container == MovieContainer::webm ? 0.0006 : 1e-6);
+            EXPECT_NEAR(movie.pictures[i].at(30, 20).red, std::min(double(i) / 100, 1.0) * 255, 3) << i;
+        }
+        ASSERT_TRUE(movie.hasSound);
+        EXPECT_EQ(movie.soundRate, 48000);
+        EXPECT_EQ(movie.soundChannels, 2);
+        EXPECT_NEAR(movie.soundStart, 0, 0.001);
+        // The click of the second second, where it was made.
+        ASSERT_GE(movie.left.size(), 96000U);
+        const auto loudest = std::ranges::max_element(movie.left.begin() + 48000, movie.left.end(), {},
+                                                      [](float sample) { return std::abs(sample); });
+        EXPECT_NEAR(double(loudest - movie.left.begin()), 48000 + 16000, 240);
+    }
+}
+
 TEST_F(ExportTest, FlatColorsComeBack) {
     std::string source = "float4 shade(float2 uv, constant Uniforms& u, constant Params& p) {\n"
                          "    float3 colors[] = {";

@@ -34,7 +34,7 @@ const std::string wandering =
 
 class FrameExportTest : public ExportTest {
   protected:
-    std::expected<void, std::string> frames(FrameSink& sink, const ExportPreset& as, double duration,
+    std::expected<void, ExportError> frames(FrameSink& sink, const ExportPreset& as, double duration,
                                             std::optional<FrameRange> range = {},
                                             const std::string& source = wandering) const {
         return exportFrames({segment(source, 1, duration)}, {.preset = as, .device = on, .frames = range}, sink);
@@ -195,7 +195,7 @@ TEST_F(FrameExportTest, CancelledAtAnyFrameNothingIsLeft) {
                                             }},
                                        **sink);
         ASSERT_FALSE(done);
-        EXPECT_EQ(done.error(), "Export cancelled.");
+        EXPECT_EQ(done.error().description, "Export cancelled.");
         EXPECT_EQ(calls, at + 1);
         sink->reset();
         EXPECT_THAT(names(), ElementsAre());
@@ -270,14 +270,14 @@ TEST_F(FrameExportTest, APipeThatNobodyReadsCanBeCancelledAndAClosedOneIsTold) {
                                         .stop = stop.get_token()},
                                        sink);
         ASSERT_FALSE(done);
-        EXPECT_EQ(done.error(), "Export cancelled.");
+        EXPECT_EQ(done.error().description, "Export cancelled.");
     }
     Pipe pipe;
     pipe.closeReader();
     Y4mSink sink(std::move(ByteOutput::descriptor(pipe.ends[1], "The pipe").value()), as.width, as.height, 30);
     const auto done = frames(sink, as, 10);
     ASSERT_FALSE(done);
-    EXPECT_EQ(done.error(), "The pipe could not be written: the program that was to read it has ended.");
+    EXPECT_EQ(done.error().description, "The pipe could not be written: the program that was to read it has ended.");
 }
 
 } // namespace

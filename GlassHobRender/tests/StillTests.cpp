@@ -1,4 +1,5 @@
 // Stills: the uniforms that a shader sees, the exact colours, and the file.
+#include "GlassHobRender/formats/StillFile.h"
 #include "GlassHobRender/output/StillRenderer.h"
 #include "GlassHobRender/tests/Programs.h"
 
@@ -121,6 +122,46 @@ TEST(StillRenderer, WritesTheFileOrSaysWhyNot) {
     ASSERT_FALSE(failed);
     EXPECT_THAT(failed.error(), ::testing::EndsWith("."));
     EXPECT_FALSE(StillRenderer::writePNG({}, path));
+    std::filesystem::remove_all(folder);
+}
+
+TEST(StillFile, TheEndingSaysWhatIsWritten) {
+    StillImage image{64, 48, {}};
+    for (int i = 0; i < 64 * 48; ++i)
+        for (const std::uint8_t value : {40, 120, 220, 0}) // an orange
+            image.bytes.push_back(value);
+    const std::filesystem::path folder =
+        std::filesystem::temp_directory_path() / ("still-file-" + std::to_string(getpid()));
+    std::filesystem::create_directories(folder);
+    const auto bytesOf = [&](const char* name) {
+        const auto written = StillFile::write(image, folder / name);
+        EXPECT_TRUE(written) << written.error();
+        std::ifstream file(folder / name, std::ios::binary);
+        return std::string(std::istreambuf_iterator<char>(file), {});
+    };
+    EXPECT_EQ(bytesOf("a.png"), StillRenderer::png(image));
+    for (const char* name : {"a.jpg", "b.JPEG"}) {
+        QImage read;
+        ASSERT_TRUE(read.loadFromData(QByteArray::fromStdString(bytesOf(name)), "jpeg")) << name;
+        EXPECT_EQ(read.size(), QSize(64, 48));
+        EXPECT_EQ(read.colorSpace(), QColorSpace(QColorSpace::SRgb));
+        EXPECT_NEAR(qRed(read.pixel(30, 20)), 220, 3);
+        EXPECT_NEAR(qBlue(read.pixel(30, 20)), 40, 3);
+    }
+    // A container, one lossy picture, its size in the picture's header.
+    const std::string webp = bytesOf("a.webp");
+    ASSERT_GT(webp.size(), 30U);
+    EXPECT_EQ(webp.substr(0, 4) + webp.substr(8, 8), "RIFFWEBPVP8 ");
+    EXPECT_EQ(std::uint8_t(webp[26]), 64);
+    EXPECT_EQ(std::uint8_t(webp[28]), 48);
+    for (const char* name : {"a.gif", "a", "a.webp.bmp"}) {
+        const auto refused = StillFile::write(image, folder / name);
+        ASSERT_FALSE(refused);
+        EXPECT_THAT(refused.error(), ::testing::HasSubstr(".png, .jpg or .webp"));
+        EXPECT_FALSE(std::filesystem::exists(folder / name));
+    }
+    EXPECT_THAT(StillFile::encode({16384, 1, std::vector<std::uint8_t>(16384 * 4)}, StillFormat::webp).error(),
+                ::testing::HasSubstr("16383"));
     std::filesystem::remove_all(folder);
 }
 

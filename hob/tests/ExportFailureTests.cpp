@@ -1,6 +1,7 @@
 // Exports and joins that cannot be: the sentence, the status, and what is left in the folder.
 #include "HobProcess.h"
 
+#include <QFile>
 #include <QProcess>
 
 #include <csignal>
@@ -97,25 +98,27 @@ TEST_F(HobExportFailureTest, SignalsEndAJoinWithoutAFile) {
     put("a.metal", plainShader("1") + "float2 sound(float t, constant Params& p) {\n    float sum = t;\n"
                                       "    for (int i = 0; i < 20000; ++i) sum = sin(sum);\n    return sum;\n}\n");
     const QStringList words = {"export", "a.metal", "--size", "16x16", "--fps", "30", "--duration", "20"};
-    ASSERT_EQ(hob(words + QStringList{"-o", "b", "--frames", "0:300"}).status, 0);
-    ASSERT_EQ(hob(words + QStringList{"-o", "c", "--frames", "300:600"}).status, 0);
+    ASSERT_EQ(hob(words + QStringList{"-o", "b.mp4", "--frames", "0:300"}).status, 0);
+    ASSERT_EQ(hob(words + QStringList{"-o", "c.mp4", "--frames", "300:600"}).status, 0);
     QProcess process;
     process.setWorkingDirectory(path("."));
-    process.start(QStringLiteral(HOB_PROGRAM), {"join", "-o", "whole.mp4", "c", "b", "--json"});
+    process.start(QStringLiteral(HOB_PROGRAM), {"join", "-o", "whole.mp4", "c.mp4", "b.mp4", "--json"});
     ASSERT_TRUE(process.waitForReadyRead(30'000)); // it has begun
     ASSERT_EQ(::kill(pid_t(process.processId()), SIGTERM), 0);
     ASSERT_TRUE(process.waitForFinished(30'000));
     EXPECT_EQ(process.exitStatus(), QProcess::NormalExit);
     EXPECT_EQ(process.exitCode(), 1);
     EXPECT_EQ(process.readAllStandardError(), "hob: Export cancelled.\n");
-    EXPECT_EQ(names(), (QStringList{"a.metal", "b", "c"}));
+    EXPECT_EQ(names(), (QStringList{"a.metal", "b.mp4", "c.mp4"}));
 }
 
 TEST_F(HobExportFailureTest, SilentPartsAreJoinedWithoutADevice) {
     put("a.metal", plainShader("u.time"));
     for (const char* frames : {"0:15", "15:30"})
-        ASSERT_EQ(hob(QStringList{"export", "a.metal", "-o", frames, "--frames", frames} + small).status, 0);
-    const Outcome joined = hob({"join", "-o", "a.mp4", "0:15", "15:30"}, withoutDriver());
+        ASSERT_EQ(
+            hob(QStringList{"export", "a.metal", "-o", QString(frames) + ".mp4", "--frames", frames} + small).status,
+            0);
+    const Outcome joined = hob({"join", "-o", "a.mp4", "0:15.mp4", "15:30.mp4"}, withoutDriver());
     EXPECT_EQ(joined.status, 0) << joined.shown();
     EXPECT_EQ(get("a.mp4").mid(4, 4), "ftyp");
 }
@@ -124,10 +127,10 @@ TEST_F(HobExportFailureTest, PartsBecomeTheWholeInOneCommand) {
     put("a.metal", "// @param depth 0.5 0 1\n" + noise);
     const QStringList words = QStringList{"export", "a.metal", "--set", "depth=0.25"} + small;
     for (const char* frames : {"0:10", "10:22", "22:30"}) {
-        const Outcome outcome = hob(words + QStringList{"-o", "part-" + QString(frames), "--frames", frames});
+        const Outcome outcome = hob(words + QStringList{"-o", "part-" + QString(frames) + ".mp4", "--frames", frames});
         ASSERT_EQ(outcome.status, 0) << outcome.shown();
     }
-    const QStringList parts = {"part-22:30", "part-0:10", "part-10:22"};
+    const QStringList parts = {"part-22:30.mp4", "part-0:10.mp4", "part-10:22.mp4"};
     const Outcome missing = hob({"join", "-o", "a.mp4", parts[0], parts[1]});
     EXPECT_EQ(missing.status, 1);
     EXPECT_EQ(missing.error, "hob: Frames 10 to 21 are missing: render what is not there with --frames 10:22.\n");
@@ -140,5 +143,84 @@ TEST_F(HobExportFailureTest, PartsBecomeTheWholeInOneCommand) {
         << joined.output.toStdString();
     EXPECT_EQ(hob(QStringList{"join", "-o", "a.mp4"} + parts).status, 1); // there already
     EXPECT_EQ(get("a.mp4").mid(4, 4), "ftyp");
-    EXPECT_EQ(names(), (QStringList{"a.metal", "a.mp4", "part-0:10", "part-10:22", "part-22:30"}));
+    EXPECT_EQ(names(), (QStringList{"a.metal", "a.mp4", "part-0:10.mp4", "part-10:22.mp4", "part-22:30.mp4"}));
+}
+
+namespace {
+
+// Seconds for a frame on a CPU, whatever the machine.
+const QByteArray heavy = "float4 shade(float2 uv, constant Uniforms& u, constant Params& p) {\n    float sum = uv.x;\n"
+                         "    for (int i = 0; i < 60000; ++i) sum = sin(sum + u.time);\n    return sum;\n}\n";
+
+} // namespace
+
+TEST_F(HobExportFailureTest, ASecondSignalDoesNotWaitForTheFrame) {
+    put("a.metal", heavy);
+    for (const char* output : {"a.mp4", "made/"}) {
+        QProcess process;
+        process.setWorkingDirectory(path("."));
+        process.start(QStringLiteral(HOB_PROGRAM), {"export", "a.metal", "-o", output, "--json"});
+        ASSERT_TRUE(process.waitForReadyRead(30'000)); // the first frame is asked for
+        ASSERT_EQ(::kill(pid_t(process.processId()), SIGTERM), 0);
+        ASSERT_EQ(::kill(pid_t(process.processId()), SIGTERM), 0);
+        ASSERT_TRUE(process.waitForFinished(30'000));
+        EXPECT_EQ(process.exitStatus(), QProcess::NormalExit);
+        EXPECT_EQ(process.exitCode(), 1);
+        EXPECT_EQ(process.readAllStandardError(), "hob: Export cancelled.\n");
+        EXPECT_EQ(names(), QStringList{"a.metal"}) << output;
+    }
+}
+
+TEST_F(HobExportFailureTest, OneSignalIsEnoughAfterAWhile) {
+    put("a.metal", heavy);
+    QProcess process;
+    process.setWorkingDirectory(path("."));
+    process.start(QStringLiteral(HOB_PROGRAM), {"export", "a.metal", "-o", "a.mp4", "--json", "--preset", "main4k"});
+    ASSERT_TRUE(process.waitForReadyRead(30'000));
+    ASSERT_EQ(::kill(pid_t(process.processId()), SIGTERM), 0);
+    ASSERT_TRUE(process.waitForFinished(30'000));
+    EXPECT_EQ(process.exitCode(), 1);
+    EXPECT_EQ(names(), QStringList{"a.metal"});
+}
+
+TEST_F(HobExportFailureTest, TwoExportsToOneNameAreBothThere) {
+    put("a.metal", noise);
+    QProcess first;
+    first.setWorkingDirectory(path("."));
+    first.start(QStringLiteral(HOB_PROGRAM), QStringList{"export", "a.metal", "-o", "a.mp4", "--json"} + small);
+    ASSERT_TRUE(first.waitForReadyRead(30'000));
+    put("a.mp4", "another's");
+    ASSERT_TRUE(first.waitForFinished(60'000));
+    EXPECT_EQ(first.exitCode(), 1);
+    const QByteArray told = first.readAllStandardError();
+    EXPECT_TRUE(told.contains("a.mp4 was made by another program meanwhile")) << told.toStdString();
+    EXPECT_EQ(names(), (QStringList{"a-2.mp4", "a.metal", "a.mp4"}));
+    EXPECT_EQ(get("a.mp4"), "another's");
+    EXPECT_EQ(get("a-2.mp4").mid(4, 4), "ftyp");
+}
+
+TEST_F(HobExportFailureTest, WhatAKilledExportLeavesGoesWithTheNextOne) {
+    put("a.metal", noise);
+    for (const char* output : {"a.mp4", "./%04d.png"}) {
+        QProcess process;
+        process.setWorkingDirectory(path("."));
+        process.start(QStringLiteral(HOB_PROGRAM), {"export", "a.metal", "-o", output, "--json", "--duration", "600"});
+        ASSERT_TRUE(process.waitForReadyRead(30'000));
+        while (names().size() < 2 && process.state() == QProcess::Running)
+            process.waitForReadyRead(50);
+        process.kill();
+        ASSERT_TRUE(process.waitForFinished(30'000));
+        EXPECT_EQ(names().size(), 2) << output;
+        EXPECT_EQ(hob(QStringList{"export", "a.metal", "-o", output, "--frames", "0:1"} + small).status, 0);
+        EXPECT_EQ(names().size(), 2) << names().join(' ').toStdString();
+        QFile::remove(path(output == std::string("a.mp4") ? "a.mp4" : "0000.png"));
+    }
+}
+
+TEST_F(HobExportFailureTest, LackOfMemoryIsASentence) {
+    put("a.metal", plainShader("1"));
+    const Outcome outcome = shell("ulimit -v 3000000; $hob still a.metal -o a.png --size 16384x16384");
+    EXPECT_EQ(outcome.status, 1) << outcome.shown();
+    EXPECT_TRUE(outcome.error.trimmed().endsWith('.')) << outcome.shown();
+    EXPECT_EQ(names(), QStringList{"a.metal"});
 }

@@ -37,6 +37,14 @@ TEST_F(HobTest, ExportTakesTheFormatFromTheEnding) {
     EXPECT_EQ(names(), (QStringList{"a.gif", "a.metal", "a.y4m", "b.GIF", "made", "part-03.png", "part-04.png"}));
 }
 
+TEST_F(HobTest, ExportWritesTheMovieThatTheEndingNames) {
+    put("a.metal", sounding);
+    EXPECT_EQ(hob(QStringList{"export", "a.metal", "-o", "a.mov"} + small).error, "");
+    EXPECT_EQ(get("a.mov").mid(4, 8), "ftypqt  ");
+    EXPECT_EQ(hob(QStringList{"export", "a.metal", "-o", "a.WEBM", "--quality", "fast"} + small).error, "");
+    EXPECT_TRUE(get("a.WEBM").left(64).contains("webm"));
+}
+
 TEST_F(HobTest, ExportOfFramesTellsWhatIsLeftOutOrMeansNothing) {
     put("a.metal", sounding);
     struct Case {

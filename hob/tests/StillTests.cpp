@@ -30,6 +30,24 @@ TEST_F(HobTest, StillDrawsTheRightPixels) {
     }
 }
 
+TEST_F(HobTest, StillWritesWhatTheEndingNames) {
+    put("a.metal", plainShader("uv, 0.25, 0.5"));
+    for (const auto& [name, begins] : {std::pair{"a.jpg", "\xff\xd8\xff"}, {"a.WebP", "RIFF"}, {"a.png", "\x89PNG"}}) {
+        EXPECT_EQ(hob({"still", "a.metal", "-o", name, "--size", "64x32"}).status, 0);
+        EXPECT_TRUE(get(name).startsWith(begins)) << name;
+    }
+}
+
+TEST_F(HobTest, StillRefusesAMomentThatParticlesNeverReach) {
+    put("a.metal", dotsShader());
+    const Outcome outcome = hob({"still", "a.metal", "-o", "a.png", "--size", "16x16", "--time", "1e30"});
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_TRUE(isOneSentence(outcome.error)) << outcome.shown();
+    EXPECT_TRUE(outcome.error.contains("86400")) << outcome.shown();
+    put("b.metal", plainShader("uv, 0.25, 0.5"));
+    EXPECT_EQ(hob({"still", "b.metal", "-o", "b.png", "--size", "16x16", "--time", "1e30"}).status, 0);
+}
+
 TEST_F(HobTest, StillHandsTheShaderWhatTheOptionsSay) {
     // Each channel is 1 when the value is as expected, so that a wrong one shows in its channel.
     put("a.metal",

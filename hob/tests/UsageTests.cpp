@@ -44,6 +44,13 @@ TEST_F(HobTest, RefusesAWrongCommandLineInOneSentence) {
         {{"still", "a.metal"}, "-o OUT.png"},
         {{"sound", "a.metal"}, "-o OUT.wav"},
         {{"export", "a.metal"}, "-o OUT.mp4"},
+        {{"export", "a.metal", "-o", "a.avi"}, "no format for the ending .avi"},
+        {{"export", "a.metal", "-o", "movie"}, ".mp4, .mov, .webm, .gif, .png"},
+        {{"export", "a.metal", "-o", "a.wav"}, "hob sound"},
+        {{"export", "a.metal", "-o", "a.webm", "--codec", "hevc"}, "WebM has VP9"},
+        {{"export", "a.metal", "-o", "a.webm", "--frames", "0:9"}, "MP4 or MOV"},
+        {{"still", "a.metal", "-o", "a.gif"}, ".png, .jpg or .webp"},
+        {{"sound", "a.metal", "-o", "a.mp3"}, ".wav"},
         {{"export", "a.metal", "-o", "a.mp4", "--fps", "7"}, "--fps 7"},
         {{"export", "a.metal", "-o", "a.mp4", "--duration", "0"}, "--duration 0"},
         {{"export", "a.metal", "-o", "a.mp4", "--duration", "nan"}, "--duration nan"},
@@ -101,8 +108,8 @@ TEST_F(HobTest, RefusesAFileThatIsNoShaderInOneSentence) {
     const QStringList before = names();
     for (const auto& [name, part] : cases) {
         for (const QStringList& words :
-             {QStringList{"check", name}, QStringList{"info", "--json", name}, QStringList{"still", name, "-o", "out"},
-              QStringList{"sound", name, "-o", "out"}}) {
+             {QStringList{"check", name}, QStringList{"info", "--json", name},
+              QStringList{"still", name, "-o", "out.png"}, QStringList{"sound", name, "-o", "out.wav"}}) {
             const Outcome outcome = hob(words, withoutDriver());
             EXPECT_EQ(outcome.status, 1) << words.join(' ').toStdString() << ": " << outcome.shown();
             EXPECT_TRUE(isOneSentence(outcome.error)) << outcome.shown();
@@ -135,15 +142,15 @@ TEST_F(HobTest, RefusesAPlaceThatCannotBeWrittenBeforeAnyWork) {
 
 TEST_F(HobTest, SaysThatThereIsNoDriver) {
     put("a.metal", plainShader("1") + "float2 sound(float t, constant Params& p) { return float2(0.0); }\n");
-    for (const QStringList& words : {QStringList{"still", "a.metal", "-o", "out"},
-                                     QStringList{"sound", "a.metal", "-o", "out"}, QStringList{"devices"}}) {
+    for (const QStringList& words : {QStringList{"still", "a.metal", "-o", "out.png"},
+                                     QStringList{"sound", "a.metal", "-o", "out.wav"}, QStringList{"devices"}}) {
         const Outcome outcome = hob(words, withoutDriver());
         EXPECT_EQ(outcome.status, 1) << outcome.shown();
         EXPECT_TRUE(isOneSentence(outcome.error)) << outcome.shown();
         EXPECT_TRUE(outcome.error.contains("Vulkan")) << outcome.shown();
         EXPECT_EQ(outcome.output, "");
     }
-    EXPECT_FALSE(has("out"));
+    EXPECT_FALSE(has("out.png") || has("out.wav"));
 }
 
 TEST_F(HobTest, FailsWhenStandardOutputCannotBeWritten) {

@@ -123,12 +123,11 @@ void ExportFinishedPage::follow() {
     file_->setText(tr("%1 in %2").arg(QFileInfo(path_).fileName(), folderName(path_)));
     setAccessibleDescription(file_->text());
     file_->setToolTip(plainToolTip(QDir::toNativeSeparators(path_)));
-    const ExportPlan& plan = job.order()->plan;
     const double taken = job.secondsTaken();
     const double rounded = taken < 10 ? std::round(taken * 10) / 10 : std::round(taken);
     figures_->setText(tr("%1 · %2 · took %3")
-                          .arg(exportTexts::length(double(plan.frameCount()) / double(plan.preset.fps)),
-                               exportTexts::size(double(job.bytes())), exportTexts::length(rounded)));
+                          .arg(exportTexts::length(job.order()->seconds()), exportTexts::size(double(job.bytes())),
+                               exportTexts::length(rounded)));
 }
 
 ExportFailedPage::ExportFailedPage(AppModel& model, QWidget* parent) : QWidget(parent), model_(model) {

@@ -151,14 +151,15 @@ void ExportProgress::follow() {
     const ExportOrder& order = *job.order();
     const bool isCancelling = job.isCancelling();
     heading_->setText(tr("Exporting %1").arg(QFileInfo(order.path).fileName()));
-    preset_->setText(QString::fromStdString(order.plan.preset.name));
+    preset_->setText(QString::fromStdString(order.preset.name));
     const double share = running->total > 0 ? double(running->done) / double(running->total) : 0;
     percent_->setText(tr("%1%").arg(int(share * 100)));
     frames_->setText(tr("Frame %1 of %2").arg(running->done).arg(running->total));
     const std::optional<double> left = job.secondsLeft();
     if (isCancelling)
         left_->setText(tr("Cancelling"));
-    else if (running->done == 0 && order.program && order.program->particles() != nullptr && order.plan.start > 0)
+    else if (running->done == 0 && order.program() && order.program()->particles() != nullptr &&
+             order.segments.front().start > 0)
         left_->setText(tr("Running the particles up to the start"));
     else if (running->total > 1 && running->done >= running->total - 1)
         left_->setText(tr("Finishing the file"));

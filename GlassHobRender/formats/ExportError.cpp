@@ -1,4 +1,4 @@
-#include "GlassHobRender/export/ExportError.h"
+#include "GlassHobRender/formats/ExportError.h"
 
 namespace glasshob {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-// Why an export ended without a movie. The description is what a person reads.
+// Why an export ended without a result. The description is what a person reads.
 
 #include <cstdint>
 #include <exception>
@@ -17,6 +17,8 @@ class ExportError : public std::exception {
     static ExportError render(std::int64_t frame);
     static ExportError writer(const std::string& message);
     static ExportError cancelled();
+    /// What went wrong with a file, in a sentence that stands alone; of the kind `writer`.
+    explicit ExportError(std::string sentence) : kind(Kind::writer), description(std::move(sentence)) {}
 
     Kind kind = Kind::setup;
     std::string description;
