@@ -1,7 +1,6 @@
 #include "GlassHob/model/AppModel.h"
 
 #include "GlassHob/model/RetiredDevice.h"
-#include "GlassHob/model/StillSaver.h"
 
 #include <QFileInfo>
 #include <QStandardPaths>
@@ -21,8 +20,8 @@ AppModel::AppModel(Surroundings surroundings, QObject* parent)
       devices_(std::move(surroundings.device), std::move(surroundings.makeDevice)),
       compilation_(devices_, std::move(surroundings.compileDelay)),
       presets_(std::make_unique<Presets>(*this, *questions_, std::move(surroundings.presetStore))),
-      exports_(std::make_unique<ExportJob>(*this, std::move(surroundings.movieMaker))), account_(surroundings.account),
-      updates_(surroundings.updates) {
+      exports_(std::make_unique<ExportJob>(*this, std::move(surroundings.movieMaker))),
+      stills_(std::make_unique<StillSaver>(*this)), account_(surroundings.account), updates_(surroundings.updates) {
     document_.editorSink = [this](const std::string& text) {
         if (editorSink) editorSink(text);
     };
@@ -40,6 +39,8 @@ AppModel::AppModel(Surroundings surroundings, QObject* parent)
     connect(&compilation_, &Compilation::deviceLost, this, &AppModel::reportDeviceLoss);
     connect(&compilation_, &Compilation::compiled, this, &AppModel::compiled);
     connect(exports_.get(), &ExportJob::changed, this, &AppModel::exportChanged);
+    connect(stills_.get(), &StillSaver::began, &devices_, &DeviceWatch::stillBegins);
+    connect(stills_.get(), &StillSaver::ended, &devices_, &DeviceWatch::stillEnds);
 }
 
 AppModel::~AppModel() {
@@ -169,33 +170,11 @@ void AppModel::stepFrame() {
 // ---- Pictures and videos --------------------------------------------------------------------------------------------
 
 QString AppModel::stillName() const {
-    return QStringLiteral("%1-t%2.png")
-        .arg(QFileInfo(displayName()).completeBaseName(), QString::number(time(), 'f', 1));
+    return stills_->suggestedName();
 }
 
 void AppModel::saveStill() {
-    if (!program() || needsRun()) return;
-    // The moment of the command, not that of the answer.
-    const ExportPreset preset = exportChoices().preset();
-    StillRequest request{.program = program(),
-                         .values = values(),
-                         .width = preset.width,
-                         .height = preset.height,
-                         .frame = frame(),
-                         .time = float(time()),
-                         .path = {}};
-    const QString pictures = QStandardPaths::writableLocation(QStandardPaths::PicturesLocation);
-    questions_->chooseFileToSave(
-        tr("Save the still"), pictures, stillName(),
-        [this, request = std::move(request)](std::optional<QString> path) mutable {
-            if (!path) return;
-            request.path = *path;
-            devices_.stillBegins();
-            glasshob::saveStill(std::move(request), this, [this, path = *path](const auto& saved) {
-                devices_.stillEnds();
-                if (!saved) questions_->warn(tr("Can't save %1").arg(QFileInfo(path).fileName()), saved.error());
-            });
-        });
+    if (auto still = stills_->now()) stills_->chooseAndSave(std::move(*still));
 }
 
 // ---- The window -----------------------------------------------------------------------------------------------------

@@ -16,6 +16,7 @@
 #include "GlassHob/model/Presets.h"
 #include "GlassHob/model/PreviewClock.h"
 #include "GlassHob/model/Questions.h"
+#include "GlassHob/model/StillSaver.h"
 #include "GlassHobCore/code/Diagnostics.h"
 
 #include <QDateTime>
@@ -168,6 +169,7 @@ class AppModel : public QObject {
     void saveStill();
     // The document's name, the clock's time, ".png".
     QString stillName() const;
+    StillSaver& stills() { return *stills_; }
     ExportJob& exports() { return *exports_; }
     // What exports() holds.
     const ExportChoices& exportChoices() const { return exports_->choices(); }
@@ -211,6 +213,7 @@ class AppModel : public QObject {
     Compilation compilation_;
     std::unique_ptr<Presets> presets_;
     std::unique_ptr<ExportJob> exports_;
+    std::unique_ptr<StillSaver> stills_;
 
     PreviewClock clock_;
     std::int64_t shownTenth_ = -1;

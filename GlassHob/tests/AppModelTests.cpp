@@ -167,23 +167,39 @@ TEST_F(AppModelTest, SliderValuesStayInTheirRange) {
     EXPECT_EQ(model->changedValueCount(), 0) << "a default that is no number is not a change";
 }
 
-TEST_F(AppModelTest, AStillHasTheSizeOfTheChosenPresetAndTheNameOfTheMoment) {
+TEST_F(AppModelTest, AStillHasASizeOfItsOwnAndTheNameOfTheMoment) {
     model->open(file("wave.v2.metal", shader("", "float4(u.resolution / 2048.0, u.time, 1.0)")));
-    model->setExportChoices({.presetId = "site"});
+    model->setExportChoices({.presetId = "main4k"});
+    EXPECT_EQ(StillSaver::size(), (StillSaver::Size{1920, 1080}));
+    StillSaver::setSize({1280, 720});
     model->tick(10);
     model->tick(10.75);
     questions.path = folder.filePath("still.png");
+    std::optional<SavedStill> saved;
+    QObject::connect(&model->stills(), &StillSaver::saved, [&](const SavedStill& still) { saved = still; });
     model->saveStill();
     model->tick(11.5); // the still is of the moment of the command
     EXPECT_EQ(questions.suggested, "wave.v2-t0.8.png");
     const QDeadlineTimer deadline(60000);
-    while (!QFile::exists(*questions.path) && !deadline.hasExpired())
+    while (!saved && !deadline.hasExpired())
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents | QEventLoop::AllEvents, 100);
+    ASSERT_TRUE(saved);
+    EXPECT_EQ(saved->path, *questions.path);
+    EXPECT_EQ(saved->width, 1280);
+    EXPECT_EQ(saved->bytes, QFileInfo(*questions.path).size());
     const QImage still(*questions.path);
     EXPECT_EQ(still.size(), QSize(1280, 720));
     EXPECT_EQ(still.pixelColor(5, 5), QColor(159, 90, 191));
 
     EXPECT_EQ(ExportChoices{.presetId = "no such"}.preset(), ExportPreset::web());
+    questions.path = folder.filePath("still.bmp");
+    model->saveStill();
+    while (questions.warnings.isEmpty() && !deadline.hasExpired())
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents | QEventLoop::AllEvents, 100);
+    EXPECT_TRUE(questions.warnings.value(0).contains(".png, .jpg or .webp"));
+    EXPECT_FALSE(QFile::exists(*questions.path));
+    questions.warnings.clear();
+
     questions.path = folder.filePath("no/such/folder.png");
     model->saveStill();
     while (questions.warnings.isEmpty() && !deadline.hasExpired())

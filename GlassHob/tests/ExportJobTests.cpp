@@ -8,7 +8,9 @@
 #include "GlassHobRender/formats/ExportError.h"
 #include "GlassHobRender/program/ShaderProgram.h"
 
+#include <QDir>
 #include <QFileInfo>
+#include <QImage>
 
 #include <condition_variable>
 #include <csignal>
@@ -108,6 +110,86 @@ TEST_F(ExportJobTest, TakesWhatIsThereAtTheCommandAndPutsTheWholeFileInItsPlace)
     EXPECT_TRUE(is<ExportIdle>());
     // The folder is where the next one is offered.
     EXPECT_EQ(QSettings().value("export/folder").toString(), folder.path());
+}
+
+TEST_F(ExportJobTest, TheNamesEndingSaysWhatIsWritten) {
+    ExportOrder got;
+    make = [&](const ExportOrder& order, const ExportJob::Target& target) {
+        got = order;
+        if (order.format != ExportFormat::pngs) put(target.path, "new");
+    };
+    // The preset has 60 frames a second, which a GIF cannot have.
+    model->setExportChoices({.presetId = "web", .duration = 0.2});
+    for (const auto& [name, format, fps] : {std::tuple{"a.gif", ExportFormat::gif, 50},
+                                            {"a.WEBM", ExportFormat::webm, 60},
+                                            {"a.mov", ExportFormat::mov, 60}}) {
+        questions.path = folder.filePath(name);
+        model->exports().chooseAndStart();
+        ASSERT_TRUE(comesToAnEnd());
+        EXPECT_EQ(model->exportState(), ExportState(ExportFinished{*questions.path}));
+        EXPECT_EQ(got.format, format) << name;
+        EXPECT_EQ(got.preset.fps, fps) << name;
+        EXPECT_TRUE(QFile::exists(*questions.path));
+    }
+    // One that no format has is refused with those that are known; the next try asks for another name.
+    questions.path = folder.filePath("a.avi");
+    model->exports().chooseAndStart();
+    const auto* failed = std::get_if<ExportFailed>(&model->exportState());
+    ASSERT_NE(failed, nullptr);
+    EXPECT_TRUE(failed->message.contains(".avi") && failed->message.contains(".webm")) << failed->message.toStdString();
+    EXPECT_FALSE(QFile::exists(*questions.path));
+    questions.path = movie;
+    model->exports().tryAgain();
+    ASSERT_TRUE(comesToAnEnd());
+    EXPECT_EQ(model->exportState(), ExportState(ExportFinished{movie}));
+    // What is offered follows the format that is chosen.
+    for (const ExportFormatEntry& entry : ExportFormats::all()) {
+        model->setExportChoices({.format = entry.format});
+        EXPECT_EQ(model->exports().suggestedName(), "a" + QString::fromLatin1(entry.ending));
+    }
+    EXPECT_FALSE((model->setExportChoices({.format = ExportFormat::wav}), model->exports().canStart()))
+        << "a shader without sound";
+}
+
+TEST_F(ExportJobTest, CompanionsStandBesideTheResult) {
+    make = [](const ExportOrder&, const ExportJob::Target& target) { put(target.path, "new"); };
+    ExportOrder order{.segments = {ExportSegment(model->program(), {}, 0, 0.1, false, true)},
+                      .preset = ExportPreset::site(),
+                      .path = movie,
+                      .companions = {{"-chapters.txt", "0:00 Start\n"}}};
+    model->exports().start(order);
+    ASSERT_TRUE(comesToAnEnd());
+    EXPECT_EQ(contents(folder.filePath("movie-chapters.txt")), "0:00 Start\n");
+}
+
+TEST_F(ExportJobTest, PicturesSoundAndOwnSizesAreReallyWritten) {
+    movieMaker = {};
+    SetUp();
+    model->open(file("b.metal", shader("", "float4(uv, 0.5, 1.0)") +
+                                    "float2 sound(float t, constant Params& p) { return float2(sin(t * 440.0)); }\n"));
+    const ExportChoices choices{.presetId = ExportChoices::ownId,
+                                .duration = 0.25,
+                                .watermark = false,
+                                .format = ExportFormat::pngs,
+                                .ownWidth = 90,
+                                .ownHeight = 160,
+                                .ownFps = 8};
+    model->setExportChoices(choices);
+    questions.path = folder.filePath("b.png");
+    model->exports().chooseAndStart();
+    ASSERT_TRUE(comesToAnEnd());
+    EXPECT_EQ(model->exportState(), ExportState(ExportFinished{folder.filePath("b/")}));
+    EXPECT_EQ(QDir(folder.filePath("b")).entryList(QDir::Files), (QStringList{"00000.png", "00001.png"}));
+    EXPECT_EQ(QImage(folder.filePath("b/00001.png")).size(), QSize(90, 160));
+    // Once more: the folder is not to be mixed up with another's files.
+    model->exports().chooseAndStart();
+    ASSERT_TRUE(comesToAnEnd());
+    EXPECT_TRUE(is<ExportFailed>());
+    questions.path = folder.filePath("b.wav");
+    model->exports().chooseAndStart();
+    ASSERT_TRUE(comesToAnEnd());
+    EXPECT_EQ(model->exportState(), ExportState(ExportFinished{*questions.path}));
+    EXPECT_EQ(QFileInfo(*questions.path).size(), 44 + 48000 / 4 * 4);
 }
 
 TEST_F(ExportJobTest, TenThousandReportsComeAsAFew) {

@@ -6,13 +6,16 @@
 #include "GlassHob/ui/controls/DialogParts.h"
 #include "GlassHob/ui/controls/SearchField.h"
 #include "GlassHob/ui/editor/CodeEditor.h"
+#include "GlassHob/ui/export/ChoiceField.h"
 #include "GlassHob/ui/export/ExportActions.h"
 #include "GlassHob/ui/export/ExportForm.h"
 #include "GlassHob/ui/export/ExportOutcome.h"
 #include "GlassHob/ui/export/ExportProgress.h"
 #include "GlassHob/ui/export/ExportTexts.h"
 #include "GlassHob/ui/export/ExportWindow.h"
+#include "GlassHob/ui/export/OwnPicture.h"
 #include "GlassHob/ui/export/PresetCards.h"
+#include "GlassHob/ui/export/StillWindow.h"
 #include "GlassHob/ui/window/Leaving.h"
 #include "GlassHobRender/formats/ExportError.h"
 
@@ -20,6 +23,7 @@
 #include <QClipboard>
 #include <QFileInfo>
 #include <QGuiApplication>
+#include <QImage>
 #include <QProcess>
 
 #include <atomic>
@@ -316,6 +320,88 @@ TEST_F(ExportWindowTest, EveryControlHasANameAndPaints) {
     open();
     shown = window->exportActions()->window();
     check();
+}
+
+TEST_F(ExportWindowTest, TheFormFollowsFormatAndOwnSize) {
+    ExportWindow* shown = open();
+    ExportForm* form = shown->form();
+    EXPECT_FALSE(form->own()->isVisible());
+    EXPECT_TRUE(shown->picture()->isVisible());
+    QTest::keyClick(form->format(), Qt::Key_Down);
+    QTest::keyClick(form->format(), Qt::Key_Down);
+    EXPECT_EQ(model->exportChoices().format, ExportFormat::webm);
+    EXPECT_EQ(form->presets()->cards()[1]->accessibleDescription(), "VP9 · 5 Mbit/s");
+    QTest::keyClick(form->format(), Qt::Key_Down);
+    EXPECT_EQ(model->exportChoices().format, ExportFormat::gif);
+    EXPECT_EQ(form->foreseen()->text(), "500 frames");
+    form->presets()->cards().back()->click();
+    EXPECT_TRUE(form->own()->isVisible());
+    typeInto(form->own()->widthField(), "1080");
+    typeInto(form->own()->heightField(), "1350");
+    typeInto(form->own()->rateField(), "25");
+    EXPECT_EQ(form->own()->shapeField()->text(), "Portrait 4:5 · 1080×1350");
+    EXPECT_EQ(model->exportChoices().plan().preset.height, 1350);
+    EXPECT_EQ(form->foreseen()->text(), "250 frames");
+    for (const auto& [field, text] : {std::pair{form->own()->rateField(), "60"}, // a GIF shows 50
+                                      {form->own()->rateField(), "7"},
+                                      {form->own()->widthField(), "15"},
+                                      {form->own()->heightField(), "16385"}}) {
+        const QString before = field->text();
+        typeInto(field, text);
+        form->submit();
+        EXPECT_TRUE(field->isRefused() && form->message()->isVisible()) << text;
+        EXPECT_TRUE(std::holds_alternative<ExportIdle>(model->exportState()));
+        typeInto(field, before);
+    }
+    QTest::keyClick(form->format(), Qt::Key_Down);
+    QTest::keyClick(form->format(), Qt::Key_Down);
+    EXPECT_EQ(model->exportChoices().format, ExportFormat::wav);
+    EXPECT_FALSE(form->presets()->isVisible() || form->mark()->isVisible() || shown->picture()->isVisible());
+    EXPECT_FALSE(form->exportButton()->isEnabled()) << "this shader has no sound";
+    EXPECT_EQ(form->foreseen()->text(), "The shader has no sound");
+}
+
+TEST_F(ExportWindowTest, SaveSoundIsOfferedWhereThereIsSound) {
+    QAction* action = window->exportActions()->saveSound;
+    EXPECT_FALSE(action->isEnabled());
+    model->open(file("b.metal", shader("") + "float2 sound(float t, constant Params& p) { return t; }\n"));
+    ASSERT_TRUE(comesTrue([&] { return action->isEnabled(); }));
+    action->trigger();
+    ExportWindow* shown = window->exportActions()->window();
+    ASSERT_NE(shown, nullptr);
+    EXPECT_EQ(shown->windowTitle(), "Save Sound");
+    EXPECT_EQ(model->exports().suggestedName(), "b.wav");
+    EXPECT_EQ(shown->form()->foreseen()->text(), "10 s of sound, about 2 MB");
+    window->exportActions()->exportVideo->trigger();
+    EXPECT_EQ(shown->windowTitle(), "Export Video");
+}
+
+TEST_F(ExportWindowTest, AStillIsOfTheMomentAndTellsWhereItIs) {
+    StillSaver::setSize({});
+    const auto openStill = [&] {
+        for (QAction* action : window->findChildren<QAction*>())
+            if (action->shortcut() == QKeySequence("Ctrl+Shift+I")) action->trigger();
+        return window->exportActions()->stillWindow();
+    };
+    StillWindow* shown = openStill();
+    ASSERT_NE(shown, nullptr);
+    EXPECT_EQ(shown->picture()->widthField()->text(), "1920");
+    typeInto(shown->picture()->widthField(), "0");
+    shown->submit();
+    EXPECT_TRUE(shown->message()->isVisible());
+    typeInto(shown->picture()->widthField(), "64");
+    typeInto(shown->picture()->heightField(), "48");
+    questions.path = folder.filePath("still.jpg");
+    shown->submit();
+    ASSERT_TRUE(comesTrue([&] { return shown->result()->isVisible(); }));
+    EXPECT_EQ(shown->result()->heading()->text(), "The still is saved");
+    EXPECT_TRUE(shown->result()->file()->text().startsWith("still.jpg in "))
+        << shown->result()->file()->text().toStdString();
+    EXPECT_TRUE(shown->result()->figures()->text().startsWith("64×48 · JPG · "));
+    EXPECT_EQ(QImage(*questions.path).size(), QSize(64, 48));
+    // The size is kept, and the videos' is another matter.
+    EXPECT_EQ(openStill()->picture()->widthField()->text(), "64");
+    EXPECT_EQ(model->exportChoices(), ExportChoices());
 }
 
 TEST(ExportTexts, SayNumbersAsPeopleDo) {

@@ -23,12 +23,15 @@ Result write(const std::vector<ExportSegment>& segments, const std::shared_ptr<g
     for (const ExportSegment& segment : segments)
         frames += AudioRenderer::frameCount(segment.duration);
     const auto total = std::int64_t(std::ceil(double(frames) / double(rate)));
-    Result result = output.write(std::as_bytes(std::span<const char>(AudioRenderer::wavHeader(std::uint64_t(frames) * 2))));
+    Result result =
+        output.write(std::as_bytes(std::span<const char>(AudioRenderer::wavHeader(std::uint64_t(frames) * 2))));
     std::int64_t done = 0;
     const auto take = [&](std::span<const float> samples, double, double) {
         if (request.stop.stop_requested() || (request.progress && !request.progress(done / rate, total)))
             result = std::unexpected(ExportError::cancelled().description);
-        if (result) result = output.write(std::as_bytes(std::span<const char>(AudioRenderer::wavSamples(samples))), request.stop);
+        if (result)
+            result =
+                output.write(std::as_bytes(std::span<const char>(AudioRenderer::wavSamples(samples))), request.stop);
         done += std::int64_t(samples.size() / 2);
         return result.has_value();
     };

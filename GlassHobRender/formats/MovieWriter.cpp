@@ -438,8 +438,7 @@ void MovieWriter::describe(const std::string& key, const std::string& text) {
 bool MovieWriter::startWriting() {
     AVDictionary* options = nullptr;
     // Opus begins a little before 0, which the container has a field for; the pictures stay at 0.
-    if (impl_->container == MovieContainer::webm)
-        impl_->format->avoid_negative_ts = AVFMT_AVOID_NEG_TS_DISABLED;
+    if (impl_->container == MovieContainer::webm) impl_->format->avoid_negative_ts = AVFMT_AVOID_NEG_TS_DISABLED;
     const bool isDescribed = impl_->format->metadata != nullptr;
     if (impl_->container != MovieContainer::webm)
         av_dict_set(&options, "movflags", isDescribed ? "+faststart+use_metadata_tags" : "+faststart", 0);

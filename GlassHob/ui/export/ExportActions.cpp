@@ -2,20 +2,32 @@
 
 #include "GlassHob/model/AppModel.h"
 #include "GlassHob/ui/controls/DesktopNotification.h"
+#include "GlassHob/ui/export/ExportTexts.h"
 #include "GlassHob/ui/export/ExportWindow.h"
+#include "GlassHob/ui/export/StillWindow.h"
+#include "GlassHobRender/program/ShaderProgram.h"
 
 #include <QAction>
 #include <QApplication>
-#include <QFileInfo>
 
 namespace glasshob {
 
 ExportActions::ExportActions(AppModel& model, QWidget* mainWindow)
-    : QObject(mainWindow), exportVideo(new QAction(tr("Export &Video…"), this)), model_(model), mainWindow_(mainWindow),
-      still_(model) {
+    : QObject(mainWindow), exportVideo(new QAction(tr("Export &Video…"), this)),
+      saveSound(new QAction(tr("Save S&ound…"), this)), model_(model), mainWindow_(mainWindow), still_(model) {
     exportVideo->setShortcut(QKeySequence(tr("Ctrl+Shift+E")));
     mainWindow->addAction(exportVideo);
     connect(exportVideo, &QAction::triggered, this, [this] {
+        ExportChoices choices = model_.exportChoices();
+        if (choices.format == ExportFormat::wav) choices.format = ExportFormat::mp4;
+        model_.setExportChoices(choices);
+        model_.setSheet(AppModel::Sheet::export_);
+        open();
+    });
+    connect(saveSound, &QAction::triggered, this, [this] {
+        ExportChoices choices = model_.exportChoices();
+        choices.format = ExportFormat::wav;
+        model_.setExportChoices(choices);
         model_.setSheet(AppModel::Sheet::export_);
         open();
     });
@@ -38,6 +50,24 @@ ExportWindow* ExportActions::window() const {
     return window_;
 }
 
+StillWindow* ExportActions::stillWindow() const {
+    return stillWindow_;
+}
+
+void ExportActions::openStillBy(QAction* saveStill) {
+    disconnect(saveStill, &QAction::triggered, nullptr, nullptr);
+    connect(saveStill, &QAction::triggered, this, &ExportActions::openStill);
+}
+
+// Always of this moment: one that is open for an earlier one goes.
+void ExportActions::openStill() {
+    auto moment = model_.stills().now();
+    if (!moment) return;
+    if (stillWindow_) stillWindow_->close();
+    stillWindow_ = new StillWindow(model_, std::move(*moment), mainWindow_);
+    stillWindow_->comeForward();
+}
+
 void ExportActions::setNotification(DesktopNotification* notification) {
     delete notification_;
     notification_ = notification;
@@ -49,7 +79,11 @@ void ExportActions::setNotification(DesktopNotification* notification) {
 
 // An export that runs, or whose end has not been read, can be looked at whatever the document is.
 void ExportActions::follow() {
-    exportVideo->setEnabled(model_.exports().canStart() || !std::holds_alternative<ExportIdle>(model_.exportState()));
+    const auto& program = model_.program();
+    const bool isBusy = !std::holds_alternative<ExportIdle>(model_.exportState());
+    const bool hasPicture = program != nullptr && !model_.needsRun() && !model_.exports().isRunning();
+    exportVideo->setEnabled(hasPicture || isBusy);
+    saveSound->setEnabled(hasPicture && !isBusy && program->soundPipeline() != nullptr);
 }
 
 void ExportActions::open() {
@@ -75,8 +109,9 @@ void ExportActions::tellEnd() {
         return;
     }
     QApplication::alert(window_);
-    const QString name = QFileInfo(model_.exports().order()->path).fileName();
-    notification_->show(finished ? tr("The video is ready") : tr("The video was not made"),
+    const ExportOrder& order = *model_.exports().order();
+    const QString name = exportTexts::nameOfResult(order.path);
+    notification_->show(finished ? exportTexts::ready(order.format) : exportTexts::notMade(order.format),
                         finished ? name : tr("%1: %2").arg(name, failed->message));
 }
 

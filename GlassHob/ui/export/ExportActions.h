@@ -1,6 +1,6 @@
-// The command that exports a video: opens the one export window, and tells when an export has ended, by bringing that
-// window forward, or with a message of the desktop where another application is in front. Main thread; owned by the
-// main window.
+// The commands that export a video or its sound and save a still: open the one window of each, and tell when an export
+// has ended, by bringing that window forward, or with a message of the desktop where another application is in front.
+// Main thread; owned by the main window.
 #pragma once
 
 #include "GlassHob/model/StartStill.h"
@@ -16,6 +16,7 @@ namespace glasshob {
 class AppModel;
 class DesktopNotification;
 class ExportWindow;
+class StillWindow;
 
 class ExportActions : public QObject {
     Q_OBJECT
@@ -23,9 +24,12 @@ class ExportActions : public QObject {
     ExportActions(AppModel& model, QWidget* mainWindow);
     ~ExportActions() override;
 
-    QAction* exportVideo;
-    // Null while it is closed.
+    QAction *exportVideo, *saveSound;
+    // This action opens the window for stills.
+    void openStillBy(QAction* saveStill);
+    // Null while they are closed.
     ExportWindow* window() const;
+    StillWindow* stillWindow() const;
     // Tells through this one instead of the desktop's.
     void setNotification(DesktopNotification* notification);
 
@@ -35,6 +39,7 @@ class ExportActions : public QObject {
 
   private:
     void open();
+    void openStill();
     void follow();
     void tellEnd();
 
@@ -42,6 +47,7 @@ class ExportActions : public QObject {
     QWidget* mainWindow_;
     StartStill still_;
     QPointer<ExportWindow> window_;
+    QPointer<StillWindow> stillWindow_;
     DesktopNotification* notification_ = nullptr;
 };
 

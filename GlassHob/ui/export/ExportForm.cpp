@@ -4,13 +4,20 @@
 #include "GlassHob/ui/controls/DialogParts.h"
 #include "GlassHob/ui/controls/Fonts.h"
 #include "GlassHob/ui/controls/SearchField.h"
+#include "GlassHob/ui/export/ChoiceField.h"
 #include "GlassHob/ui/export/ExportTexts.h"
+#include "GlassHob/ui/export/OwnPicture.h"
 #include "GlassHob/ui/export/PresetCards.h"
 #include "GlassHobRender/program/ShaderProgram.h"
 
 #include <QCheckBox>
 #include <QGridLayout>
+#include <QScrollArea>
 #include <QVBoxLayout>
+
+#include <algorithm>
+#include <utility>
+#include <vector>
 
 namespace glasshob {
 
@@ -19,11 +26,27 @@ namespace {
 constexpr int cardInset = 12; // the cards reach nearer to the edges than what stands under them
 constexpr int fieldGap = 12;
 
+// The formats in the list.
+std::vector<const ExportFormatEntry*> offered() {
+    std::vector<const ExportFormatEntry*> entries;
+    for (const ExportFormatEntry& entry : ExportFormats::all())
+        if (entry.isOffered) entries.push_back(&entry);
+    return entries;
+}
+
 } // namespace
 
 ExportForm::ExportForm(AppModel& model, QWidget* parent) : QWidget(parent), model_(model) {
-    auto* ground = new Ground(Role::panel, {}, this);
+    auto* ground = ground_ = new Ground(Role::panel, {}, this);
+    QStringList names, contents;
+    for (const ExportFormatEntry* entry : offered()) {
+        names.append(QString::fromLatin1(entry->name.data(), qsizetype(entry->name.size())));
+        contents.append(QString::fromLatin1(entry->contents.data(), qsizetype(entry->contents.size())));
+    }
+    format_ = new ChoiceField(tr("Format"), names, contents, ground);
     presets_ = new PresetCards(ground);
+    ownRow_ = new QWidget(ground);
+    own_ = new OwnPicture(OwnPicture::Asks::sizeAndRate, ownRow_);
     auto field = [ground](const QString& name) {
         auto* made = new SearchField(name, {}, ground);
         made->setFixedHeight(32);
@@ -40,10 +63,22 @@ ExportForm::ExportForm(AppModel& model, QWidget* parent) : QWidget(parent), mode
     auto* body = new QVBoxLayout(ground);
     body->setContentsMargins(0, 16, 0, 24);
     body->setSpacing(0);
+    auto* formats = new QVBoxLayout;
+    formats->setContentsMargins(dialogMargin, 0, dialogMargin, 12);
+    formats->setSpacing(5);
+    auto* formatLabel = new TextLine(fonts::fieldLabel(), Role::text2, ground, format_->accessibleName());
+    formatLabel->setFixedHeight(17);
+    formats->addWidget(formatLabel);
+    formats->addWidget(format_);
+    body->addLayout(formats);
     auto* cards = new QVBoxLayout;
     cards->setContentsMargins(cardInset, 0, cardInset, 0);
     cards->addWidget(presets_);
     body->addLayout(cards);
+    auto* own = new QVBoxLayout(ownRow_);
+    own->setContentsMargins(dialogMargin, 12, dialogMargin, 0);
+    own->addWidget(own_);
+    body->addWidget(ownRow_);
     body->addSpacing(16);
     auto* fields = new QGridLayout;
     fields->setContentsMargins(dialogMargin, 0, dialogMargin, 0);
@@ -83,15 +118,21 @@ ExportForm::ExportForm(AppModel& model, QWidget* parent) : QWidget(parent), mode
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(0, 0, 0, 0);
     column->setSpacing(0);
-    column->addWidget(ground);
+    scroll_ = makeScrollArea(ground, this);
+    column->addWidget(scroll_);
     column->addWidget(footer);
+    footer_ = footer;
 
     const ExportChoices& choices = model_.exportChoices();
     presets_->choose(choices.preset().id);
+    own_->setPicture(choices.ownWidth, choices.ownHeight, choices.ownFps);
     start_->setText(exportTexts::seconds(choices.start));
     duration_->setText(exportTexts::seconds(choices.duration));
     mark_->setChecked(choices.watermark);
 
+    connect(format_, &ChoiceField::chosen, this, &ExportForm::read);
+    connect(own_, &OwnPicture::edited, this, &ExportForm::read);
+    connect(own_, &OwnPicture::left, this, [this] { check(true); });
     connect(presets_, &PresetCards::chosen, this, &ExportForm::read);
     connect(mark_, &QCheckBox::toggled, this, &ExportForm::read);
     for (SearchField* which : {start_, duration_}) {
@@ -100,11 +141,20 @@ ExportForm::ExportForm(AppModel& model, QWidget* parent) : QWidget(parent), mode
     }
     connect(cancel_, &QAbstractButton::clicked, this, &ExportForm::cancelled);
     connect(export_, &QAbstractButton::clicked, this, &ExportForm::submit);
-    connect(&model_, &AppModel::exportChanged, this, &ExportForm::follow);
+    connect(&model_, &AppModel::exportChanged, this, &ExportForm::followChoices);
     connect(&model_, &AppModel::compiled, this, &ExportForm::follow);
     connect(&model_, &AppModel::documentChanged, this, &ExportForm::follow);
 
-    follow();
+    followChoices();
+}
+
+int ExportForm::wantedHeight() const {
+    return ground_->sizeHint().height() + footer_->sizeHint().height();
+}
+
+void ExportForm::setMostHeight(int height) {
+    const int footer = footer_->sizeHint().height();
+    scroll_->setFixedHeight(std::min(ground_->sizeHint().height(), std::max(height - footer, 2 * footer)));
 }
 
 void ExportForm::focusFirst() {
@@ -122,12 +172,32 @@ void ExportForm::follow() {
     check(false);
 }
 
+void ExportForm::followChoices() {
+    const ExportChoices& choices = model_.exportChoices();
+    const auto formats = offered();
+    const auto at = std::ranges::find_if(formats, [&](const auto* entry) { return entry->format == choices.format; });
+    format_->setCurrent(at == formats.end() ? -1 : int(at - formats.begin()),
+                        QString::fromLatin1(ExportFormats::entry(choices.format).ending));
+    const bool hasPictures = ExportFormats::entry(choices.format).hasPictures;
+    presets_->follow(choices);
+    presets_->setVisible(hasPictures);
+    ownRow_->setVisible(hasPictures && choices.presetId == ExportChoices::ownId);
+    mark_->setVisible(hasPictures);
+    ground_->layout()->activate();
+    follow();
+    emit heightChanged();
+}
+
 // What can be read is taken over while it is typed; the rest of the choices stay as they were.
 void ExportForm::read() {
     ExportChoices choices = model_.exportChoices();
     for (const PresetCard* card : presets_->cards())
         if (card->isChecked()) choices.presetId = card->id();
     choices.watermark = mark_->isChecked();
+    if (format_->current() >= 0) choices.format = offered()[std::size_t(format_->current())]->format;
+    choices.ownWidth = exportTexts::readSide(own_->widthField()->text()).value_or(choices.ownWidth);
+    choices.ownHeight = exportTexts::readSide(own_->heightField()->text()).value_or(choices.ownHeight);
+    choices.ownFps = exportTexts::readRate(own_->rateField()->text(), choices.format).value_or(choices.ownFps);
     choices.start = exportTexts::readStart(start_->text()).value_or(choices.start);
     choices.duration = exportTexts::readDuration(duration_->text()).value_or(choices.duration);
     model_.setExportChoices(choices);
@@ -135,17 +205,30 @@ void ExportForm::read() {
 }
 
 bool ExportForm::check(bool all) {
-    const auto start = exportTexts::readStart(start_->text());
-    const auto duration = exportTexts::readDuration(duration_->text());
-    start_->setRefused(!start && (all || start_->isRefused()));
-    duration_->setRefused(!duration && (all || duration_->isRefused()));
-    if (start_->isRefused())
-        message_->tell(start.error());
-    else if (duration_->isRefused())
-        message_->tell(duration.error());
-    else
+    const ExportChoices& choices = model_.exportChoices();
+    const bool isOwn = ownRow_->isVisibleTo(this);
+    const auto refusal = [](const auto& value) { return value ? QString() : value.error(); };
+    const std::pair<SearchField*, QString> fields[] = {
+        {own_->widthField(), isOwn ? refusal(exportTexts::readSide(own_->widthField()->text())) : QString()},
+        {own_->heightField(), isOwn ? refusal(exportTexts::readSide(own_->heightField()->text())) : QString()},
+        {own_->rateField(),
+         isOwn ? refusal(exportTexts::readRate(own_->rateField()->text(), choices.format)) : QString()},
+        {start_, refusal(exportTexts::readStart(start_->text()))},
+        {duration_, refusal(exportTexts::readDuration(duration_->text()))},
+    };
+    bool isValid = true;
+    QString told;
+    for (const auto& [field, sentence] : fields) {
+        field->setRefused(!sentence.isEmpty() && (all || field->isRefused()));
+        if (field->isRefused() && told.isEmpty()) told = sentence;
+        isValid = isValid && sentence.isEmpty();
+    }
+    const bool wasTold = !message_->isHidden();
+    if (told.isEmpty())
         message_->retract();
-    const bool isValid = start && duration;
+    else
+        message_->tell(told);
+    if (wasTold != !message_->isHidden()) emit heightChanged();
     const auto& program = model_.program();
     if (model_.needsRun())
         foreseen_->setText(tr("Press Run in the window first"));
@@ -154,7 +237,7 @@ bool ExportForm::check(bool all) {
     else
         foreseen_->setText(
             !isValid ? QString()
-                     : exportTexts::foreseen(model_.exportChoices().plan(), program->soundPipeline() != nullptr));
+                     : exportTexts::foreseen(choices.plan(), program->soundPipeline() != nullptr, choices.format));
     return isValid;
 }
 
@@ -165,9 +248,13 @@ void ExportForm::submit() {
         emit submitted();
         return;
     }
-    SearchField* first = start_->isRefused() ? start_ : duration_;
-    first->setFocus(Qt::OtherFocusReason);
-    first->selectAll();
+    for (SearchField* field : {own_->widthField(), own_->heightField(), own_->rateField(), start_, duration_}) {
+        if (!field->isRefused()) continue;
+        scroll_->ensureWidgetVisible(field);
+        field->setFocus(Qt::OtherFocusReason);
+        field->selectAll();
+        return;
+    }
 }
 
 } // namespace glasshob

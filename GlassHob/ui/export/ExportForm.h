@@ -1,15 +1,20 @@
-// What is asked before an export: preset, start, duration, the mark; at its foot what will come of it. What the fields
-// hold is checked here, and only sound numbers reach the model's choices. Main thread; owned by the export window.
+// What is asked before an export: format, preset or a size of one's own, start, duration, the mark; at its foot what
+// will come of it. What the fields hold is checked here, and only sound numbers reach the model's choices. Where the
+// screen has no room for all of it, what stands over the foot scrolls. Main thread; owned by the export window.
 #pragma once
 
 #include <QWidget>
 
 class QCheckBox;
+class QScrollArea;
 
 namespace glasshob {
 
 class AppModel;
+class ChoiceField;
 class FieldMessage;
+class Ground;
+class OwnPicture;
 class PresetCards;
 class SearchField;
 class TextButton;
@@ -26,6 +31,12 @@ class ExportForm : public QWidget {
     // While the question where to put the video is up.
     void setAsking(bool asking);
 
+    // As high as it would be, and as it may be at most.
+    int wantedHeight() const;
+    void setMostHeight(int height);
+
+    ChoiceField* format() const { return format_; }
+    OwnPicture* own() const { return own_; }
     PresetCards* presets() const { return presets_; }
     SearchField* start() const { return start_; }
     SearchField* duration() const { return duration_; }
@@ -37,15 +48,24 @@ class ExportForm : public QWidget {
   signals:
     void submitted();
     void cancelled();
+    // What is shown has changed its height.
+    void heightChanged();
 
   private:
     void follow();
+    void followChoices();
     void read();
     // Looks at the fields as they are; tells what is wrong with those the person is done with, or with all.
     bool check(bool all);
 
     AppModel& model_;
+    QScrollArea* scroll_;
+    Ground* ground_;
+    QWidget* footer_;
+    ChoiceField* format_;
     PresetCards* presets_;
+    QWidget* ownRow_;
+    OwnPicture* own_;
     SearchField *start_, *duration_;
     QCheckBox* mark_;
     FieldMessage* message_;

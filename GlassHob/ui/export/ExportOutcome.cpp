@@ -28,17 +28,18 @@ constexpr int textWidth = dialogWidth - 2 * dialogMargin - signSide - signGap;
 // The sign and the heading over a column of what else is said, and the footer under both.
 struct Frame {
     Ground* ground;
+    TextLine* heading;
     QVBoxLayout* text;
     DialogFooter* footer;
 };
 
-Frame frame(QWidget* page, Icon icon, Role ink, const QString& title) {
-    page->setAccessibleName(title);
-    Frame made{new Ground(Role::panel, {}, page), new QVBoxLayout, new DialogFooter(page)};
-    auto* heading = new TextLine(fonts::dialogHeading(), Role::text, made.ground, title);
-    heading->setFixedHeight(24);
+Frame frame(QWidget* page, Icon icon, Role ink) {
+    auto* ground = new Ground(Role::panel, {}, page);
+    Frame made{ground, new TextLine(fonts::dialogHeading(), Role::text, ground), new QVBoxLayout,
+               new DialogFooter(page)};
+    made.heading->setFixedHeight(24);
     made.text->setSpacing(0);
-    made.text->addWidget(heading);
+    made.text->addWidget(made.heading);
     auto* row = new QHBoxLayout(made.ground);
     row->setContentsMargins(dialogMargin, 24, dialogMargin, 24);
     row->setSpacing(signGap);
@@ -65,8 +66,9 @@ QString folderName(const QString& path) {
 
 } // namespace
 
-ExportFinishedPage::ExportFinishedPage(AppModel& model, QWidget* parent) : QWidget(parent), model_(model) {
-    const Frame made = frame(this, Icon::check, Role::accentText, tr("The video is ready"));
+ResultPage::ResultPage(Questions& questions, QWidget* parent) : QWidget(parent) {
+    const Frame made = frame(this, Icon::check, Role::accentText);
+    heading_ = made.heading;
     auto line = [&] {
         auto* text = new TextLine(fonts::body(), Role::text2, made.ground);
         text->setFixedHeight(20);
@@ -95,22 +97,36 @@ ExportFinishedPage::ExportFinishedPage(AppModel& model, QWidget* parent) : QWidg
     made.footer->row()->addStretch(1);
     made.footer->row()->addWidget(done_);
 
-    connect(done_, &QAbstractButton::clicked, this, &ExportFinishedPage::closed);
+    connect(done_, &QAbstractButton::clicked, this, &ResultPage::closed);
     connect(show_, &QAbstractButton::clicked, this, [this] { showInFileManager(path_); });
     connect(copyPath_, &QAbstractButton::clicked, this, [this] {
         QGuiApplication::clipboard()->setText(QDir::toNativeSeparators(path_));
         QToolTip::showText(copyPath_->mapToGlobal(QPoint(0, copyPath_->height())), tr("The path is on the clipboard"),
                            copyPath_);
     });
-    connect(play_, &QAbstractButton::clicked, this, [this] {
-        const QString name = QFileInfo(path_).fileName();
+    connect(play_, &QAbstractButton::clicked, this, [this, &questions] {
+        const QString name = exportTexts::nameOfResult(path_);
         if (!QFileInfo::exists(path_))
-            model_.questions().warn(tr("Can't play %1").arg(name),
-                                    tr("The file is not there any more: it has been moved or deleted."));
+            questions.warn(tr("Can't play %1").arg(name),
+                           tr("The file is not there any more: it has been moved or deleted."));
         else if (!QDesktopServices::openUrl(QUrl::fromLocalFile(path_)))
-            model_.questions().warn(tr("Can't play %1").arg(name),
-                                    tr("This desktop names no program for videos: install or choose one."));
+            questions.warn(tr("Can't play %1").arg(name),
+                           tr("This desktop names no program for videos: install or choose one."));
     });
+}
+
+void ResultPage::tell(const QString& heading, const QString& path, const QString& figures) {
+    path_ = path.endsWith(u'/') ? path.chopped(1) : path;
+    heading_->setText(heading);
+    setAccessibleName(heading);
+    file_->setText(tr("%1 in %2").arg(exportTexts::nameOfResult(path_), folderName(path_)));
+    setAccessibleDescription(file_->text());
+    file_->setToolTip(plainToolTip(QDir::toNativeSeparators(path_)));
+    figures_->setText(figures);
+}
+
+ExportFinishedPage::ExportFinishedPage(AppModel& model, QWidget* parent)
+    : ResultPage(model.questions(), parent), model_(model) {
     connect(&model_, &AppModel::exportChanged, this, &ExportFinishedPage::follow);
     follow();
 }
@@ -119,19 +135,19 @@ void ExportFinishedPage::follow() {
     const auto* finished = std::get_if<ExportFinished>(&model_.exportState());
     const ExportJob& job = model_.exports();
     if (!finished || !job.order()) return;
-    path_ = finished->path;
-    file_->setText(tr("%1 in %2").arg(QFileInfo(path_).fileName(), folderName(path_)));
-    setAccessibleDescription(file_->text());
-    file_->setToolTip(plainToolTip(QDir::toNativeSeparators(path_)));
+    const ExportOrder& order = *job.order();
     const double taken = job.secondsTaken();
     const double rounded = taken < 10 ? std::round(taken * 10) / 10 : std::round(taken);
-    figures_->setText(tr("%1 · %2 · took %3")
-                          .arg(exportTexts::length(job.order()->seconds()), exportTexts::size(double(job.bytes())),
-                               exportTexts::length(rounded)));
+    play()->setVisible(order.format != ExportFormat::pngs);
+    tell(exportTexts::ready(order.format), finished->path,
+         tr("%1 · %2 · took %3")
+             .arg(exportTexts::length(order.seconds()), exportTexts::size(double(job.bytes())),
+                  exportTexts::length(rounded)));
 }
 
 ExportFailedPage::ExportFailedPage(AppModel& model, QWidget* parent) : QWidget(parent), model_(model) {
-    const Frame made = frame(this, Icon::error, Role::error, tr("The video was not made"));
+    const Frame made = frame(this, Icon::error, Role::error);
+    heading_ = made.heading;
     message_ = new WrappedText(fonts::body(), Role::text2, textWidth, made.ground);
     made.text->addSpacing(5);
     made.text->addWidget(message_);
@@ -150,6 +166,9 @@ ExportFailedPage::ExportFailedPage(AppModel& model, QWidget* parent) : QWidget(p
 void ExportFailedPage::follow() {
     const auto* failed = std::get_if<ExportFailed>(&model_.exportState());
     if (!failed) return;
+    const auto& order = model_.exports().order();
+    heading_->setText(exportTexts::notMade(order ? order->format : ExportFormat::mp4));
+    setAccessibleName(heading_->text());
     message_->setText(failed->message);
     setAccessibleDescription(failed->message);
     tryAgain_->setEnabled(model_.exports().canTryAgain());

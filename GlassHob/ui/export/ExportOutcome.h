@@ -7,32 +7,47 @@
 namespace glasshob {
 
 class AppModel;
+class Questions;
 class TextButton;
 class TextLine;
 class ToolButton;
 class WrappedText;
 
-class ExportFinishedPage : public QWidget {
+// What has been made, where it is, and the buttons that lead there.
+class ResultPage : public QWidget {
     Q_OBJECT
   public:
-    ExportFinishedPage(AppModel& model, QWidget* parent);
+    // `questions` outlives the page.
+    ResultPage(Questions& questions, QWidget* parent);
+    void tell(const QString& heading, const QString& path, const QString& figures);
+
+    TextLine* heading() const { return heading_; }
     TextLine* file() const { return file_; }
     TextLine* figures() const { return figures_; }
     ToolButton* copyPath() const { return copyPath_; }
     TextButton* play() const { return play_; }
+    TextButton* showInFolder() const { return show_; }
     TextButton* done() const { return done_; }
 
   signals:
     void closed();
 
   private:
+    QString path_;
+    TextLine *heading_, *file_, *figures_;
+    ToolButton* copyPath_;
+    TextButton *play_, *show_, *done_;
+};
+
+class ExportFinishedPage : public ResultPage {
+    Q_OBJECT
+  public:
+    ExportFinishedPage(AppModel& model, QWidget* parent);
+
+  private:
     void follow();
 
     AppModel& model_;
-    QString path_;
-    TextLine *file_, *figures_;
-    ToolButton* copyPath_;
-    TextButton *play_, *show_, *done_;
 };
 
 class ExportFailedPage : public QWidget {
@@ -49,6 +64,7 @@ class ExportFailedPage : public QWidget {
     void follow();
 
     AppModel& model_;
+    TextLine* heading_;
     WrappedText* message_;
     TextButton *close_, *tryAgain_;
 };

@@ -150,11 +150,17 @@ void ExportProgress::follow() {
     if (!running || !job.order()) return;
     const ExportOrder& order = *job.order();
     const bool isCancelling = job.isCancelling();
-    heading_->setText(tr("Exporting %1").arg(QFileInfo(order.path).fileName()));
-    preset_->setText(QString::fromStdString(order.preset.name));
+    heading_->setText(tr("Exporting %1").arg(exportTexts::nameOfResult(order.path)));
+    const ExportFormatEntry& format = ExportFormats::entry(order.format);
+    const QString formatName = QString::fromLatin1(format.name.data(), qsizetype(format.name.size()));
+    const QString presetName = QString::fromStdString(order.preset.name);
+    preset_->setText(!format.hasPictures                 ? formatName
+                     : order.format == ExportFormat::mp4 ? presetName
+                                                         : tr("%1 · %2").arg(presetName, formatName));
     const double share = running->total > 0 ? double(running->done) / double(running->total) : 0;
     percent_->setText(tr("%1%").arg(int(share * 100)));
-    frames_->setText(tr("Frame %1 of %2").arg(running->done).arg(running->total));
+    frames_->setText(
+        (format.hasPictures ? tr("Frame %1 of %2") : tr("Second %1 of %2")).arg(running->done).arg(running->total));
     const std::optional<double> left = job.secondsLeft();
     if (isCancelling)
         left_->setText(tr("Cancelling"));

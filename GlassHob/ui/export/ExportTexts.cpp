@@ -5,6 +5,7 @@
 #include "GlassHobRender/formats/MovieWriter.h"
 
 #include <QCoreApplication>
+#include <QFileInfo>
 #include <QRegularExpression>
 
 #include <cmath>
@@ -38,24 +39,53 @@ std::expected<double, QString> readSeconds(const QString& text) {
 
 } // namespace
 
-QString encoding(const ExportPreset& preset) {
-    return translated("%1 · %2 Mbit/s")
-        .arg(preset.codec == VideoCodec::hevc ? QStringLiteral("HEVC") : QStringLiteral("H.264"),
-             decimal(double(preset.bitrate) / 1e6, 1));
+QString encoding(const ExportPreset& preset, ExportFormat format) {
+    const ExportFormatEntry& entry = ExportFormats::entry(format);
+    if (format == ExportFormat::gif && preset.fps > entry.mostFps)
+        return translated("256 colors · %1 frames a second").arg(entry.mostFps);
+    if (format == ExportFormat::gif) return translated("256 colors");
+    if (!entry.isMovie) return translated("One file a frame");
+    const QString codec = format == ExportFormat::webm       ? QStringLiteral("VP9")
+                          : preset.codec == VideoCodec::hevc ? QStringLiteral("HEVC")
+                                                             : QStringLiteral("H.264");
+    return translated("%1 · %2 Mbit/s").arg(codec, decimal(double(preset.bitrate) / 1e6, 1));
 }
 
-QString foreseen(const ExportPlan& plan, bool hasSound) {
+QString foreseen(const ExportPlan& plan, bool hasSound, ExportFormat format) {
+    const ExportFormatEntry& entry = ExportFormats::entry(format);
     const std::int64_t frames = plan.frameCount();
-    const double seconds = double(frames) / double(plan.preset.fps);
-    const double bytes = seconds * (double(plan.preset.bitrate) + (hasSound ? double(AudioSettings::bitrate) : 0)) / 8;
+    const double seconds = entry.hasPictures ? double(frames) / double(plan.preset.fps) : plan.duration;
+    const double bits = (entry.isMovie ? double(plan.preset.bitrate) : 0) +
+                        (hasSound && entry.hasSound ? double(entry.soundBitrate) : 0);
+    const double bytes = seconds * bits / 8;
     const QString about = bytes < 0.95e6    ? translated("%1 kB").arg(std::ceil(bytes / 1e5) * 100)
                           : bytes < 999.5e6 ? translated("%1 MB").arg(std::round(bytes / 1e6))
                                             : translated("%1 GB").arg(decimal(bytes / 1e9, 1));
+    if (!entry.hasPictures)
+        return hasSound ? translated("%1 of sound, about %2").arg(length(seconds), about)
+                        : translated("The shader has no sound");
+    if (!entry.isMovie) return frames == 1 ? translated("1 frame") : translated("%1 frames").arg(frames);
     if (frames == 1)
         return (hasSound ? translated("1 frame with sound, about %1") : translated("1 frame, about %1")).arg(about);
     return (hasSound ? translated("%1 frames with sound, about %2") : translated("%1 frames, about %2"))
         .arg(frames)
         .arg(about);
+}
+
+QString nameOfResult(const QString& path) {
+    return QFileInfo(path.endsWith(u'/') ? path.chopped(1) : path).fileName();
+}
+
+QString ready(ExportFormat format) {
+    if (format == ExportFormat::wav) return translated("The sound is ready");
+    if (format == ExportFormat::pngs) return translated("The pictures are ready");
+    return translated("The video is ready");
+}
+
+QString notMade(ExportFormat format) {
+    if (format == ExportFormat::wav) return translated("The sound was not made");
+    if (format == ExportFormat::pngs) return translated("The pictures were not made");
+    return translated("The video was not made");
 }
 
 QString timeLeft(double seconds) {
@@ -113,6 +143,25 @@ std::expected<double, QString> readDuration(const QString& text) {
                                    .arg(length(ExportLimits::longestDuration))
                                    .arg(ExportLimits::longestDuration, 0, 'f', 0));
     return value;
+}
+
+std::expected<std::int64_t, QString> readSide(const QString& text) {
+    constexpr std::int64_t least = 16;
+    const std::int64_t most = ExportFormats::entry(ExportFormat::mp4).longestSide;
+    const auto value = parseInteger(text.trimmed().toStdString());
+    if (!value || *value < least || *value > most)
+        return std::unexpected(translated("Each side has %1 to %2 pixels.").arg(least).arg(most));
+    return *value;
+}
+
+std::expected<std::int64_t, QString> readRate(const QString& text, ExportFormat format) {
+    const std::int64_t most = ExportFormats::entry(format).mostFps;
+    const auto value = parseInteger(text.trimmed().toStdString());
+    if (!value || *value < 1 || *value > most || AudioSettings::sampleRate % *value != 0)
+        return std::unexpected(
+            translated("Type a number of frames a second that 48000 can be divided by, up to %1: 24, 25, 30 or 50.")
+                .arg(most));
+    return *value;
 }
 
 } // namespace glasshob::exportTexts

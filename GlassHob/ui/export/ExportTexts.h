@@ -2,18 +2,25 @@
 // since texts are translated.
 #pragma once
 
+#include "GlassHobCore/shader/ExportFormats.h"
 #include "GlassHobCore/shader/ExportPreset.h"
 
 #include <QString>
 
+#include <cstdint>
 #include <expected>
 
 namespace glasshob::exportTexts {
 
-// "H.264 · 5 Mbit/s"
-QString encoding(const ExportPreset& preset);
-// "600 frames with sound, about 7 MB"
-QString foreseen(const ExportPlan& plan, bool hasSound);
+// "H.264 · 5 Mbit/s", or what the format makes of the preset.
+QString encoding(const ExportPreset& preset, ExportFormat format = ExportFormat::mp4);
+// "600 frames with sound, about 7 MB"; a size only where the format lets it be foreseen.
+QString foreseen(const ExportPlan& plan, bool hasSound, ExportFormat format = ExportFormat::mp4);
+// The file's name, or the folder's.
+QString nameOfResult(const QString& path);
+// "The video is ready" and "The video was not made", whatever it is.
+QString ready(ExportFormat format);
+QString notMade(ExportFormat format);
 // "About 14 seconds left"
 QString timeLeft(double seconds);
 // "00:22", "1:02:03"
@@ -28,5 +35,8 @@ QString seconds(double value);
 // A decimal point or comma. The error is a sentence to stand under the field.
 std::expected<double, QString> readStart(const QString& text);
 std::expected<double, QString> readDuration(const QString& text);
+// Pixels, and frames a second that the sound's rate is a multiple of.
+std::expected<std::int64_t, QString> readSide(const QString& text);
+std::expected<std::int64_t, QString> readRate(const QString& text, ExportFormat format);
 
 } // namespace glasshob::exportTexts

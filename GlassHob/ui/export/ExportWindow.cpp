@@ -7,13 +7,16 @@
 #include "GlassHob/ui/export/ExportForm.h"
 #include "GlassHob/ui/export/ExportOutcome.h"
 #include "GlassHob/ui/export/ExportProgress.h"
+#include "GlassHob/ui/export/ExportTexts.h"
 
 #include <QAccessible>
-#include <QFileInfo>
 #include <QKeyEvent>
 #include <QPainter>
 #include <QPointer>
+#include <QScreen>
 #include <QVBoxLayout>
+
+#include <algorithm>
 
 namespace glasshob {
 
@@ -21,6 +24,7 @@ namespace {
 
 constexpr int pictureHeight = 243; // 16:9
 constexpr int croppedHeight = 120; // over a finished export, which needs little room
+constexpr int aroundWindow = 48;   // the window's own frame, and some air
 
 } // namespace
 
@@ -42,8 +46,15 @@ void ExportPicture::paintEvent(QPaintEvent*) {
         return;
     }
     const double scale = double(image_.width()) / width();
-    const QRectF part(0, (image_.height() - height() * scale) / 2, image_.width(), height() * scale);
     painter.setRenderHint(QPainter::SmoothPixmapTransform);
+    constexpr double wide = 1.7; // a little less than 16:9
+    if (image_.width() < wide * image_.height()) {
+        painter.fillRect(rect(), themed(Role::canvas));
+        const QSizeF size = QSizeF(image_.size()).scaled(QSizeF(this->size()), Qt::KeepAspectRatio);
+        painter.drawImage(QRectF(QPointF((width() - size.width()) / 2, (height() - size.height()) / 2), size), image_);
+        return;
+    }
+    const QRectF part(0, (image_.height() - height() * scale) / 2, image_.width(), height() * scale);
     painter.drawImage(QRectF(rect()), image_, part);
 }
 
@@ -52,7 +63,7 @@ ExportWindow::ExportWindow(AppModel& model, StartStill& still, QWidget* parent)
                           Qt::WindowCloseButtonHint),
       model_(model), still_(still) {
     setAttribute(Qt::WA_DeleteOnClose);
-    setWindowTitle(tr("Export Video"));
+
     picture_ = new ExportPicture(this);
     form_ = new ExportForm(model_, this);
     progress_ = new ExportProgress(model_, this);
@@ -77,6 +88,7 @@ ExportWindow::ExportWindow(AppModel& model, StartStill& still, QWidget* parent)
             if (form) form->setAsking(false);
         });
     });
+    connect(form_, &ExportForm::heightChanged, this, &ExportWindow::fitScreen);
     connect(form_, &ExportForm::cancelled, this, &ExportWindow::reject);
     connect(progress_, &ExportProgress::cancelled, this, [this] { model_.exports().cancel(); });
     connect(finished_, &ExportFinishedPage::closed, this, &ExportWindow::reject);
@@ -109,8 +121,8 @@ void ExportWindow::showPage(QWidget* page) {
     if (page_) page_->hide();
     page_ = page;
     still_.setWanted(page == form_);
-    picture_->setVisible(page != failed_);
     picture_->setFixedHeight(page == finished_ ? croppedHeight : pictureHeight);
+    fitScreen();
     picture_->setAccessibleName(page == form_ ? tr("The first frame") : tr("The newest frame"));
     page->show();
     followPicture();
@@ -126,6 +138,19 @@ void ExportWindow::showPage(QWidget* page) {
     if (page != finished_ && page != failed_) return;
     QAccessibleEvent alert(page, QAccessible::Alert);
     QAccessible::updateAccessibility(&alert);
+}
+
+void ExportWindow::fitScreen() {
+    const bool isSound = model_.exportChoices().format == ExportFormat::wav;
+    const auto& order = model_.exports().order();
+    const bool wasSound = order && order->format == ExportFormat::wav;
+    picture_->setVisible(page_ != failed_ && !(page_ == form_ ? isSound : wasSound));
+    setWindowTitle((page_ == form_ ? isSound : wasSound) ? tr("Save Sound") : tr("Export Video"));
+    if (page_ != form_) return;
+    const int room = (screen() ? screen()->availableGeometry().height() : 1000) - aroundWindow;
+    const int left = room - form_->wantedHeight();
+    picture_->setFixedHeight(std::clamp(left, croppedHeight, pictureHeight));
+    form_->setMostHeight(room - (isSound ? 0 : picture_->height()));
 }
 
 void ExportWindow::followPicture() {
@@ -150,8 +175,8 @@ void ExportWindow::reject() {
     if (asksAboutClosing_) return;
     asksAboutClosing_ = true;
     Question question;
-    question.message = tr("Stop exporting %1?").arg(QFileInfo(job.order()->path).fileName());
-    question.informativeText = tr("The video is not finished, and what is written so far will be removed.");
+    question.message = tr("Stop exporting %1?").arg(exportTexts::nameOfResult(job.order()->path));
+    question.informativeText = tr("It is not finished, and what is written so far will be removed.");
     question.buttons = {tr("Stop Exporting"), tr("Keep Exporting")};
     question.escapeButton = 1;
     model_.questions().ask(question, [self = QPointer(this)](int button) {

@@ -15,7 +15,8 @@ class ExportForm;
 class ExportProgress;
 class StartStill;
 
-// The frame that is shown over the pages: as wide as the window, its middle where it is higher than there is room.
+// The frame that is shown over the pages: as wide as the window, its middle where it is higher than there is room;
+// whole where it is narrower than the room, as square and portrait ones are.
 class ExportPicture : public QWidget {
     Q_OBJECT
   public:
@@ -54,6 +55,8 @@ class ExportWindow : public QDialog {
     void follow();
     void followPicture();
     void showPage(QWidget* page);
+    // The picture gives way first, then the form scrolls.
+    void fitScreen();
 
     AppModel& model_;
     StartStill& still_;

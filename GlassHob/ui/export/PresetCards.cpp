@@ -1,5 +1,6 @@
 #include "GlassHob/ui/export/PresetCards.h"
 
+#include "GlassHob/model/ExportState.h"
 #include "GlassHob/ui/controls/DialogParts.h"
 #include "GlassHob/ui/controls/Fonts.h"
 #include "GlassHob/ui/controls/Theme.h"
@@ -25,11 +26,17 @@ constexpr int gap = 10;
 
 PresetCard::PresetCard(const ExportPreset& preset, QWidget* parent)
     : QRadioButton(parent), id_(preset.id), encoding_(exportTexts::encoding(preset)) {
-    setText(QString::fromStdString(preset.name));
-    setAccessibleName(text());
-    setAccessibleDescription(encoding_);
+    setTexts(QString::fromStdString(preset.name), encoding_);
     setAttribute(Qt::WA_Hover);
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+}
+
+void PresetCard::setTexts(const QString& name, const QString& encoding) {
+    encoding_ = encoding;
+    setText(name);
+    setAccessibleName(name);
+    setAccessibleDescription(encoding);
+    update();
 }
 
 QSize PresetCard::sizeHint() const {
@@ -78,7 +85,9 @@ PresetCards::PresetCards(QWidget* parent) : QWidget(parent) {
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(0, 0, 0, 0);
     column->setSpacing(0);
-    for (const ExportPreset& preset : ExportPreset::all()) {
+    std::vector<ExportPreset> presets = ExportPreset::all();
+    presets.push_back(ExportChoices().ownPreset());
+    for (const ExportPreset& preset : presets) {
         auto* card = new PresetCard(preset, this);
         column->addWidget(card);
         cards_.push_back(card);
@@ -97,6 +106,15 @@ void PresetCards::step(const PresetCard* from, int step) {
     const auto to = std::clamp<std::ptrdiff_t>(at + step, 0, std::ptrdiff_t(cards_.size()) - 1);
     cards_[std::size_t(to)]->setChecked(true);
     cards_[std::size_t(to)]->setFocus(step < 0 ? Qt::BacktabFocusReason : Qt::TabFocusReason);
+}
+
+void PresetCards::follow(const ExportChoices& choices) {
+    for (PresetCard* card : cards_) {
+        const ExportPreset* named = ExportPreset::find(card->id());
+        const ExportPreset preset = named ? *named : choices.ownPreset();
+        const QString name = QString::fromStdString(preset.name);
+        card->setTexts(named ? name : tr("Own size · %1").arg(name), exportTexts::encoding(preset, choices.format));
+    }
 }
 
 void PresetCards::choose(const std::string& id) {

@@ -9,6 +9,7 @@
 
 namespace glasshob {
 
+struct ExportChoices;
 struct ExportPreset;
 
 class PresetCard : public QRadioButton {
@@ -16,6 +17,7 @@ class PresetCard : public QRadioButton {
   public:
     PresetCard(const ExportPreset& preset, QWidget* parent);
     const std::string& id() const { return id_; }
+    void setTexts(const QString& name, const QString& encoding);
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override { return sizeHint(); }
 
@@ -38,6 +40,9 @@ class PresetCards : public QWidget {
   public:
     explicit PresetCards(QWidget* parent);
     void choose(const std::string& id);
+    // As the choices have them: what the format makes of each, and the person's own size and rate.
+    void follow(const ExportChoices& choices);
+    // The presets, and the person's own last.
     const std::vector<PresetCard*>& cards() const { return cards_; }
 
   signals:

@@ -280,8 +280,10 @@ void MainWindow::makeMenus() {
 
     QMenu* export_ = menuBar()->addMenu(tr("E&xport"));
     export_->addAction(exporting_->exportVideo);
+    exporting_->openStillBy(picture_->saveStill);
     export_->addSeparator();
     picture_->addPicturesTo(export_);
+    export_->addAction(exporting_->saveSound);
     new HelpMenu(model_, menuBar(), this);
 }
 

@@ -1,0 +1,46 @@
+// The window in which a still is saved: its size, which is its own and is kept; then what was saved, and where. The
+// still is of the moment at which the window opened. Not modal. Main thread; deletes itself when it is closed.
+#pragma once
+
+#include "GlassHob/model/StillSaver.h"
+
+#include <QDialog>
+
+namespace glasshob {
+
+class FieldMessage;
+class OwnPicture;
+class ResultPage;
+class TextButton;
+class TextLine;
+
+class StillWindow : public QDialog {
+    Q_OBJECT
+  public:
+    StillWindow(AppModel& model, StillRequest moment, QWidget* parent);
+
+    void comeForward();
+    // The fields are taken as they are, unless one is refused; then where to put the still is asked.
+    void submit();
+
+    OwnPicture* picture() const { return picture_; }
+    FieldMessage* message() const { return message_; }
+    ResultPage* result() const { return result_; }
+
+  protected:
+    void keyPressEvent(QKeyEvent* event) override;
+
+  private:
+    bool check(bool all);
+    void tellSaved(const SavedStill& still);
+
+    AppModel& model_;
+    StillRequest moment_;
+    QWidget* form_;
+    OwnPicture* picture_;
+    FieldMessage* message_;
+    TextButton *cancel_, *save_;
+    ResultPage* result_;
+};
+
+} // namespace glasshob
