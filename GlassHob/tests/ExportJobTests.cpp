@@ -162,36 +162,6 @@ TEST_F(ExportJobTest, CompanionsStandBesideTheResult) {
     EXPECT_EQ(contents(folder.filePath("movie-chapters.txt")), "0:00 Start\n");
 }
 
-TEST_F(ExportJobTest, PicturesSoundAndOwnSizesAreReallyWritten) {
-    movieMaker = {};
-    SetUp();
-    model->open(file("b.metal", shader("", "float4(uv, 0.5, 1.0)") +
-                                    "float2 sound(float t, constant Params& p) { return float2(sin(t * 440.0)); }\n"));
-    const ExportChoices choices{.presetId = ExportChoices::ownId,
-                                .duration = 0.25,
-                                .watermark = false,
-                                .format = ExportFormat::pngs,
-                                .ownWidth = 90,
-                                .ownHeight = 160,
-                                .ownFps = 8};
-    model->setExportChoices(choices);
-    questions.path = folder.filePath("b.png");
-    model->exports().chooseAndStart();
-    ASSERT_TRUE(comesToAnEnd());
-    EXPECT_EQ(model->exportState(), ExportState(ExportFinished{folder.filePath("b/")}));
-    EXPECT_EQ(QDir(folder.filePath("b")).entryList(QDir::Files), (QStringList{"00000.png", "00001.png"}));
-    EXPECT_EQ(QImage(folder.filePath("b/00001.png")).size(), QSize(90, 160));
-    // Once more: the folder is not to be mixed up with another's files.
-    model->exports().chooseAndStart();
-    ASSERT_TRUE(comesToAnEnd());
-    EXPECT_TRUE(is<ExportFailed>());
-    questions.path = folder.filePath("b.wav");
-    model->exports().chooseAndStart();
-    ASSERT_TRUE(comesToAnEnd());
-    EXPECT_EQ(model->exportState(), ExportState(ExportFinished{*questions.path}));
-    EXPECT_EQ(QFileInfo(*questions.path).size(), 44 + 48000 / 4 * 4);
-}
-
 TEST_F(ExportJobTest, TenThousandReportsComeAsAFew) {
     int changes = 0;
     make = [&](const ExportOrder&, const ExportJob::Target& target) {
@@ -256,6 +226,8 @@ TEST_F(ExportJobTest, CancelledAtAnyStageItLeavesTheOlderFileAndNothingElse) {
 
 TEST_F(ExportJobTest, AFailureKeepsItsWordsUntilItIsRead) {
     QDir(folder.path()).mkdir("folder.mp4");
+    ASSERT_TRUE(QFile::link("/dev/null", folder.filePath("device.mp4")));
+    ASSERT_TRUE(QFile::link(folder.filePath("a.metal"), folder.filePath("link.mp4")));
     const auto fails = [](const ExportOrder&, const ExportJob::Target& target) {
         put(target.path, "half");
         throw ExportError::writer("no space left on device");
@@ -272,8 +244,9 @@ TEST_F(ExportJobTest, AFailureKeepsItsWordsUntilItIsRead) {
          "%1 could not be written: it is a folder, so give the name of a file."},
         {folder.filePath("none/a.mp4"), succeeds,
          "%1 could not be written: its folder does not exist, so make the folder first or choose another."},
-        {"/dev/null", succeeds, "%1 could not be written: it is a device or a pipe, so give the name of a plain file."},
-        {folder.filePath("a.metal"), succeeds, "a.metal is the shader itself: choose another name for the video."},
+        {folder.filePath("device.mp4"), succeeds,
+         "%1 could not be written: it is a device or a pipe, so give the name of a plain file."},
+        {folder.filePath("link.mp4"), succeeds, "a.metal is the shader itself: choose another name for the video."},
     };
     for (const Case& c : cases) {
         questions.path = c.path;
@@ -287,7 +260,7 @@ TEST_F(ExportJobTest, AFailureKeepsItsWordsUntilItIsRead) {
     questions.path.reset();
     model->exports().tryAgain();
     EXPECT_TRUE(is<ExportFailed>());
-    EXPECT_EQ(questions.suggested, "a.metal");
+    EXPECT_EQ(questions.suggested, "link.mp4");
     questions.path = movie;
     make = fails;
     model->exports().tryAgain();
@@ -378,6 +351,34 @@ TEST_F(RealExportTest, ALostDeviceEndsTheExportAndTheNextTryIsMadeWithTheNewOne)
     ASSERT_TRUE(comesTrue([&] { return !model->exports().isRunning(); }));
     EXPECT_EQ(model->exportState(), ExportState(ExportFinished{*questions.path}));
     EXPECT_GT(model->exports().bytes(), 1000);
+}
+
+TEST_F(RealExportTest, PicturesSoundAndOwnSizesAreReallyWritten) {
+    const auto exportTo = [&](const QString& name) {
+        questions.path = folder.filePath(name);
+        model->exports().chooseAndStart();
+        EXPECT_TRUE(comesTrue([&] { return !model->exports().isRunning(); }));
+    };
+    model->open(file("b.metal", shader("", "float4(uv, 0.5, 1.0)") +
+                                    "float2 sound(float t, constant Params& p) { return float2(sin(t * 440.0)); }\n"));
+    const ExportChoices choices{.presetId = ExportChoices::ownId,
+                                .duration = 0.25,
+                                .watermark = false,
+                                .format = ExportFormat::pngs,
+                                .ownWidth = 90,
+                                .ownHeight = 160,
+                                .ownFps = 8};
+    model->setExportChoices(choices);
+    exportTo("b.png");
+    EXPECT_EQ(model->exportState(), ExportState(ExportFinished{folder.filePath("b/")}));
+    EXPECT_EQ(QDir(folder.filePath("b")).entryList(QDir::Files), (QStringList{"00000.png", "00001.png"}));
+    EXPECT_EQ(QImage(folder.filePath("b/00001.png")).size(), QSize(90, 160));
+    // Once more: the folder is not to be mixed up with another's files.
+    exportTo("b.png");
+    EXPECT_TRUE(std::holds_alternative<ExportFailed>(model->exportState()));
+    exportTo("b.wav");
+    EXPECT_EQ(model->exportState(), ExportState(ExportFinished{*questions.path}));
+    EXPECT_EQ(QFileInfo(*questions.path).size(), 44 + 48000 / 4 * 4);
 }
 
 TEST_F(RealExportTest, TheStillOfTheStartFollowsWhatShowsInIt) {

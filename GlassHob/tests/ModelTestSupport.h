@@ -127,7 +127,7 @@ class AppModelTest : public ::testing::Test {
     ScriptedQuestions questions;
     ManualDelay* delay_ = nullptr;
     // In the place of the video exporter, where a test sets one before the model is made.
-    ExportJob::Maker movieMaker;
+    ExportJob::Exporter movieMaker;
     std::unique_ptr<AppModel> model;
     std::string shown;
 };

@@ -231,7 +231,8 @@ TEST_F(ExportTest, MovAndWebmHoldWhatAnMp4Holds) {
         ASSERT_TRUE(movie.hasSound);
         EXPECT_EQ(movie.soundRate, 48000);
         EXPECT_EQ(movie.soundChannels, 2);
-        EXPECT_NEAR(movie.soundStart, 0, 0.001);
+        // Opus has 6.5 ms before its first sample, which players leave out.
+        EXPECT_NEAR(movie.soundStart, 0, each.container == MovieContainer::webm ? 0.0075 : 0.001);
         // The click of the second second, where it was made.
         ASSERT_GE(movie.left.size(), 96000U);
         const auto loudest = std::ranges::max_element(movie.left.begin() + 48000, movie.left.end(), {},

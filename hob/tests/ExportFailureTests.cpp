@@ -219,7 +219,7 @@ TEST_F(HobExportFailureTest, WhatAKilledExportLeavesGoesWithTheNextOne) {
 
 TEST_F(HobExportFailureTest, LackOfMemoryIsASentence) {
     put("a.metal", plainShader("1"));
-    const Outcome outcome = shell("ulimit -v 3000000; $hob still a.metal -o a.png --size 16384x16384");
+    const Outcome outcome = shell("ulimit -v 2000000; $hob still a.metal -o a.png --size 16384x16384");
     EXPECT_EQ(outcome.status, 1) << outcome.shown();
     EXPECT_TRUE(outcome.error.trimmed().endsWith('.')) << outcome.shown();
     EXPECT_EQ(names(), QStringList{"a.metal"});

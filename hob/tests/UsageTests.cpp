@@ -1,5 +1,7 @@
 #include "HobProcess.h"
 
+#include <QDir>
+
 TEST_F(HobTest, GivesHelpAndVersionOnStandardOutput) {
     const std::vector<std::pair<QStringList, QByteArray>> cases = {
         {{"--help"}, "Usage: hob COMMAND"},
@@ -121,23 +123,26 @@ TEST_F(HobTest, RefusesAFileThatIsNoShaderInOneSentence) {
 }
 
 TEST_F(HobTest, RefusesAPlaceThatCannotBeWrittenBeforeAnyWork) {
-    put("a.metal", plainShader("1") + "float2 sound(float t, constant Params& p) { return float2(0.0); }\n");
-    const std::vector<std::pair<QString, QByteArray>> cases = {{"none/out", "its folder does not exist"},
-                                                               {".", "it is a folder"},
-                                                               {"a.metal", "is the shader itself"},
-                                                               {"a.metal/out", "is not a folder"}};
-    const QByteArray before = get("a.metal");
-    for (const auto& [place, part] : cases) {
-        for (const char* command : {"still", "sound", "export"}) {
+    const QByteArray shader = plainShader("1") + "float2 sound(float t, constant Params& p) { return float2(0.0); }\n";
+    for (const auto& [command, ending] : {std::pair{"still", ".png"}, {"sound", ".wav"}, {"export", ".mp4"}}) {
+        // The shader's own name ends as the result's would.
+        const QString source = QStringLiteral("shader") + ending;
+        put(source, shader);
+        ASSERT_TRUE(QDir(path(".")).mkdir(QStringLiteral("folder") + ending));
+        const QStringList before = names();
+        for (const auto& [place, part] : {std::pair<QString, QByteArray>{"none/out", "its folder does not exist"},
+                                          {"folder", "it is a folder"},
+                                          {"shader", "is the shader itself"},
+                                          {source + "/out", "is not a folder"}}) {
             // Without a driver any work would end in another sentence.
-            const Outcome outcome = hob({command, "a.metal", "-o", place}, withoutDriver());
+            const Outcome outcome = hob({command, source, "-o", place + ending}, withoutDriver());
             EXPECT_EQ(outcome.status, 1) << outcome.shown();
             EXPECT_TRUE(isOneSentence(outcome.error)) << outcome.shown();
             EXPECT_TRUE(outcome.error.contains(part)) << outcome.shown();
         }
+        EXPECT_EQ(names(), before);
+        EXPECT_EQ(get(source), shader);
     }
-    EXPECT_EQ(names(), QStringList{"a.metal"});
-    EXPECT_EQ(get("a.metal"), before);
 }
 
 TEST_F(HobTest, SaysThatThereIsNoDriver) {
