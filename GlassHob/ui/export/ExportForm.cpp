@@ -154,6 +154,8 @@ int ExportForm::wantedHeight() const {
 
 void ExportForm::setMostHeight(int height) {
     const int footer = footer_->sizeHint().height();
+    // The bar that scrolls stands in the margin.
+    ground_->resize(dialogWidth, ground_->sizeHint().height());
     scroll_->setFixedHeight(std::min(ground_->sizeHint().height(), std::max(height - footer, 2 * footer)));
 }
 
