@@ -17,4 +17,7 @@ std::optional<Scalar> integerFunction(BuiltinId id, std::span<const Scalar> x, S
 bool isVectorFunction(BuiltinId id);
 bool vectorFunction(BuiltinId id, std::span<const Operand> x, std::span<Scalar> result);
 
+// Vectors packed into a number and taken out of it.
+bool packingFunction(BuiltinId id, std::span<const Operand> x, ScalarKind resultKind, std::span<Scalar> result);
+
 } // namespace msl::constant

@@ -28,6 +28,7 @@ bool call(BuiltinId id, Precision precision, std::span<const Operand> operands, 
     for (const Operand& operand : operands)
         if (operand.parts.empty()) return false;
     if (isVectorFunction(id)) return vectorFunction(id, operands, result);
+    if (builtinFamily(id) == BuiltinFamily::packing) return packingFunction(id, operands, resultKind, result);
     // A function that gives back through a reference has its operand alone here.
     if (operands.empty() || operands.size() != operandCount(id)) return false;
     for (std::size_t i = 0; i < result.size(); ++i) {

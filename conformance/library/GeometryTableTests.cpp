@@ -273,6 +273,7 @@ double fromCurve(double encoded) {
 
 TEST(PackingTable, EveryFormatBothWays) {
     constexpr std::size_t count = 256;
+    constexpr std::size_t foldedCount = 12;
     std::size_t done = 0;
     std::size_t expectedCount = 0;
     for (const msl::BuiltinFunction& function : msl::builtinFunctions()) {
@@ -306,20 +307,46 @@ TEST(PackingTable, EveryFormatBothWays) {
             load += "v[" + std::to_string(c) + "] = " + at + ";\n";
             store += at + " = v[" + std::to_string(c) + "];\n";
         }
+        // The first rows again, worked out while compiling.
+        std::string folded;
+        for (std::size_t n = 0; n < foldedCount; ++n) {
+            const std::string row = std::to_string(count + n);
+            folded += "{ constexpr " + (packs ? word : vector) + " v = " + name + "(";
+            if (packs) {
+                folded += vector + "(";
+                for (std::size_t c = 0; c < parts; ++c)
+                    folded += (c > 0 ? ", " : "") + literal(kind, numbers[n * parts + c]);
+                folded += ")); words[" + row + "] = v; }\n";
+            } else {
+                folded += word + "(" + std::to_string(words[n]) + "u));";
+                for (std::size_t c = 0; c < parts; ++c)
+                    folded += " numbers[" + row + " * " + std::to_string(parts) + " + " + std::to_string(c) + "] = v[" +
+                              std::to_string(c) + "];";
+                folded += " }\n";
+            }
+        }
         const std::string text = "#include <metal_stdlib>\nusing namespace metal;\nkernel void check(device " +
                                  kindName(kind) +
                                  "* numbers [[buffer(0)]], device uint* words [[buffer(1)]], uint i "
-                                 "[[thread_position_in_grid]]) {\nif (i >= 256) return;\n" +
+                                 "[[thread_position_in_grid]]) {\nif (i >= 256) return;\nif (i == 0) {\n" +
+                                 folded + "}\n" +
                                  (packs ? load + "words[i] = " + name + "(v);\n"
                                         : vector + " v = " + name + "(" + word + "(words[i]));\n" + store) +
                                  "}\n";
+        numbers.resize(numbers.size() + foldedCount * parts);
+        words.resize(words.size() + foldedCount);
+        for (std::size_t n = 0; n < foldedCount; ++n) {
+            std::copy_n(numbers.begin() + std::ptrdiff_t(n * parts), parts,
+                        numbers.begin() + std::ptrdiff_t((count + n) * parts));
+            words[count + n] = words[n];
+        }
         std::vector<std::vector<std::byte>> buffers = {encoded(kind, numbers), bytesOf(words)};
         if (packs) std::ranges::fill(buffers[1], std::byte{0x55});
         ASSERT_TRUE(runKernel(text, buffers, count)) << text;
         const Column gotNumbers = decoded(kind, buffers[0]);
         const auto gotWords = valuesOf<std::uint32_t>(buffers[1]);
         int failures = 0;
-        for (std::size_t i = 0; i < count && failures < 3; ++i) {
+        for (std::size_t i = 0; i < count + foldedCount && failures < 3; ++i) {
             unsigned shift = 0;
             for (std::size_t c = 0; c < parts; ++c) {
                 const unsigned bits = format->bits[c];
