@@ -83,6 +83,11 @@ const TextureMethod* findTextureMethod(std::string_view name) {
     return found == std::end(methods) ? nullptr : found;
 }
 
+const TextureMethod* findTextureMethod(BuiltinId id) {
+    const auto* found = std::ranges::find(methods, id, &TextureMethod::id);
+    return found == std::end(methods) ? nullptr : found;
+}
+
 std::string_view whyNot(TextureNeed need, TypeRef texture) {
     const TextureShape shape = texture->textureShape;
     const TextureAccess access = texture->textureAccess;

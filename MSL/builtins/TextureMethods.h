@@ -73,6 +73,7 @@ struct TextureMethod {
 
 std::span<const TextureMethod> textureMethods();
 const TextureMethod* findTextureMethod(std::string_view name);
+const TextureMethod* findTextureMethod(BuiltinId id);
 
 // Why a texture has no such method, as a phrase; empty when it has.
 std::string_view whyNot(TextureNeed need, TypeRef texture);

@@ -18,8 +18,9 @@ namespace {
 
 constexpr std::uint32_t maxConstexprSamplers = inputAttachmentBindingBase - constexprSamplerBindingBase;
 
-bool isOption(BuiltinId id) {
-    return builtinFamily(id) == BuiltinFamily::sampleOption;
+bool isOption(const Expr* argument) {
+    return argument->kind == ExprKind::call &&
+           builtinFamily(static_cast<const Call*>(argument)->builtin) == BuiltinFamily::sampleOption;
 }
 
 bool isWritableAccess(TextureAccess access) {
@@ -171,57 +172,81 @@ void Lowering::clampLevel(TextureCall& made, Value* least) {
     made.set(TextureOperand::level, builder_.builtin(BuiltinId::max, type, both));
 }
 
-void Lowering::sampleOperands(TextureCall& made, const Call& call) {
-    const TextureTraits shape = textureTraits(made.texture->textureShape);
-    const bool isCompare =
-        made.builtin == BuiltinId::textureSampleCompare || made.builtin == BuiltinId::textureGatherCompare;
-    std::size_t next = 1; // the sampler is first
-    made.add(TextureOperand::coordinate, value(call.arguments[next++]));
-    if (shape.isArray) made.add(TextureOperand::arrayIndex, value(call.arguments[next++]));
-    if (isCompare) made.add(TextureOperand::compare, value(call.arguments[next++]));
-    for (; next < call.arguments.size(); ++next) {
-        const Expr* argument = call.arguments[next];
-        const auto* option = argument->kind == ExprKind::call ? static_cast<const Call*>(argument) : nullptr;
-        if (option != nullptr && isOption(option->builtin)) {
-            Value* first = value(option->arguments[0]);
-            switch (option->builtin) {
-            case BuiltinId::optionLevel: made.set(TextureOperand::level, first); break;
-            case BuiltinId::optionBias: made.set(TextureOperand::bias, first); break;
-            case BuiltinId::optionMinLodClamp: made.leastLevel = first; break;
-            default:
-                made.set(TextureOperand::gradientX, first);
-                made.set(TextureOperand::gradientY, value(option->arguments[1]));
-                break;
-            }
+// The arguments that a method is called with, each with the parameter that it is for. Sema has given every argument its
+// parameter's type; one that is left out shows by the type of the next.
+void Lowering::eachArgument(const Call& call, TypeRef texture,
+                            const std::function<void(TextureSlot slot, const Expr* argument)>& visit) {
+    const TextureMethod* method = findTextureMethod(call.builtin);
+    std::size_t next = 0;
+    for (const auto& [slot, name] : method->parameters) {
+        if (!hasSlot(texture->textureShape, slot)) continue;
+        if (slot == TextureSlot::options) {
+            while (next < call.arguments.size() && isOption(call.arguments[next]))
+                visit(slot, call.arguments[next++]);
             continue;
         }
-        Value* given = value(argument);
-        const bool isComponent = made.isGather() && given->type->isScalar();
-        if (!given->isConstant() && made.isGather() && !isComponent) {
-            Value* limits[] = {given, builder_.splat(given->type, module_.constantInt(module_.types.int_(), -8)),
-                               builder_.splat(given->type, module_.constantInt(module_.types.int_(), 7))};
-            made.add(TextureOperand::offset, builder_.builtin(BuiltinId::clamp, given->type, limits));
-            continue;
-        }
-        if (!given->isConstant()) {
-            diagnostics_.error(argument->location, isComponent ? "the component that is gathered must be a constant"
-                                                               : "the offset of a sample must be a constant");
-            continue;
-        }
-        if (!isComponent) {
-            const unsigned count = given->type->columns;
-            bool isInRange = true;
-            bool isZero = true;
-            for (std::uint32_t i = 0; i < count; ++i) {
-                const std::int64_t part = ir::Module::intValue(count == 1 ? given : module_.constantPart(given, i));
-                isInRange = isInRange && part >= -8 && part <= 7;
-                isZero = isZero && part == 0;
-            }
-            if (!isInRange) diagnostics_.error(argument->location, "the offset of a sample must lie between -8 and 7");
-            if (!isInRange || isZero) continue;
-        }
-        made.add(isComponent ? TextureOperand::component : TextureOperand::offset, given);
+        if (next == call.arguments.size()) break;
+        if (isOptional(slot) && call.arguments[next]->type != slotType(module_.types, slot, texture)) continue;
+        visit(slot, call.arguments[next++]);
     }
+}
+
+void Lowering::sampleOperands(TextureCall& made, const Call& call) {
+    eachArgument(call, made.texture, [&](TextureSlot slot, const Expr* argument) {
+        switch (slot) {
+        case TextureSlot::coordinate: made.add(TextureOperand::coordinate, value(argument)); break;
+        case TextureSlot::arrayIndex: made.add(TextureOperand::arrayIndex, value(argument)); break;
+        case TextureSlot::comparison: made.add(TextureOperand::compare, value(argument)); break;
+        case TextureSlot::options: sampleOption(made, static_cast<const Call&>(*argument)); break;
+        case TextureSlot::offset: sampleOffset(made, *argument); break;
+        case TextureSlot::component: {
+            Value* component = value(argument);
+            if (component->isConstant())
+                made.add(TextureOperand::component, component);
+            else
+                diagnostics_.error(argument->location, "the component that is gathered must be a constant");
+            break;
+        }
+        default: break; // the sampler
+        }
+    });
+}
+
+void Lowering::sampleOption(TextureCall& made, const Call& option) {
+    Value* first = value(option.arguments[0]);
+    switch (option.builtin) {
+    case BuiltinId::optionLevel: made.set(TextureOperand::level, first); break;
+    case BuiltinId::optionBias: made.set(TextureOperand::bias, first); break;
+    case BuiltinId::optionMinLodClamp: made.leastLevel = first; break;
+    default:
+        made.set(TextureOperand::gradientX, first);
+        made.set(TextureOperand::gradientY, value(option.arguments[1]));
+        break;
+    }
+}
+
+void Lowering::sampleOffset(TextureCall& made, const Expr& argument) {
+    Value* offset = value(&argument);
+    if (!offset->isConstant() && made.isGather()) {
+        Value* limits[] = {offset, builder_.splat(offset->type, module_.constantInt(module_.types.int_(), -8)),
+                           builder_.splat(offset->type, module_.constantInt(module_.types.int_(), 7))};
+        made.add(TextureOperand::offset, builder_.builtin(BuiltinId::clamp, offset->type, limits));
+        return;
+    }
+    if (!offset->isConstant()) {
+        diagnostics_.error(argument.location, "the offset of a sample must be a constant");
+        return;
+    }
+    const unsigned count = offset->type->columns;
+    bool isInRange = true;
+    bool isZero = true;
+    for (std::uint32_t i = 0; i < count; ++i) {
+        const std::int64_t part = ir::Module::intValue(count == 1 ? offset : module_.constantPart(offset, i));
+        isInRange = isInRange && part >= -8 && part <= 7;
+        isZero = isZero && part == 0;
+    }
+    if (!isInRange) diagnostics_.error(argument.location, "the offset of a sample must lie between -8 and 7");
+    if (isInRange && !isZero) made.add(TextureOperand::offset, offset);
 }
 
 // Which of several textures is sampled may differ between neighbours, so their coordinates are compared before it is
@@ -270,19 +295,20 @@ void Lowering::finishSample(TextureCall& made) {
 }
 
 bool Lowering::texelOperands(TextureCall& made, const Call& call) {
-    const TextureTraits shape = textureTraits(made.texture->textureShape);
-    const bool isStorage = isReachedAsMemory(made.texture);
-    std::size_t next = 0;
-    if (call.builtin == BuiltinId::textureWrite) made.add(TextureOperand::texel, value(call.arguments[next++]));
-    made.add(TextureOperand::coordinate, value(call.arguments[next++]));
-    if (shape.isCube) made.add(TextureOperand::face, value(call.arguments[next++]));
-    if (shape.isArray) made.add(TextureOperand::arrayIndex, value(call.arguments[next++]));
-    if (shape.isMultisample) {
-        made.add(TextureOperand::sample, value(call.arguments[next++]));
-        return true;
-    }
-    Value* level = next < call.arguments.size() ? value(call.arguments[next]) : nullptr;
-    if (isStorage || made.texture->textureShape == TextureShape::buffer) {
+    Value* level = nullptr;
+    eachArgument(call, made.texture, [&](TextureSlot slot, const Expr* argument) {
+        switch (slot) {
+        case TextureSlot::value: made.add(TextureOperand::texel, value(argument)); break;
+        case TextureSlot::texel: made.add(TextureOperand::coordinate, value(argument)); break;
+        case TextureSlot::face: made.add(TextureOperand::face, value(argument)); break;
+        case TextureSlot::arrayIndex: made.add(TextureOperand::arrayIndex, value(argument)); break;
+        case TextureSlot::sample: made.add(TextureOperand::sample, value(argument)); break;
+        case TextureSlot::level: level = value(argument); break;
+        default: break;
+        }
+    });
+    if (textureTraits(made.texture->textureShape).isMultisample) return true;
+    if (isReachedAsMemory(made.texture) || made.texture->textureShape == TextureShape::buffer) {
         if (level == nullptr || (level->isConstant() && level->bits == 0)) return true;
         unsupported(call.location, "another level than 0 of a texture that is written is");
         return false;

@@ -1,7 +1,6 @@
 // Atomic operations on single texels. In the language they take and give whole texels, of which only the first
 // component counts; in the IR they work on that component.
 #include "MSL/lower/Lowering.h"
-#include "MSL/types/TextureTraits.h"
 
 #include <algorithm>
 
@@ -20,25 +19,22 @@ Operand Lowering::callTextureAtomic(const Call& call) {
     const bool isCompare = call.builtin == BuiltinId::atomicCompareExchangeWeak;
     std::vector<Value*> operands;
     std::vector<TextureOperand> roles;
-    std::size_t next = 0;
-    const auto take = [&](TextureOperand role) {
-        operands.push_back(value(call.arguments[next++]));
+    const auto take = [&](TextureOperand role, Value* operand) {
+        operands.push_back(operand);
         roles.push_back(role);
     };
-    const auto takeFirst = [&](TextureOperand role, Value* whole) {
-        operands.push_back(builder_.extract(whole, 0U));
-        roles.push_back(role);
-    };
-    if (isStore) takeFirst(TextureOperand::texel, value(call.arguments[next++]));
-    take(TextureOperand::coordinate);
-    if (textureTraits(texture.type->textureShape).isArray) take(TextureOperand::arrayIndex);
     Access expected;
-    if (isCompare) {
-        expected = outArgument(call.arguments[next++]);
-        takeFirst(TextureOperand::compare, load(expected, call.location).value);
-    }
-    if (!isStore && call.builtin != BuiltinId::atomicLoad)
-        takeFirst(TextureOperand::texel, value(call.arguments[next++]));
+    eachArgument(call, texture.type, [&](TextureSlot slot, const Expr* argument) {
+        switch (slot) {
+        case TextureSlot::texel: take(TextureOperand::coordinate, value(argument)); break;
+        case TextureSlot::arrayIndex: take(TextureOperand::arrayIndex, value(argument)); break;
+        case TextureSlot::expected:
+            expected = outArgument(argument);
+            take(TextureOperand::compare, builder_.extract(load(expected, call.location).value, 0U));
+            break;
+        default: take(TextureOperand::texel, builder_.extract(value(argument), 0U)); break; // value, operand
+        }
+    });
     builder_.location = call.location;
     const TypeRef type = isStore ? module_.types.void_() : scalar;
     Value* found = forWhatItIs(texture, type, [&](const Operand& one) {

@@ -12,6 +12,7 @@
 #pragma once
 
 #include "MSL/ast/Ast.h"
+#include "MSL/builtins/TextureMethods.h"
 #include "MSL/ir/Ir.h"
 #include "MSL/lower/Lower.h"
 #include "MSL/source/Diagnostics.h"
@@ -435,7 +436,11 @@ class Lowering {
     void bindSampler(TextureCall& made, const Operand& sampler, SourceLocation at);
     ir::Value* textureSize(const TextureCall& made, unsigned dimensions);
     void clampLevel(TextureCall& made, ir::Value* least);
+    void eachArgument(const Call& call, TypeRef texture,
+                      const std::function<void(TextureSlot slot, const Expr* argument)>& visit);
     void sampleOperands(TextureCall& made, const Call& call);
+    void sampleOption(TextureCall& made, const Call& option);
+    void sampleOffset(TextureCall& made, const Expr& argument);
     void takeGradients(TextureCall& made);
     void finishSample(TextureCall& made);
     bool texelOperands(TextureCall& made, const Call& call);
