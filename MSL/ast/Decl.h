@@ -91,6 +91,7 @@ struct VarDecl : Decl {
     bool isPack = false;      // the parameter "T... xs"; in an instance one of the parameters that it became
     bool isBase = false;      // the field that a base class is
     bool isEmptyBase = false; // which takes no room, and is no field
+    bool isOpenArray = false; // a field "T v[]" or "T v[0]" at the end of a struct: an array of one, but for sizeof
     std::uint32_t bitWidth = 0;
     // constexpr and const integral variables whose value sema could compute:
     bool hasConstantValue = false;

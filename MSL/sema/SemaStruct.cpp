@@ -218,7 +218,20 @@ void Analyzer::structure(StructDecl* decl) {
 void Analyzer::field(StructDecl* owner, VarDecl* var, std::vector<VarDecl*>& fields) {
     var->varKind = VarKind::field;
     var->index = static_cast<std::uint32_t>(fields.size());
-    const DeclaredType declared = resolveType(var->typeSyntax);
+    if (var->typeSyntax && !var->typeSyntax->modifiers.empty()) { // "T v[0]" is "T v[]"
+        TypeModifier& outermost = var->typeSyntax->modifiers.back();
+        if (outermost.kind == TypeModifier::Kind::array && outermost.arraySize &&
+            outermost.arraySize->kind == ExprKind::intLiteral &&
+            static_cast<const IntLiteral*>(outermost.arraySize)->value == 0)
+            outermost.arraySize = nullptr;
+    }
+    DeclaredType declared = resolveType(var->typeSyntax);
+    if (declared.type->is(TypeKind::array) && declared.type->count == 0 &&
+        !declared.type->element->is(TypeKind::texture) && !declared.type->element->is(TypeKind::sampler) &&
+        !owner->isUnion) {
+        declared.type = types_.array(declared.type->element, 1);
+        var->isOpenArray = true;
+    }
     var->type = declared.type;
     var->isConst = declared.isConst;
     var->alignment = declared.alignment;
@@ -354,6 +367,13 @@ void Analyzer::completeStructure(StructDecl* decl) {
         default: declaration(member); break;
         }
     }
+    for (const VarDecl* member : fields)
+        if (member->isOpenArray && member != fields.back()) {
+            error(member->location, "flexible array member '" + std::string(member->name->text) + "' with type '" +
+                                        typeName(member->type->element) + " []' is not at the end of " +
+                                        (decl->isClass ? "class" : "struct"));
+            decl->isInvalid = true;
+        }
     decl->fields = arena_.copy(fields);
     decl->inherited = arena_.copy(inherited);
     if (fields.empty()) fillEmpty(decl);

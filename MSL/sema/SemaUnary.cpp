@@ -326,7 +326,10 @@ Expr* Analyzer::sizeOf(SizeOf* expr) {
                          expr->isAlignOf ? "invalid application of 'alignof' to"
                                          : "invalid application of 'sizeof' to"))
         return errorAt(expr);
-    const Layout layout = layoutOf(type);
+    Layout layout = layoutOf(type);
+    if (type->is(TypeKind::struct_) && !type->structDecl->fields.empty() &&
+        type->structDecl->fields.back()->isOpenArray)
+        layout.size = (type->record->fields.back().offset + layout.alignment - 1) / layout.alignment * layout.alignment;
     if (layout.size == 0 && (type->is(TypeKind::void_) || type->is(TypeKind::overload))) {
         error(expr->location, "invalid application of 'sizeof' to a type without a size, '" + typeName(type) + "'");
         return errorAt(expr);
