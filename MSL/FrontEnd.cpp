@@ -3,6 +3,7 @@
 #include "MSL/ast/Ast.h"
 #include "MSL/lex/Identifier.h"
 #include "MSL/lower/Lower.h"
+#include "MSL/parse/Library.h"
 #include "MSL/parse/Parser.h"
 #include "MSL/passes/EntryFacts.h"
 #include "MSL/passes/IndexChecks.h"
@@ -37,6 +38,7 @@ std::unique_ptr<ir::Module> translate(SourceManager& sources, Diagnostics& diagn
     // Text to tree. The preprocessor feeds the parser token by token, so these two are one pass over the text.
     IdentifierTable identifiers(arena);
     TranslationUnit* unit = parse(sources, identifiers, arena, diagnostics, limit);
+    if (!tooMuchWork()) unit->library = parseLibrary(identifiers, arena, diagnostics, limit);
 
     // Names, types and conversions. Runs after syntax errors too, for the messages about the parts that were
     // understood.

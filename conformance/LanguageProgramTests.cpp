@@ -62,7 +62,8 @@ TEST_P(LanguageProgram, EverySectionHolds) {
 
 INSTANTIATE_TEST_SUITE_P(, LanguageProgram,
                          ::testing::Values("class-checks.metal", "pointer-checks.metal", "pointer-choice-checks.metal",
-                                           "template-checks.metal", "statement-checks.metal", "view-checks.metal"),
+                                           "template-checks.metal", "statement-checks.metal", "range-checks.metal",
+                                           "view-checks.metal"),
                          [](const auto& info) {
                              const std::string name = info.param;
                              std::string title = name.substr(0, name.find("-checks"));

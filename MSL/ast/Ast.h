@@ -29,6 +29,7 @@ namespace msl {
 // A whole text.
 struct TranslationUnit {
     std::span<Decl*> declarations;
+    std::span<Decl*> library; // what it uses of the part of the library that is written in the language
     // sema, for lowering:
     std::span<FunctionDecl*> entryPoints; // definitions with a stage and without errors, in source order
     std::span<StructDecl*> structs;       // every complete struct, in source order

@@ -70,9 +70,8 @@ std::span<const std::string> functions() {
 
 std::span<const std::string> constants() {
     static const std::vector<std::string> words = [] {
-        std::vector<std::string> out = {"M_PI_F",   "FLT_MAX",  "INFINITY", "NAN",
-                                        "HALF_MAX", "INT_MIN",  "1.5bf",    "0x1p-130BF",
-                                        "2.0h",     "__LINE__", "__FILE__", "__METAL_VERSION__"};
+        std::vector<std::string> out = {"M_PI_F",   "FLT_MAX",  "INFINITY",         "NAN", "HALF_MAX", "INT_MIN",
+                                        "__LINE__", "__FILE__", "__METAL_VERSION__"};
         for (const LibraryConstant& constant : libraryConstants()) {
             std::string word(constant.enumeration);
             if (!word.empty()) word += "::";
@@ -161,6 +160,8 @@ std::span<const std::string> numbers() {
                                                    "0x1.8p3",
                                                    "0.5h",
                                                    "65504.0h",
+                                                   "1.5bf",
+                                                   "0x1p-130BF",
                                                    "1.",
                                                    ".5",
                                                    "'a'",
@@ -178,6 +179,11 @@ std::span<const std::string> phrases() {
     static const std::vector<std::string> words = {
         "for (int i = 0; i < 4; ++i) ",
         "for (auto x : a) ",
+        "for (auto x : {1, 2, 3}) ",
+        "initializer_list<float> l = {1, a, 2}; ",
+        "float f(std::initializer_list<float> l) { return *l.begin(); } ",
+        "f({a, b, 1}) ",
+        "thread float* begin() { return &a; } thread float* end() { return &a + 1; } ",
         "while (true) { break; } ",
         "do { } while (false); ",
         "switch (i) { case 0: break; default: ; } ",

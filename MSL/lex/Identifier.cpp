@@ -148,6 +148,14 @@ Identifier* IdentifierTable::getMutable(std::string_view text) {
     return made;
 }
 
+const Identifier* IdentifierTable::find(std::string_view text) const {
+    const std::uint32_t hash = hashOf(text);
+    const std::size_t mask = slots_.size() - 1;
+    for (std::size_t i = hash & mask; slots_[i] != nullptr; i = (i + 1) & mask)
+        if (slots_[i]->hash == hash && slots_[i]->text == text) return slots_[i];
+    return nullptr;
+}
+
 void IdentifierTable::grow() {
     slots_.assign(slots_.size() * 2, nullptr);
     std::size_t mask = slots_.size() - 1;

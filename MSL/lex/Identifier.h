@@ -35,6 +35,8 @@ class IdentifierTable {
     explicit IdentifierTable(Arena& arena);
     const Identifier* get(std::string_view text) { return getMutable(text); }
     Identifier* getMutable(std::string_view text);
+    // Null when there is none of this spelling.
+    const Identifier* find(std::string_view text) const;
     // Every identifier seen so far (keywords included), for "did you mean".
     const std::vector<Identifier*>& all() const { return all_; }
 

@@ -31,7 +31,7 @@ Lowering::Lowering(ir::Module& module, Diagnostics& diagnostics, WorkLimit& limi
 
 void Lowering::run(const TranslationUnit& unit) {
     for (const StructDecl* decl : unit.structs)
-        if (decl->name != nullptr) module_.structs.push_back(decl->type);
+        if (decl->name != nullptr && decl->location) module_.structs.push_back(decl->type); // not the library's
     assignLocations(unit);
     for (FunctionDecl* function : unit.entryPoints)
         if (!diagnostics_.isFull() && !isTooDeep_) entry(function);

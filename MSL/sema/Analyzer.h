@@ -259,11 +259,24 @@ class Analyzer {
     void compound(CompoundStmt* stmt, bool opensScope = true);
     void ifStatement(IfStmt* stmt);
     void forStatement(ForStmt* stmt);
-    void rangeFor(RangeForStmt* stmt);
     void switchStatement(SwitchStmt* stmt);
     void caseLabel(CaseStmt* stmt);
     void returnStatement(ReturnStmt* stmt);
     Expr* condition(Expr* expr);
+
+    // ---- SemaRange.cpp
+    Stmt* rangeFor(RangeForStmt* stmt); // over an object of a class it is another statement
+    Stmt* loopOver(RangeForStmt* stmt);
+    Expr* arrayOfList(InitList* list);
+
+    // ---- SemaList.cpp
+    StructDecl* listTemplate() const;
+    TypeRef listElement(TypeRef type) const;
+    bool isListName(const Name& name) const;
+    TypeRef listType(Name& name);
+    ConversionRank rankList(InitList* list, TypeRef element);
+    Expr* listValue(TypeRef type, InitList* list, SourceLocation at);
+    Expr* constructFromList(TypeRef type, InitList* list, SourceLocation at);
 
     // ---- SemaExpr.cpp, SemaMember.cpp, SemaUnary.cpp
     Expr* expression(Expr* expr); // typed, an lvalue stays one
@@ -402,6 +415,7 @@ class Analyzer {
     bool bindExplicit(Bindings& bindings, std::span<TemplateArgument> given, Decl* parent, SourceLocation at,
                       bool report);
     bool deduce(const TypeSyntax* pattern, TypeRef from, Bindings& bindings);
+    bool deduceFromList(const TypeSyntax* pattern, InitList* list, Bindings& bindings);
     bool deduceArgument(const TemplateArgument& pattern, const TemplateArgument& actual, Bindings& bindings);
     bool completeBindings(Bindings& bindings, Decl* parent, SourceLocation at, bool report);
     void pushBindings(std::span<TemplateParameterDecl*> parameters, std::span<TemplateArgument> arguments);

@@ -82,7 +82,8 @@ ConversionRank Analyzer::rankTypes(TypeRef from, TypeRef to) {
 ConversionRank Analyzer::rankConversion(Expr* from, TypeRef to) {
     using Rank = ConversionRank;
     if (from->kind == ExprKind::initList) {
-        const auto* list = static_cast<InitList*>(from);
+        auto* list = static_cast<InitList*>(from);
+        if (const TypeRef element = listElement(to)) return rankList(list, element);
         if (to->isScalar() || to->is(TypeKind::enum_))
             return list->initializers.size() <= 1 ? Rank::conversion : Rank::none;
         if (to->isVector()) return list->initializers.size() <= to->columns ? Rank::userDefined : Rank::none;

@@ -171,6 +171,11 @@ bool Analyzer::deduce(const TypeSyntax* pattern, TypeRef from, Bindings& binding
         }
     }
     const Name& name = pattern->name;
+    if (const TypeRef element = isListName(name) ? listElement(from) : nullptr) {
+        TemplateArgument actual;
+        actual.resolvedType = element;
+        return deduceArgument(name.templateArguments[0], actual, bindings);
+    }
     if (!name.identifier || !name.qualifiers.empty() || name.qualifierType) return true;
     if (!name.hasTemplateArguments) {
         for (std::size_t i = 0; i < bindings.parameters.size(); ++i)
@@ -204,6 +209,21 @@ bool Analyzer::deduce(const TypeSyntax* pattern, TypeRef from, Bindings& binding
         return false;
     const std::span<TemplateArgument> actual = from->structDecl->instanceArguments;
     return deduceList(parts, actual, bindings);
+}
+
+// "initializer_list<T>" against a list in braces: every item says what T is.
+bool Analyzer::deduceFromList(const TypeSyntax* pattern, InitList* list, Bindings& bindings) {
+    const Name& name = pattern->name;
+    if (!isListName(name)) return true; // nothing to learn
+    for (Initializer& item : list->initializers) {
+        if (!limit_.step()) return false;
+        if (item.value->kind == ExprKind::initList) continue;
+        item.value = expression(item.value);
+        TemplateArgument actual;
+        actual.resolvedType = item.value->type;
+        if (!deduceArgument(name.templateArguments[0], actual, bindings)) return false;
+    }
+    return true;
 }
 
 // The arguments of a template against those of an instance; the last pattern may be "T...".

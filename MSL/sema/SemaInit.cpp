@@ -235,11 +235,13 @@ Expr* Analyzer::initializeFromList(TypeRef to, InitList* list, Purpose purpose, 
     }
     const SourceLocation at = list->begin ? list->begin : list->location;
     const std::span<Initializer> items = list->initializers;
+    if (listElement(to)) return listValue(to, list, at);
     if (to->is(TypeKind::array) || to->is(TypeKind::struct_)) {
         if (!requireComplete(to, at, "initialization of")) return errorAt(list);
         if (to->is(TypeKind::struct_)) {
             const bool hasDesignator = !items.empty() && items[0].designator;
             if (!isAggregate(to) && !hasDesignator) {
+                if (Expr* made = constructFromList(to, list, at)) return made;
                 std::vector<Expr*> arguments;
                 for (Initializer& item : items)
                     arguments.push_back(item.value->kind == ExprKind::initList ? item.value : expression(item.value));

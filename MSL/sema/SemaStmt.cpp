@@ -51,7 +51,7 @@ Stmt* Analyzer::statement(Stmt* stmt) {
     }
     case StmtKind::if_: ifStatement(static_cast<IfStmt*>(stmt)); break;
     case StmtKind::for_: forStatement(static_cast<ForStmt*>(stmt)); break;
-    case StmtKind::rangeFor: rangeFor(static_cast<RangeForStmt*>(stmt)); break;
+    case StmtKind::rangeFor: return rangeFor(static_cast<RangeForStmt*>(stmt));
     case StmtKind::while_: {
         auto* loop = static_cast<WhileStmt*>(stmt);
         scopes_.open();
@@ -124,52 +124,6 @@ void Analyzer::forStatement(ForStmt* stmt) {
     if (stmt->init) stmt->init = statement(stmt->init);
     if (stmt->condition) stmt->condition = condition(stmt->condition);
     if (stmt->step) stmt->step = discarded(stmt->step);
-    ++context_.loops;
-    scopes_.open();
-    stmt->body = statement(stmt->body);
-    scopes_.close();
-    --context_.loops;
-    scopes_.close();
-}
-
-void Analyzer::rangeFor(RangeForStmt* stmt) {
-    scopes_.open();
-    Expr* range = expression(stmt->range);
-    stmt->range = range;
-    VarDecl* var = stmt->variable;
-    if (!range->type->isError() && !range->type->is(TypeKind::array)) {
-        error(range->begin ? range->begin : stmt->location,
-              "invalid range expression of type '" + typeName(range->type) + "': only arrays can be walked here");
-        range = errorAt(range);
-    }
-    if (var) {
-        var->parent = currentParent_;
-        var->varKind = VarKind::local;
-        const DeclaredType declared = resolveType(var->typeSyntax);
-        var->isConst = declared.isConst;
-        if (range->type->isError() || declared.type->isError()) {
-            var->type = types_.error();
-            var->isInvalid = true;
-        } else {
-            // The element as an expression of its own, to convert and bind like any initialiser.
-            Index* element = make<Index>(range);
-            element->base = range;
-            element->index = makeInteger(0, types_.int_(), range->location);
-            element->type = range->type->element;
-            element->category = range->category;
-            element->space = range->space;
-            element->isConst = range->isConst;
-            TypeRef type = declared.type;
-            if (type->is(TypeKind::auto_))
-                type = element->type;
-            else if (type->is(TypeKind::reference) && type->element->is(TypeKind::auto_))
-                type = types_.reference(element->type, element->space, type->pointeeConst || element->isConst);
-            var->type = type;
-            var->initializer = convert(element, type, Purpose::variable, var->location);
-            if (var->initializer->type->isError()) var->isInvalid = true;
-        }
-        declare(var);
-    }
     ++context_.loops;
     scopes_.open();
     stmt->body = statement(stmt->body);

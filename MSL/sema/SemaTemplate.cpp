@@ -70,7 +70,11 @@ FunctionDecl* Analyzer::instantiate(FunctionDecl* pattern, std::span<TemplateArg
     const std::size_t plainCount = pattern->parameters.size() - (takesPack ? 1 : 0);
     if (given.size() > plainCount && !takesPack) return nullptr;
     for (std::size_t i = 0; i < given.size() && i < plainCount; ++i) {
-        if (given[i]->kind == ExprKind::initList) continue;
+        if (given[i]->kind == ExprKind::initList) {
+            if (!deduceFromList(pattern->parameters[i]->typeSyntax, static_cast<InitList*>(given[i]), bindings))
+                return failed();
+            continue;
+        }
         if (!deduce(pattern->parameters[i]->typeSyntax, given[i]->type, bindings)) return failed();
     }
     if (takesPack &&

@@ -53,6 +53,11 @@ bool isForeignType(std::string_view name) {
     return std::ranges::binary_search(names, name);
 }
 
+// The namespaces of the library's types. Of C++'s own it has no more than the types.
+bool isLibrary(const Identifier& space) {
+    return space.text == "metal" || space.text == "simd" || space.text == "std";
+}
+
 // simd_vote::vote_t
 bool isVoteType(const Name& name) {
     return name.identifier->text == "vote_t" && !name.qualifiers.empty() &&
@@ -118,8 +123,7 @@ TypeRef Analyzer::namedType(Name& name, bool reportMissing) {
     if (name.qualifiers.empty() && !name.isGlobal && !name.qualifierType) {
         for (ScopeEntry* entry = identifier->scope; entry; entry = entry->hidden)
             if (TypeRef type = typeOfDecl(entry->decl, name)) return type;
-    } else if (!name.qualifiers.empty() && !name.qualifiers[0]->scope &&
-               (name.qualifiers[0]->text == "metal" || name.qualifiers[0]->text == "simd") &&
+    } else if (!name.qualifiers.empty() && !name.qualifiers[0]->scope && isLibrary(*name.qualifiers[0]) &&
                name.qualifiers.size() == 1) {
         // falls through to the library's types
     } else {
@@ -165,8 +169,7 @@ std::optional<TypeRef> Analyzer::tryTypeName(Name& name) {
         TypeRef type = namedType(name, false);
         return type ? std::optional(type) : std::nullopt;
     }
-    if (name.qualifiers.size() == 1 && !name.qualifiers[0]->scope &&
-        (name.qualifiers[0]->text == "metal" || name.qualifiers[0]->text == "simd")) {
+    if (name.qualifiers.size() == 1 && !name.qualifiers[0]->scope && isLibrary(*name.qualifiers[0])) {
         TypeRef type = namedType(name, false);
         return type ? std::optional(type) : std::nullopt;
     }
@@ -258,6 +261,7 @@ TypeRef Analyzer::builtinTemplateType(Name& name) {
         }
         return types_.texture(*shape, kind, access);
     }
+    if (text == "initializer_list") return listTemplate() ? listType(name) : types_.error();
     if (text == "numeric_limits") {
         unsupported(name.location, "'" + std::string(text) + "' as a type");
         return types_.error();

@@ -164,6 +164,7 @@ bool isBuiltinTemplateName(std::string_view name) {
         "depthcube_array",
         "enable_if",
         "enable_if_t",
+        "initializer_list",
         "integral_constant",
         "interpolant",
         "is_arithmetic",
