@@ -96,6 +96,8 @@ class AppModel : public QObject {
     void openAfterQuestion(const QString& path) { document_.openAfterQuestion(path); }
     void openSampleAfterQuestion() { document_.openSampleAfterQuestion(); }
     void newFromSample(const std::string& file) { document_.newFromSample(file); }
+    // The same of a shader that is no sample, under a title that becomes the file's name.
+    void newFromText(const std::string& title, const std::string& text) { document_.newFromText(title, text); }
     void newShader() { document_.newShader(); }
     void save(std::function<void(bool)> then = {}) { document_.save(std::move(then)); }
     void saveAs(std::function<void(bool)> then = {}) { document_.saveAs(std::move(then)); }

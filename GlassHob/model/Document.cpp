@@ -233,12 +233,22 @@ void Document::newFromSample(const std::string& file) {
                             tr("The sample %1 is missing from the app.").arg(asQString(file)));
             return;
         }
-        const auto copy = SampleShelf::copyInto(nativePath(shadersFolder()), *sample);
-        if (!copy)
-            questions_.warn(tr("Can't copy %1").arg(asQString(sample->title)), asQString(copy.error()));
-        else
-            open(QFile::decodeName(copy->c_str()));
+        openCopyOf(*sample);
     });
+}
+
+void Document::newFromText(const std::string& title, const std::string& text) {
+    confirmDiscard([this, title, text](bool goOn) {
+        if (goOn) openCopyOf({.file = {}, .title = title, .text = text});
+    });
+}
+
+void Document::openCopyOf(const SampleShelf::Sample& sample) {
+    const auto copy = SampleShelf::copyInto(nativePath(shadersFolder()), sample);
+    if (!copy)
+        questions_.warn(tr("Can't copy %1").arg(asQString(sample.title)), asQString(copy.error()));
+    else
+        open(QFile::decodeName(copy->c_str()));
 }
 
 void Document::newShader() {

@@ -5,6 +5,7 @@
 #pragma once
 
 #include "GlassHob/model/Drafts.h"
+#include "GlassHobCore/shader/SampleShelf.h"
 
 #include <QDateTime>
 #include <QObject>
@@ -59,6 +60,7 @@ class Document : public QObject {
     void openSampleAfterQuestion();
     // A copy of the bundled sample, in the folder of new shaders: one that is unchanged still, else a new one.
     void newFromSample(const std::string& file);
+    void newFromText(const std::string& title, const std::string& text);
     void newShader();
     // `then` hears whether the text was saved.
     void save(std::function<void(bool)> then = {});
@@ -101,6 +103,7 @@ class Document : public QObject {
     void setDirty();
     void show(std::optional<QString> path, bool needsRun, std::optional<QUrl> downloadedFrom);
     void watch();
+    void openCopyOf(const SampleShelf::Sample& sample);
     void openAs(const QString& path, bool needsRun, std::optional<QUrl> downloadedFrom);
     void rememberAsLast();
     void takeDraft();

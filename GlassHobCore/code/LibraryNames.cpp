@@ -1,5 +1,6 @@
 #include "GlassHobCore/code/LibraryNames.h"
 
+#include "GlassHobCore/code/FunctionNotes.h"
 #include "GlassHobCore/code/LibraryNotes.h"
 #include "GlassHobCore/shader/HostText.h"
 #include "MSL/Language.h"
@@ -60,13 +61,20 @@ const std::vector<Symbol>& functions() {
         std::vector<Symbol> made;
         for (const msl::language::Function& function : msl::language::functions()) {
             Symbol& next = made.emplace_back(symbol(Kind::function, text(function.name), text(function.signature)));
+            next.note = text(onFunction(function.name));
             if (!function.typeParameter.empty())
-                next.note = QStringLiteral("T is %1.").arg(text(function.typeParameter));
+                next.note += QStringLiteral(" T is %1.").arg(text(function.typeParameter));
             next.parts.resize(function.parameterCount);
         }
         return made;
     }();
     return all;
+}
+
+QString typeParameterOf(QStringView function) {
+    for (const msl::language::Function& one : msl::language::functions())
+        if (text(one.name) == function) return text(one.typeParameter);
+    return {};
 }
 
 const std::vector<Symbol>& types() {

@@ -14,6 +14,8 @@ namespace glasshob::libraryNames {
 
 /// The library's functions, by name: "T mix(T x, T y, T a)" and what T stands for.
 const std::vector<Symbol>& functions();
+/// What T stands for in a function's declaration; empty where it has none.
+QString typeParameterOf(QStringView function);
 const std::vector<Symbol>& types();
 const std::vector<Symbol>& keywords();
 /// Constants that need no qualifier, and the library's macros with their values.

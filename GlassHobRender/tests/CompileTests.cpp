@@ -1,11 +1,13 @@
 // What becomes of a text before a device sees it: texts that get in the way of the host's own, the sentences about what
 // is missing, and the notes behind messages.
+#include "GlassHobCore/code/Handbook.h"
 #include "GlassHobRender/program/ShaderCompiler.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <set>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -170,6 +172,18 @@ TEST(ShaderCompiler, AFunctionThatTheCompilerDoesNotSeeIsExplained) {
     ASSERT_FALSE(particles);
     EXPECT_TRUE(
         particles.error().raw.ends_with("a particle episode defines:\n" + std::string(ShaderAssembler::particleHelp)));
+}
+
+// What the handbook shows works, and each kind has its example.
+TEST(Handbook, ItsShadersCompile) {
+    std::set<std::string> kinds;
+    for (const handbook::Page& page : handbook::pages())
+        for (const handbook::Example& example : handbook::examples(page)) {
+            const std::string text = example.text.toStdString();
+            EXPECT_EQ(problemOf(text), "") << page.file.toStdString() << ", " << example.title.toStdString();
+            kinds.insert(std::string(rawValue(ShaderAssembler::kind(text))));
+        }
+    EXPECT_EQ(kinds.size(), 3U);
 }
 
 } // namespace

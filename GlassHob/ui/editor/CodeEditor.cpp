@@ -371,6 +371,23 @@ int CodeEditor::caretColumn() const {
     return textCursor().positionInBlock() + 1;
 }
 
+QString CodeEditor::wordAtCaret() const {
+    const QTextCursor cursor = textCursor();
+    const QString line = cursor.block().text();
+    const auto isOfWord = [&](int at) {
+        return at >= 0 && at < line.size() && (line[at].isLetterOrNumber() || line[at] == u'_');
+    };
+    int first = cursor.positionInBlock();
+    int end = first;
+    while (isOfWord(first - 1))
+        --first;
+    while (isOfWord(end))
+        ++end;
+    if (first == end || line[first].isDigit()) return {};
+    if (first > 0 && line[first - 1] == u'@') --first;
+    return line.mid(first, end - first);
+}
+
 std::vector<CodeEditor::VisibleLine> CodeEditor::visibleLines() const {
     std::vector<VisibleLine> lines;
     QTextBlock block = firstVisibleBlock();

@@ -64,6 +64,8 @@ class CodeEditor : public QPlainTextEdit {
     // The caret's line and column from 1, the column in UTF-16 units.
     int caretLine() const;
     int caretColumn() const;
+    // The word at the caret, a directive with its @; empty between words.
+    QString wordAtCaret() const;
 
     void setWrapsLines(bool wraps);
     // As it was set; a text with a line that is no line of code is not wrapped all the same.

@@ -1,7 +1,9 @@
-// The Help menu: the keyboard shortcuts and the about box. Main thread; owned by the menu bar.
+// The Help menu: the handbook, the keyboard shortcuts and the about box. Main thread; owned by the menu bar.
 #pragma once
 
 #include <QMenu>
+
+#include <functional>
 
 class QMenuBar;
 
@@ -12,7 +14,8 @@ class AppModel;
 class HelpMenu : public QMenu {
     Q_OBJECT
   public:
-    HelpMenu(AppModel& model, QMenuBar* menus, QWidget* window);
+    // `wordAtCaret` is what the handbook is asked for with F1; empty where nobody edits.
+    HelpMenu(AppModel& model, QMenuBar* menus, QWidget* window, std::function<QString()> wordAtCaret);
 };
 
 } // namespace glasshob

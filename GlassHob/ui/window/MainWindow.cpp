@@ -284,7 +284,8 @@ void MainWindow::makeMenus() {
     export_->addSeparator();
     picture_->addPicturesTo(export_);
     export_->addAction(exporting_->saveSound);
-    new HelpMenu(model_, menuBar(), this);
+    new HelpMenu(model_, menuBar(), this,
+                 [this] { return editor()->hasFocus() ? editor()->wordAtCaret() : QString(); });
 }
 
 void MainWindow::followDocument() {
