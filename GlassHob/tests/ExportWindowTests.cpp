@@ -397,7 +397,7 @@ TEST_F(ExportWindowTest, AStillIsOfTheMomentAndTellsWhereItIs) {
     EXPECT_EQ(shown->result()->heading()->text(), "The still is saved");
     EXPECT_TRUE(shown->result()->file()->text().startsWith("still.jpg in "))
         << shown->result()->file()->text().toStdString();
-    EXPECT_TRUE(shown->result()->figures()->text().startsWith("64×48 · JPG · "));
+    EXPECT_TRUE(shown->result()->figures()->text().startsWith("64×48 · JPEG · "));
     EXPECT_EQ(QImage(*questions.path).size(), QSize(64, 48));
     // The size is kept, and the videos' is another matter.
     EXPECT_EQ(openStill()->picture()->widthField()->text(), "64");

@@ -25,6 +25,7 @@ namespace {
 
 constexpr int cardInset = 12; // the cards reach nearer to the edges than what stands under them
 constexpr int fieldGap = 12;
+constexpr int barRoom = 8;
 
 // The formats in the list.
 std::vector<const ExportFormatEntry*> offered() {
@@ -154,9 +155,11 @@ int ExportForm::wantedHeight() const {
 
 void ExportForm::setMostHeight(int height) {
     const int footer = footer_->sizeHint().height();
-    // The bar that scrolls stands in the margin.
-    ground_->resize(dialogWidth, ground_->sizeHint().height());
-    scroll_->setFixedHeight(std::min(ground_->sizeHint().height(), std::max(height - footer, 2 * footer)));
+    const int wanted = ground_->sizeHint().height();
+    const int room = std::max(height - footer, 2 * footer);
+    // The bar that scrolls stands in the margin, and the cards leave it a little more.
+    ground_->resize(wanted > room ? dialogWidth - barRoom : dialogWidth, wanted);
+    scroll_->setFixedHeight(std::min(wanted, room));
 }
 
 void ExportForm::focusFirst() {

@@ -39,23 +39,27 @@ void ExportPicture::setImage(const QImage& image) {
     update();
 }
 
+void ExportPicture::setCropped(bool cropped) {
+    cropped_ = cropped;
+    update();
+}
+
 void ExportPicture::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     if (image_.isNull()) {
         painter.fillRect(rect(), themed(Role::canvas));
         return;
     }
-    const double scale = double(image_.width()) / width();
     painter.setRenderHint(QPainter::SmoothPixmapTransform);
-    constexpr double wide = 1.7; // a little less than 16:9
-    if (image_.width() < wide * image_.height()) {
-        painter.fillRect(rect(), themed(Role::canvas));
-        const QSizeF size = QSizeF(image_.size()).scaled(QSizeF(this->size()), Qt::KeepAspectRatio);
-        painter.drawImage(QRectF(QPointF((width() - size.width()) / 2, (height() - size.height()) / 2), size), image_);
+    if (cropped_ && image_.width() > image_.height()) {
+        const double scale = double(image_.width()) / width();
+        const QRectF part(0, (image_.height() - height() * scale) / 2, image_.width(), height() * scale);
+        painter.drawImage(QRectF(rect()), image_, part);
         return;
     }
-    const QRectF part(0, (image_.height() - height() * scale) / 2, image_.width(), height() * scale);
-    painter.drawImage(QRectF(rect()), image_, part);
+    painter.fillRect(rect(), themed(Role::canvas));
+    const QSizeF size = QSizeF(image_.size()).scaled(QSizeF(this->size()), Qt::KeepAspectRatio);
+    painter.drawImage(QRectF(QPointF((width() - size.width()) / 2, (height() - size.height()) / 2), size), image_);
 }
 
 ExportWindow::ExportWindow(AppModel& model, StartStill& still, QWidget* parent)
@@ -122,6 +126,7 @@ void ExportWindow::showPage(QWidget* page) {
     page_ = page;
     still_.setWanted(page == form_);
     picture_->setFixedHeight(page == finished_ ? croppedHeight : pictureHeight);
+    picture_->setCropped(page == finished_);
     fitScreen();
     picture_->setAccessibleName(page == form_ ? tr("The first frame") : tr("The newest frame"));
     page->show();

@@ -15,19 +15,20 @@ class ExportForm;
 class ExportProgress;
 class StartStill;
 
-// The frame that is shown over the pages: as wide as the window, its middle where it is higher than there is room;
-// whole where it is narrower than the room, as square and portrait ones are.
+// The frame that is shown over the pages: whole, or cropped to its middle.
 class ExportPicture : public QWidget {
     Q_OBJECT
   public:
     explicit ExportPicture(QWidget* parent);
     void setImage(const QImage& image);
+    void setCropped(bool cropped);
     const QImage& image() const { return image_; }
 
   protected:
     void paintEvent(QPaintEvent* event) override;
 
   private:
+    bool cropped_ = false;
     QImage image_;
 };
 

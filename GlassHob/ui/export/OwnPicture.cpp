@@ -13,6 +13,7 @@ namespace glasshob {
 namespace {
 
 constexpr int fieldGap = 12;
+constexpr int rowGap = 2; // and the grid's own spacing on both sides
 
 QString nameOf(const PictureSize& size) {
     return OwnPicture::tr("%1 · %2×%3")
@@ -31,8 +32,8 @@ OwnPicture::OwnPicture(Asks asks, QWidget* parent) : QWidget(parent) {
     const auto place = [&](QWidget* field, int row, int column, int columns) {
         auto* label = new TextLine(fonts::fieldLabel(), Role::text2, this, field->accessibleName());
         label->setFixedHeight(17);
-        grid->addWidget(label, 2 * row, column, 1, columns);
-        grid->addWidget(field, 2 * row + 1, column, 1, columns);
+        grid->addWidget(label, 3 * row, column, 1, columns);
+        grid->addWidget(field, 3 * row + 1, column, 1, columns);
     };
     const auto number = [&](const QString& name, const QString& unit) {
         auto* made = new SearchField(name, {}, this);
@@ -58,7 +59,7 @@ OwnPicture::OwnPicture(Asks asks, QWidget* parent) : QWidget(parent) {
     place(width_, 1, 0, 1);
     place(height_, 1, 1, 1);
     if (rate_) place(rate_, 1, 2, 1);
-    grid->setRowMinimumHeight(1, 32);
+    grid->setRowMinimumHeight(2, rowGap);
     connect(shape_, &ChoiceField::chosen, this, [this](int index) {
         const PictureSize& size = pictureSizes()[std::size_t(index)];
         width_->setText(QString::number(size.width));

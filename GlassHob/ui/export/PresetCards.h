@@ -19,7 +19,7 @@ class PresetCard : public QRadioButton {
     const std::string& id() const { return id_; }
     void setTexts(const QString& name, const QString& encoding);
     QSize sizeHint() const override;
-    QSize minimumSizeHint() const override { return sizeHint(); }
+    QSize minimumSizeHint() const override { return {sizeHint().width() / 2, sizeHint().height()}; }
 
   signals:
     // An arrow key: -1 or 1.

@@ -8,13 +8,24 @@
 #include "GlassHob/ui/export/ExportOutcome.h"
 #include "GlassHob/ui/export/ExportTexts.h"
 #include "GlassHob/ui/export/OwnPicture.h"
+#include "GlassHobCore/shader/ExportFormats.h"
 
-#include <QFileInfo>
 #include <QKeyEvent>
 #include <QPointer>
 #include <QVBoxLayout>
 
 namespace glasshob {
+
+namespace {
+
+QString nameOfFormat(const QString& path) {
+    const auto format = StillFormats::ofPath(path.toStdString());
+    if (!format) return {};
+    const std::string_view name = StillFormats::entry(*format).name;
+    return QString::fromLatin1(name.data(), qsizetype(name.size()));
+}
+
+} // namespace
 
 StillWindow::StillWindow(AppModel& model, StillRequest moment, QWidget* parent)
     : QDialog(parent, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowSystemMenuHint |
@@ -114,7 +125,7 @@ void StillWindow::tellSaved(const SavedStill& still) {
                   tr("%1×%2 · %3 · %4")
                       .arg(still.width)
                       .arg(still.height)
-                      .arg(QFileInfo(still.path).suffix().toUpper(), exportTexts::size(double(still.bytes))));
+                      .arg(nameOfFormat(still.path), exportTexts::size(double(still.bytes))));
     result_->show();
     result_->done()->setFocus(Qt::OtherFocusReason);
 }
