@@ -220,6 +220,14 @@ TEST_F(CodeHelpTest, AColourIsPickedBesideItsLine) {
     editor.undo();
     EXPECT_NE(text().find("float4(0, 0, 1, 0.25)"), std::string::npos) << "one colour is one step";
 
+    // Where the line leaves no room behind it, it has some before it.
+    editor.loadText("    float3 c = float3(0, 1, 0); // " + std::string(200, 'x') + "\n");
+    const auto indented = colourSwatches::swatchesOf(editor, 0);
+    ASSERT_EQ(indented.size(), 1U);
+    EXPECT_LT(indented[0].rect.right(), placeOf("float3").x());
+    EXPECT_GE(indented[0].rect.left(), 0);
+    editor.loadText("float3 a = mix(float3(0.9, 0.2, 0.0), float3(0.0), x);\n");
+
     caretAt("0.9");
     ASSERT_TRUE(editor.pointer()->pickColour());
     const std::string before = text();

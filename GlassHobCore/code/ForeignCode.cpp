@@ -127,17 +127,19 @@ std::optional<ForeignCode> recogniseForeignCode(std::string_view source) {
     if (evidence.isSurelyGlsl || evidence.glslWords >= enoughWords) {
         found.kind = ForeignKind::glsl;
         found.row.line = evidence.glslLine;
-        found.row.message =
-            "This is GLSL, and Glass Hob reads Metal's language: let float4 shade(float2 uv, constant Uniforms& u, "
-            "constant Params& p) return the colour, and write float2, float3, float4 for vec2, vec3, vec4";
+        found.row.message = "This is GLSL: Glass Hob reads Metal's language\n"
+                            "Let float4 shade(float2 uv, constant Uniforms& u,\n"
+                            "                 constant Params& p) return the colour.\n"
+                            "vec2, vec3, vec4 are float2, float3, float4.";
         return found;
     }
     if (evidence.entryLine > 0) {
         found.kind = ForeignKind::metalProgram;
         found.row.line = evidence.entryLine;
-        found.row.message =
-            "This is a whole Metal program: Glass Hob calls shade(). Put what its fragment function computes into "
-            "float4 shade(float2 uv, constant Uniforms& u, constant Params& p); time, size and pointer are in u";
+        found.row.message = "This is a whole Metal program: Glass Hob calls shade()\n"
+                            "Put what its fragment function computes into\n"
+                            "float4 shade(float2 uv, constant Uniforms& u,\n"
+                            "             constant Params& p); time and size are in u.";
         return found;
     }
     return std::nullopt;

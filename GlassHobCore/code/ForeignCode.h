@@ -20,7 +20,8 @@ enum class ForeignKind {
 
 struct ForeignCode {
     ForeignKind kind = ForeignKind::glsl;
-    /// A note for the top of the messages, at the line that gave it away: what this is, and what to do.
+    /// A note for the top of the messages, at the line that gave it away: on its first line what this is, below it what
+    /// to do.
     Diagnostic row;
 };
 

@@ -55,7 +55,7 @@ void CodeEditor::paintLines(QPainter& painter, const QRect& dirty) const {
         painter.setPen(themed(CodeRole::plain));
         paintText(painter, block, offset, dirty);
         paintMarks(painter, block, offset);
-        colourSwatches::paint(painter, block, offset, lineHeight_);
+        colourSwatches::paint(painter, block, offset, lineHeight_, viewport()->width());
         painter.setClipping(false);
     }
 }

@@ -1,5 +1,5 @@
-// The colours that stand in the code as constants: a small square for each behind its line, in their order. Stateless;
-// main thread.
+// The colours that stand in the code as constants: a small square for each behind its line, in their order, or in its
+// indentation where there is no room. Stateless; main thread.
 #pragma once
 
 #include "GlassHobCore/code/CodeNumbers.h"
@@ -22,8 +22,8 @@ namespace colourSwatches {
 
 // None of a very long line.
 std::vector<CodeColour> coloursOf(const QTextBlock& block);
-// `offset` is the block's place, as its text is painted; rows are `lineHeight` high.
-void paint(QPainter& painter, const QTextBlock& block, const QPointF& offset, int lineHeight);
+// `offset` is the block's place, as its text is painted; rows are `lineHeight` high; `width` is the viewport's.
+void paint(QPainter& painter, const QTextBlock& block, const QPointF& offset, int lineHeight, double width);
 
 struct Swatch {
     int blockNumber = 0;

@@ -63,9 +63,12 @@ void MessageRows::setMessages(const std::vector<Diagnostic>& messages, const QSt
     current_ = hovered_ = -1;
     isOverFix_ = false;
     for (const Diagnostic& message : messages) {
-        Row row{message, asQString(message.message), {}, {}, false, false};
+        Row row{message, asQString(message.message), {}, {}};
         row.firstLine = row.text.section(u'\n', 0, 0);
         row.unfolds = row.firstLine.size() != row.text.size();
+        // What stands on top is about all the others.
+        row.isHeading = rows_.empty() && row.unfolds && message.severity == Diagnostic::Severity::note;
+        row.unfolded = row.isHeading;
         if (asQString(message.id()) == before) current_ = count();
         rows_.push_back(std::move(row));
     }
@@ -214,7 +217,8 @@ void MessageRows::paintRow(QPainter& painter, const Row& row, const QRect& box, 
         right = fix.left() - 16;
     }
     painter.setFont(fonts::body());
-    painter.setPen(themed(row.message.severity == Diagnostic::Severity::note ? Role::text2 : Role::text));
+    const bool isNote = row.message.severity == Diagnostic::Severity::note && !row.isHeading;
+    painter.setPen(themed(isNote ? Role::text2 : Role::text));
     const QRect textBox(42, box.top(), right - 42, rowHeightOne);
     const QString first = row.unfolds && !row.unfolded ? row.firstLine + QStringLiteral(" …") : row.firstLine;
     painter.drawText(textBox, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine,

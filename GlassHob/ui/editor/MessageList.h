@@ -52,6 +52,7 @@ class MessageRows : public QAbstractScrollArea {
         QString text; // all of it
         QString firstLine;
         QString fix;
+        bool isHeading = false;
         bool unfolds = false;
         bool unfolded = false;
     };

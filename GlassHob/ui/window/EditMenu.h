@@ -1,6 +1,7 @@
-// The editor's own commands as actions with their keys: finding and replacing, going to a line, completing, commenting,
-// and moving, duplicating and deleting lines. Fills its part of the Edit menu. Commands that show something in the
-// editor's pane ask for it first. Main thread; owned by the window.
+// The editor's own commands as actions with their keys: finding and replacing, going to a line or a definition, completing,
+// commenting, mending what is marked, picking a colour, selecting occurrences, and moving, duplicating and deleting
+// lines. Fills its part of the Edit menu. Commands that show something in the editor's pane ask for it first. Main
+// thread; owned by the window.
 #pragma once
 
 #include <QObject>
