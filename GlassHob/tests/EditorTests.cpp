@@ -69,6 +69,30 @@ TEST_F(CodeEditorTest, UneditedTextSurvivesTheDocument) {
     }
 }
 
+TEST_F(CodeEditorTest, ANewerTextOfTheFileIsOneStepOfUndo) {
+    for (const std::string& before : awkwardTexts)
+        for (const std::string& after : awkwardTexts) {
+            editor.loadText(before);
+            QSignalSpy edited(&editor, &CodeEditor::edited);
+            editor.reloadText(after);
+            EXPECT_EQ(editor.fileText(), after);
+            EXPECT_EQ(edited.count(), 0);
+            // Other conventions, as of line ends that nothing can stand for, begin anew.
+            if (!editor.document()->isUndoAvailable()) continue;
+            editor.undo();
+            EXPECT_EQ(editor.fileText(), before);
+        }
+    editor.loadText("one\ntwo \xF0\x9F\x94\xA5\nthree\n");
+    caretTo(1, 3);
+    type("!");
+    editor.reloadText("on!e\ntwo \xF0\x9F\x94\xA6\r\nthree\n");
+    EXPECT_EQ(editor.caretColumn(), 4) << "the caret stays where the text is the same";
+    editor.undo();
+    EXPECT_EQ(editor.fileText(), "on!e\ntwo \xF0\x9F\x94\xA5\nthree\n");
+    editor.undo();
+    EXPECT_EQ(editor.fileText(), "one\ntwo \xF0\x9F\x94\xA5\nthree\n") << "and the edits before it";
+}
+
 TEST_F(CodeEditorTest, AnEditChangesOnlyItsPlace) {
     struct Case {
         std::string before, after;

@@ -25,6 +25,7 @@
 #include <QTextBlock>
 #include <QUrl>
 
+#include <algorithm>
 #include <cmath>
 
 namespace glasshob {
@@ -126,6 +127,34 @@ void CodeEditor::loadText(std::string_view utf8) {
     setPlainText(text);
     document()->setModified(false);
     layOutRuler();
+}
+
+void CodeEditor::reloadText(std::string_view utf8) {
+    const std::optional<QString> text = conventions_.read(utf8);
+    if (!text || (longestLineOf(*text) > longestWrapped) != hasLongLine_) {
+        // Other line ends, say: nothing of the old text can be put back byte for byte.
+        loadText(utf8);
+        return;
+    }
+    QScopedValueRollback loading(loading_, true);
+    moreCarets_.clear();
+    tip_->hide();
+    QString old = document()->toRawText();
+    old.replace(QChar::ParagraphSeparator, u'\n');
+    // Only the stretch that differs, so that the caret and the view stay where they are.
+    const qsizetype shorter = std::min(old.size(), text->size());
+    qsizetype from = std::mismatch(old.begin(), old.begin() + shorter, text->begin()).first - old.begin();
+    if (from > 0 && old[from - 1].isHighSurrogate()) --from;
+    qsizetype kept = 0;
+    while (kept < shorter - from && old[old.size() - 1 - kept] == (*text)[text->size() - 1 - kept])
+        ++kept;
+    if (kept > 0 && old[old.size() - kept].isLowSurrogate()) --kept;
+    QTextCursor cursor(document());
+    cursor.beginEditBlock();
+    cursor.setPosition(int(from));
+    cursor.setPosition(int(old.size() - kept), QTextCursor::KeepAnchor);
+    cursor.insertText(text->mid(from, text->size() - kept - from));
+    cursor.endEditBlock();
 }
 
 std::string CodeEditor::fileText() const {

@@ -39,6 +39,8 @@ class CodeEditor : public QPlainTextEdit {
 
     // Replaces the whole text, forgetting what could be undone. Does not emit edited().
     void loadText(std::string_view utf8);
+    // A newer text of the same file: one step of undo. Does not emit edited().
+    void reloadText(std::string_view utf8);
     // The text as the bytes of a file.
     std::string fileText() const;
 

@@ -20,11 +20,24 @@ constexpr std::size_t candidateCount = 0xFDEF - firstCandidate + 1;
 constexpr char16_t firstPlainSpecial[] = {0x2028, 0x2029, 0xFDD0, 0xFDD1}; // from lineSeparator on
 constexpr const char16_t* lineEndText[] = {u"\n", u"\r\n", u"\r"};
 
+QString decode(std::string_view utf8) {
+    // A second mark is a character like any other, so the decoder must not take it.
+    QStringDecoder decoder(QStringConverter::Utf8,
+                           QStringConverter::Flag::Stateless | QStringConverter::Flag::ConvertInitialBom);
+    return decoder.decode(QByteArrayView(utf8.data(), qsizetype(utf8.size())));
+}
+
 bool isLineEnd(char16_t c) {
     return c == u'\n' || c == 0x2029;
 } // in a document's raw text
 
 } // namespace
+
+std::optional<EditorText::LineEnd> EditorText::lineEndAt(const QString& text, qsizetype i) {
+    if (text[i] == u'\n') return lineFeed;
+    if (text[i] != u'\r') return std::nullopt;
+    return i + 1 < text.size() && text[i + 1] == u'\n' ? pair : carriageReturn;
+}
 
 EditorText::EditorText() {
     for (std::size_t i = 0; i < standIns_.size(); ++i)
@@ -37,22 +50,13 @@ QString EditorText::load(std::string_view utf8) {
         byteOrderMark_ = true;
         utf8.remove_prefix(utf8Mark.size());
     }
-    // A second mark is a character like any other, so the decoder must not take it.
-    QStringDecoder decoder(QStringConverter::Utf8,
-                           QStringConverter::Flag::Stateless | QStringConverter::Flag::ConvertInitialBom);
-    const QString text = decoder.decode(QByteArrayView(utf8.data(), qsizetype(utf8.size())));
+    const QString text = decode(utf8);
 
-    // The kind of the line end at a place, and how long it is; nothing where no line ends.
-    const auto lineEndAt = [&text](qsizetype i) -> std::optional<LineEnd> {
-        if (text[i] == u'\n') return lineFeed;
-        if (text[i] != u'\r') return std::nullopt;
-        return i + 1 < text.size() && text[i + 1] == u'\n' ? pair : carriageReturn;
-    };
     qsizetype counts[3] = {};
     std::bitset<candidateCount> used;
     for (qsizetype i = 0; i < text.size(); ++i) {
         const char16_t c = text[i].unicode();
-        if (const auto end = lineEndAt(i)) {
+        if (const auto end = lineEndAt(text, i)) {
             ++counts[*end];
             i += *end == pair;
         }
@@ -66,10 +70,20 @@ QString EditorText::load(std::string_view utf8) {
         standIn = char16_t(firstCandidate + next++);
     }
 
+    return toDocument(text);
+}
+
+std::optional<QString> EditorText::read(std::string_view utf8) const {
+    if (utf8.starts_with(utf8Mark) != byteOrderMark_) return std::nullopt;
+    const QString text = toDocument(decode(utf8.substr(mark().size())));
+    return encode(text) == utf8 ? std::optional(text) : std::nullopt;
+}
+
+QString EditorText::toDocument(const QString& text) const {
     QString result;
     result.reserve(text.size());
     for (qsizetype i = 0; i < text.size(); ++i) {
-        if (const auto end = lineEndAt(i)) {
+        if (const auto end = lineEndAt(text, i)) {
             if (*end != usual_) result += QChar(standIns_[*end]);
             result += u'\n';
             i += *end == pair;

@@ -11,6 +11,7 @@
 #include <QStringView>
 
 #include <array>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -22,6 +23,9 @@ class EditorText {
 
     // Reads a file's text; from now on encode() uses its conventions. The result has \n between lines.
     QString load(std::string_view utf8);
+
+    // A newer text of the same file under the conventions that are in use; nothing where they cannot carry its bytes.
+    std::optional<QString> read(std::string_view utf8) const;
 
     // The bytes for a document's raw text (lines ended by \n or by U+2029).
     std::string encode(QStringView document) const;
@@ -50,6 +54,11 @@ class EditorText {
         frameEnd,
         specialCount
     };
+
+    // The kind of the line end at a place of a file's text; nothing where no line ends.
+    static std::optional<LineEnd> lineEndAt(const QString& text, qsizetype i);
+    // A file's text as the document has it.
+    QString toDocument(const QString& text) const;
 
     // Which special a character of the document stands for; specialCount for none.
     Special special(char16_t c) const;
