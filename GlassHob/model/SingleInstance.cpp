@@ -17,6 +17,7 @@ namespace {
 constexpr int patience = 1000; // milliseconds for each of the two steps
 constexpr qint64 longestRequest = 64 * 1024;
 constexpr auto accepted = "ok\n";
+constexpr auto confirmed = "go\n";
 
 } // namespace
 
@@ -61,7 +62,9 @@ bool SingleInstance::handOver(const Request& request) {
     if (!socket.waitForBytesWritten(patience)) return false;
     while (!socket.canReadLine())
         if (!socket.waitForReadyRead(patience)) return false;
-    return socket.readLine() == accepted;
+    if (socket.readLine() != accepted) return false;
+    socket.write(confirmed);
+    return socket.waitForBytesWritten(patience);
 }
 
 QByteArray SingleInstance::takeActivation() {
@@ -82,15 +85,23 @@ void SingleInstance::read(QLocalSocket* from) {
         if (from->bytesAvailable() > longestRequest) from->abort();
         return;
     }
-    const QJsonObject message = QJsonDocument::fromJson(from->readLine(longestRequest)).object();
+    const QByteArray line = from->readLine(longestRequest);
+    if (const auto asked = requests_.find(from); asked != requests_.end()) {
+        const Request request = asked->second;
+        requests_.erase(asked);
+        if (line == confirmed) emit requested(request);
+        return;
+    }
+    const QJsonObject message = QJsonDocument::fromJson(line).object();
     if (message.isEmpty()) {
         from->abort();
         return;
     }
+    requests_[from] = {message[QStringLiteral("open")].toString(),
+                       message[QStringLiteral("activation")].toString().toUtf8()};
+    connect(from, &QObject::destroyed, this, [this, from] { requests_.erase(from); });
     from->write(accepted);
     from->flush();
-    emit requested(
-        {message[QStringLiteral("open")].toString(), message[QStringLiteral("activation")].toString().toUtf8()});
 }
 
 } // namespace glasshob

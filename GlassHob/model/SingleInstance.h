@@ -1,5 +1,6 @@
 // One process for each user and display: the first one listens, a second one hands its file over and ends. They talk
-// through a local socket that only the user can open; a lock beside it says who is first, also after a crash.
+// through a local socket that only the user can open; a lock beside it says who is first, also after a crash. A request
+// counts when both have confirmed it: the second process that does not wait any longer takes its own back.
 // Main thread. handOver() blocks for two seconds at most.
 #pragma once
 
@@ -8,6 +9,7 @@
 #include <QObject>
 #include <QString>
 
+#include <map>
 #include <memory>
 
 class QLocalServer;
@@ -45,6 +47,7 @@ class SingleInstance : public QObject {
     QString path_;
     std::unique_ptr<QLockFile> lock_;
     QLocalServer* server_ = nullptr;
+    std::map<const QObject*, Request> requests_; // that are not confirmed yet, by their socket
 };
 
 } // namespace glasshob

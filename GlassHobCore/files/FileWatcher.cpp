@@ -4,8 +4,8 @@
 
 namespace glasshob {
 
-FileWatcher::FileWatcher(QByteArray path, double interval, std::function<void()> onChange)
-    : path_(std::move(path)), onChange_(std::move(onChange)), last_(stamp(path_)) {
+FileWatcher::FileWatcher(QByteArray path, double interval, std::function<void()> onChange, std::function<void()> onGone)
+    : path_(std::move(path)), onChange_(std::move(onChange)), onGone_(std::move(onGone)), last_(stamp(path_)) {
     timer_.start(int(interval * 1000), Qt::PreciseTimer, this);
 }
 
@@ -22,9 +22,14 @@ void FileWatcher::timerEvent(QTimerEvent*) {
 void FileWatcher::poll() {
     const std::optional<Stamp> now = stamp(path_);
     const bool changed = now && now != last_;
+    const bool isGone = !now && isMissed_;
+    isMissed_ = !now && last_;
     last_ = now;
-    // The callback may end this watcher; nothing of it is touched afterwards.
-    if (changed) onChange_();
+    // A callback may end this watcher; nothing of it is touched afterwards.
+    if (changed)
+        onChange_();
+    else if (isGone && onGone_)
+        onGone_();
 }
 
 } // namespace glasshob

@@ -28,7 +28,9 @@ class FileWatcher : public QObject {
     };
 
     // Takes the first stamp at once; `onChange` runs for each later change that a look finds. `path` is native bytes.
-    FileWatcher(QByteArray path, double interval, std::function<void()> onChange);
+    // `onGone` runs once when a file that was there is missing at two looks in a row: who replaces a file by another
+    // may leave a moment between them.
+    FileWatcher(QByteArray path, double interval, std::function<void()> onChange, std::function<void()> onGone = {});
 
     // One look, as the timer takes it.
     void poll();
@@ -40,8 +42,9 @@ class FileWatcher : public QObject {
 
   private:
     QByteArray path_;
-    std::function<void()> onChange_;
+    std::function<void()> onChange_, onGone_;
     std::optional<Stamp> last_;
+    bool isMissed_ = false; // was there, and not at the last look
     QBasicTimer timer_;
 };
 
