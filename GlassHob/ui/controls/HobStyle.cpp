@@ -5,6 +5,7 @@
 #include "GlassHob/ui/controls/Theme.h"
 
 #include <QAbstractButton>
+#include <QDialogButtonBox>
 #include <QLineEdit>
 #include <QMenu>
 #include <QMenuBar>
@@ -111,7 +112,7 @@ void HobStyle::drawControl(ControlElement element, const QStyleOption* option, Q
                 fillRounded(*painter, item->rect.adjusted(1, 2, -1, -2), 6, themed(Role::control));
             const bool enabled = item->state & State_Enabled;
             painter->setPen(themed(enabled ? Role::text : Role::disabled));
-            painter->drawText(item->rect, Qt::AlignCenter | Qt::TextHideMnemonic | Qt::TextSingleLine, item->text);
+            painter->drawText(item->rect, Qt::AlignCenter | Qt::TextShowMnemonic | Qt::TextSingleLine, item->text);
         }
         return;
     case CE_MenuItem:
@@ -127,7 +128,7 @@ void HobStyle::drawControl(ControlElement element, const QStyleOption* option, Q
             const bool primary = button->features & QStyleOptionButton::DefaultButton;
             const bool enabled = button->state & State_Enabled;
             painter->setPen(themed(!enabled ? Role::disabled : primary ? Role::onAccent : Role::text));
-            painter->drawText(button->rect, Qt::AlignCenter | Qt::TextHideMnemonic, button->text);
+            painter->drawText(button->rect, Qt::AlignCenter | Qt::TextShowMnemonic, button->text);
         }
         return;
     case CE_Splitter: {
@@ -181,7 +182,7 @@ void HobStyle::drawMenuItem(const QStyleOptionMenuItem& item, QSize picture, QPa
     const qsizetype tab = item.text.indexOf(u'\t');
     painter.setFont(item.font);
     painter.setPen(ink);
-    painter.drawText(text, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextHideMnemonic | Qt::TextSingleLine,
+    painter.drawText(text, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextShowMnemonic | Qt::TextSingleLine,
                      tab < 0 ? item.text : item.text.left(tab));
     if (tab >= 0) {
         painter.setPen(themed(enabled ? Role::text3 : Role::disabled));
@@ -263,7 +264,8 @@ int HobStyle::styleHint(StyleHint hint, const QStyleOption* option, const QWidge
     switch (hint) {
     case SH_ScrollBar_Transient: return 0;
     case SH_Menu_SubMenuPopupDelay: return 150;
-    case SH_UnderlineShortcut: return 0;
+    case SH_UnderlineShortcut: return 1;
+    case SH_DialogButtonLayout: return QDialogButtonBox::GnomeLayout; // the primary button at the far right, everywhere
     case SH_ToolTip_WakeUpDelay: return 300;
     case SH_FocusFrame_AboveWidget: return 1;
     case SH_MessageBox_CenterButtons: return 0;

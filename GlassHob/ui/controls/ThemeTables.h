@@ -99,7 +99,7 @@ inline constexpr std::array<ThemeEntry, std::size_t(Role::count)> themeRoles{{
     {"onAccent",        0xFFF6EC, 0xFFF8F1}, // text and icons on accentFill
     {"accentText",      0xFF8A4C, 0xB4330A}, // links, focus rings, caret, check marks
     {"accentTint",      0x3A1D11, 0xFBE3D6}, // selected row, link banner
-    {"ok",              0xFFB061, 0xC4370A}, // the dot of "Live"
+    {"ok",              0xFFB061, 0x96590A}, // the dot of "Live"
     {"error",           0xFF6B81, 0xBE1840},
     {"errorTint",       0x35171D, 0xFCE4E8}, // error strip over the preview
     {"errorLine",       0x2A1519, 0xFDEFF1}, // behind a line with an error

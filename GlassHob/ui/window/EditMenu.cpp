@@ -27,10 +27,10 @@ EditMenu::EditMenu(EditorPane* pane, QWidget* window) : QObject(window), pane_(p
     nextOccurrence_ = add(tr("Select Next Occ&urrence"), tr("Ctrl+D"), &EditMenu::selectNextOccurrence);
     allOccurrences_ = add(tr("Select &All Occurrences"), tr("Ctrl+Shift+L"), &EditMenu::selectAllOccurrences);
     writeValues_ = add(tr("&Write Slider Values into the Code"), {}, &EditMenu::writeSliderValues);
-    moveUp_ = add(tr("Move &Up"), tr("Alt+Up"), &EditMenu::moveUp);
-    moveDown_ = add(tr("Move D&own"), tr("Alt+Down"), &EditMenu::moveDown);
-    duplicate_ = add(tr("&Duplicate"), tr("Ctrl+Shift+D"), &EditMenu::duplicate);
-    deleteLines_ = add(tr("De&lete"), tr("Ctrl+Shift+K"), &EditMenu::deleteLines);
+    moveUp_ = add(tr("Move Lines &Up"), tr("Alt+Up"), &EditMenu::moveUp);
+    moveDown_ = add(tr("Move Lines D&own"), tr("Alt+Down"), &EditMenu::moveDown);
+    duplicate_ = add(tr("&Duplicate Lines"), tr("Ctrl+Shift+D"), &EditMenu::duplicate);
+    deleteLines_ = add(tr("De&lete Lines"), tr("Ctrl+Shift+K"), &EditMenu::deleteLines);
     // What edits the code has its key only there.
     for (QAction* action : {complete_, comment_, fixProblem_, goToDefinition_, pickColour_, nextOccurrence_,
                             allOccurrences_, moveUp_, moveDown_, duplicate_, deleteLines_}) {
