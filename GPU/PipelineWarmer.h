@@ -7,7 +7,9 @@
 // warm() calls the handler at once.
 //
 // Only the newest request counts: one that has not begun when the next arrives is dropped (its handler gets
-// WarmResult::superseded). The destructor drops waiting requests and waits for the one at work.
+// WarmResult::superseded). A shader may take a driver many seconds: the next one is then warmed beside it, by a few
+// threads at most. The destructor drops waiting requests and waits for those at work, so whoever may not wait ends a
+// warmer on a thread of its own.
 #pragma once
 
 #include "GPU/Pipeline.h"
@@ -45,6 +47,10 @@ class PipelineWarmer {
     // `handler` runs once, on the warmer's thread (or inside the call, see isUseful()); hand over to your own thread
     // from it.
     void warm(WarmWork work, std::function<void(WarmResult)> handler);
+
+    // Whether any warmer of the process is at work. A process must not run its ordinary end meanwhile: that would take
+    // the driver away under the work.
+    static bool isAnyAtWork();
 
   private:
     struct Impl;

@@ -127,8 +127,9 @@ int main(int argc, char** argv) {
     window->show();
     model.start(arguments);
     const int status = QApplication::exec();
-    if (model.deviceIsBusy()) {
-        // An ordinary end would wait for the frame in work, which may have no end.
+    if (!model.driverIsAtWork()) window.reset();
+    if (model.driverIsAtWork()) {
+        // An ordinary end would wait for what a driver is at work on, which may have no end.
         model.close();
         std::fflush(nullptr);
         std::_Exit(status);

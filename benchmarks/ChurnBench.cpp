@@ -19,6 +19,7 @@
 #include "benchmarks/Glsl.h"
 
 #include <algorithm>
+#include <chrono>
 #include <bit>
 #include <cstdlib>
 #include <malloc.h>
@@ -74,7 +75,8 @@ int ours(const bench::ShaderPair& shader) {
         (*device)->makeTexture({.width = side, .height = side, .usage = {.shaderRead = false, .renderTarget = true}});
     if (!queue || !texture) return 2;
     glasshob::DialogQuestions questions;
-    glasshob::AppModel model({.device = *device, .questions = &questions});
+    glasshob::AppModel model(
+        {.device = *device, .questions = &questions, .compilePatience = std::chrono::minutes(1)});
     return report([&](int i) {
         model.compile(bench::withFreshConstant(shader.metal, freshNumber(i)));
         const auto program = model.program();

@@ -202,7 +202,7 @@ Figures measure(const std::shared_ptr<gpu::Device>& device, const std::string& m
     window.show();
     window.activateWindow();
     model.open(path);
-    if (!model.program()) {
+    if (!waitUntil([&] { return model.program() != nullptr; }, patience)) {
         std::fprintf(stderr, "%s\n", qPrintable(model.errorText().value_or(QString())));
         std::exit(2);
     }

@@ -6,6 +6,7 @@
 #include "GPU/Vulkan/Objects.h"
 
 #include <algorithm>
+#include <atomic>
 #include <condition_variable>
 #include <cstdlib>
 #include <mutex>
@@ -16,9 +17,15 @@
 #include <unistd.h>
 #include <unordered_map>
 #include <utility>
+#include <vector>
 
 namespace gpu {
 namespace {
+
+// A heavy shader keeps its thread for many seconds; others need not wait for it.
+constexpr std::size_t mostThreads = 3;
+
+std::atomic<int> allAtWork = 0;
 
 bool isTrue(const char* variable) {
     const char* value = std::getenv(variable);
@@ -150,26 +157,31 @@ struct PipelineWarmer::Impl {
     std::condition_variable changed;
     std::optional<Request> waiting;
     bool isStopping = false;
-    std::thread thread;
+    std::size_t atWork = 0;
+    std::vector<std::thread> threads;
 
     void run() {
         yieldToTheLivePicture();
         std::shared_ptr<Device> second;
+        std::unique_lock lock(mutex);
         while (true) {
-            Request request;
-            {
-                std::unique_lock lock(mutex);
-                changed.wait(lock, [&] { return isStopping || waiting.has_value(); });
-                if (isStopping) return;
-                request = std::move(*waiting);
-                waiting.reset();
-            }
+            changed.wait(lock, [&] { return isStopping || waiting.has_value(); });
+            if (isStopping) return;
+            Request request = std::move(*waiting);
+            waiting.reset();
+            ++atWork;
+            ++allAtWork;
+            lock.unlock();
             if (second == nullptr || second->lost()) {
                 auto made = vulkan::VulkanDevice::make(device->impl().core->physical);
                 second = made ? std::make_shared<Device>(std::make_unique<Device::Impl>(*made)) : nullptr;
             }
             const bool isReady = second != nullptr && Warming(second).run(request.work);
             request.handler(isReady ? WarmResult::ready : WarmResult::failed);
+            request = {};
+            lock.lock();
+            --atWork;
+            --allAtWork;
         }
     }
 };
@@ -188,7 +200,8 @@ PipelineWarmer::~PipelineWarmer() {
         dropped = std::exchange(impl_->waiting, std::nullopt);
     }
     impl_->changed.notify_all();
-    if (impl_->thread.joinable()) impl_->thread.join();
+    for (std::thread& thread : impl_->threads)
+        thread.join();
     if (dropped) dropped->handler(WarmResult::superseded);
 }
 
@@ -208,10 +221,15 @@ void PipelineWarmer::warm(WarmWork work, std::function<void(WarmResult)> handler
     {
         const std::lock_guard lock(impl_->mutex);
         dropped = std::exchange(impl_->waiting, Impl::Request{std::move(work), std::move(handler)});
-        if (!impl_->thread.joinable()) impl_->thread = std::thread([this] { impl_->run(); });
+        if (impl_->atWork == impl_->threads.size() && impl_->threads.size() < mostThreads)
+            impl_->threads.emplace_back([this] { impl_->run(); });
     }
     impl_->changed.notify_all();
     if (dropped) dropped->handler(WarmResult::superseded);
+}
+
+bool PipelineWarmer::isAnyAtWork() {
+    return allAtWork > 0;
 }
 
 } // namespace gpu

@@ -1,5 +1,7 @@
 #include "GlassHob/model/AppModel.h"
 
+#include "GPU/PipelineWarmer.h"
+#include "GlassHob/model/BesideWork.h"
 #include "GlassHob/model/RetiredDevice.h"
 
 #include <QFileInfo>
@@ -9,6 +11,9 @@ namespace glasshob {
 
 namespace {
 
+// Seconds after which a document without frames counts as seen, too.
+constexpr double longUntilSeen = 2;
+
 QString asQString(std::string_view text) {
     return QString::fromUtf8(text.data(), qsizetype(text.size()));
 }
@@ -16,16 +21,22 @@ QString asQString(std::string_view text) {
 } // namespace
 
 AppModel::AppModel(Surroundings surroundings, QObject* parent)
-    : QObject(parent), questions_(surroundings.questions), document_(*questions_, std::move(surroundings.draftsFolder)),
+    : QObject(parent), questions_(surroundings.questions),
+      document_(*questions_, std::move(surroundings.draftsFolder), std::move(surroundings.draftDelay)),
       devices_(std::move(surroundings.device), std::move(surroundings.makeDevice)),
-      compilation_(devices_, std::move(surroundings.compileDelay)),
+      compilation_(devices_, std::move(surroundings.compileDelay), surroundings.compilePatience),
+      sliderMemory_(surroundings.presetStore, std::move(surroundings.sliderDelay)), key_(document_.presetKey()),
       presets_(std::make_unique<Presets>(*this, *questions_, std::move(surroundings.presetStore))),
       exports_(std::make_unique<ExportJob>(*this, std::move(surroundings.movieMaker))),
       stills_(std::make_unique<StillSaver>(*this)), account_(surroundings.account), updates_(surroundings.updates) {
     document_.editorSink = [this](const std::string& text) {
         if (editorSink) editorSink(text);
     };
+    document_.editorReload = [this](const std::string& text) {
+        if (const auto& sink = editorReload ? editorReload : editorSink; sink) sink(text);
+    };
     devices_.isExporting = [this] { return exports_->isRunning(); };
+    connect(&document_, &Document::changed, this, &AppModel::followKey);
     connect(&document_, &Document::changed, this, &AppModel::documentChanged);
     connect(&document_, &Document::replaced, this, &AppModel::followReplaced);
     connect(&document_, &Document::textLoaded, this, [this] { compile(currentText()); });
@@ -51,6 +62,7 @@ AppModel::~AppModel() {
 void AppModel::close() {
     compilation_.cancelLater();
     exports_->abandon();
+    sliderMemory_.flush();
     document_.close();
 }
 
@@ -60,10 +72,28 @@ void AppModel::start(const QStringList& arguments) {
 
 // ---- The document and its compile -----------------------------------------------------------------------------------
 
-void AppModel::followReplaced() {
+void AppModel::followReplaced(const QString& replaced) {
     compilation_.cancelLater();
+    sliderMemory_.flush();
+    sliderHistory_.clear();
     // Nothing runs while a shader waits, the one before it neither.
-    if (needsRun()) compilation_.reset();
+    if (needsRun())
+        compilation_.reset();
+    else
+        compilation_.begin(replaced);
+    key_ = presetKey();
+    SliderMemory::Positions kept = sliderMemory_.of(key_);
+    compilation_.sliders().restore(std::move(kept.values), std::move(kept.defaults));
+    backToStart();
+    ticksOfDocument_ = 0;
+    seen_->start(longUntilSeen, [this] { document_.remember(); });
+}
+
+// Saved under another name: the sliders go with it.
+void AppModel::followKey() {
+    if (presetKey() == key_) return;
+    key_ = presetKey();
+    if (changedValueCount() > 0) rememberSliders();
 }
 
 void AppModel::setText(const std::string& text) {
@@ -93,8 +123,17 @@ void AppModel::run() {
 
 AppModel::State AppModel::state() const {
     if (needsRun()) return State::waitingForRun;
-    if (errorText()) return program() ? State::errorWithPicture : State::errorWithoutPicture;
+    if (errorText())
+        return program()        ? State::errorWithPicture
+               : shownProgram() ? State::errorWithOtherPicture
+                                : State::errorWithoutPicture;
+    if (compilation_.isPreparing()) return State::preparing;
     return program() ? State::live : State::empty;
+}
+
+QString AppModel::shownOwnerText() const {
+    const QString& owner = compilation_.shownOwner();
+    return owner.isEmpty() ? QString() : tr("Showing %1's last good picture").arg(owner);
 }
 
 QString AppModel::statusText() const {
@@ -102,6 +141,9 @@ QString AppModel::statusText() const {
     if (const QString trouble = deviceTrouble(); !trouble.isEmpty()) return trouble;
     switch (state()) {
     case State::errorWithPicture: return tr("Compile error, showing the last good frame");
+    case State::errorWithOtherPicture:
+        return tr("Compile error, showing %1's last good picture").arg(compilation_.shownOwner());
+    case State::preparing: return tr("Compiled. The graphics driver is preparing the picture");
     case State::errorWithoutPicture:
         return diagnostics().empty() ? errorText()->section(u'\n', 0, 0) : asQString(diagnostics().front().message);
     case State::live: return tr("Live · compiled in %1 ms").arg(QString::number(compileMillis().value_or(0), 'f', 0));
@@ -121,27 +163,67 @@ bool AppModel::deviceIsBusy() const {
     return devices_.hasSlowFrame() || exports_->isRunning() || retiredDeviceIsBusy();
 }
 
-// ---- The sliders ----------------------------------------------------------------------------------------------------
-
-void AppModel::setValue(const std::string& name, float value) {
-    if (compilation_.sliders().set(name, value)) emit valueChanged(asQString(name));
+bool AppModel::driverIsAtWork() const {
+    return deviceIsBusy() || besideWorkGoesOn() || gpu::PipelineWarmer::isAnyAtWork();
 }
 
-void AppModel::setValues(const SliderValues& values) {
+// ---- The sliders ----------------------------------------------------------------------------------------------------
+
+void AppModel::rememberSliders() {
+    sliderMemory_.moved(key_, [this] { return SliderMemory::Positions{values(), declaredDefaults()}; });
+}
+
+void AppModel::setValue(const std::string& name, float value) {
+    const SliderValues before = values();
+    if (!compilation_.sliders().set(name, value)) return;
+    sliderHistory_.note(before, name);
+    rememberSliders();
+    emit valueChanged(asQString(name));
+}
+
+// Several at once. False when nothing changes.
+bool AppModel::takeValues(const SliderValues& values) {
     bool any = false;
     for (const auto& [name, value] : values)
         any = compilation_.sliders().set(name, value) || any;
-    if (any) emit valuesReset();
+    return any;
+}
+
+void AppModel::announceValues() {
+    rememberSliders();
+    emit valuesReset();
+}
+
+void AppModel::setValues(const SliderValues& values) {
+    const SliderValues before = this->values();
+    if (!takeValues(values)) return;
+    sliderHistory_.note(before, {});
+    announceValues();
 }
 
 void AppModel::resetAllValues() {
-    if (compilation_.sliders().resetAll()) emit valuesReset();
+    const SliderValues before = values();
+    if (!compilation_.sliders().resetAll()) return;
+    sliderHistory_.note(before, {});
+    announceValues();
+}
+
+void AppModel::undoSliders() {
+    const auto before = sliderHistory_.undo(values());
+    if (before && takeValues(*before)) announceValues();
+}
+
+void AppModel::redoSliders() {
+    const auto after = sliderHistory_.redo(values());
+    if (after && takeValues(*after)) announceValues();
 }
 
 // ---- The clock ------------------------------------------------------------------------------------------------------
 
 AppModel::Tick AppModel::tick(double now) {
     const Tick tick = clock_.tick(now);
+    // The second one asks for a frame after the first has been drawn, with the text beside it.
+    if (ticksOfDocument_ < 2 && ++ticksOfDocument_ == 2) document_.remember();
     const auto tenth = std::int64_t(clock_.time() * 10);
     if (tenth != shownTenth_) {
         shownTenth_ = tenth;

@@ -16,6 +16,8 @@
 #include "GlassHob/model/Presets.h"
 #include "GlassHob/model/PreviewClock.h"
 #include "GlassHob/model/Questions.h"
+#include "GlassHob/model/SliderHistory.h"
+#include "GlassHob/model/SliderMemory.h"
 #include "GlassHob/model/StillSaver.h"
 #include "GlassHobCore/code/Diagnostics.h"
 
@@ -25,6 +27,7 @@
 #include <QStringList>
 #include <QUrl>
 
+#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -50,12 +53,16 @@ class AppModel : public QObject {
         Questions* questions = nullptr;
         std::unique_ptr<Delay> compileDelay = std::make_unique<TimerDelay>();
         PresetStore presetStore = PresetStore();
+        std::unique_ptr<Delay> sliderDelay = std::make_unique<TimerDelay>();
         // Where unsaved edits are kept against a crash; nowhere when empty.
         QString draftsFolder = {};
+        std::unique_ptr<Delay> draftDelay = std::make_unique<TimerDelay>();
         // A device in the place of one that is lost or busy without end; one apart on the same hardware when empty.
         DeviceWatch::Make makeDevice = {};
         // In the place of the video exporter.
         ExportJob::Exporter movieMaker = {};
+        // How long a compile waits for the driver before the program comes later; a test may wait for it always.
+        std::chrono::milliseconds compilePatience = Compilation::usualPatience;
         // Null while there are no online services; both must outlive the model.
         AccountModel* account = nullptr;
         UpdateChecker* updates = nullptr;
@@ -86,6 +93,8 @@ class AppModel : public QObject {
 
     // Installed by the editor's view: replaces its text.
     std::function<void(const std::string&)> editorSink;
+    // The same for a newer text of the same document: what was there can be undone. editorSink where there is none.
+    std::function<void(const std::string&)> editorReload;
 
     void textChanged(std::string text) { document_.textChanged(std::move(text)); }
     void setText(const std::string& text);
@@ -125,7 +134,26 @@ class AppModel : public QObject {
     const std::vector<std::string>& sourceLines() const { return compilation_.sourceLines(); }
     std::optional<double> compileMillis() const { return compilation_.compileMillis(); }
 
-    enum class State { empty, live, errorWithPicture, errorWithoutPicture, waitingForRun };
+    // The program to be seen: the document's own, or as long as that has none the last one of the document before.
+    const std::shared_ptr<const ShaderProgram>& shownProgram() const { return compilation_.shownProgram(); }
+    // The values of that program.
+    const SliderValues& shownValues() const { return compilation_.shownValues(); }
+    // "Showing Quicksilver's last good picture" while it is another document's; else empty.
+    QString shownOwnerText() const;
+
+    enum class State {
+        empty,
+        live,
+        preparing, // compiled, and the driver is at work on it
+        errorWithPicture,
+        errorWithOtherPicture, // of the document before
+        errorWithoutPicture,
+        waitingForRun
+    };
+    static bool isError(State state) {
+        return state == State::errorWithPicture || state == State::errorWithOtherPicture ||
+               state == State::errorWithoutPicture;
+    }
     State state() const;
     QString statusText() const;
 
@@ -139,8 +167,12 @@ class AppModel : public QObject {
     // has ended. A compile that succeeds meanwhile gets a new device. A shader that must wait for the old frame all the
     // same, as drivers may have it, has no program until then.
     void reportSlowFrame(double seconds) { devices_.reportSlowFrame(seconds); }
-    // Whether the ordinary end of the process would wait for a frame, the picture's or a video's, perhaps without end.
+    // Whether a frame of the picture or of a video is in work, perhaps without end. A window that goes would wait for
+    // it.
     bool deviceIsBusy() const;
+    // The same, or a driver is at work on a program. The ordinary end of the process would wait for that, or take the
+    // driver away under it.
+    bool driverIsAtWork() const;
     // A sentence on why the picture stands still although nothing is wrong with the text; empty when it does not.
     QString deviceTrouble() const { return devices_.trouble(); }
 
@@ -152,6 +184,12 @@ class AppModel : public QObject {
     // All at once, each as setValue() takes it.
     void setValues(const SliderValues& values);
     void resetAllValues();
+    // Changes of one slider are one step of undo until this: a drag, a key held down.
+    void endSliderStep() { sliderHistory_.endStep(); }
+    void undoSliders();
+    void redoSliders();
+    bool canUndoSliders() const { return sliderHistory_.canUndo(); }
+    bool canRedoSliders() const { return sliderHistory_.canRedo(); }
     int changedValueCount() const { return compilation_.sliders().changedCount(); }
     Presets& presets() { return *presets_; }
 
@@ -207,12 +245,21 @@ class AppModel : public QObject {
     void showsEditorChanged();
 
   private:
-    void followReplaced();
+    void followReplaced(const QString& replaced);
+    void followKey();
+    void rememberSliders();
+    bool takeValues(const SliderValues& values);
+    void announceValues();
 
     Questions* questions_;
     Document document_;
     DeviceWatch devices_;
     Compilation compilation_;
+    SliderMemory sliderMemory_;
+    SliderHistory sliderHistory_;
+    QString key_; // what presets and sliders of the document are kept under
+    int ticksOfDocument_ = 0;
+    std::unique_ptr<Delay> seen_ = std::make_unique<TimerDelay>();
     std::unique_ptr<Presets> presets_;
     std::unique_ptr<ExportJob> exports_;
     std::unique_ptr<StillSaver> stills_;

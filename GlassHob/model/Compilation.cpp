@@ -5,13 +5,15 @@
 #include "GlassHobRender/program/ShaderCompiler.h"
 #include "GlassHobRender/program/ShaderProgram.h"
 
-#include <chrono>
+#include <utility>
 
 namespace glasshob {
 
 namespace {
 
 constexpr double compileDelay = 0.3; // seconds
+// Milliseconds after which a driver that is at work on the pipelines is told about.
+constexpr int longPreparation = 250;
 
 QString asQString(std::string_view text) {
     return QString::fromUtf8(text.data(), qsizetype(text.size()));
@@ -29,8 +31,11 @@ std::vector<std::string> linesOf(const std::string& text) {
 
 } // namespace
 
-Compilation::Compilation(DeviceWatch& devices, std::unique_ptr<Delay> delay)
-    : devices_(devices), delay_(std::move(delay)) {}
+Compilation::Compilation(DeviceWatch& devices, std::unique_ptr<Delay> delay, std::chrono::milliseconds patience)
+    : devices_(devices), delay_(std::move(delay)), maker_(patience) {
+    preparesLong_.setSingleShot(true);
+    connect(&preparesLong_, &QTimer::timeout, this, &Compilation::prepare);
+}
 
 Compilation::~Compilation() = default;
 
@@ -50,43 +55,52 @@ void Compilation::compile(const std::string& text) {
         return;
     }
     const auto started = std::chrono::steady_clock::now();
-    try {
-        auto program = std::make_shared<const ShaderProgram>(text, *device, gpu::PixelFormat::bgra8Unorm,
-                                                             ShaderCompiler::liveTimeLimit);
-        compileMillis_ = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - started).count();
-        take(std::move(program));
-    } catch (const ShaderError& error) {
-        if ((*device)->lost() && *device == devices_.device()) {
-            emit deviceLost();
-        } else {
-            compileMillis_.reset();
-            fail(error.diagnostics, asQString(error.raw));
-        }
-    } catch (const std::exception& error) {
-        fail({}, QString::fromUtf8(error.what()));
+    const std::uint64_t generation = ++newest_;
+    auto compiled = ShaderProgram::compile(text, **device, ShaderCompiler::liveTimeLimit);
+    if (!compiled) {
+        compileMillis_.reset();
+        fail(std::move(compiled.error().diagnostics), asQString(compiled.error().raw));
+        return;
+    }
+    const auto isAnswered = std::make_shared<bool>(false);
+    maker_.make(std::move(*compiled), *device,
+                [this, isAnswered, started, generation, device = *device](const ProgramMaker::Answer& answer) {
+                    *isAnswered = true;
+                    finish(generation, started, device, answer);
+                });
+    if (*isAnswered) return;
+    if (program_)
+        preparesLong_.start(longPreparation);
+    else
+        prepare();
+}
+
+void Compilation::finish(std::uint64_t generation, std::chrono::steady_clock::time_point started,
+                         const std::shared_ptr<gpu::Device>& device, const ProgramMaker::Answer& answer) {
+    // Of a text that a newer program has overtaken, or of another document.
+    if (generation <= shown_) return;
+    const bool isNewest = generation == newest_;
+    if (answer) {
+        shown_ = generation;
+        if (isNewest)
+            compileMillis_ =
+                std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - started).count();
+        take(*answer, isNewest);
+    } else if (device->lost() && device == devices_.device()) {
+        emit deviceLost();
+    } else if (isNewest) {
+        compileMillis_.reset();
+        fail(answer.error().diagnostics, asQString(answer.error().raw));
     }
 }
 
-void Compilation::fail(std::vector<Diagnostic> diagnostics, const QString& text) {
-    diagnostics_ = std::move(diagnostics);
-    warnings_.clear();
-    errorText_ = text;
-    emit compiled();
+void Compilation::endPreparing() {
+    preparesLong_.stop();
+    isPreparing_ = false;
 }
 
-void Compilation::take(std::shared_ptr<const ShaderProgram> program) {
-    program_ = std::move(program);
-    diagnostics_.clear();
-    warnings_ = program_->warnings();
-    std::erase_if(warnings_, [](const Diagnostic& warning) { return warning.line <= 0; });
-    errorText_.reset();
-    sliders_.carryOver(program_->params());
-    devices_.moveTo(program_->device());
-    emit compiled();
-}
-
-void Compilation::reset() {
-    program_.reset();
+void Compilation::prepare() {
+    isPreparing_ = true;
     diagnostics_.clear();
     warnings_.clear();
     errorText_.reset();
@@ -94,8 +108,52 @@ void Compilation::reset() {
     emit compiled();
 }
 
+void Compilation::fail(std::vector<Diagnostic> diagnostics, const QString& text) {
+    endPreparing();
+    diagnostics_ = std::move(diagnostics);
+    warnings_.clear();
+    errorText_ = text;
+    emit compiled();
+}
+
+void Compilation::take(std::shared_ptr<const ShaderProgram> program, bool isNewest) {
+    program_ = std::move(program);
+    left_ = {};
+    // An older text's program may come while a newer one is made, or has failed: then only the picture is new.
+    if (isNewest) {
+        endPreparing();
+        diagnostics_.clear();
+        warnings_ = program_->warnings();
+        std::erase_if(warnings_, [](const Diagnostic& warning) { return warning.line <= 0; });
+        errorText_.reset();
+    }
+    sliders_.carryOver(program_->params());
+    devices_.moveTo(program_->device());
+    emit compiled();
+}
+
+void Compilation::begin(const QString& name) {
+    if (program_) left_ = {std::exchange(program_, nullptr), sliders_.values(), name};
+    sliders_ = {};
+    forgetOrders();
+    endPreparing();
+    diagnostics_.clear();
+    warnings_.clear();
+    errorText_.reset();
+    compileMillis_.reset();
+}
+
+void Compilation::reset() {
+    begin({});
+    left_ = {};
+    emit compiled();
+}
+
 void Compilation::dropProgram() {
+    forgetOrders();
+    endPreparing();
     program_.reset();
+    left_ = {};
     compileMillis_.reset();
     emit compiled();
 }

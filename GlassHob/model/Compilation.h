@@ -1,15 +1,22 @@
 // The live compile of the open document: the text becomes a program, or messages. A failed compile leaves the last good
-// program of the document and its slider values as they are.
-// Main thread; owned by the model. A compile runs inside the call: the compiler's live limit bounds its time.
+// program of the document and its slider values as they are. A document without a good program yet has no values
+// either; the picture of the document before goes on until then, with its own values.
+//
+// Main thread; owned by the model. The compiler runs inside compile() and is bounded in time by its live limit. The
+// driver makes the pipelines beside the main thread: in the usual case they are there before compile() returns.
 #pragma once
 
 #include "GlassHob/model/Delay.h"
+#include "GlassHob/model/ProgramMaker.h"
 #include "GlassHob/model/SliderBank.h"
 #include "GlassHobCore/code/Diagnostics.h"
 
 #include <QObject>
 #include <QString>
+#include <QTimer>
 
+#include <chrono>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -28,7 +35,10 @@ class ShaderProgram;
 class Compilation : public QObject {
     Q_OBJECT
   public:
-    Compilation(DeviceWatch& devices, std::unique_ptr<Delay> delay);
+    // How long compile() waits for the pipelines before it leaves them to come later.
+    static constexpr std::chrono::milliseconds usualPatience{20};
+
+    Compilation(DeviceWatch& devices, std::unique_ptr<Delay> delay, std::chrono::milliseconds patience);
     ~Compilation() override;
 
     // Compiles what `text` gives 0.3 seconds from now; one that still waits is given up.
@@ -39,12 +49,22 @@ class Compilation : public QObject {
     void keepLines(const std::string& text);
     // A failure that is not the compiler's, in whole sentences.
     void fail(std::vector<Diagnostic> diagnostics, const QString& text);
+    // Another document is open; `name` is what people call the one before.
+    void begin(const QString& name);
     // Nothing runs and nothing is wrong.
     void reset();
-    // The program's device was lost.
+    // The device of all programs was lost.
     void dropProgram();
 
     const std::shared_ptr<const ShaderProgram>& program() const { return program_; }
+    // The newest text has compiled, and the driver is still at work on it.
+    bool isPreparing() const { return isPreparing_; }
+    // What is to be seen: the program of the document, or the last one of the document before, with its values and the
+    // name of that document.
+    const std::shared_ptr<const ShaderProgram>& shownProgram() const { return program_ ? program_ : left_.program; }
+    const SliderValues& shownValues() const { return program_ ? sliders_.values() : left_.values; }
+    // Empty when the picture is the document's own, or there is none.
+    const QString& shownOwner() const { return left_.owner; }
     const std::vector<Diagnostic>& diagnostics() const { return diagnostics_; }
     const std::vector<Diagnostic>& warnings() const { return warnings_; }
     const std::optional<QString>& errorText() const { return errorText_; }
@@ -58,7 +78,12 @@ class Compilation : public QObject {
     void deviceLost(); // met by a compile
 
   private:
-    void take(std::shared_ptr<const ShaderProgram> program);
+    void finish(std::uint64_t generation, std::chrono::steady_clock::time_point started,
+                const std::shared_ptr<gpu::Device>& device, const ProgramMaker::Answer& answer);
+    void take(std::shared_ptr<const ShaderProgram> program, bool isNewest);
+    void prepare();
+    void endPreparing();
+    void forgetOrders() { shown_ = newest_; }
 
     DeviceWatch& devices_;
     std::unique_ptr<Delay> delay_;
@@ -69,6 +94,19 @@ class Compilation : public QObject {
     std::vector<std::string> sourceLines_;
     std::optional<double> compileMillis_;
     SliderBank sliders_;
+    // The picture of the document before, as long as this one has none.
+    struct Left {
+        std::shared_ptr<const ShaderProgram> program;
+        SliderValues values;
+        QString owner;
+    };
+    Left left_;
+
+    ProgramMaker maker_;
+    // Texts are counted: the newest one given to the compiler, and the one whose program is the document's.
+    std::uint64_t newest_ = 0, shown_ = 0;
+    bool isPreparing_ = false;
+    QTimer preparesLong_;
 };
 
 } // namespace glasshob

@@ -21,6 +21,8 @@ namespace glasshob {
 namespace {
 
 constexpr double watchInterval = 0.1;
+// Seconds of typing that a crash may take away.
+constexpr double draftInterval = 3;
 
 QString asQString(std::string_view text) {
     return QString::fromUtf8(text.data(), qsizetype(text.size()));
@@ -34,6 +36,8 @@ QString fileName(const QString& path) {
 QString lastShaderKey() {
     return asQString(Identity::setting::lastShaderPath);
 }
+// The file that was being opened, until its first frame.
+constexpr auto openingKey = "openingShaderPath";
 // As given but absolute: a link stays the link that the user named.
 QString absolutePath(const QString& path) {
     return QDir::cleanPath(QDir::current().absoluteFilePath(path));
@@ -57,12 +61,14 @@ std::expected<std::string, QString> readSample() {
 
 } // namespace
 
-Document::Document(Questions& questions, QString draftsFolder)
-    : questions_(questions), drafts_(std::move(draftsFolder)) {}
+Document::Document(Questions& questions, QString draftsFolder, std::unique_ptr<Delay> draftDelay)
+    : questions_(questions), drafts_(std::move(draftsFolder)), draftDelay_(std::move(draftDelay)) {}
 
 Document::~Document() = default;
 
 void Document::close() {
+    draftDelay_->cancel();
+    remember();
     // Without an answer to the question about them, edits outlive the window.
     if (isDirty_ && !discardAgreed_)
         keepDraft();
@@ -73,9 +79,13 @@ void Document::close() {
 void Document::start(const QStringList& arguments) {
     const qsizetype option = arguments.indexOf(QStringLiteral("--shader"));
     const QString last = QSettings().value(lastShaderKey()).toString();
+    const QString unfinished = QSettings().value(openingKey).toString();
     std::optional<QString> first;
     if (option >= 0 && option + 1 < arguments.size())
         first = arguments[option + 1];
+    else if (!last.isEmpty() && last == unfinished)
+        questions_.warn(tr("%1 was not opened this time").arg(fileName(last)),
+                        tr("The last start with it ended before its first picture. It stands in File > Open Recent."));
     else if (!last.isEmpty() && QFileInfo(last).isFile())
         first = last;
     if (first) open(*first);
@@ -115,14 +125,27 @@ QString Document::shadersFolder() {
     return folder;
 }
 
-void Document::rememberAsLast() {
+void Document::beginOpening() {
+    QSettings settings;
     // A shader that waits to be read would be compiled unread by the next start.
-    if (filePath_ && !needsRun_) QSettings().setValue(lastShaderKey(), *filePath_);
+    isOpening_ = filePath_ && !needsRun_;
+    if (isOpening_)
+        settings.setValue(openingKey, *filePath_);
+    else
+        settings.remove(openingKey);
+    settings.sync();
+}
+
+void Document::remember() {
+    if (!std::exchange(isOpening_, false)) return;
+    QSettings settings;
+    settings.setValue(lastShaderKey(), *filePath_);
+    settings.remove(openingKey);
 }
 
 void Document::setDirty() {
     discardAgreed_ = false;
-    const bool dirty = currentText_ != savedText_;
+    const bool dirty = isGone_ || currentText_ != savedText_;
     if (!dirty) drafts_.remove();
     if (dirty == isDirty_) return;
     isDirty_ = dirty;
@@ -132,14 +155,20 @@ void Document::setDirty() {
 void Document::textChanged(std::string text) {
     currentText_ = std::move(text);
     setDirty();
+    if (isDirty_ && !draftDelay_->isWaiting()) draftDelay_->start(draftInterval, [this] { keepDraft(); });
     emit edited();
 }
 
-void Document::setText(const std::string& text) {
+void Document::takeText(const std::string& text) {
     currentText_ = text;
     savedText_ = text;
     isDirty_ = false;
+    isGone_ = false;
     drafts_.remove();
+}
+
+void Document::setText(const std::string& text) {
+    takeText(text);
     if (editorSink) editorSink(text);
     emit changed();
 }
@@ -147,23 +176,25 @@ void Document::setText(const std::string& text) {
 void Document::watch() {
     watcher_.reset();
     if (filePath_)
-        watcher_ =
-            std::make_unique<FileWatcher>(QFile::encodeName(*filePath_), watchInterval, [this] { diskChanged(); });
+        watcher_ = std::make_unique<FileWatcher>(
+            QFile::encodeName(*filePath_), watchInterval, [this] { diskChanged(); }, [this] { fileGone(); });
 }
 
 void Document::show(std::optional<QString> path, bool needsRun, std::optional<QUrl> downloadedFrom) {
+    const QString before = QFileInfo(displayName()).completeBaseName();
+    isGone_ = false;
     filePath_ = std::move(path);
     needsRun_ = needsRun;
     downloadedFrom_ = std::move(downloadedFrom);
     watch();
-    rememberAsLast();
-    emit replaced();
+    beginOpening();
+    emit replaced(before);
 }
 
 void Document::allowRun() {
     needsRun_ = false;
     downloadedFrom_.reset();
-    rememberAsLast();
+    beginOpening();
     emit changed();
 }
 
@@ -318,6 +349,13 @@ void Document::save(std::function<void(bool)> then) {
 
 void Document::writeTo(const QString& path, std::function<void(bool)> then) {
     const std::string written = currentText_;
+    if (written.size() > ShaderFile::sizeLimit) {
+        questions_.warn(tr("Can't save %1").arg(fileName(path)),
+                        tr("The text is larger than 4 MB, which is the largest that can be opened again. Make it "
+                           "shorter, or copy what you need into another file."));
+        if (then) then(false);
+        return;
+    }
     const auto result = AtomicFile::write(nativePath(path), written);
     if (!result) {
         questions_.warn(tr("Can't save %1").arg(fileName(path)), asQString(result.error()));
@@ -325,35 +363,45 @@ void Document::writeTo(const QString& path, std::function<void(bool)> then) {
         return;
     }
     savedText_ = written;
+    if (std::exchange(isGone_, false)) watch(); // it may go once more before the next look
     setDirty();
     if (then) then(true);
 }
 
 void Document::saveAs(std::function<void(bool)> then) {
     const QString folder = filePath_ ? QFileInfo(*filePath_).absolutePath() : shadersFolder();
-    questions_.chooseFileToSave(tr("Save the shader"), folder, displayName(),
-                                [this, then = std::move(then)](std::optional<QString> path) {
-                                    if (!path) {
-                                        if (then) then(false);
-                                        return;
-                                    }
-                                    writeTo(*path, [this, path = *path, then](bool saved) {
-                                        if (saved) {
-                                            filePath_ = absolutePath(path);
-                                            watch();
-                                            rememberAsLast();
-                                            emit changed();
-                                        }
-                                        if (then) then(saved);
-                                    });
-                                });
+    questions_.chooseShaderToSave(tr("Save the shader"), folder, displayName(),
+                                  [this, then = std::move(then)](std::optional<QString> path) {
+                                      if (!path) {
+                                          if (then) then(false);
+                                          return;
+                                      }
+                                      writeTo(*path, [this, path = *path, then](bool saved) {
+                                          if (saved) {
+                                              filePath_ = absolutePath(path);
+                                              watch();
+                                              beginOpening();
+                                              remember();
+                                              emit changed();
+                                          }
+                                          if (then) then(saved);
+                                      });
+                                  });
 }
 
 // ---- The disk -------------------------------------------------------------------------------------------------------
 
 void Document::loadFromDisk(const std::string& text) {
-    setText(text);
+    takeText(text);
+    if (const auto& sink = editorReload ? editorReload : editorSink; sink) sink(text);
+    emit changed();
     emit textLoaded();
+}
+
+void Document::fileGone() {
+    isGone_ = true;
+    setDirty();
+    keepDraft();
 }
 
 void Document::revert() {
@@ -361,23 +409,26 @@ void Document::revert() {
     question.message = tr("Revert to the saved %1?").arg(displayName());
     question.informativeText = tr("Your unsaved edits will be lost.");
     question.buttons = {tr("Revert"), tr("Cancel")};
+    question.defaultButton = 1;
     question.escapeButton = 1;
     questions_.ask(question, [this, asked = filePath_](int button) {
         if (button != 0 || filePath_ != asked) return;
-        if (!filePath_) {
-            loadSample();
-        } else if (const auto text = readShader(*filePath_)) {
+        const auto text = filePath_ ? readShader(*filePath_) : readSample();
+        if (text)
             loadFromDisk(*text);
-        } else {
+        else if (filePath_)
             emit unreadable(tr("Can't read %1: %2").arg(fileName(*filePath_), text.error()));
-        }
+        else
+            emit unreadable(tr("The bundled sample is missing from the app."));
     });
 }
 
 void Document::diskChanged() {
     if (!filePath_) return;
     const auto text = readShader(*filePath_);
-    if (!text || *text == savedText_) return;
+    if (!text) return;
+    if (std::exchange(isGone_, false)) setDirty();
+    if (*text == savedText_) return;
     if (!isDirty_) {
         loadFromDisk(*text);
         return;

@@ -4,6 +4,7 @@
 // It compiles nothing: whoever does listens to textLoaded() and edited(). Main thread; owned by the model.
 #pragma once
 
+#include "GlassHob/model/Delay.h"
 #include "GlassHob/model/Drafts.h"
 #include "GlassHobCore/shader/SampleShelf.h"
 
@@ -27,13 +28,19 @@ class Questions;
 class Document : public QObject {
     Q_OBJECT
   public:
-    Document(Questions& questions, QString draftsFolder);
+    // Unsaved edits are kept against a crash when `draftDelay` elapses, a few seconds after the first of them, as well
+    // as whenever keepDraft() is called.
+    Document(Questions& questions, QString draftsFolder, std::unique_ptr<Delay> draftDelay);
     ~Document() override;
     // Keeps unsaved edits for the next start, unless the person has let them go.
     void close();
 
-    // Opens the file after "--shader", else the last one if it still exists, else the sample.
+    // Opens the file after "--shader", else the last one if it still exists, else the sample. The last one is left out
+    // when the start before ended while it was being opened.
     void start(const QStringList& arguments);
+    // The document has been seen: the next start opens its file. Until then the file counts as one whose opening may
+    // never end.
+    void remember();
 
     const std::optional<QString>& filePath() const { return filePath_; } // absolute; none while the sample is shown
     const std::string& currentText() const { return currentText_; }
@@ -45,8 +52,10 @@ class Document : public QObject {
     QString windowTitle() const;
     QString presetKey() const;
 
-    // Installed by the editor's view: replaces its text.
+    // Installed by the editor's view: replaces its text with that of another document.
     std::function<void(const std::string&)> editorSink;
+    // The same for a newer text of the same document: what was there can be undone. editorSink where there is none.
+    std::function<void(const std::string&)> editorReload;
 
     void textChanged(std::string text);
     void setText(const std::string& text);
@@ -69,6 +78,8 @@ class Document : public QObject {
     // `then` hears whether to go on with what would replace the document.
     void confirmDiscard(std::function<void(bool)> then);
     void diskChanged();
+    // The file is not there any more: its text is unsaved, whatever has been edited.
+    void fileGone();
     // The person has read the shader from the gallery.
     void allowRun();
     // Where new shaders live; made when first needed.
@@ -90,8 +101,9 @@ class Document : public QObject {
 
   signals:
     void changed(); // file, dirty, needsRun
-    // Another document is open from now on; its text comes next.
-    void replaced();
+    // Another document is open from now on; its text comes next. `before` is what people call the one before: its name
+    // without the ending.
+    void replaced(const QString& before);
     // The whole text is another one, and is to be compiled at once.
     void textLoaded();
     void edited();
@@ -101,11 +113,12 @@ class Document : public QObject {
 
   private:
     void setDirty();
+    void takeText(const std::string& text);
     void show(std::optional<QString> path, bool needsRun, std::optional<QUrl> downloadedFrom);
     void watch();
     void openCopyOf(const SampleShelf::Sample& sample);
     void openAs(const QString& path, bool needsRun, std::optional<QUrl> downloadedFrom);
-    void rememberAsLast();
+    void beginOpening();
     void takeDraft();
     bool diskIsAhead();
     void loadFromDisk(const std::string& text);
@@ -116,6 +129,8 @@ class Document : public QObject {
     std::string currentText_;
     std::string savedText_;
     bool isDirty_ = false;
+    bool isGone_ = false; // the file
+    bool isOpening_ = false;
     bool needsRun_ = false;
     std::optional<QUrl> downloadedFrom_;
     std::unique_ptr<FileWatcher> watcher_;
@@ -125,6 +140,7 @@ class Document : public QObject {
     // The person has said that the edits as they are may go.
     bool discardAgreed_ = false;
     Drafts drafts_;
+    std::unique_ptr<Delay> draftDelay_;
     std::vector<Drafts::Found> draftsFound_;
 };
 

@@ -89,7 +89,7 @@ void Presets::saveAfterQuestion() {
     question.acceptButton = tr("Save");
     questions_.askText(question, [this, key = key_](const std::optional<QString>& name) {
         // Another document may have been opened while the question was up: its sliders are not meant.
-        if (!name || key != key_) return;
+        if (!name || key != key_ || model_.values().empty()) return;
         const QString trimmed = name->trimmed();
         if (has(trimmed))
             replaceAfterQuestion(trimmed);

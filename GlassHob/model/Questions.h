@@ -8,14 +8,17 @@
 
 #include <functional>
 #include <optional>
+#include <utility>
 
 namespace glasshob {
 
 struct Question {
     QString message;
     QString informativeText;
-    // In the order of the text; the first is the default.
+    // In the order of the text.
     QStringList buttons;
+    // What Return means.
+    int defaultButton = 0;
     // What Escape and the close button mean: the choice that loses nothing.
     int escapeButton = 0;
 };
@@ -45,6 +48,11 @@ class Questions {
     // Where to save; nothing when cancelled. The panel has asked about an existing file.
     virtual void chooseFileToSave(const QString& message, const QString& folder, const QString& name,
                                   std::function<void(std::optional<QString>)> answer) = 0;
+    // The same for a shader, whatever its present name ends with: a panel for ".metal" files.
+    virtual void chooseShaderToSave(const QString& message, const QString& folder, const QString& name,
+                                    std::function<void(std::optional<QString>)> answer) {
+        chooseFileToSave(message, folder, name, std::move(answer));
+    }
 };
 
 } // namespace glasshob

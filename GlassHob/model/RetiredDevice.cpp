@@ -1,6 +1,7 @@
 #include "GlassHob/model/RetiredDevice.h"
 
 #include "GPU/Device.h"
+#include "GlassHob/model/BesideWork.h"
 
 #include <atomic>
 #include <chrono>
@@ -14,7 +15,7 @@ namespace {
 
 std::mutex lock;
 std::set<const gpu::Device*> waitedFor;
-std::atomic<int> threads = 0;
+std::atomic<int> ending = 0;
 
 } // namespace
 
@@ -25,8 +26,8 @@ void retire(std::shared_ptr<gpu::Device> device) {
         const std::scoped_lock held(lock);
         if (!waitedFor.insert(device.get()).second) return;
     }
-    ++threads;
-    std::thread([device = std::move(device)]() mutable {
+    ++ending;
+    runBeside([device = std::move(device)]() mutable {
         while (device.use_count() > 1)
             std::this_thread::sleep_for(std::chrono::milliseconds(50));
         {
@@ -34,12 +35,12 @@ void retire(std::shared_ptr<gpu::Device> device) {
             waitedFor.erase(device.get());
         }
         device.reset();
-        --threads;
-    }).detach();
+        --ending;
+    });
 }
 
 bool retiredDeviceIsBusy() {
-    return threads > 0;
+    return ending > 0;
 }
 
 } // namespace glasshob

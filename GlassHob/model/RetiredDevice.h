@@ -10,11 +10,11 @@ class Device;
 
 namespace glasshob {
 
-// Drops the device on a thread of its own, once nobody else holds it. May be called again for one that is waited for.
+// Drops the device beside the window (see BesideWork), once nobody else holds it. May be called again for one that is
+// waited for.
 void retire(std::shared_ptr<gpu::Device> device);
 
-// Whether one is still waited for. A program that ends meanwhile must not run its ordinary end, which would take the
-// driver away under the device's work.
+// Whether one is still waited for.
 bool retiredDeviceIsBusy();
 
 } // namespace glasshob

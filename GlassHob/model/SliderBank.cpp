@@ -18,19 +18,28 @@ bool isSame(float a, float b) {
 
 } // namespace
 
+void SliderBank::restore(SliderValues values, SliderValues defaults) {
+    restoredValues_ = std::move(values);
+    restoredDefaults_ = std::move(defaults);
+}
+
 void SliderBank::carryOver(const std::vector<ParamDecl>& params) {
+    restoredValues_.merge(values_);
+    restoredDefaults_.merge(defaults_);
     SliderValues carried, defaults;
     for (const ParamDecl& declaration : params) {
         const float d = declaration.defaultValue;
-        const auto before = defaults_.find(declaration.name);
-        const auto value = values_.find(declaration.name);
-        const bool kept = before != defaults_.end() && before->second == d && value != values_.end();
+        const auto before = restoredDefaults_.find(declaration.name);
+        const auto value = restoredValues_.find(declaration.name);
+        const bool kept = before != restoredDefaults_.end() && before->second == d && value != restoredValues_.end();
         carried[declaration.name] = kept ? clamped(value->second, declaration) : d;
         defaults[declaration.name] = d;
     }
     params_ = params;
     values_ = std::move(carried);
     defaults_ = std::move(defaults);
+    restoredValues_.clear();
+    restoredDefaults_.clear();
 }
 
 bool SliderBank::set(const std::string& name, float value) {

@@ -14,6 +14,9 @@ class SliderBank {
     const SliderValues& values() const { return values_; }
     const SliderValues& declaredDefaults() const { return defaults_; }
 
+    // Positions of an earlier session, for sliders that the next program declares with the same default.
+    void restore(SliderValues values, SliderValues defaults);
+
     // Takes the declarations of a new program: a value stays, clamped into the new range, while its default is the one
     // that it was; otherwise it is the new default.
     void carryOver(const std::vector<ParamDecl>& params);
@@ -27,6 +30,7 @@ class SliderBank {
     std::vector<ParamDecl> params_;
     SliderValues values_;
     SliderValues defaults_;
+    SliderValues restoredValues_, restoredDefaults_;
 };
 
 } // namespace glasshob

@@ -23,6 +23,9 @@ TEST_F(AppModelTest, TheFirstDocumentIsTheArgumentTheLastOneOrTheSample) {
     const QString given = file("given.metal", shader("")), last = file("last.metal", shader(""));
     model->start({"glasshob", "--shader", given});
     EXPECT_EQ(model->filePath(), given);
+    EXPECT_FALSE(QSettings().contains("lastShaderPath")) << "not before it has been seen";
+    model->tick(1);
+    model->tick(2);
     EXPECT_EQ(QSettings().value("lastShaderPath"), given);
 
     QSettings().setValue("lastShaderPath", last);
@@ -36,6 +39,29 @@ TEST_F(AppModelTest, TheFirstDocumentIsTheArgumentTheLastOneOrTheSample) {
     EXPECT_EQ(model->windowTitle(), "01-flowing-color.metal (bundled sample)");
     EXPECT_EQ(model->presetKey(), "bundled:01-flowing-color");
     EXPECT_EQ(model->state(), AppModel::State::live) << model->errorText().value_or("").toStdString();
+}
+
+TEST_F(AppModelTest, AFileThatNeverCameToAFrameIsNotOpenedAgain) {
+    const QString path = file("huge.metal", shader(""));
+    model->open(path);
+    model->tick(1);
+    model->tick(2);
+    // The next start ends while it opens the file; what the model does at its end does not happen.
+    makeModel();
+    model->start({"glasshob"});
+    ASSERT_EQ(model->filePath(), path);
+    const QString unfinished = QSettings().value("openingShaderPath").toString();
+    EXPECT_EQ(unfinished, path);
+    makeModel();
+    QSettings().setValue("openingShaderPath", unfinished);
+    model->start({"glasshob"});
+    EXPECT_EQ(model->filePath(), std::nullopt) << "the sample";
+    ASSERT_EQ(questions.warnings.size(), 1);
+    EXPECT_TRUE(questions.warnings[0].startsWith("huge.metal was not opened this time|"));
+    // Once only: it may have been chance.
+    makeModel();
+    model->start({"glasshob"});
+    EXPECT_EQ(model->filePath(), path);
 }
 
 TEST_F(AppModelTest, WhatCannotBeOpenedLeavesTheDocument) {
@@ -305,6 +331,18 @@ TEST_F(AppModelTest, SmallPicturesOfSamplesAreDrawnOnceAndKept) {
     EXPECT_EQ(pictures["a.metal"].pixelColor(50, 50), QColor(255, 0, 0));
 }
 
+TEST_F(AppModelTest, ATextThatCouldNotBeOpenedAgainIsNotSaved) {
+    const QString path = file("a.metal", shader(""));
+    model->open(path);
+    model->textChanged(std::string((std::size_t(4) << 20) + 1, ' '));
+    bool saved = true;
+    model->save([&](bool ok) { saved = ok; });
+    EXPECT_FALSE(saved);
+    ASSERT_EQ(questions.warnings.size(), 1);
+    EXPECT_TRUE(questions.warnings[0].startsWith("Can't save a.metal|The text is larger than 4 MB"));
+    EXPECT_EQ(contents(path), shader(""));
+}
+
 TEST_F(AppModelTest, SavingTheSampleAsksForAPlace) {
     model->loadSample();
     model->textChanged(shader(""));
@@ -393,6 +431,7 @@ TEST_F(AppModelTest, RevertReadsTheFileAgain) {
     model->textChanged("// edited");
     model->revert();
     EXPECT_EQ(questions.last.message, "Revert to the saved a.metal?");
+    EXPECT_EQ(questions.last.defaultButton, 1) << "Return takes nothing away";
     EXPECT_EQ(model->currentText(), shader(""));
     EXPECT_FALSE(model->isDirty());
     QFile::remove(path);

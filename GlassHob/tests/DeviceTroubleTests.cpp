@@ -89,7 +89,8 @@ TEST_F(DeviceTroubleTest, WithoutAnotherDeviceTheWindowLives) {
                      .makeDevice = [&]() -> gpu::Result<std::shared_ptr<gpu::Device>> {
                          if (there) return gpu::Device::makeSeparate();
                          return std::unexpected(gpu::Error{gpu::ErrorKind::noDriver, "There is no device any more."});
-                     }});
+                     },
+                     .compilePatience = compilePatience});
     lonely.open(*model->filePath());
     lonely.device()->injectLoss();
     lonely.reportDeviceLoss();

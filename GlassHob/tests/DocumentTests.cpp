@@ -18,10 +18,27 @@ TEST_F(DocumentTest, AFileThatVanishesComesBackByASave) {
     model->open(path);
     const auto program = model->program();
     QFile::remove(path);
-    model->diskChanged();
+    ASSERT_TRUE(comesTrue([&] { return model->isDirty(); })) << "its text is nowhere else";
     EXPECT_EQ(model->program(), program);
+    EXPECT_EQ(model->windowTitle(), "a.metal (edited)");
+    EXPECT_EQ(drafts().size(), 1);
+    questions.choice = 1;
+    model->confirmDiscard([](bool goesOn) { EXPECT_FALSE(goesOn); });
+    EXPECT_EQ(questions.asked.size(), 1);
+    model->save();
+    EXPECT_EQ(contents(path), shader(""));
     EXPECT_FALSE(model->isDirty());
+    EXPECT_TRUE(drafts().isEmpty());
+
+    // Put back by another program: nothing is unsaved any more.
+    QFile::remove(path);
+    ASSERT_TRUE(comesTrue([&] { return model->isDirty(); }));
+    file("sub/a.metal", shader("// theirs"));
+    ASSERT_TRUE(comesTrue([&] { return !model->isDirty(); }));
+    EXPECT_EQ(model->currentText(), shader("// theirs"));
+
     model->textChanged(shader("// more"));
+    QFile::remove(path);
     model->save();
     EXPECT_EQ(contents(path), shader("// more"));
 
@@ -141,14 +158,16 @@ TEST_F(DocumentTest, AShaderFromTheGalleryWaitsForRun) {
     model->saveAs();
     EXPECT_TRUE(model->needsRun());
     EXPECT_EQ(model->program(), nullptr);
-    EXPECT_TRUE(QSettings().value("lastShaderPath").toString().endsWith("/mine.metal"))
-        << "the next start would compile it unread";
+    model->tick(1);
+    model->tick(2);
+    EXPECT_FALSE(QSettings().contains("lastShaderPath")) << "the next start would compile it unread";
 
     model->run();
     EXPECT_FALSE(model->needsRun());
     EXPECT_EQ(model->downloadedFrom(), std::nullopt);
     ASSERT_NE(model->program(), nullptr);
     EXPECT_EQ(model->program()->params().at(0).max, 4.0f);
+    model->close();
     EXPECT_EQ(QSettings().value("lastShaderPath"), questions.path);
     const auto running = model->program();
     model->run();

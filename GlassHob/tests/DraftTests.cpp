@@ -45,6 +45,19 @@ TEST_F(DraftTest, IsThereWhileSomethingIsUnsaved) {
     EXPECT_TRUE(drafts().isEmpty());
 }
 
+TEST_F(DraftTest, TypingWithoutAPauseIsKeptEveryFewSeconds) {
+    model->open(file("a.metal", shader("")));
+    model->textChanged("// one");
+    EXPECT_TRUE(draftDelay_->isWaiting());
+    model->textChanged("// two");
+    EXPECT_EQ(draftDelay_->starts, 1) << "a key does not put it off";
+    draftDelay_->elapse();
+    ASSERT_EQ(drafts().size(), 1);
+    EXPECT_NE(contents(folder.filePath("drafts/" + drafts()[0])).find("// two"), std::string::npos);
+    model->textChanged("// three");
+    EXPECT_TRUE(draftDelay_->isWaiting());
+}
+
 TEST_F(DraftTest, IsOfferedAtTheNextStartAndBringsTheEditsBack) {
     const std::string bytes = "\xEF\xBB\xBF// caf\xC3\xA9\xC2\xA0\xE2\x80\xA8\r\n" + shader("// @param s 1 0 2");
     const QString path = file("a.metal", shader(""));

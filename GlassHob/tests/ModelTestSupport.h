@@ -100,14 +100,20 @@ class AppModelTest : public ::testing::Test {
         ASSERT_TRUE(device) << device.error().description();
         auto delay = std::make_unique<ManualDelay>();
         delay_ = delay.get();
-        model.reset();
+        auto draftDelay = std::make_unique<ManualDelay>(), sliderDelay = std::make_unique<ManualDelay>();
+        model.reset(); // before its delays are forgotten
+        draftDelay_ = draftDelay.get();
+        sliderDelay_ = sliderDelay.get();
         model = std::make_unique<AppModel>(
             AppModel::Surroundings{.device = std::move(*device),
                                    .questions = &questions,
                                    .compileDelay = std::move(delay),
                                    .presetStore = PresetStore(folder.filePath("presets.json")),
+                                   .sliderDelay = std::move(sliderDelay),
                                    .draftsFolder = folder.filePath("drafts"),
-                                   .movieMaker = movieMaker});
+                                   .draftDelay = std::move(draftDelay),
+                                   .movieMaker = movieMaker,
+                                   .compilePatience = compilePatience});
         model->editorSink = [this](const std::string& text) { shown = text; };
     }
     QStringList drafts() const { return QDir(folder.filePath("drafts")).entryList({"*.json"}, QDir::Files); }
@@ -125,9 +131,11 @@ class AppModelTest : public ::testing::Test {
 
     QTemporaryDir folder;
     ScriptedQuestions questions;
-    ManualDelay* delay_ = nullptr;
+    ManualDelay *delay_ = nullptr, *draftDelay_ = nullptr, *sliderDelay_ = nullptr;
     // In the place of the video exporter, where a test sets one before the model is made.
     ExportJob::Exporter movieMaker;
+    // A program is there when compile() returns, however busy the machine is.
+    std::chrono::milliseconds compilePatience = std::chrono::minutes(2);
     std::unique_ptr<AppModel> model;
     std::string shown;
 };

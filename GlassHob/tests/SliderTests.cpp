@@ -19,10 +19,10 @@ class SliderTest : public ::testing::Test {
     SliderTest() {
         slider.setRange(0, 10, 4);
         slider.setValue(4);
-        slider.resize(7 + 7 + 200, 28); // 20 px to 1
+        slider.resize(2 * (ParameterSlider::haloRoom + 7) + 200, 28); // 20 px to 1
         slider.show();
     }
-    static constexpr int knobAt(double value) { return int(7 + value * 20); }
+    static constexpr int knobAt(double value) { return int(ParameterSlider::haloRoom + 7 + value * 20); }
     void send(QEvent::Type type, int x, Qt::KeyboardModifiers modifiers = {}) {
         QMouseEvent event(type, QPointF(x, 14), slider.mapToGlobal(QPointF(x, 14)),
                           type == QEvent::MouseMove ? Qt::NoButton : Qt::LeftButton,

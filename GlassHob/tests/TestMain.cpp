@@ -1,8 +1,9 @@
 // The main of the window's test programs. Under a display the real platform is used, so that the picture has a Vulkan
 // surface; without one Qt's offscreen platform, where frames are read back.
 
+#include "GPU/PipelineWarmer.h"
 #include "GPU/tests/ValidationListener.h"
-#include "GlassHob/model/RetiredDevice.h"
+#include "GlassHob/model/BesideWork.h"
 
 #include <gtest/gtest.h>
 
@@ -23,15 +24,15 @@ int main(int argc, char** argv) {
     QApplication::setOrganizationName(QStringLiteral("GlassHobTests"));
     QApplication::setApplicationName(QStringLiteral("Glass Hob tests"));
     const int status = RUN_ALL_TESTS();
-    // A device that a test has made the model let go of may still be ending on its own thread; the driver must not be
-    // unloaded under it.
-    const QDeadlineTimer deadline(20000);
-    while (glasshob::retiredDeviceIsBusy()) {
+    // What a test has left to threads of its own may go on still; the driver must not be unloaded under it.
+    const QDeadlineTimer deadline(120000);
+    while (glasshob::besideWorkGoesOn() || gpu::PipelineWarmer::isAnyAtWork()) {
         if (deadline.hasExpired()) {
-            std::fputs("A retired device is still busy 20 seconds after the tests.\n", stderr);
+            std::fputs("A driver is still at work two minutes after the tests.\n", stderr);
             std::fflush(nullptr);
             std::_Exit(1);
         }
+        QCoreApplication::processEvents(); // what has not been told yet keeps its device
         QThread::msleep(5);
     }
     return status;

@@ -183,7 +183,8 @@ TEST_P(WindowTest, ASampleChosenInTheMenuIsCopiedAndDrawn) {
     EXPECT_EQ(model->displayName(), "Sunlit Glass.metal");
     EXPECT_EQ(QFileInfo(*model->filePath()).absolutePath(), AppModel::shadersFolder());
     EXPECT_TRUE(window->editor()->toPlainText().startsWith("// Sunlit Glass\n"));
-    EXPECT_EQ(model->state(), AppModel::State::live) << model->statusText().toStdString();
+    EXPECT_TRUE(QTest::qWaitFor([&] { return model->state() == AppModel::State::live; }, patience))
+        << model->statusText().toStdString();
     QFile::remove(*model->filePath());
 }
 

@@ -28,22 +28,34 @@ constexpr std::uint64_t largestPiece = std::uint64_t(1) << 30;
 
 } // namespace
 
+std::expected<CompiledShader, ShaderError> ShaderProgram::compile(std::string_view source, const gpu::Device& device,
+                                                                  std::chrono::milliseconds timeLimit) {
+    return ShaderCompiler::compile(source, timeLimit, std::min(largestPiece, device.maxBufferArgumentLength()));
+}
+
 ShaderProgram::ShaderProgram(std::string_view source, const std::shared_ptr<gpu::Device>& device,
                              gpu::PixelFormat pixelFormat, std::chrono::milliseconds timeLimit)
+    : ShaderProgram(
+          [&] {
+              auto compiled = compile(source, *device, timeLimit);
+              if (!compiled) throw std::move(compiled.error());
+              return std::move(*compiled);
+          }(),
+          device, pixelFormat) {}
+
+ShaderProgram::ShaderProgram(CompiledShader&& compiled, const std::shared_ptr<gpu::Device>& device,
+                             gpu::PixelFormat pixelFormat)
     : device_(device) {
-    std::expected<CompiledShader, ShaderError> compiled =
-        ShaderCompiler::compile(source, timeLimit, std::min(largestPiece, device->maxBufferArgumentLength()));
-    if (!compiled) throw std::move(compiled.error());
-    params_ = std::move(compiled->assembled.params);
-    kind_ = compiled->assembled.kind();
-    warnings_ = fromCompiler(compiled->library.warnings);
-    warningText_ = msl::toText(compiled->library.warnings);
-    coversTarget_ = std::ranges::none_of(compiled->library.reflection.entryPoints, [](const msl::EntryPoint& entry) {
+    params_ = std::move(compiled.assembled.params);
+    kind_ = compiled.assembled.kind();
+    warnings_ = fromCompiler(compiled.library.warnings);
+    warningText_ = msl::toText(compiled.library.warnings);
+    coversTarget_ = std::ranges::none_of(compiled.library.reflection.entryPoints, [](const msl::EntryPoint& entry) {
         const bool isFullScreen =
             entry.name == ShaderAssembler::fragmentEntry || entry.name == ShaderAssembler::fadeEntry;
         return isFullScreen && entry.mayDiscard;
     });
-    library_ = orThrow(device->makeLibrary(libraryDescriptor(std::move(compiled->library), "shader")));
+    library_ = orThrow(device->makeLibrary(libraryDescriptor(std::move(compiled.library), "shader")));
 
     gpu::RenderPipelineDescriptor picture;
     picture.vertexFunction = function(ShaderAssembler::vertexEntry);
@@ -51,10 +63,10 @@ ShaderProgram::ShaderProgram(std::string_view source, const std::shared_ptr<gpu:
     picture.colorAttachments[0].format = pixelFormat;
     picture.label = "picture";
 
-    if (compiled->assembled.hasSound)
+    if (compiled.assembled.hasSound)
         soundPipeline_ = orThrow(device->makeComputePipelineState(function(ShaderAssembler::soundEntry)));
-    if (compiled->assembled.particles >= 1) buildParticles(*compiled);
-    if (compiled->assembled.grid >= 1) buildMesh(compiled->assembled);
+    if (compiled.assembled.particles >= 1) buildParticles(compiled);
+    if (compiled.assembled.grid >= 1) buildMesh(compiled.assembled);
     pipeline_ = orThrow(device->makeRenderPipelineState(picture));
 }
 

@@ -17,6 +17,7 @@
 #include "GlassHobRender/program/ShaderError.h"
 
 #include <chrono>
+#include <expected>
 #include <memory>
 #include <optional>
 #include <string>
@@ -78,6 +79,12 @@ class ShaderProgram {
     ShaderProgram(std::string_view source, const std::shared_ptr<gpu::Device>& device,
                   gpu::PixelFormat pixelFormat = gpu::PixelFormat::bgra8Unorm,
                   std::chrono::milliseconds timeLimit = {});
+    /// The two halves of it. The first is bounded in time by its limit; the second, in which drivers make the
+    /// pipelines, may take them many seconds.
+    static std::expected<CompiledShader, ShaderError> compile(std::string_view source, const gpu::Device& device,
+                                                              std::chrono::milliseconds timeLimit);
+    ShaderProgram(CompiledShader&& compiled, const std::shared_ptr<gpu::Device>& device,
+                  gpu::PixelFormat pixelFormat = gpu::PixelFormat::bgra8Unorm);
     ~ShaderProgram();
     ShaderProgram(const ShaderProgram&) = delete;
     ShaderProgram& operator=(const ShaderProgram&) = delete;

@@ -63,12 +63,12 @@ void DialogQuestions::ask(const Question& question, std::function<void(int)> ans
     QMessageBox* box = makeBox(place(), question.message, question.informativeText);
     QList<QAbstractButton*> buttons;
     for (int i = 0; i < question.buttons.size(); ++i) {
-        const auto role = i == question.escapeButton ? QMessageBox::RejectRole
-                          : i == 0                   ? QMessageBox::AcceptRole
-                                                     : QMessageBox::DestructiveRole;
+        const auto role = i == question.escapeButton    ? QMessageBox::RejectRole
+                          : i == question.defaultButton ? QMessageBox::AcceptRole
+                                                        : QMessageBox::DestructiveRole;
         QPushButton* button = box->addButton(question.buttons[i], role);
         buttons << button;
-        if (i == 0) box->setDefaultButton(button);
+        if (i == question.defaultButton) box->setDefaultButton(button);
         if (i == question.escapeButton) box->setEscapeButton(button);
     }
     widen(box);
@@ -142,6 +142,20 @@ void DialogQuestions::chooseFileToSave(const QString& message, const QString& fo
     const QString suffix = name.section(u'.', -1);
     dialog->setDefaultSuffix(suffix);
     dialog->setNameFilter(QStringLiteral("*.%1").arg(suffix));
+    dialog->selectFile(name);
+    QObject::connect(dialog, &QDialog::finished, dialog, [dialog, answer = std::move(answer)](int result) {
+        const QStringList files = dialog->selectedFiles();
+        answer(result == QDialog::Accepted && !files.isEmpty() ? std::optional(files.first()) : std::nullopt);
+    });
+    dialog->open();
+}
+
+void DialogQuestions::chooseShaderToSave(const QString& message, const QString& folder, const QString& name,
+                                         std::function<void(std::optional<QString>)> answer) {
+    auto* dialog = new QFileDialog(place(), message, folder, QObject::tr("Shaders (*.metal);;All files (*)"));
+    dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->setAcceptMode(QFileDialog::AcceptSave);
+    dialog->setDefaultSuffix(QStringLiteral("metal"));
     dialog->selectFile(name);
     QObject::connect(dialog, &QDialog::finished, dialog, [dialog, answer = std::move(answer)](int result) {
         const QStringList files = dialog->selectedFiles();

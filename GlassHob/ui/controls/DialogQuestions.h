@@ -21,6 +21,8 @@ class DialogQuestions : public Questions {
                           std::function<void(std::optional<QString>)> answer) override;
     void chooseFileToSave(const QString& message, const QString& folder, const QString& name,
                           std::function<void(std::optional<QString>)> answer) override;
+    void chooseShaderToSave(const QString& message, const QString& folder, const QString& name,
+                            std::function<void(std::optional<QString>)> answer) override;
 
   private:
     QWidget* place() const;

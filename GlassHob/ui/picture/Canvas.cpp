@@ -44,6 +44,7 @@ Canvas::Canvas(AppModel& model, QWidget* parent)
     auto describe = [this, &model] {
         switch (model.state()) {
         case AppModel::State::live: setAccessibleDescription(model.paused() ? tr("Paused") : tr("Running")); break;
+        case AppModel::State::errorWithOtherPicture: setAccessibleDescription(model.shownOwnerText()); break;
         case AppModel::State::errorWithPicture: setAccessibleDescription(tr("Showing the last good picture")); break;
         default: setAccessibleDescription(tr("Not running"));
         }

@@ -6,6 +6,7 @@
 #include "GPU/PipelineWarmer.h"
 #include "GPU/Texture.h"
 #include "GlassHob/model/AppModel.h"
+#include "GlassHob/model/BesideWork.h"
 #include "GlassHobCore/shader/Uniforms.h"
 #include "GlassHobRender/program/ShaderProgram.h"
 #include "GlassHobRender/program/ShaderRun.h"
@@ -16,7 +17,7 @@
 #include <QTimerEvent>
 
 #include <algorithm>
-#include <thread>
+#include <memory>
 
 namespace glasshob {
 
@@ -40,14 +41,21 @@ LivePicture::LivePicture(AppModel& model, QObject* parent)
     followModel();
 }
 
-LivePicture::~LivePicture() = default;
+LivePicture::~LivePicture() {
+    letGoOfWarmer();
+}
+
+// A warmer waits for its threads when it ends, and a driver may keep them for long.
+void LivePicture::letGoOfWarmer() {
+    runBeside([warmer = std::shared_ptr(std::move(warmer_))] {});
+}
 
 void LivePicture::setMouse(float x, float y) {
     mouse_ = {x, y};
 }
 
 void LivePicture::followModel() {
-    const auto& wanted = model_.program();
+    const auto& wanted = model_.shownProgram();
     if (wanted == shown_ || (wanted && wanted == warming_)) return;
     // The first picture has nothing to hide behind, and a real GPU has compiled already.
     if (!wanted || !shown_ || !warmer_->isUseful()) {
@@ -122,8 +130,7 @@ void LivePicture::followFrames() {
 }
 
 void LivePicture::followDevice() {
-    // A warmer waits for its thread when it ends, and that may wait for a frame of the old device.
-    std::thread([warmer = std::move(warmer_)]() mutable { warmer.reset(); }).detach();
+    letGoOfWarmer();
     warmer_ = std::make_unique<gpu::PipelineWarmer>(model_.device());
     shown_.reset();
     warming_.reset();
@@ -156,6 +163,8 @@ bool LivePicture::encodePicture(gpu::CommandBuffer& commandBuffer, const std::sh
         return encoder != nullptr;
     }
 
+    // While the next program is warmed up, the values are those that its predecessor had.
+    if (shown_ == model_.shownProgram()) values_ = model_.shownValues();
     GHUniforms uniforms;
     uniforms.resolution[0] = float(target->width());
     uniforms.resolution[1] = float(target->height());
@@ -171,12 +180,12 @@ bool LivePicture::encodePicture(gpu::CommandBuffer& commandBuffer, const std::sh
     } else {
         if (!run_ || run_->program() != shown_ || run_->width() != width || run_->height() != height)
             run_ = ShaderRun::make(shown_, model_.device(), width, height);
-        if (run_) run_->encode(uniforms, commandBuffer, model_.values(), stepsPerFrame);
+        if (run_) run_->encode(uniforms, commandBuffer, values_, stepsPerFrame);
     }
     pass.colorAttachments[0].loadAction = shown_->pictureLoadAction();
     gpu::RenderCommandEncoder* encoder = commandBuffer.makeRenderCommandEncoder(pass);
     if (!encoder) return false;
-    shown_->encodePicture(*encoder, uniforms, model_.values(), run_.get());
+    shown_->encodePicture(*encoder, uniforms, values_, run_.get());
     if (overlays) overlays->draw(*encoder, model_.device());
     encoder->endEncoding();
     return true;

@@ -91,12 +91,14 @@ class LivePicture : public QObject {
     bool encodePicture(gpu::CommandBuffer& commandBuffer, const std::shared_ptr<gpu::Texture>& target,
                        const PreviewClock::Tick& tick, PictureOverlays* overlays);
     void show(std::shared_ptr<const ShaderProgram> program);
+    void letGoOfWarmer();
 
     AppModel& model_;
     std::shared_ptr<gpu::CommandQueue> queue_;
     std::unique_ptr<gpu::PipelineWarmer> warmer_;
     std::shared_ptr<const ShaderProgram> shown_;
     std::shared_ptr<const ShaderProgram> warming_;
+    SliderValues values_; // of shown_
     std::unique_ptr<ShaderRun> run_;
     std::optional<std::pair<float, float>> mouse_;
     QElapsedTimer clock_;

@@ -68,7 +68,8 @@ void SliderRows::layOut() {
         ParameterRow* row = rows_[std::size_t(i)];
         const int column = i / std::max(1, lines), line = i % std::max(1, lines);
         row->setDensity(dense_ ? ParameterRow::Density::dense : ParameterRow::Density::tall, nameWidth);
-        row->setGeometry(sideMargin + column * (columnWidth + columnGap), line * rowHeight(), columnWidth, rowHeight());
+        row->setGeometry(sideMargin + column * (columnWidth + columnGap) - ParameterRow::leftRoom, line * rowHeight(),
+                         columnWidth + ParameterRow::leftRoom, rowHeight());
         row->show();
     }
 }
@@ -175,6 +176,9 @@ void Inspector::followProgram() {
             kept = new ParameterRow(declaration, rows_);
             connect(kept, &ParameterRow::valueEdited, &model_,
                     [this](const QString& name, float value) { model_.setValue(name.toStdString(), value); });
+            connect(kept, &ParameterRow::editEnded, &model_, &AppModel::endSliderStep);
+            connect(kept, &ParameterRow::undoRequested, &model_, &AppModel::undoSliders);
+            connect(kept, &ParameterRow::redoRequested, &model_, &AppModel::redoSliders);
         }
         rows.push_back(kept);
     }

@@ -16,6 +16,12 @@
 
 namespace glasshob {
 
+namespace {
+
+constexpr int room = ParameterRow::leftRoom;
+
+} // namespace
+
 QString valueText(float value, float min, float max) {
     if (!std::isfinite(value)) return QString::number(double(value));
     // The digits that a step of the slider can move: four of the range, never more than a float has.
@@ -160,8 +166,13 @@ ParameterRow::ParameterRow(const ParamDecl& declaration, QWidget* parent)
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
     connect(slider_, &ParameterSlider::valueEdited, this, [this](float value) { edited(value, false); });
     connect(slider_, &ParameterSlider::stateChanged, this, &ParameterRow::showState);
+    connect(slider_, &ParameterSlider::editEnded, this, &ParameterRow::editEnded);
+    connect(slider_, &ParameterSlider::undoRequested, this, &ParameterRow::undoRequested);
+    connect(slider_, &ParameterSlider::redoRequested, this, &ParameterRow::redoRequested);
     connect(field_, &ValueField::committed, this, [this](const QString& text) {
+        emit editEnded();
         if (const auto typed = typedValue(text)) edited(std::clamp(*typed, declaration_.min, declaration_.max), true);
+        emit editEnded();
     });
     connect(field_, &ValueField::stepped, this, [this](double hundredths) {
         const double range = double(declaration_.max) - declaration_.min;
@@ -169,7 +180,9 @@ ParameterRow::ParameterRow(const ParamDecl& declaration, QWidget* parent)
         if (std::isfinite(next)) edited(std::clamp(float(next), declaration_.min, declaration_.max), false);
     });
     connect(reset_, &QAbstractButton::clicked, this, [this] {
+        emit editEnded();
         edited(declaration_.defaultValue, true);
+        emit editEnded();
         slider_->setFocus(Qt::OtherFocusReason);
     });
     connect(&Theme::instance(), &Theme::changed, this, qOverload<>(&QWidget::update));
@@ -227,7 +240,7 @@ void ParameterRow::setDensity(Density density, int nameWidth) {
 }
 
 int ParameterRow::nameRoom() const {
-    return density_ == Density::dense ? nameWidth_ : std::max(80, width() - 28);
+    return density_ == Density::dense ? nameWidth_ : std::max(80, width() - room - 28);
 }
 
 void ParameterRow::showToolTip() {
@@ -264,7 +277,9 @@ void ParameterRow::layOut() {
     const int left = tall ? 0 : nameWidth_ + 12;
     reset_->move(width() - 24, middle - 12);
     field_->move(width() - 24 - 4 - 64, middle - 12);
-    slider_->setGeometry(left, middle - 14, std::max(72, field_->x() - 16 - left), 28);
+    const int track = std::max(72, field_->x() - 16 - left - room);
+    slider_->setGeometry(left + room - ParameterSlider::haloRoom, middle - 14, track + 2 * ParameterSlider::haloRoom,
+                         28);
     showToolTip();
 }
 
@@ -276,19 +291,19 @@ void ParameterRow::paintEvent(QPaintEvent*) {
     painter.setPen(themed(isEnabled() ? Role::text : Role::disabled));
     if (!tall) {
         const QFontMetrics metrics(painter.font());
-        painter.drawText(QRect(0, 0, nameWidth_, height()), Qt::AlignLeft | Qt::AlignVCenter,
+        painter.drawText(QRect(room, 0, nameWidth_, height()), Qt::AlignLeft | Qt::AlignVCenter,
                          metrics.elidedText(name, Qt::ElideRight, nameWidth_));
         return;
     }
-    const int room = nameRoom();
-    painter.drawText(QRect(0, 0, room, 26), Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine,
-                     QFontMetrics(painter.font()).elidedText(name, Qt::ElideRight, room));
+    const int textRoom = nameRoom();
+    painter.drawText(QRect(room, 0, textRoom, 26), Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine,
+                     QFontMetrics(painter.font()).elidedText(name, Qt::ElideRight, textRoom));
     const int after = wantedNameWidth() + 8;
     painter.setFont(fonts::small());
     painter.setPen(themed(isEnabled() ? Role::text3 : Role::disabled));
-    if (const int left = room - after; left > 20)
+    if (const int left = textRoom - after; left > 20)
         painter.drawText(
-            QRect(after, 0, left, 26), Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine,
+            QRect(room + after, 0, left, 26), Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine,
             QFontMetrics(painter.font()).elidedText(QString::fromStdString(declaration_.detail), Qt::ElideRight, left));
 }
 

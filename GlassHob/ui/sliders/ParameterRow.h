@@ -58,6 +58,9 @@ class ParameterRow : public QWidget {
   public:
     ParameterRow(const ParamDecl& declaration, QWidget* parent);
 
+    // What the row needs left of its text and track, for the halo of the knob.
+    static constexpr int leftRoom = 8;
+
     const ParamDecl& declaration() const { return declaration_; }
     // A new declaration under the same name: the row stays and keeps its focus.
     void setDeclaration(const ParamDecl& declaration);
@@ -79,6 +82,10 @@ class ParameterRow : public QWidget {
 
   signals:
     void valueEdited(const QString& name, float value);
+    // As of the slider; what is typed is a change of its own.
+    void editEnded();
+    void undoRequested();
+    void redoRequested();
 
   protected:
     void paintEvent(QPaintEvent* event) override;

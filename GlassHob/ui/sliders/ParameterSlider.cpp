@@ -19,8 +19,13 @@ namespace {
 
 constexpr double knobRadius = 7;
 constexpr double trackHeight = 4;
+constexpr double knobEnd = ParameterSlider::haloRoom + knobRadius; // from the widget's end to the knob's last place
 constexpr double haloHovered = 24, haloDragged = 28;
 constexpr double snapDistance = 3;
+
+bool isRedo(const QKeyEvent& key) {
+    return key.key() == Qt::Key_Z && key.modifiers() == (Qt::ControlModifier | Qt::ShiftModifier);
+}
 
 } // namespace
 
@@ -52,11 +57,11 @@ double ParameterSlider::fraction(float value) const {
 }
 
 double ParameterSlider::knobX(double fraction) const {
-    return knobRadius + fraction * (width() - 2 * knobRadius);
+    return knobEnd + fraction * (width() - 2 * knobEnd);
 }
 
 double ParameterSlider::valueAt(double x) const {
-    const double part = std::clamp((x - knobRadius) / std::max(1.0, width() - 2 * knobRadius), 0.0, 1.0);
+    const double part = std::clamp((x - knobEnd) / std::max(1.0, width() - 2 * knobEnd), 0.0, 1.0);
     return min_ + part * (double(max_) - min_);
 }
 
@@ -128,8 +133,8 @@ void ParameterSlider::paintEvent(QPaintEvent*) {
         painter.setBrush(themed(role));
         painter.drawRoundedRect(QRectF(left, middle - trackHeight / 2, right - left, trackHeight), 2, 2);
     };
-    bar(0, width(), Role::track);
-    bar(0, x, isChanged() ? Role::accent : Role::trackFill);
+    bar(haloRoom, width() - haloRoom, Role::track);
+    bar(haloRoom, x, isChanged() ? Role::accent : Role::trackFill);
     painter.setBrush(themed(Role::text3));
     painter.drawRoundedRect(QRectF(knobX(fraction(default_)) - 1, middle + trackHeight / 2 + 4.5, 2, 5), 1, 1);
 
@@ -151,6 +156,7 @@ void ParameterSlider::paintEvent(QPaintEvent*) {
 
 void ParameterSlider::mousePressEvent(QMouseEvent* event) {
     if (event->button() != Qt::LeftButton) return;
+    emit editEnded();
     keyboardFocus_ = false;
     dragged_ = true;
     dragFrom_ = value_;
@@ -169,12 +175,12 @@ void ParameterSlider::mousePressEvent(QMouseEvent* event) {
 void ParameterSlider::mouseMoveEvent(QMouseEvent* event) {
     if (!dragged_) return;
     const double range = double(max_) - min_;
-    const double perPixel = range / std::max(1.0, width() - 2 * knobRadius);
+    const double perPixel = range / std::max(1.0, width() - 2 * knobEnd);
     const bool fine = event->modifiers() & Qt::ShiftModifier;
     dragValue_ += (event->position().x() - dragX_) * perPixel * (fine ? 0.1 : 1.0);
     dragX_ = event->position().x();
     // Back from beyond an end, the knob is under the pointer again.
-    if (!fine && (dragX_ < 0 || dragX_ > width())) dragValue_ = valueAt(dragX_);
+    if (!fine && (dragX_ < haloRoom || dragX_ > width() - haloRoom)) dragValue_ = valueAt(dragX_);
     double value = std::clamp(dragValue_, double(min_), double(max_));
     const bool snaps = !fine && !(event->modifiers() & Qt::AltModifier);
     if (snaps && std::abs(value - default_) <= snapDistance * perPixel) value = default_;
@@ -186,6 +192,7 @@ void ParameterSlider::mouseReleaseEvent(QMouseEvent* event) {
     dragged_ = false;
     unsetCursor();
     haloTo(hovered_ ? haloHovered : 0);
+    emit editEnded();
 }
 
 void ParameterSlider::mouseDoubleClickEvent(QMouseEvent* event) {
@@ -206,7 +213,32 @@ void ParameterSlider::wheelEvent(QWheelEvent* event) {
     event->accept();
 }
 
+bool ParameterSlider::event(QEvent* event) {
+    // With the keyboard on a slider, undo is the sliders' and not the text's.
+    if (event->type() == QEvent::ShortcutOverride) {
+        auto* key = static_cast<QKeyEvent*>(event);
+        if (key->matches(QKeySequence::Undo) || isRedo(*key)) {
+            event->accept();
+            return true;
+        }
+    }
+    return QWidget::event(event);
+}
+
+void ParameterSlider::keyReleaseEvent(QKeyEvent* event) {
+    if (!event->isAutoRepeat()) emit editEnded();
+    QWidget::keyReleaseEvent(event);
+}
+
 void ParameterSlider::keyPressEvent(QKeyEvent* event) {
+    if (event->matches(QKeySequence::Undo)) {
+        emit undoRequested();
+        return;
+    }
+    if (isRedo(*event)) {
+        emit redoRequested();
+        return;
+    }
     const double range = double(max_) - min_;
     const double small = range / (event->modifiers() & Qt::ShiftModifier ? 1000 : 100);
     switch (event->key()) {
@@ -226,6 +258,7 @@ void ParameterSlider::keyPressEvent(QKeyEvent* event) {
             unsetCursor();
             haloTo(hovered_ ? haloHovered : 0);
             edit(dragFrom_, Motion::glide);
+            emit editEnded();
             return;
         }
         [[fallthrough]];
@@ -253,6 +286,7 @@ void ParameterSlider::focusInEvent(QFocusEvent* event) {
 }
 
 void ParameterSlider::focusOutEvent(QFocusEvent*) {
+    emit editEnded();
     keyboardFocus_ = false;
     update();
     emit stateChanged();

@@ -17,6 +17,9 @@ class ParameterSlider : public QWidget {
     float minimum() const { return min_; }
     float maximum() const { return max_; }
     float defaultValue() const { return default_; }
+    // The widget is this much wider than its track at either end: room for the halo of the knob.
+    static constexpr int haloRoom = 8;
+
     float value() const { return value_; }
     bool isChanged() const { return value_ != default_; }
     // Shows a value; does not emit valueEdited(). The knob may glide there, the value is set at once.
@@ -26,10 +29,14 @@ class ParameterSlider : public QWidget {
     void enter(double value) { edit(value); }
 
     QSize sizeHint() const override { return QSize(240, 28); }
-    QSize minimumSizeHint() const override { return QSize(72, 28); }
+    QSize minimumSizeHint() const override { return QSize(72 + 2 * haloRoom, 28); }
 
   signals:
     void valueEdited(float value);
+    // A drag, or a run of keys, is over: what comes next is another change.
+    void editEnded();
+    void undoRequested();
+    void redoRequested();
     // Pointer, drag or focus state changed: neighbours of the slider show it too.
     void stateChanged();
 
@@ -40,7 +47,9 @@ class ParameterSlider : public QWidget {
     void mouseReleaseEvent(QMouseEvent* event) override;
     void mouseDoubleClickEvent(QMouseEvent* event) override;
     void wheelEvent(QWheelEvent* event) override;
+    bool event(QEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
+    void keyReleaseEvent(QKeyEvent* event) override;
     void enterEvent(QEnterEvent* event) override;
     void leaveEvent(QEvent* event) override;
     void focusInEvent(QFocusEvent* event) override;

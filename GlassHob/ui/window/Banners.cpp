@@ -65,7 +65,7 @@ void Banners::follow() {
 
 void Banners::followAcrossWindow() {
     const auto trouble = sentences(model_.deviceTrouble());
-    const bool isLost = !trouble.first.isEmpty() && !model_.program();
+    const bool isLost = !trouble.first.isEmpty() && !model_.shownProgram();
     const Telling telling = model_.needsRun()           ? Telling::waitsForRun
                             : isLost && !closedTrouble_ ? Telling::deviceLost
                                                         : Telling::nothing;
@@ -105,7 +105,7 @@ void Banners::followAcrossWindow() {
 
 void Banners::followOverEditor() {
     const auto draft = model_.draftOffer();
-    const bool isSlow = !model_.deviceTrouble().isEmpty() && model_.program();
+    const bool isSlow = !model_.deviceTrouble().isEmpty() && model_.shownProgram();
     const Telling telling = isSlow && !closedTrouble_ ? Telling::slowFrame
                             : draft && !closedDraft_  ? Telling::draft
                                                       : Telling::nothing;

@@ -53,7 +53,7 @@ FullScreen::FullScreen(AppModel& model, PictureActions& actions, Canvas* picture
         if (model_.needsRun()) leave();
     });
     connect(&model_, &AppModel::deviceTroubleChanged, this, [this] {
-        if (!model_.deviceTrouble().isEmpty() && !model_.program()) leave();
+        if (!model_.deviceTrouble().isEmpty() && !model_.shownProgram()) leave();
     });
     picture_->installEventFilter(this);
     window_->installEventFilter(this);

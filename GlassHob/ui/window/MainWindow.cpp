@@ -197,6 +197,8 @@ void MainWindow::makeActions() {
     leaving_ = new Leaving(model_, this);
     connect(exporting_, &ExportActions::wanted, this, [this] { comeForward({}); });
     resetAll_ = action(tr("R&eset All Sliders"), Keys(tr("Ctrl+Alt+0")), [this] { model_.resetAllValues(); });
+    undoSliders_ = action(tr("&Undo Slider Change"), Keys(tr("Ctrl+Alt+Z")), [this] { model_.undoSliders(); });
+    redoSliders_ = action(tr("Re&do Slider Change"), Keys(tr("Ctrl+Alt+Shift+Z")), [this] { model_.redoSliders(); });
 
     showEditor_ = action(tr("Show &Editor"), Keys(tr("Ctrl+1")), [this](bool on) { model_.setShowsEditor(on); });
     showInspector_ = action(tr("Show &Inspector"), Keys(tr("Ctrl+2")), [this](bool on) { setShowsInspector(on); });
@@ -260,6 +262,8 @@ void MainWindow::makeMenus() {
     shader->addSeparator();
     shader->addMenu(inspector()->presetActions()->makeMenu(shader));
     shader->addActions({inspector()->presetActions()->saveAction(), resetAll_, editing->writeValues()});
+    shader->addSeparator();
+    shader->addActions({undoSliders_, redoSliders_});
 
     QMenu* view = menuBar()->addMenu(tr("&View"));
     view->addActions({showEditor_, showInspector_, picture_->fullScreen});
@@ -295,6 +299,8 @@ void MainWindow::followDocument() {
     revert_->setEnabled(model_.isDirty());
     showInFiles_->setEnabled(model_.filePath().has_value());
     resetAll_->setEnabled(model_.changedValueCount() > 0);
+    undoSliders_->setEnabled(model_.canUndoSliders());
+    redoSliders_->setEnabled(model_.canRedoSliders());
     const bool problems = messages()->rows()->count() > 0;
     nextProblem_->setEnabled(problems);
     previousProblem_->setEnabled(problems);

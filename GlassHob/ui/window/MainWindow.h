@@ -81,7 +81,7 @@ class MainWindow : public QMainWindow {
 
     QAction *new_, *open_, *openSample_, *save_, *saveAs_, *revert_, *showInFiles_, *quit_;
     QAction *undo_, *redo_, *cut_, *copy_, *paste_, *selectAll_, *nextProblem_, *previousProblem_;
-    QAction *compileNow_, *resetAll_;
+    QAction *compileNow_, *resetAll_, *undoSliders_, *redoSliders_;
     QAction *showEditor_, *showInspector_, *wrapLines_, *biggerText_, *smallerText_, *actualSize_;
 };
 

@@ -101,6 +101,7 @@ EditorPane::EditorPane(AppModel& model, QWidget* parent) : QWidget(parent), mode
     });
 
     model_.editorSink = [this](const std::string& text) { editor_->loadText(text); };
+    model_.editorReload = [this](const std::string& text) { editor_->reloadText(text); };
     connect(editor_, &CodeEditor::edited, this, [this] { model_.textChanged(editor_->fileText()); });
     connect(messages_, &MessageList::placePicked, editor_, &CodeEditor::goTo);
     connect(messages_, &MessageList::fixWanted, editor_, qOverload<std::size_t>(&CodeEditor::applyFix));
@@ -174,21 +175,26 @@ class PreviewPane::Strip : public Ground {
         row->addWidget(rate);
         row->addWidget(goTo);
     }
-    void setState(AppModel::State state, std::int64_t line) {
-        error_ = isFailed(state);
+    void follow(const AppModel& model, std::int64_t line) {
+        const AppModel::State state = model.state();
+        error_ = AppModel::isError(state);
         setRole(error_ ? Role::errorTint : Role::strip);
         layout()->setContentsMargins(error_ ? stripMargin + 16 + 8 : stripMargin, 0, stripMargin, 1);
-        title->setText(state == AppModel::State::errorWithPicture ? tr("Compile error, showing the last good picture")
-                       : state == AppModel::State::errorWithoutPicture ? tr("Compile error")
-                                                                       : tr("Preview"));
+        switch (state) {
+        case AppModel::State::errorWithPicture:
+            title->setText(tr("Compile error, showing the last good picture"));
+            break;
+        case AppModel::State::errorWithOtherPicture:
+            title->setText(tr("Compile error. %1").arg(model.shownOwnerText()));
+            break;
+        case AppModel::State::errorWithoutPicture: title->setText(tr("Compile error")); break;
+        default: title->setText(model.shownOwnerText().isEmpty() ? tr("Preview") : model.shownOwnerText());
+        }
         size->setVisible(state == AppModel::State::live);
         rate->setVisible(state == AppModel::State::live);
         goTo->setVisible(error_ && line > 0);
         goTo->setText(tr("Go to Line %1").arg(line));
         goTo->updateGeometry();
-    }
-    static bool isFailed(AppModel::State state) {
-        return state == AppModel::State::errorWithPicture || state == AppModel::State::errorWithoutPicture;
     }
 
     TextLine* title;
@@ -237,7 +243,7 @@ void PreviewPane::follow() {
             firstErrorLine_ = diagnostic.line;
             firstErrorColumn_ = diagnostic.column;
         }
-    strip_->setState(model_.state(), firstErrorLine_);
+    strip_->follow(model_, firstErrorLine_);
     placeStrip();
 }
 
@@ -249,7 +255,7 @@ void PreviewPane::setBare(bool bare) {
 
 void PreviewPane::placeStrip() {
     strip_->setVisible(!bare_);
-    const bool lies = bare_ && Strip::isFailed(model_.state());
+    const bool lies = bare_ && AppModel::isError(model_.state());
     if (lies && !over_) {
         over_ = new Strip(window());
         new OverPicture(over_, canvas_, 0);
@@ -258,7 +264,7 @@ void PreviewPane::placeStrip() {
         connect(over_->goTo, &QAbstractButton::clicked, this, &PreviewPane::goToError);
     }
     if (over_) {
-        over_->setState(model_.state(), firstErrorLine_);
+        over_->follow(model_, firstErrorLine_);
         layout()->activate();
         over_->setGeometry(QRect(canvas_->mapTo(window(), QPoint(0, 0)), QSize(canvas_->width(), stripHeight)));
         over_->setVisible(lies);

@@ -68,7 +68,8 @@ std::vector<ShortcutGroup> allShortcuts(const QMenuBar& menus) {
                        {tr("A small step"), tr("Shift+Left, Shift+Right")},
                        {tr("A large step"), tr("Page Up, Page Down")},
                        {tr("Least and greatest"), tr("Home, End")},
-                       {tr("Back to the default"), tr("Backspace")}}});
+                       {tr("Back to the default"), tr("Backspace")},
+                       {tr("Undo, redo"), tr("Ctrl+Z, Ctrl+Shift+Z")}}});
     groups.push_back({tr("In full screen"),
                       {{tr("Pause or play"), tr("Space")},
                        {tr("Back to start"), tr("Home")},

@@ -25,8 +25,7 @@ class StatusLine::Sign : public QWidget {
     explicit Sign(QWidget* parent) : QWidget(parent) { setState(AppModel::State::empty); }
     void setState(AppModel::State state) {
         state_ = state;
-        const bool icon = state == AppModel::State::errorWithPicture || state == AppModel::State::errorWithoutPicture;
-        setFixedSize(icon ? 22 : 16, 26); // with the gap before the text
+        setFixedSize(AppModel::isError(state) ? 22 : 16, 26); // with the gap before the text
         update();
     }
 
@@ -42,10 +41,12 @@ class StatusLine::Sign : public QWidget {
             painter.drawEllipse(middle, 4, 4);
             return;
         case AppModel::State::errorWithPicture:
+        case AppModel::State::errorWithOtherPicture:
         case AppModel::State::errorWithoutPicture:
             paintIcon(painter, Icon::error, QRectF(0, middle.y() - 7, 14, 14), themed(Role::error), 1.7);
             return;
         case AppModel::State::waitingForRun:
+        case AppModel::State::preparing:
         case AppModel::State::empty:
             painter.setBrush(Qt::NoBrush);
             painter.setPen(QPen(themed(Role::text3), 1.5));
