@@ -114,6 +114,8 @@ TEST_F(CompilationTest, ASlowDriverKeepsNobodyWaitingAndItsLateAnswerIsDropped) 
     delay_->elapse();
     EXPECT_TRUE(model->driverIsAtWork());
     model.reset();
+    // The other tests share the device that it is at work with.
+    EXPECT_TRUE(comesTrue([] { return !besideWorkGoesOn(); }));
 }
 
 TEST_F(CompilationTest, SlidersComeBackWithTheirDocument) {
