@@ -77,8 +77,9 @@ class Presenter {
     // before the first nextDrawable().
     void setAvailableHandler(std::function<void()> handler);
 
-    // Shows frames no sooner than this after one another: frames drawn at uneven times come out evenly, as long as they
-    // are not later than the next one is due. Zero, the default, shows each as soon as it is drawn. Any time.
+    // Shows frames at deadlines this far apart: frames drawn at uneven times come out evenly, and no more of them than
+    // that. One that is late is shown at once; the deadlines stay where they are, so that the rate holds. Zero, the
+    // default, shows each as soon as it is drawn. Any time.
     void setPace(std::chrono::nanoseconds interval);
 
     bool surfaceLost() const;

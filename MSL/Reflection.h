@@ -85,6 +85,8 @@ struct Binding {
     std::uint32_t byteAlignment = 0; // buffers: alignment of one element
     bool isArray = false;            // buffers: a pointer, any number of elements
     bool isWritten = false;          // device memory that the function may write
+    std::uint64_t membersRead = 0;   // buffers: bit n, some function of the text reads member n of the struct that is
+                                   // bound; every bit where that is not one struct, or more is read than single members
     bool isAtomic = false;     // storageTexture, storageTexelBuffer: has atomic operations, so its format is that of
                                // one 32-bit integer (R32_SINT for int, R32_UINT for uint)
     SamplerState samplerState; // constexprSampler only

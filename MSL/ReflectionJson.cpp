@@ -138,6 +138,18 @@ void writeVariables(Json& json, std::string_view key, const std::vector<StageVar
     json.close(']');
 }
 
+// Their numbers; a binding without the list may be read anywhere.
+void writeMembersRead(Json& json, std::uint64_t members) {
+    json.key("membersRead");
+    json.open('[');
+    for (std::uint32_t member = 0; member < 64; ++member) {
+        if ((members >> member & 1) == 0) continue;
+        json.item();
+        json.number(member);
+    }
+    json.close(']');
+}
+
 } // namespace
 
 std::string toJson(const Reflection& reflection) {
@@ -168,6 +180,7 @@ std::string toJson(const Reflection& reflection) {
             json.member("byteAlignment", binding.byteAlignment);
             json.member("isArray", binding.isArray);
             json.member("isWritten", binding.isWritten);
+            if (binding.byteSize > 0 && ~binding.membersRead != 0) writeMembersRead(json, binding.membersRead);
             if (binding.isAtomic) json.member("isAtomic", true);
             if (binding.kind == BindingKind::constexprSampler) writeSampler(json, binding.samplerState);
             json.close('}');

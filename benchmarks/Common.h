@@ -21,6 +21,9 @@ struct ShaderPair {
     bool isChecked;    // it indexes a table by a value that nothing bounds, and pays for the check; the twin does not
 };
 
+// Each line as it is there, also into a pipe.
+inline const bool printsLines = std::setvbuf(stdout, nullptr, _IOLBF, BUFSIZ) == 0;
+
 inline std::string readText(const std::string& path) {
     auto text = glasshob::ShaderFile::read(path);
     if (!text) {

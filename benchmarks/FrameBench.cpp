@@ -1,10 +1,11 @@
 // A 1920×1080 frame through ShaderProgram against a bare Vulkan program that draws glslang's output of the same shader.
 //
 // Both sides are timed in turn, each run with a constant that no run had before, after one frame that makes the driver
-// compile; the judged figure is the ratio of the medians. The pictures of both sides must agree within 1/255, but for
-// the few channels where a half rounds to the other side. Exits 1 when the geometric mean is over 1.05, a shader is
-// over 1.15, or a picture differs; shaders that pay for an index check are listed and not judged. Arguments choose
-// shaders by name.
+// compile; the judged figure is the ratio of the medians. What is left of two and a half minutes is shared out among
+// the shaders that are left, so that slow ones have fewer runs on a slow machine, and at least three. The pictures of
+// both sides must agree within 1/255, but for the few channels where a half rounds to the other side. Exits 1 when the
+// geometric mean is over 1.05, a shader is over 1.15, or a picture differs; shaders that pay for an index check are
+// listed and not judged. Arguments choose shaders by name.
 #include "GPU/CommandBuffer.h"
 #include "GPU/CommandQueue.h"
 #include "GPU/Device.h"
@@ -27,7 +28,9 @@ namespace {
 
 constexpr std::uint32_t width = 1920;
 constexpr std::uint32_t height = 1080;
-constexpr int runs = 15;
+constexpr int mostRuns = 15;
+constexpr int leastRuns = 3;
+constexpr std::chrono::duration<double> wholeTime = std::chrono::seconds(150);
 constexpr int turnsPerRun = 3; // frames of each side within a run, so that a busy machine's noise evens out
 constexpr double meanTarget = 1.05;
 constexpr double singleTarget = 1.15;
@@ -64,18 +67,24 @@ int main(int argc, char** argv) {
     const std::vector<std::uint32_t> vertex = bench::compileGlsl(bench::GlslStage::vertex, bench::wholeVertex());
     const auto pairs = bench::shaderPairs();
 
-    std::printf("%s, %ux%u, median of %d frames\n", (*device)->name().c_str(), width, height, runs * turnsPerRun);
+    std::printf("%s, %ux%u, medians of up to %d frames\n", (*device)->name().c_str(), width, height,
+                mostRuns * turnsPerRun);
     bool isGood = true;
     double logarithms = 0;
     std::size_t judged = 0;
-    for (const bench::ShaderPair& item : pairs) {
+    using Clock = std::chrono::steady_clock;
+    const Clock::time_point begin = Clock::now();
+    for (std::size_t number = 0; number < pairs.size(); ++number) {
+        const bench::ShaderPair& item = pairs[number];
+        const Clock::time_point now = Clock::now();
+        const auto until = now + (begin + wholeTime - now) / double(pairs.size() - number);
         if (argc > 1 &&
             std::none_of(argv + 1, argv + argc, [&](const char* name) { return name == std::string(item.name); }))
             continue;
         std::vector<double> ours;
         std::vector<double> theirs;
         std::size_t differing = 0;
-        for (int run = 0; run < runs; ++run) {
+        for (int run = 0; run < mostRuns && (run < leastRuns || Clock::now() < until); ++run) {
             const float fresh = float(run + 1) * 1e-6F;
             std::shared_ptr<const glasshob::ShaderProgram> program;
             try {
@@ -124,8 +133,8 @@ int main(int argc, char** argv) {
             logarithms += std::log(ratio);
             ++judged;
         }
-        std::printf("%-12s ours %8.2f ms   bare %8.2f ms   ratio %.3f   channels that differ: %zu%s\n", item.name,
-                    bench::median(ours), bench::median(theirs), ratio, differing,
+        std::printf("%-12s ours %8.2f ms   bare %8.2f ms   ratio %.3f of %zu frames   channels that differ: %zu%s\n",
+                    item.name, bench::median(ours), bench::median(theirs), ratio, ours.size(), differing,
                     item.isChecked ? "   (pays for an index check; not judged)" : "");
     }
     const double mean = std::exp(logarithms / double(std::max<std::size_t>(judged, 1)));

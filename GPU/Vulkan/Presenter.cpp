@@ -60,7 +60,7 @@ struct Presenter::Impl {
     bool isLost = false;
     std::uint64_t presented = 0;
     std::chrono::nanoseconds pace{0};
-    std::chrono::steady_clock::time_point lastShown; // where on the grid of the pace; the thread's own
+    std::chrono::steady_clock::time_point lastDue; // on the grid of the pace; the thread's own
     std::thread thread;
 
     void run();
@@ -338,10 +338,14 @@ void Presenter::Impl::present(std::unique_lock<std::mutex>& lock) {
     lock.unlock();
     const bool isDrawn = core->wait(frame.value);
     const auto drawn = std::chrono::steady_clock::now();
-    // A late frame is shown at once and moves the grid, which gives the frames after it that much room.
-    const auto due = lastShown + interval;
+    // A late frame is shown at once and leaves the grid where it is, so that lateness does not add up. Places on the
+    // grid that were missed altogether are left out.
+    const auto due = lastDue + interval;
     if (drawn < due) std::this_thread::sleep_until(due);
-    lastShown = std::max(drawn, due);
+    if (drawn < due + interval)
+        lastDue = due;
+    else if (interval.count() > 0)
+        lastDue = drawn - (drawn - due) % interval;
     // Work that never reached the queue drew nothing: the image stays ours.
     const bool isUndrawn = !isDrawn && core->failureOf(frame.value).has_value();
     VkResult result = isDrawn || isUndrawn ? VK_SUCCESS : VK_ERROR_DEVICE_LOST;

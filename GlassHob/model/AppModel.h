@@ -196,6 +196,7 @@ class AppModel : public QObject {
     // ---- The clock of the preview ----
     using Tick = PreviewClock::Tick;
     Tick tick(double now);
+    const PreviewClock& clock() const { return clock_; }
     void forgetLastTick() { clock_.forgetLastTick(); }
     bool paused() const { return clock_.paused(); }
     void setPaused(bool paused);

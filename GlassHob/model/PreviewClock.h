@@ -18,6 +18,8 @@ class PreviewClock {
 
     // `now` in seconds of a clock that never goes back. Once for each frame.
     Tick tick(double now);
+    // The moment of the next frame if the clock stands.
+    Tick moment() const { return {float(time_), float(stepped_), frame_}; }
     // No frame has been drawn for a while: the next one starts without a leap.
     void forgetLastTick() { lastTick_.reset(); }
 

@@ -4,11 +4,13 @@
 #include <xcb/xcb.h>
 #include <xcb/xtest.h>
 
+#include <QGuiApplication>
 #include <QTest>
 #include <QWidget>
 
 #include <cstdlib>
 #include <map>
+#include <utility>
 #include <vector>
 
 namespace glasshob::testing {
@@ -24,8 +26,21 @@ const std::map<QString, unsigned>& namedKeys() {
     return names;
 }
 
+constexpr int patience = 60000; // milliseconds before a wait is a failure
+
 void settle() {
     QTest::qWait(15);
+}
+
+// Until the layouts that are on their way have come.
+void waitForPlace(const QWidget* widget) {
+    QRect before;
+    const auto stands = [&] {
+        QCoreApplication::sendPostedEvents();
+        const QRect now(widget->mapToGlobal(QPoint(0, 0)), widget->size());
+        return std::exchange(before, now) == now && widget->isVisible();
+    };
+    EXPECT_TRUE(QTest::qWaitFor(stands, patience));
 }
 
 } // namespace
@@ -81,6 +96,8 @@ void FakeHands::key(unsigned char code, bool isDown) {
 
 void FakeHands::button(bool isDown) {
     fake(isDown ? XCB_BUTTON_PRESS : XCB_BUTTON_RELEASE, 1);
+    const auto heard = [isDown] { return QGuiApplication::mouseButtons().testFlag(Qt::LeftButton) == isDown; };
+    EXPECT_TRUE(QTest::qWaitFor(heard, patience)) << "the application does not hear of the mouse button";
 }
 
 void FakeHands::press(const QString& keys) {
@@ -116,8 +133,23 @@ void FakeHands::type(const QString& text) {
     settle();
 }
 
+QPoint FakeHands::onDisplay(const QWidget* widget, QPoint place) const {
+    const QWidget* window = widget->window();
+    const QPoint inside = widget->mapTo(window, place) * widget->devicePixelRatio();
+    auto* reply =
+        xcb_translate_coordinates_reply(connection_,
+                                        xcb_translate_coordinates(connection_, xcb_window_t(window->winId()), root_,
+                                                                  std::int16_t(inside.x()), std::int16_t(inside.y())),
+                                        nullptr);
+    if (reply == nullptr) return {};
+    const QPoint found(reply->dst_x, reply->dst_y);
+    std::free(reply);
+    return found;
+}
+
 void FakeHands::moveTo(const QWidget* widget, QPoint place) {
-    fake(XCB_MOTION_NOTIFY, 0, widget->mapToGlobal(place) * widget->devicePixelRatio());
+    waitForPlace(widget);
+    fake(XCB_MOTION_NOTIFY, 0, onDisplay(widget, place));
     settle();
 }
 
@@ -132,13 +164,14 @@ void FakeHands::click(const QWidget* widget) {
     click(widget, widget->rect().center());
 }
 
-void FakeHands::drag(const QWidget* widget, QPoint from, QPoint to) {
-    moveTo(widget, from);
+void FakeHands::drag(const QWidget* widget, double from, double to) {
+    waitForPlace(widget);
+    const auto at = [widget](double part) { return QPoint(qRound(part * widget->width()), widget->height() / 2); };
+    moveTo(widget, at(from));
     button(true);
-    settle();
     constexpr int steps = 12;
     for (int step = 1; step <= steps; ++step)
-        moveTo(widget, from + (to - from) * step / steps);
+        moveTo(widget, at(from + (to - from) * step / steps));
     button(false);
     settle();
 }

@@ -1,6 +1,7 @@
 // Keys and a mouse for a test: events that the X server sends out as if a keyboard and a mouse had made them, so that
-// the window manager, focus, grabs and shortcuts all take part. For the X display of $DISPLAY. After each call the
-// event loop has run a little; what must come about is waited for by the test.
+// the window manager, focus, grabs and shortcuts all take part. For the X display of $DISPLAY. A call that moves or
+// presses the mouse returns when the application has heard of it; after keys the event loop has run a little. What must
+// come about is waited for by the test.
 #pragma once
 
 #include <QPoint>
@@ -29,7 +30,8 @@ class FakeHands {
     void moveTo(const QWidget* widget, QPoint place);
     void click(const QWidget* widget, QPoint place);
     void click(const QWidget* widget); // its middle
-    void drag(const QWidget* widget, QPoint from, QPoint to);
+    // Along its middle line, between two parts of the width that it then has.
+    void drag(const QWidget* widget, double from, double to);
 
   private:
     struct Stroke {
@@ -40,6 +42,8 @@ class FakeHands {
     void key(unsigned char code, bool isDown);
     void button(bool isDown);
     void fake(unsigned char type, unsigned char detail, QPoint place = {});
+    // On the display, in its pixels, as the X server has it: the application hears of a window's moves later.
+    QPoint onDisplay(const QWidget* widget, QPoint place) const;
 
     xcb_connection_t* connection_ = nullptr;
     unsigned root_ = 0;

@@ -23,6 +23,22 @@ Value orThrow(gpu::Result<Value> result) {
     return std::move(*result);
 }
 
+// The host hands its uniforms to every function of a picture as buffer 0; members in the order of GHUniforms.
+PictureInputs inputsOf(const msl::Reflection& reflection, ShaderKind kind) {
+    if (kind == ShaderKind::particles) return {};
+    std::uint64_t read = 0;
+    for (const msl::EntryPoint& entry : reflection.entryPoints) {
+        const bool draws =
+            entry.name == ShaderAssembler::fragmentEntry || entry.name == ShaderAssembler::gridVertexEntry ||
+            entry.name == ShaderAssembler::gridFragmentEntry || entry.name == ShaderAssembler::backgroundEntry;
+        for (const msl::Binding& binding : entry.bindings)
+            if (draws && binding.metalIndex == 0 && binding.byteSize > 0) read |= binding.membersRead;
+    }
+    enum : unsigned { resolution, time, timeDelta, mouse, frame };
+    const auto has = [read](unsigned member) { return (read >> member & 1) != 0; };
+    return {.time = has(time), .timeDelta = has(timeDelta), .mouse = has(mouse), .frame = has(frame)};
+}
+
 // Every device allocates as much in one piece.
 constexpr std::uint64_t largestPiece = std::uint64_t(1) << 30;
 
@@ -55,6 +71,7 @@ ShaderProgram::ShaderProgram(CompiledShader&& compiled, const std::shared_ptr<gp
             entry.name == ShaderAssembler::fragmentEntry || entry.name == ShaderAssembler::fadeEntry;
         return isFullScreen && entry.mayDiscard;
     });
+    pictureInputs_ = inputsOf(compiled.library.reflection, kind_);
     library_ = orThrow(device->makeLibrary(libraryDescriptor(std::move(compiled.library), "shader")));
 
     gpu::RenderPipelineDescriptor picture;

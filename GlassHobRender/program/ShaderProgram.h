@@ -72,6 +72,16 @@ struct MeshPipelines {
     std::shared_ptr<gpu::DepthStencilState> behind;
 };
 
+/// What the picture depends on besides its size and the slider values.
+struct PictureInputs {
+    bool time = true;
+    bool timeDelta = true;
+    bool mouse = true;
+    bool frame = true;
+    /// Whether the picture can change from frame to frame by itself.
+    bool moves() const { return time || timeDelta || frame; }
+};
+
 class ShaderProgram {
   public:
     /// `source` is the user's text as in the editor. `pixelFormat` is the colour format of `pipeline`. A time limit of
@@ -105,6 +115,8 @@ class ShaderProgram {
     /// Whether full-screen passes paint every pixel, so that their target need not be cleared before (a clear costs the
     /// CPU driver as much as a full-screen pass).
     bool coversTarget() const { return coversTarget_; }
+    /// As far as the compiler can tell: what is false is never read. Particles depend on all of it.
+    const PictureInputs& pictureInputs() const { return pictureInputs_; }
     /// LoadAction::dontCare when the picture covers its target, else LoadAction::clear.
     gpu::LoadAction pictureLoadAction() const;
 
@@ -143,6 +155,7 @@ class ShaderProgram {
     std::vector<Diagnostic> warnings_;
     std::string warningText_;
     bool coversTarget_ = true;
+    PictureInputs pictureInputs_;
     std::shared_ptr<gpu::RenderPipelineState> pipeline_;
     std::shared_ptr<gpu::ComputePipelineState> soundPipeline_;
     std::optional<ParticlePipelines> particles_;

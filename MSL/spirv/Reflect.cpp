@@ -1,4 +1,5 @@
 // The reflection of a module.
+#include "MSL/passes/MembersRead.h"
 #include "MSL/spirv/SpirvWriter.h"
 
 namespace msl::spirv {
@@ -74,6 +75,7 @@ FunctionConstant functionConstant(const ir::FunctionConstant& constant) {
 
 Reflection reflect(const ir::Module& module, const Bindings& bindings) {
     Reflection reflection;
+    const auto membersRead = findMembersRead(module);
     for (const ir::Entry* entry : module.entries) {
         EntryPoint& out = reflection.entryPoints.emplace_back();
         out.name = entry->name;
@@ -91,6 +93,8 @@ Reflection reflect(const ir::Module& module, const Bindings& bindings) {
             case ir::Variable::Kind::sampler:
             case ir::Variable::Kind::attachment:
                 out.bindings.push_back(binding(*variable, bindings.of(*variable)));
+                if (const auto read = membersRead.find(variable); read != membersRead.end())
+                    out.bindings.back().membersRead = read->second;
                 break;
             case ir::Variable::Kind::threadgroup:
                 out.threadgroupArguments.push_back(threadgroupArgument(*variable));

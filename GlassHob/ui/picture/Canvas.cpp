@@ -13,8 +13,10 @@
 #include <QGuiApplication>
 #include <QMimeData>
 #include <QPainter>
+#include <QScreen>
 #include <QTimerEvent>
 #include <QUrl>
+#include <QWindow>
 
 #include <utility>
 
@@ -41,6 +43,11 @@ Canvas::Canvas(AppModel& model, QWidget* parent)
     connect(watch_, &WindowWatch::changed, this, &Canvas::updatePacing);
     connect(picture_, &LivePicture::hasProgramChanged, this, &Canvas::updatePacing);
     connect(picture_, &LivePicture::programSwitched, this, &Canvas::programSwitched);
+    connect(picture_, &LivePicture::programSwitched, this, &Canvas::wake);
+    connect(&model, &AppModel::clockChanged, this, &Canvas::wake);
+    connect(&model, &AppModel::valueChanged, this, &Canvas::wake);
+    connect(&model, &AppModel::valuesReset, this, &Canvas::wake);
+    connect(&model, &AppModel::compiled, this, &Canvas::wake);
     auto describe = [this, &model] {
         switch (model.state()) {
         case AppModel::State::live: setAccessibleDescription(model.paused() ? tr("Paused") : tr("Running")); break;
@@ -73,33 +80,56 @@ void Canvas::setActive(bool active) {
 
 void Canvas::updatePacing() {
     const bool draws = active_ && isVisible() && watch_->isSeen() && canDraw();
-    if (draws == pace_.isActive()) return;
+    if (draws == draws_) return;
+    draws_ = draws;
     if (draws) {
-        pace_.start(int(frameInterval.count()), Qt::PreciseTimer, this);
-        // The first frame need not wait for the timer.
-        QMetaObject::invokeMethod(
-            this,
-            [this] {
-                if (isDrawing()) takeTurn();
-            },
-            Qt::QueuedConnection);
+        redraw();
     } else {
-        pace_.stop();
+        turn_.stop();
         picture_->rest();
     }
     emit drawingChanged(draws);
 }
 
+std::chrono::nanoseconds Canvas::frameInterval() const {
+    const QScreen* display = screen();
+    return FramePace::onDisplay(display ? display->refreshRate() : 0);
+}
+
+void Canvas::redraw() {
+    picture_->redraw();
+    wake();
+}
+
+void Canvas::moveToScreen() {
+    turn_.stop();
+    redraw();
+}
+
+void Canvas::wake() {
+    if (!draws_ || turn_.isActive()) return;
+    pace_.begin(FramePace::Clock::now(), frameInterval());
+    turn_.start(0, Qt::PreciseTimer, this); // after what has called this
+}
+
 void Canvas::timerEvent(QTimerEvent* event) {
-    if (event->timerId() != pace_.timerId())
+    if (event->timerId() != turn_.timerId())
         QWidget::timerEvent(event);
     else
         takeTurn();
 }
 
 void Canvas::takeTurn() {
+    turn_.start(pace_.next(FramePace::Clock::now()), Qt::PreciseTimer, this);
     announceSize(); // another screen may have another scale
-    if (picture_->hasDevice()) drawFrame();
+    if (!picture_->hasDevice()) return;
+    atRest_ = picture_->isSettled(pixelSize()) && hasShownAll();
+    if (!atRest_)
+        drawFrame();
+    else if (picture_->model().paused())
+        turn_.stop();
+    else
+        picture_->passTime();
 }
 
 void Canvas::announceSize() {
@@ -121,16 +151,22 @@ void Canvas::pointerAt(const QPointF& place) {
     emit pointerActivity();
     const double ratio = devicePixelRatioF();
     picture_->setMouse(float(place.x() * ratio), float((height() - place.y()) * ratio));
+    wake();
 }
 
 void Canvas::resizeEvent(QResizeEvent* event) {
     QWidget::resizeEvent(event);
     announceSize();
+    wake();
 }
 
 void Canvas::showEvent(QShowEvent* event) {
     QWidget::showEvent(event);
-    watch_->setWindow(window()->windowHandle());
+    QWindow* place = window()->windowHandle();
+    watch_->setWindow(place);
+    disconnect(screenChange_);
+    // Another screen may have another scale and another rate.
+    if (place) screenChange_ = connect(place, &QWindow::screenChanged, this, &Canvas::moveToScreen);
     updatePacing();
 }
 

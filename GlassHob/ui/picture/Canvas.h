@@ -2,9 +2,12 @@
 // presenter of its own thread where the display has one, and read-back frames painted as an image where it has not
 // (Qt's offscreen platform, some remote displays). Neither waits for the GPU on the main thread; at most two frames are
 // in flight, and a frame that would be a third is left out. Nothing is drawn while the window is hidden,
-// minimised or covered.
+// minimised or covered. A picture that would be the same again is drawn once, and the next time when something has
+// changed; while the clock stands as well, nothing wakes up for it.
 // Main thread.
 #pragma once
+
+#include "GlassHob/ui/picture/FramePace.h"
 
 #include <QBasicTimer>
 #include <QImage>
@@ -38,6 +41,12 @@ class Canvas : public QWidget {
     QSize frameSize() const;
     // Frames that have reached the screen since the start.
     std::uint64_t shownFrames() const { return frames_->shown; }
+    // When the last of them has.
+    std::chrono::steady_clock::time_point lastShown() const { return frames_->lastShown; }
+    // Whether frames are drawn as they are needed; not while the window is hidden, minimised or covered.
+    bool isDrawing() const { return draws_; }
+    // The picture on the screen is the one that there will be until something changes.
+    bool isAtRest() const { return atRest_; }
     // Called for every frame shown, with its time, on any thread. For measuring; set before the window is shown.
     using FrameHandler = std::function<void(std::chrono::steady_clock::time_point)>;
     void setFrameHandler(FrameHandler handler) { frames_->handler = std::move(handler); }
@@ -75,22 +84,30 @@ class Canvas : public QWidget {
     void filesDropped(const QStringList& paths);
 
   protected:
-    // A little under a sixtieth of a second: a display that throttles sets the pace by leaving no drawable free, and
-    // one that does not is never late by a whole frame because of a late timer.
-    static constexpr std::chrono::milliseconds frameInterval{16};
-
     Canvas(AppModel& model, QWidget* parent);
     ~Canvas() override;
 
     // Draws one frame if one fits.
     virtual void drawFrame() = 0;
     virtual bool canDraw() const = 0;
+    // Whether all that was drawn is on the screen.
+    virtual bool hasShownAll() const = 0;
+    // Something may have changed: draws again where it has.
+    void wake();
+    // What was drawn has gone from the screen.
+    void redraw();
+    // The window is on another display.
+    virtual void moveToScreen();
+    // Between two frames, on the display that the window is on.
+    std::chrono::nanoseconds frameInterval() const;
     LivePicture& picture() { return *picture_; }
     // Shared with the presenter's thread, which may outlast this widget by a moment.
     struct FrameCount {
         std::atomic<std::uint64_t> shown = 0;
+        std::atomic<std::chrono::steady_clock::time_point> lastShown{};
         FrameHandler handler;
         void add(std::chrono::steady_clock::time_point when) {
+            lastShown = when;
             ++shown;
             if (handler) handler(when);
         }
@@ -100,7 +117,6 @@ class Canvas : public QWidget {
     void pointerAt(const QPointF& place);
     void updatePacing();
     void announceSize();
-    bool isDrawing() const { return pace_.isActive(); }
     void paintPlaceholder(QPainter& painter) const;
 
     void resizeEvent(QResizeEvent* event) override;
@@ -117,8 +133,12 @@ class Canvas : public QWidget {
     std::shared_ptr<FrameCount> frames_ = std::make_shared<FrameCount>();
     WindowWatch* watch_;
     QSize announcedSize_;
-    QBasicTimer pace_;
+    QMetaObject::Connection screenChange_;
+    FramePace pace_;
+    QBasicTimer turn_;
     bool active_ = true;
+    bool draws_ = false;
+    bool atRest_ = false;
 };
 
 } // namespace glasshob

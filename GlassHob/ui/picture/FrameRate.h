@@ -1,10 +1,11 @@
-// Counts the frames that a canvas shows, as a mean over each second. Owned by who shows the figure; main thread.
+// How many frames a canvas shows in a second, from the times of the frames themselves: a shader that takes seconds for
+// each is told as exactly as a fast one. Owned by who shows the figure; main thread.
 #pragma once
 
-#include <QElapsedTimer>
 #include <QObject>
 #include <QTimer>
 
+#include <chrono>
 #include <cstdint>
 
 namespace glasshob {
@@ -16,19 +17,23 @@ class FrameRate : public QObject {
   public:
     // The canvas must outlive it, or be deleted with it.
     FrameRate(const Canvas& canvas, QObject* parent);
-    // "60 fps"; empty during the first second.
+    // "60 fps", "7.5 fps"; "at rest" while the picture does not change; empty before the second frame.
     const QString& text() const { return text_; }
+    static QString textOf(double framesPerSecond);
 
   signals:
     void changed();
 
   private:
+    using Clock = std::chrono::steady_clock;
     void measure();
 
     const Canvas& canvas_;
     QTimer timer_;
-    QElapsedTimer clock_;
-    std::uint64_t before_;
+    // The last frame that was counted; none counted while the time is that of the clock's beginning.
+    std::uint64_t frames_ = 0;
+    Clock::time_point when_;
+    double rate_ = 0;
     QString text_;
 };
 

@@ -7,7 +7,6 @@
 #include "GPU/Texture.h"
 #include "GlassHob/model/AppModel.h"
 #include "GlassHob/model/BesideWork.h"
-#include "GlassHobCore/shader/Uniforms.h"
 #include "GlassHobRender/program/ShaderProgram.h"
 #include "GlassHobRender/program/ShaderRun.h"
 
@@ -17,6 +16,7 @@
 #include <QTimerEvent>
 
 #include <algorithm>
+#include <cstring>
 #include <memory>
 
 namespace glasshob {
@@ -79,6 +79,7 @@ void LivePicture::show(std::shared_ptr<const ShaderProgram> program) {
     const bool had = hasProgram();
     shown_ = std::move(program);
     warming_.reset();
+    drawn_.reset();
     if (had != hasProgram()) emit hasProgramChanged();
     emit programSwitched();
 }
@@ -135,6 +136,7 @@ void LivePicture::followDevice() {
     shown_.reset();
     warming_.reset();
     run_.reset();
+    drawn_.reset();
     overlays_.followDevice();
     inFlight_.clear();
     watch_.stop();
@@ -146,8 +148,68 @@ void LivePicture::followDevice() {
 
 bool LivePicture::encode(gpu::CommandBuffer& commandBuffer, const std::shared_ptr<gpu::Texture>& target) {
     frameSize_ = QSize(int(target->width()), int(target->height()));
+    passTime();
+    const bool isRecorded = encodePicture(commandBuffer, target, lastTick_, &overlays_);
+    drawn_.reset();
+    if (isRecorded && !isBehind(lastTick_)) drawn_ = contentOf(frameSize_, lastTick_);
+    return isRecorded;
+}
+
+void LivePicture::passTime() {
     lastTick_ = model_.tick(double(clock_.nsecsElapsed()) * 1e-9);
-    return encodePicture(commandBuffer, target, lastTick_, &overlays_);
+}
+
+bool LivePicture::isSettled(const QSize& size) const {
+    if (!drawn_ || drawn_->program != shown_) return false;
+    if (shown_ && shown_->pictureInputs().moves() && !model_.paused()) return false;
+    return *drawn_ == contentOf(size, model_.clock().moment());
+}
+
+bool LivePicture::isAtWork() const {
+    return std::ranges::any_of(inFlight_, [](const Frame& frame) {
+        return frame.commandBuffer->status() == gpu::CommandBufferStatus::committed;
+    });
+}
+
+bool LivePicture::isBehind(const PreviewClock::Tick& tick) const {
+    const ParticleSimulation* particles = run_ ? run_->simulation() : nullptr;
+    return particles && particles->step() < ParticleSimulation::stepIndex(double(tick.time));
+}
+
+bool LivePicture::Content::operator==(const Content& other) const {
+    return program == other.program && size == other.size && overlays == other.overlays && values == other.values &&
+           std::memcmp(&uniforms, &other.uniforms, sizeof uniforms) == 0;
+}
+
+GHUniforms LivePicture::uniformsOf(const QSize& size, const PreviewClock::Tick& tick) const {
+    GHUniforms uniforms;
+    uniforms.resolution[0] = float(size.width());
+    uniforms.resolution[1] = float(size.height());
+    uniforms.time = tick.time;
+    uniforms.timeDelta = tick.timeDelta;
+    uniforms.frame = tick.frame;
+    uniforms.mouse[0] = mouse_ ? mouse_->first : uniforms.resolution[0] * 0.5f;
+    uniforms.mouse[1] = mouse_ ? mouse_->second : uniforms.resolution[1] * 0.5f;
+    return uniforms;
+}
+
+const SliderValues& LivePicture::valuesToDraw() const {
+    return shown_ == model_.shownProgram() ? model_.shownValues() : values_;
+}
+
+LivePicture::Content LivePicture::contentOf(const QSize& size, const PreviewClock::Tick& tick) const {
+    Content content{shown_, size, valuesToDraw(), uniformsOf(size, tick), overlays_.revision()};
+    if (!shown_) {
+        content.values.clear();
+        content.uniforms = {};
+        return content;
+    }
+    const PictureInputs& reads = shown_->pictureInputs();
+    if (!reads.time) content.uniforms.time = 0;
+    if (!reads.timeDelta) content.uniforms.timeDelta = 0;
+    if (!reads.frame) content.uniforms.frame = 0;
+    if (!reads.mouse) content.uniforms.mouse[0] = content.uniforms.mouse[1] = 0;
+    return content;
 }
 
 bool LivePicture::encodePicture(gpu::CommandBuffer& commandBuffer, const std::shared_ptr<gpu::Texture>& target,
@@ -164,16 +226,8 @@ bool LivePicture::encodePicture(gpu::CommandBuffer& commandBuffer, const std::sh
     }
 
     // While the next program is warmed up, the values are those that its predecessor had.
-    if (shown_ == model_.shownProgram()) values_ = model_.shownValues();
-    GHUniforms uniforms;
-    uniforms.resolution[0] = float(target->width());
-    uniforms.resolution[1] = float(target->height());
-    uniforms.time = tick.time;
-    uniforms.timeDelta = tick.timeDelta;
-    uniforms.frame = tick.frame;
-    uniforms.mouse[0] = mouse_ ? mouse_->first : uniforms.resolution[0] * 0.5f;
-    uniforms.mouse[1] = mouse_ ? mouse_->second : uniforms.resolution[1] * 0.5f;
-
+    values_ = valuesToDraw();
+    const GHUniforms uniforms = uniformsOf(QSize(int(target->width()), int(target->height())), tick);
     const std::int64_t width = target->width(), height = target->height();
     if (!ShaderRun::needsRun(*shown_)) {
         run_.reset();

@@ -12,6 +12,7 @@
 #include "GlassHob/model/PreviewClock.h"
 #include "GlassHob/ui/picture/PictureOverlays.h"
 #include "GlassHobCore/shader/Params.h"
+#include "GlassHobCore/shader/Uniforms.h"
 
 #include <QBasicTimer>
 #include <QElapsedTimer>
@@ -50,6 +51,16 @@ class LivePicture : public QObject {
 
     // The pointer in pixels from the bottom-left corner; kept until the next call.
     void setMouse(float x, float y);
+
+    // Whether a frame of this size would be the last one over again: the clock stands or is not looked at, and neither
+    // the size nor a value, the program, a box over it or, where that is looked at, the pointer has changed since.
+    bool isSettled(const QSize& size) const;
+    // What was drawn is not on the screen any more: the next frame is drawn, settled or not.
+    void redraw() { drawn_.reset(); }
+    // The clock goes on without a frame.
+    void passTime();
+    // A frame is being drawn.
+    bool isAtWork() const;
 
     // Asked before each frame: tells the model when the device has been lost.
     bool hasDevice();
@@ -93,6 +104,21 @@ class LivePicture : public QObject {
     void show(std::shared_ptr<const ShaderProgram> program);
     void letGoOfWarmer();
 
+    // All that a frame depends on; what its program does not look at is zero.
+    struct Content {
+        std::shared_ptr<const ShaderProgram> program;
+        QSize size;
+        SliderValues values;
+        GHUniforms uniforms;
+        std::uint64_t overlays = 0;
+        bool operator==(const Content& other) const;
+    };
+    GHUniforms uniformsOf(const QSize& size, const PreviewClock::Tick& tick) const;
+    const SliderValues& valuesToDraw() const;
+    Content contentOf(const QSize& size, const PreviewClock::Tick& tick) const;
+    // The particles have not reached the time of the picture yet.
+    bool isBehind(const PreviewClock::Tick& tick) const;
+
     AppModel& model_;
     std::shared_ptr<gpu::CommandQueue> queue_;
     std::unique_ptr<gpu::PipelineWarmer> warmer_;
@@ -114,6 +140,7 @@ class LivePicture : public QObject {
     // What the frame before took, while frames are slow; 0 while they are not.
     double slowSeconds_ = 0;
     PreviewClock::Tick lastTick_{};
+    std::optional<Content> drawn_; // by the last frame
     PictureOverlays overlays_;
     QSize frameSize_;
 };

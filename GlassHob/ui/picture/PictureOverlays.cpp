@@ -31,11 +31,12 @@ PictureOverlays::~PictureOverlays() = default;
 void PictureOverlays::set(const QObject* box, Placed placed) {
     Box& known = boxes_[box];
     if (known.placed.image.cacheKey() != placed.image.cacheKey()) known.texture.reset();
+    ++revision_;
     known.placed = std::move(placed);
 }
 
 void PictureOverlays::remove(const QObject* box) {
-    boxes_.erase(box);
+    revision_ += boxes_.erase(box);
 }
 
 void PictureOverlays::followDevice() {

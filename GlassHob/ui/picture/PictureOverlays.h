@@ -5,6 +5,7 @@
 #include <QImage>
 #include <QPoint>
 
+#include <cstdint>
 #include <map>
 #include <memory>
 
@@ -34,6 +35,9 @@ class PictureOverlays {
     void set(const QObject* box, Placed placed);
     void remove(const QObject* box);
 
+    // Another number whenever something else is to be drawn.
+    std::uint64_t revision() const { return revision_; }
+
     // Over the whole of what the encoder has drawn.
     void draw(gpu::RenderCommandEncoder& encoder, const std::shared_ptr<gpu::Device>& device);
     // What was made with the old device is made anew.
@@ -46,6 +50,7 @@ class PictureOverlays {
     };
     std::map<const QObject*, Box> boxes_;
     std::unique_ptr<OverlayQuad> pipeline_;
+    std::uint64_t revision_ = 0;
 };
 
 } // namespace glasshob

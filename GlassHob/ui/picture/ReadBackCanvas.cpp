@@ -11,6 +11,8 @@
 #include <QPainter>
 #include <QPointer>
 
+#include <utility>
+
 namespace glasshob {
 
 ReadBackCanvas::ReadBackCanvas(AppModel& model, QWidget* parent) : Canvas(model, parent) {
@@ -42,7 +44,7 @@ ReadBackCanvas::Slot* ReadBackCanvas::freeSlot(const QSize& size) {
 
 void ReadBackCanvas::drawFrame() {
     const QSize size = pixelSize();
-    if (inFlight_ >= 2 || size.isEmpty()) return;
+    if (inFlight_ >= 2 || size.isEmpty() || picture().isSettled(size)) return;
     Slot* slot = freeSlot(size);
     if (!slot) return;
     const std::shared_ptr<gpu::CommandBuffer> commandBuffer = picture().beginFrame();
@@ -76,6 +78,7 @@ void ReadBackCanvas::finished(std::size_t index, std::uint64_t frame, bool drawn
     Slot& slot = slots_[index];
     if (!drawn || frame < shownFrame_) {
         slot.use = Use::free;
+        if (!drawn) redraw();
         return;
     }
     if (shownSlot_) slots_[*shownSlot_].use = Use::free;
@@ -87,6 +90,7 @@ void ReadBackCanvas::finished(std::size_t index, std::uint64_t frame, bool drawn
 
 void ReadBackCanvas::paintEvent(QPaintEvent*) {
     QPainter painter(this);
+    const bool isNew = std::exchange(paintedFrame_, shownFrame_) != shownFrame_;
     const Slot* slot = shownSlot_ ? &slots_[*shownSlot_] : nullptr;
     if (!slot || !slot->hasPicture || !picture().hasProgram()) {
         paintPlaceholder(painter);
@@ -104,7 +108,7 @@ void ReadBackCanvas::paintEvent(QPaintEvent*) {
     } else {
         painter.drawImage(rect(), image);
     }
-    frames()->add(std::chrono::steady_clock::now());
+    if (isNew) frames()->add(std::chrono::steady_clock::now());
 }
 
 void ReadBackCanvas::mouseMoveEvent(QMouseEvent* event) {

@@ -24,6 +24,7 @@ class ReadBackCanvas : public Canvas {
   protected:
     void drawFrame() override;
     bool canDraw() const override { return true; }
+    bool hasShownAll() const override { return inFlight_ == 0 && paintedFrame_ == shownFrame_; }
     void paintEvent(QPaintEvent* event) override;
     void mouseMoveEvent(QMouseEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;
@@ -47,6 +48,7 @@ class ReadBackCanvas : public Canvas {
     std::uint64_t firstFrame_ = 1;
     std::uint64_t nextFrame_ = 1;
     std::uint64_t shownFrame_ = 0;
+    std::uint64_t paintedFrame_ = 0;
     int inFlight_ = 0;
 };
 

@@ -113,7 +113,10 @@ void SurfaceCanvas::makeWindow() {
     container_->setFocusPolicy(Qt::NoFocus);
     container_->setGeometry(rect());
     container_->hide();
-    connect(window_, &PictureWindow::exposedChanged, this, [this] { updatePacing(); });
+    connect(window_, &PictureWindow::exposedChanged, this, [this] {
+        updatePacing();
+        redraw();
+    });
     connect(window_, &QWindow::visibleChanged, this, &SurfaceCanvas::cutOut, Qt::QueuedConnection);
     connect(window_, &PictureWindow::surfaceGoing, this, &SurfaceCanvas::closePresenter);
     connect(window_, &PictureWindow::pointerMoved, this, [this](const QPointF& place) { pointerAt(place); });
@@ -167,7 +170,7 @@ bool SurfaceCanvas::ensurePresenter() {
     auto made = gpu::Presenter::make(picture().model().device(), {std::uint64_t(surface)}, mode);
     if (!made) return false;
     presenter_ = *made;
-    presenter_->setPace(pace());
+    presenter_->setPace(frameInterval());
     inFlight_ = 0;
     presenter_->setPresentedHandler(
         [count = frames(), self = QPointer(this), generation = generation_](const gpu::PresentedFrame& frame) {
@@ -192,12 +195,9 @@ bool SurfaceCanvas::ensurePresenter() {
     return true;
 }
 
-std::chrono::nanoseconds SurfaceCanvas::pace() const {
-    if (!isWayland()) return frameInterval;
-    // Nothing but this sets the pace there: as often as the display shows a picture, or every second time and so on.
-    const double rate = screen()->refreshRate() > 1 ? screen()->refreshRate() : 60;
-    const double turns = std::max(1.0, std::round(rate / 60));
-    return std::chrono::nanoseconds(std::int64_t(1e9 * turns / rate));
+void SurfaceCanvas::moveToScreen() {
+    if (presenter_) presenter_->setPace(frameInterval());
+    Canvas::moveToScreen();
 }
 
 void SurfaceCanvas::closePresenter() {
@@ -215,13 +215,14 @@ void SurfaceCanvas::framePresented(bool wasEarly) {
 
 void SurfaceCanvas::drawFrame() {
     // A frame in flight calls for the next one when it is shown. One that a resize has thrown away never is.
-    if (inFlight_ > 0 && sinceFrame_.elapsed() < lostAfter) return;
+    if (inFlight_ > 0 && (sinceFrame_.elapsed() < lostAfter || picture().isAtWork())) return;
+    if (inFlight_ > 0) picture().redraw();
     if (drawOneFrame()) inFlight_ = 1;
 }
 
 bool SurfaceCanvas::drawOneFrame() {
     const QSize size = pixelSize();
-    if (size.isEmpty() || !canDraw() || !ensurePresenter()) return false;
+    if (size.isEmpty() || picture().isSettled(size) || !canDraw() || !ensurePresenter()) return false;
     const std::shared_ptr<gpu::Drawable> drawable =
         presenter_->nextDrawable(std::uint32_t(size.width()), std::uint32_t(size.height()));
     if (!drawable) return false;
@@ -249,11 +250,13 @@ void SurfaceCanvas::setOverlay(const QObject* of, const Overlay& overlay) {
     const bool isOpaque = overlay.opacity == 1 && !overlay.image.isNull();
     const Hole hole{isOpaque ? overlay.place : QRect(), overlay.radius};
     if (std::exchange(holes_[of], hole) != hole) cutOut();
+    wake();
 }
 
 void SurfaceCanvas::removeOverlay(const QObject* of) {
     picture().overlays().remove(of);
     if (holes_.erase(of) > 0) cutOut();
+    wake();
 }
 
 void SurfaceCanvas::cutOut() {

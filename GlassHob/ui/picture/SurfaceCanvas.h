@@ -57,6 +57,8 @@ class SurfaceCanvas : public Canvas {
   protected:
     void drawFrame() override; // from the timer: begins the chain, and mends it where a frame was never shown
     bool canDraw() const override;
+    bool hasShownAll() const override { return inFlight_ == 0; }
+    void moveToScreen() override;
     void paintEvent(QPaintEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
 
@@ -65,7 +67,6 @@ class SurfaceCanvas : public Canvas {
     void makeWindow();
     void moveToNewWindow();
     bool ensurePresenter();
-    std::chrono::nanoseconds pace() const;
     void closePresenter();
     void showPictureOrPlaceholder();
     void framePresented(bool wasEarly);

@@ -111,6 +111,34 @@ TEST(Compiler, ReflectionTellsAHostWhatItMustBind) {
     EXPECT_THAT(toJson(compiled->reflection), HasSubstr("\"metalIndex\": 1"));
 }
 
+TEST(Compiler, TellsWhichMembersOfABufferAreRead) {
+    const struct {
+        const char* body;
+        std::uint64_t read;
+    } rows[] = {
+        {"return float4(u.time);", 0b0010},
+        {"return float4(u.mouse.y);", 0b1000},
+        {"return float4(through(u));", 0b0011},
+        {"constant Uniforms& other = u; return float4(other.delta);", 0b0100},
+        {"constant Uniforms* pointer = &u; return float4(pointer->mouse, 0, 0);", 0b1000},
+        {"return float4(1.0);", 0},
+        {"Uniforms copy = u; return float4(copy.time);", ~0ULL},
+        {"return float4(((constant float*)&u)[2]);", ~0ULL},
+    };
+    for (const auto& row : rows) {
+        const auto compiled =
+            compile("struct Uniforms { float2 resolution; float time; float delta; float2 mouse; };\n"
+                    "static float through(constant Uniforms& v) { return v.resolution.x > 3.0 ? v.time : 1.0; }\n"
+                    "fragment float4 f(constant Uniforms& u [[buffer(0)]]) { " +
+                    std::string(row.body) + " }\n");
+        ASSERT_TRUE(compiled) << row.body << "\n" << compiled.error().text;
+        std::uint64_t read = 0;
+        for (const Binding& binding : compiled->reflection.entryPoint("f")->bindings)
+            if (binding.metalIndex == 0) read |= binding.membersRead;
+        EXPECT_EQ(read, row.read) << row.body;
+    }
+}
+
 struct Mistake {
     const char* user;
     const char* firstLine;
