@@ -249,6 +249,21 @@ void AppModel::stepFrame() {
     emit clockChanged();
 }
 
+void AppModel::setTime(double seconds) {
+    clock_.setTime(seconds);
+    emit clockChanged();
+}
+
+void AppModel::setSpeed(double speed) {
+    clock_.setSpeed(speed);
+    emit clockChanged();
+}
+
+void AppModel::setLoop(std::optional<TimeStretch> loop) {
+    clock_.setLoop(loop);
+    emit clockChanged();
+}
+
 // ---- Pictures and videos --------------------------------------------------------------------------------------------
 
 QString AppModel::stillName() const {

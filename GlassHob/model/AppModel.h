@@ -202,6 +202,11 @@ class AppModel : public QObject {
     void setPaused(bool paused);
     void backToStart();
     void stepFrame();
+    void setTime(double seconds);
+    void setSpeed(double speed);
+    // The stretch that the preview repeats; exports can take it.
+    const std::optional<TimeStretch>& loop() const { return clock_.loop(); }
+    void setLoop(std::optional<TimeStretch> loop);
     double time() const { return clock_.time(); }
     std::uint32_t frame() const { return clock_.frame(); }
 
@@ -240,7 +245,7 @@ class AppModel : public QObject {
     void draftOfferChanged();
     void valueChanged(const QString& name);
     void valuesReset();  // several at once: reset, or a preset applied
-    void clockChanged(); // a tenth of a second has passed, or pause, step and start were pressed
+    void clockChanged(); // a tenth of a second has passed, or the time, the speed, the loop or the pause was set
     void exportChanged();
     void sheetChanged(); // sheet, share
     void showsEditorChanged();

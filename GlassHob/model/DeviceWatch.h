@@ -49,6 +49,7 @@ class DeviceWatch : public QObject {
     // What else may keep the picture waiting.
     void stillBegins() { ++stillsInWork_; }
     void stillEnds();
+    bool isDrawingStill() const { return stillsInWork_ > 0; }
     std::function<bool()> isExporting; // installed by the model
 
     // A sentence on why the picture stands still although nothing is wrong with the text; empty when it does not.

@@ -194,7 +194,9 @@ void SoundPlayer::followSource() {
 
 void SoundPlayer::followClock() {
     if (!session_) return;
-    session_->feed.setClock(model_.time(), pictureDrawn_ && !model_.paused(), secondsNow());
+    // At another speed it would be out of step.
+    const bool runs = pictureDrawn_ && !model_.paused() && model_.clock().speed() == 1;
+    session_->feed.setClock(model_.time(), runs, secondsNow());
     session_->wake();
 }
 

@@ -1,6 +1,6 @@
-// Plays the sound of the shader that runs, in step with the picture's clock: it is silent while the clock stands, while
-// nothing is drawn, and until it is turned on. Turned on, it opens the audio device and keeps two threads, one that
-// renders ahead and one that feeds the device; turned off, both end.
+// Plays the sound of the shader that runs, in step with the picture's clock: it is silent while the clock stands or
+// runs at another speed, while nothing is drawn, and until it is turned on. Turned on, it opens the audio device and
+// keeps two threads, one that renders ahead and one that feeds the device; turned off, both end.
 //
 // Main thread; failed() carries a sentence when there is no device, or when it goes away; the sound is off then.
 #pragma once

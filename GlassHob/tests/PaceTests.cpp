@@ -1,6 +1,7 @@
 // When the live picture is drawn, as far as that is arithmetic.
 #include "GlassHob/ui/picture/FramePace.h"
 #include "GlassHob/ui/picture/FrameRate.h"
+#include "GlassHob/ui/picture/PreviewResolution.h"
 
 #include <gtest/gtest.h>
 
@@ -36,6 +37,25 @@ TEST(FrameRateTest, ASlowShaderHasADecimal) {
     EXPECT_EQ(FrameRate::textOf(10), "10 fps");
     EXPECT_EQ(FrameRate::textOf(7.46), "7.5 fps");
     EXPECT_EQ(FrameRate::textOf(0.4), "0.4 fps");
+}
+
+TEST(AutomaticResolutionTest, KeepsThirtyFramesASecondAndGoesBack) {
+    AutomaticResolution automatic;
+    const auto draw = [&](double secondsWhole, int frames) {
+        for (int i = 0; i < frames; ++i)
+            automatic.add(secondsWhole / (automatic.divisor() * automatic.divisor()));
+        return automatic.divisor();
+    };
+    EXPECT_EQ(draw(0.030, 200), 1);
+    EXPECT_EQ(draw(0.100, 200), 2) << "25 ms at half";
+    EXPECT_EQ(draw(0.100, 200), 2) << "and it stays there";
+    EXPECT_EQ(draw(0.400, 200), 4);
+    EXPECT_EQ(draw(3.000, 50), 4) << "the smallest there is";
+    EXPECT_EQ(draw(0.010, 500), 1);
+    // The first frames of a program take the driver's compile with them.
+    automatic.forget();
+    automatic.add(2.0);
+    EXPECT_EQ(draw(0.010, 100), 1);
 }
 
 } // namespace

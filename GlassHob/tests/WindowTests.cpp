@@ -226,6 +226,31 @@ TEST_P(WindowTest, APictureThatDoesNotChangeIsDrawnOnce) {
     isDrawnOnceAfter([&] { movePointerTo(QPoint(20, 30)); }, 0.6, 0.8);
 }
 
+TEST_P(WindowTest, ThePreviewIsDrawnAtPartOfItsSize) {
+    ASSERT_TRUE(waitForColor(0.25, 0.5));
+    Canvas* canvas = window->canvas();
+    // What the shader sees of it: its size, and the pointer in pixels of that size.
+    // The display's own pointer may have its say over a surface.
+    const bool hasPointer = GetParam() == Canvas::Kind::readBack;
+    replaceInLine(4, "p.red, green",
+                  hasPointer ? "u.resolution.x / 2000.0, u.mouse.x / u.resolution.x" : "u.resolution.x / 2000.0, 0.75");
+    if (hasPointer) movePointerTo(QPoint(canvas->width() * 3 / 4, 20));
+    for (const auto& [resolution, part] :
+         {std::pair(PreviewResolution::half, 2), std::pair(PreviewResolution::quarter, 4),
+          std::pair(PreviewResolution::full, 1)}) {
+        canvas->setResolution(resolution);
+        EXPECT_EQ(canvas->drawnSize().width(), (canvas->pixelSize().width() + part - 1) / part);
+        EXPECT_TRUE(waitForColor(canvas->drawnSize().width() / 2000.0, 0.75)) << part;
+        EXPECT_EQ(canvas->frameSize(), canvas->pixelSize());
+    }
+    // A copy is whole whatever the preview is.
+    canvas->setResolution(PreviewResolution::quarter);
+    std::optional<QImage> copy;
+    canvas->capture([&](std::optional<QImage> image) { copy = image; });
+    ASSERT_TRUE(QTest::qWaitFor([&] { return copy.has_value(); }, patience));
+    EXPECT_EQ(copy->size(), canvas->pixelSize());
+}
+
 TEST_P(WindowTest, ResizingGivesFramesOfTheNewSize) {
     ASSERT_TRUE(waitForColor(0.25, 0.5));
     const QSize before = window->canvas()->pixelSize();

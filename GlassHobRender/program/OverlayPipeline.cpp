@@ -35,7 +35,8 @@ fragment float4 ov_fragment(Corner in [[stage_in]], texture2d<float> image [[tex
 
 std::shared_ptr<gpu::RenderPipelineState> makeOverlayPipeline(const std::shared_ptr<gpu::Device>& device,
                                                               const char* source, const char* vertexName,
-                                                              const char* fragmentName, gpu::PixelFormat pixelFormat) {
+                                                              const char* fragmentName, gpu::PixelFormat pixelFormat,
+                                                              QuadBlend blend) {
     auto compiled = msl::compile(source);
     if (!compiled) throw std::runtime_error(compiled.error().text);
     const auto library = device->makeLibrary(libraryDescriptor(std::move(*compiled), vertexName));
@@ -44,7 +45,7 @@ std::shared_ptr<gpu::RenderPipelineState> makeOverlayPipeline(const std::shared_
     descriptor.vertexFunction = (*library)->makeFunction(vertexName);
     descriptor.fragmentFunction = (*library)->makeFunction(fragmentName);
     descriptor.colorAttachments[0] = {.format = pixelFormat,
-                                      .blendingEnabled = true,
+                                      .blendingEnabled = blend == QuadBlend::over,
                                       .sourceRGB = gpu::BlendFactor::one,
                                       .destinationRGB = gpu::BlendFactor::oneMinusSourceAlpha,
                                       .sourceAlpha = gpu::BlendFactor::one,
@@ -54,8 +55,8 @@ std::shared_ptr<gpu::RenderPipelineState> makeOverlayPipeline(const std::shared_
     return *pipeline;
 }
 
-OverlayQuad::OverlayQuad(const std::shared_ptr<gpu::Device>& device, gpu::PixelFormat pixelFormat)
-    : pipeline_(makeOverlayPipeline(device, quadSource, "ov_vertex", "ov_fragment", pixelFormat)) {}
+OverlayQuad::OverlayQuad(const std::shared_ptr<gpu::Device>& device, gpu::PixelFormat pixelFormat, QuadBlend blend)
+    : pipeline_(makeOverlayPipeline(device, quadSource, "ov_vertex", "ov_fragment", pixelFormat, blend)) {}
 
 void OverlayQuad::draw(gpu::RenderCommandEncoder& encoder, const std::shared_ptr<gpu::Texture>& image,
                        float opacity) const {

@@ -71,6 +71,9 @@ constexpr std::array<IconData, std::size_t(Icon::count)> iconData{{
     {Ink::stroke, "M5.25 16V9.75a4.75 4.75 0 0 1 9.5 0V16z"},          // arch
     {Ink::stroke, "M5.25 4.9v10.2L12.5 10z M15 4.75v10.5"},            // step
     {Ink::stroke, "M3.5 8v4h2.6l3.9 3V5L6.1 8z M13 8l4 4 M17 8l-4 4"}, // muted
+    // loop
+    {Ink::stroke, "M4.25 9.25V8.5a3 3 0 0 1 3-3h8 M12.75 3l2.5 2.5-2.5 2.5 M15.75 10.75v.75a3 3 0 0 1-3 3h-8 M7.25 "
+                  "12l-2.5 2.5 2.5 2.5"},
 }};
 
 // Walks through path data: commands and numbers, separated by blanks, commas, signs or a second point.

@@ -46,6 +46,7 @@ enum class Icon : std::uint8_t {
     arch,
     step,
     muted,
+    loop,
     count
 };
 

@@ -44,6 +44,9 @@ Canvas::Canvas(AppModel& model, QWidget* parent)
     connect(picture_, &LivePicture::hasProgramChanged, this, &Canvas::updatePacing);
     connect(picture_, &LivePicture::programSwitched, this, &Canvas::programSwitched);
     connect(picture_, &LivePicture::programSwitched, this, &Canvas::wake);
+    connect(picture_, &LivePicture::drawnSizeChanged, this, &Canvas::wake);
+    connect(picture_, &LivePicture::drawnSizeChanged, this, &Canvas::drawnSizeChanged);
+    connect(this, &Canvas::pixelSizeChanged, this, &Canvas::drawnSizeChanged);
     connect(&model, &AppModel::clockChanged, this, &Canvas::wake);
     connect(&model, &AppModel::valueChanged, this, &Canvas::wake);
     connect(&model, &AppModel::valuesReset, this, &Canvas::wake);
@@ -67,6 +70,18 @@ Canvas::~Canvas() = default;
 QSize Canvas::pixelSize() const {
     const double ratio = devicePixelRatioF();
     return QSize(qRound(width() * ratio), qRound(height() * ratio));
+}
+
+void Canvas::setResolution(PreviewResolution resolution) {
+    picture_->setResolution(resolution);
+}
+
+PreviewResolution Canvas::resolution() const {
+    return picture_->resolution();
+}
+
+QSize Canvas::drawnSize() const {
+    return picture_->drawnSize(pixelSize());
 }
 
 QSize Canvas::frameSize() const {

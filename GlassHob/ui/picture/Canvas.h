@@ -8,6 +8,7 @@
 #pragma once
 
 #include "GlassHob/ui/picture/FramePace.h"
+#include "GlassHob/ui/picture/PreviewResolution.h"
 
 #include <QBasicTimer>
 #include <QImage>
@@ -35,8 +36,12 @@ class Canvas : public QWidget {
     static Canvas* make(AppModel& model, QWidget* parent, Kind kind = Kind::automatic);
 
     virtual Kind kind() const = 0;
-    // The size of the frames drawn, in pixels.
+    // The size of the frames shown, in pixels.
     QSize pixelSize() const;
+    // At how much of that they are drawn: the size that the shader knows, for frames of pixelSize().
+    void setResolution(PreviewResolution resolution);
+    PreviewResolution resolution() const;
+    QSize drawnSize() const;
     // Of the last frame that was drawn; follows pixelSize() a moment later.
     QSize frameSize() const;
     // Frames that have reached the screen since the start.
@@ -74,6 +79,8 @@ class Canvas : public QWidget {
 
   signals:
     void pixelSizeChanged();
+    // Also when frames are drawn at another part of it.
+    void drawnSizeChanged();
     // Frames are drawn from now on, or the picture rests.
     void drawingChanged(bool draws);
     // From the next frame on another program is drawn.

@@ -16,8 +16,10 @@
 #include <QTimerEvent>
 
 #include <algorithm>
+#include <chrono>
 #include <cstring>
 #include <memory>
+#include <mutex>
 
 namespace glasshob {
 
@@ -32,8 +34,14 @@ constexpr int watchInterval = 250;
 
 } // namespace
 
+struct LivePicture::LastEnd {
+    std::mutex mutex;
+    std::chrono::steady_clock::time_point time;
+};
+
 LivePicture::LivePicture(AppModel& model, QObject* parent)
-    : QObject(parent), model_(model), warmer_(std::make_unique<gpu::PipelineWarmer>(model.device())) {
+    : QObject(parent), model_(model), warmer_(std::make_unique<gpu::PipelineWarmer>(model.device())),
+      lastEnd_(std::make_shared<LastEnd>()) {
     if (auto queue = model.device()->makeCommandQueue()) queue_ = *queue;
     clock_.start();
     connect(&model_, &AppModel::compiled, this, &LivePicture::followModel);
@@ -80,7 +88,9 @@ void LivePicture::show(std::shared_ptr<const ShaderProgram> program) {
     shown_ = std::move(program);
     warming_.reset();
     drawn_.reset();
+    automatic_.forget();
     if (had != hasProgram()) emit hasProgramChanged();
+    if (resolution_ == PreviewResolution::automatic) emit drawnSizeChanged();
     emit programSwitched();
 }
 
@@ -95,6 +105,66 @@ std::shared_ptr<gpu::CommandBuffer> LivePicture::beginFrame() {
 }
 
 void LivePicture::commit(std::shared_ptr<gpu::CommandBuffer> commandBuffer) {
+    if (resolution_ == PreviewResolution::automatic) measure(*commandBuffer);
+    follow(std::move(commandBuffer));
+}
+
+void LivePicture::measure(gpu::CommandBuffer& commandBuffer) {
+    using Clock = std::chrono::steady_clock;
+    commandBuffer.addCompletedHandler(
+        [self = QPointer(this), last = lastEnd_, begun = Clock::now(), divisor = divisor()](gpu::CommandBuffer& done) {
+            if (done.status() != gpu::CommandBufferStatus::completed) return;
+            const auto now = Clock::now();
+            Clock::time_point before;
+            {
+                const std::scoped_lock lock(last->mutex);
+                before = std::exchange(last->time, now);
+            }
+            const double seconds = std::chrono::duration<double>(now - std::max(begun, before)).count();
+            QMetaObject::invokeMethod(
+                qApp,
+                [self, seconds, divisor] {
+                    if (self) self->noteFrame(seconds, divisor);
+                },
+                Qt::QueuedConnection);
+        });
+}
+
+void LivePicture::noteFrame(double seconds, int divisor) {
+    if (resolution_ != PreviewResolution::automatic || divisor != this->divisor()) return;
+    // What else the device draws meanwhile takes its time from the frames.
+    if (model_.exports().isRunning() || model_.devices().isDrawingStill()) {
+        automatic_.forget();
+        return;
+    }
+    automatic_.add(seconds);
+    if (this->divisor() != divisor) emit drawnSizeChanged();
+}
+
+void LivePicture::setResolution(PreviewResolution resolution) {
+    if (resolution == resolution_) return;
+    resolution_ = resolution;
+    automatic_.forget();
+    if (divisor() == 1) scaled_.reset();
+    emit drawnSizeChanged();
+}
+
+int LivePicture::divisor() const {
+    switch (resolution_) {
+    case PreviewResolution::full: return 1;
+    case PreviewResolution::half: return 2;
+    case PreviewResolution::quarter: return 4;
+    case PreviewResolution::automatic: break;
+    }
+    return shown_ && shown_->particles() ? 1 : automatic_.divisor();
+}
+
+QSize LivePicture::drawnSize(const QSize& size) const {
+    const int part = divisor();
+    return {(size.width() + part - 1) / part, (size.height() + part - 1) / part};
+}
+
+void LivePicture::follow(std::shared_ptr<gpu::CommandBuffer> commandBuffer) {
     commandBuffer->commit();
     inFlight_.push_back({std::move(commandBuffer), {}, false});
     inFlight_.back().since.start();
@@ -137,6 +207,7 @@ void LivePicture::followDevice() {
     warming_.reset();
     run_.reset();
     drawn_.reset();
+    scaled_.reset();
     overlays_.followDevice();
     inFlight_.clear();
     watch_.stop();
@@ -147,12 +218,32 @@ void LivePicture::followDevice() {
 }
 
 bool LivePicture::encode(gpu::CommandBuffer& commandBuffer, const std::shared_ptr<gpu::Texture>& target) {
-    frameSize_ = QSize(int(target->width()), int(target->height()));
+    const QSize size(int(target->width()), int(target->height()));
+    if (std::exchange(frameSize_, size) != size) automatic_.forget();
     passTime();
-    const bool isRecorded = encodePicture(commandBuffer, target, lastTick_, &overlays_);
+    const int divisor = shown_ ? this->divisor() : 1;
+    const QSize part = drawnSize(size);
+    std::shared_ptr<gpu::Texture> small;
+    if (divisor > 1)
+        small = scaled_.target(*model_.device(), std::uint32_t(part.width()), std::uint32_t(part.height()));
+    const bool isRecorded =
+        small ? encodePicture(commandBuffer, small, divisor, lastTick_, nullptr) && encodeScaled(commandBuffer, target)
+              : encodePicture(commandBuffer, target, 1, lastTick_, &overlays_);
     drawn_.reset();
     if (isRecorded && !isBehind(lastTick_)) drawn_ = contentOf(frameSize_, lastTick_);
     return isRecorded;
+}
+
+bool LivePicture::encodeScaled(gpu::CommandBuffer& commandBuffer, const std::shared_ptr<gpu::Texture>& target) {
+    gpu::RenderPassDescriptor pass;
+    pass.colorAttachments[0].texture = target;
+    pass.colorAttachments[0].loadAction = gpu::LoadAction::dontCare;
+    gpu::RenderCommandEncoder* encoder = commandBuffer.makeRenderCommandEncoder(pass);
+    if (!encoder) return false;
+    scaled_.draw(*encoder, model_.device());
+    overlays_.draw(*encoder, model_.device());
+    encoder->endEncoding();
+    return true;
 }
 
 void LivePicture::passTime() {
@@ -177,19 +268,20 @@ bool LivePicture::isBehind(const PreviewClock::Tick& tick) const {
 }
 
 bool LivePicture::Content::operator==(const Content& other) const {
-    return program == other.program && size == other.size && overlays == other.overlays && values == other.values &&
+    return program == other.program && size == other.size && drawnSize == other.drawnSize &&
+           overlays == other.overlays && values == other.values &&
            std::memcmp(&uniforms, &other.uniforms, sizeof uniforms) == 0;
 }
 
-GHUniforms LivePicture::uniformsOf(const QSize& size, const PreviewClock::Tick& tick) const {
+GHUniforms LivePicture::uniformsOf(const QSize& size, int divisor, const PreviewClock::Tick& tick) const {
     GHUniforms uniforms;
     uniforms.resolution[0] = float(size.width());
     uniforms.resolution[1] = float(size.height());
     uniforms.time = tick.time;
     uniforms.timeDelta = tick.timeDelta;
     uniforms.frame = tick.frame;
-    uniforms.mouse[0] = mouse_ ? mouse_->first : uniforms.resolution[0] * 0.5f;
-    uniforms.mouse[1] = mouse_ ? mouse_->second : uniforms.resolution[1] * 0.5f;
+    uniforms.mouse[0] = mouse_ ? mouse_->first / float(divisor) : uniforms.resolution[0] * 0.5f;
+    uniforms.mouse[1] = mouse_ ? mouse_->second / float(divisor) : uniforms.resolution[1] * 0.5f;
     return uniforms;
 }
 
@@ -198,7 +290,8 @@ const SliderValues& LivePicture::valuesToDraw() const {
 }
 
 LivePicture::Content LivePicture::contentOf(const QSize& size, const PreviewClock::Tick& tick) const {
-    Content content{shown_, size, valuesToDraw(), uniformsOf(size, tick), overlays_.revision()};
+    const QSize part = drawnSize(size);
+    Content content{shown_, size, part, valuesToDraw(), uniformsOf(part, divisor(), tick), overlays_.revision()};
     if (!shown_) {
         content.values.clear();
         content.uniforms = {};
@@ -213,7 +306,7 @@ LivePicture::Content LivePicture::contentOf(const QSize& size, const PreviewCloc
 }
 
 bool LivePicture::encodePicture(gpu::CommandBuffer& commandBuffer, const std::shared_ptr<gpu::Texture>& target,
-                                const PreviewClock::Tick& tick, PictureOverlays* overlays) {
+                                int divisor, const PreviewClock::Tick& tick, PictureOverlays* overlays) {
     gpu::RenderPassDescriptor pass;
     pass.colorAttachments[0].texture = target;
     pass.colorAttachments[0].clearColor = emptyCanvas;
@@ -227,7 +320,7 @@ bool LivePicture::encodePicture(gpu::CommandBuffer& commandBuffer, const std::sh
 
     // While the next program is warmed up, the values are those that its predecessor had.
     values_ = valuesToDraw();
-    const GHUniforms uniforms = uniformsOf(QSize(int(target->width()), int(target->height())), tick);
+    const GHUniforms uniforms = uniformsOf(QSize(int(target->width()), int(target->height())), divisor, tick);
     const std::int64_t width = target->width(), height = target->height();
     if (!ShaderRun::needsRun(*shown_)) {
         run_.reset();
@@ -245,7 +338,10 @@ bool LivePicture::encodePicture(gpu::CommandBuffer& commandBuffer, const std::sh
     return true;
 }
 
-void LivePicture::capture(const QSize& size, std::function<void(std::optional<QImage>)> done) {
+void LivePicture::capture(const QSize& whole, std::function<void(std::optional<QImage>)> done) {
+    // Particles of another size would start again; the others are drawn whole.
+    const int divisor = shown_ && shown_->particles() ? this->divisor() : 1;
+    const QSize size = divisor > 1 ? drawnSize(whole) : whole;
     auto answer = [done = std::move(done)](std::optional<QImage> image) {
         QMetaObject::invokeMethod(
             qApp, [done, image = std::move(image)]() mutable { done(std::move(image)); }, Qt::QueuedConnection);
@@ -261,7 +357,7 @@ void LivePicture::capture(const QSize& size, std::function<void(std::optional<QI
     // No time has passed since the frame on the screen.
     PreviewClock::Tick tick = lastTick_;
     tick.timeDelta = 0;
-    if (!commandBuffer || !encodePicture(*commandBuffer, texture, tick, nullptr)) {
+    if (!commandBuffer || !encodePicture(*commandBuffer, texture, divisor, tick, nullptr)) {
         answer(std::nullopt);
         return;
     }
@@ -275,7 +371,7 @@ void LivePicture::capture(const QSize& size, std::function<void(std::optional<QI
                       QImage::Format_RGB32)
                    .copy());
     });
-    commit(commandBuffer);
+    follow(commandBuffer);
 }
 
 void LivePicture::rest() {

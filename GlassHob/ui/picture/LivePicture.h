@@ -11,6 +11,8 @@
 #include "GPU/CommandBuffer.h"
 #include "GlassHob/model/PreviewClock.h"
 #include "GlassHob/ui/picture/PictureOverlays.h"
+#include "GlassHob/ui/picture/PreviewResolution.h"
+#include "GlassHob/ui/picture/ScaledPicture.h"
 #include "GlassHobCore/shader/Params.h"
 #include "GlassHobCore/shader/Uniforms.h"
 
@@ -62,6 +64,13 @@ class LivePicture : public QObject {
     // A frame is being drawn.
     bool isAtWork() const;
 
+    // At how much of their size frames are drawn from the next one on. Particles start again in a picture of another
+    // size: by itself theirs stays whole.
+    void setResolution(PreviewResolution resolution);
+    PreviewResolution resolution() const { return resolution_; }
+    // What a frame of this size is drawn at.
+    QSize drawnSize(const QSize& size) const;
+
     // Asked before each frame: tells the model when the device has been lost.
     bool hasDevice();
     // A command buffer for the next frame; null when the device cannot give one.
@@ -88,6 +97,8 @@ class LivePicture : public QObject {
     void hasProgramChanged();
     // From the next frame on another program is drawn.
     void programSwitched();
+    // Frames are drawn at another part of their size.
+    void drawnSizeChanged();
     // What was made with the model's device is to be made anew. What belongs to the old one may be at work for long: no
     // end of it may be waited for.
     void deviceReplaced();
@@ -99,21 +110,28 @@ class LivePicture : public QObject {
     void followModel();
     void followDevice();
     void followFrames();
-    bool encodePicture(gpu::CommandBuffer& commandBuffer, const std::shared_ptr<gpu::Texture>& target,
+    bool encodePicture(gpu::CommandBuffer& commandBuffer, const std::shared_ptr<gpu::Texture>& target, int divisor,
                        const PreviewClock::Tick& tick, PictureOverlays* overlays);
+    bool encodeScaled(gpu::CommandBuffer& commandBuffer, const std::shared_ptr<gpu::Texture>& target);
+    void follow(std::shared_ptr<gpu::CommandBuffer> commandBuffer);
+    // For the automatic choice: how long the device takes for the frame.
+    void measure(gpu::CommandBuffer& commandBuffer);
+    void noteFrame(double seconds, int divisor);
     void show(std::shared_ptr<const ShaderProgram> program);
     void letGoOfWarmer();
 
     // All that a frame depends on; what its program does not look at is zero.
     struct Content {
         std::shared_ptr<const ShaderProgram> program;
-        QSize size;
+        QSize size, drawnSize;
         SliderValues values;
         GHUniforms uniforms;
         std::uint64_t overlays = 0;
         bool operator==(const Content& other) const;
     };
-    GHUniforms uniformsOf(const QSize& size, const PreviewClock::Tick& tick) const;
+    int divisor() const;
+    // `size` is drawn for a frame that is `divisor` times as large.
+    GHUniforms uniformsOf(const QSize& size, int divisor, const PreviewClock::Tick& tick) const;
     const SliderValues& valuesToDraw() const;
     Content contentOf(const QSize& size, const PreviewClock::Tick& tick) const;
     // The particles have not reached the time of the picture yet.
@@ -141,6 +159,12 @@ class LivePicture : public QObject {
     double slowSeconds_ = 0;
     PreviewClock::Tick lastTick_{};
     std::optional<Content> drawn_; // by the last frame
+    PreviewResolution resolution_ = PreviewResolution::full;
+    AutomaticResolution automatic_;
+    ScaledPicture scaled_;
+    // When the last frame that was measured has ended; the devices' threads note it.
+    struct LastEnd;
+    std::shared_ptr<LastEnd> lastEnd_;
     PictureOverlays overlays_;
     QSize frameSize_;
 };

@@ -6,14 +6,26 @@
 #include "GlassHobRender/program/ShaderProgram.h"
 
 #include <QAction>
+#include <QActionGroup>
 #include <QClipboard>
 #include <QGuiApplication>
 #include <QImage>
 #include <QMenu>
 #include <QPointer>
+#include <QSettings>
 #include <QWidget>
 
+#include <algorithm>
+#include <utility>
+
 namespace glasshob {
+
+namespace {
+
+constexpr double loopLength = 10; // seconds, of a loop with one end chosen
+constexpr auto resolutionKey = "picture/resolution";
+
+} // namespace
 
 PictureActions::PictureActions(AppModel& model, QWidget* window)
     : QObject(window), model_(model), sound_(new SoundPlayer(model, openDesktopSound, this)) {
@@ -31,6 +43,20 @@ PictureActions::PictureActions(AppModel& model, QWidget* window)
     fullScreen = action(tr("&Full Screen"), tr("F11"), [] {});
     saveStill = action(tr("Save S&till…"), tr("Ctrl+Shift+I"), [this] { model_.saveStill(); });
     copyPicture = action(tr("&Copy Picture"), tr("Ctrl+Shift+C"), [this] { copy(); });
+    loop = action(tr("&Loop"), tr("Ctrl+L"), [this](bool on) { setLoops(on); });
+    loopFromHere = action(tr("Loop &from Here"), tr("Ctrl+Alt+["), [this] {
+        const double now = model_.time();
+        const auto& known = model_.loop();
+        model_.setLoop(TimeStretch{now, known && known->end > now ? known->end : now + loopLength});
+    });
+    loopToHere = action(tr("Loop &up to Here"), tr("Ctrl+Alt+]"), [this] {
+        const double now = model_.time();
+        const auto& known = model_.loop();
+        model_.setLoop(TimeStretch{known && known->start < now ? known->start : std::max(0.0, now - loopLength), now});
+    });
+    loop->setCheckable(true);
+    makeTime();
+    makeResolutions();
     hearSound->setCheckable(true);
     fullScreen->setCheckable(true);
     connect(sound_, &SoundPlayer::onChanged, hearSound, &QAction::setChecked);
@@ -43,8 +69,51 @@ PictureActions::PictureActions(AppModel& model, QWidget* window)
     follow();
 }
 
+PictureActions::~PictureActions() = default;
+
+void PictureActions::makeTime() {
+    speedMenu_ = std::make_unique<QMenu>(tr("Spee&d"));
+    auto* speeds = new QActionGroup(this);
+    const std::pair<QString, double> rows[] = {{tr("&Half"), 0.5}, {tr("&Normal"), 1.0}, {tr("&Double"), 2.0}};
+    for (const auto& [title, speed] : rows) {
+        QAction* choice = speedMenu_->addAction(title, this, [this, speed] { model_.setSpeed(speed); });
+        choice->setCheckable(true);
+        speeds->addAction(choice);
+        const auto mark = [this, choice, speed] { choice->setChecked(model_.clock().speed() == speed); };
+        connect(&model_, &AppModel::clockChanged, choice, mark);
+        mark();
+    }
+}
+
+void PictureActions::setLoops(bool loops) {
+    if (!loops)
+        model_.setLoop(std::nullopt);
+    else if (!model_.loop())
+        model_.setLoop(lastLoop_.value_or(TimeStretch{model_.time(), model_.time() + loopLength}));
+}
+
+void PictureActions::makeResolutions() {
+    resolutionMenu_ = std::make_unique<QMenu>(tr("Preview &Resolution"));
+    auto* choices = new QActionGroup(this);
+    for (const PreviewResolution resolution : previewResolutions) {
+        QAction* choice =
+            resolutionMenu_->addAction(titleOf(resolution), this, [this, resolution] { chooseResolution(resolution); });
+        choice->setCheckable(true);
+        choice->setData(rawValue(resolution));
+        choices->addAction(choice);
+    }
+}
+
+void PictureActions::chooseResolution(PreviewResolution resolution) {
+    QSettings().setValue(resolutionKey, rawValue(resolution));
+    for (QAction* choice : resolutionMenu_->actions())
+        choice->setChecked(choice->data() == rawValue(resolution));
+    if (canvas_) canvas_->setResolution(resolution);
+}
+
 void PictureActions::setCanvas(Canvas* canvas) {
     canvas_ = canvas;
+    chooseResolution(previewResolution(QSettings().value(resolutionKey).toString()));
     connect(canvas, &Canvas::drawingChanged, sound_, &SoundPlayer::setPictureDrawn);
 }
 
@@ -53,11 +122,18 @@ void PictureActions::follow() {
     for (QAction* action : {pauseOrPlay, backToStart, saveStill, copyPicture})
         action->setEnabled(runs);
     stepFrame->setEnabled(runs && model_.paused());
+    for (QAction* action : {loop, loopFromHere, loopToHere})
+        action->setEnabled(runs);
+    loop->setChecked(model_.loop().has_value());
+    if (model_.loop()) lastLoop_ = model_.loop();
     hearSound->setEnabled(runs && model_.program()->soundPipeline() != nullptr);
 }
 
 void PictureActions::addTransportTo(QMenu* menu) const {
     menu->addActions({pauseOrPlay, backToStart, stepFrame, hearSound});
+    menu->addSeparator();
+    menu->addActions({loop, loopFromHere, loopToHere});
+    menu->addMenu(speedMenu_.get());
 }
 
 void PictureActions::addPicturesTo(QMenu* menu) const {

@@ -92,6 +92,7 @@ void FullScreen::leave() {
     showControls();
     active_ = false;
     delete transport_;
+    watchSliders();
     escape_->setEnabled(false);
     actions_.fullScreen->setChecked(false);
     window_->setWindowState(window_->windowState() & ~Qt::WindowFullScreen);
@@ -106,6 +107,7 @@ void FullScreen::watchSliders() {
     }
     if (transport_ && sliders_->box())
         transport_->setRight(sliders_->shows() && sliders_->box()->corner() == lowerLeft);
+    if (sliders_->box()) sliders_->box()->setBelow(transport_ ? transport_->geometry() : QRect());
 }
 
 void FullScreen::touched() {
@@ -187,7 +189,8 @@ bool FullScreen::eventFilter(QObject* object, QEvent* event) {
         if (object == transport_ || object == watched_) touched();
         return false;
     case QEvent::Move:
-        if (object == watched_) watchSliders();
+    case QEvent::Resize:
+        if (object == watched_ || object == transport_) watchSliders();
         return false;
     case QEvent::WindowStateChange:
         // Left by the desktop's own means.

@@ -97,7 +97,7 @@ MainWindow::MainWindow(AppModel& model, Canvas::Kind canvas) : model_(model) {
 
     // Not before, as this waits for the graphics drivers, which may still be loading.
     canvas_ = Canvas::make(model_, nullptr, canvas);
-    previewPane_ = new PreviewPane(model_, canvas_, down_);
+    previewPane_ = new PreviewPane(model_, canvas_, *picture_, down_);
     sliders_ = new SliderPlace(model_, down_);
     sliders_->setPicture(canvas_);
     picture_->setCanvas(canvas_);
@@ -267,6 +267,7 @@ void MainWindow::makeMenus() {
 
     QMenu* view = menuBar()->addMenu(tr("&View"));
     view->addActions({showEditor_, showInspector_, picture_->fullScreen});
+    view->addMenu(picture_->resolutionMenu());
     view->addSeparator();
     view->addActions({wrapLines_, biggerText_, smallerText_, actualSize_});
     view->addSeparator();

@@ -11,6 +11,9 @@
 #include "GlassHob/ui/picture/Canvas.h"
 #include "GlassHob/ui/picture/FrameRate.h"
 #include "GlassHob/ui/picture/OverPicture.h"
+#include "GlassHob/ui/picture/PictureActions.h"
+#include "GlassHob/ui/picture/ResolutionButton.h"
+#include "GlassHob/ui/picture/TimeBar.h"
 #include "GlassHobCore/code/DirectiveNotes.h"
 #include "GlassHobCore/code/Explanations.h"
 #include "GlassHobCore/code/ParamEdits.h"
@@ -160,18 +163,17 @@ void EditorPane::showMessages() {
 // The strip over the picture: while a compile has failed it is the banner, with an edge and an icon at its left.
 class PreviewPane::Strip : public Ground {
   public:
-    explicit Strip(QWidget* parent) : Ground(Role::strip, Qt::BottomEdge, parent) {
+    Strip(const Canvas& canvas, QMenu* resolutions, QWidget* parent) : Ground(Role::strip, Qt::BottomEdge, parent) {
         setFixedHeight(stripHeight);
         title = new TextLine(fonts::label(), Role::text, this);
         title->setElides(true);
-        size = new TextLine(fonts::small(), Role::text3, this);
+        size = new ResolutionButton(canvas, resolutions, this);
         rate = new TextLine(fonts::small(), Role::text3, this);
         goTo = new TextButton({}, TextButton::Look::link, this);
         auto* row = stripRow(this);
         row->addWidget(title);
         row->addStretch(1);
         row->addWidget(size);
-        row->addSpacing(6);
         row->addWidget(rate);
         row->addWidget(goTo);
     }
@@ -198,7 +200,7 @@ class PreviewPane::Strip : public Ground {
     }
 
     TextLine* title;
-    TextLine* size;
+    ResolutionButton* size;
     TextLine* rate;
     TextButton* goTo;
 
@@ -215,21 +217,21 @@ class PreviewPane::Strip : public Ground {
     bool error_ = false;
 };
 
-PreviewPane::PreviewPane(AppModel& model, Canvas* canvas, QWidget* parent)
-    : QWidget(parent), model_(model), canvas_(canvas), strip_(new Strip(this)) {
+PreviewPane::PreviewPane(AppModel& model, Canvas* canvas, const PictureActions& actions, QWidget* parent)
+    : QWidget(parent), model_(model), canvas_(canvas), actions_(actions),
+      strip_(new Strip(*canvas, actions.resolutionMenu(), this)), timeBar_(new TimeBar(model, actions, this)) {
     auto* column = bareColumn(this);
     column->addWidget(strip_);
     canvas_->setParent(this);
     canvas_->installEventFilter(this);
     column->addWidget(canvas_, 1);
+    column->addWidget(timeBar_);
 
     connect(strip_->goTo, &QAbstractButton::clicked, this, &PreviewPane::goToError);
-    connect(canvas_, &Canvas::pixelSizeChanged, this, &PreviewPane::showSize);
     connect(&model_, &AppModel::compiled, this, &PreviewPane::follow);
     auto* rate = new FrameRate(*canvas_, this);
     connect(rate, &FrameRate::changed, this, [this, rate] { strip_->rate->setText(rate->text()); });
     follow();
-    showSize();
 }
 
 void PreviewPane::goToError() {
@@ -255,9 +257,10 @@ void PreviewPane::setBare(bool bare) {
 
 void PreviewPane::placeStrip() {
     strip_->setVisible(!bare_);
+    timeBar_->setVisible(!bare_);
     const bool lies = bare_ && AppModel::isError(model_.state());
     if (lies && !over_) {
-        over_ = new Strip(window());
+        over_ = new Strip(*canvas_, actions_.resolutionMenu(), window());
         new OverPicture(over_, canvas_, 0);
         over_->setAttribute(Qt::WA_NoMousePropagation);
         connect(over_, &QObject::destroyed, this, [this] { over_ = nullptr; });
@@ -278,11 +281,6 @@ bool PreviewPane::eventFilter(QObject* object, QEvent* event) {
     if (object == canvas_ && over_ && bare_ && (event->type() == QEvent::Resize || event->type() == QEvent::Move))
         placeStrip();
     return QWidget::eventFilter(object, event);
-}
-
-void PreviewPane::showSize() {
-    const QSize size = canvas_->pixelSize();
-    strip_->size->setText(tr("%1 × %2").arg(size.width()).arg(size.height()));
 }
 
 } // namespace glasshob

@@ -12,6 +12,8 @@ class CodeEditor;
 class FindBar;
 class GoToLineBar;
 class MessageList;
+class PictureActions;
+class TimeBar;
 
 class EditorPane : public QWidget {
     Q_OBJECT
@@ -44,7 +46,7 @@ class EditorPane : public QWidget {
 class PreviewPane : public QWidget {
     Q_OBJECT
   public:
-    PreviewPane(AppModel& model, Canvas* canvas, QWidget* parent);
+    PreviewPane(AppModel& model, Canvas* canvas, const PictureActions& actions, QWidget* parent);
     // The picture alone. An error then shows its strip over the picture's top edge: the picture keeps its size.
     void setBare(bool bare);
 
@@ -60,12 +62,13 @@ class PreviewPane : public QWidget {
     void follow();
     void goToError();
     void placeStrip();
-    void showSize();
 
     class Strip;
     AppModel& model_;
     Canvas* canvas_;
+    const PictureActions& actions_;
     Strip* strip_;
+    TimeBar* timeBar_;
     Strip* over_ = nullptr; // over the picture, while it is bare
     bool bare_ = false;
     int covered_ = 0;

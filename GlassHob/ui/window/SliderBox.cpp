@@ -58,14 +58,21 @@ void SliderBox::setTopInset(int height) {
     fit();
 }
 
+void SliderBox::setBelow(const QRect& below) {
+    if (std::exchange(below_, below) != below) fit();
+}
+
 void SliderBox::fit() {
     if (dragged_ || !picture_) return;
-    const QRect room = this->room();
+    QRect room = this->room();
     const int wide = std::min(tall_ ? tallWidth : denseWidth, room.width() - 2 * margin);
-    const int high = std::min(inspector_.wantedHeight(wide - 2) + 2, int(room.height() * mostOfThePicture));
     const bool right = corner_ % 2, bottom = corner_ / 2;
-    setGeometry(right ? room.right() + 1 - margin - wide : room.left() + margin,
-                bottom ? room.bottom() + 1 - margin - high : room.top() + margin, std::max(wide, 200),
+    const int left = right ? room.right() + 1 - margin - wide : room.left() + margin;
+    const bool isOverOther = left < below_.right() + 1 + margin && left + wide > below_.left() - margin;
+    if (!below_.isEmpty() && isOverOther) room.setBottom(below_.top() - 1);
+    const int high = std::min(inspector_.wantedHeight(wide - 2) + 2,
+                              std::min(int(this->room().height() * mostOfThePicture), room.height() - 2 * margin));
+    setGeometry(left, bottom ? room.bottom() + 1 - margin - high : room.top() + margin, std::max(wide, 200),
                 std::max(high, 100));
     raise();
 }

@@ -26,6 +26,9 @@ class SliderBox : public QWidget {
     void setCorner(int corner);
     // So much of the picture's top edge is taken.
     void setTopInset(int height);
+    // So much of its bottom edge is taken, over this part of the window's width: in a bottom corner the box lies above
+    // that where the two would touch.
+    void setBelow(const QRect& below);
     // Its size for the sliders there are, in its corner.
     void fit();
     // How it comes and goes.
@@ -44,6 +47,7 @@ class SliderBox : public QWidget {
     QPointer<QWidget> picture_;
     bool tall_ = false;
     int topInset_ = 0;
+    QRect below_;
     int corner_ = 3;
     bool dragged_ = false;
     QPoint grip_;

@@ -3,6 +3,7 @@
 #include "GlassHob/model/AppModel.h"
 #include "GlassHob/ui/controls/Fonts.h"
 #include "GlassHob/ui/controls/Theme.h"
+#include "GlassHob/ui/picture/TimeField.h"
 
 #include <algorithm>
 
@@ -38,8 +39,7 @@ Toolbar::Toolbar(AppModel& model, const Actions& actions, QWidget* parent)
         layOut();
     };
     connect(actions.hearSound, &QAction::changed, this, followSound);
-    time_ = new TextLine(fonts::time(), Role::text, this);
-    time_->setAccessibleName(tr("Shader time"));
+    time_ = new TimeField(model_, this);
     frame_ = new TextLine(fonts::small(), Role::text3, this);
     still_ = buttonFor(actions.saveStill, Icon::still, tr("Save still"));
     still_->setLabel(tr("Still"));
@@ -81,8 +81,6 @@ ToolButton* Toolbar::buttonFor(QAction* action, Icon icon, const QString& name) 
 
 void Toolbar::followClock() {
     play_->setIcon(model_.paused() ? Icon::play : Icon::pause);
-    time_->setText(tr("%1 s").arg(QString::number(model_.time(), 'f', 1)));
-    time_->setAccessibleDescription(tr("%1 seconds").arg(QString::number(model_.time(), 'f', 1)));
     frame_->setText(tr("frame %1").arg(model_.frame()));
     layOut();
 }
@@ -146,8 +144,8 @@ void Toolbar::layOut() {
     if (wide) put(step_, gap);
     sound_->setVisible(sound_->isEnabled());
     if (sound_->isEnabled()) put(sound_, gap);
-    x += 10 - gap;
-    put(time_, 12);
+    x += 4 - gap;
+    put(time_, 6);
     const bool roomForFrame = x + frame_->sizeHint().width() + gap <= right;
     frame_->setVisible(roomForFrame && wide);
     if (frame_->isVisibleTo(this)) put(frame_, 0);

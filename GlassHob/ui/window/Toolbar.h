@@ -9,6 +9,7 @@
 namespace glasshob {
 
 class AppModel;
+class TimeField;
 
 class Toolbar : public Ground {
     Q_OBJECT
@@ -44,7 +45,8 @@ class Toolbar : public Ground {
     QAction* save_;
     ToolButton *editorToggle_, *inspectorToggle_, *new_, *open_, *saveButton_;
     ToolButton *start_, *play_, *step_, *sound_;
-    TextLine *time_, *frame_;
+    TimeField* time_;
+    TextLine* frame_;
     ToolButton *still_, *export_, *share_, *account_;
     BarSeparator *afterToggles_, *beforeTransport_, *beforeAccount_;
     std::optional<int> pictureLeft_;
