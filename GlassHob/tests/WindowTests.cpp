@@ -334,8 +334,8 @@ TEST_P(WindowTest, ALostDeviceStopsThePictureUntilTheNextGoodCompile) {
 }
 
 TEST_P(WindowTest, AFrameThatTakesSecondsLeavesTheWindowAliveAndTheNextShaderComes) {
-    // Frames of such a test before this one may still be in work.
-    ASSERT_TRUE(waitForColor(0.25, 0.5));
+    // Frames of such a test before this one may still be in work, for long on a busy machine.
+    ASSERT_TRUE(waitForColor(0.25, 0.5) || waitForColor(0.25, 0.5));
     ASSERT_TRUE(QTest::qWaitFor([&] { return model->deviceTrouble().isEmpty(); }, patience));
     replaceInLine(3, "0.5", "0.0; for (int i = 0; i < 6000; ++i) green = sin(green + uv.x + float(i))");
     if (!QTest::qWaitFor([&] { return !model->deviceTrouble().isEmpty(); }, patience))
