@@ -84,6 +84,7 @@ void AppModel::followReplaced(const QString& replaced) {
     key_ = presetKey();
     SliderMemory::Positions kept = sliderMemory_.of(key_);
     compilation_.sliders().restore(std::move(kept.values), std::move(kept.defaults));
+    clock_.setLoop(std::nullopt);
     backToStart();
     ticksOfDocument_ = 0;
     seen_->start(longUntilSeen, [this] { document_.remember(); });
