@@ -10,6 +10,7 @@
 #include "GlassHob/ui/editor/CodeEditor.h"
 #include "GlassHob/ui/editor/MessageList.h"
 #include "GlassHob/ui/export/ExportWindow.h"
+#include "GlassHob/ui/export/StillWindow.h"
 #include "GlassHob/ui/sliders/Inspector.h"
 #include "GlassHob/ui/sliders/ParameterSlider.h"
 #include "GlassHob/ui/window/MainWindow.h"
@@ -217,8 +218,13 @@ TEST_F(Journey, FromOpeningToQuitting) {
     COMES_TRUE(window->isActiveWindow());
     const QString still = folder.filePath("still.png");
     hands.press("Ctrl+Shift+I");
+    COMES_TRUE(dialog<StillWindow>() != nullptr && dialog<StillWindow>()->isActiveWindow());
+    hands.press("Return");
     chooseFile(still);
-    COMES_TRUE(QFile::exists(still) && !QImage(still).isNull() && window->isActiveWindow());
+    COMES_TRUE(QFile::exists(still) && !QImage(still).isNull());
+    COMES_TRUE(dialog<StillWindow>() != nullptr && dialog<StillWindow>()->isActiveWindow());
+    hands.press("Escape");
+    COMES_TRUE(dialog<StillWindow>() == nullptr && window->isActiveWindow());
     const QColor pixel = QImage(still).pixelColor(40, 40);
     EXPECT_NEAR(pixel.redF(), red, 0.01);
     EXPECT_NEAR(pixel.greenF(), 0.75, 0.01);
