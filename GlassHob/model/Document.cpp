@@ -349,9 +349,9 @@ void Document::save(std::function<void(bool)> then) {
 
 void Document::writeTo(const QString& path, std::function<void(bool)> then) {
     const std::string written = currentText_;
-    if (written.size() > ShaderFile::sizeLimit) {
+    if (!ShaderFile::fits(written)) {
         questions_.warn(tr("Can't save %1").arg(fileName(path)),
-                        tr("The text is larger than 4 MB, which is the largest that can be opened again. Make it "
+                        tr("The text has more than 4 MB or 200,000 lines and could not be opened again. Make it "
                            "shorter, or copy what you need into another file."));
         if (then) then(false);
         return;

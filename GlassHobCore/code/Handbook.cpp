@@ -20,8 +20,8 @@ namespace glasshob::handbook {
 
 namespace {
 
-constexpr const char* files[] = {"README.md",     "first-shader.md", "values.md", "kinds.md",    "sound.md",
-                                 "directives.md", "language.md",     "export.md", "functions.md"};
+constexpr const char* files[] = {"README.md",     "first-shader.md", "values.md", "kinds.md",  "sound.md",
+                                 "directives.md", "language.md",     "window.md", "export.md", "functions.md"};
 
 QString text(std::string_view bytes) {
     return QString::fromUtf8(bytes.data(), qsizetype(bytes.size()));
