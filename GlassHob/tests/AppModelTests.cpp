@@ -339,7 +339,7 @@ TEST_F(AppModelTest, ATextThatCouldNotBeOpenedAgainIsNotSaved) {
     model->save([&](bool ok) { saved = ok; });
     EXPECT_FALSE(saved);
     ASSERT_EQ(questions.warnings.size(), 1);
-    EXPECT_TRUE(questions.warnings[0].startsWith("Can't save a.metal|The text is larger than 4 MB"));
+    EXPECT_TRUE(questions.warnings[0].startsWith("Can't save a.metal|The text has more than 4 MB or 200,000 lines"));
     EXPECT_EQ(contents(path), shader(""));
 }
 
