@@ -132,13 +132,15 @@ TEST_F(ExportWindowTest, FromTheFormToTheVideoByKeyboard) {
     EXPECT_EQ(shown->focusWidget(), form->start());
     EXPECT_EQ(form->foreseen()->text(), "600 frames, about 6 MB");
     QTest::keyClick(form->start(), Qt::Key_Tab, Qt::ShiftModifier);
+    EXPECT_EQ(shown->focusWidget(), form->fromNow());
+    QTest::keyClick(form->fromNow(), Qt::Key_Tab, Qt::ShiftModifier);
     QWidget* card = shown->focusWidget();
     ASSERT_EQ(card, form->presets()->cards()[1]) << "Tab comes to the chosen card";
     QTest::keyClick(card, Qt::Key_Down);
     QTest::keyClick(shown->focusWidget(), Qt::Key_Down);
     EXPECT_EQ(model->exportChoices().presetId, "site");
     EXPECT_EQ(form->foreseen()->text(), "300 frames, about 8 MB");
-    for (int i = 0; i < 3; ++i)
+    for (int i = 0; i < 4; ++i)
         QTest::keyClick(shown->focusWidget(), Qt::Key_Tab);
     ASSERT_EQ(shown->focusWidget(), form->mark());
     QTest::keyClick(form->mark(), Qt::Key_Space);
@@ -359,6 +361,21 @@ TEST_F(ExportWindowTest, TheFormFollowsFormatAndOwnSize) {
     EXPECT_FALSE(form->presets()->isVisible() || form->mark()->isVisible() || shown->picture()->isVisible());
     EXPECT_FALSE(form->exportButton()->isEnabled()) << "this shader has no sound";
     EXPECT_EQ(form->foreseen()->text(), "The shader has no sound");
+}
+
+TEST_F(ExportWindowTest, ItTakesThePreviewsTimeAndItsLoop) {
+    model->setPaused(true);
+    model->setTime(7.25);
+    ExportForm* form = open()->form();
+    EXPECT_FALSE(form->theLoop()->isVisibleTo(form));
+    form->fromNow()->click();
+    EXPECT_EQ(form->start()->text(), "7.2");
+    EXPECT_EQ(model->exportChoices().start, 7.2);
+    model->setLoop(TimeStretch{2, 5.5});
+    EXPECT_TRUE(comesTrue([&] { return form->theLoop()->isVisibleTo(form); }));
+    form->theLoop()->click();
+    EXPECT_EQ(model->exportChoices().start, 2);
+    EXPECT_EQ(model->exportChoices().duration, 3.5);
 }
 
 TEST_F(ExportWindowTest, SaveSoundIsOfferedWhereThereIsSound) {

@@ -16,6 +16,7 @@
 #include <QVBoxLayout>
 
 #include <algorithm>
+#include <cmath>
 #include <utility>
 #include <vector>
 
@@ -56,6 +57,10 @@ ExportForm::ExportForm(AppModel& model, QWidget* parent) : QWidget(parent), mode
     };
     start_ = field(tr("Start"));
     duration_ = field(tr("Duration"));
+    fromNow_ = new TextButton(tr("From now"), TextButton::Look::link, ground);
+    fromNow_->setToolTip(plainToolTip(tr("Begin at the preview's time")));
+    theLoop_ = new TextButton(tr("The loop"), TextButton::Look::link, ground);
+    theLoop_->setToolTip(plainToolTip(tr("Export the stretch that the preview loops")));
     message_ = new FieldMessage(dialogWidth - 2 * dialogMargin, ground);
     mark_ = new QCheckBox(tr("Draw the Hob mark"), ground);
     mark_->setFont(fonts::body());
@@ -89,11 +94,20 @@ ExportForm::ExportForm(AppModel& model, QWidget* parent) : QWidget(parent), mode
         SearchField* which = column == 0 ? start_ : duration_;
         auto* label = new TextLine(fonts::fieldLabel(), Role::text2, ground, which->accessibleName());
         label->setFixedHeight(17);
-        fields->addWidget(label, 0, column);
+        TextButton* link = column == 0 ? fromNow_ : theLoop_;
+        link->setFixedHeight(17);
+        auto* head = new QHBoxLayout;
+        head->setSpacing(8);
+        head->addWidget(label);
+        head->addStretch(1);
+        head->addWidget(link);
+        fields->addLayout(head, 0, column);
         fields->addWidget(which, 1, column);
         fields->setColumnStretch(column, 1);
     }
     body->addLayout(fields);
+    setTabBefore(fromNow_, start_);
+    setTabBefore(theLoop_, duration_);
     auto* rest = new QVBoxLayout;
     rest->setContentsMargins(dialogMargin, 0, dialogMargin, 0);
     rest->setSpacing(0);
@@ -140,6 +154,18 @@ ExportForm::ExportForm(AppModel& model, QWidget* parent) : QWidget(parent), mode
         connect(which, &QLineEdit::textEdited, this, &ExportForm::read);
         connect(which, &QLineEdit::editingFinished, this, [this] { check(true); });
     }
+    connect(fromNow_, &QAbstractButton::clicked, this, [this] {
+        start_->setText(exportTexts::seconds(std::floor(model_.time() * 10) / 10));
+        read();
+    });
+    connect(theLoop_, &QAbstractButton::clicked, this, [this] {
+        if (!model_.loop()) return;
+        start_->setText(exportTexts::seconds(model_.loop()->start));
+        duration_->setText(exportTexts::seconds(model_.loop()->length()));
+        read();
+    });
+    connect(&model_, &AppModel::clockChanged, this, [this] { theLoop_->setVisible(model_.loop().has_value()); });
+    theLoop_->setVisible(model_.loop().has_value());
     connect(cancel_, &QAbstractButton::clicked, this, &ExportForm::cancelled);
     connect(export_, &QAbstractButton::clicked, this, &ExportForm::submit);
     connect(&model_, &AppModel::exportChanged, this, &ExportForm::followChoices);

@@ -40,6 +40,9 @@ class ExportForm : public QWidget {
     PresetCards* presets() const { return presets_; }
     SearchField* start() const { return start_; }
     SearchField* duration() const { return duration_; }
+    // They fill the fields: with the preview's time, with the stretch that it loops.
+    TextButton* fromNow() const { return fromNow_; }
+    TextButton* theLoop() const { return theLoop_; }
     QCheckBox* mark() const { return mark_; }
     FieldMessage* message() const { return message_; }
     TextLine* foreseen() const { return foreseen_; }
@@ -67,6 +70,7 @@ class ExportForm : public QWidget {
     QWidget* ownRow_;
     OwnPicture* own_;
     SearchField *start_, *duration_;
+    TextButton *fromNow_, *theLoop_;
     QCheckBox* mark_;
     FieldMessage* message_;
     TextLine* foreseen_;
