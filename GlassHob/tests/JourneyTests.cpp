@@ -233,9 +233,11 @@ TEST_F(Journey, FromOpeningToQuitting) {
     const QString movie = folder.filePath("movie.mp4");
     hands.press("Ctrl+Shift+E");
     COMES_TRUE(dialog<ExportWindow>() != nullptr && dialog<ExportWindow>()->isActiveWindow());
+    hands.press("Shift+Tab"); // From now
     hands.press("Shift+Tab");
     hands.press("Down");
     hands.press("Down");
+    hands.press("Tab");
     hands.press("Tab");
     hands.type("0.5");
     hands.press("Tab");

@@ -46,10 +46,10 @@ constexpr bool measuresTime = false; // only that it ends
 // What a text may take: alone, and while somebody types.
 struct Promise {
     int milliseconds; // CompileOptions::timeLimit
-    double seconds;   // of processor time; twice the promise where it is a moment, for a busy machine
+    double seconds;   // of processor time; three times the promise where it is a moment, for a busy machine
     long megabytes;   // beside the text
 };
-constexpr Promise promises[] = {{0, 2.0, 500}, {250, 0.6, 300}};
+constexpr Promise promises[] = {{0, 2.0, 500}, {250, 0.9, 300}};
 
 struct Outcome {
     int status = 0;
