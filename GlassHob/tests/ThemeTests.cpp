@@ -1,5 +1,5 @@
 #include "GlassHob/ui/controls/Icons.h"
-#include "GlassHob/ui/controls/ThemeTables.h"
+#include "GlassHobRender/paint/ThemeTables.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,7 @@
 #include "GlassHob/ui/controls/BoxShape.h"
 
 #include "GlassHob/ui/controls/Theme.h"
+#include "GlassHobRender/paint/PaintedImage.h"
 
 #include <QBitmap>
 
@@ -18,10 +19,7 @@ QRegion roundedRegion(const QSize& size, double radius) {
 }
 
 void paintBox(QPainter& painter, const QRect& box) {
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.setBrush(themed(Role::panel));
-    painter.setPen(QPen(themed(Role::lineStrong), 1));
-    painter.drawRoundedRect(QRectF(box).adjusted(0.5, 0.5, -0.5, -0.5), boxRadius, boxRadius);
+    paintPanel(painter, box, {.fill = themed(Role::panel), .edge = themed(Role::lineStrong), .radius = boxRadius});
 }
 
 } // namespace glasshob

@@ -4,7 +4,7 @@
 #pragma once
 
 #include "GlassHob/ui/controls/Icons.h"
-#include "GlassHob/ui/controls/ThemeTables.h"
+#include "GlassHobRender/paint/ThemeTables.h"
 
 #include <QAbstractButton>
 #include <QPointer>

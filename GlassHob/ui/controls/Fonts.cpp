@@ -1,5 +1,7 @@
 #include "GlassHob/ui/controls/Fonts.h"
 
+#include "GlassHobRender/paint/PaintFonts.h"
+
 #include <QGuiApplication>
 #include <QScreen>
 
@@ -24,7 +26,7 @@ void setLogicalPixels(QFont& font, double pixels) {
 } // namespace
 
 QFont ui(double pixels, QFont::Weight weight) {
-    QFont font(QStringLiteral("Manrope"));
+    QFont font(QString::fromLatin1(paintFonts::wordFamily));
     font.setStyleHint(QFont::SansSerif);
     font.setWeight(weight);
     setLogicalPixels(font, pixels);
@@ -37,7 +39,7 @@ QFont mono(double pixels, QFont::Weight weight) {
     const auto [at, isNew] = made.try_emplace({pixels, int(weight)});
     if (isNew) {
         QFont& font = at->second;
-        font.setFamily(QStringLiteral("JetBrains Mono"));
+        font.setFamily(QString::fromLatin1(paintFonts::codeFamily));
         // Without shaping there are no ligatures, and every cell keeps its width.
         font.setStyleHint(QFont::Monospace, QFont::PreferNoShaping);
         font.setFixedPitch(true);

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "GlassHob/ui/controls/Icons.h"
-#include "GlassHob/ui/controls/ThemeTables.h"
+#include "GlassHobRender/paint/ThemeTables.h"
 #include "GlassHobCore/code/Diagnostics.h"
 
 namespace glasshob {

@@ -24,10 +24,6 @@ constexpr auto portalInterface = "org.freedesktop.portal.Settings";
 constexpr auto appearanceGroup = "org.freedesktop.appearance";
 constexpr auto colorSchemeKey = "color-scheme";
 
-QColor pick(const ThemeEntry& entry, bool dark) {
-    return QColor::fromRgb(QRgb(0xff000000u | (dark ? entry.dark : entry.light)));
-}
-
 // The portal wraps its answer in one or two variants, according to the version of the interface.
 uint unwrapped(QVariant value) {
     while (value.canConvert<QDBusVariant>())
@@ -93,13 +89,6 @@ void Theme::setAppearance(Appearance appearance) {
                                         : appearance == Appearance::light ? "light"
                                                                           : "system");
     apply(true);
-}
-
-QColor Theme::color(Role role) const {
-    return pick(themeRoles[std::size_t(role)], dark_);
-}
-QColor Theme::color(CodeRole role) const {
-    return pick(themeCode[std::size_t(role)], dark_);
 }
 
 void Theme::readDesktopPreference() {

@@ -3,9 +3,8 @@
 // One object per application, main thread. Widgets ask it for colours while they paint and repaint on changed().
 #pragma once
 
-#include "GlassHob/ui/controls/ThemeTables.h"
+#include "GlassHobRender/paint/Colours.h"
 
-#include <QColor>
 #include <QObject>
 
 class QDBusVariant;
@@ -27,8 +26,9 @@ class Theme : public QObject {
     void setAppearance(Appearance appearance);
 
     bool isDark() const { return dark_; }
-    QColor color(Role role) const;
-    QColor color(CodeRole role) const;
+    Shade shade() const { return dark_ ? Shade::dark : Shade::light; }
+    QColor color(Role role) const { return colourOf(role, shade()); }
+    QColor color(CodeRole role) const { return colourOf(role, shade()); }
 
   signals:
     void changed();

@@ -4,8 +4,6 @@
 
 namespace glasshob {
 
-static_assert(int(CodeRole::attribute) == int(SyntaxKind::attribute) + 1, "code colours follow the kinds of tokens");
-
 SyntaxHighlighter::SyntaxHighlighter(QTextDocument* document) : QSyntaxHighlighter(document) {
     makeFormats();
 }
@@ -13,7 +11,7 @@ SyntaxHighlighter::SyntaxHighlighter(QTextDocument* document) : QSyntaxHighlight
 void SyntaxHighlighter::makeFormats() {
     for (std::size_t kind = 0; kind < formats_.size(); ++kind) {
         formats_[kind] = {};
-        formats_[kind].setForeground(themed(CodeRole(kind + 1)));
+        formats_[kind].setForeground(themed(codeRole(SyntaxKind(kind))));
     }
     formats_[std::size_t(SyntaxKind::headerKey)].setFontWeight(QFont::DemiBold);
 }

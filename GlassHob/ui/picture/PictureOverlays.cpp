@@ -3,27 +3,12 @@
 #include "GPU/Device.h"
 #include "GPU/Encoders.h"
 #include "GPU/Texture.h"
+#include "GlassHobRender/paint/PaintedImage.h"
 #include "GlassHobRender/program/OverlayPipeline.h"
 
 #include <stdexcept>
 
 namespace glasshob {
-
-namespace {
-
-std::shared_ptr<gpu::Texture> textureOf(const QImage& image, gpu::Device& device) {
-    const QImage premultiplied = image.convertToFormat(QImage::Format_ARGB32_Premultiplied);
-    const auto width = std::uint32_t(image.width()), height = std::uint32_t(image.height());
-    // A new one each time, as frames may be in flight that show the old one.
-    auto made = device.makeTexture(
-        {.width = width, .height = height, .storage = gpu::StorageMode::shared, .usage = {.shaderRead = true}});
-    if (!made) return nullptr;
-    const auto filled =
-        (*made)->replace({0, 0, width, height}, premultiplied.constBits(), std::size_t(premultiplied.bytesPerLine()));
-    return filled ? *made : nullptr;
-}
-
-} // namespace
 
 PictureOverlays::PictureOverlays() = default;
 PictureOverlays::~PictureOverlays() = default;
@@ -53,6 +38,7 @@ void PictureOverlays::draw(gpu::RenderCommandEncoder& encoder, const std::shared
         } catch (const std::runtime_error&) {
             return; // a device that cannot make it any more: the picture itself tells of that
         }
+        // A new one for each image, as frames may be in flight that show the one before.
         if (!box.texture) box.texture = textureOf(box.placed.image, *device);
         if (!box.texture) continue;
         const QPoint place = box.placed.place;

@@ -1,5 +1,5 @@
-// The colours of the window, dark and light, by role: the only place where a colour is written down.
-// Plain constants without Qt, so that a test can compute every contrast ratio from them.
+// The colours of the window and of painted pages, dark and light, by role: the only place where a colour is written
+// down. Plain constants without Qt, so that a test can compute every contrast ratio from them.
 #pragma once
 
 #include <array>

@@ -1,0 +1,35 @@
+#pragma once
+
+// What is painted with QPainter as something to lay over frames (OverlayQuad). Any thread.
+
+#include <QColor>
+#include <QImage>
+
+#include <memory>
+
+class QPainter;
+class QRectF;
+
+namespace gpu {
+class Device;
+class Texture;
+} // namespace gpu
+
+namespace glasshob {
+
+/// A transparent image of that size in pixels, as overlays are: premultiplied.
+QImage overlayImage(int width, int height);
+
+/// The image as a new texture, premultiplied and texel for pixel. Null when the device has no room for it or is lost.
+std::shared_ptr<gpu::Texture> textureOf(const QImage& image, gpu::Device& device);
+
+/// A filled box with round corners and an edge that lies inside `box`.
+struct PanelLook {
+    QColor fill;
+    QColor edge;
+    double edgeWidth = 1;
+    double radius = 10;
+};
+void paintPanel(QPainter& painter, const QRectF& box, const PanelLook& look);
+
+} // namespace glasshob
