@@ -1,4 +1,4 @@
-#include "GlassHobCore/shader/EpisodeMeta.h"
+#include "GlassHobCore/episode/EpisodeMeta.h"
 #include "GlassHobCore/shader/ExportLimits.h"
 #include "GlassHobCore/text/Numbers.h"
 #include "GlassHobRender/formats/StillFile.h"

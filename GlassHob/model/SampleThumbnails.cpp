@@ -1,7 +1,7 @@
 #include "GlassHob/model/SampleThumbnails.h"
 
 #include "GPU/Device.h"
-#include "GlassHobCore/shader/EpisodeMeta.h"
+#include "GlassHobCore/episode/EpisodeMeta.h"
 #include "GlassHobRender/output/StillRenderer.h"
 #include "GlassHobRender/program/ShaderProgram.h"
 

@@ -1,7 +1,7 @@
 #include "GlassHobCore/code/CodeCompletion.h"
 #include "GlassHobCore/code/ExpressionType.h"
 #include "GlassHobCore/code/LibraryNames.h"
-#include "GlassHobCore/shader/EpisodeMeta.h"
+#include "GlassHobCore/episode/EpisodeMeta.h"
 #include "GlassHobCore/shader/Params.h"
 #include "MSL/Compiler.h"
 #include "MSL/Language.h"

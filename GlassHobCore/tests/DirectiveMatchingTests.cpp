@@ -2,7 +2,7 @@
 // must accept, over many lines put together from pieces that matter.
 
 #include "GlassHobCore/code/Diagnostics.h"
-#include "GlassHobCore/shader/EpisodeMeta.h"
+#include "GlassHobCore/episode/EpisodeMeta.h"
 #include "GlassHobCore/shader/Params.h"
 #include "GlassHobCore/shader/ShaderAssembler.h"
 #include "GlassHobCore/text/Numbers.h"

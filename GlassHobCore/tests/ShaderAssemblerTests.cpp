@@ -1,4 +1,4 @@
-#include "GlassHobCore/shader/EpisodeMeta.h"
+#include "GlassHobCore/episode/EpisodeMeta.h"
 #include "GlassHobCore/shader/ShaderAssembler.h"
 
 #include <gtest/gtest.h>

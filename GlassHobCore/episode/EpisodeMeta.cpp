@@ -1,4 +1,4 @@
-#include "GlassHobCore/shader/EpisodeMeta.h"
+#include "GlassHobCore/episode/EpisodeMeta.h"
 
 #include "GlassHobCore/text/LineMatcher.h"
 #include "GlassHobCore/text/Numbers.h"
