@@ -3,6 +3,7 @@
 #include "MSL/FrontEnd.h"
 #include "MSL/legalize/Legalize.h"
 #include "MSL/passes/LargeZeros.h"
+#include "MSL/passes/LoopChains.h"
 #include "MSL/passes/PipelineCost.h"
 #include "MSL/source/Diagnostics.h"
 #include "MSL/source/SourceManager.h"
@@ -44,6 +45,8 @@ std::optional<CompiledLibrary> build(SourceManager& sources, Diagnostics& diagno
     // What the driver will do with it.
     clearInLoops(*module);
     verifyAfter("clearing in loops", *module, diagnostics);
+    breakLoopChains(*module);
+    verifyAfter("breaking chains of loops", *module, diagnostics);
     if (const auto excess = findExcessiveCost(*module)) {
         diagnostics.error(*excess, "the program is too large: a driver would take too long to build the pipeline of "
                                    "what stands up to here");

@@ -268,7 +268,8 @@ struct Block {
     Instruction* first = nullptr;
     Instruction* last = nullptr;
     void append(Instruction* instruction);
-    void insertBefore(Instruction* at, Instruction* instruction);
+    void insertBefore(Instruction* at, Instruction* instruction); // at the end without `at`
+    void moveBefore(Instruction* at, Block& from);                // everything that is in `from`
     void remove(Instruction* instruction);
     bool isEmpty() const { return first == nullptr; }
     bool isTerminated() const; // its last instruction is a terminator

@@ -25,6 +25,13 @@ void Block::insertBefore(Instruction* at, Instruction* instruction) {
     at->previous = instruction;
 }
 
+void Block::moveBefore(Instruction* at, Block& from) {
+    while (Instruction* instruction = from.first) {
+        from.remove(instruction);
+        insertBefore(at, instruction);
+    }
+}
+
 void Block::remove(Instruction* instruction) {
     (instruction->previous != nullptr ? instruction->previous->next : first) = instruction->next;
     (instruction->next != nullptr ? instruction->next->previous : last) = instruction->previous;

@@ -63,11 +63,7 @@ class Clearer {
         Block made;
         builder_.block = &made;
         clear(place);
-        for (Instruction* at = made.first; at != nullptr;) {
-            Instruction* next = at->next;
-            block.insertBefore(before, at);
-            at = next;
-        }
+        block.moveBefore(before, made);
     }
 
     void clear(Place* place) {

@@ -1,9 +1,9 @@
 #include "MSL/passes/PipelineCost.h"
 
 #include "MSL/ir/Walk.h"
+#include "MSL/passes/DriverLoops.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <unordered_map>
 
 namespace msl {
@@ -29,10 +29,8 @@ constexpr double accessPair = 3;  // what each of them adds to every other
 constexpr double smallArray = 16; // words
 constexpr double choice = 500;    // of an element of a small array, for each component
 constexpr double branch = 100;
-constexpr double loop = 800;
-// Times the third power of the number of loops that are not laid out turn by turn. Where a driver can count the turns
-// of none it is 30 times as much, but which ones it can count is its own secret.
-constexpr double loopCube = 3;
+constexpr double loop = 2'600;
+constexpr double loopPair = 12; // what each loop that stays one adds to every other
 constexpr double localWord = 340; // of arrays that are indexed at run time
 } // namespace weights
 
@@ -40,26 +38,26 @@ constexpr double localWord = 340; // of arrays that are indexed at run time
 struct Cost {
     double time = 0;
     double accesses = 0;
-    double loops = 0; // not unrolled
+    double loops = 0; // that stay loops
 
     void add(const Cost& other) {
         time = std::min(time + other.time, 1e30);
         accesses = std::min(accesses + other.accesses, 1e12);
         loops = std::min(loops + other.loops, 1e8);
     }
+    Cost times(double count) const { return {time * count, accesses * count, loops * count}; }
     double total() const {
         return time + accesses * weights::access + accesses * accesses * weights::accessPair / 2 +
-               loops * loops * loops * weights::loopCube;
+               loops * loops * weights::loopPair / 2;
     }
 };
 
 class Estimate {
   public:
-    explicit Estimate(const ir::Module& module) : uniform_(module.valueCount() + 1, unknown) {
+    explicit Estimate(const ir::Module& module) : loops_(module), uniform_(module.valueCount() + 1, unknown) {
         for (const Function* function : module.functions) { // callees come first
             Cost cost = localsOf(*function);
-            ir::forEachInstruction(*function->body,
-                                   [&](const Instruction& instruction) { cost.add(costOf(instruction)); });
+            cost.add(costOf(*function->body));
             costs_[function] = cost;
         }
     }
@@ -73,48 +71,54 @@ class Estimate {
     SourceLocation excess(const Function& function, Cost& sum) {
         sum.add(localsOf(function));
         SourceLocation at;
-        ir::forEachInstruction(*function.body, [&](const Instruction& instruction) {
-            Cost next = sum;
-            next.add(costOf(instruction));
-            if (instruction.location) at = instruction.location;
-            if (next.total() <= weights::limit) {
-                sum = next;
-                return true;
-            }
-            // One call among many is told where it stands, a function that is too much by itself from inside.
-            if (instruction.op == Op::call && of(*instruction.callee).total() > weights::limit / 2) {
-                const SourceLocation inside = excess(*instruction.callee, sum);
-                if (inside) at = inside;
-            }
-            return false;
-        });
+        excess(*function.body, sum, at);
         return at;
     }
 
   private:
     enum Uniformity : std::uint8_t { unknown, uniform, varying };
 
-    // How much of a loop is left in a driver. One with few turns by a constant is laid out turn by turn. One whose end
-    // is the caller's or the host's number often is, because the driver puts functions into their callers and the
-    // host's numbers into the code.
-    double loopsLeft(const Instruction& loop) {
-        constexpr std::int64_t mostTurns = 32;
-        constexpr double oftenLaidOut = 0.3;
-        for (const Instruction* at = loop.blocks[0]->first; at != nullptr; at = at->next) {
-            if (at->op != Op::if_) continue;
-            const Instruction* test = at->operands[0]->definition;
-            if (test == nullptr || test->op < Op::equal || test->op > Op::greaterEqual) return 1;
-            for (const Value* bound : test->operands) {
-                if (bound->isConstant()) {
-                    const bool isFew = bound->type->isScalar() && !isFloating(bound->type->scalar) &&
-                                       std::abs(ir::Module::intValue(bound)) <= mostTurns;
-                    return isFew ? 0 : 1;
-                }
-                if (bound->kind == Value::Kind::parameter || isUniform(bound)) return oftenLaidOut;
+    // Whether the sum has gone over the limit. `at` follows it.
+    bool excess(const Block& block, Cost& sum, SourceLocation& at) {
+        for (const Instruction* instruction = block.first; instruction != nullptr; instruction = instruction->next) {
+            Cost next = sum;
+            next.add(withInnerBlocks(*instruction));
+            if (instruction->location) at = instruction->location;
+            if (next.total() <= weights::limit) {
+                sum = next;
+                continue;
             }
-            return 1;
+            // One call among many is told where it stands, a function that is too much by itself from inside.
+            if (instruction->op == Op::call && of(*instruction->callee).total() > weights::limit / 2) {
+                if (const SourceLocation inside = excess(*instruction->callee, sum)) at = inside;
+            } else if (copies(*instruction) == 1) {
+                sum.add(costOf(*instruction));
+                bool isOver = false;
+                ir::forEachInnerBlock(*instruction,
+                                      [&](const Block& inner) { isOver = isOver || excess(inner, sum, at); });
+            }
+            return true;
         }
-        return 1;
+        return false;
+    }
+
+    double copies(const Instruction& instruction) const {
+        return instruction.op == Op::loop ? std::max(1.0, loops_.copies(instruction)) : 1;
+    }
+
+    Cost costOf(const Block& block) {
+        Cost cost;
+        for (const Instruction* at = block.first; at != nullptr; at = at->next)
+            cost.add(withInnerBlocks(*at));
+        return cost;
+    }
+
+    Cost withInnerBlocks(const Instruction& instruction) {
+        Cost inside;
+        ir::forEachInnerBlock(instruction, [&](const Block& inner) { inside.add(costOf(inner)); });
+        Cost cost = costOf(instruction);
+        cost.add(inside.times(copies(instruction)));
+        return cost;
     }
 
     static double components(TypeRef type) {
@@ -192,7 +196,7 @@ class Estimate {
         case Op::store: return accessTo(*instruction.place);
         case Op::call: return of(*instruction.callee);
         case Op::if_: return {weights::branch, 0};
-        case Op::loop: return {weights::loop, 0, loopsLeft(instruction)};
+        case Op::loop: return {weights::loop, 0, loops_.copies(instruction) == 0 ? 1.0 : 0.0};
         case Op::switch_: {
             double cases = 1;
             for (const ir::SwitchCase& item : instruction.cases)
@@ -257,6 +261,7 @@ class Estimate {
         return cost;
     }
 
+    DriverLoops loops_;
     std::vector<std::uint8_t> uniform_; // by Value::id
     std::unordered_map<const Function*, Cost> costs_;
 };

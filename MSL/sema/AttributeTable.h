@@ -20,9 +20,9 @@ struct KnownAttribute {
     std::int64_t limit = 0; // index: values from 0 to below it
 };
 
-/// In the order of their names.
+// In the order of their names.
 std::span<const KnownAttribute> knownAttributes();
-/// Null for a name that is none.
+// Null for a name that is none.
 const KnownAttribute* findAttribute(std::string_view name);
 
 } // namespace msl

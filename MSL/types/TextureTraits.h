@@ -42,11 +42,11 @@ constexpr TextureTraits textureTraits(TextureShape shape) {
     return {};
 }
 
-/// Whether texels of a texture of this type are read and written as memory is, without a sampler's path: it may be
-/// written, or it is a cube whose texels are read one by one.
+// Whether texels of a texture of this type are read and written as memory is, without a sampler's path: it may be
+// written, or it is a cube whose texels are read one by one.
 bool isReachedAsMemory(TypeRef texture);
 
-/// "texture2d_array" and its kin.
+// "texture2d_array" and its kin.
 std::string_view textureTemplateName(TextureShape shape);
 std::optional<TextureShape> textureShapeNamed(std::string_view name);
 std::span<const std::string_view> textureTemplateNames();

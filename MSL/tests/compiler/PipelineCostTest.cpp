@@ -68,7 +68,14 @@ TEST(PipelineCost, LimitsWhatIsEmitted) {
         {"three hundred such loops",
          kernel("float x = o[i];\nint m = int(x);\n" + numbered("for (int j = 0; j < m; ++j) x = x * x + $;\n", 300) +
                 "o[i] = x;"),
+         nullptr},
+        {"three thousand such loops",
+         kernel("float x = o[i];\nint m = int(x);\n" + numbered("for (int j = 0; j < m; ++j) x = x * x + $;\n", 3'000) +
+                "o[i] = x;"),
          "program_source:[0-9]+:"},
+        {"many loops of few turns that are laid out",
+         kernel("float x = o[i];\n" + numbered("for (int j = 0; j < 30; ++j) x += sin(x + $);\n", 400) + "o[i] = x;"),
+         "program_source:[0-9]+:[0-9]+: error"},
         {"eighty loops with the caller's number of turns",
          kernel("float x = o[i];\n" + numbered("x += fbm(x, 5);\n", 80) + "o[i] = x;",
                 "float fbm(float x, int octaves) { float s = 0; for (int j = 0; j < octaves; ++j) s += fract(x * j); "
@@ -76,8 +83,7 @@ TEST(PipelineCost, LimitsWhatIsEmitted) {
          nullptr},
         {"an array of a thousand numbers", kernel("float a[1000]; a[n] = 1; a[i] = 2; o[i] = a[n * 2];"), nullptr},
         {"two arrays of sixteen thousand numbers",
-         kernel("float a[16000], b[16000]; a[n] = b[i] = 1; b[n] = a[i] = 2; o[i] = a[n * 2] + b[n];"),
-         "error"},
+         kernel("float a[16000], b[16000]; a[n] = b[i] = 1; b[n] = a[i] = 2; o[i] = a[n * 2] + b[n];"), "error"},
         {"a big struct that is copied",
          kernel("S s = {};\n" + numbered("{ S t = s; t.a[n] = s.a[i]; s = t; }\n", 100) + "o[i] = s.a[n];",
                 "struct S { float a[500]; };\n"),
