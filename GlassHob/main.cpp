@@ -9,6 +9,7 @@
 #include "GlassHob/ui/controls/Theme.h"
 #include "GlassHob/ui/window/MainWindow.h"
 #include "GlassHobCore/Identity.h"
+#include "GlassHobCore/text/Text.h"
 
 #include <QApplication>
 #include <QFileInfo>
@@ -30,10 +31,6 @@ constexpr const char* usage =
     "  --shader FILE  open FILE\n"
     "  --help         show this text\n"
     "  --version      show the version\n";
-
-QString asQString(std::string_view text) {
-    return QString::fromUtf8(text.data(), qsizetype(text.size()));
-}
 
 // Answers the options that need no display. A status to end with, or nothing to go on.
 std::optional<int> answerWithoutWindow(int argc, char** argv) {
@@ -69,11 +66,11 @@ int main(int argc, char** argv) {
     }
 
     QApplication application(argc, argv);
-    QApplication::setOrganizationName(asQString(glasshob::Identity::settingsOrganization));
-    QApplication::setApplicationName(asQString(glasshob::Identity::settingsApplication));
-    QApplication::setApplicationDisplayName(asQString(glasshob::Identity::applicationName));
-    QApplication::setApplicationVersion(asQString(glasshob::Identity::version));
-    QGuiApplication::setDesktopFileName(asQString(glasshob::Identity::applicationId));
+    QApplication::setOrganizationName(glasshob::asQString(glasshob::Identity::settingsOrganization));
+    QApplication::setApplicationName(glasshob::asQString(glasshob::Identity::settingsApplication));
+    QApplication::setApplicationDisplayName(glasshob::asQString(glasshob::Identity::applicationName));
+    QApplication::setApplicationVersion(glasshob::asQString(glasshob::Identity::version));
+    QGuiApplication::setDesktopFileName(glasshob::asQString(glasshob::Identity::applicationId));
 
     // Qt has taken its own options out. What is left is ours: a path may also stand alone.
     QStringList arguments = QApplication::arguments();

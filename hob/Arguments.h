@@ -14,28 +14,28 @@
 namespace hob {
 
 struct Option {
-    /// "--size"
+    // "--size"
     std::string_view name;
-    /// "-o", or empty.
+    // "-o", or empty.
     std::string_view shortName;
-    /// What its value is called in help ("WxH"); empty for an option without a value.
+    // What its value is called in help ("WxH"); empty for an option without a value.
     std::string_view value;
     std::string_view help;
 };
 
-/// `parts` is one or more, of a movie.
+// `parts` is one or more, of a movie.
 enum class Operands { none, one, oneOrMore, parts };
 
 class Arguments {
   public:
-    /// `command` is how the help of these options is reached ("hob still"). `--help` is always known.
+    // `command` is how the help of these options is reached ("hob still"). `--help` is always known.
     static std::expected<Arguments, std::string> parse(std::string_view command, std::span<const Option> options,
                                                        Operands operands, std::span<const std::string> words);
 
     bool wantsHelp() const { return wantsHelp_; }
     const std::vector<std::string>& operands() const { return operands_; }
     bool has(std::string_view option) const;
-    /// The value given last.
+    // The value given last.
     std::optional<std::string> value(std::string_view option) const;
     std::vector<std::string> values(std::string_view option) const;
 
@@ -45,7 +45,7 @@ class Arguments {
     std::vector<std::pair<std::string_view, std::string>> options_;
 };
 
-/// The candidate that a mistyped word most likely means; empty when none is close.
+// The candidate that a mistyped word most likely means; empty when none is close.
 std::string_view closest(std::string_view word, std::span<const std::string_view> candidates);
 
 } // namespace hob

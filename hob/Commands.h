@@ -13,11 +13,11 @@ namespace hob {
 
 struct Command {
     std::string_view name;
-    /// One line for the list of commands.
+    // One line for the list of commands.
     std::string_view summary;
-    /// What follows the name on the usage line.
+    // What follows the name on the usage line.
     std::string_view usage;
-    /// A few sentences under the options.
+    // A few sentences under the options.
     std::string_view notes;
     Operands operands = Operands::one;
     std::span<const Option> options;

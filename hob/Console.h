@@ -8,22 +8,22 @@
 
 namespace hob {
 
-/// What the program's caller is told.
+// What the program's caller is told.
 enum class ExitStatus { done = 0, failed = 1, wrongUsage = 2 };
 
 class Console {
   public:
     Console(int output, int error);
 
-    /// Bytes of a result: text, or a file sent to `-`.
+    // Bytes of a result: text, or a file sent to `-`.
     void write(std::string_view bytes);
-    /// A text of several lines for a person, as it is; a line break is added when the last one is missing.
+    // A text of several lines for a person, as it is; a line break is added when the last one is missing.
     void message(std::string_view text);
-    /// One sentence that says what is wrong, behind the program's name.
+    // One sentence that says what is wrong, behind the program's name.
     void problem(std::string_view sentence);
-    /// Shows how far long work has come, on one line that is overwritten; does nothing unless a person watches.
+    // Shows how far long work has come, on one line that is overwritten; does nothing unless a person watches.
     void progress(std::string_view text);
-    /// Takes the progress line away again.
+    // Takes the progress line away again.
     void endProgress();
 
     bool outputIsTerminal() const { return outputIsTerminal_; }

@@ -14,18 +14,18 @@
 
 namespace hob {
 
-/// What is shown while a simulation runs up to a moment.
+// What is shown while a simulation runs up to a moment.
 std::string catchUpText(double reached, double target);
 
 class ExportProgress {
   public:
     ExportProgress(Console& console, bool json) : console_(console), json_(json) {}
 
-    /// Frames written, and frames in all; false when the export should end.
+    // Frames written, and frames in all; false when the export should end.
     bool tell(std::int64_t done, std::int64_t total);
-    /// Seconds of shader time that a simulation has run through before the first frame, and those it must.
+    // Seconds of shader time that a simulation has run through before the first frame, and those it must.
     void tellCatchUp(double reached, double target);
-    /// Stopped by Ctrl-C, for work between frames.
+    // Stopped by Ctrl-C, for work between frames.
     std::stop_token stop() const { return interrupts_.token(); }
 
   private:

@@ -26,9 +26,9 @@ struct ExportRequest {
     bool replaces = false;
     bool tellsJson = false;
     glasshob::VideoExporter::Encoding encoding;
-    /// What a person should know about how the options were taken; one sentence each.
+    // What a person should know about how the options were taken; one sentence each.
     std::vector<std::string> notes;
-    /// A part of the whole alone.
+    // A part of the whole alone.
     std::optional<glasshob::FrameRange> frames;
 
     glasshob::ExportPlan plan() const { return {preset, start, duration}; }
@@ -36,7 +36,7 @@ struct ExportRequest {
 
 std::span<const Option> exportOptions();
 
-/// Fails with a sentence that names the option.
+// Fails with a sentence that names the option.
 std::expected<ExportRequest, std::string> readExportRequest(const Arguments& arguments);
 
 } // namespace hob

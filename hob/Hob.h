@@ -10,7 +10,7 @@
 
 namespace hob {
 
-/// `words` are the arguments without the program's name.
+// `words` are the arguments without the program's name.
 ExitStatus run(std::span<const std::string> words, Console& console);
 
 } // namespace hob

@@ -1,4 +1,5 @@
 #include "GlassHobCore/text/Numbers.h"
+#include "GlassHobCore/text/Text.h"
 #include "hob/Commands.h"
 #include "hob/Source.h"
 
@@ -23,33 +24,29 @@ constexpr Option options[] = {
 
 struct Info {
     AssembledShader shader;
-    /// Bytes of one particle in memory; 0 for the other kinds.
+    // Bytes of one particle in memory; 0 for the other kinds.
     std::int64_t stride = 0;
     double compileMillis = 0;
 };
 
-QString text(std::string_view utf8) {
-    return QString::fromUtf8(utf8.data(), static_cast<qsizetype>(utf8.size()));
-}
-
-/// A float as JSON: its shortest digits; a string where JSON has no number for it.
+// A float as JSON: its shortest digits; a string where JSON has no number for it.
 QJsonValue number(float value) {
     const std::string digits = glasshob::shortestText(value);
-    if (!std::isfinite(value)) return text(digits);
+    if (!std::isfinite(value)) return glasshob::asQString(digits);
     return glasshob::parseDouble(digits).value_or(0);
 }
 
 QByteArray json(const Info& info) {
     QJsonArray params;
     for (const ParamDecl& param : info.shader.params) {
-        params.append(QJsonObject{{"name", text(param.name)},
+        params.append(QJsonObject{{"name", glasshob::asQString(param.name)},
                                   {"default", number(param.defaultValue)},
                                   {"min", number(param.min)},
                                   {"max", number(param.max)},
-                                  {"detail", text(param.detail)}});
+                                  {"detail", glasshob::asQString(param.detail)}});
     }
     const QJsonObject object = {
-        {"kind", text(rawValue(info.shader.kind()))},
+        {"kind", glasshob::asQString(rawValue(info.shader.kind()))},
         {"particles", static_cast<qint64>(info.shader.particles)},
         {"grid", static_cast<qint64>(info.shader.grid)},
         {"hasSound", info.shader.hasSound},

@@ -14,7 +14,7 @@ namespace hob {
 
 class Interrupts {
   public:
-    /// `sentence` is said where the process ends at once.
+    // `sentence` is said where the process ends at once.
     explicit Interrupts(std::string_view sentence);
     ~Interrupts();
     Interrupts(const Interrupts&) = delete;

@@ -12,20 +12,20 @@
 
 namespace hob {
 
-/// Whether the output can be taken; tells why when not. `source` is the path of what the work is done on, which is
-/// never overwritten, and `role` what that is.
+// Whether the output can be taken; tells why when not. `source` is the path of what the work is done on, which is
+// never overwritten, and `role` what that is.
 bool checkOutput(Console& console, const std::string& output, const std::string& source,
                  std::string_view role = "the shader itself");
 
-/// Writes the bytes; tells why when that fails.
+// Writes the bytes; tells why when that fails.
 bool writeOutput(Console& console, const std::string& output, std::string_view bytes);
 
-/// For a file that takes long to write: it grows beside its place. Nothing after the reason was told; a file that is
-/// there is only replaced when that is asked for.
+// For a file that takes long to write: it grows beside its place. Nothing after the reason was told; a file that is
+// there is only replaced when that is asked for.
 std::optional<glasshob::PartialFile> openOutput(Console& console, const std::string& output, bool replaces);
 
-/// The last step: the file appears under its name, or, where another program has made such a file meanwhile and it is
-/// not to be replaced, under one beside it. Tells so, and why when it fails.
+// The last step: the file appears under its name, or, where another program has made such a file meanwhile and it is
+// not to be replaced, under one beside it. Tells so, and why when it fails.
 ExitStatus finishOutput(Console& console, glasshob::PartialFile& file, const std::string& output, bool replaces);
 
 } // namespace hob

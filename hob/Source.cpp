@@ -19,7 +19,7 @@ using glasshob::ShaderFile::Failure;
 
 namespace {
 
-/// Behind the compiler's messages; one that is told as an error already is left out.
+// Behind the compiler's messages; one that is told as an error already is left out.
 void addDirectiveNotes(std::vector<Diagnostic>& told, const Source& source) {
     for (Diagnostic& note : glasshob::directiveNotes(source.text))
         if (std::ranges::none_of(

@@ -25,7 +25,7 @@ constexpr Option options[] = {
     {"--set", "", "NAME=VALUE", "set a slider; may be repeated"},
 };
 
-/// What the options say, apart from the sliders, which need the shader.
+// What the options say, apart from the sliders, which need the shader.
 struct Request {
     std::string output;
     glasshob::StillFormat format = glasshob::StillFormat::png;

@@ -12,14 +12,14 @@
 
 namespace {
 
-/// Drivers look for a Wayland desktop when they start, and without the user's runtime folder that search complains on
-/// standard error. hob opens no window, so there the search is sent to a place where it ends in silence.
+// Drivers look for a Wayland desktop when they start, and without the user's runtime folder that search complains on
+// standard error. hob opens no window, so there the search is sent to a place where it ends in silence.
 void keepDriversQuiet() {
     const char* runtimeFolder = std::getenv("XDG_RUNTIME_DIR");
     if (runtimeFolder == nullptr || runtimeFolder[0] != '/') setenv("WAYLAND_DISPLAY", "/nonexistent", 1);
 }
 
-/// Memory runs out in whichever thread happens to ask for it, also in a library's.
+// Memory runs out in whichever thread happens to ask for it, also in a library's.
 [[noreturn]] void tellLackOfMemory() {
     std::set_new_handler(nullptr);
     glasshob::UnfinishedPaths::removeAll();

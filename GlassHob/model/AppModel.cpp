@@ -3,6 +3,7 @@
 #include "GPU/PipelineWarmer.h"
 #include "GlassHob/model/BesideWork.h"
 #include "GlassHob/model/RetiredDevice.h"
+#include "GlassHobCore/text/Text.h"
 
 #include <QFileInfo>
 #include <QStandardPaths>
@@ -13,10 +14,6 @@ namespace {
 
 // Seconds after which a document without frames counts as seen, too.
 constexpr double longUntilSeen = 2;
-
-QString asQString(std::string_view text) {
-    return QString::fromUtf8(text.data(), qsizetype(text.size()));
-}
 
 } // namespace
 

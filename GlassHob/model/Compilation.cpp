@@ -2,6 +2,7 @@
 
 #include "GPU/Device.h"
 #include "GlassHob/model/DeviceWatch.h"
+#include "GlassHobCore/text/Text.h"
 #include "GlassHobRender/program/ShaderCompiler.h"
 #include "GlassHobRender/program/ShaderProgram.h"
 
@@ -14,10 +15,6 @@ namespace {
 constexpr double compileDelay = 0.3; // seconds
 // Milliseconds after which a driver that is at work on the pipelines is told about.
 constexpr int longPreparation = 250;
-
-QString asQString(std::string_view text) {
-    return QString::fromUtf8(text.data(), qsizetype(text.size()));
-}
 
 std::vector<std::string> linesOf(const std::string& text) {
     std::vector<std::string> lines;

@@ -7,6 +7,7 @@
 #include "GlassHobCore/files/ShaderFile.h"
 #include "GlassHobCore/shader/SampleShelf.h"
 #include "GlassHobCore/shader/ShaderAssembler.h"
+#include "GlassHobCore/text/Text.h"
 
 #include <QDir>
 #include <QFile>
@@ -24,9 +25,6 @@ constexpr double watchInterval = 0.1;
 // Seconds of typing that a crash may take away.
 constexpr double draftInterval = 3;
 
-QString asQString(std::string_view text) {
-    return QString::fromUtf8(text.data(), qsizetype(text.size()));
-}
 std::string nativePath(const QString& path) {
     return QFile::encodeName(path).toStdString();
 }

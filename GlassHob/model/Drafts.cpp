@@ -2,6 +2,7 @@
 
 #include "GlassHobCore/Identity.h"
 #include "GlassHobCore/files/AtomicFile.h"
+#include "GlassHobCore/text/Text.h"
 
 #include <QDir>
 #include <QFile>
@@ -62,7 +63,7 @@ Drafts::~Drafts() = default;
 QString Drafts::standardFolder() {
     const QDir data(QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation));
     const auto folder = Identity::folderName;
-    return data.filePath(QString::fromUtf8(folder.data(), qsizetype(folder.size())) + QStringLiteral("/Drafts"));
+    return data.filePath(asQString(folder) + QStringLiteral("/Drafts"));
 }
 
 void Drafts::keep(const Draft& draft) {

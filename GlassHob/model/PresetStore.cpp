@@ -2,6 +2,7 @@
 
 #include "GlassHobCore/Identity.h"
 #include "GlassHobCore/files/AtomicFile.h"
+#include "GlassHobCore/text/Text.h"
 
 #include <QDir>
 #include <QFile>
@@ -127,7 +128,7 @@ PresetStore::PresetStore(QString path) : path_(std::move(path)) {}
 QString PresetStore::standardPath() {
     const QDir data(QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation));
     const auto folder = Identity::folderName;
-    return data.filePath(QString::fromUtf8(folder.data(), qsizetype(folder.size())) + QStringLiteral("/presets.json"));
+    return data.filePath(asQString(folder) + QStringLiteral("/presets.json"));
 }
 
 PresetStore::Presets PresetStore::presets(const QString& key) const {

@@ -1,6 +1,7 @@
 #include "GlassHob/model/SingleInstance.h"
 
 #include "GlassHobCore/Identity.h"
+#include "GlassHobCore/text/Text.h"
 
 #include <QCryptographicHash>
 #include <QGuiApplication>
@@ -32,9 +33,7 @@ QString SingleInstance::standardPath() {
         display += ' ' + qgetenv(name);
     const QByteArray mark = QCryptographicHash::hash(display, QCryptographicHash::Sha256).toHex().left(12);
     return QStandardPaths::writableLocation(QStandardPaths::RuntimeLocation) +
-           QStringLiteral("/%1-%2").arg(
-               QString::fromUtf8(Identity::applicationId.data(), qsizetype(Identity::applicationId.size())),
-               QString::fromLatin1(mark));
+           QStringLiteral("/%1-%2").arg(asQString(Identity::applicationId), QString::fromLatin1(mark));
 }
 
 bool SingleInstance::becomeFirst() {

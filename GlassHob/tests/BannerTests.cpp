@@ -6,6 +6,7 @@
 #include "GlassHob/ui/editor/CodeEditor.h"
 #include "GlassHob/ui/window/Banners.h"
 #include "GlassHobCore/Identity.h"
+#include "GlassHobCore/text/Text.h"
 
 #include <QAction>
 
@@ -28,7 +29,7 @@ TEST_F(BannerTest, AShaderFromTheSiteWaitsForRun) {
     window->editor()->setFocus();
     model->openDownloaded(path, QUrl("https://example.org/s/ab12"));
     ASSERT_TRUE(tall()->isTelling());
-    const QString site = QString::fromUtf8(Identity::siteHost.data(), qsizetype(Identity::siteHost.size()));
+    const QString site = asQString(Identity::siteHost);
     EXPECT_EQ(tall()->accessibleName(), "Shader from " + site + ": read it, then press Run");
     EXPECT_TRUE(tall()->accessibleDescription().contains("saved as s-ab12.metal in "));
     EXPECT_TRUE(window->editor()->hasFocus()) << "a stray Return must not run it";

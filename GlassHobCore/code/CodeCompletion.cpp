@@ -2,6 +2,7 @@
 
 #include "GlassHobCore/code/ExpressionType.h"
 #include "GlassHobCore/code/LibraryNames.h"
+#include "GlassHobCore/code/Words.h"
 
 #include <QRegularExpression>
 #include <QSet>
@@ -18,10 +19,6 @@ using Context = Completions::Context;
 using Kind = Symbol::Kind;
 
 constexpr int lettersByItself = 2;
-
-bool isWordPart(QChar c) {
-    return c == u'_' || c.isLetterOrNumber();
-}
 
 // The coloured part that a caret at a column stands in, if any.
 std::optional<SyntaxToken> colouredAt(const CodeLine& line, int column) {
@@ -206,9 +203,7 @@ Completions complete(const SymbolIndex& index, int line, int column, bool isAske
     const CodeLine& here = index.lines()[std::size_t(line)];
     const QString& text = here.text;
     column = std::clamp(column, 0, int(text.size()));
-    int from = column;
-    while (from > 0 && isWordPart(text[from - 1]))
-        --from;
+    const int from = int(wordAt(text, column).location);
     list.from = from;
     list.to = column;
     const QStringView before = QStringView(text).left(column);

@@ -10,14 +10,14 @@ namespace glasshob::CodeEdit {
 
 struct Result {
     QString text;
-    /// The changed lines, without the last one's line feed.
+    // The changed lines, without the last one's line feed.
     TextRange selection;
 
     bool operator==(const Result&) const = default;
 };
 
-/// Puts `//` before every line that the selection touches, or takes it away when all of them have it. Blank lines
-/// between others are left as they are. A selection outside the text is brought into it.
+// Puts `//` before every line that the selection touches, or takes it away when all of them have it. Blank lines
+// between others are left as they are. A selection outside the text is brought into it.
 Result toggleComment(const QString& text, TextRange selection);
 
 } // namespace glasshob::CodeEdit

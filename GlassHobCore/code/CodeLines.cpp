@@ -1,4 +1,5 @@
 #include "GlassHobCore/code/CodeLines.h"
+#include "GlassHobCore/code/Words.h"
 
 #include <algorithm>
 
@@ -8,9 +9,6 @@ namespace {
 
 bool isWordStart(QChar c) {
     return c == u'_' || c.isLetter();
-}
-bool isWordPart(QChar c) {
-    return c == u'_' || c.isLetterOrNumber();
 }
 
 } // namespace

@@ -26,7 +26,7 @@ struct CodeLine {
     std::vector<CodeToken> tokens;
     MSLSyntax::LineState before = MSLSyntax::LineState::plain;
     MSLSyntax::LineState after = MSLSyntax::LineState::plain;
-    /// How the depth of braces changes over the line, and its lowest value on the way (0 or below).
+    // How the depth of braces changes over the line, and its lowest value on the way (0 or below).
     int depthChange = 0, lowestDepth = 0;
     bool isPreprocessor = false;
     bool isDirective = false;
@@ -34,40 +34,40 @@ struct CodeLine {
     QStringView of(const CodeToken& token) const { return QStringView(text).mid(token.start, token.length); }
 };
 
-/// Reads a line that begins in a state.
+// Reads a line that begins in a state.
 CodeLine readCodeLine(const QString& text, MSLSyntax::LineState before);
 
-/// A place among the tokens of some lines. Steps over lines without tokens.
+// A place among the tokens of some lines. Steps over lines without tokens.
 class CodeCursor {
   public:
-    /// At the first token at or behind a place.
+    // At the first token at or behind a place.
     CodeCursor(const std::vector<CodeLine>& lines, int line, int column = 0);
 
     bool atEnd() const { return line_ >= int(lines_->size()); }
     int line() const { return line_; }
     const CodeToken& token() const { return (*lines_)[std::size_t(line_)].tokens[std::size_t(index_)]; }
-    /// Empty at the end.
+    // Empty at the end.
     QStringView text() const { return atEnd() ? QStringView() : (*lines_)[std::size_t(line_)].of(token()); }
     bool is(char16_t sign) const {
         const QStringView text = this->text();
         return text.size() == 1 && text[0] == sign;
     }
     bool isKind(CodeToken::Kind kind) const { return !atEnd() && token().kind == kind; }
-    /// A word, a type's name or a keyword.
+    // A word, a type's name or a keyword.
     bool isName() const { return isKind(CodeToken::Kind::word) || isKind(CodeToken::Kind::type); }
-    /// Whether the token stands before a place.
+    // Whether the token stands before a place.
     bool isBefore(int line, int column) const {
         return !atEnd() && (line_ < line || (line_ == line && token().start < column));
     }
 
     void next();
-    /// False at the first token, where it stays.
+    // False at the first token, where it stays.
     bool previous();
-    /// From an opening sign behind its closing one, or to the end.
+    // From an opening sign behind its closing one, or to the end.
     void skipGroup();
-    /// From `{` behind its `}`, whatever the other brackets do between them; false at the end of the text.
+    // From `{` behind its `}`, whatever the other brackets do between them; false at the end of the text.
     bool skipBraces();
-    /// From `<` behind its `>`; stays where there is none that can be a template's.
+    // From `<` behind its `>`; stays where there is none that can be a template's.
     bool skipAngles();
 
   private:

@@ -1,6 +1,7 @@
 #include "GlassHobCore/code/CodeNumbers.h"
 
 #include "GlassHobCore/code/MSLSyntax.h"
+#include "GlassHobCore/code/Words.h"
 
 #include <algorithm>
 #include <cmath>
@@ -11,15 +12,11 @@ namespace {
 
 constexpr int mostDecimals = 9;
 
-bool isWordPart(QChar c) {
-    return c == u'_' || c.isLetterOrNumber();
-}
-
 bool isDigit(QChar c) {
     return c >= u'0' && c <= u'9';
 }
 
-/// Whether what begins at `at` goes on a number: a letter, a digit, a point, or the sign of an exponent.
+// Whether what begins at `at` goes on a number: a letter, a digit, a point, or the sign of an exponent.
 bool isNumberPart(QStringView line, int at, int start) {
     const QChar c = line[at];
     if (isWordPart(c) || c == u'.') return true;

@@ -11,12 +11,12 @@ class DeclarationReader {
   public:
     DeclarationReader(const std::vector<CodeLine>& lines, CodeCursor cursor) : lines_(lines), cursor_(cursor) {}
 
-    /// Everything up to the end of the text or a closing brace without its opening one.
+    // Everything up to the end of the text or a closing brace without its opening one.
     void readScope(std::vector<Symbol>& into, bool isStruct);
-    /// From behind the opening bracket of a function's parameters to behind the closing one.
+    // From behind the opening bracket of a function's parameters to behind the closing one.
     std::vector<Symbol> readParameters();
-    /// One declaration at the start of a statement, if there is one: its variables are added. The cursor then stands
-    /// inside the first variable's initialiser or behind the name, so that the caller goes on reading there.
+    // One declaration at the start of a statement, if there is one: its variables are added. The cursor then stands
+    // inside the first variable's initialiser or behind the name, so that the caller goes on reading there.
     bool readVariables(std::vector<Symbol>& into, Symbol::Kind kind);
 
     CodeCursor& cursor() { return cursor_; }

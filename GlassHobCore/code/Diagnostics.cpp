@@ -34,7 +34,7 @@ std::string Diagnostic::id() const {
 
 namespace {
 
-/// The name that the compiler gives the text before the first `#line`.
+// The name that the compiler gives the text before the first `#line`.
 constexpr std::string_view preludeFileName = "program_source";
 constexpr std::array fileNames = {ShaderAssembler::userFileName, ShaderAssembler::hostFileName, preludeFileName};
 
@@ -92,7 +92,7 @@ namespace DiagnosticParser {
 
 namespace {
 
-/// Takes `\d+:` from the front of a text. Digits of every script match; only ASCII ones can be read as a number.
+// Takes `\d+:` from the front of a text. Digits of every script match; only ASCII ones can be read as a number.
 std::optional<std::string_view> takeNumber(std::string_view& text) {
     std::size_t length = 0;
     while (length < text.size()) {
@@ -106,7 +106,7 @@ std::optional<std::string_view> takeNumber(std::string_view& text) {
     return digits;
 }
 
-/// (shader\.metal|gh_host|program_source):(\d+):(\d+): (error|warning|note): (.*) at the front of a text.
+// (shader\.metal|gh_host|program_source):(\d+):(\d+): (error|warning|note): (.*) at the front of a text.
 std::optional<Diagnostic> matchHere(std::string_view text) {
     for (const std::string_view file : fileNames) {
         if (!text.starts_with(file) || !text.substr(file.size()).starts_with(':')) continue;

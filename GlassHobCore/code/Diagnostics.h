@@ -19,22 +19,22 @@ struct Diagnostic {
     enum class Severity { error, warning, note };
 
     Severity severity = Severity::error;
-    /// From 1 in the user's text; 0 when the message is about the host's code or its line could not be read.
+    // From 1 in the user's text; 0 when the message is about the host's code or its line could not be read.
     std::int64_t line = 0;
-    /// From 1, counted in UTF-8 bytes as the compiler does; 0 when it could not be read.
+    // From 1, counted in UTF-8 bytes as the compiler does; 0 when it could not be read.
     std::int64_t column = 0;
     std::string message;
 
-    /// The rest is known of the compiler's records only, and no part of what makes two messages equal.
-    /// UTF-8 bytes from the column on that the message is about; 0 for a place between two of them, or when not known.
+    // The rest is known of the compiler's records only, and no part of what makes two messages equal.
+    // UTF-8 bytes from the column on that the message is about; 0 for a place between two of them, or when not known.
     std::int64_t length = 0;
-    /// An edit of the user's text that mends it.
+    // An edit of the user's text that mends it.
     std::optional<msl::FixIt> fixIt = std::nullopt;
-    /// The source line and the caret below it; of a message with line 0 the host's line. Empty when the message is
-    /// about no place in a text.
+    // The source line and the caret below it; of a message with line 0 the host's line. Empty when the message is
+    // about no place in a text.
     std::string excerpt = {};
 
-    /// Tells rows of a list apart; equal diagnostics have equal identities.
+    // Tells rows of a list apart; equal diagnostics have equal identities.
     std::string id() const;
 
     bool operator==(const Diagnostic& other) const {
@@ -42,21 +42,21 @@ struct Diagnostic {
     }
 };
 
-/// "error", "warning" or "note".
+// "error", "warning" or "note".
 std::string_view rawValue(Diagnostic::Severity severity);
 
-/// The records of a compile that was given a text by ShaderAssembler, notes behind their messages: what parse() would
-/// read in the text of the records, if no echoed source line looked like a message.
+// The records of a compile that was given a text by ShaderAssembler, notes behind their messages: what parse() would
+// read in the text of the records, if no echoed source line looked like a message.
 std::vector<Diagnostic> fromCompiler(std::span<const msl::Diagnostic> records);
 
-/// "name:3:12: error: message" with the excerpt below it, or "name: error: message" where there is no line. Every
-/// message ends in a line feed.
+// "name:3:12: error: message" with the excerpt below it, or "name: error: message" where there is no line. Every
+// message ends in a line feed.
 std::string toText(std::span<const Diagnostic> diagnostics, std::string_view fileName);
 
 namespace DiagnosticParser {
 
-/// Reads a compiler's text. One entry for each message line, in the order of the text; nothing is sorted, merged or
-/// dropped.
+// Reads a compiler's text. One entry for each message line, in the order of the text; nothing is sorted, merged or
+// dropped.
 std::vector<Diagnostic> parse(std::string_view text);
 
 } // namespace DiagnosticParser

@@ -1,10 +1,12 @@
 #include "GlassHobCore/code/DirectiveNotes.h"
 
+#include "GlassHobCore/code/LibraryNames.h"
 #include "GlassHobCore/code/MSLSyntax.h"
 #include "GlassHobCore/shader/ShaderAssembler.h"
 #include "GlassHobCore/text/LineMatcher.h"
 #include "GlassHobCore/text/NumberedLines.h"
 #include "GlassHobCore/text/Numbers.h"
+#include "GlassHobCore/text/Text.h"
 #include "MSL/Language.h"
 
 #include <algorithm>
@@ -17,9 +19,15 @@ namespace glasshob {
 
 namespace {
 
-constexpr std::array<std::string_view, 13> knownWords = {"param",  "particles", "grid",       "still",   "episode",
-                                                         "length", "variation", "variations", "teaches", "category",
-                                                         "tags",   "final",     "forked-from"};
+const std::vector<std::string>& knownWords() {
+    static const std::vector<std::string> all = [] {
+        std::vector<std::string> names;
+        for (const Symbol& directive : libraryNames::directives())
+            names.push_back(directive.name.toStdString());
+        return names;
+    }();
+    return all;
+}
 
 std::string quoted(std::string_view text) {
     constexpr std::size_t most = 40;
@@ -32,9 +40,9 @@ char lower(char c) {
     return c >= 'A' && c <= 'Z' ? char(c - 'A' + 'a') : c;
 }
 
-/// How many letters have to be changed, added or left out, upper and lower case being the same.
+// How many letters have to be changed, added or left out, upper and lower case being the same.
 int distance(std::string_view a, std::string_view b) {
-    std::array<int, 16> row = {};
+    std::vector<int> row(b.size() + 1);
     for (std::size_t j = 0; j <= b.size(); ++j)
         row[j] = int(j);
     for (std::size_t i = 1; i <= a.size(); ++i) {
@@ -48,13 +56,12 @@ int distance(std::string_view a, std::string_view b) {
     return row[b.size()];
 }
 
-/// The directive that an unknown word is a slip of; empty where it is another word.
+// The directive that an unknown word is a slip of; empty where it is another word.
 std::string_view meantWord(std::string_view word) {
-    static_assert(std::ranges::all_of(knownWords, [](std::string_view known) { return known.size() < 16; }));
     if (word.size() < 3 || word.size() > 15) return {};
     const auto nearest =
-        std::ranges::min_element(knownWords, {}, [&](std::string_view known) { return distance(word, known); });
-    return distance(word, *nearest) <= (word.size() < 5 ? 1 : 2) ? *nearest : std::string_view();
+        std::ranges::min_element(knownWords(), {}, [&](std::string_view known) { return distance(word, known); });
+    return distance(word, *nearest) <= (word.size() < 5 ? 1 : 2) ? std::string_view(*nearest) : std::string_view();
 }
 
 std::string withoutComma(std::string_view text) {
@@ -63,7 +70,7 @@ std::string withoutComma(std::string_view text) {
     return made;
 }
 
-/// A number as it was surely meant: "1,5" and "1.5f" are 1.5.
+// A number as it was surely meant: "1,5" and "1.5f" are 1.5.
 std::optional<std::string> meantNumber(std::string_view text) {
     std::string made = withoutComma(text);
     if (parseFloat(made)) return made;
@@ -88,7 +95,7 @@ class Notes {
         const std::string_view word = all.substr(0, length);
         matcher.literal(word);
         const bool isSeparate = matcher.atEnd() || matcher.whiteSpace() > 0;
-        if (std::ranges::find(knownWords, word) == knownWords.end()) {
+        if (std::ranges::find(knownWords(), word) == knownWords().end()) {
             readUnknown(word);
             return;
         }
@@ -104,7 +111,7 @@ class Notes {
             readHeader(word, trimmedEnd(matcher.rest()));
     }
 
-    /// What only the whole text tells.
+    // What only the whole text tells.
     void finish() {
         const auto particles = counts_.find("particles"), grid = counts_.find("grid");
         if (particles == counts_.end() || grid == counts_.end() || isFull()) return;
@@ -206,7 +213,7 @@ class Notes {
     }
 
     static bool isReserved(std::string_view name) {
-        const QString word = QString::fromUtf8(name.data(), qsizetype(name.size()));
+        const QString word = asQString(name);
         static const QStringList keywords = MSLSyntax::keywordNames();
         return keywords.contains(word) || msl::language::isTypeName(name);
     }
@@ -237,7 +244,7 @@ class Notes {
         }
     }
 
-    /// The lines of an episode's header; @still is everybody's.
+    // The lines of an episode's header; @still is everybody's.
     void readHeader(std::string_view word, std::string_view value) {
         const std::string name = "@" + std::string(word);
         const std::string_view place = value.empty() ? word : value;

@@ -11,8 +11,8 @@
 
 namespace glasshob {
 
-/// Warnings in the order of their lines, each with the stretch of the line that it is about and, where one is known,
-/// the edit that mends it. No more than `mostDirectiveNotes`.
+// Warnings in the order of their lines, each with the stretch of the line that it is about and, where one is known,
+// the edit that mends it. No more than `mostDirectiveNotes`.
 std::vector<Diagnostic> directiveNotes(std::string_view source);
 
 inline constexpr std::size_t mostDirectiveNotes = 100;

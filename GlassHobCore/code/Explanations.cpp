@@ -5,6 +5,7 @@
 #include "GlassHobCore/code/LibraryNames.h"
 #include "GlassHobCore/code/SymbolIndex.h"
 #include "GlassHobCore/shader/ShaderAssembler.h"
+#include "GlassHobCore/text/Text.h"
 
 #include <algorithm>
 #include <optional>
@@ -29,7 +30,7 @@ ShaderKind assembledKind(std::string_view source) {
     return ShaderAssembler::particleCount(source) >= 1 ? ShaderKind::particles : ShaderKind::fragment;
 }
 
-/// "spawn(), place() and ink()"
+// "spawn(), place() and ink()"
 std::string listed(const std::vector<std::string>& names) {
     std::string text;
     for (std::size_t i = 0; i < names.size(); ++i) {
@@ -74,7 +75,7 @@ class Explainer {
             if (note.line > 0) told_.push_back(note);
     }
 
-    /// The function of the author's that a line of the host's code calls.
+    // The function of the author's that a line of the host's code calls.
     const Symbol* calledFunction(const Diagnostic& message) const {
         const std::string_view line = std::string_view(message.excerpt).substr(0, message.excerpt.find('\n'));
         for (const Symbol& function : libraryNames::entryFunctions(kind_))
@@ -93,7 +94,7 @@ class Explainer {
             tellOtherHostError(message);
             return;
         }
-        if (!index_) index_.emplace(QString::fromUtf8(source_.data(), qsizetype(source_.size())));
+        if (!index_) index_.emplace(asQString(source_));
         const Symbol* defined = index_->find(function->name);
         const bool isUnseen = unknown == utf8(function->name);
         if (isUnseen || !defined) {
@@ -112,7 +113,7 @@ class Explainer {
                        ", and this one does not fit: " + message.message;
     }
 
-    /// An error before the author's text comes from the name of a slider.
+    // An error before the author's text comes from the name of a slider.
     void tellOtherHostError(const Diagnostic& message) {
         for (const Diagnostic& note : directiveNotes(source_)) {
             if (note.message.find("can name no slider") == std::string::npos) continue;

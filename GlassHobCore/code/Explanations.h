@@ -12,8 +12,8 @@
 
 namespace glasshob {
 
-/// `diagnostics` are those of the failed compile of `source`. In the result no message but the host's own help and what
-/// concerns the text as a whole has line 0; the hints on names of other programs follow the errors that they are about.
+// `diagnostics` are those of the failed compile of `source`. In the result no message but the host's own help and what
+// concerns the text as a whole has line 0; the hints on names of other programs follow the errors that they are about.
 std::vector<Diagnostic> explain(std::span<const Diagnostic> diagnostics, std::string_view source);
 
 } // namespace glasshob

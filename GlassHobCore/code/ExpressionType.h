@@ -12,9 +12,9 @@ class ExpressionType {
   public:
     ExpressionType(const SymbolIndex& index, const std::vector<Symbol>& locals) : index_(index), locals_(locals) {}
 
-    /// Of what ends right before a place: a name, a call, a member, an element, something in brackets.
+    // Of what ends right before a place: a name, a call, a member, an element, something in brackets.
     QString before(int line, int column) const;
-    /// What may follow a dot behind a value of a type.
+    // What may follow a dot behind a value of a type.
     std::vector<Symbol> members(const QString& type) const;
 
   private:

@@ -15,12 +15,12 @@ using Kind = CodeToken::Kind;
 constexpr std::int64_t mostLines = 3000;
 constexpr qsizetype longestLine = 2000;
 
-/// What the words of a text say about where it is from.
+// What the words of a text say about where it is from.
 struct Evidence {
     int glslWords = 0;
     std::int64_t glslLine = 0;
     bool isSurelyGlsl = false;
-    std::int64_t entryLine = 0; ///< of a Metal entry point
+    std::int64_t entryLine = 0; // of a Metal entry point
     bool hasShade = false;
 
     void glsl(std::int64_t line, bool surely = false) {
@@ -61,7 +61,7 @@ void readLine(const CodeLine& line, std::int64_t number, Evidence& evidence) {
     }
 }
 
-/// Of the names of other programs.
+// Of the names of other programs.
 struct ForeignName {
     std::string_view name;
     std::string_view hint;

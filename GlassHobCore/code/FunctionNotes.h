@@ -19,9 +19,9 @@ struct FunctionGroup {
     std::span<const FunctionNote> functions;
 };
 
-/// Every function of the library in one group, those that shaders use most first.
+// Every function of the library in one group, those that shaders use most first.
 std::span<const FunctionGroup> functionGroups();
-/// Empty for a name that is no function of the library.
+// Empty for a name that is no function of the library.
 std::string_view onFunction(std::string_view name);
 
 } // namespace glasshob::libraryNames

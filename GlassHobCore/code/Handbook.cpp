@@ -2,6 +2,7 @@
 
 #include "GlassHobCore/code/FunctionNotes.h"
 #include "GlassHobCore/code/LibraryNames.h"
+#include "GlassHobCore/text/Text.h"
 
 #include <QFile>
 #include <QRegularExpression>
@@ -22,10 +23,6 @@ namespace {
 
 constexpr const char* files[] = {"README.md",     "first-shader.md", "values.md", "kinds.md",  "sound.md",
                                  "directives.md", "language.md",     "window.md", "export.md", "functions.md"};
-
-QString text(std::string_view bytes) {
-    return QString::fromUtf8(bytes.data(), qsizetype(bytes.size()));
-}
 
 bool isFence(QStringView line) {
     return line.startsWith(QLatin1String("```"));
@@ -213,15 +210,15 @@ QString functionsPage() {
         "names: of numbers also their\nvectors, with which a function works part by part. A scalar beside a vector is "
         "meant for every part: `max(q, 0.0)`,\n`mix(a, b, 0.5)`.\n");
     for (const libraryNames::FunctionGroup& group : libraryNames::functionGroups()) {
-        page += QStringLiteral("\n## %1\n\n").arg(text(group.title));
-        if (!group.text.empty()) page += text(group.text) + QStringLiteral("\n\n");
+        page += QStringLiteral("\n## %1\n\n").arg(asQString(group.title));
+        if (!group.text.empty()) page += asQString(group.text) + QStringLiteral("\n\n");
         page += QStringLiteral("| function | what it gives | T |\n|---|---|---|\n");
         for (const libraryNames::FunctionNote& note : group.functions) {
             const auto& all = libraryNames::functions();
-            const auto found = std::ranges::find(all, text(note.name), &Symbol::name);
+            const auto found = std::ranges::find(all, asQString(note.name), &Symbol::name);
             if (found == all.end()) continue;
             const QString types = shortened(libraryNames::typeParameterOf(found->name));
-            page += QStringLiteral("| `%1` | %2 | %3 |\n").arg(found->declaration, text(note.text), types);
+            page += QStringLiteral("| `%1` | %2 | %3 |\n").arg(found->declaration, asQString(note.text), types);
         }
     }
     return page;

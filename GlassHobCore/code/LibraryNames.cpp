@@ -3,6 +3,7 @@
 #include "GlassHobCore/code/FunctionNotes.h"
 #include "GlassHobCore/code/LibraryNotes.h"
 #include "GlassHobCore/shader/HostText.h"
+#include "GlassHobCore/text/Text.h"
 #include "MSL/Language.h"
 
 #include <QStringList>
@@ -14,10 +15,6 @@ namespace glasshob::libraryNames {
 namespace {
 
 using Kind = Symbol::Kind;
-
-QString text(std::string_view view) {
-    return QString::fromUtf8(view.data(), qsizetype(view.size()));
-}
 
 Symbol symbol(Kind kind, const QString& name, const QString& declaration, const QString& note = {}) {
     Symbol made;
@@ -60,10 +57,11 @@ const std::vector<Symbol>& functions() {
     static const std::vector<Symbol> all = [] {
         std::vector<Symbol> made;
         for (const msl::language::Function& function : msl::language::functions()) {
-            Symbol& next = made.emplace_back(symbol(Kind::function, text(function.name), text(function.signature)));
-            next.note = text(onFunction(function.name));
+            Symbol& next =
+                made.emplace_back(symbol(Kind::function, asQString(function.name), asQString(function.signature)));
+            next.note = asQString(onFunction(function.name));
             if (!function.typeParameter.empty())
-                next.note += QStringLiteral(" T is %1.").arg(text(function.typeParameter));
+                next.note += QStringLiteral(" T is %1.").arg(asQString(function.typeParameter));
             next.parts.resize(function.parameterCount);
         }
         return made;
@@ -73,7 +71,7 @@ const std::vector<Symbol>& functions() {
 
 QString typeParameterOf(QStringView function) {
     for (const msl::language::Function& one : msl::language::functions())
-        if (text(one.name) == function) return text(one.typeParameter);
+        if (asQString(one.name) == function) return asQString(one.typeParameter);
     return {};
 }
 
@@ -98,7 +96,7 @@ const std::vector<Symbol>& types() {
         QStringList templates{QStringLiteral("array"), QStringLiteral("atomic"), QStringLiteral("matrix"),
                               QStringLiteral("numeric_limits"), QStringLiteral("vec")};
         for (const std::string_view name : msl::language::textureNames())
-            templates << text(name);
+            templates << asQString(name);
         for (const QString& name : templates)
             if (msl::language::isTypeTemplateName(name.toStdString()))
                 made.push_back(symbol(Kind::type, name, name + QStringLiteral("<>")));
@@ -124,7 +122,7 @@ const std::vector<Symbol>& constants() {
         std::vector<Symbol> made;
         for (const msl::language::Constant& constant : msl::language::constants())
             if (constant.enumeration.empty())
-                made.push_back(symbol(Kind::constant, text(constant.name), text(constant.name)));
+                made.push_back(symbol(Kind::constant, asQString(constant.name), asQString(constant.name)));
         for (const char* name :
              {"M_PI_F",   "M_PI_2_F",  "M_PI_4_F",    "M_1_PI_F",  "M_2_PI_F",    "M_2_SQRTPI_F", "M_E_F",    "M_LN2_F",
               "M_LN10_F", "M_LOG2E_F", "M_LOG10E_F",  "M_SQRT2_F", "M_SQRT1_2_F", "M_PI_H",       "INFINITY", "NAN",
@@ -133,7 +131,7 @@ const std::vector<Symbol>& constants() {
             const auto value = msl::language::predefinedMacro(name);
             if (!value) continue;
             made.push_back(symbol(Kind::macro, QString::fromLatin1(name),
-                                  QStringLiteral("#define %1 %2").arg(QLatin1String(name), text(*value))));
+                                  QStringLiteral("#define %1 %2").arg(QLatin1String(name), asQString(*value))));
         }
         return made;
     }();
@@ -157,10 +155,10 @@ const std::vector<Symbol>& spaces() {
         }
         for (const msl::language::Constant& constant : msl::language::constants()) {
             if (constant.enumeration.empty()) continue;
-            const QString name = text(constant.enumeration);
+            const QString name = asQString(constant.enumeration);
             if (made.back().name != name) made.push_back(symbol(Kind::space, name, QStringLiteral("enum ") + name));
-            Symbol part =
-                symbol(Kind::enumerator, text(constant.name), name + QStringLiteral("::") + text(constant.name));
+            Symbol part = symbol(Kind::enumerator, asQString(constant.name),
+                                 name + QStringLiteral("::") + asQString(constant.name));
             part.type = name;
             made.back().parts.push_back(std::move(part));
         }
@@ -177,9 +175,9 @@ const std::vector<Symbol>& attributes() {
             std::string_view arguments = note ? note->arguments : std::string_view();
             if (arguments.empty() && known.takesNumber) arguments = "0";
             const QString form =
-                arguments.empty() ? text(known.name) : text(known.name) + u'(' + text(arguments) + u')';
-            made.push_back(symbol(Kind::attribute, text(known.name), QStringLiteral("[[%1]]").arg(form),
-                                  note ? text(note->text) : QString()));
+                arguments.empty() ? asQString(known.name) : asQString(known.name) + u'(' + asQString(arguments) + u')';
+            made.push_back(symbol(Kind::attribute, asQString(known.name), QStringLiteral("[[%1]]").arg(form),
+                                  note ? asQString(note->text) : QString()));
         }
         return made;
     }();
@@ -225,7 +223,7 @@ const std::vector<Symbol>& hostTypes() {
     static const std::vector<Symbol> all = [] {
         std::vector<Symbol> made;
         for (const std::string_view source : {hostText::prelude, hostText::trails}) {
-            const SymbolIndex index(text(source));
+            const SymbolIndex index(asQString(source));
             for (const Symbol& declared : index.declarations()) {
                 if (declared.kind != Kind::structure || declared.name == u"Params") continue;
                 made.push_back(declared);
@@ -245,7 +243,7 @@ const std::vector<Symbol>& entryFunctions(ShaderKind kind) {
     // What the host asks for stands in its own texts: the example of a new shader and the lists for the other kinds.
     static const auto lists = [] {
         auto fromHelp = [](std::string_view help) {
-            QStringList lines = text(help).split(u'\n');
+            QStringList lines = asQString(help).split(u'\n');
             for (QString& line : lines) {
                 line.remove(QLatin1String("and optionally "));
                 if (!line.startsWith(QLatin1String("struct"))) line += u';';
@@ -254,7 +252,7 @@ const std::vector<Symbol>& entryFunctions(ShaderKind kind) {
         };
         std::array<std::vector<Symbol>, 3> made;
         auto& [fragment, particles, grid] = made;
-        for (const Symbol& function : functionsOf(text(ShaderTemplate::make("x"))))
+        for (const Symbol& function : functionsOf(asQString(ShaderTemplate::make("x"))))
             if (function.name == u"shade" || function.name == u"sound") fragment.push_back(function);
         particles = fromHelp(ShaderAssembler::particleHelp);
         grid = fromHelp(ShaderAssembler::gridHelp);
@@ -273,9 +271,9 @@ std::vector<Symbol> membersOf(const QString& type) {
     std::vector<Symbol> made;
     if (const auto methods = msl::language::textureMethods(type.toStdString())) {
         for (const msl::language::Method& method : *methods) {
-            made.push_back(symbol(Kind::function, text(method.name), text(method.signature),
-                                  text(libraryNotes::onTextureMethod(method.name))));
-            made.back().type = text(method.result);
+            made.push_back(symbol(Kind::function, asQString(method.name), asQString(method.signature),
+                                  asQString(libraryNotes::onTextureMethod(method.name))));
+            made.back().type = asQString(method.result);
             made.back().parts.resize(method.parameterCount);
         }
         return made;
@@ -297,7 +295,7 @@ std::vector<Symbol> membersOf(const QString& type) {
 }
 
 QString memberType(const QString& type, QStringView member) {
-    return text(msl::language::memberType(type.toStdString(), member.toString().toStdString()));
+    return asQString(msl::language::memberType(type.toStdString(), member.toString().toStdString()));
 }
 
 QString elementType(const QString& type) {
@@ -308,18 +306,18 @@ QString elementType(const QString& type) {
     }
     if (type.endsWith(u'*')) return bareType(type);
     if (type.startsWith(QLatin1String("array<"))) return type.mid(6).section(u',', 0, 0).trimmed();
-    return text(msl::language::elementType(type.toStdString()));
+    return asQString(msl::language::elementType(type.toStdString()));
 }
 
 QString combinedType(const QString& left, const QString& right) {
-    return text(msl::language::resultOfOperator(left.toStdString(), right.toStdString()));
+    return asQString(msl::language::resultOfOperator(left.toStdString(), right.toStdString()));
 }
 
 QString resultType(QStringView function, const std::vector<QString>& arguments) {
     std::vector<std::string> types;
     for (const QString& argument : arguments)
         types.push_back(argument.toStdString());
-    return text(msl::language::resultOfCall(function.toString().toStdString(), types));
+    return asQString(msl::language::resultOfCall(function.toString().toStdString(), types));
 }
 
 } // namespace glasshob::libraryNames

@@ -117,8 +117,8 @@ class WordTable {
 
 constexpr WordTable words;
 
-/// Reads one line from the left; every reader takes the position where its token starts and gives the one behind it.
-/// Tokens count from `base` code units before the line.
+// Reads one line from the left; every reader takes the position where its token starts and gives the one behind it.
+// Tokens count from `base` code units before the line.
 class LineLexer {
   public:
     LineLexer(QStringView line, qsizetype base, std::vector<SyntaxToken>& tokens)

@@ -14,7 +14,7 @@ namespace glasshob {
 
 enum class SyntaxKind { comment, header, headerKey, keyword, type, number, string, preprocessor, attribute };
 
-/// A stretch of a text in UTF-16 code units.
+// A stretch of a text in UTF-16 code units.
 struct TextRange {
     qsizetype location = 0;
     qsizetype length = 0;
@@ -32,26 +32,26 @@ struct SyntaxToken {
 
 namespace MSLSyntax {
 
-/// What a line hands to the next one. Equal states mean that the next line need not be coloured again. The values
-/// suit a highlighter's block state.
+// What a line hands to the next one. Equal states mean that the next line need not be coloured again. The values
+// suit a highlighter's block state.
 enum class LineState {
     plain = 0,
-    /// Inside a `/*` comment.
+    // Inside a `/*` comment.
     comment = 1,
-    /// Inside a string whose line ended in a backslash.
+    // Inside a string whose line ended in a backslash.
     string = 2,
 };
 
-/// Appends the tokens of one line (without its line feed) and gives the state in which it ends. Ranges are relative
-/// to the line. A comment or string that goes on from the line before begins at 0.
+// Appends the tokens of one line (without its line feed) and gives the state in which it ends. Ranges are relative
+// to the line. A comment or string that goes on from the line before begins at 0.
 LineState tokenizeLine(QStringView line, LineState state, std::vector<SyntaxToken>& tokens);
 
-/// The words that are coloured as keywords and as types, in no order.
+// The words that are coloured as keywords and as types, in no order.
 QStringList keywordNames();
 QStringList typeNames();
 
-/// The tokens of a whole text in text order. They do not overlap, except that a `headerKey` lies inside its
-/// `header` and follows it. Plain text has no token.
+// The tokens of a whole text in text order. They do not overlap, except that a `headerKey` lies inside its
+// `header` and follows it. Plain text has no token.
 std::vector<SyntaxToken> tokens(QStringView text);
 
 } // namespace MSLSyntax

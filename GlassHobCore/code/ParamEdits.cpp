@@ -10,7 +10,7 @@ namespace glasshob {
 
 namespace {
 
-/// Written with a point where the one before was.
+// Written with a point where the one before was.
 std::string written(float value, std::string_view before) {
     std::string text = shortestText(value);
     const bool isPlain = text.find_first_not_of("-0123456789") == std::string::npos;

@@ -10,8 +10,8 @@ namespace glasshob {
 
 namespace {
 
-/// The line, from 1, before which a new `// @param` line belongs: behind the last of them, else behind the comment that
-/// the text begins with.
+// The line, from 1, before which a new `// @param` line belongs: behind the last of them, else behind the comment that
+// the text begins with.
 std::uint32_t lineForDeclarations(std::string_view source) {
     std::uint32_t number = 1, behindLast = 0, behindHead = 0;
     for (std::size_t at = 0; at <= source.size(); ++number) {

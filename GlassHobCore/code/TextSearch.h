@@ -23,19 +23,19 @@ class TextSearch {
 
         bool operator==(const Options&) const = default;
     };
-    /// As many as are counted and marked; a text with more is told as having at least so many.
+    // As many as are counted and marked; a text with more is told as having at least so many.
     static constexpr std::size_t limit = 20'000;
 
-    /// Finds nothing.
+    // Finds nothing.
     TextSearch() = default;
     static std::expected<TextSearch, QString> make(const QString& pattern, Options options);
 
-    /// In the order of the text, without overlaps, at most `limit`.
+    // In the order of the text, without overlaps, at most `limit`.
     std::vector<TextRange> matches(const QString& text) const;
 
-    /// What comes in place of the match at `range`. For an expression `$1` or `\1` stand for its groups, `$0` or `\0`
-    /// for the whole match, `\n` and `\t` for a line end and a tab, `\\` and `$$` for themselves. Otherwise the
-    /// replacement as it stands.
+    // What comes in place of the match at `range`. For an expression `$1` or `\1` stand for its groups, `$0` or `\0`
+    // for the whole match, `\n` and `\t` for a line end and a tab, `\\` and `$$` for themselves. Otherwise the
+    // replacement as it stands.
     QString replacement(const QString& text, TextRange range, const QString& replacement) const;
 
   private:

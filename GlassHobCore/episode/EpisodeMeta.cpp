@@ -20,7 +20,7 @@ struct Directive {
 constexpr std::array<std::string_view, 9> words = {"episode", "length",   "variations", "variation", "still",
                                                    "teaches", "category", "tags",       "final"};
 
-/// ^\s*//\s*@(episode|...|final)\s+(.*?)\s*$
+// ^\s*//\s*@(episode|...|final)\s+(.*?)\s*$
 std::optional<Directive> match(std::string_view line) {
     LineMatcher matcher(line);
     if (!matcher.directiveMark()) return std::nullopt;
@@ -36,7 +36,7 @@ std::optional<Directive> match(std::string_view line) {
     return Directive{*word, value};
 }
 
-/// The pieces around the first separator that ends a piece that is not empty; empty pieces are dropped.
+// The pieces around the first separator that ends a piece that is not empty; empty pieces are dropped.
 std::array<std::string_view, 2> splitOnce(std::string_view value, char separator) {
     value.remove_prefix(std::min(value.find_first_not_of(separator), value.size()));
     const std::size_t at = value.find(separator);

@@ -14,11 +14,11 @@ namespace glasshob {
 struct EpisodeMeta {
     std::int64_t number = 1;
     std::string title = "Untitled";
-    /// Seconds, above 0.
+    // Seconds, above 0.
     double length = 60;
     double variationLength = 30;
     std::vector<std::int64_t> variations;
-    /// The time of the shader's best picture in seconds, 0 or above.
+    // The time of the shader's best picture in seconds, 0 or above.
     double still = 10;
     std::string teaches;
     std::string category;

@@ -46,8 +46,8 @@ std::string nameOf(const std::string& path) {
     return slash == std::string::npos ? path : path.substr(slash + 1);
 }
 
-/// Where the bytes must go once every symbolic link of the path's last part is followed, also one whose end does not
-/// exist yet.
+// Where the bytes must go once every symbolic link of the path's last part is followed, also one whose end does not
+// exist yet.
 struct Target {
     std::string path;
     bool exists = false;
@@ -80,7 +80,7 @@ std::expected<Target, int> resolve(const std::string& path) {
     return std::unexpected(ELOOP);
 }
 
-/// What stands against writing the target, as an error number; 0 when nothing does.
+// What stands against writing the target, as an error number; 0 when nothing does.
 int obstacle(const Target& target) {
     if (target.exists) {
         if (S_ISDIR(target.status.st_mode)) return EISDIR;

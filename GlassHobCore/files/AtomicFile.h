@@ -11,17 +11,17 @@
 
 namespace glasshob::AtomicFile {
 
-/// What the new content is safe against once `write` has returned. Waiting for the disk takes tens of milliseconds.
+// What the new content is safe against once `write` has returned. Waiting for the disk takes tens of milliseconds.
 enum class Outlives { machine, process };
 
-/// Success, or one sentence that names the file and says what to do.
+// Success, or one sentence that names the file and says what to do.
 std::expected<void, std::string> write(const std::string& path, std::string_view bytes,
                                        Outlives outlives = Outlives::machine);
 
-/// Whether `write` could put a file there now, found out without writing. Asked before long work.
+// Whether `write` could put a file there now, found out without writing. Asked before long work.
 std::expected<void, std::string> check(const std::string& path);
 
-/// The file that `write` would put there or replace: the end of the path's symbolic links. Fails as `check` does.
+// The file that `write` would put there or replace: the end of the path's symbolic links. Fails as `check` does.
 std::expected<std::string, std::string> target(const std::string& path);
 
 } // namespace glasshob::AtomicFile

@@ -18,20 +18,20 @@ class PartialFile {
   public:
     enum class Existing { replaced, kept };
 
-    /// Finds out whether a file can stand there, and makes none yet. Removes what killed processes have left beside it.
+    // Finds out whether a file can stand there, and makes none yet. Removes what killed processes have left beside it.
     static std::expected<PartialFile, std::string> beside(const std::string& place);
     PartialFile(PartialFile&& other) noexcept;
     PartialFile& operator=(PartialFile&& other) noexcept;
     ~PartialFile();
 
-    /// Where to write.
+    // Where to write.
     const std::string& path() const { return path_; }
-    /// Where the file is now: its place, or beside it with a number behind its name ("sea-2.mp4") where a file has come
-    /// to stand there meanwhile and is to be kept.
+    // Where the file is now: its place, or beside it with a number behind its name ("sea-2.mp4") where a file has come
+    // to stand there meanwhile and is to be kept.
     std::expected<std::string, std::string> moveIntoPlace(Existing existing = Existing::replaced);
     void remove();
 
-    /// Renames; 0, or the error's number: EEXIST where `to` is there and is not to be replaced.
+    // Renames; 0, or the error's number: EEXIST where `to` is there and is not to be replaced.
     static int move(const std::string& from, const std::string& to, bool replaces);
 
   private:
@@ -42,20 +42,20 @@ class PartialFile {
     std::string named_; // the place as it was given
 };
 
-/// Files and folders that are worked on, by every thread of the process.
+// Files and folders that are worked on, by every thread of the process.
 namespace UnfinishedPaths {
 
-/// A hidden name for what this process works on: `before`, then a mark of machine and process, then `after`.
+// A hidden name for what this process works on: `before`, then a mark of machine and process, then `after`.
 std::string marked(std::string_view before, std::string_view after);
-/// Removes from the folder what has this ending and the mark of a process of this machine that is gone.
+// Removes from the folder what has this ending and the mark of a process of this machine that is gone.
 void removeAbandoned(const std::string& folder, std::string_view after);
 
-/// `whole` is a file, or a folder with what is in it; a folder of the kind `whenEmpty` stays where others have put
-/// something into it.
+// `whole` is a file, or a folder with what is in it; a folder of the kind `whenEmpty` stays where others have put
+// something into it.
 enum class Removal { whole, whenEmpty };
 void add(const std::string& path, Removal removal = Removal::whole);
 void forget(const std::string& path);
-/// Deletes all of them, the newest first: for a process that ends in the middle of its work.
+// Deletes all of them, the newest first: for a process that ends in the middle of its work.
 void removeAll();
 
 } // namespace UnfinishedPaths

@@ -18,7 +18,7 @@ struct Declaration {
     std::string_view detail;
 };
 
-/// ^\s*//\s*@param\s+([A-Za-z_][A-Za-z0-9_]*)\s+(\S+)\s+(\S+)\s+(\S+)\s*(.*?)\s*$
+// ^\s*//\s*@param\s+([A-Za-z_][A-Za-z0-9_]*)\s+(\S+)\s+(\S+)\s+(\S+)\s*(.*?)\s*$
 std::optional<Declaration> match(std::string_view line) {
     LineMatcher matcher(line);
     if (!matcher.directiveMark() || !matcher.literal("param") || matcher.whiteSpace() == 0) return std::nullopt;

@@ -13,23 +13,23 @@
 namespace glasshob::SampleShelf {
 
 struct Sample {
-    /// "02-blue-hour.metal"; samples are told apart by it.
+    // "02-blue-hour.metal"; samples are told apart by it.
     std::string file;
-    /// "Blue Hour", from the first line of the text.
+    // "Blue Hour", from the first line of the text.
     std::string title;
     ShaderKind kind = ShaderKind::fragment;
     bool hasSound = false;
     std::string text;
 };
 
-/// In the order of their file names; empty when the program's resources are missing.
+// In the order of their file names; empty when the program's resources are missing.
 std::vector<Sample> all();
 
-/// The comment that a text begins with, or the file's name without its ending.
+// The comment that a text begins with, or the file's name without its ending.
 std::string title(std::string_view text, std::string_view file);
 
-/// The path of a copy in the folder, named after the title: one that is there and has the sample's text still, else a
-/// new one, with a number behind the name when that is taken. The error is a whole sentence.
+// The path of a copy in the folder, named after the title: one that is there and has the sample's text still, else a
+// new one, with a number behind the name when that is taken. The error is a whole sentence.
 std::expected<std::string, std::string> copyInto(const std::string& folder, const Sample& sample);
 
 } // namespace glasshob::SampleShelf

@@ -31,7 +31,7 @@ ShaderKind AssembledShader::kind() const {
 
 namespace {
 
-/// ^\s*//\s*@word\s+(\d+)\s*$ with a number that fits 64 bits.
+// ^\s*//\s*@word\s+(\d+)\s*$ with a number that fits 64 bits.
 std::optional<std::int64_t> directiveOnLine(std::string_view line, std::string_view word) {
     LineMatcher matcher(line);
     if (!matcher.directiveMark() || !matcher.literal(word) || matcher.whiteSpace() == 0) return std::nullopt;
@@ -41,7 +41,7 @@ std::optional<std::int64_t> directiveOnLine(std::string_view line, std::string_v
     return parseInteger(digits);
 }
 
-/// ^\s*type\s+name\s*\(
+// ^\s*type\s+name\s*\(
 bool definesOnLine(std::string_view line, std::string_view type, std::string_view name) {
     LineMatcher matcher(line);
     matcher.whiteSpace();
@@ -58,7 +58,7 @@ std::int64_t directive(std::string_view source, std::string_view word, std::int6
     return 0;
 }
 
-/// Everything that `assemble` wants to know about the user's lines, found in one pass over them.
+// Everything that `assemble` wants to know about the user's lines, found in one pass over them.
 struct Features {
     std::optional<std::int64_t> particles;
     std::optional<std::int64_t> grid;

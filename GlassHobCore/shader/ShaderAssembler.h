@@ -16,34 +16,34 @@
 namespace glasshob {
 
 enum class ShaderKind {
-    /// One full-screen pass that calls `shade(uv, u, p)` for each pixel.
+    // One full-screen pass that calls `shade(uv, u, p)` for each pixel.
     fragment,
-    /// Particles spawned, moved and drawn as dots over a fading trail picture.
+    // Particles spawned, moved and drawn as dots over a fading trail picture.
     particles,
-    /// A mesh of N by N squares whose corners the shader places and shades.
+    // A mesh of N by N squares whose corners the shader places and shades.
     grid,
 };
 
-/// "fragment", "particles" or "grid": the form in which a kind is stored and sent.
+// "fragment", "particles" or "grid": the form in which a kind is stored and sent.
 std::string_view rawValue(ShaderKind kind);
 std::optional<ShaderKind> shaderKind(std::string_view rawValue);
 
 struct AssembledShader {
-    /// The complete library source.
+    // The complete library source.
     std::string source;
     std::vector<ParamDecl> params;
-    /// The source defines `sound()`; the sound kernel is present.
+    // The source defines `sound()`; the sound kernel is present.
     bool hasSound = false;
-    /// Above 0 only for the particles kind.
+    // Above 0 only for the particles kind.
     std::int64_t particles = 0;
-    /// Particles kind only: the source defines `fade()`.
+    // Particles kind only: the source defines `fade()`.
     bool hasFade = false;
-    /// Cells per side; above 0 only for the grid kind.
+    // Cells per side; above 0 only for the grid kind.
     std::int64_t grid = 0;
-    /// Grid kind only: the source defines `background()`.
+    // Grid kind only: the source defines `background()`.
     bool hasBackground = false;
 
-    /// Grid when there are cells, else particles when there are particles, else fragment.
+    // Grid when there are cells, else particles when there are particles, else fragment.
     ShaderKind kind() const;
 
     bool operator==(const AssembledShader&) const = default;
@@ -65,30 +65,30 @@ inline constexpr std::string_view gridVertexEntry = "gh_grid_vertex";
 inline constexpr std::string_view gridFragmentEntry = "gh_grid_fragment";
 inline constexpr std::string_view backgroundEntry = "gh_background";
 
-/// The file name under which the user's lines are numbered, from 1.
+// The file name under which the user's lines are numbered, from 1.
 inline constexpr std::string_view userFileName = "shader.metal";
-/// The file name under which the host's own lines are numbered.
+// The file name under which the host's own lines are numbered.
 inline constexpr std::string_view hostFileName = "gh_host";
 
 inline constexpr int soundSampleRate = 48000;
 inline constexpr std::int64_t particleLimit = 4'000'000;
 inline constexpr std::int64_t gridLimit = 1024;
 
-/// What a particle or a grid shader must define; shown when the host code cannot find one of these functions.
+// What a particle or a grid shader must define; shown when the host code cannot find one of these functions.
 extern const std::string_view particleHelp;
 extern const std::string_view gridHelp;
 
 AssembledShader assemble(std::string_view source);
 
-/// The kind as told to others about a source. A source that asks for particles and for a grid is reported as
-/// particles although it assembles as a grid.
+// The kind as told to others about a source. A source that asks for particles and for a grid is reported as
+// particles although it assembles as a grid.
 ShaderKind kind(std::string_view source);
 
-/// The first line, from 1, that begins with a function's return type, its name and a parenthesis, which is what an
-/// optional function is known by; nothing when no line does.
+// The first line, from 1, that begins with a function's return type, its name and a parenthesis, which is what an
+// optional function is known by; nothing when no line does.
 std::optional<std::int64_t> definitionLine(std::string_view source, std::string_view type, std::string_view name);
 
-/// The counts that the source asks for, held to the limits; 0 when it asks for none.
+// The counts that the source asks for, held to the limits; 0 when it asks for none.
 std::int64_t particleCount(std::string_view source);
 std::int64_t gridCells(std::string_view source);
 
@@ -96,7 +96,7 @@ std::int64_t gridCells(std::string_view source);
 
 namespace ShaderTemplate {
 
-/// The text of a new shader: a per-pixel picture with three sliders and a sound.
+// The text of a new shader: a per-pixel picture with three sliders and a sound.
 std::string make(std::string_view title);
 
 } // namespace ShaderTemplate

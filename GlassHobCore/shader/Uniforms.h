@@ -8,14 +8,14 @@
 
 namespace glasshob {
 
-/// `Uniforms`: filled for every frame.
+// `Uniforms`: filled for every frame.
 struct GHUniforms {
-    /// Size of the picture in pixels.
+    // Size of the picture in pixels.
     float resolution[2] = {0, 0};
-    /// Seconds of shader time, and since the previous frame.
+    // Seconds of shader time, and since the previous frame.
     float time = 0;
     float timeDelta = 0;
-    /// Position of the pointer.
+    // Position of the pointer.
     float mouse[2] = {0, 0};
     std::uint32_t frame = 0;
     std::uint32_t pad = 0;
@@ -28,11 +28,11 @@ static_assert(offsetof(GHUniforms, mouse) == 16);
 static_assert(offsetof(GHUniforms, frame) == 24);
 static_assert(offsetof(GHUniforms, pad) == 28);
 
-/// `SoundUniforms`: one dispatch of the sound kernel.
+// `SoundUniforms`: one dispatch of the sound kernel.
 struct SoundUniforms {
-    /// Time of the first sample in seconds.
+    // Time of the first sample in seconds.
     float start = 0;
-    /// Samples per second.
+    // Samples per second.
     float rate = 48000;
     std::uint32_t count = 0;
     std::uint32_t pad = 0;

@@ -20,7 +20,7 @@ struct Placed {
     int line, column;
 };
 
-/// A text with a bar where the caret stands.
+// A text with a bar where the caret stands.
 Placed placed(QString text) {
     const qsizetype bar = text.indexOf(u'|');
     text.remove(bar, 1);

@@ -6,7 +6,7 @@ using namespace glasshob;
 
 namespace {
 
-/// A text whose selection stands between two bars.
+// A text whose selection stands between two bars.
 std::pair<QString, TextRange> marked(QString text) {
     const qsizetype from = text.indexOf(u'|');
     text.remove(from, 1);

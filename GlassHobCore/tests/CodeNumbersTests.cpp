@@ -6,7 +6,7 @@ using namespace glasshob;
 
 namespace {
 
-/// The number at the bar, which is taken out; "" for none.
+// The number at the bar, which is taken out; "" for none.
 std::string numberAtBar(QString line) {
     const int bar = int(line.indexOf(u'|'));
     line.remove(bar, 1);

@@ -24,7 +24,7 @@ QRegularExpression expression(const char* pattern) {
     return made;
 }
 
-/// Usually the pieces in order, sometimes with one changed for a piece that disturbs.
+// Usually the pieces in order, sometimes with one changed for a piece that disturbs.
 std::string makeLine(std::mt19937& random, const std::vector<std::vector<std::string>>& shape) {
     static const std::vector<std::string> disturbing = {"",
                                                         " ",

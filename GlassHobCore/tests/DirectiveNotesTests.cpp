@@ -9,7 +9,7 @@ using namespace glasshob;
 
 namespace {
 
-/// The text after a note's edit.
+// The text after a note's edit.
 std::string mended(std::string source, const Diagnostic& note) {
     std::size_t at = 0;
     for (std::uint32_t line = 1; line < note.fixIt->line; ++line)

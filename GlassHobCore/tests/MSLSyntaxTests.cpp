@@ -9,7 +9,7 @@ using namespace glasshob;
 
 namespace {
 
-/// "kind<text>" for each token; a readable form of a token list.
+// "kind<text>" for each token; a readable form of a token list.
 std::string describe(const QString& text) {
     static const char* const names[] = {"comment", "header", "headerKey",    "keyword",  "type",
                                         "number",  "string", "preprocessor", "attribute"};

@@ -7,7 +7,7 @@ using namespace glasshob;
 
 namespace {
 
-/// File and line that the compiler would report for the first place where a text stands.
+// File and line that the compiler would report for the first place where a text stands.
 std::string reportedPlace(const std::string& source, std::string_view needle) {
     const std::size_t at = source.find(needle);
     if (at == std::string::npos) return "absent";

@@ -30,7 +30,7 @@ std::string declarationOf(const QString& text, const char* name) {
     return symbol ? symbol->declaration.toStdString() : "(none)";
 }
 
-/// What can be used at the bar.
+// What can be used at the bar.
 std::string localsAt(QString text) {
     const qsizetype bar = text.indexOf(u'|');
     text.remove(bar, 1);

@@ -6,7 +6,7 @@ using namespace glasshob;
 
 namespace {
 
-/// The text with every match in bars.
+// The text with every match in bars.
 QString marked(QString text, const QString& pattern, TextSearch::Options options) {
     const auto search = TextSearch::make(pattern, options);
     if (!search) return QStringLiteral("refused");

@@ -15,7 +15,7 @@ class LineMatcher {
   public:
     explicit LineMatcher(std::string_view line) : rest_(line) {}
 
-    /// `\s*`: gives the number of bytes passed, so that `\s+` is a result above 0.
+    // `\s*`: gives the number of bytes passed, so that `\s+` is a result above 0.
     std::size_t whiteSpace() {
         const std::size_t length = leadingWhiteSpace(rest_);
         rest_.remove_prefix(length);
@@ -28,7 +28,7 @@ class LineMatcher {
         return true;
     }
 
-    /// `\s*//\s*@`, how every directive begins.
+    // `\s*//\s*@`, how every directive begins.
     bool directiveMark() {
         whiteSpace();
         if (!literal("//")) return false;
@@ -36,7 +36,7 @@ class LineMatcher {
         return literal("@");
     }
 
-    /// `[A-Za-z_][A-Za-z0-9_]*`; empty when there is none.
+    // `[A-Za-z_][A-Za-z0-9_]*`; empty when there is none.
     std::string_view identifier() {
         std::size_t length = 0;
         while (length < rest_.size() && (isLetter(rest_[length]) || (length > 0 && isDigit(rest_[length]))))
@@ -44,7 +44,7 @@ class LineMatcher {
         return take(length);
     }
 
-    /// `\S+`; empty when there is none.
+    // `\S+`; empty when there is none.
     std::string_view token() {
         std::size_t length = 0;
         while (length < rest_.size() && leadingWhiteSpaceCharacter(length) == 0)
@@ -52,7 +52,7 @@ class LineMatcher {
         return take(length);
     }
 
-    /// `[0-9]+`; empty when there is none.
+    // `[0-9]+`; empty when there is none.
     std::string_view digits() {
         std::size_t length = 0;
         while (length < rest_.size() && isDigit(rest_[length]))

@@ -12,8 +12,8 @@ unsigned char byteAt(std::string_view text, std::size_t index) {
     return index < text.size() ? static_cast<unsigned char>(text[index]) : 0;
 }
 
-/// Length of the line break that begins at `index`, or 0. A carriage return and line feed pair needs no care: the
-/// empty line between them is dropped.
+// Length of the line break that begins at `index`, or 0. A carriage return and line feed pair needs no care: the
+// empty line between them is dropped.
 std::size_t breakLength(std::string_view text, std::size_t index) {
     const unsigned char byte = byteAt(text, index);
     if (byte >= 0x0A && byte <= 0x0D) return 1;

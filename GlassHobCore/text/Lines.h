@@ -12,19 +12,19 @@
 namespace glasshob {
 
 enum class LineBreaks {
-    /// Line feed, carriage return, both as a pair, vertical tab, form feed, U+0085, U+2028, U+2029.
+    // Line feed, carriage return, both as a pair, vertical tab, form feed, U+0085, U+2028, U+2029.
     all,
-    /// Line feed only; other breaks stay inside the line as white space.
+    // Line feed only; other breaks stay inside the line as white space.
     lineFeed,
 };
 
-/// Gives the lines of a text that are not empty, in order, without their breaks. A byte-order mark at the very
-/// start of the text belongs to no line.
+// Gives the lines of a text that are not empty, in order, without their breaks. A byte-order mark at the very
+// start of the text belongs to no line.
 class LineReader {
   public:
     explicit LineReader(std::string_view text, LineBreaks breaks = LineBreaks::all);
 
-    /// The next line that is not empty, or nothing at the end of the text.
+    // The next line that is not empty, or nothing at the end of the text.
     std::optional<std::string_view> next();
 
   private:
@@ -32,26 +32,26 @@ class LineReader {
     LineBreaks breaks_;
 };
 
-/// One character decoded from the front of a text. Bytes that are no valid sequence decode one at a time as U+FFFD.
+// One character decoded from the front of a text. Bytes that are no valid sequence decode one at a time as U+FFFD.
 struct DecodedCharacter {
     char32_t value = 0;
     std::size_t length = 0;
 };
 DecodedCharacter decodeCharacter(std::string_view text);
 
-/// The Unicode property White_Space (tab to carriage return, blank, U+0085, U+00A0, U+2003, U+3000 and the rest).
+// The Unicode property White_Space (tab to carriage return, blank, U+0085, U+00A0, U+2003, U+3000 and the rest).
 bool isWhiteSpace(char32_t character);
-/// The characters that `.` does not match in a regular expression: line feed to carriage return, U+0085, U+2028,
-/// U+2029.
+// The characters that `.` does not match in a regular expression: line feed to carriage return, U+0085, U+2028,
+// U+2029.
 bool isLineBreak(char32_t character);
 
-/// Length in bytes of the white space at the front of a text.
+// Length in bytes of the white space at the front of a text.
 std::size_t leadingWhiteSpace(std::string_view text);
-/// The text without the white space at its end, or at both ends.
+// The text without the white space at its end, or at both ends.
 std::string_view trimmedEnd(std::string_view text);
 std::string_view trimmed(std::string_view text);
 
-/// Whether a text is valid UTF-8 (no overlong forms, surrogates or values above U+10FFFF).
+// Whether a text is valid UTF-8 (no overlong forms, surrogates or values above U+10FFFF).
 bool isValidUtf8(std::string_view text);
 
 } // namespace glasshob

@@ -16,12 +16,12 @@ class NumberedLines {
   public:
     struct Line {
         std::string_view text;
-        /// From 1.
+        // From 1.
         std::int64_t number = 1;
-        /// In bytes from 1, where `text` begins in its line; more than 1 behind a break that does not count.
+        // In bytes from 1, where `text` begins in its line; more than 1 behind a break that does not count.
         std::int64_t column = 1;
 
-        /// The column of a part of `text`.
+        // The column of a part of `text`.
         std::int64_t columnOf(std::string_view part) const { return column + (part.data() - text.data()); }
     };
 

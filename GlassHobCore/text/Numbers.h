@@ -10,16 +10,16 @@
 
 namespace glasshob {
 
-/// `strtof`'s grammar in the C locale ("1.5", "+.5", "3e2", "0x1p-2", "inf", "nan"), without leading white space.
+// `strtof`'s grammar in the C locale ("1.5", "+.5", "3e2", "0x1p-2", "inf", "nan"), without leading white space.
 std::optional<float> parseFloat(std::string_view text);
-/// The same grammar, read as a double.
+// The same grammar, read as a double.
 std::optional<double> parseDouble(std::string_view text);
-/// A decimal integer with an optional sign that fits 64 bits.
+// A decimal integer with an optional sign that fits 64 bits.
 std::optional<std::int64_t> parseInteger(std::string_view text);
 
-/// The shortest text that reads back as the same float ("0.6", "1e-05", "nan", "inf", "-inf").
+// The shortest text that reads back as the same float ("0.6", "1e-05", "nan", "inf", "-inf").
 std::string shortestText(float value);
-/// Two decimals at most, without trailing zeros or a trailing point: 1.5, 2, 0.05.
+// Two decimals at most, without trailing zeros or a trailing point: 1.5, 2, 0.05.
 std::string twoDecimals(float value);
 
 } // namespace glasshob

@@ -22,12 +22,12 @@ class ExportSound {
   public:
     static constexpr std::int64_t sampleRate = ShaderAssembler::soundSampleRate;
 
-    /// `timeline` and its segments outlive this; its frame rate divides the sample rate. Throws ExportError (setup).
+    // `timeline` and its segments outlive this; its frame rate divides the sample rate. Throws ExportError (setup).
     ExportSound(const ExportTimeline& timeline, const std::shared_ptr<gpu::Device>& device);
 
     std::int64_t samplesPerFrame() const { return samplesPerFrame_; }
 
-    /// Interleaved left and right of one frame; silence where its segment is not heard. False when the GPU fails.
+    // Interleaved left and right of one frame; silence where its segment is not heard. False when the GPU fails.
     bool render(std::int64_t frame, std::vector<float>& samples);
 
   private:

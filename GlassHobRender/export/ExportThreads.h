@@ -20,23 +20,23 @@ class FrameSink;
 
 class ExportThreads {
   public:
-    /// `stop` is a failure by itself: cancelled.
+    // `stop` is a failure by itself: cancelled.
     explicit ExportThreads(const std::stop_token& stop);
-    /// Ends and joins what still runs.
+    // Ends and joins what still runs.
     ~ExportThreads();
     ExportThreads(const ExportThreads&) = delete;
     ExportThreads& operator=(const ExportThreads&) = delete;
 
-    /// Later failures are dropped.
+    // Later failures are dropped.
     void fail(ExportError error);
     bool hasFailed() const;
     std::optional<ExportError> failure() const;
-    /// Stopped by the first failure.
+    // Stopped by the first failure.
     std::stop_token ended() const { return ended_.get_token(); }
 
-    /// On a thread of its own; what it throws is a failure.
+    // On a thread of its own; what it throws is a failure.
     void run(std::function<void()> work);
-    /// Sends the sound of this many frames. `sound` and `sink` outlive this.
+    // Sends the sound of this many frames. `sound` and `sink` outlive this.
     void runSound(ExportSound& sound, std::int64_t frames, FrameSink& sink);
     void join();
 

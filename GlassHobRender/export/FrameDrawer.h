@@ -26,19 +26,19 @@ class Watermark;
 
 class FrameDrawer {
   public:
-    /// How far a particle simulation's run up to its first frame has come, in seconds of shader time.
+    // How far a particle simulation's run up to its first frame has come, in seconds of shader time.
     using CatchUp = std::function<void(double reached, double target)>;
 
-    /// `timeline` and its segments outlive the drawer. `stop` ends a run up to the first frame. Throws ExportError
-    /// (setup).
+    // `timeline` and its segments outlive the drawer. `stop` ends a run up to the first frame. Throws ExportError
+    // (setup).
     FrameDrawer(const ExportTimeline& timeline, const ExportPreset& preset, std::shared_ptr<gpu::Device> device,
                 std::stop_token stop = {}, CatchUp catchUp = {});
     ~FrameDrawer();
     FrameDrawer(const FrameDrawer&) = delete;
     FrameDrawer& operator=(const FrameDrawer&) = delete;
 
-    /// `texture` is of the preset's size and bgra8Unorm; the frame is complete when this returns. Frames of a particle
-    /// shader are drawn in rising order; the first one may be any and looks as if all before had been drawn.
+    // `texture` is of the preset's size and bgra8Unorm; the frame is complete when this returns. Frames of a particle
+    // shader are drawn in rising order; the first one may be any and looks as if all before had been drawn.
     std::expected<void, ExportError> draw(std::int64_t frame, const std::shared_ptr<gpu::Texture>& texture);
 
   private:

@@ -29,21 +29,21 @@ class Device;
 namespace glasshob {
 
 struct FrameExport {
-    /// Called before each frame is drawn with the number of those before it and their count, and once more at the end;
-    /// false cancels.
+    // Called before each frame is drawn with the number of those before it and their count, and once more at the end;
+    // false cancels.
     using Progress = std::function<bool(std::int64_t done, std::int64_t total)>;
-    /// A frame that has been drawn, for who looks on: rows of blue, green, red, alpha from the top, valid during the
-    /// call. On the exporting thread, for the first frame, the last, and at most four in a second between them.
+    // A frame that has been drawn, for who looks on: rows of blue, green, red, alpha from the top, valid during the
+    // call. On the exporting thread, for the first frame, the last, and at most four in a second between them.
     using Preview = std::function<void(const std::byte* pixels, std::size_t rowBytes)>;
 
-    /// Of the preset only the size and the frame rate count.
+    // Of the preset only the size and the frame rate count.
     ExportPreset preset;
     std::shared_ptr<gpu::Device> device;
     Progress progress = [](std::int64_t, std::int64_t) { return true; };
-    /// Cancels as well, and is also looked at while a simulation runs up to its first frame and while a sink waits.
+    // Cancels as well, and is also looked at while a simulation runs up to its first frame and while a sink waits.
     std::stop_token stop = {};
-    /// A part of the whole instead of all of it. Frames keep the numbers and times that they have in the whole. A part
-    /// has no sound.
+    // A part of the whole instead of all of it. Frames keep the numbers and times that they have in the whole. A part
+    // has no sound.
     std::optional<FrameRange> frames = {};
     Preview preview = {};
     FrameDrawer::CatchUp catchUp = {};

@@ -19,14 +19,14 @@ namespace glasshob {
 
 class FramePool {
   public:
-    /// At most `limit` textures, made as they are needed.
+    // At most `limit` textures, made as they are needed.
     FramePool(std::shared_ptr<gpu::Device> device, std::int64_t width, std::int64_t height, std::size_t limit = 5);
     ~FramePool();
     FramePool(const FramePool&) = delete;
     FramePool& operator=(const FramePool&) = delete;
 
-    /// Waits for one to come back where all are out. Null when none can be made, or when `givesUp` says so while it
-    /// waits.
+    // Waits for one to come back where all are out. Null when none can be made, or when `givesUp` says so while it
+    // waits.
     std::shared_ptr<gpu::Texture> take(const std::function<bool()>& givesUp);
     void giveBack(std::shared_ptr<gpu::Texture> texture);
 

@@ -28,17 +28,17 @@ class MovieSink;
 
 class MovieJoiner {
   public:
-    /// The parts may come in any order.
+    // The parts may come in any order.
     static std::expected<MovieJoiner, std::string> make(const std::vector<std::string>& paths);
 
-    /// The first part; all but its frames is the whole's.
+    // The first part; all but its frames is the whole's.
     const MoviePart& whole() const { return parts_.front().part; }
 
-    /// False cancels.
+    // False cancels.
     using Progress = std::function<bool(std::int64_t done, std::int64_t total)>;
 
-    /// `segments` are the whole's (MoviePart::exportSegments()); their programs may be null where it has no sound. A
-    /// file at `path` is replaced.
+    // `segments` are the whole's (MoviePart::exportSegments()); their programs may be null where it has no sound. A
+    // file at `path` is replaced.
     std::expected<void, std::string> join(const std::string& path, MovieContainer container,
                                           const std::vector<ExportSegment>& segments,
                                           const std::shared_ptr<gpu::Device>& device, const Progress& progress,
@@ -48,15 +48,15 @@ class MovieJoiner {
     struct Part {
         std::string path;
         MoviePart part;
-        /// The encoder's parameter sets, which one track has once.
+        // The encoder's parameter sets, which one track has once.
         std::vector<std::uint8_t> parameterSets;
-        /// By how many frames decoding runs ahead of showing.
+        // By how many frames decoding runs ahead of showing.
         std::int64_t delay = 0;
     };
 
     static std::expected<Part, std::string> read(const std::string& path);
     static std::expected<void, std::string> checkSequence(const std::vector<Part>& parts);
-    /// Fails where the part is damaged; other failures are the threads'.
+    // Fails where the part is damaged; other failures are the threads'.
     std::expected<void, std::string> copy(const Part& part, MovieSink& sink, ExportThreads& threads, std::int64_t delay,
                                           const Progress& progress) const;
 

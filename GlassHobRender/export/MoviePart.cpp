@@ -1,6 +1,7 @@
 #include "GlassHobRender/export/MoviePart.h"
 
 #include "GlassHobCore/shader/ExportLimits.h"
+#include "GlassHobCore/text/Text.h"
 #include "GlassHobRender/program/ShaderProgram.h"
 
 #include <QCryptographicHash>
@@ -18,17 +19,13 @@ namespace {
 constexpr int version = 2;
 constexpr std::int64_t longestSide = 16384;
 
-QString textOf(std::string_view utf8) {
-    return QString::fromUtf8(utf8.data(), qsizetype(utf8.size()));
-}
-
 QJsonObject objectOf(const MoviePart::Segment& segment) {
     QJsonObject values;
     for (const auto& [name, value] : segment.values)
-        if (std::isfinite(value)) values.insert(textOf(name), double(value)); // else its default, which is no number
+        if (std::isfinite(value)) values.insert(asQString(name), double(value)); // else its default, which is no number
     return {{"start", segment.start},  {"duration", segment.duration},
             {"mark", segment.hasMark}, {"sound", segment.hasSound},
-            {"values", values},        {"shader", textOf(segment.shader)}};
+            {"values", values},        {"shader", asQString(segment.shader)}};
 }
 
 std::optional<MoviePart::Segment> segmentOf(const QJsonObject& object) {
@@ -58,7 +55,7 @@ QJsonObject wholeObject(const MoviePart& part) {
             {"height", qint64(part.preset.height)},
             {"fps", qint64(part.preset.fps)},
             {"bitrate", qint64(part.preset.bitrate)},
-            {"codec", textOf(rawValue(part.preset.codec))},
+            {"codec", asQString(rawValue(part.preset.codec))},
             {"segments", segments}};
 }
 
@@ -110,7 +107,7 @@ std::string MoviePart::wholeIdentity() const {
 
 std::string MoviePart::toText() const {
     QJsonObject object = wholeObject(*this);
-    object.insert("whole", textOf(wholeIdentity()));
+    object.insert("whole", asQString(wholeIdentity()));
     object.insert("first", qint64(first));
     object.insert("end", qint64(end));
     return QJsonDocument(object).toJson(QJsonDocument::Compact).toStdString();

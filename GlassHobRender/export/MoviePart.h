@@ -34,37 +34,37 @@ struct MoviePart {
         double duration = 0;
         bool hasMark = false;
         bool hasSound = false;
-        /// All of the shader's sliders.
+        // All of the shader's sliders.
         SliderValues values;
         std::string shader;
 
         bool operator==(const Segment&) const = default;
     };
 
-    /// A part of the export of this program, made from this text, over the stretch of a plan.
+    // A part of the export of this program, made from this text, over the stretch of a plan.
     static MoviePart of(const ShaderProgram& program, std::string text, const SliderValues& values,
                         const ExportPlan& plan, bool hasMark, std::int64_t first, std::int64_t end);
-    /// Nothing when the text is not what toText() makes, or its numbers contradict each other.
+    // Nothing when the text is not what toText() makes, or its numbers contradict each other.
     static std::optional<MoviePart> fromText(std::string_view text);
 
     ExportPreset preset = ExportPreset::web();
-    /// In their order. Layouts and sounds of other programs are not told, so such segments have no parts.
+    // In their order. Layouts and sounds of other programs are not told, so such segments have no parts.
     std::vector<Segment> segments;
-    /// The frames that are here, by their numbers in the whole; `end` is not included.
+    // The frames that are here, by their numbers in the whole; `end` is not included.
     std::int64_t first = 0;
     std::int64_t end = 0;
 
-    /// Of the whole.
+    // Of the whole.
     std::int64_t frameCount() const;
     bool hasSound() const;
-    /// What the whole is drawn and heard from; `program` makes the program of a text.
+    // What the whole is drawn and heard from; `program` makes the program of a text.
     std::vector<ExportSegment>
     exportSegments(const std::function<std::shared_ptr<const ShaderProgram>(const std::string& text)>& program) const;
 
     std::string toText() const;
-    /// The same for all parts of one export, and for no other.
+    // The same for all parts of one export, and for no other.
     std::string wholeIdentity() const;
-    /// What sets two wholes apart, to be read behind "they differ in"; empty when nothing does.
+    // What sets two wholes apart, to be read behind "they differ in"; empty when nothing does.
     std::string differenceFrom(const MoviePart& other) const;
 };
 

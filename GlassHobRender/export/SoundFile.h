@@ -21,14 +21,14 @@ namespace glasshob {
 
 struct SoundFileRequest {
     std::string path;
-    /// What sentences call it.
+    // What sentences call it.
     std::string name;
-    /// Seconds done, and in all; false cancels.
+    // Seconds done, and in all; false cancels.
     std::function<bool(std::int64_t done, std::int64_t total)> progress = {};
     std::stop_token stop = {};
 };
 
-/// Segments that are not heard are silent. A file that is not whole is removed. Fails with a sentence.
+// Segments that are not heard are silent. A file that is not whole is removed. Fails with a sentence.
 std::expected<void, std::string> writeSoundFile(const std::vector<ExportSegment>& segments,
                                                 const std::shared_ptr<gpu::Device>& device,
                                                 const SoundFileRequest& request);

@@ -30,7 +30,7 @@ namespace VideoExporter {
 using Progress = FrameExport::Progress;
 using Preview = FrameExport::Preview;
 
-/// How the pictures are encoded, where it is not the preset's business, and who hears of a run up to the first frame.
+// How the pictures are encoded, where it is not the preset's business, and who hears of a run up to the first frame.
 struct Encoding {
     MovieEncoder encoder = MovieEncoder::automatic;
     MovieQuality quality = MovieQuality::balanced;
@@ -44,15 +44,15 @@ void exportMovie(const std::vector<ExportSegment>& segments, const ExportPreset&
                  const std::shared_ptr<gpu::Device>& device, const std::string& path, const Progress& progress,
                  const Encoding& encoding = {}, const std::stop_token& stop = {}, const Preview& preview = {});
 
-/// One shader over the stretch of a plan, with its own sound.
+// One shader over the stretch of a plan, with its own sound.
 void exportMovie(const std::shared_ptr<const ShaderProgram>& program, const SliderValues& values,
                  const ExportPlan& plan, bool watermark, const std::shared_ptr<gpu::Device>& device,
                  const std::string& path, const Progress& progress, const Encoding& encoding = {},
                  const std::stop_token& stop = {}, const Preview& preview = {});
 
-/// The frames of a part of a longer export, as video alone that begins at 0: each is what it is in the whole, before it
-/// is encoded. The file tells what MovieJoiner needs. Frames count from 0 to the part's own length in `progress`, and
-/// have the whole's numbers in errors. `segments` are those that the part tells of (MoviePart::exportSegments()).
+// The frames of a part of a longer export, as video alone that begins at 0: each is what it is in the whole, before it
+// is encoded. The file tells what MovieJoiner needs. Frames count from 0 to the part's own length in `progress`, and
+// have the whole's numbers in errors. `segments` are those that the part tells of (MoviePart::exportSegments()).
 void exportPart(const std::vector<ExportSegment>& segments, const MoviePart& part,
                 const std::shared_ptr<gpu::Device>& device, const std::string& path, const Progress& progress,
                 const Encoding& encoding = {}, const std::stop_token& stop = {}, const Preview& preview = {});

@@ -14,9 +14,9 @@ namespace glasshob {
 
 class ByteOutput {
   public:
-    /// Makes the file, or empties the one that is there. `name` is what sentences call it.
+    // Makes the file, or empties the one that is there. `name` is what sentences call it.
     static std::expected<ByteOutput, std::string> file(const std::string& path, std::string name);
-    /// What is open already, such as standard output; it stays open.
+    // What is open already, such as standard output; it stays open.
     static std::expected<ByteOutput, std::string> descriptor(int number, std::string name);
     ByteOutput(ByteOutput&& other) noexcept
         : descriptor_(std::exchange(other.descriptor_, -1)), name_(std::move(other.name_)) {}
@@ -24,7 +24,7 @@ class ByteOutput {
     ~ByteOutput();
 
     std::expected<void, std::string> write(std::span<const std::byte> bytes, const std::stop_token& stop = {});
-    /// Whether all of it has arrived, as far as the system can tell.
+    // Whether all of it has arrived, as far as the system can tell.
     std::expected<void, std::string> close();
 
   private:

@@ -13,11 +13,11 @@ class ExportError : public std::exception {
     enum class Kind : std::uint8_t { setup, render, writer, cancelled };
 
     static ExportError setup(const std::string& message);
-    /// The frame's number in the whole export.
+    // The frame's number in the whole export.
     static ExportError render(std::int64_t frame);
     static ExportError writer(const std::string& message);
     static ExportError cancelled();
-    /// What went wrong with a file, in a sentence that stands alone; of the kind `writer`.
+    // What went wrong with a file, in a sentence that stands alone; of the kind `writer`.
     explicit ExportError(std::string sentence) : kind(Kind::writer), description(std::move(sentence)) {}
 
     Kind kind = Kind::setup;

@@ -12,13 +12,13 @@ namespace glasshob::FileChecksum {
 
 inline constexpr const char* metadataKey = "glasshob.checksum";
 
-/// 64 digits drawn by lot, told apart from every other text by their number; the same ones throughout the process.
+// 64 digits drawn by lot, told apart from every other text by their number; the same ones throughout the process.
 const std::string& placeholder();
 
-/// Puts the sum in the placeholder's place. Fails with a sentence.
+// Puts the sum in the placeholder's place. Fails with a sentence.
 std::expected<void, std::string> stamp(const std::string& path);
 
-/// Whether the file still is what it was when this sum, read from its metadata, was put in.
+// Whether the file still is what it was when this sum, read from its metadata, was put in.
 bool isIntact(const std::string& path, std::string_view sum);
 
 } // namespace glasshob::FileChecksum

@@ -12,22 +12,22 @@
 
 namespace glasshob::FrameConverter {
 
-/// Planes of a frame: luma width by height, chroma half of each, rounded up.
+// Planes of a frame: luma width by height, chroma half of each, rounded up.
 struct Planes {
     std::uint8_t* y = nullptr;
     std::size_t yStride = 0;
-    /// With `v` null: blue and red differences in turn (NV12), twice as wide.
+    // With `v` null: blue and red differences in turn (NV12), twice as wide.
     std::uint8_t* u = nullptr;
     std::size_t uStride = 0;
     std::uint8_t* v = nullptr;
     std::size_t vStride = 0;
 };
 
-/// `bgra` rows are `rowBytes` apart, the top one first.
+// `bgra` rows are `rowBytes` apart, the top one first.
 void convert(const std::uint8_t* bgra, std::size_t rowBytes, int width, int height, const Planes& planes);
 
-/// The two ways in which convert() does it, to the same bits: on any processor, and faster on those with wide vectors,
-/// where it is true.
+// The two ways in which convert() does it, to the same bits: on any processor, and faster on those with wide vectors,
+// where it is true.
 void convertPlain(const std::uint8_t* bgra, std::size_t rowBytes, int width, int height, const Planes& planes);
 bool convertWide(const std::uint8_t* bgra, std::size_t rowBytes, int width, int height, const Planes& planes);
 

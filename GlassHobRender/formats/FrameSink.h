@@ -18,23 +18,23 @@ class FrameSink {
   public:
     virtual ~FrameSink() = default;
 
-    /// How many threads write at the same time. With 1 the frames come in their order; with more, they begin in it.
+    // How many threads write at the same time. With 1 the frames come in their order; with more, they begin in it.
     virtual unsigned threadCount() const { return 1; }
-    /// How many frames are drawn ahead of those being written; each takes the memory of a frame.
+    // How many frames are drawn ahead of those being written; each takes the memory of a frame.
     virtual unsigned framesAhead() const { return 2; }
-    /// Whether writeSound() is to be called where a segment is heard.
+    // Whether writeSound() is to be called where a segment is heard.
     virtual bool takesSound() const { return false; }
 
-    /// All else that the export needs is there: from here on files are touched.
+    // All else that the export needs is there: from here on files are touched.
     virtual std::expected<void, ExportError> start() { return {}; }
 
-    /// One frame of the export's size: blue, green, red and alpha bytes, rows `rowBytes` apart, the top one first. They
-    /// are there until this returns. `number` is the frame's place in the whole export. A request to stop ends a wait;
-    /// the error does not matter then.
+    // One frame of the export's size: blue, green, red and alpha bytes, rows `rowBytes` apart, the top one first. They
+    // are there until this returns. `number` is the frame's place in the whole export. A request to stop ends a wait;
+    // the error does not matter then.
     virtual std::expected<void, ExportError> write(std::int64_t number, const std::byte* pixels, std::size_t rowBytes,
                                                    const std::stop_token& stop) = 0;
-    /// The sound of the next frame: 48,000 pairs of left and right a second, interleaved. A thread of its own, beside
-    /// write(). After the last one comes endSound().
+    // The sound of the next frame: 48,000 pairs of left and right a second, interleaved. A thread of its own, beside
+    // write(). After the last one comes endSound().
     virtual std::expected<void, ExportError> writeSound(std::span<const float> samples, const std::stop_token& stop) {
         (void)samples;
         (void)stop;
@@ -42,7 +42,7 @@ class FrameSink {
     }
     virtual void endSound() {}
 
-    /// After the last frame: what was written stays. A request to stop ends it early, with an error.
+    // After the last frame: what was written stays. A request to stop ends it early, with an error.
     virtual std::expected<void, ExportError> finish(const std::stop_token& stop) = 0;
 };
 

@@ -9,7 +9,7 @@
 
 namespace glasshob::GifCompression {
 
-/// Appends the image data of 256 possible values: the code size, blocks of at most 255 bytes, and the end.
+// Appends the image data of 256 possible values: the code size, blocks of at most 255 bytes, and the end.
 void append(std::vector<std::byte>& bytes, std::span<const std::uint8_t> values);
 
 } // namespace glasshob::GifCompression

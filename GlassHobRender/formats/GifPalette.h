@@ -17,16 +17,16 @@ struct RgbColor {
 
 class GifPalette {
   public:
-    /// The colours; one index is left over, for pixels that stay as they are.
+    // The colours; one index is left over, for pixels that stay as they are.
     static constexpr int size = 255;
 
     GifPalette();
 
-    /// Fits the colours to a picture of blue, green, red and alpha bytes, if those that are there fit it badly.
+    // Fits the colours to a picture of blue, green, red and alpha bytes, if those that are there fit it badly.
     void follow(const std::uint8_t* bgra, std::size_t rowBytes, int width, int height);
 
     RgbColor color(int index) const;
-    /// Components from 0 to 255.
+    // Components from 0 to 255.
     int nearest(int red, int green, int blue);
 
   private:

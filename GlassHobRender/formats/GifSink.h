@@ -14,7 +14,7 @@ namespace glasshob {
 
 class GifSink : public FrameSink {
   public:
-    /// What players keep up with: two hundredths of a second for a frame.
+    // What players keep up with: two hundredths of a second for a frame.
     static constexpr std::int64_t mostFps = 50;
 
     GifSink(ByteOutput output, std::int64_t width, std::int64_t height, std::int64_t fps);

@@ -41,7 +41,7 @@ GLASSHOB_MOVIE_FUNCTIONS(GLASSHOB_DECLARE)
 #undef GLASSHOB_DECLARE
 } // namespace movielibrary
 
-/// Loads it once for the process and silences what it writes on standard error; a sentence where it is not installed.
+// Loads it once for the process and silences what it writes on standard error; a sentence where it is not installed.
 std::expected<void, std::string> loadMovieLibrary();
 
 } // namespace glasshob

@@ -16,16 +16,16 @@ namespace glasshob {
 struct MovieSettings {
     MovieContainer container = MovieContainer::mp4;
     std::variant<VideoSettings, EncodedVideo> video;
-    /// Whether there is a sound track.
+    // Whether there is a sound track.
     bool hasSound = false;
-    /// An entry of the file's metadata; none where the key is empty. Such a file gets a checksum (FileChecksum.h).
+    // An entry of the file's metadata; none where the key is empty. Such a file gets a checksum (FileChecksum.h).
     std::string descriptionKey = {};
     std::string description = {};
 };
 
 class MovieSink : public FrameSink {
   public:
-    /// Touches nothing before start(), which replaces a file that is there.
+    // Touches nothing before start(), which replaces a file that is there.
     MovieSink(std::string path, MovieSettings settings);
     ~MovieSink() override;
     MovieSink(const MovieSink&) = delete;
@@ -36,7 +36,7 @@ class MovieSink : public FrameSink {
     std::expected<void, ExportError> start() override;
     std::expected<void, ExportError> write(std::int64_t number, const std::byte* pixels, std::size_t rowBytes,
                                            const std::stop_token& stop) override;
-    /// A picture that is encoded already, as MovieWriter takes it.
+    // A picture that is encoded already, as MovieWriter takes it.
     std::expected<void, ExportError> write(std::int64_t number, AVPacket& packet, const std::stop_token& stop);
     std::expected<void, ExportError> writeSound(std::span<const float> samples, const std::stop_token& stop) override;
     void endSound() override;
@@ -44,7 +44,7 @@ class MovieSink : public FrameSink {
 
   private:
     std::expected<void, ExportError> waitFor(const MovieInput& input, const std::stop_token& stop);
-    /// The writer's own words, or these where it has none.
+    // The writer's own words, or these where it has none.
     ExportError writerError(const std::string& otherwise) const;
 
     std::string path_;

@@ -104,7 +104,7 @@ struct MovieInput::Track {
     AVRational timeBase = {0, 1};
     HardwareBuffer hardware;
     bool isFinished = false;
-    /// Whether decoding times are given here, a frame apart: libx265 leaves them unset in a movie of few frames.
+    // Whether decoding times are given here, a frame apart: libx265 leaves them unset in a movie of few frames.
     bool hasOwnTimes = false;
     std::int64_t encoded = 0;  // packets
     std::int64_t appended = 0; // frames or sample frames
@@ -113,7 +113,7 @@ struct MovieInput::Track {
     std::jthread thread;
     std::unique_ptr<MovieInput> input;
 
-    /// Of what was appended.
+    // Of what was appended.
     double seconds() const { return double(appended) * av_q2d(timeBase); }
 };
 

@@ -13,16 +13,16 @@
 
 namespace glasshob {
 
-/// Where the files stand and how they are called.
+// Where the files stand and how they are called.
 class FrameNames {
   public:
-    /// A folder with a slash at its end ("frames/": then the files are 00000.png and so on), or a path whose last part
-    /// has one place for the number, as printf writes it: "frames/sea-%04d.png". Fails with a sentence.
+    // A folder with a slash at its end ("frames/": then the files are 00000.png and so on), or a path whose last part
+    // has one place for the number, as printf writes it: "frames/sea-%04d.png". Fails with a sentence.
     static std::expected<FrameNames, std::string> parse(const std::string& text);
 
-    /// Empty for the current one; a slash at its end otherwise.
+    // Empty for the current one; a slash at its end otherwise.
     const std::string& folder() const { return folder_; }
-    /// Without the folder.
+    // Without the folder.
     std::string name(std::int64_t number) const;
 
   private:
@@ -32,7 +32,7 @@ class FrameNames {
 
 class PngSink : public FrameSink {
   public:
-    /// Makes the folders, whose parent must be there. Files that are there are replaced, or else in the way.
+    // Makes the folders, whose parent must be there. Files that are there are replaced, or else in the way.
     static std::expected<std::unique_ptr<PngSink>, std::string> make(FrameNames names, std::int64_t width,
                                                                      std::int64_t height, bool replaces = true);
     ~PngSink() override;

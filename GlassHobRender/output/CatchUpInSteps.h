@@ -18,10 +18,10 @@ class ShaderRun;
 
 namespace CatchUpInSteps {
 
-/// Seconds of shader time: reached, and to be reached.
+// Seconds of shader time: reached, and to be reached.
 using Told = std::function<void(double reached, double target)>;
 
-/// False when the GPU fails or the run is stopped. The pointer stands at the centre.
+// False when the GPU fails or the run is stopped. The pointer stands at the centre.
 bool run(ShaderRun& run, gpu::CommandQueue& queue, const SliderValues& values, double time, const std::stop_token& stop,
          const Told& told);
 

@@ -16,13 +16,13 @@ class RenderPipelineState;
 
 namespace glasshob {
 
-/// What both stages of the mark read, at buffer 0.
+// What both stages of the mark read, at buffer 0.
 struct WMUniforms {
-    /// The lower left corner in pixels of the target, y upward; then the side of the square, and nothing.
+    // The lower left corner in pixels of the target, y upward; then the side of the square, and nothing.
     float rect[4] = {};
-    /// In pixels.
+    // In pixels.
     float target[2] = {};
-    /// Of the premultiplied colour.
+    // Of the premultiplied colour.
     float opacity = 1;
     float pad = 0;
 };
@@ -34,7 +34,7 @@ class Watermark {
 
     const std::shared_ptr<gpu::RenderPipelineState>& pipeline() const { return pipeline_; }
 
-    /// Into the encoder's pass, over what is there. `rect` is corner and side, as WatermarkPlacement gives them.
+    // Into the encoder's pass, over what is there. `rect` is corner and side, as WatermarkPlacement gives them.
     void draw(gpu::RenderCommandEncoder& encoder, const float (&rect)[3], float width, float height,
               float opacity) const;
 

@@ -7,10 +7,10 @@
 
 namespace glasshob {
 
-/// Takes the module out of `library`.
+// Takes the module out of `library`.
 gpu::LibraryDescriptor libraryDescriptor(msl::CompiledLibrary library, std::string label);
 
-/// Whether the layer's tables can hold what a function takes. libraryDescriptor() leaves out one that wants more.
+// Whether the layer's tables can hold what a function takes. libraryDescriptor() leaves out one that wants more.
 bool fitsTheLayer(const msl::EntryPoint& entry);
 
 } // namespace glasshob

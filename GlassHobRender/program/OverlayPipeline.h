@@ -16,7 +16,7 @@ class Texture;
 
 namespace glasshob {
 
-/// Whether what is drawn lies over what is there by its alpha, or takes its place.
+// Whether what is drawn lies over what is there by its alpha, or takes its place.
 enum class QuadBlend : bool { over, none };
 
 std::shared_ptr<gpu::RenderPipelineState> makeOverlayPipeline(const std::shared_ptr<gpu::Device>& device,
@@ -24,13 +24,13 @@ std::shared_ptr<gpu::RenderPipelineState> makeOverlayPipeline(const std::shared_
                                                               const char* fragmentName, gpu::PixelFormat pixelFormat,
                                                               QuadBlend blend = QuadBlend::over);
 
-/// Lays a texture over the encoder's viewport, upright, linearly filtered: texel on pixel where they are of one size.
+// Lays a texture over the encoder's viewport, upright, linearly filtered: texel on pixel where they are of one size.
 class OverlayQuad {
   public:
     OverlayQuad(const std::shared_ptr<gpu::Device>& device, gpu::PixelFormat pixelFormat,
                 QuadBlend blend = QuadBlend::over);
 
-    /// `opacity` is 0 to 1.
+    // `opacity` is 0 to 1.
     void draw(gpu::RenderCommandEncoder& encoder, const std::shared_ptr<gpu::Texture>& image, float opacity = 1) const;
 
   private:

@@ -18,7 +18,7 @@ namespace glasshob {
 
 class ParameterArgument {
   public:
-    /// Where there is no memory for a buffer, the functions read zeros.
+    // Where there is no memory for a buffer, the functions read zeros.
     ParameterArgument(gpu::Device& device, std::vector<float> values);
     ~ParameterArgument();
 

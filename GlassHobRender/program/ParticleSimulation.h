@@ -46,30 +46,30 @@ class ParticleSimulation {
   public:
     static constexpr std::int64_t noStepLimit = std::numeric_limits<std::int64_t>::max();
     static constexpr double stepsPerSecond = 60.0;
-    /// Most steps in one command buffer of advance().
+    // Most steps in one command buffer of advance().
     static constexpr std::int64_t largestPiece = 240;
-    /// Side of the largest dot in pixels.
+    // Side of the largest dot in pixels.
     static constexpr float largestDot = 511.0F;
 
     static std::unique_ptr<ParticleSimulation> make(std::shared_ptr<const ShaderProgram> program, gpu::Device& device,
                                                     std::int64_t width, std::int64_t height);
 
-    /// The step that stands for a time in seconds; 0 for negative times and those that are no number.
+    // The step that stands for a time in seconds; 0 for negative times and those that are no number.
     static std::int64_t stepIndex(double time);
 
-    /// The last step that was recorded; -1 before the spawn.
+    // The last step that was recorded; -1 before the spawn.
     std::int64_t step() const { return step_; }
     const std::shared_ptr<gpu::Texture>& picture() const { return trails_[current_]; }
-    /// The buffers of particles in their order.
+    // The buffers of particles in their order.
     std::vector<std::shared_ptr<gpu::Buffer>> particles() const;
 
-    /// Records the steps after step() up to `target`, at most `maxSteps` of them. A target before step() starts from
-    /// the spawn. `mouse` may be null: the centre. Does not commit.
+    // Records the steps after step() up to `target`, at most `maxSteps` of them. A target before step() starts from
+    // the spawn. `mouse` may be null: the centre. Does not commit.
     void encode(std::int64_t target, gpu::CommandBuffer& commandBuffer, const SliderValues& values, const float* mouse,
                 std::int64_t maxSteps = noStepLimit);
 
-    /// Brings the simulation to `target` and waits for it, in pieces between which other work of the device goes on and
-    /// `stop` is looked at. False when the GPU failed or it was stopped.
+    // Brings the simulation to `target` and waits for it, in pieces between which other work of the device goes on and
+    // `stop` is looked at. False when the GPU failed or it was stopped.
     bool advance(std::int64_t target, gpu::CommandQueue& queue, const SliderValues& values, const float* mouse,
                  const std::stop_token& stop = {});
 

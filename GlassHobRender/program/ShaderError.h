@@ -15,9 +15,9 @@ class ShaderError : public std::exception {
     ShaderError(std::vector<Diagnostic> diagnostics_, std::string raw_)
         : diagnostics(std::move(diagnostics_)), raw(std::move(raw_)) {}
 
-    /// The compiler's messages in its order; empty when the failure is not about the text.
+    // The compiler's messages in its order; empty when the failure is not about the text.
     std::vector<Diagnostic> diagnostics;
-    /// The compiler's whole text, or the one sentence that says what went wrong.
+    // The compiler's whole text, or the one sentence that says what went wrong.
     std::string raw;
 
     const std::string& description() const { return raw; }

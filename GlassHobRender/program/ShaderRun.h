@@ -30,7 +30,7 @@ class ShaderRun {
   public:
     static constexpr std::int64_t noStepLimit = ParticleSimulation::noStepLimit;
 
-    /// Whether drawers of the program must make a run.
+    // Whether drawers of the program must make a run.
     static bool needsRun(const ShaderProgram& program);
 
     static std::unique_ptr<ShaderRun> make(std::shared_ptr<const ShaderProgram> program,
@@ -41,19 +41,19 @@ class ShaderRun {
     std::int64_t width() const { return width_; }
     std::int64_t height() const { return height_; }
 
-    /// What the picture pass samples; null when there is nothing.
+    // What the picture pass samples; null when there is nothing.
     std::shared_ptr<gpu::Texture> pictureTexture() const;
 
-    /// Records the frame's work before the picture pass; at most `maxSteps` simulation steps. Does not commit.
+    // Records the frame's work before the picture pass; at most `maxSteps` simulation steps. Does not commit.
     void encode(const GHUniforms& uniforms, gpu::CommandBuffer& commandBuffer, const SliderValues& values,
                 std::int64_t maxSteps = noStepLimit);
 
-    /// Runs the simulation steps that lie before the frame at `time` and waits for them, in pieces; `stop` is looked at
-    /// between them. True when caught up, which a grid always is.
+    // Runs the simulation steps that lie before the frame at `time` and waits for them, in pieces; `stop` is looked at
+    // between them. True when caught up, which a grid always is.
     bool catchUp(gpu::CommandQueue& queue, const SliderValues& values, const float* mouse, double time,
                  const std::stop_token& stop = {});
 
-    /// Null for a grid.
+    // Null for a grid.
     const ParticleSimulation* simulation() const { return simulation_.get(); }
 
     ~ShaderRun();

@@ -3,14 +3,17 @@
 #include "GlassHob/ui/controls/Fonts.h"
 #include "GlassHob/ui/controls/Theme.h"
 
+#include <QAction>
 #include <QApplication>
 #include <QFocusEvent>
 #include <QFocusFrame>
 #include <QHelpEvent>
+#include <QKeySequence>
 #include <QPainter>
 #include <QScrollArea>
 #include <QStyle>
 #include <QToolTip>
+#include <QWheelEvent>
 
 namespace glasshob {
 
@@ -46,6 +49,14 @@ QString plainToolTip(const QString& text) {
     return text.isEmpty()
                ? QString()
                : QStringLiteral("<qt>%1</qt>").arg(text.toHtmlEscaped().replace(u'\n', QStringLiteral("<br/>")));
+}
+
+int WheelNotches::take(const QWheelEvent& event) {
+    constexpr int notch = QWheelEvent::DefaultDeltasPerStep;
+    rest_ += event.angleDelta().y() != 0 ? event.angleDelta().y() : event.angleDelta().x();
+    const int notches = rest_ / notch;
+    rest_ -= notches * notch;
+    return notches;
 }
 
 void setTabBefore(QWidget* widget, QWidget* next) {
@@ -102,6 +113,22 @@ ToolButton::ToolButton(Icon icon, const QString& name, QWidget* parent, int side
     setFont(fonts::label());
     setName(name);
     setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
+}
+
+ToolButton::ToolButton(Icon icon, const QString& name, QAction* action, QWidget* parent)
+    : ToolButton(icon, name, parent) {
+    setName(name, action->shortcut().toString(QKeySequence::NativeText));
+    setCheckable(action->isCheckable());
+    auto follow = [this, action] {
+        setEnabled(action->isEnabled());
+        setChecked(action->isChecked());
+    };
+    follow();
+    connect(action, &QAction::changed, this, follow);
+    connect(this, &QAbstractButton::clicked, this, [this, action] {
+        setChecked(action->isChecked()); // the action decides
+        action->trigger();
+    });
 }
 
 void ToolButton::setIcon(Icon icon) {

@@ -13,6 +13,7 @@
 
 #include <optional>
 
+class QAction;
 class QFocusFrame;
 class QScrollArea;
 
@@ -26,6 +27,15 @@ QString plainToolTip(const QString& text);
 
 // An area that scrolls its contents up and down on a pane's ground.
 QScrollArea* makeScrollArea(QWidget* contents, QWidget* parent);
+
+// The notches that a wheel or a touchpad has turned; what is less than one is kept for the next event.
+class WheelNotches {
+  public:
+    int take(const QWheelEvent& event);
+
+  private:
+    int rest_ = 0;
+};
 
 // Puts a widget before another one in the order of the Tab key. Both must take the keyboard.
 void setTabBefore(QWidget* widget, QWidget* next);
@@ -51,10 +61,12 @@ class ToolButton : public HoverButton {
     Q_OBJECT
   public:
     ToolButton(Icon icon, const QString& name, QWidget* parent, int side = 32, int iconSize = 20);
+    // One that does what the action does, and is enabled and checked as it is.
+    ToolButton(Icon icon, const QString& name, QAction* action, QWidget* parent);
 
     void setIcon(Icon icon);
     Icon toolIcon() const { return icon_; }
-    // The icon stands on its head: what it closes is closed.
+    // Turns the icon by half a turn, as for a pane that is folded away.
     void setTurned(bool turned);
     void setLabel(const QString& label);
     void setShowsLabel(bool shows);

@@ -1,6 +1,7 @@
 #include "GlassHob/ui/controls/DesktopNotification.h"
 
 #include "GlassHobCore/Identity.h"
+#include "GlassHobCore/text/Text.h"
 
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
@@ -15,10 +16,6 @@ const QString service = QStringLiteral("org.freedesktop.Notifications");
 const QString path = QStringLiteral("/org/freedesktop/Notifications");
 const QString pressedAction = QStringLiteral("default");
 constexpr int desktopsOwnTime = -1;
-
-QString asQString(std::string_view text) {
-    return QString::fromUtf8(text.data(), qsizetype(text.size()));
-}
 
 } // namespace
 

@@ -3,6 +3,7 @@
 #include "GlassHob/ui/editor/CodeEditor.h"
 #include "GlassHob/ui/editor/CodeTip.h"
 #include "GlassHob/ui/editor/CompletionPopup.h"
+#include "GlassHobCore/code/Words.h"
 
 #include <QKeyEvent>
 #include <QTextBlock>
@@ -19,10 +20,6 @@ namespace {
 constexpr int hoverDelay = 300;
 constexpr int pageRows = 7;
 constexpr std::size_t mostDescribed = 3;
-
-bool isWordPart(QChar c) {
-    return c == u'_' || c.isLetterOrNumber();
-}
 
 // Where the n-th argument stands in "float3 mix(float3 x, float3 y)".
 std::pair<int, int> argumentRange(const QString& declaration, const QString& name, int argument) {
@@ -359,12 +356,9 @@ void CodeAssistant::describeAt(const QPoint& place) {
     const QTextBlock block = cursor.block();
     const QString text = block.text();
     // The nearest gap between letters is one of the word's when the pointer is on it.
-    int from = cursor.positionInBlock(), to = from;
-    while (from > 0 && isWordPart(text[from - 1]))
-        --from;
-    while (to < text.size() && isWordPart(text[to]))
-        ++to;
-    if (from == to) return;
+    const TextRange word = wordAt(text, cursor.positionInBlock());
+    if (word.length == 0) return;
+    const int from = int(word.location), to = int(word.end());
     QTextCursor ends(block);
     ends.setPosition(block.position() + from);
     const QRect left = editor_->cursorRect(ends);

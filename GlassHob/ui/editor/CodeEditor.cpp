@@ -11,6 +11,7 @@
 #include "GlassHob/ui/editor/MessageTip.h"
 #include "GlassHob/ui/editor/SyntaxHighlighter.h"
 #include "GlassHobCore/code/CodeEdit.h"
+#include "GlassHobCore/code/Words.h"
 #include "GlassHobCore/files/ShaderFile.h"
 #include "GlassHobCore/shader/Params.h"
 
@@ -403,18 +404,10 @@ int CodeEditor::caretColumn() const {
 QString CodeEditor::wordAtCaret() const {
     const QTextCursor cursor = textCursor();
     const QString line = cursor.block().text();
-    const auto isOfWord = [&](int at) {
-        return at >= 0 && at < line.size() && (line[at].isLetterOrNumber() || line[at] == u'_');
-    };
-    int first = cursor.positionInBlock();
-    int end = first;
-    while (isOfWord(first - 1))
-        --first;
-    while (isOfWord(end))
-        ++end;
-    if (first == end || line[first].isDigit()) return {};
-    if (first > 0 && line[first - 1] == u'@') --first;
-    return line.mid(first, end - first);
+    TextRange word = wordAt(line, cursor.positionInBlock());
+    if (word.length == 0 || line[word.location].isDigit()) return {};
+    if (word.location > 0 && line[word.location - 1] == u'@') word = {word.location - 1, word.length + 1};
+    return line.mid(word.location, word.length);
 }
 
 std::vector<CodeEditor::VisibleLine> CodeEditor::visibleLines() const {

@@ -1,6 +1,7 @@
 #include "GlassHob/ui/editor/CodeMarks.h"
 
 #include "GlassHobCore/code/QuickFixes.h"
+#include "GlassHobCore/code/Words.h"
 
 #include <QTextBlock>
 #include <QTextDocument>
@@ -8,14 +9,6 @@
 #include <algorithm>
 
 namespace glasshob {
-
-namespace {
-
-bool isWordCharacter(QChar c) {
-    return c.isLetterOrNumber() || c == u'_';
-}
-
-} // namespace
 
 int utf16Column(const QString& line, std::int64_t byteColumn) {
     std::int64_t bytes = 1;
@@ -51,8 +44,8 @@ QTextCursor CodeMarks::rangeOf(const Diagnostic& diagnostic) const {
         to = int(text.size());
     else if (diagnostic.length > 0)
         to = utf16Column(text, diagnostic.column + diagnostic.length);
-    else if (from < text.size() && isWordCharacter(text[from]))
-        while (to < text.size() && isWordCharacter(text[to]))
+    else if (from < text.size() && isWordPart(text[from]))
+        while (to < text.size() && isWordPart(text[to]))
             ++to;
     else
         to = std::min<int>(from + 1, int(text.size()));

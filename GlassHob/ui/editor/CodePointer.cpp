@@ -4,6 +4,7 @@
 #include "GlassHob/ui/editor/CodeEditor.h"
 #include "GlassHob/ui/editor/ColourPicker.h"
 #include "GlassHob/ui/editor/ColourSwatches.h"
+#include "GlassHobCore/code/Words.h"
 
 #include <QGuiApplication>
 #include <QKeyEvent>
@@ -20,10 +21,6 @@ constexpr int pixelsPerStep = 3;
 constexpr int coarseSteps = 10;
 // Nobody drags a number or picks a colour in a line that is no line of code.
 constexpr int longestLine = 1000;
-
-bool isWordPart(QChar c) {
-    return c == u'_' || c.isLetterOrNumber();
-}
 
 } // namespace
 
@@ -96,9 +93,7 @@ bool CodePointer::goToDefinition() {
 bool CodePointer::goToDefinition(const QTextCursor& place) {
     const QTextBlock block = place.block();
     const QString text = block.text();
-    int from = place.positionInBlock();
-    while (from > 0 && isWordPart(text[from - 1]))
-        --from;
+    const int from = int(wordAt(text, place.positionInBlock()).location);
     const std::vector<Symbol> known =
         CodeCompletion::describe(editor_->assistant()->index(), block.blockNumber(), from);
     const auto declared = std::ranges::find_if(known, [](const Symbol& symbol) { return symbol.line >= 0; });

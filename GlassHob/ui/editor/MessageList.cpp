@@ -3,6 +3,7 @@
 #include "GlassHob/ui/controls/Fonts.h"
 #include "GlassHob/ui/controls/SeverityLook.h"
 #include "GlassHob/ui/controls/Theme.h"
+#include "GlassHobCore/text/Text.h"
 
 #include <QAccessible>
 #include <QApplication>
@@ -32,10 +33,6 @@ constexpr int bottomMargin = 6;
 // The compiler's text where it holds no message that could be read.
 constexpr int plainMargin = 16;
 constexpr int plainFlags = Qt::AlignLeft | Qt::AlignTop | Qt::TextWordWrap;
-
-QString asQString(const std::string& text) {
-    return QString::fromStdString(text);
-}
 
 } // namespace
 

@@ -1,6 +1,7 @@
 #include "GlassHob/ui/editor/MoreCarets.h"
 
 #include "GlassHob/ui/editor/CodeEditor.h"
+#include "GlassHobCore/code/Words.h"
 
 #include <QKeyEvent>
 #include <QTextBlock>
@@ -10,10 +11,6 @@
 namespace glasshob {
 
 namespace {
-
-bool isWordPart(QChar c) {
-    return c == u'_' || c.isLetterOrNumber();
-}
 
 bool sameStretch(const QTextCursor& a, const QTextCursor& b) {
     return a.selectionStart() == b.selectionStart() && a.selectionEnd() == b.selectionEnd();
@@ -30,15 +27,11 @@ void MoreCarets::clear() {
 bool MoreCarets::selectWord() {
     QTextCursor cursor = editor_->textCursor();
     const QString text = cursor.block().text();
-    int from = cursor.positionInBlock(), to = from;
-    while (from > 0 && isWordPart(text[from - 1]))
-        --from;
-    while (to < text.size() && isWordPart(text[to]))
-        ++to;
-    if (from == to) return false;
+    const TextRange word = wordAt(text, cursor.positionInBlock());
+    if (word.length == 0) return false;
     const int start = cursor.block().position();
-    cursor.setPosition(start + from);
-    cursor.setPosition(start + to, QTextCursor::KeepAnchor);
+    cursor.setPosition(start + int(word.location));
+    cursor.setPosition(start + int(word.end()), QTextCursor::KeepAnchor);
     editor_->setTextCursor(cursor);
     return true;
 }

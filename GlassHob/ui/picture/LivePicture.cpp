@@ -223,12 +223,13 @@ bool LivePicture::encode(gpu::CommandBuffer& commandBuffer, const std::shared_pt
     passTime();
     const int divisor = shown_ ? this->divisor() : 1;
     const QSize part = drawnSize(size);
+    if (shown_ && values_ != valuesToDraw()) values_ = valuesToDraw();
     std::shared_ptr<gpu::Texture> small;
     if (divisor > 1)
         small = scaled_.target(*model_.device(), std::uint32_t(part.width()), std::uint32_t(part.height()));
-    const bool isRecorded =
-        small ? encodePicture(commandBuffer, small, divisor, lastTick_, nullptr) && encodeScaled(commandBuffer, target)
-              : encodePicture(commandBuffer, target, 1, lastTick_, &overlays_);
+    const bool isRecorded = small ? encodePicture(commandBuffer, small, divisor, lastTick_, values_, nullptr) &&
+                                        encodeScaled(commandBuffer, target)
+                                  : encodePicture(commandBuffer, target, 1, lastTick_, values_, &overlays_);
     drawn_.reset();
     if (isRecorded && !isBehind(lastTick_)) drawn_ = contentOf(frameSize_, lastTick_);
     return isRecorded;
@@ -252,7 +253,7 @@ void LivePicture::passTime() {
 
 bool LivePicture::isSettled(const QSize& size) const {
     if (!drawn_ || drawn_->program != shown_) return false;
-    if (shown_ && shown_->pictureInputs().moves() && !model_.paused()) return false;
+    if (shown_ && ((shown_->pictureInputs().moves() && !model_.paused()) || values_ != valuesToDraw())) return false;
     return *drawn_ == contentOf(size, model_.clock().moment());
 }
 
@@ -269,8 +270,7 @@ bool LivePicture::isBehind(const PreviewClock::Tick& tick) const {
 
 bool LivePicture::Content::operator==(const Content& other) const {
     return program == other.program && size == other.size && drawnSize == other.drawnSize &&
-           overlays == other.overlays && values == other.values &&
-           std::memcmp(&uniforms, &other.uniforms, sizeof uniforms) == 0;
+           overlays == other.overlays && std::memcmp(&uniforms, &other.uniforms, sizeof uniforms) == 0;
 }
 
 GHUniforms LivePicture::uniformsOf(const QSize& size, int divisor, const PreviewClock::Tick& tick) const {
@@ -285,15 +285,15 @@ GHUniforms LivePicture::uniformsOf(const QSize& size, int divisor, const Preview
     return uniforms;
 }
 
+// While the next program is warmed up, the values are those that its predecessor had.
 const SliderValues& LivePicture::valuesToDraw() const {
     return shown_ == model_.shownProgram() ? model_.shownValues() : values_;
 }
 
 LivePicture::Content LivePicture::contentOf(const QSize& size, const PreviewClock::Tick& tick) const {
     const QSize part = drawnSize(size);
-    Content content{shown_, size, part, valuesToDraw(), uniformsOf(part, divisor(), tick), overlays_.revision()};
+    Content content{shown_, size, part, uniformsOf(part, divisor(), tick), overlays_.revision()};
     if (!shown_) {
-        content.values.clear();
         content.uniforms = {};
         return content;
     }
@@ -306,7 +306,8 @@ LivePicture::Content LivePicture::contentOf(const QSize& size, const PreviewCloc
 }
 
 bool LivePicture::encodePicture(gpu::CommandBuffer& commandBuffer, const std::shared_ptr<gpu::Texture>& target,
-                                int divisor, const PreviewClock::Tick& tick, PictureOverlays* overlays) {
+                                int divisor, const PreviewClock::Tick& tick, const SliderValues& values,
+                                PictureOverlays* overlays) {
     gpu::RenderPassDescriptor pass;
     pass.colorAttachments[0].texture = target;
     pass.colorAttachments[0].clearColor = emptyCanvas;
@@ -318,8 +319,6 @@ bool LivePicture::encodePicture(gpu::CommandBuffer& commandBuffer, const std::sh
         return encoder != nullptr;
     }
 
-    // While the next program is warmed up, the values are those that its predecessor had.
-    values_ = valuesToDraw();
     const GHUniforms uniforms = uniformsOf(QSize(int(target->width()), int(target->height())), divisor, tick);
     const std::int64_t width = target->width(), height = target->height();
     if (!ShaderRun::needsRun(*shown_)) {
@@ -327,12 +326,12 @@ bool LivePicture::encodePicture(gpu::CommandBuffer& commandBuffer, const std::sh
     } else {
         if (!run_ || run_->program() != shown_ || run_->width() != width || run_->height() != height)
             run_ = ShaderRun::make(shown_, model_.device(), width, height);
-        if (run_) run_->encode(uniforms, commandBuffer, values_, stepsPerFrame);
+        if (run_) run_->encode(uniforms, commandBuffer, values, stepsPerFrame);
     }
     pass.colorAttachments[0].loadAction = shown_->pictureLoadAction();
     gpu::RenderCommandEncoder* encoder = commandBuffer.makeRenderCommandEncoder(pass);
     if (!encoder) return false;
-    shown_->encodePicture(*encoder, uniforms, values_, run_.get());
+    shown_->encodePicture(*encoder, uniforms, values, run_.get());
     if (overlays) overlays->draw(*encoder, model_.device());
     encoder->endEncoding();
     return true;
@@ -357,7 +356,7 @@ void LivePicture::capture(const QSize& whole, std::function<void(std::optional<Q
     // No time has passed since the frame on the screen.
     PreviewClock::Tick tick = lastTick_;
     tick.timeDelta = 0;
-    if (!commandBuffer || !encodePicture(*commandBuffer, texture, divisor, tick, nullptr)) {
+    if (!commandBuffer || !encodePicture(*commandBuffer, texture, divisor, tick, valuesToDraw(), nullptr)) {
         answer(std::nullopt);
         return;
     }

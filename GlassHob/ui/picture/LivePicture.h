@@ -111,7 +111,7 @@ class LivePicture : public QObject {
     void followDevice();
     void followFrames();
     bool encodePicture(gpu::CommandBuffer& commandBuffer, const std::shared_ptr<gpu::Texture>& target, int divisor,
-                       const PreviewClock::Tick& tick, PictureOverlays* overlays);
+                       const PreviewClock::Tick& tick, const SliderValues& values, PictureOverlays* overlays);
     bool encodeScaled(gpu::CommandBuffer& commandBuffer, const std::shared_ptr<gpu::Texture>& target);
     void follow(std::shared_ptr<gpu::CommandBuffer> commandBuffer);
     // For the automatic choice: how long the device takes for the frame.
@@ -120,11 +120,10 @@ class LivePicture : public QObject {
     void show(std::shared_ptr<const ShaderProgram> program);
     void letGoOfWarmer();
 
-    // All that a frame depends on; what its program does not look at is zero.
+    // All that a frame depends on beside the values; what its program does not look at is zero.
     struct Content {
         std::shared_ptr<const ShaderProgram> program;
         QSize size, drawnSize;
-        SliderValues values;
         GHUniforms uniforms;
         std::uint64_t overlays = 0;
         bool operator==(const Content& other) const;
@@ -142,7 +141,7 @@ class LivePicture : public QObject {
     std::unique_ptr<gpu::PipelineWarmer> warmer_;
     std::shared_ptr<const ShaderProgram> shown_;
     std::shared_ptr<const ShaderProgram> warming_;
-    SliderValues values_; // of shown_
+    SliderValues values_; // of the last frame of encode()
     std::unique_ptr<ShaderRun> run_;
     std::optional<std::pair<float, float>> mouse_;
     QElapsedTimer clock_;

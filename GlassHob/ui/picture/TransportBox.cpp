@@ -29,16 +29,16 @@ TransportBox::TransportBox(AppModel& model, const PictureActions& actions, QActi
     setAttribute(Qt::WA_NoMousePropagation);
     setAccessibleName(tr("Transport"));
     setFixedHeight(boxHeight);
-    start_ = buttonFor(actions.backToStart, Icon::start, tr("Back to start"));
-    play_ = buttonFor(actions.pauseOrPlay, Icon::pause, tr("Pause or Play"));
+    start_ = new ToolButton(Icon::start, tr("Back to start"), actions.backToStart, this);
+    play_ = new ToolButton(Icon::pause, tr("Pause or Play"), actions.pauseOrPlay, this);
     play_->setInk(Role::text);
-    ToolButton* step = buttonFor(actions.stepFrame, Icon::step, tr("One frame further"));
+    ToolButton* step = new ToolButton(Icon::step, tr("One frame further"), actions.stepFrame, this);
     time_ = new TextLine(fonts::time(), Role::text, this);
     time_->setAccessibleName(tr("Shader time"));
     rate_ = new TextLine(fonts::small(), Role::text3, this);
     rate_->setAccessibleName(tr("Frame rate"));
     rate_->setMinimumWidth(QFontMetrics(fonts::small()).horizontalAdvance(tr("%1 fps").arg(QStringLiteral("888"))));
-    ToolButton* sound = buttonFor(actions.hearSound, Icon::muted, tr("Hear the sound"));
+    ToolButton* sound = new ToolButton(Icon::muted, tr("Hear the sound"), actions.hearSound, this);
     auto followSound = [sound, action = actions.hearSound] {
         sound->setIcon(action->isChecked() ? Icon::sound : Icon::muted);
         sound->setVisible(action->isEnabled());
@@ -58,9 +58,9 @@ TransportBox::TransportBox(AppModel& model, const PictureActions& actions, QActi
     row->addSpacing(6);
     row->addWidget(new BarSeparator(this));
     row->addWidget(sound);
-    row->addWidget(buttonFor(actions.saveStill, Icon::still, tr("Save still")));
-    row->addWidget(buttonFor(showSliders, Icon::inspector, tr("Show sliders")));
-    ToolButton* leave = buttonFor(actions.fullScreen, Icon::full, tr("Leave full screen"));
+    row->addWidget(new ToolButton(Icon::still, tr("Save still"), actions.saveStill, this));
+    row->addWidget(new ToolButton(Icon::inspector, tr("Show sliders"), showSliders, this));
+    ToolButton* leave = new ToolButton(Icon::full, tr("Leave full screen"), actions.fullScreen, this);
     leave->setCheckable(false); // here it can only be on
     row->addWidget(leave);
 
@@ -70,23 +70,6 @@ TransportBox::TransportBox(AppModel& model, const PictureActions& actions, QActi
     connect(&Theme::instance(), &Theme::changed, this, qOverload<>(&QWidget::update));
     picture->installEventFilter(this);
     followClock();
-}
-
-ToolButton* TransportBox::buttonFor(QAction* action, Icon icon, const QString& name) {
-    auto* button = new ToolButton(icon, name, this);
-    button->setName(name, action->shortcut().toString(QKeySequence::NativeText));
-    button->setCheckable(action->isCheckable());
-    auto follow = [button, action] {
-        button->setEnabled(action->isEnabled());
-        button->setChecked(action->isChecked());
-    };
-    follow();
-    connect(action, &QAction::changed, button, follow);
-    connect(button, &QAbstractButton::clicked, this, [button, action] {
-        button->setChecked(action->isChecked()); // the action decides
-        action->trigger();
-    });
-    return button;
 }
 
 void TransportBox::followClock() {

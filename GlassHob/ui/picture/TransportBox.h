@@ -32,7 +32,6 @@ class TransportBox : public QWidget {
     void paintEvent(QPaintEvent* event) override;
 
   private:
-    ToolButton* buttonFor(QAction* action, Icon icon, const QString& name);
     void followClock();
 
     AppModel& model_;

@@ -149,9 +149,7 @@ void ValueField::wheelEvent(QWheelEvent* event) {
         event->ignore();
         return;
     }
-    wheelRest_ += event->angleDelta().y() != 0 ? event->angleDelta().y() : event->angleDelta().x();
-    const int notches = wheelRest_ / 120;
-    wheelRest_ -= notches * 120;
+    const int notches = wheel_.take(*event);
     if (notches) {
         finishTyping();
         emit stepped(notches * (event->modifiers() & Qt::ShiftModifier ? 0.1 : 1));

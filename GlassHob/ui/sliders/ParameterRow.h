@@ -2,6 +2,7 @@
 // dense (36 px, on one line). Shows the model's value and tells of edits. Main thread; owned by the inspector.
 #pragma once
 
+#include "GlassHob/ui/controls/Controls.h"
 #include "GlassHobCore/shader/Params.h"
 
 #include <QLineEdit>
@@ -48,7 +49,7 @@ class ValueField : public QLineEdit {
     void followTheme();
     void finishTyping();
 
-    int wheelRest_ = 0;
+    WheelNotches wheel_;
     Edge edge_ = Edge::quiet;
     QString shown_;
 };

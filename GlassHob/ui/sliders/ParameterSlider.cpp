@@ -205,9 +205,7 @@ void ParameterSlider::wheelEvent(QWheelEvent* event) {
         event->ignore();
         return;
     }
-    wheelRest_ += event->angleDelta().y() != 0 ? event->angleDelta().y() : event->angleDelta().x();
-    const int notches = wheelRest_ / 120;
-    wheelRest_ -= notches * 120;
+    const int notches = wheel_.take(*event);
     const double range = double(max_) - min_;
     if (notches) step(notches * range / (event->modifiers() & Qt::ShiftModifier ? 1000 : 100));
     event->accept();

@@ -3,6 +3,8 @@
 // while it is dragged). It holds a value in [min, max] and tells of changes by the user alone. Main thread.
 #pragma once
 
+#include "GlassHob/ui/controls/Controls.h"
+
 #include <QVariantAnimation>
 #include <QWidget>
 
@@ -79,7 +81,7 @@ class ParameterSlider : public QWidget {
     bool dragged_ = false;
     bool hovered_ = false;
     bool keyboardFocus_ = false;
-    int wheelRest_ = 0;
+    WheelNotches wheel_;
     QVariantAnimation haloMotion_;
     QVariantAnimation knobMotion_;
 };

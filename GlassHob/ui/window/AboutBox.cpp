@@ -6,6 +6,7 @@
 #include "GlassHob/ui/controls/Controls.h"
 #include "GlassHob/ui/controls/Fonts.h"
 #include "GlassHobCore/Identity.h"
+#include "GlassHobCore/text/Text.h"
 
 #include <QClipboard>
 #include <QGridLayout>
@@ -19,10 +20,6 @@ namespace {
 
 constexpr int boxWidth = 432;
 constexpr int iconSide = 72;
-
-QString asQString(std::string_view text) {
-    return QString::fromUtf8(text.data(), qsizetype(text.size()));
-}
 
 } // namespace
 

@@ -3,6 +3,7 @@
 #include "GlassHob/model/AppModel.h"
 #include "GlassHob/ui/controls/Banner.h"
 #include "GlassHobCore/Identity.h"
+#include "GlassHobCore/text/Text.h"
 
 #include <QAction>
 #include <QDateTime>
@@ -18,7 +19,7 @@ namespace glasshob {
 namespace {
 
 QString siteName() {
-    return QString::fromUtf8(Identity::siteHost.data(), qsizetype(Identity::siteHost.size()));
+    return asQString(Identity::siteHost);
 }
 
 // The folder as a person calls it: "Documents/Glass Hob".

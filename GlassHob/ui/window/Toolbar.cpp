@@ -22,18 +22,18 @@ constexpr int labelsFrom = 860;
 Toolbar::Toolbar(AppModel& model, const Actions& actions, QWidget* parent)
     : Ground(Role::bar, Qt::BottomEdge, parent), model_(model), save_(actions.save) {
     setFixedHeight(barHeight);
-    editorToggle_ = buttonFor(actions.showEditor, Icon::editor, tr("Show editor"));
-    inspectorToggle_ = buttonFor(actions.showInspector, Icon::inspector, tr("Show inspector"));
+    editorToggle_ = new ToolButton(Icon::editor, tr("Show editor"), actions.showEditor, this);
+    inspectorToggle_ = new ToolButton(Icon::inspector, tr("Show inspector"), actions.showInspector, this);
     afterToggles_ = new BarSeparator(this);
-    new_ = buttonFor(actions.newShader, Icon::new_, tr("New shader"));
-    open_ = buttonFor(actions.open, Icon::open, tr("Open"));
-    saveButton_ = buttonFor(actions.save, Icon::save, tr("Save"));
+    new_ = new ToolButton(Icon::new_, tr("New shader"), actions.newShader, this);
+    open_ = new ToolButton(Icon::open, tr("Open"), actions.open, this);
+    saveButton_ = new ToolButton(Icon::save, tr("Save"), actions.save, this);
     beforeTransport_ = new BarSeparator(this);
-    start_ = buttonFor(actions.backToStart, Icon::start, tr("Back to start"));
-    play_ = buttonFor(actions.pauseOrPlay, Icon::pause, tr("Pause or Play"));
+    start_ = new ToolButton(Icon::start, tr("Back to start"), actions.backToStart, this);
+    play_ = new ToolButton(Icon::pause, tr("Pause or Play"), actions.pauseOrPlay, this);
     play_->setInk(Role::text);
-    step_ = buttonFor(actions.stepFrame, Icon::step, tr("One frame further"));
-    sound_ = buttonFor(actions.hearSound, Icon::muted, tr("Hear the sound"));
+    step_ = new ToolButton(Icon::step, tr("One frame further"), actions.stepFrame, this);
+    sound_ = new ToolButton(Icon::muted, tr("Hear the sound"), actions.hearSound, this);
     auto followSound = [this, action = actions.hearSound] {
         sound_->setIcon(action->isChecked() ? Icon::sound : Icon::muted);
         layOut();
@@ -41,7 +41,7 @@ Toolbar::Toolbar(AppModel& model, const Actions& actions, QWidget* parent)
     connect(actions.hearSound, &QAction::changed, this, followSound);
     time_ = new TimeField(model_, this);
     frame_ = new TextLine(fonts::small(), Role::text3, this);
-    still_ = buttonFor(actions.saveStill, Icon::still, tr("Save still"));
+    still_ = new ToolButton(Icon::still, tr("Save still"), actions.saveStill, this);
     still_->setLabel(tr("Still"));
     // These have their place; they are enabled by what they will start.
     auto placeFor = [this](Icon icon, const QString& name, const QString& label) {
@@ -50,7 +50,7 @@ Toolbar::Toolbar(AppModel& model, const Actions& actions, QWidget* parent)
         button->setEnabled(false);
         return button;
     };
-    export_ = buttonFor(actions.exportVideo, Icon::film, tr("Export video"));
+    export_ = new ToolButton(Icon::film, tr("Export video"), actions.exportVideo, this);
     export_->setLabel(tr("Export…"));
     share_ = placeFor(Icon::share, tr("Share to the gallery"), tr("Share…"));
     beforeAccount_ = new BarSeparator(this);
@@ -60,23 +60,6 @@ Toolbar::Toolbar(AppModel& model, const Actions& actions, QWidget* parent)
     connect(&model_, &AppModel::documentChanged, this, &Toolbar::followDocument);
     followClock();
     followDocument();
-}
-
-ToolButton* Toolbar::buttonFor(QAction* action, Icon icon, const QString& name) {
-    auto* button = new ToolButton(icon, name, this);
-    button->setName(name, action->shortcut().toString(QKeySequence::NativeText));
-    button->setCheckable(action->isCheckable());
-    auto follow = [button, action] {
-        button->setEnabled(action->isEnabled());
-        button->setChecked(action->isChecked());
-    };
-    follow();
-    connect(action, &QAction::changed, button, follow);
-    connect(button, &QAbstractButton::clicked, this, [button, action] {
-        button->setChecked(action->isChecked()); // the action decides
-        action->trigger();
-    });
-    return button;
 }
 
 void Toolbar::followClock() {

@@ -36,7 +36,6 @@ class Toolbar : public Ground {
     void resizeEvent(QResizeEvent* event) override;
 
   private:
-    ToolButton* buttonFor(QAction* action, Icon icon, const QString& name);
     void followClock();
     void followDocument();
     void layOut();
