@@ -53,7 +53,7 @@ FindBar::FindBar(CodeEditor* editor, QWidget* parent) : Ground(Role::strip, Qt::
         row->addWidget(part);
 
     replaceRow_ = new QWidget(this);
-    replace_ = new SearchField(tr("Replace by"), tr("Replace by"), replaceRow_);
+    replace_ = new SearchField(tr("Replace with"), tr("Replace with"), replaceRow_);
     replaceOne_ = new TextButton(tr("Replace"), TextButton::Look::bordered, replaceRow_);
     replaceAll_ = new TextButton(tr("Replace All"), TextButton::Look::bordered, replaceRow_);
     row = makeRow(replaceRow_);

@@ -22,15 +22,15 @@ EditMenu::EditMenu(EditorPane* pane, QWidget* window) : QObject(window), pane_(p
     complete_ = add(tr("C&omplete"), tr("Ctrl+Space"), &EditMenu::complete);
     comment_ = add(tr("Co&mment Selection"), tr("Ctrl+/"), &EditMenu::comment);
     fixProblem_ = add(tr("Fi&x Problem"), tr("Alt+Return"), &EditMenu::fixProblem);
-    goToDefinition_ = add(tr("Go to Def&inition"), tr("F12"), &EditMenu::goToDefinition);
-    pickColour_ = add(tr("Pick Colo&ur…"), tr("Ctrl+Alt+C"), &EditMenu::pickColour);
-    nextOccurrence_ = add(tr("Select Next Occ&urrence"), tr("Ctrl+D"), &EditMenu::selectNextOccurrence);
-    allOccurrences_ = add(tr("Select &All Occurrences"), tr("Ctrl+Shift+L"), &EditMenu::selectAllOccurrences);
+    goToDefinition_ = add(tr("Go to &Definition"), tr("F12"), &EditMenu::goToDefinition);
+    pickColour_ = add(tr("Pic&k Colour…"), tr("Ctrl+Alt+C"), &EditMenu::pickColour);
+    nextOccurrence_ = add(tr("&Select Next Occurrence"), tr("Ctrl+D"), &EditMenu::selectNextOccurrence);
+    allOccurrences_ = add(tr("Se&lect All Occurrences"), tr("Ctrl+Shift+L"), &EditMenu::selectAllOccurrences);
     writeValues_ = add(tr("&Write Slider Values into the Code"), {}, &EditMenu::writeSliderValues);
-    moveUp_ = add(tr("Move Lines &Up"), tr("Alt+Up"), &EditMenu::moveUp);
-    moveDown_ = add(tr("Move Lines D&own"), tr("Alt+Down"), &EditMenu::moveDown);
-    duplicate_ = add(tr("&Duplicate Lines"), tr("Ctrl+Shift+D"), &EditMenu::duplicate);
-    deleteLines_ = add(tr("De&lete Lines"), tr("Ctrl+Shift+K"), &EditMenu::deleteLines);
+    moveUp_ = add(tr("Move Line &Up"), tr("Alt+Up"), &EditMenu::moveUp);
+    moveDown_ = add(tr("Move Line D&own"), tr("Alt+Down"), &EditMenu::moveDown);
+    duplicate_ = add(tr("&Duplicate Line"), tr("Ctrl+Shift+D"), &EditMenu::duplicate);
+    deleteLines_ = add(tr("De&lete Line"), tr("Ctrl+Shift+K"), &EditMenu::deleteLines);
     // What edits the code has its key only there.
     for (QAction* action : {complete_, comment_, fixProblem_, goToDefinition_, pickColour_, nextOccurrence_,
                             allOccurrences_, moveUp_, moveDown_, duplicate_, deleteLines_}) {
