@@ -226,6 +226,20 @@ TEST_F(CodeHelpTest, AColourIsPickedBesideItsLine) {
     ASSERT_EQ(indented.size(), 1U);
     EXPECT_LT(indented[0].rect.right(), placeOf("float3").x());
     EXPECT_GE(indented[0].rect.left(), 0);
+    // Where lines wrap they are behind the last row, whatever room the text leaves, and cover nothing.
+    editor.setWrapsLines(true);
+    for (int letters = 0; letters < 60; ++letters) {
+        editor.loadText("    float3 c = float3(0, 1, 0); // one " + std::string(std::size_t(letters), 'x') + "\n");
+        const auto behind = colourSwatches::swatchesOf(editor, 0);
+        ASSERT_EQ(behind.size(), 1U);
+        const QTextLayout* layout = editor.document()->firstBlock().layout();
+        const QTextLine last = layout->lineAt(layout->lineCount() - 1);
+        const double top = editor.visibleLines().front().top + (layout->lineCount() - 1) * editor.codeLineHeight();
+        EXPECT_GT(behind[0].rect.left(), editor.textLeft() + last.x() + last.naturalTextWidth()) << letters;
+        EXPECT_LE(behind[0].rect.right(), editor.viewport()->width()) << letters;
+        EXPECT_GT(behind[0].rect.top(), top) << letters;
+    }
+    editor.setWrapsLines(false);
     editor.loadText("float3 a = mix(float3(0.9, 0.2, 0.0), float3(0.0), x);\n");
 
     caretAt("0.9");

@@ -6,6 +6,7 @@
 #include "GlassHob/ui/editor/CodeAssistant.h"
 #include "GlassHob/ui/editor/CodeLayout.h"
 #include "GlassHob/ui/editor/CodePointer.h"
+#include "GlassHob/ui/editor/ColourSwatches.h"
 #include "GlassHob/ui/editor/LineCommands.h"
 #include "GlassHob/ui/editor/LineRuler.h"
 #include "GlassHob/ui/editor/MessageTip.h"
@@ -60,6 +61,7 @@ QString leadingBlanks(const QString& line) {
 
 CodeEditor::CodeEditor(QWidget* parent) : QPlainTextEdit(parent), marks_(document()), moreCarets_(this) {
     auto* layout = new CodeLayout(document());
+    layout->setRoomBehind(&colourSwatches::roomBehind);
     document()->setDocumentLayout(layout);
     document()->setDocumentMargin(textMargin);
     setFrameShape(NoFrame);

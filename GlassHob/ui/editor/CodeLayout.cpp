@@ -37,10 +37,17 @@ void CodeLayout::documentChanged(int from, int removed, int added) {
 
 void CodeLayout::hangRows(const QTextBlock& block) const {
     constexpr int longestHanging = 2000; // what is no line of code is laid out once
+    constexpr double mostBehind = 200;   // pixels; a row with more room than that has enough
     QTextLayout* layout = block.layout();
-    if (layout->lineCount() < 2 || block.length() > longestHanging) return;
+    if (layout->lineCount() == 0 || block.length() > longestHanging ||
+        layout->textOption().wrapMode() == QTextOption::NoWrap)
+        return;
     const double margin = document()->documentMargin();
-    if (layout->lineAt(1).x() != margin) return; // they hang already
+    const bool isOneRow = layout->lineCount() == 1;
+    const double free = layout->lineAt(0).width() - layout->lineAt(0).naturalTextWidth();
+    if (isOneRow ? free >= mostBehind : layout->lineAt(1).x() != margin) return; // they hang already
+    const double behind = roomBehind_ ? std::min({roomBehind_(block), mostBehind, layout->lineAt(0).width() / 2}) : 0;
+    if (isOneRow && free >= behind) return;
     const QString text = block.text();
     int blanks = 0;
     while (blanks < text.size() && (text[blanks] == u' ' || text[blanks] == u'\t'))
@@ -54,7 +61,7 @@ void CodeLayout::hangRows(const QTextBlock& block) const {
     for (QTextLine line = layout->createLine(); line.isValid(); line = layout->createLine()) {
         const double indent = line.textStart() == 0 ? 0 : hang;
         line.setLeadingIncluded(true);
-        line.setLineWidth(width - indent);
+        line.setLineWidth(width - indent - behind);
         line.setPosition(QPointF(margin + indent, 0));
     }
     layout->endLayout();

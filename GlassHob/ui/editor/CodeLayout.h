@@ -4,6 +4,9 @@
 
 #include <QPlainTextDocumentLayout>
 
+#include <functional>
+#include <utility>
+
 namespace glasshob {
 
 class CodeLayout : public QPlainTextDocumentLayout {
@@ -13,6 +16,8 @@ class CodeLayout : public QPlainTextDocumentLayout {
 
     // `hanging` is how far wrapped rows stand in, in pixels.
     void setCodeLine(int height, double hanging);
+    // How many pixels behind the last row of a line are kept free of text where lines wrap.
+    void setRoomBehind(std::function<double(const QTextBlock&)> room) { roomBehind_ = std::move(room); }
     // The rows of a wrapped line hang below its first letter.
     QRectF blockBoundingRect(const QTextBlock& block) const override;
 
@@ -25,6 +30,7 @@ class CodeLayout : public QPlainTextDocumentLayout {
 
     int lineHeight_ = 20;
     double hanging_ = 0;
+    std::function<double(const QTextBlock&)> roomBehind_;
     int blockCount_ = 0;
 };
 

@@ -14,7 +14,7 @@ namespace {
 constexpr int longestLine = 400;
 constexpr double side = 12, gap = 6, before = 14;
 
-// Where the first of them lies: behind the last row or, where there is no room, in the indentation of the first.
+// Where the first of them lies.
 QPointF placeOf(std::size_t count, const QTextBlock& block, const QPointF& offset, int lineHeight, double width) {
     const QTextLayout* layout = block.layout();
     const int rows = layout->lineCount();
@@ -43,6 +43,11 @@ QRectF rectOf(std::size_t colour, const QPointF& first) {
 std::vector<CodeColour> coloursOf(const QTextBlock& block) {
     if (!block.isValid() || block.length() > longestLine) return {};
     return coloursIn(block.text());
+}
+
+double roomBehind(const QTextBlock& block) {
+    const std::size_t count = coloursOf(block).size();
+    return count == 0 ? 0 : before + double(count) * (side + gap);
 }
 
 void paint(QPainter& painter, const QTextBlock& block, const QPointF& offset, int lineHeight, double width) {

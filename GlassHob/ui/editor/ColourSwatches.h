@@ -1,5 +1,6 @@
-// The colours that stand in the code as constants: a small square for each behind its line, in their order, or in its
-// indentation where there is no room. Stateless; main thread.
+// The colours that stand in the code as constants: a small square for each behind its line, in their order. Lines that
+// wrap leave room for them; one that does not, and ends outside of the pane, has them in its indentation.
+// Stateless; main thread.
 #pragma once
 
 #include "GlassHobCore/code/CodeNumbers.h"
@@ -22,6 +23,8 @@ namespace colourSwatches {
 
 // None of a very long line.
 std::vector<CodeColour> coloursOf(const QTextBlock& block);
+// What they take behind the line's text, in pixels.
+double roomBehind(const QTextBlock& block);
 // `offset` is the block's place, as its text is painted; rows are `lineHeight` high; `width` is the viewport's.
 void paint(QPainter& painter, const QTextBlock& block, const QPointF& offset, int lineHeight, double width);
 
