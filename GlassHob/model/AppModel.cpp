@@ -46,6 +46,7 @@ AppModel::AppModel(Surroundings surroundings, QObject* parent)
     connect(&devices_, &DeviceWatch::troubleChanged, this, &AppModel::deviceTroubleChanged);
     connect(&compilation_, &Compilation::deviceLost, this, &AppModel::reportDeviceLoss);
     connect(&compilation_, &Compilation::compiled, this, &AppModel::compiled);
+    connect(&compilation_, &Compilation::preparingChanged, this, &AppModel::preparingChanged);
     connect(exports_.get(), &ExportJob::changed, this, &AppModel::exportChanged);
     connect(stills_.get(), &StillSaver::began, &devices_, &DeviceWatch::stillBegins);
     connect(stills_.get(), &StillSaver::ended, &devices_, &DeviceWatch::stillEnds);
@@ -122,9 +123,9 @@ void AppModel::run() {
 AppModel::State AppModel::state() const {
     if (needsRun()) return State::waitingForRun;
     if (errorText())
-        return program()        ? State::errorWithPicture
-               : shownProgram() ? State::errorWithOtherPicture
-                                : State::errorWithoutPicture;
+        return !shownProgram()                       ? State::errorWithoutPicture
+               : compilation_.shownOwner().isEmpty() ? State::errorWithPicture
+                                                     : State::errorWithOtherPicture;
     if (compilation_.isPreparing()) return State::preparing;
     return program() ? State::live : State::empty;
 }
@@ -158,7 +159,8 @@ void AppModel::reportDeviceLoss() {
 }
 
 bool AppModel::deviceIsBusy() const {
-    return devices_.hasSlowFrame() || exports_->isRunning() || retiredDeviceIsBusy();
+    return devices_.hasSlowFrame() || (devices_.isDrawing && devices_.isDrawing()) || exports_->isRunning() ||
+           retiredDeviceIsBusy();
 }
 
 bool AppModel::driverIsAtWork() const {

@@ -140,11 +140,14 @@ class AppModel : public QObject {
     const SliderValues& shownValues() const { return compilation_.shownValues(); }
     // "Showing Quicksilver's last good picture" while it is another document's; else empty.
     QString shownOwnerText() const;
+    // Told by who draws: the picture is still the last program's, while the driver prepares the first frame of the one
+    // to be seen.
+    void setPictureWaits(bool waits) { compilation_.setPictureWaits(waits); }
 
     enum class State {
         empty,
         live,
-        preparing, // compiled, and the driver is at work on it
+        preparing, // compiled, and the driver is at work on it or its first frame
         errorWithPicture,
         errorWithOtherPicture, // of the document before
         errorWithoutPicture,
@@ -237,8 +240,9 @@ class AppModel : public QObject {
     const std::shared_ptr<ShareModel>& share() const { return share_; }
     void setShare(std::shared_ptr<ShareModel> share);
   signals:
-    void documentChanged(); // file, dirty, needsRun
-    void compiled();        // program, diagnostics, warnings, errorText, compileMillis, values
+    void documentChanged();  // file, dirty, needsRun
+    void compiled();         // program, diagnostics, warnings, errorText, compileMillis, values
+    void preparingChanged(); // state, shownOwnerText
     // Between the old device and the first program of the new one, which compiled() announces next.
     void deviceReplaced();
     void deviceTroubleChanged();

@@ -32,6 +32,8 @@ Compilation::Compilation(DeviceWatch& devices, std::unique_ptr<Delay> delay, std
     : devices_(devices), delay_(std::move(delay)), maker_(patience) {
     preparesLong_.setSingleShot(true);
     connect(&preparesLong_, &QTimer::timeout, this, &Compilation::prepare);
+    pictureWaitsLong_.setSingleShot(true);
+    connect(&pictureWaitsLong_, &QTimer::timeout, this, [this] { tellPictureLate(true); });
 }
 
 Compilation::~Compilation() = default;
@@ -105,6 +107,32 @@ void Compilation::prepare() {
     emit compiled();
 }
 
+void Compilation::noteSeen(const QString& owner) {
+    if (pictureWaits_ && !seenOwner_.isEmpty()) return;
+    seenOwner_ = owner;
+    // compiled() tells it.
+    if (pictureWaits_ && !seenOwner_.isEmpty()) isPictureLate_ = true;
+}
+
+void Compilation::setPictureWaits(bool waits) {
+    if (waits == pictureWaits_) return;
+    pictureWaits_ = waits;
+    pictureWaitsLong_.stop();
+    // Another document's picture is told of at once, and a newer one of the same when it takes long.
+    if (!waits)
+        tellPictureLate(false);
+    else if (!seenOwner_.isEmpty())
+        tellPictureLate(true);
+    else
+        pictureWaitsLong_.start(longPreparation);
+}
+
+void Compilation::tellPictureLate(bool isLate) {
+    if (isLate == isPictureLate_) return;
+    isPictureLate_ = isLate;
+    emit preparingChanged();
+}
+
 void Compilation::fail(std::vector<Diagnostic> diagnostics, const QString& text) {
     endPreparing();
     diagnostics_ = std::move(diagnostics);
@@ -114,6 +142,7 @@ void Compilation::fail(std::vector<Diagnostic> diagnostics, const QString& text)
 }
 
 void Compilation::take(std::shared_ptr<const ShaderProgram> program, bool isNewest) {
+    noteSeen(program_ ? QString() : left_.owner);
     program_ = std::move(program);
     left_ = {};
     // An older text's program may come while a newer one is made, or has failed: then only the picture is new.
@@ -130,6 +159,7 @@ void Compilation::take(std::shared_ptr<const ShaderProgram> program, bool isNewe
 }
 
 void Compilation::begin(const QString& name) {
+    if (program_) noteSeen(name);
     if (program_) left_ = {std::exchange(program_, nullptr), sliders_.values(), name};
     sliders_ = {};
     forgetOrders();

@@ -57,14 +57,17 @@ class Compilation : public QObject {
     void dropProgram();
 
     const std::shared_ptr<const ShaderProgram>& program() const { return program_; }
-    // The newest text has compiled, and the driver is still at work on it.
-    bool isPreparing() const { return isPreparing_; }
+    // The newest text has compiled, and the driver is still at work on it, or on the first frame of its program.
+    bool isPreparing() const { return isPreparing_ || isPictureLate_; }
+    // Told by who draws: the program to be seen is not seen yet, as the driver prepares its first frame, and the
+    // picture is still the last program's.
+    void setPictureWaits(bool waits);
     // What is to be seen: the program of the document, or the last one of the document before, with its values and the
     // name of that document.
     const std::shared_ptr<const ShaderProgram>& shownProgram() const { return program_ ? program_ : left_.program; }
     const SliderValues& shownValues() const { return program_ ? sliders_.values() : left_.values; }
-    // Empty when the picture is the document's own, or there is none.
-    const QString& shownOwner() const { return left_.owner; }
+    // Whose picture is on the screen; empty when it is the document's own, or there is none.
+    const QString& shownOwner() const { return pictureWaits_ ? seenOwner_ : left_.owner; }
     const std::vector<Diagnostic>& diagnostics() const { return diagnostics_; }
     const std::vector<Diagnostic>& warnings() const { return warnings_; }
     const std::optional<QString>& errorText() const { return errorText_; }
@@ -75,6 +78,8 @@ class Compilation : public QObject {
 
   signals:
     void compiled();
+    // Between two of those: isPreparing() or shownOwner() is another one.
+    void preparingChanged();
     void deviceLost(); // met by a compile
 
   private:
@@ -84,6 +89,9 @@ class Compilation : public QObject {
     void prepare();
     void endPreparing();
     void forgetOrders() { shown_ = newest_; }
+    // The program to be seen becomes another one; `owner` is whose picture has been seen so far.
+    void noteSeen(const QString& owner);
+    void tellPictureLate(bool isLate);
 
     DeviceWatch& devices_;
     std::unique_ptr<Delay> delay_;
@@ -107,6 +115,9 @@ class Compilation : public QObject {
     std::uint64_t newest_ = 0, shown_ = 0;
     bool isPreparing_ = false;
     QTimer preparesLong_;
+    bool pictureWaits_ = false, isPictureLate_ = false;
+    QString seenOwner_; // of the picture on the screen, while another one waits
+    QTimer pictureWaitsLong_;
 };
 
 } // namespace glasshob

@@ -51,6 +51,7 @@ class DeviceWatch : public QObject {
     void stillEnds();
     bool isDrawingStill() const { return stillsInWork_ > 0; }
     std::function<bool()> isExporting; // installed by the model
+    std::function<bool()> isDrawing;   // installed by who draws: a frame of the picture is in work
 
     // A sentence on why the picture stands still although nothing is wrong with the text; empty when it does not.
     QString trouble() const;

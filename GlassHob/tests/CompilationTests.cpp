@@ -118,6 +118,53 @@ TEST_F(CompilationTest, ASlowDriverKeepsNobodyWaitingAndItsLateAnswerIsDropped) 
     EXPECT_TRUE(comesTrue([] { return !besideWorkGoesOn(); }));
 }
 
+TEST_F(CompilationTest, APictureThatIsNotThereYetIsToldOfWithWhoseIsSeen) {
+    model->open(file("Quicksilver.metal", shader("// @param s 1 0 2")));
+    EXPECT_EQ(model->state(), AppModel::State::live);
+    // A newer text of the same document is told of when its picture takes long.
+    model->setPictureWaits(true);
+    EXPECT_EQ(model->state(), AppModel::State::live);
+    ASSERT_TRUE(comesTrue([&] { return model->state() == AppModel::State::preparing; }));
+    EXPECT_EQ(model->statusText(), "Compiled. The graphics driver is preparing the picture");
+    EXPECT_TRUE(model->shownOwnerText().isEmpty());
+    model->setPictureWaits(false);
+    EXPECT_EQ(model->state(), AppModel::State::live);
+    EXPECT_TRUE(model->statusText().startsWith("Live")) << model->statusText().toStdString();
+    // One that waits already when another document is opened is told of, and its end as well.
+    model->setPictureWaits(true);
+    model->open(file("Knot.metal", shader("// @param s 1 0 2")));
+    EXPECT_EQ(model->state(), AppModel::State::preparing);
+    EXPECT_EQ(model->shownOwnerText(), "Showing Quicksilver's last good picture");
+    bool isTold = false;
+    QObject::connect(model.get(), &AppModel::preparingChanged, [&] { isTold = true; });
+    model->setPictureWaits(false);
+    EXPECT_TRUE(isTold);
+    EXPECT_TRUE(model->shownOwnerText().isEmpty());
+    model->open(file("Quicksilver.metal", shader("// @param s 1 0 2")));
+
+    // Another document's is told of at once, through a text that fails, and over a third document.
+    int told = 0;
+    QObject::connect(model.get(), &AppModel::preparingChanged, [&] { ++told; });
+    const auto waits = QObject::connect(model.get(), &AppModel::compiled, [&] {
+        if (model->program()) model->setPictureWaits(true);
+    });
+    model->open(file("Silk.metal", shader("// @param s 1 0 2")));
+    EXPECT_EQ(told, 1);
+    EXPECT_EQ(model->state(), AppModel::State::preparing);
+    EXPECT_EQ(model->shownOwnerText(), "Showing Quicksilver's last good picture");
+    model->textChanged("nonsense");
+    delay_->elapse();
+    EXPECT_EQ(model->state(), AppModel::State::errorWithOtherPicture);
+    EXPECT_EQ(model->statusText(), "Compile error, showing Quicksilver's last good picture");
+    model->open(file("third.metal", shader("")));
+    EXPECT_EQ(model->shownOwnerText(), "Showing Quicksilver's last good picture");
+    QObject::disconnect(waits);
+    model->setPictureWaits(false);
+    EXPECT_EQ(told, 2);
+    EXPECT_EQ(model->state(), AppModel::State::live);
+    EXPECT_TRUE(model->shownOwnerText().isEmpty());
+}
+
 TEST_F(CompilationTest, SlidersComeBackWithTheirDocument) {
     const QString path = file("a.metal", shader("// @param s 1 0 2\n// @param t 1 0 2"));
     const QString other = file("b.metal", shader("// @param s 1 0 2"));

@@ -42,6 +42,20 @@ TEST_F(PictureValuesTest, TheOldProgramKeepsItsValuesUntilTheNewOneIsThere) {
     if (!isSwitched) EXPECT_EQ(frame(picture), QColor(102, 0, 0)) << "its warming is told by an event";
     ASSERT_TRUE(comesTrue([&] { return isSwitched; }));
     EXPECT_EQ(frame(picture), QColor(0, 204, 0));
+    EXPECT_EQ(model->state(), AppModel::State::live);
+
+    // Until another document's picture is there, it is told whose is seen.
+    isSwitched = false;
+    model->open(file("c.metal", shader("", "float4(0.0, 0.0, 1.0, 1.0)")));
+    if (!isSwitched) {
+        EXPECT_EQ(model->state(), AppModel::State::preparing);
+        EXPECT_EQ(model->shownOwnerText(), "Showing a's last good picture");
+    }
+    ASSERT_TRUE(comesTrue([&] { return isSwitched; }));
+    EXPECT_EQ(model->state(), AppModel::State::live);
+    EXPECT_EQ(model->shownOwnerText(), "");
+    model->open(file("a.metal", shader("// @param v 0.8 0 1", "float4(0.0, p.v, 0.0, 1.0)")));
+    ASSERT_TRUE(comesTrue([&] { return frame(picture) == QColor(0, 204, 0); }));
 
     // Another document that does not compile: the picture goes on with the values of its own document.
     model->open(file("b.metal", "// @param v 0.1 0 1\nnonsense"));

@@ -288,6 +288,15 @@ TEST_P(WindowTest, ASampleChosenInTheMenuIsCopiedAndDrawn) {
     QFile::remove(*model->filePath());
 }
 
+TEST_P(WindowTest, ClosingWaitsForNoFrame) {
+    model->devices().isDrawing = [] { return true; }; // one without end
+    window->close();
+    EXPECT_FALSE(window->isVisible());
+    EXPECT_TRUE(model->driverIsAtWork()) << "the process ends without the window's own end";
+    EXPECT_NE(window->windowHandle()->handle(), nullptr) << "whose surface the frame is drawn for";
+    model->devices().isDrawing = {};
+}
+
 TEST_P(WindowTest, ClosingWithUnsavedEditsAsks) {
     replaceInLine(3, "0.5", "0.6");
     auto answer = [&](const char* button) {

@@ -38,7 +38,6 @@ Canvas* Canvas::make(AppModel& model, QWidget* parent, Kind kind) {
 Canvas::Canvas(AppModel& model, QWidget* parent)
     : QWidget(parent), picture_(new LivePicture(model, this)), watch_(new WindowWatch(this)) {
     setAcceptDrops(true);
-    setMinimumSize(320, 180);
     setAccessibleName(tr("Live preview"));
     connect(watch_, &WindowWatch::changed, this, &Canvas::updatePacing);
     connect(picture_, &LivePicture::hasProgramChanged, this, &Canvas::updatePacing);
@@ -53,6 +52,11 @@ Canvas::Canvas(AppModel& model, QWidget* parent)
     connect(&model, &AppModel::compiled, this, &Canvas::wake);
     auto describe = [this, &model] {
         switch (model.state()) {
+        case AppModel::State::preparing:
+            setAccessibleDescription(!model.shownProgram()              ? tr("Not running")
+                                     : model.shownOwnerText().isEmpty() ? tr("Preparing")
+                                                                        : model.shownOwnerText());
+            break;
         case AppModel::State::live: setAccessibleDescription(model.paused() ? tr("Paused") : tr("Running")); break;
         case AppModel::State::errorWithOtherPicture: setAccessibleDescription(model.shownOwnerText()); break;
         case AppModel::State::errorWithPicture: setAccessibleDescription(tr("Showing the last good picture")); break;
@@ -60,6 +64,7 @@ Canvas::Canvas(AppModel& model, QWidget* parent)
         }
     };
     connect(&model, &AppModel::compiled, this, describe);
+    connect(&model, &AppModel::preparingChanged, this, describe);
     connect(&model, &AppModel::documentChanged, this, describe);
     connect(&model, &AppModel::clockChanged, this, describe); // pause and play
     describe();
@@ -91,6 +96,10 @@ QSize Canvas::frameSize() const {
 void Canvas::setActive(bool active) {
     active_ = active;
     updatePacing();
+}
+
+bool Canvas::finishes() const {
+    return picture_->finishes();
 }
 
 void Canvas::updatePacing() {
@@ -203,13 +212,18 @@ void Canvas::dropEvent(QDropEvent* event) {
 
 void Canvas::paintPlaceholder(QPainter& painter) const {
     painter.fillRect(rect(), themed(Role::canvas));
+    // The arch over the words; a low picture has no room for it.
+    constexpr double archSide = 88, words = 24, archAndWords = 120;
     const QPointF middle = QRectF(rect()).center();
+    const bool hasArch = height() >= archAndWords;
     // The stroke of 2 px is measured on the screen, the path on a grid of 20.
-    paintIcon(painter, Icon::arch, QRectF(middle.x() - 44, middle.y() - 60, 88, 88), QColor::fromRgb(placeholderStroke),
-              2.0 * 20 / 88);
+    if (hasArch)
+        paintIcon(painter, Icon::arch, QRectF(middle.x() - archSide / 2, middle.y() - 60, archSide, archSide),
+                  QColor::fromRgb(placeholderStroke), 2.0 * 20 / archSide);
     painter.setFont(fonts::body());
     painter.setPen(QColor::fromRgb(placeholderText));
-    painter.drawText(QRectF(0, middle.y() + 36, width(), 24), Qt::AlignCenter, tr("Nothing is running"));
+    painter.drawText(QRectF(0, middle.y() + (hasArch ? 36 : -words / 2), width(), words), Qt::AlignCenter,
+                     tr("Nothing is running"));
 }
 
 } // namespace glasshob

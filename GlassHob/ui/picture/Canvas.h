@@ -57,6 +57,8 @@ class Canvas : public QWidget {
     void setFrameHandler(FrameHandler handler) { frames_->handler = std::move(handler); }
     // Stops and starts the drawing; the window says when it is minimised.
     void setActive(bool active);
+    // Waits a moment for the frames that are being drawn; false when one goes on.
+    bool finishes() const;
     // The pointer is not to be seen over the picture.
     virtual void setPointerHidden(bool hidden);
     // Whether the frames are on a surface that hides widgets over it. Then a box over the picture is given as an image,

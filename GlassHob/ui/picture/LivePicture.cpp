@@ -13,6 +13,7 @@
 #include <QCoreApplication>
 #include <QImage>
 #include <QPointer>
+#include <QThread>
 #include <QTimerEvent>
 
 #include <algorithm>
@@ -43,6 +44,7 @@ LivePicture::LivePicture(AppModel& model, QObject* parent)
     : QObject(parent), model_(model), warmer_(std::make_unique<gpu::PipelineWarmer>(model.device())),
       lastEnd_(std::make_shared<LastEnd>()) {
     if (auto queue = model.device()->makeCommandQueue()) queue_ = *queue;
+    model_.devices().isDrawing = [this] { return isAtWork(); };
     clock_.start();
     connect(&model_, &AppModel::compiled, this, &LivePicture::followModel);
     connect(&model_, &AppModel::deviceReplaced, this, &LivePicture::followDevice);
@@ -50,6 +52,7 @@ LivePicture::LivePicture(AppModel& model, QObject* parent)
 }
 
 LivePicture::~LivePicture() {
+    model_.devices().isDrawing = {};
     letGoOfWarmer();
 }
 
@@ -71,6 +74,7 @@ void LivePicture::followModel() {
         return;
     }
     warming_ = wanted;
+    model_.setPictureWaits(true);
     warmer_->warm(wanted->warmWork(), [self = QPointer(this), program = wanted](gpu::WarmResult result) {
         if (result == gpu::WarmResult::superseded) return;
         // A failed warming costs the live picture a pause, nothing else.
@@ -87,6 +91,7 @@ void LivePicture::show(std::shared_ptr<const ShaderProgram> program) {
     const bool had = hasProgram();
     shown_ = std::move(program);
     warming_.reset();
+    model_.setPictureWaits(false);
     drawn_.reset();
     automatic_.forget();
     if (had != hasProgram()) emit hasProgramChanged();
@@ -205,6 +210,7 @@ void LivePicture::followDevice() {
     warmer_ = std::make_unique<gpu::PipelineWarmer>(model_.device());
     shown_.reset();
     warming_.reset();
+    model_.setPictureWaits(false);
     run_.reset();
     drawn_.reset();
     scaled_.reset();
@@ -261,6 +267,15 @@ bool LivePicture::isAtWork() const {
     return std::ranges::any_of(inFlight_, [](const Frame& frame) {
         return frame.commandBuffer->status() == gpu::CommandBufferStatus::committed;
     });
+}
+
+bool LivePicture::finishes() const {
+    constexpr qint64 moment = 50; // milliseconds
+    QElapsedTimer waiting;
+    waiting.start();
+    while (isAtWork() && waiting.elapsed() < moment)
+        QThread::msleep(1);
+    return !isAtWork();
 }
 
 bool LivePicture::isBehind(const PreviewClock::Tick& tick) const {

@@ -63,6 +63,8 @@ class LivePicture : public QObject {
     void passTime();
     // A frame is being drawn.
     bool isAtWork() const;
+    // Waits a moment for the frames that are being drawn; false when one goes on.
+    bool finishes() const;
 
     // At how much of their size frames are drawn from the next one on. Particles start again in a picture of another
     // size: by itself theirs stays whole.

@@ -419,9 +419,10 @@ void MainWindow::closeEvent(QCloseEvent* event) {
     fullScreen_->leave();
     keepLayout();
     canvas_->setActive(false);
-    if (model_.deviceIsBusy()) {
-        // A window that goes loses its surface, which waits for the frame in work: the process ends without that.
+    if (!canvas_->finishes() || model_.deviceIsBusy()) {
+        // A window that goes loses its surface, which waits for the frames in work: the process ends without that.
         event->ignore();
+        if (!QGuiApplication::platformName().startsWith(QLatin1String("wayland"))) hide(); // there it loses it as well
         QCoreApplication::exit();
         return;
     }

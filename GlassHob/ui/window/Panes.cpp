@@ -66,7 +66,6 @@ class EditorPane::EditedDot : public QWidget {
 };
 
 EditorPane::EditorPane(AppModel& model, QWidget* parent) : QWidget(parent), model_(model) {
-    setMinimumWidth(320);
     auto* strip = new Ground(Role::strip, Qt::BottomEdge, this);
     strip->setFixedHeight(stripHeight);
     name_ = new TextLine(fonts::label(), Role::text, strip);
@@ -190,10 +189,14 @@ class PreviewPane::Strip : public Ground {
             title->setText(tr("Compile error. %1").arg(model.shownOwnerText()));
             break;
         case AppModel::State::errorWithoutPicture: title->setText(tr("Compile error")); break;
-        default: title->setText(model.shownOwnerText().isEmpty() ? tr("Preview") : model.shownOwnerText());
+        default:
+            title->setText(!model.shownOwnerText().isEmpty()     ? model.shownOwnerText()
+                           : state == AppModel::State::preparing ? tr("Preparing…")
+                                                                 : tr("Preview"));
         }
-        size->setVisible(state == AppModel::State::live);
-        rate->setVisible(state == AppModel::State::live);
+        const bool runs = state == AppModel::State::live || (state == AppModel::State::preparing && model.program());
+        size->setVisible(runs);
+        rate->setVisible(runs);
         goTo->setVisible(error_ && line > 0);
         goTo->setText(tr("Go to Line %1").arg(line));
         goTo->updateGeometry();
@@ -229,6 +232,7 @@ PreviewPane::PreviewPane(AppModel& model, Canvas* canvas, const PictureActions& 
 
     connect(strip_->goTo, &QAbstractButton::clicked, this, &PreviewPane::goToError);
     connect(&model_, &AppModel::compiled, this, &PreviewPane::follow);
+    connect(&model_, &AppModel::preparingChanged, this, &PreviewPane::follow);
     auto* rate = new FrameRate(*canvas_, this);
     connect(rate, &FrameRate::changed, this, [this, rate] { strip_->rate->setText(rate->text()); });
     follow();

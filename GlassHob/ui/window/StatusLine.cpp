@@ -79,6 +79,7 @@ StatusLine::StatusLine(AppModel& model, QWidget* parent) : Ground(Role::bar, Qt:
     row->addSpacing(24);
     row->addWidget(place_);
     connect(&model_, &AppModel::compiled, this, &StatusLine::follow);
+    connect(&model_, &AppModel::preparingChanged, this, &StatusLine::follow);
     connect(&model_, &AppModel::documentChanged, this, &StatusLine::follow);
     connect(&model_, &AppModel::deviceTroubleChanged, this, &StatusLine::follow);
     told_.setSingleShot(true);
