@@ -10,6 +10,7 @@
 #include <QHelpEvent>
 #include <QKeySequence>
 #include <QPainter>
+#include <QScreen>
 #include <QScrollArea>
 #include <QStyle>
 #include <QToolTip>
@@ -18,6 +19,8 @@
 namespace glasshob {
 
 namespace {
+
+constexpr int scrollMargin = 24; // round what has the keyboard
 
 QColor mixed(const QColor& from, const QColor& to, double amount) {
     if (amount <= 0) return from;
@@ -67,6 +70,12 @@ void setTabBefore(QWidget* widget, QWidget* next) {
     if (before != next) QWidget::setTabOrder(before, widget);
 }
 
+QSize roomFor(const QWidget* window) {
+    constexpr QSize frame{8, 40};
+    const QScreen* screen = window->screen();
+    return (screen ? screen->availableSize() : QSize(1440, 900)) - frame;
+}
+
 QScrollArea* makeScrollArea(QWidget* contents, QWidget* parent) {
     auto* area = new QScrollArea(parent);
     area->setFrameShape(QFrame::NoFrame);
@@ -82,7 +91,20 @@ QScrollArea* makeScrollArea(QWidget* contents, QWidget* parent) {
     };
     follow();
     QObject::connect(&Theme::instance(), &Theme::changed, area, follow);
+    QObject::connect(qApp, &QApplication::focusChanged, area, [area](QWidget*, QWidget* now) {
+        // What is pressed stays under the pointer.
+        if (now && area->widget() && area->widget()->isAncestorOf(now) && QGuiApplication::mouseButtons() == 0)
+            scrollTo(*area, now);
+    });
     return area;
+}
+
+void scrollTo(QScrollArea& area, const QWidget* part) {
+    // The area's own way brings only the caret of a field into view.
+    const QPoint place = part->mapTo(area.widget(), QPoint(0, 0));
+    const int left = -area.widget()->x();
+    area.ensureVisible(left, place.y() + part->height(), 0, scrollMargin);
+    area.ensureVisible(left, place.y(), 0, scrollMargin);
 }
 
 HoverButton::HoverButton(QWidget* parent) : QAbstractButton(parent) {
@@ -350,7 +372,9 @@ FocusRing::FocusRing(QWidget* window) : QObject(window), window_(window) {
 bool FocusRing::eventFilter(QObject* object, QEvent* event) {
     if (event->type() != QEvent::FocusIn && event->type() != QEvent::FocusOut) return false;
     auto* button = qobject_cast<QAbstractButton*>(object);
-    if (event->type() == QEvent::FocusOut || !button || button->window() != window_) {
+    // A dialog that opens tells its first control of a Tab that nobody has pressed.
+    const bool isPretended = event->type() == QEvent::FocusIn && button && QApplication::focusWidget() != button;
+    if (event->type() == QEvent::FocusOut || !button || button->window() != window_ || isPretended) {
         if (frame_ && frame_->widget() == object) frame_->setWidget(nullptr);
         return false;
     }

@@ -25,8 +25,13 @@ int motionDuration(const QWidget* widget, int milliseconds);
 // A tooltip's text, shown letter for letter and wrapped where it is long.
 QString plainToolTip(const QString& text);
 
-// An area that scrolls its contents up and down on a pane's ground.
+// The most that a window may take of its screen, without the frame that the desktop puts round it.
+QSize roomFor(const QWidget* window);
+
+// An area that scrolls its contents up and down on a pane's ground, to what has the keyboard.
 QScrollArea* makeScrollArea(QWidget* contents, QWidget* parent);
+// Scrolls a part of the contents up or down to where all of it can be seen.
+void scrollTo(QScrollArea& area, const QWidget* part);
 
 // The notches that a wheel or a touchpad has turned; what is less than one is kept for the next event.
 class WheelNotches {

@@ -4,11 +4,15 @@
 #include "GlassHob/ui/controls/Theme.h"
 
 #include <QAccessible>
+#include <QEvent>
 #include <QFontInfo>
 #include <QHBoxLayout>
 #include <QPainter>
+#include <QScrollArea>
 #include <QTextLayout>
+#include <QVBoxLayout>
 
+#include <algorithm>
 #include <cmath>
 
 namespace glasshob {
@@ -18,6 +22,7 @@ namespace {
 constexpr int footerHeight = 65;
 constexpr int signSide = 16;
 constexpr int signGap = 6;
+constexpr int barRoom = 8; // of the margin, for the bar that scrolls
 
 // The lines of a text: broken between words, and within one that is longer than a line, such as a path.
 void breakLines(QTextLayout& layout, int width, int lineHeight) {
@@ -91,6 +96,66 @@ DialogFooter::DialogFooter(QWidget* parent) : Ground(Role::strip, Qt::TopEdge, p
     setFixedHeight(footerHeight);
     row_->setContentsMargins(dialogMargin, 17, dialogMargin, 16);
     row_->setSpacing(8);
+}
+
+DialogPage::DialogPage(QWidget* parent)
+    : QWidget(parent), ground_(new Ground(Role::panel, {}, nullptr)), scroll_(makeScrollArea(ground_, this)),
+      footer_(new DialogFooter(this)) {
+    setFixedWidth(dialogWidth);
+    ground_->installEventFilter(this);
+    auto* column = new QVBoxLayout(this);
+    column->setContentsMargins(0, 0, 0, 0);
+    column->setSpacing(0);
+    column->addWidget(scroll_);
+    column->addWidget(footer_);
+}
+
+int DialogPage::leastHeight() const {
+    const QLayout* layout = ground_->layout();
+    if (!layout) return 0;
+    return layout->hasHeightForWidth() ? layout->heightForWidth(dialogWidth) : layout->sizeHint().height();
+}
+
+int DialogPage::wantedHeight() const {
+    return std::max(leastHeight(), preferred_) + footerHeight;
+}
+
+void DialogPage::setPreferredHeight(int height) {
+    preferred_ = height;
+    fit();
+}
+
+void DialogPage::setMostHeight(int height) {
+    most_ = height;
+    fit();
+}
+
+void DialogPage::fit() {
+    const int most = most_ > 0 ? most_ : roomFor(window()).height();
+    const int room = std::max(most - footerHeight, footerHeight);
+    const int least = leastHeight();
+    const int height = std::max(least, std::min(preferred_, room));
+    ground_->resize(height > room ? dialogWidth - barRoom : dialogWidth, height);
+    scroll_->setFixedHeight(std::min(height, room));
+}
+
+void DialogPage::reveal(QWidget* part) {
+    ground_->layout()->activate();
+    fit();
+    scrollTo(*scroll_, part);
+}
+
+void DialogPage::showEvent(QShowEvent* event) {
+    QWidget::showEvent(event);
+    fit();
+    // A dialog takes its place by its size as it comes on the screen.
+    layout()->activate();
+    if (QLayout* whole = window()->layout()) whole->activate();
+}
+
+bool DialogPage::eventFilter(QObject* object, QEvent* event) {
+    if (object == ground_ && event->type() == QEvent::LayoutRequest) fit();
+    return QWidget::eventFilter(object, event);
 }
 
 } // namespace glasshob

@@ -5,11 +5,14 @@
 #include "GlassHob/ui/controls/Controls.h"
 
 class QHBoxLayout;
+class QScrollArea;
 
 namespace glasshob {
 
 inline constexpr int dialogWidth = 432;
 inline constexpr int dialogMargin = 24;
+// Of texts on a page that may scroll.
+inline constexpr int dialogTextWidth = dialogWidth - 2 * dialogMargin - 8;
 
 // A text of a fixed width, as many lines high as it needs.
 class WrappedText : public TextLine {
@@ -64,6 +67,40 @@ class DialogFooter : public Ground {
 
   private:
     QHBoxLayout* row_;
+};
+
+// What a dialog shows over its footer, as high as it wants to be; where there is less room, it scrolls. Its height
+// follows what it shows.
+class DialogPage : public QWidget {
+    Q_OBJECT
+  public:
+    explicit DialogPage(QWidget* parent);
+
+    // What is shown is laid out on it.
+    Ground* ground() const { return ground_; }
+    DialogFooter* footer() const { return footer_; }
+    // With the footer.
+    int wantedHeight() const;
+    // What is shown is made so high where there is room.
+    void setPreferredHeight(int height);
+    // The screen's room where this is not called.
+    void setMostHeight(int height);
+    // Scrolls a part of what is shown to where it can be seen.
+    void reveal(QWidget* part);
+
+  protected:
+    bool eventFilter(QObject* object, QEvent* event) override;
+    void showEvent(QShowEvent* event) override;
+
+  private:
+    int leastHeight() const;
+    void fit();
+
+    Ground* ground_;
+    QScrollArea* scroll_;
+    DialogFooter* footer_;
+    int preferred_ = 0;
+    int most_ = 0;
 };
 
 } // namespace glasshob

@@ -1,5 +1,6 @@
 #include "GlassHob/ui/controls/DialogQuestions.h"
 
+#include "GlassHob/ui/controls/Controls.h"
 #include "GlassHob/ui/controls/Fonts.h"
 #include "GlassHob/ui/controls/Icons.h"
 #include "GlassHob/ui/controls/Theme.h"
@@ -21,12 +22,27 @@ namespace glasshob {
 
 namespace {
 
+// A long word, such as a file's name, may be broken: a box would grow over the screen's edge otherwise.
+QString breakable(const QString& text) {
+    constexpr int longWord = 24;
+    QString broken;
+    int letters = 0;
+    for (const QChar letter : text) {
+        letters = letter.isSpace() ? 0 : letters + 1;
+        broken += letter;
+        if (letters < longWord || letter.isHighSurrogate()) continue;
+        broken += QChar(0x200B); // a place to break that takes no room
+        letters = 0;
+    }
+    return broken;
+}
+
 QMessageBox* makeBox(QWidget* window, const QString& message, const QString& informativeText) {
     auto* box = new QMessageBox(window);
     box->setAttribute(Qt::WA_DeleteOnClose);
     box->setTextFormat(Qt::PlainText);
-    box->setText(message);
-    box->setInformativeText(informativeText);
+    box->setText(breakable(message));
+    box->setInformativeText(breakable(informativeText));
     box->setWindowTitle(QStringLiteral("Glass Hob"));
     // Two labels, found by the names Qt gives them; without them the texts just keep the ordinary font.
     if (auto* label = box->findChild<QLabel*>(QStringLiteral("qt_msgbox_label"))) label->setFont(fonts::statement());
@@ -126,6 +142,7 @@ void DialogQuestions::chooseFileToOpen(const QString& message, const QString& fo
                                        std::function<void(std::optional<QString>)> answer) {
     auto* dialog = new QFileDialog(place(), message, folder, QObject::tr("Shaders (*.metal);;All files (*)"));
     dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->resize(dialog->sizeHint().boundedTo(roomFor(dialog)));
     dialog->setFileMode(QFileDialog::ExistingFile);
     QObject::connect(dialog, &QDialog::finished, dialog, [dialog, answer = std::move(answer)](int result) {
         const QStringList files = dialog->selectedFiles();
@@ -138,6 +155,7 @@ void DialogQuestions::chooseFileToSave(const QString& message, const QString& fo
                                        std::function<void(std::optional<QString>)> answer) {
     auto* dialog = new QFileDialog(place(), message, folder);
     dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->resize(dialog->sizeHint().boundedTo(roomFor(dialog)));
     dialog->setAcceptMode(QFileDialog::AcceptSave);
     const QString suffix = name.section(u'.', -1);
     dialog->setDefaultSuffix(suffix);
@@ -154,6 +172,7 @@ void DialogQuestions::chooseShaderToSave(const QString& message, const QString& 
                                          std::function<void(std::optional<QString>)> answer) {
     auto* dialog = new QFileDialog(place(), message, folder, QObject::tr("Shaders (*.metal);;All files (*)"));
     dialog->setAttribute(Qt::WA_DeleteOnClose);
+    dialog->resize(dialog->sizeHint().boundedTo(roomFor(dialog)));
     dialog->setAcceptMode(QFileDialog::AcceptSave);
     dialog->setDefaultSuffix(QStringLiteral("metal"));
     dialog->selectFile(name);

@@ -263,6 +263,7 @@ int HobStyle::styleHint(StyleHint hint, const QStyleOption* option, const QWidge
                         QStyleHintReturn* data) const {
     switch (hint) {
     case SH_ScrollBar_Transient: return 0;
+    case SH_Menu_Scrollable: return 1;
     case SH_Menu_SubMenuPopupDelay: return 150;
     case SH_UnderlineShortcut: return 1;
     case SH_DialogButtonLayout: return QDialogButtonBox::GnomeLayout; // the primary button at the far right, everywhere

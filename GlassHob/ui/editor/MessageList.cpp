@@ -337,6 +337,7 @@ MessageList::MessageList(QWidget* parent) : Ground(Role::panel, Qt::TopEdge, par
         if (value.toInt() == 0 && !hasMessages_) hide();
     });
     setFixedHeight(0);
+    if (parent) parent->installEventFilter(this);
 }
 
 QString MessageList::summary(const std::vector<Diagnostic>& messages) {
@@ -383,7 +384,10 @@ void MessageList::show(const std::vector<Diagnostic>& messages, const QString& p
 int MessageList::wantedHeight() const {
     if (!hasMessages_) return 0;
     if (isCollapsed()) return headingHeight;
-    return headingHeight + std::min(rows_->contentHeight(), mostRows * rowHeightOne) + bottomMargin;
+    const int wanted = headingHeight + std::min(rows_->contentHeight(), mostRows * rowHeightOne) + bottomMargin;
+    // In a low pane the code keeps half of the room.
+    if (!parentWidget()) return wanted;
+    return std::min(wanted, std::max(parentWidget()->height() / 2, headingHeight + rowHeightOne + bottomMargin));
 }
 
 void MessageList::fit() {
@@ -400,6 +404,13 @@ void MessageList::fit() {
     height_.setStartValue(height());
     height_.setEndValue(wanted);
     height_.start();
+}
+
+bool MessageList::eventFilter(QObject* object, QEvent* event) {
+    if (object == parentWidget() && event->type() == QEvent::Resize && hasMessages_ &&
+        height_.state() != QVariantAnimation::Running)
+        setFixedHeight(wantedHeight());
+    return Ground::eventFilter(object, event);
 }
 
 void MessageList::step(int direction) {

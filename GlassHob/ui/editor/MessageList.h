@@ -88,6 +88,7 @@ class MessageList : public Ground {
     static QString summary(const std::vector<Diagnostic>& messages);
 
     QSize sizeHint() const override { return QSize(320, wantedHeight()); }
+    bool eventFilter(QObject* object, QEvent* event) override;
 
   signals:
     void placePicked(std::int64_t line, std::int64_t column);

@@ -12,7 +12,6 @@
 
 #include <QCheckBox>
 #include <QGridLayout>
-#include <QScrollArea>
 #include <QVBoxLayout>
 
 #include <algorithm>
@@ -26,7 +25,6 @@ namespace {
 
 constexpr int cardInset = 12; // the cards reach nearer to the edges than what stands under them
 constexpr int fieldGap = 12;
-constexpr int barRoom = 8;
 
 // The formats in the list.
 std::vector<const ExportFormatEntry*> offered() {
@@ -38,8 +36,8 @@ std::vector<const ExportFormatEntry*> offered() {
 
 } // namespace
 
-ExportForm::ExportForm(AppModel& model, QWidget* parent) : QWidget(parent), model_(model) {
-    auto* ground = ground_ = new Ground(Role::panel, {}, this);
+ExportForm::ExportForm(AppModel& model, QWidget* parent) : DialogPage(parent), model_(model) {
+    Ground* const ground = this->ground();
     QStringList names, contents;
     for (const ExportFormatEntry* entry : offered()) {
         names.append(QString::fromLatin1(entry->name.data(), qsizetype(entry->name.size())));
@@ -61,7 +59,7 @@ ExportForm::ExportForm(AppModel& model, QWidget* parent) : QWidget(parent), mode
     fromNow_->setToolTip(plainToolTip(tr("Begin at the preview's time")));
     theLoop_ = new TextButton(tr("The loop"), TextButton::Look::link, ground);
     theLoop_->setToolTip(plainToolTip(tr("Export the stretch that the preview loops")));
-    message_ = new FieldMessage(dialogWidth - 2 * dialogMargin, ground);
+    message_ = new FieldMessage(dialogTextWidth, ground);
     mark_ = new QCheckBox(tr("Draw the Hob mark"), ground);
     mark_->setFont(fonts::body());
     mark_->setFixedHeight(20);
@@ -120,7 +118,7 @@ ExportForm::ExportForm(AppModel& model, QWidget* parent) : QWidget(parent), mode
     rest->addWidget(mark_, 0, Qt::AlignLeft);
     body->addLayout(rest);
 
-    auto* footer = new DialogFooter(this);
+    DialogFooter* const footer = this->footer();
     foreseen_ = new TextLine(fonts::small(), Role::text3, footer);
     foreseen_->setElides(true);
     cancel_ = new TextButton(tr("Cancel"), TextButton::Look::dialog, footer);
@@ -129,14 +127,6 @@ ExportForm::ExportForm(AppModel& model, QWidget* parent) : QWidget(parent), mode
     footer->row()->addStretch(1);
     footer->row()->addWidget(cancel_);
     footer->row()->addWidget(export_);
-
-    auto* column = new QVBoxLayout(this);
-    column->setContentsMargins(0, 0, 0, 0);
-    column->setSpacing(0);
-    scroll_ = makeScrollArea(ground, this);
-    column->addWidget(scroll_);
-    column->addWidget(footer);
-    footer_ = footer;
 
     const ExportChoices& choices = model_.exportChoices();
     presets_->choose(choices.preset().id);
@@ -175,19 +165,6 @@ ExportForm::ExportForm(AppModel& model, QWidget* parent) : QWidget(parent), mode
     followChoices();
 }
 
-int ExportForm::wantedHeight() const {
-    return ground_->sizeHint().height() + footer_->sizeHint().height();
-}
-
-void ExportForm::setMostHeight(int height) {
-    const int footer = footer_->sizeHint().height();
-    const int wanted = ground_->sizeHint().height();
-    const int room = std::max(height - footer, 2 * footer);
-    // The bar that scrolls stands in the margin, and the cards leave it a little more.
-    ground_->resize(wanted > room ? dialogWidth - barRoom : dialogWidth, wanted);
-    scroll_->setFixedHeight(std::min(wanted, room));
-}
-
 void ExportForm::focusFirst() {
     start_->setFocus(Qt::OtherFocusReason);
     start_->selectAll();
@@ -214,7 +191,7 @@ void ExportForm::followChoices() {
     presets_->setVisible(hasPictures);
     ownRow_->setVisible(hasPictures && choices.presetId == ExportChoices::ownId);
     mark_->setVisible(hasPictures);
-    ground_->layout()->activate();
+    ground()->layout()->activate();
     follow();
     emit heightChanged();
 }
@@ -281,9 +258,10 @@ void ExportForm::submit() {
     }
     for (SearchField* field : {own_->widthField(), own_->heightField(), own_->rateField(), start_, duration_}) {
         if (!field->isRefused()) continue;
-        scroll_->ensureWidgetVisible(field);
         field->setFocus(Qt::OtherFocusReason);
         field->selectAll();
+        reveal(message_);
+        reveal(field);
         return;
     }
 }

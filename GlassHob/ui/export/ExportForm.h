@@ -3,24 +3,19 @@
 // screen has no room for all of it, what stands over the foot scrolls. Main thread; owned by the export window.
 #pragma once
 
-#include <QWidget>
+#include "GlassHob/ui/controls/DialogParts.h"
 
 class QCheckBox;
-class QScrollArea;
 
 namespace glasshob {
 
 class AppModel;
 class ChoiceField;
-class FieldMessage;
-class Ground;
 class OwnPicture;
 class PresetCards;
 class SearchField;
-class TextButton;
-class TextLine;
 
-class ExportForm : public QWidget {
+class ExportForm : public DialogPage {
     Q_OBJECT
   public:
     ExportForm(AppModel& model, QWidget* parent);
@@ -30,10 +25,6 @@ class ExportForm : public QWidget {
     void focusFirst();
     // While the question where to put the video is up.
     void setAsking(bool asking);
-
-    // As high as it would be, and as it may be at most.
-    int wantedHeight() const;
-    void setMostHeight(int height);
 
     ChoiceField* format() const { return format_; }
     OwnPicture* own() const { return own_; }
@@ -62,9 +53,6 @@ class ExportForm : public QWidget {
     bool check(bool all);
 
     AppModel& model_;
-    QScrollArea* scroll_;
-    Ground* ground_;
-    QWidget* footer_;
     ChoiceField* format_;
     PresetCards* presets_;
     QWidget* ownRow_;

@@ -23,7 +23,7 @@ namespace {
 
 constexpr int signSide = 20;
 constexpr int signGap = 13;
-constexpr int textWidth = dialogWidth - 2 * dialogMargin - signSide - signGap;
+constexpr int textWidth = dialogTextWidth - signSide - signGap;
 
 // The sign and the heading over a column of what else is said, and the footer under both.
 struct Frame {
@@ -33,10 +33,9 @@ struct Frame {
     DialogFooter* footer;
 };
 
-Frame frame(QWidget* page, Icon icon, Role ink) {
-    auto* ground = new Ground(Role::panel, {}, page);
-    Frame made{ground, new TextLine(fonts::dialogHeading(), Role::text, ground), new QVBoxLayout,
-               new DialogFooter(page)};
+Frame frame(const DialogPage& page, Icon icon, Role ink) {
+    Ground* const ground = page.ground();
+    Frame made{ground, new TextLine(fonts::dialogHeading(), Role::text, ground), new QVBoxLayout, page.footer()};
     made.heading->setFixedHeight(24);
     made.text->setSpacing(0);
     made.text->addWidget(made.heading);
@@ -49,11 +48,6 @@ Frame frame(QWidget* page, Icon icon, Role ink) {
     sign->addStretch(1);
     row->addLayout(sign);
     row->addLayout(made.text, 1);
-    auto* column = new QVBoxLayout(page);
-    column->setContentsMargins(0, 0, 0, 0);
-    column->setSpacing(0);
-    column->addWidget(made.ground);
-    column->addWidget(made.footer);
     return made;
 }
 
@@ -66,8 +60,8 @@ QString folderName(const QString& path) {
 
 } // namespace
 
-ResultPage::ResultPage(Questions& questions, QWidget* parent) : QWidget(parent) {
-    const Frame made = frame(this, Icon::check, Role::accentText);
+ResultPage::ResultPage(Questions& questions, QWidget* parent) : DialogPage(parent) {
+    const Frame made = frame(*this, Icon::check, Role::accentText);
     heading_ = made.heading;
     auto line = [&] {
         auto* text = new TextLine(fonts::body(), Role::text2, made.ground);
@@ -145,8 +139,8 @@ void ExportFinishedPage::follow() {
                   exportTexts::length(rounded)));
 }
 
-ExportFailedPage::ExportFailedPage(AppModel& model, QWidget* parent) : QWidget(parent), model_(model) {
-    const Frame made = frame(this, Icon::error, Role::error);
+ExportFailedPage::ExportFailedPage(AppModel& model, QWidget* parent) : DialogPage(parent), model_(model) {
+    const Frame made = frame(*this, Icon::error, Role::error);
     heading_ = made.heading;
     message_ = new WrappedText(fonts::body(), Role::text2, textWidth, made.ground);
     made.text->addSpacing(5);

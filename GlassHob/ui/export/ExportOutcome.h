@@ -2,19 +2,15 @@
 // window.
 #pragma once
 
-#include <QWidget>
+#include "GlassHob/ui/controls/DialogParts.h"
 
 namespace glasshob {
 
 class AppModel;
 class Questions;
-class TextButton;
-class TextLine;
-class ToolButton;
-class WrappedText;
 
 // What has been made, where it is, and the buttons that lead there.
-class ResultPage : public QWidget {
+class ResultPage : public DialogPage {
     Q_OBJECT
   public:
     // `questions` outlives the page.
@@ -50,7 +46,7 @@ class ExportFinishedPage : public ResultPage {
     AppModel& model_;
 };
 
-class ExportFailedPage : public QWidget {
+class ExportFailedPage : public DialogPage {
     Q_OBJECT
   public:
     ExportFailedPage(AppModel& model, QWidget* parent);

@@ -60,8 +60,8 @@ void ExportBar::paintEvent(QPaintEvent*) {
     painter.drawRoundedRect(QRectF(0, 0, std::max(double(height()), width() * shown_), height()), radius, radius);
 }
 
-ExportProgress::ExportProgress(AppModel& model, QWidget* parent) : QWidget(parent), model_(model) {
-    auto* ground = new Ground(Role::panel, {}, this);
+ExportProgress::ExportProgress(AppModel& model, QWidget* parent) : DialogPage(parent), model_(model) {
+    Ground* const ground = this->ground();
     auto line = [ground](const QFont& font, Role role, int height) {
         auto* made = new TextLine(font, role, ground);
         made->setFixedHeight(height);
@@ -75,9 +75,8 @@ ExportProgress::ExportProgress(AppModel& model, QWidget* parent) : QWidget(paren
     frames_ = line(fonts::small(), Role::text3, 17);
     taken_ = line(fonts::small(), Role::text3, 17);
     bar_ = new ExportBar(ground);
-    constexpr int width = dialogWidth - 2 * dialogMargin;
     auto* hint = new WrappedText(
-        fonts::small(), Role::text3, width, ground,
+        fonts::small(), Role::text3, dialogTextWidth, ground,
         tr("You can go on editing: the export uses the shader and the sliders as they were when it began."));
 
     auto* body = new QVBoxLayout(ground);
@@ -111,17 +110,12 @@ ExportProgress::ExportProgress(AppModel& model, QWidget* parent) : QWidget(paren
     body->addWidget(rule);
     body->addSpacing(15);
     body->addWidget(hint);
-    ground->setFixedHeight(338); // as high as the form, so that the window keeps its size
+    setPreferredHeight(338); // as high as the form, so that the window keeps its size
 
-    auto* footer = new DialogFooter(this);
+    DialogFooter* const footer = this->footer();
     cancel_ = new TextButton(tr("Cancel Export"), TextButton::Look::dialog, footer);
     footer->row()->addStretch(1);
     footer->row()->addWidget(cancel_);
-    auto* column = new QVBoxLayout(this);
-    column->setContentsMargins(0, 0, 0, 0);
-    column->setSpacing(0);
-    column->addWidget(ground);
-    column->addWidget(footer);
 
     connect(cancel_, &QAbstractButton::clicked, this, &ExportProgress::cancelled);
     connect(&model_, &AppModel::exportChanged, this, &ExportProgress::follow);
@@ -134,14 +128,14 @@ void ExportProgress::focusFirst() {
 }
 
 void ExportProgress::showEvent(QShowEvent* event) {
-    QWidget::showEvent(event);
+    DialogPage::showEvent(event);
     follow();
     second_.start();
 }
 
 void ExportProgress::hideEvent(QHideEvent* event) {
     second_.stop();
-    QWidget::hideEvent(event);
+    DialogPage::hideEvent(event);
 }
 
 void ExportProgress::follow() {

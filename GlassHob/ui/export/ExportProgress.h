@@ -2,6 +2,8 @@
 // owned by the export window.
 #pragma once
 
+#include "GlassHob/ui/controls/DialogParts.h"
+
 #include <QProgressBar>
 #include <QTimer>
 #include <QVariantAnimation>
@@ -9,8 +11,6 @@
 namespace glasshob {
 
 class AppModel;
-class TextButton;
-class TextLine;
 
 // A bar of 8 px that goes evenly from one report to the next. To screen readers its value moves in tenths.
 class ExportBar : public QProgressBar {
@@ -30,7 +30,7 @@ class ExportBar : public QProgressBar {
     QVariantAnimation move_;
 };
 
-class ExportProgress : public QWidget {
+class ExportProgress : public DialogPage {
     Q_OBJECT
   public:
     ExportProgress(AppModel& model, QWidget* parent);

@@ -13,7 +13,6 @@
 #include <QKeyEvent>
 #include <QPainter>
 #include <QPointer>
-#include <QScreen>
 #include <QVBoxLayout>
 
 #include <algorithm>
@@ -24,7 +23,7 @@ namespace {
 
 constexpr int pictureHeight = 243; // 16:9
 constexpr int croppedHeight = 120; // over a finished export, which needs little room
-constexpr int aroundWindow = 48;   // the window's own frame, and some air
+constexpr int leastPage = 280;     // under a picture that is in its way, a page would be too low to be used
 
 } // namespace
 
@@ -78,10 +77,9 @@ ExportWindow::ExportWindow(AppModel& model, StartStill& still, QWidget* parent)
     column->setSpacing(0);
     column->setSizeConstraint(QLayout::SetFixedSize);
     column->addWidget(picture_);
-    for (QWidget* page : {static_cast<QWidget*>(form_), static_cast<QWidget*>(progress_),
-                          static_cast<QWidget*>(finished_), static_cast<QWidget*>(failed_)}) {
+    for (DialogPage* page : {static_cast<DialogPage*>(form_), static_cast<DialogPage*>(progress_),
+                             static_cast<DialogPage*>(finished_), static_cast<DialogPage*>(failed_)}) {
         column->addWidget(page);
-        page->setFixedWidth(dialogWidth);
         page->hide();
     }
     new FocusRing(this);
@@ -119,13 +117,12 @@ void ExportWindow::follow() {
         showPage(form_);
 }
 
-void ExportWindow::showPage(QWidget* page) {
+void ExportWindow::showPage(DialogPage* page) {
     if (page == page_) return;
     setUpdatesEnabled(false);
     if (page_) page_->hide();
     page_ = page;
     still_.setWanted(page == form_);
-    picture_->setFixedHeight(page == finished_ ? croppedHeight : pictureHeight);
     picture_->setCropped(page == finished_);
     fitScreen();
     picture_->setAccessibleName(page == form_ ? tr("The first frame") : tr("The newest frame"));
@@ -149,13 +146,15 @@ void ExportWindow::fitScreen() {
     const bool isSound = model_.exportChoices().format == ExportFormat::wav;
     const auto& order = model_.exports().order();
     const bool wasSound = order && order->format == ExportFormat::wav;
-    picture_->setVisible(page_ != failed_ && !(page_ == form_ ? isSound : wasSound));
+    const bool hasPicture = page_ != failed_ && !(page_ == form_ ? isSound : wasSound);
     setWindowTitle((page_ == form_ ? isSound : wasSound) ? tr("Save Sound") : tr("Export Video"));
-    if (page_ != form_) return;
-    const int room = (screen() ? screen()->availableGeometry().height() : 1000) - aroundWindow;
-    const int left = room - form_->wantedHeight();
-    picture_->setFixedHeight(std::clamp(left, croppedHeight, pictureHeight));
-    form_->setMostHeight(room - (isSound ? 0 : picture_->height()));
+    const int room = roomFor(this).height();
+    const int wanted = page_ == finished_ ? croppedHeight : pictureHeight;
+    const int high = std::clamp(room - page_->wantedHeight(), croppedHeight, wanted);
+    const bool fits = room - high >= std::min(leastPage, page_->wantedHeight());
+    picture_->setFixedHeight(high);
+    picture_->setVisible(hasPicture && fits);
+    page_->setMostHeight(room - (hasPicture && fits ? high : 0));
 }
 
 void ExportWindow::followPicture() {

@@ -9,6 +9,7 @@
 namespace glasshob {
 
 class AppModel;
+class DialogPage;
 class ExportFailedPage;
 class ExportFinishedPage;
 class ExportForm;
@@ -55,8 +56,8 @@ class ExportWindow : public QDialog {
   private:
     void follow();
     void followPicture();
-    void showPage(QWidget* page);
-    // The picture gives way first, then the form scrolls.
+    void showPage(DialogPage* page);
+    // The picture gives way first, then the page scrolls.
     void fitScreen();
 
     AppModel& model_;
@@ -66,7 +67,7 @@ class ExportWindow : public QDialog {
     ExportProgress* progress_;
     ExportFinishedPage* finished_;
     ExportFailedPage* failed_;
-    QWidget* page_ = nullptr;
+    DialogPage* page_ = nullptr;
     bool asksAboutClosing_ = false;
 };
 

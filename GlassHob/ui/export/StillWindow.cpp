@@ -33,13 +33,12 @@ StillWindow::StillWindow(AppModel& model, StillRequest moment, QWidget* parent)
       model_(model), moment_(std::move(moment)) {
     setAttribute(Qt::WA_DeleteOnClose);
     setWindowTitle(tr("Save Still"));
-    form_ = new QWidget(this);
-    auto* ground = new Ground(Role::panel, {}, form_);
-    constexpr int width = dialogWidth - 2 * dialogMargin;
+    form_ = new DialogPage(this);
+    Ground* const ground = form_->ground();
     picture_ = new OwnPicture(OwnPicture::Asks::size, ground);
-    message_ = new FieldMessage(width, ground);
+    message_ = new FieldMessage(dialogTextWidth, ground);
     message_->setContentsMargins(0, 8, 0, 0);
-    auto* hint = new WrappedText(fonts::small(), Role::text3, width, ground,
+    auto* hint = new WrappedText(fonts::small(), Role::text3, dialogTextWidth, ground,
                                  tr("The picture at %1. The ending of its name says the format: .png, .jpg or .webp.")
                                      .arg(exportTexts::length(double(moment_.time))));
     auto* body = new QVBoxLayout(ground);
@@ -49,17 +48,12 @@ StillWindow::StillWindow(AppModel& model, StillRequest moment, QWidget* parent)
     body->addWidget(message_);
     body->addSpacing(16);
     body->addWidget(hint);
-    auto* footer = new DialogFooter(form_);
+    DialogFooter* const footer = form_->footer();
     cancel_ = new TextButton(tr("Cancel"), TextButton::Look::dialog, footer);
     save_ = new TextButton(tr("Save…"), TextButton::Look::primary, footer);
     footer->row()->addStretch(1);
     footer->row()->addWidget(cancel_);
     footer->row()->addWidget(save_);
-    auto* page = new QVBoxLayout(form_);
-    page->setContentsMargins(0, 0, 0, 0);
-    page->setSpacing(0);
-    page->addWidget(ground);
-    page->addWidget(footer);
 
     result_ = new ResultPage(model_.questions(), this);
     result_->play()->hide();
@@ -68,10 +62,8 @@ StillWindow::StillWindow(AppModel& model, StillRequest moment, QWidget* parent)
     column->setContentsMargins(0, 0, 0, 0);
     column->setSpacing(0);
     column->setSizeConstraint(QLayout::SetFixedSize);
-    for (QWidget* each : {form_, static_cast<QWidget*>(result_)}) {
-        each->setFixedWidth(dialogWidth);
-        column->addWidget(each);
-    }
+    column->addWidget(form_);
+    column->addWidget(result_);
     new FocusRing(this);
 
     picture_->setPicture(moment_.width, moment_.height);

@@ -8,6 +8,7 @@
 
 namespace glasshob {
 
+class DialogPage;
 class FieldMessage;
 class OwnPicture;
 class ResultPage;
@@ -36,7 +37,7 @@ class StillWindow : public QDialog {
 
     AppModel& model_;
     StillRequest moment_;
-    QWidget* form_;
+    DialogPage* form_;
     OwnPicture* picture_;
     FieldMessage* message_;
     TextButton *cancel_, *save_;

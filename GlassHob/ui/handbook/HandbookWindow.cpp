@@ -24,8 +24,8 @@ constexpr int listWidth = 250;
 
 HandbookWindow::HandbookWindow(QWidget* parent) : QWidget(parent, Qt::Window) {
     setWindowTitle(tr("Handbook"));
-    setMinimumSize(least);
-    resize(windowSize);
+    setMinimumSize(least.boundedTo(roomFor(this)));
+    resize(windowSize.boundedTo(roomFor(this)));
 
     auto* bar = new Ground(Role::bar, Qt::BottomEdge, this);
     back_ = new ToolButton(Icon::chevr, tr("Back (Alt+Left)"), bar);

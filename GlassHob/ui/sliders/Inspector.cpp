@@ -102,7 +102,9 @@ Inspector::Inspector(AppModel& model, QWidget* parent)
     auto* waitingText =
         new TextLine(fonts::body(), Role::text3, waiting_, tr("The sliders appear when the shader runs."));
     waitingText->setElides(true);
-    empty_ = new QWidget(this);
+    empty_ = new QWidget(nullptr);
+    emptyScroll_ = makeScrollArea(empty_, this);
+    emptyScroll_->setWidgetResizable(true);
     emptyText_ =
         new TextLine(fonts::body(), Role::text2, empty_, tr("This shader has no sliders. A line like this makes one:"));
     emptyExample_ = new TextLine(fonts::mono(12), Role::text, empty_,
@@ -129,7 +131,7 @@ Inspector::Inspector(AppModel& model, QWidget* parent)
     sliders->setSpacing(0);
     sliders->addWidget(heading_);
     sliders->addWidget(scroll_, 1);
-    sliders->addWidget(empty_, 1);
+    sliders->addWidget(emptyScroll_, 1);
     sliders->addWidget(waiting_, 1);
 
     presets_ = new PresetColumn(*presetActions_, this);
@@ -219,7 +221,7 @@ void Inspector::showHeading() {
     changed_->setText(changed ? tr("%1 of %2 changed").arg(changed).arg(parameterRows_.size()) : QString());
     const bool runs = model_.program() != nullptr && !model_.needsRun();
     scroll_->setVisible(runs && !parameterRows_.empty());
-    empty_->setVisible(runs && parameterRows_.empty());
+    emptyScroll_->setVisible(runs && parameterRows_.empty());
     waiting_->setVisible(!runs);
     arrange();
 }
@@ -259,7 +261,7 @@ int Inspector::wantedHeight(int width) const {
 void Inspector::focusFirst() {
     if (!parameterRows_.empty() && scroll_->isVisibleTo(this))
         parameterRows_.front()->focusSlider();
-    else if (empty_->isVisibleTo(this))
+    else if (emptyScroll_->isVisibleTo(this))
         emptyInsert_->setFocus(Qt::TabFocusReason);
 }
 

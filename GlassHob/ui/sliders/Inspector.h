@@ -90,6 +90,7 @@ class Inspector : public Ground {
     QScrollArea* scroll_;
     SliderRows* rows_;
     QWidget* waiting_;
+    QScrollArea* emptyScroll_;
     QWidget* empty_;
     TextLine* emptyText_;
     TextLine* emptyExample_;

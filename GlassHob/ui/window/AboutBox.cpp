@@ -4,6 +4,7 @@
 #include "GlassHob/model/AppModel.h"
 #include "GlassHob/ui/controls/AppIcon.h"
 #include "GlassHob/ui/controls/Controls.h"
+#include "GlassHob/ui/controls/DialogParts.h"
 #include "GlassHob/ui/controls/Fonts.h"
 #include "GlassHobCore/Identity.h"
 #include "GlassHobCore/text/Text.h"
@@ -11,6 +12,7 @@
 #include <QClipboard>
 #include <QGridLayout>
 #include <QGuiApplication>
+#include <QHBoxLayout>
 #include <QLabel>
 #include <QVBoxLayout>
 
@@ -18,7 +20,6 @@ namespace glasshob {
 
 namespace {
 
-constexpr int boxWidth = 432;
 constexpr int iconSide = 72;
 
 } // namespace
@@ -36,33 +37,34 @@ AboutBox::AboutBox(const AppModel& model, QWidget* window) : QDialog(window) {
         {tr("Licence"), QStringLiteral("MIT")},
     };
 
-    auto* icon = new QLabel(this);
+    auto* page = new DialogPage(this);
+    Ground* const ground = page->ground();
+    auto* icon = new QLabel(ground);
     QImage picture = applicationIconImage(qRound(iconSide * devicePixelRatioF()));
     picture.setDevicePixelRatio(devicePixelRatioF());
     icon->setPixmap(QPixmap::fromImage(picture));
-    auto* name = new TextLine(fonts::ui(17, QFont::Bold), Role::text, this, asQString(Identity::applicationName));
-    auto* purpose = new TextLine(fonts::body(), Role::text2, this, tr("Write, run and publish small GPU shaders."));
+    auto* name = new TextLine(fonts::ui(17, QFont::Bold), Role::text, ground, asQString(Identity::applicationName));
+    auto* purpose = new TextLine(fonts::body(), Role::text2, ground, tr("Write, run and publish small GPU shaders."));
     auto* table = new QGridLayout;
     table->setHorizontalSpacing(16);
     table->setVerticalSpacing(6);
     table->setColumnStretch(1, 1);
     int row = 0;
     for (const auto& [title, text] : rows) {
-        auto* value = new QLabel(text, this);
+        auto* value = new QLabel(text, ground);
         value->setTextFormat(Qt::PlainText);
         value->setWordWrap(true);
         value->setFont(fonts::small());
         value->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
         value->setFocusPolicy(Qt::NoFocus);
         value->setAccessibleName(title);
-        auto* head = new TextLine(fonts::small(), Role::text3, this, title);
+        auto* head = new TextLine(fonts::small(), Role::text3, ground, title);
         table->addWidget(head, row, 0, Qt::AlignTop);
         table->addWidget(value, row, 1);
         details_ += title + QStringLiteral(": ") + text + u'\n';
         ++row;
     }
 
-    auto* ground = new Ground(Role::panel, {}, this);
     auto* body = new QVBoxLayout(ground);
     body->setContentsMargins(24, 24, 24, 24);
     body->setSpacing(0);
@@ -80,10 +82,8 @@ AboutBox::AboutBox(const AppModel& model, QWidget* window) : QDialog(window) {
     body->addSpacing(20);
     body->addLayout(table);
 
-    auto* footer = new Ground(Role::strip, Qt::TopEdge, this);
-    footer->setFixedHeight(65);
-    auto* buttons = new QHBoxLayout(footer);
-    buttons->setContentsMargins(24, 17, 24, 16);
+    DialogFooter* const footer = page->footer();
+    QHBoxLayout* const buttons = footer->row();
     auto* copy = new TextButton(tr("Copy Details"), TextButton::Look::bordered, footer, Icon::copy);
     auto* close = new TextButton(tr("Close"), TextButton::Look::primary, footer);
     for (TextButton* button : {copy, close})
@@ -98,9 +98,7 @@ AboutBox::AboutBox(const AppModel& model, QWidget* window) : QDialog(window) {
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(0, 0, 0, 0);
     column->setSpacing(0);
-    column->addWidget(ground);
-    column->addWidget(footer);
-    setFixedWidth(boxWidth);
+    column->addWidget(page);
     layout()->setSizeConstraint(QLayout::SetFixedSize);
     new FocusRing(this);
     close->setFocus();

@@ -32,10 +32,10 @@
 #include <QApplication>
 #include <QCloseEvent>
 #include <QMenuBar>
-#include <QScreen>
 #include <QSettings>
 #include <QTimer>
 #include <QVBoxLayout>
+#include <QWindow>
 
 #include <utility>
 
@@ -44,8 +44,10 @@ namespace glasshob {
 namespace {
 
 constexpr QSize firstSize{1440, 900};
-constexpr QSize frameOfWindow{4, 40}; // what a window manager may put around it
 constexpr QSize leastSize{720, 480};
+constexpr QSize leastPicture{320, 180}, smallPicture{240, 48};
+constexpr int leastEditor = 320, smallEditor = 240;
+constexpr int leastInspector = 120, smallInspector = 76;
 constexpr int firstEditorWidth = 620;
 constexpr int firstInspectorHeight = 244;
 constexpr int barsHeight = 28 + 44 + 26; // menu bar, toolbar, status line
@@ -67,7 +69,6 @@ MainWindow::MainWindow(AppModel& model, Canvas::Kind canvas) : model_(model) {
     installAccessibleViews();
     // The picture has a surface of its own; the panes beside it need none.
     QCoreApplication::setAttribute(Qt::AA_DontCreateNativeWidgetSiblings);
-    setMinimumSize(leastSize);
     setAttribute(Qt::WA_NativeWindow); // before the picture's child window is made
     makeActions();
 
@@ -140,6 +141,7 @@ MainWindow::MainWindow(AppModel& model, Canvas::Kind canvas) : model_(model) {
     connect(fullScreen_, &FullScreen::changed, this, &MainWindow::followShowsEditor);
     connect(picture_, &PictureActions::told, status_, &StatusLine::tell);
     status_->setCaret(1, 1);
+    fitScreen();
     restoreLayout();
     followDocument();
     editor()->setFocus();
@@ -307,6 +309,16 @@ void MainWindow::followDocument() {
     previousProblem_->setEnabled(problems);
 }
 
+void MainWindow::fitScreen() {
+    const QSize room = roomFor(this);
+    const bool isNarrow = room.width() < leastSize.width(), isLow = room.height() < leastSize.height();
+    setMinimumSize(leastSize.boundedTo(room));
+    canvas_->setMinimumSize(isNarrow ? smallPicture.width() : leastPicture.width(),
+                            isLow ? smallPicture.height() : leastPicture.height());
+    editorPane_->setMinimumWidth(isNarrow ? smallEditor : leastEditor);
+    sliders_->setMinimumHeight(isLow ? smallInspector : leastInspector);
+}
+
 void MainWindow::followLayout() {
     const bool editorShown = editorPane_->isVisibleTo(across_);
     // In the window's coordinates: the splitter spans its whole width.
@@ -383,14 +395,16 @@ void MainWindow::setShowsInspector(bool shows) {
 void MainWindow::restoreLayout() {
     const QSettings settings;
     if (!restoreGeometry(settings.value(geometryKey).toByteArray())) {
-        const QScreen* screen = QGuiApplication::primaryScreen();
-        resize(screen ? firstSize.boundedTo(screen->availableSize() - frameOfWindow) : firstSize);
+        resize(firstSize.boundedTo(roomFor(this)));
+    } else if (!isMaximized() && !isFullScreen()) {
+        resize(size().boundedTo(roomFor(this))); // it may have been a larger screen
     }
     if (!across_->restoreState(settings.value(acrossKey).toByteArray()))
         across_->setSizes({std::min(firstEditorWidth, std::max(320, width() * 46 / 100)), width() - firstEditorWidth});
     if (!down_->restoreState(settings.value(downKey).toByteArray())) {
         const int panes = height() - barsHeight;
-        const int inspector = std::min(firstInspectorHeight, std::max(164, panes * 31 / 100));
+        const int least = height() < leastSize.height() ? smallInspector + 24 : 164;
+        const int inspector = std::min(firstInspectorHeight, std::max(least, panes * 31 / 100));
         down_->setSizes({panes - inspector, inspector});
     }
     model_.setShowsEditor(settings.value(editorKey, true).toBool());
@@ -447,6 +461,8 @@ void MainWindow::resizeEvent(QResizeEvent* event) {
 
 void MainWindow::showEvent(QShowEvent* event) {
     QMainWindow::showEvent(event);
+    fitScreen();
+    connect(windowHandle(), &QWindow::screenChanged, this, &MainWindow::fitScreen, Qt::UniqueConnection);
     QTimer::singleShot(0, this, &MainWindow::followLayout);
 }
 

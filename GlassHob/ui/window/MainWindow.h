@@ -55,6 +55,8 @@ class MainWindow : public QMainWindow {
     void makeMenus();
     void followDocument();
     void followLayout();
+    // A screen with less room than the least sizes gets smaller ones.
+    void fitScreen();
     void followShowsEditor();
     void placeBanners();
     void makePaneOrder();

@@ -4,6 +4,7 @@
 #include "GlassHob/ui/controls/HobStyle.h"
 #include "GlassHobCore/shader/SampleShelf.h"
 
+#include <QActionEvent>
 #include <QImage>
 
 namespace glasshob {
@@ -28,6 +29,14 @@ void SampleMenu::fill() {
         entries_[sample.file] = entry;
     }
     if (thumbnails_ != nullptr) thumbnails_->draw(samples);
+}
+
+void SampleMenu::actionEvent(QActionEvent* event) {
+    // A picture that has come changes no row's size; the menu would take its whole height, past the screen's edge.
+    if (event->type() == QEvent::ActionChanged && isVisible())
+        update();
+    else
+        QMenu::actionEvent(event);
 }
 
 void SampleMenu::setPicture(const std::string& file, const QImage& picture) {

@@ -24,6 +24,9 @@ class SampleMenu : public QMenu {
   signals:
     void chosen(const QString& file); // "02-blue-hour.metal"
 
+  protected:
+    void actionEvent(QActionEvent* event) override;
+
   private:
     void setPicture(const std::string& file, const QImage& picture);
 

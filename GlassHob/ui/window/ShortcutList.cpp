@@ -141,7 +141,7 @@ ShortcutList::ShortcutList(const QMenuBar& menus, QWidget* window) : QDialog(win
                                                           {Qt::Key_PageUp, QAbstractSlider::SliderPageStepSub}})
         connect(new QShortcut(key, this), &QShortcut::activated, area,
                 [area, step = action] { area->verticalScrollBar()->triggerAction(step); });
-    resize(listSize);
+    resize(listSize.boundedTo(roomFor(this)));
     field->setFocus();
 }
 

@@ -19,6 +19,7 @@ namespace {
 constexpr int margin = 16; // from the picture's edges
 constexpr int denseWidth = 376, tallWidth = 400;
 constexpr double mostOfThePicture = 0.6;
+constexpr int leastMost = 152; // on a low picture it may take so much all the same
 
 } // namespace
 
@@ -70,8 +71,9 @@ void SliderBox::fit() {
     const int left = right ? room.right() + 1 - margin - wide : room.left() + margin;
     const bool isOverOther = left < below_.right() + 1 + margin && left + wide > below_.left() - margin;
     if (!below_.isEmpty() && isOverOther) room.setBottom(below_.top() - 1);
-    const int high = std::min(inspector_.wantedHeight(wide - 2) + 2,
-                              std::min(int(this->room().height() * mostOfThePicture), room.height() - 2 * margin));
+    const int high = std::min(
+        inspector_.wantedHeight(wide - 2) + 2,
+        std::min(std::max(int(this->room().height() * mostOfThePicture), leastMost), room.height() - 2 * margin));
     setGeometry(left, bottom ? room.bottom() + 1 - margin - high : room.top() + margin, std::max(wide, 200),
                 std::max(high, 100));
     raise();

@@ -72,7 +72,7 @@ class SliderPlace : public QWidget {
     // Null while the sliders are in their pane.
     SliderBox* box() const { return box_; }
 
-    QSize minimumSizeHint() const override { return QSize(240, 120); }
+    QSize minimumSizeHint() const override { return QSize(240, 0); }
 
   signals:
     void showsChanged(bool shows);

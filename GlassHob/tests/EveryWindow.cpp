@@ -1,0 +1,344 @@
+#include "GlassHob/tests/EveryWindow.h"
+
+#include "GlassHob/model/Presets.h"
+#include "GlassHob/ui/controls/SearchField.h"
+#include "GlassHob/ui/editor/CodeAssistant.h"
+#include "GlassHob/ui/editor/CodeEditor.h"
+#include "GlassHob/ui/editor/CodePointer.h"
+#include "GlassHob/ui/editor/ColourPicker.h"
+#include "GlassHob/ui/editor/CompletionPopup.h"
+#include "GlassHob/ui/editor/FindBar.h"
+#include "GlassHob/ui/editor/MessageList.h"
+#include "GlassHob/ui/export/ChoiceField.h"
+#include "GlassHob/ui/export/ExportActions.h"
+#include "GlassHob/ui/export/ExportForm.h"
+#include "GlassHob/ui/export/ExportOutcome.h"
+#include "GlassHob/ui/export/ExportWindow.h"
+#include "GlassHob/ui/export/OwnPicture.h"
+#include "GlassHob/ui/export/PresetCards.h"
+#include "GlassHob/ui/export/StillWindow.h"
+#include "GlassHob/ui/handbook/HandbookWindow.h"
+#include "GlassHob/ui/picture/PictureActions.h"
+#include "GlassHob/ui/picture/TransportBox.h"
+#include "GlassHob/ui/sliders/Inspector.h"
+#include "GlassHob/ui/window/FullScreen.h"
+#include "GlassHob/ui/window/SliderBox.h"
+#include "GlassHobCore/shader/SampleShelf.h"
+#include "GlassHobRender/formats/ExportError.h"
+#include "GlassHobRender/program/ShaderProgram.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QDialog>
+#include <QMenu>
+#include <QMenuBar>
+#include <QTest>
+
+#include <algorithm>
+#include <fstream>
+
+namespace glasshob {
+
+namespace {
+
+const std::string mistakes = "// @param speed 0.6 0.0 3.0 How fast\n"
+                             "// @param warmth 0.5 0.0 1.0 Colour\n"
+                             "// @parm mistyped 1 0 2\n"
+                             "float4 shade(float2 uv, constant Uniforms& u, constant Params& p) {\n"
+                             "    float wave = sinn(uv.x * 8.0 + u.time * p.speed);\n"
+                             "    float3 colour = float3(0.9, wave, p.warmht);\n"
+                             "    floot grey = dot(colour, float3(1.0));\n"
+                             "    return float4(colour * gray, 1.0)\n"
+                             "}\n";
+
+std::string manySliders() {
+    std::string params;
+    for (int i = 1; i <= 24; ++i)
+        params += "// @param a_rather_long_name_" + std::to_string(i) +
+                  " 0.5 0.0 1.0 What this one does is told in a sentence that is longer than its row\n";
+    return shader(params, "float4(p.a_rather_long_name_1, uv, 1.0)");
+}
+
+} // namespace
+
+EveryWindow::EveryWindow(Canvas::Kind canvas) {
+    QSettings().clear();
+    auto device = gpu::Device::systemDefault();
+    model_ = std::make_unique<AppModel>(
+        AppModel::Surroundings{.device = std::move(*device),
+                               .questions = &questions_,
+                               .presetStore = PresetStore(folder_.filePath(QStringLiteral("presets.json"))),
+                               .movieMaker =
+                                   [this](const ExportOrder&, const ExportJob::Target& target) {
+                                       std::ofstream(target.path) << "a movie";
+                                       target.progress(372, 600);
+                                       go_.acquire();
+                                       if (!target.progress(600, 600)) throw ExportError::cancelled();
+                                       if (fails_) throw ExportError::render(372);
+                                   },
+                               .compilePatience = std::chrono::minutes(2)});
+    window_ = std::make_unique<MainWindow>(*model_, canvas);
+    questions_.setWindow(window_.get());
+    window_->show();
+    window_->activateWindow();
+    (void)QTest::qWaitForWindowActive(window_.get());
+    open(QStringLiteral("flowing-color.metal"), sample("01-flowing-color.metal"));
+}
+
+EveryWindow::~EveryWindow() {
+    go_.release(4);
+}
+
+std::string EveryWindow::sample(const char* file) {
+    const std::vector<SampleShelf::Sample> samples = SampleShelf::all();
+    const auto found = std::ranges::find(samples, file, &SampleShelf::Sample::file);
+    EXPECT_NE(found, samples.end()) << file;
+    return found == samples.end() ? shader("") : found->text;
+}
+
+void EveryWindow::open(const QString& name, const std::string& text) {
+    const QString path = folder_.filePath(name);
+    std::ofstream(path.toStdString()) << text;
+    model_->open(path);
+    settle();
+}
+
+void EveryWindow::settle() {
+    for (int i = 0; i < 3; ++i)
+        QApplication::processEvents(); // what a change of the layout has put off
+}
+
+QAction* EveryWindow::action(const QString& title) const {
+    for (QAction* made : window_->findChildren<QAction*>())
+        if (QString(made->text()).remove(u'&').section(u'\t', 0, 0) == title) return made;
+    ADD_FAILURE() << "no action " << title.toStdString();
+    return nullptr;
+}
+
+void EveryWindow::visitMainWindow(const Visitor& visit) {
+    const auto see = [&](const QString& name) {
+        settle();
+        visit(name, window_.get());
+    };
+    see(QStringLiteral("main"));
+    model_->setValue(model_->program()->params().front().name, 0.1f);
+    model_->presets().save(QStringLiteral("Slow and wide"), model_->values());
+    model_->presets().save(QStringLiteral("A preset with a name that is longer than its row"), model_->values());
+    model_->setLoop(TimeStretch{2, 8});
+    see(QStringLiteral("main-changed"));
+    open(QStringLiteral("many.metal"), manySliders());
+    see(QStringLiteral("main-many-sliders"));
+    open(QStringLiteral("none.metal"), shader(""));
+    see(QStringLiteral("main-no-sliders"));
+    model_->setText(mistakes);
+    model_->compileNow();
+    see(QStringLiteral("main-mistakes"));
+    window_->editor()->showMessages(4);
+    see(QStringLiteral("main-message-tip"));
+    window_->editor()->assistant()->dismiss();
+    model_->setShowsEditor(false);
+    see(QStringLiteral("main-mistakes-without-editor"));
+    model_->setText(shader("// @param s 1 0 2"));
+    model_->compileNow();
+    model_->setShowsEditor(true);
+
+    open(QStringLiteral("a-file-with-a-name-that-is-much-too-long-for-the-strip-over-the-editor.metal"),
+         sample("04-quicksilver.metal"));
+    window_->editor()->setFocus();
+    auto* find = window_->findChild<FindBar*>();
+    find->openReplace();
+    find->findField()->setText(QStringLiteral("float"));
+    see(QStringLiteral("main-find"));
+    find->setOptions({.isExpression = true});
+    find->findField()->setText(QStringLiteral("(flo"));
+    see(QStringLiteral("main-find-refused"));
+    find->setOptions({});
+    find->close();
+    action(QStringLiteral("Go to Line…"))->trigger();
+    see(QStringLiteral("main-go-to-line"));
+    QTest::keyClick(window_->focusWidget(), Qt::Key_Escape);
+    window_->editor()->goTo(30, 1);
+    window_->editor()->assistant()->complete();
+    see(QStringLiteral("main-completion"));
+    window_->editor()->assistant()->dismiss();
+
+    model_->setShowsEditor(false);
+    see(QStringLiteral("main-without-editor"));
+    action(QStringLiteral("Show Inspector"))->trigger();
+    see(QStringLiteral("main-picture-alone"));
+    model_->setShowsEditor(true);
+    see(QStringLiteral("main-without-inspector"));
+    action(QStringLiteral("Show Inspector"))->trigger();
+
+    model_->openDownloaded(*model_->filePath(), QUrl(QStringLiteral("https://example.org/s/ab12")));
+    see(QStringLiteral("main-waiting"));
+    model_->run();
+}
+
+void EveryWindow::visitFullScreen(const Visitor& visit) {
+    for (const auto& [name, text] : {std::pair(QStringLiteral("fullscreen"), sample("05-silk.metal")),
+                                     std::pair(QStringLiteral("fullscreen-many-sliders"), manySliders())}) {
+        open(QStringLiteral("full.metal"), text);
+        window_->fullScreen()->enter();
+        EXPECT_TRUE(QTest::qWaitFor([&] { return window_->windowHandle()->visibility() == QWindow::FullScreen; }));
+        for (int corner = 0; corner < 4; ++corner) {
+            window_->sliders()->box()->setCorner(corner);
+            emit window_->canvas()->pointerActivity();
+            settle();
+            visit(name + QString::number(corner), window_.get());
+        }
+        window_->fullScreen()->leave();
+        settle();
+    }
+}
+
+void EveryWindow::visitExports(const Visitor& visit) {
+    open(QStringLiteral("blue-hour.metal"), sample("02-blue-hour.metal"));
+    window_->exportActions()->exportVideo->trigger();
+    ExportWindow* shown = window_->exportActions()->window();
+    (void)QTest::qWaitForWindowActive(shown);
+    const auto see = [&](const QString& name) {
+        settle();
+        visit(name, shown);
+    };
+    see(QStringLiteral("export"));
+    shown->form()->presets()->cards().back()->click();
+    see(QStringLiteral("export-own-size"));
+    shown->form()->duration()->setText(QStringLiteral("0"));
+    shown->form()->submit();
+    see(QStringLiteral("export-refused"));
+    ExportChoices choices = model_->exportChoices();
+    choices.duration = 10;
+    model_->setExportChoices(choices);
+    questions_.path = folder_.filePath(QStringLiteral("A movie with a long name, so that it must be cut.mp4"));
+    const auto start = [&] {
+        model_->exports().chooseAndStart();
+        EXPECT_TRUE(comesTrue([&] {
+            const auto* running = std::get_if<ExportRunning>(&model_->exportState());
+            return running && running->done > 0;
+        }));
+    };
+    start();
+    see(QStringLiteral("export-running"));
+    go_.release();
+    EXPECT_TRUE(comesTrue([&] { return !model_->exports().isRunning(); }));
+    see(QStringLiteral("export-finished"));
+    fails_ = true;
+    start();
+    go_.release();
+    EXPECT_TRUE(comesTrue([&] { return !model_->exports().isRunning(); }));
+    see(QStringLiteral("export-failed"));
+    shown->reject();
+    settle();
+
+    window_->exportActions()->saveSound->trigger();
+    shown = window_->exportActions()->window();
+    if (shown) {
+        see(QStringLiteral("save-sound"));
+        shown->reject();
+        settle();
+    }
+    window_->pictureActions()->saveStill->trigger();
+    StillWindow* still = window_->exportActions()->stillWindow();
+    settle();
+    visit(QStringLiteral("save-still"), still);
+    still->picture()->widthField()->setText(QStringLiteral("0"));
+    still->submit();
+    settle();
+    visit(QStringLiteral("save-still-refused"), still);
+    still->close();
+    settle();
+}
+
+void EveryWindow::visitHelp(const Visitor& visit) {
+    const auto see = [&](const char* title, const QString& name, auto&& then) {
+        action(QString::fromUtf8(title))->trigger();
+        settle();
+        for (QWidget* shown : QApplication::topLevelWidgets()) {
+            if (!shown->isVisible() || shown == window_.get() || shown->isHidden()) continue;
+            visit(name, shown);
+            then(shown);
+            shown->close();
+        }
+        settle();
+    };
+    see("Handbook", QStringLiteral("handbook"), [&](QWidget* shown) {
+        shown->findChild<SearchField*>()->setText(QStringLiteral("particle"));
+        settle();
+        visit(QStringLiteral("handbook-search"), shown);
+    });
+    see("Keyboard Shortcuts", QStringLiteral("shortcuts"), [&](QWidget* shown) {
+        shown->findChild<QLineEdit*>()->setText(QStringLiteral("line"));
+        settle();
+        visit(QStringLiteral("shortcuts-search"), shown);
+    });
+    see("About Glass Hob", QStringLiteral("about"), [](QWidget*) {});
+}
+
+void EveryWindow::visitDialog(const Visitor& visit, const QString& name) {
+    EXPECT_TRUE(QTest::qWaitFor([] { return QApplication::activeModalWidget() != nullptr; })) << name.toStdString();
+    QWidget* shown = QApplication::activeModalWidget();
+    if (!shown) return;
+    settle();
+    visit(name, shown);
+    qobject_cast<QDialog*>(shown)->reject();
+    settle();
+}
+
+void EveryWindow::visitQuestions(const Visitor& visit) {
+    const QString longName(180, u'w');
+    open(QStringLiteral("short.metal"), shader("// @param s 1 0 2"));
+    model_->textChanged("edited");
+    model_->confirmDiscard([](bool) {});
+    visitDialog(visit, QStringLiteral("question-unsaved"));
+    model_->revert();
+    visitDialog(visit, QStringLiteral("question-revert"));
+    model_->document().setText(shader("// @param s 1 0 2"));
+    model_->compileNow();
+    model_->presets().saveAfterQuestion();
+    visitDialog(visit, QStringLiteral("question-preset-name"));
+    model_->presets().save(QStringLiteral("One"), model_->values());
+    model_->presets().replaceAfterQuestion(QStringLiteral("One"));
+    visitDialog(visit, QStringLiteral("question-replace"));
+    questions_.warn(QStringLiteral("Can't save short.metal"),
+                    QStringLiteral("The text has more than 4 MB or 200,000 lines and could not be opened again. Make "
+                                   "it shorter, or copy what you need into another file."));
+    visitDialog(visit, QStringLiteral("warning"));
+    open(longName + QStringLiteral(".metal"), shader("// @param s 1 0 2"));
+    model_->textChanged("edited");
+    model_->confirmDiscard([](bool) {});
+    visitDialog(visit, QStringLiteral("question-long-name"));
+    Question question{.message = QStringLiteral("%1 changed on disk").arg(longName),
+                      .informativeText = QStringLiteral("A long reason, said over and over. ").repeated(4),
+                      .buttons = {QStringLiteral("Keep My Edits"), QStringLiteral("Load From Disk")}};
+    questions_.ask(question, [](int) {});
+    visitDialog(visit, QStringLiteral("question-long-reason"));
+    model_->document().setText(shader("// @param s 1 0 2"));
+    model_->chooseAndOpen();
+    visitDialog(visit, QStringLiteral("file-open"));
+    model_->saveAs();
+    visitDialog(visit, QStringLiteral("file-save"));
+}
+
+void EveryWindow::visitMenus(const Visitor& visit) {
+    open(QStringLiteral("blue-hour.metal"), sample("02-blue-hour.metal"));
+    const auto see = [&](QMenu* menu, const QString& name, const QPoint& place) {
+        menu->popup(place);
+        settle();
+        visit(name, menu);
+        menu->close();
+        settle();
+    };
+    for (QAction* title : window_->menuBar()->actions()) {
+        QMenu* menu = title->menu();
+        const QRect above = window_->menuBar()->actionGeometry(title);
+        const QString name = QStringLiteral("menu-") + QString(title->text()).remove(u'&').toLower();
+        see(menu, name, window_->menuBar()->mapToGlobal(above.bottomLeft()));
+        for (QAction* row : menu->actions())
+            if (row->menu() && row->isVisible())
+                see(row->menu(), name + u'-' + QString(row->text()).remove(u'&').toLower().replace(u' ', u'-'),
+                    window_->mapToGlobal(QPoint(200, 100)));
+    }
+}
+
+} // namespace glasshob
