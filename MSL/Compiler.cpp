@@ -2,6 +2,7 @@
 
 #include "MSL/FrontEnd.h"
 #include "MSL/legalize/Legalize.h"
+#include "MSL/passes/CutLoops.h"
 #include "MSL/passes/LargeZeros.h"
 #include "MSL/passes/LoopChains.h"
 #include "MSL/passes/PipelineCost.h"
@@ -34,6 +35,10 @@ std::optional<CompiledLibrary> build(SourceManager& sources, Diagnostics& diagno
         translate(sources, diagnostics, limit, {.allowsAddresses = options.allowAddresses});
     if (module == nullptr) return {};
     module->arena.countWith(&limit);
+    if (options.marksCutLoops) {
+        markCutLoops(*module);
+        verifyAfter("marking loops that may be cut", *module, diagnostics);
+    }
     const spirv::Bindings bindings(*module);
     Reflection reflection = spirv::reflect(*module, bindings);
 

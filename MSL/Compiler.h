@@ -19,6 +19,8 @@
 
 namespace msl {
 
+inline constexpr std::uint32_t cutLoopsIndex = 30;
+
 struct CompileOptions {
     // The name that messages give to text before the first #line directive.
     std::string fileName = "program_source";
@@ -42,6 +44,11 @@ struct CompileOptions {
     // such an access inside of what it means, so never for a text that a stranger wrote. See
     // Reflection::usesAddresses.
     bool allowAddresses = false;
+
+    // Make loops that a driver ends early leave a trace, for hosts that want to know that their picture is not what the
+    // text says: see passes/CutLoops.h. An entry point that may write one has a buffer "cutLoops" of two words at
+    // [[buffer(cutLoopsIndex)]], both 0 at first; the first is 1 once a loop was cut.
+    bool marksCutLoops = false;
 
     // Add OpName for functions, variables and members (for reading the output; drivers ignore them).
     bool debugNames = false;

@@ -114,6 +114,7 @@ ExitStatus work(const ExportRequest& request, const ShaderInput& input, const st
     try {
         exportInto(request, input, *opened, path, progress);
         console.endProgress();
+        tellCutLoops(console, input.source, *opened);
     } catch (const ExportError& error) {
         console.endProgress();
         tellFailure(error, request, console);

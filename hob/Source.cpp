@@ -92,6 +92,14 @@ std::expected<ShaderInput, ExitStatus> readShaderInput(Console& console, const A
     return ShaderInput{path, std::move(*source), std::move(*settings)};
 }
 
+void tellCutLoops(Console& console, const Source& source, const Program& program) {
+    if (!program.program->loopsWereCut()) return;
+    console.problem("Parts of the picture are not what " + source.name + " says: its loops go on for so long that " +
+                    program.device->name() +
+                    " cut them short (after 65535 turns in all for neighbouring pixels). Let them end earlier, or "
+                    "choose a GPU, which hob devices lists.");
+}
+
 std::optional<Program> openProgram(Console& console, const Source& source, std::int64_t width, std::int64_t height) {
     auto device = gpu::Device::systemDefault();
     if (!device) {
@@ -105,7 +113,10 @@ std::optional<Program> openProgram(Console& console, const Source& source, std::
         return {};
     }
     try {
-        auto program = std::make_shared<const glasshob::ShaderProgram>(source.text, *device);
+        // The CPU driver ends long loops without a word.
+        const auto cutLoops = (*device)->isCPU() ? glasshob::CutLoops::noticed : glasshob::CutLoops::unnoticed;
+        auto program = std::make_shared<const glasshob::ShaderProgram>(
+            source.text, *device, gpu::PixelFormat::bgra8Unorm, std::chrono::milliseconds(0), cutLoops);
         tellWarnings(console, source, program->warnings());
         return Program{std::move(*device), std::move(program)};
     } catch (const glasshob::ShaderError& error) {

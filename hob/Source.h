@@ -63,6 +63,9 @@ struct Program {
     std::shared_ptr<const glasshob::ShaderProgram> program;
 };
 
+// Tells where the driver has cut loops short, so that what was drawn is not what the shader says.
+void tellCutLoops(Console& console, const Source& source, const Program& program);
+
 // Takes the device and compiles the shader for pictures of this size. Nothing after the reason was told.
 std::optional<Program> openProgram(Console& console, const Source& source, std::int64_t width = 1,
                                    std::int64_t height = 1);

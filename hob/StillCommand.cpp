@@ -89,6 +89,7 @@ ExitStatus draw(const Request& request, const Source& source, const SliderSettin
         console.problem(bytes.error());
         return ExitStatus::failed;
     }
+    tellCutLoops(console, source, *opened);
     return writeOutput(console, request.output, *bytes) ? ExitStatus::done : ExitStatus::failed;
 }
 

@@ -178,6 +178,7 @@ bool ParticleSimulation::encodePicture(std::int64_t step, gpu::CommandBuffer& co
     pass.colorAttachments[0].clearColor = {0, 0, 0, 0};
     gpu::RenderCommandEncoder* encoder = commandBuffer.makeRenderCommandEncoder(pass);
     if (encoder == nullptr) return false;
+    program_->noticeCutLoops(*encoder);
     if (fades) {
         encoder->setRenderPipelineState(pipelines.fade);
         encoder->setFragmentTexture(trails_[current_], 0);

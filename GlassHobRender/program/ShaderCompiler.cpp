@@ -126,10 +126,11 @@ std::string missing(const CompiledShader& shader) {
 
 class Compile {
   public:
-    Compile(std::string_view source, std::chrono::milliseconds timeLimit) : source_(source) {
+    Compile(std::string_view source, std::chrono::milliseconds timeLimit, CutLoops cutLoops) : source_(source) {
         shader_.assembled = ShaderAssembler::assemble(source);
         const std::string& text = shader_.assembled.source;
         options_.timeLimit = timeLimit;
+        options_.marksCutLoops = cutLoops == CutLoops::noticed;
         options_.userTextBegin = userTextBegin(text);
         options_.userTextEnd = std::min(options_.userTextBegin + source.size(), text.size());
     }
@@ -176,8 +177,8 @@ class Compile {
 } // namespace
 
 std::expected<CompiledShader, ShaderError> compile(std::string_view source, std::chrono::milliseconds timeLimit,
-                                                   std::uint64_t largestBuffer) {
-    return Compile(source, timeLimit).run(largestBuffer);
+                                                   std::uint64_t largestBuffer, CutLoops cutLoops) {
+    return Compile(source, timeLimit, cutLoops).run(largestBuffer);
 }
 
 } // namespace glasshob::ShaderCompiler

@@ -29,6 +29,10 @@ struct CompiledShader {
     DotFunctions dots;
 };
 
+// Whether a driver that ends long loops early is noticed (ShaderProgram::loopsWereCut). Costs a little for each loop
+// that may be so long; drivers of GPUs do not do it, Mesa's CPU driver does.
+enum class CutLoops : bool { unnoticed, noticed };
+
 namespace ShaderCompiler {
 
 // The time that a live compile, made while someone types, may take before it is given up with a message.
@@ -41,7 +45,8 @@ inline constexpr std::chrono::milliseconds liveTimeLimit{250};
 // argument, in bytes.
 std::expected<CompiledShader, ShaderError>
 compile(std::string_view source, std::chrono::milliseconds timeLimit = {},
-        std::uint64_t largestBuffer = std::numeric_limits<std::uint64_t>::max());
+        std::uint64_t largestBuffer = std::numeric_limits<std::uint64_t>::max(),
+        CutLoops cutLoops = CutLoops::unnoticed);
 
 } // namespace ShaderCompiler
 } // namespace glasshob

@@ -1,5 +1,6 @@
 #include "GlassHobRender/program/ShaderProgram.h"
 
+#include "GPU/Buffer.h"
 #include "GPU/Encoders.h"
 #include "GPU/Library.h"
 #include "GlassHobRender/program/LibraryFromMSL.h"
@@ -8,6 +9,7 @@
 #include "GlassHobRender/program/ShaderRun.h"
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 namespace glasshob {
@@ -39,21 +41,31 @@ PictureInputs inputsOf(const msl::Reflection& reflection, ShaderKind kind) {
     return {.time = has(time), .timeDelta = has(timeDelta), .mouse = has(mouse), .frame = has(frame)};
 }
 
+bool mayTellOfCutLoops(const msl::Reflection& reflection) {
+    return std::ranges::any_of(reflection.entryPoints, [](const msl::EntryPoint& entry) {
+        return std::ranges::any_of(entry.bindings, [](const msl::Binding& binding) {
+            return binding.kind == msl::BindingKind::storageBuffer && binding.metalIndex == msl::cutLoopsIndex;
+        });
+    });
+}
+
 // Every device allocates as much in one piece.
 constexpr std::uint64_t largestPiece = std::uint64_t(1) << 30;
 
 } // namespace
 
 std::expected<CompiledShader, ShaderError> ShaderProgram::compile(std::string_view source, const gpu::Device& device,
-                                                                  std::chrono::milliseconds timeLimit) {
-    return ShaderCompiler::compile(source, timeLimit, std::min(largestPiece, device.maxBufferArgumentLength()));
+                                                                  std::chrono::milliseconds timeLimit,
+                                                                  CutLoops cutLoops) {
+    return ShaderCompiler::compile(source, timeLimit, std::min(largestPiece, device.maxBufferArgumentLength()),
+                                   cutLoops);
 }
 
 ShaderProgram::ShaderProgram(std::string_view source, const std::shared_ptr<gpu::Device>& device,
-                             gpu::PixelFormat pixelFormat, std::chrono::milliseconds timeLimit)
+                             gpu::PixelFormat pixelFormat, std::chrono::milliseconds timeLimit, CutLoops cutLoops)
     : ShaderProgram(
           [&] {
-              auto compiled = compile(source, *device, timeLimit);
+              auto compiled = compile(source, *device, timeLimit, cutLoops);
               if (!compiled) throw std::move(compiled.error());
               return std::move(*compiled);
           }(),
@@ -72,6 +84,10 @@ ShaderProgram::ShaderProgram(CompiledShader&& compiled, const std::shared_ptr<gp
         return isFullScreen && entry.mayDiscard;
     });
     pictureInputs_ = inputsOf(compiled.library.reflection, kind_);
+    if (mayTellOfCutLoops(compiled.library.reflection)) {
+        cutLoops_ = orThrow(device->makeBuffer(2 * sizeof(std::uint32_t), gpu::StorageMode::shared));
+        std::memset(cutLoops_->contents(), 0, cutLoops_->length());
+    }
     library_ = orThrow(device->makeLibrary(libraryDescriptor(std::move(compiled.library), "shader")));
 
     gpu::RenderPipelineDescriptor picture;
@@ -205,10 +221,21 @@ void ShaderProgram::encodePicture(gpu::RenderCommandEncoder& encoder, const GHUn
         if (picture == nullptr) return;
         encoder.setFragmentTexture(picture, 0);
     }
+    noticeCutLoops(encoder);
     encoder.setRenderPipelineState(pipeline_);
     encoder.setFragmentBytes(&uniforms, sizeof uniforms, 0);
     parameterArgument(values).setFragment(encoder, 1);
     encoder.drawPrimitives(gpu::PrimitiveType::triangle, 0, 3);
+}
+
+bool ShaderProgram::loopsWereCut() const {
+    std::uint32_t word = 0;
+    if (cutLoops_ != nullptr) std::memcpy(&word, cutLoops_->contents(), sizeof word);
+    return word != 0;
+}
+
+void ShaderProgram::noticeCutLoops(gpu::RenderCommandEncoder& encoder) const {
+    if (cutLoops_ != nullptr) encoder.setFragmentBuffer(cutLoops_, 0, msl::cutLoopsIndex);
 }
 
 void ShaderProgram::encodeSound(gpu::ComputeCommandEncoder& encoder, const std::shared_ptr<gpu::Buffer>& output,

@@ -35,6 +35,7 @@ namespace glasshob {
 
 class ShaderRun;
 struct CompiledShader;
+enum class CutLoops : bool;
 
 // Adds dots as squares, and the kernels that find out whether there are any.
 struct SquarePipelines {
@@ -87,12 +88,13 @@ class ShaderProgram {
     // `source` is the user's text as in the editor. `pixelFormat` is the colour format of `pipeline`. A time limit of
     // zero means none; the live compile passes ShaderCompiler::liveTimeLimit.
     ShaderProgram(std::string_view source, const std::shared_ptr<gpu::Device>& device,
-                  gpu::PixelFormat pixelFormat = gpu::PixelFormat::bgra8Unorm,
-                  std::chrono::milliseconds timeLimit = {});
+                  gpu::PixelFormat pixelFormat = gpu::PixelFormat::bgra8Unorm, std::chrono::milliseconds timeLimit = {},
+                  CutLoops cutLoops = {});
     // The two halves of it. The first is bounded in time by its limit; the second, in which drivers make the
     // pipelines, may take them many seconds.
     static std::expected<CompiledShader, ShaderError> compile(std::string_view source, const gpu::Device& device,
-                                                              std::chrono::milliseconds timeLimit);
+                                                              std::chrono::milliseconds timeLimit,
+                                                              CutLoops cutLoops = {});
     ShaderProgram(CompiledShader&& compiled, const std::shared_ptr<gpu::Device>& device,
                   gpu::PixelFormat pixelFormat = gpu::PixelFormat::bgra8Unorm);
     ~ShaderProgram();
@@ -128,6 +130,12 @@ class ShaderProgram {
     void encodePicture(gpu::RenderCommandEncoder& encoder, const GHUniforms& uniforms, const SliderValues& values,
                        const ShaderRun* run) const;
 
+    // Whether the driver has ended a loop of a function that gives colours before it ended by itself, in any picture
+    // so far that the device is through with. Always false for a program that was not asked to notice.
+    bool loopsWereCut() const;
+    // For passes that draw with the program's pipelines by themselves: lets them tell of it.
+    void noticeCutLoops(gpu::RenderCommandEncoder& encoder) const;
+
     // Computes `count` sample frames of sound from `start` seconds on into the beginning of `output`, interleaved left
     // and right. Only for a program with a sound pipeline.
     void encodeSound(gpu::ComputeCommandEncoder& encoder, const std::shared_ptr<gpu::Buffer>& output, double start,
@@ -156,6 +164,8 @@ class ShaderProgram {
     std::string warningText_;
     bool coversTarget_ = true;
     PictureInputs pictureInputs_;
+    // The two words that msl::CompileOptions::marksCutLoops speaks of; null where no loop can be so long.
+    std::shared_ptr<gpu::Buffer> cutLoops_;
     std::shared_ptr<gpu::RenderPipelineState> pipeline_;
     std::shared_ptr<gpu::ComputePipelineState> soundPipeline_;
     std::optional<ParticlePipelines> particles_;

@@ -55,6 +55,7 @@ void ShaderRun::encodeMesh(const GHUniforms& uniforms, gpu::CommandBuffer& comma
     pass.depthAttachment = {.texture = mesh_->depth};
     gpu::RenderCommandEncoder* encoder = commandBuffer.makeRenderCommandEncoder(pass);
     if (encoder == nullptr) return;
+    program_->noticeCutLoops(*encoder);
     encoder->setVertexBytes(&uniforms, sizeof uniforms, 0);
     parameters.setVertex(*encoder, 1);
     encoder->setVertexBytes(&cells, sizeof cells, 2);
