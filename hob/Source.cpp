@@ -6,6 +6,7 @@
 #include "GlassHobCore/files/ShaderFile.h"
 #include "GlassHobCore/text/Lines.h"
 #include "GlassHobRender/program/ShaderProgram.h"
+#include "hob/Memory.h"
 
 #include <algorithm>
 #include <unistd.h>
@@ -101,6 +102,10 @@ void tellCutLoops(Console& console, const Source& source, const Program& program
 }
 
 std::optional<Program> openProgram(Console& console, const Source& source, std::int64_t width, std::int64_t height) {
+    if (const auto lack = lackOfAddressSpace()) {
+        console.problem(*lack);
+        return {};
+    }
     auto device = gpu::Device::systemDefault();
     if (!device) {
         console.problem(device.error().text);
