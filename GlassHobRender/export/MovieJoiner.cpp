@@ -3,7 +3,7 @@
 #include "GlassHobRender/export/ExportSound.h"
 #include "GlassHobRender/export/ExportThreads.h"
 #include "GlassHobRender/formats/FileChecksum.h"
-#include "GlassHobRender/formats/MovieLibrary.h"
+#include "GlassHobRender/formats/MovieObjects.h"
 #include "GlassHobRender/formats/MovieSink.h"
 
 #include <algorithm>
@@ -29,15 +29,6 @@ std::string framesText(std::int64_t first, std::int64_t end) {
 std::string optionText(std::int64_t first, std::int64_t end) {
     return "--frames " + std::to_string(first) + ":" + std::to_string(end);
 }
-
-struct InputDeleter {
-    void operator()(AVFormatContext* context) const { avformat_close_input(&context); }
-};
-struct PacketDeleter {
-    void operator()(AVPacket* packet) const { av_packet_free(&packet); }
-};
-using Input = std::unique_ptr<AVFormatContext, InputDeleter>;
-using Packet = std::unique_ptr<AVPacket, PacketDeleter>;
 
 std::expected<Input, std::string> openFile(const std::string& path) {
     AVFormatContext* opened = nullptr;

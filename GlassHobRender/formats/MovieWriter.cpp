@@ -1,7 +1,7 @@
 #include "GlassHobRender/formats/MovieWriter.h"
 
 #include "GlassHobRender/formats/FrameConverter.h"
-#include "GlassHobRender/formats/MovieLibrary.h"
+#include "GlassHobRender/formats/MovieObjects.h"
 
 #include <atomic>
 #include <condition_variable>
@@ -30,23 +30,6 @@ std::string messageOf(int code) {
     av_strerror(code, text, sizeof text);
     return text;
 }
-
-struct ContextDeleter {
-    void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
-};
-struct FrameDeleter {
-    void operator()(AVFrame* frame) const { av_frame_free(&frame); }
-};
-struct PacketDeleter {
-    void operator()(AVPacket* packet) const { av_packet_free(&packet); }
-};
-struct BufferDeleter {
-    void operator()(AVBufferRef* buffer) const { av_buffer_unref(&buffer); }
-};
-using Context = std::unique_ptr<AVCodecContext, ContextDeleter>;
-using Frame = std::unique_ptr<AVFrame, FrameDeleter>;
-using Packet = std::unique_ptr<AVPacket, PacketDeleter>;
-using HardwareBuffer = std::unique_ptr<AVBufferRef, BufferDeleter>;
 
 constexpr std::int64_t aacBitrate = 256'000;
 constexpr std::int64_t opusBitrate = 192'000;

@@ -1,7 +1,7 @@
 #include "GlassHobRender/formats/StillFile.h"
 
 #include "GlassHobCore/files/AtomicFile.h"
-#include "GlassHobRender/formats/MovieLibrary.h"
+#include "GlassHobRender/formats/MovieObjects.h"
 
 #include <QBuffer>
 #include <QColorSpace>
@@ -9,7 +9,6 @@
 #include <QImageWriter>
 
 #include <cstring>
-#include <memory>
 
 namespace glasshob::StillFile {
 
@@ -19,16 +18,6 @@ namespace {
 
 constexpr int jpegQuality = 92;
 constexpr const char* webpQuality = "90";
-
-struct ContextDeleter {
-    void operator()(AVCodecContext* context) const { avcodec_free_context(&context); }
-};
-struct FrameDeleter {
-    void operator()(AVFrame* frame) const { av_frame_free(&frame); }
-};
-struct PacketDeleter {
-    void operator()(AVPacket* packet) const { av_packet_free(&packet); }
-};
 
 std::string jpeg(const StillImage& image) {
     QImage wrapped(image.bytes.data(), int(image.width), int(image.height), qsizetype(image.width) * 4,
@@ -45,10 +34,9 @@ std::string jpeg(const StillImage& image) {
 // A WebP file without a profile is sRGB. The encoder's packet is the file.
 std::string webp(const StillImage& image) {
     const AVCodec* codec = avcodec_find_encoder_by_name("libwebp");
-    const std::unique_ptr<AVCodecContext, ContextDeleter> context(codec != nullptr ? avcodec_alloc_context3(codec)
-                                                                                   : nullptr);
-    const std::unique_ptr<AVFrame, FrameDeleter> frame(av_frame_alloc());
-    const std::unique_ptr<AVPacket, PacketDeleter> packet(av_packet_alloc());
+    const Context context(codec != nullptr ? avcodec_alloc_context3(codec) : nullptr);
+    const Frame frame(av_frame_alloc());
+    const Packet packet(av_packet_alloc());
     if (context == nullptr || frame == nullptr || packet == nullptr) return {};
     frame->width = context->width = int(image.width);
     frame->height = context->height = int(image.height);

@@ -14,7 +14,7 @@ enum class Shade : bool { light, dark };
 QColor colourOf(Role role, Shade shade);
 QColor colourOf(CodeRole role, Shade shade);
 
-/// The role in which a kind of token is painted.
+// The role in which a kind of token is painted.
 constexpr CodeRole codeRole(SyntaxKind kind) {
     static_assert(int(CodeRole::attribute) == int(SyntaxKind::attribute) + 1, "code roles follow the kinds of tokens");
     return CodeRole(int(kind) + 1);

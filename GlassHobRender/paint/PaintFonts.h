@@ -20,18 +20,18 @@ namespace paintFonts {
 inline constexpr const char* wordFamily = "Manrope";
 inline constexpr const char* codeFamily = "JetBrains Mono";
 
-/// For pictures: `size` is in units of the painter, whatever its scale; letters are not fitted to pixels.
+// For pictures: `size` is in units of the painter, whatever its scale; letters are not fitted to pixels.
 QFont words(int size, QFont::Weight weight = QFont::Medium);
-/// The same for code: no ligatures, every cell has one width.
+// The same for code: no ligatures, every cell has one width.
 QFont code(int size, QFont::Weight weight = QFont::Normal);
 
-/// The families of the two that this machine does not have.
+// The families of the two that this machine does not have.
 QStringList missing();
 
 } // namespace paintFonts
 
-/// What Qt wants before it paints text in a process without a window: made before the first font is used and kept to
-/// the end of painting. Does nothing where the process has an application already. Main thread.
+// What Qt wants before it paints text in a process without a window: made before the first font is used and kept to
+// the end of painting. Does nothing where the process has an application already. Main thread.
 class TextPainting {
   public:
     TextPainting();

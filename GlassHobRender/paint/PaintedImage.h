@@ -17,13 +17,13 @@ class Texture;
 
 namespace glasshob {
 
-/// A transparent image of that size in pixels, as overlays are: premultiplied.
+// A transparent image of that size in pixels, as overlays are: premultiplied.
 QImage overlayImage(int width, int height);
 
-/// The image as a new texture, premultiplied and texel for pixel. Null when the device has no room for it or is lost.
+// The image as a new texture, premultiplied and texel for pixel. Null when the device has no room for it or is lost.
 std::shared_ptr<gpu::Texture> textureOf(const QImage& image, gpu::Device& device);
 
-/// A filled box with round corners and an edge that lies inside `box`.
+// A filled box with round corners and an edge that lies inside `box`.
 struct PanelLook {
     QColor fill;
     QColor edge;
