@@ -8,7 +8,7 @@ namespace glasshob {
 
 namespace {
 
-/// Equal texts get equal numbers.
+// Equal texts get equal numbers.
 class Numbering {
   public:
     std::vector<std::uint32_t> of(std::span<const std::string_view> texts) {

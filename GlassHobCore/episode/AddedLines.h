@@ -8,7 +8,7 @@
 
 namespace glasshob {
 
-/// One flag for each of `now`. Takes a bit of memory for every pair of lines behind the first difference.
+// One flag for each of `now`. Takes a bit of memory for every pair of lines behind the first difference.
 std::vector<bool> addedLines(std::span<const std::string_view> now, std::span<const std::string_view> before);
 
 } // namespace glasshob

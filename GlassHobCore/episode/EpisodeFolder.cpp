@@ -68,7 +68,7 @@ std::string_view takeNumber(std::string_view& text) {
     return number;
 }
 
-/// Whether a path stays below a folder when its links are followed. Both exist.
+// Whether a path stays below a folder when its links are followed. Both exist.
 bool liesBelow(const fs::path& path, const fs::path& folder) {
     std::error_code error;
     const fs::path real = fs::canonical(path, error);
@@ -78,7 +78,7 @@ bool liesBelow(const fs::path& path, const fs::path& folder) {
 
 class Reader {
   public:
-    /// `base` is the episode's real folder, `shown` how the person named it.
+    // `base` is the episode's real folder, `shown` how the person named it.
     Reader(fs::path base, std::string shown) : base_(std::move(base)), shown_(std::move(shown)) {}
 
     std::expected<EpisodeFile, Failure> file(std::string name) const {
@@ -181,7 +181,7 @@ class Reader {
     std::string shown_;
 };
 
-/// Why a source's header makes no episode; empty when it does.
+// Why a source's header makes no episode; empty when it does.
 std::string headerFault(std::string_view source) {
     constexpr std::string_view example = "\"// @episode 12 Smoke rings\"";
     bool hasLine = false;

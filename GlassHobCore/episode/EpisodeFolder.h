@@ -19,7 +19,7 @@ namespace glasshob {
 
 struct EpisodeFile {
     std::string path;
-    /// "source.metal", "stages/02-soft-edges.metal": what messages call it.
+    // "source.metal", "stages/02-soft-edges.metal": what messages call it.
     std::string name;
     std::string text;
 
@@ -29,15 +29,15 @@ struct EpisodeFile {
 struct Episode {
     EpisodeFile source;
     EpisodeMeta meta;
-    /// In the order of their names, numbers compared as numbers; none: an episode without a walkthrough.
+    // In the order of their names, numbers compared as numbers; none: an episode without a walkthrough.
     std::vector<EpisodeFile> stages;
 
-    /// Number, title, pages of each stage; none of it for an episode without stages. Fails for a stage without new
-    /// code.
+    // Number, title, pages of each stage; none of it for an episode without stages. Fails for a stage without new
+    // code.
     struct StageFault {
-        /// From 1.
+        // From 1.
         std::int64_t number = 1;
-        /// "Stage 3 has no code to show: it is the same as stage 2."
+        // "Stage 3 has no code to show: it is the same as stage 2."
         std::string sentence;
     };
     std::expected<std::vector<WalkthroughStage>, StageFault> walkthrough(Walkthrough::PageLines pageLines) const;
@@ -48,20 +48,20 @@ struct Episode {
 namespace EpisodeFolder {
 
 inline constexpr std::size_t stageLimit = 500;
-/// Lines of one stage: they are compared with each of the stage before.
+// Lines of one stage: they are compared with each of the stage before.
 inline constexpr std::size_t stageLineLimit = 20'000;
-/// Bytes of all stages together.
+// Bytes of all stages together.
 inline constexpr std::size_t stagesSizeLimit = std::size_t{64} << 20;
 
 enum class Problem {
     missing,
-    /// A folder without a source.
+    // A folder without a source.
     noSource,
-    /// No header line, or one without a number.
+    // No header line, or one without a number.
     noHeader,
-    /// A file that is none, is no text, cannot be read or is too large.
+    // A file that is none, is no text, cannot be read or is too large.
     badFile,
-    /// A name that leads out of the folder.
+    // A name that leads out of the folder.
     leadsOut,
     tooManyStages,
 };
@@ -71,14 +71,14 @@ struct Failure {
     std::string sentence;
 };
 
-/// `path` is the folder or the single file. A file named `source.metal` in an episode's folder stands for the folder.
+// `path` is the folder or the single file. A file named `source.metal` in an episode's folder stands for the folder.
 std::expected<Episode, Failure> read(const std::string& path);
 
-/// The episodes in a folder: paths of the folders in it that are named `episode-*` and hold a source, in the order of
-/// their names. Empty when there are none or the folder cannot be read.
+// The episodes in a folder: paths of the folders in it that are named `episode-*` and hold a source, in the order of
+// their names. Empty when there are none or the folder cannot be read.
 std::vector<std::string> list(const std::string& folder);
 
-/// The order of names in which "stage-2" comes before "stage-10".
+// The order of names in which "stage-2" comes before "stage-10".
 bool isBefore(std::string_view a, std::string_view b);
 
 } // namespace EpisodeFolder

@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::uint64_t golden = 0x9E3779B97F4A7C15;
 
-/// The finaliser of SplitMix64, as a number from 0 up to 1. Draws do not depend on one another.
+// The finaliser of SplitMix64, as a number from 0 up to 1. Draws do not depend on one another.
 double draw(std::uint64_t z) {
     constexpr std::uint64_t first = 0xBF58476D1CE4E5B9, second = 0x94D049BB133111EB;
     z ^= z >> 30;
@@ -23,7 +23,7 @@ double draw(std::uint64_t z) {
     return double(z >> 11) * 0x1p-53;
 }
 
-/// `x` from -1 to 1 says how far towards which end of the range. A range without end cannot be spread over.
+// `x` from -1 to 1 says how far towards which end of the range. A range without end cannot be spread over.
 float spread(const ParamDecl& param, float amount, float x) {
     const float d = param.defaultValue;
     if (amount == 0) return d;

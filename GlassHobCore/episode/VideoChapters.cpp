@@ -1,5 +1,7 @@
 #include "GlassHobCore/episode/VideoChapters.h"
 
+#include "GlassHobCore/text/Text.h"
+
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
@@ -11,7 +13,7 @@ namespace glasshob {
 
 namespace {
 
-/// The shortest digits that read back as the same number.
+// The shortest digits that read back as the same number.
 std::string number(double value) {
     if (!std::isfinite(value)) return "0";
     char text[32];
@@ -21,7 +23,7 @@ std::string number(double value) {
 
 std::string quoted(std::string_view text) {
     // An array of one: an object of this library would put the keys in an order of its own.
-    const QJsonArray one = {QString::fromUtf8(text.data(), qsizetype(text.size()))};
+    const QJsonArray one = {asQString(text)};
     const std::string written = QJsonDocument(one).toJson(QJsonDocument::Compact).toStdString();
     return written.substr(1, written.size() - 2);
 }

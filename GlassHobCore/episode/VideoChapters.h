@@ -16,24 +16,24 @@ namespace glasshob {
 
 struct VideoChapters {
     struct Chapter {
-        /// Seconds from the start of the video.
+        // Seconds from the start of the video.
         double at = 0;
         std::string title;
-        /// The slider values as text; absent where a chapter has none of its own.
+        // The slider values as text; absent where a chapter has none of its own.
         std::optional<std::string> settings;
 
         bool operator==(const Chapter&) const = default;
     };
 
-    /// Seconds.
+    // Seconds.
     double duration = 0;
-    /// In the order of time.
+    // In the order of time.
     std::vector<Chapter> chapters;
 
-    /// UTF-8 with the keys in the order of the fields, and a line feed at its end. Times that are not finite, which
-    /// JSON has no number for, become 0.
+    // UTF-8 with the keys in the order of the fields, and a line feed at its end. Times that are not finite, which
+    // JSON has no number for, become 0.
     std::string json() const;
-    /// Reads what `json` writes; keys that are not known are passed over. The error is a whole sentence.
+    // Reads what `json` writes; keys that are not known are passed over. The error is a whole sentence.
     static std::expected<VideoChapters, std::string> fromJson(std::string_view text);
 
     bool operator==(const VideoChapters&) const = default;

@@ -32,8 +32,8 @@ bool saysSound(std::string_view comment) {
     return !std::ranges::search(comment, word, {}, lower).empty();
 }
 
-/// Where the comment at the end of a line begins; the line's length when there is none. Slashes in a string or in a
-/// comment of the other kind are none.
+// Where the comment at the end of a line begins; the line's length when there is none. Slashes in a string or in a
+// comment of the other kind are none.
 std::size_t trailingComment(std::string_view line) {
     char quote = 0;
     for (std::size_t i = 0; i < line.size(); ++i) {
@@ -62,7 +62,7 @@ class LinesOfText {
     explicit LinesOfText(std::string_view text) : rest_(text) {
         if (rest_.starts_with("\xEF\xBB\xBF")) rest_.remove_prefix(3);
     }
-    /// Empty lines too.
+    // Empty lines too.
     bool next(std::string_view& line) {
         if (atEnd_) return false;
         const std::size_t length = rest_.find('\n');
@@ -97,7 +97,7 @@ struct BlockLine {
 };
 using Block = std::vector<BlockLine>;
 
-/// What of a stage is shown, in blocks as the author has set them apart.
+// What of a stage is shown, in blocks as the author has set them apart.
 std::vector<Block> blocksOf(std::span<const Walkthrough::SourceLine> lines, const std::vector<bool>& added) {
     const auto isBlank = [&](std::size_t i) { return trimmed(lines[i].code).empty(); };
     const auto isAdded = [&](std::size_t i) { return i < lines.size() && !isBlank(i) && i < added.size() && added[i]; };

@@ -30,7 +30,7 @@ class EpisodeFolderTest : public testing::Test {
         std::ofstream(folder_ / name, std::ios::binary) << text;
     }
     auto read() const { return EpisodeFolder::read(folder_.string()); }
-    /// The reason, with the folder's path as "HERE".
+    // The reason, with the folder's path as "HERE".
     std::string fault(EpisodeFolder::Problem problem) const {
         const auto episode = read();
         if (episode) return "was read";

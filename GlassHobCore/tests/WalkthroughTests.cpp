@@ -21,7 +21,7 @@ std::vector<SourceLine> code(const std::vector<std::string>& texts) {
     return lines;
 }
 
-/// "a" is an added line, "-a" context, "..." a gap, "" a blank one.
+// "a" is an added line, "-a" context, "..." a gap, "" a blank one.
 std::vector<std::string> shown(const WalkthroughPage& page) {
     std::vector<std::string> texts;
     for (const WalkthroughLine& line : page.lines) {
