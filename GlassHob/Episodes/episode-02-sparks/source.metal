@@ -1,0 +1,104 @@
+// Sparks
+//
+// @episode 2 Sparks
+// @particles 2000
+// @length 30
+// @variation 12
+// @variations 1, 4, 6, 9
+// @still 6
+// @teaches Two thousand dots, each of which knows only its own short life
+// @category Particles
+// @tags fire, sparks, particles, trails
+// @final Wind and tails | Moving air bends their ways, and what was bright a moment ago is bright still.
+
+// @param force 0.5 0.1 1.0 How high the fire throws them
+// @param spread 0.4 0.0 1.0 How far they fly apart
+// @param heat 0.5 0.0 1.0 From red to white
+// @param wind 0.5 0.0 1.0 How strongly the air moves
+// @param tail 0.6 0.0 1.0 How long the tails are
+
+struct Particle {
+    float2 at;    // where it is: the fire at 0, the picture 1 high
+    float2 speed; // how far it flies in a second
+    float age;    // how many seconds it has glowed
+    float life;   // and after how many it goes out
+};
+
+float chance(uint n) {
+    // Mixes the bits of a number until it looks like chance.
+    n = n * 747796405u + 2891336453u;
+    n = ((n >> ((n >> 28) + 4u)) ^ n) * 277803737u;
+    return float((n >> 22) ^ n) * 2.3283064e-10;
+}
+
+// A new life: where it begins, how it is thrown, how long it lasts.
+Particle thrown(uint n, constant Params& p) {
+    Particle q;
+    float side = chance(n) + chance(n + 1u) - 1.0;
+    q.at = float2(0.14 * side, 0.02 * chance(n + 2u));
+    float up = (0.4 + p.force) * (0.5 + 0.8 * chance(n + 3u));
+    float apart = p.spread * (chance(n + 4u) - 0.5 + side);
+    q.speed = float2(apart, up);
+    q.age = 0.0;
+    q.life = 0.5 + 2.0 * chance(n + 5u) * chance(n + 6u);
+    return q;
+}
+
+Particle spawn(uint id, constant Params& p) {
+    Particle q = thrown(8u * id, p);
+    // The first ones wait, or all of them would start at once.
+    q.age = -2.5 * chance(8u * id + 7u);
+    return q;
+}
+
+// The way the air moves: it turns in eddies that drift upwards.
+float2 air(float2 at, float t) {
+    float2 large = 5.0 * at - float2(0.0, 1.6) * t;
+    float2 small = 11.0 * at - float2(2.0, 2.4) * t;
+    return sin(large.yx) + 0.6 * sin(small.yx);
+}
+
+void update(thread Particle& q, uint id, constant Uniforms& u, constant Params& p) {
+    q.age += u.timeDelta;
+    if (q.age < 0.0) return;
+    q.speed.y -= 0.55 * u.timeDelta;
+    q.speed += 2.5 * p.wind * air(q.at, u.time) * u.timeDelta;
+    // The air slows down what is fast.
+    q.speed *= 1.0 - 0.8 * u.timeDelta;
+    q.at += q.speed * u.timeDelta;
+    // What has gone out is thrown again, by other chances.
+    uint n = 8u * id + 24593u * u.frame;
+    if (q.age > q.life) q = thrown(n, p);
+}
+
+float3 place(Particle q, constant Uniforms& u, constant Params& p) {
+    float2 at = q.at + float2(0.0, 0.12);
+    at.x = at.x * u.resolution.y / u.resolution.x + 0.5;
+    // Those that wait are not seen: they have no size.
+    float left = q.age < 0.0 ? 0.0 : 1.0 - q.age / q.life;
+    return float3(at, 0.013 * sqrt(left));
+}
+
+float4 ink(Particle q, float2 at, constant Uniforms& u, constant Params& p) {
+    float soft = saturate(1.0 - length(at));
+    // What glows cools from white over yellow to red: blue goes first, then green.
+    float warm = (1.0 - q.age / q.life) * (0.6 + 0.8 * p.heat);
+    float3 color = float3(1.6, 1.1 * warm, 0.7 * pow(warm, 3.0));
+    return float4(0.6 * warm * color * soft * soft, 0.0);
+}
+
+float4 fade(float2 uv, Trails previous, constant Uniforms& u, constant Params& p) {
+    // A little of the picture before stays, and rises like smoke.
+    float keep = 0.97 * pow(p.tail, 0.25);
+    return keep * previous.at(uv - float2(0.0, 0.0006));
+}
+
+float4 shade(float2 uv, constant Uniforms& u, constant Params& p, Trails trails) {
+    // The fire below is one round glow, and it flickers.
+    float2 q = uv - float2(0.5, 0.1);
+    q.x *= u.resolution.x / u.resolution.y;
+    float flicker = 0.9 + 0.1 * sin(11.0 * u.time) * sin(7.3 * u.time);
+    float glow = flicker * exp(-5.0 * length(q * float2(0.8, 1.3)));
+    float3 light = trails.at(uv).rgb + glow * float3(0.55, 0.16, 0.03);
+    return float4(1.0 - exp(-1.4 * light), 1.0);
+}
