@@ -152,17 +152,19 @@ double TextBlock::inkWidth() const {
 void TextBlock::paint(QPainter& painter, const QPointF& topLeft) const {
     const QFont font = style_.font();
     const double down = baseline(font, style_.line);
+    // What is not aligned by its direction stands at the left as a whole.
+    const double width = alignsByDirection_ ? width_ : inkWidth();
     painter.setPen(style_.colour);
     for (qsizetype i = 0; i < lines_.size(); ++i) {
         QTextLayout layout(lines_[i], font);
         QTextOption options = optionsFor(text_);
         options.setWrapMode(QTextOption::NoWrap);
-        const bool isAtRight = alignsByDirection_ && options.textDirection() == Qt::RightToLeft;
-        options.setAlignment(Qt::AlignAbsolute | (isAtRight ? Qt::AlignRight : Qt::AlignLeft));
+        const bool isRightToLeft = options.textDirection() == Qt::RightToLeft;
+        options.setAlignment(Qt::AlignAbsolute | (isRightToLeft ? Qt::AlignRight : Qt::AlignLeft));
         layout.setTextOption(options);
         layout.beginLayout();
         QTextLine line = layout.createLine();
-        line.setLineWidth(width_);
+        line.setLineWidth(width);
         layout.endLayout();
         // A fallback font may be higher: all lines stand on the baselines of the first font.
         const double top = topLeft.y() + double(i) * style_.line + down - line.ascent();
