@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <numeric>
+#include <unistd.h>
 
 namespace hob {
 
@@ -23,12 +24,14 @@ std::size_t editDistance(std::string_view a, std::string_view b) {
 }
 
 std::unexpected<std::string> unknownOption(std::string_view command, std::span<const Option> options,
-                                           std::string_view word) {
+                                           std::string_view word, std::size_t nameEnd) {
     std::vector<std::string_view> names = {"--help"};
     for (const Option& option : options)
         names.push_back(option.name);
-    std::string sentence = "There is no option " + std::string(word);
-    const std::string_view near = closest(word, names);
+    std::string sentence = "There is no option " + std::string(word.substr(0, nameEnd));
+    if (access(std::string(word).c_str(), F_OK) == 0)
+        return std::unexpected(sentence + ": the file of that name is given as ./" + std::string(word) + ".");
+    const std::string_view near = closest(word.substr(0, nameEnd), names);
     if (!near.empty()) return std::unexpected(sentence + ": did you mean " + std::string(near) + "?");
     return std::unexpected(sentence + ": " + std::string(command) + " --help lists the options.");
 }
@@ -76,7 +79,7 @@ std::expected<Arguments, std::string> Arguments::parse(std::string_view command,
         const std::string_view name = std::string_view(word).substr(0, nameEnd);
         const auto option = std::ranges::find_if(
             options, [&](const Option& each) { return each.name == name || (!isLong && each.shortName == name); });
-        if (option == options.end()) return unknownOption(command, options, name);
+        if (option == options.end()) return unknownOption(command, options, word, nameEnd);
         const bool attached = nameEnd < word.size();
         std::string value = attached ? word.substr(nameEnd + (isLong ? 1 : 0)) : std::string();
         if (option->value.empty()) {

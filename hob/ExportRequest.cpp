@@ -170,7 +170,7 @@ std::span<const Option> exportOptions() {
 std::expected<ExportRequest, std::string> readExportRequest(const Arguments& arguments) {
     ExportRequest request;
     const auto output = arguments.value("--output");
-    if (!output) return mistake("No file for the movie was given: add -o OUT.mp4.");
+    if (!output || output->empty()) return mistake("No file for the movie was given: add -o OUT.mp4.");
     request.output = *output;
     const auto format = readFormat(*output);
     if (!format) return mistake(format.error());

@@ -80,6 +80,10 @@ ExitStatus dispatch(std::span<const std::string> words, Console& console) {
         return ExitStatus::wrongUsage;
     }
     const std::string& first = words.front();
+    if (first == "help" && words.size() == 2) {
+        const std::string asked[] = {words[1], "--help"};
+        return dispatch(asked, console);
+    }
     if (first == "--help" || first == "-h" || first == "help") {
         console.write(generalHelp());
         return ExitStatus::done;

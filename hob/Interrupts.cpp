@@ -27,8 +27,9 @@ constexpr std::chrono::milliseconds patience{2000};
 
 Interrupts::Interrupts(std::string_view sentence) : sentence_("hob: " + std::string(sentence) + "\n") {
     requests = 0;
+    // What the caller has told us to ignore, as nohup does, stays ignored.
     for (const int number : signals)
-        std::signal(number, [](int) { ++requests; });
+        if (std::signal(number, [](int) { ++requests; }) == SIG_IGN) std::signal(number, SIG_IGN);
     // A signal may do next to nothing; a thread hands the word on.
     watcher_ = std::jthread([this](const std::stop_token& ended) {
         std::chrono::milliseconds waited{0};
@@ -43,7 +44,7 @@ Interrupts::Interrupts(std::string_view sentence) : sentence_("hob: " + std::str
 
 Interrupts::~Interrupts() {
     for (const int number : signals)
-        std::signal(number, SIG_DFL);
+        if (std::signal(number, SIG_DFL) == SIG_IGN) std::signal(number, SIG_IGN);
 }
 
 bool Interrupts::happened() const {

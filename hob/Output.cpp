@@ -33,22 +33,36 @@ bool checkOutput(Console& console, const std::string& output, const std::string&
     return checked.has_value();
 }
 
-bool writeOutput(Console& console, const std::string& output, std::string_view bytes) {
+bool checkPlace(Console& console, const std::string& output, bool replaces) {
+    struct stat status = {};
+    if (output == "-" || replaces || stat(output.c_str(), &status) != 0) return true;
+    console.problem(output + " is there already: add --force to replace it.");
+    return false;
+}
+
+bool writeOutput(Console& console, const std::string& output, std::string_view bytes, bool replaces) {
     if (output == "-") {
         console.write(bytes);
         return !console.outputFailed();
     }
-    const auto written = glasshob::AtomicFile::write(output, bytes);
-    if (!written) console.problem(written.error());
-    return written.has_value();
+    if (replaces) {
+        const auto written = glasshob::AtomicFile::write(output, bytes);
+        if (!written) console.problem(written.error());
+        return written.has_value();
+    }
+    auto file = openOutput(console, output, replaces);
+    if (!file) return false;
+    if (auto written = glasshob::AtomicFile::write(file->path(), bytes); !written) {
+        std::string sentence = std::move(written.error());
+        if (sentence.starts_with(file->path())) sentence.replace(0, file->path().size(), output);
+        console.problem(sentence);
+        return false;
+    }
+    return finishOutput(console, *file, output, replaces) == ExitStatus::done;
 }
 
 std::optional<glasshob::PartialFile> openOutput(Console& console, const std::string& output, bool replaces) {
-    struct stat status = {};
-    if (!replaces && stat(output.c_str(), &status) == 0) {
-        console.problem(output + " is there already: add --force to replace it.");
-        return {};
-    }
+    if (!checkPlace(console, output, replaces)) return {};
     auto file = glasshob::PartialFile::beside(output);
     if (!file) {
         console.problem(file.error());

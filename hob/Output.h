@@ -17,8 +17,12 @@ namespace hob {
 bool checkOutput(Console& console, const std::string& output, const std::string& source,
                  std::string_view role = "the shader itself");
 
-// Writes the bytes; tells why when that fails.
-bool writeOutput(Console& console, const std::string& output, std::string_view bytes);
+// Whether nothing is there yet, or may be replaced; tells so when not.
+bool checkPlace(Console& console, const std::string& output, bool replaces);
+
+// Writes the bytes; tells why when that fails. What has come to stand there since the place was checked is kept, where
+// it is not to be replaced, and the result stands beside it.
+bool writeOutput(Console& console, const std::string& output, std::string_view bytes, bool replaces);
 
 // For a file that takes long to write: it grows beside its place. Nothing after the reason was told; a file that is
 // there is only replaced when that is asked for.

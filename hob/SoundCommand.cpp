@@ -4,6 +4,7 @@
 #include "GlassHobRender/output/AudioRenderer.h"
 #include "GlassHobRender/program/ShaderProgram.h"
 #include "hob/Commands.h"
+#include "hob/Interrupts.h"
 #include "hob/Output.h"
 #include "hob/Source.h"
 #include "hob/Values.h"
@@ -14,6 +15,7 @@ namespace {
 
 constexpr Option options[] = {
     {"--output", "-o", "OUT.wav", "the sound's file; - for standard output"},
+    {"--force", "", "", "replace the file if there is one"},
     {"--start", "", "S", "shader time of the first sample in seconds (0)"},
     {"--duration", "", "D", "length in seconds (10)"},
     {"--set", "", "NAME=VALUE", "set a slider; may be repeated"},
@@ -21,6 +23,7 @@ constexpr Option options[] = {
 
 struct Request {
     std::string output;
+    bool replaces = false;
     double start = 0;
     double duration = 10;
 };
@@ -28,8 +31,9 @@ struct Request {
 std::expected<Request, std::string> readRequest(const Arguments& arguments) {
     Request request;
     const auto output = arguments.value("--output");
-    if (!output) return std::unexpected("No file for the sound was given: add -o OUT.wav.");
+    if (!output || output->empty()) return std::unexpected("No file for the sound was given: add -o OUT.wav.");
     request.output = *output;
+    request.replaces = arguments.has("--force");
     const auto format = glasshob::ExportFormats::ofPath(request.output);
     if (request.output != "-" && format != glasshob::ExportFormat::wav)
         return std::unexpected("Sound is written as a WAV file: " + request.output +
@@ -55,20 +59,21 @@ ExitStatus render(const Request& request, const Source& source, const SliderSett
         console.problem(source.name + " has no sound: give it a function float2 sound(float t, constant Params& p).");
         return ExitStatus::failed;
     }
+    const Interrupts interrupts("The sound was cancelled.");
     const auto progress = [&](double done, double total) {
         console.progress("Sound: " + glasshob::twoDecimals(static_cast<float>(done)) + " of " +
                          glasshob::twoDecimals(static_cast<float>(total)) + " s");
-        return true;
+        return !interrupts.happened();
     };
     const auto samples =
         glasshob::AudioRenderer::render(program, device, settings.values, request.start, request.duration, progress);
     console.endProgress();
     if (!samples) {
-        console.problem("The sound could not be rendered.");
+        console.problem(interrupts.happened() ? "The sound was cancelled." : "The sound could not be rendered.");
         return ExitStatus::failed;
     }
     const std::string bytes = glasshob::AudioRenderer::wav(*samples);
-    return writeOutput(console, request.output, bytes) ? ExitStatus::done : ExitStatus::failed;
+    return writeOutput(console, request.output, bytes, request.replaces) ? ExitStatus::done : ExitStatus::failed;
 }
 
 ExitStatus run(const Arguments& arguments, Console& console) {
@@ -79,7 +84,8 @@ ExitStatus run(const Arguments& arguments, Console& console) {
     }
     const auto input = readShaderInput(console, arguments);
     if (!input) return input.error();
-    if (!checkOutput(console, request->output, input->path)) return ExitStatus::failed;
+    if (!checkOutput(console, request->output, input->path) || !checkPlace(console, request->output, request->replaces))
+        return ExitStatus::failed;
     return render(*request, input->source, input->settings, console);
 }
 
@@ -89,8 +95,9 @@ const Command& soundCommand() {
     static constexpr Command command = {
         .name = "sound",
         .summary = "Render a shader's sound into a WAV file",
-        .usage = "FILE -o OUT.wav [--start S] [--duration D] [--set NAME=VALUE]...",
-        .notes = "The sound is 16-bit stereo at 48000 Hz. An existing file is replaced once the sound is complete.\n",
+        .usage = "FILE -o OUT.wav [--force] [--start S] [--duration D] [--set NAME=VALUE]...",
+        .notes = "The sound is 16-bit stereo at 48000 Hz. With --force an existing file is replaced once the\n"
+                 "sound is complete.\n",
         .operands = Operands::one,
         .options = options,
         .run = run,

@@ -19,6 +19,7 @@ namespace {
 
 constexpr Option options[] = {
     {"--output", "-o", "OUT.png", "the picture's file, .png, .jpg or .webp; - for a PNG on standard output"},
+    {"--force", "", "", "replace the file if there is one"},
     {"--size", "", "WxH", "width and height in pixels (1920x1080)"},
     {"--time", "", "T", "shader time in seconds (the shader's @still time, else 10)"},
     {"--frame", "", "N", "the frame number that the shader sees (0)"},
@@ -28,6 +29,7 @@ constexpr Option options[] = {
 // What the options say, apart from the sliders, which need the shader.
 struct Request {
     std::string output;
+    bool replaces = false;
     glasshob::StillFormat format = glasshob::StillFormat::png;
     Size size;
     std::optional<double> time;
@@ -37,8 +39,9 @@ struct Request {
 std::expected<Request, std::string> readRequest(const Arguments& arguments) {
     Request request;
     const auto output = arguments.value("--output");
-    if (!output) return std::unexpected("No file for the picture was given: add -o OUT.png.");
+    if (!output || output->empty()) return std::unexpected("No file for the picture was given: add -o OUT.png.");
     request.output = *output;
+    request.replaces = arguments.has("--force");
     if (*output != "-") {
         const auto format = glasshob::StillFormats::ofPath(*output);
         if (!format) return std::unexpected(format.error());
@@ -90,7 +93,7 @@ ExitStatus draw(const Request& request, const Source& source, const SliderSettin
         return ExitStatus::failed;
     }
     tellCutLoops(console, source, *opened);
-    return writeOutput(console, request.output, *bytes) ? ExitStatus::done : ExitStatus::failed;
+    return writeOutput(console, request.output, *bytes, request.replaces) ? ExitStatus::done : ExitStatus::failed;
 }
 
 ExitStatus run(const Arguments& arguments, Console& console) {
@@ -106,7 +109,8 @@ ExitStatus run(const Arguments& arguments, Console& console) {
         console.problem("The @still time of " + input->source.name + " is too large: give another with --time.");
         return ExitStatus::failed;
     }
-    if (!checkOutput(console, request->output, input->path)) return ExitStatus::failed;
+    if (!checkOutput(console, request->output, input->path) || !checkPlace(console, request->output, request->replaces))
+        return ExitStatus::failed;
     return draw(*request, input->source, input->settings, time, console);
 }
 
@@ -116,10 +120,10 @@ const Command& stillCommand() {
     static constexpr Command command = {
         .name = "still",
         .summary = "Draw one picture of a shader into a file",
-        .usage = "FILE -o OUT.png [--size WxH] [--time T] [--frame N] [--set NAME=VALUE]...",
-        .notes =
-            "The ending says the format: PNG, JPEG or WebP, opaque and sRGB. An existing file is replaced once the\n"
-            "picture is complete.\n",
+        .usage = "FILE -o OUT.png [--force] [--size WxH] [--time T] [--frame N] [--set NAME=VALUE]...",
+        .notes = "The ending says the format: PNG, JPEG or WebP, opaque and sRGB. With --force an existing file is "
+                 "replaced once\n"
+                 "the picture is complete.\n",
         .operands = Operands::one,
         .options = options,
         .run = run,

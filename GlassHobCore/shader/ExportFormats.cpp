@@ -79,7 +79,8 @@ std::string listed(std::span<const std::string_view> words) {
 
 // The name's own ending, or why there is none to go by.
 std::unexpected<std::string> unknownEnding(std::string_view path, const std::string& known) {
-    const std::string_view name = path.substr(path.rfind('/') + 1);
+    const std::size_t slash = path.rfind('/') + 1;
+    const std::string_view name = slash == path.size() ? path : path.substr(slash); // a folder's name is told whole
     const std::size_t dot = name.rfind('.');
     const bool hasEnding = dot != std::string_view::npos && dot > 0 && dot + 1 < name.size();
     return std::unexpected(std::string(name) +

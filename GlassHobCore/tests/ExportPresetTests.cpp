@@ -41,6 +41,7 @@ TEST(ExportFormats, AreFoundByTheEndingAlone) {
         ASSERT_FALSE(format) << path;
         EXPECT_TRUE(format.error().starts_with(sentence)) << format.error();
     }
+    EXPECT_TRUE(StillFormats::ofPath("a/stills/").error().starts_with("a/stills/ has no ending that says what"));
     EXPECT_EQ(ExportFormats::fitted(ExportPreset::web(), ExportFormat::gif).fps, 50);
     EXPECT_EQ(ExportFormats::fitted(ExportPreset::web(), ExportFormat::webm), ExportPreset::web());
 }

@@ -51,7 +51,7 @@ TEST_F(HobTest, APictureWithLoopsCutShortIsToldAbout) {
         put("a.metal", counted(loops));
         for (const int turns : {few, many}) {
             const Outcome outcome =
-                hob({"still", "a.metal", "-o", "a.png", "--size", "16x4", "--time", QString::number(turns)});
+                hob({"still", "a.metal", "--force", "-o", "a.png", "--size", "16x4", "--time", QString::number(turns)});
             ASSERT_EQ(outcome.status, 0) << outcome.shown();
             const bool isRight = isWhite(get("a.png"));
             EXPECT_EQ(outcome.error.isEmpty(), isRight) << loops.toStdString() << turns << "\n" << outcome.shown();

@@ -183,6 +183,27 @@ TEST_F(HobExportFailureTest, OneSignalIsEnoughAfterAWhile) {
     EXPECT_EQ(names(), QStringList{"a.metal"});
 }
 
+TEST_F(HobExportFailureTest, WhatIsToBeIgnoredStaysIgnored) {
+    put("a.metal", noise);
+    QProcess process; // as nohup starts it
+    process.setWorkingDirectory(path("."));
+    process.start("sh", {"-c", "trap '' HUP; exec " HOB_PROGRAM " export a.metal -o a.mp4 --json " + small.join(' ')});
+    ASSERT_TRUE(process.waitForReadyRead(30'000));
+    ASSERT_EQ(::kill(pid_t(process.processId()), SIGHUP), 0);
+    ASSERT_TRUE(process.waitForFinished(60'000));
+    EXPECT_EQ(process.exitCode(), 0) << process.readAllStandardError().toStdString();
+    EXPECT_EQ(names(), (QStringList{"a.metal", "a.mp4"}));
+}
+
+TEST_F(HobExportFailureTest, MessagesNeverGoIntoTheResult) {
+    put("a.metal", noise);
+    // With these numbers free, the result's file would have one of them.
+    const Outcome closed = shell("exec >&- 2>&-; $hob export a.metal -o a.gif --size 64x36 --duration 0.2");
+    EXPECT_EQ(closed.status, 0);
+    EXPECT_TRUE(get("a.gif").startsWith("GIF89a") && !get("a.gif").contains("hob:"));
+    EXPECT_EQ(shell("$hob samples >&-").status, 1) << "but a result that nobody can have is a failure";
+}
+
 TEST_F(HobExportFailureTest, TwoExportsToOneNameAreBothThere) {
     put("a.metal", noise);
     QProcess first;

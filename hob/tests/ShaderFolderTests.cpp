@@ -50,10 +50,10 @@ TEST_F(HobTest, DrawsEveryShaderOfTheFolder) {
     const QStringList shaders = shadersIn(TEST_SHADERS);
     ASSERT_GE(shaders.size(), 5);
     for (const QString& shader : shaders) {
-        const Outcome first = hob({"still", shader, "-o", "a.png", "--size", "160x90"});
+        const Outcome first = hob({"still", shader, "--force", "-o", "a.png", "--size", "160x90"});
         ASSERT_EQ(first.status, 0) << shader.toStdString() << ": " << first.shown();
         EXPECT_EQ(first.error, "") << shader.toStdString();
-        ASSERT_EQ(hob({"still", shader, "-o", "b.png", "--size", "160x90"}).status, 0);
+        ASSERT_EQ(hob({"still", shader, "--force", "-o", "b.png", "--size", "160x90"}).status, 0);
         EXPECT_EQ(get("a.png"), get("b.png")) << shader.toStdString();
         EXPECT_GT(lookOf(QImage(path("a.png"))).colours, 200u) << shader.toStdString();
     }
@@ -66,10 +66,10 @@ TEST_F(HobTest, EverySampleIsDrawnTheSameTwiceNeitherFlatNorDark) {
         SCOPED_TRACE(sample.toStdString());
         // An early moment: particles run through all the time before.
         const QStringList size = {"--size", "192x108", "--time", "1.5"};
-        const Outcome first = hob(QStringList{"still", sample, "-o", "a.png"} + size);
+        const Outcome first = hob(QStringList{"still", sample, "--force", "-o", "a.png"} + size);
         ASSERT_EQ(first.status, 0) << first.shown();
         EXPECT_EQ(first.error, "");
-        ASSERT_EQ(hob(QStringList{"still", sample, "-o", "b.png"} + size).status, 0);
+        ASSERT_EQ(hob(QStringList{"still", sample, "--force", "-o", "b.png"} + size).status, 0);
         EXPECT_EQ(get("a.png"), get("b.png"));
         const Look look = lookOf(QImage(path("a.png")));
         EXPECT_GT(look.colours, 1000u);
@@ -108,7 +108,7 @@ TEST_F(HobTest, TheSoundOfEverySampleIsHeardAndClean) {
         if (!QJsonDocument::fromJson(info.output).object()["hasSound"].toBool()) continue;
         ++sounds;
         const Outcome outcome =
-            hob({"sound", sample, "-o", "a.wav", "--start", "5", "--duration", "16", "--set", "volume=1"});
+            hob({"sound", sample, "--force", "-o", "a.wav", "--start", "5", "--duration", "16", "--set", "volume=1"});
         ASSERT_EQ(outcome.status, 0) << outcome.shown();
         const QByteArray wav = get("a.wav");
         int peak = 0, largestStep = 0, before[2] = {};

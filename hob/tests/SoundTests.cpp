@@ -50,11 +50,13 @@ TEST_F(HobTest, SoundLastsTenSecondsUnlessToldAndMayBeEmpty) {
 
 TEST_F(HobTest, SoundOfASilentShaderIsRefused) {
     put("a.metal", plainShader("1"));
-    const Outcome outcome = hob({"sound", "a.metal", "-o", "a.wav"});
+    put("a.wav", "old");
+    EXPECT_TRUE(hob({"sound", "a.metal", "-o", "a.wav"}, withoutDriver()).error.contains("add --force"));
+    const Outcome outcome = hob({"sound", "a.metal", "--force", "-o", "a.wav"});
     EXPECT_EQ(outcome.status, 1);
     EXPECT_TRUE(isOneSentence(outcome.error)) << outcome.shown();
     EXPECT_TRUE(outcome.error.contains("a.metal has no sound")) << outcome.shown();
-    EXPECT_FALSE(has("a.wav"));
+    EXPECT_EQ(get("a.wav"), "old");
 }
 
 TEST_F(HobTest, TheSamplesSoundIsHeardWithoutClicks) {

@@ -63,7 +63,7 @@ TEST_F(HobTest, StillHandsTheShaderWhatTheOptionsSay) {
          "hob: The slider speed goes from 0 to 2, so 2 was taken.\n"},
         {{"c.metal"}, ""}};
     for (const auto& [words, error] : cases) {
-        const Outcome outcome = hob(QStringList{"still", "-o", "out.png"} + words);
+        const Outcome outcome = hob(QStringList{"still", "--force", "-o", "out.png"} + words);
         ASSERT_EQ(outcome.status, 0) << outcome.shown();
         EXPECT_EQ(outcome.error, error);
         const QImage image(path("out.png"));
@@ -72,11 +72,15 @@ TEST_F(HobTest, StillHandsTheShaderWhatTheOptionsSay) {
     }
 }
 
-TEST_F(HobTest, StillReplacesAFileAndKeepsItsMode) {
+TEST_F(HobTest, StillReplacesAFileWhenAskedAndKeepsItsMode) {
     put("a.metal", plainShader("0, 1, 0, 1"));
     put("out.png", "old");
     chmod(path("out.png").toUtf8().constData(), 0640);
-    ASSERT_EQ(hob({"still", "a.metal", "-o", "out.png", "--size", "2x2"}).status, 0);
+    const Outcome kept = hob({"still", "a.metal", "-o", "out.png"}, withoutDriver());
+    EXPECT_EQ(kept.status, 1);
+    EXPECT_EQ(kept.error, "hob: out.png is there already: add --force to replace it.\n") << "before any work";
+    EXPECT_EQ(get("out.png"), "old");
+    ASSERT_EQ(hob({"still", "a.metal", "--force", "-o", "out.png", "--size", "2x2"}).status, 0);
     EXPECT_EQ(QImage(path("out.png")).pixel(1, 1), qRgb(0, 255, 0));
     struct stat status = {};
     ASSERT_EQ(stat(path("out.png").toUtf8().constData(), &status), 0);
@@ -99,7 +103,7 @@ TEST_F(HobTest, StillLeavesTheOldFileWhenTheShaderIsWrong) {
     put("bare.metal", "float x(float a) { return a; }\n");
     put("lone.metal", "// @particles 5\nfloat4 shade(float2 uv) { return 0; }\n");
     for (const char* name : {"bad.metal", "bare.metal", "lone.metal"}) {
-        const Outcome outcome = hob({"still", name, "-o", "out.png"});
+        const Outcome outcome = hob({"still", name, "--force", "-o", "out.png"});
         EXPECT_EQ(outcome.status, 1) << name << ": " << outcome.shown();
         EXPECT_TRUE(outcome.error.contains(name)) << outcome.shown();
         EXPECT_EQ(get("out.png"), "old") << name;
@@ -111,7 +115,7 @@ TEST_F(HobTest, StillDrawsParticlesAndGrids) {
     put("dots.metal", dotsShader());
     put("mesh.metal", meshShader());
     for (const char* name : {"dots.metal", "mesh.metal"}) {
-        const Outcome outcome = hob({"still", name, "-o", "out.png", "--size", "64x48", "--time", "0.5"});
+        const Outcome outcome = hob({"still", name, "--force", "-o", "out.png", "--size", "64x48", "--time", "0.5"});
         EXPECT_EQ(outcome.status, 0) << name << ": " << outcome.shown();
         EXPECT_EQ(QImage(path("out.png")).size(), QSize(64, 48)) << name;
     }

@@ -8,6 +8,8 @@ TEST_F(HobTest, GivesHelpAndVersionOnStandardOutput) {
         {{"check", "--help"}, "Usage: hob check FILE..."},
         {{"info", "--help"}, "Usage: hob info"},
         {{"still", "-o", "--help"}, "Usage: hob still FILE -o OUT.png"},
+        {{"help", "still"}, "Usage: hob still FILE -o OUT.png"},
+        {{"help"}, "Usage: hob COMMAND"},
         {{"sound", "-h"}, "Usage: hob sound"},
         {{"export", "-h"}, "Usage: hob export"},
         {{"join", "-h"}, "Usage: hob join"},
@@ -33,6 +35,7 @@ TEST_F(HobTest, GivesHelpAndVersionOnStandardOutput) {
 
 TEST_F(HobTest, RefusesAWrongCommandLineInOneSentence) {
     put("a.metal", "// @param speed 1 0 2\n" + plainShader("1"));
+    put("-dash.metal", plainShader("1"));
     const QStringList still = {"still", "a.metal", "-o", "a.png"};
     const QStringList sound = {"sound", "a.metal", "-o", "a.wav"};
     const std::vector<std::pair<QStringList, QByteArray>> cases = {
@@ -43,7 +46,13 @@ TEST_F(HobTest, RefusesAWrongCommandLineInOneSentence) {
         {{"info", "a.metal", "a.metal"}, "a.metal"},
         {{"devices", "a.metal"}, "a.metal"},
         {{"samples", "--print", "Silk Road"}, "Silk Road"},
+        {{"help", "stil"}, "hob still"},
+        {{"check", "-dash.metal"}, "the file of that name is given as ./-dash.metal"},
         {{"still", "a.metal"}, "-o OUT.png"},
+        {{"still", "a.metal", "-o", ""}, "-o OUT.png"},
+        {{"still", "a.metal", "-o", "stills/"}, "stills/ has no ending"},
+        {{"sound", "a.metal", "-o", ""}, "-o OUT.wav"},
+        {{"export", "a.metal", "-o", ""}, "-o OUT.mp4"},
         {{"sound", "a.metal"}, "-o OUT.wav"},
         {{"export", "a.metal"}, "-o OUT.mp4"},
         {{"export", "a.metal", "-o", "a.avi"}, "no format for the ending .avi"},
@@ -94,7 +103,7 @@ TEST_F(HobTest, RefusesAWrongCommandLineInOneSentence) {
         EXPECT_TRUE(outcome.error.contains(part)) << outcome.shown();
         EXPECT_EQ(outcome.output, "");
     }
-    EXPECT_EQ(names(), QStringList{"a.metal"});
+    EXPECT_EQ(names(), (QStringList{"-dash.metal", "a.metal"}));
 }
 
 TEST_F(HobTest, RefusesAFileThatIsNoShaderInOneSentence) {
