@@ -191,6 +191,15 @@ TEST_F(CodeEditorTest, AKeyPaintsItsOwnLine) {
     EXPECT_EQ(editor.visibleLines().at(8).top - editor.visibleLines().at(7).top, 3 * editor.codeLineHeight());
 }
 
+TEST_F(CodeEditorTest, WhatIsNoLineOfCodeIsNotColouredButReadOn) {
+    editor.loadText("float a; /* " + std::string(30'000, 'x') + "\nfloat b; */ float c;\n");
+    const QTextBlock first = editor.document()->firstBlock();
+    EXPECT_TRUE(first.layout()->formats().isEmpty());
+    const auto formats = first.next().layout()->formats();
+    ASSERT_FALSE(formats.isEmpty());
+    EXPECT_EQ(formats.first().length, 11) << "the comment ends here";
+}
+
 TEST_F(CodeEditorTest, LinesCountAsTheCompilerCountsThem) {
     // Characters that end a line elsewhere do not end one here.
     editor.loadText("one \xE2\x80\xA8 still one\r\ntwo\v two\r\nthree\r\n");

@@ -32,11 +32,13 @@
 #include <QApplication>
 #include <QCloseEvent>
 #include <QMenuBar>
+#include <QScreen>
 #include <QSettings>
 #include <QTimer>
 #include <QVBoxLayout>
 #include <QWindow>
 
+#include <algorithm>
 #include <utility>
 
 namespace glasshob {
@@ -397,7 +399,11 @@ void MainWindow::restoreLayout() {
     if (!restoreGeometry(settings.value(geometryKey).toByteArray())) {
         resize(firstSize.boundedTo(roomFor(this)));
     } else if (!isMaximized() && !isFullScreen()) {
-        resize(size().boundedTo(roomFor(this))); // it may have been a larger screen
+        // It may have been a larger screen.
+        const QRect screen(this->screen()->availableGeometry().topLeft(), roomFor(this));
+        resize(size().boundedTo(screen.size()));
+        move(std::clamp(x(), screen.left(), screen.left() + screen.width() - width()),
+             std::clamp(y(), screen.top(), screen.top() + screen.height() - height()));
     }
     if (!across_->restoreState(settings.value(acrossKey).toByteArray()))
         across_->setSizes({std::min(firstEditorWidth, std::max(320, width() * 46 / 100)), width() - firstEditorWidth});
