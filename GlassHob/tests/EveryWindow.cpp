@@ -61,8 +61,9 @@ std::string manySliders() {
 
 } // namespace
 
-EveryWindow::EveryWindow(Canvas::Kind canvas) {
+EveryWindow::EveryWindow(Canvas::Kind canvas, const QByteArray& geometry) {
     QSettings().clear();
+    if (!geometry.isEmpty()) QSettings().setValue(QStringLiteral("window/geometry"), geometry);
     auto device = gpu::Device::systemDefault();
     model_ = std::make_unique<AppModel>(
         AppModel::Surroundings{.device = std::move(*device),

@@ -18,7 +18,8 @@ class EveryWindow {
     // Called with what is up: its name, and the window to look at. What lies over the picture is a part of its window.
     using Visitor = std::function<void(const QString& name, QWidget* shown)>;
 
-    explicit EveryWindow(Canvas::Kind canvas);
+    // `geometry` is what the main window has kept of another start.
+    explicit EveryWindow(Canvas::Kind canvas, const QByteArray& geometry = {});
     ~EveryWindow();
 
     void visitMainWindow(const Visitor& visit);

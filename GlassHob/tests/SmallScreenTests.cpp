@@ -142,6 +142,13 @@ TEST_F(SmallScreen, Menus) {
     look(&EveryWindow::visitMenus);
 }
 
+TEST_F(SmallScreen, AWindowOfALargerScreenComesBackInsideOfThisOne) {
+    QWidget larger;
+    larger.setGeometry(120, 90, 1000, 700);
+    EveryWindow every(Canvas::Kind::readBack, larger.saveGeometry());
+    expectFits(QStringLiteral("main"), &every.window());
+}
+
 // Round the form in both directions, with the bounds of what scrolls reached by Tab alone.
 TEST_F(SmallScreen, TheFormScrollsToWhatHasTheKeyboard) {
     EveryWindow every(Canvas::Kind::readBack);
