@@ -32,6 +32,7 @@
 #include <QDialog>
 #include <QMenu>
 #include <QMenuBar>
+#include <QSplitter>
 #include <QTest>
 
 #include <algorithm>
@@ -154,6 +155,12 @@ void EveryWindow::visitMainWindow(const Visitor& visit) {
     find->findField()->setText(QStringLiteral("(flo"));
     see(QStringLiteral("main-find-refused"));
     find->setOptions({});
+    find->findField()->setText(QStringLiteral("nowhere"));
+    auto* panes = window_->findChild<QSplitter*>();
+    const QList<int> sizes = panes->sizes();
+    panes->setSizes({1, 10'000});
+    see(QStringLiteral("main-narrow-editor"));
+    panes->setSizes(sizes);
     find->close();
     action(QStringLiteral("Go to Line…"))->trigger();
     see(QStringLiteral("main-go-to-line"));

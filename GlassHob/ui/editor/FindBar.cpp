@@ -18,6 +18,7 @@ namespace glasshob {
 namespace {
 
 constexpr int refreshDelay = 80;
+constexpr int arrowsFrom = 320; // the bar's width; Return and F3 step as well
 
 QHBoxLayout* makeRow(QWidget* parent) {
     auto* row = new QHBoxLayout(parent);
@@ -290,6 +291,12 @@ void FindBar::replaceAll() {
     search();
     // Until the next search the counter tells what was done.
     find_->setCounter(tr("%n replaced", nullptr, int(replaced)));
+}
+
+void FindBar::resizeEvent(QResizeEvent* event) {
+    Ground::resizeEvent(event);
+    for (QWidget* arrow : {previous_, next_})
+        arrow->setVisible(width() >= arrowsFrom);
 }
 
 bool FindBar::eventFilter(QObject* object, QEvent* event) {

@@ -39,6 +39,7 @@ class FindBar : public Ground {
 
   protected:
     bool eventFilter(QObject* object, QEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
 
   private:
     void open(bool replaces);

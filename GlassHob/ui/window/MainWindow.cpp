@@ -48,7 +48,7 @@ namespace {
 constexpr QSize firstSize{1440, 900};
 constexpr QSize leastSize{720, 480};
 constexpr QSize leastPicture{320, 180}, smallPicture{240, 48};
-constexpr int leastEditor = 320, smallEditor = 240;
+constexpr int leastEditor = 320, smallEditor = 300;
 constexpr int leastInspector = 120, smallInspector = 76;
 constexpr int firstEditorWidth = 620;
 constexpr int firstInspectorHeight = 244;
