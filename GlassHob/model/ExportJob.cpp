@@ -58,6 +58,40 @@ QString folderOfPictures(const QString& path) {
     return path.endsWith(u'/') ? path : path.left(path.lastIndexOf(u'.')) + u'/';
 }
 
+// Those of the order, written beside their places before anything else is: where one cannot be, nothing is lost yet.
+std::expected<std::vector<PartialFile>, std::string> writeCompanions(const ExportOrder& order) {
+    const QString base =
+        order.path.endsWith(u'/') ? order.path.chopped(1) : order.path.left(order.path.lastIndexOf(u'.'));
+    std::vector<PartialFile> written;
+    for (const CompanionFile& companion : order.companions) {
+        const std::string place = QFile::encodeName(base + companion.suffix).toStdString();
+        auto file = PartialFile::beside(place);
+        if (!file) return std::unexpected(std::move(file.error()));
+        if (auto done = AtomicFile::write(file->path(), companion.text); !done) {
+            std::string sentence = std::move(done.error());
+            if (sentence.starts_with(file->path())) sentence.replace(0, file->path().size(), place);
+            return std::unexpected(std::move(sentence));
+        }
+        written.push_back(std::move(*file));
+    }
+    return written;
+}
+
+// All of them, or none where one cannot be.
+std::expected<void, std::string> moveIntoPlace(std::vector<PartialFile>& files) {
+    std::vector<std::string> moved;
+    for (PartialFile& file : files) {
+        auto place = file.moveIntoPlace();
+        if (!place) {
+            for (const std::string& each : moved)
+                std::remove(each.c_str());
+            return std::unexpected(std::move(place.error()));
+        }
+        moved.push_back(std::move(*place));
+    }
+    return {};
+}
+
 qint64 bytesOf(const QString& path) {
     const QFileInfo info(path);
     if (!info.isDir()) return info.size();
@@ -131,7 +165,7 @@ struct ExportJob::Shared {
     bool progressIsOnItsWay = false;
     QImage picture;
     bool pictureIsOnItsWay = false;
-    std::string partial;
+    std::vector<std::string> partials;
 
     bool isCancelled() const { return stop.stop_requested(); }
 };
@@ -270,8 +304,14 @@ ExportJob::Outcome ExportJob::work(const Exporter& exporter, const ExportOrder& 
         auto made = PartialFile::beside(place);
         if (!made) return std::unexpected(Failure{QString::fromStdString(made.error()), true});
         partial = std::move(*made);
+    }
+    auto companions = writeCompanions(order);
+    if (!companions) return std::unexpected(Failure{QString::fromStdString(companions.error()), true});
+    {
         const std::scoped_lock held(shared.lock);
-        shared.partial = partial->path();
+        if (partial) shared.partials.push_back(partial->path());
+        for (const PartialFile& companion : *companions)
+            shared.partials.push_back(companion.path());
     }
     Target target;
     target.path = partial ? partial->path() : place;
@@ -296,16 +336,10 @@ ExportJob::Outcome ExportJob::work(const Exporter& exporter, const ExportOrder& 
     }
     // The last frame is there and the person does not want it any more: what is not in its place yet goes.
     if (shared.isCancelled()) return std::unexpected(Failure{});
-    if (partial)
-        if (const auto moved = partial->moveIntoPlace(); !moved)
-            return std::unexpected(Failure{QString::fromStdString(moved.error()), true});
-    const QString base =
-        order.path.endsWith(u'/') ? order.path.chopped(1) : order.path.left(order.path.lastIndexOf(u'.'));
-    for (const CompanionFile& companion : order.companions) {
-        const auto written =
-            AtomicFile::write(QFile::encodeName(base + companion.suffix).toStdString(), companion.text);
-        if (!written) return std::unexpected(Failure{QString::fromStdString(written.error()), true});
-    }
+    // The large one last: where it stands, they do.
+    if (partial) companions->push_back(std::move(*partial));
+    if (const auto moved = moveIntoPlace(*companions); !moved)
+        return std::unexpected(Failure{QString::fromStdString(moved.error()), true});
     return {};
 }
 
@@ -389,7 +423,8 @@ void ExportJob::dismiss() {
 void ExportJob::abandon() {
     if (!isRunning()) return;
     const std::scoped_lock held(shared_->lock);
-    if (!shared_->partial.empty()) std::remove(shared_->partial.c_str());
+    for (const std::string& path : shared_->partials)
+        std::remove(path.c_str());
 }
 
 double ExportJob::secondsTaken() const {

@@ -32,7 +32,7 @@ namespace glasshob {
 class AppModel;
 class ShaderProgram;
 
-// A text that belongs to an export and is written beside it when it is in its place.
+// A text that belongs to an export and stands beside it: both are there in the end, or neither.
 struct CompanionFile {
     // Behind the result's name without its ending: "-chapters.txt".
     QString suffix;

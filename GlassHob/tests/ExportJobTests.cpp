@@ -151,15 +151,67 @@ TEST_F(ExportJobTest, TheNamesEndingSaysWhatIsWritten) {
         << "a shader without sound";
 }
 
-TEST_F(ExportJobTest, CompanionsStandBesideTheResult) {
+TEST_F(ExportJobTest, CompanionsStandBesideTheResultOrNothingDoes) {
+    const ExportOrder order{.segments = {ExportSegment(model->program(), {}, 0, 0.1, false, true)},
+                            .preset = ExportPreset::site(),
+                            .path = movie,
+                            .companions = {{".chapters.json", "{}\n"}, {"-chapters.txt", "0:00 Start\n"}}};
+    const QString chapters = folder.filePath("movie.chapters.json"), text = folder.filePath("movie-chapters.txt");
+    const auto run = [&](const ExportOrder& what) {
+        model->exports().start(what);
+        return comesToAnEnd();
+    };
+    file("movie.mp4", "old");
+    file("movie.chapters.json", "old");
+    const auto isAsBefore = [&] {
+        return contents(movie) == "old" && contents(chapters) == "old" && !QFile::exists(text) &&
+               QDir(folder.path()).entryList({".*.part"}, QDir::Files | QDir::Hidden).isEmpty();
+    };
+    bool isMade = false;
+    make = [&](const ExportOrder&, const ExportJob::Target& target) {
+        isMade = true;
+        put(target.path, "half");
+        throw ExportError::render(3);
+    };
+    ASSERT_TRUE(run(order));
+    EXPECT_TRUE(is<ExportFailed>() && isMade && isAsBefore()) << "failed";
+    make = [&](const ExportOrder&, const ExportJob::Target& target) {
+        put(target.path, "whole");
+        model->exports().cancelFlag()->set(true);
+    };
+    ASSERT_TRUE(run(order));
+    EXPECT_TRUE(is<ExportIdle>() && isAsBefore()) << "cancelled after the last frame";
+
+    // One that cannot be is found out before the first frame.
+    QDir(folder.path()).mkdir("movie.folder");
+    ExportOrder impossible = order;
+    impossible.companions.push_back({".folder", "x"});
+    isMade = false;
+    make = [&](const ExportOrder&, const ExportJob::Target&) { isMade = true; };
+    ASSERT_TRUE(run(impossible));
+    const auto* failed = std::get_if<ExportFailed>(&model->exportState());
+    ASSERT_NE(failed, nullptr);
+    EXPECT_TRUE(failed->message.contains("movie.folder could not be written")) << failed->message.toStdString();
+    EXPECT_TRUE(!isMade && isAsBefore());
+
     make = [](const ExportOrder&, const ExportJob::Target& target) { put(target.path, "new"); };
-    ExportOrder order{.segments = {ExportSegment(model->program(), {}, 0, 0.1, false, true)},
-                      .preset = ExportPreset::site(),
-                      .path = movie,
-                      .companions = {{"-chapters.txt", "0:00 Start\n"}}};
-    model->exports().start(order);
-    ASSERT_TRUE(comesToAnEnd());
-    EXPECT_EQ(contents(folder.filePath("movie-chapters.txt")), "0:00 Start\n");
+    ASSERT_TRUE(run(order));
+    EXPECT_EQ(model->exportState(), ExportState(ExportFinished{movie}));
+    EXPECT_EQ(contents(movie), "new");
+    EXPECT_EQ(contents(chapters), "{}\n");
+    EXPECT_EQ(contents(text), "0:00 Start\n");
+
+    // Numbered pictures lie in a folder; what belongs to them stands beside it.
+    make = [](const ExportOrder&, const ExportJob::Target& target) {
+        QDir().mkdir(QString::fromStdString(target.path));
+        put(target.path + "00000.png", "picture");
+    };
+    ExportOrder pictures = order;
+    pictures.path = folder.filePath("frames.png");
+    ASSERT_TRUE(run(pictures));
+    EXPECT_TRUE(is<ExportFinished>());
+    EXPECT_EQ(contents(folder.filePath("frames/00000.png")), "picture");
+    EXPECT_EQ(contents(folder.filePath("frames.chapters.json")), "{}\n");
 }
 
 TEST_F(ExportJobTest, TenThousandReportsComeAsAFew) {
