@@ -96,8 +96,8 @@ void PictureActions::makeResolutions() {
     resolutionMenu_ = std::make_unique<QMenu>(tr("Preview &Resolution"));
     auto* choices = new QActionGroup(this);
     for (const PreviewResolution resolution : previewResolutions) {
-        QAction* choice =
-            resolutionMenu_->addAction(titleOf(resolution), this, [this, resolution] { chooseResolution(resolution); });
+        QAction* choice = resolutionMenu_->addAction(u'&' + titleOf(resolution), this,
+                                                     [this, resolution] { chooseResolution(resolution); });
         choice->setCheckable(true);
         choice->setData(rawValue(resolution));
         choices->addAction(choice);

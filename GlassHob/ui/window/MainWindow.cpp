@@ -277,9 +277,9 @@ void MainWindow::makeMenus() {
     view->addSeparator();
     QMenu* appearance = view->addMenu(tr("A&ppearance"));
     auto* choices = new QActionGroup(this);
-    const std::pair<QString, Theme::Appearance> appearances[] = {{tr("System"), Theme::Appearance::system},
-                                                                 {tr("Light"), Theme::Appearance::light},
-                                                                 {tr("Dark"), Theme::Appearance::dark}};
+    const std::pair<QString, Theme::Appearance> appearances[] = {{tr("&System"), Theme::Appearance::system},
+                                                                 {tr("&Light"), Theme::Appearance::light},
+                                                                 {tr("&Dark"), Theme::Appearance::dark}};
     for (const auto& [name, which] : appearances) {
         QAction* choice = appearance->addAction(name, this, [which] { Theme::instance().setAppearance(which); });
         choice->setCheckable(true);
