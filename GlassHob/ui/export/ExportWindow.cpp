@@ -13,6 +13,7 @@
 #include <QKeyEvent>
 #include <QPainter>
 #include <QPointer>
+#include <QScreen>
 #include <QVBoxLayout>
 
 #include <algorithm>
@@ -191,6 +192,14 @@ void ExportWindow::reject() {
         self->model_.exports().cancel();
         self->QDialog::reject();
     });
+}
+
+void ExportWindow::resizeEvent(QResizeEvent* event) {
+    QDialog::resizeEvent(event);
+    // A page that grows does so downwards, and may come to the screen's edge.
+    const QRect screen = this->screen()->availableGeometry();
+    const int below = frameGeometry().bottom() - screen.bottom();
+    if (isVisible() && below > 0) move(x(), std::max(screen.top(), y() - below));
 }
 
 void ExportWindow::keyPressEvent(QKeyEvent* event) {

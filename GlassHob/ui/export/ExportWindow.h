@@ -52,6 +52,7 @@ class ExportWindow : public QDialog {
 
   protected:
     void keyPressEvent(QKeyEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
 
   private:
     void follow();
