@@ -29,6 +29,7 @@ const Command& infoCommand();
 const Command& stillCommand();
 const Command& soundCommand();
 const Command& exportCommand();
+const Command& episodeCommand();
 const Command& joinCommand();
 const Command& devicesCommand();
 const Command& samplesCommand();

@@ -76,9 +76,8 @@ void exportInto(const ExportRequest& request, const ShaderInput& input, const Pr
     const std::vector<ExportSegment> segments = {ExportSegment(opened.program, input.settings.values, request.start,
                                                                request.duration, request.hasMark, isMovie(request))};
     if (isMovie(request) && request.frames) {
-        const auto part =
-            glasshob::MoviePart::of(*opened.program, input.source.text, input.settings.values, request.plan(),
-                                    request.hasMark, request.frames->first, request.frames->end);
+        const auto part = glasshob::MoviePart::of(segments, request.preset, *request.frames,
+                                                  [&](const glasshob::ShaderProgram&) { return input.source.text; });
         glasshob::VideoExporter::exportPart(segments, part, opened.device, path, tell, encoding, progress.stop());
     } else if (isMovie(request)) {
         glasshob::VideoExporter::exportMovie(segments, request.preset, opened.device, path, tell, encoding,
@@ -160,8 +159,9 @@ std::string formatHelp() {
 const Command& exportCommand() {
     static const std::string notes =
         formatHelp() +
-        "\nA GIF is 640x360 unless --size or --preset say otherwise, and has at most 50 frames a second. What is no\n"
-        "movie has no sound, and --codec, --bitrate, --encoder and --quality mean nothing for it; WebM has one codec.\n"
+        "\nA GIF is 640x360 unless --size or --preset say otherwise, and has at most 50 frames a second. Animations\n"
+        "and pictures have no sound, and --codec, --bitrate, --encoder and --quality mean nothing for it; WebM has one "
+        "codec.\n"
         "The result appears under its name when it is whole. Ctrl-C ends the export and leaves nothing; a second one\n"
         "does not wait for the frame at hand.\n"
         "--json prints one object a line: frame, frames, seconds, framesPerSecond, secondsLeft.\n"

@@ -113,6 +113,12 @@ std::expected<void, std::string> fitToFormat(const Arguments& arguments, ExportR
     return {};
 }
 
+} // namespace
+
+std::span<const Option> exportOptions() {
+    return options;
+}
+
 std::expected<void, std::string> readPicture(const Arguments& arguments, ExportPreset& preset) {
     if (const auto id = arguments.value("--preset")) {
         const ExportPreset* found = ExportPreset::find(*id);
@@ -161,10 +167,18 @@ std::expected<glasshob::FrameRange, std::string> readFrames(const std::string& t
     return glasshob::FrameRange{*first, *end};
 }
 
-} // namespace
-
-std::span<const Option> exportOptions() {
-    return options;
+std::expected<void, std::string> readEncoding(const Arguments& arguments, glasshob::VideoExporter::Encoding& encoding) {
+    if (const auto text = arguments.value("--encoder")) {
+        const auto encoder = readWord("--encoder", *text, {"auto", "software", "vaapi", "nvenc"});
+        if (!encoder) return mistake(encoder.error());
+        encoding.encoder = MovieEncoder(*encoder);
+    }
+    if (const auto text = arguments.value("--quality")) {
+        const auto quality = readWord("--quality", *text, {"fast", "balanced", "best"});
+        if (!quality) return mistake(quality.error());
+        encoding.quality = MovieQuality(*quality);
+    }
+    return {};
 }
 
 std::expected<ExportRequest, std::string> readExportRequest(const Arguments& arguments) {
@@ -194,16 +208,7 @@ std::expected<ExportRequest, std::string> readExportRequest(const Arguments& arg
         if (*duration == 0) return mistake("--duration 0 has nothing to show: give a number of seconds.");
         request.duration = *duration;
     }
-    if (const auto text = arguments.value("--encoder")) {
-        const auto encoder = readWord("--encoder", *text, {"auto", "software", "vaapi", "nvenc"});
-        if (!encoder) return mistake(encoder.error());
-        request.encoding.encoder = MovieEncoder(*encoder);
-    }
-    if (const auto text = arguments.value("--quality")) {
-        const auto quality = readWord("--quality", *text, {"fast", "balanced", "best"});
-        if (!quality) return mistake(quality.error());
-        request.encoding.quality = MovieQuality(*quality);
-    }
+    if (const auto encoding = readEncoding(arguments, request.encoding); !encoding) return mistake(encoding.error());
     if (const auto fitted = fitToFormat(arguments, request); !fitted) return mistake(fitted.error());
     if (const auto text = arguments.value("--frames")) {
         const auto frames = readFrames(*text, request.plan().frameCount());

@@ -36,6 +36,14 @@ struct ExportRequest {
 
 std::span<const Option> exportOptions();
 
+// What several commands read of an export's options. Each fails with a sentence that names the option.
+// --preset, --size, --fps, --bitrate and --codec.
+std::expected<void, std::string> readPicture(const Arguments& arguments, glasshob::ExportPreset& preset);
+// --encoder and --quality.
+std::expected<void, std::string> readEncoding(const Arguments& arguments, glasshob::VideoExporter::Encoding& encoding);
+// "0:300", of a whole of so many frames.
+std::expected<glasshob::FrameRange, std::string> readFrames(const std::string& text, std::int64_t count);
+
 // Fails with a sentence that names the option.
 std::expected<ExportRequest, std::string> readExportRequest(const Arguments& arguments);
 

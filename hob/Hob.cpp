@@ -12,10 +12,10 @@ namespace {
 
 using glasshob::Identity::applicationName;
 
-const std::array<const Command*, 8>& commands() {
-    static const std::array<const Command*, 8> all = {&checkCommand(),   &infoCommand(),   &stillCommand(),
-                                                      &soundCommand(),   &exportCommand(), &joinCommand(),
-                                                      &samplesCommand(), &devicesCommand()};
+const std::array<const Command*, 9>& commands() {
+    static const std::array<const Command*, 9> all = {&checkCommand(), &infoCommand(),    &stillCommand(),
+                                                      &soundCommand(), &exportCommand(),  &episodeCommand(),
+                                                      &joinCommand(),  &samplesCommand(), &devicesCommand()};
     return all;
 }
 
@@ -24,9 +24,9 @@ std::string padded(std::string_view text, std::size_t width) {
 }
 
 std::string generalHelp() {
-    std::string text =
-        "Usage: hob COMMAND [OPTIONS]\n\n" + std::string(applicationName) +
-        " without a window: checks shaders, draws them, renders their sound and makes movies of them.\n\nCommands:\n";
+    std::string text = "Usage: hob COMMAND [OPTIONS]\n\n" + std::string(applicationName) +
+                       " without a window: checks shaders, draws them, renders their sound, makes movies and tutorial "
+                       "episodes of them.\n\nCommands:\n";
     for (const Command* command : commands()) {
         text += "  " + padded(command->name, 10) + std::string(command->summary) + '\n';
     }
@@ -51,7 +51,7 @@ std::string commandHelp(const Command& command) {
 }
 
 std::string unknownCommand(const std::string& word) {
-    std::array<std::string_view, 8> names;
+    std::array<std::string_view, 9> names;
     std::ranges::transform(commands(), names.begin(), &Command::name);
     const bool isOption = word.starts_with('-');
     const std::string sentence = std::string("There is no ") + (isOption ? "option " : "command ") + word;

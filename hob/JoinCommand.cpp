@@ -7,6 +7,8 @@
 #include "hob/Output.h"
 #include "hob/Source.h"
 
+#include <map>
+
 namespace hob {
 
 namespace {
@@ -38,18 +40,24 @@ ExitStatus run(const Arguments& arguments, Console& console) {
     }
     for (const std::string& part : arguments.operands())
         if (!checkOutput(console, *output, part, "one of the parts")) return ExitStatus::failed;
+    if (joiner->whole().chapters && !checkPlace(console, chaptersPath(*output), arguments.has("--force")))
+        return ExitStatus::failed;
     auto file = openOutput(console, *output, arguments.has("--force"));
     if (!file) return ExitStatus::failed;
     bool allOpened = true;
     std::shared_ptr<gpu::Device> device;
+    std::map<std::string, std::shared_ptr<const glasshob::ShaderProgram>> programs; // by their texts
     const auto segments = joiner->whole().exportSegments([&](const std::string& text) {
-        Program program;
-        if (!allOpened || !joiner->whole().hasSound()) return program.program;
+        if (!allOpened || !joiner->whole().hasSound()) return std::shared_ptr<const glasshob::ShaderProgram>();
+        auto& program = programs[text];
+        if (program != nullptr) return program;
         auto opened = openProgram(console, {"The shader in the parts", text});
         allOpened = opened.has_value();
-        if (opened) program = std::move(*opened);
-        device = program.device;
-        return program.program;
+        if (opened) {
+            device = opened->device;
+            program = std::move(opened->program);
+        }
+        return program;
     });
     if (!allOpened) return ExitStatus::failed;
     ExportProgress progress(console, arguments.has("--json"));
@@ -61,6 +69,9 @@ ExitStatus run(const Arguments& arguments, Console& console) {
         console.problem(joined.error());
         return ExitStatus::failed;
     }
+    if (const auto& chapters = joiner->whole().chapters;
+        chapters && !writeOutput(console, chaptersPath(*output), chapters->json(), arguments.has("--force")))
+        return ExitStatus::failed;
     return finishOutput(console, *file, *output, arguments.has("--force"));
 }
 

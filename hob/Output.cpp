@@ -71,6 +71,10 @@ std::optional<glasshob::PartialFile> openOutput(Console& console, const std::str
     return std::move(*file);
 }
 
+std::string chaptersPath(const std::string& movie) {
+    return movie.substr(0, movie.rfind('.')) + ".chapters.json";
+}
+
 ExitStatus finishOutput(Console& console, glasshob::PartialFile& file, const std::string& output, bool replaces) {
     using Existing = glasshob::PartialFile::Existing;
     const auto target = glasshob::AtomicFile::target(output);

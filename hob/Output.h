@@ -28,7 +28,10 @@ bool writeOutput(Console& console, const std::string& output, std::string_view b
 // there is only replaced when that is asked for.
 std::optional<glasshob::PartialFile> openOutput(Console& console, const std::string& output, bool replaces);
 
-// The last step: the file appears under its name, or, where another program has made such a file meanwhile and it is
+// Where the chapters of a movie go: beside it, under its name.
+std::string chaptersPath(const std::string& movie);
+
+// The last step: the file appears under its name, or, where another program has made such a file in between and it is
 // not to be replaced, under one beside it. Tells so, and why when it fails.
 ExitStatus finishOutput(Console& console, glasshob::PartialFile& file, const std::string& output, bool replaces);
 

@@ -22,7 +22,7 @@ namespace glasshob::handbook {
 namespace {
 
 constexpr const char* files[] = {"README.md",     "first-shader.md", "values.md", "kinds.md",  "sound.md",
-                                 "directives.md", "language.md",     "window.md", "export.md", "functions.md"};
+                                 "directives.md", "language.md",     "window.md", "export.md", "episodes.md", "functions.md"};
 
 bool isFence(QStringView line) {
     return line.startsWith(QLatin1String("```"));

@@ -10,7 +10,6 @@ OverlayReel::OverlayReel(OverlaySequence sequence)
 OverlayReel::~OverlayReel() = default;
 
 std::int64_t OverlayReel::missing() const {
-    if (current_ < 0) return -1;
     const std::int64_t end = std::min(current_ + 1 + mostAhead, sequence_.count());
     for (std::int64_t index = current_ + 1; index < end; ++index) {
         if (!ready_.contains(index)) return index;

@@ -19,6 +19,7 @@ class OverlayReel {
     // Images that are there before their time: a whole change of pages and the page behind it.
     static constexpr std::int64_t mostAhead = 6;
 
+    // Begins to paint the first ones.
     explicit OverlayReel(OverlaySequence sequence);
     ~OverlayReel();
 

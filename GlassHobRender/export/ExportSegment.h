@@ -1,20 +1,16 @@
 #pragma once
 
 // What a movie is made of: segments, each one shader over a stretch of its own time, and the frames that they come to.
-// Values; the programs and textures in them are shared and never changed. Any thread.
+// Values; the programs in them are shared and never changed. Any thread.
 
 #include "GPU/Types.h"
 #include "GlassHobCore/shader/Params.h"
+#include "GlassHobRender/episode/OverlaySequence.h"
 
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <optional>
 #include <vector>
-
-namespace gpu {
-class Texture;
-} // namespace gpu
 
 namespace glasshob {
 
@@ -28,10 +24,9 @@ struct FrameLayout {
     Rectangle picture;
     // The frame outside of it.
     gpu::ClearColor background;
-    // Premultiplied images of the whole frame's size; at least one.
-    std::vector<std::shared_ptr<gpu::Texture>> overlays;
-    // Which one lies over the frame, by the seconds since the segment's start; brought into the list's range.
-    std::function<std::int64_t(double)> overlayIndex;
+    // Premultiplied images of the whole frame's size, by the seconds since the segment's start; at least one. Painted
+    // when their time comes near, and released after it.
+    OverlaySequence overlays;
 };
 
 struct ExportSegment {

@@ -19,7 +19,8 @@ std::expected<std::unique_ptr<FrameSink>, std::string> makeSink(const SinkReques
         return std::make_unique<MovieSink>(
             request.path, MovieSettings{.container = containerOf(request.format),
                                         .video = VideoExporter::videoSettings(preset, request.encoding),
-                                        .hasSound = request.hasSound});
+                                        .hasSound = request.hasSound,
+                                        .chapters = request.encoding.chapters});
     if (request.format == ExportFormat::pngs) {
         auto names = FrameNames::parse(request.path);
         if (!names) return std::unexpected(names.error());

@@ -7,10 +7,14 @@
 #include "GlassHobRender/export/ExportSegment.h"
 #include "GlassHobRender/formats/ExportError.h"
 
+#include <QRect>
+
 #include <expected>
 #include <functional>
+#include <map>
 #include <memory>
 #include <stop_token>
+#include <utility>
 
 namespace gpu {
 class CommandQueue;
@@ -21,6 +25,7 @@ class Texture;
 namespace glasshob {
 
 class OverlayQuad;
+class OverlayReel;
 class ShaderRun;
 class Watermark;
 
@@ -37,7 +42,8 @@ class FrameDrawer {
     FrameDrawer(const FrameDrawer&) = delete;
     FrameDrawer& operator=(const FrameDrawer&) = delete;
 
-    // `texture` is of the preset's size and bgra8Unorm; the frame is complete when this returns. Frames of a particle
+    // `texture` is of the preset's size and bgra8Unorm; the frame is complete when this returns. A texture that comes
+    // again holds the frame that was drawn into it last. Frames of a particle
     // shader are drawn in rising order; the first one may be any and looks as if all before had been drawn.
     std::expected<void, ExportError> draw(std::int64_t frame, const std::shared_ptr<gpu::Texture>& texture);
 
@@ -48,7 +54,28 @@ class FrameDrawer {
     std::stop_token stop_;
     CatchUp catchUp_;
     std::shared_ptr<gpu::CommandQueue> queue_;
+    // What lies over the frames of a segment with a layout.
+    struct Overlays {
+        const ExportSegment* of = nullptr;
+        std::unique_ptr<OverlayReel> reel;
+        // The one in `image`, which is null where nothing lies over the frame.
+        std::int64_t index = -1;
+        std::shared_ptr<gpu::Texture> image;
+        // Where it is not transparent: of the whole frame, and of the shader's picture.
+        QRect bounds;
+        QRect overPicture;
+    };
+    std::expected<void, ExportError> showOverlay(std::int64_t frame);
+    void prepareNextOverlays(std::int64_t frame);
+    bool reachesMark(const FrameLayout::Rectangle& picture) const;
+
     std::unique_ptr<OverlayQuad> overlay_;
+    Overlays shown_;
+    // The next segment's, whose first images are painted before its time.
+    Overlays next_;
+    // By texture: the overlay, and the segment, of the frame that was drawn into it last. What lies outside of the
+    // shader's picture need not be drawn again.
+    std::map<const gpu::Texture*, std::pair<const ExportSegment*, std::int64_t>> drawn_;
     std::unique_ptr<Watermark> mark_;
     std::unique_ptr<ShaderRun> run_;
     const ExportSegment* runOf_ = nullptr;

@@ -1,5 +1,6 @@
 #include "GlassHobRender/export/MovieJoiner.h"
 
+#include "GlassHobRender/export/EpisodeVideo.h"
 #include "GlassHobRender/export/ExportSound.h"
 #include "GlassHobRender/export/ExportThreads.h"
 #include "GlassHobRender/formats/FileChecksum.h"
@@ -166,9 +167,11 @@ std::expected<void, std::string> MovieJoiner::join(const std::string& path, Movi
     } catch (const ExportError& error) {
         return mistake(error.description);
     }
-    MovieSink sink(path, {.container = container,
-                          .video = EncodedVideo{(*input)->streams[0]->codecpar, fps},
-                          .hasSound = sound.has_value()});
+    MovieSink sink(path,
+                   {.container = container,
+                    .video = EncodedVideo{(*input)->streams[0]->codecpar, fps},
+                    .hasSound = sound.has_value(),
+                    .chapters = whole().chapters ? movieChapters(*whole().chapters) : std::vector<MovieChapter>()});
     if (const auto started = sink.start(); !started) return mistake(started.error().description);
     std::int64_t delay = 0;
     for (const Part& part : parts_)

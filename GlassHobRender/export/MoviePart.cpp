@@ -16,67 +16,139 @@ namespace glasshob {
 
 namespace {
 
-constexpr int version = 2;
+constexpr int version = 3;
 constexpr std::int64_t longestSide = 16384;
 
-QJsonObject objectOf(const MoviePart::Segment& segment) {
-    QJsonObject values;
-    for (const auto& [name, value] : segment.values)
-        if (std::isfinite(value)) values.insert(asQString(name), double(value)); // else its default, which is no number
-    return {{"start", segment.start},  {"duration", segment.duration},
-            {"mark", segment.hasMark}, {"sound", segment.hasSound},
-            {"values", values},        {"shader", asQString(segment.shader)}};
+// The texts of shaders, each once.
+class Texts {
+  public:
+    int place(const std::string& text) {
+        const auto found = std::ranges::find(texts_, text);
+        if (found != texts_.end()) return int(found - texts_.begin());
+        texts_.push_back(text);
+        return int(texts_.size()) - 1;
+    }
+    QJsonArray array() const {
+        QJsonArray made;
+        for (const std::string& text : texts_)
+            made.append(asQString(text));
+        return made;
+    }
+
+  private:
+    std::vector<std::string> texts_;
+};
+
+QJsonObject objectOf(const SliderValues& values) {
+    QJsonObject made;
+    for (const auto& [name, value] : values)
+        if (std::isfinite(value)) made.insert(asQString(name), double(value)); // else its default, which is no number
+    return made;
 }
 
-std::optional<MoviePart::Segment> segmentOf(const QJsonObject& object) {
+SliderValues valuesOf(const QJsonObject& object) {
+    SliderValues values;
+    for (auto each = object.begin(); each != object.end(); ++each)
+        values[each.key().toStdString()] = float(each.value().toDouble());
+    return values;
+}
+
+QJsonObject objectOf(const MoviePart::Segment& segment, Texts& texts) {
+    QJsonObject made{
+        {"start", segment.start},    {"duration", segment.duration},       {"mark", segment.hasMark},
+        {"sound", segment.hasSound}, {"values", objectOf(segment.values)}, {"shader", texts.place(segment.shader)}};
+    if (segment.heard)
+        made.insert("heard", QJsonObject{{"start", segment.heard->start},
+                                         {"values", objectOf(segment.heard->values)},
+                                         {"shader", texts.place(segment.heard->shader)}});
+    return made;
+}
+
+bool isStart(double seconds) {
+    return seconds >= 0 && seconds <= ExportLimits::latestStart;
+}
+
+bool isDuration(double seconds) {
+    return seconds >= 0 && seconds <= ExportLimits::longestDuration;
+}
+
+std::optional<std::string> textOf(const QJsonObject& object, const QJsonArray& texts) {
+    const qint64 place = object.value("shader").toInteger(-1);
+    if (place < 0 || place >= texts.size()) return {};
+    return texts[place].toString().toStdString();
+}
+
+std::optional<MoviePart::Segment> segmentOf(const QJsonObject& object, const QJsonArray& texts) {
     MoviePart::Segment segment;
     segment.start = object.value("start").toDouble(-1);
     segment.duration = object.value("duration").toDouble(-1);
-    if (!(segment.start >= 0 && segment.start <= ExportLimits::latestStart) ||
-        !(segment.duration >= 0 && segment.duration <= ExportLimits::longestDuration))
-        return {};
+    auto text = textOf(object, texts);
+    if (!isStart(segment.start) || !isDuration(segment.duration) || !text) return {};
     segment.hasMark = object.value("mark").toBool();
     segment.hasSound = object.value("sound").toBool();
-    const QJsonObject values = object.value("values").toObject();
-    for (auto each = values.begin(); each != values.end(); ++each)
-        segment.values[each.key().toStdString()] = float(each.value().toDouble());
-    segment.shader = object.value("shader").toString().toStdString();
+    segment.values = valuesOf(object.value("values").toObject());
+    segment.shader = std::move(*text);
+    if (object.contains("heard")) {
+        const QJsonObject heard = object.value("heard").toObject();
+        auto heardText = textOf(heard, texts);
+        const double start = heard.value("start").toDouble(-1);
+        if (!isStart(start) || !heardText) return {};
+        segment.heard = {start, valuesOf(heard.value("values").toObject()), std::move(*heardText)};
+    }
     return segment;
 }
 
 // Members come out sorted by their names, so that equal wholes give equal bytes.
 QJsonObject wholeObject(const MoviePart& part) {
+    Texts texts;
     QJsonArray segments;
     for (const MoviePart::Segment& segment : part.segments)
-        segments.append(objectOf(segment));
-    return {{"version", version},
-            {"frames", qint64(part.frameCount())},
-            {"width", qint64(part.preset.width)},
-            {"height", qint64(part.preset.height)},
-            {"fps", qint64(part.preset.fps)},
-            {"bitrate", qint64(part.preset.bitrate)},
-            {"codec", asQString(rawValue(part.preset.codec))},
-            {"segments", segments}};
+        segments.append(objectOf(segment, texts));
+    QJsonObject object{{"version", version},
+                       {"frames", qint64(part.frameCount())},
+                       {"width", qint64(part.preset.width)},
+                       {"height", qint64(part.preset.height)},
+                       {"fps", qint64(part.preset.fps)},
+                       {"bitrate", qint64(part.preset.bitrate)},
+                       {"codec", asQString(rawValue(part.preset.codec))},
+                       {"look", asQString(part.look)},
+                       {"shaders", texts.array()},
+                       {"segments", segments}};
+    if (part.chapters) object.insert("chapters", asQString(part.chapters->json()));
+    return object;
+}
+
+// All of a program's sliders.
+SliderValues allValues(const ShaderProgram& program, const SliderValues& values) {
+    SliderValues all;
+    const std::vector<float> floats = program.parameterFloats(values);
+    for (std::size_t i = 0; i < program.params().size(); ++i)
+        all[program.params()[i].name] = floats[i];
+    return all;
 }
 
 } // namespace
 
-MoviePart MoviePart::of(const ShaderProgram& program, std::string text, const SliderValues& values,
-                        const ExportPlan& plan, bool hasMark, std::int64_t first, std::int64_t end) {
-    Segment segment{.start = plan.start,
-                    .duration = plan.duration,
-                    .hasMark = hasMark,
-                    .hasSound = program.soundPipeline() != nullptr,
-                    .values = {},
-                    .shader = std::move(text)};
-    const std::vector<float> floats = program.parameterFloats(values);
-    for (std::size_t i = 0; i < program.params().size(); ++i)
-        segment.values[program.params()[i].name] = floats[i];
+MoviePart MoviePart::of(const std::vector<ExportSegment>& segments, const ExportPreset& preset, FrameRange frames,
+                        const std::function<std::string(const ShaderProgram& program)>& text) {
     MoviePart part;
-    part.preset = plan.preset;
-    part.segments.push_back(std::move(segment));
-    part.first = first;
-    part.end = end;
+    part.preset = preset;
+    part.first = frames.first;
+    part.end = frames.end;
+    for (const ExportSegment& segment : segments) {
+        Segment made{.start = segment.start,
+                     .duration = segment.duration,
+                     .hasMark = segment.watermark,
+                     .hasSound = segment.sound && segment.heard()->soundPipeline() != nullptr,
+                     .values = allValues(*segment.program, segment.values),
+                     .shader = text(*segment.program),
+                     .heard = {}};
+        if (segment.soundProgram || segment.soundValues || segment.soundStart)
+            made.heard = {segment.soundStart.value_or(segment.start),
+                          allValues(*segment.heard(), segment.soundValues.value_or(segment.values)),
+                          text(*segment.heard())};
+        part.segments.push_back(std::move(made));
+    }
     return part;
 }
 
@@ -94,9 +166,15 @@ bool MoviePart::hasSound() const {
 std::vector<ExportSegment> MoviePart::exportSegments(
     const std::function<std::shared_ptr<const ShaderProgram>(const std::string& text)>& program) const {
     std::vector<ExportSegment> made;
-    for (const Segment& segment : segments)
-        made.emplace_back(program(segment.shader), segment.values, segment.start, segment.duration, segment.hasMark,
-                          segment.hasSound);
+    made.reserve(segments.size());
+    for (const Segment& segment : segments) {
+        ExportSegment& one = made.emplace_back(program(segment.shader), segment.values, segment.start, segment.duration,
+                                               segment.hasMark, segment.hasSound);
+        if (!segment.heard) continue;
+        one.soundProgram = program(segment.heard->shader);
+        one.soundValues = segment.heard->values;
+        one.soundStart = segment.heard->start;
+    }
     return made;
 }
 
@@ -124,8 +202,12 @@ std::optional<MoviePart> MoviePart::fromText(std::string_view text) {
         if (side < 1 || side > longestSide) return {};
     if (part.preset.fps < 1 || ShaderAssembler::soundSampleRate % part.preset.fps != 0 || part.preset.bitrate < 1)
         return {};
+    part.look = object.value("look").toString().toStdString();
+    if (const auto chapters = VideoChapters::fromJson(object.value("chapters").toString().toStdString()))
+        part.chapters = *chapters;
+    const QJsonArray texts = object.value("shaders").toArray();
     for (const auto& each : object.value("segments").toArray()) {
-        auto segment = segmentOf(each.toObject());
+        auto segment = segmentOf(each.toObject(), texts);
         if (!segment) return {};
         part.segments.push_back(std::move(*segment));
     }
@@ -150,6 +232,9 @@ std::string MoviePart::differenceFrom(const MoviePart& other) const {
     if (differs(&Segment::start)) return "the start";
     if (differs(&Segment::duration)) return "the duration";
     if (differs(&Segment::hasMark)) return "the Hob mark";
+    if (differs(&Segment::heard)) return "the sound";
+    if (look != other.look) return "the pages";
+    if (chapters != other.chapters) return "the chapters";
     return {};
 }
 

@@ -33,8 +33,10 @@ void exportMovie(const std::vector<ExportSegment>& segments, const ExportPreset&
                  const Encoding& encoding, const std::stop_token& stop, const Preview& preview) {
     checkRate(segments, preset);
     const bool hasSound = ExportTimeline(segments, preset.fps).hasSound();
-    MovieSink sink(path,
-                   {.container = encoding.container, .video = videoSettings(preset, encoding), .hasSound = hasSound});
+    MovieSink sink(path, {.container = encoding.container,
+                          .video = videoSettings(preset, encoding),
+                          .hasSound = hasSound,
+                          .chapters = encoding.chapters});
     write(segments,
           {.preset = preset,
            .device = device,

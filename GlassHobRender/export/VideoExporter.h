@@ -30,11 +30,13 @@ namespace VideoExporter {
 using Progress = FrameExport::Progress;
 using Preview = FrameExport::Preview;
 
-// How the pictures are encoded, where it is not the preset's business, and who hears of a run up to the first frame.
+// How the pictures are encoded, where the preset does not say it, what else is in the file, and what is called during a
+// run up to the first frame.
 struct Encoding {
     MovieEncoder encoder = MovieEncoder::automatic;
     MovieQuality quality = MovieQuality::balanced;
     MovieContainer container = MovieContainer::mp4;
+    std::vector<MovieChapter> chapters = {};
     FrameDrawer::CatchUp catchUp = {};
 };
 

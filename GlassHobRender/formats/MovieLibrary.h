@@ -22,7 +22,7 @@ extern "C" {
     each(av_dict_free) each(av_dict_get) each(av_dict_set) each(av_frame_alloc) each(av_frame_free)               \
     each(av_frame_get_buffer) each(av_frame_is_writable) each(av_hwdevice_ctx_create) each(av_hwframe_ctx_alloc)  \
     each(av_hwframe_ctx_init) each(av_hwframe_get_buffer) each(av_hwframe_transfer_data)                          \
-    each(av_interleaved_write_frame) each(av_log_set_level) each(av_opt_set) each(av_packet_alloc)                \
+    each(av_interleaved_write_frame) each(av_log_set_level) each(av_mallocz) each(av_opt_set) each(av_packet_alloc)                \
     each(av_packet_free) each(av_packet_rescale_ts) each(av_read_frame) each(av_sample_fmt_is_planar) each(av_strerror) each(av_write_trailer)  \
     each(avcodec_alloc_context3) each(avcodec_find_encoder) each(avcodec_find_encoder_by_name)                    \
     each(avcodec_free_context) each(avcodec_open2) each(avcodec_parameters_copy)                                  \

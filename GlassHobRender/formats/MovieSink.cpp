@@ -40,6 +40,8 @@ std::expected<void, ExportError> MovieSink::start() {
         writer_->describe(settings_.descriptionKey, settings_.description);
         writer_->describe(FileChecksum::metadataKey, FileChecksum::placeholder());
     }
+    if (!writer_->addChapters(settings_.chapters))
+        return std::unexpected(ExportError::setup("there is no memory for the chapters"));
     if (!writer_->startWriting()) return std::unexpected(writerError("startWriting"));
     return {};
 }

@@ -10,6 +10,7 @@
 #include <memory>
 #include <string>
 #include <variant>
+#include <vector>
 
 namespace glasshob {
 
@@ -18,6 +19,7 @@ struct MovieSettings {
     std::variant<VideoSettings, EncodedVideo> video;
     // Whether there is a sound track.
     bool hasSound = false;
+    std::vector<MovieChapter> chapters = {};
     // An entry of the file's metadata; none where the key is empty. Such a file gets a checksum (FileChecksum.h).
     std::string descriptionKey = {};
     std::string description = {};

@@ -418,6 +418,25 @@ void MovieWriter::describe(const std::string& key, const std::string& text) {
     av_dict_set(&impl_->format->metadata, key.c_str(), text.c_str(), 0);
 }
 
+bool MovieWriter::addChapters(std::span<const MovieChapter> chapters) {
+    AVFormatContext& format = *impl_->format;
+    constexpr int rate = AudioSettings::sampleRate; // of which frames are whole numbers
+    if (chapters.empty()) return true;
+    format.chapters = static_cast<AVChapter**>(av_mallocz(chapters.size() * sizeof(AVChapter*)));
+    if (format.chapters == nullptr) return false;
+    for (const MovieChapter& chapter : chapters) {
+        auto* made = static_cast<AVChapter*>(av_mallocz(sizeof(AVChapter)));
+        if (made == nullptr) return false;
+        made->id = std::int64_t(format.nb_chapters) + 1;
+        made->time_base = {1, rate};
+        made->start = std::llround(chapter.start * rate);
+        made->end = std::llround(chapter.end * rate);
+        av_dict_set(&made->metadata, "title", chapter.title.c_str(), 0);
+        format.chapters[format.nb_chapters++] = made;
+    }
+    return true;
+}
+
 bool MovieWriter::startWriting() {
     AVDictionary* options = nullptr;
     // Opus begins a little before 0, which the container has a field for; the pictures stay at 0.

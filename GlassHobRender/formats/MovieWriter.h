@@ -50,6 +50,16 @@ struct AudioSettings {
     static constexpr std::int64_t sampleRate = ShaderAssembler::soundSampleRate;
 };
 
+// A place of the movie that players list.
+struct MovieChapter {
+    // Seconds from the movie's start.
+    double start = 0;
+    double end = 0;
+    std::string title;
+
+    bool operator==(const MovieChapter&) const = default;
+};
+
 // A picture in memory, until `release` is called, which may happen on another thread.
 struct MovieFrame {
     const std::byte* pixels = nullptr;
@@ -100,6 +110,8 @@ class MovieWriter {
     MovieInput* addAudio(const AudioSettings& settings);
     // An entry of the file's metadata under a key of its own. Before startWriting().
     void describe(const std::string& key, const std::string& text);
+    // In the order of time. Before startWriting(). False when there was no memory.
+    bool addChapters(std::span<const MovieChapter> chapters);
     bool startWriting();
 
     // False when the writing has failed or ended. The pixels are read on a thread of the writer.

@@ -23,6 +23,9 @@ QImage overlayImage(int width, int height);
 // The image as a new texture, premultiplied and texel for pixel. Null when the device has no room for it or is lost.
 std::shared_ptr<gpu::Texture> textureOf(const QImage& image, gpu::Device& device);
 
+// The smallest box with everything of a premultiplied image that is not quite transparent; empty when all is.
+QRect paintedBounds(const QImage& image);
+
 // A filled box with round corners and an edge that lies inside `box`.
 struct PanelLook {
     QColor fill;

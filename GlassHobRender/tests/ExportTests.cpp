@@ -1,7 +1,10 @@
 // Whole movies: written by the exporter, taken apart by the demuxer, and compared with what was asked for.
 #include "GPU/Texture.h"
 #include "GlassHobRender/formats/FrameConverter.h"
+#include "GlassHobRender/paint/PaintedImage.h"
 #include "GlassHobRender/tests/ExportFixture.h"
+
+#include <QPainter>
 
 #include <algorithm>
 #include <array>
@@ -111,29 +114,31 @@ TEST_F(ExportTest, WhoLooksOnSeesTheFirstFrameAndTheLast) {
 }
 
 TEST_F(ExportTest, LayoutsAndTheMarkLieWhereTheyBelong) {
-    const auto image = on->makeTexture(
-        {.width = 160, .height = 120, .storage = gpu::StorageMode::shared, .usage = {.shaderRead = true}});
-    ASSERT_TRUE(image);
-    // Green in its right half, clear in its left.
-    std::vector<std::uint8_t> texels(std::size_t(160) * 120 * 4);
-    for (std::size_t i = 0; i < texels.size(); i += 4)
-        if (i / 4 % 160 >= 80) {
-            texels[i + 1] = 255;
-            texels[i + 3] = 255;
-        }
-    ASSERT_TRUE((*image)->replace({0, 0, 160, 120}, texels.data(), 160 * 4));
-    FrameLayout layout{{20, 10, 40, 30}, {0, 0, 1, 1}, {*image, *image}, [](double) { return std::int64_t(99); }};
+    // In the right half; nothing lies over the left one, or over anything from the second frame on.
+    OverlaySequence overlays;
+    overlays.add(0, [] {
+        QImage image = overlayImage(160, 120);
+        QPainter(&image).fillRect(80, 0, 80, 120, Qt::green);
+        return image;
+    });
+    overlays.add(1.0 / 30, {});
+    FrameLayout layout{{20, 10, 40, 30}, {0, 0, 1, 1}, overlays};
     const auto whole = program(picture("float4(u.resolution / 255.0, 0.0, 1.0)"), on);
     ExportSegment laidOut(whole, {}, 0, 0.1, false, false, layout);
     ASSERT_EQ(failureOf({laidOut}, preset(30, VideoCodec::h264, 160, 120)), "");
     ReadMovie movie = readMovie(path);
     EXPECT_FALSE(movie.hasSound);
     ASSERT_EQ(movie.pictures.size(), 3U);
-    const auto& frame = movie.pictures.back();
+    const auto& frame = movie.pictures.front();
     EXPECT_NEAR(frame.at(40, 24).red, 40, 3); // the picture's own size
     EXPECT_NEAR(frame.at(40, 24).green, 30, 3);
     EXPECT_NEAR(frame.at(10, 60).blue, 255, 3);
     EXPECT_NEAR(frame.at(120, 60).green, 255, 3);
+    EXPECT_NEAR(movie.pictures.back().at(120, 60).green, 0, 3);
+    overlays.add(1.5 / 30, [] { return QImage(); });
+    laidOut.layout->overlays = overlays;
+    EXPECT_EQ(failureOf({laidOut}, preset(30, VideoCodec::h264, 160, 120)),
+              "Export could not start: could not draw the walkthrough overlay");
 
     ExportSegment marked(program(picture("float4(0.5, 0.5, 0.5, 1.0)"), on), {}, 0, 0, true, false);
     ASSERT_EQ(failureOf({marked}, preset(30, VideoCodec::h264, 640, 360)), "");

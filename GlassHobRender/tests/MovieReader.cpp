@@ -71,8 +71,19 @@ ReadMovie readMovie(const std::string& path) {
         return movie;
     }
     std::vector<AVCodecContext*> decoders;
+    for (unsigned i = 0; i < format->nb_chapters; ++i) {
+        const AVChapter& chapter = *format->chapters[i];
+        const AVDictionaryEntry* title = av_dict_get(chapter.metadata, "title", nullptr, 0);
+        movie.chapters.push_back({double(chapter.start) * av_q2d(chapter.time_base),
+                                  double(chapter.end) * av_q2d(chapter.time_base),
+                                  title != nullptr ? title->value : ""});
+    }
     for (unsigned i = 0; i < format->nb_streams; ++i) {
         const AVCodecParameters& parameters = *format->streams[i]->codecpar;
+        if (parameters.codec_type == AVMEDIA_TYPE_DATA) { // the track of the chapters' titles
+            decoders.push_back(nullptr);
+            continue;
+        }
         const AVCodec* codec = avcodec_find_decoder(parameters.codec_id);
         AVCodecContext* context = avcodec_alloc_context3(codec);
         avcodec_parameters_to_context(context, &parameters);
@@ -102,11 +113,16 @@ ReadMovie readMovie(const std::string& path) {
     };
     while (movie.error.empty() && av_read_frame(format, packet) >= 0) {
         const auto index = unsigned(packet->stream_index);
+        if (decoders[index] == nullptr) {
+            av_packet_unref(packet);
+            continue;
+        }
         if (avcodec_send_packet(decoders[index], packet) < 0) movie.error = "a packet cannot be decoded";
         av_packet_unref(packet);
         drain(index);
     }
     for (unsigned i = 0; i < decoders.size(); ++i) {
+        if (decoders[i] == nullptr) continue;
         avcodec_send_packet(decoders[i], nullptr);
         drain(i);
         avcodec_free_context(&decoders[i]);

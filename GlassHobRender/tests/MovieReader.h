@@ -1,6 +1,8 @@
 // Takes a movie file apart with the libraries' own demuxer and decoders, for tests of what was written.
 #pragma once
 
+#include "GlassHobRender/formats/MovieWriter.h"
+
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -31,6 +33,7 @@ struct ReadMovie {
     double soundStart = 0;                     // of the first sample that is played
     double videoSeconds = 0, soundSeconds = 0; // as the tracks tell them
     std::vector<float> left, right;
+    std::vector<MovieChapter> chapters;
     std::string error; // why it could not be read
 };
 

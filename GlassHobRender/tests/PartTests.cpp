@@ -1,11 +1,17 @@
 // Parts of a movie: each frame as the whole's, and the whole made of parts again.
 #include "GPU/Texture.h"
+#include "GlassHobRender/export/EpisodeVideo.h"
 #include "GlassHobRender/export/FrameDrawer.h"
 #include "GlassHobRender/export/MovieJoiner.h"
+#include "GlassHobRender/paint/PaintedImage.h"
 #include "GlassHobRender/tests/ExportFixture.h"
+
+#include <QPainter>
 
 #include <cstring>
 #include <fstream>
+#include <optional>
+#include <tuple>
 
 namespace glasshob {
 namespace {
@@ -21,7 +27,8 @@ class PartTest : public ExportTest {
                      std::int64_t end, const SliderValues& values = {}, const VideoExporter::Encoding& encoding = {}) {
         const auto made = program(text, on);
         try {
-            const MoviePart told = MoviePart::of(*made, text, values, plan, false, first, end);
+            const MoviePart told = MoviePart::of({ExportSegment(made, values, plan.start, plan.duration, false, true)},
+                                                 plan.preset, {first, end}, [&](const auto&) { return text; });
             VideoExporter::exportPart(
                 told.exportSegments([&](const auto&) { return made; }), told, on, name(file),
                 [](auto, auto) { return true; }, encoding);
@@ -86,24 +93,43 @@ TEST_F(PartTest, AFrameDrawnAloneIsThatOfTheWhole) {
         (*target)->getBytes(texels.data(), 80 * 4, {0, 0, 80, 60});
         return texels;
     };
-    for (const std::string& source : {swarm, mesh, counting}) {
+    // One image that lies partly over the picture, nothing, and another one.
+    OverlaySequence overlays;
+    const auto paint = [](const QRect& box, const QColor& colour) {
+        return [=] {
+            QImage image = overlayImage(80, 60);
+            QPainter(&image).fillRect(box, colour);
+            return image;
+        };
+    };
+    overlays.add(0, paint({10, 10, 30, 20}, QColor(255, 0, 0, 128)));
+    overlays.add(0.5, {});
+    overlays.add(1, paint({0, 40, 80, 5}, Qt::green));
+    const FrameLayout apart{{20, 5, 40, 30}, {0, 0, 0.5, 1}, overlays}, whole{{0, 0, 80, 60}, {0, 0, 0, 1}, overlays};
+    for (const auto& [source, first, second] :
+         {std::tuple(swarm, std::optional<FrameLayout>(), std::optional<FrameLayout>()),
+          {mesh, {}, {}},
+          {counting, {}, {}},
+          {counting, apart, whole},
+          {swarm, apart, {}},
+          {mesh, {}, apart}}) {
         // Two stretches: frame 40 and those behind it lie in the second, with a clock and particles of its own.
         const auto made = program(source, on);
-        const std::vector<ExportSegment> segments = {{made, {}, 0.4, 40.0 / 24, true, false},
-                                                     {made, {}, 1.1, 40.0 / 24, true, false}};
+        const std::vector<ExportSegment> segments = {{made, {}, 0.4, 40.0 / 24, true, false, first},
+                                                     {made, {}, 1.1, 40.0 / 24, true, false, second}};
         const ExportTimeline timeline(segments, 24);
-        std::vector<std::vector<std::uint8_t>> whole;
+        std::vector<std::vector<std::uint8_t>> frames;
         FrameDrawer all(timeline, as, on);
         for (std::int64_t i = 0; i < timeline.frameCount(); ++i) {
             ASSERT_TRUE(all.draw(i, *target)) << i;
-            whole.push_back(bytes());
+            frames.push_back(bytes());
         }
-        EXPECT_TRUE(whole[10] != whole[11]);
-        for (const std::int64_t first : {1, 17, 39, 40, 63}) {
+        EXPECT_TRUE(frames[10] != frames[11]);
+        for (const std::int64_t from : {1, 17, 39, 40, 63}) {
             FrameDrawer some(timeline, as, on);
-            for (std::int64_t i = first; i < first + 3; ++i) {
+            for (std::int64_t i = from; i < from + 3; ++i) {
                 ASSERT_TRUE(some.draw(i, *target));
-                EXPECT_TRUE(bytes() == whole[std::size_t(i)]) << "frame " << i << " drawn from " << first;
+                EXPECT_TRUE(bytes() == frames[std::size_t(i)]) << "frame " << i << " drawn from " << from;
             }
         }
     }
@@ -231,8 +257,14 @@ TEST(MoviePart, ComesBackFromItsText) {
                       .duration = 1.0 / 3,
                       .hasMark = true,
                       .values = {{"größe", 0.1F}, {"b", -3.0e-9F}},
-                      .shader = "// \"quoted\" \\ ünïcode \t\n"},
-                     {.start = 2, .duration = 0.5, .hasSound = true, .values = {}, .shader = "another"}};
+                      .shader = "// \"quoted\" \\ ünïcode \t\n",
+                      .heard = {}},
+                     {.start = 2,
+                      .duration = 0.5,
+                      .hasSound = true,
+                      .values = {},
+                      .shader = "another",
+                      .heard = MoviePart::Heard{1.5, {{"b", 2}}, "heard"}}};
     part.first = 3;
     part.end = 16;
     const auto again = MoviePart::fromText(part.toText());
@@ -251,10 +283,51 @@ TEST(MoviePart, ComesBackFromItsText) {
     };
     EXPECT_FALSE(changed("\"end\":16", "\"end\":41"));        // beyond the whole
     EXPECT_FALSE(changed("\"first\":3", "\"first\":16"));     // nothing in it
+    EXPECT_FALSE(changed("\"shader\":1", "\"shader\":9"));    // no such text
     EXPECT_FALSE(changed("\"fps\":48", "\"fps\":0"));         // no rate
     EXPECT_FALSE(changed("\"mark\":true", "\"mark\":false")); // not the whole it says it is of
-    EXPECT_FALSE(changed("\"version\":2", "\"version\":1"));
+    EXPECT_FALSE(changed("\"version\":3", "\"version\":2"));
     EXPECT_FALSE(MoviePart::fromText("[]"));
+}
+
+// A stage of an episode is drawn while another shader is heard, and its pages lie over it.
+TEST_F(PartTest, PartsOfAnEpisodeKeepItsSoundAndItsChapters) {
+    const std::string still = picture("float4(0.2, 0.4, 0.6, 1.0)");
+    const std::string humming =
+        picture("float4(u.time, 0.0, 0.0, 1.0)") +
+        "float2 sound(float t, constant Params& p) { return float2(sin(t * 900.0) * 0.3, cos(t * 700.0) * 0.2); }\n";
+    const auto seen = program(still, on), heard = program(humming, on);
+    ExportSegment show(heard, {}, 0, 0.5, false, true), stage(seen, {}, 0.5, 0.5, true, true);
+    stage.soundProgram = heard;
+    const std::vector<ExportSegment> segments = {show, stage};
+    const VideoChapters chapters{1, {{0, "Hum", {}}, {0.5, "1 · Still", "speed 1"}}};
+    const auto text = [&](const ShaderProgram& program) { return &program == seen.get() ? still : humming; };
+    std::vector<std::string> files;
+    for (const auto& [first, end] : {std::pair(0, 20), std::pair(20, 30)}) {
+        MoviePart part = MoviePart::of(segments, preset(), {first, end}, text);
+        part.look = "pages";
+        part.chapters = chapters;
+        const auto read = MoviePart::fromText(part.toText());
+        ASSERT_TRUE(read);
+        EXPECT_EQ(read->segments, part.segments);
+        EXPECT_EQ(read->chapters, chapters);
+        MoviePart other = part;
+        other.look = "other pages";
+        EXPECT_EQ(part.differenceFrom(other), "the pages");
+        files.push_back(name(std::to_string(first) + ".mp4"));
+        VideoExporter::exportPart(segments, part, on, files.back(), [](auto, auto) { return true; });
+    }
+    ASSERT_EQ(joinFailure(files), "");
+    const ReadMovie joined = readMovie(path);
+    VideoExporter::Encoding encoding;
+    encoding.chapters = movieChapters(chapters);
+    VideoExporter::exportMovie(segments, preset(), on, path, [](auto, auto) { return true; }, encoding);
+    const ReadMovie whole = readMovie(path);
+    EXPECT_EQ(joined.left, whole.left);
+    EXPECT_FALSE(joined.left.empty());
+    ASSERT_EQ(whole.chapters.size(), 2U);
+    EXPECT_EQ(whole.chapters, joined.chapters);
+    EXPECT_EQ(whole.chapters[1], (MovieChapter{0.5, 1, "1 · Still"}));
 }
 
 } // namespace

@@ -1,0 +1,153 @@
+#include "GlassHobRender/episode/EpisodePlan.h"
+
+#include "GlassHobCore/shader/ExportLimits.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+namespace glasshob {
+
+namespace {
+
+using Kind = EpisodePart::Kind;
+
+// Seconds of shader time that variations start in, at least.
+constexpr double leastSpan = 120;
+
+bool isVaried(const std::vector<ParamDecl>& params) {
+    return std::ranges::any_of(params,
+                               [](const ParamDecl& param) { return !Variations::excluded().contains(param.name); });
+}
+
+std::string hoursText(double seconds) {
+    const auto whole = std::int64_t(std::llround(seconds));
+    const auto two = [](std::int64_t number) { return (number < 10 ? "0" : "") + std::to_string(number); };
+    return std::to_string(whole / 3600) + ":" + two(whole / 60 % 60) + ":" + two(whole % 60);
+}
+
+} // namespace
+
+std::string_view rawValue(Kind kind) {
+    switch (kind) {
+    case Kind::opening: return "opening";
+    case Kind::show: return "show";
+    case Kind::stage: return "stage";
+    case Kind::variation: return "variation";
+    case Kind::end: return "end";
+    }
+    return {};
+}
+
+std::vector<Variation> EpisodePlan::variations(const Episode& episode, std::int64_t first, std::int64_t count,
+                                               float amount) {
+    const double hold = episode.meta.variationLength;
+    return Variations::make(ParamParser::parse(episode.source.text), std::uint64_t(episode.meta.number), first, count,
+                            std::max(leastSpan, 4 * hold), hold, amount);
+}
+
+void EpisodePlan::add(Kind kind, std::string title, double seconds, std::size_t number) {
+    EpisodePart part;
+    part.kind = kind;
+    part.title = std::move(title);
+    part.firstFrame = frameCount();
+    part.frames = ExportPlan::frameCount(seconds, fps_);
+    part.at = double(part.firstFrame) / double(fps_);
+    part.seconds = double(part.frames) / double(fps_);
+    part.number = number;
+    parts_.push_back(std::move(part));
+}
+
+std::expected<EpisodePlan, EpisodePlan::Fault> EpisodePlan::make(const Episode& episode, const ExportPreset& preset,
+                                                                 const EpisodeChoices& choices) {
+    EpisodePlan plan;
+    plan.meta_ = episode.meta;
+    plan.choices_ = choices;
+    plan.frame_ = {int(preset.width), int(preset.height)};
+    plan.fps_ = preset.fps;
+    plan.params_ = ParamParser::parse(episode.source.text);
+    const bool hasRoom = plan.frame_.hasRoom();
+    if (!hasRoom && (choices.hasCards || choices.hasWalkthrough))
+        plan.notes_.emplace_back("Cards and code have no room in a frame that is narrower than 4:3, so the video goes "
+                                 "without them.");
+
+    // Durations first: a sum that is too long is refused before any page is made of it.
+    if (choices.hasWalkthrough && hasRoom) {
+        if (episode.stages.empty()) {
+            plan.notes_.emplace_back("There are no stages, so the video has no walkthrough: put them into a folder "
+                                     "called stages beside source.metal.");
+        } else {
+            auto stages = episode.walkthrough(choices.pageLines);
+            if (!stages) return std::unexpected(Fault{stages.error().sentence, stages.error().number});
+            plan.stages_ = std::move(*stages);
+        }
+    }
+    if (choices.hasVariations) {
+        if (!isVaried(plan.params_)) {
+            plan.notes_.emplace_back("The shader has no sliders to vary, so the video has no variations.");
+        } else {
+            std::vector<std::int64_t> indices = choices.variations.empty() ? plan.meta_.variations : choices.variations;
+            for (std::int64_t i = 1;
+                 indices.size() < usualVariations && choices.variations.empty() && plan.meta_.variations.empty(); ++i)
+                indices.push_back(i);
+            for (const std::int64_t index : indices) {
+                auto made = variations(episode, index, 1, choices.amount);
+                plan.variations_.push_back(std::move(made.front()));
+            }
+        }
+    }
+
+    double pages = 0;
+    for (const WalkthroughStage& stage : plan.stages_)
+        pages += double(stage.pages.size());
+    const double wanted = (choices.hasCards && hasRoom ? 2 * episodeLook::cardSeconds : 0) +
+                          (choices.hasShow ? plan.meta_.length : 0) + pages * choices.pageSeconds +
+                          double(plan.variations_.size()) * plan.meta_.variationLength;
+    if (!(wanted <= ExportLimits::longestDuration))
+        return std::unexpected(
+            Fault{(std::isfinite(wanted) && wanted < 1e7 ? "The video would be " + hoursText(wanted) + " long"
+                                                         : std::string("The video would be far too long")) +
+                      ", and the most is " + hoursText(ExportLimits::longestDuration) +
+                      ": shorten @length or @variation in the header, or leave a part out.",
+                  {}});
+
+    if (choices.hasCards && hasRoom) plan.add(Kind::opening, plan.meta_.title, episodeLook::cardSeconds);
+    if (choices.hasShow) plan.add(Kind::show, "Full show", plan.meta_.length);
+    for (std::size_t i = 0; i < plan.stages_.size(); ++i)
+        plan.add(Kind::stage, std::to_string(plan.stages_[i].number) + " · " + plan.stages_[i].title,
+                 double(plan.stages_[i].pages.size()) * choices.pageSeconds, i);
+    for (std::size_t i = 0; i < plan.variations_.size(); ++i)
+        plan.add(Kind::variation,
+                 plan.variations_[i].highlights.empty() ? "Default settings" : plan.variations_[i].highlights,
+                 plan.meta_.variationLength, i);
+    const bool hasContent = !plan.parts_.empty() && plan.parts_.back().kind != Kind::opening;
+    if (!hasContent) return std::unexpected(Fault{"There is nothing left to show: choose at least one part.", {}});
+    if (choices.hasCards && hasRoom) plan.add(Kind::end, "End", episodeLook::cardSeconds);
+    return plan;
+}
+
+std::int64_t EpisodePlan::frameCount() const {
+    return parts_.empty() ? 0 : parts_.back().firstFrame + parts_.back().frames;
+}
+
+VideoChapters EpisodePlan::chapters() const {
+    VideoChapters made;
+    made.duration = seconds();
+    bool hasVariations = false;
+    for (const EpisodePart& part : parts_) {
+        switch (part.kind) {
+        case Kind::show: made.chapters.push_back({part.at, meta_.title, {}}); break;
+        case Kind::stage: made.chapters.push_back({part.at, part.title, {}}); break;
+        case Kind::variation:
+            if (!std::exchange(hasVariations, true))
+                Variations::appendChapters(variations_, part.seconds, part.at, made.chapters);
+            break;
+        case Kind::opening:
+        case Kind::end: break;
+        }
+    }
+    if (!made.chapters.empty()) made.chapters.front().at = 0;
+    return made;
+}
+
+} // namespace glasshob

@@ -1,0 +1,24 @@
+#pragma once
+
+// What an episode's video holds, as text for people and as JSON for programs. Pure.
+
+#include "GlassHobRender/episode/EpisodePlan.h"
+
+#include <string>
+
+namespace hob {
+
+// "1:44"; "1:02:05" from an hour on.
+std::string clockText(double seconds);
+
+// A line for the whole, and one for each part.
+std::string episodeText(const glasshob::EpisodePlan& plan);
+
+// One object: "number", "title", "frames", "seconds", "maxLines", "pageSeconds", "parts", "chapters" (as in the file
+// beside the movie), "stages" with their pages and "variations".
+std::string episodeJson(const glasshob::EpisodePlan& plan);
+
+// A line for each chapter, as the descriptions of video sites have them: "0:00 Smoke rings".
+std::string chapterLines(const glasshob::EpisodePlan& plan);
+
+} // namespace hob
