@@ -1,6 +1,6 @@
 // One GPU, and the factory of everything that lives on it.
 //
-// A Device is shared by whoever uses it and may be used from any thread. Every object made from it keeps it alive.
+// A Device is shared by its users and may be used from any thread. Every object made from it keeps it alive.
 // A creation that cannot succeed returns an Error with a sentence; nothing half-made is ever handed out.
 //
 // Loss: a real GPU can go away (driver reset, unplugged). From then on lost() is true, creations fail with
@@ -48,7 +48,7 @@ struct DeviceInfo {
     std::string problem; // why it is not usable: a sentence; empty when it is
 };
 
-// Whether work of a queue gives way to the live picture; see CommandQueue.
+// Whether the work of a queue yields to the live picture; see CommandQueue.
 enum class QueuePriority : std::uint8_t { live, background };
 
 // One line of the table of device features: what the layer asks for, and what happens on a device without it.
@@ -56,7 +56,7 @@ struct FeatureLine {
     enum class Need : std::uint8_t {
         required,      // a device without it is refused with the sentence
         whenUsed,      // a library that uses it is refused with the sentence
-        usedWhenThere, // the layer takes another way, told by the sentence
+        usedWhenThere, // the layer does without it as the sentence says
     };
     std::string_view name;
     Need need = Need::required;
@@ -66,7 +66,8 @@ struct FeatureLine {
 class Device : public std::enable_shared_from_this<Device> {
   public:
     // Begins to load the drivers on a thread of its own, which takes most of the time that the first device takes; a
-    // program that has other things to do meanwhile calls it early. Before it returns it may change the environment.
+    // program that has other things to do at the same time calls it early. Before it returns it may change the
+    // environment.
     static void prepare();
 
     // The device to use: the first whose name contains $GLASSHOB_DEVICE (without regard to case) when that is set,

@@ -2,8 +2,8 @@
 // their command buffer and to the thread that records it.
 //
 // Arguments stay set from draw to draw. Inline bytes are copied at the call (up to maxInlineBytes; more is ignored).
-// A buffer that the functions expect and nobody has set reads as zeros. A draw that lacks its pipeline, a texture or a
-// sampler does nothing, and so does a dispatch. Offsets into buffers are multiples of 256.
+// A buffer that the functions expect and that was not set reads as zeros. A draw that lacks its pipeline, a texture or
+// a sampler does nothing, and so does a dispatch. Offsets into buffers are multiples of 256.
 #pragma once
 
 #include "GPU/Types.h"

@@ -8,7 +8,7 @@
 //
 // Only the newest request counts: one that has not begun when the next arrives is dropped (its handler gets
 // WarmResult::superseded). A shader may take a driver many seconds: the next one is then warmed beside it, by a few
-// threads at most. The destructor drops waiting requests and waits for those at work, so whoever may not wait ends a
+// threads at most. The destructor drops waiting requests and waits for those at work, so what must not wait ends a
 // warmer on a thread of its own.
 #pragma once
 
@@ -48,8 +48,8 @@ class PipelineWarmer {
     // from it.
     void warm(WarmWork work, std::function<void(WarmResult)> handler);
 
-    // Whether any warmer of the process is at work. A process must not run its ordinary end meanwhile: that would take
-    // the driver away under the work.
+    // Whether any warmer of the process is at work. A process must not run its ordinary end during that: that would
+    // take the driver away under the work.
     static bool isAnyAtWork();
 
   private:

@@ -18,7 +18,7 @@ namespace msl {
 std::unique_ptr<ir::Module> translate(SourceManager& sources, Diagnostics& diagnostics, WorkLimit& limit,
                                       const LowerOptions& options = {});
 
-// Whether the work is over the limit, with the message that says so.
+// Whether the work is over the limit; reports it.
 bool isOver(WorkLimit& limit, Diagnostics& diagnostics);
 
 // In builds for finding faults, tells which pass left the IR in a state that it must not have.

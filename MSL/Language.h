@@ -20,7 +20,7 @@ struct Function {
 };
 // Every function that a person may call, by name.
 std::vector<Function> functions();
-// What a call gives for the types of its arguments; empty where that cannot be told. An argument's type may be empty.
+// What a call gives for the types of its arguments; empty where it is not known. An argument's type may be empty.
 std::string resultOfCall(std::string_view function, std::span<const std::string> argumentTypes);
 
 // "float3", "packed_half2", "uint32_t", "sampler" ...

@@ -8,7 +8,7 @@
 
 namespace hob {
 
-// What the program's caller is told.
+// What the program says to its caller.
 enum class ExitStatus { done = 0, failed = 1, wrongUsage = 2 };
 
 class Console {

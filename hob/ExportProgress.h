@@ -1,7 +1,7 @@
 #pragma once
 
 // Tells how far an export is, ten times a second at most, as a bar on a terminal or as lines of JSON on standard output
-// for other programs; and whether it is to go on: Ctrl-C and an output that nobody reads any more end it. One at a
+// for other programs; and whether it continues: Ctrl-C and a closed output end it. One at a
 // time.
 
 #include "hob/Console.h"

@@ -1,9 +1,9 @@
 #pragma once
 
-// Ctrl-C and polite requests to end, while one of these lives: the work at hand is told and ends by itself, so that it
-// can take away what is unfinished. Where it does not end within two seconds, because the GPU is in the middle of a
-// long frame, or where the request comes a second time, what is unfinished is removed and the process ends at once. One
-// at a time; main thread.
+// Ctrl-C and polite requests to end, while one of these lives: the work at hand is asked to end and ends by itself, so
+// that it can take away what is unfinished. Where it does not end within two seconds, because the GPU is in the middle
+// of a long frame, or where the request comes a second time, what is unfinished is removed and the process ends at
+// once. One at a time; main thread.
 
 #include <stop_token>
 #include <string>

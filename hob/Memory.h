@@ -8,12 +8,12 @@
 
 namespace hob {
 
-/// From here on the process ends with a sentence and ExitStatus::failed where memory or threads run out. Where the
-/// process may use only so much address space, that also holds for the crash of a driver.
+// From here on the process ends with a sentence and ExitStatus::failed where memory or threads run out. Where the
+// process may use only so much address space, that also holds for the crash of a driver.
 void prepareForLackOfMemory();
 
-/// Why no device can be opened under the limit on address space that is in force; nothing when there is enough or no
-/// limit.
+// Why no device can be opened under the limit on address space that is in force; nothing when there is enough or no
+// limit.
 std::optional<std::string> lackOfAddressSpace();
 
 } // namespace hob

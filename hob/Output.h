@@ -1,7 +1,7 @@
 #pragma once
 
 // Where a command's file goes: a path, or standard output for "-". Asked before the work whether it can be written, so
-// that nobody waits for a result that cannot be kept. A file is replaced whole or not at all.
+// that a result which cannot be kept fails early. A file is replaced whole or not at all.
 
 #include "GlassHobCore/files/PartialFile.h"
 #include "hob/Console.h"
@@ -24,7 +24,7 @@ bool checkPlace(Console& console, const std::string& output, bool replaces);
 // it is not to be replaced, and the result stands beside it.
 bool writeOutput(Console& console, const std::string& output, std::string_view bytes, bool replaces);
 
-// For a file that takes long to write: it grows beside its place. Nothing after the reason was told; a file that is
+// For a file that takes long to write: it grows beside its place. Nothing after the reason was printed; a file that is
 // there is only replaced when that is asked for.
 std::optional<glasshob::PartialFile> openOutput(Console& console, const std::string& output, bool replaces);
 

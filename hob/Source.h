@@ -1,8 +1,8 @@
 #pragma once
 
 // The shader that a command works on: read from a file or from standard input, and run through the front end of the
-// compiler, or compiled for the device. Everything that can be wrong with it is told on the console here, in the same
-// words for every command.
+// compiler, or compiled for the device. Everything that can be wrong with it is printed on the console here, in the
+// same words for every command.
 
 #include "GlassHobRender/program/ShaderCompiler.h"
 #include "hob/Arguments.h"
@@ -33,8 +33,8 @@ struct Source {
     std::string text;
 };
 
-// Reads the file, or standard input for "-". Nothing after the reason was told; a file without any text counts as one
-// that cannot be used.
+// Reads the file, or standard input for "-". Nothing after the reason was printed; a file without any text counts as
+// one that cannot be used.
 std::optional<Source> readSource(Console& console, const std::string& path);
 
 // The file of a command's first operand, with the sliders as --set wants them.
@@ -44,7 +44,7 @@ struct ShaderInput {
     SliderSettings settings;
 };
 
-// Reads both. The exit status after the reason was told.
+// Reads both. The exit status after the reason was printed.
 std::expected<ShaderInput, ExitStatus> readShaderInput(Console& console, const Arguments& arguments);
 
 // The front end's work on the source. Where it fails only on the host's own use of textures, the author's text is
@@ -66,7 +66,7 @@ struct Program {
 // Tells where the driver has cut loops short, so that what was drawn is not what the shader says.
 void tellCutLoops(Console& console, const Source& source, const Program& program);
 
-// Takes the device and compiles the shader for pictures of this size. Nothing after the reason was told.
+// Takes the device and compiles the shader for pictures of this size. Nothing after the reason was printed.
 std::optional<Program> openProgram(Console& console, const Source& source, std::int64_t width = 1,
                                    std::int64_t height = 1);
 

@@ -33,7 +33,7 @@ std::expected<double, std::string> readDuration(std::string_view option, std::st
 // A frame number from 0 to 4294967295.
 std::expected<std::uint32_t, std::string> readFrame(std::string_view text);
 
-// Slider values as told by `--set name=value`, and what a person should know about them.
+// Slider values as set by `--set name=value`, and what a person should know about them.
 struct SliderSettings {
     glasshob::SliderValues values;
     // One sentence for each value that lay outside its slider and was brought to its end.

@@ -244,7 +244,7 @@ bool CommandBufferImpl::beginPass(const RenderPassDescriptor& descriptor) {
     renderPipeline = nullptr;
     pipelineIsDirty = false;
     depthState = {};
-    // y points up in clip space: the viewport stands on its head. Its lower edge is the target's last row.
+    // y points up in clip space: the viewport is flipped. Its lower edge is the target's last row.
     const VkViewport viewport{0, float(targetSize.height), float(targetSize.width), -float(targetSize.height), 0, 1};
     const VkRect2D scissor{{0, 0}, targetSize};
     vkCmdSetViewport(commands, 0, 1, &viewport);

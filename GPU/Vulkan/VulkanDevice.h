@@ -1,5 +1,6 @@
 // The Vulkan side of a Device, shared by every object made from it: handles, limits, the one queue with its timeline,
-// the pool of recordings, and the thread that runs completion handlers. Any thread; the locks are told at the members.
+// the pool of recordings, and the thread that runs completion handlers. Any thread; the members say which lock guards
+// them.
 //
 // Public objects split in two: those that use the queue (CommandQueue, CommandBuffer, Presenter) hold the Device;
 // memory and pipelines hold only this, so that work in flight, which holds them, never holds the Device itself.
@@ -47,7 +48,7 @@ struct VulkanDevice : std::enable_shared_from_this<VulkanDevice> {
     VkPipelineCache pipelineCache = VK_NULL_HANDLE;
     VkSemaphore timeline = VK_NULL_HANDLE;
 
-    // Whoever holds this feeds the queue, also with what others hand in meanwhile: see flush(). Guards also:
+    // Its holder feeds the queue, also with what others hand in at the same time: see flush(). Guards also:
     std::mutex queueMutex;           // the queue, and:
     std::uint64_t lastSubmitted = 0; // the timeline's value once everything submitted has finished
 
@@ -75,7 +76,7 @@ struct VulkanDevice : std::enable_shared_from_this<VulkanDevice> {
     void giveBack(std::unique_ptr<Recording> recording); // one that was never submitted
     // Ends and hands in. The value is what the timeline reaches when the work has finished. Never waits for the queue:
     // while another thread holds it (a present can take long), that thread submits when it is done, and a failure of
-    // that is told by failureOf(). On failure the recording is taken back.
+    // that failureOf() reports. On failure the recording is taken back.
     Result<std::uint64_t> submit(std::unique_ptr<Recording> recording);
 
     // Submits what was handed in, unless another thread holds the queue and will. After letting go of queueMutex.

@@ -166,7 +166,7 @@ class AppModel : public QObject {
     const std::shared_ptr<gpu::Device>& device() const { return devices_.device(); }
     // Told by who draws. The program goes with its device; the next compile that succeeds runs on a new one.
     void reportDeviceLoss();
-    // How long a frame has been in work by now, from a second on, told about every second while it lasts; 0 when it
+    // How long the current frame has taken so far, reported every second from the first on; 0 when it
     // has ended. A compile that succeeds meanwhile gets a new device. A shader that must wait for the old frame all the
     // same, as drivers may have it, has no program until then.
     void reportSlowFrame(double seconds) { devices_.reportSlowFrame(seconds); }

@@ -1,4 +1,4 @@
-// Work on threads of their own that nobody waits for: what a graphics driver does may take very long. Any thread.
+// Work on threads of their own that is never waited for: a graphics driver may take very long. Any thread.
 #pragma once
 
 #include <functional>
@@ -7,7 +7,7 @@ namespace glasshob {
 
 void runBeside(std::function<void()> work);
 
-// Whether any such work goes on. A program that ends meanwhile must not run its ordinary end, which would take the
+// Whether any such work is running. A program that ends during it must not run its ordinary end, which would take the
 // driver away under it.
 bool besideWorkGoesOn();
 

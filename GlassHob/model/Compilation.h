@@ -1,6 +1,6 @@
 // The live compile of the open document: the text becomes a program, or messages. A failed compile leaves the last good
 // program of the document and its slider values as they are. A document without a good program yet has no values
-// either; the picture of the document before goes on until then, with its own values.
+// either; until then the previous document's picture stays, with its own values.
 //
 // Main thread; owned by the model. The compiler runs inside compile() and is bounded in time by its live limit. The
 // driver makes the pipelines beside the main thread: in the usual case they are there before compile() returns.

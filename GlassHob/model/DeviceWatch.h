@@ -1,5 +1,5 @@
 // The graphics device of the window, and what is wrong with it: lost, or busy with one frame for very long. A compile
-// that succeeds meanwhile moves to another device, and the old one is retired.
+// that succeeds during it moves to another device, and the old one is retired.
 // Main thread; owned by the model.
 #pragma once
 

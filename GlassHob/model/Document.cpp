@@ -44,7 +44,7 @@ QString absolutePath(const QString& path) {
 // The text of a document, or a sentence on why there is none.
 std::expected<std::string, QString> readShader(const QString& path) {
     const QFileInfo info(path);
-    // Reading a pipe would wait for whoever writes it.
+    // Reading a pipe would wait for its writer.
     if (info.exists() && !info.isFile() && !info.isDir())
         return std::unexpected(Document::tr("%1 is a device or a pipe: open a shader file instead.").arg(path));
     auto text = ShaderFile::read(nativePath(path));
@@ -442,7 +442,7 @@ void Document::diskChanged() {
     question.escapeButton = 0;
     questions_.ask(question, [this, asked = *filePath_, onDisk = *text](int button) {
         conflictShowing_ = false;
-        if (filePath_ != asked) return; // another document has been opened meanwhile
+        if (filePath_ != asked) return; // another document has been opened since
         // The file may have changed again, or gone, while the question was up.
         const std::string disk = readShader(asked).value_or(onDisk);
         if (button == 1) {

@@ -1,7 +1,7 @@
 // The open document: the file that it comes from and goes to, its text as edited and as saved, the questions before
 // anything is lost, changes on disk, and the edits that a crash has left behind. Texts are the exact bytes of the file.
 //
-// It compiles nothing: whoever does listens to textLoaded() and edited(). Main thread; owned by the model.
+// It compiles nothing: what compiles listens to textLoaded() and edited(). Main thread; owned by the model.
 #pragma once
 
 #include "GlassHob/model/Delay.h"

@@ -2,7 +2,7 @@
 // edited and removed when nothing is unsaved any more. What an earlier process left behind is found by the next.
 //
 // Main thread; each call blocks for a small write. Never waits for the disk itself: a draft outlives the process, not
-// the machine. A draft that cannot be written is silently missing. A process that still runs is told apart from one
+// the machine. A draft that cannot be written is silently missing. A process that still runs is distinguished from one
 // that has ended by a lock beside each draft.
 #pragma once
 

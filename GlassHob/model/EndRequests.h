@@ -1,4 +1,4 @@
-// The system's polite requests to end (a logout, Ctrl-C in the terminal that started the program), told in the main
+// The system's polite requests to end (a logout, Ctrl-C in the terminal that started the program), reported in the main
 // thread, where there is time to put things in order. One at a time; main thread. Where the system refuses the means,
 // requests end the program at once, as they do without this.
 #pragma once

@@ -1,6 +1,6 @@
 // The export of a window: what has been chosen for it, how far it is, and the flag that stops it. Asks where to, and
-// runs on a thread of its own while everything else goes on. Programs and values are those of the command; what is
-// edited meanwhile does not touch them. The name's ending says the format. The result appears in its place when it is
+// runs on a thread of its own beside everything else. Programs and values are those of the command; what is
+// edited later does not change them. The name's ending says the format. The result appears in its place when it is
 // whole; cancelled or failed, nothing is left and an older file is as it was.
 //
 // Main thread. The end of the object cancels and waits for its thread, at most a frame long.

@@ -50,7 +50,7 @@ struct ExportChoices {
     std::int64_t ownFps = 30;
     bool operator==(const ExportChoices&) const = default;
 
-    // An id that is none of the table's counts as the first choice.
+    // An id that the table lacks counts as the first choice.
     ExportPreset preset() const {
         if (presetId == ownId) return ownPreset();
         const ExportPreset* found = ExportPreset::find(presetId);

@@ -83,7 +83,7 @@ std::optional<QByteArray> encode(const File& file) {
 std::optional<File> read(const QString& path) {
     // A link that leads nowhere is no file either.
     if (!QFileInfo::exists(path)) return File{};
-    // Reading a pipe would wait for whoever writes it.
+    // Reading a pipe would wait for its writer.
     if (!QFileInfo(path).isFile()) return std::nullopt;
     QFile in(path);
     if (!in.open(QIODevice::ReadOnly)) return std::nullopt;

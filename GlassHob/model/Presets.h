@@ -54,7 +54,7 @@ class Presets : public QObject {
     void followDocument();
     void announce();
     bool has(const QString& name) const { return values(name).has_value(); }
-    // Asks before `then` replaces the preset; another document meanwhile makes it nothing.
+    // Asks before `then` replaces the preset. The answer is dropped if another document has been opened by then.
     void askToReplace(const QString& name, const QString& informativeText, std::function<void()> then);
 
     AppModel& model_;

@@ -1,6 +1,6 @@
 // What the model asks of a person. The window answers with dialogs, tests answer at once. Every call returns
 // immediately; the answer arrives later through the continuation, on the main thread, exactly once. No call opens a
-// nested event loop, so the picture and the model go on meanwhile.
+// nested event loop, so the picture and the model keep running.
 #pragma once
 
 #include <QString>

@@ -10,7 +10,7 @@ class Device;
 
 namespace glasshob {
 
-// Drops the device beside the window (see BesideWork), once nobody else holds it. May be called again for one that is
+// Drops the device beside the window (see BesideWork), once nothing else holds it. May be called again for one that is
 // waited for.
 void retire(std::shared_ptr<gpu::Device> device);
 

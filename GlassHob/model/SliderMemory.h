@@ -1,5 +1,5 @@
 // The positions of a document's sliders, kept on disk and brought back when it is opened again. They lie in a file of
-// the same form as the presets, beside it; a slider whose default has changed meanwhile takes the new one.
+// the same form as the presets, beside it; a slider whose default has changed since takes the new one.
 //
 // Main thread; a write blocks for as long as the disk takes. Nothing is ever reported, as with presets.
 #pragma once

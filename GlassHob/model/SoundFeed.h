@@ -57,7 +57,7 @@ class SoundFeed {
     void deliver(const Job& job, std::vector<float> samples);
 
     // Fills `out` (left and right in turn) with what will be heard `latency` seconds after `now`. False when there is
-    // nothing to hear any more: the device may rest until a new source or clock is told.
+    // silence from here on: the device may rest until a new source or clock is set.
     bool take(std::span<float> out, double now, double latency);
 
   private:

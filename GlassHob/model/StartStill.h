@@ -1,8 +1,8 @@
 // The first frame of the video that would be exported, small, with the mark where it is chosen: drawn away from the
 // main thread, again 300 ms after anything has changed that shows in it. Follows the model only while it is wanted.
 //
-// Main thread. A drawing that is overtaken ends early where it can and is dropped; the last picture stays meanwhile.
-// The end of the object waits for the drawing in work, at most a frame long.
+// Main thread. A drawing that is no longer wanted ends early where it can and is dropped; until then the last picture
+// stays. The end of the object waits for the drawing in work, at most a frame long.
 #pragma once
 
 #include "GlassHob/model/Delay.h"

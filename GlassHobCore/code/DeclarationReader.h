@@ -16,7 +16,7 @@ class DeclarationReader {
     // From behind the opening bracket of a function's parameters to behind the closing one.
     std::vector<Symbol> readParameters();
     // One declaration at the start of a statement, if there is one: its variables are added. The cursor then stands
-    // inside the first variable's initialiser or behind the name, so that the caller goes on reading there.
+    // inside the first variable's initialiser or behind the name, so that the caller can continue there.
     bool readVariables(std::vector<Symbol>& into, Symbol::Kind kind);
 
     CodeCursor& cursor() { return cursor_; }

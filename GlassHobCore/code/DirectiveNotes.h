@@ -1,6 +1,6 @@
 #pragma once
 
-// What is wrong with the directives of a shader (`// @param` and its like). A directive that nobody can follow changes
+// What is wrong with the directives of a shader (`// @param` and its like). A directive that cannot be read changes
 // nothing and stops no compile, so this is the only place where its author hears of it. Pure, linear in the source; any
 // thread; never fails.
 

@@ -1,8 +1,8 @@
 #pragma once
 
-// The messages of a failed compile as a person is told them: nothing about lines that nobody wrote. Errors in the
-// host's own code come from a function that is missing or does not fit, and are told so, at its line where it has one;
-// code from elsewhere gets a row on top that says what it is. Pure; any thread; never fails.
+// The messages of a failed compile as a person sees them: nothing about lines that are not the person's own. Errors in
+// the host's own code come from a function that is missing or does not fit, and are reported so, at its line where it
+// has one; code from elsewhere gets a row on top that says what it is. Pure; any thread; never fails.
 
 #include "GlassHobCore/code/Diagnostics.h"
 

@@ -39,7 +39,7 @@ std::vector<Symbol> membersOf(const QString& type);
 QString memberType(const QString& type, QStringView member);
 // What `[ ]` gives.
 QString elementType(const QString& type);
-// What a call of a library function gives for the types of its arguments; empty where that cannot be told.
+// What a call of a library function gives for the types of its arguments; empty where it is not known.
 QString resultType(QStringView function, const std::vector<QString>& arguments);
 // The type of an operator's result for two operands; either may be unknown.
 QString combinedType(const QString& left, const QString& right);

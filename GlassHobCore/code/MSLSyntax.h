@@ -43,7 +43,7 @@ enum class LineState {
 };
 
 // Appends the tokens of one line (without its line feed) and gives the state in which it ends. Ranges are relative
-// to the line. A comment or string that goes on from the line before begins at 0.
+// to the line. A comment or string that continues from the previous line begins at 0.
 LineState tokenizeLine(QStringView line, LineState state, std::vector<SyntaxToken>& tokens);
 
 // The words that are coloured as keywords and as types, in no order.

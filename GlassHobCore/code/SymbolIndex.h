@@ -5,7 +5,7 @@
 // is being typed, so it guesses where a compiler would refuse, and never fails.
 //
 // An edit reads again only the lines that it changed; the declarations are listed again when somebody asks and
-// something outside a function's body has changed. One thread; owned by whoever holds the text.
+// something outside a function's body has changed. One thread; owned by what holds the text.
 
 #include "GlassHobCore/code/CodeLines.h"
 

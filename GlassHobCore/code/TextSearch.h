@@ -23,7 +23,7 @@ class TextSearch {
 
         bool operator==(const Options&) const = default;
     };
-    // As many as are counted and marked; a text with more is told as having at least so many.
+    // At most so many are counted and marked; a text with more is reported as having at least so many.
     static constexpr std::size_t limit = 20'000;
 
     // Finds nothing.

@@ -1,4 +1,4 @@
-// Notices when another program changes a file, by looking at its metadata at an interval: this goes on working when an
+// Notices when another program changes a file, by looking at its metadata at an interval: this keeps working when an
 // editor replaces the file by another of the same name and while the file is missing for a moment.
 // Lives and calls back on the thread that made it, which needs an event loop; no call after its end.
 #pragma once

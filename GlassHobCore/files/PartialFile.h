@@ -1,7 +1,7 @@
 #pragma once
 
 // A file that takes long to write: it grows under a hidden name beside its place and is moved there when it is whole.
-// Until then a file that was there before is untouched; given up, or let go of before the move, nothing is left.
+// Until then a file that was there before is untouched; abandoned before the move, it leaves nothing.
 // Symbolic links of the place are followed, and a file that is replaced hands on its mode. Paths are native bytes.
 // One thread at a time; errors are one sentence that names the file and says what to do.
 //
@@ -27,7 +27,7 @@ class PartialFile {
     // Where to write.
     const std::string& path() const { return path_; }
     // Where the file is now: its place, or beside it with a number behind its name ("sea-2.mp4") where a file has come
-    // to stand there meanwhile and is to be kept.
+    // to be there by then and is to be kept.
     std::expected<std::string, std::string> moveIntoPlace(Existing existing = Existing::replaced);
     void remove();
 

@@ -13,7 +13,7 @@
 namespace glasshob::SampleShelf {
 
 struct Sample {
-    // "02-blue-hour.metal"; samples are told apart by it.
+    // "02-blue-hour.metal"; it identifies the sample.
     std::string file;
     // "Blue Hour", from the first line of the text.
     std::string title;

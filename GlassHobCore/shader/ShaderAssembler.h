@@ -80,7 +80,7 @@ extern const std::string_view gridHelp;
 
 AssembledShader assemble(std::string_view source);
 
-// The kind as told to others about a source. A source that asks for particles and for a grid is reported as
+// The kind as reported for a source. A source that asks for particles and for a grid is reported as
 // particles although it assembles as a grid.
 ShaderKind kind(std::string_view source);
 

@@ -1,6 +1,6 @@
 #pragma once
 
-// The sink of each format, for whoever exports by a file's name. Any thread.
+// The sink of each format, for exports by a file's name. Any thread.
 
 #include "GlassHobCore/shader/ExportFormats.h"
 #include "GlassHobRender/export/VideoExporter.h"

@@ -4,7 +4,7 @@
 // Drawing is done on the caller's thread, the sink's work and the sound on threads beside it, with a few textures going
 // round between them. Nothing is copied where the device draws into memory that the CPU sees.
 //
-// One call runs one export to its end and blocks its thread meanwhile, which must not be the one that drives the user
+// One call runs one export to its end and blocks its thread until then, which must not be the one that drives the user
 // interface. The first failure of any thread wins.
 
 #include "GlassHobCore/shader/ExportPreset.h"
@@ -32,7 +32,7 @@ struct FrameExport {
     // Called before each frame is drawn with the number of those before it and their count, and once more at the end;
     // false cancels.
     using Progress = std::function<bool(std::int64_t done, std::int64_t total)>;
-    // A frame that has been drawn, for who looks on: rows of blue, green, red, alpha from the top, valid during the
+    // A frame that has been drawn, for a preview: rows of blue, green, red, alpha from the top, valid during the
     // call. On the exporting thread, for the first frame, the last, and at most four in a second between them.
     using Preview = std::function<void(const std::byte* pixels, std::size_t rowBytes)>;
 

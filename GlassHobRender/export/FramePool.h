@@ -1,7 +1,7 @@
 #pragma once
 
-// Textures of one size in memory that the CPU sees, which go round between whoever draws frames and whoever reads them:
-// a frame is drawn where it is read, without a copy. take() is for one thread, giveBack() for any.
+// Textures of one size in memory that the CPU sees, which circulate between the thread that draws frames and the one
+// that reads them: a frame is drawn where it is read, without a copy. take() is for one thread, giveBack() for any.
 
 #include <condition_variable>
 #include <cstdint>

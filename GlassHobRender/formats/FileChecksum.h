@@ -12,7 +12,7 @@ namespace glasshob::FileChecksum {
 
 inline constexpr const char* metadataKey = "glasshob.checksum";
 
-// 64 digits drawn by lot, told apart from every other text by their number; the same ones throughout the process.
+// 64 random digits, recognised by their number; the same ones throughout the process.
 const std::string& placeholder();
 
 // Puts the sum in the placeholder's place. Fails with a sentence.

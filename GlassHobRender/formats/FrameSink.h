@@ -1,6 +1,6 @@
 #pragma once
 
-// Where an export goes: a movie, an animation, pictures in files, a pipe. Made by whoever asks for the export and
+// Where an export goes: a movie, an animation, pictures in files, a pipe. Made by the export's caller and
 // filled by exportFrames(), which may use it from several threads. A sink that is destroyed without a finish() that
 // succeeded leaves nothing behind.
 

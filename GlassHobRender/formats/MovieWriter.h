@@ -1,7 +1,7 @@
 #pragma once
 
 // Writes one movie file: a video track, and a sound track if one is added. Encoding and writing happen on threads of
-// the writer; whoever feeds it waits until an input is ready, so that neither track runs away from the other.
+// the writer; its callers wait until an input is ready, so that neither track runs away from the other.
 //
 // Order of calls: make, addVideo, addAudio, startWriting, appends, markAsFinished on each input, finishWriting; or
 // cancelWriting at any time. Each input is used by one thread, which may be another for each. A failure on the writer's

@@ -46,7 +46,7 @@ std::int64_t frameCount(double duration);
 // end the program; maxDuration keeps a caller on the safe side.
 std::string wav(std::span<const float> samples);
 
-// Its parts: what stands before the samples, whose number is told, and the samples.
+// Its parts: the header for a given number of samples, and the samples.
 std::string wavHeader(std::uint64_t samples);
 std::string wavSamples(std::span<const float> samples);
 

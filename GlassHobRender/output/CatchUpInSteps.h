@@ -1,6 +1,6 @@
 #pragma once
 
-// A particle simulation's run up to a moment, told about on the way: it takes minutes where the moment lies far on. The
+// A particle simulation's run up to a moment, reported on the way: it takes minutes to reach a late moment. The
 // steps are those of one run. Any thread; blocks until the moment is reached.
 
 #include "GlassHobCore/shader/Params.h"

@@ -33,7 +33,7 @@ namespace StillRenderer {
 
 // `time` is in seconds; `frame` is the counter that the shader sees. The pointer stands at the centre. A particle
 // shader runs through all the time before; `stop` ends that early, without an image, and
-// `catchUp` is told on the way.
+// `catchUp` is called on the way.
 std::optional<StillImage> render(const std::shared_ptr<const ShaderProgram>& program,
                                  const std::shared_ptr<gpu::Device>& device, std::int64_t width, std::int64_t height,
                                  std::uint32_t frame, const SliderValues& values, float time,

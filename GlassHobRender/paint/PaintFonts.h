@@ -2,7 +2,7 @@
 
 // The two fonts of everything that is painted: Manrope for words, JetBrains Mono for code. They are installed beside
 // the program (Debian's fonts-manrope and fonts-jetbrains-mono) and found by their names; where one is missing, Qt
-// takes another, so whoever paints measures, and may say what is missing. Characters that neither has (Chinese, Arabic,
+// takes another, so painters measure, and may say what is missing. Characters that neither has (Chinese, Arabic,
 // emoji) come from the Noto fonts, which are installed with them.
 //
 // Text can be painted on any thread, in a process with a QGuiApplication: a window has one, hob makes a TextPainting.

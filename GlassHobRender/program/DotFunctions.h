@@ -12,7 +12,7 @@
 
 namespace glasshob {
 
-// What the functions are told of the particles that they draw or step, as the text declares it.
+// What the functions know of the particles that they draw or step, as the text declares it.
 struct DotPass {
     // How many times a side of the picture the viewport is.
     std::array<float, 2> guard{1, 1};

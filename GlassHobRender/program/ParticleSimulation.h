@@ -68,7 +68,7 @@ class ParticleSimulation {
     void encode(std::int64_t target, gpu::CommandBuffer& commandBuffer, const SliderValues& values, const float* mouse,
                 std::int64_t maxSteps = noStepLimit);
 
-    // Brings the simulation to `target` and waits for it, in pieces between which other work of the device goes on and
+    // Brings the simulation to `target` and waits for it, in pieces between which the device does other work and
     // `stop` is looked at. False when the GPU failed or it was stopped.
     bool advance(std::int64_t target, gpu::CommandQueue& queue, const SliderValues& values, const float* mouse,
                  const std::stop_token& stop = {});

@@ -111,7 +111,7 @@ struct BuiltinFunction {
 std::span<const BuiltinFunction> builtinFunctions();
 const BuiltinFunction* findBuiltin(std::string_view name);
 BuiltinFamily builtinFamily(BuiltinId id);
-// Null for what is no function of the table: methods of textures, options of a sample.
+// Null for what the table does not have as a function: methods of textures, options of a sample.
 const BuiltinSignature* builtinSignature(BuiltinId id);
 // The name that the library gives to an id; the first of several.
 std::string_view builtinName(BuiltinId id);

@@ -5,7 +5,7 @@
 // Numbers are those of MSL/constant. Memory of buffers is bytes in Metal's layout; everything else is kept number by
 // number. What is not defined (a variable before its first store, ir::Value::Kind::undefined) holds a pattern that the
 // caller chooses. The threads of a group run in turn, each up to its next barrier; there are no SIMD-groups, no
-// textures and no neighbours to differ from, and a program that asks for them is told to be not supported.
+// textures and no neighbours to differ from, and a program that asks for them is reported as not supported.
 //
 // Any thread; a run keeps nothing.
 #pragma once

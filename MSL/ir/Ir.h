@@ -241,7 +241,7 @@ enum class Op : std::uint8_t {
     break_,    // out of the innermost loop or switch
     continue_, // to the continuing block of the innermost loop
     return_,   // operand 0 when the function has a result
-    discard,   // fragment: no write happens from here on; execution goes on as a helper (not a terminator)
+    discard,   // fragment: no write happens from here on; execution continues as a helper (not a terminator)
     unreachable,
 };
 

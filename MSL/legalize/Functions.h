@@ -1,5 +1,5 @@
 // Functions of the library spelled out in IR, by family. Each emits into the block that is being filled and gives the
-// call's result; null for a function that is none of its own. Operands have the parameter types; where the functions
+// call's result; null for a function that it does not have. Operands have the parameter types; where the functions
 // work component by component, scalars beside vectors have been widened before.
 #pragma once
 

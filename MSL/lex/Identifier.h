@@ -24,8 +24,8 @@ struct Identifier {
     bool isMacro = false;                             // the preprocessor has a definition for it
     mutable NameClass nameClass = NameClass::unseen;  // the parser's: in the scopes that are open now
     mutable NameClass declaredAs = NameClass::unseen; // the parser's: the last type or template declared anywhere
-    Macro* macro = nullptr;                           // null with isMacro: a predefined macro that nobody has used yet
-    mutable ScopeEntry* scope = nullptr;              // sema's slot
+    Macro* macro = nullptr;              // null with isMacro: a predefined macro that has not been used yet
+    mutable ScopeEntry* scope = nullptr; // sema's slot
     mutable std::int32_t builtin =
         -1; // sema's cache: index into the built-in function table; -1 not looked up, -2 none
 };

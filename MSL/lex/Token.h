@@ -151,7 +151,7 @@ struct Token {
         leadingSpace = 2, // white space or a comment stands before it
         noExpand = 4,     // the name of a macro met inside its own expansion: never expanded again
         fromMacro = 8,    // came out of a macro's definition; location is where the macro was used
-        afterError = 16,  // what stood before it was reported and left out: its absence is no second fault
+        afterError = 16,  // what stood before it was reported and left out; its absence is not reported again
     };
     static constexpr unsigned packingShift = 8; // the flags from here on: see packing()
 

@@ -3,7 +3,8 @@
 // How the language's notions appear here:
 //  - Operand: what an expression of value category rvalue yields. Most are one IR value. Pointers, textures, samplers
 //    and structs that hold such things exist only at compile time.
-//  - Access: what an lvalue yields: a place in memory, or a value that nobody can write (a constant, a variable that is
+//  - Access: what an lvalue yields: a place in memory, or a value that cannot be written (a constant, a variable that
+//  is
 //    never written, a temporary), or a slot, the compile-time variable that holds a pointer or texture.
 //  - Choice: the Access of what a pointer stands for that may be one of several things at run time: which things is
 //    known, and a number says which of them it is. Reading and writing become branches over that number.
@@ -152,7 +153,7 @@ class Lowering {
         std::uint64_t begin = 0; // in the order of events
         bool isToRepeat = false;
     };
-    // Collects what a call hands over, and what its instance is told apart by.
+    // Collects what a call hands over, and what distinguishes its instance.
     struct CallSignature {
         std::vector<std::uint32_t> key;
         std::vector<ir::Value*> values;

@@ -159,7 +159,7 @@ class Parser {
     // ---- declarations (ParseDecl.cpp, ParseTemplate.cpp, ParseFunction.cpp, ParseClass.cpp)
     void parseDeclarations(Declarations& out, Context context, TokenKind end);
     void parseDeclaration(Declarations& out, Context context);
-    void requireType(Specifiers& specifiers); // reports a declaration without a type, and goes on as with int
+    void requireType(Specifiers& specifiers); // reports a declaration without a type, and continues as with int
     void parseSimpleDeclaration(Declarations& out, Context context, const TemplateHeader* header = nullptr);
     bool parseDeclarators(Declarations& out, Specifiers& specifiers, Context context, const TemplateHeader* header);
     bool missesSemicolonAfterBody(const Specifiers& specifiers);

@@ -9,8 +9,8 @@
 
 namespace msl {
 
-// Bit n for member n. Every bit where more is read than single members, or cannot be told: a struct copied whole, one
-// that is also seen as bytes, one with more than 64 members, anything else than a struct. A buffer that nobody reads is
+// Bit n for member n. Every bit where more is read than single members, or it is not known: a struct copied whole, one
+// that is also seen as bytes, one with more than 64 members, anything else than a struct. A buffer that is not read is
 // not among them.
 std::unordered_map<const ir::Variable*, std::uint64_t> findMembersRead(const ir::Module& module);
 

@@ -41,7 +41,7 @@ class ValueRanges {
     void endBranches(); // after the last
     // and those of a loop between these; the loops of a function in program order.
     void beginLoop(const ir::Instruction& loop);
-    // The instruction is the loop's test, and the walk goes on behind it. Told of every if_ of the body that the
+    // The instruction is the loop's test, and the walk continues behind it. Called for every if_ of the body that the
     // walk comes out of; others than the test change nothing.
     void passTest(const ir::Instruction& branch);
     void beginContinuing();

@@ -22,7 +22,7 @@ struct KnownAttribute {
 
 // In the order of their names.
 std::span<const KnownAttribute> knownAttributes();
-// Null for a name that is none.
+// Null for a name that the table lacks.
 const KnownAttribute* findAttribute(std::string_view name);
 
 } // namespace msl

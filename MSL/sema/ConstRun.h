@@ -1,7 +1,7 @@
 // Computes typed expressions while compiling, and runs the constexpr functions that they call: walks resolved bodies
 // with the values of their variables in a ConstStore. What numbers are made of which is the business of MSL/constant.
 // Anything that has no value at compile time ends the run without one. Bounded in steps, depth and numbers, since the
-// text is untrusted. Made for one evaluation; one may stand inside another, when a body has to be resolved meanwhile.
+// text is untrusted. Made for one evaluation; one may stand inside another, when a body has to be resolved during it.
 #pragma once
 
 #include "MSL/constant/Functions.h"
@@ -55,7 +55,7 @@ class Analyzer::ConstantRun {
     // Of a number, vector or matrix.
     static ScalarKind kindOf(TypeRef type) { return type->is(TypeKind::enum_) ? type->element->scalar : type->scalar; }
 
-    // Gives back at its end what was taken from the store meanwhile.
+    // Gives back at its end what was taken from the store since its beginning.
     struct Scratch {
         explicit Scratch(ConstStore& taken) : store(taken), mark(taken.mark()) {}
         ~Scratch() { store.release(mark); }

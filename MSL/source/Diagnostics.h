@@ -45,7 +45,7 @@ class Diagnostics {
 
     bool hasErrors() const { return errorCount_ > 0; }
     unsigned errorCount() const { return errorCount_; }
-    // True after so many errors (20) that reporting more helps nobody; passes stop soon after.
+    // True after so many errors (20) that more would not help; passes stop soon after.
     bool isFull() const { return errorCount_ >= errorLimit; }
 
     // For what is only tried: everything said after mark() is as if it had not been.

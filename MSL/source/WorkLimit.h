@@ -1,7 +1,7 @@
 // How much a text may make the compiler do: wall time (when the caller asks), nesting depth, the number of nodes, and
 // the memory of the arenas. Passes call step() per unit of work; it is cheap, and once it has said no it keeps saying
 // no. What allocates from an arena is counted by the arena itself, which throws std::bad_alloc at the end of either:
-// whoever made the limit catches it.
+// the owner of the limit catches it.
 #pragma once
 
 #include "MSL/source/SourceLocation.h"

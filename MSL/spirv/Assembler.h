@@ -33,7 +33,7 @@ inline constexpr std::size_t controlFlowDepth = 1'023;
 inline constexpr Id ids = 1'000'000;
 } // namespace limits
 
-// Thrown where a module would go over one of them, with what is to be told of the text.
+// Thrown where a module would go over one of them, with the message for the text.
 struct LimitExceeded {
     std::string what;
 };
@@ -83,7 +83,7 @@ class Assembler {
     Words assemble() const;
 
   private:
-    // The first word of an instruction. Throws when it has more words than can be told in there.
+    // The first word of an instruction. Throws when it has more words than the field can hold.
     static std::uint32_t head(spv::Op op, std::size_t words);
     static void emit(Words& to, spv::Op op, std::span<const std::uint32_t> operands) {
         to.push_back(head(op, operands.size() + 1));

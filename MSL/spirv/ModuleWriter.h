@@ -1,4 +1,4 @@
-// Writes one IR module. Shared by the files that write types, memory, control flow and built-in functions; nobody else
+// Writes one IR module. Shared by the files that write types, memory, control flow and built-in functions; nothing else
 // includes it.
 //
 // Types. A value has a logical type: bool is a bool, structs have no offsets. Memory that the host sees has a memory

@@ -246,7 +246,7 @@ std::uint32_t scalarAlignment(TypeRef type);
 // others.
 bool isScalarAligned(TypeRef type);
 
-// Whether a buffer of this type goes on behind it: the type, or its last member, or the last member of that, is an
+// Whether a buffer of this type continues behind it: the type, or its last member, or the last member of that, is an
 // array of one element. Programs write a buffer of unknown length this way.
 bool endsOpen(TypeRef type);
 

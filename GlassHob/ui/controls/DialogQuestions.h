@@ -1,5 +1,5 @@
 // Answers the model's questions with dialogs over the window. Every dialog is opened, never run in a loop of its own.
-// Main thread; owned by whoever owns the model, and made before it.
+// Main thread; owned by the model's owner, and made before the model.
 #pragma once
 
 #include "GlassHob/model/Questions.h"

@@ -144,7 +144,7 @@ void CodePointer::takeColour(const std::vector<double>& values) {
     const QString text = colour_.selectedText();
     const std::vector<CodeColour> colours = coloursIn(text);
     if (colours.size() != 1 || colours[0].start != 0) {
-        picker_->hide(); // the code was edited meanwhile
+        picker_->hide(); // the code was edited in between
         return;
     }
     const QString written = writtenAs(text, colours[0], values);

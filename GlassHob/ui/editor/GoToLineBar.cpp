@@ -72,7 +72,7 @@ bool GoToLineBar::eventFilter(QObject* object, QEvent* event) {
             return true;
         }
     }
-    // Whoever goes elsewhere stays where the code now is.
+    // Leaving the field keeps the code where it now is.
     if (object == field_ && event->type() == QEvent::FocusOut &&
         static_cast<QFocusEvent*>(event)->reason() == Qt::MouseFocusReason)
         hide();

@@ -53,7 +53,7 @@ class ExportProgress : public DialogPage {
     TextLine *heading_, *preset_, *percent_, *left_, *frames_, *taken_;
     ExportBar* bar_;
     TextButton* cancel_;
-    QTimer second_; // time goes on between reports
+    QTimer second_; // updates the times between reports
 };
 
 } // namespace glasshob

@@ -1,6 +1,6 @@
 // The window in which a video is exported: the form, the running export, and how it has ended. It follows the model's
-// export state. Not modal, since editing goes on meanwhile. Closed while an export runs it asks once, and cancels it.
-// Main thread; deletes itself when it is closed.
+// export state. Not modal: editing continues during an export. Closed while an export runs it asks once, and cancels
+// it. Main thread; deletes itself when it is closed.
 #pragma once
 
 #include <QDialog>

@@ -1,5 +1,5 @@
 // The person's own size and rate: a list of shapes to begin with, width, height, and where it is asked for the frames a
-// second. What is typed is checked by whoever owns it. Main thread; owned by its parent.
+// second. What is typed is checked by the owner. Main thread; owned by its parent.
 #pragma once
 
 #include <QWidget>

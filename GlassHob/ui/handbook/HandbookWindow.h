@@ -22,8 +22,8 @@ class HandbookWindow : public QWidget {
     // A window of its own, over `parent` in the order of windows.
     explicit HandbookWindow(QWidget* parent);
 
-    // Comes forward at what is told of the word, else with the word searched for. Empty, or a word that stands nowhere:
-    // as it was left.
+    // Shows the window at the place that explains the word, else with the word searched for. Empty, or a word that
+    // stands nowhere: as it was left.
     void open(const QString& word);
 
     HandbookView* view() const { return view_; }

@@ -1,5 +1,5 @@
 // How many frames a canvas shows in a second, from the times of the frames themselves: a shader that takes seconds for
-// each is told as exactly as a fast one. Owned by who shows the figure; main thread.
+// each is measured as exactly as a fast one. Owned by what shows the figure; main thread.
 #pragma once
 
 #include <QObject>

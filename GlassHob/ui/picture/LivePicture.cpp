@@ -137,7 +137,7 @@ void LivePicture::measure(gpu::CommandBuffer& commandBuffer) {
 
 void LivePicture::noteFrame(double seconds, int divisor) {
     if (resolution_ != PreviewResolution::automatic || divisor != this->divisor()) return;
-    // What else the device draws meanwhile takes its time from the frames.
+    // Other work of the device makes frames look slower than they are.
     if (model_.exports().isRunning() || model_.devices().isDrawingStill()) {
         automatic_.forget();
         return;

@@ -2,7 +2,7 @@
 // frame into a texture. The two canvases differ only in where the texture comes from and goes to.
 //
 // A program that has just been compiled is warmed up beside the live one on devices that compile at the first draw, and
-// the last picture goes on until that is done; the switch happens between two frames.
+// the last picture stays until that is done; the switch happens between two frames.
 //
 // It tells the model of a lost device and of frames that do not end, and moves to the device that the model then takes.
 // Main thread; never waits for the GPU.
@@ -59,7 +59,7 @@ class LivePicture : public QObject {
     bool isSettled(const QSize& size) const;
     // What was drawn is not on the screen any more: the next frame is drawn, settled or not.
     void redraw() { drawn_.reset(); }
-    // The clock goes on without a frame.
+    // Advances the clock without a frame.
     void passTime();
     // A frame is being drawn.
     bool isAtWork() const;
@@ -85,7 +85,7 @@ class LivePicture : public QObject {
     // The picture of the last tick once more, read back; the clock and the simulation stay where they are.
     void capture(const QSize& size, std::function<void(std::optional<QImage>)> done);
 
-    // The picture stands still for a while (hidden, minimised): the clock does not leap when it goes on.
+    // The picture stands still for a while (hidden, minimised): the clock does not leap when it continues.
     void rest();
 
     AppModel& model() { return model_; }

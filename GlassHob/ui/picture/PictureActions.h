@@ -1,6 +1,6 @@
 // What one does with the picture: play, pause, one frame further, back to the start, hear it, fill the screen with it,
 // save it, copy it, repeat a stretch, slow it down. Makes the actions, keeps them as the model has it, and fills its
-// parts of the menus. Owned by the window; main thread. What fails is told through the questions handed in.
+// parts of the menus. Owned by the window; main thread. Failures are shown through the questions handed in.
 #pragma once
 
 #include "GlassHob/model/PreviewClock.h"

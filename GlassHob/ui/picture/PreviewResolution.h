@@ -17,7 +17,7 @@ QString titleOf(PreviewResolution resolution);
 QString rawValue(PreviewResolution resolution);
 PreviewResolution previewResolution(const QString& rawValue);
 
-// Chooses by how long the frames take that it is told of. A side is drawn at a whole, a half or a quarter of its
+// Chooses by the frame times that are reported to it. A side is drawn at a whole, a half or a quarter of its
 // length.
 class AutomaticResolution {
   public:

@@ -25,7 +25,7 @@ class ScaledPicture {
     std::shared_ptr<gpu::Texture> target(gpu::Device& device, std::uint32_t width, std::uint32_t height);
     // Over all of the encoder's target.
     void draw(gpu::RenderCommandEncoder& encoder, const std::shared_ptr<gpu::Device>& device);
-    // What was made is let go of: nothing is scaled any more, or there is another device.
+    // Releases the textures: nothing is scaled any more, or there is another device.
     void reset();
 
   private:

@@ -27,7 +27,7 @@ class TimeTrack : public QWidget {
   signals:
     void timeEdited(double seconds);
     void loopEdited(const TimeStretch& loop);
-    // The knob is held, or let go.
+    // The knob is held, or released.
     void held(bool isHeld);
     void lengthChanged();
 

@@ -35,7 +35,7 @@ class ParameterSlider : public QWidget {
 
   signals:
     void valueEdited(float value);
-    // A drag, or a run of keys, is over: what comes next is another change.
+    // A drag or a run of keys has ended: what follows is another change.
     void editEnded();
     void undoRequested();
     void redoRequested();
