@@ -81,7 +81,7 @@ class Device : public std::enable_shared_from_this<Device> {
 
     // As makeSeparate(), but not even what the driver shares between devices is shared with another: all devices of the
     // CPU driver draw with the same threads, and a frame without end on one would stop them all.
-    static Result<std::shared_ptr<Device>> makeApart();
+    static Result<std::shared_ptr<Device>> makeIsolated();
 
     // Every device that the drivers report, in the order in which systemDefault() would take them. Fails only when
     // there is no driver at all.

@@ -26,7 +26,7 @@ class Texture;
 // to the end of the process. Fails when there is no driver.
 Result<void*> nativeInstance();
 // The one of a device, to which surfaces for it belong; not the process's first for every device of
-// Device::makeApart().
+// Device::makeIsolated().
 void* nativeInstance(const Device& device);
 
 // A VkSurfaceKHR of that instance, as the window system's code made it.

@@ -45,7 +45,7 @@ Result<std::shared_ptr<Device>> Device::makeSeparate() {
     return makeOn(*physical);
 }
 
-Result<std::shared_ptr<Device>> Device::makeApart() {
+Result<std::shared_ptr<Device>> Device::makeIsolated() {
     Result<vulkan::PhysicalDevice> physical = chooseOf(vulkan::Instance::shared());
     if (physical && physical->info.kind == DeviceKind::cpu) physical = chooseOf(vulkan::Instance::unused());
     if (!physical) return std::unexpected(physical.error());

@@ -42,15 +42,15 @@ TEST(Devices, DevicesApartShareNoInstanceAndInstancesServeAgain) {
     const auto first = Device::systemDefault();
     ASSERT_TRUE(first);
     if (!(*first)->isCPU()) GTEST_SKIP() << "devices of this driver share no threads";
-    auto apart = Device::makeApart();
+    auto apart = Device::makeIsolated();
     ASSERT_TRUE(apart) << apart.error().description();
     void* const instance = nativeInstance(**apart);
     EXPECT_NE(instance, nativeInstance(**first));
-    const auto third = Device::makeApart();
+    const auto third = Device::makeIsolated();
     ASSERT_TRUE(third);
     EXPECT_NE(nativeInstance(**third), instance);
     apart->reset();
-    const auto next = Device::makeApart();
+    const auto next = Device::makeIsolated();
     ASSERT_TRUE(next);
     EXPECT_EQ(nativeInstance(**next), instance);
     EXPECT_TRUE((*next)->makeCommandQueue());

@@ -18,7 +18,7 @@ constexpr double slowForPeople = 2;
 } // namespace
 
 DeviceWatch::DeviceWatch(std::shared_ptr<gpu::Device> device, Make make)
-    : device_(std::move(device)), make_(make ? std::move(make) : Make(gpu::Device::makeApart)) {}
+    : device_(std::move(device)), make_(make ? std::move(make) : Make(gpu::Device::makeIsolated)) {}
 
 DeviceWatch::~DeviceWatch() {
     if (hasSlowFrame()) retire(std::move(device_));

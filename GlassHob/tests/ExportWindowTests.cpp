@@ -16,7 +16,7 @@
 #include "GlassHob/ui/export/OwnPicture.h"
 #include "GlassHob/ui/export/PresetCards.h"
 #include "GlassHob/ui/export/StillWindow.h"
-#include "GlassHob/ui/window/Leaving.h"
+#include "GlassHob/ui/window/CloseGuard.h"
 #include "GlassHobRender/formats/ExportError.h"
 
 #include <QCheckBox>
@@ -267,14 +267,14 @@ TEST_F(ExportWindowTest, AnExportThatDoesNotEndHoldsUpQuittingForAWhileOnly) {
     QWidget other;
     auto delay = std::make_unique<ManualDelay>();
     ManualDelay& patience = *delay;
-    Leaving leaving(*model, &other, std::move(delay));
-    EXPECT_FALSE(leaving.mayClose()); // the answer is "Stop and Quit"
-    EXPECT_FALSE(leaving.mayClose());
+    CloseGuard guard(*model, &other, std::move(delay));
+    EXPECT_FALSE(guard.mayClose()); // the answer is "Stop and Quit"
+    EXPECT_FALSE(guard.mayClose());
     EXPECT_TRUE(model->exports().isCancelling());
     EXPECT_TRUE(patience.isWaiting());
-    EXPECT_FALSE(leaving.mayClose());
+    EXPECT_FALSE(guard.mayClose());
     patience.elapse();
-    EXPECT_TRUE(leaving.mayClose());
+    EXPECT_TRUE(guard.mayClose());
     EXPECT_TRUE(model->deviceIsBusy()) << "the process then ends without waiting for it";
 }
 

@@ -206,7 +206,7 @@ TEST_F(InspectorTest, TheSmallestWindowCutsNothingOff) {
 
 TEST_F(InspectorTest, WithoutTheEditorTheSlidersLieOverThePicture) {
     model->open(file("a.metal", withSliders(3)));
-    SliderPlace* place = window->sliders();
+    InspectorHost* place = window->sliders();
     auto* down = qobject_cast<QSplitter*>(place->parentWidget());
     ASSERT_NE(down, nullptr);
     const QList<int> sizes = down->sizes();

@@ -22,7 +22,7 @@ constexpr int milliseconds = 160;
 
 } // namespace
 
-Banner::Banner(Look look, QWidget* parent) : Ground(Role::strip, Qt::BottomEdge, parent), look_(look) {
+Banner::Banner(Look look, QWidget* parent) : FilledPane(Role::strip, Qt::BottomEdge, parent), look_(look) {
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
     close_ = new ToolButton(Icon::close, tr("Close this message"), this, 24, 14);
     connect(close_, &QAbstractButton::clicked, this, [this] {
@@ -139,7 +139,7 @@ QRect Banner::textBox() const {
 }
 
 void Banner::paintEvent(QPaintEvent* event) {
-    Ground::paintEvent(event);
+    FilledPane::paintEvent(event);
     QPainter painter(this);
     const bool isTrouble = contents_.tone == Tone::trouble;
     const Role ink = isTrouble ? Role::error : Role::accentText;
@@ -169,7 +169,7 @@ void Banner::keyPressEvent(QKeyEvent* event) {
     if (event->key() == Qt::Key_Escape && close_->isVisibleTo(this))
         close_->click();
     else
-        Ground::keyPressEvent(event);
+        FilledPane::keyPressEvent(event);
 }
 
 bool Banner::event(QEvent* event) {
@@ -187,7 +187,7 @@ bool Banner::event(QEvent* event) {
         }
         return true;
     }
-    return Ground::event(event);
+    return FilledPane::event(event);
 }
 
 } // namespace glasshob

@@ -10,7 +10,7 @@
 
 namespace glasshob {
 
-class Banner : public Ground {
+class Banner : public FilledPane {
     Q_OBJECT
   public:
     enum class Look { tall, line };

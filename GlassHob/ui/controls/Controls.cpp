@@ -346,16 +346,16 @@ void BarSeparator::paintEvent(QPaintEvent*) {
     QPainter(this).fillRect(8, 0, 1, height(), themed(Role::line));
 }
 
-Ground::Ground(Role role, Qt::Edges lines, QWidget* parent) : QWidget(parent), role_(role), lines_(lines) {
+FilledPane::FilledPane(Role role, Qt::Edges lines, QWidget* parent) : QWidget(parent), role_(role), lines_(lines) {
     setAttribute(Qt::WA_OpaquePaintEvent);
 }
 
-void Ground::setRole(Role role) {
+void FilledPane::setRole(Role role) {
     role_ = role;
     update();
 }
 
-void Ground::paintEvent(QPaintEvent*) {
+void FilledPane::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.fillRect(rect(), themed(role_));
     const QColor line = themed(Role::line);

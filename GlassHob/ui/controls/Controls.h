@@ -165,10 +165,10 @@ class BarSeparator : public QWidget {
 };
 
 // A box filled with a role's colour, with a 1 px line along the edges asked for.
-class Ground : public QWidget {
+class FilledPane : public QWidget {
     Q_OBJECT
   public:
-    Ground(Role role, Qt::Edges lines, QWidget* parent);
+    FilledPane(Role role, Qt::Edges lines, QWidget* parent);
     void setRole(Role role);
 
   protected:

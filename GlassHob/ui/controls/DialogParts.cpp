@@ -92,14 +92,15 @@ void FieldMessage::tell(const QString& sentence) {
     QAccessible::updateAccessibility(&alert);
 }
 
-DialogFooter::DialogFooter(QWidget* parent) : Ground(Role::strip, Qt::TopEdge, parent), row_(new QHBoxLayout(this)) {
+DialogFooter::DialogFooter(QWidget* parent)
+    : FilledPane(Role::strip, Qt::TopEdge, parent), row_(new QHBoxLayout(this)) {
     setFixedHeight(footerHeight);
     row_->setContentsMargins(dialogMargin, 17, dialogMargin, 16);
     row_->setSpacing(8);
 }
 
 DialogPage::DialogPage(QWidget* parent)
-    : QWidget(parent), ground_(new Ground(Role::panel, {}, nullptr)), scroll_(makeScrollArea(ground_, this)),
+    : QWidget(parent), ground_(new FilledPane(Role::panel, {}, nullptr)), scroll_(makeScrollArea(ground_, this)),
       footer_(new DialogFooter(this)) {
     setFixedWidth(dialogWidth);
     ground_->installEventFilter(this);

@@ -59,7 +59,7 @@ class FieldMessage : public QWidget {
 };
 
 // The strip at a dialog's foot; what is put into its row stands at the right of a stretch where one is added.
-class DialogFooter : public Ground {
+class DialogFooter : public FilledPane {
     Q_OBJECT
   public:
     explicit DialogFooter(QWidget* parent);
@@ -77,7 +77,7 @@ class DialogPage : public QWidget {
     explicit DialogPage(QWidget* parent);
 
     // What is shown is laid out on it.
-    Ground* ground() const { return ground_; }
+    FilledPane* ground() const { return ground_; }
     DialogFooter* footer() const { return footer_; }
     // With the footer.
     int wantedHeight() const;
@@ -96,7 +96,7 @@ class DialogPage : public QWidget {
     int leastHeight() const;
     void fit();
 
-    Ground* ground_;
+    FilledPane* ground_;
     QScrollArea* scroll_;
     DialogFooter* footer_;
     int preferred_ = 0;

@@ -75,9 +75,9 @@ CodeEditor::CodeEditor(QWidget* parent) : QPlainTextEdit(parent), marks_(documen
     highlighter_ = new SyntaxHighlighter(document());
     ruler_ = new LineRuler(this);
     // The scroll bar begins where the text does.
-    underRuler_ = new Ground(Role::editor, {}, this);
+    underRuler_ = new FilledPane(Role::editor, {}, this);
     addScrollBarWidget(underRuler_, Qt::AlignLeft);
-    setCornerWidget(new Ground(Role::editor, {}, this));
+    setCornerWidget(new FilledPane(Role::editor, {}, this));
     tip_ = new MessageTip(this);
     applyFont();
     followTheme();

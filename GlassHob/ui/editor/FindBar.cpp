@@ -29,7 +29,8 @@ QHBoxLayout* makeRow(QWidget* parent) {
 
 } // namespace
 
-FindBar::FindBar(CodeEditor* editor, QWidget* parent) : Ground(Role::strip, Qt::BottomEdge, parent), editor_(editor) {
+FindBar::FindBar(CodeEditor* editor, QWidget* parent)
+    : FilledPane(Role::strip, Qt::BottomEdge, parent), editor_(editor) {
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(12, 6, 12, 7);
     column->setSpacing(6);
@@ -294,27 +295,27 @@ void FindBar::replaceAll() {
 }
 
 void FindBar::resizeEvent(QResizeEvent* event) {
-    Ground::resizeEvent(event);
+    FilledPane::resizeEvent(event);
     for (QWidget* arrow : {previous_, next_})
         arrow->setVisible(width() >= arrowsFrom);
 }
 
 bool FindBar::eventFilter(QObject* object, QEvent* event) {
     if (event->type() != QEvent::KeyPress && event->type() != QEvent::ShortcutOverride)
-        return Ground::eventFilter(object, event);
+        return FilledPane::eventFilter(object, event);
     auto* key = static_cast<QKeyEvent*>(event);
     const bool isPress = event->type() == QEvent::KeyPress;
     if (key->key() == Qt::Key_Escape && isVisible()) {
         // The code's own Escape comes first: it closes what is open over the code.
         if (object == editor_ && (!isPress || !editor_->moreCarets().isEmpty()))
-            return Ground::eventFilter(object, event);
+            return FilledPane::eventFilter(object, event);
         if (isPress)
             close();
         else
             event->accept();
         return true;
     }
-    if (object == editor_) return Ground::eventFilter(object, event);
+    if (object == editor_) return FilledPane::eventFilter(object, event);
     if (key->modifiers() == Qt::AltModifier) {
         const std::pair<int, LetterToggle*> toggles[] = {
             {Qt::Key_C, case_}, {Qt::Key_W, word_}, {Qt::Key_R, expression_}};
@@ -328,7 +329,7 @@ bool FindBar::eventFilter(QObject* object, QEvent* event) {
         }
     }
     const bool isField = object == find_ || object == replace_;
-    if (!isPress || !isField) return Ground::eventFilter(object, event);
+    if (!isPress || !isField) return FilledPane::eventFilter(object, event);
     switch (key->key()) {
     case Qt::Key_Return:
     case Qt::Key_Enter:
@@ -341,7 +342,7 @@ bool FindBar::eventFilter(QObject* object, QEvent* event) {
         return true;
     case Qt::Key_Down: step(1); return true;
     case Qt::Key_Up: step(-1); return true;
-    default: return Ground::eventFilter(object, event);
+    default: return FilledPane::eventFilter(object, event);
     }
 }
 

@@ -15,7 +15,7 @@ class CodeEditor;
 class LetterToggle;
 class SearchField;
 
-class FindBar : public Ground {
+class FindBar : public FilledPane {
     Q_OBJECT
   public:
     FindBar(CodeEditor* editor, QWidget* parent);

@@ -14,7 +14,7 @@
 namespace glasshob {
 
 GoToLineBar::GoToLineBar(CodeEditor* editor, QWidget* parent)
-    : Ground(Role::strip, Qt::BottomEdge, parent), editor_(editor) {
+    : FilledPane(Role::strip, Qt::BottomEdge, parent), editor_(editor) {
     auto* row = new QHBoxLayout(this);
     row->setContentsMargins(12, 6, 12, 7);
     row->setSpacing(8);
@@ -76,7 +76,7 @@ bool GoToLineBar::eventFilter(QObject* object, QEvent* event) {
     if (object == field_ && event->type() == QEvent::FocusOut &&
         static_cast<QFocusEvent*>(event)->reason() == Qt::MouseFocusReason)
         hide();
-    return Ground::eventFilter(object, event);
+    return FilledPane::eventFilter(object, event);
 }
 
 } // namespace glasshob

@@ -9,7 +9,7 @@ namespace glasshob {
 class CodeEditor;
 class SearchField;
 
-class GoToLineBar : public Ground {
+class GoToLineBar : public FilledPane {
     Q_OBJECT
   public:
     GoToLineBar(CodeEditor* editor, QWidget* parent);

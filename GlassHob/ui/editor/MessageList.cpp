@@ -296,7 +296,7 @@ bool MessageRows::viewportEvent(QEvent* event) {
     return QAbstractScrollArea::viewportEvent(event);
 }
 
-MessageList::MessageList(QWidget* parent) : Ground(Role::panel, Qt::TopEdge, parent) {
+MessageList::MessageList(QWidget* parent) : FilledPane(Role::panel, Qt::TopEdge, parent) {
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
     heading_ = new TextLine(fonts::label(), Role::text, this);
     auto* copy = new ToolButton(Icon::copy, tr("Copy messages"), this, 28, 16);
@@ -410,7 +410,7 @@ bool MessageList::eventFilter(QObject* object, QEvent* event) {
     if (object == parentWidget() && event->type() == QEvent::Resize && hasMessages_ &&
         height_.state() != QVariantAnimation::Running)
         setFixedHeight(wantedHeight());
-    return Ground::eventFilter(object, event);
+    return FilledPane::eventFilter(object, event);
 }
 
 void MessageList::step(int direction) {

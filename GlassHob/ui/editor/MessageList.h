@@ -73,7 +73,7 @@ class MessageRows : public QAbstractScrollArea {
     bool isOverFix_ = false;
 };
 
-class MessageList : public Ground {
+class MessageList : public FilledPane {
     Q_OBJECT
   public:
     explicit MessageList(QWidget* parent);

@@ -37,7 +37,7 @@ std::vector<const ExportFormatEntry*> offered() {
 } // namespace
 
 ExportForm::ExportForm(AppModel& model, QWidget* parent) : DialogPage(parent), model_(model) {
-    Ground* const ground = this->ground();
+    FilledPane* const ground = this->ground();
     QStringList names, contents;
     for (const ExportFormatEntry* entry : offered()) {
         names.append(QString::fromLatin1(entry->name.data(), qsizetype(entry->name.size())));

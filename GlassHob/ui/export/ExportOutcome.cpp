@@ -27,14 +27,14 @@ constexpr int textWidth = dialogTextWidth - signSide - signGap;
 
 // The sign and the heading over a column of what else is said, and the footer under both.
 struct Frame {
-    Ground* ground;
+    FilledPane* ground;
     TextLine* heading;
     QVBoxLayout* text;
     DialogFooter* footer;
 };
 
 Frame frame(const DialogPage& page, Icon icon, Role ink) {
-    Ground* const ground = page.ground();
+    FilledPane* const ground = page.ground();
     Frame made{ground, new TextLine(fonts::dialogHeading(), Role::text, ground), new QVBoxLayout, page.footer()};
     made.heading->setFixedHeight(24);
     made.text->setSpacing(0);

@@ -61,7 +61,7 @@ void ExportBar::paintEvent(QPaintEvent*) {
 }
 
 ExportProgress::ExportProgress(AppModel& model, QWidget* parent) : DialogPage(parent), model_(model) {
-    Ground* const ground = this->ground();
+    FilledPane* const ground = this->ground();
     auto line = [ground](const QFont& font, Role role, int height) {
         auto* made = new TextLine(font, role, ground);
         made->setFixedHeight(height);
@@ -105,7 +105,7 @@ ExportProgress::ExportProgress(AppModel& model, QWidget* parent) : DialogPage(pa
     details->addWidget(taken_);
     body->addLayout(details);
     body->addStretch(1);
-    auto* rule = new Ground(Role::line, {}, ground);
+    auto* rule = new FilledPane(Role::line, {}, ground);
     rule->setFixedHeight(1);
     body->addWidget(rule);
     body->addSpacing(15);

@@ -34,7 +34,7 @@ StillWindow::StillWindow(AppModel& model, StillRequest moment, QWidget* parent)
     setAttribute(Qt::WA_DeleteOnClose);
     setWindowTitle(tr("Save Still"));
     form_ = new DialogPage(this);
-    Ground* const ground = form_->ground();
+    FilledPane* const ground = form_->ground();
     picture_ = new OwnPicture(OwnPicture::Asks::size, ground);
     message_ = new FieldMessage(dialogTextWidth, ground);
     message_->setContentsMargins(0, 8, 0, 0);

@@ -27,7 +27,7 @@ HandbookWindow::HandbookWindow(QWidget* parent) : QWidget(parent, Qt::Window) {
     setMinimumSize(least.boundedTo(roomFor(this)));
     resize(windowSize.boundedTo(roomFor(this)));
 
-    auto* bar = new Ground(Role::bar, Qt::BottomEdge, this);
+    auto* bar = new FilledPane(Role::bar, Qt::BottomEdge, this);
     back_ = new ToolButton(Icon::chevr, tr("Back (Alt+Left)"), bar);
     back_->setTurned(true);
     back_->setEnabled(false);

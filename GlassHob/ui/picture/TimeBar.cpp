@@ -19,7 +19,7 @@ constexpr int barHeight = 32;
 } // namespace
 
 TimeBar::TimeBar(AppModel& model, const PictureActions& actions, QWidget* parent)
-    : Ground(Role::strip, Qt::TopEdge, parent), model_(model) {
+    : FilledPane(Role::strip, Qt::TopEdge, parent), model_(model) {
     setFixedHeight(barHeight);
     setAccessibleName(tr("Time"));
     auto* loop = new ToolButton(Icon::loop, tr("Loop"), this, 24, 16);

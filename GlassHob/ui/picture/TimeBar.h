@@ -11,7 +11,7 @@ class MenuButton;
 class PictureActions;
 class TimeTrack;
 
-class TimeBar : public Ground {
+class TimeBar : public FilledPane {
     Q_OBJECT
   public:
     TimeBar(AppModel& model, const PictureActions& actions, QWidget* parent);

@@ -75,7 +75,7 @@ void SliderRows::layOut() {
 }
 
 Inspector::Inspector(AppModel& model, QWidget* parent)
-    : Ground(Role::panel, {}, parent), model_(model), presetActions_(new PresetActions(model, this)) {
+    : FilledPane(Role::panel, {}, parent), model_(model), presetActions_(new PresetActions(model, this)) {
     heading_ = new QWidget(this);
     heading_->setFixedHeight(headingHeight);
     title_ = new TextLine(fonts::heading(), Role::text, heading_, tr("Sliders"));
@@ -287,7 +287,7 @@ void Inspector::fitRows() {
 }
 
 void Inspector::resizeEvent(QResizeEvent* event) {
-    Ground::resizeEvent(event);
+    FilledPane::resizeEvent(event);
     arrange();
     fitRows();
 }

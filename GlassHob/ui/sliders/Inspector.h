@@ -38,7 +38,7 @@ class SliderRows : public QWidget {
     int tallHeight_ = 64;
 };
 
-class Inspector : public Ground {
+class Inspector : public FilledPane {
     Q_OBJECT
   public:
     Inspector(AppModel& model, QWidget* parent);

@@ -153,7 +153,7 @@ void PresetRow::focusOutEvent(QFocusEvent* event) {
 }
 
 PresetColumn::PresetColumn(PresetActions& actions, QWidget* parent)
-    : Ground(Role::panel, Qt::LeftEdge, parent), actions_(actions) {
+    : FilledPane(Role::panel, Qt::LeftEdge, parent), actions_(actions) {
     title_ = new TextLine(fonts::heading(), Role::text, this, tr("Presets"));
     add_ = new ToolButton(Icon::plus, tr("Save these settings as a preset"), this, 28, 18);
     add_->setName(add_->accessibleName(), actions.saveAction()->shortcut().toString(QKeySequence::NativeText));
@@ -235,7 +235,7 @@ PresetRow* PresetColumn::currentRow() const {
 }
 
 void PresetColumn::resizeEvent(QResizeEvent* event) {
-    Ground::resizeEvent(event);
+    FilledPane::resizeEvent(event);
     layOut();
 }
 

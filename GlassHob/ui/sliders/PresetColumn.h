@@ -48,7 +48,7 @@ class PresetRow : public HoverButton {
     TextButton* undo_;
 };
 
-class PresetColumn : public Ground {
+class PresetColumn : public FilledPane {
     Q_OBJECT
   public:
     PresetColumn(PresetActions& actions, QWidget* parent);

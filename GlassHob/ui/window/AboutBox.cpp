@@ -38,7 +38,7 @@ AboutBox::AboutBox(const AppModel& model, QWidget* window) : QDialog(window) {
     };
 
     auto* page = new DialogPage(this);
-    Ground* const ground = page->ground();
+    FilledPane* const ground = page->ground();
     auto* icon = new QLabel(ground);
     QImage picture = applicationIconImage(qRound(iconSide * devicePixelRatioF()));
     picture.setDevicePixelRatio(devicePixelRatioF());

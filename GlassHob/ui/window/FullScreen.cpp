@@ -24,7 +24,7 @@ constexpr int lowerLeft = 2; // a corner of the sliders' box
 
 } // namespace
 
-FullScreen::FullScreen(AppModel& model, PictureActions& actions, Canvas* picture, SliderPlace* sliders,
+FullScreen::FullScreen(AppModel& model, PictureActions& actions, Canvas* picture, InspectorHost* sliders,
                        QMainWindow* window)
     : QObject(window), model_(model), actions_(actions), picture_(picture), sliders_(sliders), window_(window) {
     connect(actions_.fullScreen, &QAction::triggered, this, [this] { active_ ? leave() : enter(); });
@@ -39,7 +39,7 @@ FullScreen::FullScreen(AppModel& model, PictureActions& actions, Canvas* picture
         sliders_->setShows(shows);
         watchSliders();
     });
-    connect(sliders_, &SliderPlace::showsChanged, showSliders_, &QAction::setChecked);
+    connect(sliders_, &InspectorHost::showsChanged, showSliders_, &QAction::setChecked);
     connect(picture_, &Canvas::pointerActivity, this, &FullScreen::touched);
     // A slider that was dragged would keep the boxes; a click beside them gives the keyboard back.
     connect(picture_, &Canvas::pressed, this, [this] {

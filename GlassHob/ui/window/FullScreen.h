@@ -23,13 +23,13 @@ namespace glasshob {
 class AppModel;
 class Canvas;
 class PictureActions;
-class SliderPlace;
+class InspectorHost;
 class TransportBox;
 
 class FullScreen : public QObject {
     Q_OBJECT
   public:
-    FullScreen(AppModel& model, PictureActions& actions, Canvas* picture, SliderPlace* sliders, QMainWindow* window);
+    FullScreen(AppModel& model, PictureActions& actions, Canvas* picture, InspectorHost* sliders, QMainWindow* window);
     ~FullScreen() override;
 
     bool isActive() const { return active_; }
@@ -62,7 +62,7 @@ class FullScreen : public QObject {
     AppModel& model_;
     PictureActions& actions_;
     Canvas* picture_;
-    SliderPlace* sliders_;
+    InspectorHost* sliders_;
     QMainWindow* window_;
     std::unique_ptr<Delay> stillness_ = std::make_unique<TimerDelay>();
     QAction* escape_;

@@ -16,10 +16,10 @@
 #include "GlassHob/ui/sliders/PresetColumn.h"
 #include "GlassHob/ui/window/Accessibility.h"
 #include "GlassHob/ui/window/Banners.h"
+#include "GlassHob/ui/window/CloseGuard.h"
 #include "GlassHob/ui/window/EditMenu.h"
 #include "GlassHob/ui/window/FullScreen.h"
 #include "GlassHob/ui/window/HelpMenu.h"
-#include "GlassHob/ui/window/Leaving.h"
 #include "GlassHob/ui/window/PaneFocus.h"
 #include "GlassHob/ui/window/Panes.h"
 #include "GlassHob/ui/window/RecentMenu.h"
@@ -101,7 +101,7 @@ MainWindow::MainWindow(AppModel& model, Canvas::Kind canvas) : model_(model) {
     // Not before, as this waits for the graphics drivers, which may still be loading.
     canvas_ = Canvas::make(model_, nullptr, canvas);
     previewPane_ = new PreviewPane(model_, canvas_, *picture_, down_);
-    sliders_ = new SliderPlace(model_, down_);
+    sliders_ = new InspectorHost(model_, down_);
     sliders_->setPicture(canvas_);
     picture_->setCanvas(canvas_);
     fullScreen_ = new FullScreen(model_, *picture_, canvas_, sliders_, this);
@@ -123,12 +123,12 @@ MainWindow::MainWindow(AppModel& model, Canvas::Kind canvas) : model_(model) {
         setShowsInspector(true);
         inspector()->focusParameter(name);
     });
-    connect(sliders_, &SliderPlace::showsChanged, showInspector_, &QAction::setChecked);
+    connect(sliders_, &InspectorHost::showsChanged, showInspector_, &QAction::setChecked);
     connect(inspector(), &Inspector::insertRequested, this, [this](const QString& line) {
         editor()->insertLine(line);
         editor()->setFocus();
     });
-    connect(previewPane_, &PreviewPane::coveredHeightChanged, sliders_, &SliderPlace::setTopInset);
+    connect(previewPane_, &PreviewPane::coveredHeightChanged, sliders_, &InspectorHost::setTopInset);
     connect(previewPane_, &PreviewPane::goToRequested, this, [this] { model_.setShowsEditor(true); });
     connect(previewPane_, &PreviewPane::goToRequested, editor(), &CodeEditor::goTo);
     connect(canvas_, &Canvas::pixelSizeChanged, this, [this] { status_->setDrawnSize(canvas_->pixelSize()); });
@@ -198,7 +198,7 @@ void MainWindow::makeActions() {
     compileNow_ = action(tr("&Compile Now"), Keys(tr("Ctrl+B")), [this] { model_.compileNow(); });
     picture_ = new PictureActions(model_, this);
     exporting_ = new ExportActions(model_, this);
-    leaving_ = new Leaving(model_, this);
+    closeGuard_ = new CloseGuard(model_, this);
     connect(exporting_, &ExportActions::wanted, this, [this] { comeForward({}); });
     resetAll_ = action(tr("R&eset All Sliders"), Keys(tr("Ctrl+Alt+0")), [this] { model_.resetAllValues(); });
     undoSliders_ = action(tr("&Undo Slider Change"), Keys(tr("Ctrl+Alt+Z")), [this] { model_.undoSliders(); });
@@ -339,9 +339,9 @@ void MainWindow::followShowsEditor() {
     else if (hadFocus)
         canvas_->setFocus();
     previewPane_->setBare(!shows);
-    sliders_->setWhere(alone   ? SliderPlace::Where::fullScreen
-                       : shows ? SliderPlace::Where::pane
-                               : SliderPlace::Where::overPicture);
+    sliders_->setWhere(alone   ? InspectorHost::Where::fullScreen
+                       : shows ? InspectorHost::Where::pane
+                               : InspectorHost::Where::overPicture);
     showEditor_->setChecked(model_.showsEditor());
     for (QWidget* bar :
          {static_cast<QWidget*>(menuBar()), static_cast<QWidget*>(toolbar_), static_cast<QWidget*>(status_)})
@@ -432,7 +432,7 @@ void MainWindow::keepLayout() const {
 }
 
 void MainWindow::closeEvent(QCloseEvent* event) {
-    if (!leaving_->mayClose()) {
+    if (!closeGuard_->mayClose()) {
         event->ignore();
         return;
     }

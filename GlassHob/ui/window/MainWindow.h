@@ -17,12 +17,12 @@ class EditorPane;
 class ExportActions;
 class FullScreen;
 class Inspector;
-class Leaving;
+class CloseGuard;
 class MessageList;
 class PictureActions;
 class PreviewPane;
 class SampleMenu;
-class SliderPlace;
+class InspectorHost;
 class StatusLine;
 class Toolbar;
 
@@ -35,7 +35,7 @@ class MainWindow : public QMainWindow {
     CodeEditor* editor() const;
     MessageList* messages() const;
     Inspector* inspector() const;
-    SliderPlace* sliders() const { return sliders_; }
+    InspectorHost* sliders() const { return sliders_; }
     Banners* banners() const { return banners_; }
     Canvas* canvas() const { return canvas_; }
     FullScreen* fullScreen() const { return fullScreen_; }
@@ -72,14 +72,14 @@ class MainWindow : public QMainWindow {
     EditorPane* editorPane_ = nullptr;
     PreviewPane* previewPane_ = nullptr;
     Canvas* canvas_ = nullptr;
-    SliderPlace* sliders_ = nullptr; // the inspector, in its pane or over the picture
+    InspectorHost* sliders_ = nullptr; // the inspector, in its pane or over the picture
     Banners* banners_ = nullptr;
     StatusLine* status_ = nullptr;
     SampleMenu* fromSample_ = nullptr;
     PictureActions* picture_ = nullptr;
     FullScreen* fullScreen_ = nullptr;
     ExportActions* exporting_ = nullptr;
-    Leaving* leaving_ = nullptr;
+    CloseGuard* closeGuard_ = nullptr;
 
     QAction *new_, *open_, *openSample_, *save_, *saveAs_, *revert_, *showInFiles_, *quit_;
     QAction *undo_, *redo_, *cut_, *copy_, *paste_, *selectAll_, *nextProblem_, *previousProblem_;

@@ -66,7 +66,7 @@ class EditorPane::EditedDot : public QWidget {
 };
 
 EditorPane::EditorPane(AppModel& model, QWidget* parent) : QWidget(parent), model_(model) {
-    auto* strip = new Ground(Role::strip, Qt::BottomEdge, this);
+    auto* strip = new FilledPane(Role::strip, Qt::BottomEdge, this);
     strip->setFixedHeight(stripHeight);
     name_ = new TextLine(fonts::label(), Role::text, strip);
     name_->setElides(true);
@@ -160,9 +160,9 @@ void EditorPane::showMessages() {
 }
 
 // The strip over the picture: while a compile has failed it is the banner, with an edge and an icon at its left.
-class PreviewPane::Strip : public Ground {
+class PreviewPane::Strip : public FilledPane {
   public:
-    Strip(const Canvas& canvas, QMenu* resolutions, QWidget* parent) : Ground(Role::strip, Qt::BottomEdge, parent) {
+    Strip(const Canvas& canvas, QMenu* resolutions, QWidget* parent) : FilledPane(Role::strip, Qt::BottomEdge, parent) {
         setFixedHeight(stripHeight);
         title = new TextLine(fonts::label(), Role::text, this);
         title->setElides(true);
@@ -209,7 +209,7 @@ class PreviewPane::Strip : public Ground {
 
   protected:
     void paintEvent(QPaintEvent* event) override {
-        Ground::paintEvent(event);
+        FilledPane::paintEvent(event);
         if (!error_) return;
         QPainter painter(this);
         painter.fillRect(QRect(0, 0, 3, height()), themed(Role::error));

@@ -126,7 +126,7 @@ ShortcutList::ShortcutList(const QMenuBar& menus, QWidget* window) : QDialog(win
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(0, 0, 0, 0);
     column->setSpacing(0);
-    auto* ground = new Ground(Role::panel, {}, this);
+    auto* ground = new FilledPane(Role::panel, {}, this);
     auto* top = new QHBoxLayout(ground);
     top->setContentsMargins(24, 20, 24, 8);
     top->addWidget(field);

@@ -124,40 +124,41 @@ void SliderBox::paintEvent(QPaintEvent*) {
     paintBox(painter, rect());
 }
 
-SliderPlace::SliderPlace(AppModel& model, QWidget* parent) : QWidget(parent), inspector_(new Inspector(model, this)) {
+InspectorHost::InspectorHost(AppModel& model, QWidget* parent)
+    : QWidget(parent), inspector_(new Inspector(model, this)) {
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(0, 0, 0, 0);
     column->addWidget(inspector_);
     connect(inspector_, &Inspector::closeRequested, this, [this] { setShows(false); });
 }
 
-SliderPlace::~SliderPlace() {
+InspectorHost::~InspectorHost() {
     // The box may be gone already, with the picture; the inspector would have gone with it.
     delete box_;
 }
 
-void SliderPlace::setPicture(Canvas* picture) {
+void InspectorHost::setPicture(Canvas* picture) {
     picture_ = picture;
     arrange();
 }
 
-void SliderPlace::setWhere(Where where) {
+void InspectorHost::setWhere(Where where) {
     where_ = where;
     arrange();
 }
 
-void SliderPlace::setShows(bool shows) {
+void InspectorHost::setShows(bool shows) {
     const bool isOther = shows != std::exchange(shows_, shows);
     arrange();
     if (isOther) emit showsChanged(shows);
 }
 
-void SliderPlace::setTopInset(int height) {
+void InspectorHost::setTopInset(int height) {
     topInset_ = height;
     if (box_) box_->setTopInset(height);
 }
 
-void SliderPlace::arrange() {
+void InspectorHost::arrange() {
     const bool inPane = where_ == Where::pane || !picture_;
     if (inPane && box_) {
         corner_ = box_->corner();

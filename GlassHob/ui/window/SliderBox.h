@@ -1,7 +1,7 @@
 // The place of the inspector: a pane of the splitter, or a box over the picture while there is no editor or the picture
 // fills the screen. The box lies in a corner of the picture, and can be dragged by its heading to another one.
 //
-// It is a child of the window itself, over the panes. Main thread; SliderPlace stands in the splitter and owns the
+// It is a child of the window itself, over the panes. Main thread; InspectorHost stands in the splitter and owns the
 // inspector and the box.
 #pragma once
 
@@ -53,11 +53,11 @@ class SliderBox : public QWidget {
     QPoint grip_;
 };
 
-class SliderPlace : public QWidget {
+class InspectorHost : public QWidget {
     Q_OBJECT
   public:
-    SliderPlace(AppModel& model, QWidget* parent);
-    ~SliderPlace() override;
+    InspectorHost(AppModel& model, QWidget* parent);
+    ~InspectorHost() override;
     Inspector* inspector() const { return inspector_; }
 
     // The picture over which the box lies; must outlive the box, or be deleted with it.

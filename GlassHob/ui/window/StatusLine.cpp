@@ -60,7 +60,7 @@ class StatusLine::Sign : public QWidget {
     AppModel::State state_ = AppModel::State::empty;
 };
 
-StatusLine::StatusLine(AppModel& model, QWidget* parent) : Ground(Role::bar, Qt::TopEdge, parent), model_(model) {
+StatusLine::StatusLine(AppModel& model, QWidget* parent) : FilledPane(Role::bar, Qt::TopEdge, parent), model_(model) {
     setFixedHeight(26);
     setAccessibleName(tr("Status"));
     sign_ = new Sign(this);

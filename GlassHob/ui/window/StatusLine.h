@@ -9,7 +9,7 @@
 
 namespace glasshob {
 
-class StatusLine : public Ground {
+class StatusLine : public FilledPane {
     Q_OBJECT
   public:
     StatusLine(AppModel& model, QWidget* parent);

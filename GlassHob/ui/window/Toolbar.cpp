@@ -20,7 +20,7 @@ constexpr int labelsFrom = 860;
 } // namespace
 
 Toolbar::Toolbar(AppModel& model, const Actions& actions, QWidget* parent)
-    : Ground(Role::bar, Qt::BottomEdge, parent), model_(model), save_(actions.save) {
+    : FilledPane(Role::bar, Qt::BottomEdge, parent), model_(model), save_(actions.save) {
     setFixedHeight(barHeight);
     editorToggle_ = new ToolButton(Icon::editor, tr("Show editor"), actions.showEditor, this);
     inspectorToggle_ = new ToolButton(Icon::inspector, tr("Show inspector"), actions.showInspector, this);

@@ -11,7 +11,7 @@ namespace glasshob {
 class AppModel;
 class TimeField;
 
-class Toolbar : public Ground {
+class Toolbar : public FilledPane {
     Q_OBJECT
   public:
     struct Actions {

@@ -1,4 +1,4 @@
-#include "GlassHob/ui/window/Leaving.h"
+#include "GlassHob/ui/window/CloseGuard.h"
 
 #include "GlassHob/model/AppModel.h"
 
@@ -15,7 +15,7 @@ constexpr double longestWait = 5; // seconds
 
 } // namespace
 
-Leaving::Leaving(AppModel& model, QWidget* window, std::unique_ptr<Delay> patience)
+CloseGuard::CloseGuard(AppModel& model, QWidget* window, std::unique_ptr<Delay> patience)
     : QObject(window), model_(model), window_(window), patience_(std::move(patience)) {
     connect(&model_.exports(), &ExportJob::ended, this, [this] {
         if (!patience_->isWaiting()) return;
@@ -24,7 +24,7 @@ Leaving::Leaving(AppModel& model, QWidget* window, std::unique_ptr<Delay> patien
     });
 }
 
-bool Leaving::mayClose() {
+bool CloseGuard::mayClose() {
     if (isAsking_ || patience_->isWaiting()) return false;
     ExportJob& exports = model_.exports();
     if (exports.isRunning() && !exports.isCancelling() && !exportMayStop_) {
@@ -44,7 +44,7 @@ bool Leaving::mayClose() {
     return false;
 }
 
-void Leaving::askAboutExport() {
+void CloseGuard::askAboutExport() {
     isAsking_ = true;
     Question question;
     question.message = tr("Quit while %1 is being exported?").arg(QFileInfo(model_.exports().order()->path).fileName());
@@ -59,7 +59,7 @@ void Leaving::askAboutExport() {
     });
 }
 
-void Leaving::askAboutEdits() {
+void CloseGuard::askAboutEdits() {
     isAsking_ = true;
     model_.confirmDiscard([this](bool mayGo) {
         isAsking_ = false;
@@ -72,7 +72,7 @@ void Leaving::askAboutEdits() {
 }
 
 // Out of the question's own event first.
-void Leaving::goOn() {
+void CloseGuard::goOn() {
     QTimer::singleShot(0, window_, &QWidget::close);
 }
 

@@ -12,10 +12,10 @@ namespace glasshob {
 
 class AppModel;
 
-class Leaving : public QObject {
+class CloseGuard : public QObject {
     Q_OBJECT
   public:
-    Leaving(AppModel& model, QWidget* window, std::unique_ptr<Delay> patience = std::make_unique<TimerDelay>());
+    CloseGuard(AppModel& model, QWidget* window, std::unique_ptr<Delay> patience = std::make_unique<TimerDelay>());
 
     // False while there is something to ask or to wait for; closes the window itself when that is done.
     bool mayClose();
