@@ -21,6 +21,12 @@ bool isHostMessage(const Diagnostic& message) {
     return message.line == 0 && !message.excerpt.empty();
 }
 
+// A limit is reached wherever the compiler happens to be.
+bool isAboutTheWhole(const Diagnostic& message) {
+    return message.message.starts_with("this text takes too") ||
+           message.message.starts_with("the program is too large");
+}
+
 std::string utf8(const QString& text) {
     return text.toStdString();
 }
@@ -84,6 +90,12 @@ class Explainer {
     }
 
     void readHostError(const Diagnostic& message) {
+        if (isAboutTheWhole(message)) {
+            Diagnostic& told = told_.emplace_back(message);
+            told.column = told.length = 0;
+            told.excerpt.clear();
+            return;
+        }
         const std::string_view unknown = undeclaredName(message);
         if (unknown == "Particle" || unknown == "Vertex") {
             addMissing("struct " + std::string(unknown));

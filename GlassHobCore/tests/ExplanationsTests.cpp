@@ -72,6 +72,17 @@ TEST(Explanations, HostErrorsAreAboutTheAuthorsFunctions) {
     }
 }
 
+// Wherever the compiler happened to be: also in a line of the host's.
+TEST(Explanations, LimitsAreAboutTheWholeText) {
+    Diagnostic limit;
+    limit.severity = Severity::error;
+    limit.message = "this text takes too long to compile";
+    limit.excerpt = "    return shade(in.uv, u, p);\n           ^";
+    const std::vector<Diagnostic> shown = explain(std::span(&limit, 1), head + "return 0; }");
+    ASSERT_EQ(shown.size(), 1U);
+    EXPECT_EQ(shown[0].message, "this text takes too long to compile");
+}
+
 TEST(Explanations, WhatTheAuthorWroteStandsAsItIs) {
     const std::string source = "// @param speed 1 0 2\n" + head + "  return float4(p.sped);\n}\n";
     const auto messages = told(source);
