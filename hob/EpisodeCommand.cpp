@@ -158,7 +158,6 @@ ExitStatus writePages(Console& console, const EpisodePlan& plan, const Programs&
 ExitStatus writeContactSheet(Console& console, const Episode& episode, const EpisodePlan& plan, const Programs& opened,
                              const EpisodeRequest& request) {
     const std::string& path = *request.contactSheet;
-    if (!checkPlace(console, path, request.replaces)) return ExitStatus::failed;
     const Interrupts interrupts("The contact sheet was not finished.");
     std::vector<glasshob::ContactTile> tiles;
     for (const glasshob::Variation& variation :
@@ -260,6 +259,9 @@ ExitStatus run(const Arguments& arguments, Console& console) {
     if (request->lists) console.write(request->tellsJson ? episodeJson(*plan) : episodeText(*plan));
 
     if (!request->output.empty() && !checkOutput(console, request->output, episode->source.path))
+        return ExitStatus::failed;
+    if (request->contactSheet && (!checkOutput(console, *request->contactSheet, episode->source.path) ||
+                                  !checkPlace(console, *request->contactSheet, request->replaces)))
         return ExitStatus::failed;
     if (!request->output.empty() || request->pagesFolder || request->contactSheet) {
         const glasshob::TextPainting painting;

@@ -74,8 +74,10 @@ std::expected<EpisodePlan, EpisodePlan::Fault> EpisodePlan::make(const Episode& 
     // Durations first: a sum that is too long is refused before any page is made of it.
     if (choices.hasWalkthrough && hasRoom) {
         if (episode.stages.empty()) {
-            plan.notes_.emplace_back("There are no stages, so the video has no walkthrough: put them into a folder "
-                                     "called stages beside source.metal.");
+            // A single file has none.
+            if (episode.source.name == "source.metal")
+                plan.notes_.emplace_back("There are no stages, so the video has no walkthrough: put them into a folder "
+                                         "called stages beside source.metal.");
         } else {
             auto stages = episode.walkthrough(choices.pageLines);
             if (!stages) return std::unexpected(Fault{stages.error().sentence, stages.error().number});

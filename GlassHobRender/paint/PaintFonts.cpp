@@ -4,6 +4,7 @@
 #include <QGuiApplication>
 
 #include <clocale>
+#include <cstdio>
 
 namespace glasshob {
 
@@ -50,7 +51,13 @@ TextPainting::TextPainting() {
     static char name[] = "glasshob", option[] = "-platform", platform[] = "offscreen";
     static char* words[] = {name, option, platform, nullptr};
     const std::string numbers = std::setlocale(LC_NUMERIC, nullptr);
+    // What Qt has to say about a desktop is of no use here.
+    const QtMessageHandler handler =
+        qInstallMessageHandler([](QtMsgType type, const QMessageLogContext&, const QString& message) {
+            if (type == QtFatalMsg) std::fprintf(stderr, "%s\n", qPrintable(message));
+        });
     application_ = std::make_unique<QGuiApplication>(count, words);
+    qInstallMessageHandler(handler);
     // Qt takes over the user's locale; numbers are written with a point all the same.
     std::setlocale(LC_NUMERIC, numbers.c_str());
 }

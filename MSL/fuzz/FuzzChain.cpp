@@ -10,6 +10,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     CompileOptions options;
     options.timeLimit = std::chrono::milliseconds(1000);
     options.debugNames = variant % 5 == 0;
+    options.marksCutLoops = variant % 4 == 0;
     if (variant % 3 == 0) {
         options.userTextBegin = size / 4;
         options.userTextEnd = size / 2;
