@@ -50,9 +50,10 @@ std::optional<CompiledLibrary> build(SourceManager& sources, Diagnostics& diagno
     // What the driver will do with it.
     clearInLoops(*module);
     verifyAfter("clearing in loops", *module, diagnostics);
-    breakLoopChains(*module);
+    const DriverLoops loops(*module);
+    breakLoopChains(*module, loops);
     verifyAfter("breaking chains of loops", *module, diagnostics);
-    if (const auto excess = findExcessiveCost(*module)) {
+    if (const auto excess = findExcessiveCost(*module, loops)) {
         diagnostics.error(*excess, "the program is too large: a driver would take too long to build the pipeline of "
                                    "what stands up to here");
         return {};

@@ -60,8 +60,11 @@ std::optional<double> turnsOf(const Instruction& loop) {
 } // namespace
 
 DriverLoops::DriverLoops(const ir::Module& module) {
-    for (const Function* function : module.functions) // callees come first
-        sizes_[function] = measure(*function->body);
+    for (const Function* function : module.functions) { // callees come first
+        const double size = measure(*function->body);
+        if (sizes_.size() <= function->id) sizes_.resize(function->id + 1);
+        sizes_[function->id] = size;
+    }
 }
 
 double DriverLoops::copies(const Instruction& loop) const {
@@ -80,10 +83,7 @@ double DriverLoops::measure(const Instruction& instruction) {
     switch (instruction.op) {
     case Op::load:
     case Op::store: return 0; // of locals, mostly
-    case Op::call: {
-        const auto found = sizes_.find(instruction.callee);
-        return found == sizes_.end() ? 0 : found->second;
-    }
+    case Op::call: return instruction.callee->id < sizes_.size() ? sizes_[instruction.callee->id] : 0;
     case Op::loop: return measureLoop(instruction);
     default: break;
     }

@@ -5,9 +5,11 @@
 #include "MSL/ir/Ir.h"
 
 #include <unordered_map>
+#include <vector>
 
 namespace msl {
 
+// Holds for loops that passes add as well: they stay loops.
 class DriverLoops {
   public:
     explicit DriverLoops(const ir::Module& module);
@@ -21,7 +23,7 @@ class DriverLoops {
     double measure(const ir::Instruction& instruction);
     double measureLoop(const ir::Instruction& loop);
 
-    std::unordered_map<const ir::Function*, double> sizes_;
+    std::vector<double> sizes_;                                 // by Function::id
     std::unordered_map<const ir::Instruction*, double> copies_; // of the loops that are laid out
 };
 

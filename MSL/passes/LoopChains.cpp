@@ -1,7 +1,6 @@
 #include "MSL/passes/LoopChains.h"
 
 #include "MSL/ir/Walk.h"
-#include "MSL/passes/DriverLoops.h"
 
 #include <map>
 #include <set>
@@ -24,7 +23,7 @@ constexpr int longestChain = 5;
 // Goes through the entry points in the order in which a driver lays them out, functions put into their callers.
 class Chains {
   public:
-    explicit Chains(ir::Module& module) : module_(module), loops_(module), builder_(module) {}
+    Chains(ir::Module& module, const DriverLoops& loops) : module_(module), loops_(loops), builder_(module) {}
 
     std::size_t run() {
         for (const ir::Entry* entry : module_.entries)
@@ -111,7 +110,7 @@ class Chains {
     }
 
     ir::Module& module_;
-    DriverLoops loops_;
+    const DriverLoops& loops_;
     ir::Builder builder_;
     std::map<std::pair<const Function*, int>, int> known_;
     std::set<const Instruction*> broken_;
@@ -119,8 +118,8 @@ class Chains {
 
 } // namespace
 
-std::size_t breakLoopChains(ir::Module& module) {
-    return Chains(module).run();
+std::size_t breakLoopChains(ir::Module& module, const DriverLoops& loops) {
+    return Chains(module, loops).run();
 }
 
 } // namespace msl

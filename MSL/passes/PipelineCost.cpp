@@ -1,7 +1,6 @@
 #include "MSL/passes/PipelineCost.h"
 
 #include "MSL/ir/Walk.h"
-#include "MSL/passes/DriverLoops.h"
 
 #include <algorithm>
 #include <unordered_map>
@@ -18,7 +17,7 @@ using ir::Variable;
 
 // Microseconds.
 namespace weights {
-constexpr double limit = 10'000'000; // of one entry point
+constexpr double limit = 12'000'000; // of one entry point
 constexpr double instruction = 60;   // for each component
 constexpr double rounding = 8;       // times, of numbers that are rounded by their bits
 constexpr double function = 1'500;   // sin, pow and their kin: a polynomial
@@ -30,8 +29,8 @@ constexpr double smallArray = 16; // words
 constexpr double choice = 500;    // of an element of a small array, for each component
 constexpr double branch = 100;
 constexpr double loop = 2'600;
-constexpr double loopPair = 12; // what each loop that stays one adds to every other
-constexpr double localWord = 340; // of arrays that are indexed at run time
+constexpr double loopPair = 12;   // what each loop that stays one adds to every other
+constexpr double localWord = 400; // of arrays that are indexed at run time
 } // namespace weights
 
 // What a piece of code adds up to. Accesses and loops get dearer the more of them there are, so they are counted apart.
@@ -54,7 +53,8 @@ struct Cost {
 
 class Estimate {
   public:
-    explicit Estimate(const ir::Module& module) : loops_(module), uniform_(module.valueCount() + 1, unknown) {
+    Estimate(const ir::Module& module, const DriverLoops& loops)
+        : loops_(loops), uniform_(module.valueCount() + 1, unknown) {
         for (const Function* function : module.functions) { // callees come first
             Cost cost = localsOf(*function);
             cost.add(costOf(*function->body));
@@ -261,25 +261,21 @@ class Estimate {
         return cost;
     }
 
-    DriverLoops loops_;
+    const DriverLoops& loops_;
     std::vector<std::uint8_t> uniform_; // by Value::id
     std::unordered_map<const Function*, Cost> costs_;
 };
 
 } // namespace
 
-std::optional<SourceLocation> findExcessiveCost(const ir::Module& module) {
-    Estimate estimate(module);
+std::optional<SourceLocation> findExcessiveCost(const ir::Module& module, const DriverLoops& loops) {
+    Estimate estimate(module, loops);
     for (const ir::Entry* entry : module.entries) {
         if (estimate.of(*entry->function).total() <= weights::limit) continue;
         Cost sum;
         return estimate.excess(*entry->function, sum);
     }
     return std::nullopt;
-}
-
-double pipelineCost(const ir::Module& module, const ir::Entry& entry) {
-    return Estimate(module).of(*entry.function).total();
 }
 
 } // namespace msl

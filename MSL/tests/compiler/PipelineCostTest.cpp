@@ -74,7 +74,7 @@ TEST(PipelineCost, LimitsWhatIsEmitted) {
                 "o[i] = x;"),
          "program_source:[0-9]+:"},
         {"many loops of few turns that are laid out",
-         kernel("float x = o[i];\n" + numbered("for (int j = 0; j < 30; ++j) x += sin(x + $);\n", 400) + "o[i] = x;"),
+         kernel("float x = o[i];\n" + numbered("for (int j = 0; j < 30; ++j) x += sin(x + $);\n", 800) + "o[i] = x;"),
          "program_source:[0-9]+:[0-9]+: error"},
         {"eighty loops with the caller's number of turns",
          kernel("float x = o[i];\n" + numbered("x += fbm(x, 5);\n", 80) + "o[i] = x;",
