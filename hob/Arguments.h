@@ -3,6 +3,9 @@
 // Reads a command line against a command's table of options. Knows the usual forms: `--size 8x8`, `--size=8x8`, `-o x`,
 // `-ox`, and `--` before operands that begin with a dash. Plain values; a mistake is one sentence.
 
+#include <algorithm>
+#include <array>
+#include <cstddef>
 #include <expected>
 #include <optional>
 #include <span>
@@ -22,6 +25,23 @@ struct Option {
     std::string_view value;
     std::string_view help;
 };
+
+// What a reader of options gives for a value that cannot be.
+inline std::unexpected<std::string> mistake(std::string sentence) {
+    return std::unexpected(std::move(sentence));
+}
+
+// The options of a table, those that several tables have, and those that follow.
+template <std::size_t first, std::size_t shared, std::size_t last>
+constexpr std::array<Option, first + shared + last> joined(const std::array<Option, first>& before,
+                                                           const std::array<Option, shared>& middle,
+                                                           const std::array<Option, last>& after) {
+    std::array<Option, first + shared + last> all;
+    auto at = std::ranges::copy(before, all.begin()).out;
+    at = std::ranges::copy(middle, at).out;
+    std::ranges::copy(after, at);
+    return all;
+}
 
 // `parts` is one or more, of a movie.
 enum class Operands { none, one, oneOrMore, parts };

@@ -202,10 +202,13 @@ void exportInto(const EpisodePlan& plan, const Programs& opened, const EpisodeRe
 
 ExitStatus exportEpisode(Console& console, const EpisodePlan& plan, const Programs& opened,
                          const EpisodeRequest& request, const std::optional<glasshob::FrameRange>& frames) {
-    const bool hasChapters = !frames;
-    if (hasChapters && !checkPlace(console, chaptersPath(request.output), request.replaces)) return ExitStatus::failed;
     auto file = openOutput(console, request.output, request.replaces);
     if (!file) return ExitStatus::failed;
+    std::optional<ChaptersOutput> chapters;
+    if (!frames) {
+        chapters = ChaptersOutput::open(console, request.output, plan.chapters().json(), request.replaces);
+        if (!chapters) return ExitStatus::failed;
+    }
     ExportProgress progress(console, request.tellsJson);
     try {
         exportInto(plan, opened, request, frames, file->path(), progress);
@@ -215,10 +218,8 @@ ExitStatus exportEpisode(Console& console, const EpisodePlan& plan, const Progra
         console.problem(error.description);
         return ExitStatus::failed;
     }
-    // The chapters first: a movie that is there has them.
-    if (hasChapters && !writeOutput(console, chaptersPath(request.output), plan.chapters().json(), request.replaces))
-        return ExitStatus::failed;
-    return finishOutput(console, *file, request.output, request.replaces);
+    return chapters ? chapters->finish(console, *file, request.output, request.replaces)
+                    : finishOutput(console, *file, request.output, request.replaces);
 }
 
 ExitStatus run(const Arguments& arguments, Console& console) {

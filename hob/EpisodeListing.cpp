@@ -7,12 +7,12 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
-#include <cmath>
 #include <string_view>
 
 namespace hob {
 
 using glasshob::asQString;
+using glasshob::clockText;
 using glasshob::EpisodePart;
 using glasshob::EpisodePlan;
 using glasshob::Variation;
@@ -77,13 +77,6 @@ std::string thousands(std::int64_t number) {
 }
 
 } // namespace
-
-std::string clockText(double seconds) {
-    const auto whole = std::int64_t(std::floor(seconds + 1e-6));
-    const auto two = [](std::int64_t number) { return (number < 10 ? "0" : "") + std::to_string(number); };
-    if (whole < 3600) return std::to_string(whole / 60) + ":" + two(whole % 60);
-    return std::to_string(whole / 3600) + ":" + two(whole / 60 % 60) + ":" + two(whole % 60);
-}
 
 std::string episodeText(const EpisodePlan& plan) {
     std::string text = "Episode " + std::to_string(plan.meta().number) + ", " + plan.meta().title + ": " +

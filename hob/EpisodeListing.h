@@ -8,9 +8,6 @@
 
 namespace hob {
 
-// "1:44"; "1:02:05" from an hour on.
-std::string clockText(double seconds);
-
 // A line for the whole, and one for each part.
 std::string episodeText(const glasshob::EpisodePlan& plan);
 

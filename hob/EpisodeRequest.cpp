@@ -12,38 +12,32 @@ namespace {
 namespace episodeLook = glasshob::episodeLook;
 using glasshob::ExportFormat;
 
-constexpr Option options[] = {
-    {"--output", "-o", "OUT.mp4", "the movie; its chapters go beside it as OUT.chapters.json"},
-    {"--force", "", "", "replace what is there"},
-    {"--preset", "", "ID", "main4k, web, preview or site (web)"},
-    {"--no-cards", "", "", "leave out the first and the last card"},
-    {"--no-show", "", "", "leave out the full show"},
-    {"--no-walkthrough", "", "", "leave out the code"},
-    {"--no-variations", "", "", "leave out the variations"},
-    {"--variations", "", "N,N", "the variations to show (the header's, else 1,2,3,4)"},
-    {"--amount", "", "A", "how far variations stray from the defaults, 0 to 1 (0.6)"},
-    {"--page-seconds", "", "S", "how long a page of code is seen, 4 to 30 (10)"},
-    {"--own-sound", "", "", "each stage with its own sound instead of the finished shader's"},
-    {"--set", "", "NAME=VALUE", "set a slider; may be repeated"},
-    {"--no-watermark", "", "", "leave out the Hob mark"},
-    {"--size", "", "WxH", "width and height in pixels instead of the preset's"},
-    {"--fps", "", "N", "frames a second instead of the preset's; a divisor of 48000"},
-    {"--bitrate", "", "B", "bits a second instead of the preset's, such as 5000000 or 5M"},
-    {"--codec", "", "h264|hevc", "the codec instead of the preset's"},
-    {"--encoder", "", "NAME", "auto, software, vaapi or nvenc (auto)"},
-    {"--quality", "", "NAME", "how long the encoder tries: fast, balanced or best (balanced)"},
-    {"--frames", "", "A:B", "only frames A up to before B, for hob join"},
-    {"--list", "", "", "print what the video holds and when, without making it"},
-    {"--max-lines", "", "N", "lines of a page at most, 4 to 64 (16, or fewer where that looks better)"},
-    {"--chapters-text", "", "", "print the chapters as lines for a video's description"},
-    {"--pages", "", "DIR", "write the pages of code as PNG files into a folder"},
-    {"--contact-sheet", "", "OUT.png", "draw the first 24 variations into one picture"},
-    {"--json", "", "", "print progress, or with --list the list, as JSON on standard output"},
-};
-
-std::unexpected<std::string> mistake(std::string sentence) {
-    return std::unexpected(std::move(sentence));
-}
+constexpr auto options = joined(
+    std::array{
+        Option{"--output", "-o", "OUT.mp4", "the movie; its chapters go beside it as OUT.chapters.json"},
+        Option{"--force", "", "", "replace what is there"},
+        Option{"--preset", "", "ID", "main4k, web, preview or site (web)"},
+        Option{"--no-cards", "", "", "leave out the first and the last card"},
+        Option{"--no-show", "", "", "leave out the full show"},
+        Option{"--no-walkthrough", "", "", "leave out the code"},
+        Option{"--no-variations", "", "", "leave out the variations"},
+        Option{"--variations", "", "N,N", "the variations to show (the header's, else 1,2,3,4)"},
+        Option{"--amount", "", "A", "how far variations stray from the defaults, 0 to 1 (0.6)"},
+        Option{"--page-seconds", "", "S", "how long a page of code is seen, 4 to 30 (10)"},
+        Option{"--own-sound", "", "", "each stage with its own sound instead of the finished shader's"},
+        Option{"--set", "", "NAME=VALUE", "set a slider; may be repeated"},
+        Option{"--no-watermark", "", "", "leave out the Hob mark"},
+    },
+    pictureOptions,
+    std::array{
+        Option{"--frames", "", "A:B", "only frames A up to before B, for hob join"},
+        Option{"--list", "", "", "print what the video holds and when, without making it"},
+        Option{"--max-lines", "", "N", "lines of a page at most, 4 to 64 (16, or fewer where that looks better)"},
+        Option{"--chapters-text", "", "", "print the chapters as lines for a video's description"},
+        Option{"--pages", "", "DIR", "write the pages of code as PNG files into a folder"},
+        Option{"--contact-sheet", "", "OUT.png", "draw the first 24 variations into one picture"},
+        Option{"--json", "", "", "print progress, or with --list the list, as JSON on standard output"},
+    });
 
 // "3,5,12"
 std::expected<std::vector<std::int64_t>, std::string> readIndices(const std::string& text) {

@@ -24,27 +24,21 @@ using glasshob::MovieQuality;
 
 constexpr std::int64_t gifWidth = 640, gifHeight = 360;
 
-constexpr Option options[] = {
-    {"--output", "-o", "OUT", "the result, in the format of its ending; - for raw frames on standard output"},
-    {"--force", "", "", "replace what is there"},
-    {"--preset", "", "ID", "main4k, web, preview or site (web)"},
-    {"--start", "", "S", "shader time of the first frame in seconds (0)"},
-    {"--duration", "", "D", "length in seconds (10)"},
-    {"--no-watermark", "", "", "leave out the Hob mark"},
-    {"--set", "", "NAME=VALUE", "set a slider; may be repeated"},
-    {"--size", "", "WxH", "width and height in pixels instead of the preset's"},
-    {"--fps", "", "N", "frames a second instead of the preset's; a divisor of 48000"},
-    {"--bitrate", "", "B", "bits a second instead of the preset's, such as 5000000 or 5M"},
-    {"--codec", "", "h264|hevc", "the codec instead of the preset's"},
-    {"--encoder", "", "NAME", "auto, software, vaapi or nvenc (auto)"},
-    {"--quality", "", "NAME", "how long the encoder tries: fast, balanced or best (balanced)"},
-    {"--frames", "", "A:B", "only frames A up to before B of the whole, as video alone, for hob join"},
-    {"--json", "", "", "print progress as lines of JSON on standard output"},
-};
-
-std::unexpected<std::string> mistake(std::string sentence) {
-    return std::unexpected(std::move(sentence));
-}
+constexpr auto options = joined(
+    std::array{
+        Option{"--output", "-o", "OUT", "the result, in the format of its ending; - for raw frames on standard output"},
+        Option{"--force", "", "", "replace what is there"},
+        Option{"--preset", "", "ID", "main4k, web, preview or site (web)"},
+        Option{"--start", "", "S", "shader time of the first frame in seconds (0)"},
+        Option{"--duration", "", "D", "length in seconds (10)"},
+        Option{"--no-watermark", "", "", "leave out the Hob mark"},
+        Option{"--set", "", "NAME=VALUE", "set a slider; may be repeated"},
+    },
+    pictureOptions,
+    std::array{
+        Option{"--frames", "", "A:B", "only frames A up to before B of the whole, as video alone, for hob join"},
+        Option{"--json", "", "", "print progress as lines of JSON on standard output"},
+    });
 
 std::expected<std::int64_t, std::string> readBitrate(std::string_view text) {
     std::string_view digits = text;

@@ -7,6 +7,7 @@
 #include "GlassHobRender/export/VideoExporter.h"
 #include "hob/Arguments.h"
 
+#include <array>
 #include <cstdint>
 #include <expected>
 #include <optional>
@@ -32,6 +33,16 @@ struct ExportRequest {
     std::optional<glasshob::FrameRange> frames;
 
     glasshob::ExportPlan plan() const { return {preset, start, duration}; }
+};
+
+// How the pictures of a movie are made: readPicture() and readEncoding() take these.
+inline constexpr std::array pictureOptions = {
+    Option{"--size", "", "WxH", "width and height in pixels instead of the preset's"},
+    Option{"--fps", "", "N", "frames a second instead of the preset's; a divisor of 48000"},
+    Option{"--bitrate", "", "B", "bits a second instead of the preset's, such as 5000000 or 5M"},
+    Option{"--codec", "", "h264|hevc", "the codec instead of the preset's"},
+    Option{"--encoder", "", "NAME", "auto, software, vaapi or nvenc (auto)"},
+    Option{"--quality", "", "NAME", "how long the encoder tries: fast, balanced or best (balanced)"},
 };
 
 std::span<const Option> exportOptions();

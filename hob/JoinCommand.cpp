@@ -40,10 +40,14 @@ ExitStatus run(const Arguments& arguments, Console& console) {
     }
     for (const std::string& part : arguments.operands())
         if (!checkOutput(console, *output, part, "one of the parts")) return ExitStatus::failed;
-    if (joiner->whole().chapters && !checkPlace(console, chaptersPath(*output), arguments.has("--force")))
-        return ExitStatus::failed;
-    auto file = openOutput(console, *output, arguments.has("--force"));
+    const bool replaces = arguments.has("--force");
+    auto file = openOutput(console, *output, replaces);
     if (!file) return ExitStatus::failed;
+    std::optional<ChaptersOutput> chapters;
+    if (const auto& whole = joiner->whole().chapters) {
+        chapters = ChaptersOutput::open(console, *output, whole->json(), replaces);
+        if (!chapters) return ExitStatus::failed;
+    }
     bool allOpened = true;
     std::shared_ptr<gpu::Device> device;
     std::map<std::string, std::shared_ptr<const glasshob::ShaderProgram>> programs; // by their texts
@@ -69,10 +73,8 @@ ExitStatus run(const Arguments& arguments, Console& console) {
         console.problem(joined.error());
         return ExitStatus::failed;
     }
-    if (const auto& chapters = joiner->whole().chapters;
-        chapters && !writeOutput(console, chaptersPath(*output), chapters->json(), arguments.has("--force")))
-        return ExitStatus::failed;
-    return finishOutput(console, *file, *output, arguments.has("--force"));
+    return chapters ? chapters->finish(console, *file, *output, replaces)
+                    : finishOutput(console, *file, *output, replaces);
 }
 
 } // namespace

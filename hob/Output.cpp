@@ -2,6 +2,7 @@
 
 #include "GlassHobCore/files/AtomicFile.h"
 
+#include <cstdio>
 #include <sys/stat.h>
 
 namespace hob {
@@ -71,10 +72,6 @@ std::optional<glasshob::PartialFile> openOutput(Console& console, const std::str
     return std::move(*file);
 }
 
-std::string chaptersPath(const std::string& movie) {
-    return movie.substr(0, movie.rfind('.')) + ".chapters.json";
-}
-
 ExitStatus finishOutput(Console& console, glasshob::PartialFile& file, const std::string& output, bool replaces) {
     using Existing = glasshob::PartialFile::Existing;
     const auto target = glasshob::AtomicFile::target(output);
@@ -86,6 +83,31 @@ ExitStatus finishOutput(Console& console, glasshob::PartialFile& file, const std
     if (!target || *moved == *target) return ExitStatus::done;
     console.problem(output + " was made by another program meanwhile and is kept: this result is " + *moved + ".");
     return ExitStatus::failed;
+}
+
+std::optional<ChaptersOutput> ChaptersOutput::open(Console& console, const std::string& movie, const std::string& json,
+                                                   bool replaces) {
+    const std::string place = movie.substr(0, movie.rfind('.')) + ".chapters.json";
+    if (!checkPlace(console, place, replaces)) return {};
+    auto file = glasshob::PartialFile::written(place, json);
+    if (!file) {
+        console.problem(file.error());
+        return {};
+    }
+    return ChaptersOutput(std::move(*file));
+}
+
+ExitStatus ChaptersOutput::finish(Console& console, glasshob::PartialFile& movie, const std::string& output,
+                                  bool replaces) {
+    using Existing = glasshob::PartialFile::Existing;
+    const auto placed = file_.moveIntoPlace(replaces ? Existing::replaced : Existing::kept);
+    if (!placed) {
+        console.problem(placed.error());
+        return ExitStatus::failed;
+    }
+    const ExitStatus status = finishOutput(console, movie, output, replaces);
+    if (status != ExitStatus::done) std::remove(placed->c_str());
+    return status;
 }
 
 } // namespace hob

@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 
 namespace hob {
 
@@ -28,11 +29,22 @@ bool writeOutput(Console& console, const std::string& output, std::string_view b
 // there is only replaced when that is asked for.
 std::optional<glasshob::PartialFile> openOutput(Console& console, const std::string& output, bool replaces);
 
-// Where the chapters of a movie go: beside it, under its name.
-std::string chaptersPath(const std::string& movie);
-
 // The last step: the file appears under its name, or, where another program has made such a file in between and it is
 // not to be replaced, under one beside it. Tells so, and why when it fails.
 ExitStatus finishOutput(Console& console, glasshob::PartialFile& file, const std::string& output, bool replaces);
+
+// The chapters of a movie, written beside their place before the movie's first frame, and put there just before the
+// movie is: both appear, or neither.
+class ChaptersOutput {
+  public:
+    // Nothing after the reason was printed.
+    static std::optional<ChaptersOutput> open(Console& console, const std::string& movie, const std::string& json,
+                                              bool replaces);
+    ExitStatus finish(Console& console, glasshob::PartialFile& movie, const std::string& output, bool replaces);
+
+  private:
+    explicit ChaptersOutput(glasshob::PartialFile file) : file_(std::move(file)) {}
+    glasshob::PartialFile file_;
+};
 
 } // namespace hob

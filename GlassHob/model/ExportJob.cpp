@@ -2,7 +2,6 @@
 
 #include "GPU/Device.h"
 #include "GlassHob/model/AppModel.h"
-#include "GlassHobCore/files/AtomicFile.h"
 #include "GlassHobCore/files/PartialFile.h"
 #include "GlassHobRender/export/ExportSinks.h"
 #include "GlassHobRender/export/SoundFile.h"
@@ -65,31 +64,11 @@ std::expected<std::vector<PartialFile>, std::string> writeCompanions(const Expor
     std::vector<PartialFile> written;
     for (const CompanionFile& companion : order.companions) {
         const std::string place = QFile::encodeName(base + companion.suffix).toStdString();
-        auto file = PartialFile::beside(place);
+        auto file = PartialFile::written(place, companion.text);
         if (!file) return std::unexpected(std::move(file.error()));
-        if (auto done = AtomicFile::write(file->path(), companion.text); !done) {
-            std::string sentence = std::move(done.error());
-            if (sentence.starts_with(file->path())) sentence.replace(0, file->path().size(), place);
-            return std::unexpected(std::move(sentence));
-        }
         written.push_back(std::move(*file));
     }
     return written;
-}
-
-// All of them, or none where one cannot be.
-std::expected<void, std::string> moveIntoPlace(std::vector<PartialFile>& files) {
-    std::vector<std::string> moved;
-    for (PartialFile& file : files) {
-        auto place = file.moveIntoPlace();
-        if (!place) {
-            for (const std::string& each : moved)
-                std::remove(each.c_str());
-            return std::unexpected(std::move(place.error()));
-        }
-        moved.push_back(std::move(*place));
-    }
-    return {};
 }
 
 qint64 bytesOf(const QString& path) {
@@ -338,7 +317,7 @@ ExportJob::Outcome ExportJob::work(const Exporter& exporter, const ExportOrder& 
     if (shared.isCancelled()) return std::unexpected(Failure{});
     // The large one last: where it stands, they do.
     if (partial) companions->push_back(std::move(*partial));
-    if (const auto moved = moveIntoPlace(*companions); !moved)
+    if (const auto moved = PartialFile::moveAllIntoPlace(*companions); !moved)
         return std::unexpected(Failure{QString::fromStdString(moved.error()), true});
     return {};
 }

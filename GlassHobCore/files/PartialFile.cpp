@@ -63,6 +63,31 @@ std::expected<PartialFile, std::string> PartialFile::beside(const std::string& p
     return PartialFile(std::move(path), std::move(*target), place);
 }
 
+std::expected<PartialFile, std::string> PartialFile::written(const std::string& place, std::string_view text) {
+    auto file = beside(place);
+    if (!file) return file;
+    if (auto done = AtomicFile::write(file->path(), text); !done) {
+        std::string sentence = std::move(done.error());
+        if (sentence.starts_with(file->path())) sentence.replace(0, file->path().size(), place);
+        return std::unexpected(std::move(sentence));
+    }
+    return file;
+}
+
+std::expected<void, std::string> PartialFile::moveAllIntoPlace(std::span<PartialFile> files) {
+    std::vector<std::string> moved;
+    for (PartialFile& file : files) {
+        auto place = file.moveIntoPlace();
+        if (!place) {
+            for (const std::string& each : moved)
+                std::remove(each.c_str());
+            return std::unexpected(std::move(place.error()));
+        }
+        moved.push_back(std::move(*place));
+    }
+    return {};
+}
+
 int PartialFile::move(const std::string& from, const std::string& to, bool replaces) {
     if (replaces) return std::rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
     if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return 0;

@@ -9,6 +9,7 @@
 // removed by the next one that writes into the same folder.
 
 #include <expected>
+#include <span>
 #include <string>
 #include <string_view>
 
@@ -24,12 +25,18 @@ class PartialFile {
     PartialFile& operator=(PartialFile&& other) noexcept;
     ~PartialFile();
 
+    // One with this text in it already.
+    static std::expected<PartialFile, std::string> written(const std::string& place, std::string_view text);
+
     // Where to write.
     const std::string& path() const { return path_; }
     // Where the file is now: its place, or beside it with a number behind its name ("sea-2.mp4") where a file has come
     // to be there by then and is to be kept.
     std::expected<std::string, std::string> moveIntoPlace(Existing existing = Existing::replaced);
     void remove();
+
+    // Moves all of them, or none where one cannot be: an earlier file that was replaced is gone then.
+    static std::expected<void, std::string> moveAllIntoPlace(std::span<PartialFile> files);
 
     // Renames; 0, or the error's number: EEXIST where `to` is there and is not to be replaced.
     static int move(const std::string& from, const std::string& to, bool replaces);

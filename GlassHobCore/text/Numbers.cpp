@@ -67,4 +67,11 @@ std::string twoDecimals(float value) {
     return decimals;
 }
 
+std::string clockText(double seconds) {
+    const auto whole = std::int64_t(std::floor(seconds + 1e-6));
+    const auto two = [](std::int64_t number) { return (number < 10 ? "0" : "") + std::to_string(number); };
+    if (whole < 3600) return std::to_string(whole / 60) + ":" + two(whole % 60);
+    return std::to_string(whole / 3600) + ":" + two(whole / 60 % 60) + ":" + two(whole % 60);
+}
+
 } // namespace glasshob

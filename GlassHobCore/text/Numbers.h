@@ -19,6 +19,8 @@ std::optional<std::int64_t> parseInteger(std::string_view text);
 
 // The shortest text that reads back as the same float ("0.6", "1e-05", "nan", "inf", "-inf").
 std::string shortestText(float value);
+// A length of time in whole seconds, rounded down: "1:44"; "1:02:05" from an hour on.
+std::string clockText(double seconds);
 // Two decimals at most, without trailing zeros or a trailing point: 1.5, 2, 0.05.
 std::string twoDecimals(float value);
 

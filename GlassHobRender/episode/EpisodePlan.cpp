@@ -1,9 +1,11 @@
 #include "GlassHobRender/episode/EpisodePlan.h"
 
 #include "GlassHobCore/shader/ExportLimits.h"
+#include "GlassHobCore/text/Numbers.h"
 
 #include <algorithm>
 #include <cmath>
+#include <numeric>
 #include <utility>
 
 namespace glasshob {
@@ -20,10 +22,20 @@ bool isVaried(const std::vector<ParamDecl>& params) {
                                [](const ParamDecl& param) { return !Variations::excluded().contains(param.name); });
 }
 
-std::string hoursText(double seconds) {
-    const auto whole = std::int64_t(std::llround(seconds));
-    const auto two = [](std::int64_t number) { return (number < 10 ? "0" : "") + std::to_string(number); };
-    return std::to_string(whole / 3600) + ":" + two(whole / 60 % 60) + ":" + two(whole % 60);
+std::vector<Variation> variationsOf(const std::vector<ParamDecl>& params, const EpisodeMeta& meta, std::int64_t first,
+                                    std::int64_t count, float amount) {
+    const double hold = meta.variationLength;
+    return Variations::make(params, std::uint64_t(meta.number), first, count, std::max(leastSpan, 4 * hold), hold,
+                            amount);
+}
+
+// The indices of the variations to show.
+std::vector<std::int64_t> indicesOf(const EpisodeMeta& meta, const EpisodeChoices& choices) {
+    if (!choices.variations.empty()) return choices.variations;
+    if (!meta.variations.empty()) return meta.variations;
+    std::vector<std::int64_t> first(EpisodePlan::usualVariations);
+    std::iota(first.begin(), first.end(), 1);
+    return first;
 }
 
 } // namespace
@@ -41,9 +53,7 @@ std::string_view rawValue(Kind kind) {
 
 std::vector<Variation> EpisodePlan::variations(const Episode& episode, std::int64_t first, std::int64_t count,
                                                float amount) {
-    const double hold = episode.meta.variationLength;
-    return Variations::make(ParamParser::parse(episode.source.text), std::uint64_t(episode.meta.number), first, count,
-                            std::max(leastSpan, 4 * hold), hold, amount);
+    return variationsOf(ParamParser::parse(episode.source.text), episode.meta, first, count, amount);
 }
 
 void EpisodePlan::add(Kind kind, std::string title, double seconds, std::size_t number) {
@@ -71,7 +81,6 @@ std::expected<EpisodePlan, EpisodePlan::Fault> EpisodePlan::make(const Episode& 
         plan.notes_.emplace_back("Cards and code have no room in a frame that is narrower than 4:3, so the video goes "
                                  "without them.");
 
-    // Durations first: a sum that is too long is refused before any page is made of it.
     if (choices.hasWalkthrough && hasRoom) {
         if (episode.stages.empty()) {
             // A single file has none.
@@ -84,34 +93,27 @@ std::expected<EpisodePlan, EpisodePlan::Fault> EpisodePlan::make(const Episode& 
             plan.stages_ = std::move(*stages);
         }
     }
-    if (choices.hasVariations) {
-        if (!isVaried(plan.params_)) {
-            plan.notes_.emplace_back("The shader has no sliders to vary, so the video has no variations.");
-        } else {
-            std::vector<std::int64_t> indices = choices.variations.empty() ? plan.meta_.variations : choices.variations;
-            for (std::int64_t i = 1;
-                 indices.size() < usualVariations && choices.variations.empty() && plan.meta_.variations.empty(); ++i)
-                indices.push_back(i);
-            for (const std::int64_t index : indices) {
-                auto made = variations(episode, index, 1, choices.amount);
-                plan.variations_.push_back(std::move(made.front()));
-            }
-        }
-    }
+    std::vector<std::int64_t> indices;
+    if (choices.hasVariations && isVaried(plan.params_))
+        indices = indicesOf(plan.meta_, choices);
+    else if (choices.hasVariations)
+        plan.notes_.emplace_back("The shader has no sliders to vary, so the video has no variations.");
 
     double pages = 0;
     for (const WalkthroughStage& stage : plan.stages_)
         pages += double(stage.pages.size());
     const double wanted = (choices.hasCards && hasRoom ? 2 * episodeLook::cardSeconds : 0) +
                           (choices.hasShow ? plan.meta_.length : 0) + pages * choices.pageSeconds +
-                          double(plan.variations_.size()) * plan.meta_.variationLength;
+                          double(indices.size()) * plan.meta_.variationLength;
     if (!(wanted <= ExportLimits::longestDuration))
         return std::unexpected(
-            Fault{(std::isfinite(wanted) && wanted < 1e7 ? "The video would be " + hoursText(wanted) + " long"
+            Fault{(std::isfinite(wanted) && wanted < 1e7 ? "The video would be " + clockText(wanted) + " long"
                                                          : std::string("The video would be far too long")) +
-                      ", and the most is " + hoursText(ExportLimits::longestDuration) +
+                      ", and the most is " + clockText(ExportLimits::longestDuration) +
                       ": shorten @length or @variation in the header, or leave a part out.",
                   {}});
+    for (const std::int64_t index : indices)
+        plan.variations_.push_back(variationsOf(plan.params_, plan.meta_, index, 1, choices.amount).front());
 
     if (choices.hasCards && hasRoom) plan.add(Kind::opening, plan.meta_.title, episodeLook::cardSeconds);
     if (choices.hasShow) plan.add(Kind::show, "Full show", plan.meta_.length);
