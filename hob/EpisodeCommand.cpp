@@ -1,8 +1,7 @@
 #include "GPU/Device.h"
 #include "GlassHobCore/episode/EpisodeFolder.h"
 #include "GlassHobRender/episode/ContactSheet.h"
-#include "GlassHobRender/episode/WalkthroughPainter.h"
-#include "GlassHobRender/export/EpisodeVideo.h"
+#include "GlassHobRender/export/EpisodePicture.h"
 #include "GlassHobRender/export/ExportSinks.h"
 #include "GlassHobRender/formats/StillFile.h"
 #include "GlassHobRender/paint/PaintFonts.h"
@@ -17,7 +16,6 @@
 #include "hob/Values.h"
 
 #include <QImage>
-#include <QPainter>
 
 #include <algorithm>
 #include <cerrno>
@@ -30,7 +28,6 @@ namespace hob {
 namespace {
 
 using glasshob::Episode;
-using glasshob::EpisodePart;
 using glasshob::EpisodePlan;
 using glasshob::EpisodePrograms;
 using glasshob::ExportError;
@@ -96,26 +93,6 @@ ExitStatus writePicture(Console& console, const QImage& image, const std::string
     return ExitStatus::done;
 }
 
-// A page as the video shows it, with the stage's picture at the middle of the page's time.
-std::optional<QImage> pageImage(const EpisodePlan& plan, const glasshob::WalkthroughPainter& painter,
-                                const ExportSegment& segment, const Programs& opened, std::size_t stage,
-                                std::size_t page, const std::stop_token& stop) {
-    const auto& layout = *segment.layout;
-    const double time = segment.start + (double(page) + 0.5) * plan.choices().pageSeconds;
-    const auto still = glasshob::StillRenderer::render(segment.program, opened.device, layout.picture.width,
-                                                       layout.picture.height, 0, segment.values, float(time), stop);
-    if (!still) return {};
-    QImage image(plan.frame().width, plan.frame().height, QImage::Format_RGB32);
-    const QImage overlay = painter.page(stage, page);
-    if (image.isNull() || overlay.isNull()) return QImage();
-    image.fill(glasshob::episodeLook::background(glasshob::episodeLook::Picture::page));
-    QPainter paint(&image);
-    paint.drawImage(int(layout.picture.x), int(layout.picture.y), imageOf(*still));
-    paint.drawImage(0, 0, overlay);
-    paint.end();
-    return image;
-}
-
 ExitStatus writePages(Console& console, const EpisodePlan& plan, const Programs& opened,
                       const EpisodeRequest& request) {
     if (plan.stages().empty()) {
@@ -129,26 +106,26 @@ ExitStatus writePages(Console& console, const EpisodePlan& plan, const Programs&
         return ExitStatus::failed;
     }
     const Interrupts interrupts("The pages were not finished.");
-    const glasshob::WalkthroughPainter painter(plan.frame(), plan.stages());
-    const std::vector<ExportSegment> segments = episodeSegments(plan, opened.programs);
     const auto name = [&](std::size_t stage, std::size_t page) {
         return folder + "stage-" + std::to_string(stage + 1) + "-page-" + std::to_string(page + 1) + ".png";
     };
     for (std::size_t stage = 0; stage < plan.stages().size(); ++stage)
         for (std::size_t page = 0; page < plan.stages()[stage].pages.size(); ++page)
             if (!checkPlace(console, name(stage, page), request.replaces)) return ExitStatus::failed;
-    for (std::size_t i = 0; i < segments.size(); ++i) {
-        const EpisodePart& part = plan.parts()[i];
-        if (part.kind != EpisodePart::Kind::stage) continue;
-        for (std::size_t page = 0; page < plan.stages()[part.number].pages.size(); ++page) {
-            const auto image = pageImage(plan, painter, segments[i], opened, part.number, page, interrupts.token());
-            if (!image) {
-                console.problem(interrupts.token().stop_requested()
-                                    ? "The pages were not finished."
-                                    : "The GPU failed while drawing stage " + std::to_string(part.number + 1) + ".");
+    const QSize size(plan.frame().width, plan.frame().height);
+    glasshob::EpisodePicture picture(plan, opened.programs, size, interrupts.token());
+    for (std::size_t stage = 0; stage < plan.stages().size(); ++stage) {
+        for (std::size_t page = 0; page < plan.stages()[stage].pages.size(); ++page) {
+            const auto image = picture.at(pageMoment(plan, stage, page));
+            if (interrupts.token().stop_requested()) {
+                console.problem("The pages were not finished.");
                 return ExitStatus::failed;
             }
-            if (const auto status = writePicture(console, *image, name(part.number, page)); status != ExitStatus::done)
+            if (!image) {
+                console.problem(image.error().description);
+                return ExitStatus::failed;
+            }
+            if (const auto status = writePicture(console, *image, name(stage, page)); status != ExitStatus::done)
                 return status;
         }
     }

@@ -2,6 +2,7 @@
 
 #include "GPU/PipelineWarmer.h"
 #include "GlassHob/model/BesideWork.h"
+#include "GlassHob/model/OpenEpisode.h"
 #include "GlassHob/model/RetiredDevice.h"
 #include "GlassHobCore/text/Text.h"
 
@@ -50,10 +51,12 @@ AppModel::AppModel(Surroundings surroundings, QObject* parent)
     connect(exports_.get(), &ExportJob::changed, this, &AppModel::exportChanged);
     connect(stills_.get(), &StillSaver::began, &devices_, &DeviceWatch::stillBegins);
     connect(stills_.get(), &StillSaver::ended, &devices_, &DeviceWatch::stillEnds);
+    episode_ = std::make_unique<OpenEpisode>(*this);
 }
 
 AppModel::~AppModel() {
     close();
+    episode_.reset();
     exports_.reset();
 }
 

@@ -38,6 +38,7 @@
 namespace glasshob {
 
 class AccountModel;
+class OpenEpisode;
 class ShareModel;
 class ShaderProgram;
 class UpdateChecker;
@@ -228,6 +229,10 @@ class AppModel : public QObject {
     const std::optional<QDateTime>& exportStartedAt() const { return exports_->startedAt(); }
     const std::shared_ptr<CancelFlag>& cancelFlag() const { return exports_->cancelFlag(); }
 
+    // ---- Episodes ----
+    // What the document is the finished shader of.
+    OpenEpisode& episode() { return *episode_; }
+
     // ---- The window ----
     bool showsEditor() const { return showsEditor_; }
     void setShowsEditor(bool shows);
@@ -273,6 +278,7 @@ class AppModel : public QObject {
     std::unique_ptr<Presets> presets_;
     std::unique_ptr<ExportJob> exports_;
     std::unique_ptr<StillSaver> stills_;
+    std::unique_ptr<OpenEpisode> episode_;
 
     PreviewClock clock_;
     std::int64_t shownTenth_ = -1;

@@ -227,7 +227,15 @@ bool isBefore(std::string_view a, std::string_view b) {
     return a < b;
 }
 
-std::expected<Episode, Failure> read(const std::string& path) {
+std::expected<Episode, Failure> ofText(const std::string& name, const std::string& text) {
+    return withMeta({name, name, text}, {}, name);
+}
+
+bool hasHeader(std::string_view text) {
+    return headerFault(text).empty();
+}
+
+std::expected<Episode, Failure> read(const std::string& path, const std::optional<std::string>& text) {
     std::error_code error;
     const fs::path given = path.empty() ? fs::path("with an empty name") : fs::path(path);
     const fs::file_status status = fs::status(given, error);
@@ -240,9 +248,10 @@ std::expected<Episode, Failure> read(const std::string& path) {
                            fs::absolute(given, error).parent_path().filename().string().starts_with(folderPrefix));
     error.clear();
     if (!fs::is_directory(status) && !isSource) {
-        auto text = ShaderFile::read(path);
-        if (!text) return fail(Problem::badFile, std::move(text.error().sentence));
-        return withMeta({path, given.filename().string(), std::move(*text)}, {}, path);
+        if (text) return withMeta({path, given.filename().string(), *text}, {}, path);
+        auto onDisk = ShaderFile::read(path);
+        if (!onDisk) return fail(Problem::badFile, std::move(onDisk.error().sentence));
+        return withMeta({path, given.filename().string(), std::move(*onDisk)}, {}, path);
     }
     const fs::path folder = isSource ? fs::absolute(given, error).parent_path() : given;
     std::string shown = isSource ? given.parent_path().string() : path;
@@ -261,6 +270,7 @@ std::expected<Episode, Failure> read(const std::string& path) {
         return fail(Problem::noSource, "There is no " + std::string(sourceName) + " in " + shown +
                                            ": put the finished shader there under that name.");
     }
+    if (text) source->text = *text;
     auto stages = reader.stages();
     if (!stages) return std::unexpected(std::move(stages.error()));
     return withMeta(std::move(*source), std::move(*stages), reader.shown(sourceName));

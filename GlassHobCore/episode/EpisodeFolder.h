@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <expected>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -72,7 +73,14 @@ struct Failure {
 };
 
 // `path` is the folder or the single file. A file named `source.metal` in an episode's folder stands for the folder.
-std::expected<Episode, Failure> read(const std::string& path);
+// `text` stands in the place of the source's own, as an editor has it.
+std::expected<Episode, Failure> read(const std::string& path, const std::optional<std::string>& text = {});
+
+// The episode of a text that is in no file yet: one without stages. `name` is what messages call it.
+std::expected<Episode, Failure> ofText(const std::string& name, const std::string& text);
+
+// Whether a text has a header line that makes it an episode.
+bool hasHeader(std::string_view text);
 
 // The episodes in a folder: paths of the folders in it that are named `episode-*` and hold a source, in the order of
 // their names. Empty when there are none or the folder cannot be read.

@@ -134,6 +134,12 @@ std::int64_t EpisodePlan::frameCount() const {
     return parts_.empty() ? 0 : parts_.back().firstFrame + parts_.back().frames;
 }
 
+EpisodePlan EpisodePlan::inFrame(EpisodeFrame frame) const {
+    EpisodePlan other = *this;
+    other.frame_ = frame;
+    return other;
+}
+
 VideoChapters EpisodePlan::chapters() const {
     VideoChapters made;
     made.duration = seconds();

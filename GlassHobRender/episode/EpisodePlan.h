@@ -89,6 +89,8 @@ class EpisodePlan {
     std::int64_t fps() const { return fps_; }
     std::int64_t frameCount() const;
     double seconds() const { return double(frameCount()) / double(fps_); }
+    // The same for pictures of another size; parts that have no room there have no overlay.
+    EpisodePlan inFrame(EpisodeFrame frame) const;
     // The show under the episode's title, each stage and each variation. The first one begins at 0, with the opening
     // card before it.
     VideoChapters chapters() const;
