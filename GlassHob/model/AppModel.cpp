@@ -23,7 +23,8 @@ AppModel::AppModel(Surroundings surroundings, QObject* parent)
       document_(*questions_, std::move(surroundings.draftsFolder), std::move(surroundings.draftDelay)),
       devices_(std::move(surroundings.device), std::move(surroundings.makeDevice)),
       compilation_(devices_, std::move(surroundings.compileDelay), surroundings.compilePatience),
-      sliderMemory_(surroundings.presetStore, std::move(surroundings.sliderDelay)), key_(document_.presetKey()),
+      sliderMemory_(surroundings.presetStore, std::move(surroundings.sliderDelay)),
+      episodeAmount_(surroundings.presetStore, std::move(surroundings.amountDelay)), key_(document_.presetKey()),
       presets_(std::make_unique<Presets>(*this, *questions_, std::move(surroundings.presetStore))),
       exports_(std::make_unique<ExportJob>(*this, std::move(surroundings.movieMaker))),
       stills_(std::make_unique<StillSaver>(*this)), account_(surroundings.account), updates_(surroundings.updates) {
@@ -64,6 +65,7 @@ void AppModel::close() {
     compilation_.cancelLater();
     exports_->abandon();
     sliderMemory_.flush();
+    episodeAmount_.flush();
     document_.close();
 }
 
@@ -85,6 +87,7 @@ void AppModel::followReplaced(const QString& replaced) {
     key_ = presetKey();
     SliderMemory::Positions kept = sliderMemory_.of(key_);
     compilation_.sliders().restore(std::move(kept.values), std::move(kept.defaults));
+    episodeAmount_.open(key_);
     clock_.setLoop(std::nullopt);
     backToStart();
     ticksOfDocument_ = 0;
@@ -96,6 +99,7 @@ void AppModel::followKey() {
     if (presetKey() == key_) return;
     key_ = presetKey();
     if (changedValueCount() > 0) rememberSliders();
+    episodeAmount_.rename(key_);
 }
 
 void AppModel::setText(const std::string& text) {

@@ -11,6 +11,7 @@
 #include "GlassHob/model/Delay.h"
 #include "GlassHob/model/DeviceWatch.h"
 #include "GlassHob/model/Document.h"
+#include "GlassHob/model/EpisodeAmount.h"
 #include "GlassHob/model/ExportJob.h"
 #include "GlassHob/model/ExportState.h"
 #include "GlassHob/model/Presets.h"
@@ -55,6 +56,7 @@ class AppModel : public QObject {
         std::unique_ptr<Delay> compileDelay = std::make_unique<TimerDelay>();
         PresetStore presetStore = PresetStore();
         std::unique_ptr<Delay> sliderDelay = std::make_unique<TimerDelay>();
+        std::unique_ptr<Delay> amountDelay = std::make_unique<TimerDelay>();
         // Where unsaved edits are kept against a crash; nowhere when empty.
         QString draftsFolder = {};
         std::unique_ptr<Delay> draftDelay = std::make_unique<TimerDelay>();
@@ -196,6 +198,8 @@ class AppModel : public QObject {
     bool canRedoSliders() const { return sliderHistory_.canRedo(); }
     int changedValueCount() const { return compilation_.sliders().changedCount(); }
     Presets& presets() { return *presets_; }
+    // Of the variations in the document's episode.
+    EpisodeAmount& episodeAmount() { return episodeAmount_; }
 
     // ---- The clock of the preview ----
     using Tick = PreviewClock::Tick;
@@ -272,6 +276,7 @@ class AppModel : public QObject {
     Compilation compilation_;
     SliderMemory sliderMemory_;
     SliderHistory sliderHistory_;
+    EpisodeAmount episodeAmount_;
     QString key_; // what presets and sliders of the document are kept under
     int ticksOfDocument_ = 0;
     std::unique_ptr<Delay> seen_ = std::make_unique<TimerDelay>();

@@ -5,7 +5,7 @@
 #include "GlassHob/ui/editor/CodeEditor.h"
 #include "GlassHob/ui/editor/MessageList.h"
 #include "GlassHob/ui/sliders/ParameterRow.h"
-#include "GlassHob/ui/sliders/ParameterSlider.h"
+#include "GlassHob/ui/controls/ParameterSlider.h"
 #include "GlassHob/ui/sliders/PresetActions.h"
 #include "GlassHob/ui/sliders/PresetColumn.h"
 #include "GlassHob/ui/window/SliderBox.h"

@@ -12,7 +12,7 @@
 #include "GlassHob/ui/export/ExportWindow.h"
 #include "GlassHob/ui/export/StillWindow.h"
 #include "GlassHob/ui/sliders/Inspector.h"
-#include "GlassHob/ui/sliders/ParameterSlider.h"
+#include "GlassHob/ui/controls/ParameterSlider.h"
 #include "GlassHob/ui/window/MainWindow.h"
 #include "GlassHob/ui/window/SliderBox.h"
 #include "GlassHobRender/tests/MovieReader.h"

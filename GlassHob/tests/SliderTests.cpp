@@ -1,5 +1,5 @@
 #include "GlassHob/ui/sliders/ParameterRow.h"
-#include "GlassHob/ui/sliders/ParameterSlider.h"
+#include "GlassHob/ui/controls/ParameterSlider.h"
 
 #include <gtest/gtest.h>
 

@@ -9,7 +9,7 @@
 #include "GlassHob/ui/picture/OverPicture.h"
 #include "GlassHob/ui/sliders/Inspector.h"
 #include "GlassHob/ui/sliders/ParameterRow.h"
-#include "GlassHob/ui/sliders/ParameterSlider.h"
+#include "GlassHob/ui/controls/ParameterSlider.h"
 #include "GlassHob/ui/window/MainWindow.h"
 #include "GlassHob/ui/window/SampleMenu.h"
 #include "GlassHob/ui/window/SliderBox.h"

@@ -4,7 +4,7 @@
 #include "GlassHob/ui/controls/Fonts.h"
 #include "GlassHob/ui/controls/Theme.h"
 #include "GlassHob/ui/sliders/ParameterRow.h"
-#include "GlassHob/ui/sliders/ParameterSlider.h"
+#include "GlassHob/ui/controls/ParameterSlider.h"
 #include "GlassHob/ui/sliders/PresetActions.h"
 #include "GlassHob/ui/sliders/PresetColumn.h"
 #include "GlassHobRender/program/ShaderProgram.h"

@@ -4,7 +4,7 @@
 #include "GlassHob/ui/controls/Controls.h"
 #include "GlassHob/ui/editor/MessageList.h"
 #include "GlassHob/ui/sliders/ParameterRow.h"
-#include "GlassHob/ui/sliders/ParameterSlider.h"
+#include "GlassHob/ui/controls/ParameterSlider.h"
 
 #include <QAccessibleWidget>
 #include <QPointer>
@@ -29,6 +29,7 @@ class SliderView : public QAccessibleWidget, public QAccessibleValueInterface {
     }
     QString text(QAccessible::Text which) const override {
         if (which != QAccessible::Value) return QAccessibleWidget::text(which);
+        if (slider()->speech()) return slider()->speech()(slider()->value());
         auto shown = [this](float value) { return valueText(value, slider()->minimum(), slider()->maximum()); };
         QString text = translated("%1, from %2 to %3")
                            .arg(shown(slider()->value()), shown(slider()->minimum()), shown(slider()->maximum()));

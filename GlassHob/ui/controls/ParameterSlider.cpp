@@ -1,4 +1,4 @@
-#include "GlassHob/ui/sliders/ParameterSlider.h"
+#include "GlassHob/ui/controls/ParameterSlider.h"
 
 #include "GlassHob/ui/controls/Controls.h"
 #include "GlassHob/ui/controls/Theme.h"

@@ -8,6 +8,8 @@
 #include <QVariantAnimation>
 #include <QWidget>
 
+#include <functional>
+
 namespace glasshob {
 
 class ParameterSlider : public QWidget {
@@ -24,6 +26,9 @@ class ParameterSlider : public QWidget {
 
     float value() const { return value_; }
     bool isChanged() const { return value_ != default_; }
+    // What screen readers say of a value, in place of the number with its range.
+    void setSpeech(std::function<QString(float)> speech) { speech_ = std::move(speech); }
+    const std::function<QString(float)>& speech() const { return speech_; }
     // Shows a value; does not emit valueEdited(). The knob may glide there, the value is set at once.
     enum class Motion { none, glide };
     void setValue(float value, Motion motion = Motion::none);
@@ -77,6 +82,7 @@ class ParameterSlider : public QWidget {
     double halo_ = 0;
     double dragValue_ = 0; // the unsnapped value under the pointer
     double dragX_ = 0;
+    std::function<QString(float)> speech_;
     float dragFrom_ = 0; // where Escape goes back to
     bool dragged_ = false;
     bool hovered_ = false;
