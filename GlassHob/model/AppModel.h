@@ -108,6 +108,9 @@ class AppModel : public QObject {
     void openAfterQuestion(const QString& path) { document_.openAfterQuestion(path); }
     void openSampleAfterQuestion() { document_.openSampleAfterQuestion(); }
     void newFromSample(const std::string& file) { document_.newFromSample(file); }
+    void newFromEpisode(const std::string& episode, const std::string& entry) {
+        document_.newFromEpisode(episode, entry);
+    }
     // The same of a shader that is no sample, under a title that becomes the file's name.
     void newFromText(const std::string& title, const std::string& text) { document_.newFromText(title, text); }
     void newShader() { document_.newShader(); }

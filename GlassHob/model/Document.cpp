@@ -2,6 +2,7 @@
 
 #include "GlassHob/model/Questions.h"
 #include "GlassHobCore/Identity.h"
+#include "GlassHobCore/episode/EpisodeShelf.h"
 #include "GlassHobCore/files/AtomicFile.h"
 #include "GlassHobCore/files/FileWatcher.h"
 #include "GlassHobCore/files/ShaderFile.h"
@@ -116,9 +117,13 @@ QString Document::presetKey() const {
     return filePath_ ? *filePath_ : QStringLiteral("bundled:01-flowing-color");
 }
 
-QString Document::shadersFolder() {
+QString Document::shadersPath() {
     const QString documents = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
-    const QString folder = QDir(documents).filePath(asQString(Identity::folderName));
+    return QDir(documents).filePath(asQString(Identity::folderName));
+}
+
+QString Document::shadersFolder() {
+    QString folder = shadersPath();
     QDir().mkpath(folder);
     return folder;
 }
@@ -269,6 +274,18 @@ void Document::newFromSample(const std::string& file) {
 void Document::newFromText(const std::string& title, const std::string& text) {
     confirmDiscard([this, title, text](bool goOn) {
         if (goOn) openCopyOf({.file = {}, .title = title, .text = text});
+    });
+}
+
+void Document::newFromEpisode(const std::string& episode, const std::string& entry) {
+    confirmDiscard([this, episode, entry](bool goOn) {
+        if (!goOn) return;
+        const auto copy = EpisodeShelf::copyInto(nativePath(shadersFolder()), episode, entry);
+        if (!copy)
+            questions_.warn(tr("Can't copy %1").arg(fileName(QFile::decodeName(episode.c_str()))),
+                            asQString(copy.error()));
+        else
+            open(QFile::decodeName(copy->c_str()));
     });
 }
 

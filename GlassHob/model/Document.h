@@ -69,6 +69,8 @@ class Document : public QObject {
     void openSampleAfterQuestion();
     // A copy of the bundled sample, in the folder of new shaders: one that is unchanged still, else a new one.
     void newFromSample(const std::string& file);
+    // A copy of a stage or of the finished shader of an episode (EpisodeShelf), in the same folder; always a new one.
+    void newFromEpisode(const std::string& episode, const std::string& entry);
     void newFromText(const std::string& title, const std::string& text);
     void newShader();
     // `then` hears whether the text was saved.
@@ -84,6 +86,8 @@ class Document : public QObject {
     void allowRun();
     // Where new shaders live; made when first needed.
     static QString shadersFolder();
+    // The same, whether it is there or not.
+    static QString shadersPath();
 
     // Writes unsaved edits where the next start finds them.
     void keepDraft();

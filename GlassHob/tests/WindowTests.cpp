@@ -3,13 +3,14 @@
 #include "GPU/Device.h"
 #include "GlassHob/model/AppModel.h"
 #include "GlassHob/ui/controls/DialogQuestions.h"
+#include "GlassHob/ui/controls/ParameterSlider.h"
 #include "GlassHob/ui/controls/Theme.h"
 #include "GlassHob/ui/editor/CodeEditor.h"
 #include "GlassHob/ui/editor/MessageList.h"
 #include "GlassHob/ui/picture/OverPicture.h"
 #include "GlassHob/ui/sliders/Inspector.h"
 #include "GlassHob/ui/sliders/ParameterRow.h"
-#include "GlassHob/ui/controls/ParameterSlider.h"
+#include "GlassHob/ui/window/EpisodeMenu.h"
 #include "GlassHob/ui/window/MainWindow.h"
 #include "GlassHob/ui/window/SampleMenu.h"
 #include "GlassHob/ui/window/SliderBox.h"
@@ -19,6 +20,7 @@
 
 #include <QAbstractButton>
 #include <QApplication>
+#include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
@@ -286,6 +288,63 @@ TEST_P(WindowTest, ASampleChosenInTheMenuIsCopiedAndDrawn) {
     EXPECT_TRUE(QTest::qWaitFor([&] { return model->state() == AppModel::State::live; }, patience))
         << model->statusText().toStdString();
     QFile::remove(*model->filePath());
+}
+
+TEST_P(WindowTest, AStageChosenInTheMenuOfEpisodesIsCopiedAndDrawn) {
+    QDir own(Document::shadersPath());
+    own.removeRecursively();
+    auto* menu = window->findChild<EpisodeMenu*>();
+    ASSERT_NE(menu, nullptr);
+    const auto open = [&] {
+        emit menu->aboutToShow();
+        return QTest::qWaitFor([&] { return !menu->isReading(); }, patience);
+    };
+    ASSERT_TRUE(open());
+    EXPECT_FALSE(own.exists()) << "a menu makes no folder";
+    ASSERT_EQ(menu->actions().size(), 2);
+    EXPECT_EQ(menu->actions()[0]->text(), "1 · Northern Lights");
+
+    own.mkpath("episode-05-many/stages");
+    own.mkpath("episode-03-broken");
+    const auto put = [&](const QString& name, const QByteArray& text) {
+        QFile file(own.filePath(name));
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(text);
+    };
+    put("episode-03-broken/source.metal", "float4 no_header;\n");
+    put("episode-05-many/source.metal", QByteArray("// @episode 5 Many & more\n") + source);
+    for (int i = 1; i <= 200; ++i)
+        put(QStringLiteral("episode-05-many/stages/%1-a.metal").arg(i), QByteArray("// Step\n") + source);
+    ASSERT_TRUE(open());
+    ASSERT_EQ(menu->actions().size(), 4);
+    const QAction* broken = menu->actions()[2];
+    EXPECT_EQ(broken->text(), "episode-03-broken");
+    EXPECT_FALSE(broken->isEnabled());
+    EXPECT_TRUE(broken->toolTip().startsWith(own.filePath("episode-03-broken/source.metal is no episode: there is")));
+    EXPECT_TRUE(menu->toolTipsVisible());
+    EXPECT_EQ(menu->actions()[3]->text(), "5 · Many && more");
+    QMenu* stages = menu->actions()[3]->menu();
+    ASSERT_NE(stages, nullptr);
+    stages->popup(window->mapToGlobal(QPoint(40, 40)));
+    ASSERT_EQ(stages->actions().size(), 202); // with a line before the finished shader
+    EXPECT_TRUE(window->screen()->geometry().contains(stages->geometry())) << "it scrolls";
+    stages->hide();
+    EXPECT_EQ(stages->actions().last()->text(), "The Finished Shader");
+
+    const auto choose = [&](QAction* row, const char* name, const char* line) {
+        row->trigger();
+        EXPECT_EQ(model->filePath(), own.filePath(name));
+        EXPECT_TRUE(window->editor()->toPlainText().contains(line)) << name;
+        EXPECT_TRUE(QTest::qWaitFor([&] { return model->state() == AppModel::State::live; }, patience))
+            << model->statusText().toStdString();
+    };
+    choose(stages->actions()[1], "episode-05-many-2-a.metal", "// @forked-from episode-05/2-a\n");
+    choose(stages->actions()[1], "episode-05-many-2-a 2.metal", "// @forked-from episode-05/2-a\n");
+    choose(stages->actions().last(), "episode-05-many.metal", "// @forked-from episode-05\n");
+    emit menu->actions()[0]->menu()->aboutToShow();
+    choose(menu->actions()[0]->menu()->actions()[1], "episode-01-northern-lights-2-sharp-below-soft-above.metal",
+           "// @forked-from episode-01/2-sharp-below-soft-above\n");
+    own.removeRecursively();
 }
 
 TEST_P(WindowTest, ClosingWaitsForNoFrame) {

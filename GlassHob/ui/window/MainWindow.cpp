@@ -18,6 +18,7 @@
 #include "GlassHob/ui/window/Banners.h"
 #include "GlassHob/ui/window/CloseGuard.h"
 #include "GlassHob/ui/window/EditMenu.h"
+#include "GlassHob/ui/window/EpisodeMenu.h"
 #include "GlassHob/ui/window/FullScreen.h"
 #include "GlassHob/ui/window/HelpMenu.h"
 #include "GlassHob/ui/window/PaneFocus.h"
@@ -228,6 +229,10 @@ void MainWindow::makeMenus() {
     connect(fromSample_, &SampleMenu::chosen, this,
             [this](const QString& sample) { model_.newFromSample(sample.toStdString()); });
     file->addMenu(fromSample_);
+    auto* fromEpisode = new EpisodeMenu(Document::shadersPath(), file);
+    connect(fromEpisode, &EpisodeMenu::chosen, this,
+            [this](const std::string& episode, const std::string& entry) { model_.newFromEpisode(episode, entry); });
+    file->addMenu(fromEpisode);
     file->addAction(open_);
     file->addMenu(new RecentMenu(model_.document(), file));
     file->addAction(openSample_);

@@ -10,7 +10,7 @@
 namespace glasshob {
 
 SampleMenu::SampleMenu(SampleThumbnails* thumbnails, QWidget* parent)
-    : QMenu(tr("New from &Sample"), parent), thumbnails_(thumbnails) {
+    : QMenu(tr("New From &Sample"), parent), thumbnails_(thumbnails) {
     if (thumbnails_ != nullptr) setProperty(menuPictureProperty, SampleThumbnails::size / 2);
     connect(this, &QMenu::aboutToShow, this, &SampleMenu::fill);
     if (thumbnails_ != nullptr)
