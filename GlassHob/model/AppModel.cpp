@@ -2,6 +2,7 @@
 
 #include "GPU/PipelineWarmer.h"
 #include "GlassHob/model/BesideWork.h"
+#include "GlassHob/model/EpisodeExport.h"
 #include "GlassHob/model/OpenEpisode.h"
 #include "GlassHob/model/RetiredDevice.h"
 #include "GlassHobCore/text/Text.h"
@@ -53,10 +54,12 @@ AppModel::AppModel(Surroundings surroundings, QObject* parent)
     connect(stills_.get(), &StillSaver::began, &devices_, &DeviceWatch::stillBegins);
     connect(stills_.get(), &StillSaver::ended, &devices_, &DeviceWatch::stillEnds);
     episode_ = std::make_unique<OpenEpisode>(*this);
+    episodeExport_ = std::make_unique<EpisodeExport>(*this);
 }
 
 AppModel::~AppModel() {
     close();
+    episodeExport_.reset();
     episode_.reset();
     exports_.reset();
 }

@@ -39,6 +39,7 @@
 namespace glasshob {
 
 class AccountModel;
+class EpisodeExport;
 class OpenEpisode;
 class ShareModel;
 class ShaderProgram;
@@ -239,6 +240,8 @@ class AppModel : public QObject {
     // ---- Episodes ----
     // What the document is the finished shader of.
     OpenEpisode& episode() { return *episode_; }
+    // What is chosen for its video.
+    EpisodeExport& episodeExport() { return *episodeExport_; }
 
     // ---- The window ----
     bool showsEditor() const { return showsEditor_; }
@@ -287,6 +290,7 @@ class AppModel : public QObject {
     std::unique_ptr<ExportJob> exports_;
     std::unique_ptr<StillSaver> stills_;
     std::unique_ptr<OpenEpisode> episode_;
+    std::unique_ptr<EpisodeExport> episodeExport_;
 
     PreviewClock clock_;
     std::int64_t shownTenth_ = -1;

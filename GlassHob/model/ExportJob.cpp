@@ -3,6 +3,7 @@
 #include "GPU/Device.h"
 #include "GlassHob/model/AppModel.h"
 #include "GlassHobCore/files/PartialFile.h"
+#include "GlassHobRender/export/EpisodeVideo.h"
 #include "GlassHobRender/export/ExportSinks.h"
 #include "GlassHobRender/export/SoundFile.h"
 #include "GlassHobRender/program/ShaderProgram.h"
@@ -39,6 +40,8 @@ void exportOrder(const ExportOrder& order, const ExportJob::Target& target) {
                                 .path = target.path,
                                 .name = name,
                                 .preset = order.preset,
+                                .encoding = {.chapters = order.episode ? movieChapters(order.episode->chapters())
+                                                                       : std::vector<MovieChapter>()},
                                 .hasSound = order.hasSound(),
                                 .replaces = false});
     if (!sink) throw ExportError(sink.error());
@@ -197,9 +200,13 @@ void ExportJob::chooseAndStart(std::function<void()> answered) {
                                                  choices_.watermark, true)},
                       .preset = choices_.preset(),
                       .format = choices_.format};
+    chooseAndStart(std::move(order), suggestedName(), std::move(answered));
+}
+
+void ExportJob::chooseAndStart(ExportOrder order, const QString& name, std::function<void()> answered) {
     QString folder = QSettings().value(folderKey).toString();
     if (!QFileInfo(folder).isDir()) folder = QStandardPaths::writableLocation(QStandardPaths::MoviesLocation);
-    choose(std::move(order), folder, suggestedName(), std::move(answered));
+    choose(std::move(order), folder, name, std::move(answered));
 }
 
 void ExportJob::choose(ExportOrder order, const QString& folder, const QString& name, std::function<void()> answered) {
@@ -218,7 +225,12 @@ void ExportJob::choose(ExportOrder order, const QString& folder, const QString& 
 void ExportJob::start(ExportOrder order) {
     Q_ASSERT(!isRunning());
     order_ = std::move(order);
-    const auto format = ExportFormats::ofPath(order_->path.toStdString());
+    auto format = ExportFormats::ofPath(order_->path.toStdString());
+    if (format && order_->episode && !ExportFormats::entry(*format).isMovie)
+        format = std::unexpected(tr("%1 is no movie, and an episode is one: choose a name that ends in .mp4, .mov or "
+                                    ".webm.")
+                                     .arg(QFileInfo(order_->path).fileName())
+                                     .toStdString());
     if (format) {
         order_->format = *format;
         order_->preset = ExportFormats::fitted(order_->preset, *format);
@@ -368,7 +380,8 @@ bool ExportJob::hasUsableProgram() const {
 }
 
 bool ExportJob::canTryAgain() const {
-    return order_ && !isRunning() && (hasUsableProgram() || canStart());
+    // Of an episode the model has not all programs at hand.
+    return order_ && !isRunning() && (hasUsableProgram() || (canStart() && !order_->episode));
 }
 
 void ExportJob::tryAgain() {

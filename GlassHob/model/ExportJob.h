@@ -30,6 +30,7 @@
 namespace glasshob {
 
 class AppModel;
+class EpisodePlan;
 class ShaderProgram;
 
 // A text that belongs to an export and stands beside it: both are there in the end, or neither.
@@ -47,6 +48,9 @@ struct ExportOrder {
     ExportFormat format = ExportFormat::mp4;
     QString path = {};
     std::vector<CompanionFile> companions = {};
+    // What the segments are the parts of, where they are an episode's; null for a shader's video. Its chapters are in
+    // the movie.
+    std::shared_ptr<const EpisodePlan> episode = {};
 
     std::int64_t frameCount() const;
     // Of shader time.
@@ -95,6 +99,8 @@ class ExportJob : public QObject {
     // Asks where to put the result of the choices as they are, and starts it. `answered` hears when the question is
     // gone.
     void chooseAndStart(std::function<void()> answered = {});
+    // The same for an order that has no path yet.
+    void chooseAndStart(ExportOrder order, const QString& name, std::function<void()> answered = {});
     void start(ExportOrder order);
     // The same once more, after a failure. Asks for another place where it was the place's fault, and takes what the
     // model has now where the old program's device is lost.
