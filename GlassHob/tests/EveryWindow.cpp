@@ -1,6 +1,7 @@
 #include "GlassHob/tests/EveryWindow.h"
 
 #include "GlassHob/model/Presets.h"
+#include "GlassHob/model/VariationPicker.h"
 #include "GlassHob/ui/controls/SearchField.h"
 #include "GlassHob/ui/editor/CodeAssistant.h"
 #include "GlassHob/ui/editor/CodeEditor.h"
@@ -21,6 +22,9 @@
 #include "GlassHob/ui/picture/PictureActions.h"
 #include "GlassHob/ui/picture/TransportBox.h"
 #include "GlassHob/ui/sliders/Inspector.h"
+#include "GlassHob/ui/variations/VariationActions.h"
+#include "GlassHob/ui/variations/VariationGrid.h"
+#include "GlassHob/ui/variations/VariationsWindow.h"
 #include "GlassHob/ui/window/FullScreen.h"
 #include "GlassHob/ui/window/SliderBox.h"
 #include "GlassHobCore/shader/SampleShelf.h"
@@ -255,6 +259,38 @@ void EveryWindow::visitExports(const Visitor& visit) {
     settle();
     visit(QStringLiteral("save-still-refused"), still);
     still->close();
+    settle();
+}
+
+void EveryWindow::visitVariations(const Visitor& visit) {
+    open(QStringLiteral("episode.metal"),
+         "// @episode 7 Flowing Colour\n// @length 40\n// @variation 20\n// @variations 10, 2, 6, 15, 18, 5\n" +
+             sample("01-flowing-color.metal"));
+    window_->variationActions()->choose->trigger();
+    VariationsWindow* shown = window_->variationActions()->window();
+    (void)QTest::qWaitForWindowActive(shown);
+    const auto see = [&](const QString& name) {
+        settle();
+        // Every tile that is seen has its picture.
+        EXPECT_TRUE(comesTrue([&] {
+            return std::ranges::none_of(shown->grid()->indicesSeen(), [&](std::int64_t index) {
+                return shown->picker().still(index).isNull() || shown->picker().isStale(index);
+            });
+        }));
+        visit(name, shown);
+    };
+    see(QStringLiteral("variations"));
+    shown->picker().setChosen(ChosenVariations({10, 2, 6, 15, 18, 5, 99999999999, 3, 7, 11, 21}));
+    QTest::keyClick(shown->grid(), Qt::Key_Down);
+    QTest::keyClick(shown->grid(), Qt::Key_Right);
+    see(QStringLiteral("variations-many"));
+    shown->picker().setChosen({});
+    model_->textChanged(model_->currentText() + "mistake");
+    model_->compileNow();
+    see(QStringLiteral("variations-behind"));
+    open(QStringLiteral("none.metal"), "// @episode 8 Nothing to Vary\n" + shader(""));
+    visit(QStringLiteral("variations-none"), shown);
+    shown->reject();
     settle();
 }
 

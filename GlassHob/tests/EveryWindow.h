@@ -25,6 +25,7 @@ class EveryWindow {
     void visitMainWindow(const Visitor& visit);
     void visitFullScreen(const Visitor& visit);
     void visitExports(const Visitor& visit);
+    void visitVariations(const Visitor& visit);
     void visitHelp(const Visitor& visit);
     void visitQuestions(const Visitor& visit);
     void visitMenus(const Visitor& visit);

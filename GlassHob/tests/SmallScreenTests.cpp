@@ -132,6 +132,9 @@ TEST_F(SmallScreen, FullScreen) {
 TEST_F(SmallScreen, Exports) {
     look(&EveryWindow::visitExports);
 }
+TEST_F(SmallScreen, Variations) {
+    look(&EveryWindow::visitVariations);
+}
 TEST_F(SmallScreen, Help) {
     look(&EveryWindow::visitHelp);
 }

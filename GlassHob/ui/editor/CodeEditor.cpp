@@ -294,6 +294,18 @@ void CodeEditor::applyEdits(const std::vector<msl::FixIt>& edits) {
     whole.endEditBlock();
 }
 
+void CodeEditor::removeLines(const std::vector<std::int64_t>& numbers) {
+    QTextCursor whole(document());
+    whole.beginEditBlock();
+    for (auto number = numbers.rbegin(); number != numbers.rend(); ++number) {
+        const QTextBlock line = document()->findBlockByNumber(int(*number) - 1);
+        if (!line.isValid()) continue;
+        QTextCursor cursor(line);
+        lineCommands::deleteLines(cursor);
+    }
+    whole.endEditBlock();
+}
+
 void CodeEditor::fixAtCaret() {
     const std::vector<CodeMarks::Fix> fixes = marks_.fixesAt(textCursor());
     if (fixes.empty()) return;

@@ -56,6 +56,8 @@ class CodeEditor : public QPlainTextEdit {
     void applyFix(std::size_t message);
     // Edits places of the text as it stands, in one step of undo.
     void applyEdits(const std::vector<msl::FixIt>& edits);
+    // Takes whole lines out, by their numbers from 1 in rising order, in one step of undo.
+    void removeLines(const std::vector<std::int64_t>& numbers);
     // Mends what is marked at the caret or on its line; asks where there is a choice.
     void fixAtCaret();
 

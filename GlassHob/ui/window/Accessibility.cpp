@@ -2,9 +2,10 @@
 
 #include "GlassHob/ui/controls/Banner.h"
 #include "GlassHob/ui/controls/Controls.h"
+#include "GlassHob/ui/controls/ParameterSlider.h"
 #include "GlassHob/ui/editor/MessageList.h"
 #include "GlassHob/ui/sliders/ParameterRow.h"
-#include "GlassHob/ui/controls/ParameterSlider.h"
+#include "GlassHob/ui/variations/TileArea.h"
 
 #include <QAccessibleWidget>
 #include <QPointer>
@@ -128,10 +129,97 @@ class MessagesView : public QAccessibleWidget {
     mutable std::vector<QAccessible::Id> ids_;
 };
 
+// One tile; reads the area as it is now, and is invalid when there are fewer.
+class TileView : public QAccessibleInterface, public QAccessibleActionInterface {
+  public:
+    TileView(TileArea* area, int tile) : area_(area), tile_(tile) {}
+    void* interface_cast(QAccessible::InterfaceType type) override {
+        return type == QAccessible::ActionInterface ? static_cast<QAccessibleActionInterface*>(this) : nullptr;
+    }
+    bool isValid() const override { return area_ && tile_ < area_->tileCount(); }
+    QObject* object() const override { return nullptr; }
+    QAccessibleInterface* childAt(int, int) const override { return nullptr; }
+    QAccessibleInterface* parent() const override {
+        return area_ ? QAccessible::queryAccessibleInterface(area_) : nullptr;
+    }
+    QAccessibleInterface* child(int) const override { return nullptr; }
+    int childCount() const override { return 0; }
+    int indexOfChild(const QAccessibleInterface*) const override { return -1; }
+    QString text(QAccessible::Text which) const override {
+        if (!isValid()) return {};
+        const TileArea::Speech speech = area_->speech(tile_);
+        switch (which) {
+        case QAccessible::Name: return speech.name;
+        case QAccessible::Description: return speech.description;
+        case QAccessible::Value: return speech.value;
+        default: return {};
+        }
+    }
+    void setText(QAccessible::Text, const QString&) override {}
+    QRect rect() const override {
+        if (!isValid()) return {};
+        const QRect box = area_->tileRect(tile_);
+        return {area_->viewport()->mapToGlobal(box.topLeft()), box.size()};
+    }
+    QAccessible::Role role() const override { return QAccessible::ListItem; }
+    QAccessible::State state() const override {
+        QAccessible::State state;
+        state.selectable = state.focusable = true;
+        if (!isValid()) {
+            state.invalid = true;
+            return state;
+        }
+        state.selected = area_->speech(tile_).isChosen;
+        state.focused = area_->current() == tile_ && area_->hasFocus();
+        return state;
+    }
+    QStringList actionNames() const override { return {toggleAction()}; }
+    void doAction(const QString& name) override {
+        if (isValid() && name == toggleAction()) area_->toggle(tile_);
+    }
+    QStringList keyBindingsForAction(const QString&) const override { return {}; }
+
+  private:
+    QPointer<TileArea> area_;
+    int tile_;
+};
+
+class TilesView : public QAccessibleWidget {
+  public:
+    explicit TilesView(TileArea* area) : QAccessibleWidget(area, QAccessible::List) {}
+    ~TilesView() override {
+        for (const QAccessible::Id id : ids_)
+            QAccessible::deleteAccessibleInterface(id);
+    }
+    int childCount() const override { return area()->tileCount(); }
+    QAccessibleInterface* child(int index) const override {
+        if (index < 0 || index >= area()->tileCount()) return nullptr;
+        while (int(ids_.size()) <= index)
+            ids_.push_back(QAccessible::registerAccessibleInterface(new TileView(area(), int(ids_.size()))));
+        return QAccessible::accessibleInterface(ids_[std::size_t(index)]);
+    }
+    int indexOfChild(const QAccessibleInterface* child) const override {
+        for (int i = 0; i < int(ids_.size()); ++i)
+            if (QAccessible::accessibleInterface(ids_[std::size_t(i)]) == child) return i;
+        return -1;
+    }
+    QAccessibleInterface* focusChild() const override {
+        return area()->hasFocus() && area()->current() >= 0 ? child(area()->current()) : nullptr;
+    }
+    QAccessibleInterface* childAt(int x, int y) const override {
+        return child(area()->tileAt(area()->viewport()->mapFromGlobal(QPoint(x, y))));
+    }
+
+  private:
+    TileArea* area() const { return static_cast<TileArea*>(object()); }
+    mutable std::vector<QAccessible::Id> ids_;
+};
+
 QAccessibleInterface* makeView(const QString&, QObject* object) {
     if (auto* slider = qobject_cast<ParameterSlider*>(object)) return new SliderView(slider);
     if (auto* line = qobject_cast<TextLine*>(object)) return new TextLineView(line);
     if (auto* rows = qobject_cast<MessageRows*>(object)) return new MessagesView(rows);
+    if (auto* tiles = qobject_cast<TileArea*>(object)) return new TilesView(tiles);
     if (auto* banner = qobject_cast<Banner*>(object)) return new QAccessibleWidget(banner, QAccessible::AlertMessage);
     return nullptr;
 }

@@ -14,6 +14,7 @@
 #include "GlassHob/ui/sliders/Inspector.h"
 #include "GlassHob/ui/sliders/PresetActions.h"
 #include "GlassHob/ui/sliders/PresetColumn.h"
+#include "GlassHob/ui/variations/VariationActions.h"
 #include "GlassHob/ui/window/Accessibility.h"
 #include "GlassHob/ui/window/Banners.h"
 #include "GlassHob/ui/window/CloseGuard.h"
@@ -28,6 +29,7 @@
 #include "GlassHob/ui/window/SliderBox.h"
 #include "GlassHob/ui/window/StatusLine.h"
 #include "GlassHob/ui/window/Toolbar.h"
+#include "GlassHobCore/episode/VariationsLine.h"
 
 #include <QActionGroup>
 #include <QApplication>
@@ -199,6 +201,8 @@ void MainWindow::makeActions() {
     compileNow_ = action(tr("&Compile Now"), Keys(tr("Ctrl+B")), [this] { model_.compileNow(); });
     picture_ = new PictureActions(model_, this);
     exporting_ = new ExportActions(model_, this);
+    variations_ = new VariationActions(model_, this);
+    connect(variations_, &VariationActions::writeWanted, this, &MainWindow::writeVariations);
     closeGuard_ = new CloseGuard(model_, this);
     connect(exporting_, &ExportActions::wanted, this, [this] { comeForward({}); });
     resetAll_ = action(tr("R&eset All Sliders"), Keys(tr("Ctrl+Alt+0")), [this] { model_.resetAllValues(); });
@@ -294,6 +298,7 @@ void MainWindow::makeMenus() {
 
     QMenu* export_ = menuBar()->addMenu(tr("E&xport"));
     export_->addAction(exporting_->exportVideo);
+    export_->addAction(variations_->choose);
     exporting_->openStillBy(picture_->saveStill);
     export_->addSeparator();
     picture_->addPicturesTo(export_);
@@ -397,6 +402,18 @@ void MainWindow::hideCollapsed(QSplitter* splitter, int pane) {
 void MainWindow::setShowsInspector(bool shows) {
     sliders_->setShows(shows);
     showInspector_->setChecked(shows);
+}
+
+void MainWindow::writeVariations(const std::vector<std::int64_t>& indices) {
+    const VariationsLine line = VariationsLine::write(editor()->fileText(), indices);
+    if (line.change == VariationsLine::Change::remove)
+        editor()->removeLines(line.numbers);
+    else if (line.edit)
+        editor()->applyEdits({*line.edit});
+    else
+        return;
+    editor()->goTo(line.numbers.front(), 1);
+    if (model_.showsEditor()) editor()->setFocus();
 }
 
 void MainWindow::restoreLayout() {

@@ -6,6 +6,9 @@
 
 #include <QMainWindow>
 
+#include <cstdint>
+#include <vector>
+
 class QSplitter;
 
 namespace glasshob {
@@ -25,6 +28,7 @@ class SampleMenu;
 class InspectorHost;
 class StatusLine;
 class Toolbar;
+class VariationActions;
 
 class MainWindow : public QMainWindow {
     Q_OBJECT
@@ -43,6 +47,7 @@ class MainWindow : public QMainWindow {
     void comeForward(const QByteArray& activation);
     PictureActions* pictureActions() const { return picture_; }
     ExportActions* exportActions() const { return exporting_; }
+    VariationActions* variationActions() const { return variations_; }
 
   protected:
     void closeEvent(QCloseEvent* event) override;
@@ -62,6 +67,8 @@ class MainWindow : public QMainWindow {
     void makePaneOrder();
     void hideCollapsed(QSplitter* splitter, int pane);
     void setShowsInspector(bool shows);
+    // Puts the variations of an episode into the text's header.
+    void writeVariations(const std::vector<std::int64_t>& indices);
     void restoreLayout();
     void keepLayout() const;
 
@@ -79,6 +86,7 @@ class MainWindow : public QMainWindow {
     PictureActions* picture_ = nullptr;
     FullScreen* fullScreen_ = nullptr;
     ExportActions* exporting_ = nullptr;
+    VariationActions* variations_ = nullptr;
     CloseGuard* closeGuard_ = nullptr;
 
     QAction *new_, *open_, *openSample_, *save_, *saveAs_, *revert_, *showInFiles_, *quit_;

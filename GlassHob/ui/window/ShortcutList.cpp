@@ -70,6 +70,12 @@ std::vector<ShortcutGroup> allShortcuts(const QMenuBar& menus) {
                        {tr("Least and greatest"), tr("Home, End")},
                        {tr("Back to the default"), tr("Backspace")},
                        {tr("Undo, redo"), tr("Ctrl+Z, Ctrl+Shift+Z")}}});
+    groups.push_back({tr("Among the variations"),
+                      {{tr("Choose, or give back"), tr("Space")},
+                       {tr("Choose as the first to ninth"), tr("1 to 9")},
+                       {tr("Earlier, later in the episode"), tr("Ctrl+Left, Ctrl+Right")},
+                       {tr("Give back"), tr("Delete")},
+                       {tr("Write the line"), tr("Return")}}});
     groups.push_back({tr("In full screen"),
                       {{tr("Pause or play"), tr("Space")},
                        {tr("Back to start"), tr("Home")},
