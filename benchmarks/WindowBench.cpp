@@ -12,10 +12,11 @@
 // of mouse moves: the picture must go on as it does without, and the main loop stay awake, or moves are queueing up.
 #include "GPU/Device.h"
 #include "GlassHob/model/AppModel.h"
+#include "GlassHob/model/VariationPicker.h"
 #include "GlassHob/ui/controls/DialogQuestions.h"
+#include "GlassHob/ui/controls/ParameterSlider.h"
 #include "GlassHob/ui/controls/Theme.h"
 #include "GlassHob/ui/editor/CodeEditor.h"
-#include "GlassHob/ui/sliders/ParameterSlider.h"
 #include "GlassHob/ui/window/MainWindow.h"
 #include "GlassHobCore/shader/Uniforms.h"
 #include "GlassHobRender/program/ShaderProgram.h"
@@ -30,6 +31,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <mutex>
+#include <numeric>
 #include <string>
 #include <vector>
 
@@ -62,6 +64,10 @@ constexpr int dragRounds = 3;
 constexpr int movesPerRound = 250;
 constexpr int moveInterval = 4; // milliseconds
 constexpr double dragTarget = 0.9;
+constexpr QSize stillSize{208, 117};
+constexpr int stillCount = 240;
+constexpr int runFor = 3000; // milliseconds
+constexpr double stillsTarget = 0.9;
 
 double milliseconds(Clock::duration duration) {
     return std::chrono::duration<double, std::milli>(duration).count();
@@ -188,11 +194,15 @@ struct Figures {
     QSize size;
     std::size_t idleFrames = 0, draggedFrames = 0; // 0: no slider
     double dragGap = 0;
+    // Frames a second without, while the stills are drawn, while one runs.
+    double aloneRate = 0, stillsRate = 0, runRate = 0;
+    double stillsTime = 0, stillsGap = 0;
+    std::size_t ranFrames = 0;
 };
 
 Figures measure(const std::shared_ptr<gpu::Device>& device, const std::string& metal, const std::string& glsl) {
     const QTemporaryDir folder;
-    const std::string text = withTypedConstant(metal);
+    const std::string text = "// @episode 1 Bench\n" + withTypedConstant(metal);
     const QString path = folder.filePath(QStringLiteral("typed.metal"));
     std::ofstream(path.toStdString()) << text;
     const auto before = std::string_view(text).substr(0, text.find("0.00000;") + 7);
@@ -308,6 +318,35 @@ Figures measure(const std::shared_ptr<gpu::Device>& device, const std::string& m
             figures.idleFrames += frames.take().size();
         }
     }
+    {
+        const auto rate = [&](const auto& during) {
+            const auto start = Clock::now();
+            frames.take();
+            during();
+            return double(frames.take().size()) * 1000 / milliseconds(Clock::now() - start);
+        };
+        glasshob::VariationPicker picker(model);
+        picker.setPictureSize(stillSize);
+        int drawn = 0;
+        QObject::connect(&picker, &glasshob::VariationPicker::stillDrawn, [&] { ++drawn; });
+        QObject::connect(&picker, &glasshob::VariationPicker::ran, [&] { ++figures.ranFrames; });
+        figures.aloneRate = rate([] { wait(runFor); });
+        const auto start = Clock::now();
+        heartbeat.watch();
+        figures.stillsRate = rate([&] {
+            std::vector<std::int64_t> wanted(stillCount);
+            std::iota(wanted.begin(), wanted.end(), 1);
+            picker.setWanted(std::move(wanted));
+            (void)waitUntil([&] { return drawn == stillCount; }, 20 * patience);
+        });
+        figures.stillsTime = milliseconds(Clock::now() - start);
+        picker.setRunning(1);
+        figures.runRate = rate([] { wait(runFor); });
+        figures.stillsGap = heartbeat.stop();
+        picker.setRunning(std::nullopt);
+        (void)waitUntil([&] { return !picker.isDrawing(); }, patience);
+        figures.aloneRate = (figures.aloneRate + rate([] { wait(runFor); })) / 2;
+    }
     drawBare();
     figures.bare95 = percentile(draws, 0.95);
     figures.compile = std::max(0.0, std::ranges::min(compiles) - bench::median(draws));
@@ -361,6 +400,14 @@ int main(int argc, char** argv) {
             "         an edit drops %.0f frames of %.1f ms, the worst %.0f (at most %.1f: 2, and the driver's own "
             "compile of %.0f ms): %s\n",
             f.droppedMedian, f.idleInterval, f.droppedMost, allowed, f.compile, dropsFew ? "reached" : "MISSED");
+        const double leastBeside = stillsTarget * f.aloneRate;
+        const bool stillsGood = f.stillsRate >= leastBeside && f.runRate >= leastBeside && f.stillsGap <= gapTarget;
+        isGood = isGood && stillsGood;
+        std::printf("         %d stills of %dx%d in %.0f ms: %.1f frames a second, %.1f while one runs at %.0f, %.1f "
+                    "without (at least %.1f); longest gap of the main loop %.1f ms (at most %.0f): %s\n",
+                    stillCount, stillSize.width(), stillSize.height(), f.stillsTime, f.stillsRate, f.runRate,
+                    double(f.ranFrames) * 1000 / runFor, f.aloneRate, leastBeside, f.stillsGap, gapTarget,
+                    stillsGood ? "reached" : "MISSED");
         if (f.idleFrames == 0) continue;
         const double share = double(f.draggedFrames) / double(f.idleFrames);
         const bool dragGood = share >= dragTarget && f.dragGap <= gapTarget;
