@@ -3,7 +3,10 @@
 #include "MSL/lex/PredefinedMacros.h"
 #include "MSL/lex/Token.h"
 
+#include <array>
+#include <bit>
 #include <cstring>
+#include <iterator>
 
 namespace msl {
 
@@ -103,31 +106,47 @@ constexpr Keyword keywords[] = {
     {"while", TokenKind::kwWhile},
 };
 
-std::uint32_t hashOf(std::string_view text) {
+static_assert(std::endian::native == std::endian::little); // both ways of wordOf() give the same
+
+// Up to eight letters as a number, the first one lowest.
+constexpr std::uint64_t wordOf(const char* letters, std::size_t count) {
+    std::uint64_t word = 0;
+    if consteval {
+        for (std::size_t i = 0; i < count; ++i)
+            word |= std::uint64_t{static_cast<unsigned char>(letters[i])} << 8 * i;
+    } else {
+        std::memcpy(&word, letters, count);
+    }
+    return word;
+}
+
+constexpr std::uint32_t hashOf(std::string_view text) {
     std::uint64_t h = 0x9E3779B97F4A7C15ULL ^ text.size();
     const char* at = text.data();
     std::size_t left = text.size();
-    auto mix = [&](std::uint64_t word) {
+    const auto mix = [&](std::uint64_t word) {
         h = (h ^ word) * 0xD6E8FEB86659FD93ULL;
         h ^= h >> 32;
     };
-    for (; left >= 8; at += 8, left -= 8) {
-        std::uint64_t word;
-        std::memcpy(&word, at, 8);
-        mix(word);
-    }
-    std::uint64_t last = 0;
-    std::memcpy(&last, at, left);
-    mix(last);
+    for (; left >= 8; at += 8, left -= 8)
+        mix(wordOf(at, 8));
+    mix(wordOf(at, left));
     return static_cast<std::uint32_t>(h ^ (h >> 29));
 }
+
+constexpr auto keywordHashes = [] {
+    std::array<std::uint32_t, std::size(keywords)> hashes;
+    for (std::size_t i = 0; i < hashes.size(); ++i)
+        hashes[i] = hashOf(keywords[i].text);
+    return hashes;
+}();
 
 } // namespace
 
 IdentifierTable::IdentifierTable(Arena& arena) : arena_(arena), slots_(512, nullptr) {
     all_.reserve(256);
-    for (const Keyword& keyword : keywords)
-        getMutable(keyword.text)->keyword = static_cast<std::uint16_t>(keyword.kind);
+    for (std::size_t i = 0; i < std::size(keywords); ++i)
+        add(keywords[i].text, keywordHashes[i])->keyword = static_cast<std::uint16_t>(keywords[i].kind);
 }
 
 Identifier* IdentifierTable::getMutable(std::string_view text) {
@@ -138,13 +157,23 @@ Identifier* IdentifierTable::getMutable(std::string_view text) {
         if (found->hash == hash && found->text == text) return found;
         i = (i + 1) & mask;
     }
-    auto* made = arena_.make<Identifier>();
-    made->text = arena_.copyText(text);
-    made->hash = hash;
+    Identifier* made = add(arena_.copyText(text), hash);
     made->isMacro = isPredefinedMacro(text);
+    return made;
+}
+
+// `text` lives as long as the table and is not in it.
+Identifier* IdentifierTable::add(std::string_view text, std::uint32_t hash) {
+    if ((all_.size() + 1) * 2 > slots_.size()) grow();
+    auto* made = arena_.make<Identifier>();
+    made->text = text;
+    made->hash = hash;
+    const std::size_t mask = slots_.size() - 1;
+    std::size_t i = hash & mask;
+    while (slots_[i] != nullptr)
+        i = (i + 1) & mask;
     slots_[i] = made;
     all_.push_back(made);
-    if (all_.size() * 2 > slots_.size()) grow();
     return made;
 }
 

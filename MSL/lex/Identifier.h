@@ -41,6 +41,7 @@ class IdentifierTable {
     const std::vector<Identifier*>& all() const { return all_; }
 
   private:
+    Identifier* add(std::string_view text, std::uint32_t hash);
     void grow();
     Arena& arena_;
     std::vector<Identifier*> slots_; // open addressing, a power of two

@@ -318,6 +318,8 @@ void Lowering::endFunction(TypeRef returnType) {
 Lowering::CallSignature Lowering::signatureOf(FunctionDecl* function, std::span<const Access> arguments,
                                               const Access* object) {
     CallSignature signature;
+    signature.key.reserve(4 + 4 * arguments.size()); // enough for plain values
+    signature.values.reserve(arguments.size());
     signature.key.push_back(function->loweringId);
     for (const Access& argument : arguments)
         describe(signature, argument);

@@ -23,78 +23,75 @@ Mask bit(std::uint32_t field) {
     return field < 64 ? Mask(1) << field : everything;
 }
 
-// What of the values handed to a function is read by it or by what it calls.
-struct Reads {
-    std::vector<Mask> parameters;
-    std::vector<Mask> pointerParameters;
-};
+bool isOfStruct(const Variable& variable) {
+    return variable.type != nullptr && variable.type->is(TypeKind::struct_);
+}
 
-class ReadsOfAll {
+// What of the values and variables handed to a function is read by it or by what it calls.
+class Reads {
   public:
-    explicit ReadsOfAll(const ir::Module& module) {
-        for (const Function* function : module.functions) // callees come first
+    explicit Reads(const ir::Module& module) : values_(module.valueCount(), 0), variables_(module.variableCount(), 0) {
+        std::unordered_set<const Function*> wrappers; // the entry points' own, which nobody calls
+        for (const ir::Entry* entry : module.entries)
+            wrappers.insert(entry->function);
+        for (const Function* function : module.functions) { // callees come first
+            if (wrappers.contains(function)) continue;
             add(*function);
+            seen_.insert(function);
+        }
     }
 
-    // Null for a function that has not been seen.
-    const Reads* of(const Function* function) const {
-        const auto found = reads_.find(function);
-        return found != reads_.end() ? &found->second : nullptr;
+    // Whether a function other than the entry points' own reads of the variable.
+    bool isRead(const Variable& variable) const { return variables_[variable.id] != 0; }
+
+    // Of a call's operand; everything where nothing is known of it.
+    Mask ofOperand(const Instruction& call, std::size_t i) const {
+        const bool isKnown = call.op == Op::call && i < call.callee->parameters.size() && seen_.contains(call.callee);
+        return isKnown ? values_[call.callee->parameters[i]->id] : everything;
     }
 
   private:
-    void add(const Function& function) {
-        std::unordered_map<const Value*, Mask> values;       // parameters
-        std::unordered_map<const Variable*, Mask> variables; // struct variables of the function
-        std::vector<std::pair<const Variable*, const Value*>> copies;
-        for (const Value* parameter : function.parameters)
-            values.emplace(parameter, 0);
-        const auto ofStruct = [](const Variable* variable) {
-            return variable->type != nullptr && variable->type->is(TypeKind::struct_);
-        };
-        const bool isWorthIt = !values.empty() || std::ranges::any_of(function.pointerParameters, ofStruct);
-        if (isWorthIt)
-            ir::forEachInstruction(
-                *function.body, [&](const Instruction& instruction) { note(instruction, values, variables, copies); });
-        for (const auto& [variable, value] : copies)
-            values[value] |= variables[variable];
+    using Copies = std::vector<std::pair<const Variable*, const Value*>>;
 
-        Reads& reads = reads_[&function];
-        for (const Value* parameter : function.parameters)
-            reads.parameters.push_back(values[parameter]);
-        for (const Variable* parameter : function.pointerParameters)
-            reads.pointerParameters.push_back(ofStruct(parameter) ? variables[parameter] : everything);
+    void add(const Function& function) {
+        Copies copies; // of parameters, in variables of the function
+        ir::forEachInstruction(*function.body, [&](const Instruction& instruction) { note(instruction, copies); });
+        for (const auto& [variable, value] : copies)
+            values_[value->id] |= variables_[variable->id];
     }
 
-    void note(const Instruction& instruction, std::unordered_map<const Value*, Mask>& values,
-              std::unordered_map<const Variable*, Mask>& variables,
-              std::vector<std::pair<const Variable*, const Value*>>& copies) const {
+    Mask ofVariable(const Instruction& call, std::size_t i) const {
+        if (call.op != Op::call || i >= call.callee->pointerParameters.size()) return everything;
+        const Variable& parameter = *call.callee->pointerParameters[i];
+        return isOfStruct(parameter) && seen_.contains(call.callee) ? variables_[parameter.id] : everything;
+    }
+
+    void note(const Instruction& instruction, Copies& copies) {
         const bool isStore = instruction.op == Op::store;
-        const Reads* callee = instruction.op == Op::call ? of(instruction.callee) : nullptr;
         for (std::size_t i = 0; i < instruction.operands.size(); ++i) {
-            const auto value = values.find(instruction.operands[i]);
-            if (value == values.end()) continue;
+            const Value* value = instruction.operands[i];
+            if (value->kind != Value::Kind::parameter) continue;
             if (instruction.op == Op::extract && !instruction.indices.empty())
-                value->second |= bit(instruction.indices[0]);
-            else if (callee != nullptr && i < callee->parameters.size())
-                value->second |= callee->parameters[i];
+                values_[value->id] |= bit(instruction.indices[0]);
             else if (isStore && instruction.place->steps.empty() &&
                      instruction.place->root->kind == Variable::Kind::local)
-                copies.emplace_back(instruction.place->root, value->first);
+                copies.emplace_back(instruction.place->root, value);
             else
-                value->second = everything;
+                values_[value->id] |= ofOperand(instruction, i);
         }
         if (instruction.place != nullptr && !isStore) {
             const std::span<const ir::Step> steps = instruction.place->steps;
             const bool isField = !steps.empty() && steps[0].kind == ir::Step::Kind::member;
-            variables[instruction.place->root] |= isField ? bit(steps[0].number) : everything;
+            variables_[instruction.place->root->id] |= isField ? bit(steps[0].number) : everything;
         }
         for (std::size_t i = 0; i < instruction.variables.size(); ++i)
-            variables[instruction.variables[i]] |=
-                callee != nullptr && i < callee->pointerParameters.size() ? callee->pointerParameters[i] : everything;
+            variables_[instruction.variables[i]->id] |= ofVariable(instruction, i);
     }
 
-    std::unordered_map<const Function*, Reads> reads_;
+    // By id.
+    std::vector<Mask> values_;
+    std::vector<Mask> variables_;
+    std::unordered_set<const Function*> seen_;
 };
 
 bool isInput(const Variable& variable) {
@@ -115,23 +112,23 @@ bool isOnlyItsResult(const Instruction& instruction) {
 }
 
 // The values and fields that no callee reads become nothing, and then what made them goes.
-void thinOut(ir::Module& module, Function& wrapper, const ReadsOfAll& all) {
-    std::unordered_map<const Value*, unsigned> uses;
+void thinOut(ir::Module& module, Function& wrapper, const Reads& reads) {
+    std::unordered_map<const Value*, unsigned> uses; // of structs put together
     ir::forEachInstruction(*wrapper.body, [&](const Instruction& instruction) {
         for (const Value* operand : instruction.operands)
-            ++uses[operand];
+            if (operand->type->is(TypeKind::struct_)) ++uses[operand];
     });
     ir::forEachInstruction(*wrapper.body, [&](Instruction& call) {
-        const Reads* reads = call.op == Op::call ? all.of(call.callee) : nullptr;
-        if (reads == nullptr) return;
-        for (std::size_t i = 0; i < call.operands.size() && i < reads->parameters.size(); ++i) {
-            if (reads->parameters[i] == 0) call.operands[i] = module.constantNull(call.operands[i]->type);
+        if (call.op != Op::call) return;
+        for (std::size_t i = 0; i < call.operands.size(); ++i) {
+            const Mask read = reads.ofOperand(call, i);
+            if (read == 0) call.operands[i] = module.constantNull(call.operands[i]->type);
             Instruction* made = call.operands[i]->definition;
             if (made == nullptr || made->op != Op::construct || !call.operands[i]->type->is(TypeKind::struct_) ||
                 uses[call.operands[i]] != 1)
                 continue;
             for (std::size_t field = 0; field < made->operands.size(); ++field)
-                if ((reads->parameters[i] & bit(std::uint32_t(field))) == 0)
+                if ((read & bit(std::uint32_t(field))) == 0)
                     made->operands[field] = module.constantNull(made->operands[field]->type);
         }
     });
@@ -164,24 +161,24 @@ bool decidesHowOftenItRuns(const Variable& input) {
 unsigned dropUnusedInputs(ir::Module& module) {
     const auto isFragment = [](const ir::Entry* entry) { return entry->stage == Stage::fragment; };
     if (std::ranges::none_of(module.entries, isFragment)) return 0;
-    const ReadsOfAll all(module);
+    const Reads reads(module);
     for (const ir::Entry* entry : module.entries)
-        if (isFragment(entry)) thinOut(module, *entry->function, all);
+        if (isFragment(entry)) thinOut(module, *entry->function, reads);
 
-    std::unordered_set<const Variable*> read;
+    std::vector<bool> isRead(module.variableCount()); // by an entry point's own function
     const auto note = [&](const Instruction& instruction) {
-        if (instruction.place != nullptr) read.insert(instruction.place->root);
-        read.insert(instruction.variables.begin(), instruction.variables.end());
+        if (instruction.place != nullptr) isRead[instruction.place->root->id] = true;
+        for (const Variable* variable : instruction.variables)
+            isRead[variable->id] = true;
     };
-    for (const Function* function : module.functions)
-        ir::forEachInstruction(*function->body, note);
     for (const ir::Entry* entry : module.entries)
         ir::forEachInstruction(*entry->function->body, note);
     unsigned dropped = 0;
     for (const ir::Entry* entry : module.entries)
         if (isFragment(entry))
             dropped += unsigned(std::erase_if(*entry->interface, [&](const Variable* variable) {
-                return isInput(*variable) && !read.contains(variable) && !decidesHowOftenItRuns(*variable);
+                return isInput(*variable) && !isRead[variable->id] && !reads.isRead(*variable) &&
+                       !decidesHowOftenItRuns(*variable);
             }));
     return dropped;
 }

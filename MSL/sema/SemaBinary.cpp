@@ -1,4 +1,5 @@
 // Binary operators, assignments and the conditional operator.
+#include "MSL/parse/SmallList.h"
 #include "MSL/sema/Analyzer.h"
 
 #include <algorithm>
@@ -99,11 +100,11 @@ Expr* Analyzer::invalidOperands(Binary* expr) {
 
 Expr* Analyzer::binary(Binary* expr) {
     // Long sums lean to the left: walk down their spine instead of recursing.
-    std::vector<Binary*> spine;
+    SmallList<Binary*> spine;
     Expr* leftmost = expr;
     while (leftmost->kind == ExprKind::binary && !leftmost->type) {
         auto* node = static_cast<Binary*>(leftmost);
-        spine.push_back(node);
+        spine.add(node);
         leftmost = node->left;
         if (spine.size() > 20 * maxExpressionDepth) break;
     }

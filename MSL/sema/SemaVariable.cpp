@@ -49,7 +49,6 @@ void Analyzer::variable(VarDecl* var) {
 }
 
 void Analyzer::finishVariable(VarDecl* var, const DeclaredType& declared) {
-    const std::string name(var->name ? var->name->text : std::string_view());
     TypeRef type = declared.type;
     var->type = type;
     var->isConst = declared.isConst || var->isConstexpr;
@@ -99,7 +98,9 @@ void Analyzer::finishVariable(VarDecl* var, const DeclaredType& declared) {
             var->isConst = true;
         }
         if (var->isStatic && !var->isConst && !isSampler) {
-            error(var->location, "static local variable must be constant; declare '" + name + "' static constexpr");
+            error(var->location, "static local variable must be constant; declare '" +
+                                     std::string(var->name ? var->name->text : std::string_view()) +
+                                     "' static constexpr");
             var->isInvalid = true;
         }
     }

@@ -234,14 +234,16 @@ class Walk {
         switch (expr->kind) {
         case ExprKind::implicitCast: {
             const auto& cast = static_cast<const ImplicitCast&>(*expr);
-            if (cast.castKind == CastKind::lvalueToRvalue)
+            if (cast.castKind == CastKind::lvalueToRvalue && !unset_.empty())
                 if (const VarDecl* variable = rootOf(cast.operand)) readOf(variable, beginOf(cast.operand));
             if (cast.castKind == CastKind::scalarConversion && isFloating(expr->type->scalar))
                 integerDivision(withoutCasts(cast.operand));
             expression(cast.operand);
             break;
         }
-        case ExprKind::nameRef: forget(variableOf(expr)); break; // anything may become of it
+        case ExprKind::nameRef:
+            if (!unset_.empty()) forget(variableOf(expr)); // anything may become of it
+            break;
         case ExprKind::member: expression(static_cast<const Member*>(expr)->base); break;
         case ExprKind::index:
             expression(static_cast<const Index*>(expr)->index);
@@ -261,7 +263,7 @@ class Walk {
         case ExprKind::cast: expression(static_cast<const Cast*>(expr)->operand); break;
         case ExprKind::unary: {
             const auto& unary = static_cast<const Unary&>(*expr);
-            if (unary.op >= UnaryOp::preIncrement && unary.op <= UnaryOp::postDecrement)
+            if (unary.op >= UnaryOp::preIncrement && unary.op <= UnaryOp::postDecrement && !unset_.empty())
                 if (const VarDecl* variable = rootOf(unary.operand)) readOf(variable, beginOf(unary.operand));
             expression(unary.operand);
             break;

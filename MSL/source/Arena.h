@@ -2,7 +2,8 @@
 // by one, so only trivially destructible types may be made in it. Not thread safe: one arena per compile.
 //
 // An arena with a work limit counts what it hands out as work, and throws std::bad_alloc when the limit is exceeded or
-// its memory used up.
+// its memory used up. A thread keeps a few blocks of its last arenas for the next ones: an editor compiles the same
+// text again and again, and memory that goes back to the system between two compiles costs more than filling it.
 #pragma once
 
 #include "MSL/source/WorkLimit.h"
@@ -23,9 +24,7 @@ namespace msl {
 class Arena {
   public:
     explicit Arena(WorkLimit* limit = nullptr) : limit_(limit) {}
-    ~Arena() {
-        if (limit_ != nullptr) limit_->giveBackBytes(reserved_);
-    }
+    ~Arena();
 
     // Counts with this limit from now on, or with none; what was taken so far stays counted where it was.
     void countWith(WorkLimit* limit) { limit_ = limit; }
@@ -81,24 +80,19 @@ class Arena {
     std::size_t bytesReserved() const { return reserved_; }
 
   private:
-    void grow(std::size_t atLeast) {
-        std::size_t size = blocks_.empty() ? std::size_t{64} * 1024 : std::size_t{256} * 1024;
-        if (size < atLeast) size = atLeast;
-        // A unit of work makes about so much.
-        constexpr std::size_t bytesPerStep = 256;
-        if (limit_ != nullptr && (!limit_->step(size / bytesPerStep) || !limit_->takeBytes(size)))
-            throw std::bad_alloc();
-        reserved_ += size;
-        blocks_.push_back(std::unique_ptr<std::byte[]>(new std::byte[size]));
-        cursor_ = reinterpret_cast<std::uintptr_t>(blocks_.back().get());
-        end_ = cursor_ + size;
-    }
+    struct Block {
+        std::unique_ptr<std::byte[]> bytes;
+        std::size_t size = 0;
+    };
+    class SpareBlocks;
+
+    void grow(std::size_t atLeast);
 
     WorkLimit* limit_;
     std::uintptr_t cursor_ = 0;
     std::uintptr_t end_ = 0;
     std::size_t reserved_ = 0;
-    std::vector<std::unique_ptr<std::byte[]>> blocks_;
+    std::vector<Block> blocks_;
 };
 
 } // namespace msl

@@ -114,12 +114,8 @@ Id Assembler::intern(spv::Op op, Id type, std::span<const std::uint32_t> operand
     globals_.push_back(first);
     if (type != 0) globals_.push_back(type);
     globals_.push_back(id);
-    globals_.insert(globals_.end(), operands.begin(), operands.end());
+    append(globals_, operands);
     return id;
-}
-
-Id Assembler::internedType(spv::Op op, std::initializer_list<std::uint32_t> operands) {
-    return intern(op, 0, {operands.begin(), operands.size()});
 }
 
 Id Assembler::internedConstant(spv::Op op, Id type, std::span<const std::uint32_t> operands) {
@@ -176,7 +172,7 @@ Id Assembler::result(spv::Op op, Id type, std::span<const std::uint32_t> operand
     functions_.push_back(head(op, operands.size() + 3));
     functions_.push_back(type);
     functions_.push_back(id);
-    functions_.insert(functions_.end(), operands.begin(), operands.end());
+    append(functions_, operands);
     return id;
 }
 
@@ -188,7 +184,7 @@ Id Assembler::glsl(std::uint32_t instruction, Id type, std::span<const Id> opera
     functions_.push_back(id);
     functions_.push_back(set);
     functions_.push_back(instruction);
-    functions_.insert(functions_.end(), operands.begin(), operands.end());
+    append(functions_, operands);
     return id;
 }
 

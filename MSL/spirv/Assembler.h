@@ -53,7 +53,10 @@ class Assembler {
                         std::initializer_list<std::uint32_t> operands = {});
 
     // A type or constant without a twin: the same words give the same id.
-    Id internedType(spv::Op op, std::initializer_list<std::uint32_t> operands);
+    Id internedType(spv::Op op, std::span<const std::uint32_t> operands) { return intern(op, 0, operands); }
+    Id internedType(spv::Op op, std::initializer_list<std::uint32_t> operands) {
+        return intern(op, 0, {operands.begin(), operands.size()});
+    }
     Id internedConstant(spv::Op op, Id type, std::span<const std::uint32_t> operands);
     // A type of its own (structs and arrays, which carry decorations).
     Id newType(spv::Op op, std::span<const std::uint32_t> operands);
@@ -87,7 +90,12 @@ class Assembler {
     static std::uint32_t head(spv::Op op, std::size_t words);
     static void emit(Words& to, spv::Op op, std::span<const std::uint32_t> operands) {
         to.push_back(head(op, operands.size() + 1));
-        to.insert(to.end(), operands.begin(), operands.end());
+        append(to, operands);
+    }
+    // Most instructions have a few words: this is quicker than insert() for them.
+    static void append(Words& to, std::span<const std::uint32_t> operands) {
+        for (const std::uint32_t word : operands)
+            to.push_back(word);
     }
     static void emit(Words& to, spv::Op op, std::initializer_list<std::uint32_t> operands) {
         emit(to, op, std::span<const std::uint32_t>(operands.begin(), operands.size()));

@@ -105,19 +105,7 @@ void ModuleWriter::writeFunction(const ir::Function& function) {
     for (const ir::Variable* parameter : function.pointerParameters)
         typeOperands.push_back(pointerType(spv::StorageClass::Function, logicalType(parameter->type)));
     if (bundle != 0) typeOperands.push_back(bundle);
-    Id functionType = 0;
-    {
-        // Function types are interned like the others, but have any number of operands.
-        std::uint64_t hash = 1469598103934665603ULL;
-        for (const std::uint32_t word : typeOperands)
-            hash = (hash ^ word) * 1099511628211ULL;
-        for (const auto& [key, operands, id] : functionTypes_)
-            if (key == hash && operands == typeOperands) functionType = id;
-        if (functionType == 0) {
-            functionType = asm_.newType(spv::Op::OpTypeFunction, typeOperands);
-            functionTypes_.push_back({hash, typeOperands, functionType});
-        }
-    }
+    const Id functionType = asm_.internedType(spv::Op::OpTypeFunction, typeOperands);
 
     const Id id = functionId(function);
     if (options_.debugNames) asm_.name(id, function.name);

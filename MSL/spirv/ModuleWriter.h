@@ -158,7 +158,6 @@ class ModuleWriter {
 
     std::vector<Id> logicalTypes_; // by Type::id
     std::vector<Id> memoryTypes_;
-    std::unordered_map<std::uint64_t, Id> pointerTypes_;
     std::vector<Id> values_;                          // by Value::id
     std::vector<Global> globals_;                     // by Variable::id
     std::unordered_map<std::uint32_t, Id> memories_;  // by Variable::id: the block of what lies at addresses
@@ -166,12 +165,6 @@ class ModuleWriter {
     std::unordered_map<std::uint32_t, Id> functions_; // by Function::id
     std::unordered_map<std::uint32_t, Id> bundles_;   // see bundleType(); by Function::id
 
-    struct FunctionType {
-        std::uint64_t hash;
-        Words operands;
-        Id id;
-    };
-    std::vector<FunctionType> functionTypes_;
     Id frexpTypes_[5] = {};          // by component count: mantissa and exponent
     Id localSize_[3] = {};           // the specialisation constants of kernels
     Id sampleCount_ = 0;             // a specialisation constant

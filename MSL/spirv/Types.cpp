@@ -248,9 +248,7 @@ void ModuleWriter::decorateMatrixMember(Id structId, std::uint32_t member, TypeR
 }
 
 Id ModuleWriter::pointerType(spv::StorageClass storage, Id pointee) {
-    Id& slot = pointerTypes_[static_cast<std::uint64_t>(storage) << 32 | pointee];
-    if (slot == 0) slot = asm_.internedType(spv::Op::OpTypePointer, {static_cast<std::uint32_t>(storage), pointee});
-    return slot;
+    return asm_.internedType(spv::Op::OpTypePointer, {static_cast<std::uint32_t>(storage), pointee});
 }
 
 // A buffer's block has one member, the whole buffer, but for a struct that ends in a runtime array: only the last

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <iterator>
 #include <optional>
+#include <ranges>
 
 namespace msl {
 namespace {
@@ -43,6 +44,24 @@ constexpr ScalarSpelling otherScalars[] = {
     {"os_log", ScalarKind::uint},
 };
 
+// Tells most names apart from those of a list by their first letter and their length.
+class NameFilter {
+  public:
+    template <typename Names>
+    explicit constexpr NameFilter(const Names& names) {
+        for (const std::string_view name : names)
+            lengths_[slot(name)] |= std::uint64_t{1} << name.size();
+    }
+    // False: the name is not in the list.
+    constexpr bool mayContain(std::string_view name) const {
+        return !name.empty() && name.size() < 64 && (lengths_[slot(name)] >> name.size() & 1) != 0;
+    }
+
+  private:
+    static constexpr std::size_t slot(std::string_view name) { return static_cast<unsigned char>(name[0]) % 32; }
+    std::uint64_t lengths_[32] = {};
+};
+
 // What a name says, without a table of types: so that isBuiltinTypeName needs none.
 struct Spelling {
     enum class Form : std::uint8_t { none, void_, auto_, sampler, scalar, vector, packedVector, matrix, atomic };
@@ -68,8 +87,10 @@ Spelling spell(std::string_view name) {
     if (name == "void") return {.form = Form::void_};
     if (name == "auto") return {.form = Form::auto_};
     if (name == "sampler") return {.form = Form::sampler};
-    for (const ScalarSpelling& other : otherScalars)
-        if (other.name == name) return {.form = Form::scalar, .scalar = other.kind};
+    static constexpr NameFilter others(otherScalars | std::views::transform(&ScalarSpelling::name));
+    if (others.mayContain(name))
+        for (const ScalarSpelling& other : otherScalars)
+            if (other.name == name) return {.form = Form::scalar, .scalar = other.kind};
 
     std::string_view rest = name;
     const bool isAtomic = take(rest, "atomic_");
@@ -86,10 +107,11 @@ Spelling spell(std::string_view name) {
             hasPrefix = true;
         isPacked = !matricesOnly && !vectorsOnly && take(rest, "packed_");
     }
+    if (rest.empty()) return {};
     // "uint" before "int" cannot clash: each is matched from the start.
     const ScalarSpelling* found = nullptr;
     for (const ScalarSpelling& plain : plainScalars)
-        if (rest.starts_with(plain.name)) {
+        if (rest[0] == plain.name[0] && rest.starts_with(plain.name)) {
             found = &plain;
             break;
         }
@@ -255,7 +277,8 @@ bool isBuiltinTemplateName(std::string_view name) {
         "vec",
     };
     static_assert(std::ranges::is_sorted(names));
-    return std::ranges::binary_search(names, name);
+    static constexpr NameFilter filter(names);
+    return filter.mayContain(name) && std::ranges::binary_search(names, name);
 }
 
 } // namespace msl
