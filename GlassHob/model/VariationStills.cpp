@@ -27,7 +27,7 @@ constexpr int fineness = 2;
 constexpr std::int64_t fps = 30;
 constexpr double longestRun = 3600; // seconds
 // The device is left free for so many times as long as a frame has taken, and at least for so long.
-constexpr int rest = 2;
+constexpr int rest = 4;
 constexpr std::chrono::milliseconds leastRest{4};
 
 // One program at one size: what belongs to the thread alone.

@@ -24,6 +24,7 @@
 #include "GlassHob/ui/sliders/Inspector.h"
 #include "GlassHob/ui/variations/VariationActions.h"
 #include "GlassHob/ui/variations/VariationGrid.h"
+#include "GlassHob/ui/variations/VariationStrip.h"
 #include "GlassHob/ui/variations/VariationsWindow.h"
 #include "GlassHob/ui/window/FullScreen.h"
 #include "GlassHob/ui/window/SliderBox.h"
@@ -36,6 +37,7 @@
 #include <QDialog>
 #include <QMenu>
 #include <QMenuBar>
+#include <QMouseEvent>
 #include <QSplitter>
 #include <QTest>
 
@@ -284,6 +286,13 @@ void EveryWindow::visitVariations(const Visitor& visit) {
     QTest::keyClick(shown->grid(), Qt::Key_Down);
     QTest::keyClick(shown->grid(), Qt::Key_Right);
     see(QStringLiteral("variations-many"));
+    VariationStrip* strip = shown->strip();
+    const QPoint from = strip->tileRect(1).center(), to = from + QPoint(150, 10);
+    QTest::mousePress(strip->viewport(), Qt::LeftButton, {}, from);
+    QMouseEvent move(QEvent::MouseMove, to, strip->viewport()->mapToGlobal(to), Qt::NoButton, Qt::LeftButton, {});
+    QApplication::sendEvent(strip->viewport(), &move);
+    visit(QStringLiteral("variations-dragged"), shown);
+    QTest::mouseRelease(strip->viewport(), Qt::LeftButton, {}, to);
     shown->picker().setChosen({});
     model_->textChanged(model_->currentText() + "mistake");
     model_->compileNow();

@@ -36,6 +36,14 @@ TileArea::TileArea(VariationPicker& picker, QWidget* parent) : QAbstractScrollAr
     };
     followTheme();
     connect(&Theme::instance(), &Theme::changed, this, followTheme);
+    connect(&picker, &VariationPicker::chosenChanged, this, [this] {
+        if (!hasFocus() || current_ < 0 || current_ >= tileCount() || !QAccessible::isActive()) return;
+        QAccessible::State state;
+        state.selected = true;
+        QAccessibleStateChangeEvent event(this, state);
+        event.setChild(current_);
+        QAccessible::updateAccessibility(&event);
+    });
 }
 
 int TileArea::tileAt(const QPoint& place) const {

@@ -15,6 +15,7 @@
 #include <QHBoxLayout>
 #include <QKeyEvent>
 #include <QVBoxLayout>
+#include <QWindow>
 
 #include <algorithm>
 #include <cmath>
@@ -304,8 +305,14 @@ void VariationsWindow::resizeEvent(QResizeEvent* event) {
 
 void VariationsWindow::showEvent(QShowEvent* event) {
     QDialog::showEvent(event);
-    picker_->setPictureSize(VariationGrid::stillSize * devicePixelRatioF());
+    connect(windowHandle(), &QWindow::screenChanged, this, &VariationsWindow::followScreen, Qt::UniqueConnection);
+    followScreen();
     followSeen();
+}
+
+// One pixel of a still is one of the screen.
+void VariationsWindow::followScreen() {
+    picker_->setPictureSize(VariationGrid::stillSize * devicePixelRatioF());
 }
 
 void VariationsWindow::changeEvent(QEvent* event) {

@@ -60,6 +60,7 @@ class VariationsWindow : public QDialog {
     void followAmount();
     void followSeen();
     void followSize();
+    void followScreen();
     void write();
     QString outcomeText() const;
     QString messageText() const;
