@@ -16,8 +16,9 @@ constexpr double redrawDelay = 0.3; // seconds
 // Stills of tiles that are far from what is seen are let go of.
 constexpr std::size_t mostStills = 600;
 
-bool isVaried(const ParamDecl& param) {
-    return !Variations::excluded().contains(param.name);
+bool hasVaried(const std::vector<ParamDecl>& params) {
+    return std::ranges::any_of(params,
+                               [](const ParamDecl& param) { return !Variations::excluded().contains(param.name); });
 }
 
 } // namespace
@@ -91,7 +92,7 @@ void VariationPicker::judge() {
         if (!EpisodeFolder::hasHeader(model_.currentText())) return State::noHeader;
         if (model_.needsRun()) return State::waitsForRun;
         if (!scene_.program) return State::noProgram;
-        return std::ranges::any_of(scene_.program->params(), isVaried) ? State::ready : State::noSliders;
+        return hasVaried(scene_.program->params()) ? State::ready : State::noSliders;
     };
     state_ = now();
     isBehind_ = scene_.program != nullptr && model_.errorText().has_value();
@@ -213,7 +214,7 @@ void VariationPicker::setWanted(std::vector<std::int64_t> indices) {
 }
 
 void VariationPicker::wish() {
-    if (!scene_.program) return;
+    if (!scene_.program || !hasVaried(scene_.program->params())) return;
     std::vector<VariationStills::Wish> wishes;
     std::set<std::int64_t> told;
     for (const std::int64_t index : wanted_) {

@@ -200,6 +200,7 @@ TEST_F(VariationPickerTest, NothingIsDrawnWhereThereIsNothingToDraw) {
     open(file("silent.metal", episode(head, "// @param volume 0.5 0.0 1.0", "float4(p.volume)")));
     picker->setWanted({1});
     EXPECT_EQ(picker->state(), State::noSliders);
+    EXPECT_FALSE(picker->isDrawing());
     EXPECT_FALSE(picker->canWrite());
     model->open(file("broken.metal", episode(head, sliders, "float4(nothing)")));
     EXPECT_EQ(picker->state(), State::noProgram);
