@@ -38,7 +38,7 @@ float3 place(Particle q, constant Uniforms& u, constant Params& p) {
 }
 
 float4 ink(Particle q, float2 at, constant Uniforms& u, constant Params& p) {
-    // `at` runs from -1 to 1 over the dot: bright in the middle, nothing at the rim.
+    // Over a dot, at runs from -1 to 1: bright in the middle, nothing at the rim.
     float soft = saturate(1.0 - length(at));
     return float4(float3(1.0, 0.45, 0.12) * soft * soft, 0.0);
 }
