@@ -48,6 +48,9 @@ class EpisodeExport : public QObject {
     // The same without the walkthrough where a stage without code is all that is wrong with it.
     const std::shared_ptr<const EpisodePlan>& planToShow() const { return planToShow_; }
 
+    // What the plan is made with. The walkthrough is only in it where there are stages.
+    EpisodeChoices planChoices() const;
+
     // What the parts hold, whether they are chosen or not.
     bool hasStages() const { return stages_ > 0; }
     std::int64_t stageCount() const { return stages_; }
@@ -77,7 +80,6 @@ class EpisodeExport : public QObject {
 
   private:
     void follow();
-    EpisodeChoices planChoices() const;
 
     AppModel& model_;
     EpisodeExportChoices choices_;

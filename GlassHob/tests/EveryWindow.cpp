@@ -1,8 +1,10 @@
 #include "GlassHob/tests/EveryWindow.h"
 
+#include "GlassHob/model/OpenEpisode.h"
 #include "GlassHob/model/Presets.h"
 #include "GlassHob/model/VariationPicker.h"
 #include "GlassHob/ui/controls/SearchField.h"
+#include "GlassHob/ui/controls/Segments.h"
 #include "GlassHob/ui/editor/CodeAssistant.h"
 #include "GlassHob/ui/editor/CodeEditor.h"
 #include "GlassHob/ui/editor/CodePointer.h"
@@ -26,8 +28,12 @@
 #include "GlassHob/ui/variations/VariationGrid.h"
 #include "GlassHob/ui/variations/VariationStrip.h"
 #include "GlassHob/ui/variations/VariationsWindow.h"
+#include "GlassHob/ui/walkthrough/WalkthroughActions.h"
+#include "GlassHob/ui/walkthrough/WalkthroughList.h"
+#include "GlassHob/ui/walkthrough/WalkthroughWindow.h"
 #include "GlassHob/ui/window/FullScreen.h"
 #include "GlassHob/ui/window/SliderBox.h"
+#include "GlassHobCore/Identity.h"
 #include "GlassHobCore/shader/SampleShelf.h"
 #include "GlassHobRender/formats/ExportError.h"
 #include "GlassHobRender/program/ShaderProgram.h"
@@ -42,6 +48,7 @@
 #include <QTest>
 
 #include <algorithm>
+#include <filesystem>
 #include <fstream>
 
 namespace glasshob {
@@ -300,6 +307,53 @@ void EveryWindow::visitVariations(const Visitor& visit) {
     open(QStringLiteral("none.metal"), "// @episode 8 Nothing to Vary\n" + shader(""));
     visit(QStringLiteral("variations-none"), shown);
     shown->reject();
+    settle();
+}
+
+void EveryWindow::visitWalkthrough(const Visitor& visit) {
+    const QString episode = folder_.filePath(QStringLiteral("episode-01-northern-lights"));
+    std::filesystem::copy(Identity::resourcePath("Episodes/episode-01-northern-lights"), episode.toStdString(),
+                          std::filesystem::copy_options::recursive);
+    const auto change = [&](const char* file, auto&& edit) {
+        const std::string path = episode.toStdString() + "/stages/" + file;
+        std::ostringstream text;
+        text << std::ifstream(path).rdbuf();
+        std::ofstream(path) << edit(text.str());
+    };
+    model_->open(episode + QStringLiteral("/source.metal"));
+    window_->walkthrough()->open();
+    WalkthroughWindow* shown = window_->walkthrough()->window();
+    (void)QTest::qWaitForWindowActive(shown);
+    const auto see = [&](const QString& name, PagePlace place) {
+        shown->turnTo(place);
+        EXPECT_TRUE(comesTrue([&] { return shown->hasPicture() && model_->episode().hasAllPrograms(); }));
+        EXPECT_TRUE(comesTrue([&] { return !shown->list()->pictureOf(shown->place()).isNull(); }));
+        settle();
+        visit(name, shown);
+    };
+    see(QStringLiteral("walkthrough"), {3, 0});
+    shown->size()->setCurrent(1);
+    see(QStringLiteral("walkthrough-phone"), {3, 0});
+    shown->size()->setCurrent(0);
+    const QString before = shown->list()->linesOf({1, 0});
+    change("2-sharp-below-soft-above.metal", [](std::string text) {
+        const std::string line =
+            "    float a = fract(uv.x * 3.0 + u.time * 0.1) + smoothstep(0.2, 0.4, uv.y) - exp(-uv.x);\n";
+        return text.insert(text.find("\n", text.find("float4 shade(")) + 1, line);
+    });
+    EXPECT_TRUE(comesTrue([&] { return shown->list()->linesOf({1, 0}) != before; }));
+    see(QStringLiteral("walkthrough-wrapped"), {1, 0});
+    change("3-folds-and-rays.metal",
+           [](std::string text) { return text.insert(text.rfind("return"), "flaot x;\n    "); });
+    EXPECT_TRUE(comesTrue([&] { return model_->episode().fault().has_value(); }));
+    shown->turnTo({2, 0});
+    settle();
+    visit(QStringLiteral("walkthrough-fault"), shown);
+    std::filesystem::remove_all(episode.toStdString() + "/stages");
+    EXPECT_TRUE(comesTrue([&] { return shown->list()->stageCount() == 0; }));
+    settle();
+    visit(QStringLiteral("walkthrough-no-stages"), shown);
+    shown->close();
     settle();
 }
 

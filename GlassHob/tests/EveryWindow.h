@@ -26,6 +26,7 @@ class EveryWindow {
     void visitFullScreen(const Visitor& visit);
     void visitExports(const Visitor& visit);
     void visitVariations(const Visitor& visit);
+    void visitWalkthrough(const Visitor& visit);
     void visitHelp(const Visitor& visit);
     void visitQuestions(const Visitor& visit);
     void visitMenus(const Visitor& visit);

@@ -135,6 +135,9 @@ TEST_F(SmallScreen, Exports) {
 TEST_F(SmallScreen, Variations) {
     look(&EveryWindow::visitVariations);
 }
+TEST_F(SmallScreen, Walkthrough) {
+    look(&EveryWindow::visitWalkthrough);
+}
 TEST_F(SmallScreen, Help) {
     look(&EveryWindow::visitHelp);
 }

@@ -68,6 +68,12 @@ Sign::Sign(Icon icon, int side, Role role, QWidget* parent) : QWidget(parent), i
     setFixedSize(side, side);
 }
 
+void Sign::setSign(Icon icon, Role role) {
+    icon_ = icon;
+    role_ = role;
+    update();
+}
+
 void Sign::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     paintIcon(painter, icon_, rect(), themed(role_));

@@ -36,6 +36,7 @@ class Sign : public QWidget {
     Q_OBJECT
   public:
     Sign(Icon icon, int side, Role role, QWidget* parent);
+    void setSign(Icon icon, Role role);
 
   protected:
     void paintEvent(QPaintEvent* event) override;

@@ -65,6 +65,7 @@ constexpr std::array<IconData, std::size_t(Icon::count)> iconData{{
     {Ink::stroke, "M3.5 8v4h2.6l3.9 3V5L6.1 8z M12.6 7.6a3.4 3.4 0 0 1 0 4.8 M14.7 5.5a6.4 6.4 0 0 1 0 9"}, // sound
     {Ink::stroke, "M5.75 3.75h8.5v12.5L10 13l-4.25 3.25z"},                                                 // bookmark
     {Ink::stroke, "M8 6l4 4-4 4"},                                                                          // chevr
+    {Ink::stroke, "M12 6l-4 4 4 4"},                                                                        // chevl
     // more
     {Ink::fill, "M5 8.75a1.25 1.25 0 1 0 0 2.5 1.25 1.25 0 0 0 0-2.5z M10 8.75a1.25 1.25 0 1 0 0 2.5 1.25 1.25 0 0 0 "
                 "0-2.5z M15 8.75a1.25 1.25 0 1 0 0 2.5 1.25 1.25 0 0 0 0-2.5z"},

@@ -42,6 +42,7 @@ enum class Icon : std::uint8_t {
     sound,
     bookmark,
     chevr,
+    chevl,
     more,
     arch,
     step,

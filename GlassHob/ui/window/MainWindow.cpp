@@ -15,6 +15,7 @@
 #include "GlassHob/ui/sliders/PresetActions.h"
 #include "GlassHob/ui/sliders/PresetColumn.h"
 #include "GlassHob/ui/variations/VariationActions.h"
+#include "GlassHob/ui/walkthrough/WalkthroughActions.h"
 #include "GlassHob/ui/window/Accessibility.h"
 #include "GlassHob/ui/window/Banners.h"
 #include "GlassHob/ui/window/CloseGuard.h"
@@ -203,6 +204,7 @@ void MainWindow::makeActions() {
     exporting_ = new ExportActions(model_, this);
     variations_ = new VariationActions(model_, this);
     connect(variations_, &VariationActions::writeWanted, this, &MainWindow::writeVariations);
+    walkthrough_ = new WalkthroughActions(model_, this);
     closeGuard_ = new CloseGuard(model_, this);
     connect(exporting_, &ExportActions::wanted, this, [this] { comeForward({}); });
     resetAll_ = action(tr("R&eset All Sliders"), Keys(tr("Ctrl+Alt+0")), [this] { model_.resetAllValues(); });
@@ -298,6 +300,7 @@ void MainWindow::makeMenus() {
 
     QMenu* export_ = menuBar()->addMenu(tr("E&xport"));
     export_->addAction(exporting_->exportVideo);
+    export_->addAction(walkthrough_->preview);
     export_->addAction(variations_->choose);
     exporting_->openStillBy(picture_->saveStill);
     export_->addSeparator();

@@ -25,6 +25,7 @@ class MessageList;
 class PictureActions;
 class PreviewPane;
 class SampleMenu;
+class WalkthroughActions;
 class InspectorHost;
 class StatusLine;
 class Toolbar;
@@ -48,6 +49,7 @@ class MainWindow : public QMainWindow {
     PictureActions* pictureActions() const { return picture_; }
     ExportActions* exportActions() const { return exporting_; }
     VariationActions* variationActions() const { return variations_; }
+    WalkthroughActions* walkthrough() const { return walkthrough_; }
 
   protected:
     void closeEvent(QCloseEvent* event) override;
@@ -87,6 +89,7 @@ class MainWindow : public QMainWindow {
     FullScreen* fullScreen_ = nullptr;
     ExportActions* exporting_ = nullptr;
     VariationActions* variations_ = nullptr;
+    WalkthroughActions* walkthrough_ = nullptr;
     CloseGuard* closeGuard_ = nullptr;
 
     QAction *new_, *open_, *openSample_, *save_, *saveAs_, *revert_, *showInFiles_, *quit_;

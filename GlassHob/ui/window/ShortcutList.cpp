@@ -70,6 +70,12 @@ std::vector<ShortcutGroup> allShortcuts(const QMenuBar& menus) {
                        {tr("Least and greatest"), tr("Home, End")},
                        {tr("Back to the default"), tr("Backspace")},
                        {tr("Undo, redo"), tr("Ctrl+Z, Ctrl+Shift+Z")}}});
+    groups.push_back({tr("In the walkthrough"),
+                      {{tr("Previous page, next page"), tr("Left, Right")},
+                       {tr("First page, last page"), tr("Home, End")},
+                       {tr("Previous stage, next stage"), tr("Ctrl+Up, Ctrl+Down")},
+                       {tr("Play or pause"), tr("Space")},
+                       {tr("Whole or Phone"), tr("P")}}});
     groups.push_back({tr("Among the variations"),
                       {{tr("Choose, or give back"), tr("Space")},
                        {tr("Choose as the first to ninth"), tr("1 to 9")},
