@@ -28,7 +28,13 @@ ExportPreset EpisodeExportChoices::preset() const {
 }
 
 EpisodeExport::EpisodeExport(AppModel& model) : model_(model) {
-    connect(&model_.episode(), &OpenEpisode::changed, this, &EpisodeExport::follow);
+    connect(&model_.episode(), &OpenEpisode::changed, this, [this] {
+        // A program that has come, one of many, changes no plan.
+        if (model_.episode().episode() == read_)
+            emit changed();
+        else
+            follow();
+    });
     const auto followKept = [this] {
         if (model_.episode().episode()) follow();
     };
@@ -72,6 +78,7 @@ void EpisodeExport::follow() {
     planToShow_.reset();
     planFault_.clear();
     stages_ = pages_ = variations_ = 0;
+    read_ = model_.episode().episode();
     if (const auto& episode = model_.episode().episode()) {
         if (!episode->stages.empty()) {
             stages_ = std::int64_t(episode->stages.size()) + 1;

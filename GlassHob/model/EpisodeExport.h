@@ -83,6 +83,8 @@ class EpisodeExport : public QObject {
 
     AppModel& model_;
     EpisodeExportChoices choices_;
+    // What the plans are of.
+    std::optional<Episode> read_;
     std::shared_ptr<const EpisodePlan> plan_, planToShow_;
     QString planFault_;
     std::int64_t stages_ = 0, pages_ = 0, variations_ = 0;
