@@ -7,6 +7,7 @@
 #include <QPainter>
 
 #include <algorithm>
+#include <chrono>
 #include <deque>
 #include <mutex>
 #include <stop_token>
@@ -18,6 +19,8 @@ namespace {
 
 // Small pictures are drawn larger and scaled down, as the film is.
 constexpr int fineness = 3;
+// For a picture after the turn of a page.
+constexpr std::chrono::milliseconds slow{250};
 
 // The page without the shader's picture.
 QImage bareFrame(const EpisodePlan& plan, QSize size, PagePlace place) {
@@ -80,6 +83,8 @@ struct WalkthroughPictures::Work {
         }
     };
     Drawer page, smallPage;
+    std::chrono::steady_clock::duration lastTook{};
+    PagePlace lastPlace;
     // What draws holds programs, which hold their device. Under the lock, while the thread is not there.
     void letGo() {
         runBeside([page = std::make_shared<Drawer>(std::exchange(page, {})),
@@ -111,7 +116,14 @@ void WalkthroughPictures::Work::run(const std::shared_ptr<Work>& work) {
             const auto moment = std::exchange(work->moment, {});
             const QSize size = work->pageSize;
             guard.unlock();
+            // The code of another page does not wait for a shader that takes long.
+            if (work->lastTook > slow && work->lastPlace != moment->place)
+                tell(work, [image = bareFrame(job->plan, size, moment->place), place = moment->place](
+                               WalkthroughPictures& object) { emit object.drawn(image, place, 0); });
+            const auto began = std::chrono::steady_clock::now();
             const QImage image = work->page.draw(job, size, job->stop, moment->seconds, moment->place);
+            work->lastTook = std::chrono::steady_clock::now() - began;
+            work->lastPlace = moment->place;
             guard.lock();
             if (!image.isNull() && work->job == job)
                 tell(work, [image, moment = *moment](WalkthroughPictures& object) {

@@ -51,6 +51,7 @@ class WalkthroughPictures : public QObject {
     QImage smallPicture(PagePlace place) const;
 
   signals:
+    // Number 0: the page alone, while its picture takes long.
     void drawn(const QImage& picture, glasshob::PagePlace place, std::int64_t number);
     void smallDrawn(glasshob::PagePlace place);
 
