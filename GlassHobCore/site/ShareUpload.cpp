@@ -1,0 +1,115 @@
+#include "GlassHobCore/site/ShareUpload.h"
+
+#include "GlassHobCore/shader/ForkedFrom.h"
+#include "GlassHobCore/shader/ShaderAssembler.h"
+#include "GlassHobCore/text/Lines.h"
+#include "GlassHobCore/text/Numbers.h"
+#include "GlassHobCore/text/Text.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QTextBoundaryFinder>
+
+#include <cmath>
+#include <utility>
+
+namespace glasshob {
+
+namespace {
+
+// Whether there are at most so many characters, an accent or a skin colour being one with what it belongs to.
+bool hasAtMost(std::size_t limit, std::string_view text) {
+    const QString characters = asQString(text);
+    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, characters);
+    for (std::size_t count = 0; count <= limit; ++count)
+        if (finder.toNextBoundary() < 0) return true;
+    return false;
+}
+
+// The shortest decimals of the 32-bit number. JSON has no number that is none, and none without an end.
+QJsonValue number(float value) {
+    if (!std::isfinite(value)) return QJsonValue::Null;
+    return parseDouble(shortestText(value)).value_or(value);
+}
+
+} // namespace
+
+std::vector<std::string> ShareUpload::problems() const {
+    const auto sizeOf = [](const QByteArray& bytes) { return std::size_t(bytes.size()); };
+    const std::string_view sent = trimmed(title);
+    std::vector<std::string> found;
+    const auto check = [&](bool isGood, const char* sentence) {
+        if (!isGood) found.emplace_back(sentence);
+    };
+    check(!sent.empty() && hasAtMost(titleLimit, sent), "The title must be 1 to 80 characters.");
+    check(hasAtMost(descriptionLimit, description), "The description must be at most 500 characters.");
+    check(source.size() <= sourceLimit, "The source is over 200 KB.");
+    check(sizeOf(loop) <= loopLimit, "The loop video is over 20 MB.");
+    check(sizeOf(thumb) <= thumbLimit, "The thumbnail is over 1 MB.");
+    check(loop.size() >= 8 && loop.sliced(4, 4) == "ftyp", "The loop is not an MP4 file.");
+    check(thumb.startsWith("\xFF\xD8\xFF"), "The thumbnail is not a JPEG.");
+    check(source.size() + sizeOf(loop) + sizeOf(thumb) <= totalLimit, "The upload is over 25 MB.");
+    return found;
+}
+
+QByteArray ShareUpload::meta() const {
+    QJsonArray list;
+    for (const ParamDecl& param : params)
+        list.append(QJsonObject{{"name", asQString(param.name)},
+                                {"default", number(param.defaultValue)},
+                                {"min", number(param.min)},
+                                {"max", number(param.max)},
+                                {"detail", asQString(param.detail)}});
+    QJsonObject told{{"title", asQString(trimmed(title))},
+                     {"description", asQString(description)},
+                     {"licence", asQString(rawValue(licence))},
+                     {"visibility", asQString(rawValue(visibility))},
+                     {"kind", asQString(rawValue(ShaderAssembler::kind(source)))},
+                     {"params", list}};
+    if (const auto item = ForkedFrom::parse(source)) told["forkedFrom"] = asQString(*item);
+    return QJsonDocument(told).toJson(QJsonDocument::Compact);
+}
+
+Multipart ShareUpload::multipart(std::string boundary) const {
+    Multipart made{std::move(boundary), {}};
+    made.add("meta", "", "application/json", meta());
+    made.add("source", "source.metal", "text/plain; charset=utf-8", QByteArray::fromStdString(source));
+    made.add("loop", "loop.mp4", "video/mp4", loop);
+    made.add("thumb", "thumb.jpg", "image/jpeg", thumb);
+    return made;
+}
+
+std::string_view rawValue(ShareUpload::Licence licence) {
+    using enum ShareUpload::Licence;
+    switch (licence) {
+    case ccByNcSa: return "cc-by-nc-sa-4.0";
+    case ccBy: return "cc-by-4.0";
+    case mit: return "mit";
+    case allRightsReserved: break;
+    }
+    return "arr";
+}
+
+std::string_view title(ShareUpload::Licence licence) {
+    using enum ShareUpload::Licence;
+    switch (licence) {
+    case ccByNcSa: return "CC BY-NC-SA 4.0";
+    case ccBy: return "CC BY 4.0";
+    case mit: return "MIT";
+    case allRightsReserved: break;
+    }
+    return "All rights reserved";
+}
+
+std::string_view rawValue(ShareUpload::Visibility visibility) {
+    using enum ShareUpload::Visibility;
+    switch (visibility) {
+    case public_: return "public";
+    case unlisted: return "unlisted";
+    case private_: break;
+    }
+    return "private";
+}
+
+} // namespace glasshob
