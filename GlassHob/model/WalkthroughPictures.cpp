@@ -41,7 +41,6 @@ struct WalkthroughPictures::Work {
     struct Job {
         EpisodePlan plan;
         EpisodePrograms programs;
-        std::stop_source stop;
     };
     struct Moment {
         double seconds = 0;
@@ -56,6 +55,9 @@ struct WalkthroughPictures::Work {
     std::deque<std::pair<PagePlace, Small>> small;
     // Of the small picture in work, which a page that is wanted interrupts.
     std::stop_source smallStop;
+    // Of the page in work, which another page interrupts.
+    std::stop_source pageStop;
+    std::optional<PagePlace> pageInWork;
     bool isRunning = false;
 
     WalkthroughPictures* object = nullptr; // main thread
@@ -84,7 +86,7 @@ struct WalkthroughPictures::Work {
     };
     Drawer page, smallPage;
     std::chrono::steady_clock::duration lastTook{};
-    PagePlace lastPlace;
+    std::optional<PagePlace> lastPlace;
     // What draws holds programs, which hold their device. Under the lock, while the thread is not there.
     void letGo() {
         runBeside([page = std::make_shared<Drawer>(std::exchange(page, {})),
@@ -115,16 +117,22 @@ void WalkthroughPictures::Work::run(const std::shared_ptr<Work>& work) {
         if (work->moment && !work->pageSize.isEmpty()) {
             const auto moment = std::exchange(work->moment, {});
             const QSize size = work->pageSize;
+            const bool isInterruption = work->pageStop.stop_requested();
+            if (isInterruption) work->pageStop = std::stop_source();
+            const std::stop_source stop = work->pageStop;
+            work->pageInWork = moment->place;
             guard.unlock();
             // The code of another page does not wait for a shader that takes long.
-            if (work->lastTook > slow && work->lastPlace != moment->place)
+            const bool maybeSlow = isInterruption || !work->lastPlace || work->lastTook > slow;
+            if (maybeSlow && work->lastPlace != moment->place)
                 tell(work, [image = bareFrame(job->plan, size, moment->place), place = moment->place](
                                WalkthroughPictures& object) { emit object.drawn(image, place, 0); });
             const auto began = std::chrono::steady_clock::now();
-            const QImage image = work->page.draw(job, size, job->stop, moment->seconds, moment->place);
+            const QImage image = work->page.draw(job, size, stop, moment->seconds, moment->place);
             work->lastTook = std::chrono::steady_clock::now() - began;
             work->lastPlace = moment->place;
             guard.lock();
+            work->pageInWork.reset();
             if (!image.isNull() && work->job == job)
                 tell(work, [image, moment = *moment](WalkthroughPictures& object) {
                     emit object.drawn(image, moment.place, moment.number);
@@ -181,7 +189,7 @@ void WalkthroughPictures::setPlan(const std::optional<EpisodePlan>& plan, const 
         return !plan || place.stage >= plan->stages().size() || place.page >= plan->stages()[place.stage].pages.size();
     });
     const std::lock_guard guard(work_->lock);
-    if (work_->job != nullptr) work_->job->stop.request_stop();
+    work_->pageStop.request_stop();
     work_->smallStop.request_stop();
     work_->job = plan ? std::make_shared<Work::Job>(*plan, programs) : nullptr;
     work_->moment.reset();
@@ -204,6 +212,7 @@ std::int64_t WalkthroughPictures::wantMoment(double seconds, PagePlace place) {
         const std::lock_guard guard(work_->lock);
         work_->moment = Work::Moment{seconds, place, ++asked_};
         work_->smallStop.request_stop();
+        if (work_->pageInWork && work_->pageInWork != place) work_->pageStop.request_stop();
     }
     begin();
     return asked_;
