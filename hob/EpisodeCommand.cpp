@@ -253,7 +253,7 @@ ExitStatus run(const Arguments& arguments, Console& console) {
             status = exportEpisode(console, *plan, *opened, *request, frames);
         if (status != ExitStatus::done) return status;
     }
-    if (request->tellsChapters) console.write(chapterLines(*plan));
+    if (request->tellsChapters) console.write(plan->chapters().lines());
     return console.outputFailed() ? ExitStatus::failed : ExitStatus::done;
 }
 

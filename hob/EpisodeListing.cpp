@@ -120,11 +120,4 @@ std::string episodeJson(const EpisodePlan& plan) {
     return QJsonDocument(object).toJson(QJsonDocument::Indented).toStdString();
 }
 
-std::string chapterLines(const EpisodePlan& plan) {
-    std::string text;
-    for (const auto& chapter : plan.chapters().chapters)
-        text += clockText(chapter.at) + " " + chapter.title + "\n";
-    return text;
-}
-
 } // namespace hob

@@ -15,7 +15,4 @@ std::string episodeText(const glasshob::EpisodePlan& plan);
 // beside the movie), "stages" with their pages and "variations".
 std::string episodeJson(const glasshob::EpisodePlan& plan);
 
-// A line for each chapter, as the descriptions of video sites have them: "0:00 Smoke rings".
-std::string chapterLines(const glasshob::EpisodePlan& plan);
-
 } // namespace hob

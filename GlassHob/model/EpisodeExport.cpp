@@ -130,7 +130,8 @@ QString EpisodeExport::obstacle() const {
     const OpenEpisode& episode = model_.episode();
     if (!episode.episode()) return tr("The shader has no line @episode");
     if (model_.needsRun()) return tr("Press Run in the window first");
-    if (model_.exports().isRunning()) return tr("Another export is running");
+    if (model_.exports().isRunning() || std::holds_alternative<ExportRunning>(model_.exportState()))
+        return tr("Another export is running");
     if (episode.sourceFault()) return tr("The finished shader does not compile: repair it first.");
     const bool walks = choices_.hasWalkthrough && stages_ > 0;
     if (walks && episode.fault())

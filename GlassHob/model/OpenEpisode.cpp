@@ -78,11 +78,19 @@ OpenEpisode::Need OpenEpisode::greatestNeed() const {
 void OpenEpisode::setNeed(QObject* who, Need need) {
     const Need before = greatestNeed();
     if (need == Need::nothing) {
-        needs_.erase(who);
-        disconnect(who, nullptr, this, nullptr);
+        if (needs_.erase(who) > 0) disconnect(who, nullptr, this, nullptr);
     } else if (needs_.insert_or_assign(who, need).second) {
-        connect(who, &QObject::destroyed, this, [this, who] { setNeed(who, Need::nothing); });
+        // Told later: who goes may be listening still.
+        connect(who, &QObject::destroyed, this, [this, who] {
+            const Need had = greatestNeed();
+            needs_.erase(who);
+            QMetaObject::invokeMethod(this, [this, had] { followNeed(had); }, Qt::QueuedConnection);
+        });
     }
+    followNeed(before);
+}
+
+void OpenEpisode::followNeed(Need before) {
     const Need now = greatestNeed();
     if (now != Need::programs) forgetPrograms(); // a program keeps its device
     if ((before == Need::nothing) != (now == Need::nothing))

@@ -111,6 +111,7 @@ class OpenEpisode : public QObject {
     struct Life;
 
     Need greatestNeed() const;
+    void followNeed(Need before);
     void follow();
     void read();
     void judge();

@@ -52,7 +52,7 @@ TEST_F(EpisodeExportTest, TheOrderIsWhatIsChosen) {
     ASSERT_EQ(episode().obstacle(), QString());
     EXPECT_EQ(episode().stageCount(), 3);
     EXPECT_EQ(episode().pageCount(), 3);
-    EXPECT_EQ(episode().plan()->seconds(), 8 + 2 + 30 + 2);
+    EXPECT_EQ(episode().plan()->seconds(), 8 + 1 + 30 + 2);
 
     change([](auto& choices) {
         choices.hasCards = false;
@@ -65,7 +65,7 @@ TEST_F(EpisodeExportTest, TheOrderIsWhatIsChosen) {
     const auto order = episode().order();
     ASSERT_TRUE(order);
     ASSERT_EQ(order->segments.size(), 6U);
-    EXPECT_EQ(order->seconds(), 2 + 12 + 2);
+    EXPECT_EQ(order->seconds(), 1 + 12 + 2);
     // As declared, but as loud as the person wants it.
     EXPECT_EQ(order->segments[0].values, (SliderValues{{"volume", 0.25F}}));
     EXPECT_EQ(order->segments[1].program, model->episode().programs().stages[0]);

@@ -1,5 +1,6 @@
 #include "GlassHob/tests/EveryWindow.h"
 
+#include "GlassHob/model/EpisodeExport.h"
 #include "GlassHob/model/OpenEpisode.h"
 #include "GlassHob/model/Presets.h"
 #include "GlassHob/model/VariationPicker.h"
@@ -12,10 +13,15 @@
 #include "GlassHob/ui/editor/CompletionPopup.h"
 #include "GlassHob/ui/editor/FindBar.h"
 #include "GlassHob/ui/editor/MessageList.h"
+#include "GlassHob/ui/export/ChapterList.h"
 #include "GlassHob/ui/export/ChoiceField.h"
+#include "GlassHob/ui/export/EpisodePages.h"
+#include "GlassHob/ui/export/EpisodeParts.h"
+#include "GlassHob/ui/export/EpisodeWindow.h"
 #include "GlassHob/ui/export/ExportActions.h"
 #include "GlassHob/ui/export/ExportForm.h"
 #include "GlassHob/ui/export/ExportOutcome.h"
+#include "GlassHob/ui/export/ExportPicture.h"
 #include "GlassHob/ui/export/ExportWindow.h"
 #include "GlassHob/ui/export/OwnPicture.h"
 #include "GlassHob/ui/export/PresetCards.h"
@@ -40,7 +46,9 @@
 
 #include <QAction>
 #include <QApplication>
+#include <QCheckBox>
 #include <QDialog>
+#include <QDir>
 #include <QMenu>
 #include <QMenuBar>
 #include <QMouseEvent>
@@ -84,11 +92,12 @@ EveryWindow::EveryWindow(Canvas::Kind canvas, const QByteArray& geometry) {
                                .questions = &questions_,
                                .presetStore = PresetStore(folder_.filePath(QStringLiteral("presets.json"))),
                                .movieMaker =
-                                   [this](const ExportOrder&, const ExportJob::Target& target) {
+                                   [this](const ExportOrder& order, const ExportJob::Target& target) {
                                        std::ofstream(target.path) << "a movie";
-                                       target.progress(372, 600);
+                                       const std::int64_t frames = order.frameCount();
+                                       target.progress(frames * 62 / 100, frames);
                                        go_.acquire();
-                                       if (!target.progress(600, 600)) throw ExportError::cancelled();
+                                       if (!target.progress(frames, frames)) throw ExportError::cancelled();
                                        if (fails_) throw ExportError::render(372);
                                    },
                                .compilePatience = std::chrono::minutes(2)});
@@ -355,6 +364,98 @@ void EveryWindow::visitWalkthrough(const Visitor& visit) {
     visit(QStringLiteral("walkthrough-no-stages"), shown);
     shown->close();
     settle();
+}
+
+QString EveryWindow::openEpisode() {
+    const QString to = folder_.filePath(QStringLiteral("episode-01-northern-lights"));
+    std::filesystem::copy(Identity::resourcePath("Episodes/episode-01-northern-lights"), to.toStdString(),
+                          std::filesystem::copy_options::recursive);
+    model_->open(to + QStringLiteral("/source.metal"));
+    return to;
+}
+
+void EveryWindow::visitEpisodes(const Visitor& visit) {
+    const QString folder = openEpisode();
+    window_->exportActions()->exportEpisode->trigger();
+    EpisodeWindow* shown = window_->exportActions()->episodeWindow();
+    (void)QTest::qWaitForWindowActive(shown);
+    EpisodeForm* form = shown->form();
+    const auto see = [&](const QString& name) {
+        settle();
+        visit(QStringLiteral("episode") + name, shown);
+    };
+    const auto waitFor = [&](auto condition) { EXPECT_TRUE(comesTrue(condition)); };
+    waitFor([&] { return model_->episodeExport().canStart(); });
+    form->chapters()->choose(4);
+    waitFor([&] { return !form->picture()->image().isNull(); });
+    see(QString());
+    form->parts()->pageSeconds()->setText(QStringLiteral("100"));
+    form->submit();
+    see(QStringLiteral("-refused"));
+    form->parts()->pageSeconds()->setText(QStringLiteral("10"));
+    form->parts()->checkField();
+    form->parts()->cards()->check()->click();
+    form->parts()->show()->check()->click();
+    form->parts()->walkthrough()->check()->click();
+    form->parts()->variations()->check()->click();
+    see(QStringLiteral("-no-part"));
+    model_->episodeExport().setChoices({});
+
+    const QString stage = folder + QStringLiteral("/stages/3-folds-and-rays.metal");
+    QFile::rename(stage, folder + QStringLiteral("/kept"));
+    std::ofstream(stage.toStdString()) << "// Step 3 · Folds\n" << shader("", "float4(wavee(uv.x + u.time), 1.0)");
+    model_->episode().lookAgain();
+    waitFor([&] { return model_->episode().fault().has_value(); });
+    see(QStringLiteral("-stage-fault"));
+    QFile::remove(stage);
+    QFile::copy(folder + QStringLiteral("/stages/2-sharp-below-soft-above.metal"), stage);
+    model_->episode().lookAgain();
+    waitFor([&] { return model_->episode().fault() && model_->episode().fault()->hasNoCode; });
+    see(QStringLiteral("-no-code"));
+    QFile::remove(stage);
+    QFile::rename(folder + QStringLiteral("/kept"), stage);
+    model_->episode().lookAgain();
+    waitFor([&] { return model_->episodeExport().canStart(); });
+
+    questions_.path = folder_.filePath(QStringLiteral("Northern lights.mp4"));
+    const auto start = [&] {
+        form->submit();
+        waitFor([&] {
+            const auto* running = std::get_if<ExportRunning>(&model_->exportState());
+            return running && running->done > 0;
+        });
+    };
+    start();
+    see(QStringLiteral("-running"));
+    go_.release();
+    waitFor([&] { return !model_->exports().isRunning(); });
+    see(QStringLiteral("-finished"));
+    model_->exports().dismiss();
+    fails_ = true;
+    start();
+    go_.release();
+    waitFor([&] { return !model_->exports().isRunning(); });
+    see(QStringLiteral("-failed"));
+    model_->exports().dismiss();
+    fails_ = false;
+
+    QDir(folder + QStringLiteral("/stages")).removeRecursively();
+    std::string text = model_->currentText();
+    const std::size_t line = text.find("// @variations");
+    text.erase(line, text.find('\n', line) + 1 - line);
+    model_->setText(text);
+    model_->compileNow();
+    model_->episode().lookAgain();
+    waitFor([&] { return model_->episodeExport().canStart(); });
+    see(QStringLiteral("-no-stages"));
+    model_->loadSample();
+    model_->setText(text);
+    model_->episode().lookAgain();
+    waitFor([&] { return model_->episodeExport().canStart(); });
+    see(QStringLiteral("-not-saved"));
+    shown->reject();
+    settle();
+    open(QStringLiteral("flowing-color.metal"), sample("01-flowing-color.metal"));
 }
 
 void EveryWindow::visitHelp(const Visitor& visit) {

@@ -27,6 +27,7 @@ class EveryWindow {
     void visitExports(const Visitor& visit);
     void visitVariations(const Visitor& visit);
     void visitWalkthrough(const Visitor& visit);
+    void visitEpisodes(const Visitor& visit);
     void visitHelp(const Visitor& visit);
     void visitQuestions(const Visitor& visit);
     void visitMenus(const Visitor& visit);
@@ -40,6 +41,8 @@ class EveryWindow {
 
   private:
     void settle();
+    // A bundled tutorial of its own, open.
+    QString openEpisode();
     // Visits the dialog that is up over the window, and shuts it.
     void visitDialog(const Visitor& visit, const QString& name);
     QAction* action(const QString& title) const;

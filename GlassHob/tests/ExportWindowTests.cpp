@@ -10,6 +10,7 @@
 #include "GlassHob/ui/export/ExportActions.h"
 #include "GlassHob/ui/export/ExportForm.h"
 #include "GlassHob/ui/export/ExportOutcome.h"
+#include "GlassHob/ui/export/ExportPicture.h"
 #include "GlassHob/ui/export/ExportProgress.h"
 #include "GlassHob/ui/export/ExportTexts.h"
 #include "GlassHob/ui/export/ExportWindow.h"
@@ -444,7 +445,7 @@ TEST(ExportTexts, SayNumbersAsPeopleDo) {
     const std::pair<ExportPlan, const char*> plans[] = {
         {{ExportPreset::web(), 0, 10}, "600 frames with sound, about 7 MB"},
         {{ExportPreset::site(), 0, 0.01}, "1 frame with sound, about 100 kB"},
-        {{ExportPreset::main4k(), 0, 600}, "36000 frames with sound, about 4.5 GB"},
+        {{ExportPreset::main4k(), 0, 600}, "36,000 frames with sound, about 4.5 GB"},
     };
     for (const auto& [plan, text] : plans)
         EXPECT_EQ(foreseen(plan, true), text);

@@ -138,6 +138,9 @@ TEST_F(SmallScreen, Variations) {
 TEST_F(SmallScreen, Walkthrough) {
     look(&EveryWindow::visitWalkthrough);
 }
+TEST_F(SmallScreen, Episodes) {
+    look(&EveryWindow::visitEpisodes);
+}
 TEST_F(SmallScreen, Help) {
     look(&EveryWindow::visitHelp);
 }

@@ -1,4 +1,4 @@
-// An episode of two seconds and three stages in a folder of its own, for tests of what is made of episodes.
+// An episode of one second and three stages in a folder of its own, for tests of what is made of episodes.
 #pragma once
 
 #include <QDir>
@@ -35,7 +35,7 @@ struct TinyEpisode {
         return "// Step · " + title + "\n// What " + title + " is about.\n" + body(line);
     }
     static std::string sourceText(const std::string& line = "float d = sin(20.0 * length(uv) + u.time);") {
-        return "// @episode 7 Rings\n// @length 2\n// @variation 1\n// @variations 2, 5\n// @teaches Sines\n"
+        return "// @episode 7 Rings\n// @length 1\n// @variation 1\n// @variations 2, 5\n// @teaches Sines\n"
                "// @final Rings | That is all.\n" +
                body(line);
     }

@@ -1,5 +1,6 @@
 #include "GlassHobCore/episode/VideoChapters.h"
 
+#include "GlassHobCore/text/Numbers.h"
 #include "GlassHobCore/text/Text.h"
 
 #include <QJsonArray>
@@ -57,6 +58,13 @@ std::string VideoChapters::json() const {
         text += "\n        }";
     }
     return text + (chapters.empty() ? "]\n}\n" : "\n    ]\n}\n");
+}
+
+std::string VideoChapters::lines() const {
+    std::string text;
+    for (const Chapter& chapter : chapters)
+        text += clockText(chapter.at) + " " + chapter.title + "\n";
+    return text;
 }
 
 std::expected<VideoChapters, std::string> VideoChapters::fromJson(std::string_view text) {

@@ -33,6 +33,8 @@ struct VideoChapters {
     // UTF-8 with the keys in the order of the fields, and a line feed at its end. Times that are not finite, which
     // JSON has no number for, become 0.
     std::string json() const;
+    // A line for each chapter, as the descriptions of video sites have them: "0:00 Smoke rings".
+    std::string lines() const;
     // Reads what `json` writes; keys that are not known are passed over. The error is a whole sentence.
     static std::expected<VideoChapters, std::string> fromJson(std::string_view text);
 

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <numeric>
 #include <utility>
 
@@ -132,6 +133,11 @@ std::expected<EpisodePlan, EpisodePlan::Fault> EpisodePlan::make(const Episode& 
 
 std::int64_t EpisodePlan::frameCount() const {
     return parts_.empty() ? 0 : parts_.back().firstFrame + parts_.back().frames;
+}
+
+const EpisodePart& EpisodePlan::partAt(std::int64_t frame) const {
+    const auto after = std::ranges::upper_bound(parts_, frame, {}, &EpisodePart::firstFrame);
+    return after == parts_.begin() ? parts_.front() : *std::prev(after);
 }
 
 EpisodePlan EpisodePlan::inFrame(EpisodeFrame frame) const {

@@ -86,6 +86,8 @@ class EpisodePlan {
     const std::vector<Variation>& shownVariations() const { return variations_; }
     // In order, without gaps.
     const std::vector<EpisodePart>& parts() const { return parts_; }
+    // The one that a frame belongs to; the first or the last one outside of the video.
+    const EpisodePart& partAt(std::int64_t frame) const;
     std::int64_t fps() const { return fps_; }
     std::int64_t frameCount() const;
     double seconds() const { return double(frameCount()) / double(fps_); }

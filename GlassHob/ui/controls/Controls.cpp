@@ -224,31 +224,34 @@ void ToolButton::paintEvent(QPaintEvent*) {
 TextButton::TextButton(const QString& text, Look look, QWidget* parent, std::optional<Icon> icon)
     : HoverButton(parent), look_(look), icon_(icon) {
     setText(text);
-    setFont(look == Look::quiet     ? fonts::menu()
-            : look == Look::primary ? fonts::ui(13, QFont::Bold)
-            : look == Look::dialog  ? fonts::button()
-                                    : fonts::ui(12.5, QFont::DemiBold));
+    setFont(look == Look::quiet                            ? fonts::menu()
+            : look == Look::primary                        ? fonts::ui(13, QFont::Bold)
+            : look == Look::dialog || look == Look::action ? fonts::button()
+                                                           : fonts::ui(12.5, QFont::DemiBold));
     setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
-    if (look == Look::link) setCursor(Qt::PointingHandCursor);
+    if (look == Look::link || look == Look::action) setCursor(Qt::PointingHandCursor);
 }
 
 int TextButton::padding() const {
-    return look_ == Look::link ? 0 : look_ == Look::primary || look_ == Look::dialog ? 16 : 10;
+    return look_ == Look::link || look_ == Look::action ? 0 : look_ == Look::primary || look_ == Look::dialog ? 16 : 10;
 }
 
 QSize TextButton::sizeHint() const {
     const int label = fontMetrics().horizontalAdvance(text());
-    const int height = look_ == Look::link ? 24 : look_ == Look::primary || look_ == Look::dialog ? 32 : 26;
+    const int height = look_ == Look::link || look_ == Look::action      ? 24
+                       : look_ == Look::primary || look_ == Look::dialog ? 32
+                                                                         : 26;
     return QSize(padding() + (icon_ ? 16 + 7 : 0) + label + padding(), height);
 }
 
 void TextButton::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     const bool primary = look_ == Look::primary && isEnabled();
-    QColor ink = themed(!isEnabled()           ? Role::disabled
-                        : primary              ? Role::onAccent
-                        : look_ == Look::quiet ? Role::text2
-                                               : Role::text);
+    QColor ink = themed(!isEnabled()            ? Role::disabled
+                        : primary               ? Role::onAccent
+                        : look_ == Look::quiet  ? Role::text2
+                        : look_ == Look::action ? (hover() > 0 ? Role::text : Role::accentText)
+                                                : Role::text);
     if (primary)
         roundedBox(painter, rect(), 6, mixed(themed(Role::accentFill), themed(Role::accentFillHover), hover()), {});
     else if (look_ == Look::bordered || look_ == Look::dialog || look_ == Look::primary)

@@ -98,12 +98,12 @@ class ToolButton : public HoverButton {
     std::optional<Role> ink_;
 };
 
-// A button of text, with an icon before it where one is given: quiet, underlined as a link, with a border, larger at
-// the foot of a dialog, or the one to press.
+// A button of text, with an icon before it where one is given: quiet, underlined as a link, an action within a text,
+// with a border, larger at the foot of a dialog, or the one to press.
 class TextButton : public HoverButton {
     Q_OBJECT
   public:
-    enum class Look { quiet, link, bordered, dialog, primary };
+    enum class Look { quiet, link, action, bordered, dialog, primary };
     TextButton(const QString& text, Look look, QWidget* parent, std::optional<Icon> icon = std::nullopt);
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override { return sizeHint(); }

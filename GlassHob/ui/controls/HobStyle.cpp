@@ -90,7 +90,8 @@ void HobStyle::drawPrimitive(PrimitiveElement element, const QStyleOption* optio
         painter->save();
         painter->setRenderHint(QPainter::Antialiasing);
         painter->setBrush(themed(on ? Role::accentFill : Role::field));
-        painter->setPen(on ? Qt::NoPen : QPen(themed(Role::text3), 1.5));
+        const bool enabled = option->state & State_Enabled;
+        painter->setPen(on ? Qt::NoPen : QPen(themed(enabled ? Role::text3 : Role::disabled), 1.5));
         painter->drawRoundedRect(box, 4, 4);
         painter->restore();
         if (on)

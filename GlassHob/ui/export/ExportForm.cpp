@@ -240,6 +240,8 @@ bool ExportForm::check(bool all) {
     const auto& program = model_.program();
     if (model_.needsRun())
         foreseen_->setText(tr("Press Run in the window first"));
+    else if (model_.exports().isRunning())
+        foreseen_->setText(tr("An episode is being exported"));
     else if (!program)
         foreseen_->setText(tr("No picture to export yet"));
     else

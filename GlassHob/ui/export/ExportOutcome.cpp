@@ -63,6 +63,7 @@ QString folderName(const QString& path) {
 ResultPage::ResultPage(Questions& questions, QWidget* parent) : DialogPage(parent) {
     const Frame made = frame(*this, Icon::check, Role::accentText);
     heading_ = made.heading;
+    text_ = made.text;
     auto line = [&] {
         auto* text = new TextLine(fonts::body(), Role::text2, made.ground);
         text->setFixedHeight(20);
@@ -71,11 +72,14 @@ ResultPage::ResultPage(Questions& questions, QWidget* parent) : DialogPage(paren
         return text;
     };
     file_ = line();
+    companion_ = line();
+    companion_->hide();
     figures_ = line();
     copyPath_ = new ToolButton(Icon::copy, tr("Copy path"), made.ground, 28, 16);
     auto* lines = new QVBoxLayout;
     lines->setSpacing(0);
     lines->addWidget(file_);
+    lines->addWidget(companion_);
     lines->addWidget(figures_);
     auto* row = new QHBoxLayout;
     row->addLayout(lines, 1);
@@ -109,12 +113,20 @@ ResultPage::ResultPage(Questions& questions, QWidget* parent) : DialogPage(paren
     });
 }
 
-void ResultPage::tell(const QString& heading, const QString& path, const QString& figures) {
+void ResultPage::addUnderFigures(QWidget* part) {
+    text_->addSpacing(8);
+    text_->addWidget(part, 0, Qt::AlignLeft);
+}
+
+void ResultPage::tell(const QString& heading, const QString& path, const QString& figures, const QString& companion) {
     path_ = path.endsWith(u'/') ? path.chopped(1) : path;
     heading_->setText(heading);
     setAccessibleName(heading);
-    file_->setText(tr("%1 in %2").arg(exportTexts::nameOfResult(path_), folderName(path_)));
-    setAccessibleDescription(file_->text());
+    file_->setText((companion.isEmpty() ? tr("%1 in %2") : tr("%1 in %2, with"))
+                       .arg(exportTexts::nameOfResult(path_), folderName(path_)));
+    companion_->setText(companion);
+    companion_->setVisible(!companion.isEmpty());
+    setAccessibleDescription(companion.isEmpty() ? file_->text() : file_->text() + u' ' + companion);
     file_->setToolTip(plainToolTip(QDir::toNativeSeparators(path_)));
     figures_->setText(figures);
 }
@@ -133,7 +145,7 @@ void ExportFinishedPage::follow() {
     const double taken = job.secondsTaken();
     const double rounded = taken < 10 ? std::round(taken * 10) / 10 : std::round(taken);
     play()->setVisible(order.format != ExportFormat::pngs);
-    tell(exportTexts::ready(order.format), finished->path,
+    tell(exportTexts::ready(order), finished->path,
          tr("%1 · %2 · took %3")
              .arg(exportTexts::length(order.seconds()), exportTexts::size(double(job.bytes())),
                   exportTexts::length(rounded)));
@@ -161,7 +173,7 @@ void ExportFailedPage::follow() {
     const auto* failed = std::get_if<ExportFailed>(&model_.exportState());
     if (!failed) return;
     const auto& order = model_.exports().order();
-    heading_->setText(exportTexts::notMade(order ? order->format : ExportFormat::mp4));
+    if (order) heading_->setText(exportTexts::notMade(*order));
     setAccessibleName(heading_->text());
     message_->setText(failed->message);
     setAccessibleDescription(failed->message);

@@ -4,6 +4,8 @@
 
 #include "GlassHob/ui/controls/DialogParts.h"
 
+class QVBoxLayout;
+
 namespace glasshob {
 
 class AppModel;
@@ -15,10 +17,12 @@ class ResultPage : public DialogPage {
   public:
     // `questions` outlives the page.
     ResultPage(Questions& questions, QWidget* parent);
-    void tell(const QString& heading, const QString& path, const QString& figures);
+    // `companion` is the name of what was written beside it; empty when nothing was.
+    void tell(const QString& heading, const QString& path, const QString& figures, const QString& companion = {});
 
     TextLine* heading() const { return heading_; }
     TextLine* file() const { return file_; }
+    TextLine* companion() const { return companion_; }
     TextLine* figures() const { return figures_; }
     ToolButton* copyPath() const { return copyPath_; }
     TextButton* play() const { return play_; }
@@ -28,9 +32,13 @@ class ResultPage : public DialogPage {
   signals:
     void closed();
 
+  protected:
+    void addUnderFigures(QWidget* part);
+
   private:
     QString path_;
-    TextLine *heading_, *file_, *figures_;
+    QVBoxLayout* text_;
+    TextLine *heading_, *file_, *companion_, *figures_;
     ToolButton* copyPath_;
     TextButton *play_, *show_, *done_;
 };

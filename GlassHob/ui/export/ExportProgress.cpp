@@ -5,6 +5,7 @@
 #include "GlassHob/ui/controls/Fonts.h"
 #include "GlassHob/ui/controls/Theme.h"
 #include "GlassHob/ui/export/ExportTexts.h"
+#include "GlassHobRender/episode/EpisodePlan.h"
 #include "GlassHobRender/program/ShaderProgram.h"
 
 #include <QFileInfo>
@@ -20,6 +21,16 @@ namespace {
 constexpr int longestMove = 200; // milliseconds
 
 } // namespace
+
+void askToStopExport(AppModel& model, std::function<void(bool)> answer) {
+    Question question;
+    question.message =
+        ExportBar::tr("Stop exporting %1?").arg(exportTexts::nameOfResult(model.exports().order()->path));
+    question.informativeText = ExportBar::tr("It is not finished, and what is written so far will be removed.");
+    question.buttons = {ExportBar::tr("Stop Exporting"), ExportBar::tr("Keep Exporting")};
+    question.escapeButton = 1;
+    model.questions().ask(question, [answer = std::move(answer)](int button) { answer(button == 0); });
+}
 
 ExportBar::ExportBar(QWidget* parent) : QProgressBar(parent) {
     setAccessibleName(tr("Export progress"));
@@ -60,8 +71,8 @@ void ExportBar::paintEvent(QPaintEvent*) {
     painter.drawRoundedRect(QRectF(0, 0, std::max(double(height()), width() * shown_), height()), radius, radius);
 }
 
-ExportProgress::ExportProgress(AppModel& model, QWidget* parent) : DialogPage(parent), model_(model) {
-    FilledPane* const ground = this->ground();
+ExportFigures::ExportFigures(AppModel& model, const QString& hint, QWidget* parent) : QWidget(parent), model_(model) {
+    QWidget* const ground = this;
     auto line = [ground](const QFont& font, Role role, int height) {
         auto* made = new TextLine(font, role, ground);
         made->setFixedHeight(height);
@@ -75,9 +86,7 @@ ExportProgress::ExportProgress(AppModel& model, QWidget* parent) : DialogPage(pa
     frames_ = line(fonts::small(), Role::text3, 17);
     taken_ = line(fonts::small(), Role::text3, 17);
     bar_ = new ExportBar(ground);
-    auto* hint = new WrappedText(
-        fonts::small(), Role::text3, dialogTextWidth, ground,
-        tr("You can go on editing: the export uses the shader and the sliders as they were when it began."));
+    auto* told = new WrappedText(fonts::small(), Role::text3, dialogTextWidth, ground, hint);
 
     auto* body = new QVBoxLayout(ground);
     body->setContentsMargins(dialogMargin, 24, dialogMargin, 24);
@@ -109,36 +118,25 @@ ExportProgress::ExportProgress(AppModel& model, QWidget* parent) : DialogPage(pa
     rule->setFixedHeight(1);
     body->addWidget(rule);
     body->addSpacing(15);
-    body->addWidget(hint);
-    setPreferredHeight(338); // as high as the form, so that the window keeps its size
+    body->addWidget(told);
 
-    DialogFooter* const footer = this->footer();
-    cancel_ = new TextButton(tr("Cancel Export"), TextButton::Look::dialog, footer);
-    footer->row()->addStretch(1);
-    footer->row()->addWidget(cancel_);
-
-    connect(cancel_, &QAbstractButton::clicked, this, &ExportProgress::cancelled);
-    connect(&model_, &AppModel::exportChanged, this, &ExportProgress::follow);
+    connect(&model_, &AppModel::exportChanged, this, &ExportFigures::follow);
     second_.setInterval(250);
-    connect(&second_, &QTimer::timeout, this, &ExportProgress::follow);
+    connect(&second_, &QTimer::timeout, this, &ExportFigures::follow);
 }
 
-void ExportProgress::focusFirst() {
-    cancel_->setFocus(Qt::OtherFocusReason);
-}
-
-void ExportProgress::showEvent(QShowEvent* event) {
-    DialogPage::showEvent(event);
+void ExportFigures::showEvent(QShowEvent* event) {
+    QWidget::showEvent(event);
     follow();
     second_.start();
 }
 
-void ExportProgress::hideEvent(QHideEvent* event) {
+void ExportFigures::hideEvent(QHideEvent* event) {
     second_.stop();
-    DialogPage::hideEvent(event);
+    QWidget::hideEvent(event);
 }
 
-void ExportProgress::follow() {
+void ExportFigures::follow() {
     const auto* running = std::get_if<ExportRunning>(&model_.exportState());
     ExportJob& job = model_.exports();
     if (!running || !job.order()) return;
@@ -153,8 +151,8 @@ void ExportProgress::follow() {
                                                          : tr("%1 · %2").arg(presetName, formatName));
     const double share = running->total > 0 ? double(running->done) / double(running->total) : 0;
     percent_->setText(tr("%1%").arg(int(share * 100)));
-    frames_->setText(
-        (format.hasPictures ? tr("Frame %1 of %2") : tr("Second %1 of %2")).arg(running->done).arg(running->total));
+    frames_->setText((format.hasPictures ? tr("Frame %1 of %2") : tr("Second %1 of %2"))
+                         .arg(exportTexts::count(running->done), exportTexts::count(running->total)));
     const std::optional<double> left = job.secondsLeft();
     if (isCancelling)
         left_->setText(tr("Cancelling"));
@@ -166,11 +164,38 @@ void ExportProgress::follow() {
     else
         left_->setText(left ? exportTexts::timeLeft(*left) : QString());
     taken_->setText(tr("%1 so far").arg(exportTexts::clock(job.secondsTaken())));
-    QString spokenLeft = left_->text();
-    if (!spokenLeft.isEmpty()) spokenLeft[0] = spokenLeft[0].toLower();
-    bar_->setShare(share, spokenLeft.isEmpty() ? tr("%1 percent").arg(int(share * 100))
-                                               : tr("%1 percent, %2").arg(int(share * 100)).arg(spokenLeft));
-    cancel_->setEnabled(!isCancelling);
+    QStringList spoken = {tr("%1 percent").arg(int(share * 100))};
+    if (order.episode) {
+        const EpisodePart& part = order.episode->partAt(running->done);
+        if (part.kind == EpisodePart::Kind::stage) spoken << tr("stage %1").arg(part.number + 1);
+    }
+    if (QString left = left_->text(); !left.isEmpty()) {
+        left[0] = left[0].toLower();
+        spoken << left;
+    }
+    bar_->setShare(share, spoken.join(QStringLiteral(", ")));
+}
+
+ExportProgress::ExportProgress(AppModel& model, QWidget* parent) : DialogPage(parent) {
+    figures_ = new ExportFigures(
+        model, tr("You can go on editing: the export uses the shader and the sliders as they were when it began."),
+        ground());
+    auto* body = new QVBoxLayout(ground());
+    body->setContentsMargins(0, 0, 0, 0);
+    body->addWidget(figures_);
+    setPreferredHeight(338); // as high as the form, so that the window keeps its size
+
+    DialogFooter* const footer = this->footer();
+    cancel_ = new TextButton(tr("Cancel Export"), TextButton::Look::dialog, footer);
+    footer->row()->addStretch(1);
+    footer->row()->addWidget(cancel_);
+    connect(cancel_, &QAbstractButton::clicked, this, &ExportProgress::cancelled);
+    connect(&model, &AppModel::exportChanged, cancel_,
+            [this, &model] { cancel_->setEnabled(!model.exports().isCancelling()); });
+}
+
+void ExportProgress::focusFirst() {
+    cancel_->setFocus(Qt::OtherFocusReason);
 }
 
 } // namespace glasshob

@@ -8,9 +8,14 @@
 #include <QTimer>
 #include <QVariantAnimation>
 
+#include <functional>
+
 namespace glasshob {
 
 class AppModel;
+
+// Before a running export is cancelled by closing its window: `answer` hears whether it is to stop.
+void askToStopExport(AppModel& model, std::function<void(bool)> answer);
 
 // A bar of 8 px that goes evenly from one report to the next. To screen readers its value moves in tenths.
 class ExportBar : public QProgressBar {
@@ -30,17 +35,13 @@ class ExportBar : public QProgressBar {
     QVariantAnimation move_;
 };
 
-class ExportProgress : public DialogPage {
+// The name, the share and the times of the running export, over a hint of what may be done meanwhile.
+class ExportFigures : public QWidget {
     Q_OBJECT
   public:
-    ExportProgress(AppModel& model, QWidget* parent);
-    void focusFirst();
-    TextButton* cancelButton() const { return cancel_; }
+    ExportFigures(AppModel& model, const QString& hint, QWidget* parent);
     TextLine* percent() const { return percent_; }
     TextLine* frames() const { return frames_; }
-
-  signals:
-    void cancelled();
 
   protected:
     void showEvent(QShowEvent* event) override;
@@ -52,8 +53,24 @@ class ExportProgress : public DialogPage {
     AppModel& model_;
     TextLine *heading_, *preset_, *percent_, *left_, *frames_, *taken_;
     ExportBar* bar_;
-    TextButton* cancel_;
     QTimer second_; // updates the times between reports
+};
+
+class ExportProgress : public DialogPage {
+    Q_OBJECT
+  public:
+    ExportProgress(AppModel& model, QWidget* parent);
+    void focusFirst();
+    TextButton* cancelButton() const { return cancel_; }
+    TextLine* percent() const { return figures_->percent(); }
+    TextLine* frames() const { return figures_->frames(); }
+
+  signals:
+    void cancelled();
+
+  private:
+    ExportFigures* figures_;
+    TextButton* cancel_;
 };
 
 } // namespace glasshob

@@ -1,11 +1,14 @@
 #include "GlassHob/ui/export/ExportTexts.h"
 
+#include "GlassHob/model/ExportJob.h"
 #include "GlassHobCore/shader/ExportLimits.h"
 #include "GlassHobCore/text/Numbers.h"
+#include "GlassHobRender/episode/EpisodeLook.h"
 #include "GlassHobRender/formats/MovieWriter.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>
+#include <QLocale>
 #include <QRegularExpression>
 
 #include <cmath>
@@ -64,28 +67,37 @@ QString foreseen(const ExportPlan& plan, bool hasSound, ExportFormat format) {
     if (!entry.hasPictures)
         return hasSound ? translated("%1 of sound, about %2").arg(length(seconds), about)
                         : translated("The shader has no sound");
-    if (!entry.isMovie) return frames == 1 ? translated("1 frame") : translated("%1 frames").arg(frames);
+    if (!entry.isMovie) return frames == 1 ? translated("1 frame") : translated("%1 frames").arg(count(frames));
     if (frames == 1)
         return (hasSound ? translated("1 frame with sound, about %1") : translated("1 frame, about %1")).arg(about);
     return (hasSound ? translated("%1 frames with sound, about %2") : translated("%1 frames, about %2"))
-        .arg(frames)
-        .arg(about);
+        .arg(count(frames), about);
 }
 
 QString nameOfResult(const QString& path) {
     return QFileInfo(path.endsWith(u'/') ? path.chopped(1) : path).fileName();
 }
 
-QString ready(ExportFormat format) {
-    if (format == ExportFormat::wav) return translated("The sound is ready");
-    if (format == ExportFormat::pngs) return translated("The pictures are ready");
+QString ready(const ExportOrder& order) {
+    if (order.episode) return translated("The episode is ready");
+    if (order.format == ExportFormat::wav) return translated("The sound is ready");
+    if (order.format == ExportFormat::pngs) return translated("The pictures are ready");
     return translated("The video is ready");
 }
 
-QString notMade(ExportFormat format) {
-    if (format == ExportFormat::wav) return translated("The sound was not made");
-    if (format == ExportFormat::pngs) return translated("The pictures were not made");
+QString notMade(const ExportOrder& order) {
+    if (order.episode) return translated("The episode was not made");
+    if (order.format == ExportFormat::wav) return translated("The sound was not made");
+    if (order.format == ExportFormat::pngs) return translated("The pictures were not made");
     return translated("The video was not made");
+}
+
+QString count(std::int64_t number) {
+    return QLocale(QLocale::English).toString(qlonglong(number));
+}
+
+QString place(double seconds) {
+    return QString::fromStdString(clockText(seconds));
 }
 
 QString timeLeft(double seconds) {
@@ -111,6 +123,10 @@ QString length(double seconds) {
     if (hours > 0)
         return minutes > 0 ? translated("%1 h %2 min").arg(hours).arg(minutes) : translated("%1 h").arg(hours);
     return rest > 0 ? translated("%1 min %2 s").arg(minutes).arg(rest) : translated("%1 min").arg(minutes);
+}
+
+QString spokenLength(double seconds) {
+    return seconds == 1 ? translated("1 second") : translated("%1 seconds").arg(decimal(seconds, 2));
 }
 
 QString size(double bytes) {
@@ -143,6 +159,15 @@ std::expected<double, QString> readDuration(const QString& text) {
                                    .arg(length(ExportLimits::longestDuration))
                                    .arg(ExportLimits::longestDuration, 0, 'f', 0));
     return value;
+}
+
+std::expected<double, QString> readPageSeconds(const QString& text) {
+    const auto value = readSeconds(text);
+    if (!value || *value < episodeLook::leastPageSeconds || *value > episodeLook::mostPageSeconds)
+        return std::unexpected(translated("A page is seen for %1 to %2 seconds.")
+                                   .arg(episodeLook::leastPageSeconds)
+                                   .arg(episodeLook::mostPageSeconds));
+    return *value;
 }
 
 std::expected<std::int64_t, QString> readSide(const QString& text) {

@@ -10,6 +10,10 @@
 #include <cstdint>
 #include <expected>
 
+namespace glasshob {
+struct ExportOrder;
+}
+
 namespace glasshob::exportTexts {
 
 // "H.264 · 5 Mbit/s", or what the format makes of the preset.
@@ -19,19 +23,27 @@ QString foreseen(const ExportPlan& plan, bool hasSound, ExportFormat format = Ex
 // The file's name, or the folder's.
 QString nameOfResult(const QString& path);
 // "The video is ready" and "The video was not made", whatever it is.
-QString ready(ExportFormat format);
-QString notMade(ExportFormat format);
+QString ready(const ExportOrder& order);
+QString notMade(const ExportOrder& order);
+// "14,880"
+QString count(std::int64_t number);
+// "4:08", "1:02:05": where in a video, or how long it is.
+QString place(double seconds);
 // "About 14 seconds left"
 QString timeLeft(double seconds);
 // "00:22", "1:02:03"
 QString clock(double seconds);
 // "4.5 s", "1 min 30 s"
 QString length(double seconds);
+// "20 seconds", "1 second", "2.5 seconds"
+QString spokenLength(double seconds);
 // "6.6 MB"
 QString size(double bytes);
 
 // As a field shows them: "10.0".
 QString seconds(double value);
+// Seconds a page of a walkthrough.
+std::expected<double, QString> readPageSeconds(const QString& text);
 // A decimal point or comma. The error is a sentence to stand under the field.
 std::expected<double, QString> readStart(const QString& text);
 std::expected<double, QString> readDuration(const QString& text);

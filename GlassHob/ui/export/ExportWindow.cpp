@@ -3,15 +3,14 @@
 #include "GlassHob/model/AppModel.h"
 #include "GlassHob/model/StartStill.h"
 #include "GlassHob/ui/controls/DialogParts.h"
-#include "GlassHob/ui/controls/Theme.h"
 #include "GlassHob/ui/export/ExportForm.h"
 #include "GlassHob/ui/export/ExportOutcome.h"
+#include "GlassHob/ui/export/ExportPicture.h"
 #include "GlassHob/ui/export/ExportProgress.h"
 #include "GlassHob/ui/export/ExportTexts.h"
 
 #include <QAccessible>
 #include <QKeyEvent>
-#include <QPainter>
 #include <QPointer>
 #include <QScreen>
 #include <QVBoxLayout>
@@ -22,45 +21,9 @@ namespace glasshob {
 
 namespace {
 
-constexpr int pictureHeight = 243; // 16:9
-constexpr int croppedHeight = 120; // over a finished export, which needs little room
-constexpr int leastPage = 280;     // under a picture that is in its way, a page would be too low to be used
+constexpr int leastPage = 280; // under a picture that is in its way, a page would be too low to be used
 
 } // namespace
-
-ExportPicture::ExportPicture(QWidget* parent) : QWidget(parent) {
-    setAttribute(Qt::WA_OpaquePaintEvent);
-    setFixedSize(dialogWidth, pictureHeight);
-}
-
-void ExportPicture::setImage(const QImage& image) {
-    if (image.isNull()) return;
-    image_ = image;
-    update();
-}
-
-void ExportPicture::setCropped(bool cropped) {
-    cropped_ = cropped;
-    update();
-}
-
-void ExportPicture::paintEvent(QPaintEvent*) {
-    QPainter painter(this);
-    if (image_.isNull()) {
-        painter.fillRect(rect(), themed(Role::canvas));
-        return;
-    }
-    painter.setRenderHint(QPainter::SmoothPixmapTransform);
-    if (cropped_ && image_.width() > image_.height()) {
-        const double scale = double(image_.width()) / width();
-        const QRectF part(0, (image_.height() - height() * scale) / 2, image_.width(), height() * scale);
-        painter.drawImage(QRectF(rect()), image_, part);
-        return;
-    }
-    painter.fillRect(rect(), themed(Role::canvas));
-    const QSizeF size = QSizeF(image_.size()).scaled(QSizeF(this->size()), Qt::KeepAspectRatio);
-    painter.drawImage(QRectF(QPointF((width() - size.width()) / 2, (height() - size.height()) / 2), size), image_);
-}
 
 ExportWindow::ExportWindow(AppModel& model, StartStill& still, QWidget* parent)
     : QDialog(parent, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowSystemMenuHint |
@@ -106,9 +69,16 @@ ExportWindow::~ExportWindow() {
     still_.setWanted(false);
 }
 
+bool ExportWindow::isMine() const {
+    const auto& order = model_.exports().order();
+    return !order || order->episode == nullptr;
+}
+
 void ExportWindow::follow() {
     const ExportState& state = model_.exportState();
-    if (std::holds_alternative<ExportRunning>(state))
+    if (!isMine())
+        showPage(form_);
+    else if (std::holds_alternative<ExportRunning>(state))
         showPage(progress_);
     else if (std::holds_alternative<ExportFinished>(state))
         showPage(finished_);
@@ -150,8 +120,8 @@ void ExportWindow::fitScreen() {
     const bool hasPicture = page_ != failed_ && !(page_ == form_ ? isSound : wasSound);
     setWindowTitle((page_ == form_ ? isSound : wasSound) ? tr("Save Sound") : tr("Export Video"));
     const int room = roomFor(this).height();
-    const int wanted = page_ == finished_ ? croppedHeight : pictureHeight;
-    const int high = std::clamp(room - page_->wantedHeight(), croppedHeight, wanted);
+    const int wanted = page_ == finished_ ? ExportPicture::croppedHeight : ExportPicture::wholeHeight;
+    const int high = std::clamp(room - page_->wantedHeight(), ExportPicture::croppedHeight, wanted);
     const bool fits = room - high >= std::min(leastPage, page_->wantedHeight());
     picture_->setFixedHeight(high);
     picture_->setVisible(hasPicture && fits);
@@ -171,24 +141,19 @@ void ExportWindow::comeForward() {
 
 void ExportWindow::reject() {
     ExportJob& job = model_.exports();
-    if (!job.isRunning() || job.isCancelling()) {
+    if (!isMine() || !job.isRunning() || job.isCancelling()) {
         disconnect(&model_, nullptr, this, nullptr); // what goes away does not turn back into the form
         QDialog::reject();
-        job.dismiss();
+        if (isMine()) job.dismiss();
         return;
     }
     if (asksAboutClosing_) return;
     asksAboutClosing_ = true;
-    Question question;
-    question.message = tr("Stop exporting %1?").arg(exportTexts::nameOfResult(job.order()->path));
-    question.informativeText = tr("It is not finished, and what is written so far will be removed.");
-    question.buttons = {tr("Stop Exporting"), tr("Keep Exporting")};
-    question.escapeButton = 1;
-    model_.questions().ask(question, [self = QPointer(this)](int button) {
+    askToStopExport(model_, [self = QPointer(this)](bool stops) {
         if (!self) return;
         self->asksAboutClosing_ = false;
         // It may have ended while the question was up: then its end is what there is to see.
-        if (button != 0 || !self->model_.exports().isRunning()) return;
+        if (!stops || !self->model_.exports().isRunning()) return;
         self->model_.exports().cancel();
         self->QDialog::reject();
     });

@@ -4,7 +4,6 @@
 #pragma once
 
 #include <QDialog>
-#include <QImage>
 
 namespace glasshob {
 
@@ -13,25 +12,9 @@ class DialogPage;
 class ExportFailedPage;
 class ExportFinishedPage;
 class ExportForm;
+class ExportPicture;
 class ExportProgress;
 class StartStill;
-
-// The frame that is shown over the pages: whole, or cropped to its middle.
-class ExportPicture : public QWidget {
-    Q_OBJECT
-  public:
-    explicit ExportPicture(QWidget* parent);
-    void setImage(const QImage& image);
-    void setCropped(bool cropped);
-    const QImage& image() const { return image_; }
-
-  protected:
-    void paintEvent(QPaintEvent* event) override;
-
-  private:
-    bool cropped_ = false;
-    QImage image_;
-};
 
 class ExportWindow : public QDialog {
     Q_OBJECT
@@ -55,6 +38,8 @@ class ExportWindow : public QDialog {
     void resizeEvent(QResizeEvent* event) override;
 
   private:
+    // The export: not an episode's.
+    bool isMine() const;
     void follow();
     void followPicture();
     void showPage(DialogPage* page);

@@ -81,12 +81,12 @@ void PresetCard::paintEvent(QPaintEvent*) {
     painter.drawText(QRect(left, 24, width() - left, 17), Qt::AlignLeft | Qt::AlignVCenter, encoding_);
 }
 
-PresetCards::PresetCards(QWidget* parent) : QWidget(parent) {
+PresetCards::PresetCards(QWidget* parent, Offers offers) : QWidget(parent) {
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(0, 0, 0, 0);
     column->setSpacing(0);
     std::vector<ExportPreset> presets = ExportPreset::all();
-    presets.push_back(ExportChoices().ownPreset());
+    if (offers == Offers::ownToo) presets.push_back(ExportChoices().ownPreset());
     for (const ExportPreset& preset : presets) {
         auto* card = new PresetCard(preset, this);
         column->addWidget(card);

@@ -38,11 +38,12 @@ class PresetCard : public QRadioButton {
 class PresetCards : public QWidget {
     Q_OBJECT
   public:
-    explicit PresetCards(QWidget* parent);
+    enum class Offers { presets, ownToo };
+    explicit PresetCards(QWidget* parent, Offers offers = Offers::ownToo);
     void choose(const std::string& id);
     // As the choices have them: what the format makes of each, and the person's own size and rate.
     void follow(const ExportChoices& choices);
-    // The presets, and the person's own last.
+    // The presets, and where it is offered the person's own last.
     const std::vector<PresetCard*>& cards() const { return cards_; }
 
   signals:

@@ -205,6 +205,8 @@ void MainWindow::makeActions() {
     variations_ = new VariationActions(model_, this);
     connect(variations_, &VariationActions::writeWanted, this, &MainWindow::writeVariations);
     walkthrough_ = new WalkthroughActions(model_, this);
+    walkthrough_->exportBy(exporting_->exportEpisode);
+    connect(exporting_, &ExportActions::previewAsked, walkthrough_, &WalkthroughActions::open);
     closeGuard_ = new CloseGuard(model_, this);
     connect(exporting_, &ExportActions::wanted, this, [this] { comeForward({}); });
     resetAll_ = action(tr("R&eset All Sliders"), Keys(tr("Ctrl+Alt+0")), [this] { model_.resetAllValues(); });
@@ -300,6 +302,7 @@ void MainWindow::makeMenus() {
 
     QMenu* export_ = menuBar()->addMenu(tr("E&xport"));
     export_->addAction(exporting_->exportVideo);
+    export_->addAction(exporting_->exportEpisode);
     export_->addAction(walkthrough_->preview);
     export_->addAction(variations_->choose);
     exporting_->openStillBy(picture_->saveStill);
