@@ -33,6 +33,7 @@ constexpr int headingHeight = 36;
 constexpr int barRoom = 8;
 constexpr int fewestRows = 3; // of chapters, however little room there is
 constexpr int rowsOfColumn = 8;
+constexpr int leastPage = 215; // under a picture that is in its way, a page would be too low to be used
 
 } // namespace
 
@@ -106,6 +107,8 @@ void TwoColumnPage::fit() {
     if (room_.isEmpty() || chapters_ == nullptr) return;
     const bool hasTwo = room_.width() >= 2 * dialogWidth;
     const int room = std::max(room_.height() - footer_->height(), 120);
+    // The picture gives way first, then the page scrolls.
+    picture_->setVisible(hasTwo || room - ExportPicture::wholeHeight >= leastPage);
     const int over = overChapters_ != nullptr ? overChapters_->sizeHint().height() + 1 : 0;
     const int under = left_->layout()->sizeHint().height();
     columns_->setDirection(hasTwo ? QBoxLayout::LeftToRight : QBoxLayout::TopToBottom);

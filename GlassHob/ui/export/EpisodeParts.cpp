@@ -342,6 +342,9 @@ void EpisodeParts::followWalkthrough() {
     pageSeconds_->setVisible(made.hasStages());
     preview_->setVisible(made.hasStages());
     pageSeconds_->setEnabled(isOn);
+    if (!pageSeconds_->hasFocus() && exportTexts::readPageSeconds(pageSeconds_->text()) != made.choices().pageSeconds &&
+        refusal_.isEmpty())
+        pageSeconds_->setText(QString::number(made.choices().pageSeconds));
     walkthrough_->setLength(made.walkthroughSeconds());
     const QString stages = counted(made.stageCount(), tr("1 stage"), tr("%1 stages"));
     switch (episode.state()) {

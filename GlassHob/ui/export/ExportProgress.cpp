@@ -169,9 +169,9 @@ void ExportFigures::follow() {
         const EpisodePart& part = order.episode->partAt(running->done);
         if (part.kind == EpisodePart::Kind::stage) spoken << tr("stage %1").arg(part.number + 1);
     }
-    if (QString left = left_->text(); !left.isEmpty()) {
-        left[0] = left[0].toLower();
-        spoken << left;
+    if (QString rest = left_->text(); !rest.isEmpty()) {
+        rest[0] = rest[0].toLower();
+        spoken << rest;
     }
     bar_->setShare(share, spoken.join(QStringLiteral(", ")));
 }

@@ -207,6 +207,7 @@ void MainWindow::makeActions() {
     walkthrough_ = new WalkthroughActions(model_, this);
     walkthrough_->exportBy(exporting_->exportEpisode);
     connect(exporting_, &ExportActions::previewAsked, walkthrough_, &WalkthroughActions::open);
+    connect(exporting_, &ExportActions::variationsAsked, variations_, &VariationActions::open);
     closeGuard_ = new CloseGuard(model_, this);
     connect(exporting_, &ExportActions::wanted, this, [this] { comeForward({}); });
     resetAll_ = action(tr("R&eset All Sliders"), Keys(tr("Ctrl+Alt+0")), [this] { model_.resetAllValues(); });
