@@ -26,9 +26,11 @@ using Clock = std::chrono::steady_clock;
 constexpr int fineness = 2;
 constexpr std::int64_t fps = 30;
 constexpr double longestRun = 3600; // seconds
-// The device is left free for so many times as long as a frame has taken, and at least for so long.
+// The device is left free for so many times as long as a frame has taken, within these bounds: the first frame may have
+// taken seconds, while the driver compiled.
 constexpr int rest = 4;
-constexpr std::chrono::milliseconds leastRest{4};
+constexpr Clock::duration leastRest = std::chrono::milliseconds(4);
+constexpr Clock::duration mostRest = std::chrono::milliseconds(250);
 
 // One program at one size: what belongs to the thread alone.
 class Brush {
@@ -137,6 +139,7 @@ void VariationStills::Work::loop(const std::shared_ptr<Work>& work) {
     const std::stop_token all = work->stop.get_token();
     constexpr auto frameTime = std::chrono::nanoseconds(std::chrono::seconds(1)) / fps;
     Clock::time_point free = Clock::now(), nextFrame = free;
+    bool hasRun = false; // last: the one that runs and the stills take turns, however long a frame takes
     while (true) {
         std::unique_lock held(work->lock);
         if (!work->running) brush.endRun();
@@ -147,7 +150,7 @@ void VariationStills::Work::loop(const std::shared_ptr<Work>& work) {
         const auto due = work->wishes.empty() ? std::max(free, nextFrame) : free;
         if (work->news.wait_until(held, due, [&] { return all.stop_requested(); })) continue;
         // It may have changed meanwhile.
-        const bool runs = work->running && (Clock::now() >= nextFrame || work->wishes.empty());
+        const bool runs = work->running && (work->wishes.empty() || (Clock::now() >= nextFrame && !hasRun));
         if (!runs && work->wishes.empty()) continue;
         Wish wish;
         if (runs) {
@@ -157,6 +160,7 @@ void VariationStills::Work::loop(const std::shared_ptr<Work>& work) {
             work->wishes.pop_front();
             work->inWork = wish;
         }
+        hasRun = runs;
         const std::stop_token stop = runs ? work->stopOfRun.get_token() : all;
         held.unlock();
         const auto began = Clock::now();
@@ -172,7 +176,7 @@ void VariationStills::Work::loop(const std::shared_ptr<Work>& work) {
             work->inWork.reset();
             held.unlock();
         }
-        free = ended + std::max<Clock::duration>(rest * (ended - began), leastRest);
+        free = ended + std::clamp(rest * (ended - began), leastRest, mostRest);
         const bool isDropped = stop.stop_requested();
         // What cannot be drawn is tried again now and then, not over and over.
         if (runs) nextFrame = isDropped ? ended : image.isNull() ? ended + std::chrono::seconds(1) : began + frameTime;
