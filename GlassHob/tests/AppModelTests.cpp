@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <QCoreApplication>
-#include <QDeadlineTimer>
 #include <QDir>
 #include <QFile>
 #include <QSettings>
@@ -206,9 +205,7 @@ TEST_F(AppModelTest, AStillHasASizeOfItsOwnAndTheNameOfTheMoment) {
     model->saveStill();
     model->tick(11.5); // the still is of the moment of the command
     EXPECT_EQ(questions.suggested, "wave.v2-t0.8.png");
-    const QDeadlineTimer deadline(60000);
-    while (!saved && !deadline.hasExpired())
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents | QEventLoop::AllEvents, 100);
+    EXPECT_TRUE(comesTrue([&] { return saved.has_value(); }));
     ASSERT_TRUE(saved);
     EXPECT_EQ(saved->path, *questions.path);
     EXPECT_EQ(saved->width, 1280);
@@ -220,16 +217,14 @@ TEST_F(AppModelTest, AStillHasASizeOfItsOwnAndTheNameOfTheMoment) {
     EXPECT_EQ(ExportChoices{.presetId = "no such"}.preset(), ExportPreset::web());
     questions.path = folder.filePath("still.bmp");
     model->saveStill();
-    while (questions.warnings.isEmpty() && !deadline.hasExpired())
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents | QEventLoop::AllEvents, 100);
+    EXPECT_TRUE(comesTrue([&] { return !questions.warnings.isEmpty(); }));
     EXPECT_TRUE(questions.warnings.value(0).contains(".png, .jpg or .webp"));
     EXPECT_FALSE(QFile::exists(*questions.path));
     questions.warnings.clear();
 
     questions.path = folder.filePath("no/such/folder.png");
     model->saveStill();
-    while (questions.warnings.isEmpty() && !deadline.hasExpired())
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents | QEventLoop::AllEvents, 100);
+    EXPECT_TRUE(comesTrue([&] { return !questions.warnings.isEmpty(); }));
     ASSERT_EQ(questions.warnings.size(), 1);
     EXPECT_TRUE(questions.warnings[0].startsWith("Can't save folder.png|")) << questions.warnings[0].toStdString();
 }
@@ -315,9 +310,7 @@ TEST_F(AppModelTest, SmallPicturesOfSamplesAreDrawnOnceAndKept) {
     QObject::connect(&drawing, &SampleThumbnails::drawn, collect);
     drawing.draw(samples);
     EXPECT_TRUE(pictures.empty());
-    const QDeadlineTimer deadline(60000);
-    while (pictures.size() < 2 && !deadline.hasExpired())
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents | QEventLoop::AllEvents, 100);
+    EXPECT_TRUE(comesTrue([&] { return pictures.size() == 2; }));
     ASSERT_EQ(pictures.size(), 2u);
     EXPECT_EQ(pictures["a.metal"].size(), SampleThumbnails::size);
     EXPECT_EQ(pictures["a.metal"].pixelColor(50, 50), QColor(255, 0, 0));

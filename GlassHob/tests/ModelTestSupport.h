@@ -14,6 +14,7 @@
 #include <QSettings>
 #include <QTemporaryDir>
 #include <QThread>
+#include <QTimer>
 
 namespace glasshob {
 
@@ -77,8 +78,10 @@ class ScriptedQuestions : public Questions {
 template <typename Condition>
 bool comesTrue(Condition condition) {
     const QDeadlineTimer deadline(60000);
+    QTimer look; // without it a wait would end with an event alone
+    look.start(5);
     while (!condition() && !deadline.hasExpired())
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents | QEventLoop::AllEvents, 100);
+        QCoreApplication::processEvents(QEventLoop::AllEvents | QEventLoop::WaitForMoreEvents);
     return condition();
 }
 
