@@ -1,0 +1,38 @@
+#include "GlassHobCore/site/Site.h"
+
+#include "GlassHobCore/Identity.h"
+
+namespace glasshob {
+
+namespace {
+
+QString text(std::string_view utf8) {
+    return QString::fromUtf8(utf8.data(), qsizetype(utf8.size()));
+}
+
+Site siteOf(const QUrl& base) {
+    Site site;
+    site.base = base;
+    site.webHost = base.host(QUrl::FullyEncoded).toLower().toStdString();
+    site.name = site.webHost;
+    if (site.name.starts_with("www.")) site.name.erase(0, 4);
+    return site;
+}
+
+} // namespace
+
+Site Site::builtIn() {
+    return siteOf(QUrl("https://" + text(Identity::webHost)));
+}
+
+Site Site::at(std::string_view apiBase) {
+    const QUrl base(text(apiBase), QUrl::StrictMode);
+    const bool isWeb = base.scheme() == "http" || base.scheme() == "https";
+    return base.isValid() && isWeb && !base.host().isEmpty() ? siteOf(base) : builtIn();
+}
+
+bool Site::isLocal() const {
+    return webHost == "localhost" || webHost == "127.0.0.1";
+}
+
+} // namespace glasshob
