@@ -14,6 +14,7 @@
 #include <QApplication>
 #include <QFileInfo>
 #include <QMessageBox>
+#include <QSettings>
 
 #include <cstdio>
 #include <cstdlib>
@@ -99,7 +100,11 @@ int main(int argc, char** argv) {
     QApplication::setWindowIcon(glasshob::applicationIcon());
 
     glasshob::DialogQuestions questions;
-    glasshob::AppModel model({.questions = &questions, .draftsFolder = glasshob::Drafts::standardFolder()});
+    glasshob::AppModel model(
+        {.questions = &questions,
+         .draftsFolder = glasshob::Drafts::standardFolder(),
+         .site = glasshob::Site::at(
+             QSettings().value(glasshob::asQString(glasshob::Identity::setting::apiBase)).toString().toStdString())});
     std::optional<glasshob::MainWindow> window;
     try {
         window.emplace(model);

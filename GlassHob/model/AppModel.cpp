@@ -20,7 +20,7 @@ constexpr double longUntilSeen = 2;
 } // namespace
 
 AppModel::AppModel(Surroundings surroundings, QObject* parent)
-    : QObject(parent), questions_(surroundings.questions),
+    : QObject(parent), questions_(surroundings.questions), site_(std::move(surroundings.site)),
       document_(*questions_, std::move(surroundings.draftsFolder), std::move(surroundings.draftDelay)),
       devices_(std::move(surroundings.device), std::move(surroundings.makeDevice)),
       compilation_(devices_, std::move(surroundings.compileDelay), surroundings.compilePatience),

@@ -21,6 +21,7 @@
 #include "GlassHob/model/SliderMemory.h"
 #include "GlassHob/model/StillSaver.h"
 #include "GlassHobCore/code/Diagnostics.h"
+#include "GlassHobCore/site/Site.h"
 
 #include <QDateTime>
 #include <QObject>
@@ -67,6 +68,8 @@ class AppModel : public QObject {
         ExportJob::Exporter movieMaker = {};
         // How long a compile waits for the driver before the program comes later; a test may wait for it always.
         std::chrono::milliseconds compilePatience = Compilation::usualPatience;
+        // The gallery that links and texts mean.
+        Site site = Site::builtIn();
         // Null while there are no online services; both must outlive the model.
         AccountModel* account = nullptr;
         UpdateChecker* updates = nullptr;
@@ -82,6 +85,7 @@ class AppModel : public QObject {
     void start(const QStringList& arguments);
 
     Questions& questions() const { return *questions_; }
+    const Site& site() const { return site_; }
 
     // ---- The document ----
     Document& document() { return document_; }
@@ -277,6 +281,7 @@ class AppModel : public QObject {
     void announceValues();
 
     Questions* questions_;
+    Site site_;
     Document document_;
     DeviceWatch devices_;
     Compilation compilation_;

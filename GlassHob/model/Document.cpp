@@ -130,8 +130,11 @@ QString Document::shadersFolder() {
 
 void Document::beginOpening() {
     QSettings settings;
-    // A shader that waits to be read would be compiled unread by the next start.
+    // A shader that waits to be read would be compiled unread by the next start, also where it was saved over the file
+    // of the last one.
     isOpening_ = filePath_ && !needsRun_;
+    if (needsRun_ && filePath_ && QFileInfo(settings.value(lastShaderKey()).toString()) == QFileInfo(*filePath_))
+        settings.remove(lastShaderKey());
     if (isOpening_)
         settings.setValue(openingKey, *filePath_);
     else

@@ -3,11 +3,14 @@
 #include "GlassHobRender/program/LibraryFromMSL.h"
 
 #include <algorithm>
+#include <atomic>
 #include <string>
 #include <utility>
 
 namespace glasshob::ShaderCompiler {
 namespace {
+
+std::atomic<std::uint64_t> compiles = 0;
 
 // Where the user's text lies in the assembled source: behind the first line that numbers it. The prelude before it
 // holds no such text of the user's.
@@ -178,7 +181,12 @@ class Compile {
 
 std::expected<CompiledShader, ShaderError> compile(std::string_view source, std::chrono::milliseconds timeLimit,
                                                    std::uint64_t largestBuffer, CutLoops cutLoops) {
+    ++compiles;
     return Compile(source, timeLimit, cutLoops).run(largestBuffer);
+}
+
+std::uint64_t count() {
+    return compiles;
 }
 
 } // namespace glasshob::ShaderCompiler

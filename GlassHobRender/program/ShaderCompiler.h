@@ -48,5 +48,8 @@ compile(std::string_view source, std::chrono::milliseconds timeLimit = {},
         std::uint64_t largestBuffer = std::numeric_limits<std::uint64_t>::max(),
         CutLoops cutLoops = CutLoops::unnoticed);
 
+// How many texts this process has given to compile() so far.
+std::uint64_t count();
+
 } // namespace ShaderCompiler
 } // namespace glasshob

@@ -2,7 +2,6 @@
 
 #include "GlassHob/model/AppModel.h"
 #include "GlassHob/ui/controls/Banner.h"
-#include "GlassHobCore/Identity.h"
 #include "GlassHobCore/text/Text.h"
 
 #include <QAction>
@@ -17,10 +16,6 @@
 namespace glasshob {
 
 namespace {
-
-QString siteName() {
-    return asQString(Identity::siteHost);
-}
 
 // The folder as a person calls it: "Documents/Glass Hob".
 QString folderText(const QString& path) {
@@ -80,7 +75,7 @@ void Banners::followAcrossWindow() {
     switch (telling) {
     case Telling::waitsForRun:
         contents.icon = Icon::download;
-        contents.title = tr("Shader from %1: read it, then press Run").arg(siteName());
+        contents.title = tr("Shader from %1: read it, then press Run").arg(asQString(model_.site().name));
         contents.detail =
             model_.filePath()
                 ? tr("It is in the editor below and saved as %1 in %2. Nothing runs on your graphics chip until you "

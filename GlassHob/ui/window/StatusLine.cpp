@@ -3,7 +3,6 @@
 #include "GlassHob/ui/controls/Fonts.h"
 #include "GlassHob/ui/controls/Theme.h"
 #include "GlassHob/ui/editor/MessageList.h"
-#include "GlassHobCore/Identity.h"
 #include "GlassHobCore/text/Text.h"
 #include "GlassHobRender/program/ShaderProgram.h"
 
@@ -115,7 +114,7 @@ void StatusLine::follow() {
         errors += diagnostic.severity == Diagnostic::Severity::error;
     const std::size_t sliders = model_.program() ? model_.program()->params().size() : 0;
     if (model_.needsRun())
-        count_->setText(tr("from %1").arg(asQString(Identity::siteHost)));
+        count_->setText(tr("from %1").arg(asQString(model_.site().name)));
     else if (errors > 0)
         count_->setText(errors == 1 ? tr("1 error") : tr("%1 errors").arg(errors));
     else if (const auto warnings =
