@@ -1,0 +1,9 @@
+#include <gtest/gtest.h>
+
+#include <QCoreApplication>
+
+int main(int count, char** words) {
+    testing::InitGoogleTest(&count, words);
+    QCoreApplication application(count, words);
+    return RUN_ALL_TESTS();
+}
