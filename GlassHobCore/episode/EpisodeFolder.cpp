@@ -1,6 +1,7 @@
 #include "GlassHobCore/episode/EpisodeFolder.h"
 
 #include "GlassHobCore/files/ShaderFile.h"
+#include "GlassHobCore/text/Ascii.h"
 #include "GlassHobCore/text/LineMatcher.h"
 
 #include <algorithm>
@@ -52,10 +53,6 @@ constexpr std::string_view folderPrefix = "episode-";
 
 std::unexpected<Failure> fail(Problem problem, std::string sentence) {
     return std::unexpected(Failure{problem, std::move(sentence)});
-}
-
-bool isDigit(char c) {
-    return c >= '0' && c <= '9';
 }
 
 std::string_view takeNumber(std::string_view& text) {

@@ -4,6 +4,8 @@
 #include "GlassHobCore/episode/EpisodeFolder.h"
 #include "GlassHobCore/files/NewFile.h"
 #include "GlassHobCore/shader/ForkedFrom.h"
+#include "GlassHobCore/shader/GalleryNames.h"
+#include "GlassHobCore/text/Ascii.h"
 
 #include <algorithm>
 #include <charconv>
@@ -13,10 +15,6 @@ namespace glasshob::EpisodeShelf {
 namespace {
 
 constexpr std::string_view prefix = "episode-", ending = ".metal", sourceName = "source.metal", stages = "stages/";
-
-bool isDigit(char c) {
-    return c >= '0' && c <= '9';
-}
 
 std::string nameOf(std::string_view folder) {
     return std::string(folder.substr(folder.rfind('/') + 1));
@@ -37,15 +35,6 @@ std::int64_t numberOf(std::string_view digits) {
     std::int64_t number = 0;
     std::from_chars(digits.data(), digits.data() + digits.size(), number);
     return number;
-}
-
-// Whether the folder is called as those of the gallery are: two or three digits, and a word.
-bool isGalleryName(std::string_view folderName) {
-    const std::string_view digits = digitsOf(folderName);
-    if (digits.size() < 2 || digits.size() > 3) return false;
-    folderName.remove_prefix(prefix.size() + digits.size());
-    return folderName.size() > 1 && folderName.front() == '-' &&
-           std::ranges::all_of(folderName, [](char c) { return c == '-' || isDigit(c) || (c >= 'a' && c <= 'z'); });
 }
 
 Shelved shelved(std::string folder) {
@@ -89,12 +78,9 @@ Copy copyOf(std::string_view folderName, std::string_view entry) {
     Copy made{std::string(folderName), {}};
     if (isStage) made.fileName.append("-").append(stage);
     made.fileName += ending;
-    if (!isGalleryName(folderName)) return made;
-    std::string number = std::to_string(numberOf(digitsOf(folderName)));
-    if (number.size() < 2) number.insert(0, "0");
-    std::string item = std::string(prefix) + number;
-    if (isStage) item.append("/").append(stage);
-    if (ForkedFrom::isItem(item)) made.item = std::move(item);
+    auto item = GalleryNames::episodeOfFolder(folderName);
+    if (item && isStage) item->append("/").append(stage);
+    if (item && GalleryNames::isItem(*item)) made.item = std::move(item);
     return made;
 }
 

@@ -1,5 +1,6 @@
 #include "GlassHobCore/shader/ForkedFrom.h"
 
+#include "GlassHobCore/shader/GalleryNames.h"
 #include "GlassHobCore/text/LineMatcher.h"
 
 #include <algorithm>
@@ -9,18 +10,6 @@ namespace glasshob::ForkedFrom {
 namespace {
 
 constexpr std::string_view mark = "\xEF\xBB\xBF"; // of the order of bytes, which some editors begin a file with
-
-bool isDigit(char c) {
-    return c >= '0' && c <= '9';
-}
-bool isPlain(char c) {
-    return isDigit(c) || (c >= 'a' && c <= 'z');
-}
-
-bool isStage(std::string_view name) {
-    return !name.empty() && name.size() <= 64 && isPlain(name.front()) &&
-           std::ranges::all_of(name, [](char c) { return isPlain(c) || c == '-'; });
-}
 
 // What a line names, when it is one of these.
 std::optional<std::string_view> named(std::string_view line) {
@@ -32,10 +21,10 @@ std::optional<std::string_view> named(std::string_view line) {
     return name;
 }
 
-// The text's lines with what ends them.
+// The text's lines with what ends them, without a mark before the first.
 class Lines {
   public:
-    explicit Lines(std::string_view text) : text_(text) {}
+    explicit Lines(std::string_view text) : text_(text), at_(text.starts_with(mark) ? mark.size() : 0) {}
     bool atEnd() const { return at_ == text_.size(); }
     std::size_t place() const { return at_; }
     std::string_view next() {
@@ -47,32 +36,24 @@ class Lines {
 
   private:
     std::string_view text_;
-    std::size_t at_ = 0;
+    std::size_t at_;
 };
 
 std::string_view endOf(std::string_view line) {
     return line.ends_with("\r\n") ? "\r\n" : line.ends_with('\n') ? "\n" : "";
 }
 
-} // namespace
-
-bool isItem(std::string_view text) {
-    if (text.starts_with("s/")) {
-        text.remove_prefix(2);
-        return !text.empty() && text.size() <= 32 && std::ranges::all_of(text, isPlain);
-    }
-    if (!text.starts_with("episode-")) return false;
-    text.remove_prefix(8);
-    const auto digits = std::size_t(std::ranges::find_if_not(text, isDigit) - text.begin());
-    if (digits < 2 || digits > 3) return false;
-    text.remove_prefix(digits);
-    return text.empty() || (text.front() == '/' && isStage(text.substr(1)));
+// Whether the next line belongs to the same comment.
+bool continues(std::string_view line) {
+    return trimmedEnd(line).ends_with('\\');
 }
+
+} // namespace
 
 std::optional<std::string> parse(std::string_view source) {
     for (Lines lines(source); !lines.atEnd();)
         if (const auto name = named(lines.next()))
-            return isItem(*name) ? std::optional(std::string(*name)) : std::nullopt;
+            return GalleryNames::isItem(*name) ? std::optional(std::string(*name)) : std::nullopt;
     return {};
 }
 
@@ -82,24 +63,18 @@ std::string stamp(std::string_view source, std::string_view item) {
     for (Lines lines(source); !lines.atEnd();) {
         const std::size_t at = lines.place();
         const std::string_view there = lines.next();
-        if (named(there)) return made.replace(at, there.size() - endOf(there).size(), line);
+        if (named(there) && !continues(there)) return made.replace(at, there.size() - endOf(there).size(), line);
     }
-    std::size_t place = source.starts_with(mark) ? mark.size() : 0;
-    const std::size_t start = place;
-    std::string_view last;
-    for (Lines lines(source.substr(start)); !lines.atEnd(); place = start + lines.place()) {
-        const std::string_view next = lines.next();
-        LineMatcher matcher(next);
-        matcher.whiteSpace();
-        if (!matcher.literal("//")) break;
-        last = next;
-    }
-    if (last.empty()) { // the source begins with something else
-        const std::size_t end = std::min(source.find('\n'), source.size());
-        return made.insert(start, line + (end > 0 && end < source.size() && source[end - 1] == '\r' ? "\r\n" : "\n"));
-    }
-    const std::string_view end = endOf(last);
-    return made.insert(place, end.empty() ? "\n" + line : line + std::string(end));
+    Lines lines(source);
+    const std::size_t start = lines.place();
+    const std::string_view first = lines.atEnd() ? std::string_view() : lines.next();
+    LineMatcher matcher(first);
+    matcher.whiteSpace();
+    // A source that begins with something else, or with a comment that goes on in the next line, has it at the top.
+    if (!matcher.literal("//") || continues(first))
+        return made.insert(start, line + std::string(endOf(first) == "\r\n" ? "\r\n" : "\n"));
+    const std::string_view end = endOf(first);
+    return made.insert(start + first.size(), end.empty() ? "\n" + line : line + std::string(end));
 }
 
 } // namespace glasshob::ForkedFrom

@@ -1,6 +1,8 @@
 #include "GlassHobCore/site/OpenLink.h"
 
 #include "GlassHobCore/Identity.h"
+#include "GlassHobCore/shader/GalleryNames.h"
+#include "GlassHobCore/text/Ascii.h"
 #include "GlassHobCore/text/Lines.h"
 #include "GlassHobCore/text/Numbers.h"
 
@@ -17,18 +19,6 @@ constexpr std::string_view ending = ".metal";
 constexpr std::string_view notFull = "the address is not a full URL";
 constexpr std::size_t longestHost = 253; // a name of the domain system has no more
 
-bool isDigit(char c) {
-    return c >= '0' && c <= '9';
-}
-bool isSmall(char c) {
-    return c >= 'a' && c <= 'z';
-}
-bool isLetter(char c) {
-    return isSmall(c) || (c >= 'A' && c <= 'Z');
-}
-bool isPlain(char c) {
-    return isSmall(c) || isDigit(c);
-}
 bool isAnyOf(char c, std::string_view characters) {
     return characters.find(c) != std::string_view::npos;
 }
@@ -38,13 +28,6 @@ bool isUnreserved(char c) {
 // What stands for itself in a path.
 bool isPathCharacter(char c) {
     return isUnreserved(c) || isAnyOf(c, "!$&'()*+,;=:@/");
-}
-
-std::string lowered(std::string_view text) {
-    std::string lower(text);
-    for (char& c : lower)
-        if (c >= 'A' && c <= 'Z') c = char(c - 'A' + 'a');
-    return lower;
 }
 
 // The value of a hexadecimal digit, or -1.
@@ -188,34 +171,13 @@ std::vector<std::string_view> steps(std::string_view path) {
     return made;
 }
 
-// "episode-07" of an episode's folder such as "episode-007-sky".
-std::optional<std::string> episodeOf(std::string_view folder) {
-    constexpr std::string_view head = "episode-";
-    if (!folder.starts_with(head)) return {};
-    folder.remove_prefix(head.size());
-    const auto length = std::size_t(std::ranges::find_if_not(folder, isDigit) - folder.begin());
-    if (length < 2 || length > 3) return {};
-    std::string_view number = folder.substr(0, length);
-    const std::string_view name = folder.substr(length);
-    if (name.size() < 2 || name.front() != '-' ||
-        !std::ranges::all_of(name, [](char c) { return isPlain(c) || c == '-'; }))
-        return {};
-    if (length == 3 && number.starts_with('0')) number.remove_prefix(1);
-    return std::string(head) + std::string(number);
-}
-
-bool isStage(std::string_view name) {
-    return !name.empty() && isPlain(name.front()) &&
-           std::ranges::all_of(name, [](char c) { return isPlain(c) || c == '-'; });
-}
-
 // Gives the link the names that its path says.
 void name(OpenLink& link, std::string_view path) {
     const std::vector<std::string_view> parts = steps(path);
-    const auto episode = parts.empty() ? std::nullopt : episodeOf(parts[0]);
+    const auto episode = parts.empty() ? std::nullopt : GalleryNames::episodeOfFolder(parts[0]);
     if (episode && parts.size() == 3 && parts[1] == "stages" && parts[2].ends_with(ending)) {
         const std::string_view stage = parts[2].substr(0, parts[2].size() - ending.size());
-        if (isStage(stage)) {
+        if (GalleryNames::isStage(stage)) {
             link.item = *episode + "/" + std::string(stage);
             link.fileName = safeFileName(std::string(parts[0]) + "-" + std::string(stage));
             return;
@@ -226,8 +188,7 @@ void name(OpenLink& link, std::string_view path) {
         link.fileName = safeFileName(parts[0]);
         return;
     }
-    if (parts.size() == 3 && parts[0] == "s" && parts[2] == "source.metal" && !parts[1].empty() &&
-        parts[1].size() <= 32 && std::ranges::all_of(parts[1], isPlain)) {
+    if (parts.size() == 3 && parts[0] == "s" && parts[2] == "source.metal" && GalleryNames::isSharedId(parts[1])) {
         link.item = "s/" + std::string(parts[1]);
         link.fileName = safeFileName("s-" + std::string(parts[1]));
         return;
@@ -239,21 +200,20 @@ void name(OpenLink& link, std::string_view path) {
 
 std::string OpenLink::Problem::description() const {
     switch (kind) {
-    case Kind::notAllowed:
-        return "Glass Hob only opens shaders from " + std::string(Identity::siteHost) + ": " + reason;
+    case Kind::notAllowed: return "Glass Hob only opens shaders from " + site + ": " + reason;
     case Kind::missingSource: return "The link does not say which shader to open.";
     case Kind::notAnOpenLink: break;
     }
     return "This is not a Glass Hob open link.";
 }
 
-std::expected<OpenLink, OpenLink::Problem> OpenLink::parse(std::string_view link, Local local) {
-    const auto refusal = [](std::string_view reason) {
-        return std::unexpected(Problem{Kind::notAllowed, std::string(reason)});
+std::expected<OpenLink, OpenLink::Problem> OpenLink::parse(std::string_view link, const Site& site) {
+    const auto refusal = [&](std::string_view reason) {
+        return std::unexpected(Problem{Kind::notAllowed, std::string(reason), site.name});
     };
     const auto parts = split(link);
     if (!parts || lowered(parts->scheme) != Identity::urlScheme || lowered(parts->authority) != "open")
-        return std::unexpected(Problem{Kind::notAnOpenLink, {}});
+        return std::unexpected(Problem{Kind::notAnOpenLink, {}, {}});
 
     std::string value;
     for (std::string_view query = parts->query; !query.empty();) {
@@ -264,18 +224,20 @@ std::expected<OpenLink, OpenLink::Problem> OpenLink::parse(std::string_view link
         value = decoded(entry.substr(std::min(equals + 1, entry.size())));
         break;
     }
-    if (value.empty()) return std::unexpected(Problem{Kind::missingSource, {}});
+    if (value.empty()) return std::unexpected(Problem{Kind::missingSource, {}, {}});
 
     const auto address = addressOf(value);
     if (!address) return refusal(notFull);
     if (address->hasUser) return refusal("the address carries a user name");
-    if (local == Local::allowed && address->host == "localhost") {
+    if (site.isLocal() && address->host == "localhost") {
         if (address->scheme != "http" && address->scheme != "https") return refusal("the address is not http or https");
     } else {
         if (address->scheme != "https") return refusal("the address is not https");
-        if (address->host != Identity::webHost)
-            return refusal("the address is on " + address->host + ", not " + std::string(Identity::webHost));
-        if (!address->port.empty()) return refusal("the address names a port");
+        const std::string port = site.portText();
+        const std::string wanted = site.webHost + port;
+        const std::string there = address->host + (port.empty() ? std::string() : std::string(address->port));
+        if (there != wanted) return refusal("the address is on " + there + ", not " + wanted);
+        if (address->port != port) return refusal("the address names a port");
     }
     if (!lowered(address->path).ends_with(ending)) return refusal("the address is not a .metal file");
     if (address->path.find("..") != std::string::npos) return refusal(notFull);

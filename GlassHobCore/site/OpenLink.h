@@ -4,6 +4,8 @@
 // .metal file on the gallery's www host. Such links come from anywhere, so an address is taken apart strictly, and what
 // is downloaded is put together anew from the parts that were checked. Pure; any thread; linear in the link.
 
+#include "GlassHobCore/site/Site.h"
+
 #include <expected>
 #include <optional>
 #include <string>
@@ -12,14 +14,13 @@
 namespace glasshob {
 
 struct OpenLink {
-    // Whether an address on "localhost" is taken as well: for those who work on the gallery itself.
-    enum class Local { refused, allowed };
-
     struct Problem {
         enum class Kind { notAllowed, notAnOpenLink, missingSource };
         Kind kind = Kind::notAnOpenLink;
         // Of notAllowed: what is wrong with the address.
         std::string reason;
+        // The name of the gallery whose shaders are opened.
+        std::string site;
 
         // The sentence for the person.
         std::string description() const;
@@ -33,7 +34,9 @@ struct OpenLink {
     // The name to save it under; always one that safeFileName lets pass.
     std::string fileName;
 
-    static std::expected<OpenLink, Problem> parse(std::string_view link, Local local);
+    // The address must be on the host and the port of this gallery. With a gallery that runs on this machine it may
+    // also be on "localhost", at any port and without encryption: for those who work on the gallery itself.
+    static std::expected<OpenLink, Problem> parse(std::string_view link, const Site& site);
 
     bool operator==(const OpenLink&) const = default;
 };

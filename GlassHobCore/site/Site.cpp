@@ -14,6 +14,7 @@ Site siteOf(const QUrl& base) {
     Site site;
     site.base = base;
     site.webHost = base.host(QUrl::FullyEncoded).toLower().toStdString();
+    if (site.webHost.contains(':')) site.webHost = "[" + site.webHost + "]";
     site.name = site.webHost;
     if (site.name.starts_with("www.")) site.name.erase(0, 4);
     return site;
@@ -33,6 +34,11 @@ Site Site::at(std::string_view apiBase) {
 
 bool Site::isLocal() const {
     return webHost == "localhost" || webHost == "127.0.0.1";
+}
+
+std::string Site::portText() const {
+    const int port = base.port(), usual = base.scheme() == "https" ? 443 : 80;
+    return port == -1 || port == usual ? std::string() : ":" + std::to_string(port);
 }
 
 } // namespace glasshob

@@ -15,7 +15,7 @@ struct Site {
     QUrl base;
     // What texts call it: the host without "www.".
     std::string name;
-    // The host of its pages, as links name it: lower case, punycode.
+    // The host of its pages, as links name it: lower case, punycode, an IPv6 address in brackets.
     std::string webHost;
 
     // The gallery that this program was built for.
@@ -26,6 +26,8 @@ struct Site {
 
     // Whether it runs on this machine ("localhost" or "127.0.0.1"), where plain http is as good as https.
     bool isLocal() const;
+    // ":8443" where its pages are at a port of their own; else empty.
+    std::string portText() const;
 
     bool operator==(const Site&) const = default;
 };

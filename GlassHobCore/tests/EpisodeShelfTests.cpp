@@ -1,5 +1,6 @@
 #include "GlassHobCore/episode/EpisodeShelf.h"
 #include "GlassHobCore/shader/ForkedFrom.h"
+#include "GlassHobCore/shader/GalleryNames.h"
 
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
@@ -91,7 +92,7 @@ TEST_F(EpisodeShelfTest, CopiesUnderAFreeNameAndTouchesNothing) {
     const auto copy = EpisodeShelf::copyInto(mine, episode, "source.metal");
     ASSERT_TRUE(copy) << copy.error();
     EXPECT_EQ(*copy, mine + "/episode-07-rings 3.metal");
-    EXPECT_EQ(contents(*copy), "// Rings\n// @episode 7 Rings\n// @forked-from episode-07\n\nfloat x;\n");
+    EXPECT_EQ(contents(*copy), "// Rings\n// @forked-from episode-07\n// @episode 7 Rings\n\nfloat x;\n");
     EXPECT_EQ(contents(mine + "/episode-07-rings.metal"), "my own");
     EXPECT_FALSE(fs::exists(mine + "/nowhere"));
     EXPECT_EQ(EpisodeShelf::copyInto(mine, episode, "source.metal"), mine + "/episode-07-rings 4.metal");
@@ -128,8 +129,8 @@ TEST(ForkedFrom, IsTheFirstLineThatNamesSomething) {
     for (const auto& each : cases)
         EXPECT_EQ(ForkedFrom::parse(each.source), each.item) << each.source;
     const std::string longest(64, 'a');
-    EXPECT_TRUE(ForkedFrom::isItem("episode-07/" + longest));
-    EXPECT_FALSE(ForkedFrom::isItem("episode-07/" + longest + "a"));
+    EXPECT_TRUE(GalleryNames::isItem("episode-07/" + longest));
+    EXPECT_FALSE(GalleryNames::isItem("episode-07/" + longest + "a"));
 }
 
 TEST(ForkedFrom, StampsWithoutChangingAnythingElse) {
@@ -138,9 +139,14 @@ TEST(ForkedFrom, StampsWithoutChangingAnythingElse) {
         {"a;", "// @forked-from s/x\na;"},
         {"\na;", "// @forked-from s/x\n\na;"},
         {"// Rings", "// Rings\n// @forked-from s/x"},
-        {"// Rings\r\n//\r\n\r\n// more\r\n", "// Rings\r\n//\r\n// @forked-from s/x\r\n\r\n// more\r\n"},
+        {"// Rings\r\n//\r\n\r\n// more\r\n", "// Rings\r\n// @forked-from s/x\r\n//\r\n\r\n// more\r\n"},
         {"\xEF\xBB\xBF// Rings\na;\n", "\xEF\xBB\xBF// Rings\n// @forked-from s/x\na;\n"},
         {"a;\n // @forked-from s/old\r\nb;\n", "a;\n// @forked-from s/x\r\nb;\n"},
+        {"\xEF\xBB\xBF", "\xEF\xBB\xBF// @forked-from s/x\n"},
+        // What is a comment stays one.
+        {"// Rings \\\na;\n", "// @forked-from s/x\n// Rings \\\na;\n"},
+        {"// R\n// @forked-from s/old\\ \na;", "// R\n// @forked-from s/x\n// @forked-from s/old\\ \na;"},
+        {"\xEF\xBB\xBF//@forked-from s/old\na;", "\xEF\xBB\xBF// @forked-from s/x\na;"},
         {"// @forked-from nothing\n// @forked-from s/old", "// @forked-from s/x\n// @forked-from s/old"},
     };
     for (const auto& [source, stamped] : cases) {

@@ -1,7 +1,7 @@
 #include "GlassHobCore/site/OpenLink.h"
 
 #include "GlassHobCore/Identity.h"
-#include "GlassHobCore/shader/ForkedFrom.h"
+#include "GlassHobCore/shader/GalleryNames.h"
 #include "GlassHobCore/site/Handle.h"
 
 #include <QByteArray>
@@ -15,8 +15,6 @@ using namespace std::string_literals;
 
 namespace {
 
-using Local = OpenLink::Local;
-
 const std::string site(Identity::siteHost);
 const std::string web = "https://" + std::string(Identity::webHost);
 
@@ -25,8 +23,8 @@ std::string linkTo(const std::string& address) {
 }
 
 // The source, or the sentence of the refusal.
-std::string opened(const std::string& link, Local local = Local::refused) {
-    const auto result = OpenLink::parse(link, local);
+std::string opened(const std::string& link, const Site& gallery = Site::builtIn()) {
+    const auto result = OpenLink::parse(link, gallery);
     return result ? result->source : result.error().description();
 }
 
@@ -66,12 +64,12 @@ TEST(OpenLink, NamesWhatThePathSays) {
     for (const auto& [path, item, file] : cases) {
         // The second encoding is that of the address itself.
         const std::string address = QUrl(QString::fromStdString(web + path)).toEncoded().toStdString();
-        const auto result = OpenLink::parse(linkTo(address), Local::refused);
+        const auto result = OpenLink::parse(linkTo(address), Site::builtIn());
         ASSERT_TRUE(result) << path << ": " << result.error().description();
         EXPECT_EQ(result->source, address);
         EXPECT_EQ(result->item.value_or(""), item) << path;
         EXPECT_EQ(result->fileName, file) << path;
-        if (result->item) EXPECT_TRUE(ForkedFrom::isItem(*result->item)) << path;
+        if (result->item) EXPECT_TRUE(GalleryNames::isItem(*result->item)) << path;
     }
 }
 
@@ -129,6 +127,7 @@ TEST(OpenLink, RefusesEveryOtherAddress) {
         {"https://[::1]:443" + path, elsewhere("[::1]")},
         {"https://127.0.0.1" + path, elsewhere("127.0.0.1")},
         {web + ":443" + path, port},
+        {"https://WWW." + site + ":8080" + path, port},
         {web + "@evil.example" + path, user},
         {"https://@www." + site + path, user},
         {"https://me:pw@www." + site + path, user},
@@ -186,21 +185,52 @@ TEST(OpenLink, RefusesEveryOtherAddress) {
         EXPECT_EQ(opened(linkTo(address)), sentence) << address;
 }
 
-TEST(OpenLink, TakesLocalAddressesOnlyWhenTheyAreAllowed) {
+TEST(OpenLink, KeepsToTheGalleryThatTheSettingsName) {
     const std::string path = "/s/a/source.metal";
-    for (const std::string& address : {"http://localhost:8080" + path, "https://localhost" + path, web + path})
-        EXPECT_EQ(opened(linkTo(address), Local::allowed), address);
-    const std::pair<std::string, std::string> refused[] = {
-        {"ftp://localhost" + path, refusal("the address is not http or https")},
-        {"http://me@localhost" + path, refusal("the address carries a user name")},
-        {"http://localhost/../x.metal", notFull},
-        {"http://localhost/x.txt", refusal("the address is not a .metal file")},
-        {"http://localhost.evil.example" + path, refusal("the address is not https")},
-        {"http://localhost:99999" + path, notFull},
-        {web + ":8080" + path, refusal("the address names a port")},
+    const auto refused = [](const std::string& name, const std::string& reason) {
+        return "Glass Hob only opens shaders from " + name + ": " + reason;
     };
-    for (const auto& [address, sentence] : refused)
-        EXPECT_EQ(opened(linkTo(address), Local::allowed), sentence) << address;
+    const Site school = Site::at("https://www.School.example:8443/art");
+    const auto elsewhere = [&](const std::string& where) {
+        return refused("school.example", "the address is on " + where + ", not www.school.example:8443");
+    };
+    const std::string itself = "https://www.school.example:8443" + path;
+    EXPECT_EQ(opened(linkTo(itself), school), itself);
+    EXPECT_EQ(opened(linkTo("https://www.school.example" + path), school), elsewhere("www.school.example"));
+    EXPECT_EQ(opened(linkTo("https://www.school.example:443" + path), school), elsewhere("www.school.example:443"));
+    EXPECT_EQ(opened(linkTo("https://www.school.example:08443" + path), school), elsewhere("www.school.example:08443"));
+    EXPECT_EQ(opened(linkTo(web + path), school), elsewhere("www." + site));
+    EXPECT_EQ(opened(linkTo("http://localhost:8443" + path), school),
+              refused("school.example", "the address is not https"));
+    EXPECT_EQ(opened(linkTo("https://school.example:80" + path), Site::at("https://school.example:443")),
+              refused("school.example", "the address names a port"));
+    EXPECT_EQ(opened(linkTo("https://[fd00::1]" + path), Site::at("https://[FD00::1]")), "https://[fd00::1]" + path);
+    EXPECT_EQ(opened(linkTo("https://xn--glsshob-6wa.example" + path), Site::at("https://gl\u00e4sshob.example")),
+              "https://xn--glsshob-6wa.example" + path);
+}
+
+TEST(OpenLink, TakesLocalAddressesOnlyForALocalGallery) {
+    const std::string path = "/s/a/source.metal";
+    const Site local = Site::at("http://127.0.0.1:8080");
+    for (const std::string& address : {"http://localhost:8080" + path, "https://localhost" + path,
+                                       "http://localhost:3000" + path, "https://127.0.0.1:8080" + path})
+        EXPECT_EQ(opened(linkTo(address), local), address);
+    EXPECT_EQ(opened(linkTo("http://LOCALHOST" + path), Site::at("http://localhost")), "http://localhost" + path);
+    const auto refused = [](const std::string& reason) {
+        return "Glass Hob only opens shaders from 127.0.0.1: " + reason;
+    };
+    const std::pair<std::string, std::string> cases[] = {
+        {"ftp://localhost" + path, refused("the address is not http or https")},
+        {"http://me@localhost" + path, refused("the address carries a user name")},
+        {"http://localhost/../x.metal", refused("the address is not a full URL")},
+        {"http://localhost/x.txt", refused("the address is not a .metal file")},
+        {"http://localhost.evil.example" + path, refused("the address is not https")},
+        {"http://127.0.0.1:8080" + path, refused("the address is not https")},
+        {"http://localhost:99999" + path, refused("the address is not a full URL")},
+        {web + path, refused("the address is on www." + site + ", not 127.0.0.1:8080")},
+    };
+    for (const auto& [address, sentence] : cases)
+        EXPECT_EQ(opened(linkTo(address), local), sentence) << address;
 }
 
 // A step that went over all of the rest for each character would take minutes for these.
@@ -212,7 +242,7 @@ TEST(OpenLink, IsQuickWithLongLinks) {
             text += part;
         for (const std::string& link : {text, "glasshob://" + text, "glasshob://open?" + text, linkTo(text),
                                         linkTo("https://" + text + "/x.metal"), linkTo(web + "/" + text + ".metal")}) {
-            const auto result = OpenLink::parse(link, Local::allowed);
+            const auto result = OpenLink::parse(link, Site::at("http://localhost"));
             if (result)
                 EXPECT_LE(result->fileName.size(), 106u);
             else

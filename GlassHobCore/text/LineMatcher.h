@@ -4,6 +4,7 @@
 // Stands in for regular expressions, which cost a hundred times as much on text that is looked at on every keystroke.
 // A plain value over the caller's line; a failed step leaves it where it was.
 
+#include "GlassHobCore/text/Ascii.h"
 #include "GlassHobCore/text/Lines.h"
 
 #include <cstddef>
@@ -39,7 +40,7 @@ class LineMatcher {
     // `[A-Za-z_][A-Za-z0-9_]*`; empty when there is none.
     std::string_view identifier() {
         std::size_t length = 0;
-        while (length < rest_.size() && (isLetter(rest_[length]) || (length > 0 && isDigit(rest_[length]))))
+        while (length < rest_.size() && (isNameLetter(rest_[length]) || (length > 0 && isDigit(rest_[length]))))
             ++length;
         return take(length);
     }
@@ -64,8 +65,7 @@ class LineMatcher {
     bool atEnd() const { return rest_.empty(); }
 
   private:
-    static bool isDigit(char c) { return c >= '0' && c <= '9'; }
-    static bool isLetter(char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || c == '_'; }
+    static bool isNameLetter(char c) { return isLetter(c) || c == '_'; }
 
     std::size_t leadingWhiteSpaceCharacter(std::size_t at) const {
         const auto byte = static_cast<unsigned char>(rest_[at]);
