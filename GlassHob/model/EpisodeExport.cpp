@@ -9,6 +9,7 @@
 #include <QRegularExpression>
 
 #include <algorithm>
+#include <utility>
 
 namespace glasshob {
 
@@ -46,7 +47,14 @@ EpisodeExport::EpisodeExport(AppModel& model) : model_(model) {
     const auto tell = [this] { emit changed(); };
     connect(&model_, &AppModel::documentChanged, this, tell);
     connect(&model_, &AppModel::compiled, this, tell);
-    connect(&model_, &AppModel::exportChanged, this, tell);
+    // Not each report of a running one.
+    connect(&model_, &AppModel::exportChanged, this, [this] {
+        if (std::exchange(wasExporting_, isExporting()) != isExporting()) emit changed();
+    });
+}
+
+bool EpisodeExport::isExporting() const {
+    return model_.exports().isRunning() || std::holds_alternative<ExportRunning>(model_.exportState());
 }
 
 void EpisodeExport::setChoices(EpisodeExportChoices choices) {
@@ -82,16 +90,16 @@ void EpisodeExport::follow() {
     if (const auto& episode = model_.episode().episode()) {
         if (!episode->stages.empty()) {
             stages_ = std::int64_t(episode->stages.size()) + 1;
-            if (const auto stages = episode->walkthrough(episodeLook::pageLines))
-                for (const WalkthroughStage& stage : *stages)
-                    pages_ += std::int64_t(stage.pages.size());
+            for (const WalkthroughStage& stage : model_.episode().stages())
+                pages_ += std::int64_t(stage.pages.size());
         }
         const auto params = ParamParser::parse(episode->source.text);
         hasSliders_ = std::ranges::any_of(
             params, [](const ParamDecl& param) { return !Variations::excluded().contains(param.name); });
         if (hasSliders_) variations_ = std::int64_t(episode->meta.variations.size());
+        const std::vector<WalkthroughStage>& stages = model_.episode().stages();
         const auto make = [&](const EpisodeChoices& choices) -> std::shared_ptr<const EpisodePlan> {
-            auto plan = EpisodePlan::make(*episode, choices_.preset(), choices);
+            auto plan = EpisodePlan::make(*episode, choices_.preset(), choices, pages_ > 0 ? &stages : nullptr);
             if (plan) return std::make_shared<const EpisodePlan>(std::move(*plan));
             planFault_ = asQString(plan.error().sentence);
             return nullptr;
@@ -130,8 +138,7 @@ QString EpisodeExport::obstacle() const {
     const OpenEpisode& episode = model_.episode();
     if (!episode.episode()) return tr("The shader has no line @episode");
     if (model_.needsRun()) return tr("Press Run in the window first");
-    if (model_.exports().isRunning() || std::holds_alternative<ExportRunning>(model_.exportState()))
-        return tr("Another export is running");
+    if (isExporting()) return tr("Another export is running");
     if (episode.sourceFault()) return tr("The finished shader does not compile: repair it first.");
     const bool walks = choices_.hasWalkthrough && stages_ > 0;
     if (walks && episode.fault())

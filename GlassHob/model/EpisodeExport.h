@@ -80,6 +80,7 @@ class EpisodeExport : public QObject {
 
   private:
     void follow();
+    bool isExporting() const; // anything
 
     AppModel& model_;
     EpisodeExportChoices choices_;
@@ -89,6 +90,7 @@ class EpisodeExport : public QObject {
     QString planFault_;
     std::int64_t stages_ = 0, pages_ = 0, variations_ = 0;
     bool hasSliders_ = false;
+    bool wasExporting_ = false;
 };
 
 } // namespace glasshob

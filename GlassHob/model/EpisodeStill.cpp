@@ -2,9 +2,6 @@
 
 #include "GlassHobRender/export/EpisodePicture.h"
 
-#include <QCoreApplication>
-#include <QPointer>
-
 #include <utility>
 
 namespace glasshob {
@@ -15,11 +12,8 @@ constexpr double redrawDelay = 0.3;
 
 } // namespace
 
-EpisodeStill::EpisodeStill(QSize most, std::unique_ptr<Delay> delay) : most_(most), delay_(std::move(delay)) {}
-
-EpisodeStill::~EpisodeStill() {
-    stop_.request_stop();
-    if (thread_.joinable()) thread_.join();
+EpisodeStill::EpisodeStill(QSize most, std::unique_ptr<Delay> delay) : most_(most), delay_(std::move(delay)) {
+    connect(&thread_, &PictureThread::ended, this, &EpisodeStill::take);
 }
 
 bool EpisodeStill::isSame(const Moment& a, const Moment& b) {
@@ -39,7 +33,7 @@ void EpisodeStill::show(std::shared_ptr<const EpisodePlan> plan, EpisodePrograms
 
 void EpisodeStill::dismiss() {
     delay_->cancel();
-    stop_.request_stop();
+    thread_.stop();
     wanted_.reset();
     drawn_.reset();
     image_ = {};
@@ -47,41 +41,26 @@ void EpisodeStill::dismiss() {
 
 void EpisodeStill::redraw() {
     if (!wanted_ || (drawn_ && isSame(*wanted_, *drawn_))) return;
-    if (thread_.joinable()) {
-        // Its end comes back here.
-        stop_.request_stop();
+    if (thread_.isBusy()) {
+        thread_.stop(); // its end comes back here
         return;
     }
     drawn_ = wanted_;
-    stop_ = std::stop_source();
-    thread_ =
-        std::thread([moment = *wanted_, most = most_, stop = stop_.get_token(), guard = QPointer(this)]() mutable {
-            const QImage image = draw(moment, most, stop);
-            moment = {}; // the programs are let go of before anybody hears of the end
-            QMetaObject::invokeMethod(
-                qApp,
-                [guard, image] {
-                    if (guard) guard->take(image);
-                },
-                Qt::QueuedConnection);
-        });
+    thread_.start([moment = *wanted_, most = most_](const std::stop_token& stop) { return draw(moment, most, stop); });
 }
 
 QImage EpisodeStill::draw(const Moment& moment, QSize most, const std::stop_token& stop) {
     EpisodePicture picture(*moment.plan, moment.programs, episodePictureSize(*moment.plan, most), stop);
-    auto image = picture.at(moment.seconds);
-    return image ? std::move(*image) : QImage();
+    return picture.at(moment.seconds).value_or(QImage());
 }
 
-void EpisodeStill::take(const QImage& image) {
-    thread_.join();
-    const bool isOvertaken = stop_.stop_requested() || !drawn_;
-    if (isOvertaken) {
+void EpisodeStill::take(const QImage& picture, bool wasStopped) {
+    if (wasStopped || !drawn_) {
         drawn_.reset(); // also one that was done all the same
         redraw();
         return;
     }
-    image_ = image;
+    image_ = picture;
     emit changed();
 }
 

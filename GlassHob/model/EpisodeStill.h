@@ -6,6 +6,7 @@
 #pragma once
 
 #include "GlassHob/model/Delay.h"
+#include "GlassHob/model/PictureThread.h"
 #include "GlassHobRender/export/EpisodeVideo.h"
 
 #include <QImage>
@@ -15,7 +16,6 @@
 #include <memory>
 #include <optional>
 #include <stop_token>
-#include <thread>
 
 namespace glasshob {
 
@@ -24,7 +24,6 @@ class EpisodeStill : public QObject {
   public:
     // Pictures are no larger than `most`.
     explicit EpisodeStill(QSize most, std::unique_ptr<Delay> delay = std::make_unique<TimerDelay>());
-    ~EpisodeStill() override;
 
     // Draws this moment, in seconds of the video; at once when nothing has been drawn yet.
     void show(std::shared_ptr<const EpisodePlan> plan, EpisodePrograms programs, double seconds);
@@ -45,13 +44,12 @@ class EpisodeStill : public QObject {
     static bool isSame(const Moment& a, const Moment& b);
     static QImage draw(const Moment& moment, QSize most, const std::stop_token& stop);
     void redraw();
-    void take(const QImage& image);
+    void take(const QImage& picture, bool wasStopped);
 
     QSize most_;
     std::unique_ptr<Delay> delay_;
     std::optional<Moment> wanted_, drawn_; // the second is drawn, or in work
-    std::stop_source stop_;
-    std::thread thread_;
+    PictureThread thread_;
     QImage image_;
 };
 

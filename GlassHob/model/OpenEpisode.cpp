@@ -121,6 +121,15 @@ bool OpenEpisode::looksForStages() const {
     return model_.filePath() && QFileInfo(*model_.filePath()).fileName() == QStringLiteral("source.metal");
 }
 
+QString OpenEpisode::advice() const {
+    if (state_ == State::notSaved) return tr("Save the shader first: the stages are looked for beside its file.");
+    if (state_ != State::noStages) return {};
+    return looksForStages() ? tr("Put the earlier steps as .metal files into a folder “stages” beside the shader. They "
+                                 "are shown in the order of their names.")
+                            : tr("Save the shader as source.metal in a folder of its own, with the earlier steps as "
+                                 ".metal files in a folder “stages” beside it.");
+}
+
 void OpenEpisode::read() {
     delay_->cancel();
     path_ = model_.filePath();
@@ -128,6 +137,7 @@ void OpenEpisode::read() {
     const bool hadHeader = std::exchange(hasHeader_, EpisodeFolder::hasHeader(text_));
     const auto before = std::tuple(state_, episode_, problem_, fault_, sourceFault_);
     episode_.reset();
+    stages_.clear();
     problem_.clear();
     codeFault_.reset();
     if (hasHeader_ && greatestNeed() != Need::nothing) {
@@ -145,17 +155,19 @@ void OpenEpisode::read() {
         }
     }
     if (episode_) {
-        const auto pages = episode_->walkthrough(episodeLook::pageLines);
-        if (!pages) {
-            const auto at = std::size_t(pages.error().number) - 1;
+        auto made = episode_->walkthrough(episodeLook::pageLines);
+        if (made) {
+            stages_ = std::move(*made);
+        } else {
+            const auto at = std::size_t(made.error().number) - 1;
             const EpisodeFile& file = at < episode_->stages.size() ? episode_->stages[at] : episode_->source;
             const QString path = QFile::decodeName(QByteArray::fromStdString(file.path));
-            codeFault_ = StageFault{.number = pages.error().number,
+            codeFault_ = StageFault{.number = made.error().number,
                                     .name = QFileInfo(path).fileName(),
                                     .path = path,
                                     .hasNoCode = true,
                                     .line = 0,
-                                    .message = asQString(pages.error().sentence)};
+                                    .message = asQString(made.error().sentence)};
         }
     }
     std::erase_if(made_, [this](const auto& entry) {

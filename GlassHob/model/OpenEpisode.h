@@ -19,6 +19,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 class QFileSystemWatcher;
 
@@ -61,8 +62,12 @@ class OpenEpisode : public QObject {
     State state() const { return state_; }
     // There in every state but `nothing`; with stages in `stageFault` and `ready` only.
     const std::optional<Episode>& episode() const { return episode_; }
+    // Its walkthrough, for pages of the usual length; empty without stages, and where one has no code to show.
+    const std::vector<WalkthroughStage>& stages() const { return stages_; }
     // A whole sentence.
     const QString& problem() const { return problem_; }
+    // In the states `notSaved` and `noStages`: what the author can do.
+    QString advice() const;
 
     struct StageFault {
         // From 1; one more than there are stages for the finished shader.
@@ -127,6 +132,7 @@ class OpenEpisode : public QObject {
     bool hasHeader_ = false;
     State state_ = State::nothing;
     std::optional<Episode> episode_;
+    std::vector<WalkthroughStage> stages_;
     QString problem_;
     std::optional<StageFault> codeFault_; // of the walkthrough, before any compile
     std::optional<StageFault> fault_, sourceFault_;

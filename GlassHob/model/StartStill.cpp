@@ -1,16 +1,8 @@
 #include "GlassHob/model/StartStill.h"
 
-#include "GPU/Device.h"
-#include "GPU/Texture.h"
 #include "GlassHob/model/AppModel.h"
-#include "GlassHobRender/export/FrameDrawer.h"
+#include "GlassHobRender/export/FrameImages.h"
 #include "GlassHobRender/program/ShaderProgram.h"
-
-#include <QCoreApplication>
-#include <QPointer>
-
-#include <algorithm>
-#include <cmath>
 
 namespace glasshob {
 
@@ -18,8 +10,7 @@ namespace {
 
 constexpr double redrawDelay = 0.3;
 // More than the window shows, so that fine structures look as they will in the video.
-constexpr std::int64_t mostWidth = 1280;
-constexpr std::int64_t mostHeight = 720;
+constexpr QSize mostSize{1280, 720};
 
 } // namespace
 
@@ -28,11 +19,7 @@ StartStill::StartStill(AppModel& model, std::unique_ptr<Delay> delay) : model_(m
     connect(&model_, &AppModel::valueChanged, this, &StartStill::follow);
     connect(&model_, &AppModel::valuesReset, this, &StartStill::follow);
     connect(&model_, &AppModel::compiled, this, &StartStill::follow);
-}
-
-StartStill::~StartStill() {
-    stop_.request_stop();
-    if (thread_.joinable()) thread_.join();
+    connect(&thread_, &PictureThread::ended, this, &StartStill::take);
 }
 
 void StartStill::setWanted(bool wanted) {
@@ -43,7 +30,7 @@ void StartStill::setWanted(bool wanted) {
         redraw();
         return;
     }
-    stop_.request_stop();
+    thread_.stop();
     asked_.reset(); // a program keeps its device
     image_ = {};
 }
@@ -63,63 +50,29 @@ void StartStill::redraw() {
     const auto moment = now();
     if (!moment) asked_.reset();
     if (!moment || moment == asked_) return;
-    if (thread_.joinable()) {
-        // Its end comes back here.
-        stop_.request_stop();
+    if (thread_.isBusy()) {
+        thread_.stop(); // its end comes back here
         return;
     }
     asked_ = moment;
-    stop_ = std::stop_source();
-    thread_ = std::thread([moment = *moment, stop = stop_.get_token(), guard = QPointer(this)]() mutable {
-        const QImage image = draw(moment, stop);
-        moment = {}; // the program is let go of before anybody hears of the end
-        QMetaObject::invokeMethod(
-            qApp,
-            [guard, image] {
-                if (guard) guard->take(image);
-            },
-            Qt::QueuedConnection);
-    });
+    thread_.start([moment = *moment](const std::stop_token& stop) { return draw(moment, stop); });
 }
 
 QImage StartStill::draw(const Moment& moment, const std::stop_token& stop) {
-    const double scale = std::min(double(mostWidth) / double(moment.width), double(mostHeight) / double(moment.height));
-    const auto side = [scale](std::int64_t length) {
-        return std::max<std::int64_t>(std::llround(scale * double(length)), 1);
-    };
-    const std::int64_t width = side(moment.width), height = side(moment.height);
-    ExportPreset preset = ExportPreset::site();
-    preset.width = width;
-    preset.height = height;
-    const auto& device = moment.program->device();
-    const std::vector<ExportSegment> segments = {
-        {moment.program, moment.values, moment.start, 0, moment.watermark, false}};
-    const ExportTimeline timeline(segments, preset.fps);
-    const auto texture = device->makeTexture({.width = std::uint32_t(width),
-                                              .height = std::uint32_t(height),
-                                              .storage = gpu::StorageMode::shared,
-                                              .usage = {.shaderRead = false, .renderTarget = true}});
-    if (!texture) return {};
-    try {
-        FrameDrawer drawer(timeline, preset, device, stop);
-        if (!drawer.draw(0, *texture)) return {};
-    } catch (const std::exception&) {
-        return {};
-    }
-    return QImage(reinterpret_cast<const uchar*>((*texture)->contents()), int(width), int(height),
-                  qsizetype((*texture)->rowBytes()), QImage::Format_RGB32)
-        .copy();
+    const QSize size = QSize(int(moment.width), int(moment.height)).scaled(mostSize, Qt::KeepAspectRatio);
+    FrameImages frames({{moment.program, moment.values, moment.start, 0, moment.watermark, false}},
+                       size.expandedTo({1, 1}), ExportPreset::site().fps, stop);
+    return frames.at(0).value_or(QImage());
 }
 
-void StartStill::take(const QImage& image) {
-    thread_.join();
-    const bool isOvertaken = stop_.stop_requested() || !asked_;
-    if (isOvertaken)
+void StartStill::take(const QImage& picture, bool wasStopped) {
+    if (wasStopped || !asked_) {
         asked_.reset(); // also one that was done all the same
-    else if (!image.isNull())
-        image_ = image;
-    if (isOvertaken && wanted_) redraw();
-    if (!isOvertaken && !image.isNull()) emit changed();
+        if (wanted_) redraw();
+    } else if (!picture.isNull()) {
+        image_ = picture;
+        emit changed();
+    }
 }
 
 } // namespace glasshob

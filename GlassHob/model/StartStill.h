@@ -6,6 +6,7 @@
 #pragma once
 
 #include "GlassHob/model/Delay.h"
+#include "GlassHob/model/PictureThread.h"
 #include "GlassHobCore/shader/Params.h"
 
 #include <QImage>
@@ -15,7 +16,6 @@
 #include <memory>
 #include <optional>
 #include <stop_token>
-#include <thread>
 
 namespace glasshob {
 
@@ -26,7 +26,6 @@ class StartStill : public QObject {
     Q_OBJECT
   public:
     explicit StartStill(AppModel& model, std::unique_ptr<Delay> delay = std::make_unique<TimerDelay>());
-    ~StartStill() override;
 
     // Wanted: what is not drawn yet is drawn at once.
     void setWanted(bool wanted);
@@ -50,14 +49,13 @@ class StartStill : public QObject {
     std::optional<Moment> now() const;
     void follow();
     void redraw();
-    void take(const QImage& image);
+    void take(const QImage& picture, bool wasStopped);
 
     AppModel& model_;
     std::unique_ptr<Delay> delay_;
     bool wanted_ = false;
     std::optional<Moment> asked_; // drawn, or in work
-    std::stop_source stop_;
-    std::thread thread_;
+    PictureThread thread_;
     QImage image_;
 };
 

@@ -1,10 +1,7 @@
 #include "GlassHob/model/VariationStills.h"
 
-#include "GPU/Device.h"
-#include "GPU/Texture.h"
 #include "GlassHob/model/BesideWork.h"
-#include "GlassHobRender/export/FrameDrawer.h"
-#include "GlassHobRender/program/ShaderProgram.h"
+#include "GlassHobRender/export/FrameImages.h"
 
 #include <QCoreApplication>
 #include <QPointer>
@@ -36,19 +33,10 @@ constexpr Clock::duration mostRest = std::chrono::milliseconds(250);
 class Brush {
   public:
     Brush(std::shared_ptr<const ShaderProgram> program, const QSize& size)
-        : program_(std::move(program)), size_(size), preset_(ExportPreset::site()) {
-        preset_.width = std::int64_t(size.width()) * fineness;
-        preset_.height = std::int64_t(size.height()) * fineness;
-        preset_.fps = fps;
-        auto texture = program_->device()->makeTexture({.width = std::uint32_t(preset_.width),
-                                                        .height = std::uint32_t(preset_.height),
-                                                        .storage = gpu::StorageMode::shared,
-                                                        .usage = {.shaderRead = false, .renderTarget = true}});
-        if (texture) texture_ = *texture;
-    }
+        : program_(std::move(program)), size_(size) {}
 
     QImage still(const VariationStills::Wish& wish, const std::stop_token& stop) {
-        const Run run(*this, wish, stop);
+        Run run(*this, wish, stop);
         return draw(run, 0);
     }
     // A frame of the one that runs; it begins when it is another one than before.
@@ -72,27 +60,21 @@ class Brush {
 
     struct Run {
         Run(const Brush& brush, const VariationStills::Wish& wish_, const std::stop_token& stop)
-            : wish(wish_), segments({{brush.program_, wish.values, wish.start, longestRun, false, false}}),
-              timeline(segments, fps), drawer(timeline, brush.preset_, brush.program_->device(), stop) {}
+            : wish(wish_), images({{brush.program_, wish.values, wish.start, longestRun, false, false}},
+                                  brush.size_ * fineness, fps, stop) {}
         VariationStills::Wish wish;
-        std::vector<ExportSegment> segments;
-        ExportTimeline timeline;
-        mutable FrameDrawer drawer;
+        FrameImages images;
         Clock::time_point began = Clock::now();
         std::int64_t frame = 0;
     };
 
-    QImage draw(const Run& run, std::int64_t frame) const {
-        if (!texture_ || !run.drawer.draw(frame, texture_)) return {};
-        const QImage whole(reinterpret_cast<const uchar*>(texture_->contents()), int(preset_.width),
-                           int(preset_.height), qsizetype(texture_->rowBytes()), QImage::Format_RGB32);
-        return whole.scaled(size_, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
+    QImage draw(Run& run, std::int64_t frame) const {
+        const auto whole = run.images.at(frame);
+        return whole ? whole->scaled(size_, Qt::IgnoreAspectRatio, Qt::SmoothTransformation) : QImage();
     }
 
     std::shared_ptr<const ShaderProgram> program_;
     QSize size_;
-    ExportPreset preset_;
-    std::shared_ptr<gpu::Texture> texture_;
     std::unique_ptr<Run> running_;
 };
 

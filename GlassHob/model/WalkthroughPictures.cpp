@@ -58,6 +58,7 @@ struct WalkthroughPictures::Work {
     // Of the page in work, which another page interrupts.
     std::stop_source pageStop;
     std::optional<PagePlace> pageInWork;
+    std::chrono::steady_clock::time_point pageBegan;
     bool isRunning = false;
 
     WalkthroughPictures* object = nullptr; // main thread
@@ -121,6 +122,7 @@ void WalkthroughPictures::Work::run(const std::shared_ptr<Work>& work) {
             if (isInterruption) work->pageStop = std::stop_source();
             const std::stop_source stop = work->pageStop;
             work->pageInWork = moment->place;
+            work->pageBegan = std::chrono::steady_clock::now();
             guard.unlock();
             // The code of another page does not wait for a shader that takes long.
             const bool maybeSlow = isInterruption || !work->lastPlace || work->lastTook > slow;
@@ -207,12 +209,14 @@ void WalkthroughPictures::setSmallSize(QSize size) {
     work_->smallSize = size;
 }
 
-std::int64_t WalkthroughPictures::wantMoment(double seconds, PagePlace place) {
+std::int64_t WalkthroughPictures::wantMoment(double seconds, PagePlace place, Reason reason) {
     {
         const std::lock_guard guard(work_->lock);
         work_->moment = Work::Moment{seconds, place, ++asked_};
         work_->smallStop.request_stop();
-        if (work_->pageInWork && work_->pageInWork != place) work_->pageStop.request_stop();
+        const bool isOther = work_->pageInWork && work_->pageInWork != place;
+        const bool isSlow = std::chrono::steady_clock::now() - work_->pageBegan > slow;
+        if (isOther && (reason == Reason::turned || isSlow)) work_->pageStop.request_stop();
     }
     begin();
     return asked_;

@@ -42,9 +42,11 @@ class WalkthroughPictures : public QObject {
     void setPageSize(QSize size);
     void setSmallSize(QSize size);
 
+    enum class Reason { turned, played };
     // The picture of so many seconds of the film, on the page at that time. Replaces what was wanted before; gives the
-    // number that drawn() tells.
-    std::int64_t wantMoment(double seconds, PagePlace place);
+    // number that drawn() tells. Another page that is turned to does not wait for the picture in work; one that is
+    // played does unless that one is slow, as the way of particles up to a moment would begin anew.
+    std::int64_t wantMoment(double seconds, PagePlace place, Reason reason);
     // Small pictures in this order. Those that are there for the same page and program are not drawn again.
     void wantSmall(const std::vector<PagePlace>& places);
     // Null while there is none.

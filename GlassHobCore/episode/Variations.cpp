@@ -6,6 +6,15 @@
 #include <cmath>
 #include <utility>
 
+namespace glasshob {
+
+const std::string& Variation::title() const {
+    static const std::string usual = "Default settings";
+    return highlights.empty() ? usual : highlights;
+}
+
+} // namespace glasshob
+
 namespace glasshob::Variations {
 
 namespace {
@@ -102,9 +111,7 @@ double appendChapters(std::span<const Variation> variations, double variationLen
         std::string settings;
         for (const auto& [name, value] : variation.values)
             settings += (settings.empty() ? "" : ", ") + named(name, value);
-        chapters.push_back({offset + variationLength * double(k),
-                            variation.highlights.empty() ? "Default settings" : variation.highlights,
-                            std::move(settings)});
+        chapters.push_back({offset + variationLength * double(k), variation.title(), std::move(settings)});
     }
     return offset + variationLength * double(variations.size());
 }

@@ -25,6 +25,8 @@ struct Variation {
     // The one or two sliders that are farthest off their defaults, "speed 1.25, hue 0.4"; empty when none is.
     std::string highlights;
 
+    // What it is called: its highlights, or "Default settings".
+    const std::string& title() const;
     bool operator==(const Variation&) const = default;
 };
 

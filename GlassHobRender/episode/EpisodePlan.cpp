@@ -70,7 +70,8 @@ void EpisodePlan::add(Kind kind, std::string title, double seconds, std::size_t 
 }
 
 std::expected<EpisodePlan, EpisodePlan::Fault> EpisodePlan::make(const Episode& episode, const ExportPreset& preset,
-                                                                 const EpisodeChoices& choices) {
+                                                                 const EpisodeChoices& choices,
+                                                                 const std::vector<WalkthroughStage>* stages) {
     EpisodePlan plan;
     plan.meta_ = episode.meta;
     plan.choices_ = choices;
@@ -88,10 +89,12 @@ std::expected<EpisodePlan, EpisodePlan::Fault> EpisodePlan::make(const Episode& 
             if (episode.source.name == "source.metal")
                 plan.notes_.emplace_back("There are no stages, so the video has no walkthrough: put them into a folder "
                                          "called stages beside source.metal.");
+        } else if (stages != nullptr) {
+            plan.stages_ = *stages;
         } else {
-            auto stages = episode.walkthrough(choices.pageLines);
-            if (!stages) return std::unexpected(Fault{stages.error().sentence, stages.error().number});
-            plan.stages_ = std::move(*stages);
+            auto made = episode.walkthrough(choices.pageLines);
+            if (!made) return std::unexpected(Fault{made.error().sentence, made.error().number});
+            plan.stages_ = std::move(*made);
         }
     }
     std::vector<std::int64_t> indices;
@@ -122,9 +125,7 @@ std::expected<EpisodePlan, EpisodePlan::Fault> EpisodePlan::make(const Episode& 
         plan.add(Kind::stage, std::to_string(plan.stages_[i].number) + " · " + plan.stages_[i].title,
                  double(plan.stages_[i].pages.size()) * choices.pageSeconds, i);
     for (std::size_t i = 0; i < plan.variations_.size(); ++i)
-        plan.add(Kind::variation,
-                 plan.variations_[i].highlights.empty() ? "Default settings" : plan.variations_[i].highlights,
-                 plan.meta_.variationLength, i);
+        plan.add(Kind::variation, plan.variations_[i].title(), plan.meta_.variationLength, i);
     const bool hasContent = !plan.parts_.empty() && plan.parts_.back().kind != Kind::opening;
     if (!hasContent) return std::unexpected(Fault{"There is nothing left to show: choose at least one part.", {}});
     if (choices.hasCards && hasRoom) plan.add(Kind::end, "End", episodeLook::cardSeconds);

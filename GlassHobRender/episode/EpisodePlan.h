@@ -70,8 +70,11 @@ class EpisodePlan {
     static constexpr std::int64_t usualVariations = 4;
 
     // Fails when a stage has no code to show, when nothing is left to show, or when the video would be too long.
+    // `stages` is the episode's walkthrough for the choices' lines of a page where that is known already: it is most of
+    // the work.
     static std::expected<EpisodePlan, Fault> make(const Episode& episode, const ExportPreset& preset,
-                                                  const EpisodeChoices& choices);
+                                                  const EpisodeChoices& choices,
+                                                  const std::vector<WalkthroughStage>* stages = nullptr);
 
     // Variations of an episode from an index on, with the seed, span and length that its video takes them with.
     static std::vector<Variation> variations(const Episode& episode, std::int64_t first, std::int64_t count,

@@ -7,33 +7,21 @@
 // a window lives on. A process with an application.
 
 #include "GlassHobRender/export/EpisodeVideo.h"
-#include "GlassHobRender/export/ExportSegment.h"
-#include "GlassHobRender/formats/ExportError.h"
+#include "GlassHobRender/export/FrameImages.h"
 
 #include <QImage>
 #include <QSize>
 
 #include <expected>
-#include <memory>
 #include <stop_token>
-#include <vector>
-
-namespace gpu {
-class Texture;
-}
 
 namespace glasshob {
-
-class FrameDrawer;
 
 class EpisodePicture {
   public:
     // `size` is that of the pictures, at best of the plan's proportions. Programs that are not there yet are null, and
     // there are no pictures of theirs. `stop` ends what takes long: the way of particles up to a moment.
     EpisodePicture(EpisodePlan plan, EpisodePrograms programs, QSize size, std::stop_token stop = {});
-    ~EpisodePicture();
-    EpisodePicture(const EpisodePicture&) = delete;
-    EpisodePicture& operator=(const EpisodePicture&) = delete;
 
     const EpisodePlan& plan() const { return plan_; }
 
@@ -43,13 +31,7 @@ class EpisodePicture {
 
   private:
     EpisodePlan plan_;
-    ExportPreset preset_;
-    std::vector<ExportSegment> segments_;
-    ExportTimeline timeline_;
-    std::stop_token stop_;
-    std::shared_ptr<gpu::Texture> texture_;
-    std::unique_ptr<FrameDrawer> drawer_;
-    std::int64_t last_ = -1;
+    FrameImages frames_;
 };
 
 // The largest size of the plan's proportions that is no larger than `most`, both sides at least a pixel.

@@ -21,7 +21,7 @@
 #include <QVBoxLayout>
 
 #include <algorithm>
-#include <cmath>
+#include <utility>
 
 namespace glasshob {
 
@@ -283,10 +283,12 @@ void EpisodeProgress::follow() {
     const EpisodePart& part = plan.partAt(running->done);
     const int row = int(&part - plan.parts().data());
     const double share = double(running->done - part.firstFrame) / double(part.frames);
-    chapters()->setRows(chapterRows(plan));
+    if (std::exchange(plan_, order->episode) != order->episode) {
+        chapters()->setRows(chapterRows(plan));
+        tellCount();
+    }
     chapters()->chapters()->setProgress(ChapterModel::Progress{row, std::clamp(int(share * 100), 0, 100)});
     picture()->setAccessibleDescription(chapters()->chapters()->rows()[std::size_t(row)].title);
-    tellCount();
     if (row != shown_) chapters()->scrollTo(chapters()->chapters()->index(row));
     shown_ = row;
     cancel_->setEnabled(!model_.exports().isCancelling());
@@ -317,17 +319,12 @@ void EpisodeFinishedPage::follow() {
     const ExportJob& job = model_.exports();
     if (!finished || !job.order() || !job.order()->episode) return;
     const ExportOrder& order = *job.order();
-    const double taken = job.secondsTaken();
-    const double rounded = taken < 10 ? std::round(taken * 10) / 10 : std::round(taken);
     QString companion;
     if (!order.companions.empty())
         companion =
             exportTexts::nameOfResult(order.path.left(order.path.lastIndexOf(u'.')) + order.companions.front().suffix);
     tell(exportTexts::ready(order), finished->path,
-         tr("%1 · %2 · took %3")
-             .arg(exportTexts::place(order.seconds()), exportTexts::size(double(job.bytes())),
-                  exportTexts::length(rounded)),
-         companion);
+         exportTexts::result(exportTexts::place(order.seconds()), double(job.bytes()), job.secondsTaken()), companion);
 }
 
 } // namespace glasshob

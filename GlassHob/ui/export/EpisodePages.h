@@ -7,6 +7,8 @@
 
 #include <QSize>
 
+#include <memory>
+
 class QBoxLayout;
 class QCheckBox;
 
@@ -14,6 +16,7 @@ namespace glasshob {
 
 class AppModel;
 class ChapterList;
+class EpisodePlan;
 class EpisodeParts;
 class ExportFigures;
 class ExportPicture;
@@ -109,7 +112,8 @@ class EpisodeProgress : public TwoColumnPage {
     AppModel& model_;
     ExportFigures* figures_;
     TextButton* cancel_;
-    int shown_ = -1; // the row that was brought into view last
+    std::shared_ptr<const EpisodePlan> plan_; // that the rows are of
+    int shown_ = -1;                          // the row that was brought into view last
 };
 
 class EpisodeFinishedPage : public ResultPage {

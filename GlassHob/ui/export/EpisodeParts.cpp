@@ -354,17 +354,11 @@ void EpisodeParts::followWalkthrough() {
         return;
     case State::notSaved:
         walkthrough_->setDetail(tr("No stages yet"));
-        walkthrough_->tell(tr("Save the shader first: the stages are looked for beside its file."),
-                           PartRow::Tone::note);
+        walkthrough_->tell(episode.advice(), PartRow::Tone::note);
         return;
     case State::noStages:
         walkthrough_->setDetail(tr("No stages found"));
-        walkthrough_->tell(episode.looksForStages()
-                               ? tr("Put the earlier steps as .metal files into a folder “stages” beside the shader. "
-                                    "They are shown in the order of their names.")
-                               : tr("Save the shader as source.metal in a folder of its own, with the earlier steps as "
-                                    ".metal files in a folder “stages” beside it."),
-                           PartRow::Tone::note, {showFolder_, lookAgain_});
+        walkthrough_->tell(episode.advice(), PartRow::Tone::note, {showFolder_, lookAgain_});
         return;
     case State::unreadable:
         walkthrough_->setDetail(tr("The stages cannot be read"));

@@ -1,31 +1,24 @@
-// The window in which an episode's video is exported: what it holds, how far it is, how it has ended. It follows the
-// open document's episode and the model's export state. Not modal: editing continues during an export. Closed while its
-// export runs it asks once, and cancels it. Main thread; deletes itself when it is closed.
+// The window in which the video of the open document's episode is exported: its parts and chapters, with a picture of
+// the one that is chosen. Main thread; deletes itself when it is closed.
 #pragma once
 
 #include "GlassHob/model/EpisodeStill.h"
+#include "GlassHob/ui/export/ExportDialog.h"
 
-#include <QDialog>
 #include <QImage>
 
 namespace glasshob {
 
-class AppModel;
 class EpisodeFinishedPage;
 class EpisodeForm;
 class EpisodeProgress;
-class ExportFailedPage;
 class ExportPicture;
 
-class EpisodeWindow : public QDialog {
+class EpisodeWindow : public ExportDialog {
     Q_OBJECT
   public:
     EpisodeWindow(AppModel& model, QWidget* parent);
     ~EpisodeWindow() override;
-
-    // Before the other windows, with the keyboard.
-    void comeForward();
-    void reject() override;
 
     EpisodeForm* form() const { return form_; }
     EpisodeProgress* progress() const { return progress_; }
@@ -39,28 +32,25 @@ class EpisodeWindow : public QDialog {
     void variationsAsked();
 
   protected:
-    void keyPressEvent(QKeyEvent* event) override;
-    void resizeEvent(QResizeEvent* event) override;
+    using ExportDialog::isMine;
+    bool isMine(const ExportOrder& order) const override;
+    void prepare() override;
+    void fitScreen() override;
+    void focusFirst() override;
+    void submit() override;
 
   private:
-    bool isMine() const; // the export
-    void follow();
-    void showPage(QWidget* page);
-    void fitScreen();
     void start();
     void showChapter();
     void followStill();
 
-    AppModel& model_;
     EpisodeStill still_;
     ExportPicture* strip_;
     EpisodeForm* form_;
     EpisodeProgress* progress_;
     EpisodeFinishedPage* finished_;
     ExportFailedPage* failed_;
-    QWidget* page_ = nullptr;
     QImage card_; // of the export that runs, or has ended
-    bool asksAboutClosing_ = false;
 };
 
 } // namespace glasshob

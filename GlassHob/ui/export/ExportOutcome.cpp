@@ -15,8 +15,6 @@
 #include <QUrl>
 #include <QVBoxLayout>
 
-#include <cmath>
-
 namespace glasshob {
 
 namespace {
@@ -142,13 +140,9 @@ void ExportFinishedPage::follow() {
     const ExportJob& job = model_.exports();
     if (!finished || !job.order()) return;
     const ExportOrder& order = *job.order();
-    const double taken = job.secondsTaken();
-    const double rounded = taken < 10 ? std::round(taken * 10) / 10 : std::round(taken);
     play()->setVisible(order.format != ExportFormat::pngs);
     tell(exportTexts::ready(order), finished->path,
-         tr("%1 · %2 · took %3")
-             .arg(exportTexts::length(order.seconds()), exportTexts::size(double(job.bytes())),
-                  exportTexts::length(rounded)));
+         exportTexts::result(exportTexts::length(order.seconds()), double(job.bytes()), job.secondsTaken()));
 }
 
 ExportFailedPage::ExportFailedPage(AppModel& model, QWidget* parent) : DialogPage(parent), model_(model) {

@@ -135,6 +135,11 @@ QString size(double bytes) {
     return translated("%1 GB").arg(decimal(bytes / 1e9, 2));
 }
 
+QString result(const QString& length, double bytes, double taken) {
+    const double rounded = taken < 10 ? std::round(taken * 10) / 10 : std::round(taken);
+    return translated("%1 · %2 · took %3").arg(length, size(bytes), exportTexts::length(rounded));
+}
+
 QString seconds(double value) {
     const QString text = decimal(value, 6);
     return text.contains(u'.') ? text : text + QStringLiteral(".0");

@@ -39,6 +39,8 @@ QString length(double seconds);
 QString spokenLength(double seconds);
 // "6.6 MB"
 QString size(double bytes);
+// What a finished export is: "10 s · 6.6 MB · took 4.2 s", after its length and with the seconds that it took.
+QString result(const QString& length, double bytes, double taken);
 
 // As a field shows them: "10.0".
 QString seconds(double value);

@@ -73,8 +73,7 @@ TileArea::Speech VariationGrid::speech(int tile) const {
     const std::int64_t index = indexAt(tile);
     const Variation& variation = picker().variation(index);
     const auto place = picker().chosen().placeOf(index);
-    return {tr("Variation %1").arg(index),
-            variation.highlights.empty() ? tr("Default settings") : asQString(variation.highlights),
+    return {tr("Variation %1").arg(index), asQString(variation.title()),
             place ? tr("chosen as %1").arg(*place + 1) : tr("not chosen"), place.has_value()};
 }
 
@@ -234,7 +233,7 @@ void VariationGrid::paintTile(QPainter& painter, int tile, int numberWidth) cons
     painter.drawText(line.adjusted(0, 0, numberWidth - line.width(), 0), Qt::AlignRight | Qt::AlignVCenter,
                      QString::number(index));
     const Variation& variation = picker().variation(index);
-    const QString text = variation.highlights.empty() ? tr("Default settings") : asQString(variation.highlights);
+    const QString text = asQString(variation.title());
     const QRect rest = line.adjusted(numberWidth + numberGap, 0, 0, 0);
     painter.setPen(themed(place ? Role::text : Role::text2));
     painter.drawText(rest, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine,

@@ -77,7 +77,7 @@ QRect VariationStrip::crossRect(int tile) const {
 
 TileArea::Speech VariationStrip::speech(int tile) const {
     const Variation& variation = picker().variation(indexAt(tile));
-    const QString text = variation.highlights.empty() ? tr("Default settings") : asQString(variation.highlights);
+    const QString text = asQString(variation.title());
     return {
         tr("%1, %2 of %3").arg(text).arg(tile + 1).arg(tileCount()), tr("Variation %1").arg(indexAt(tile)), {}, true};
 }

@@ -7,6 +7,7 @@
 #include "GlassHob/ui/controls/ParameterSlider.h"
 #include "GlassHob/ui/controls/Theme.h"
 #include "GlassHob/ui/controls/ValueField.h"
+#include "GlassHob/ui/export/ExportTexts.h"
 #include "GlassHob/ui/variations/LineField.h"
 #include "GlassHob/ui/variations/VariationGrid.h"
 #include "GlassHob/ui/variations/VariationStrip.h"
@@ -31,19 +32,6 @@ constexpr int chosenHeight = 126, lowChosenHeight = 78;
 constexpr int sliderWidth = 176;
 constexpr int hintFrom = 860; // of the window, for the hint beside the amount
 constexpr int lowBelow = 440; // of the window, under which headings give way to the tiles
-
-QString secondsText(double seconds) {
-    return seconds == 1 ? VariationsWindow::tr("1 second")
-                        : VariationsWindow::tr("%1 seconds").arg(QString::number(seconds, 'g', 6));
-}
-
-QString clockText(double seconds) {
-    const double most = 359999;
-    const auto whole = std::int64_t(std::llround(std::min(seconds, most)));
-    const auto two = [](std::int64_t number) { return QStringLiteral("%1").arg(number, 2, 10, QLatin1Char('0')); };
-    return whole < 3600 ? QStringLiteral("%1:%2").arg(whole / 60).arg(two(whole % 60))
-                        : QStringLiteral("%1:%2:%3").arg(whole / 3600).arg(two(whole / 60 % 60), two(whole % 60));
-}
 
 } // namespace
 
@@ -261,11 +249,12 @@ void VariationsWindow::followChosen() {
     const bool isReady = picker_->state() == VariationPicker::State::ready;
     count_->setText(isReady ? tr("%1 of %2 chosen").arg(chosen.count()).arg(picker_->count()) : QString());
     const double each = picker_->meta().variationLength;
-    lengths_->setText(chosen.count() == 0
-                          ? tr("None chosen")
-                          : (chosen.count() == 1 ? tr("1 variation of %2, %3 in all")
-                                                 : tr("%1 variations of %2, %3 in all").arg(chosen.count()))
-                                .arg(secondsText(each), clockText(each * chosen.count())));
+    lengths_->setText(
+        chosen.count() == 0
+            ? tr("None chosen")
+            : (chosen.count() == 1 ? tr("1 variation of %2, %3 in all")
+                                   : tr("%1 variations of %2, %3 in all").arg(chosen.count()))
+                  .arg(exportTexts::spokenLength(each), exportTexts::place(each * double(chosen.count()))));
     line_->setLine(isReady ? asQString(picker_->line().text) : QString());
     outcome_->setText(outcomeText());
     write_->setEnabled(picker_->canWrite());

@@ -1,5 +1,6 @@
 #include "GlassHob/ui/walkthrough/WalkthroughTexts.h"
 
+#include "GlassHobCore/text/Numbers.h"
 #include "GlassHobCore/text/Text.h"
 
 #include <QCoreApplication>
@@ -22,11 +23,6 @@ QString counted(std::size_t count, const char* one, const char* several) {
 // Seconds without zeros at the end: "10", "7.5".
 QString seconds(double value) {
     return QString::number(std::round(value * 100) / 100);
-}
-
-QString length(double value) {
-    const auto whole = std::int64_t(std::llround(value));
-    return QStringLiteral("%1:%2").arg(whole / 60).arg(whole % 60, 2, 10, QLatin1Char('0'));
 }
 
 } // namespace
@@ -71,7 +67,7 @@ QString summary(const std::vector<WalkthroughStage>& stages, double pageSeconds)
     const QString pace = pageSeconds == 1 ? tr("1 second a page") : tr("%1 seconds a page").arg(seconds(pageSeconds));
     return tr("%1, %2, %3 at %4")
         .arg(counted(stages.size(), "1 stage", "%1 stages"), counted(pages, "1 page", "%1 pages"),
-             length(double(pages) * pageSeconds), pace);
+             QString::fromStdString(clockText(double(pages) * pageSeconds)), pace);
 }
 
 QString spoken(const WalkthroughStage& stage, const WalkthroughPage& page) {

@@ -39,6 +39,12 @@ const ExportPreset& filmPreset() {
     return ExportPreset::web();
 }
 
+// Of plans with the same pages: whether their pictures are the same too.
+bool looksAlike(const EpisodePlan& a, const EpisodePlan& b) {
+    return a.parts() == b.parts() && a.choices().values == b.choices().values &&
+           a.choices().hasMark == b.choices().hasMark;
+}
+
 } // namespace
 
 WalkthroughWindow::WalkthroughWindow(AppModel& model, QWidget* parent) : QWidget(parent, Qt::Window), model_(model) {
@@ -263,7 +269,8 @@ void WalkthroughWindow::follow() {
     if (!plan && planFault_.isEmpty() && episode_ && !episode_->stages.empty()) {
         EpisodeChoices choices = model_.episodeExport().planChoices();
         choices.hasWalkthrough = true;
-        auto made = EpisodePlan::make(*episode_, filmPreset(), choices);
+        auto made =
+            EpisodePlan::make(*episode_, filmPreset(), choices, open.stages().empty() ? nullptr : &open.stages());
         if (made)
             plan = std::move(*made);
         else
@@ -272,19 +279,13 @@ void WalkthroughWindow::follow() {
     const bool hasOtherPages =
         hasPages() != (plan && !plan->stages().empty()) || (hasPages() && plan->stages() != plan_->stages());
     const EpisodePrograms programs = plan ? open.programs() : EpisodePrograms();
-    const bool isOther =
-        hasOtherPages || (plan && (plan->parts() != plan_->parts() || programs.stages != programs_.stages ||
-                                   plan->choices().values != plan_->choices().values ||
-                                   plan->choices().hasMark != plan_->choices().hasMark ||
-                                   plan->choices().pageSeconds != plan_->choices().pageSeconds));
+    const bool isOtherFilm = hasOtherPages || (plan && !looksAlike(*plan, *plan_));
+    const bool hasOtherPrograms = programs.stages != programs_.stages;
     const auto programOf = [](const EpisodePrograms& of, std::size_t stage) {
         return stage < of.stages.size() ? of.stages[stage] : nullptr;
     };
     const bool isOtherHere = programOf(programs, place_.stage) != programOf(programs_, place_.stage);
-    const bool onlyPrograms = isOther && !hasOtherPages && programs.stages != programs_.stages &&
-                              plan->parts() == plan_->parts() && plan->choices().values == plan_->choices().values &&
-                              plan->choices().hasMark == plan_->choices().hasMark;
-    if (isOther) {
+    if (isOtherFilm || hasOtherPrograms) {
         plan_ = plan;
         programs_ = programs;
         pictures_.setPlan(plan_, programs_);
@@ -302,13 +303,13 @@ void WalkthroughWindow::follow() {
             place_.stage = std::min(place_.stage, stages.size() - 1);
             place_.page = std::min(place_.page, stages[place_.stage].pages.size() - 1);
         }
-    } else if (isOther) {
+    } else if (isOtherFilm || hasOtherPrograms) {
         list_->wantPictures();
     }
     setWindowTitle(tr("Walkthrough of %1").arg(episode_ ? asQString(episode_->meta.title) : model_.displayName()));
     // Programs of other stages change nothing here, unless what was wanted has been given up for them. While pages are
     // played the next picture is wanted soon, and the page goes on.
-    followPlace(isOther && (!onlyPrograms || (!isPlaying() && (isOtherHere || waits_))));
+    followPlace(isOtherFilm || (hasOtherPrograms && !isPlaying() && (isOtherHere || waits_)));
 }
 
 void WalkthroughWindow::followPlace(bool wantsPicture) {
@@ -352,10 +353,10 @@ void WalkthroughWindow::followPlace(bool wantsPicture) {
     want();
 }
 
-void WalkthroughWindow::want() {
+void WalkthroughWindow::want(WalkthroughPictures::Reason reason) {
     if (!hasPages() || pageSize_.isEmpty()) return;
     waits_ = true;
-    wanted_ = pictures_.wantMoment(moment_, place_);
+    wanted_ = pictures_.wantMoment(moment_, place_, reason);
 }
 
 void WalkthroughWindow::followPageSize() {
@@ -385,14 +386,9 @@ QString WalkthroughWindow::note() const {
     const OpenEpisode& open = model_.episode();
     switch (open.state()) {
     case OpenEpisode::State::nothing:
-        return tr("This shader is not an episode. A line \"// @episode 7 Title\" at its top makes it one.");
-    case OpenEpisode::State::notSaved: return tr("Save the shader first: the stages are looked for beside its file.");
-    case OpenEpisode::State::noStages:
-        return open.looksForStages()
-                   ? tr("No stages found. They are looked for in %1/stages, a whole shader for each step.")
-                         .arg(open.folder())
-                   : tr("No stages found. They belong into a folder \"stages\" beside a finished shader that is called "
-                        "source.metal.");
+        return tr("This shader is not an episode. A line “// @episode 7 Title” at its top makes it one.");
+    case OpenEpisode::State::notSaved: return open.advice();
+    case OpenEpisode::State::noStages: return tr("No stages found. %1").arg(open.advice());
     case OpenEpisode::State::unreadable: return open.problem();
     case OpenEpisode::State::stageFault:
     case OpenEpisode::State::ready: break;
@@ -529,7 +525,7 @@ void WalkthroughWindow::playOn() {
         followPlace(false);
     }
     moment_ = time;
-    want();
+    want(WalkthroughPictures::Reason::played);
 }
 
 } // namespace glasshob

@@ -75,7 +75,7 @@ class WalkthroughWindow : public QWidget {
     void follow();
     // What is said of the page, and its picture where that is another one.
     void followPlace(bool wantsPicture);
-    void want();
+    void want(WalkthroughPictures::Reason reason = WalkthroughPictures::Reason::turned);
     void followPageSize();
     void followMessages();
     void turn(int pages);

@@ -58,96 +58,32 @@ class TextLineView : public QAccessibleWidget {
     }
 };
 
-// One message; reads the list as it is now, and is invalid when the list has become shorter.
-class MessageView : public QAccessibleInterface {
-  public:
-    MessageView(MessageRows* rows, int row) : rows_(rows), row_(row) {}
-    bool isValid() const override { return rows_ && row_ < rows_->count(); }
-    QObject* object() const override { return nullptr; }
-    QAccessibleInterface* childAt(int, int) const override { return nullptr; }
-    QAccessibleInterface* parent() const override {
-        return rows_ ? QAccessible::queryAccessibleInterface(rows_) : nullptr;
-    }
-    QAccessibleInterface* child(int) const override { return nullptr; }
-    int childCount() const override { return 0; }
-    int indexOfChild(const QAccessibleInterface*) const override { return -1; }
-    QString text(QAccessible::Text which) const override {
-        return which == QAccessible::Name && isValid() ? rows_->spokenText(row_) : QString();
-    }
-    void setText(QAccessible::Text, const QString&) override {}
-    QRect rect() const override {
-        if (!isValid()) return {};
-        const QRect box = rows_->rowRect(row_);
-        return QRect(rows_->viewport()->mapToGlobal(box.topLeft()), box.size());
-    }
-    QAccessible::Role role() const override { return QAccessible::ListItem; }
-    QAccessible::State state() const override {
-        QAccessible::State state;
-        state.selectable = state.focusable = true;
-        if (!isValid()) {
-            state.invalid = true;
-            return state;
-        }
-        state.selected = rows_->current() == row_;
-        state.focused = state.selected && rows_->hasFocus();
-        return state;
-    }
+// ---- Lists whose rows are no widgets --------------------------------------------------------------------------------
 
-  private:
-    QPointer<MessageRows> rows_;
-    int row_;
+// What a list tells of its rows.
+template <class List>
+struct RowsOf;
+
+template <>
+struct RowsOf<MessageRows> {
+    static int count(const MessageRows& list) { return list.count(); }
+    static int rowAt(const MessageRows& list, QPoint place) { return list.rowAtPlace(place); }
+    static QRect rect(const MessageRows& list, int row) { return list.rowRect(row); }
+    static bool isSelected(const MessageRows& list, int row) { return list.current() == row; }
+    static QString text(const MessageRows& list, int row, QAccessible::Text which) {
+        return which == QAccessible::Name ? list.spokenText(row) : QString();
+    }
+    static constexpr bool canToggle = false;
 };
 
-class MessagesView : public QAccessibleWidget {
-  public:
-    explicit MessagesView(MessageRows* rows) : QAccessibleWidget(rows, QAccessible::List) {}
-    ~MessagesView() override {
-        for (const QAccessible::Id id : ids_)
-            QAccessible::deleteAccessibleInterface(id);
-    }
-    int childCount() const override { return rows()->count(); }
-    QAccessibleInterface* child(int index) const override {
-        if (index < 0 || index >= rows()->count()) return nullptr;
-        while (int(ids_.size()) <= index)
-            ids_.push_back(QAccessible::registerAccessibleInterface(new MessageView(rows(), int(ids_.size()))));
-        return QAccessible::accessibleInterface(ids_[std::size_t(index)]);
-    }
-    int indexOfChild(const QAccessibleInterface* child) const override {
-        for (int i = 0; i < int(ids_.size()); ++i)
-            if (QAccessible::accessibleInterface(ids_[std::size_t(i)]) == child) return i;
-        return -1;
-    }
-    QAccessibleInterface* focusChild() const override {
-        return rows()->hasFocus() && rows()->current() >= 0 ? child(rows()->current()) : nullptr;
-    }
-    QAccessibleInterface* childAt(int x, int y) const override {
-        return child(rows()->rowAtPlace(rows()->viewport()->mapFromGlobal(QPoint(x, y))));
-    }
-
-  private:
-    MessageRows* rows() const { return static_cast<MessageRows*>(object()); }
-    mutable std::vector<QAccessible::Id> ids_;
-};
-
-// One tile; reads the area as it is now, and is invalid when there are fewer.
-class TileView : public QAccessibleInterface, public QAccessibleActionInterface {
-  public:
-    TileView(TileArea* area, int tile) : area_(area), tile_(tile) {}
-    void* interface_cast(QAccessible::InterfaceType type) override {
-        return type == QAccessible::ActionInterface ? static_cast<QAccessibleActionInterface*>(this) : nullptr;
-    }
-    bool isValid() const override { return area_ && tile_ < area_->tileCount(); }
-    QObject* object() const override { return nullptr; }
-    QAccessibleInterface* childAt(int, int) const override { return nullptr; }
-    QAccessibleInterface* parent() const override {
-        return area_ ? QAccessible::queryAccessibleInterface(area_) : nullptr;
-    }
-    QAccessibleInterface* child(int) const override { return nullptr; }
-    int childCount() const override { return 0; }
-    int indexOfChild(const QAccessibleInterface*) const override { return -1; }
-    QString text(QAccessible::Text which) const override {
-        if (!isValid()) return {};
-        const TileArea::Speech speech = area_->speech(tile_);
+template <>
+struct RowsOf<TileArea> {
+    static int count(const TileArea& list) { return list.tileCount(); }
+    static int rowAt(const TileArea& list, QPoint place) { return list.tileAt(place); }
+    static QRect rect(const TileArea& list, int row) { return list.tileRect(row); }
+    static bool isSelected(const TileArea& list, int row) { return list.speech(row).isChosen; }
+    static QString text(const TileArea& list, int row, QAccessible::Text which) {
+        const TileArea::Speech speech = list.speech(row);
         switch (which) {
         case QAccessible::Name: return speech.name;
         case QAccessible::Description: return speech.description;
@@ -155,11 +91,35 @@ class TileView : public QAccessibleInterface, public QAccessibleActionInterface 
         default: return {};
         }
     }
+    static constexpr bool canToggle = true;
+};
+
+// One row; reads the list as it is now, and is invalid when the list has become shorter.
+template <class List>
+class RowView : public QAccessibleInterface, public QAccessibleActionInterface {
+  public:
+    RowView(List* list, int row) : list_(list), row_(row) {}
+    void* interface_cast(QAccessible::InterfaceType type) override {
+        const bool isAction = Rows::canToggle && type == QAccessible::ActionInterface;
+        return isAction ? static_cast<QAccessibleActionInterface*>(this) : nullptr;
+    }
+    bool isValid() const override { return list_ && row_ < Rows::count(*list_); }
+    QObject* object() const override { return nullptr; }
+    QAccessibleInterface* childAt(int, int) const override { return nullptr; }
+    QAccessibleInterface* parent() const override {
+        return list_ ? QAccessible::queryAccessibleInterface(list_) : nullptr;
+    }
+    QAccessibleInterface* child(int) const override { return nullptr; }
+    int childCount() const override { return 0; }
+    int indexOfChild(const QAccessibleInterface*) const override { return -1; }
+    QString text(QAccessible::Text which) const override {
+        return isValid() ? Rows::text(*list_, row_, which) : QString();
+    }
     void setText(QAccessible::Text, const QString&) override {}
     QRect rect() const override {
         if (!isValid()) return {};
-        const QRect box = area_->tileRect(tile_);
-        return {area_->viewport()->mapToGlobal(box.topLeft()), box.size()};
+        const QRect box = Rows::rect(*list_, row_);
+        return {list_->viewport()->mapToGlobal(box.topLeft()), box.size()};
     }
     QAccessible::Role role() const override { return QAccessible::ListItem; }
     QAccessible::State state() const override {
@@ -169,33 +129,36 @@ class TileView : public QAccessibleInterface, public QAccessibleActionInterface 
             state.invalid = true;
             return state;
         }
-        state.selected = area_->speech(tile_).isChosen;
-        state.focused = area_->current() == tile_ && area_->hasFocus();
+        state.selected = Rows::isSelected(*list_, row_);
+        state.focused = list_->current() == row_ && list_->hasFocus();
         return state;
     }
     QStringList actionNames() const override { return {toggleAction()}; }
     void doAction(const QString& name) override {
-        if (isValid() && name == toggleAction()) area_->toggle(tile_);
+        if constexpr (Rows::canToggle)
+            if (isValid() && name == toggleAction()) list_->toggle(row_);
     }
     QStringList keyBindingsForAction(const QString&) const override { return {}; }
 
   private:
-    QPointer<TileArea> area_;
-    int tile_;
+    using Rows = RowsOf<List>;
+    QPointer<List> list_;
+    int row_;
 };
 
-class TilesView : public QAccessibleWidget {
+template <class List>
+class ListView : public QAccessibleWidget {
   public:
-    explicit TilesView(TileArea* area) : QAccessibleWidget(area, QAccessible::List) {}
-    ~TilesView() override {
+    explicit ListView(List* list) : QAccessibleWidget(list, QAccessible::List) {}
+    ~ListView() override {
         for (const QAccessible::Id id : ids_)
             QAccessible::deleteAccessibleInterface(id);
     }
-    int childCount() const override { return area()->tileCount(); }
+    int childCount() const override { return Rows::count(*list()); }
     QAccessibleInterface* child(int index) const override {
-        if (index < 0 || index >= area()->tileCount()) return nullptr;
+        if (index < 0 || index >= childCount()) return nullptr;
         while (int(ids_.size()) <= index)
-            ids_.push_back(QAccessible::registerAccessibleInterface(new TileView(area(), int(ids_.size()))));
+            ids_.push_back(QAccessible::registerAccessibleInterface(new RowView<List>(list(), int(ids_.size()))));
         return QAccessible::accessibleInterface(ids_[std::size_t(index)]);
     }
     int indexOfChild(const QAccessibleInterface* child) const override {
@@ -204,22 +167,23 @@ class TilesView : public QAccessibleWidget {
         return -1;
     }
     QAccessibleInterface* focusChild() const override {
-        return area()->hasFocus() && area()->current() >= 0 ? child(area()->current()) : nullptr;
+        return list()->hasFocus() && list()->current() >= 0 ? child(list()->current()) : nullptr;
     }
     QAccessibleInterface* childAt(int x, int y) const override {
-        return child(area()->tileAt(area()->viewport()->mapFromGlobal(QPoint(x, y))));
+        return child(Rows::rowAt(*list(), list()->viewport()->mapFromGlobal(QPoint(x, y))));
     }
 
   private:
-    TileArea* area() const { return static_cast<TileArea*>(object()); }
+    using Rows = RowsOf<List>;
+    List* list() const { return static_cast<List*>(object()); }
     mutable std::vector<QAccessible::Id> ids_;
 };
 
 QAccessibleInterface* makeView(const QString&, QObject* object) {
     if (auto* slider = qobject_cast<ParameterSlider*>(object)) return new SliderView(slider);
     if (auto* line = qobject_cast<TextLine*>(object)) return new TextLineView(line);
-    if (auto* rows = qobject_cast<MessageRows*>(object)) return new MessagesView(rows);
-    if (auto* tiles = qobject_cast<TileArea*>(object)) return new TilesView(tiles);
+    if (auto* rows = qobject_cast<MessageRows*>(object)) return new ListView(rows);
+    if (auto* tiles = qobject_cast<TileArea*>(object)) return new ListView(tiles);
     if (auto* banner = qobject_cast<Banner*>(object)) return new QAccessibleWidget(banner, QAccessible::AlertMessage);
     return nullptr;
 }
