@@ -112,6 +112,8 @@ class HttpSession::Transfer {
             sent.setAttribute(control, QNetworkRequest::Manual);
         sent.setAttribute(QNetworkRequest::HttpPipeliningAllowedAttribute, false);
         sent.setAttribute(QNetworkRequest::Http2AllowedAttribute, false);
+        // Qt would give up packed answers that grow much, with less of a sentence; here every answer has its limit.
+        sent.setDecompressedSafetyCheckThreshold(-1);
         sent.setRawHeader("User-Agent", session_.userAgent_);
         for (const auto& [name, value] : request_.headers)
             sent.setRawHeader(name, value);

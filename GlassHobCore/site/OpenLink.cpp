@@ -1,6 +1,7 @@
 #include "GlassHobCore/site/OpenLink.h"
 
 #include "GlassHobCore/Identity.h"
+#include "GlassHobCore/shader/ForkedFrom.h"
 #include "GlassHobCore/shader/GalleryNames.h"
 #include "GlassHobCore/text/Ascii.h"
 #include "GlassHobCore/text/Lines.h"
@@ -246,6 +247,10 @@ std::expected<OpenLink, OpenLink::Problem> OpenLink::parse(std::string_view link
     opened.source = address->scheme + "://" + address->host + std::string(address->port) + encodedPath(address->path);
     name(opened, address->path);
     return opened;
+}
+
+std::string OpenLink::stamped(std::string_view text) const {
+    return item ? ForkedFrom::stamp(text, *item) : std::string(text);
 }
 
 std::string safeFileName(std::string_view name) {

@@ -38,6 +38,9 @@ struct OpenLink {
     // also be on "localhost", at any port and without encryption: for those who work on the gallery itself.
     static std::expected<OpenLink, Problem> parse(std::string_view link, const Site& site);
 
+    // A text that was downloaded from there, with a line for the item.
+    std::string stamped(std::string_view text) const;
+
     bool operator==(const OpenLink&) const = default;
 };
 
