@@ -130,11 +130,6 @@ Result<APIClient::LinkStart> linkStart(const Answer& answer, Clock::Moment now) 
     return start;
 }
 
-// Of what may stand in a header.
-bool isToken(std::string_view text) {
-    return !text.empty() && std::ranges::all_of(text, [](char c) { return c > ' ' && c <= '~'; });
-}
-
 Result<APIClient::LinkPoll> linkPoll(const Answer& answer) {
     using Kind = APIClient::LinkPoll::Kind;
     if (answer.status == 410) return APIClient::LinkPoll{Kind::gone, {}, {}, {}};
@@ -144,7 +139,7 @@ Result<APIClient::LinkPoll> linkPoll(const Answer& answer) {
     const QJsonValue email = (*answer.body)["email"];
     const std::string token = (*answer.body)["token"].toString().toStdString();
     const auto handle = optionalText((*answer.body)["handle"]);
-    if (!isToken(token) || !email.isString() || !handle) return answer.bad();
+    if (!APIClient::isToken(token) || !email.isString() || !handle) return answer.bad();
     return APIClient::LinkPoll{Kind::approved, token, email.toString().toStdString(), *handle};
 }
 
@@ -171,6 +166,10 @@ Result<APIClient::Shared> shared(const Answer& answer) {
 
 APIClient::APIClient(Site site, std::string userAgent, HttpSession& session, Clock& clock)
     : site_(std::move(site)), userAgent_(QByteArray::fromStdString(userAgent)), session_(&session), clock_(&clock) {}
+
+bool APIClient::isToken(std::string_view text) {
+    return !text.empty() && std::ranges::all_of(text, [](char c) { return c > ' ' && c <= '~'; });
+}
 
 HttpRequest APIClient::request(std::string_view path, std::string_view token) const {
     HttpRequest request;

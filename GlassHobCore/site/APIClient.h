@@ -36,7 +36,7 @@ class APIClient {
     struct LinkPoll {
         enum class Kind { approved, pending, gone };
         Kind kind = Kind::pending;
-        // Of `approved`. The token is never empty and has no character that could end a header.
+        // Of `approved`.
         std::string token;
         std::string email;
         std::optional<std::string> handle;
@@ -71,6 +71,9 @@ class APIClient {
     using Result = std::expected<Value, Failure>;
 
     APIClient(Site site, std::string userAgent, HttpSession& session, Clock& clock = Clock::real());
+
+    // Whether a text can be a token: visible ASCII, nothing that could end a header.
+    static bool isToken(std::string_view text);
 
     // Starts a sign-in, and asks how it stands.
     QCoro::Task<Result<LinkStart>> startLink(Cancellation cancellation = {}) const;
