@@ -33,5 +33,7 @@ const Command& episodeCommand();
 const Command& joinCommand();
 const Command& devicesCommand();
 const Command& samplesCommand();
+const Command& fetchCommand();
+const Command& updateCommand();
 
 } // namespace hob

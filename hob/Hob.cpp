@@ -5,6 +5,8 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
+#include <vector>
 
 namespace hob {
 
@@ -12,10 +14,10 @@ namespace {
 
 using glasshob::Identity::applicationName;
 
-const std::array<const Command*, 9>& commands() {
-    static const std::array<const Command*, 9> all = {&checkCommand(), &infoCommand(),    &stillCommand(),
-                                                      &soundCommand(), &exportCommand(),  &episodeCommand(),
-                                                      &joinCommand(),  &samplesCommand(), &devicesCommand()};
+const auto& commands() {
+    static const std::array all = {&checkCommand(),   &infoCommand(),    &stillCommand(), &soundCommand(),
+                                   &exportCommand(),  &episodeCommand(), &joinCommand(),  &fetchCommand(),
+                                   &samplesCommand(), &devicesCommand(), &updateCommand()};
     return all;
 }
 
@@ -26,7 +28,7 @@ std::string padded(std::string_view text, std::size_t width) {
 std::string generalHelp() {
     std::string text = "Usage: hob COMMAND [OPTIONS]\n\n" + std::string(applicationName) +
                        " without a window: checks shaders, draws them, renders their sound, makes movies and tutorial "
-                       "episodes of them.\n\nCommands:\n";
+                       "episodes of them, and fetches those of the gallery.\n\nCommands:\n";
     for (const Command* command : commands()) {
         text += "  " + padded(command->name, 10) + std::string(command->summary) + '\n';
     }
@@ -51,8 +53,8 @@ std::string commandHelp(const Command& command) {
 }
 
 std::string unknownCommand(const std::string& word) {
-    std::array<std::string_view, 9> names;
-    std::ranges::transform(commands(), names.begin(), &Command::name);
+    std::vector<std::string_view> names;
+    std::ranges::transform(commands(), std::back_inserter(names), &Command::name);
     const bool isOption = word.starts_with('-');
     const std::string sentence = std::string("There is no ") + (isOption ? "option " : "command ") + word;
     const std::string_view near = closest(word, names);

@@ -1,0 +1,48 @@
+#pragma once
+
+// What the commands that speak to the gallery share: the option that says which one, and the event loop and the session
+// that their requests run in. Main thread.
+
+#include "GlassHobCore/site/HttpSession.h"
+#include "GlassHobCore/site/Site.h"
+#include "hob/Arguments.h"
+
+#include <QCoreApplication>
+
+#include <qcoro/qcorotask.h>
+
+#include <expected>
+#include <string>
+#include <utility>
+
+namespace hob {
+
+inline constexpr Option siteOption = {"--site", "", "URL", "the gallery at this address, for this run"};
+
+// The gallery of the option, else of the setting "apiBase", else the program's own. Needs an Online. A mistake is a
+// sentence.
+std::expected<glasshob::Site, std::string> siteOf(const Arguments& arguments);
+
+// One at a time.
+class Online {
+  public:
+    Online();
+
+    glasshob::HttpSession& session() { return session_; }
+    template <class Value>
+    Value wait(QCoro::Task<Value> task) {
+        return QCoro::waitFor(std::move(task));
+    }
+
+  private:
+    int count_ = 1;
+    char name_[4] = "hob";
+    char* words_[2] = {name_, nullptr};
+    QCoreApplication application_;
+    glasshob::HttpSession session_;
+};
+
+// A text from elsewhere, without what would steer a terminal.
+std::string forTerminal(std::string_view text);
+
+} // namespace hob
