@@ -6,7 +6,9 @@
 
 #include <qt6keychain/keychain.h>
 
-#include <sys/prctl.h>
+#include <sys/resource.h>
+
+#include <algorithm>
 
 namespace glasshob {
 
@@ -14,8 +16,14 @@ namespace {
 
 constexpr auto entry = "session";
 
+// A limit of one byte: too little for a file, and the kernel's sign for handing the core to no program either. A
+// process that is not "dumpable" would go further, but then the desktop's portals cannot see who asks and refuse their
+// dialogs.
 void leaveNoCoreFile() {
-    prctl(PR_SET_DUMPABLE, 0);
+    rlimit limit{};
+    if (getrlimit(RLIMIT_CORE, &limit) != 0) return;
+    limit.rlim_cur = std::min<rlim_t>(limit.rlim_max, 1);
+    setrlimit(RLIMIT_CORE, &limit);
 }
 
 // A job that runs in its turn and goes by itself after the coroutine has looked at it. The library's own fallback, a

@@ -12,7 +12,7 @@ QString text(std::string_view utf8) {
 
 Site siteOf(const QUrl& base) {
     Site site;
-    site.base = base;
+    site.base = base.adjusted(QUrl::RemoveUserInfo | QUrl::RemoveQuery | QUrl::RemoveFragment);
     site.webHost = base.host(QUrl::FullyEncoded).toLower().toStdString();
     if (site.webHost.contains(':')) site.webHost = "[" + site.webHost + "]";
     site.name = site.webHost;

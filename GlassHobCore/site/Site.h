@@ -11,7 +11,7 @@
 namespace glasshob {
 
 struct Site {
-    // The root of its pages and its API, without a path unless `apiBase` has one.
+    // The root of its pages and its API: scheme, host, and port and path where the address has them.
     QUrl base;
     // What texts call it: the host without "www.".
     std::string name;
