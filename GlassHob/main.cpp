@@ -4,18 +4,23 @@
 #include "GlassHob/model/AppModel.h"
 #include "GlassHob/model/EndRequests.h"
 #include "GlassHob/model/SingleInstance.h"
+#include "GlassHob/model/StartArguments.h"
 #include "GlassHob/ui/controls/AppIcon.h"
 #include "GlassHob/ui/controls/DialogQuestions.h"
 #include "GlassHob/ui/controls/Theme.h"
 #include "GlassHob/ui/window/MainWindow.h"
 #include "GlassHobCore/Identity.h"
+#include "GlassHobCore/site/HttpSession.h"
 #include "GlassHobCore/text/Text.h"
+#include "GlassHobOnline/UpdateChecker.h"
 
 #include <QApplication>
 #include <QFileInfo>
 #include <QMessageBox>
 #include <QSettings>
+#include <QTimer>
 
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <optional>
@@ -24,10 +29,11 @@
 namespace {
 
 constexpr const char* usage =
-    "Usage: glasshob [--shader] [FILE]\n"
+    "Usage: glasshob [--shader] [FILE | LINK]\n"
     "\n"
     "Opens FILE, a shader in Metal Shading Language, with its live picture. Without FILE the\n"
-    "shader of the last time is opened, or the bundled sample.\n"
+    "shader of the last time is opened, or the bundled sample. LINK is a link of the gallery\n"
+    "(glasshob://open?src=...): its shader is saved and shown, and runs when you press Run.\n"
     "\n"
     "  --shader FILE  open FILE\n"
     "  --help         show this text\n"
@@ -73,24 +79,19 @@ int main(int argc, char** argv) {
     QApplication::setApplicationVersion(glasshob::asQString(glasshob::Identity::version));
     QGuiApplication::setDesktopFileName(glasshob::asQString(glasshob::Identity::applicationId));
 
-    // Qt has taken its own options out. What is left is ours: a path may also stand alone.
-    QStringList arguments = QApplication::arguments();
-    if (arguments.size() >= 2 && !arguments[1].startsWith(u'-')) arguments.insert(1, QStringLiteral("--shader"));
-    for (qsizetype i = 1; i < arguments.size(); ++i) {
-        if (arguments[i] == QLatin1String("--shader")) {
-            ++i;
-            continue;
-        }
+    // Qt has taken its own options out. What is left is ours.
+    const auto arguments = glasshob::StartArguments::parse(QApplication::arguments().mid(1));
+    if (!arguments) {
         std::fprintf(stderr, "glasshob: \"%s\" is not an option of this program. \"glasshob --help\" shows what is.\n",
-                     qPrintable(arguments[i]));
+                     qPrintable(arguments.error()));
         return 2;
     }
 
     glasshob::SingleInstance instance;
     const QByteArray activation = glasshob::SingleInstance::takeActivation();
     if (!instance.becomeFirst()) {
-        const QString file = arguments.size() > 2 ? QFileInfo(arguments.last()).absoluteFilePath() : QString();
-        if (instance.handOver({file, activation})) return 0;
+        const QString file = arguments->path.isEmpty() ? QString() : QFileInfo(arguments->path).absoluteFilePath();
+        if (instance.handOver({file, activation, arguments->link})) return 0;
         std::fputs("glasshob: The Glass Hob that is running does not answer; this one opens a window of its own.\n",
                    stderr);
     }
@@ -100,11 +101,13 @@ int main(int argc, char** argv) {
     QApplication::setWindowIcon(glasshob::applicationIcon());
 
     glasshob::DialogQuestions questions;
-    glasshob::AppModel model(
-        {.questions = &questions,
-         .draftsFolder = glasshob::Drafts::standardFolder(),
-         .site = glasshob::Site::at(
-             QSettings().value(glasshob::asQString(glasshob::Identity::setting::apiBase)).toString().toStdString())});
+    glasshob::HttpSession session{std::string(glasshob::Identity::userAgent)};
+    glasshob::UpdateChecker updates(session);
+    const QString apiBase = QSettings().value(glasshob::asQString(glasshob::Identity::setting::apiBase)).toString();
+    glasshob::AppModel model({.questions = &questions,
+                              .draftsFolder = glasshob::Drafts::standardFolder(),
+                              .site = glasshob::Site::at(apiBase.toStdString()),
+                              .updates = &updates});
     std::optional<glasshob::MainWindow> window;
     try {
         window.emplace(model);
@@ -121,13 +124,19 @@ int main(int argc, char** argv) {
                      [&](const glasshob::SingleInstance::Request& request) {
                          window->comeForward(request.activation);
                          if (!request.path.isEmpty()) model.openAfterQuestion(request.path);
+                         if (!request.link.isEmpty()) model.links().open(request.link);
                      });
     // No time for questions: edits are kept for the next start, and half a video goes.
     const glasshob::EndRequests endRequests;
     QObject::connect(&endRequests, &glasshob::EndRequests::requested, &*window,
                      [](int signal) { QApplication::exit(128 + signal); });
     window->show();
-    model.start(arguments);
+    model.start(arguments->path.isEmpty() ? QStringList() : QStringList{QStringLiteral("--shader"), arguments->path});
+    if (!arguments->link.isEmpty()) model.links().open(arguments->link);
+    updates.checkIfDue();
+    QTimer hourly; // a window may stay open for days
+    QObject::connect(&hourly, &QTimer::timeout, &updates, &glasshob::UpdateChecker::checkIfDue);
+    hourly.start(std::chrono::hours(1));
     const int status = QApplication::exec();
     if (!model.driverIsAtWork()) window.reset();
     if (model.driverIsAtWork()) {

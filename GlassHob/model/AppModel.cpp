@@ -22,6 +22,7 @@ constexpr double longUntilSeen = 2;
 AppModel::AppModel(Surroundings surroundings, QObject* parent)
     : QObject(parent), questions_(surroundings.questions), site_(std::move(surroundings.site)),
       document_(*questions_, std::move(surroundings.draftsFolder), std::move(surroundings.draftDelay)),
+      links_(document_, *questions_, site_),
       devices_(std::move(surroundings.device), std::move(surroundings.makeDevice)),
       compilation_(devices_, std::move(surroundings.compileDelay), surroundings.compilePatience),
       sliderMemory_(surroundings.presetStore, std::move(surroundings.sliderDelay)),
@@ -66,6 +67,7 @@ AppModel::~AppModel() {
 
 void AppModel::close() {
     compilation_.cancelLater();
+    links_.cancel();
     exports_->abandon();
     sliderMemory_.flush();
     episodeAmount_.flush();

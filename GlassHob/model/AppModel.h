@@ -14,6 +14,7 @@
 #include "GlassHob/model/EpisodeAmount.h"
 #include "GlassHob/model/ExportJob.h"
 #include "GlassHob/model/ExportState.h"
+#include "GlassHob/model/LinkOpener.h"
 #include "GlassHob/model/Presets.h"
 #include "GlassHob/model/PreviewClock.h"
 #include "GlassHob/model/Questions.h"
@@ -108,6 +109,8 @@ class AppModel : public QObject {
     void setText(const std::string& text);
     void open(const QString& path) { document_.open(path); }
     void openDownloaded(const QString& path, const QUrl& from) { document_.openDownloaded(path, from); }
+    // A shader of the gallery, by its link.
+    LinkOpener& links() { return links_; }
     void loadSample() { document_.loadSample(); }
     void chooseAndOpen() { document_.chooseAndOpen(); }
     void openAfterQuestion(const QString& path) { document_.openAfterQuestion(path); }
@@ -283,6 +286,7 @@ class AppModel : public QObject {
     Questions* questions_;
     Site site_;
     Document document_;
+    LinkOpener links_;
     DeviceWatch devices_;
     Compilation compilation_;
     SliderMemory sliderMemory_;

@@ -6,6 +6,7 @@
 #include "GlassHobCore/files/AtomicFile.h"
 #include "GlassHobCore/files/FileWatcher.h"
 #include "GlassHobCore/files/ShaderFile.h"
+#include "GlassHobCore/files/ShadersFolder.h"
 #include "GlassHobCore/shader/SampleShelf.h"
 #include "GlassHobCore/shader/ShaderAssembler.h"
 #include "GlassHobCore/text/Text.h"
@@ -14,7 +15,6 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QSettings>
-#include <QStandardPaths>
 
 #include <algorithm>
 
@@ -118,14 +118,11 @@ QString Document::presetKey() const {
 }
 
 QString Document::shadersPath() {
-    const QString documents = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
-    return QDir(documents).filePath(asQString(Identity::folderName));
+    return QFile::decodeName(glasshob::shadersPath().c_str());
 }
 
 QString Document::shadersFolder() {
-    QString folder = shadersPath();
-    QDir().mkpath(folder);
-    return folder;
+    return QFile::decodeName(glasshob::shadersFolder().c_str());
 }
 
 void Document::beginOpening() {
@@ -243,7 +240,10 @@ void Document::chooseAndOpen() {
         const QString folder = filePath_ ? QFileInfo(*filePath_).absolutePath() : shadersFolder();
         questions_.chooseFileToOpen(tr("Choose a shader (.metal) to edit and run"), folder,
                                     [this](std::optional<QString> path) {
-                                        if (path) open(*path);
+                                        if (path)
+                                            open(*path);
+                                        else
+                                            keepEdits();
                                     });
     });
 }

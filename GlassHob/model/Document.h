@@ -79,6 +79,8 @@ class Document : public QObject {
     void revert();
     // `then` hears whether to go on with what would replace the document.
     void confirmDiscard(std::function<void(bool)> then);
+    // What would have replaced the document does not come: unsaved edits that might go are kept again.
+    void keepEdits() { discardAgreed_ = false; }
     void diskChanged();
     // The file is not there any more: its text is unsaved, whatever has been edited.
     void fileGone();

@@ -16,7 +16,8 @@ namespace glasshob {
 namespace {
 
 constexpr int patience = 1000; // milliseconds for each of the two steps
-constexpr qint64 longestRequest = 64 * 1024;
+// A word of a command line has 128 KB at most, of which JSON may make six times as much.
+constexpr qint64 longestRequest = 1024 * 1024;
 constexpr auto accepted = "ok\n";
 constexpr auto confirmed = "go\n";
 
@@ -56,6 +57,7 @@ bool SingleInstance::handOver(const Request& request) {
     socket.connectToServer(path_);
     if (!socket.waitForConnected(patience)) return false;
     const QJsonObject message{{QStringLiteral("open"), request.path},
+                              {QStringLiteral("link"), request.link},
                               {QStringLiteral("activation"), QString::fromUtf8(request.activation)}};
     socket.write(QJsonDocument(message).toJson(QJsonDocument::Compact) + '\n');
     if (!socket.waitForBytesWritten(patience)) return false;
@@ -97,7 +99,8 @@ void SingleInstance::read(QLocalSocket* from) {
         return;
     }
     requests_[from] = {message[QStringLiteral("open")].toString(),
-                       message[QStringLiteral("activation")].toString().toUtf8()};
+                       message[QStringLiteral("activation")].toString().toUtf8(),
+                       message[QStringLiteral("link")].toString()};
     connect(from, &QObject::destroyed, this, [this, from] { requests_.erase(from); });
     from->write(accepted);
     from->flush();

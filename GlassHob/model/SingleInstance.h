@@ -29,8 +29,9 @@ class SingleInstance : public QObject {
     bool becomeFirst();
 
     struct Request {
-        QString path;          // absolute; empty to only come forward
+        QString path;          // absolute; without a path and a link it only comes forward
         QByteArray activation; // what the desktop gave the second process to come forward with
+        QString link = {};     // of a shader of the gallery
     };
     // Tells the first process. False when it does not answer.
     bool handOver(const Request& request);

@@ -116,7 +116,8 @@ class AppModelTest : public ::testing::Test {
                                    .draftsFolder = folder.filePath("drafts"),
                                    .draftDelay = std::move(draftDelay),
                                    .movieMaker = movieMaker,
-                                   .compilePatience = compilePatience});
+                                   .compilePatience = compilePatience,
+                                   .site = site});
         model->editorSink = [this](const std::string& text) { shown = text; };
     }
     QStringList drafts() const { return QDir(folder.filePath("drafts")).entryList({"*.json"}, QDir::Files); }
@@ -139,6 +140,7 @@ class AppModelTest : public ::testing::Test {
     ExportJob::Exporter movieMaker;
     // A program is there when compile() returns, however busy the machine is.
     std::chrono::milliseconds compilePatience = std::chrono::minutes(2);
+    Site site = Site::builtIn();
     std::unique_ptr<AppModel> model;
     std::string shown;
 };

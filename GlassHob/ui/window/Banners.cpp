@@ -2,7 +2,9 @@
 
 #include "GlassHob/model/AppModel.h"
 #include "GlassHob/ui/controls/Banner.h"
+#include "GlassHob/ui/window/UpdateBox.h"
 #include "GlassHobCore/text/Text.h"
+#include "GlassHobOnline/UpdateChecker.h"
 
 #include <QAction>
 #include <QDateTime>
@@ -49,6 +51,12 @@ Banners::Banners(AppModel& model, QWidget* window)
     connect(&model_, &AppModel::compiled, this, &Banners::follow);
     connect(&model_, &AppModel::deviceTroubleChanged, this, &Banners::follow);
     connect(&model_, &AppModel::draftOfferChanged, this, &Banners::follow);
+    if (model_.updates()) connect(model_.updates(), &UpdateChecker::changed, this, &Banners::follow);
+    follow();
+}
+
+void Banners::showUpdate() {
+    closedUpdate_ = false;
     follow();
 }
 
@@ -102,8 +110,12 @@ void Banners::followAcrossWindow() {
 void Banners::followOverEditor() {
     const auto draft = model_.draftOffer();
     const bool isSlow = !model_.deviceTrouble().isEmpty() && model_.shownProgram();
+    const auto release = model_.updates() ? model_.updates()->available() : std::nullopt;
+    // What waits for Run is enough to read.
+    const bool tellsUpdate = release && !closedUpdate_ && !model_.needsRun();
     const Telling telling = isSlow && !closedTrouble_ ? Telling::slowFrame
                             : draft && !closedDraft_  ? Telling::draft
+                            : tellsUpdate             ? Telling::update
                                                       : Telling::nothing;
     Banner::Contents contents;
     switch (telling) {
@@ -131,6 +143,19 @@ void Banners::followOverEditor() {
         // Closing is no answer: it is offered again at the next start.
         contents.close = [this] {
             closedDraft_ = true;
+            follow();
+        };
+        break;
+    case Telling::update:
+        contents.icon = Icon::download;
+        contents.title = UpdateBox::title(*release);
+        contents.detail = UpdateBox::line(*release);
+        if (inLine_ == telling && toldUpdate_ == contents.title + contents.detail) return;
+        toldUpdate_ = contents.title + contents.detail;
+        contents.choices = {{tr("Details"), [this, release] { (new UpdateBox(*release, line_->window()))->open(); }},
+                            {tr("Get It"), [release] { UpdateBox::get(*release); }}};
+        contents.close = [this] {
+            closedUpdate_ = true;
             follow();
         };
         break;

@@ -1,6 +1,6 @@
 // Decides which banner shows, from the model. Across the window, while nothing runs: a shader that waits to be read, or
 // a graphics device that was lost. In a line over the editor, since the picture keeps its size: a frame that takes very
-// long, or edits that were found at the start.
+// long, edits that were found at the start, or a newer release of the program.
 // Owned by the window; main thread.
 #pragma once
 
@@ -24,6 +24,8 @@ class Banners : public QObject {
     Banner* overEditor() const { return line_; }
     // "Run", for the menu: there only while a shader waits.
     QAction* runAction() const { return run_; }
+    // Tells of a newer release again, although its message was closed.
+    void showUpdate();
 
   private:
     void follow();
@@ -35,10 +37,10 @@ class Banners : public QObject {
     Banner* line_;
     QAction* run_;
     // What each tells now, so that it is told once.
-    enum class Telling { nothing, waitsForRun, deviceLost, slowFrame, draft };
+    enum class Telling { nothing, waitsForRun, deviceLost, slowFrame, draft, update };
     Telling inTall_ = Telling::nothing, inLine_ = Telling::nothing;
-    QString toldDraft_;
-    bool closedTrouble_ = false, closedDraft_ = false;
+    QString toldDraft_, toldUpdate_;
+    bool closedTrouble_ = false, closedDraft_ = false, closedUpdate_ = false;
 };
 
 } // namespace glasshob

@@ -310,8 +310,9 @@ void MainWindow::makeMenus() {
     export_->addSeparator();
     picture_->addPicturesTo(export_);
     export_->addAction(exporting_->saveSound);
-    new HelpMenu(model_, menuBar(), this,
-                 [this] { return editor()->hasFocus() ? editor()->wordAtCaret() : QString(); });
+    new HelpMenu(
+        model_, menuBar(), this, [this] { return editor()->hasFocus() ? editor()->wordAtCaret() : QString(); },
+        [this] { banners_->showUpdate(); });
 }
 
 void MainWindow::followDocument() {

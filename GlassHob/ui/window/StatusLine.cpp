@@ -65,6 +65,9 @@ StatusLine::StatusLine(AppModel& model, QWidget* parent) : FilledPane(Role::bar,
     sign_ = new Sign(this);
     text_ = new TextLine(fonts::small(), Role::text2, this);
     text_->setElides(true);
+    download_ = new TextLine(fonts::small(), Role::text2, this);
+    cancelDownload_ = new ToolButton(Icon::close, tr("Cancel the download"), this, 24, 12);
+    connect(cancelDownload_, &QAbstractButton::clicked, this, [this] { model_.links().cancel(); });
     count_ = new TextLine(fonts::small(), Role::text3, this);
     place_ = new TextLine(fonts::small(), Role::text3, this);
     auto* row = new QHBoxLayout(this);
@@ -74,6 +77,9 @@ StatusLine::StatusLine(AppModel& model, QWidget* parent) : FilledPane(Role::bar,
     row->addWidget(text_);
     row->addStretch(1);
     row->addSpacing(16);
+    row->addWidget(download_);
+    row->addWidget(cancelDownload_);
+    row->addSpacing(16);
     row->addWidget(count_);
     row->addSpacing(24);
     row->addWidget(place_);
@@ -81,6 +87,8 @@ StatusLine::StatusLine(AppModel& model, QWidget* parent) : FilledPane(Role::bar,
     connect(&model_, &AppModel::preparingChanged, this, &StatusLine::follow);
     connect(&model_, &AppModel::documentChanged, this, &StatusLine::follow);
     connect(&model_, &AppModel::deviceTroubleChanged, this, &StatusLine::follow);
+    connect(&model_.links(), &LinkOpener::changed, this, &StatusLine::followDownload);
+    followDownload();
     told_.setSingleShot(true);
     connect(&told_, &QTimer::timeout, this, &StatusLine::follow);
     follow();
@@ -125,6 +133,17 @@ void StatusLine::follow() {
         count_->setText(sliders == 1 ? tr("1 slider") : tr("%1 sliders").arg(sliders));
     else
         count_->setText({});
+}
+
+void StatusLine::followDownload() {
+    const auto& name = model_.links().downloading();
+    download_->setText(name ? tr("Fetching %1").arg(*name) : QString());
+    download_->setVisible(name.has_value());
+    cancelDownload_->setVisible(name.has_value());
+    if (!name) return;
+    setAccessibleDescription(download_->text());
+    QAccessibleEvent alert(this, QAccessible::Alert);
+    QAccessible::updateAccessibility(&alert);
 }
 
 void StatusLine::setCaret(int line, int column) {

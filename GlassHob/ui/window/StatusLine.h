@@ -1,5 +1,5 @@
-// The line at the bottom of the window: how the shader fares at the left; sliders or errors and the caret's place at
-// the right. The sign and its text change at once. Main thread.
+// The line at the bottom of the window: how the shader fares at the left; a download that is under way, sliders or
+// errors and the caret's place at the right. The sign and its text change at once. Main thread.
 #pragma once
 
 #include "GlassHob/model/AppModel.h"
@@ -22,11 +22,14 @@ class StatusLine : public FilledPane {
 
   private:
     void follow();
+    void followDownload();
 
     class Sign;
     AppModel& model_;
     Sign* sign_;
     TextLine* text_;
+    TextLine* download_;
+    ToolButton* cancelDownload_;
     TextLine* count_;
     TextLine* place_;
     QString caret_, drawnSize_;
