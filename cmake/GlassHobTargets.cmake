@@ -67,7 +67,7 @@ function(glasshob_test name)
   file(MAKE_DIRECTORY ${home})
   add_test(NAME ${name} COMMAND ${ARG_LAUNCHER} $<TARGET_FILE:${name}>)
   set_tests_properties(${name} PROPERTIES
-    LABELS "${ARG_LABELS}" TIMEOUT 300
+    LABELS "${ARG_LABELS}" TIMEOUT 900 # ends what hangs; a busy machine is given its time
     ENVIRONMENT "GLASSHOB_VALIDATION=1;QT_QPA_PLATFORM=offscreen;HOME=${home};XDG_CONFIG_HOME=${home}/config;XDG_DATA_HOME=${home}/data;XDG_CACHE_HOME=${home}/cache;XDG_DOCUMENTS_DIR=${home}/Documents;${ARG_ENVIRONMENT}")
   if(ui IN_LIST ARG_LABELS) # one at a time: windows of two programs on one display cover each other and take the focus
     set_property(TEST ${name} PROPERTY RESOURCE_LOCK display)
