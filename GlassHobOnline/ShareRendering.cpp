@@ -11,7 +11,6 @@
 #include <QColorSpace>
 #include <QDir>
 #include <QFile>
-#include <QImage>
 #include <QImageWriter>
 #include <QUuid>
 
@@ -105,9 +104,12 @@ std::expected<StillImage, Failure> pictureOf(const Order& order, const std::shar
 
 } // namespace
 
+QImage asImage(const StillImage& image) {
+    return {image.bytes.data(), int(image.width), int(image.height), qsizetype(image.width) * 4, QImage::Format_RGB32};
+}
+
 QByteArray jpeg(const StillImage& image, qsizetype most) {
-    QImage wrapped(image.bytes.data(), int(image.width), int(image.height), qsizetype(image.width) * 4,
-                   QImage::Format_RGB32);
+    QImage wrapped = asImage(image);
     wrapped.setColorSpace(QColorSpace::SRgb);
     for (const int quality : jpegQualities) {
         QByteArray bytes;

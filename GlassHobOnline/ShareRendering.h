@@ -10,6 +10,7 @@
 #include "GlassHobRender/output/StillRenderer.h"
 
 #include <QByteArray>
+#include <QImage>
 
 #include <cstdint>
 #include <expected>
@@ -55,6 +56,9 @@ std::expected<Files, Failure> render(const Order& order, const Progress& progres
 
 // The picture alone, before it is encoded.
 std::expected<StillImage, Failure> picture(const Order& order, const std::stop_token& stop);
+
+// The same pixels, which the image does not own.
+QImage asImage(const StillImage& image);
 
 // As JPEG, as good as fits into so many bytes; empty when nothing does.
 QByteArray jpeg(const StillImage& image, qsizetype most);

@@ -18,15 +18,6 @@ namespace glasshob {
 
 namespace {
 
-// Whether there are at most so many characters, an accent or a skin colour being one with what it belongs to.
-bool hasAtMost(std::size_t limit, std::string_view text) {
-    const QString characters = asQString(text);
-    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, characters);
-    for (std::size_t count = 0; count <= limit; ++count)
-        if (finder.toNextBoundary() < 0) return true;
-    return false;
-}
-
 // The shortest decimals of the 32-bit number. JSON has no number that is none, and none without an end.
 QJsonValue number(float value) {
     if (!std::isfinite(value)) return QJsonValue::Null;
@@ -35,16 +26,31 @@ QJsonValue number(float value) {
 
 } // namespace
 
+std::size_t characterCount(std::string_view text) {
+    const QString characters = asQString(text);
+    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, characters);
+    std::size_t count = 0;
+    while (finder.toNextBoundary() >= 0)
+        ++count;
+    return count;
+}
+
+std::vector<std::string> ShareUpload::problemsOfTexts() const {
+    std::vector<std::string> found;
+    const std::size_t titleLength = characterCount(trimmed(title));
+    if (titleLength == 0 || titleLength > titleLimit) found.emplace_back("The title must be 1 to 80 characters.");
+    if (characterCount(description) > descriptionLimit)
+        found.emplace_back("The description must be at most 500 characters.");
+    if (source.size() > sourceLimit) found.emplace_back("The source is over 200 KB.");
+    return found;
+}
+
 std::vector<std::string> ShareUpload::problems() const {
     const auto sizeOf = [](const QByteArray& bytes) { return std::size_t(bytes.size()); };
-    const std::string_view sent = trimmed(title);
-    std::vector<std::string> found;
+    std::vector<std::string> found = problemsOfTexts();
     const auto check = [&](bool isGood, const char* sentence) {
         if (!isGood) found.emplace_back(sentence);
     };
-    check(!sent.empty() && hasAtMost(titleLimit, sent), "The title must be 1 to 80 characters.");
-    check(hasAtMost(descriptionLimit, description), "The description must be at most 500 characters.");
-    check(source.size() <= sourceLimit, "The source is over 200 KB.");
     check(sizeOf(loop) <= loopLimit, "The loop video is over 20 MB.");
     check(sizeOf(thumb) <= thumbLimit, "The thumbnail is over 1 MB.");
     check(loop.size() >= 8 && loop.sliced(4, 4) == "ftyp", "The loop is not an MP4 file.");

@@ -45,11 +45,16 @@ struct ShareUpload {
 
     // What the gallery would refuse it for, each a sentence; empty when it may be sent.
     std::vector<std::string> problems() const;
+    // The same of what was written, before there are a film and a picture.
+    std::vector<std::string> problemsOfTexts() const;
     // What is told of the shader, as JSON.
     QByteArray meta() const;
     // The parts meta, source, loop and thumb.
     Multipart multipart(std::string boundary) const;
 };
+
+// How many characters a person sees in it, an accent or a skin colour being one with what it belongs to.
+std::size_t characterCount(std::string_view text);
 
 // The forms in which they are sent ("cc-by-4.0", "unlisted"), and the name that a person sees ("CC BY 4.0").
 std::string_view rawValue(ShareUpload::Licence licence);
