@@ -12,6 +12,8 @@
 #include "GlassHobCore/Identity.h"
 #include "GlassHobCore/site/HttpSession.h"
 #include "GlassHobCore/text/Text.h"
+#include "GlassHobOnline/AccountModel.h"
+#include "GlassHobOnline/KeychainTokenStore.h"
 #include "GlassHobOnline/UpdateChecker.h"
 
 #include <QApplication>
@@ -100,13 +102,17 @@ int main(int argc, char** argv) {
     glasshob::Theme::instance().install();
     QApplication::setWindowIcon(glasshob::applicationIcon());
 
-    glasshob::DialogQuestions questions;
+    const auto site = glasshob::Site::at(
+        QSettings().value(glasshob::asQString(glasshob::Identity::setting::apiBase)).toString().toStdString());
     glasshob::HttpSession session{std::string(glasshob::Identity::userAgent)};
+    glasshob::KeychainTokenStore tokens;
+    glasshob::AccountModel account(site, session, tokens);
+    glasshob::DialogQuestions questions;
     glasshob::UpdateChecker updates(session);
-    const QString apiBase = QSettings().value(glasshob::asQString(glasshob::Identity::setting::apiBase)).toString();
     glasshob::AppModel model({.questions = &questions,
                               .draftsFolder = glasshob::Drafts::standardFolder(),
-                              .site = glasshob::Site::at(apiBase.toStdString()),
+                              .site = site,
+                              .account = &account,
                               .updates = &updates});
     std::optional<glasshob::MainWindow> window;
     try {

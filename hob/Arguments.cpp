@@ -36,6 +36,15 @@ std::unexpected<std::string> unknownOption(std::string_view command, std::span<c
     return std::unexpected(sentence + ": " + std::string(command) + " --help lists the options.");
 }
 
+std::string_view nameOf(Operands operands) {
+    switch (operands) {
+    case Operands::parts: return "part of a movie";
+    case Operands::link: return "link";
+    case Operands::name: return "name";
+    default: return "shader file";
+    }
+}
+
 } // namespace
 
 std::string_view closest(std::string_view word, std::span<const std::string_view> candidates) {
@@ -97,12 +106,13 @@ std::expected<Arguments, std::string> Arguments::parse(std::string_view command,
         return std::unexpected(commandName + " takes no file, but " + arguments.operands_.front() + " was given.");
     }
     if (operands != Operands::none && arguments.operands_.empty()) {
-        const std::string lacking = operands == Operands::parts ? "No part of a movie" : "No shader file";
-        return std::unexpected(lacking + " was given: " + commandName + " --help shows how.");
+        return std::unexpected("No " + std::string(nameOf(operands)) + " was given: " + commandName +
+                               " --help shows how.");
     }
-    if (operands == Operands::one && arguments.operands_.size() > 1) {
-        return std::unexpected(commandName + " takes one shader file, but " + arguments.operands_[1] +
-                               " was given as well.");
+    const bool takesMore = operands == Operands::oneOrMore || operands == Operands::parts;
+    if (!takesMore && arguments.operands_.size() > 1) {
+        return std::unexpected(commandName + " takes one " + std::string(nameOf(operands)) + ", but " +
+                               arguments.operands_[1] + " was given as well.");
     }
     return arguments;
 }

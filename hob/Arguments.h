@@ -43,8 +43,8 @@ constexpr std::array<Option, first + shared + last> joined(const std::array<Opti
     return all;
 }
 
-// `parts` is one or more, of a movie.
-enum class Operands { none, one, oneOrMore, parts };
+// `one` is a shader file, and `oneOrMore` are; `parts` is one or more, of a movie; `link` and `name` are one of these.
+enum class Operands { none, one, oneOrMore, parts, link, name };
 
 class Arguments {
   public:

@@ -35,5 +35,9 @@ const Command& devicesCommand();
 const Command& samplesCommand();
 const Command& fetchCommand();
 const Command& updateCommand();
+const Command& signInCommand();
+const Command& signOutCommand();
+const Command& accountCommand();
+const Command& handleCommand();
 
 } // namespace hob

@@ -77,7 +77,7 @@ const Command& fetchCommand() {
             "saved\n"
             "under a free name in Documents/Glass Hob, where the window keeps new shaders, or as FILE; the path is\n"
             "printed. Read it before you run it.\n",
-        .operands = Operands::one,
+        .operands = Operands::link,
         .options = options,
         .run = run,
     };

@@ -15,8 +15,9 @@ namespace {
 using glasshob::Identity::applicationName;
 
 const auto& commands() {
-    static const std::array all = {&checkCommand(),   &infoCommand(),    &stillCommand(), &soundCommand(),
-                                   &exportCommand(),  &episodeCommand(), &joinCommand(),  &fetchCommand(),
+    static const std::array all = {&checkCommand(),   &infoCommand(),    &stillCommand(),   &soundCommand(),
+                                   &exportCommand(),  &episodeCommand(), &joinCommand(),    &fetchCommand(),
+                                   &signInCommand(),  &signOutCommand(), &accountCommand(), &handleCommand(),
                                    &samplesCommand(), &devicesCommand(), &updateCommand()};
     return all;
 }
@@ -28,7 +29,7 @@ std::string padded(std::string_view text, std::size_t width) {
 std::string generalHelp() {
     std::string text = "Usage: hob COMMAND [OPTIONS]\n\n" + std::string(applicationName) +
                        " without a window: checks shaders, draws them, renders their sound, makes movies and tutorial "
-                       "episodes of them, and fetches those of the gallery.\n\nCommands:\n";
+                       "episodes of them, and speaks to the gallery.\n\nCommands:\n";
     for (const Command* command : commands()) {
         text += "  " + padded(command->name, 10) + std::string(command->summary) + '\n';
     }

@@ -2,6 +2,7 @@
 
 #include "GlassHob/model/AppModel.h"
 #include "GlassHob/model/SampleThumbnails.h"
+#include "GlassHob/ui/account/AccountActions.h"
 #include "GlassHob/ui/controls/Banner.h"
 #include "GlassHob/ui/controls/Controls.h"
 #include "GlassHob/ui/controls/FileManager.h"
@@ -82,11 +83,11 @@ MainWindow::MainWindow(AppModel& model, Canvas::Kind canvas) : model_(model) {
     auto* column = new QVBoxLayout(central);
     column->setContentsMargins(0, 0, 0, 0);
     column->setSpacing(0);
-    toolbar_ =
-        new Toolbar(model_,
-                    {showEditor_, showInspector_, new_, open_, save_, picture_->backToStart, picture_->pauseOrPlay,
-                     picture_->stepFrame, picture_->hearSound, picture_->saveStill, exporting_->exportVideo},
-                    central);
+    toolbar_ = new Toolbar(model_,
+                           {showEditor_, showInspector_, new_, open_, save_, picture_->backToStart,
+                            picture_->pauseOrPlay, picture_->stepFrame, picture_->hearSound, picture_->saveStill,
+                            exporting_->exportVideo, account_->open},
+                           central);
     across_ = new PaneSplitter(Qt::Horizontal, central);
     editorPane_ = new EditorPane(model_, across_);
     down_ = new PaneSplitter(Qt::Vertical, across_);
@@ -202,6 +203,7 @@ void MainWindow::makeActions() {
     compileNow_ = action(tr("&Compile Now"), Keys(tr("Ctrl+B")), [this] { model_.compileNow(); });
     picture_ = new PictureActions(model_, this);
     exporting_ = new ExportActions(model_, this);
+    account_ = new AccountActions(model_, this);
     variations_ = new VariationActions(model_, this);
     connect(variations_, &VariationActions::writeWanted, this, &MainWindow::writeVariations);
     walkthrough_ = new WalkthroughActions(model_, this);
@@ -310,6 +312,7 @@ void MainWindow::makeMenus() {
     export_->addSeparator();
     picture_->addPicturesTo(export_);
     export_->addAction(exporting_->saveSound);
+    menuBar()->addMenu(account_->makeMenu(menuBar()));
     new HelpMenu(
         model_, menuBar(), this, [this] { return editor()->hasFocus() ? editor()->wordAtCaret() : QString(); },
         [this] { banners_->showUpdate(); });

@@ -13,6 +13,7 @@ class QSplitter;
 
 namespace glasshob {
 
+class AccountActions;
 class AppModel;
 class Banners;
 class CodeEditor;
@@ -47,6 +48,7 @@ class MainWindow : public QMainWindow {
     // The window comes before the others; `activation` is what the desktop gave to who asked for it.
     void comeForward(const QByteArray& activation);
     PictureActions* pictureActions() const { return picture_; }
+    AccountActions* accountActions() const { return account_; }
     ExportActions* exportActions() const { return exporting_; }
     VariationActions* variationActions() const { return variations_; }
     WalkthroughActions* walkthrough() const { return walkthrough_; }
@@ -87,6 +89,7 @@ class MainWindow : public QMainWindow {
     SampleMenu* fromSample_ = nullptr;
     PictureActions* picture_ = nullptr;
     FullScreen* fullScreen_ = nullptr;
+    AccountActions* account_ = nullptr;
     ExportActions* exporting_ = nullptr;
     VariationActions* variations_ = nullptr;
     WalkthroughActions* walkthrough_ = nullptr;

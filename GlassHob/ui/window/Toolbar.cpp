@@ -54,7 +54,7 @@ Toolbar::Toolbar(AppModel& model, const Actions& actions, QWidget* parent)
     export_->setLabel(tr("Export…"));
     share_ = placeFor(Icon::share, tr("Share to the gallery"), tr("Share…"));
     beforeAccount_ = new BarSeparator(this);
-    account_ = placeFor(Icon::account, tr("Account"), {});
+    account_ = new ToolButton(Icon::account, tr("Account"), actions.account, this);
 
     connect(&model_, &AppModel::clockChanged, this, &Toolbar::followClock);
     connect(&model_, &AppModel::documentChanged, this, &Toolbar::followDocument);

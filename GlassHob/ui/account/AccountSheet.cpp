@@ -1,0 +1,120 @@
+#include "GlassHob/ui/account/AccountSheet.h"
+
+#include "GlassHob/ui/account/AccountPages.h"
+#include "GlassHobCore/text/Text.h"
+#include "GlassHobOnline/AccountModel.h"
+
+#include <QAccessible>
+#include <QKeyEvent>
+#include <QPointer>
+#include <QVBoxLayout>
+
+namespace glasshob {
+
+namespace {
+
+using Phase = AccountModel::LinkState::Phase;
+
+} // namespace
+
+AccountSheet::AccountSheet(AccountModel& account, QWidget* parent)
+    : QDialog(parent, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowSystemMenuHint |
+                          Qt::WindowCloseButtonHint),
+      account_(account) {
+    setAttribute(Qt::WA_DeleteOnClose);
+    setWindowModality(Qt::WindowModal);
+    setWindowTitle(tr("Account"));
+    auto* column = new QVBoxLayout(this);
+    column->setContentsMargins(0, 0, 0, 0);
+    column->setSpacing(0);
+    column->setSizeConstraint(QLayout::SetFixedSize);
+    new FocusRing(this);
+    connect(&account_, &AccountModel::changed, this, &AccountSheet::follow);
+    follow();
+}
+
+void AccountSheet::follow() {
+    const AccountModel::LinkState& link = account_.link();
+    const QString kind = link.phase != Phase::idle ? QString::number(int(link.phase))
+                         : account_.signedIn()     ? QStringLiteral("in")
+                                                   : QStringLiteral("out");
+    const QString state = kind + link.code + link.message;
+    if (state != shown_) {
+        shown_ = state;
+        turnTo(makePage());
+    }
+    if (auto* in = qobject_cast<SignedInPage*>(page_)) in->tell(account_.email(), account_.handle());
+}
+
+AccountPage* AccountSheet::makePage() {
+    const AccountModel::LinkState& link = account_.link();
+    const QString site = asQString(account_.site().name);
+    if (link.phase == Phase::waiting) {
+        std::optional<QDateTime> expires;
+        if (link.expires) expires = QDateTime::fromMSecsSinceEpoch(link.expires->time_since_epoch().count());
+        return new WaitingPage(site, link.code, link.url, expires, this);
+    }
+    if (link.phase == Phase::failed) return new SignInFailedPage(link.message, this);
+    if (link.phase == Phase::idle && account_.signedIn()) return new SignedInPage(site, this);
+    return new SignedOutPage(site, link.phase == Phase::starting, std::exchange(notice_, {}), this);
+}
+
+void AccountSheet::turnTo(AccountPage* page) {
+    setUpdatesEnabled(false);
+    if (page_ != nullptr) {
+        page_->hide();
+        page_->deleteLater(); // it may be what asked for this
+    }
+    page_ = page;
+    layout()->addWidget(page);
+    connect(page, &AccountPage::signInAsked, &account_, &AccountModel::startLink);
+    connect(page, &AccountPage::signOutAsked, this, [this] { account_.signOut(); });
+    connect(page, &AccountPage::cancelled, this, &AccountSheet::reject);
+    connect(page, &AccountPage::closed, this, &AccountSheet::accept);
+    connect(page, &AccountPage::handleAsked, this, &AccountSheet::setHandle);
+    if (auto* in = qobject_cast<SignedInPage*>(page)) in->tell(account_.email(), account_.handle());
+    page->show();
+    setUpdatesEnabled(true);
+    page->first()->setFocus(Qt::OtherFocusReason);
+    if (account_.link().phase != Phase::failed) return;
+    QAccessibleEvent alert(page, QAccessible::Alert);
+    QAccessible::updateAccessibility(&alert);
+}
+
+void AccountSheet::setHandle(const QString& handle) {
+    const auto set = [](QPointer<AccountSheet> self, QPointer<SignedInPage> page, QString wanted) -> QCoro::Task<> {
+        AccountModel& account = self->account_;
+        page->begin();
+        const auto problem = co_await account.setHandle(wanted);
+        if (page && self && self->page_ == page) {
+            page->end(problem);
+        } else if (self && problem && !account.signedIn()) {
+            // The gallery does not know this sign-in any more: the page that is shown says so.
+            self->notice_ = *problem;
+            self->shown_.clear();
+            self->follow();
+        }
+    };
+    set(this, qobject_cast<SignedInPage*>(page_), handle);
+}
+
+void AccountSheet::reject() {
+    disconnect(&account_, nullptr, this, nullptr); // what goes away does not turn its page
+    if (account_.link().phase != Phase::idle) account_.cancelLink();
+    QDialog::reject();
+}
+
+void AccountSheet::keyPressEvent(QKeyEvent* event) {
+    if (event->key() != Qt::Key_Return && event->key() != Qt::Key_Enter) {
+        QDialog::keyPressEvent(event);
+        return;
+    }
+    // A button that the keyboard has been led to, else the one to press. The field takes its own Return.
+    auto* focused = qobject_cast<TextButton*>(focusWidget());
+    if (focused != nullptr && focused->isVisible())
+        focused->click();
+    else if (qobject_cast<QLineEdit*>(focusWidget()) == nullptr || qobject_cast<SignedInPage*>(page_) == nullptr)
+        page_->primary()->click();
+}
+
+} // namespace glasshob
