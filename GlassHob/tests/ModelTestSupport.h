@@ -117,7 +117,8 @@ class AppModelTest : public ::testing::Test {
                                    .draftDelay = std::move(draftDelay),
                                    .movieMaker = movieMaker,
                                    .compilePatience = compilePatience,
-                                   .site = site});
+                                   .site = site,
+                                   .account = account});
         model->editorSink = [this](const std::string& text) { shown = text; };
     }
     QStringList drafts() const { return QDir(folder.filePath("drafts")).entryList({"*.json"}, QDir::Files); }
@@ -141,6 +142,7 @@ class AppModelTest : public ::testing::Test {
     // A program is there when compile() returns, however busy the machine is.
     std::chrono::milliseconds compilePatience = std::chrono::minutes(2);
     Site site = Site::builtIn();
+    AccountModel* account = nullptr;
     std::unique_ptr<AppModel> model;
     std::string shown;
 };

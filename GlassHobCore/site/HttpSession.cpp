@@ -21,7 +21,7 @@ constexpr qint64 bufferSize = 65536;
 // Qt's words begin small at times and end without a full stop.
 std::string sentence(QString words) {
     words = words.simplified();
-    if (words.isEmpty()) words = "The connection failed";
+    if (words.isEmpty() || words == u"Unknown error") words = "The connection failed";
     words[0] = words[0].toUpper();
     if (!words.endsWith('.') && !words.endsWith('!') && !words.endsWith('?')) words += '.';
     return words.toStdString();
@@ -158,7 +158,7 @@ class HttpSession::Transfer {
         if (!isBroken(reply_->error(), status())) takeBytes();
         if (gate_.isOpen()) return;
         if (isBroken(reply_->error(), status())) return end(networkError(reply_->errorString()));
-        if (status() == 0) return end(networkError("The server sent something else than an answer"));
+        if (status() < 100 || status() > 999) return end(networkError("The server sent something else than an answer"));
         if (const auto url = next()) {
             if (++redirects_ > redirectLimit) return end(networkError("Too many redirects"));
             return start(*url);
@@ -183,7 +183,8 @@ class HttpSession::Transfer {
         whole_->stop();
         // Its own connections stay: by them it tells the thread that holds the socket.
         if (reply_) reply_->disconnect(idle_.get());
-        if (reply_) reply_->abort();
+        // Not now: it may be in the middle of telling an error of its own.
+        if (reply_) QMetaObject::invokeMethod(reply_.get(), &QNetworkReply::abort, Qt::QueuedConnection);
         gate_.open();
     }
 

@@ -29,6 +29,9 @@ class ScriptedServer::Connection : public QObject {
   private:
     void read() {
         received_ += socket_->readAll();
+        const qsizetype skipped = std::min(skip_, received_.size());
+        received_.remove(0, skipped);
+        skip_ -= skipped;
         while (!isAnswering_) {
             if (!request_) {
                 const qsizetype end = received_.indexOf("\r\n\r\n");
@@ -40,9 +43,13 @@ class ScriptedServer::Connection : public QObject {
                 request_->method = words.value(0);
                 request_->target = words.value(1);
                 ++server_.begun_;
-                if (server_.answersEarly) return answer();
             }
             const qsizetype length = request_->header("Content-Length").value_or("0").toLongLong();
+            if (server_.answersEarly) {
+                skip_ = length;
+                answer();
+                return read();
+            }
             if (received_.size() < length) return;
             request_->body = received_.first(length);
             received_.remove(0, length);
@@ -91,6 +98,8 @@ class ScriptedServer::Connection : public QObject {
     ScriptedServer& server_;
     QTcpSocket* socket_;
     QByteArray received_;
+    // Of the body of a request that was answered before it came.
+    qsizetype skip_ = 0;
     std::optional<Request> request_;
     bool isAnswering_ = false;
     Answer answer_;

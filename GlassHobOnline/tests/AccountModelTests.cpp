@@ -2,9 +2,11 @@
 #include "GlassHobCore/tests/TestClock.h"
 #include "GlassHobCore/tests/WaitUntil.h"
 #include "GlassHobOnline/AccountModel.h"
+#include "GlassHobOnline/KeychainTokenStore.h"
 
 #include <gtest/gtest.h>
 
+#include <QDirIterator>
 #include <QSettings>
 
 #include <memory>
@@ -307,4 +309,46 @@ TEST_F(AccountModelTests, aTokenIsSentToNoOtherGallery) {
     EXPECT_FALSE(account_->signedIn());
     QCoro::waitFor(account_->refresh());
     EXPECT_TRUE(server_.requests().empty());
+}
+
+// This program's session has no keyring: its main sends D-Bus nowhere.
+TEST_F(AccountModelTests, withoutAKeyringNobodyIsSignedInAndNothingIsWritten) {
+    KeychainTokenStore keyring;
+    EXPECT_FALSE(QCoro::waitFor(keyring.save("homeless-token")));
+    EXPECT_EQ(QCoro::waitFor(keyring.read()), std::nullopt);
+
+    account_ =
+        std::make_unique<AccountModel>(Site::at(server_.url().toString().toStdString()), session_, keyring, clock_);
+    signInWith({approved_});
+    EXPECT_EQ(failed(), "The keychain refused to keep the sign-in.");
+    EXPECT_FALSE(account_->signedIn());
+    QDirIterator files(qEnvironmentVariable("HOME"), QDir::Files | QDir::Hidden, QDirIterator::Subdirectories);
+    while (files.hasNext()) {
+        QFile file(files.next());
+        ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+        const QByteArray bytes = file.readAll();
+        EXPECT_FALSE(bytes.contains("homeless-token") || bytes.contains("new-token")) << file.fileName().toStdString();
+    }
+    account_.reset();
+}
+
+TEST_F(AccountModelTests, aTokenIsInNoMessage) {
+    static QString said;
+    said.clear();
+    const auto before =
+        qInstallMessageHandler([](QtMsgType, const QMessageLogContext&, const QString& text) { said += text + '\n'; });
+    signInBefore();
+    const QByteArray echo = R"({"error": "No."})";
+    for (const Answer& trouble :
+         {broken_, ScriptedServer::answer(500, echo), ScriptedServer::answer(302, "", {"Location: http://x.example/"}),
+          Answer{.bytes = "nonsense\r\n\r\n", .then = Answer::Then::close}}) {
+        server_.script({trouble});
+        QCoro::waitFor(account_->refresh());
+        said += setHandle("ada").value_or("");
+    }
+    signInWith({ScriptedServer::answer(200, R"({"token": "new-token"})")});
+    said += failed();
+    qInstallMessageHandler(before);
+    EXPECT_FALSE(said.contains("-token")) << said.toStdString();
+    EXPECT_TRUE(said.contains("No.")) << said.toStdString();
 }

@@ -6,6 +6,7 @@
 
 #include <QAccessible>
 #include <QKeyEvent>
+#include <QLineEdit>
 #include <QPointer>
 #include <QVBoxLayout>
 
