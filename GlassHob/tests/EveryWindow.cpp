@@ -39,6 +39,7 @@
 #include "GlassHob/ui/walkthrough/WalkthroughWindow.h"
 #include "GlassHob/ui/window/FullScreen.h"
 #include "GlassHob/ui/window/SliderBox.h"
+#include "GlassHob/ui/window/UpdateBox.h"
 #include "GlassHobCore/Identity.h"
 #include "GlassHobCore/shader/SampleShelf.h"
 #include "GlassHobRender/formats/ExportError.h"
@@ -481,6 +482,16 @@ void EveryWindow::visitHelp(const Visitor& visit) {
         visit(QStringLiteral("shortcuts-search"), shown);
     });
     see("About Glass Hob", QStringLiteral("about"), [](QWidget*) {});
+    auto* update = new UpdateBox({.version = "12.10",
+                                  .build = 1210,
+                                  .url = "https://example.org/get",
+                                  .sha256 = std::string(64, 'a'),
+                                  .notes = "What is new takes a line or more.\nAnd there are several."},
+                                 window_.get());
+    update->open();
+    settle();
+    visit(QStringLiteral("update"), update);
+    update->close();
 }
 
 void EveryWindow::visitDialog(const Visitor& visit, const QString& name) {

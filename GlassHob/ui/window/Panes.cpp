@@ -18,6 +18,7 @@
 #include "GlassHobCore/code/Explanations.h"
 #include "GlassHobCore/code/ParamEdits.h"
 #include "GlassHobCore/shader/ShaderAssembler.h"
+#include "GlassHobCore/text/Text.h"
 #include "GlassHobRender/program/ShaderProgram.h"
 
 #include <QHBoxLayout>
@@ -26,6 +27,7 @@
 #include <QVBoxLayout>
 
 #include <algorithm>
+#include <optional>
 #include <utility>
 
 namespace glasshob {
@@ -118,17 +120,29 @@ void EditorPane::followDocument() {
     dot_->setVisible(model_.isDirty());
     editor_->setAccessibleDescription(model_.isDirty() ? tr("%1, edited").arg(model_.displayName())
                                                        : model_.displayName());
+    showKind();
 }
 
 void EditorPane::followCompile() {
-    const auto& program = model_.program();
-    kind_->setVisible(program != nullptr);
-    sound_->setVisible(program && program->soundPipeline());
-    if (program) {
-        const std::string_view kind = rawValue(program->kind());
-        kind_->setText(QString::fromLatin1(kind.data(), qsizetype(kind.size())));
-    }
+    showKind();
     showMessages();
+}
+
+void EditorPane::showKind() {
+    const auto& program = model_.program();
+    std::optional<ShaderKind> kind;
+    bool hasSound = false;
+    if (model_.needsRun()) { // all that is known of it is its text
+        const AssembledShader waiting = ShaderAssembler::assemble(model_.currentText());
+        kind = waiting.kind();
+        hasSound = waiting.hasSound;
+    } else if (program) {
+        kind = program->kind();
+        hasSound = program->soundPipeline() != nullptr;
+    }
+    kind_->setVisible(kind.has_value());
+    sound_->setVisible(hasSound);
+    if (kind) kind_->setText(asQString(rawValue(*kind)));
 }
 
 void EditorPane::writeSliderValues() {

@@ -29,6 +29,7 @@ class EditorPane : public QWidget {
   private:
     void followDocument();
     void followCompile();
+    void showKind();
     void showMessages();
 
     class EditedDot;
