@@ -1,12 +1,10 @@
 #include "GlassHobCore/site/APIClient.h"
 
+#include "GlassHobCore/site/APIAnswers.h"
 #include "GlassHobCore/text/Text.h"
 
-#include <QDateTime>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QRegularExpression>
-#include <QTextBoundaryFinder>
 
 #include <algorithm>
 #include <functional>
@@ -15,151 +13,19 @@ namespace glasshob {
 
 namespace {
 
-using Failure = APIClient::Failure;
-template <class Value>
-using Result = APIClient::Result<Value>;
-
-constexpr int messageLimit = 300;
-
-// An answer as its rule sees it: what it says, and what the gallery is called where a text needs that.
-struct Answer {
-    int status = 0;
-    // Nothing when the body is no JSON object that could be read whole.
-    std::optional<QJsonObject> body;
-    const std::string& siteName;
-
-    bool isGood() const { return status >= 200 && status <= 299; }
-    std::unexpected<Failure> bad() const {
-        return std::unexpected(
-            Failure{Failure::Kind::badAnswer, 0, siteName + " sent an answer the app could not read."});
-    }
-    std::unexpected<Failure> refusal() const;
-};
-
-std::optional<QJsonObject> objectIn(const HttpAnswer& answer) {
-    if (answer.isTooLarge) return {};
-    const QJsonDocument document = QJsonDocument::fromJson(answer.body);
-    return document.isObject() ? std::optional(document.object()) : std::nullopt;
-}
-
-bool isMissing(const QJsonValue& value) {
-    return value.isUndefined() || value.isNull();
-}
-
-// A text that may be missing; nothing when there is something of another type.
-std::optional<std::optional<std::string>> optionalText(const QJsonValue& value) {
-    if (isMissing(value)) return std::optional<std::string>();
-    if (!value.isString()) return {};
-    return value.toString().toStdString();
-}
-
-// A line of at most so many characters as a person sees them, one that is built of very many marks being several. Line
-// breaks go, and what would steer a terminal or turn the direction of reading.
-std::string oneLine(QString text) {
-    static const QRegularExpression breaks(
-        "[\\x{0}-\\x{8}\\x{a}-\\x{1f}\\x{7f}-\\x{9f}\\x{2028}-\\x{202e}\\x{2066}-\\x{2069}]");
-    text.remove(breaks);
-    QTextBoundaryFinder finder(QTextBoundaryFinder::Grapheme, text);
-    qsizetype end = 0;
-    for (int count = 0; count < messageLimit && finder.toNextBoundary() >= 0; ++count)
-        end = finder.position();
-    return text.first(std::min<qsizetype>(end, messageLimit * 8)).toStdString();
-}
-
-std::unexpected<Failure> Answer::refusal() const {
-    std::string message;
-    bool needsHandle = false;
-    if (body) {
-        const QJsonValue error = (*body)["error"], flag = (*body)["needsHandle"];
-        if ((isMissing(error) || error.isString()) && (isMissing(flag) || flag.isBool())) {
-            message = oneLine(error.toString());
-            needsHandle = flag.toBool();
-        }
-    }
-    const auto failure = [&](Failure::Kind kind, const std::string& fixed, int code = 0) {
-        return std::unexpected(Failure{kind, code, message.empty() ? fixed : message});
-    };
-    if (status == 401) return failure(Failure::Kind::signedOut, "You are signed out. Sign in again.");
-    if (status == 409 && needsHandle) return failure(Failure::Kind::needsHandle, "Choose a handle first.");
-    if (status == 429) return failure(Failure::Kind::tooMany, "Too many requests. Try again later.");
-    return failure(Failure::Kind::server, siteName + " answered " + std::to_string(status) + ".", status);
-}
+using APIAnswers::Answer;
+using APIAnswers::Failure;
+using APIAnswers::Result;
 
 // Sends, and lets the rule of the address say what the answer means.
 template <class Value>
 QCoro::Task<Result<Value>> exchange(HttpSession& session, HttpRequest request, std::string siteName,
                                     std::function<Result<Value>(const Answer&)> rule, Cancellation cancellation) {
     const auto answer = co_await session.send(std::move(request), std::move(cancellation));
-    if (answer) co_return rule(Answer{answer->status, objectIn(*answer), siteName});
+    if (answer) co_return rule(Answer(*answer, siteName));
     const bool isCancelled = answer.error().kind == HttpError::Kind::cancelled;
     co_return std::unexpected(
         Failure{isCancelled ? Failure::Kind::cancelled : Failure::Kind::network, 0, answer.error().message});
-}
-
-std::optional<Clock::Moment> momentOf(const QJsonValue& value, Clock::Moment now) {
-    if (value.isDouble()) {
-        // What lies beyond is as good as never, or long ago.
-        constexpr double farthest = 1e13;
-        const double number = value.toDouble();
-        const bool isDuration = number < 86'400;
-        const double seconds = std::clamp(number > 1e11 ? number / 1000 : number, -farthest, farthest);
-        const auto time = std::chrono::milliseconds(std::int64_t(seconds * 1000));
-        return isDuration ? now + time : Clock::Moment(time);
-    }
-    static const QRegularExpression form(
-        "\\A[0-9]{4}-[0-9]{2}-[0-9]{2}T[0-9]{2}:[0-9]{2}:[0-9]{2}(Z|[+-][0-9]{2}:?[0-9]{2})\\z");
-    if (!form.match(value.toString()).hasMatch()) return {};
-    const QDateTime time = QDateTime::fromString(value.toString(), Qt::ISODate);
-    if (!time.isValid()) return {};
-    return Clock::Moment(std::chrono::milliseconds(time.toMSecsSinceEpoch()));
-}
-
-Result<APIClient::LinkStart> linkStart(const Answer& answer, Clock::Moment now) {
-    if (!answer.isGood()) return answer.refusal();
-    if (!answer.body) return answer.bad();
-    const QJsonValue device = (*answer.body)["device"], code = (*answer.body)["code"], url = (*answer.body)["url"];
-    const QUrl page(url.toString(), QUrl::StrictMode);
-    if (!device.isString() || !code.isString() || !page.isValid()) return answer.bad();
-    APIClient::LinkStart start;
-    start.device = device.toString().toStdString();
-    start.code = code.toString().toStdString();
-    start.url = page;
-    const double interval = std::clamp((*answer.body)["interval"].toDouble(5), 1.0, 60.0);
-    start.interval = std::chrono::milliseconds(std::int64_t(interval * 1000));
-    start.expires = momentOf((*answer.body)["expires"], now);
-    return start;
-}
-
-Result<APIClient::LinkPoll> linkPoll(const Answer& answer) {
-    using Kind = APIClient::LinkPoll::Kind;
-    if (answer.status == 410) return APIClient::LinkPoll{Kind::gone, {}, {}, {}};
-    if (answer.status == 202) return APIClient::LinkPoll{Kind::pending, {}, {}, {}};
-    if (answer.status != 200) return answer.refusal();
-    if (!answer.body) return answer.bad();
-    const QJsonValue email = (*answer.body)["email"];
-    const std::string token = (*answer.body)["token"].toString().toStdString();
-    const auto handle = optionalText((*answer.body)["handle"]);
-    if (!APIClient::isToken(token) || !email.isString() || !handle) return answer.bad();
-    return APIClient::LinkPoll{Kind::approved, token, email.toString().toStdString(), *handle};
-}
-
-Result<APIClient::Me> me(const Answer& answer) {
-    if (answer.status != 200) return answer.refusal();
-    if (!answer.body) return answer.bad();
-    const QJsonValue email = (*answer.body)["email"];
-    const auto handle = optionalText((*answer.body)["handle"]);
-    if (!email.isString() || !handle) return answer.bad();
-    return APIClient::Me{email.toString().toStdString(), *handle};
-}
-
-Result<APIClient::Shared> shared(const Answer& answer) {
-    if (answer.status != 200 && answer.status != 201) return answer.refusal();
-    if (!answer.body) return answer.bad();
-    const QJsonValue id = (*answer.body)["id"], url = (*answer.body)["url"];
-    const QUrl page(url.toString(), QUrl::StrictMode);
-    const bool isWeb = page.scheme() == "http" || page.scheme() == "https";
-    if (!id.isString() || !page.isValid() || !isWeb || page.host().isEmpty()) return answer.bad();
-    return APIClient::Shared{id.toString().toStdString(), page};
 }
 
 } // namespace
@@ -197,25 +63,22 @@ HttpRequest APIClient::post(std::string_view path, const QJsonObject& body, std:
 QCoro::Task<Result<APIClient::LinkStart>> APIClient::startLink(Cancellation cancellation) const {
     return exchange<LinkStart>(
         *session_, post("/api/app/link", {}), site_.name,
-        [clock = clock_](const Answer& answer) { return linkStart(answer, clock->now()); }, std::move(cancellation));
+        [clock = clock_](const Answer& answer) { return APIAnswers::linkStart(answer, clock->now()); },
+        std::move(cancellation));
 }
 
 QCoro::Task<Result<APIClient::LinkPoll>> APIClient::pollLink(std::string_view device, Cancellation cancellation) const {
     return exchange<LinkPoll>(*session_, post("/api/app/link/poll", {{"device", asQString(device)}}), site_.name,
-                              linkPoll, std::move(cancellation));
+                              APIAnswers::linkPoll, std::move(cancellation));
 }
 
 QCoro::Task<Result<APIClient::Me>> APIClient::me(std::string_view token, Cancellation cancellation) const {
-    return exchange<Me>(*session_, request("/api/me", token), site_.name, glasshob::me, std::move(cancellation));
+    return exchange<Me>(*session_, request("/api/me", token), site_.name, APIAnswers::me, std::move(cancellation));
 }
 
 QCoro::Task<Result<std::string>> APIClient::setHandle(std::string_view token, std::string_view handle,
                                                       Cancellation cancellation) const {
-    const auto rule = [sent = std::string(handle)](const Answer& answer) -> Result<std::string> {
-        if (!answer.isGood()) return answer.refusal();
-        const QJsonValue kept = answer.body.value_or(QJsonObject())["handle"];
-        return kept.isString() ? kept.toString().toStdString() : sent;
-    };
+    const auto rule = [sent = std::string(handle)](const Answer& answer) { return APIAnswers::handle(answer, sent); };
     return exchange<std::string>(*session_, post("/api/account/handle", {{"handle", asQString(handle)}}, token),
                                  site_.name, rule, std::move(cancellation));
 }
@@ -235,7 +98,7 @@ QCoro::Task<Result<APIClient::Shared>> APIClient::share(std::string_view token, 
     sent.headers.emplace_back("Content-Type", QByteArray::fromStdString(parts.contentType()));
     sent.body = parts.body();
     sent.progress = std::move(progress);
-    return exchange<Shared>(*session_, std::move(sent), site_.name, shared, std::move(cancellation));
+    return exchange<Shared>(*session_, std::move(sent), site_.name, APIAnswers::shared, std::move(cancellation));
 }
 
 } // namespace glasshob
