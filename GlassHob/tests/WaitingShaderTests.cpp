@@ -2,7 +2,6 @@
 // over everything that may happen to such a document.
 
 #include "GPU/Testing.h"
-#include "GlassHob/model/BesideWork.h"
 #include "GlassHob/model/OpenEpisode.h"
 #include "GlassHob/model/RecentFiles.h"
 #include "GlassHob/model/StartStill.h"
@@ -33,7 +32,7 @@ class WaitingShaderTest : public ShownWindow {
     void settle() {
         delay_->elapse();
         QApplication::processEvents();
-        EXPECT_TRUE(comesTrue([] { return !besideWorkGoesOn(); }));
+        EXPECT_TRUE(comesTrue([this] { return !model->episode().isCompiling(); }));
         QApplication::processEvents();
     }
     void expectNoCompile(const std::string& after) {

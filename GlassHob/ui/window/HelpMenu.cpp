@@ -15,6 +15,7 @@
 namespace glasshob {
 
 QCoro::Task<> HelpMenu::checkForUpdates(AppModel& model, std::function<void()> tellUpdate) {
+    if (!model.updates()) co_return;
     const QPointer<AppModel> alive(&model);
     const bool isRead = co_await model.updates()->check();
     if (!alive) co_return;
