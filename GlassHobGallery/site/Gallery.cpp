@@ -1,0 +1,393 @@
+#include "GlassHobGallery/site/Gallery.h"
+
+#include "GlassHobGallery/data/Secrets.h"
+#include "GlassHobGallery/site/Log.h"
+#include "GlassHobGallery/site/ShareReceiver.h"
+
+#include "GlassHobCore/Identity.h"
+#include "GlassHobCore/site/ShareUpload.h"
+
+#include <algorithm>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
+#include <thread>
+
+namespace glasshob::gallery {
+
+namespace {
+
+constexpr std::int64_t day = 86400;
+constexpr std::int64_t browserLife = 30 * day;
+
+std::string typeOf(const std::filesystem::path& path) {
+    const std::string ending = path.extension();
+    if (ending == ".css") return "text/css; charset=utf-8";
+    if (ending == ".js") return "text/javascript; charset=utf-8";
+    if (ending == ".svg") return "image/svg+xml";
+    if (ending == ".woff2") return "font/woff2";
+    return "text/plain; charset=utf-8";
+}
+
+// The only page that needs neither template nor database.
+constexpr const char* mistakePage = "<!doctype html><html lang=\"en\"><head><meta charset=\"utf-8\"><meta "
+                                    "name=\"viewport\" content=\"width=device-width, "
+                                    "initial-scale=1\"><title>Something went wrong</title><link rel=\"stylesheet\" "
+                                    "href=\"/static/gallery.css\"></head><body>"
+                                    "<main id=\"main\" class=\"empty\"><p class=\"number\">500</p><h1>The gallery made "
+                                    "a mistake</h1><p>It is not your fault. "
+                                    "Nothing you sent was kept. If it happens again, tell an administrator the number ";
+
+std::vector<std::string> partsOf(std::string_view path) {
+    std::vector<std::string> parts;
+    while (!path.empty()) {
+        path.remove_prefix(1); // the slash
+        const std::size_t end = std::min(path.find('/'), path.size());
+        parts.emplace_back(path.substr(0, end));
+        path.remove_prefix(end);
+    }
+    return parts;
+}
+
+void secure(Response& answer) {
+    const auto has = [&](std::string_view name) {
+        return std::ranges::any_of(answer.headers, [&](const auto& header) { return header.first == name; });
+    };
+    answer.with("X-Content-Type-Options", "nosniff");
+    if (!has("Content-Security-Policy"))
+        answer.with(
+            "Content-Security-Policy",
+            "default-src 'none'; style-src 'self'; script-src 'self'; img-src 'self'; media-src 'self'; font-src "
+            "'self'; form-action 'self'; base-uri 'none'; frame-ancestors 'none'");
+    if (!has("Referrer-Policy")) answer.with("Referrer-Policy", "same-origin");
+    answer.with("Cross-Origin-Opener-Policy", "same-origin");
+    answer.with("Permissions-Policy", "camera=(), microphone=(), geolocation=()");
+}
+
+} // namespace
+
+Gallery::Gallery(Config config, Database& database, MediaStore& media, const std::string& resources)
+    : config_(std::move(config)), site_(Site::at(config_.url)), database_(database), media_(media),
+      templates_(resources + "/pages"), checks_(std::max(1u, std::thread::hardware_concurrency() / 2)) {
+    const std::filesystem::path folder = resources + "/static";
+    Digest all;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
+        if (!entry.is_regular_file()) continue;
+        std::ifstream in(entry.path(), std::ios::binary);
+        StaticFile made{std::string((std::istreambuf_iterator<char>(in)), {}), typeOf(entry.path()), {}};
+        made.tag = "\"" + hexText(hashOf(made.bytes)).substr(0, 16) + "\"";
+        all.add(made.tag);
+        statics_.emplace(std::filesystem::relative(entry.path(), folder).string(), std::move(made));
+    }
+    staticVersion_ = hexText(all.end()).substr(0, 8);
+}
+
+Gallery::~Gallery() = default;
+
+HttpHandler::Body Gallery::bodyOf(const Request& request) {
+    Body body;
+    if (request.path != "/api/shaders" || request.method != "POST") return body;
+    body.limit = ShareUpload::totalLimit + 100'000;
+    try {
+        // Nothing is written for whoever may not share.
+        const bool isWelcome = programOf(request).has_value();
+        body.sink = std::make_unique<ShareReceiver>(isWelcome ? &media_ : nullptr, request.header("Content-Type"));
+    } catch (const std::exception&) {
+        body.sink = std::make_unique<ShareReceiver>(nullptr, "");
+    }
+    return body;
+}
+
+Response Gallery::answer(Request& request, bool isTooLarge) {
+    const auto began = std::chrono::steady_clock::now();
+    request.number = randomText(8, "0123456789abcdef");
+    Response answer;
+    try {
+        answer = route(request, isTooLarge);
+    } catch (const std::exception& error) {
+        logEvent("mistake", {{"number", request.number}, {"what", error.what()}});
+        if (request.path.starts_with("/api/")) {
+            answer =
+                jsonError(500, "The gallery made a mistake. If it happens again, tell an administrator the number " +
+                                   request.number + ".");
+        } else {
+            answer.status = 500;
+            answer.body = mistakePage + request.number + ".</p></main></body></html>";
+            answer.with("Content-Type", "text/html; charset=utf-8").with("Cache-Control", "no-store");
+        }
+    }
+    secure(answer);
+    const auto took = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - began);
+    logEvent("request", {{"number", request.number},
+                         {"method", request.method.substr(0, 16)},
+                         {"path", pathForLog(request.path)},
+                         {"status", std::to_string(answer.status)},
+                         {"ms", std::to_string(took.count())},
+                         {"address", request.address}});
+    return answer;
+}
+
+Response Gallery::route(Request& request, bool isTooLarge) {
+    const std::string& path = request.path;
+    if (path.empty() || path[0] != '/') return jsonError(400, "This is no address of the gallery.");
+    if (path == "/healthz") {
+        database_.setting("name");
+        Response answer;
+        answer.body = "ok\n";
+        return answer.with("Content-Type", "text/plain; charset=utf-8").with("Cache-Control", "no-store");
+    }
+    if (path.starts_with("/api/")) return api(request, isTooLarge);
+    if (path == "/app/latest.json") return latest();
+
+    const bool isReading = request.method == "GET" || request.method == "HEAD";
+    if (path.starts_with("/static/") && isReading) return file(path.substr(8));
+    const Visitor visitor = visitorOf(request);
+    if (!isReading && request.method != "POST")
+        return errorPage(request, visitor, 405).with("Allow", "GET, HEAD, POST");
+    if (isTooLarge) return errorPage(request, visitor, 413);
+    if (path == "/setup") return setup(request, visitor);
+    if (!database_.hasAdministrator()) return redirect("/setup");
+
+    const std::vector<std::string> parts = partsOf(path);
+    const std::string& first = parts[0];
+    const std::size_t count = parts.size();
+    if (path == "/" && isReading) return home(request, visitor);
+    if (first == "u" && count == 2 && isReading) return person(request, visitor, parts[1]);
+    if (first == "s" && count == 2 && isReading) return shaderPage(request, visitor, parts[1]);
+    if (first == "s" && count == 3 && (parts[2] == "edit" || parts[2] == "delete" || parts[2] == "report"))
+        return shaderForm(request, visitor, parts[1], parts[2]);
+    if (first == "s" && count == 3 && isReading) return shaderFile(request, visitor, parts[1], parts[2]);
+    if (path == "/signin") return signIn(request, visitor);
+    if (path == "/signout" && !isReading) return signOut(request, visitor);
+    if (first == "join" && count <= 2) return join(request, visitor, count == 2 ? parts[1] : "");
+    if (first == "reset" && count == 2) return reset(request, visitor, parts[1]);
+    if (path == "/device") return device(request, visitor);
+    if (first == "account" && count <= 2) return accountPage(request, visitor, count == 2 ? parts[1] : "");
+    if (first == "admin") return admin(request, visitor, parts);
+    if (path == "/about" && isReading)
+        return answerPage(page(request, visitor, "about.html", "Rules and privacy"), visitor);
+    return errorPage(request, visitor, 404);
+}
+
+Response Gallery::file(const std::string& name) const {
+    const auto found = statics_.find(name);
+    Response answer;
+    if (found == statics_.end()) {
+        answer.status = 404;
+        return answer;
+    }
+    answer.body = found->second.bytes;
+    return answer.with("Content-Type", found->second.type)
+        .with("ETag", found->second.tag)
+        .with("Cache-Control", "public, max-age=86400");
+}
+
+Visitor Gallery::visitorOf(const Request& request) {
+    Visitor visitor;
+    if (const std::string token(request.cookie(cookieName("session"))); token.size() == 43) {
+        const auto session = database_.session(hashOf(token));
+        if (session && !session->isProgram && session->seen > now() - browserLife) {
+            auto account = database_.account(session->account);
+            if (account && !account->isSuspended) {
+                if (now() - session->seen > 300 || session->address != request.address)
+                    database_.touchSession(session->id, now(), request.address);
+                visitor.account = std::move(account);
+                visitor.session = *session;
+                visitor.formSecret = token;
+                return visitor;
+            }
+        }
+    }
+    visitor.formSecret = request.cookie(cookieName("visitor"));
+    if (visitor.formSecret.size() != 43) {
+        visitor.formSecret = randomToken();
+        visitor.isFormSecretNew = true;
+    }
+    return visitor;
+}
+
+std::string Gallery::cookieName(std::string_view what) const {
+    return (config_.url.starts_with("https://") ? "__Host-" : "") + std::string(what);
+}
+
+std::string Gallery::cookie(std::string_view what, std::string_view value, std::int64_t seconds) const {
+    return cookieName(what) + "=" + std::string(value) +
+           "; Path=/; HttpOnly; SameSite=Lax; Max-Age=" + std::to_string(seconds) +
+           (config_.url.starts_with("https://") ? "; Secure" : "");
+}
+
+std::string Gallery::galleryName() {
+    std::string name = database_.setting("name");
+    return name.empty() ? "Glass Hob Gallery" : name;
+}
+
+std::string Gallery::whoMayJoin() {
+    return database_.setting("join");
+}
+
+Page Gallery::page(const Request& request, const Visitor& visitor, const std::string& name, std::string_view title) {
+    Page page(templates_, name);
+    page.set("GALLERY", galleryName());
+    page.set("TITLE", title);
+    page.set("VERSION", Identity::version);
+    page.set("STATICS", staticVersion_);
+    page.set("GET", config_.get);
+    page.set("HOST", site_.name + site_.portText());
+    page.set("BASE", config_.url);
+    page.set("TOKEN", derivedToken(visitor.formSecret, "form"));
+    if (visitor.account) {
+        Values person = page.frame().add("PERSON");
+        const std::string& handle = visitor.account->handle;
+        page.set("HANDLE", handle);
+        person.set("LETTER", handle.empty() ? "?"
+                                            : std::string(1, handle[0] >= 'a' && handle[0] <= 'z' ? char(handle[0] - 32)
+                                                                                                  : handle[0]));
+        if (visitor.isAdmin()) {
+            Values admin = page.frame().add("ADMIN");
+            if (const std::int64_t open = database_.countOfOpenReports(); open > 0) admin.add("COUNT").set("N", open);
+        }
+    } else if (request.path != "/signin" && !request.path.starts_with("/join") && request.path != "/setup") {
+        page.frame().show("SIGNIN");
+    }
+    return page;
+}
+
+Response Gallery::answerPage(const Page& page, const Visitor& visitor, int status) const {
+    Response answer;
+    answer.status = status;
+    answer.body = page.html();
+    // What a page shows depends on who asks, and the forms on it are theirs.
+    answer.with("Content-Type", "text/html; charset=utf-8").with("Cache-Control", "no-store");
+    if (visitor.isFormSecretNew) answer.with("Set-Cookie", cookie("visitor", visitor.formSecret, day));
+    return answer;
+}
+
+Response Gallery::errorPage(const Request& request, const Visitor& visitor, int status, std::int64_t wait) {
+    struct Text {
+        int status;
+        const char *title, *head, *text;
+    };
+    static constexpr Text texts[] = {
+        {400, "Not understood", "The gallery did not understand that",
+         "What the browser sent was not the form of this page. Go back, reload the page and try again."},
+        {403, "Not allowed", "That form is out of date",
+         "It was not made for this browser, or you signed in or out since. Go back, reload the page and try again."},
+        {404, "Not found", "There is nothing at this address",
+         "The shader may be private, or the address lost a letter on its way to you. If it is yours, sign in to see "
+         "it."},
+        {405, "Not allowed", "That cannot be done here", "This address does not take such a request."},
+        {413, "Too large", "That was too large", "No form of this gallery is so long. Shorten the text and try again."},
+    };
+    Page made = page(request, visitor, "error.html", "Not found");
+    made.set("STATUS", status);
+    if (status == 429) {
+        made.set("TITLE", "Too many requests").set("HEAD", "That was too much at once");
+        const std::string time = wait <= 90 ? counted(std::max<std::int64_t>(wait, 1), "second", "seconds")
+                                            : counted((wait + 59) / 60, "minute", "minutes");
+        made.set("TEXT",
+                 "Wait " + time + ", then try again. Others on your network count too: in a class, take turns.");
+    }
+    for (const Text& text : texts)
+        if (text.status == status) made.set("TITLE", text.title).set("HEAD", text.head).set("TEXT", text.text);
+    made.show("OFFERS_SIGNIN", status == 404 && !visitor.account);
+    Response answer = answerPage(made, visitor, status);
+    if (status == 429) answer.with("Retry-After", std::to_string(std::max<std::int64_t>(wait, 1)));
+    return answer;
+}
+
+Response Gallery::redirect(const std::string& path) const {
+    Response answer;
+    answer.status = 303;
+    return answer.with("Location", path).with("Cache-Control", "no-store");
+}
+
+Response Gallery::toSignIn(const Request& request) const {
+    std::string next = request.path;
+    if (const std::string_view code = request.argument("code"); !code.empty()) next += "?code=" + urlEncoded(code);
+    return redirect("/signin?next=" + urlEncoded(next));
+}
+
+std::optional<Gallery::Fields> Gallery::formOf(const Request& request, const Visitor& visitor) const {
+    if (visitor.isFormSecretNew) return {};
+    if (const std::string_view origin = request.header("Origin"); !origin.empty()) {
+        const std::string_view host = origin.substr(std::min(origin.find("://") + 3, origin.size()));
+        if (origin != config_.url && host != request.header("Host")) return {};
+    }
+    auto form = request.form();
+    if (!form) return {};
+    const auto token = form->find("token");
+    if (token == form->end() || !isSame(token->second, derivedToken(visitor.formSecret, "form"))) return {};
+    return form;
+}
+
+bool Gallery::isWithin(const std::string& bucket, std::int64_t most, std::int64_t seconds) {
+    return database_.attempt(bucket, seconds, now()) <= most;
+}
+
+void Gallery::setTime(Values& values, Moment moment) const {
+    values.set("WHEN", whenText(moment, now())).set("ISO", isoText(moment));
+}
+
+bool Gallery::isPasswordOf(const Account* account, std::string_view password) {
+    passwords_.acquire();
+    const bool isRight = isPassword(account ? account->password : std::string(), password);
+    passwords_.release();
+    return isRight;
+}
+
+std::string Gallery::newPasswordHash(std::string_view password) {
+    passwords_.acquire();
+    std::string hash = passwordHash(password);
+    passwords_.release();
+    return hash;
+}
+
+void Gallery::removeUnused(const std::vector<std::string>& media) {
+    database_.write([&] {
+        for (const std::string& name : media)
+            if (!database_.isMediaUsed(name)) media_.remove(name);
+    });
+}
+
+void Gallery::deleteShader(const Shader& shader) {
+    database_.deleteShader(shader.number, now());
+    const Media& media = shader.media;
+    removeUnused({media.source, media.loop, media.thumb, media.smallLoop, media.smallThumb});
+}
+
+void Gallery::deleteAccount(const Account& account) {
+    std::vector<std::string> media;
+    for (const Shader& shader : database_.shadersOf(account.id, true, 0, 1'000'000))
+        for (const std::string* name : {&shader.media.source, &shader.media.loop, &shader.media.thumb,
+                                        &shader.media.smallLoop, &shader.media.smallThumb})
+            media.push_back(*name);
+    database_.deleteAccount(account.id);
+    removeUnused(media);
+}
+
+std::string Gallery::makeSetupCode() {
+    if (database_.hasAdministrator()) return {};
+    const std::string code = randomText(12, codeCharacters);
+    database_.setSetting("setup", hexText(hashOf(code)));
+    return shownCode(code);
+}
+
+std::string Gallery::makeResetLink(std::string_view handle) {
+    const auto account = database_.accountNamed(handle);
+    if (!account) return {};
+    const std::string token = randomToken();
+    database_.setReset(account->id, hashOf(token), now() + day);
+    return config_.url + "/reset/" + token;
+}
+
+void Gallery::sweep() {
+    database_.forget(now());
+    std::vector<std::string> old;
+    media_.eachOlderThan(3600, [&](const std::string& name) { old.push_back(name); });
+    for (const std::string& name : old)
+        if (!database_.isMediaUsed(name)) removeUnused({name});
+}
+
+} // namespace glasshob::gallery

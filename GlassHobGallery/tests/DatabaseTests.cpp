@@ -1,0 +1,230 @@
+#include "GlassHobGallery/data/Database.h"
+#include "GlassHobGallery/data/MediaStore.h"
+#include "GlassHobGallery/data/Migrations.h"
+#include "GlassHobGallery/data/Secrets.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <thread>
+
+namespace glasshob::gallery {
+namespace {
+
+struct Data : testing::Test {
+    std::filesystem::path folder = std::filesystem::temp_directory_path() / ("gallery-test-" + [] {
+                                       initSecrets();
+                                       return randomText(12, "abcdefghij");
+                                   }());
+    std::unique_ptr<Database> database;
+
+    void SetUp() override {
+        std::filesystem::create_directories(folder);
+        database = openSqliteDatabase(path());
+    }
+    void TearDown() override {
+        database.reset();
+        std::filesystem::remove_all(folder);
+    }
+    std::string path() const { return folder / "gallery.db"; }
+
+    Id person(const std::string& handle) {
+        return database->addAccount({0, handle, "", "x", false, false, 1000, "", 0}).value();
+    }
+    Shader share(Id account, const std::string& id, const std::string& visibility = "public",
+                 const std::string& title = "Open Sea") {
+        Shader shader;
+        shader.id = id;
+        shader.account = account;
+        shader.title = title;
+        shader.licence = "mit";
+        shader.visibility = visibility;
+        shader.kind = "grid";
+        shader.tags = {"water", "light"};
+        shader.params = "[]";
+        shader.content = "content of " + id;
+        shader.media = {id + "-source", id + "-loop", "thumb", id + "-small", "small"};
+        database->addShader(shader);
+        return database->shader(id).value();
+    }
+    std::vector<std::string> list(const Database::Filter& filter = {}) {
+        std::vector<std::string> ids;
+        for (const Shader& shader : database->shaders(filter))
+            ids.push_back(shader.id);
+        return ids;
+    }
+};
+using Ids = std::vector<std::string>;
+
+TEST_F(Data, ListsAndSearchShowOnlyWhatEveryoneMaySee) {
+    const Id ada = person("ada-w"), joss = person("joss");
+    share(ada, "one");
+    const Shader two = share(ada, "two", "unlisted"), three = share(ada, "three", "private");
+    Shader four = share(joss, "four");
+    const auto everywhere = [&](const Ids& expected) {
+        EXPECT_EQ(list(), expected);
+        EXPECT_EQ(list({"grid", "", "", 0, 24}), expected);
+        EXPECT_EQ(list({"", "water", "", 0, 24}), expected);
+        EXPECT_EQ(list({"", "", "open se", 0, 24}), expected);
+        EXPECT_EQ(database->count({"", "", "sea", 0, 24}), std::int64_t(expected.size()));
+        EXPECT_EQ(database->tally().shaders, std::int64_t(expected.size()));
+    };
+    everywhere({"four", "one"});
+    database->setHidden(four.number, "Too bright.");
+    everywhere({"one"});
+    EXPECT_EQ(database->tally().people, 1);
+    database->setHidden(four.number, std::nullopt);
+    database->setSuspended(ada, true);
+    everywhere({"four"});
+    database->setSuspended(ada, false);
+    four.visibility = "private";
+    database->changeShader(four);
+    everywhere({"one"});
+    database->deleteShader(database->shader("one")->number, 2000);
+    everywhere({});
+    EXPECT_TRUE(database->mostUsedTags(8).empty());
+    EXPECT_EQ(database->shadersOf(ada, true, 0, 24).size(), 2u);
+    EXPECT_TRUE(database->shadersOf(ada, false, 0, 24).empty());
+}
+
+TEST_F(Data, SearchTakesAnyTextForWords) {
+    const Id ada = person("ada-w");
+    share(ada, "one", "public", "Glühwürmchen AND \"Night\"");
+    for (const char* words : {"gluhw", "night and", "ada", "light", "\"night\"", "GLÜHWÜRMCHEN"})
+        EXPECT_EQ(list({"", "", words, 0, 24}), Ids{"one"}) << words;
+    for (const char* words : {"title:night", "NOT night", "night*x", "(", "\"", "- ^", "night OR", "{title}: x"})
+        EXPECT_NO_THROW(list({"", "", words, 0, 24})) << words;
+    EXPECT_EQ(list({"", "", "day", 0, 24}), Ids{});
+}
+
+TEST_F(Data, OldHandlesStayTheirOwners) {
+    const Id ada = person("ada-w"), joss = person("joss");
+    EXPECT_TRUE(database->setHandle(ada, "ada-two"));
+    EXPECT_FALSE(database->setHandle(joss, "ada-w"));
+    EXPECT_FALSE(database->addAccount({0, "ada-w", "", "x", false, false, 1, "", 0}));
+    EXPECT_EQ(database->accountOfHandle("ada-w")->handle, "ada-two");
+    EXPECT_TRUE(database->setHandle(ada, "ada-w"));
+    database->deleteAccount(ada);
+    EXPECT_FALSE(database->setHandle(joss, "ada-two"));
+    EXPECT_FALSE(database->accountOfHandle("ada-w"));
+}
+
+TEST_F(Data, ADeletedAccountLeavesNothingOfItself) {
+    const Id ada = person("ada-w");
+    share(ada, "one");
+    database->addSession({0, ada, true, "GlassHob/1", "192.0.2.1", 1, 1}, hashOf("token"));
+    database->deleteAccount(ada);
+    EXPECT_FALSE(database->session(hashOf("token")));
+    EXPECT_FALSE(database->isMediaUsed("one-loop"));
+    const auto gone = database->shader("one");
+    ASSERT_TRUE(gone && gone->deleted);
+    EXPECT_EQ(gone->title + gone->description + gone->deletedBy + gone->handle + gone->media.loop, "");
+}
+
+TEST_F(Data, AFileIsUsedUntilItsLastShaderGoes) {
+    const Id ada = person("ada-w");
+    const Shader one = share(ada, "one"), two = share(ada, "two");
+    database->deleteShader(one.number, 1);
+    EXPECT_TRUE(database->isMediaUsed("thumb"));
+    EXPECT_FALSE(database->isMediaUsed("one-loop"));
+    database->deleteShader(two.number, 1);
+    EXPECT_FALSE(database->isMediaUsed("thumb"));
+}
+
+TEST_F(Data, AnExceptionTakesAllOfAWriteBack) {
+    EXPECT_THROW(database->write([&] {
+        person("ada-w");
+        throw std::runtime_error("no");
+    }),
+                 std::runtime_error);
+    EXPECT_EQ(database->countOfPeople(), 0);
+    person("joss");
+    EXPECT_EQ(database->countOfPeople(), 1);
+}
+
+TEST_F(Data, CountsAttemptsOfSeveralThreadsAndForgetsThem) {
+    std::vector<std::jthread> threads;
+    for (int i = 0; i < 4; ++i)
+        threads.emplace_back([&] {
+            for (int j = 0; j < 10; ++j)
+                database->attempt("bucket", 60, 600);
+        });
+    threads.clear();
+    EXPECT_EQ(database->attempts("bucket", 60, 600), 40);
+    EXPECT_EQ(database->attempt("bucket", 60, 660), 1);
+    database->forget(100'000);
+    EXPECT_EQ(database->attempts("bucket", 60, 600), 0);
+}
+
+TEST_F(Data, ALinkIsAnsweredOnceAndAnInvitationIsUsedUp) {
+    const Id ada = person("ada-w");
+    Link link;
+    link.expires = 2000;
+    database->addLink(link, hashOf("device"), hashOf("CODE"));
+    const Id id = database->linkOfCode(hashOf("CODE"))->id;
+    EXPECT_TRUE(database->answerLink(id, "refused", ada));
+    EXPECT_FALSE(database->answerLink(id, "allowed", ada));
+    EXPECT_EQ(database->linkOfDevice(hashOf("device"))->state, "refused");
+    database->addInvitation(hashOf("invitation"), ada, 2, 2000);
+    EXPECT_EQ(database->invitation(hashOf("invitation"), 1999)->by, "ada-w");
+    EXPECT_FALSE(database->invitation(hashOf("invitation"), 2000));
+    EXPECT_TRUE(database->useInvitation(hashOf("invitation"), 1000));
+    EXPECT_TRUE(database->useInvitation(hashOf("invitation"), 1000));
+    EXPECT_FALSE(database->useInvitation(hashOf("invitation"), 1000));
+}
+
+TEST_F(Data, ABackupIsAWholeDatabase) {
+    person("ada-w");
+    const std::string copy = folder / "copy.db";
+    database->backUp(copy);
+    EXPECT_TRUE(openSqliteDatabase(copy)->accountNamed("ada-w"));
+}
+
+TEST_F(Data, EveryEarlierVersionIsBroughtUpToDate) {
+    for (std::size_t version = 0; version < migrations().size(); ++version) {
+        const std::string old = folder / ("version" + std::to_string(version));
+        {
+            SqliteConnection connection(old);
+            migrate(connection, version);
+            if (version > 0)
+                connection.script("INSERT INTO account (handle, password, created) VALUES ('ada-w', 'x', 5)");
+        }
+        const auto opened = openSqliteDatabase(old);
+        EXPECT_EQ(opened->countOfPeople(), version > 0 ? 1 : 0);
+        EXPECT_EQ(opened->tally().shaders, 0);
+    }
+    SqliteConnection newer(folder / "newer");
+    newer.script("PRAGMA user_version = 999");
+    EXPECT_THROW(openSqliteDatabase(folder / "newer"), SqliteError);
+}
+
+TEST_F(Data, FilesAreNamedByTheirContentAndHalfOnesLeaveNothing) {
+    const auto media = openMediaFolder(folder);
+    const auto put = [&](std::string_view bytes) {
+        const auto file = media->begin();
+        EXPECT_TRUE(file->write(bytes));
+        const std::string name = file->finish().value();
+        media->place(*file);
+        return name;
+    };
+    const std::string name = put("some bytes");
+    EXPECT_EQ(put("some bytes"), name);
+    EXPECT_NE(put("other bytes"), name);
+    EXPECT_EQ(media->open(name)->size, 10u);
+    {
+        const auto dropped = media->begin();
+        dropped->write("half");
+        EXPECT_THROW(media->place(*dropped), std::logic_error);
+    }
+    EXPECT_TRUE(std::filesystem::is_empty(folder / "incoming"));
+    EXPECT_FALSE(media->open("../gallery.db"));
+    EXPECT_FALSE(media->open(std::string(64, '/')));
+    media->remove(name);
+    EXPECT_FALSE(media->open(name));
+    int left = 0;
+    media->eachOlderThan(-10, [&](const std::string&) { ++left; });
+    EXPECT_EQ(left, 1);
+}
+
+} // namespace
+} // namespace glasshob::gallery
