@@ -94,6 +94,13 @@ TEST_F(SingleInstanceTest, ASecondStartHandsItsFileOver) {
     ASSERT_TRUE(comesTrue([&] { return requests.size() == 4; }));
     EXPECT_EQ(requests[3].path, "/c.metal");
 
+    // As long as a word of a command line may be, and all of it escaped on the way.
+    const QString link = "glasshob://open?src=" + QString(120'000, QChar(1));
+    EXPECT_TRUE(handOver({{}, "token-2", link}));
+    ASSERT_TRUE(comesTrue([&] { return requests.size() == 5; }));
+    EXPECT_EQ(requests[4].link, link);
+    EXPECT_TRUE(requests[4].path.isEmpty());
+
     first.reset();
     SingleInstance next(path);
     EXPECT_TRUE(next.becomeFirst()) << "the place is free again";
