@@ -26,6 +26,7 @@ struct Command {
 
 const Command& checkCommand();
 const Command& infoCommand();
+const Command& shareCommand();
 const Command& stillCommand();
 const Command& soundCommand();
 const Command& exportCommand();

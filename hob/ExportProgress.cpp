@@ -1,5 +1,6 @@
 #include "hob/ExportProgress.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <string>
@@ -16,6 +17,12 @@ std::string timeLeft(double seconds) {
 }
 
 } // namespace
+
+std::string progressBar(double done) {
+    constexpr std::size_t width = 24;
+    const auto filled = std::size_t(std::clamp(done, 0.0, 1.0) * double(width));
+    return "[" + std::string(filled, '#') + std::string(width - filled, '.') + "]";
+}
 
 std::string catchUpText(double reached, double target) {
     char text[96];
@@ -52,12 +59,10 @@ void ExportProgress::show(std::int64_t done, std::int64_t total) {
         console_.write(line);
         return;
     }
-    constexpr std::int64_t width = 24;
-    const auto filled = std::size_t(total > 0 ? done * width / total : width);
     char figures[96];
-    std::snprintf(figures, sizeof figures, "] %lld of %lld frames, %.1f a second", static_cast<long long>(done),
+    std::snprintf(figures, sizeof figures, " %lld of %lld frames, %.1f a second", static_cast<long long>(done),
                   static_cast<long long>(total), rate);
-    console_.progress("[" + std::string(filled, '#') + std::string(std::size_t(width) - filled, '.') + figures +
+    console_.progress(progressBar(total > 0 ? double(done) / double(total) : 1) + figures +
                       (rate > 0 && done < total ? ", " + timeLeft(left) + " left" : ""));
 }
 

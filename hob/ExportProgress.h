@@ -14,6 +14,8 @@
 
 namespace hob {
 
+// "[######..................]": how much of something is done, 0 to 1.
+std::string progressBar(double done);
 // What is shown while a simulation runs up to a moment.
 std::string catchUpText(double reached, double target);
 

@@ -15,10 +15,10 @@ namespace {
 using glasshob::Identity::applicationName;
 
 const auto& commands() {
-    static const std::array all = {&checkCommand(),   &infoCommand(),    &stillCommand(),   &soundCommand(),
-                                   &exportCommand(),  &episodeCommand(), &joinCommand(),    &fetchCommand(),
-                                   &signInCommand(),  &signOutCommand(), &accountCommand(), &handleCommand(),
-                                   &samplesCommand(), &devicesCommand(), &updateCommand()};
+    static const std::array all = {&checkCommand(),  &infoCommand(),    &stillCommand(),   &soundCommand(),
+                                   &exportCommand(), &episodeCommand(), &joinCommand(),    &fetchCommand(),
+                                   &shareCommand(),  &signInCommand(),  &signOutCommand(), &accountCommand(),
+                                   &handleCommand(), &samplesCommand(), &devicesCommand(), &updateCommand()};
     return all;
 }
 
