@@ -10,6 +10,7 @@
 #include "GlassHob/ui/controls/Theme.h"
 #include "GlassHob/ui/window/MainWindow.h"
 #include "GlassHobCore/Identity.h"
+#include "GlassHobCore/files/PartialFile.h"
 #include "GlassHobCore/site/HttpSession.h"
 #include "GlassHobCore/text/Text.h"
 #include "GlassHobOnline/AccountModel.h"
@@ -148,6 +149,7 @@ int main(int argc, char** argv) {
     if (model.driverIsAtWork()) {
         // An ordinary end would wait for what a driver is at work on, which may have no end.
         model.close();
+        glasshob::UnfinishedPaths::removeAll();
         std::fflush(nullptr);
         std::_Exit(status);
     }

@@ -6,6 +6,7 @@
 #include "GlassHob/model/OpenEpisode.h"
 #include "GlassHob/model/RetiredDevice.h"
 #include "GlassHobCore/text/Text.h"
+#include "GlassHobOnline/ShareModel.h"
 
 #include <QFileInfo>
 #include <QStandardPaths>
@@ -60,6 +61,7 @@ AppModel::AppModel(Surroundings surroundings, QObject* parent)
 
 AppModel::~AppModel() {
     close();
+    share_.reset();
     episodeExport_.reset();
     episode_.reset();
     exports_.reset();
@@ -69,6 +71,7 @@ void AppModel::close() {
     compilation_.cancelLater();
     links_.cancel();
     exports_->abandon();
+    if (share_) share_->cancel();
     sliderMemory_.flush();
     episodeAmount_.flush();
     document_.close();

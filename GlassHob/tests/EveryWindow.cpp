@@ -87,6 +87,7 @@ std::string manySliders() {
 EveryWindow::EveryWindow(Canvas::Kind canvas, const QByteArray& geometry) {
     QSettings().clear();
     if (!geometry.isEmpty()) QSettings().setValue(QStringLiteral("window/geometry"), geometry);
+    account_ = std::make_unique<AccountModel>(Site::at(gallery_.url().toString().toStdString()), session_, tokens_);
     auto device = gpu::Device::systemDefault();
     model_ = std::make_unique<AppModel>(
         AppModel::Surroundings{.device = std::move(*device),
@@ -101,7 +102,8 @@ EveryWindow::EveryWindow(Canvas::Kind canvas, const QByteArray& geometry) {
                                        if (!target.progress(frames, frames)) throw ExportError::cancelled();
                                        if (fails_) throw ExportError::render(372);
                                    },
-                               .compilePatience = std::chrono::minutes(2)});
+                               .compilePatience = std::chrono::minutes(2),
+                               .account = account_.get()});
     window_ = std::make_unique<MainWindow>(*model_, canvas);
     questions_.setWindow(window_.get());
     window_->show();

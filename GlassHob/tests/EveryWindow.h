@@ -6,6 +6,8 @@
 #include "GlassHob/tests/ModelTestSupport.h"
 #include "GlassHob/ui/controls/DialogQuestions.h"
 #include "GlassHob/ui/window/MainWindow.h"
+#include "GlassHobCore/tests/ScriptedServer.h"
+#include "GlassHobOnline/AccountModel.h"
 
 #include <functional>
 #include <memory>
@@ -28,6 +30,7 @@ class EveryWindow {
     void visitVariations(const Visitor& visit);
     void visitWalkthrough(const Visitor& visit);
     void visitEpisodes(const Visitor& visit);
+    void visitShare(const Visitor& visit);
     void visitHelp(const Visitor& visit);
     void visitQuestions(const Visitor& visit);
     void visitMenus(const Visitor& visit);
@@ -41,6 +44,8 @@ class EveryWindow {
 
   private:
     void settle();
+    // To the gallery of this process.
+    void signIn();
     // A bundled tutorial of its own, open.
     QString openEpisode();
     // Visits the dialog that is up over the window, and shuts it.
@@ -64,6 +69,10 @@ class EveryWindow {
     Questions questions_;
     std::counting_semaphore<8> go_{0}; // the movie's frames
     std::atomic<bool> fails_ = false;
+    ScriptedServer gallery_;
+    HttpSession session_{"GlassHob/test"};
+    MemoryTokenStore tokens_;
+    std::unique_ptr<AccountModel> account_;
     std::unique_ptr<AppModel> model_;
     std::unique_ptr<MainWindow> window_;
 };

@@ -141,6 +141,9 @@ TEST_F(SmallScreen, Walkthrough) {
 TEST_F(SmallScreen, Episodes) {
     look(&EveryWindow::visitEpisodes);
 }
+TEST_F(SmallScreen, Share) {
+    look(&EveryWindow::visitShare);
+}
 TEST_F(SmallScreen, Help) {
     look(&EveryWindow::visitHelp);
 }

@@ -15,6 +15,18 @@ constexpr int counterGap = 8;
 
 } // namespace
 
+void paintFieldBox(QPainter& painter, const QRect& box, bool hasFocus, bool isRefused) {
+    painter.setRenderHint(QPainter::Antialiasing);
+    const bool strong = hasFocus || isRefused;
+    painter.setBrush(themed(Role::field));
+    painter.setPen(QPen(themed(isRefused  ? Role::error
+                               : hasFocus ? Role::accentText
+                                          : Role::lineStrong),
+                        strong ? 2 : 1));
+    const double inset = strong ? 1 : 0.5;
+    painter.drawRoundedRect(QRectF(box).adjusted(inset, inset, -inset, -inset), 6, 6);
+}
+
 SearchField::SearchField(const QString& name, const QString& placeholder, QWidget* parent) : QLineEdit(parent) {
     setAccessibleName(name);
     setPlaceholderText(placeholder);
@@ -32,6 +44,7 @@ void SearchField::followTheme() {
     QPalette palette = this->palette();
     palette.setColor(QPalette::Base, Qt::transparent); // the box is painted here
     palette.setColor(QPalette::Text, themed(Role::text));
+    palette.setColor(QPalette::Disabled, QPalette::Text, themed(Role::disabled));
     palette.setColor(QPalette::PlaceholderText, themed(Role::text3));
     setPalette(palette);
 }
@@ -41,8 +54,18 @@ void SearchField::setCounter(const QString& text, Role role) {
     counter_ = text;
     counterRole_ = role;
     setAccessibleDescription(text);
-    const int room = text.isEmpty() ? 0 : QFontMetrics(fonts::small()).horizontalAdvance(text) + counterGap;
-    setTextMargins(padding - 2, 0, padding + room, 0);
+    followMargins();
+}
+
+void SearchField::setPrefix(const QString& prefix) {
+    prefix_ = prefix;
+    followMargins();
+}
+
+void SearchField::followMargins() {
+    const int before = prefix_.isEmpty() ? 0 : fontMetrics().horizontalAdvance(prefix_);
+    const int after = counter_.isEmpty() ? 0 : QFontMetrics(fonts::small()).horizontalAdvance(counter_) + counterGap;
+    setTextMargins(padding - 2 + before, 0, padding + after, 0);
     update();
 }
 
@@ -55,15 +78,10 @@ void SearchField::setRefused(bool refused) {
 void SearchField::paintEvent(QPaintEvent* event) {
     {
         QPainter painter(this);
-        painter.setRenderHint(QPainter::Antialiasing);
-        const bool strong = hasFocus() || refused_;
-        painter.setBrush(themed(Role::field));
-        painter.setPen(QPen(themed(refused_     ? Role::error
-                                   : hasFocus() ? Role::accentText
-                                                : Role::lineStrong),
-                            strong ? 2 : 1));
-        const double inset = strong ? 1 : 0.5;
-        painter.drawRoundedRect(QRectF(rect()).adjusted(inset, inset, -inset, -inset), 6, 6);
+        paintFieldBox(painter, rect(), hasFocus(), refused_);
+        painter.setFont(font());
+        painter.setPen(themed(Role::text3));
+        painter.drawText(rect().adjusted(padding, 0, 0, 0), Qt::AlignLeft | Qt::AlignVCenter, prefix_);
         painter.setFont(fonts::small());
         painter.setPen(themed(counterRole_));
         painter.drawText(rect().adjusted(0, 0, -padding - 2, 0), Qt::AlignRight | Qt::AlignVCenter, counter_);

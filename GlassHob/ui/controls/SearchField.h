@@ -8,6 +8,9 @@
 
 namespace glasshob {
 
+// The box of every field, round what is typed.
+void paintFieldBox(QPainter& painter, const QRect& box, bool hasFocus, bool isRefused);
+
 class SearchField : public QLineEdit {
     Q_OBJECT
   public:
@@ -15,6 +18,8 @@ class SearchField : public QLineEdit {
 
     void setCounter(const QString& text, Role role = Role::text3);
     const QString& counter() const { return counter_; }
+    // What stands before the text and is no part of it: "example.site/u/".
+    void setPrefix(const QString& prefix);
     void setRefused(bool refused);
     bool isRefused() const { return refused_; }
 
@@ -23,7 +28,9 @@ class SearchField : public QLineEdit {
 
   private:
     void followTheme();
+    void followMargins();
 
+    QString prefix_;
     QString counter_;
     Role counterRole_ = Role::text3;
     bool refused_ = false;

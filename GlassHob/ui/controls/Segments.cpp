@@ -39,8 +39,7 @@ QRect Segments::box(int index) const {
     int left = inset;
     for (int i = 0; i < index; ++i)
         left += QFontMetrics(font()).horizontalAdvance(choices_[i]) + 2 * padding;
-    return {left, inset, QFontMetrics(font()).horizontalAdvance(choices_[index]) + 2 * padding,
-            fieldHeight - 2 * inset};
+    return {left, inset, QFontMetrics(font()).horizontalAdvance(choices_[index]) + 2 * padding, height() - 2 * inset};
 }
 
 void Segments::setCurrent(int current) {

@@ -1,5 +1,5 @@
 // A few choices side by side in one field, of which one is chosen: "Whole | Phone". Left and Right go to the next one.
-// Main thread; owned by its parent.
+// As high as it is made. Main thread; owned by its parent.
 #pragma once
 
 #include <QStringList>

@@ -69,16 +69,19 @@ void ChoiceField::keyPressEvent(QKeyEvent* event) {
 void ChoiceField::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
-    painter.setBrush(themed(isDown() ? Role::controlPressed : hover() > 0.5 ? Role::controlHover : Role::control));
+    painter.setBrush(themed(!isEnabled()    ? Role::field
+                            : isDown()      ? Role::controlPressed
+                            : hover() > 0.5 ? Role::controlHover
+                                            : Role::control));
     painter.setPen(QPen(themed(Role::lineStrong), 1));
     painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), 6, 6);
-    painter.setPen(themed(Role::text));
+    painter.setPen(themed(isEnabled() ? Role::text : Role::disabled));
     const QRect box(padding, 0, width() - 2 * padding - iconSide, height());
     painter.drawText(box, Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine,
                      fontMetrics().elidedText(text(), Qt::ElideRight, box.width()));
     paintIcon(painter, Icon::chev,
               QRectF(width() - padding - iconSide, (height() - iconSide) / 2.0, iconSide, iconSide),
-              themed(Role::text2));
+              themed(isEnabled() ? Role::text2 : Role::disabled));
 }
 
 } // namespace glasshob

@@ -12,6 +12,7 @@
 #include "GlassHob/ui/editor/MessageList.h"
 #include "GlassHob/ui/export/ExportActions.h"
 #include "GlassHob/ui/picture/PictureActions.h"
+#include "GlassHob/ui/share/ShareActions.h"
 #include "GlassHob/ui/sliders/Inspector.h"
 #include "GlassHob/ui/sliders/PresetActions.h"
 #include "GlassHob/ui/sliders/PresetColumn.h"
@@ -86,7 +87,7 @@ MainWindow::MainWindow(AppModel& model, Canvas::Kind canvas) : model_(model) {
     toolbar_ = new Toolbar(model_,
                            {showEditor_, showInspector_, new_, open_, save_, picture_->backToStart,
                             picture_->pauseOrPlay, picture_->stepFrame, picture_->hearSound, picture_->saveStill,
-                            exporting_->exportVideo, account_->open},
+                            exporting_->exportVideo, sharing_->share, account_->open},
                            central);
     across_ = new PaneSplitter(Qt::Horizontal, central);
     editorPane_ = new EditorPane(model_, across_);
@@ -210,6 +211,7 @@ void MainWindow::makeActions() {
     walkthrough_->exportBy(exporting_->exportEpisode);
     connect(exporting_, &ExportActions::previewAsked, walkthrough_, &WalkthroughActions::open);
     connect(exporting_, &ExportActions::variationsAsked, variations_, &VariationActions::open);
+    sharing_ = new ShareActions(model_, this);
     closeGuard_ = new CloseGuard(model_, this);
     connect(exporting_, &ExportActions::wanted, this, [this] { comeForward({}); });
     resetAll_ = action(tr("R&eset All Sliders"), Keys(tr("Ctrl+Alt+0")), [this] { model_.resetAllValues(); });
@@ -312,6 +314,8 @@ void MainWindow::makeMenus() {
     export_->addSeparator();
     picture_->addPicturesTo(export_);
     export_->addAction(exporting_->saveSound);
+    export_->addSeparator();
+    export_->addAction(sharing_->share);
     menuBar()->addMenu(account_->makeMenu(menuBar()));
     new HelpMenu(
         model_, menuBar(), this, [this] { return editor()->hasFocus() ? editor()->wordAtCaret() : QString(); },

@@ -26,6 +26,7 @@ class MessageList;
 class PictureActions;
 class PreviewPane;
 class SampleMenu;
+class ShareActions;
 class WalkthroughActions;
 class InspectorHost;
 class StatusLine;
@@ -52,6 +53,7 @@ class MainWindow : public QMainWindow {
     ExportActions* exportActions() const { return exporting_; }
     VariationActions* variationActions() const { return variations_; }
     WalkthroughActions* walkthrough() const { return walkthrough_; }
+    ShareActions* sharing() const { return sharing_; }
 
   protected:
     void closeEvent(QCloseEvent* event) override;
@@ -93,6 +95,7 @@ class MainWindow : public QMainWindow {
     ExportActions* exporting_ = nullptr;
     VariationActions* variations_ = nullptr;
     WalkthroughActions* walkthrough_ = nullptr;
+    ShareActions* sharing_ = nullptr;
     CloseGuard* closeGuard_ = nullptr;
 
     QAction *new_, *open_, *openSample_, *save_, *saveAs_, *revert_, *showInFiles_, *quit_;

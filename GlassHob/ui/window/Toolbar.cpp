@@ -43,16 +43,10 @@ Toolbar::Toolbar(AppModel& model, const Actions& actions, QWidget* parent)
     frame_ = new TextLine(fonts::small(), Role::text3, this);
     still_ = new ToolButton(Icon::still, tr("Save still"), actions.saveStill, this);
     still_->setLabel(tr("Still"));
-    // These have their place; they are enabled by what they will start.
-    auto placeFor = [this](Icon icon, const QString& name, const QString& label) {
-        auto* button = new ToolButton(icon, name, this);
-        button->setLabel(label);
-        button->setEnabled(false);
-        return button;
-    };
     export_ = new ToolButton(Icon::film, tr("Export video"), actions.exportVideo, this);
     export_->setLabel(tr("Export…"));
-    share_ = placeFor(Icon::share, tr("Share to the gallery"), tr("Share…"));
+    share_ = new ToolButton(Icon::share, tr("Share to the gallery"), actions.share, this);
+    share_->setLabel(tr("Share…"));
     beforeAccount_ = new BarSeparator(this);
     account_ = new ToolButton(Icon::account, tr("Account"), actions.account, this);
 

@@ -26,6 +26,7 @@ class Toolbar : public FilledPane {
         QAction* hearSound;
         QAction* saveStill;
         QAction* exportVideo;
+        QAction* share;
         QAction* account;
     };
     Toolbar(AppModel& model, const Actions& actions, QWidget* parent);
