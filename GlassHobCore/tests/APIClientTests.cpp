@@ -106,6 +106,8 @@ TEST_F(APIClientTests, everyStatusBecomesOneFailureWithTheServersWordsOrTheFixed
     const Case cases[] = {
         {401, "", failure(Kind::signedOut, "You are signed out. Sign in again.")},
         {401, R"({"error": "line one\nline two"})", failure(Kind::signedOut, "line oneline two")},
+        // Half a character keeps nothing in that has to go.
+        {401, R"({"error": "a\ud800\n\u001b[2J\u202eb"})", failure(Kind::signedOut, "a?[2Jb")},
         {401, R"({"error": "a\r\n\u000b\f\u0085\u2028\u2029b"})", failure(Kind::signedOut, "ab")},
         {409, R"({"error": "Pick one", "needsHandle": true})", failure(Kind::needsHandle, "Pick one")},
         {409, R"({"needsHandle": true})", failure(Kind::needsHandle, "Choose a handle first.")},
