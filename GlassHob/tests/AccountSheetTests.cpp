@@ -2,14 +2,12 @@
 // folder, each state is kept there in both themes.
 
 #include "GlassHob/tests/ShownWindow.h"
+#include "GlassHob/tests/TestGallery.h"
 #include "GlassHob/ui/account/AccountActions.h"
 #include "GlassHob/ui/account/AccountPages.h"
 #include "GlassHob/ui/account/AccountSheet.h"
 #include "GlassHob/ui/account/CodeField.h"
 #include "GlassHob/ui/controls/SearchField.h"
-#include "GlassHobCore/tests/ScriptedServer.h"
-#include "GlassHobCore/tests/TestClock.h"
-#include "GlassHobOnline/AccountModel.h"
 
 #include <QAccessible>
 #include <QAction>
@@ -30,34 +28,6 @@ class Browser : public QObject {
     QList<QUrl> opened;
   public Q_SLOTS:
     void open(const QUrl& url) { opened << url; }
-};
-
-// The gallery, and a model that speaks to it.
-struct Gallery {
-    Gallery() {
-        clock.hold();
-        server.handler = [this](const ScriptedServer::Request& request) {
-            if (request.target == "/api/app/link")
-                return ScriptedServer::answer(200, R"({"device": "d", "code": ")" + code +
-                                                       R"(", "expires": 600, "url": ")" +
-                                                       server.url("/go").toEncoded() + "\"}");
-            if (request.target == "/api/app/link/poll") return poll;
-            if (request.target == "/api/account/handle") return handle;
-            return me;
-        };
-    }
-    std::unique_ptr<AccountModel> make() {
-        return std::make_unique<AccountModel>(Site::at(server.url().toString().toStdString()), session, store, clock);
-    }
-
-    ScriptedServer server;
-    TestClock clock;
-    HttpSession session{"test"};
-    MemoryTokenStore store;
-    QByteArray code = "HK7Q-M2XD";
-    ScriptedServer::Answer poll = ScriptedServer::answer(202);
-    ScriptedServer::Answer handle = ScriptedServer::answer(200, "{}");
-    ScriptedServer::Answer me = ScriptedServer::answer(200, R"({"email": "lena@mail.example", "handle": "low-ember"})");
 };
 
 class AccountSheetTest : public ::testing::Test {
@@ -119,7 +89,7 @@ class AccountSheetTest : public ::testing::Test {
         Theme::instance().setAppearance(Theme::Appearance::dark);
     }
 
-    Gallery gallery;
+    TestGallery gallery;
     std::unique_ptr<AccountModel> account;
     QWidget window;
     QPointer<AccountSheet> sheet;
@@ -268,7 +238,7 @@ class AccountInWindow : public ShownWindow {
                     if (each->text() == text) return each;
         return nullptr;
     }
-    Gallery gallery;
+    TestGallery gallery;
     std::unique_ptr<AccountModel> made;
 };
 

@@ -4,6 +4,9 @@
 #include "GlassHob/model/OpenEpisode.h"
 #include "GlassHob/model/Presets.h"
 #include "GlassHob/model/VariationPicker.h"
+#include "GlassHob/tests/TestGallery.h"
+#include "GlassHob/ui/account/AccountPages.h"
+#include "GlassHob/ui/account/AccountSheet.h"
 #include "GlassHob/ui/controls/SearchField.h"
 #include "GlassHob/ui/controls/Segments.h"
 #include "GlassHob/ui/editor/CodeAssistant.h"
@@ -53,6 +56,7 @@
 #include <QMenu>
 #include <QMenuBar>
 #include <QMouseEvent>
+#include <QPointer>
 #include <QSplitter>
 #include <QTest>
 
@@ -459,6 +463,39 @@ void EveryWindow::visitEpisodes(const Visitor& visit) {
     shown->reject();
     settle();
     open(QStringLiteral("flowing-color.metal"), sample("01-flowing-color.metal"));
+}
+
+void EveryWindow::visitAccount(const Visitor& visit) {
+    TestGallery gallery;
+    const auto account = gallery.make();
+    const QPointer<AccountSheet> sheet = new AccountSheet(*account, window_.get());
+    sheet->show();
+    const auto see = [&](const char* name) {
+        settle();
+        visit(QString::fromLatin1(name), sheet);
+    };
+    const auto answer = [&](const ScriptedServer::Answer& poll) {
+        gallery.poll = poll;
+        account->startLink();
+        EXPECT_TRUE(comesTrue([&] { return gallery.clock.sleepers() == 1; }));
+    };
+    const auto end = [&] {
+        gallery.clock.moveOn(std::chrono::seconds(5));
+        EXPECT_TRUE(comesTrue([&] { return !account->isPolling(); }));
+    };
+    see("account-signed-out");
+    answer(ScriptedServer::answer(410));
+    see("account-waiting");
+    end();
+    see("account-failed");
+    answer(ScriptedServer::answer(200, R"({"token": "t", "email": "lena@mail.example", "handle": "low-ember"})"));
+    end();
+    see("account-signed-in");
+    auto* page = qobject_cast<SignedInPage*>(sheet->page());
+    page->end(QStringLiteral("A handle is 3 to 24 characters: lowercase letters, digits and -."));
+    see("account-handle-refused");
+    sheet->reject();
+    settle();
 }
 
 void EveryWindow::visitHelp(const Visitor& visit) {

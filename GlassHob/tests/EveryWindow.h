@@ -31,6 +31,7 @@ class EveryWindow {
     void visitWalkthrough(const Visitor& visit);
     void visitEpisodes(const Visitor& visit);
     void visitShare(const Visitor& visit);
+    void visitAccount(const Visitor& visit);
     void visitHelp(const Visitor& visit);
     void visitQuestions(const Visitor& visit);
     void visitMenus(const Visitor& visit);

@@ -144,6 +144,9 @@ TEST_F(SmallScreen, Episodes) {
 TEST_F(SmallScreen, Share) {
     look(&EveryWindow::visitShare);
 }
+TEST_F(SmallScreen, Account) {
+    look(&EveryWindow::visitAccount);
+}
 TEST_F(SmallScreen, Help) {
     look(&EveryWindow::visitHelp);
 }

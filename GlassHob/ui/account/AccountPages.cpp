@@ -17,7 +17,7 @@ namespace glasshob {
 
 namespace {
 
-constexpr int textWidth = dialogWidth - 2 * dialogMargin;
+constexpr int textWidth = dialogTextWidth;
 constexpr int iconSide = 56;
 constexpr int badgeSide = 44;
 
@@ -99,9 +99,9 @@ WaitingPage::WaitingPage(const QString& siteName, const QString& code, const QUr
     column->addSpacing(4);
     column->addWidget(new WrappedText(fonts::body(), Role::text2, textWidth, ground(),
                                       tr("Open %1 in your browser and allow this code:").arg(siteName)));
-    column->addSpacing(20);
-    column->addWidget(new CodeField(code, textWidth, ground()));
-    column->addSpacing(20);
+    column->addSpacing(16);
+    column->addWidget(new CodeField(code, dialogWidth - 2 * dialogMargin, ground()));
+    column->addSpacing(16);
     QString check = tr("Check that the browser shows the same code before you press Allow.");
     if (expires) {
         // The date as well, where it is not today.
@@ -112,7 +112,7 @@ WaitingPage::WaitingPage(const QString& siteName, const QString& code, const QUr
         check += tr(" It works until %1.").arg(until);
     }
     column->addWidget(new WrappedText(fonts::body(), Role::text2, textWidth, ground(), check));
-    column->addSpacing(20);
+    column->addSpacing(16);
     open_ = new TextButton(tr("Open the Browser"), TextButton::Look::primary, ground(), Icon::ext);
     open_->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
     column->addWidget(open_);
