@@ -6,16 +6,18 @@ namespace glasshob::gallery {
 
 namespace {
 
-std::string shaderColumns() {
+std::string shaderColumns(bool isByTag = false) {
+    // That the origin is not empty stands there for the index of forks, which holds no others.
+    // A list of a tag walks the tag's own order.
     return "SELECT s.number, s.id, s.account, a.handle, s.title, s.description, s.licence, s.visibility, s.kind, "
-           "s.has_sound, "
-           "s.forked_from, s.tags, s.params, s.content, s.source, s.loop, s.thumb, s.small_loop, s.small_thumb, "
-           "s.created, "
-           "s.flashes, s.hidden, s.deleted, s.deleted_by, coalesce(a.suspended, 0), (SELECT count(*) FROM shader f "
-           "WHERE "
-           "f.forked_from = 's/' || s.id AND f.listed = 1), EXISTS (SELECT 1 FROM report r WHERE r.shader = s.number "
-           "AND "
-           "r.reason = 'flashes' AND r.closed IS NULL) FROM shader s LEFT JOIN account a ON a.id = s.account ";
+           "s.has_sound, s.forked_from, s.tags, s.params, s.content, s.source, s.loop, s.thumb, s.small_loop, "
+           "s.small_thumb, s.created, s.flashes, s.hidden, s.deleted, s.deleted_by, coalesce(a.suspended, 0), "
+           "(SELECT count(*) FROM shader f WHERE f.forked_from = 's/' || s.id AND f.listed = 1 AND f.forked_from <> "
+           "''), "
+           "EXISTS (SELECT 1 FROM report r WHERE r.shader = s.number AND r.reason = 'flashes' AND r.closed IS NULL) "
+           "FROM " +
+           std::string(isByTag ? "shader_tag t CROSS JOIN shader s ON s.number = t.shader" : "shader s") +
+           " LEFT JOIN account a ON a.id = s.account ";
 }
 
 std::string joined(const std::vector<std::string>& tags) {
@@ -65,8 +67,7 @@ struct Where {
 Where whereOf(const Database::Filter& filter) {
     Where where{" WHERE s.listed = 1 AND (?1 = 0 OR s.number < ?1) AND (?2 = '' OR s.kind = ?2)",
                 matchText(filter.words)};
-    where.sql +=
-        filter.tag.empty() ? " AND ?3 = ''" : " AND s.number IN (SELECT shader FROM shader_tag WHERE tag = ?3)";
+    where.sql += filter.tag.empty() ? " AND ?3 = ''" : " AND t.tag = ?3";
     where.sql += where.words.empty() ? " AND ?4 = ''"
                                      : " AND s.number IN (SELECT rowid FROM shader_text WHERE shader_text MATCH ?4)";
     return where;
@@ -199,16 +200,21 @@ void SqliteDatabase::deleteShader(std::int64_t shader, Moment now) {
 std::vector<Shader> SqliteDatabase::shaders(const Filter& filter) {
     const Lease connection = lease();
     const Where where = whereOf(filter);
-    return readShaders(connection->query(shaderColumns() + where.sql + " ORDER BY s.number DESC LIMIT ?5",
-                                         filter.before, filter.kind, filter.tag, where.words, filter.limit));
+    return readShaders(connection->query(
+        shaderColumns(!filter.tag.empty()) + where.sql +
+            (filter.tag.empty() ? " ORDER BY s.number DESC LIMIT ?5" : " ORDER BY t.shader DESC LIMIT ?5"),
+        filter.before, filter.kind, filter.tag, where.words, filter.limit));
 }
 
 std::int64_t SqliteDatabase::count(const Filter& filter) {
     const Lease connection = lease();
     const Where where = whereOf(filter);
     // Beyond this many nobody cares how many there are.
-    return single(connection->query("SELECT count(*) FROM (SELECT 1 FROM shader s" + where.sql + " LIMIT 1000)",
-                                    std::int64_t(0), filter.kind, filter.tag, where.words));
+    return single(connection->query(
+        "SELECT count(*) FROM (SELECT 1 FROM " +
+            std::string(filter.tag.empty() ? "shader s" : "shader_tag t CROSS JOIN shader s ON s.number = t.shader") +
+            where.sql + " LIMIT 1000)",
+        std::int64_t(0), filter.kind, filter.tag, where.words));
 }
 
 Database::Tally SqliteDatabase::tally() {

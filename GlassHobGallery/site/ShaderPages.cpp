@@ -201,9 +201,10 @@ Response Gallery::person(const Request& request, const Visitor& visitor, const s
     made.set("FACE", initial(handle)).set("WHO", handle);
     const std::string date = dateText(account->created);
     const std::string since = date.substr(date.find(' ') + 1);
-    made.set("SUMMARY", found.empty()
-                            ? "Here since " + since
-                            : counted(database_.countOf(account->id, isOwn), "shader", "shaders") + " since " + since);
+    made.set("SUMMARY", found.empty() ? "Here since " + since
+                                      : counted(isOwn ? database_.countOf(account->id, true) : account->listed,
+                                                "shader", "shaders") +
+                                            " since " + since);
     if (found.empty())
         made.show("NOTHING");
     else
