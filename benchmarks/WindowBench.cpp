@@ -19,6 +19,8 @@
 #include "GlassHob/ui/editor/CodeEditor.h"
 #include "GlassHob/ui/window/MainWindow.h"
 #include "GlassHobCore/shader/Uniforms.h"
+#include "GlassHobOnline/AccountModel.h"
+#include "GlassHobOnline/ShareModel.h"
 #include "GlassHobRender/program/ShaderProgram.h"
 #include "benchmarks/BareVulkan.h"
 #include "benchmarks/Common.h"
@@ -29,15 +31,21 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <expected>
 #include <fstream>
+#include <functional>
 #include <mutex>
 #include <numeric>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include <QApplication>
 #include <QEventLoop>
 #include <QMouseEvent>
+#include <QSettings>
+#include <QTcpServer>
+#include <QTcpSocket>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
@@ -58,6 +66,10 @@ constexpr double rateSlack = 0.6;     // frames a second
 constexpr double pausedTarget = 0.02; // of a core
 constexpr int pausedFor = 3000;       // milliseconds
 constexpr double bareTarget = 1.15;
+constexpr int slowAnswer = 20'000;        // milliseconds
+constexpr qint64 uploadBytes = 7'000'000; // a usual loop
+constexpr int slowKeys = 60;
+constexpr double slowTarget = 0.9;
 constexpr double gapTarget = 50;
 constexpr double droppedTarget = 2; // frames
 constexpr int dragRounds = 3;
@@ -187,6 +199,54 @@ double dropped(const std::vector<Clock::time_point>& times, double interval) {
     return count;
 }
 
+// A gallery that takes everything and says nothing for 20 seconds. A share and a question to it are under way from the
+// beginning, and ended with it.
+class SlowGallery {
+  public:
+    SlowGallery() {
+        QObject::connect(&server_, &QTcpServer::newConnection, [this] {
+            QTcpSocket* socket = server_.nextPendingConnection();
+            QObject::connect(socket, &QTcpSocket::readyRead, socket,
+                             [this, socket] { taken_ += socket->readAll().size(); });
+            QTimer::singleShot(slowAnswer, socket, [socket] {
+                socket->write("HTTP/1.1 503 Slow\r\nContent-Length: 0\r\n\r\n");
+                socket->disconnectFromHost();
+            });
+        });
+        if (!server_.listen(QHostAddress::LocalHost)) std::exit(2);
+        const QString base = QStringLiteral("http://127.0.0.1:%1").arg(server_.serverPort());
+        QSettings().setValue(QStringLiteral("accountSite"), base);
+        QSettings().setValue(QStringLiteral("accountEmail"), QStringLiteral("a@mail.example"));
+        QSettings().setValue(QStringLiteral("accountHandle"), QStringLiteral("a-b"));
+        tokens_.token = "token";
+        account_.emplace(glasshob::Site::at(base.toStdString()), session_, tokens_);
+        const auto render =
+            [](const auto&, const auto&,
+               const auto&) -> std::expected<glasshob::ShareRendering::Files, glasshob::ShareRendering::Failure> {
+            return glasshob::ShareRendering::Files{QByteArray("\0\0\0\x18"
+                                                              "ftyp",
+                                                              8) +
+                                                       QByteArray(uploadBytes, 'x'),
+                                                   QByteArray("\xFF\xD8\xFF")};
+        };
+        share_.emplace(*account_, glasshob::ShareModel::Subject{"// Bench\n", "", "bench.metal"},
+                       glasshob::ShareModel::Surroundings{[] { return nullptr; }, render,
+                                                          [](std::function<void()> work) { work(); }});
+        account_->refresh();
+        share_->share();
+    }
+    // All has been sent, and no answer has come.
+    bool isWaitedFor() const { return taken_ > uploadBytes && share_->isWorking(); }
+
+  private:
+    QTcpServer server_;
+    qint64 taken_ = 0;
+    glasshob::HttpSession session_{"GlassHob/bench"};
+    glasshob::MemoryTokenStore tokens_;
+    std::optional<glasshob::AccountModel> account_;
+    std::optional<glasshob::ShareModel> share_;
+};
+
 struct Figures {
     double idleInterval = 0, idleRate = 0, pausedUse = 0, compile = 0, droppedMedian = 0, droppedMost = 0;
     double interval95 = 0, intervalMedian = 0, bare95 = 0, longestGap = 0, newPicture = 0;
@@ -198,6 +258,9 @@ struct Figures {
     double aloneRate = 0, stillsRate = 0, runRate = 0;
     double stillsTime = 0, stillsGap = 0;
     std::size_t ranFrames = 0;
+    // While keys are typed, with and without a gallery that does not answer.
+    double typedRate = 0, slowRate = 0, slowGap = 0;
+    bool wasWaitedFor = false;
 };
 
 Figures measure(const std::shared_ptr<gpu::Device>& device, const std::string& metal, const std::string& glsl) {
@@ -347,6 +410,24 @@ Figures measure(const std::shared_ptr<gpu::Device>& device, const std::string& m
         (void)waitUntil([&] { return !picker.isDrawing(); }, patience);
         figures.aloneRate = (figures.aloneRate + rate([] { wait(runFor); })) / 2;
     }
+    {
+        const auto typed = [&] {
+            window.editor()->goTo(line, column);
+            frames.take();
+            const auto start = Clock::now();
+            for (int key = 0; key < slowKeys; ++key) {
+                QTest::keyClick(window.editor(), Qt::Key(Qt::Key_1 + key % 9));
+                wait(keyInterval);
+            }
+            return double(frames.take().size()) * 1000 / milliseconds(Clock::now() - start);
+        };
+        figures.typedRate = typed();
+        const SlowGallery gallery;
+        heartbeat.watch();
+        figures.slowRate = typed();
+        figures.slowGap = heartbeat.stop();
+        figures.wasWaitedFor = gallery.isWaitedFor();
+    }
     drawBare();
     figures.bare95 = percentile(draws, 0.95);
     figures.compile = std::max(0.0, std::ranges::min(compiles) - bench::median(draws));
@@ -408,6 +489,12 @@ int main(int argc, char** argv) {
                     stillCount, stillSize.width(), stillSize.height(), f.stillsTime, f.stillsRate, f.runRate,
                     double(f.ranFrames) * 1000 / runFor, f.aloneRate, leastBeside, f.stillsGap, gapTarget,
                     stillsGood ? "reached" : "MISSED");
+        const bool slowGood = f.wasWaitedFor && f.slowRate >= slowTarget * f.typedRate && f.slowGap <= gapTarget;
+        isGood = isGood && slowGood;
+        std::printf("         sharing to a gallery that does not answer while %d keys are typed: %.1f frames a second, "
+                    "%.1f without (at least %.1f); longest gap of the main loop %.1f ms (at most %.0f)%s: %s\n",
+                    slowKeys, f.slowRate, f.typedRate, slowTarget * f.typedRate, f.slowGap, gapTarget,
+                    f.wasWaitedFor ? "" : "; it was not waited for", slowGood ? "reached" : "MISSED");
         if (f.idleFrames == 0) continue;
         const double share = double(f.draggedFrames) / double(f.idleFrames);
         const bool dragGood = share >= dragTarget && f.dragGap <= gapTarget;
