@@ -55,6 +55,8 @@ class AccountModel : public QObject {
     QCoro::Task<> signOut();
 
     const LinkState& link() const { return link_; }
+    // What is said while it is `waiting`.
+    static QString waitingText() { return tr("Waiting for you to allow it"); }
     bool isPolling() const { return isPolling_; }
     // Begins a sign-in, in place of one that is under way.
     void startLink();

@@ -34,7 +34,7 @@ ExitStatus run(const Arguments& arguments, Console& console) {
         if (link.phase == Phase::waiting && !std::exchange(isTold, true)) {
             console.write(link.url.toString(QUrl::FullyEncoded).toStdString() + '\n' +
                           forTerminal(link.code.simplified().toStdString()) + '\n');
-            console.progress("Waiting for you to allow it");
+            console.progress(AccountModel::waitingText().toStdString());
         }
         if (!account.isPolling()) loop.quit();
     });

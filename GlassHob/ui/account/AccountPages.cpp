@@ -6,6 +6,7 @@
 #include "GlassHob/ui/controls/Fonts.h"
 #include "GlassHob/ui/controls/SearchField.h"
 #include "GlassHob/ui/controls/Theme.h"
+#include "GlassHobOnline/AccountModel.h"
 
 #include <QDesktopServices>
 #include <QHBoxLayout>
@@ -116,7 +117,7 @@ WaitingPage::WaitingPage(const QString& siteName, const QString& code, const QUr
     open_ = new TextButton(tr("Open the Browser"), TextButton::Look::primary, ground(), Icon::ext);
     open_->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
     column->addWidget(open_);
-    addWait(footer(), tr("Waiting for you to allow it"));
+    addWait(footer(), AccountModel::waitingText());
     auto* cancel = new TextButton(tr("Cancel"), TextButton::Look::dialog, footer());
     footer()->row()->addWidget(cancel);
     connect(open_, &QAbstractButton::clicked, this, [page] { QDesktopServices::openUrl(page); });
@@ -238,7 +239,8 @@ void SignedInPage::tell(const std::optional<QString>& email, const std::optional
     const QString mail = email.value_or(QString());
     name_->setText(handle.value_or(mail));
     email_->setText(mail);
-    email_->setVisible(handle.has_value() && !mail.isEmpty());
+    // A gallery without addresses gives the handle in its place.
+    email_->setVisible(handle.has_value() && !mail.isEmpty() && mail != *handle);
     badge_->setName(name_->text());
     const bool isTyping = field_->text() != handle_;
     handle_ = handle.value_or(QString());
