@@ -41,15 +41,16 @@ function(glasshob_library name)
   glasshob_precompile(${name} ${ARG_PRECOMPILE})
 endfunction()
 
-# glasshob_test(NAME LABELS unit|golden|gpu|media|ui|slow SOURCES... LINK libs... [MAIN])
-# One test program, and one ctest entry for it. Without MAIN gtest's own main is linked. The Vulkan validation
+# glasshob_test(NAME LABELS unit|golden|gpu|media|ui|slow SOURCES... LINK libs... [MAIN] [MOC] [PRECOMPILED target])
+# One test program, and one ctest entry for it. Without MAIN gtest's own main is linked; MOC says that its files have
+# Qt's meta objects; PRECOMPILED takes another target's header. The Vulkan validation
 # layer is on in every test (GLASSHOB_VALIDATION=1) and a message of it fails the program; the driver's shader
 # cache and the user's folders are redirected so that a test never touches the user's files.
 function(glasshob_test name)
   if(NOT GLASSHOB_TESTS)
     return()
   endif()
-  cmake_parse_arguments(ARG "MAIN" "" "SOURCES;LINK;LABELS;ENVIRONMENT;LAUNCHER" ${ARGN})
+  cmake_parse_arguments(ARG "MAIN;MOC" "PRECOMPILED" "SOURCES;LINK;LABELS;ENVIRONMENT;LAUNCHER" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
   # Half of a build is the tests' own code, which is run once: not worth the optimiser's time.
@@ -58,8 +59,13 @@ function(glasshob_test name)
   if(NOT ARG_MAIN)
     target_link_libraries(${name} PRIVATE GTest::gtest_main)
   endif()
+  if(ARG_MOC)
+    set_target_properties(${name} PROPERTIES AUTOMOC ON)
+  endif()
   list(LENGTH ARG_SOURCES count)
-  if(count GREATER 3) # fewer are not worth a header of their own
+  if(ARG_PRECOMPILED)
+    target_precompile_headers(${name} REUSE_FROM ${ARG_PRECOMPILED})
+  elseif(count GREATER 3) # fewer are not worth a header of their own
     glasshob_precompile(${name} <gtest/gtest.h> <gmock/gmock.h>)
   endif()
   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
