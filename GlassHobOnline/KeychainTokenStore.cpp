@@ -4,6 +4,14 @@
 #include "GlassHobCore/site/Gate.h"
 #include "GlassHobCore/text/Text.h"
 
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusMetaType>
+#include <QDBusObjectPath>
+#include <QDBusPendingCallWatcher>
+#include <QDBusPendingReply>
+#include <QDBusVariant>
+
 #include <qt6keychain/keychain.h>
 
 #include <sys/resource.h>
@@ -36,6 +44,33 @@ Job* makeJob() {
     return job;
 }
 
+constexpr auto service = "org.freedesktop.secrets";
+
+// What keyring programs show the item as, which the library has no word for. Nobody waits for it: a keyring that is not
+// the Secret Service, or that refuses, goes on showing a name of its own.
+void nameTheItem() {
+    using Attributes = QMap<QString, QString>;
+    qDBusRegisterMetaType<Attributes>();
+    QDBusMessage search = QDBusMessage::createMethodCall(service, "/org/freedesktop/secrets",
+                                                         "org.freedesktop.Secret.Service", "SearchItems");
+    search << QVariant::fromValue(
+        Attributes{{"user", entry}, {"server", asQString(Identity::applicationId)}, {"type", "plaintext"}});
+    search.setAutoStartService(false);
+    auto* found = new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(search));
+    QObject::connect(found, &QDBusPendingCallWatcher::finished, found, [found] {
+        found->deleteLater();
+        const QDBusPendingReply<QList<QDBusObjectPath>, QList<QDBusObjectPath>> reply = *found;
+        if (reply.isError()) return;
+        for (const QDBusObjectPath& item : reply.argumentAt<0>()) {
+            QDBusMessage set =
+                QDBusMessage::createMethodCall(service, item.path(), "org.freedesktop.DBus.Properties", "Set");
+            set << "org.freedesktop.Secret.Item" << "Label"
+                << QVariant::fromValue(QDBusVariant(QStringLiteral("Glass Hob session")));
+            QDBusConnection::sessionBus().asyncCall(set);
+        }
+    });
+}
+
 QCoro::Task<> run(QKeychain::Job* job) {
     Gate gate;
     QObject::connect(job, &QKeychain::Job::finished, job, [&gate] { gate.open(); });
@@ -59,7 +94,9 @@ QCoro::Task<bool> KeychainTokenStore::save(std::string token) {
     auto* job = makeJob<QKeychain::WritePasswordJob>();
     job->setTextData(asQString(token));
     co_await run(job);
-    co_return job->error() == QKeychain::NoError;
+    const bool isKept = job->error() == QKeychain::NoError;
+    if (isKept) nameTheItem();
+    co_return isKept;
 }
 
 QCoro::Task<> KeychainTokenStore::remove() {

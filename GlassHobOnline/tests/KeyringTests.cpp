@@ -8,6 +8,9 @@
 
 #include <gtest/gtest.h>
 
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusReply>
 #include <QDirIterator>
 #include <QSettings>
 
@@ -26,6 +29,16 @@ bool anyFileHolds(const QByteArray& secret) {
     return false;
 }
 
+// Of the first item of the empty keyring that a test begins with.
+QString labelOfTheItem() {
+    QDBusMessage get =
+        QDBusMessage::createMethodCall("org.freedesktop.secrets", "/org/freedesktop/secrets/collection/login/1",
+                                       "org.freedesktop.DBus.Properties", "Get");
+    get << "org.freedesktop.Secret.Item" << "Label";
+    const QDBusReply<QVariant> label = QDBusConnection::sessionBus().call(get);
+    return label.value().toString();
+}
+
 } // namespace
 
 TEST(KeyringTests, aTokenIsKeptReplacedAndRemoved) {
@@ -35,6 +48,8 @@ TEST(KeyringTests, aTokenIsKeptReplacedAndRemoved) {
     ASSERT_TRUE(QCoro::waitFor(store.save("second-secret-token")));
     EXPECT_EQ(QCoro::waitFor(KeychainTokenStore().read()), "second-secret-token");
     EXPECT_FALSE(anyFileHolds("secret-token"));
+    // What a person finds it by in the keyring.
+    waitUntil([] { return labelOfTheItem() == "Glass Hob session"; });
     QCoro::waitFor(store.remove());
     EXPECT_EQ(QCoro::waitFor(store.read()), std::nullopt);
     QCoro::waitFor(store.remove());
