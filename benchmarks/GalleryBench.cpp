@@ -268,9 +268,11 @@ int main(int count, char** arguments) {
     // As the gallery's own program: the second process of a check.
     if (count == 2 && std::strcmp(arguments[1], uploadCheckArgument) == 0) return runUploadCheck();
     try {
-        bool isGood = measurePages();
-        isGood &= measureShares();
-        isGood &= measureSizes();
+        const std::string_view only = count == 2 ? arguments[1] : ""; // "pages", "shares" or "sizes"
+        bool isGood = true;
+        if (only.empty() || only == "pages") isGood &= measurePages();
+        if (only.empty() || only == "shares") isGood &= measureShares();
+        if (only.empty() || only == "sizes") isGood &= measureSizes();
         return isGood ? 0 : 1;
     } catch (const std::exception& error) {
         std::fprintf(stderr, "%s\n", error.what());

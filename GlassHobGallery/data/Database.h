@@ -89,6 +89,8 @@ class Database {
     };
     // Listed ones, the newest first.
     virtual std::vector<Shader> shaders(const Filter& filter) = 0;
+    // How many there are, on all pages; beyond this many it says no more than that.
+    static constexpr std::int64_t mostCounted = 100;
     virtual std::int64_t count(const Filter& filter) = 0;
     struct Tally {
         std::int64_t shaders = 0, people = 0;
@@ -97,7 +99,6 @@ class Database {
     virtual std::vector<std::string> mostUsedTags(std::int64_t limit) = 0;
     // Of one person; with `isAll` those that only the person sees, too.
     virtual std::vector<Shader> shadersOf(Id account, bool isAll, std::int64_t before, std::int64_t limit) = 0;
-    virtual std::int64_t countOf(Id account, bool isAll) = 0;
     virtual std::vector<Shader> forksOf(std::string_view item, std::int64_t limit) = 0;
     virtual std::vector<Shader> hiddenShaders() = 0;
     virtual std::int64_t countOfHidden() = 0;

@@ -165,7 +165,57 @@ CREATE INDEX report_open ON report (shader) WHERE closed IS NULL;
 CREATE INDEX report_account ON report (account);
 )";
 
-constexpr const char* const steps[] = {people, shaders};
+// What lists need is counted when it changes, and found without going through what is not shown.
+constexpr const char* largeLists = R"(
+-- Every beginning of a word is in the index up to this length (searchedLetters in SqliteShaders.cpp), so that a search
+-- reads its matches from the newest on and stops. The facts, which no person's words are compared with: "k" with
+-- the kind and "t" with each tag, in hexadecimal.
+DROP TABLE shader_text;
+CREATE VIRTUAL TABLE shader_text USING fts5 (title, handle, tags, facts, tokenize = "unicode61 remove_diacritics 2",
+    prefix = '1 2 3 4 5 6 7 8 9 10 11 12');
+-- What the search keeps of each listed shader.
+CREATE VIEW listed_text AS
+    SELECT number, title, handle, replace(tags, ',', ' ') AS tags,
+           'k' || hex(kind) || coalesce((SELECT group_concat(' t' || hex(tag), '') FROM shader_tag WHERE shader = number), '')
+           AS facts
+    FROM shader JOIN account ON account.id = shader.account WHERE shader.listed = 1;
+INSERT INTO shader_text (rowid, title, handle, tags, facts) SELECT number, title, handle, tags, facts FROM listed_text;
+
+-- A person's shaders, as everyone sees them and as the person does.
+CREATE INDEX shader_account_listed ON shader (account, number) WHERE listed = 1;
+CREATE INDEX shader_account_kept ON shader (account, number) WHERE deleted IS NULL;
+ALTER TABLE account ADD COLUMN kept INTEGER NOT NULL DEFAULT 0;
+UPDATE account SET kept = (SELECT count(*) FROM shader WHERE shader.account = account.id AND deleted IS NULL);
+CREATE TRIGGER shader_kept AFTER INSERT ON shader BEGIN
+    UPDATE account SET kept = kept + 1 WHERE id = new.account;
+END;
+CREATE TRIGGER shader_deleted AFTER UPDATE OF deleted ON shader WHEN old.deleted IS NULL AND new.deleted IS NOT NULL BEGIN
+    UPDATE account SET kept = kept - 1 WHERE id = old.account;
+END;
+
+-- How many listed shaders were forked from one, and how many people have a listed shader.
+ALTER TABLE shader ADD COLUMN forks INTEGER NOT NULL DEFAULT 0;
+UPDATE shader SET forks = (SELECT count(*) FROM shader fork
+    WHERE fork.forked_from = 's/' || shader.id AND fork.listed = 1 AND fork.forked_from <> '');
+ALTER TABLE tally ADD COLUMN people INTEGER NOT NULL DEFAULT 0;
+UPDATE tally SET people = (SELECT count(*) FROM account WHERE listed > 0);
+DROP INDEX account_listed;
+DROP TRIGGER listing_changed;
+CREATE TRIGGER listing_changed AFTER UPDATE OF listed ON shader WHEN new.listed <> old.listed BEGIN
+    UPDATE tally SET shaders = shaders + new.listed - old.listed;
+    UPDATE account SET listed = listed + new.listed - old.listed WHERE id = old.account;
+    UPDATE shader SET forks = forks + new.listed - old.listed
+        WHERE old.forked_from GLOB 's/*' AND id = substr(old.forked_from, 3);
+END;
+CREATE TRIGGER person_listed AFTER UPDATE OF listed ON account WHEN (new.listed > 0) <> (old.listed > 0) BEGIN
+    UPDATE tally SET people = people + (new.listed > 0) - (old.listed > 0);
+END;
+
+DROP INDEX tag_count_count;
+CREATE INDEX tag_count_order ON tag_count (count DESC, tag);
+)";
+
+constexpr const char* const steps[] = {people, shaders, largeLists};
 
 } // namespace
 

@@ -25,6 +25,8 @@ struct Account {
     std::string invitedBy;
     // How many of its shaders everyone finds.
     std::int64_t listed = 0;
+    // How many there are that it has not deleted.
+    std::int64_t kept = 0;
 
     // The address, or the handle in its place.
     const std::string& name() const { return email.empty() ? handle : email; }
@@ -82,6 +84,7 @@ struct Shader {
     std::string deletedBy;
     // The author's.
     bool isSuspended = false;
+    // That everyone finds.
     std::int64_t forks = 0;
 };
 

@@ -7,11 +7,11 @@ namespace glasshob::gallery {
 namespace {
 
 constexpr const char* accountColumns =
-    "SELECT id, handle, email, password, is_admin, suspended, created, invited_by, listed FROM account ";
+    "SELECT id, handle, email, password, is_admin, suspended, created, invited_by, listed, kept FROM account ";
 
 Account readAccount(const SqliteQuery& row) {
-    return {row.integer(0),      row.text(1),    row.text(2), row.text(3),   row.integer(4) != 0,
-            row.integer(5) != 0, row.integer(6), row.text(7), row.integer(8)};
+    return {row.integer(0),      row.text(1),    row.text(2), row.text(3),    row.integer(4) != 0,
+            row.integer(5) != 0, row.integer(6), row.text(7), row.integer(8), row.integer(9)};
 }
 
 std::optional<Account> firstAccount(SqliteQuery query) {

@@ -69,7 +69,6 @@ class SqliteDatabase : public Database {
     Tally tally() override;
     std::vector<std::string> mostUsedTags(std::int64_t limit) override;
     std::vector<Shader> shadersOf(Id account, bool isAll, std::int64_t before, std::int64_t limit) override;
-    std::int64_t countOf(Id account, bool isAll) override;
     std::vector<Shader> forksOf(std::string_view item, std::int64_t limit) override;
     std::vector<Shader> hiddenShaders() override;
     std::int64_t countOfHidden() override;

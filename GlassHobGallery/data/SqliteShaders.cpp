@@ -1,23 +1,23 @@
 // The shaders, reports and files of SqliteDatabase.
 
+#include "GlassHobGallery/data/Secrets.h"
 #include "GlassHobGallery/data/SqliteDatabase.h"
+
+#include <algorithm>
+#include <limits>
 
 namespace glasshob::gallery {
 
 namespace {
 
-std::string shaderColumns(bool isByTag = false) {
-    // That the origin is not empty stands there for the index of forks, which holds no others.
-    // A list of a tag walks the tag's own order.
+// From `tables`, of which one is the shader as `s`.
+std::string shaderColumns(std::string_view tables = "shader s") {
     return "SELECT s.number, s.id, s.account, a.handle, s.title, s.description, s.licence, s.visibility, s.kind, "
            "s.has_sound, s.forked_from, s.tags, s.params, s.content, s.source, s.loop, s.thumb, s.small_loop, "
-           "s.small_thumb, s.created, s.flashes, s.hidden, s.deleted, s.deleted_by, coalesce(a.suspended, 0), "
-           "(SELECT count(*) FROM shader f WHERE f.forked_from = 's/' || s.id AND f.listed = 1 AND f.forked_from <> "
-           "''), "
+           "s.small_thumb, s.created, s.flashes, s.hidden, s.deleted, s.deleted_by, coalesce(a.suspended, 0), s.forks, "
            "EXISTS (SELECT 1 FROM report r WHERE r.shader = s.number AND r.reason = 'flashes' AND r.closed IS NULL) "
            "FROM " +
-           std::string(isByTag ? "shader_tag t CROSS JOIN shader s ON s.number = t.shader" : "shader s") +
-           " LEFT JOIN account a ON a.id = s.account ";
+           std::string(tables) + " LEFT JOIN account a ON a.id = s.account ";
 }
 
 std::string joined(const std::vector<std::string>& tags) {
@@ -37,40 +37,55 @@ std::vector<std::string> split(std::string_view text) {
     return parts;
 }
 
-// The words of a search as FTS5 reads them: each a text in quotes, so that nothing in it is an operator, and the
-// beginning of a word is enough. Empty when there is none.
-std::string matchText(std::string_view words) {
-    std::string match;
-    int count = 0;
-    for (std::size_t at = 0; at < words.size() && count < 8;) {
-        const std::size_t begin = words.find_first_not_of(" \t\r\n", at);
-        if (begin == std::string_view::npos) break;
-        const std::size_t end = std::min(words.find_first_of(" \t\r\n", begin), words.size());
+// Of a word count so many letters: the search has an index of every beginning up to this length, and longer ones would
+// have to be gathered from all words that begin so.
+constexpr std::size_t searchedLetters = 12;
+
+std::string_view firstLetters(std::string_view word) {
+    std::size_t end = 0;
+    for (std::size_t letters = 0; end < word.size(); ++end)
+        if ((word[end] & 0xC0) != 0x80 && ++letters > searchedLetters) break;
+    return word.substr(0, end);
+}
+
+// A filter in the language of FTS5: each word a text in quotes, so that nothing in it is an operator, of which the
+// beginning is enough. Empty when only the kind is asked for, which has an index of its own.
+std::string matchText(const Database::Filter& filter) {
+    std::string words;
+    std::string_view rest = filter.words;
+    constexpr std::string_view blanks = " \t\r\n";
+    for (int count = 0; count < 8; ++count) {
+        rest.remove_prefix(std::min(rest.find_first_not_of(blanks), rest.size()));
+        if (rest.empty()) break;
+        const std::string_view typed = rest.substr(0, rest.find_first_of(blanks));
+        rest.remove_prefix(typed.size());
         std::string word;
-        for (const char c : words.substr(begin, end - begin))
+        for (const char c : typed)
             if (c != '"' && c != '\0') word += c;
-        if (!word.empty()) {
-            (match += match.empty() ? "\"" : " \"") += word + "\"*";
-            ++count;
-        }
-        at = end;
+        if (!word.empty()) ((words += " \"") += firstLetters(word)) += "\"*";
     }
+    std::string match = words.empty() ? "" : "{title handle tags} : (" + words + ")";
+    const auto add = [&](const std::string& fact) { (match += match.empty() ? "facts : " : " AND facts : ") += fact; };
+    if (!filter.tag.empty()) add("t" + hexText(filter.tag));
+    if (!filter.kind.empty() && !match.empty()) add("k" + hexText(filter.kind));
     return match;
 }
 
-// The part of a question that a filter makes, with its values in this order: before, kind, tag, words. Values that do
-// not count are bound and always true, so that there are few different statements.
+// The part of a question that a filter makes: the tables, the condition, and what the condition is given.
 struct Where {
-    std::string sql;
-    std::string words;
+    std::string tables, condition, number, value;
 };
 Where whereOf(const Database::Filter& filter) {
-    Where where{" WHERE s.listed = 1 AND (?1 = 0 OR s.number < ?1) AND (?2 = '' OR s.kind = ?2)",
-                matchText(filter.words)};
-    where.sql += filter.tag.empty() ? " AND ?3 = ''" : " AND t.tag = ?3";
-    where.sql += where.words.empty() ? " AND ?4 = ''"
-                                     : " AND s.number IN (SELECT rowid FROM shader_text WHERE shader_text MATCH ?4)";
-    return where;
+    if (std::string match = matchText(filter); !match.empty())
+        return {"shader_text CROSS JOIN shader s ON s.number = shader_text.rowid", "WHERE shader_text MATCH ?1",
+                "shader_text.rowid", std::move(match)};
+    return {"shader s", filter.kind.empty() ? "WHERE s.listed = 1 AND ?1 = ''" : "WHERE s.listed = 1 AND s.kind = ?1",
+            "s.number", filter.kind};
+}
+
+// The number that all of a list come before.
+std::int64_t endOf(std::int64_t before) {
+    return before > 0 ? before : std::numeric_limits<std::int64_t>::max();
 }
 
 } // namespace
@@ -124,8 +139,8 @@ void SqliteDatabase::relist(std::int64_t shader) {
     for (const std::string& tag : split(tags))
         connection->run("INSERT OR IGNORE INTO shader_tag VALUES (?, ?)", tag, shader);
     connection->run(
-        "INSERT INTO shader_text (rowid, title, handle, tags) SELECT number, title, handle, replace(tags, ',', ' ') "
-        "FROM shader JOIN account ON account.id = shader.account WHERE number = ?",
+        "INSERT INTO shader_text (rowid, title, handle, tags, facts) SELECT number, title, handle, tags, facts FROM "
+        "listed_text WHERE number = ?",
         shader);
 }
 
@@ -200,27 +215,25 @@ void SqliteDatabase::deleteShader(std::int64_t shader, Moment now) {
 std::vector<Shader> SqliteDatabase::shaders(const Filter& filter) {
     const Lease connection = lease();
     const Where where = whereOf(filter);
-    return readShaders(connection->query(
-        shaderColumns(!filter.tag.empty()) + where.sql +
-            (filter.tag.empty() ? " ORDER BY s.number DESC LIMIT ?5" : " ORDER BY t.shader DESC LIMIT ?5"),
-        filter.before, filter.kind, filter.tag, where.words, filter.limit));
+    return readShaders(connection->query(shaderColumns(where.tables) + where.condition + " AND " + where.number +
+                                             " < ?2 ORDER BY " + where.number + " DESC LIMIT ?3",
+                                         where.value, endOf(filter.before), filter.limit));
 }
 
 std::int64_t SqliteDatabase::count(const Filter& filter) {
     const Lease connection = lease();
     const Where where = whereOf(filter);
-    // Beyond this many nobody cares how many there are.
-    return single(connection->query(
-        "SELECT count(*) FROM (SELECT 1 FROM " +
-            std::string(filter.tag.empty() ? "shader s" : "shader_tag t CROSS JOIN shader s ON s.number = t.shader") +
-            where.sql + " LIMIT 1000)",
-        std::int64_t(0), filter.kind, filter.tag, where.words));
+    const std::string_view table = std::string_view(where.tables).substr(0, where.tables.find(" CROSS"));
+    return single(connection->query("SELECT count(*) FROM (SELECT 1 FROM " + std::string(table) + " " +
+                                        where.condition + " LIMIT ?2)",
+                                    where.value, mostCounted));
 }
 
 Database::Tally SqliteDatabase::tally() {
     const Lease connection = lease();
-    return {single(connection->query("SELECT shaders FROM tally")),
-            single(connection->query("SELECT count(*) FROM account WHERE listed > 0"))};
+    SqliteQuery query = connection->query("SELECT shaders, people FROM tally");
+    query.step();
+    return {query.integer(0), query.integer(1)};
 }
 
 std::vector<std::string> SqliteDatabase::mostUsedTags(std::int64_t limit) {
@@ -234,16 +247,10 @@ std::vector<std::string> SqliteDatabase::mostUsedTags(std::int64_t limit) {
 
 std::vector<Shader> SqliteDatabase::shadersOf(Id account, bool isAll, std::int64_t before, std::int64_t limit) {
     const Lease connection = lease();
-    return readShaders(connection->query(shaderColumns() +
-                                             "WHERE s.account = ?1 AND s.deleted IS NULL AND (?2 OR s.listed = 1) "
-                                             "AND (?3 = 0 OR s.number < ?3) ORDER BY s.number DESC LIMIT ?4",
-                                         account, isAll, before, limit));
-}
-
-std::int64_t SqliteDatabase::countOf(Id account, bool isAll) {
-    const Lease connection = lease();
-    return single(connection->query(
-        "SELECT count(*) FROM shader WHERE account = ? AND deleted IS NULL AND (? OR listed = 1)", account, isAll));
+    return readShaders(connection->query(shaderColumns() + "WHERE s.account = ? AND " +
+                                             (isAll ? "s.deleted IS NULL" : "s.listed = 1") +
+                                             " AND s.number < ? ORDER BY s.number DESC LIMIT ?",
+                                         account, endOf(before), limit));
 }
 
 std::vector<Shader> SqliteDatabase::forksOf(std::string_view item, std::int64_t limit) {

@@ -305,7 +305,7 @@ Response Gallery::accountPage(const Request& request, const Visitor& visitor, co
         return errorPage(request, visitor, 404);
     }
 
-    const std::string owned = counted(database_.countOf(account.id, true), "shader", "shaders");
+    const std::string owned = counted(account.kept, "shader", "shaders");
     const bool isDeleting = what == "delete";
     Page made =
         page(request, visitor, isDeleting ? "account-delete.html" : "account.html",

@@ -132,9 +132,10 @@ Response Gallery::home(const Request& request, const Visitor& visitor) {
             with += (with.empty() ? " with the " : " and the ") + std::string(isOne ? "word " : "words ") + quoted;
         }
         const std::int64_t count = found.empty() ? 0 : database_.count(filter);
-        made.set("SUMMARY", (count == 0      ? "No shader"
-                             : count >= 1000 ? "1000 shaders or more"
-                                             : counted(count, "shader", "shaders")) +
+        constexpr std::int64_t most = Database::mostCounted;
+        made.set("SUMMARY", (count == 0     ? "No shader"
+                             : count < most ? counted(count, "shader", "shaders")
+                                            : std::to_string(most) + " shaders or more") +
                                 with + ".");
     } else {
         made.set("SUMMARY", counted(tally.shaders, "shader", "shaders") + " by " +
@@ -201,10 +202,9 @@ Response Gallery::person(const Request& request, const Visitor& visitor, const s
     made.set("FACE", initial(handle)).set("WHO", handle);
     const std::string date = dateText(account->created);
     const std::string since = date.substr(date.find(' ') + 1);
-    made.set("SUMMARY", found.empty() ? "Here since " + since
-                                      : counted(isOwn ? database_.countOf(account->id, true) : account->listed,
-                                                "shader", "shaders") +
-                                            " since " + since);
+    made.set("SUMMARY",
+             found.empty() ? "Here since " + since
+                           : counted(isOwn ? account->kept : account->listed, "shader", "shaders") + " since " + since);
     if (found.empty())
         made.show("NOTHING");
     else

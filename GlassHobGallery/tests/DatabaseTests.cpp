@@ -5,7 +5,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cctype>
 #include <filesystem>
+#include <map>
+#include <random>
 #include <thread>
 
 namespace glasshob::gallery {
@@ -95,6 +99,115 @@ TEST_F(Data, SearchTakesAnyTextForWords) {
     for (const char* words : {"title:night", "NOT night", "night*x", "(", "\"", "- ^", "night OR", "{title}: x"})
         EXPECT_NO_THROW(list({"", "", words, 0, 24})) << words;
     EXPECT_EQ(list({"", "", "day", 0, 24}), Ids{});
+}
+
+// Everything that changes what lists show, at random; then each list, page by page, against a look at every shader.
+TEST_F(Data, ListsAgreeWithALookAtEveryShader) {
+    std::mt19937 random(7);
+    const auto any = [&](int count) { return int(random() % unsigned(count)); };
+    static constexpr const char* visibilities[] = {"public", "public", "public", "unlisted", "private"};
+    static constexpr const char* kinds[] = {"fragment", "particles", "grid"};
+    static constexpr const char* words[] = {"Sea", "Seabird", "Night", "Antidisestablishment"};
+    static constexpr const char* tags[] = {"water", "night sky", "wa-ter"};
+    std::vector<Id> people{person("ada-w"), person("joss"), person("kim"), person("night")};
+    std::vector<std::string> ids;
+    const auto change = [&](int step) {
+        Shader shader;
+        if (!ids.empty()) shader = database->shader(ids[std::size_t(any(int(ids.size())))]).value();
+        switch (any(6)) {
+        case 0: database->setHidden(shader.number, any(2) ? std::optional<std::string>("No.") : std::nullopt); break;
+        case 1:
+            if (!shader.deleted) {
+                shader.visibility = visibilities[any(5)];
+                shader.title = words[any(4)];
+                if (shader.number > 0) database->changeShader(shader);
+            }
+            break;
+        case 2:
+            if (any(3) == 0) database->deleteShader(shader.number, 5);
+            break;
+        case 3: database->setSuspended(people[std::size_t(any(4))], any(3) == 0); break;
+        default:
+            Shader made;
+            made.forkedFrom = shader.id.empty() || any(2) ? "" : "s/" + shader.id;
+            made.id = "id" + std::to_string(step);
+            made.account = people[std::size_t(any(4))];
+            made.title = std::string(words[any(4)]) + " and " + words[any(4)];
+            made.licence = "mit";
+            made.visibility = visibilities[any(5)];
+            made.kind = kinds[any(3)];
+            made.tags = {tags[any(3)]};
+            made.content = made.id;
+            database->addShader(made);
+            ids.push_back(made.id);
+        }
+    };
+    database->write([&] {
+        for (int step = 0; step < 400; ++step)
+            change(step);
+    });
+    database->setHandle(people[3], "morning");
+    database->deleteAccount(people[2]);
+
+    std::vector<Shader> listed;
+    std::map<Id, std::int64_t> listedOf, keptOf;
+    for (auto id = ids.rbegin(); id != ids.rend(); ++id) {
+        const Shader shader = database->shader(*id).value();
+        if (!shader.deleted) ++keptOf[shader.account];
+        if (shader.deleted || shader.hidden || shader.isSuspended || shader.visibility != "public") continue;
+        ++listedOf[shader.account];
+        listed.push_back(shader);
+    }
+    EXPECT_GT(listed.size(), 20u);
+    EXPECT_EQ(database->tally().shaders, std::int64_t(listed.size()));
+    EXPECT_EQ(database->tally().people, std::int64_t(listedOf.size()));
+    for (const Id id : people)
+        if (const auto account = database->account(id)) {
+            EXPECT_EQ(account->listed, listedOf[id]);
+            EXPECT_EQ(account->kept, keptOf[id]);
+        }
+    for (const std::string& id : ids)
+        EXPECT_EQ(database->shader(id)->forks, std::ranges::count(listed, "s/" + id, &Shader::forkedFrom)) << id;
+
+    const auto begins = [](const Shader& shader, const std::string& word) {
+        std::string text = shader.title + " " + shader.handle + " " + shader.tags[0];
+        std::ranges::transform(text, text.begin(), [](char c) { return c == '-' ? ' ' : char(std::tolower(c)); });
+        return (" " + text).contains(" " + word);
+    };
+    const auto paged = [](const auto& pageBefore) {
+        Ids found;
+        for (std::int64_t before = 0;;) {
+            const std::vector<Shader> page = pageBefore(before);
+            for (const Shader& shader : page)
+                found.push_back(shader.id);
+            if (page.size() < 3) return found;
+            before = page.back().number;
+        }
+    };
+    for (const char* kind : {"", "fragment", "grid"})
+        for (const char* tag : {"", "water", "night sky", "none"})
+            for (const std::string word : {"", "sea", "seab", "nig", "antidisestablishment", "morning", "w", "grid"}) {
+                Ids expected;
+                for (const Shader& shader : listed)
+                    if ((!*kind || shader.kind == kind) && (!*tag || shader.tags[0] == tag) && begins(shader, word))
+                        expected.push_back(shader.id);
+                Database::Filter filter{kind, tag, word, 0, 3};
+                EXPECT_EQ(paged([&](std::int64_t before) {
+                              filter.before = before;
+                              return database->shaders(filter);
+                          }),
+                          expected)
+                    << kind << " " << tag << " " << word;
+                EXPECT_EQ(database->count(filter), std::int64_t(std::min<std::size_t>(expected.size(), 100)));
+            }
+    for (const Id id : people) {
+        Ids seen;
+        for (const Shader& shader : listed)
+            if (shader.account == id) seen.push_back(shader.id);
+        EXPECT_EQ(paged([&](std::int64_t before) { return database->shadersOf(id, false, before, 3); }), seen);
+        EXPECT_EQ(paged([&](std::int64_t before) { return database->shadersOf(id, true, before, 3); }).size(),
+                  std::size_t(keptOf[id]));
+    }
 }
 
 TEST_F(Data, OldHandlesStayTheirOwners) {
@@ -188,10 +301,32 @@ TEST_F(Data, EveryEarlierVersionIsBroughtUpToDate) {
             migrate(connection, version);
             if (version > 0)
                 connection.script("INSERT INTO account (handle, password, created) VALUES ('ada-w', 'x', 5)");
+            // What a gallery of that version would have written.
+            if (version > 1)
+                connection.script(R"(
+                    INSERT INTO shader (id, account, title, description, licence, visibility, kind, has_sound,
+                        forked_from, tags, params, content, source, loop, thumb, small_loop, small_thumb, created)
+                    VALUES ('one', 1, 'Open Sea', '', 'mit', 'public', 'grid', 0, '', 'night sky,light', '[]', x'00',
+                        '', '', '', '', '', 5),
+                        ('two', 1, 'Dry Land', '', 'mit', 'public', 'fragment', 0, 's/one', '', '[]', x'01',
+                        '', '', '', '', '', 6),
+                        ('three', 1, 'Open Secret', '', 'mit', 'private', 'grid', 0, 's/one', 'light', '[]', x'02',
+                        '', '', '', '', '', 7);
+                    INSERT INTO shader_tag VALUES ('night sky', 1), ('light', 1);
+                    UPDATE shader SET listed = 1 WHERE visibility = 'public')");
         }
         const auto opened = openSqliteDatabase(old);
         EXPECT_EQ(opened->countOfPeople(), version > 0 ? 1 : 0);
-        EXPECT_EQ(opened->tally().shaders, 0);
+        EXPECT_EQ(opened->tally().shaders, version > 1 ? 2 : 0);
+        EXPECT_EQ(opened->tally().people, version > 1 ? 1 : 0);
+        if (version < 2) continue;
+        EXPECT_EQ(opened->account(1)->kept, 3);
+        EXPECT_EQ(opened->shader("one")->forks, 1);
+        for (const Database::Filter& filter :
+             {Database::Filter{"", "", "open", 0, 24}, {"grid", "night sky", "", 0, 24}, {"grid", "", "", 0, 24}}) {
+            ASSERT_EQ(opened->shaders(filter).size(), 1u) << filter.words;
+            EXPECT_EQ(opened->shaders(filter)[0].id, "one");
+        }
     }
     SqliteConnection newer(folder / "newer");
     newer.script("PRAGMA user_version = 999");
