@@ -154,6 +154,10 @@ QCoro::Task<> AccountModel::forget(bool tellsTheSite) {
     if (tellsTheSite && found && APIClient::isToken(*found)) co_await site.signOut(*found);
 }
 
+QString AccountModel::waitingText() const {
+    return link_.isAllowed ? tr("Allowed. Waiting for the keyring to keep it") : tr("Waiting for you to allow it");
+}
+
 void AccountModel::startLink() {
     stopPolling();
     polling_ = CancellationSource();
@@ -188,7 +192,12 @@ QCoro::Task<> AccountModel::signIn(Cancellation cancellation) {
         fail("The sign-in page was not on " + site_.webHost + ".");
         co_return;
     }
-    setLink({Phase::waiting, asQString(start->code), start->url, start->expires, {}});
+    LinkState waiting;
+    waiting.phase = Phase::waiting;
+    waiting.code = asQString(start->code);
+    waiting.url = start->url;
+    waiting.expires = start->expires;
+    setLink(waiting);
     if (!cancellation.stop_requested()) co_await poll(*start, cancellation);
 }
 
@@ -222,6 +231,11 @@ QCoro::Task<> AccountModel::poll(APIClient::LinkStart start, Cancellation cancel
 
 QCoro::Task<> AccountModel::keep(APIClient::LinkPoll approved, Cancellation cancellation) {
     const Cancellation life = life_.get_token();
+    // A locked keyring asks for its password first.
+    LinkState allowed = link_;
+    allowed.isAllowed = true;
+    setLink(allowed);
+    if (life.stop_requested()) co_return;
     const bool isKept = co_await tokens_.save(approved.token);
     if (life.stop_requested()) co_return;
     if (cancellation.stop_requested()) {

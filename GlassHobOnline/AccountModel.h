@@ -25,6 +25,8 @@ class AccountModel : public QObject {
         QString code;
         QUrl url;
         std::optional<Clock::Moment> expires;
+        // Of `waiting`: the person has allowed it, and the keyring is asked to keep it.
+        bool isAllowed = false;
         // Of `failed`.
         QString message;
     };
@@ -56,7 +58,7 @@ class AccountModel : public QObject {
 
     const LinkState& link() const { return link_; }
     // What is said while it is `waiting`.
-    static QString waitingText() { return tr("Waiting for you to allow it"); }
+    QString waitingText() const;
     bool isPolling() const { return isPolling_; }
     // Begins a sign-in, in place of one that is under way.
     void startLink();

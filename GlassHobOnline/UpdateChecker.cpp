@@ -1,6 +1,7 @@
 #include "GlassHobOnline/UpdateChecker.h"
 
 #include "GlassHobCore/site/HttpSession.h"
+#include "GlassHobCore/site/WebAddress.h"
 #include "GlassHobCore/text/Text.h"
 
 #include <QDateTime>
@@ -29,7 +30,7 @@ QUrl UpdateChecker::feed() {
     const QString text = QSettings().value(asQString(Identity::setting::updateFeed)).toString();
     // The scheme as it is written: QUrl would put it in small letters.
     if (text.startsWith(QLatin1String("http://")) || text.startsWith(QLatin1String("https://")))
-        if (const QUrl url(text, QUrl::StrictMode); url.isValid() && !url.host().isEmpty()) return url;
+        if (const QUrl url(text, QUrl::StrictMode); isWebAddress(url)) return url;
     return QUrl(QStringLiteral("https://%1/app/latest.json").arg(asQString(Identity::mediaHost)));
 }
 

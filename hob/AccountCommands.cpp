@@ -21,11 +21,8 @@ constexpr Option accountOptions[] = {{"--json", "", "", "print one JSON object f
 ExitStatus withAccount(const Arguments& arguments, Console& console,
                        const std::function<ExitStatus(AccountModel& account)>& act) {
     Online online;
-    const auto site = siteOf(arguments);
-    if (!site) {
-        console.problem(site.error());
-        return ExitStatus::wrongUsage;
-    }
+    const auto site = siteOf(arguments, console);
+    if (!site) return ExitStatus::wrongUsage;
     glasshob::KeychainTokenStore tokens;
     AccountModel account(*site, online.session(), tokens);
     QCoro::waitFor(account.loaded());

@@ -30,11 +30,8 @@ bool check(Console& console, const std::string& output, bool replaces) {
 
 ExitStatus run(const Arguments& arguments, Console& console) {
     Online online;
-    const auto site = siteOf(arguments);
-    if (!site) {
-        console.problem(site.error());
-        return ExitStatus::wrongUsage;
-    }
+    const auto site = siteOf(arguments, console);
+    if (!site) return ExitStatus::wrongUsage;
     const auto link = OpenLink::parse(arguments.operands()[0], *site);
     if (!link) {
         console.problem(link.error().description());

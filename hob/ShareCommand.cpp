@@ -171,11 +171,8 @@ ExitStatus run(const Arguments& arguments, Console& console) {
         return ExitStatus::wrongUsage;
     }
     Online online;
-    const auto site = siteOf(arguments);
-    if (!site) {
-        console.problem(site.error());
-        return ExitStatus::wrongUsage;
-    }
+    const auto site = siteOf(arguments, console);
+    if (!site) return ExitStatus::wrongUsage;
     const auto source = readSource(console, arguments.operands().front());
     if (!source) return ExitStatus::failed;
     if (const auto compiled = compileSource(*source); !compiled) {

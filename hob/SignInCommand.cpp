@@ -19,11 +19,8 @@ constexpr auto stopped = "The sign-in was given up.";
 
 ExitStatus run(const Arguments& arguments, Console& console) {
     Online online;
-    const auto site = siteOf(arguments);
-    if (!site) {
-        console.problem(site.error());
-        return ExitStatus::wrongUsage;
-    }
+    const auto site = siteOf(arguments, console);
+    if (!site) return ExitStatus::wrongUsage;
     glasshob::KeychainTokenStore tokens;
     AccountModel account(*site, online.session(), tokens);
     const Interrupts interrupts(stopped);
@@ -34,8 +31,8 @@ ExitStatus run(const Arguments& arguments, Console& console) {
         if (link.phase == Phase::waiting && !std::exchange(isTold, true)) {
             console.write(link.url.toString(QUrl::FullyEncoded).toStdString() + '\n' +
                           forTerminal(link.code.simplified().toStdString()) + '\n');
-            console.progress(AccountModel::waitingText().toStdString());
         }
+        if (link.phase == Phase::waiting) console.progress(account.waitingText().toStdString());
         if (!account.isPolling()) loop.quit();
     });
     const glasshob::OnCancel onCancel(interrupts.token(), &account, [&] { account.cancelLink(); });

@@ -1,24 +1,25 @@
 #include "hob/SiteOption.h"
 
 #include "GlassHobCore/Identity.h"
+#include "GlassHobCore/site/WebAddress.h"
 #include "GlassHobCore/text/ShownText.h"
 #include "GlassHobCore/text/Text.h"
 
 #include <QSettings>
-#include <QUrl>
 
 namespace hob {
 
 namespace Identity = glasshob::Identity;
 using glasshob::asQString;
+using glasshob::isWebAddress;
 using glasshob::Site;
 
-std::expected<Site, std::string> siteOf(const Arguments& arguments) {
+std::optional<Site> siteOf(const Arguments& arguments, Console& console) {
     if (const auto address = arguments.value("--site")) {
-        const QUrl url(asQString(*address), QUrl::StrictMode);
-        if (!url.isValid() || url.host().isEmpty() || (url.scheme() != "http" && url.scheme() != "https"))
-            return mistake(*address + " is no address of a gallery: give one such as https://www.example.org.");
-        return Site::at(*address);
+        if (isWebAddress(QUrl(asQString(*address), QUrl::StrictMode))) return Site::at(*address);
+        console.problem(
+            mistake(*address + " is no address of a gallery: give one such as https://www.example.org.").error());
+        return std::nullopt;
     }
     return Site::at(QSettings().value(asQString(Identity::setting::apiBase)).toString().toStdString());
 }

@@ -6,12 +6,13 @@
 #include "GlassHobCore/site/HttpSession.h"
 #include "GlassHobCore/site/Site.h"
 #include "hob/Arguments.h"
+#include "hob/Console.h"
 
 #include <QCoreApplication>
 
 #include <qcoro/qcorotask.h>
 
-#include <expected>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -19,9 +20,9 @@ namespace hob {
 
 inline constexpr Option siteOption = {"--site", "", "URL", "the gallery at this address, for this run"};
 
-// The gallery of the option, else of the setting "apiBase", else the program's own. Needs an Online. A mistake is a
-// sentence.
-std::expected<glasshob::Site, std::string> siteOf(const Arguments& arguments);
+// The gallery of the option, else of the setting "apiBase", else the program's own. Needs an Online. Nothing
+// after a mistake, which it tells.
+std::optional<glasshob::Site> siteOf(const Arguments& arguments, Console& console);
 
 // One at a time.
 class Online {

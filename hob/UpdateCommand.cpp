@@ -1,4 +1,5 @@
 #include "GlassHobCore/Identity.h"
+#include "GlassHobCore/site/WebAddress.h"
 #include "GlassHobCore/text/Text.h"
 #include "GlassHobOnline/UpdateChecker.h"
 #include "hob/Commands.h"
@@ -50,7 +51,7 @@ ExitStatus run(const Arguments& arguments, Console& console) {
     QUrl feed = UpdateChecker::feed();
     if (const auto given = arguments.value("--feed")) {
         feed = QUrl(glasshob::asQString(*given), QUrl::StrictMode);
-        if (!feed.isValid() || feed.host().isEmpty() || (feed.scheme() != "http" && feed.scheme() != "https")) {
+        if (!glasshob::isWebAddress(feed)) {
             console.problem(*given + " is no address of a feed: give one that begins with https://.");
             return ExitStatus::wrongUsage;
         }

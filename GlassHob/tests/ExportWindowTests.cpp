@@ -2,15 +2,15 @@
 // export runs, and the desktop's message. Movies are made by the tests.
 
 #include "GlassHob/tests/ShownWindow.h"
+#include "GlassHob/ui/controls/ChoiceField.h"
 #include "GlassHob/ui/controls/DesktopNotification.h"
 #include "GlassHob/ui/controls/DialogParts.h"
+#include "GlassHob/ui/controls/DialogPicture.h"
 #include "GlassHob/ui/controls/SearchField.h"
 #include "GlassHob/ui/editor/CodeEditor.h"
-#include "GlassHob/ui/export/ChoiceField.h"
 #include "GlassHob/ui/export/ExportActions.h"
 #include "GlassHob/ui/export/ExportForm.h"
 #include "GlassHob/ui/export/ExportOutcome.h"
-#include "GlassHob/ui/export/ExportPicture.h"
 #include "GlassHob/ui/export/ExportProgress.h"
 #include "GlassHob/ui/export/ExportTexts.h"
 #include "GlassHob/ui/export/ExportWindow.h"

@@ -1,5 +1,7 @@
 #include "GlassHobCore/site/APIAnswers.h"
 
+#include "GlassHobCore/site/WebAddress.h"
+
 #include <QDateTime>
 #include <QJsonDocument>
 #include <QRegularExpression>
@@ -135,8 +137,7 @@ Result<APIClient::Shared> shared(const Answer& answer) {
     if (!answer.body) return answer.bad();
     const QJsonValue id = (*answer.body)["id"], url = (*answer.body)["url"];
     const QUrl page(url.toString(), QUrl::StrictMode);
-    const bool isWeb = page.scheme() == "http" || page.scheme() == "https";
-    if (!id.isString() || !page.isValid() || !isWeb || page.host().isEmpty()) return answer.bad();
+    if (!id.isString() || !isWebAddress(page)) return answer.bad();
     return APIClient::Shared{id.toString().toStdString(), page};
 }
 

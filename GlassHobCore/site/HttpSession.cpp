@@ -2,6 +2,7 @@
 
 #include "GlassHobCore/site/Gate.h"
 #include "GlassHobCore/site/OnCancel.h"
+#include "GlassHobCore/site/WebAddress.h"
 
 #include <QNetworkReply>
 #include <QTimer>
@@ -29,10 +30,6 @@ std::string sentence(QString words) {
 
 std::unexpected<HttpError> networkError(const QString& words) {
     return std::unexpected(HttpError{HttpError::Kind::network, sentence(words)});
-}
-
-bool isWeb(const QUrl& url) {
-    return (url.scheme() == "http" || url.scheme() == "https") && !url.host().isEmpty();
 }
 
 // Whether the transfer itself broke, in contrast to a server that answered with a status of failure: for those Qt has
@@ -66,7 +63,7 @@ class HttpSession::Transfer {
         }
         onCancel_.emplace(cancellation, &session_.manager_, [this] { cancel(); });
         if (session_.isClosing_) cancel();
-        if (!isWeb(request_.url)) end(networkError("Only http and https addresses can be reached"));
+        if (!isWebAddress(request_.url)) end(networkError("Only http and https addresses can be reached"));
         if (gate_.isOpen()) return;
         idle_->setInterval(session_.times_.idle);
         whole_->setInterval(request_.wholeTime.value_or(session_.times_.whole));

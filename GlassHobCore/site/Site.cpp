@@ -1,6 +1,7 @@
 #include "GlassHobCore/site/Site.h"
 
 #include "GlassHobCore/Identity.h"
+#include "GlassHobCore/site/WebAddress.h"
 
 namespace glasshob {
 
@@ -28,8 +29,7 @@ Site Site::builtIn() {
 
 Site Site::at(std::string_view apiBase) {
     const QUrl base(text(apiBase), QUrl::StrictMode);
-    const bool isWeb = base.scheme() == "http" || base.scheme() == "https";
-    return base.isValid() && isWeb && !base.host().isEmpty() ? siteOf(base) : builtIn();
+    return isWebAddress(base) ? siteOf(base) : builtIn();
 }
 
 bool Site::isLocal() const {

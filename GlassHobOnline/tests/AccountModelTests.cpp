@@ -73,6 +73,9 @@ TEST_F(AccountModelTests, aSignInAsksUntilItIsAllowedAndKeepsWhoItIs) {
     QObject::connect(account_.get(), &AccountModel::changed, account_.get(), [&] {
         if (phases.empty() || phases.back() != account_->link().phase) phases.push_back(account_->link().phase);
         if (account_->link().phase != Phase::waiting) return;
+        // Once it is allowed, a locked keyring may keep the person waiting.
+        EXPECT_EQ(account_->link().isAllowed, server_.requests().size() == 7);
+        if (account_->link().isAllowed) EXPECT_TRUE(account_->waitingText().contains("keyring"));
         EXPECT_EQ(account_->link().code, "AB-12");
         EXPECT_EQ(account_->link().url, server_.url("/go"));
         EXPECT_EQ(account_->link().expires, Clock::Moment(2'000'000'000s));

@@ -6,7 +6,6 @@
 #include "GlassHob/ui/controls/Fonts.h"
 #include "GlassHob/ui/controls/SearchField.h"
 #include "GlassHob/ui/controls/Theme.h"
-#include "GlassHobOnline/AccountModel.h"
 
 #include <QDesktopServices>
 #include <QHBoxLayout>
@@ -93,7 +92,7 @@ SignedOutPage::SignedOutPage(const QString& siteName, bool isStarting, const QSt
 }
 
 WaitingPage::WaitingPage(const QString& siteName, const QString& code, const QUrl& page,
-                         std::optional<QDateTime> expires, QWidget* parent)
+                         std::optional<QDateTime> expires, const QString& state, QWidget* parent)
     : AccountPage(parent) {
     QVBoxLayout* column = columnOn(ground());
     column->addWidget(heading(signInHeading(), ground()));
@@ -117,7 +116,7 @@ WaitingPage::WaitingPage(const QString& siteName, const QString& code, const QUr
     open_ = new TextButton(tr("Open the Browser"), TextButton::Look::primary, ground(), Icon::ext);
     open_->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
     column->addWidget(open_);
-    addWait(footer(), AccountModel::waitingText());
+    addWait(footer(), state);
     auto* cancel = new TextButton(tr("Cancel"), TextButton::Look::dialog, footer());
     footer()->row()->addWidget(cancel);
     connect(open_, &QAbstractButton::clicked, this, [page] { QDesktopServices::openUrl(page); });
@@ -125,12 +124,8 @@ WaitingPage::WaitingPage(const QString& siteName, const QString& code, const QUr
 }
 
 SignInFailedPage::SignInFailedPage(const QString& message, QWidget* parent) : AccountPage(parent) {
-    constexpr int signSide = 20, signGap = 12;
-    auto* row = new QHBoxLayout(ground());
-    row->setContentsMargins(dialogMargin, 24, dialogMargin, 24);
-    row->setSpacing(signGap);
-    row->addWidget(new Sign(Icon::error, signSide, Role::error, ground()), 0, Qt::AlignTop);
-    row->addWidget(new WrappedText(fonts::statement(), Role::text, textWidth - signSide - signGap, ground(), message));
+    besideSign(ground(), Icon::error, Role::error)
+        ->addWidget(new WrappedText(fonts::statement(), Role::text, besideSignWidth, ground(), message));
     setAccessibleName(message);
     auto* cancel = new TextButton(tr("Cancel"), TextButton::Look::dialog, footer());
     again_ = new TextButton(tr("Start Again"), TextButton::Look::primary, footer());

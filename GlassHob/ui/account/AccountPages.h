@@ -47,7 +47,7 @@ class WaitingPage : public AccountPage {
     Q_OBJECT
   public:
     WaitingPage(const QString& siteName, const QString& code, const QUrl& page, std::optional<QDateTime> expires,
-                QWidget* parent);
+                const QString& state, QWidget* parent);
     TextButton* primary() const override { return open_; }
 
   private:

@@ -5,7 +5,6 @@
 #include "GlassHobOnline/AccountModel.h"
 
 #include <QAccessible>
-#include <QKeyEvent>
 #include <QLineEdit>
 #include <QPointer>
 #include <QVBoxLayout>
@@ -18,18 +17,9 @@ using Phase = AccountModel::LinkState::Phase;
 
 } // namespace
 
-AccountSheet::AccountSheet(AccountModel& account, QWidget* parent)
-    : QDialog(parent, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowSystemMenuHint |
-                          Qt::WindowCloseButtonHint),
-      account_(account) {
-    setAttribute(Qt::WA_DeleteOnClose);
+AccountSheet::AccountSheet(AccountModel& account, QWidget* parent) : PageDialog(parent), account_(account) {
     setWindowModality(Qt::WindowModal);
     setWindowTitle(tr("Account"));
-    auto* column = new QVBoxLayout(this);
-    column->setContentsMargins(0, 0, 0, 0);
-    column->setSpacing(0);
-    column->setSizeConstraint(QLayout::SetFixedSize);
-    new FocusRing(this);
     connect(&account_, &AccountModel::changed, this, &AccountSheet::follow);
     follow();
 }
@@ -39,7 +29,7 @@ void AccountSheet::follow() {
     const QString kind = link.phase != Phase::idle ? QString::number(int(link.phase))
                          : account_.signedIn()     ? QStringLiteral("in")
                                                    : QStringLiteral("out");
-    const QString state = kind + link.code + link.message;
+    const QString state = kind + link.code + link.message + QString::number(int(link.isAllowed));
     if (state != shown_) {
         shown_ = state;
         turnTo(makePage());
@@ -53,7 +43,7 @@ AccountPage* AccountSheet::makePage() {
     if (link.phase == Phase::waiting) {
         std::optional<QDateTime> expires;
         if (link.expires) expires = QDateTime::fromMSecsSinceEpoch(link.expires->time_since_epoch().count());
-        return new WaitingPage(site, link.code, link.url, expires, this);
+        return new WaitingPage(site, link.code, link.url, expires, account_.waitingText(), this);
     }
     if (link.phase == Phase::failed) return new SignInFailedPage(link.message, this);
     if (link.phase == Phase::idle && account_.signedIn()) return new SignedInPage(site, this);
@@ -67,7 +57,7 @@ void AccountSheet::turnTo(AccountPage* page) {
         page_->deleteLater(); // it may be what asked for this
     }
     page_ = page;
-    layout()->addWidget(page);
+    column()->addWidget(page);
     connect(page, &AccountPage::signInAsked, &account_, &AccountModel::startLink);
     connect(page, &AccountPage::signOutAsked, this, [this] { account_.signOut(); });
     connect(page, &AccountPage::cancelled, this, &AccountSheet::reject);
@@ -105,17 +95,10 @@ void AccountSheet::reject() {
     QDialog::reject();
 }
 
-void AccountSheet::keyPressEvent(QKeyEvent* event) {
-    if (event->key() != Qt::Key_Return && event->key() != Qt::Key_Enter) {
-        QDialog::keyPressEvent(event);
-        return;
-    }
-    // A button that the keyboard has been led to, else the one to press. The field takes its own Return.
-    auto* focused = qobject_cast<TextButton*>(focusWidget());
-    if (focused != nullptr && focused->isVisible())
-        focused->click();
-    else if (qobject_cast<QLineEdit*>(focusWidget()) == nullptr || qobject_cast<SignedInPage*>(page_) == nullptr)
-        page_->primary()->click();
+void AccountSheet::press(bool) {
+    const bool isTyping = qobject_cast<QLineEdit*>(focusWidget()) != nullptr;
+    if (isTyping && qobject_cast<SignedInPage*>(page_) != nullptr) return; // the handle's field takes its own Return
+    page_->primary()->click();
 }
 
 } // namespace glasshob

@@ -3,7 +3,8 @@
 // closed.
 #pragma once
 
-#include <QDialog>
+#include "GlassHob/ui/controls/PageDialog.h"
+
 #include <QString>
 
 namespace glasshob {
@@ -11,7 +12,7 @@ namespace glasshob {
 class AccountModel;
 class AccountPage;
 
-class AccountSheet : public QDialog {
+class AccountSheet : public PageDialog {
     Q_OBJECT
   public:
     // The model must outlive it.
@@ -21,7 +22,7 @@ class AccountSheet : public QDialog {
     void reject() override;
 
   protected:
-    void keyPressEvent(QKeyEvent* event) override;
+    void press(bool isForced) override;
 
   private:
     void follow();

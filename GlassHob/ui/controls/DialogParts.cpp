@@ -98,6 +98,23 @@ void FieldMessage::tell(const QString& sentence) {
     QAccessible::updateAccessibility(&alert);
 }
 
+QVBoxLayout* besideSign(FilledPane* ground, Icon icon, Role role) {
+    constexpr int side = 20;
+    constexpr int lowered = 2; // to the middle of the first line
+    auto* row = new QHBoxLayout(ground);
+    row->setContentsMargins(dialogMargin, 24, dialogMargin, 24);
+    row->setSpacing(dialogTextWidth - besideSignWidth - side);
+    auto* sign = new QVBoxLayout;
+    sign->addSpacing(lowered);
+    sign->addWidget(new Sign(icon, side, role, ground));
+    sign->addStretch(1);
+    row->addLayout(sign);
+    auto* column = new QVBoxLayout;
+    column->setSpacing(0);
+    row->addLayout(column, 1);
+    return column;
+}
+
 DialogFooter::DialogFooter(QWidget* parent)
     : FilledPane(Role::strip, Qt::TopEdge, parent), row_(new QHBoxLayout(this)) {
     setFixedHeight(footerHeight);

@@ -6,6 +6,7 @@
 
 class QHBoxLayout;
 class QScrollArea;
+class QVBoxLayout;
 
 namespace glasshob {
 
@@ -58,6 +59,12 @@ class FieldMessage : public QWidget {
   private:
     WrappedText* text_;
 };
+
+// Of texts beside a page's sign.
+inline constexpr int besideSignWidth = dialogTextWidth - 33;
+
+// Lays a page out as a sign at the left of the column that it gives back.
+QVBoxLayout* besideSign(FilledPane* ground, Icon icon, Role role);
 
 // The strip at a dialog's foot; what is put into its row stands at the right of a stretch where one is added.
 class DialogFooter : public FilledPane {

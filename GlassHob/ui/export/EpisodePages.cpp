@@ -3,10 +3,10 @@
 #include "GlassHob/model/AppModel.h"
 #include "GlassHob/model/EpisodeExport.h"
 #include "GlassHob/model/OpenEpisode.h"
+#include "GlassHob/ui/controls/DialogPicture.h"
 #include "GlassHob/ui/controls/Fonts.h"
 #include "GlassHob/ui/export/ChapterList.h"
 #include "GlassHob/ui/export/EpisodeParts.h"
-#include "GlassHob/ui/export/ExportPicture.h"
 #include "GlassHob/ui/export/ExportProgress.h"
 #include "GlassHob/ui/export/ExportTexts.h"
 #include "GlassHob/ui/export/PresetCards.h"
@@ -49,7 +49,7 @@ TwoColumnPage::TwoColumnPage(QWidget* parent)
     columns_->addWidget(left_);
     columns_->addWidget(divider_);
     columns_->addWidget(right_);
-    picture_ = new ExportPicture(left_);
+    picture_ = new DialogPicture(left_);
     picture_->setAccessibleName(tr("Picture of the chapter"));
     ground_->installEventFilter(this);
 }
@@ -108,7 +108,7 @@ void TwoColumnPage::fit() {
     const bool hasTwo = room_.width() >= 2 * dialogWidth;
     const int room = std::max(room_.height() - footer_->height(), 120);
     // The picture gives way first, then the page scrolls.
-    picture_->setVisible(hasTwo || room - ExportPicture::wholeHeight >= leastPage);
+    picture_->setVisible(hasTwo || room - DialogPicture::wholeHeight >= leastPage);
     const int over = overChapters_ != nullptr ? overChapters_->sizeHint().height() + 1 : 0;
     const int under = left_->layout()->sizeHint().height();
     columns_->setDirection(hasTwo ? QBoxLayout::LeftToRight : QBoxLayout::TopToBottom);

@@ -19,7 +19,7 @@ class ChapterList;
 class EpisodePlan;
 class EpisodeParts;
 class ExportFigures;
-class ExportPicture;
+class DialogPicture;
 class PresetCards;
 
 class TwoColumnPage : public QWidget {
@@ -31,7 +31,7 @@ class TwoColumnPage : public QWidget {
 
     // What the page may take of its screen.
     void setRoom(QSize room);
-    ExportPicture* picture() const { return picture_; }
+    DialogPicture* picture() const { return picture_; }
     ChapterList* chapters() const { return chapters_; }
     TextLine* chapterCount() const { return count_; }
     DialogFooter* footer() const { return footer_; }
@@ -52,7 +52,7 @@ class TwoColumnPage : public QWidget {
     QBoxLayout* columns_;
     QScrollArea* scroll_;
     FilledPane* divider_;
-    ExportPicture* picture_;
+    DialogPicture* picture_;
     QWidget* overChapters_ = nullptr;
     ChapterList* chapters_;
     TextLine* count_;

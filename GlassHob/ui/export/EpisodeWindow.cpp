@@ -4,10 +4,10 @@
 #include "GlassHob/model/EpisodeExport.h"
 #include "GlassHob/model/OpenEpisode.h"
 #include "GlassHob/ui/controls/DialogParts.h"
+#include "GlassHob/ui/controls/DialogPicture.h"
 #include "GlassHob/ui/export/ChapterList.h"
 #include "GlassHob/ui/export/EpisodePages.h"
 #include "GlassHob/ui/export/EpisodeParts.h"
-#include "GlassHob/ui/export/ExportPicture.h"
 #include "GlassHobRender/export/EpisodePicture.h"
 
 #include <QPointer>
@@ -26,8 +26,8 @@ EpisodeWindow::EpisodeWindow(AppModel& model, QWidget* parent)
     setWindowTitle(tr("Export Episode"));
     model.episode().setNeed(this, OpenEpisode::Need::programs);
 
-    strip_ = new ExportPicture(this);
-    strip_->setFixedHeight(ExportPicture::croppedHeight);
+    strip_ = new DialogPicture(this);
+    strip_->setFixedHeight(DialogPicture::croppedHeight);
     strip_->setCropped(true);
     strip_->setAccessibleName(tr("The opening of the episode"));
     form_ = new EpisodeForm(model, this);
@@ -92,9 +92,9 @@ void EpisodeWindow::fitScreen() {
     form_->setRoom(room);
     progress_->setRoom(room);
     const bool hasStrip =
-        page() == finished_ && room.height() >= finished_->wantedHeight() + ExportPicture::croppedHeight;
+        page() == finished_ && room.height() >= finished_->wantedHeight() + DialogPicture::croppedHeight;
     strip_->setVisible(hasStrip);
-    finished_->setMostHeight(room.height() - (hasStrip ? ExportPicture::croppedHeight : 0));
+    finished_->setMostHeight(room.height() - (hasStrip ? DialogPicture::croppedHeight : 0));
     failed_->setMostHeight(room.height());
 }
 

@@ -12,7 +12,7 @@ namespace glasshob {
 class EpisodeFinishedPage;
 class EpisodeForm;
 class EpisodeProgress;
-class ExportPicture;
+class DialogPicture;
 
 class EpisodeWindow : public ExportDialog {
     Q_OBJECT
@@ -25,7 +25,7 @@ class EpisodeWindow : public ExportDialog {
     EpisodeFinishedPage* finished() const { return finished_; }
     ExportFailedPage* failed() const { return failed_; }
     // The strip over a finished export.
-    ExportPicture* strip() const { return strip_; }
+    DialogPicture* strip() const { return strip_; }
 
   signals:
     void previewAsked();
@@ -45,7 +45,7 @@ class EpisodeWindow : public ExportDialog {
     void followStill();
 
     EpisodeStill still_;
-    ExportPicture* strip_;
+    DialogPicture* strip_;
     EpisodeForm* form_;
     EpisodeProgress* progress_;
     EpisodeFinishedPage* finished_;

@@ -6,35 +6,22 @@
 #include "GlassHob/ui/export/ExportProgress.h"
 
 #include <QAccessible>
-#include <QKeyEvent>
 #include <QPointer>
-#include <QScreen>
 #include <QVBoxLayout>
-
-#include <algorithm>
 
 namespace glasshob {
 
 ExportDialog::ExportDialog(AppModel& model, Return inForm, QWidget* parent)
-    : QDialog(parent, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowSystemMenuHint |
-                          Qt::WindowCloseButtonHint),
-      model_(model), inForm_(inForm) {
-    setAttribute(Qt::WA_DeleteOnClose);
-}
+    : PageDialog(parent), model_(model), inForm_(inForm) {}
 
 void ExportDialog::begin(QWidget* over, const Pages& pages) {
     pages_ = pages;
-    auto* column = new QVBoxLayout(this);
-    column->setContentsMargins(0, 0, 0, 0);
-    column->setSpacing(0);
-    column->setSizeConstraint(QLayout::SetFixedSize);
-    column->addWidget(over);
+    column()->addWidget(over);
     for (QWidget* page :
          {pages_.form, pages_.progress, static_cast<QWidget*>(pages_.finished), static_cast<QWidget*>(pages_.failed)}) {
-        column->addWidget(page);
+        column()->addWidget(page);
         page->hide();
     }
-    new FocusRing(this);
     connect(pages_.finished, &ResultPage::closed, this, &ExportDialog::reject);
     connect(pages_.failed, &ExportFailedPage::closed, this, &ExportDialog::reject);
     connect(&model_, &AppModel::exportChanged, this, &ExportDialog::follow);
@@ -78,12 +65,6 @@ void ExportDialog::turnTo(QWidget* page) {
     QAccessible::updateAccessibility(&alert);
 }
 
-void ExportDialog::comeForward() {
-    show();
-    raise();
-    activateWindow();
-}
-
 void ExportDialog::reject() {
     ExportJob& job = model_.exports();
     if (!isMine() || !job.isRunning() || job.isCancelling()) {
@@ -104,35 +85,16 @@ void ExportDialog::reject() {
     });
 }
 
-void ExportDialog::resizeEvent(QResizeEvent* event) {
-    QDialog::resizeEvent(event);
-    // A page that grows does so downwards, and may come to the screen's edge.
-    const QRect screen = this->screen()->availableGeometry();
-    const int below = frameGeometry().bottom() - screen.bottom();
-    if (isVisible() && below > 0) move(x(), std::max(screen.top(), y() - below));
+bool ExportDialog::takesReturn() const {
+    return page_ != pages_.progress; // Return never stops a running export
 }
 
-void ExportDialog::keyPressEvent(QKeyEvent* event) {
-    if (event->key() == Qt::Key_Escape) {
-        reject();
-        return;
-    }
-    if (event->key() != Qt::Key_Return && event->key() != Qt::Key_Enter) {
-        QDialog::keyPressEvent(event);
-        return;
-    }
-    if (page_ == pages_.progress) return; // Return never stops a running export
-    // A button that the keyboard has been led to, else the one to press.
-    auto* focused = qobject_cast<TextButton*>(focusWidget());
-    if (page_ == pages_.form && event->modifiers().testFlag(Qt::ControlModifier))
-        submit();
-    else if (focused != nullptr && focused->isVisible())
-        focused->click();
-    else if (page_ == pages_.finished)
+void ExportDialog::press(bool isForced) {
+    if (page_ == pages_.finished)
         pages_.finished->done()->click();
     else if (page_ == pages_.failed)
         pages_.failed->tryAgain()->click();
-    else if (inForm_ == Return::submits)
+    else if (isForced || inForm_ == Return::submits)
         submit();
 }
 

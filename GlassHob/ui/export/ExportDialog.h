@@ -3,7 +3,7 @@
 // and cancels it. Main thread; deletes itself when it is closed.
 #pragma once
 
-#include <QDialog>
+#include "GlassHob/ui/controls/PageDialog.h"
 
 namespace glasshob {
 
@@ -12,11 +12,9 @@ class ExportFailedPage;
 class ResultPage;
 struct ExportOrder;
 
-class ExportDialog : public QDialog {
+class ExportDialog : public PageDialog {
     Q_OBJECT
   public:
-    // Before the other windows, with the keyboard.
-    void comeForward();
     void reject() override;
 
   protected:
@@ -48,8 +46,8 @@ class ExportDialog : public QDialog {
     virtual void focusFirst() = 0;
     virtual void submit() = 0;
 
-    void keyPressEvent(QKeyEvent* event) override;
-    void resizeEvent(QResizeEvent* event) override;
+    bool takesReturn() const override;
+    void press(bool isForced) override;
 
   private:
     void follow();

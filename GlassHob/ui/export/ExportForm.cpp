@@ -1,10 +1,10 @@
 #include "GlassHob/ui/export/ExportForm.h"
 
 #include "GlassHob/model/AppModel.h"
+#include "GlassHob/ui/controls/ChoiceField.h"
 #include "GlassHob/ui/controls/DialogParts.h"
 #include "GlassHob/ui/controls/Fonts.h"
 #include "GlassHob/ui/controls/SearchField.h"
-#include "GlassHob/ui/export/ChoiceField.h"
 #include "GlassHob/ui/export/ExportTexts.h"
 #include "GlassHob/ui/export/OwnPicture.h"
 #include "GlassHob/ui/export/PresetCards.h"

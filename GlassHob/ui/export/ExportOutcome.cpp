@@ -19,34 +19,11 @@ namespace glasshob {
 
 namespace {
 
-constexpr int signSide = 20;
-constexpr int signGap = 13;
-constexpr int textWidth = dialogTextWidth - signSide - signGap;
-
-// The sign and the heading over a column of what else is said, and the footer under both.
-struct Frame {
-    FilledPane* ground;
-    TextLine* heading;
-    QVBoxLayout* text;
-    DialogFooter* footer;
-};
-
-Frame frame(const DialogPage& page, Icon icon, Role ink) {
-    FilledPane* const ground = page.ground();
-    Frame made{ground, new TextLine(fonts::dialogHeading(), Role::text, ground), new QVBoxLayout, page.footer()};
-    made.heading->setFixedHeight(24);
-    made.text->setSpacing(0);
-    made.text->addWidget(made.heading);
-    auto* row = new QHBoxLayout(made.ground);
-    row->setContentsMargins(dialogMargin, 24, dialogMargin, 24);
-    row->setSpacing(signGap);
-    auto* sign = new QVBoxLayout;
-    sign->addSpacing(2);
-    sign->addWidget(new Sign(icon, signSide, ink, made.ground));
-    sign->addStretch(1);
-    row->addLayout(sign);
-    row->addLayout(made.text, 1);
-    return made;
+TextLine* addHeading(QVBoxLayout* column, QWidget* ground) {
+    auto* heading = new TextLine(fonts::dialogHeading(), Role::text, ground);
+    heading->setFixedHeight(24);
+    column->addWidget(heading);
+    return heading;
 }
 
 // "Videos"; the whole path where the name alone would say too little.
@@ -59,11 +36,10 @@ QString folderName(const QString& path) {
 } // namespace
 
 ResultPage::ResultPage(Questions& questions, QWidget* parent) : DialogPage(parent) {
-    const Frame made = frame(*this, Icon::check, Role::accentText);
-    heading_ = made.heading;
-    text_ = made.text;
+    text_ = besideSign(ground(), Icon::check, Role::accentText);
+    heading_ = addHeading(text_, ground());
     auto line = [&] {
-        auto* text = new TextLine(fonts::body(), Role::text2, made.ground);
+        auto* text = new TextLine(fonts::body(), Role::text2, ground());
         text->setFixedHeight(20);
         text->setElides(true);
         text->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
@@ -73,7 +49,7 @@ ResultPage::ResultPage(Questions& questions, QWidget* parent) : DialogPage(paren
     companion_ = line();
     companion_->hide();
     figures_ = line();
-    copyPath_ = new ToolButton(Icon::copy, tr("Copy path"), made.ground, 28, 16);
+    copyPath_ = new ToolButton(Icon::copy, tr("Copy path"), ground(), 28, 16);
     auto* lines = new QVBoxLayout;
     lines->setSpacing(0);
     lines->addWidget(file_);
@@ -82,16 +58,16 @@ ResultPage::ResultPage(Questions& questions, QWidget* parent) : DialogPage(paren
     auto* row = new QHBoxLayout;
     row->addLayout(lines, 1);
     row->addWidget(copyPath_, 0, Qt::AlignVCenter);
-    made.text->addSpacing(4);
-    made.text->addLayout(row);
+    text_->addSpacing(4);
+    text_->addLayout(row);
 
-    play_ = new TextButton(tr("Play"), TextButton::Look::dialog, made.footer, Icon::play);
-    show_ = new TextButton(tr("Show in File Manager"), TextButton::Look::dialog, made.footer, Icon::folder);
-    done_ = new TextButton(tr("Done"), TextButton::Look::primary, made.footer);
-    made.footer->row()->addWidget(play_);
-    made.footer->row()->addWidget(show_);
-    made.footer->row()->addStretch(1);
-    made.footer->row()->addWidget(done_);
+    play_ = new TextButton(tr("Play"), TextButton::Look::dialog, footer(), Icon::play);
+    show_ = new TextButton(tr("Show in File Manager"), TextButton::Look::dialog, footer(), Icon::folder);
+    done_ = new TextButton(tr("Done"), TextButton::Look::primary, footer());
+    footer()->row()->addWidget(play_);
+    footer()->row()->addWidget(show_);
+    footer()->row()->addStretch(1);
+    footer()->row()->addWidget(done_);
 
     connect(done_, &QAbstractButton::clicked, this, &ResultPage::closed);
     connect(show_, &QAbstractButton::clicked, this, [this] { showInFileManager(path_); });
@@ -146,16 +122,16 @@ void ExportFinishedPage::follow() {
 }
 
 ExportFailedPage::ExportFailedPage(AppModel& model, QWidget* parent) : DialogPage(parent), model_(model) {
-    const Frame made = frame(*this, Icon::error, Role::error);
-    heading_ = made.heading;
-    message_ = new WrappedText(fonts::body(), Role::text2, textWidth, made.ground);
-    made.text->addSpacing(5);
-    made.text->addWidget(message_);
-    close_ = new TextButton(tr("Close"), TextButton::Look::dialog, made.footer);
-    tryAgain_ = new TextButton(tr("Try Again"), TextButton::Look::primary, made.footer);
-    made.footer->row()->addStretch(1);
-    made.footer->row()->addWidget(close_);
-    made.footer->row()->addWidget(tryAgain_);
+    QVBoxLayout* text = besideSign(ground(), Icon::error, Role::error);
+    heading_ = addHeading(text, ground());
+    message_ = new WrappedText(fonts::body(), Role::text2, besideSignWidth, ground());
+    text->addSpacing(5);
+    text->addWidget(message_);
+    close_ = new TextButton(tr("Close"), TextButton::Look::dialog, footer());
+    tryAgain_ = new TextButton(tr("Try Again"), TextButton::Look::primary, footer());
+    footer()->row()->addStretch(1);
+    footer()->row()->addWidget(close_);
+    footer()->row()->addWidget(tryAgain_);
     connect(close_, &QAbstractButton::clicked, this, &ExportFailedPage::closed);
     connect(tryAgain_, &QAbstractButton::clicked, this, [this] { model_.exports().tryAgain(); });
     connect(&model_, &AppModel::exportChanged, this, &ExportFailedPage::follow);

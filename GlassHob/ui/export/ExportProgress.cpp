@@ -3,72 +3,24 @@
 #include "GlassHob/model/AppModel.h"
 #include "GlassHob/ui/controls/DialogParts.h"
 #include "GlassHob/ui/controls/Fonts.h"
-#include "GlassHob/ui/controls/Theme.h"
+#include "GlassHob/ui/controls/ProgressBar.h"
 #include "GlassHob/ui/export/ExportTexts.h"
 #include "GlassHobRender/episode/EpisodePlan.h"
 #include "GlassHobRender/program/ShaderProgram.h"
 
 #include <QFileInfo>
-#include <QPainter>
 #include <QVBoxLayout>
 
-#include <algorithm>
-
 namespace glasshob {
-
-namespace {
-
-constexpr int longestMove = 200; // milliseconds
-
-} // namespace
 
 void askToStopExport(AppModel& model, std::function<void(bool)> answer) {
     Question question;
     question.message =
-        ExportBar::tr("Stop exporting %1?").arg(exportTexts::nameOfResult(model.exports().order()->path));
-    question.informativeText = ExportBar::tr("It is not finished, and what is written so far will be removed.");
-    question.buttons = {ExportBar::tr("Stop Exporting"), ExportBar::tr("Keep Exporting")};
+        ExportProgress::tr("Stop exporting %1?").arg(exportTexts::nameOfResult(model.exports().order()->path));
+    question.informativeText = ExportProgress::tr("It is not finished, and what is written so far will be removed.");
+    question.buttons = {ExportProgress::tr("Stop Exporting"), ExportProgress::tr("Keep Exporting")};
     question.escapeButton = 1;
     model.questions().ask(question, [answer = std::move(answer)](int button) { answer(button == 0); });
-}
-
-ExportBar::ExportBar(QWidget* parent) : QProgressBar(parent) {
-    setAccessibleName(tr("Export progress"));
-    setTextVisible(false);
-    setRange(0, 100);
-    setFixedHeight(8);
-    move_.setEasingCurve(QEasingCurve::Linear);
-    connect(&move_, &QVariantAnimation::valueChanged, this, [this](const QVariant& value) {
-        shown_ = value.toDouble();
-        update();
-    });
-}
-
-void ExportBar::setShare(double share, const QString& spoken) {
-    const int tenth = int(share * 10) * 10;
-    if (tenth != value()) {
-        setAccessibleDescription(spoken);
-        setValue(tenth);
-    }
-    if (move_.endValue().isValid() && move_.endValue().toDouble() == share) return;
-    const bool isBack = share < shown_;
-    move_.stop();
-    move_.setStartValue(isBack ? share : shown_);
-    move_.setEndValue(share);
-    move_.setDuration(isBack ? 0 : motionDuration(this, longestMove));
-    move_.start();
-}
-
-void ExportBar::paintEvent(QPaintEvent*) {
-    QPainter painter(this);
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(Qt::NoPen);
-    const double radius = height() / 2.0;
-    painter.setBrush(themed(Role::track));
-    painter.drawRoundedRect(rect(), radius, radius);
-    if (shown_ <= 0) return;
-    painter.setBrush(themed(Role::accent));
-    painter.drawRoundedRect(QRectF(0, 0, std::max(double(height()), width() * shown_), height()), radius, radius);
 }
 
 ExportFigures::ExportFigures(AppModel& model, const QString& hint, QWidget* parent) : QWidget(parent), model_(model) {
@@ -85,7 +37,7 @@ ExportFigures::ExportFigures(AppModel& model, const QString& hint, QWidget* pare
     left_ = line(fonts::body(), Role::text2, 20);
     frames_ = line(fonts::small(), Role::text3, 17);
     taken_ = line(fonts::small(), Role::text3, 17);
-    bar_ = new ExportBar(ground);
+    bar_ = new ProgressBar(tr("Export progress"), ground);
     auto* told = new WrappedText(fonts::small(), Role::text3, dialogTextWidth, ground, hint);
 
     auto* body = new QVBoxLayout(ground);

@@ -4,36 +4,17 @@
 
 #include "GlassHob/ui/controls/DialogParts.h"
 
-#include <QProgressBar>
 #include <QTimer>
-#include <QVariantAnimation>
 
 #include <functional>
 
 namespace glasshob {
 
 class AppModel;
+class ProgressBar;
 
 // Before a running export is cancelled by closing its window: `answer` hears whether it is to stop.
 void askToStopExport(AppModel& model, std::function<void(bool)> answer);
-
-// A bar of 8 px that goes evenly from one report to the next. To screen readers its value moves in tenths.
-class ExportBar : public QProgressBar {
-    Q_OBJECT
-  public:
-    explicit ExportBar(QWidget* parent);
-    // 0 to 1; back to the start at once.
-    void setShare(double share, const QString& spoken);
-    QSize sizeHint() const override { return {100, 8}; }
-    QSize minimumSizeHint() const override { return sizeHint(); }
-
-  protected:
-    void paintEvent(QPaintEvent* event) override;
-
-  private:
-    double shown_ = 0;
-    QVariantAnimation move_;
-};
 
 // The name, the share and the times of the running export, over a hint of what may be done meanwhile.
 class ExportFigures : public QWidget {
@@ -52,7 +33,7 @@ class ExportFigures : public QWidget {
 
     AppModel& model_;
     TextLine *heading_, *preset_, *percent_, *left_, *frames_, *taken_;
-    ExportBar* bar_;
+    ProgressBar* bar_;
     QTimer second_; // updates the times between reports
 };
 

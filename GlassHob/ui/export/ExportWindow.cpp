@@ -3,9 +3,9 @@
 #include "GlassHob/model/AppModel.h"
 #include "GlassHob/model/StartStill.h"
 #include "GlassHob/ui/controls/DialogParts.h"
+#include "GlassHob/ui/controls/DialogPicture.h"
 #include "GlassHob/ui/export/ExportForm.h"
 #include "GlassHob/ui/export/ExportOutcome.h"
-#include "GlassHob/ui/export/ExportPicture.h"
 #include "GlassHob/ui/export/ExportProgress.h"
 
 #include <QPointer>
@@ -22,7 +22,7 @@ constexpr int leastPage = 280; // under a picture that is in its way, a page wou
 
 ExportWindow::ExportWindow(AppModel& model, StartStill& still, QWidget* parent)
     : ExportDialog(model, Return::submits, parent), still_(still) {
-    picture_ = new ExportPicture(this);
+    picture_ = new DialogPicture(this);
     form_ = new ExportForm(model, this);
     progress_ = new ExportProgress(model, this);
     finished_ = new ExportFinishedPage(model, this);
@@ -75,8 +75,8 @@ void ExportWindow::fitScreen() {
     const bool hasPicture = shown != failed_ && !isSound;
     setWindowTitle(isSound ? tr("Save Sound") : tr("Export Video"));
     const int room = roomFor(this).height();
-    const int wanted = shown == finished_ ? ExportPicture::croppedHeight : ExportPicture::wholeHeight;
-    const int high = std::clamp(room - shown->wantedHeight(), ExportPicture::croppedHeight, wanted);
+    const int wanted = shown == finished_ ? DialogPicture::croppedHeight : DialogPicture::wholeHeight;
+    const int high = std::clamp(room - shown->wantedHeight(), DialogPicture::croppedHeight, wanted);
     const bool fits = room - high >= std::min(leastPage, shown->wantedHeight());
     picture_->setFixedHeight(high);
     picture_->setVisible(hasPicture && fits);

@@ -8,7 +8,7 @@ namespace glasshob {
 
 class ExportFinishedPage;
 class ExportForm;
-class ExportPicture;
+class DialogPicture;
 class ExportProgress;
 class StartStill;
 
@@ -23,7 +23,7 @@ class ExportWindow : public ExportDialog {
     ExportProgress* progress() const { return progress_; }
     ExportFinishedPage* finished() const { return finished_; }
     ExportFailedPage* failed() const { return failed_; }
-    ExportPicture* picture() const { return picture_; }
+    DialogPicture* picture() const { return picture_; }
 
   protected:
     using ExportDialog::isMine;
@@ -38,7 +38,7 @@ class ExportWindow : public ExportDialog {
     void followPicture();
 
     StartStill& still_;
-    ExportPicture* picture_;
+    DialogPicture* picture_;
     ExportForm* form_;
     ExportProgress* progress_;
     ExportFinishedPage* finished_;

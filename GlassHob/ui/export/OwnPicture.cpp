@@ -1,9 +1,9 @@
 #include "GlassHob/ui/export/OwnPicture.h"
 
+#include "GlassHob/ui/controls/ChoiceField.h"
 #include "GlassHob/ui/controls/DialogParts.h"
 #include "GlassHob/ui/controls/Fonts.h"
 #include "GlassHob/ui/controls/SearchField.h"
-#include "GlassHob/ui/export/ChoiceField.h"
 #include "GlassHobCore/shader/ExportFormats.h"
 
 #include <QGridLayout>

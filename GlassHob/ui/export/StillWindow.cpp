@@ -1,16 +1,15 @@
 #include "GlassHob/ui/export/StillWindow.h"
 
 #include "GlassHob/model/AppModel.h"
+#include "GlassHob/ui/controls/ChoiceField.h"
 #include "GlassHob/ui/controls/DialogParts.h"
 #include "GlassHob/ui/controls/Fonts.h"
 #include "GlassHob/ui/controls/SearchField.h"
-#include "GlassHob/ui/export/ChoiceField.h"
 #include "GlassHob/ui/export/ExportOutcome.h"
 #include "GlassHob/ui/export/ExportTexts.h"
 #include "GlassHob/ui/export/OwnPicture.h"
 #include "GlassHobCore/shader/ExportFormats.h"
 
-#include <QKeyEvent>
 #include <QPointer>
 #include <QVBoxLayout>
 
@@ -28,10 +27,7 @@ QString nameOfFormat(const QString& path) {
 } // namespace
 
 StillWindow::StillWindow(AppModel& model, StillRequest moment, QWidget* parent)
-    : QDialog(parent, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowSystemMenuHint |
-                          Qt::WindowCloseButtonHint),
-      model_(model), moment_(std::move(moment)) {
-    setAttribute(Qt::WA_DeleteOnClose);
+    : PageDialog(parent), model_(model), moment_(std::move(moment)) {
     setWindowTitle(tr("Save Still"));
     form_ = new DialogPage(this);
     FilledPane* const ground = form_->ground();
@@ -58,13 +54,8 @@ StillWindow::StillWindow(AppModel& model, StillRequest moment, QWidget* parent)
     result_ = new ResultPage(model_.questions(), this);
     result_->play()->hide();
     result_->hide();
-    auto* column = new QVBoxLayout(this);
-    column->setContentsMargins(0, 0, 0, 0);
-    column->setSpacing(0);
-    column->setSizeConstraint(QLayout::SetFixedSize);
-    column->addWidget(form_);
-    column->addWidget(result_);
-    new FocusRing(this);
+    column()->addWidget(form_);
+    column()->addWidget(result_);
 
     picture_->setPicture(moment_.width, moment_.height);
     connect(picture_, &OwnPicture::edited, this, [this] { check(false); });
@@ -75,12 +66,6 @@ StillWindow::StillWindow(AppModel& model, StillRequest moment, QWidget* parent)
     connect(&model_.stills(), &StillSaver::saved, this, &StillWindow::tellSaved);
     connect(&model_.stills(), &StillSaver::ended, this, [this] { save_->setEnabled(true); });
     picture_->shapeField()->setFocus(Qt::OtherFocusReason);
-}
-
-void StillWindow::comeForward() {
-    show();
-    raise();
-    activateWindow();
 }
 
 bool StillWindow::check(bool all) {
@@ -122,16 +107,8 @@ void StillWindow::tellSaved(const SavedStill& still) {
     result_->done()->setFocus(Qt::OtherFocusReason);
 }
 
-void StillWindow::keyPressEvent(QKeyEvent* event) {
-    const bool isReturn = event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter;
-    if (!isReturn) {
-        QDialog::keyPressEvent(event);
-        return;
-    }
-    auto* focused = qobject_cast<TextButton*>(focusWidget());
-    if (focused && focused->isVisible())
-        focused->click();
-    else if (form_->isVisible())
+void StillWindow::press(bool) {
+    if (form_->isVisible())
         submit();
     else
         result_->done()->click();

@@ -4,7 +4,7 @@
 
 #include "GlassHob/model/StillSaver.h"
 
-#include <QDialog>
+#include "GlassHob/ui/controls/PageDialog.h"
 
 namespace glasshob {
 
@@ -15,12 +15,11 @@ class ResultPage;
 class TextButton;
 class TextLine;
 
-class StillWindow : public QDialog {
+class StillWindow : public PageDialog {
     Q_OBJECT
   public:
     StillWindow(AppModel& model, StillRequest moment, QWidget* parent);
 
-    void comeForward();
     // The fields are taken as they are, unless one is refused; then where to put the still is asked.
     void submit();
 
@@ -29,7 +28,7 @@ class StillWindow : public QDialog {
     ResultPage* result() const { return result_; }
 
   protected:
-    void keyPressEvent(QKeyEvent* event) override;
+    void press(bool isForced) override;
 
   private:
     bool check(bool all);

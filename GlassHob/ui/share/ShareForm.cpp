@@ -1,11 +1,11 @@
 #include "GlassHob/ui/share/ShareForm.h"
 
+#include "GlassHob/ui/controls/ChoiceField.h"
 #include "GlassHob/ui/controls/Fonts.h"
+#include "GlassHob/ui/controls/ProgressBar.h"
 #include "GlassHob/ui/controls/SearchField.h"
 #include "GlassHob/ui/controls/Segments.h"
 #include "GlassHob/ui/controls/TextBox.h"
-#include "GlassHob/ui/export/ChoiceField.h"
-#include "GlassHob/ui/export/ExportProgress.h"
 #include "GlassHobCore/text/Lines.h"
 #include "GlassHobCore/text/Numbers.h"
 #include "GlassHobCore/text/Text.h"
@@ -158,9 +158,8 @@ QWidget* ShareForm::makeProgress() {
     auto* progress = new QWidget(ground());
     step_ = new TextLine(fonts::ui(12.5, QFont::DemiBold), Role::text, progress);
     percent_ = new TextLine(fonts::value(), Role::text2, progress);
-    bar_ = new ExportBar(progress);
+    bar_ = new ProgressBar(tr("Sharing"), progress);
     bar_->setFixedHeight(barHeight);
-    bar_->setAccessibleName(tr("Sharing"));
     auto* figures = new QHBoxLayout;
     figures->addWidget(step_);
     figures->addStretch(1);

@@ -8,7 +8,7 @@
 namespace glasshob {
 
 class ChoiceField;
-class ExportBar;
+class ProgressBar;
 class SearchField;
 class Segments;
 class ShareModel;
@@ -62,7 +62,7 @@ class ShareForm : public DialogPage {
     WrappedText* told_;
     QWidget* progress_;
     TextLine *step_, *percent_;
-    ExportBar* bar_;
+    ProgressBar* bar_;
     FieldMessage* problem_;
     TextButton *cancel_, *share_;
 };

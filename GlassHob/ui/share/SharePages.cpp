@@ -12,33 +12,11 @@
 
 namespace glasshob {
 
-namespace {
-
-constexpr int signSide = 20, signGap = 13;
-constexpr int besideSign = dialogTextWidth - signSide - signGap;
-
-// A sign at the left of what a page says.
-QVBoxLayout* besideTheSign(FilledPane* ground, Icon icon, Role ink) {
-    auto* row = new QHBoxLayout(ground);
-    row->setContentsMargins(dialogMargin, 24, dialogMargin, 24);
-    row->setSpacing(signGap);
-    auto* sign = new QVBoxLayout;
-    sign->addWidget(new Sign(icon, signSide, ink, ground));
-    sign->addStretch(1);
-    row->addLayout(sign);
-    auto* text = new QVBoxLayout;
-    text->setSpacing(0);
-    row->addLayout(text, 1);
-    return text;
-}
-
-} // namespace
-
 // ---- Signed out -----------------------------------------------------------------------------------------------------
 
 ShareSignInPage::ShareSignInPage(QWidget* parent) : DialogPage(parent) {
-    message_ = new WrappedText(fonts::statement(), Role::text, besideSign, ground());
-    besideTheSign(ground(), Icon::account, Role::text2)->addWidget(message_);
+    message_ = new WrappedText(fonts::statement(), Role::text, besideSignWidth, ground());
+    besideSign(ground(), Icon::account, Role::text2)->addWidget(message_);
     cancel_ = new TextButton(tr("Cancel"), TextButton::Look::dialog, footer());
     signIn_ = new TextButton(tr("Sign In…"), TextButton::Look::primary, footer());
     footer()->row()->addStretch(1);
@@ -121,7 +99,7 @@ void ShareHandlePage::submit() {
 // ---- Shared ---------------------------------------------------------------------------------------------------------
 
 ShareDonePage::ShareDonePage(QWidget* parent) : DialogPage(parent) {
-    QVBoxLayout* text = besideTheSign(ground(), Icon::check, Role::accentText);
+    QVBoxLayout* text = besideSign(ground(), Icon::check, Role::accentText);
     heading_ = new TextLine(fonts::dialogHeading(), Role::text, ground(), tr("Shared. It is at:"));
     heading_->setFixedHeight(24);
     link_ = new TextButton({}, TextButton::Look::action, ground());
@@ -147,7 +125,7 @@ ShareDonePage::ShareDonePage(QWidget* parent) : DialogPage(parent) {
 void ShareDonePage::tell(const QUrl& url) {
     url_ = url;
     const QString shown = url.toDisplayString();
-    link_->setText(fontMetrics().elidedText(shown, Qt::ElideMiddle, besideSign));
+    link_->setText(fontMetrics().elidedText(shown, Qt::ElideMiddle, besideSignWidth));
     link_->setToolTip(plainToolTip(shown));
     link_->setAccessibleName(shown);
     setAccessibleName(heading_->text());

@@ -1,14 +1,12 @@
 #include "GlassHob/ui/share/ShareSheet.h"
 
 #include "GlassHob/ui/controls/DialogParts.h"
-#include "GlassHob/ui/export/ExportPicture.h"
+#include "GlassHob/ui/controls/DialogPicture.h"
 #include "GlassHob/ui/share/ShareForm.h"
 #include "GlassHob/ui/share/SharePages.h"
 #include "GlassHobOnline/ShareModel.h"
 
 #include <QAccessible>
-#include <QKeyEvent>
-#include <QScreen>
 #include <QVBoxLayout>
 
 #include <algorithm>
@@ -23,30 +21,22 @@ constexpr int leastPicture = 96; // a lower one shows nothing
 } // namespace
 
 ShareSheet::ShareSheet(std::shared_ptr<ShareModel> share, const QString& site, QWidget* parent)
-    : QDialog(parent, Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowSystemMenuHint |
-                          Qt::WindowCloseButtonHint),
-      model_(std::move(share)) {
-    setAttribute(Qt::WA_DeleteOnClose);
+    : PageDialog(parent), model_(std::move(share)) {
     setWindowModality(Qt::WindowModal);
     setWindowTitle(tr("Share to the Gallery"));
-    picture_ = new ExportPicture(this);
+    picture_ = new DialogPicture(this);
     picture_->setCropped(true);
     picture_->setAccessibleName(tr("The thumbnail"));
     form_ = new ShareForm(*model_, this);
     signIn_ = new ShareSignInPage(this);
     handle_ = new ShareHandlePage(*model_, site, this);
     done_ = new ShareDonePage(this);
-    auto* column = new QVBoxLayout(this);
-    column->setContentsMargins(0, 0, 0, 0);
-    column->setSpacing(0);
-    column->setSizeConstraint(QLayout::SetFixedSize);
-    column->addWidget(picture_);
+    column()->addWidget(picture_);
     for (DialogPage* page : {static_cast<DialogPage*>(form_), static_cast<DialogPage*>(signIn_),
                              static_cast<DialogPage*>(handle_), static_cast<DialogPage*>(done_)}) {
-        column->addWidget(page);
+        column()->addWidget(page);
         page->hide();
     }
-    new FocusRing(this);
 
     connect(form_, &ShareForm::cancelled, this, &ShareSheet::reject);
     connect(form_, &ShareForm::heightChanged, this, &ShareSheet::fitScreen);
@@ -132,28 +122,14 @@ void ShareSheet::reject() {
     QDialog::reject();
 }
 
-void ShareSheet::resizeEvent(QResizeEvent* event) {
-    QDialog::resizeEvent(event);
-    // A page that grows does so downwards, and may come to the screen's edge.
-    const QRect screen = this->screen()->availableGeometry();
-    const int below = frameGeometry().bottom() - screen.bottom();
-    if (isVisible() && below > 0) move(x(), std::max(screen.top(), y() - below));
+bool ShareSheet::takesReturn() const {
+    return !model_->isWorking(); // Return never stops what is at work
 }
 
-void ShareSheet::keyPressEvent(QKeyEvent* event) {
-    if (event->key() == Qt::Key_Escape) {
-        reject();
-        return;
-    }
-    if (event->key() != Qt::Key_Return && event->key() != Qt::Key_Enter) {
-        QDialog::keyPressEvent(event);
-        return;
-    }
-    // A button that the keyboard has been led to, else the one to press. Return never stops what is at work.
-    auto* focused = qobject_cast<QAbstractButton*>(focusWidget());
-    if (model_->isWorking()) return;
-    if (focused && focused->isVisible() && event->modifiers() == Qt::NoModifier)
-        focused->click();
+void ShareSheet::press(bool isForced) {
+    auto* choice = qobject_cast<QAbstractButton*>(focusWidget());
+    if (!isForced && choice && choice->isVisible())
+        choice->click();
     else if (page_ == form_)
         form_->submit();
     else if (page_ == handle_)

@@ -4,21 +4,21 @@
 // Main thread; deletes itself when it is closed.
 #pragma once
 
-#include <QDialog>
+#include "GlassHob/ui/controls/PageDialog.h"
 
 #include <memory>
 
 namespace glasshob {
 
 class DialogPage;
-class ExportPicture;
+class DialogPicture;
 class ShareDonePage;
 class ShareForm;
 class ShareHandlePage;
 class ShareModel;
 class ShareSignInPage;
 
-class ShareSheet : public QDialog {
+class ShareSheet : public PageDialog {
     Q_OBJECT
   public:
     // `site` is what the gallery is called.
@@ -33,15 +33,15 @@ class ShareSheet : public QDialog {
     ShareSignInPage* signIn() const { return signIn_; }
     ShareHandlePage* handle() const { return handle_; }
     ShareDonePage* shared() const { return done_; }
-    ExportPicture* picture() const { return picture_; }
+    DialogPicture* picture() const { return picture_; }
 
   signals:
     // The person wants to sign in; the sheet has closed.
     void signInAsked();
 
   protected:
-    void keyPressEvent(QKeyEvent* event) override;
-    void resizeEvent(QResizeEvent* event) override;
+    bool takesReturn() const override;
+    void press(bool isForced) override;
 
   private:
     void follow();
@@ -49,7 +49,7 @@ class ShareSheet : public QDialog {
     void fitScreen();
 
     std::shared_ptr<ShareModel> model_;
-    ExportPicture* picture_;
+    DialogPicture* picture_;
     ShareForm* form_;
     ShareSignInPage* signIn_;
     ShareHandlePage* handle_;

@@ -1,4 +1,4 @@
-#include "GlassHob/ui/export/ExportPicture.h"
+#include "GlassHob/ui/controls/DialogPicture.h"
 
 #include "GlassHob/ui/controls/DialogParts.h"
 #include "GlassHob/ui/controls/Theme.h"
@@ -7,35 +7,35 @@
 
 namespace glasshob {
 
-ExportPicture::ExportPicture(QWidget* parent) : QWidget(parent) {
+DialogPicture::DialogPicture(QWidget* parent) : QWidget(parent) {
     setAttribute(Qt::WA_OpaquePaintEvent);
     setFixedSize(dialogWidth, wholeHeight);
 }
 
-void ExportPicture::setImage(const QImage& image) {
+void DialogPicture::setImage(const QImage& image) {
     if (image.isNull()) return;
     image_ = image;
     scaled_ = {};
     update();
 }
 
-void ExportPicture::clear() {
+void DialogPicture::clear() {
     image_ = scaled_ = {};
     update();
 }
 
-void ExportPicture::setCropped(bool cropped) {
+void DialogPicture::setCropped(bool cropped) {
     cropped_ = cropped;
     update();
 }
 
 // Every pixel of the frame counts, so that small text stays readable.
-const QImage& ExportPicture::scaledTo(QSize pixels) {
+const QImage& DialogPicture::scaledTo(QSize pixels) {
     if (scaled_.size() != pixels) scaled_ = image_.scaled(pixels, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
     return scaled_;
 }
 
-void ExportPicture::paintEvent(QPaintEvent*) {
+void DialogPicture::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.fillRect(rect(), themed(Role::canvas));
     if (image_.isNull()) return;

@@ -1,4 +1,4 @@
-// The frame that an export's window shows over its page. Main thread; owned by its parent.
+// The picture that a dialog shows over its page. Main thread; owned by its parent.
 #pragma once
 
 #include <QImage>
@@ -7,13 +7,13 @@
 namespace glasshob {
 
 // Whole, or cropped to its middle.
-class ExportPicture : public QWidget {
+class DialogPicture : public QWidget {
     Q_OBJECT
   public:
     static constexpr int wholeHeight = 243;   // 16:9
-    static constexpr int croppedHeight = 120; // over a finished export, which needs little room
+    static constexpr int croppedHeight = 120; // over a result, which needs little room
 
-    explicit ExportPicture(QWidget* parent);
+    explicit DialogPicture(QWidget* parent);
     // A null image leaves what is shown.
     void setImage(const QImage& image);
     void clear();

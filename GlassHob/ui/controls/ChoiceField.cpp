@@ -1,4 +1,4 @@
-#include "GlassHob/ui/export/ChoiceField.h"
+#include "GlassHob/ui/controls/ChoiceField.h"
 
 #include "GlassHob/ui/controls/Fonts.h"
 #include "GlassHob/ui/controls/Theme.h"
