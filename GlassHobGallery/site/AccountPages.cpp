@@ -323,7 +323,7 @@ Response Gallery::accountPage(const Request& request, const Visitor& visitor, co
         Values row = made.add("SESSION");
         const bool isThis = session.id == visitor.session.id;
         row.show(session.isProgram ? "PROGRAM" : "BROWSER").set("ID", session.id);
-        row.set("NAME", isThis ? "This browser" : session.agent);
+        row.set("NAME", isThis ? "This browser" : session.isProgram ? programName(session.agent) : session.agent);
         row.set("DETAIL", (isThis ? session.agent + " · " : "Last used " + whenText(session.seen, now()) + " · ") +
                               session.address + (session.isProgram ? " · allowed on " : " · since ") +
                               dateText(session.created));

@@ -10,13 +10,6 @@ namespace {
 constexpr std::int64_t hour = 3600;
 constexpr std::int64_t wrongCodes = 5;
 
-// What the program calls itself, in words: "GlassHob/1.4.0" is "Glass Hob 1.4.0".
-std::string programName(std::string_view agent) {
-    constexpr std::string_view own = "GlassHob/";
-    if (agent.starts_with(own)) return "Glass Hob " + std::string(agent.substr(own.size(), 20));
-    return agent.empty() ? "A program that does not say its name" : std::string(agent);
-}
-
 } // namespace
 
 Response Gallery::device(const Request& request, const Visitor& visitor) {

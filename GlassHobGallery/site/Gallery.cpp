@@ -313,7 +313,10 @@ std::optional<Gallery::Fields> Gallery::formOf(const Request& request, const Vis
     if (visitor.isFormSecretNew) return {};
     if (const std::string_view origin = request.header("Origin"); !origin.empty()) {
         const std::string_view host = origin.substr(std::min(origin.find("://") + 3, origin.size()));
-        if (origin != config_.url && host != request.header("Host")) return {};
+        // Pages whose address is a secret have no referrer, and browsers send their forms with the origin "null".
+        const bool isUntold =
+            origin == "null" && (request.path.starts_with("/join") || request.path.starts_with("/reset/"));
+        if (!isUntold && origin != config_.url && host != request.header("Host")) return {};
     }
     auto form = request.form();
     if (!form) return {};

@@ -142,6 +142,9 @@ std::string counted(std::int64_t count, std::string_view one, std::string_view m
 Response jsonAnswer(int status, const QJsonObject& body);
 Response jsonError(int status, std::string_view sentence);
 
+// What a program calls itself, in words: "GlassHob/1.4.0" is "Glass Hob 1.4.0".
+std::string programName(std::string_view agent);
+
 // Codes that people compare: eight characters that cannot be mixed up.
 inline constexpr std::string_view codeCharacters = "BCDFGHJKLMNPQRSTVWXZ2345679";
 // The code as it is kept: capitals without dashes and blanks.

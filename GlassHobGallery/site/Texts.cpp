@@ -62,6 +62,12 @@ Response jsonError(int status, std::string_view sentence) {
     return jsonAnswer(status, {{"error", asQString(sentence)}});
 }
 
+std::string programName(std::string_view agent) {
+    constexpr std::string_view own = "GlassHob/";
+    if (agent.starts_with(own)) return "Glass Hob " + std::string(agent.substr(own.size(), 20));
+    return agent.empty() ? "A program that does not say its name" : std::string(agent);
+}
+
 std::string plainCode(std::string_view typed) {
     std::string plain;
     for (const char c : typed) {

@@ -27,12 +27,12 @@ std::string Answer::error() const {
     return json()["error"].toString().toStdString();
 }
 
-Connection::Connection(int port) : socket_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+Connection::Connection(int port, int patienceSeconds) : socket_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
     sockaddr_in place{};
     place.sin_family = AF_INET;
     place.sin_port = htons(std::uint16_t(port));
     place.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    const timeval patience{30, 0};
+    const timeval patience{patienceSeconds, 0};
     setsockopt(socket_, SOL_SOCKET, SO_RCVTIMEO, &patience, sizeof patience);
     setsockopt(socket_, SOL_SOCKET, SO_SNDTIMEO, &patience, sizeof patience);
     if (connect(socket_, reinterpret_cast<sockaddr*>(&place), sizeof place) != 0) shutdown(socket_, SHUT_RDWR);
@@ -67,10 +67,11 @@ Answer Connection::receive(bool isHead) {
     if (!head.starts_with("HTTP/1.1 ")) return answer;
     answer.status = std::atoi(head.c_str() + 9);
     for (std::size_t at = head.find("\r\n") + 2; at < head.size();) {
-        const std::size_t next = head.find("\r\n", at), colon = head.find(": ", at);
+        const std::size_t next = head.find("\r\n", at), colon = head.find(':', at);
         std::string name = head.substr(at, colon - at);
         std::ranges::transform(name, name.begin(), [](char c) { return c >= 'A' && c <= 'Z' ? char(c + 32) : c; });
-        answer.headers.emplace(name, head.substr(colon + 2, next - colon - 2));
+        const std::size_t value = std::min(head.find_first_not_of(' ', colon + 1), next);
+        answer.headers.emplace(name, head.substr(value, next - value));
         at = next + 2;
     }
     const std::size_t size = std::strtoull(answer.header("content-length").c_str(), nullptr, 10);

@@ -1,6 +1,6 @@
 #pragma once
 
-// HTTP as bytes: what a test says goes out as it stands. Blocks; every wait ends after half a minute.
+// HTTP as bytes: what a test says goes out as it stands. Blocks; every wait ends after half a minute or what is said.
 
 #include <map>
 #include <string>
@@ -26,7 +26,7 @@ struct Answer {
 
 class Connection {
   public:
-    explicit Connection(int port);
+    explicit Connection(int port, int patienceSeconds = 30);
     ~Connection();
     Connection(const Connection&) = delete;
 
