@@ -81,6 +81,10 @@ void serve(Config config) {
             HttpHandler* gallery = to;
             return gallery ? gallery->bodyOf(request) : Body();
         }
+        std::shared_ptr<const ReadyResponse> answerAtOnce(Request& request) override {
+            HttpHandler* gallery = to;
+            return gallery ? gallery->answerAtOnce(request) : nullptr;
+        }
         Response answer(Request& request, bool isTooLarge) override {
             if (HttpHandler* gallery = to) return gallery->answer(request, isTooLarge);
             Response starting;

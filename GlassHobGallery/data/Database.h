@@ -17,6 +17,8 @@ class Database {
 
     // Several changes as one, with no other writer between; an exception takes them all back.
     virtual void write(const std::function<void()>& changes) = 0;
+    // Another number than before once anything at all was written since, by whatever process. Takes microseconds.
+    virtual std::int64_t version() = 0;
     // A whole copy, while others go on.
     virtual void backUp(const std::string& path) = 0;
 

@@ -32,9 +32,15 @@ std::string randomToken() {
 }
 
 std::string randomText(std::size_t length, std::string_view characters) {
+    // Bytes beyond the last whole multiple are thrown away: they would favour the first characters.
+    const std::size_t usable = 256 / characters.size() * characters.size();
     std::string text;
-    while (text.size() < length)
-        text += characters[randombytes_uniform(std::uint32_t(characters.size()))];
+    unsigned char bytes[32];
+    while (text.size() < length) {
+        randombytes_buf(bytes, sizeof bytes);
+        for (const unsigned char byte : bytes)
+            if (byte < usable && text.size() < length) text += characters[byte % characters.size()];
+    }
     return text;
 }
 

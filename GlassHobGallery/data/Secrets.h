@@ -13,7 +13,7 @@ void initSecrets();
 
 // 256 random bits as 43 characters of [A-Za-z0-9_-].
 std::string randomToken();
-// So many characters of these, each as likely as the others.
+// So many characters of these, which are at most 256, each as likely as the others.
 std::string randomText(std::size_t length, std::string_view characters);
 // 32 bytes: what is kept in place of a token.
 std::string hashOf(std::string_view text);

@@ -49,6 +49,7 @@ std::unique_ptr<Database> openSqliteDatabase(const std::string& path) {
 
 SqliteDatabase::SqliteDatabase(std::string path) : path_(std::move(path)) {
     migrate(*lease());
+    watching_ = std::make_unique<SqliteConnection>(path_);
 }
 
 SqliteDatabase::~SqliteDatabase() = default;
@@ -86,6 +87,11 @@ void SqliteDatabase::write(const std::function<void()>& changes) {
         connection->script("ROLLBACK");
         throw;
     }
+}
+
+std::int64_t SqliteDatabase::version() {
+    const std::lock_guard lock(watchingMutex_);
+    return single(watching_->query("PRAGMA data_version"));
 }
 
 void SqliteDatabase::backUp(const std::string& path) {

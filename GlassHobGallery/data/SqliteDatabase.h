@@ -16,6 +16,7 @@ class SqliteDatabase : public Database {
     ~SqliteDatabase() override;
 
     void write(const std::function<void()>& changes) override;
+    std::int64_t version() override;
     void backUp(const std::string& path) override;
     std::string setting(std::string_view name) override;
     void setSetting(std::string_view name, std::string_view value) override;
@@ -105,6 +106,9 @@ class SqliteDatabase : public Database {
     std::string path_;
     std::mutex mutex_;
     std::vector<std::unique_ptr<SqliteConnection>> free_;
+    // Writes nothing, so that every change is another's to it.
+    std::mutex watchingMutex_;
+    std::unique_ptr<SqliteConnection> watching_;
     static thread_local SqliteConnection* writing_;
 };
 

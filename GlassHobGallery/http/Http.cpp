@@ -76,6 +76,19 @@ std::optional<Request::Fields> Request::form() const {
     return fields;
 }
 
+std::string_view Response::header(std::string_view name) const {
+    const auto found =
+        std::ranges::find(headers, name, [](const auto& header) -> const std::string& { return header.first; });
+    return found == headers.end() ? std::string_view() : found->second;
+}
+
+void Response::leaveOutWhatIsKnown(const Request& request) {
+    const std::string_view tag = header("ETag");
+    if (status != 200 || tag.empty() || request.header("If-None-Match") != tag) return;
+    status = 304;
+    body.clear();
+}
+
 std::optional<std::string> urlDecoded(std::string_view text) {
     std::string plain;
     plain.reserve(text.size());

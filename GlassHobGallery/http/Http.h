@@ -63,6 +63,9 @@ struct Response {
         headers.emplace_back(std::move(name), std::move(value));
         return *this;
     }
+    std::string_view header(std::string_view name) const;
+    // Becomes a 304 without a body where the request names its ETag: what the client has is not sent again.
+    void leaveOutWhatIsKnown(const Request& request);
 };
 
 // "%41+b" as a form writes it; nothing when a "%" is no byte's.

@@ -11,6 +11,7 @@
 #include <cstring>
 #include <deque>
 #include <mutex>
+#include <new>
 #include <stdexcept>
 #include <thread>
 
@@ -65,21 +66,46 @@ void readValues(MHD_Connection* connection, MHD_ValueKind kind, Map& into) {
         &into);
 }
 
-MHD_Result queue(MHD_Connection* connection, Response& answer) {
+// Takes the file over.
+MHD_Response* make(Response& answer) {
     MHD_Response* made = nullptr;
     if (answer.file >= 0)
         made = MHD_create_response_from_fd_at_offset64(answer.size, std::exchange(answer.file, -1), answer.offset);
     else
         made = MHD_create_response_from_buffer(answer.body.size(), answer.body.data(), MHD_RESPMEM_MUST_COPY);
-    if (!made) return MHD_NO;
+    if (!made) return nullptr;
     for (const auto& [name, value] : answer.headers)
         MHD_add_response_header(made, name.c_str(), value.c_str());
+    return made;
+}
+
+MHD_Result queue(MHD_Connection* connection, Response& answer) {
+    MHD_Response* made = make(answer);
+    if (!made) return MHD_NO;
     const MHD_Result result = MHD_queue_response(connection, unsigned(answer.status), made);
     MHD_destroy_response(made);
     return result;
 }
 
 } // namespace
+
+ReadyResponse::ReadyResponse(const Response& answer)
+    : tag_(answer.status == 200 ? answer.header("ETag") : ""), status_(answer.status) {
+    Response copy = answer;
+    whole_ = make(copy);
+    copy.body.clear();
+    unchanged_ = make(copy);
+    if (!whole_ || !unchanged_) throw std::bad_alloc();
+}
+
+ReadyResponse::~ReadyResponse() {
+    MHD_destroy_response(whole_);
+    MHD_destroy_response(unchanged_);
+}
+
+int ReadyResponse::statusFor(const Request& request) const {
+    return !tag_.empty() && request.header("If-None-Match") == tag_ ? 304 : status_;
+}
 
 struct HttpServer::State {
     Options options;
@@ -157,6 +183,13 @@ MHD_Result HttpServer::State::on(MHD_Connection* connection, const char* url, co
     }
     if (exchange.response) return queue(connection, *exchange.response);
     if (exchange.isHandedOver) return MHD_YES;
+    if (!exchange.isTooLarge) {
+        // The server's library keeps it for as long as it is being sent.
+        if (const auto ready = handler.answerAtOnce(exchange.request)) {
+            const int status = ready->statusFor(exchange.request);
+            return MHD_queue_response(connection, unsigned(status), status == 304 ? ready->unchanged_ : ready->whole_);
+        }
+    }
     exchange.isHandedOver = true;
     {
         const std::lock_guard lock(mutex);
@@ -227,7 +260,7 @@ HttpServer::HttpServer(Options options, HttpHandler& handler)
         MHD_OPTION_SOCK_ADDR, &place, MHD_OPTION_CONNECTION_LIMIT, state.options.connections,
         MHD_OPTION_PER_IP_CONNECTION_LIMIT, state.options.isBehindProxy ? 0u : state.options.connectionsOfOne,
         MHD_OPTION_CONNECTION_TIMEOUT, state.options.idleSeconds, MHD_OPTION_CONNECTION_MEMORY_LIMIT,
-        std::size_t(64 * 1024), MHD_OPTION_STRICT_FOR_CLIENT, 1, MHD_OPTION_END);
+        std::size_t(32 * 1024), MHD_OPTION_STRICT_FOR_CLIENT, 1, MHD_OPTION_END);
     if (!state.daemon)
         throw std::runtime_error("Port " + std::to_string(state.options.port) + " of " + state.options.address +
                                  " is taken or not allowed. Choose another with --port.");

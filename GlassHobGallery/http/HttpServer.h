@@ -10,7 +10,26 @@
 #include <memory>
 #include <string>
 
+struct MHD_Response;
+
 namespace glasshob::gallery {
+
+// An answer that is given many times, made once, and the 304 in its place where it has an ETag. Any thread.
+class ReadyResponse {
+  public:
+    explicit ReadyResponse(const Response& answer);
+    ~ReadyResponse();
+    ReadyResponse(const ReadyResponse&) = delete;
+
+    // 304 for those who have it already.
+    int statusFor(const Request& request) const;
+
+  private:
+    friend class HttpServer;
+    std::string tag_;
+    int status_;
+    MHD_Response *whole_ = nullptr, *unchanged_ = nullptr;
+};
 
 class HttpHandler {
   public:
@@ -24,6 +43,9 @@ class HttpHandler {
     };
     // How the body of a request is taken; called on the server's thread when its headers are there.
     virtual Body bodyOf(const Request& request) = 0;
+    // The answer where it is at hand without any waiting; called on the server's thread, and never throws. Nothing: one
+    // of the others calls answer().
+    virtual std::shared_ptr<const ReadyResponse> answerAtOnce(Request& request) = 0;
     // Never throws. `isTooLarge`: there was more than the limit, and nothing of it is kept.
     virtual Response answer(Request& request, bool isTooLarge) = 0;
 };

@@ -22,6 +22,11 @@ namespace {
 constexpr std::int64_t day = 86400;
 constexpr std::int64_t browserLife = 30 * day;
 
+// What an ETag says of these bytes.
+std::string tagOf(std::string_view bytes) {
+    return "\"" + hexText(hashOf(bytes)).substr(0, 16) + "\"";
+}
+
 std::string typeOf(const std::filesystem::path& path) {
     const std::string ending = path.extension();
     if (ending == ".css") return "text/css; charset=utf-8";
@@ -51,6 +56,20 @@ std::vector<std::string> partsOf(std::string_view path) {
     return parts;
 }
 
+void logRequest(const Request& request, int status, std::chrono::steady_clock::time_point began) {
+    const auto took = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - began);
+    logEvent("request", {{"number", request.number},
+                         {"method", request.method.substr(0, 16)},
+                         {"path", pathForLog(request.path)},
+                         {"status", std::to_string(status)},
+                         {"ms", std::to_string(took.count())},
+                         {"address", request.address}});
+}
+
+std::string newRequestNumber() {
+    return randomText(8, "0123456789abcdef");
+}
+
 void secure(Response& answer) {
     const auto has = [&](std::string_view name) {
         return std::ranges::any_of(answer.headers, [&](const auto& header) { return header.first == name; });
@@ -70,16 +89,35 @@ void secure(Response& answer) {
 
 Gallery::Gallery(Config config, Database& database, MediaStore& media, const std::string& resources)
     : config_(std::move(config)), site_(Site::at(config_.url)), database_(database), media_(media),
-      templates_(resources + "/pages"), checks_(std::max(1u, std::thread::hardware_concurrency() / 2)) {
-    const std::filesystem::path folder = resources + "/static";
+      templates_(resources + "/pages"), kept_(database),
+      checks_(std::max(1u, std::thread::hardware_concurrency() / 2)) {
+    readStatics(resources + "/static");
+}
+
+void Gallery::readStatics(const std::string& folder) {
     Digest all;
     for (const auto& entry : std::filesystem::recursive_directory_iterator(folder)) {
         if (!entry.is_regular_file()) continue;
         std::ifstream in(entry.path(), std::ios::binary);
-        StaticFile made{std::string((std::istreambuf_iterator<char>(in)), {}), typeOf(entry.path()), {}};
-        made.tag = "\"" + hexText(hashOf(made.bytes)).substr(0, 16) + "\"";
-        all.add(made.tag);
-        statics_.emplace(std::filesystem::relative(entry.path(), folder).string(), std::move(made));
+        Response plain;
+        plain.body.assign(std::istreambuf_iterator<char>(in), {});
+        const std::string tag = tagOf(plain.body);
+        all.add(tag);
+        const QByteArray packed =
+            qCompress(reinterpret_cast<const uchar*>(plain.body.data()), qsizetype(plain.body.size()), 9)
+                .mid(4); // after the size that Qt puts before it
+        const bool isPacked = std::size_t(packed.size()) < plain.body.size() * 9 / 10;
+        plain.with("Content-Type", typeOf(entry.path())).with("Cache-Control", "public, max-age=86400");
+        if (isPacked) plain.with("Vary", "Accept-Encoding");
+        secure(plain);
+        StaticFile& made = statics_[std::filesystem::relative(entry.path(), folder).string()];
+        if (isPacked) {
+            Response small = plain;
+            small.body = packed.toStdString();
+            small.with("Content-Encoding", "deflate").with("ETag", tagOf(small.body));
+            made.packed = std::make_shared<const ReadyResponse>(small);
+        }
+        made.plain = std::make_shared<const ReadyResponse>(plain.with("ETag", tag));
     }
     staticVersion_ = hexText(all.end()).substr(0, 8);
 }
@@ -100,11 +138,37 @@ HttpHandler::Body Gallery::bodyOf(const Request& request) {
     return body;
 }
 
+std::optional<std::string> Gallery::keptAddress(const Request& request) const {
+    const bool isList = request.path == "/" || request.path.starts_with("/u/");
+    if (!isList || request.method != "GET" || !request.cookie(cookieName("session")).empty()) return {};
+    std::string address = request.path;
+    for (const auto& [name, value] : request.query)
+        ((address += '\0') += name + '\0') += value;
+    return address;
+}
+
+std::shared_ptr<const ReadyResponse> Gallery::answerAtOnce(Request& request) {
+    const auto began = std::chrono::steady_clock::now();
+    std::shared_ptr<const ReadyResponse> ready = staticFile(request);
+    try {
+        if (const auto address = keptAddress(request)) ready = kept_.find(*address);
+    } catch (const std::exception&) { // answer() meets it too, and tells of it
+    }
+    if (!ready) return {};
+    request.number = newRequestNumber();
+    logRequest(request, ready->statusFor(request), began);
+    return ready;
+}
+
 Response Gallery::answer(Request& request, bool isTooLarge) {
     const auto began = std::chrono::steady_clock::now();
-    request.number = randomText(8, "0123456789abcdef");
+    request.number = newRequestNumber();
     Response answer;
+    std::optional<std::string> address;
+    KeptPages::State state;
     try {
+        address = keptAddress(request);
+        if (address) state = kept_.state();
         answer = route(request, isTooLarge);
     } catch (const std::exception& error) {
         logEvent("mistake", {{"number", request.number}, {"what", error.what()}});
@@ -119,13 +183,9 @@ Response Gallery::answer(Request& request, bool isTooLarge) {
         }
     }
     secure(answer);
-    const auto took = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - began);
-    logEvent("request", {{"number", request.number},
-                         {"method", request.method.substr(0, 16)},
-                         {"path", pathForLog(request.path)},
-                         {"status", std::to_string(answer.status)},
-                         {"ms", std::to_string(took.count())},
-                         {"address", request.address}});
+    if (address && answer.status == 200) kept_.keep(*address, state, answer);
+    answer.leaveOutWhatIsKnown(request);
+    logRequest(request, answer.status, began);
     return answer;
 }
 
@@ -142,7 +202,6 @@ Response Gallery::route(Request& request, bool isTooLarge) {
     if (path == "/app/latest.json") return latest();
 
     const bool isReading = request.method == "GET" || request.method == "HEAD";
-    if (path.starts_with("/static/") && isReading) return file(path.substr(8));
     const Visitor visitor = visitorOf(request);
     if (!isReading && request.method != "POST")
         return errorPage(request, visitor, 405).with("Allow", "GET, HEAD, POST");
@@ -171,17 +230,13 @@ Response Gallery::route(Request& request, bool isTooLarge) {
     return errorPage(request, visitor, 404);
 }
 
-Response Gallery::file(const std::string& name) const {
-    const auto found = statics_.find(name);
-    Response answer;
-    if (found == statics_.end()) {
-        answer.status = 404;
-        return answer;
-    }
-    answer.body = found->second.bytes;
-    return answer.with("Content-Type", found->second.type)
-        .with("ETag", found->second.tag)
-        .with("Cache-Control", "public, max-age=86400");
+std::shared_ptr<const ReadyResponse> Gallery::staticFile(const Request& request) const {
+    constexpr std::string_view folder = "/static/";
+    if (!request.path.starts_with(folder) || (request.method != "GET" && request.method != "HEAD")) return {};
+    const auto found = statics_.find(std::string_view(request.path).substr(folder.size()));
+    if (found == statics_.end()) return {};
+    const StaticFile& file = found->second;
+    return file.packed && request.header("Accept-Encoding").contains("deflate") ? file.packed : file.plain;
 }
 
 Visitor Gallery::visitorOf(const Request& request) {
@@ -262,6 +317,17 @@ Response Gallery::answerPage(const Page& page, const Visitor& visitor, int statu
     answer.with("Content-Type", "text/html; charset=utf-8").with("Cache-Control", "no-store");
     if (visitor.isFormSecretNew) answer.with("Set-Cookie", cookie("visitor", visitor.formSecret, day));
     return answer;
+}
+
+Response Gallery::answerList(const Page& page, const Visitor& visitor) const {
+    if (visitor.account) return answerPage(page, visitor);
+    Response answer;
+    answer.body = page.html();
+    // To be asked for each time, and sent when it is another one.
+    return answer.with("Content-Type", "text/html; charset=utf-8")
+        .with("ETag", tagOf(answer.body))
+        .with("Vary", "Cookie")
+        .with("Cache-Control", "private, no-cache");
 }
 
 Response Gallery::errorPage(const Request& request, const Visitor& visitor, int status, std::int64_t wait) {

@@ -7,6 +7,7 @@
 #include "GlassHobGallery/data/MediaStore.h"
 #include "GlassHobGallery/http/HttpServer.h"
 #include "GlassHobGallery/site/Config.h"
+#include "GlassHobGallery/site/KeptPages.h"
 #include "GlassHobGallery/site/Page.h"
 
 #include "GlassHobCore/site/Site.h"
@@ -38,6 +39,7 @@ class Gallery : public HttpHandler {
     ~Gallery() override;
 
     Body bodyOf(const Request& request) override;
+    std::shared_ptr<const ReadyResponse> answerAtOnce(Request& request) override;
     Response answer(Request& request, bool isTooLarge) override;
 
     // The setup code, for the log; empty once there is an administrator.
@@ -53,7 +55,9 @@ class Gallery : public HttpHandler {
     using Fields = Request::Fields;
 
     Response route(Request& request, bool isTooLarge);
-    Response file(const std::string& name) const;
+    std::shared_ptr<const ReadyResponse> staticFile(const Request& request) const;
+    // Under what the answer may be kept for others; nothing when it may not.
+    std::optional<std::string> keptAddress(const Request& request) const;
 
     // ---- For programs (Api.cpp, Share.cpp)
     Response api(Request& request, bool isTooLarge);
@@ -94,6 +98,8 @@ class Gallery : public HttpHandler {
     Visitor visitorOf(const Request& request);
     Page page(const Request& request, const Visitor& visitor, const std::string& name, std::string_view title);
     Response answerPage(const Page& page, const Visitor& visitor, int status = 200) const;
+    // A page without forms, which is the same for all who are not signed in.
+    Response answerList(const Page& page, const Visitor& visitor) const;
     Response errorPage(const Request& request, const Visitor& visitor, int status, std::int64_t wait = 0);
     Response redirect(const std::string& path) const;
     Response toSignIn(const Request& request) const;
@@ -113,8 +119,11 @@ class Gallery : public HttpHandler {
     bool isPasswordOf(const Account* account, std::string_view password);
     std::string newPasswordHash(std::string_view password);
 
+    void readStatics(const std::string& folder);
+
     struct StaticFile {
-        std::string bytes, type, tag;
+        // The second as zlib packs it; nothing where that hardly makes it smaller.
+        std::shared_ptr<const ReadyResponse> plain, packed;
     };
 
     Config config_;
@@ -124,6 +133,7 @@ class Gallery : public HttpHandler {
     Templates templates_;
     std::map<std::string, StaticFile, std::less<>> statics_;
     std::string staticVersion_;
+    KeptPages kept_;
     // So many at once, each taking a processor and memory.
     std::counting_semaphore<> checks_;
     std::counting_semaphore<> passwords_{4};

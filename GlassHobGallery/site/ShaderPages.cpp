@@ -177,7 +177,7 @@ Response Gallery::home(const Request& request, const Visitor& visitor) {
             "PLACE",
             listAddress(
                 {{"kind", filter.kind}, {"tag", filter.tag}, {"q", filter.words}, {"before", found.back().id}}));
-    return answerPage(made, visitor);
+    return answerList(made, visitor);
 }
 
 Response Gallery::person(const Request& request, const Visitor& visitor, const std::string& handle) {
@@ -210,7 +210,7 @@ Response Gallery::person(const Request& request, const Visitor& visitor, const s
     else
         addCards(made, found, false, before == 0);
     if (hasOlder) made.add("OLDER").set("PLACE", "/u/" + handle + "?before=" + found.back().id);
-    return answerPage(made, visitor);
+    return answerList(made, visitor);
 }
 
 Response Gallery::gone(const Request& request, const Visitor& visitor, const Shader& shader) {

@@ -2,6 +2,8 @@
 
 #include "GlassHobGallery/tests/TestServer.h"
 
+#include <QtEndian>
+
 #include <gtest/gtest.h>
 
 #include <fstream>
@@ -55,6 +57,61 @@ TEST(Pages, FirstStartMakesOneAdministratorOnce) {
     EXPECT_TRUE(chef.get("/admin/people/guest").body.contains("with an invitation by chef"));
 }
 
+TEST(Pages, ListsAreKeptForStrangersAndNeverOlderThanTheDatabase) {
+    Browser person;
+    person.join(newHandle());
+    const std::string id = shared(programOf(person), Upload::fresh());
+    Connection stranger(server().port());
+    const auto get = [&](const std::string& path, const std::string& headers = "") {
+        stranger.send("GET " + path + " HTTP/1.1\r\nHost: localhost\r\n" + headers + "\r\n");
+        return stranger.receive();
+    };
+    SqliteConnection elsewhere = server().database();
+    for (int i = 0; i < 40; ++i) {
+        // As another process on the same data would.
+        const std::string title = "Title number " + std::to_string(i);
+        elsewhere.run("UPDATE shader SET title = ? WHERE id = ?", title, id);
+        for (int j = 0; j < 3; ++j)
+            ASSERT_TRUE(get("/").body.contains(title)) << title;
+    }
+    // What one visitor asked for is no other's, and a form's secret is nobody's but who got it.
+    EXPECT_NE(get("/?kind=grid").body, get("/?kind=fragment").body);
+    EXPECT_TRUE(person.get("/").body.contains(": your account"));
+    EXPECT_EQ(person.get("/").header("cache-control"), "no-store");
+    EXPECT_FALSE(get("/").body.contains(": your account"));
+    EXPECT_EQ(get("/").header("set-cookie"), "");
+
+    // A minute may end between the two, and with it what the page says of times.
+    Answer whole, again;
+    for (int i = 0; i < 5 && again.status != 304; ++i) {
+        whole = get("/");
+        again = get("/", "If-None-Match: " + whole.header("etag") + "\r\n");
+    }
+    EXPECT_EQ(again.status, 304);
+    EXPECT_EQ(again.body, "");
+    EXPECT_EQ(again.header("etag"), whole.header("etag"));
+    elsewhere.run("UPDATE shader SET title = 'Another' WHERE id = ?", id);
+    EXPECT_EQ(get("/", "If-None-Match: " + whole.header("etag") + "\r\n").status, 200);
+}
+
+TEST(Pages, StaticFilesComePackedAndAreKnownAgain) {
+    const Answer plain = request(server().port(), "GET", "/static/gallery.css");
+    const Answer packed = request(server().port(), "GET", "/static/gallery.css", "Accept-Encoding: gzip, deflate\r\n");
+    EXPECT_EQ(plain.header("content-encoding"), "");
+    ASSERT_EQ(packed.header("content-encoding"), "deflate");
+    EXPECT_EQ(packed.header("vary"), "Accept-Encoding");
+    EXPECT_NE(packed.header("etag"), plain.header("etag"));
+    EXPECT_EQ(packed.header("content-security-policy"), plain.header("content-security-policy"));
+    // Qt wants the size before it.
+    QByteArray bytes(4, '\0');
+    qToBigEndian(quint32(plain.body.size()), bytes.data());
+    EXPECT_EQ(qUncompress(bytes + QByteArray::fromStdString(packed.body)).toStdString(), plain.body);
+    EXPECT_EQ(request(server().port(), "GET", "/static/gallery.css", "If-None-Match: " + plain.header("etag") + "\r\n")
+                  .status,
+              304);
+    EXPECT_EQ(request(server().port(), "GET", "/static/nothing.css").status, 404);
+}
+
 TEST(Pages, CarryTheHeadersThatGuardThem) {
     Browser person;
     for (const char* path : {"/", "/signin", "/about", "/nothing"}) {
@@ -65,7 +122,7 @@ TEST(Pages, CarryTheHeadersThatGuardThem) {
                   "base-uri 'none'; frame-ancestors 'none'")
             << path;
         EXPECT_EQ(page.header("x-content-type-options"), "nosniff");
-        EXPECT_EQ(page.header("cache-control"), "no-store");
+        EXPECT_EQ(page.header("cache-control"), path == std::string("/") ? "private, no-cache" : "no-store") << path;
         // Nothing inline, nothing from elsewhere.
         EXPECT_FALSE(page.body.contains(" style=\"") || page.body.contains("<style") || page.body.contains("<script>"));
         EXPECT_FALSE(page.body.contains("src=\"http"));
