@@ -9,7 +9,7 @@
 #include <QDBusMetaType>
 #include <QDBusObjectPath>
 #include <QDBusPendingCallWatcher>
-#include <QDBusPendingReply>
+#include <QDBusReply>
 #include <QDBusVariant>
 
 #include <qt6keychain/keychain.h>
@@ -46,9 +46,19 @@ Job* makeJob() {
 
 constexpr auto service = "org.freedesktop.secrets";
 
-// What keyring programs show the item as, which the library has no word for. Nobody waits for it: a keyring that is not
-// the Secret Service, or that refuses, goes on showing a name of its own.
-void nameTheItem() {
+QCoro::Task<QDBusMessage> answerTo(QDBusMessage call) {
+    constexpr int patience = 5000; // milliseconds
+    auto* watcher = new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(call, patience));
+    Gate gate;
+    QObject::connect(watcher, &QDBusPendingCallWatcher::finished, watcher, [&gate] { gate.open(); });
+    co_await gate;
+    watcher->deleteLater(); // it is in the middle of its signal
+    co_return watcher->reply();
+}
+
+// What keyring programs show the item as, which the library has no word for. A keyring that is not the Secret Service,
+// or that refuses, goes on showing a name of its own.
+QCoro::Task<> nameTheItem() {
     using Attributes = QMap<QString, QString>;
     qDBusRegisterMetaType<Attributes>();
     QDBusMessage search = QDBusMessage::createMethodCall(service, "/org/freedesktop/secrets",
@@ -56,19 +66,14 @@ void nameTheItem() {
     search << QVariant::fromValue(
         Attributes{{"user", entry}, {"server", asQString(Identity::applicationId)}, {"type", "plaintext"}});
     search.setAutoStartService(false);
-    auto* found = new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(search));
-    QObject::connect(found, &QDBusPendingCallWatcher::finished, found, [found] {
-        found->deleteLater();
-        const QDBusPendingReply<QList<QDBusObjectPath>, QList<QDBusObjectPath>> reply = *found;
-        if (reply.isError()) return;
-        for (const QDBusObjectPath& item : reply.argumentAt<0>()) {
-            QDBusMessage set =
-                QDBusMessage::createMethodCall(service, item.path(), "org.freedesktop.DBus.Properties", "Set");
-            set << "org.freedesktop.Secret.Item" << "Label"
-                << QVariant::fromValue(QDBusVariant(QStringLiteral("Glass Hob session")));
-            QDBusConnection::sessionBus().asyncCall(set);
-        }
-    });
+    const QDBusReply<QList<QDBusObjectPath>> found = co_await answerTo(search);
+    for (const QDBusObjectPath& item : found.value()) {
+        QDBusMessage set =
+            QDBusMessage::createMethodCall(service, item.path(), "org.freedesktop.DBus.Properties", "Set");
+        set << "org.freedesktop.Secret.Item" << "Label"
+            << QVariant::fromValue(QDBusVariant(QStringLiteral("Glass Hob session")));
+        co_await answerTo(set);
+    }
 }
 
 QCoro::Task<> run(QKeychain::Job* job) {
@@ -95,7 +100,7 @@ QCoro::Task<bool> KeychainTokenStore::save(std::string token) {
     job->setTextData(asQString(token));
     co_await run(job);
     const bool isKept = job->error() == QKeychain::NoError;
-    if (isKept) nameTheItem();
+    if (isKept) co_await nameTheItem();
     co_return isKept;
 }
 

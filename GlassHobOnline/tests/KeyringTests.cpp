@@ -49,7 +49,7 @@ TEST(KeyringTests, aTokenIsKeptReplacedAndRemoved) {
     EXPECT_EQ(QCoro::waitFor(KeychainTokenStore().read()), "second-secret-token");
     EXPECT_FALSE(anyFileHolds("secret-token"));
     // What a person finds it by in the keyring.
-    waitUntil([] { return labelOfTheItem() == "Glass Hob session"; });
+    EXPECT_EQ(labelOfTheItem(), "Glass Hob session");
     QCoro::waitFor(store.remove());
     EXPECT_EQ(QCoro::waitFor(store.read()), std::nullopt);
     QCoro::waitFor(store.remove());
