@@ -2,13 +2,11 @@
 
 #include "GlassHobGallery/check/UploadCheck.h"
 #include "GlassHobGallery/data/Secrets.h"
-#include "GlassHobGallery/site/Gallery.h"
-#include "GlassHobGallery/site/Log.h"
+#include "GlassHobGallery/site/Serve.h"
+#include "GlassHobGallery/site/Upkeep.h"
 
 #include "GlassHobCore/Identity.h"
 
-#include <atomic>
-#include <csignal>
 #include <cstdio>
 #include <filesystem>
 #include <stdexcept>
@@ -23,7 +21,8 @@ using namespace glasshob::gallery;
 
 constexpr const char* usage =
     R"(usage: glasshob-gallery [options]                  serve the gallery
-       glasshob-gallery [options] backup FILE      write a whole copy of the database, while it serves
+       glasshob-gallery [options] backup FOLDER    write a whole copy of the data, while it serves
+       glasshob-gallery [options] check            say whether the data are whole: the database and every file
        glasshob-gallery [options] reset-link NAME  print a link with which this person chooses a new password
 options: --config FILE   lines "name = value": address, port, data, url, proxy, feed, get
          --address, --port, --data, --url, --proxy, --feed, --get VALUE   over the file and the environment
@@ -57,71 +56,6 @@ Command readArguments(int count, char** arguments) {
     return command;
 }
 
-// Where the pages lie: beside an installed program, and beside the one in the build folder.
-std::string resourceFolder() {
-    const auto program = std::filesystem::read_symlink("/proc/self/exe");
-    return (program.parent_path().parent_path() / "share" / "glasshob-gallery").string();
-}
-
-void serve(Config config) {
-    // Before any thread starts, so that all of them leave the signals to this one.
-    sigset_t ending;
-    sigemptyset(&ending);
-    sigaddset(&ending, SIGINT);
-    sigaddset(&ending, SIGTERM);
-    pthread_sigmask(SIG_BLOCK, &ending, nullptr);
-    std::signal(SIGPIPE, SIG_IGN);
-
-    const auto database = openSqliteDatabase(config.data + "/gallery.db");
-    const auto media = openMediaFolder(config.data);
-    // The port is known only once the server listens, and the gallery's own address may follow from it.
-    struct Forward : HttpHandler {
-        std::atomic<HttpHandler*> to = nullptr;
-        Body bodyOf(const Request& request) override {
-            HttpHandler* gallery = to;
-            return gallery ? gallery->bodyOf(request) : Body();
-        }
-        std::shared_ptr<const ReadyResponse> answerAtOnce(Request& request) override {
-            HttpHandler* gallery = to;
-            return gallery ? gallery->answerAtOnce(request) : nullptr;
-        }
-        Response answer(Request& request, bool isTooLarge) override {
-            if (HttpHandler* gallery = to) return gallery->answer(request, isTooLarge);
-            Response starting;
-            starting.status = 503;
-            return starting;
-        }
-    } handler;
-    HttpServer::Options options;
-    options.address = config.address;
-    options.port = config.port;
-    options.isBehindProxy = config.isBehindProxy;
-    options.workers = 12;
-    std::optional<Gallery> gallery;
-    HttpServer server(options, handler);
-    config.port = server.port();
-    if (config.url.empty()) config.url = "http://localhost:" + std::to_string(config.port);
-    gallery.emplace(config, *database, *media, resourceFolder());
-    gallery->sweep();
-    handler.to = &*gallery;
-    logEvent("started", {{"port", std::to_string(config.port)}, {"version", std::string(Identity::version)}});
-    std::printf("The gallery is at %s\n", config.url.c_str());
-    if (const std::string code = gallery->makeSetupCode(); !code.empty())
-        std::printf("It has no administrator yet. Make the first one at %s/setup?code=%s\nSetup code: %s\n",
-                    config.url.c_str(), code.c_str(), code.c_str());
-    std::fflush(stdout);
-
-    const timespec hour{3600, 0};
-    for (;;) {
-        const int signal = sigtimedwait(&ending, nullptr, &hour);
-        if (signal == SIGINT || signal == SIGTERM) break;
-        if (signal < 0 && errno == EAGAIN) gallery->sweep();
-    }
-    logEvent("stopping");
-    server.stop(30);
-    logEvent("stopped");
-}
-
 } // namespace
 
 int main(int count, char** arguments) {
@@ -134,23 +68,33 @@ int main(int count, char** arguments) {
         initSecrets();
         umask(077);
         const Command command = readArguments(count, arguments);
-        std::filesystem::create_directories(command.config.data);
-        if (command.words.empty()) {
-            serve(command.config);
-        } else if (command.words.size() == 2 && command.words[0] == "backup") {
-            openSqliteDatabase(command.config.data + "/gallery.db")->backUp(command.words[1]);
-        } else if (command.words.size() == 2 && command.words[0] == "reset-link") {
-            const auto database = openSqliteDatabase(command.config.data + "/gallery.db");
-            const auto media = openMediaFolder(command.config.data);
-            Config config = command.config;
-            if (config.url.empty()) config.url = "http://localhost:" + std::to_string(config.port);
-            const std::string link =
-                Gallery(config, *database, *media, resourceFolder()).makeResetLink(command.words[1]);
-            if (link.empty()) throw std::runtime_error("Nobody here is called " + command.words[1] + ".");
-            std::printf("%s\n", link.c_str());
-        } else {
+        const std::vector<std::string>& words = command.words;
+        const std::string what = words.empty() ? "serve" : words[0];
+        const std::size_t expected = what == "serve" || what == "check" ? std::min<std::size_t>(words.size(), 1) : 2;
+        if (words.size() != expected ||
+            (what != "serve" && what != "check" && what != "backup" && what != "reset-link")) {
             std::fputs(usage, stderr);
             return 2;
+        }
+        if (what != "serve" && !std::filesystem::exists(command.config.data + "/gallery.db"))
+            throw std::runtime_error("There is no gallery in " + command.config.data +
+                                     ". Name its folder with --data.");
+        Data data = openData(command.config.data);
+        if (what == "serve") {
+            serve(command.config, data);
+        } else if (what == "check") {
+            const std::vector<std::string> problems = problemsOf(data);
+            for (const std::string& problem : problems)
+                std::printf("%s\n", problem.c_str());
+            if (!problems.empty()) return 1;
+            std::printf("The data are whole: the database, and %zu files that it names.\n",
+                        data.database->usedMedia().size());
+        } else if (what == "backup") {
+            backUp(data, words[1]);
+        } else {
+            const std::string link = resetLink(command.config, data, words[1]);
+            if (link.empty()) throw std::runtime_error("Nobody here is called " + words[1] + ".");
+            std::printf("%s\n", link.c_str());
         }
     } catch (const std::exception& error) {
         std::fprintf(stderr, "%s\n", error.what());

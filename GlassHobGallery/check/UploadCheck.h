@@ -13,6 +13,10 @@ struct UploadFacts {
     std::string problem;
     // Nothing could be found out; the gallery's fault.
     bool isUndone = false;
+    // The disk refused the small files.
+    bool isWithoutRoom = false;
+    // How the second process ended, in words for the log; empty when it ended as it should.
+    std::string end;
 
     // All taken from the source alone.
     std::string kind;
@@ -34,5 +38,7 @@ UploadFacts checkUpload(const UploadFiles& files);
 // The main function of the second process, whose files are open as 3 to 7.
 int runUploadCheck();
 inline constexpr const char* uploadCheckArgument = "--check-upload";
+// Its exit status when it could not write.
+inline constexpr int uploadCheckWithoutRoom = 4;
 
 } // namespace glasshob::gallery

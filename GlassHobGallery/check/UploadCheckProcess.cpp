@@ -104,7 +104,7 @@ QJsonObject examine(std::string_view source, std::string_view loop, std::string_
     if (!picture) return problem(picture.error());
     const auto movie = readMovie(loop);
     if (!movie) return problem(movie.error());
-    if (!writeAll(6, movie->small) || !writeAll(7, picture->small)) _exit(3);
+    if (!writeAll(6, movie->small) || !writeAll(7, picture->small)) _exit(uploadCheckWithoutRoom);
 
     ShareUpload told;
     told.source = std::string(source);

@@ -19,8 +19,12 @@ class Database {
     virtual void write(const std::function<void()>& changes) = 0;
     // Another number than before once anything at all was written since, by whatever process. Takes microseconds.
     virtual std::int64_t version() = 0;
-    // A whole copy, while others go on.
+    // A whole copy, while others go on. There must be no such file yet.
     virtual void backUp(const std::string& path) = 0;
+    // Overwrites what deleted texts left behind, where that is not done at once.
+    virtual void tidy() = 0;
+    // A sentence for everything that contradicts itself; empty when all is well.
+    virtual std::vector<std::string> damage() = 0;
 
     virtual std::string setting(std::string_view name) = 0;
     virtual void setSetting(std::string_view name, std::string_view value) = 0;
@@ -46,7 +50,7 @@ class Database {
     virtual void setPassword(Id account, const std::string& password) = 0;
     virtual void setAdmin(Id account, bool isAdmin) = 0;
     virtual void setSuspended(Id account, bool isSuspended) = 0;
-    // Its shaders' files stay until `unusedMedia` is asked.
+    // With all that it wrote. Its files are its caller's to take away, and `tidy` its words from where they were.
     virtual void deleteAccount(Id account) = 0;
     virtual std::vector<Account> people(std::string_view search) = 0;
     virtual std::int64_t countOfPeople() = 0;
@@ -105,6 +109,8 @@ class Database {
     virtual std::vector<Shader> hiddenShaders() = 0;
     virtual std::int64_t countOfHidden() = 0;
 
+    // Every file that a shader has.
+    virtual std::vector<std::string> usedMedia() = 0;
     // Whether any shader has the file.
     virtual bool isMediaUsed(std::string_view name) = 0;
 

@@ -1,5 +1,6 @@
 #include "GlassHobGallery/data/MediaStore.h"
 
+#include "GlassHobGallery/data/DiskRefusal.h"
 #include "GlassHobGallery/data/Secrets.h"
 
 #include <fcntl.h>
@@ -40,7 +41,7 @@ class MediaFolder : public MediaStore {
       public:
         explicit File(fs::path path) : path_(std::move(path)) {
             descriptor_ = ::open(path_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0600);
-            if (descriptor_ < 0) throw std::runtime_error("The data folder cannot be written.");
+            if (descriptor_ < 0) throw DiskRefusal("the folder \"incoming\" cannot be written");
         }
         ~File() override {
             close(descriptor_);
@@ -93,11 +94,13 @@ class MediaFolder : public MediaStore {
         auto& file = static_cast<File&>(incoming);
         if (!isName(file.name())) throw std::logic_error("A file that is not finished cannot be placed.");
         const fs::path target = pathOf(file.name());
-        if (const fs::path folder = target.parent_path(); !fs::exists(folder)) {
-            fs::create_directory(folder);
+        std::error_code error;
+        if (const fs::path folder = target.parent_path(); !fs::exists(folder, error)) {
+            fs::create_directory(folder, error);
             syncFolder(media_);
         }
-        fs::rename(file.path(), target);
+        fs::rename(file.path(), target, error);
+        if (error) throw DiskRefusal("a file cannot be placed: " + error.message());
         syncFolder(target.parent_path());
     }
 

@@ -29,10 +29,10 @@ class MediaStore {
         // content gives it; nothing when the disk refused.
         virtual std::optional<std::string> finish() = 0;
     };
-    // Throws std::runtime_error when none can be made.
+    // Throws DiskRefusal when none can be made.
     virtual std::unique_ptr<Incoming> begin() = 0;
     // Puts a finished one under its name. Call it inside the database's `write` that also keeps the name, as `remove`:
-    // so that no file is taken away that another process begins to use.
+    // so that no file is taken away that another process begins to use. Throws DiskRefusal.
     virtual void place(Incoming& incoming) = 0;
     virtual void remove(std::string_view name) = 0;
 

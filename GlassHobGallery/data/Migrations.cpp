@@ -241,7 +241,11 @@ void migrate(SqliteConnection& connection, std::size_t version) {
             }
             connection.script("COMMIT");
         } catch (...) {
-            connection.script("ROLLBACK");
+            try {
+                connection.script("ROLLBACK");
+            } catch (const std::exception&) {
+                // SQLite takes a transaction back by itself when the disk refuses.
+            }
             throw;
         }
     }

@@ -1,5 +1,7 @@
 #include "GlassHobGallery/data/Sqlite.h"
 
+#include "GlassHobGallery/data/DiskRefusal.h"
+
 #include <sqlite3.h>
 
 namespace glasshob::gallery {
@@ -7,8 +9,17 @@ namespace glasshob::gallery {
 namespace {
 
 [[noreturn]] void fail(sqlite3* database, int code) {
-    SqliteError error(std::string("SQLite: ") + (database ? sqlite3_errmsg(database) : sqlite3_errstr(code)));
+    const std::string what = std::string("SQLite: ") + (database ? sqlite3_errmsg(database) : sqlite3_errstr(code));
+    switch (code & 0xff) {
+    case SQLITE_FULL:
+    case SQLITE_IOERR:
+    case SQLITE_READONLY:
+    case SQLITE_CANTOPEN: throw DiskRefusal(what);
+    default: break;
+    }
+    SqliteError error(what);
     error.isConflict = (code & 0xff) == SQLITE_CONSTRAINT;
+    error.isDamage = (code & 0xff) == SQLITE_CORRUPT || (code & 0xff) == SQLITE_NOTADB;
     throw error;
 }
 
@@ -69,8 +80,14 @@ SqliteConnection::SqliteConnection(const std::string& path) {
     }
     sqlite3_extended_result_codes(database_, 1);
     sqlite3_busy_timeout(database_, 5000);
-    script(
-        "PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL; PRAGMA foreign_keys = ON; PRAGMA trusted_schema = OFF;");
+    try {
+        // What is deleted is overwritten, so that it cannot be read from the file afterwards.
+        script("PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL; PRAGMA foreign_keys = ON; PRAGMA trusted_schema "
+               "= OFF; PRAGMA secure_delete = ON;");
+    } catch (...) {
+        sqlite3_close(database_);
+        throw;
+    }
 }
 
 SqliteConnection::~SqliteConnection() {

@@ -1,8 +1,8 @@
 #pragma once
 
 // SQLite as values: a connection, and statements that are prepared once for each connection. What SQLite refuses is
-// thrown as SqliteError; a row that would break a rule of the tables is one too, with `isConflict`. A connection is
-// used by one thread at a time.
+// thrown as SqliteError; a row that would break a rule of the tables is one too, with `isConflict`. A disk that is full
+// or cannot be written is a DiskRefusal. A connection is used by one thread at a time.
 
 #include <cstdint>
 #include <memory>
@@ -21,6 +21,8 @@ namespace glasshob::gallery {
 struct SqliteError : std::runtime_error {
     using std::runtime_error::runtime_error;
     bool isConflict = false;
+    // The file is no database, or parts of it cannot be read.
+    bool isDamage = false;
 };
 
 // Bytes that are no text.

@@ -1,6 +1,7 @@
 #include "GlassHobGallery/data/SqliteDatabase.h"
 
 #include "GlassHobGallery/data/Migrations.h"
+#include "GlassHobGallery/data/Secrets.h"
 
 namespace glasshob::gallery {
 
@@ -84,7 +85,11 @@ void SqliteDatabase::write(const std::function<void()>& changes) {
         connection->script("COMMIT");
     } catch (...) {
         writing_ = nullptr;
-        connection->script("ROLLBACK");
+        try {
+            connection->script("ROLLBACK");
+        } catch (const std::exception&) {
+            // SQLite takes a transaction back by itself when the disk refuses.
+        }
         throw;
     }
 }
@@ -92,10 +97,6 @@ void SqliteDatabase::write(const std::function<void()>& changes) {
 std::int64_t SqliteDatabase::version() {
     const std::lock_guard lock(watchingMutex_);
     return single(watching_->query("PRAGMA data_version"));
-}
-
-void SqliteDatabase::backUp(const std::string& path) {
-    lease()->copyTo(path);
 }
 
 std::int64_t SqliteDatabase::single(SqliteQuery query) {
@@ -169,6 +170,7 @@ std::optional<Id> SqliteDatabase::addAccount(const Account& account) {
     try {
         write([&] {
             const Lease connection = lease();
+            if (isGoneHandle(account.handle)) return;
             if (!account.handle.empty()) connection->run("INSERT INTO handle (name) VALUES (?)", account.handle);
             connection->run(
                 "INSERT INTO account (handle, email, password, is_admin, created, invited_by) VALUES (?, ?, ?, ?, "
@@ -190,6 +192,7 @@ bool SqliteDatabase::setHandle(Id account, const std::string& handle) {
     bool isSet = false;
     write([&] {
         const Lease connection = lease();
+        if (isGoneHandle(handle)) return;
         SqliteQuery owner = connection->query("SELECT account FROM handle WHERE name = ?", handle);
         const bool isTaken = owner.step();
         if (isTaken && (owner.isNull(0) || owner.integer(0) != account)) return;
@@ -249,8 +252,35 @@ void SqliteDatabase::deleteAccount(Id account) {
             deleteShader(number, 1);
         // Their addresses then say nothing of the person.
         connection->run("UPDATE shader SET deleted_by = '', account = NULL WHERE account = ?", account);
+        connection->run("UPDATE account SET invited_by = '' WHERE invited_by IN (SELECT name FROM handle WHERE account "
+                        "= ?)",
+                        account);
         connection->run("DELETE FROM account WHERE id = ?", account);
+        hideGoneHandles();
+        setSetting("untidy", "1");
     });
+}
+
+namespace {
+// No handle has a colon.
+std::string goneName(std::string_view handle) {
+    return "gone:" + hexText(hashOf("handle " + std::string(handle)));
+}
+} // namespace
+
+bool SqliteDatabase::isGoneHandle(std::string_view handle) {
+    const Lease connection = lease();
+    return single(connection->query("SELECT count(*) FROM handle WHERE name = ?", goneName(handle))) > 0;
+}
+
+void SqliteDatabase::hideGoneHandles() {
+    const Lease connection = lease();
+    std::vector<std::string> names;
+    SqliteQuery query = connection->query("SELECT name FROM handle WHERE account IS NULL AND name NOT LIKE 'gone:%'");
+    while (query.step())
+        names.push_back(query.text(0));
+    for (const std::string& name : names)
+        connection->run("UPDATE OR IGNORE handle SET name = ? WHERE name = ?", goneName(name), name);
 }
 
 std::vector<Account> SqliteDatabase::people(std::string_view search) {

@@ -18,6 +18,8 @@ class SqliteDatabase : public Database {
     void write(const std::function<void()>& changes) override;
     std::int64_t version() override;
     void backUp(const std::string& path) override;
+    void tidy() override;
+    std::vector<std::string> damage() override;
     std::string setting(std::string_view name) override;
     void setSetting(std::string_view name, std::string_view value) override;
     std::int64_t attempt(const std::string& bucket, std::int64_t seconds, Moment now) override;
@@ -73,6 +75,7 @@ class SqliteDatabase : public Database {
     std::vector<Shader> forksOf(std::string_view item, std::int64_t limit) override;
     std::vector<Shader> hiddenShaders() override;
     std::int64_t countOfHidden() override;
+    std::vector<std::string> usedMedia() override;
     bool isMediaUsed(std::string_view name) override;
     bool addReport(std::int64_t shader, Id account, std::string_view reason, std::string_view text,
                    Moment now) override;
@@ -102,6 +105,10 @@ class SqliteDatabase : public Database {
     // Brings lists, tags and search up to date with what the shader now is.
     void relist(std::int64_t shader);
     std::int64_t single(SqliteQuery query);
+    // Whether somebody had this handle whose account is gone.
+    bool isGoneHandle(std::string_view handle);
+    // Keeps of the handles of deleted accounts only what tells that they are taken.
+    void hideGoneHandles();
 
     std::string path_;
     std::mutex mutex_;

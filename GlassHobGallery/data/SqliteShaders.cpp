@@ -204,11 +204,13 @@ void SqliteDatabase::deleteShader(std::int64_t shader, Moment now) {
         connection->run(
             "UPDATE shader SET deleted = ?, deleted_by = coalesce((SELECT handle FROM account WHERE account.id = "
             "shader.account), ''), description = '', params = '[]', tags = '', title = '', content = x'', source "
-            "= '', loop = '', thumb = '', small_loop = '', small_thumb = '' WHERE number = ? AND deleted IS NULL",
+            "= '', loop = '', thumb = '', small_loop = '', small_thumb = '', forked_from = '', hidden = NULL WHERE "
+            "number = ? AND deleted IS NULL",
             now, shader);
         relist(shader);
         connection->run("DELETE FROM shader_media WHERE shader = ?", shader);
         connection->run("DELETE FROM report WHERE shader = ?", shader);
+        setSetting("untidy", "1");
     });
 }
 
@@ -270,6 +272,15 @@ std::vector<Shader> SqliteDatabase::hiddenShaders() {
 std::int64_t SqliteDatabase::countOfHidden() {
     const Lease connection = lease();
     return single(connection->query("SELECT count(*) FROM shader WHERE hidden IS NOT NULL AND deleted IS NULL"));
+}
+
+std::vector<std::string> SqliteDatabase::usedMedia() {
+    const Lease connection = lease();
+    SqliteQuery query = connection->query("SELECT DISTINCT media FROM shader_media ORDER BY media");
+    std::vector<std::string> names;
+    while (query.step())
+        names.push_back(query.text(0));
+    return names;
 }
 
 bool SqliteDatabase::isMediaUsed(std::string_view name) {

@@ -60,7 +60,14 @@ void readValues(MHD_Connection* connection, MHD_ValueKind kind, Map& into) {
     MHD_get_connection_values(
         connection, kind,
         [](void* map, MHD_ValueKind, const char* key, const char* value) {
-            static_cast<Map*>(map)->emplace(key, value ? value : "");
+            const std::string_view text = value ? value : "";
+            const auto [place, isNew] = static_cast<Map*>(map)->emplace(key, text);
+            // A header that comes twice is one list: what a proxy of ours adds stands behind what the sender claims.
+            if constexpr (std::is_same_v<Map, decltype(Request::headers)>)
+                if (!isNew)
+                    (place->second += Request::Less()(place->first, "cookie") || Request::Less()("cookie", place->first)
+                                          ? ", "
+                                          : "; ") += text;
             return MHD_YES;
         },
         &into);
@@ -254,7 +261,7 @@ HttpServer::HttpServer(Options options, HttpHandler& handler)
     if (!isGood)
         throw std::runtime_error("\"" + state.options.address +
                                  "\" is no address to listen at. Name one such as 127.0.0.1 or ::.");
-    const unsigned flags = MHD_USE_EPOLL_INTERNAL_THREAD | MHD_ALLOW_SUSPEND_RESUME | (isSix ? MHD_USE_IPv6 : 0);
+    const unsigned flags = MHD_USE_POLL_INTERNAL_THREAD | MHD_ALLOW_SUSPEND_RESUME | (isSix ? MHD_USE_IPv6 : 0);
     state.daemon = MHD_start_daemon(
         flags, state.options.port, nullptr, nullptr, +access, &state, MHD_OPTION_NOTIFY_COMPLETED, +completed, &state,
         MHD_OPTION_SOCK_ADDR, &place, MHD_OPTION_CONNECTION_LIMIT, state.options.connections,

@@ -58,8 +58,7 @@ std::optional<Visitor> Gallery::programOf(const Request& request) {
     visitor.account = database_.account(session->account);
     visitor.session = *session;
     if (!visitor.account || visitor.account->isSuspended) return {};
-    if (now() - session->seen > 300 || session->address != request.address)
-        database_.touchSession(session->id, now(), request.address);
+    touch(*session, request);
     return visitor;
 }
 
@@ -130,7 +129,8 @@ Response Gallery::pollLink(const Request& request, const QJsonObject& body) {
     // nothing that would open the account is kept.
     const std::string token = derivedToken(device, "program");
     database_.write([&] {
-        if (!link->handed)
+        // What was signed out since the question was read is not signed in again.
+        if (const auto current = database_.linkOfDevice(hashOf(device)); current && !current->handed)
             database_.addSession({0, account->id, true, link->agent, request.address, now(), now()}, hashOf(token));
         database_.handLink(link->id, now());
     });

@@ -1,5 +1,6 @@
 #include "GlassHobGallery/site/Gallery.h"
 
+#include "GlassHobGallery/data/DiskRefusal.h"
 #include "GlassHobGallery/data/Secrets.h"
 #include "GlassHobGallery/site/Log.h"
 #include "GlassHobGallery/site/ShareReceiver.h"
@@ -37,13 +38,16 @@ std::string typeOf(const std::filesystem::path& path) {
 }
 
 // The only page that needs neither template nor database.
-constexpr const char* mistakePage = "<!doctype html><html lang=\"en\"><head><meta charset=\"utf-8\"><meta "
-                                    "name=\"viewport\" content=\"width=device-width, "
-                                    "initial-scale=1\"><title>Something went wrong</title><link rel=\"stylesheet\" "
-                                    "href=\"/static/gallery.css\"></head><body>"
-                                    "<main id=\"main\" class=\"empty\"><p class=\"number\">500</p><h1>The gallery made "
-                                    "a mistake</h1><p>It is not your fault. "
-                                    "Nothing you sent was kept. If it happens again, tell an administrator the number ";
+Response plainPage(int status, const std::string& head, const std::string& text) {
+    Response answer;
+    answer.status = status;
+    answer.body =
+        "<!doctype html><html lang=\"en\"><head><meta charset=\"utf-8\"><meta name=\"viewport\" "
+        "content=\"width=device-width, initial-scale=1\"><title>Something went wrong</title><link rel=\"stylesheet\" "
+        "href=\"/static/gallery.css\"></head><body><main id=\"main\" class=\"empty\"><p class=\"number\">" +
+        std::to_string(status) + "</p><h1>" + head + "</h1><p>" + text + "</p></main></body></html>";
+    return answer.with("Content-Type", "text/html; charset=utf-8").with("Cache-Control", "no-store");
+}
 
 std::vector<std::string> partsOf(std::string_view path) {
     std::vector<std::string> parts;
@@ -170,17 +174,20 @@ Response Gallery::answer(Request& request, bool isTooLarge) {
         address = keptAddress(request);
         if (address) state = kept_.state();
         answer = route(request, isTooLarge);
+    } catch (const DiskRefusal& error) {
+        logEvent("disk", {{"number", request.number}, {"what", error.what()}});
+        answer = request.path.starts_with("/api/")
+                     ? jsonError(507, "The gallery has no room for this. Nothing was kept. Tell an administrator.")
+                     : plainPage(507, "The gallery has no room",
+                                 "It is not your fault. Nothing you sent was kept. Tell an administrator, and try "
+                                 "again later.");
     } catch (const std::exception& error) {
         logEvent("mistake", {{"number", request.number}, {"what", error.what()}});
-        if (request.path.starts_with("/api/")) {
-            answer =
-                jsonError(500, "The gallery made a mistake. If it happens again, tell an administrator the number " +
-                                   request.number + ".");
-        } else {
-            answer.status = 500;
-            answer.body = mistakePage + request.number + ".</p></main></body></html>";
-            answer.with("Content-Type", "text/html; charset=utf-8").with("Cache-Control", "no-store");
-        }
+        const std::string again = "If it happens again, tell an administrator the number " + request.number + ".";
+        answer = request.path.starts_with("/api/")
+                     ? jsonError(500, "The gallery made a mistake. " + again)
+                     : plainPage(500, "The gallery made a mistake",
+                                 "It is not your fault. Nothing you sent was kept. " + again);
     }
     secure(answer);
     if (address && answer.status == 200) kept_.keep(*address, state, answer);
@@ -246,8 +253,7 @@ Visitor Gallery::visitorOf(const Request& request) {
         if (session && !session->isProgram && session->seen > now() - browserLife) {
             auto account = database_.account(session->account);
             if (account && !account->isSuspended) {
-                if (now() - session->seen > 300 || session->address != request.address)
-                    database_.touchSession(session->id, now(), request.address);
+                touch(*session, request);
                 visitor.account = std::move(account);
                 visitor.session = *session;
                 visitor.formSecret = token;
@@ -261,6 +267,15 @@ Visitor Gallery::visitorOf(const Request& request) {
         visitor.isFormSecretNew = true;
     }
     return visitor;
+}
+
+void Gallery::touch(const Session& session, const Request& request) {
+    if (now() - session.seen <= 300 && session.address == request.address) return;
+    try {
+        database_.touchSession(session.id, now(), request.address);
+    } catch (const DiskRefusal&) {
+        // A full disk keeps nobody from reading.
+    }
 }
 
 std::string Gallery::cookieName(std::string_view what) const {
@@ -434,6 +449,7 @@ void Gallery::deleteAccount(const Account& account) {
             media.push_back(*name);
     database_.deleteAccount(account.id);
     removeUnused(media);
+    database_.tidy();
 }
 
 std::string Gallery::makeSetupCode() {
@@ -453,6 +469,7 @@ std::string Gallery::makeResetLink(std::string_view handle) {
 
 void Gallery::sweep() {
     database_.forget(now());
+    database_.tidy();
     std::vector<std::string> old;
     media_.eachOlderThan(3600, [&](const std::string& name) { old.push_back(name); });
     for (const std::string& name : old)

@@ -96,6 +96,8 @@ class Gallery : public HttpHandler {
 
     // ---- Shared by the pages (Gallery.cpp)
     Visitor visitorOf(const Request& request);
+    // Keeps when and from where a session was used.
+    void touch(const Session& session, const Request& request);
     Page page(const Request& request, const Visitor& visitor, const std::string& name, std::string_view title);
     Response answerPage(const Page& page, const Visitor& visitor, int status = 200) const;
     // A page without forms, which is the same for all who are not signed in.

@@ -1,6 +1,7 @@
 // What becomes of an upload: looked at, placed and kept, or refused with a sentence.
 
 #include "GlassHobGallery/check/UploadCheck.h"
+#include "GlassHobGallery/data/DiskRefusal.h"
 #include "GlassHobGallery/data/Secrets.h"
 #include "GlassHobGallery/site/Gallery.h"
 #include "GlassHobGallery/site/Log.h"
@@ -89,10 +90,7 @@ Response Gallery::share(Request& request, bool isTooLarge) {
     auto* upload = dynamic_cast<ShareReceiver*>(request.sink.get());
     using Outcome = ShareReceiver::Outcome;
     const Outcome outcome = upload ? upload->outcome() : Outcome::broken;
-    if (outcome == Outcome::diskRefused) {
-        logEvent("disk", {{"number", request.number}, {"what", "an upload could not be written"}});
-        return jsonError(507, "The gallery has no room for this upload. Tell an administrator.");
-    }
+    if (outcome == Outcome::diskRefused) throw DiskRefusal("an upload could not be written");
     if (outcome == Outcome::tooLarge)
         return jsonError(
             413, "A part of the upload is too large: the source takes 200 KB, the loop 20 MB and the thumbnail 1 MB.");
@@ -124,7 +122,7 @@ Response Gallery::share(Request& request, bool isTooLarge) {
     shader.visibility = rawValue(*visibility);
     const auto name = [](MediaStore::Incoming& file) {
         auto made = file.finish();
-        if (!made) throw std::runtime_error("An upload cannot be kept.");
+        if (!made) throw DiskRefusal("an upload could not be kept");
         return *made;
     };
     shader.media.source = name(upload->source());
@@ -150,6 +148,8 @@ Response Gallery::share(Request& request, bool isTooLarge) {
         facts = checkUpload({upload->source().file(), upload->loop().file(), upload->thumb().file(), smallLoop->file(),
                              smallThumb->file()});
     }
+    if (!facts.end.empty()) logEvent("check", {{"number", request.number}, {"ended", facts.end}});
+    if (facts.isWithoutRoom) throw DiskRefusal("the small files of an upload could not be written");
     if (!facts.problem.empty()) return jsonError(facts.isUndone ? 503 : 422, facts.problem);
     shader.media.smallLoop = name(*smallLoop);
     shader.media.smallThumb = name(*smallThumb);

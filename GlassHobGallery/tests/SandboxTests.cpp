@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -34,6 +35,15 @@ TEST(Sandbox, ComputesAndDoesNothingElse) {
     EXPECT_EQ(withoutRights([] { return fork() >= 0; }), 0);
     EXPECT_EQ(withoutRights([] { return access("/etc", F_OK) == 0; }), 0);
     EXPECT_EQ(withoutRights([] { return kill(getppid(), 0) == 0; }), 0);
+    EXPECT_EQ(withoutRights([] {
+                  return mmap(nullptr, 4096, PROT_READ | PROT_EXEC, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0) != MAP_FAILED;
+              }),
+              0);
+    EXPECT_EQ(withoutRights([] {
+                  void* page = mmap(nullptr, 4096, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+                  return page == MAP_FAILED || mprotect(page, 4096, PROT_READ | PROT_EXEC) == 0;
+              }),
+              0);
     EXPECT_EQ(withoutRights([] {
                   char* const arguments[] = {nullptr};
                   execv("/bin/true", arguments);

@@ -39,19 +39,22 @@ TestServer::TestServer(const std::string& url)
 }
 
 TestServer::~TestServer() {
-    if (process_ > 0) stop(SIGTERM);
+    // What the sanitizers find at its end, or before, fails the test too.
+    if (process_ > 0) EXPECT_EQ(stop(SIGTERM), 0) << log();
     std::filesystem::remove_all(folder_);
 }
 
-void TestServer::start() {
-    const char* program = std::getenv("GLASSHOB_GALLERY_PROGRAM");
-    if (!program) throw std::runtime_error("GLASSHOB_GALLERY_PROGRAM names the program to test.");
+void TestServer::start(const std::string& fault) {
+    const char* variable = fault.empty() ? "GLASSHOB_GALLERY_PROGRAM" : "GLASSHOB_FAULTY_GALLERY";
+    const char* program = std::getenv(variable);
+    if (!program) throw std::runtime_error(std::string(variable) + " names the program to test.");
     int output[2];
     if (pipe2(output, O_CLOEXEC) != 0) throw std::runtime_error("No pipe.");
     process_ = fork();
     if (process_ == 0) {
         dup2(output[1], 1);
         dup2(open((folder_ / "log").c_str(), O_CREAT | O_WRONLY | O_APPEND, 0600), 2);
+        if (!fault.empty()) setenv("GLASSHOB_FAULT", fault.c_str(), 1);
         const std::string data = folder_.string(), feed = data + "/latest.json";
         execl(program, program, "--port", "0", "--data", data.c_str(), "--proxy", "yes", "--feed", feed.c_str(),
               url_.empty() ? nullptr : "--url", url_.c_str(), nullptr);
@@ -76,6 +79,10 @@ void TestServer::start() {
 
 int TestServer::stop(int signal) {
     kill(process_, signal);
+    return wait();
+}
+
+int TestServer::wait() {
     int status = 0;
     waitpid(process_, &status, 0);
     process_ = 0;
@@ -86,16 +93,37 @@ std::string TestServer::log() const {
     return textOf(folder_ / "log");
 }
 
+Ended runGallery(const std::string& words) {
+    Ended ended;
+    FILE* output = popen((std::string(std::getenv("GLASSHOB_GALLERY_PROGRAM")) + " " + words + " 2>&1").c_str(), "r");
+    char buffer[4096];
+    for (std::size_t got = 0; (got = fread(buffer, 1, sizeof buffer, output)) > 0;)
+        ended.said.append(buffer, got);
+    const int status = pclose(output);
+    ended.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    return ended;
+}
+
+std::string checkOf(const std::filesystem::path& folder) {
+    const Ended ended = runGallery("--data " + folder.string() + " check");
+    return ended.status == 0 && ended.said.contains("The data are whole") ? "" : ended.said;
+}
+
+std::string setUp(TestServer& server) {
+    Browser chef(server);
+    const Answer answer = chef.post("/setup", {{"setup", server.setupCode()},
+                                               {"site", "Test Kitchen"},
+                                               {"handle", "chef"},
+                                               {"new", goodPassword},
+                                               {"join", "anyone"}});
+    if (answer.status != 303) throw std::runtime_error("The gallery cannot be set up: " + answer.body);
+    return programOf(chef, server);
+}
+
 TestServer& server() {
     static const std::unique_ptr<TestServer> made = [] {
         auto started = std::make_unique<TestServer>();
-        Browser chef(*started);
-        const Answer answer = chef.post("/setup", {{"setup", started->setupCode()},
-                                                   {"site", "Test Kitchen"},
-                                                   {"handle", "chef"},
-                                                   {"new", goodPassword},
-                                                   {"join", "anyone"}});
-        if (answer.status != 303) throw std::runtime_error("The gallery cannot be set up: " + answer.body);
+        setUp(*started);
         return started;
     }();
     return *made;

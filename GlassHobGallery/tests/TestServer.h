@@ -30,9 +30,13 @@ class TestServer {
     std::string log() const;
     // Its database, for what only time would do.
     SqliteConnection database() const { return SqliteConnection((folder_ / "gallery.db").string()); }
+    pid_t process() const { return process_; }
     // Ends it with a signal and gives its exit status; -1 when the signal ended it.
     int stop(int signal);
-    void start();
+    // As stop(), for one that ends by itself.
+    int wait();
+    // With a fault to order (FaultyGallery.cpp), or none.
+    void start(const std::string& fault = "");
 
   private:
     std::filesystem::path folder_;
@@ -43,6 +47,18 @@ class TestServer {
 
 // The one that the tests share; anyone can join, "chef" is the administrator.
 TestServer& server();
+
+// Runs the gallery's program to its end, with these words in a shell: its exit status, and all that it said.
+struct Ended {
+    int status = 0;
+    std::string said;
+};
+Ended runGallery(const std::string& words);
+// Its command "check" of a data folder: empty when all is well.
+std::string checkOf(const std::filesystem::path& folder);
+
+// A gallery of its own with the administrator "chef", and the token of their program.
+std::string setUp(TestServer& server);
 
 // A browser with its cookies, at an address of its own.
 class Browser {
