@@ -204,10 +204,11 @@ void SqliteDatabase::deleteShader(std::int64_t shader, Moment now) {
         connection->run(
             "UPDATE shader SET deleted = ?, deleted_by = coalesce((SELECT handle FROM account WHERE account.id = "
             "shader.account), ''), description = '', params = '[]', tags = '', title = '', content = x'', source "
-            "= '', loop = '', thumb = '', small_loop = '', small_thumb = '', forked_from = '', hidden = NULL WHERE "
-            "number = ? AND deleted IS NULL",
+            "= '', loop = '', thumb = '', small_loop = '', small_thumb = '', hidden = NULL WHERE number = ? AND "
+            "deleted IS NULL",
             now, shader);
-        relist(shader);
+        relist(shader); // which counts one fork less where this one came from
+        connection->run("UPDATE shader SET forked_from = '' WHERE number = ?", shader);
         connection->run("DELETE FROM shader_media WHERE shader = ?", shader);
         connection->run("DELETE FROM report WHERE shader = ?", shader);
         setSetting("untidy", "1");

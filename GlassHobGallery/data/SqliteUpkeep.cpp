@@ -69,6 +69,14 @@ std::vector<std::string> SqliteDatabase::damage() {
         {"Shaders of people are counted wrongly",
          "SELECT count(*) FROM account a WHERE listed <> (SELECT count(*) FROM shader WHERE account = a.id AND listed "
          "= 1)"},
+        {"People with shaders are counted wrongly",
+         "SELECT count(*) FROM tally WHERE people <> (SELECT count(*) FROM account WHERE listed > 0)"},
+        {"Shaders that people kept are counted wrongly",
+         "SELECT count(*) FROM account a WHERE kept <> (SELECT count(*) FROM shader WHERE account = a.id AND deleted "
+         "IS NULL)"},
+        {"Forks are counted wrongly",
+         "SELECT count(*) FROM shader s WHERE forks <> (SELECT count(*) FROM shader f WHERE f.forked_from = 's/' || "
+         "s.id AND f.listed = 1 AND f.forked_from <> '')"},
         {"Shaders have files that nothing keeps",
          "SELECT count(*) FROM shader s WHERE deleted IS NULL AND (SELECT count(*) FROM shader_media m WHERE m.shader "
          "= s.number AND m.media IN (s.source, s.loop, s.thumb, s.small_loop, s.small_thumb)) <> (SELECT count(*) FROM "

@@ -10,6 +10,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 
+#include <algorithm>
 #include <fstream>
 #include <iterator>
 
@@ -62,13 +63,23 @@ std::optional<Visitor> Gallery::programOf(const Request& request) {
     return visitor;
 }
 
+std::span<const Gallery::Route> Gallery::apiRoutes() {
+    using enum Route::Takes;
+    static constexpr Route table[] = {{"/api/me", reading},
+                                      {"/api/app/link", posting},
+                                      {"/api/app/link/poll", posting},
+                                      {"/api/account/handle", posting},
+                                      {"/api/auth/signout", posting},
+                                      {"/api/shaders", posting}};
+    return table;
+}
+
 Response Gallery::api(Request& request, bool isTooLarge) {
     const std::string& path = request.path;
     const bool isMe = path == "/api/me";
-    const bool isKnown = isMe || path == "/api/app/link" || path == "/api/app/link/poll" ||
-                         path == "/api/account/handle" || path == "/api/auth/signout" || path == "/api/shaders";
-    if (!isKnown) return jsonError(404, "There is nothing at this address of the gallery.");
-    const std::string allowed = isMe ? "GET" : "POST";
+    const auto route = std::ranges::find(apiRoutes(), path, &Route::path);
+    if (route == apiRoutes().end()) return jsonError(404, "There is nothing at this address of the gallery.");
+    const std::string allowed = route->takes == Route::Takes::reading ? "GET" : "POST";
     if (request.method != allowed)
         return jsonError(405, "This address takes " + allowed + " only.").with("Allow", allowed);
     if (path == "/api/shaders") return share(request, isTooLarge);

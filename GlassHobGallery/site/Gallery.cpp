@@ -196,6 +196,86 @@ Response Gallery::answer(Request& request, bool isTooLarge) {
     return answer;
 }
 
+std::span<const Gallery::PageRoute> Gallery::pageRoutes() {
+    using enum Route::Takes;
+    static const PageRoute table[] = {
+        {{"/", reading}, [](const Call& call) { return call.gallery.home(call.request, call.visitor); }},
+        {{"/u/*", reading},
+         [](const Call& call) { return call.gallery.person(call.request, call.visitor, call.parts[1]); }},
+        {{"/s/*", reading},
+         [](const Call& call) { return call.gallery.shaderPage(call.request, call.visitor, call.parts[1]); }},
+        {{"/s/*/edit", both},
+         [](const Call& call) {
+             return call.gallery.shaderForm(call.request, call.visitor, call.parts[1], call.parts[2]);
+         }},
+        {{"/s/*/delete", both},
+         [](const Call& call) {
+             return call.gallery.shaderForm(call.request, call.visitor, call.parts[1], call.parts[2]);
+         }},
+        {{"/s/*/report", both},
+         [](const Call& call) {
+             return call.gallery.shaderForm(call.request, call.visitor, call.parts[1], call.parts[2]);
+         }},
+        {{"/s/*/*", reading},
+         [](const Call& call) {
+             return call.gallery.shaderFile(call.request, call.visitor, call.parts[1], call.parts[2]);
+         }},
+        {{"/setup", both}, [](const Call& call) { return call.gallery.setup(call.request, call.visitor); }},
+        {{"/signin", both}, [](const Call& call) { return call.gallery.signIn(call.request, call.visitor); }},
+        {{"/signout", posting}, [](const Call& call) { return call.gallery.signOut(call.request, call.visitor); }},
+        {{"/join", both}, [](const Call& call) { return call.gallery.join(call.request, call.visitor, ""); }},
+        {{"/join/*", both},
+         [](const Call& call) { return call.gallery.join(call.request, call.visitor, call.parts[1]); }},
+        {{"/reset/*", both},
+         [](const Call& call) { return call.gallery.reset(call.request, call.visitor, call.parts[1]); }},
+        {{"/device", both}, [](const Call& call) { return call.gallery.device(call.request, call.visitor); }},
+        {{"/account", reading},
+         [](const Call& call) { return call.gallery.accountPage(call.request, call.visitor, ""); }},
+        {{"/account/handle", posting},
+         [](const Call& call) { return call.gallery.accountPage(call.request, call.visitor, call.parts[1]); }},
+        {{"/account/email", posting},
+         [](const Call& call) { return call.gallery.accountPage(call.request, call.visitor, call.parts[1]); }},
+        {{"/account/sign-out", posting},
+         [](const Call& call) { return call.gallery.accountPage(call.request, call.visitor, call.parts[1]); }},
+        {{"/account/sign-out-others", posting},
+         [](const Call& call) { return call.gallery.accountPage(call.request, call.visitor, call.parts[1]); }},
+        {{"/account/password", posting},
+         [](const Call& call) { return call.gallery.accountPage(call.request, call.visitor, call.parts[1]); }},
+        {{"/account/delete", both},
+         [](const Call& call) { return call.gallery.accountPage(call.request, call.visitor, call.parts[1]); }},
+        {{"/admin/reports", reading},
+         [](const Call& call) { return call.gallery.admin(call.request, call.visitor, call.parts); }},
+        {{"/admin/hidden", reading},
+         [](const Call& call) { return call.gallery.admin(call.request, call.visitor, call.parts); }},
+        {{"/admin/people", reading},
+         [](const Call& call) { return call.gallery.admin(call.request, call.visitor, call.parts); }},
+        {{"/admin/people/*", both},
+         [](const Call& call) { return call.gallery.admin(call.request, call.visitor, call.parts); }},
+        {{"/admin/invite", both},
+         [](const Call& call) { return call.gallery.admin(call.request, call.visitor, call.parts); }},
+        {{"/admin/joining", both},
+         [](const Call& call) { return call.gallery.admin(call.request, call.visitor, call.parts); }},
+        {{"/admin/hide/*", both},
+         [](const Call& call) { return call.gallery.admin(call.request, call.visitor, call.parts); }},
+        {{"/admin/show/*", posting},
+         [](const Call& call) { return call.gallery.admin(call.request, call.visitor, call.parts); }},
+        {{"/admin/flashes/*", posting},
+         [](const Call& call) { return call.gallery.admin(call.request, call.visitor, call.parts); }},
+        {{"/admin/close/*", posting},
+         [](const Call& call) { return call.gallery.admin(call.request, call.visitor, call.parts); }},
+        {{"/about", reading}, [](const Call& call) { return call.gallery.about(call.request, call.visitor); }},
+    };
+    return table;
+}
+
+std::vector<Gallery::Route> Gallery::routes() {
+    std::vector<Route> all{{"/healthz", Route::Takes::both}, {"/app/latest.json", Route::Takes::both}};
+    std::ranges::copy(apiRoutes(), std::back_inserter(all));
+    for (const PageRoute& page : pageRoutes())
+        all.push_back(page.route);
+    return all;
+}
+
 Response Gallery::route(Request& request, bool isTooLarge) {
     const std::string& path = request.path;
     if (path.empty() || path[0] != '/') return jsonError(400, "This is no address of the gallery.");
@@ -213,27 +293,15 @@ Response Gallery::route(Request& request, bool isTooLarge) {
     if (!isReading && request.method != "POST")
         return errorPage(request, visitor, 405).with("Allow", "GET, HEAD, POST");
     if (isTooLarge) return errorPage(request, visitor, 413);
-    if (path == "/setup") return setup(request, visitor);
-    if (!database_.hasAdministrator()) return redirect("/setup");
-
+    if (path != "/setup" && !database_.hasAdministrator()) return redirect("/setup");
     const std::vector<std::string> parts = partsOf(path);
-    const std::string& first = parts[0];
-    const std::size_t count = parts.size();
-    if (path == "/" && isReading) return home(request, visitor);
-    if (first == "u" && count == 2 && isReading) return person(request, visitor, parts[1]);
-    if (first == "s" && count == 2 && isReading) return shaderPage(request, visitor, parts[1]);
-    if (first == "s" && count == 3 && (parts[2] == "edit" || parts[2] == "delete" || parts[2] == "report"))
-        return shaderForm(request, visitor, parts[1], parts[2]);
-    if (first == "s" && count == 3 && isReading) return shaderFile(request, visitor, parts[1], parts[2]);
-    if (path == "/signin") return signIn(request, visitor);
-    if (path == "/signout" && !isReading) return signOut(request, visitor);
-    if (first == "join" && count <= 2) return join(request, visitor, count == 2 ? parts[1] : "");
-    if (first == "reset" && count == 2) return reset(request, visitor, parts[1]);
-    if (path == "/device") return device(request, visitor);
-    if (first == "account" && count <= 2) return accountPage(request, visitor, count == 2 ? parts[1] : "");
-    if (first == "admin") return admin(request, visitor, parts);
-    if (path == "/about" && isReading)
-        return answerPage(page(request, visitor, "about.html", "Rules and privacy"), visitor);
+    const auto isPart = [](std::string_view wanted, const std::string& part) {
+        return wanted == "*" || wanted == part;
+    };
+    const auto other = isReading ? Route::Takes::posting : Route::Takes::reading;
+    for (const PageRoute& page : pageRoutes())
+        if (page.route.takes != other && std::ranges::equal(partsOf(page.route.path), parts, isPart))
+            return page.answer({*this, request, visitor, parts});
     return errorPage(request, visitor, 404);
 }
 
@@ -244,6 +312,10 @@ std::shared_ptr<const ReadyResponse> Gallery::staticFile(const Request& request)
     if (found == statics_.end()) return {};
     const StaticFile& file = found->second;
     return file.packed && request.header("Accept-Encoding").contains("deflate") ? file.packed : file.plain;
+}
+
+Response Gallery::about(const Request& request, const Visitor& visitor) {
+    return answerPage(page(request, visitor, "about.html", "Rules and privacy"), visitor);
 }
 
 Visitor Gallery::visitorOf(const Request& request) {

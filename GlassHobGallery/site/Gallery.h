@@ -15,6 +15,7 @@
 #include <functional>
 #include <map>
 #include <semaphore>
+#include <span>
 
 class QJsonObject;
 
@@ -51,15 +52,38 @@ class Gallery : public HttpHandler {
 
     const Config& config() const { return config_; }
 
+    // An address that the gallery answers: "/s/*/edit", where each "*" is one part of the path.
+    struct Route {
+        enum class Takes { reading, posting, both };
+        const char* path;
+        Takes takes;
+    };
+    // All of them but the files under /static/.
+    static std::vector<Route> routes();
+
   private:
     using Fields = Request::Fields;
 
+    // A question to a page: `parts` are the parts of its path.
+    struct Call {
+        Gallery& gallery;
+        const Request& request;
+        const Visitor& visitor;
+        const std::vector<std::string>& parts;
+    };
+    struct PageRoute {
+        Route route;
+        Response (*answer)(const Call& call);
+    };
+    static std::span<const PageRoute> pageRoutes();
     Response route(Request& request, bool isTooLarge);
     std::shared_ptr<const ReadyResponse> staticFile(const Request& request) const;
     // Under what the answer may be kept for others; nothing when it may not.
     std::optional<std::string> keptAddress(const Request& request) const;
+    Response about(const Request& request, const Visitor& visitor);
 
     // ---- For programs (Api.cpp, Share.cpp)
+    static std::span<const Route> apiRoutes();
     Response api(Request& request, bool isTooLarge);
     Response startLink(const Request& request);
     Response pollLink(const Request& request, const QJsonObject& body);

@@ -107,7 +107,7 @@ Response Gallery::home(const Request& request, const Visitor& visitor) {
     if (!isKind) filter.kind.clear();
     if (const std::string_view before = request.argument("before"); !before.empty()) {
         const auto last = database_.shader(before);
-        if (!last || last->visibility != "public") return errorPage(request, visitor, 404);
+        if (!last || last->visibility != "public" || last->hidden) return errorPage(request, visitor, 404);
         filter.before = last->number;
     }
     const Database::Tally tally = database_.tally();

@@ -41,6 +41,7 @@ TestServer::TestServer(const std::string& url)
 TestServer::~TestServer() {
     // What the sanitizers find at its end, or before, fails the test too.
     if (process_ > 0) EXPECT_EQ(stop(SIGTERM), 0) << log();
+    EXPECT_FALSE(log().contains("\"event\":\"check\"")) << "the process that looks at uploads fell";
     std::filesystem::remove_all(folder_);
 }
 
@@ -107,6 +108,20 @@ Ended runGallery(const std::string& words) {
 std::string checkOf(const std::filesystem::path& folder) {
     const Ended ended = runGallery("--data " + folder.string() + " check");
     return ended.status == 0 && ended.said.contains("The data are whole") ? "" : ended.said;
+}
+
+std::int64_t countOf(TestServer& at, const std::string& table) {
+    SqliteConnection database = at.database();
+    SqliteQuery query = database.query("SELECT count(*) FROM " + table);
+    query.step();
+    return query.integer(0);
+}
+
+std::set<std::string> filesIn(const std::filesystem::path& folder) {
+    std::set<std::string> names;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(folder))
+        if (entry.is_regular_file()) names.insert(entry.path().filename());
+    return names;
 }
 
 std::string setUp(TestServer& server) {

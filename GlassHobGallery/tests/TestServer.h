@@ -10,6 +10,7 @@
 
 #include <filesystem>
 #include <memory>
+#include <set>
 #include <string>
 
 #include <sys/types.h>
@@ -57,6 +58,11 @@ Ended runGallery(const std::string& words);
 // Its command "check" of a data folder: empty when all is well.
 std::string checkOf(const std::filesystem::path& folder);
 
+// How many rows a table of its database has, or a part of one: "shader WHERE ...".
+std::int64_t countOf(TestServer& at, const std::string& table);
+// The names of all files in a folder and those in it.
+std::set<std::string> filesIn(const std::filesystem::path& folder);
+
 // A gallery of its own with the administrator "chef", and the token of their program.
 std::string setUp(TestServer& server);
 
@@ -72,6 +78,8 @@ class Browser {
     Answer postBare(const std::string& path, const Fields& form, const std::string& headers = "");
     std::string tokenOn(const std::string& path);
     const std::string& address() const { return address_; }
+    std::string cookie(const std::string& name) const { return cookies_.contains(name) ? cookies_.at(name) : ""; }
+    std::string cookieHeader() const { return headers(); }
 
     // Makes an account and stays signed in.
     Browser& join(const std::string& handle);
