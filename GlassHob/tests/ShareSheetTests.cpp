@@ -179,6 +179,7 @@ TEST_F(ShareSheetTest, EscapeCancelsAndLosesNothing) {
     ASSERT_TRUE(comesTrue([&] { return is<ShareModel::Failed>(); }));
     EXPECT_EQ(form()->problem()->text(), "The gallery is being mended.");
     EXPECT_EQ(form()->shareButton()->text(), "Try Again");
+    EXPECT_EQ(sheet()->focusWidget(), form()->shareButton()) << "Return would close it";
     EXPECT_EQ(renderings, 2);
     key(Qt::Key_Escape);
     ASSERT_TRUE(comesTrue([&] { return !sheet(); }));

@@ -84,10 +84,10 @@ void ShareSheet::turnTo(DialogPage* page) {
         page->show();
         setUpdatesEnabled(true);
     }
-    // The keyboard stays in a field that can be typed in.
+    // The keyboard stays where it is, but for the button that cancelled what is at work no more.
     const QWidget* focused = focusWidget();
-    const bool hasKeyboard = !isOther && focused && focused->isVisible() && focused->isEnabled();
-    if (hasKeyboard) return;
+    const bool hasTurned = std::exchange(wasWorking_, model_->isWorking()) != model_->isWorking();
+    if (!isOther && !hasTurned && focused && focused->isVisible() && focused->isEnabled()) return;
     if (page == form_)
         form_->focusFirst();
     else if (page == handle_)

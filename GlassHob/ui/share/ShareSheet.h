@@ -55,6 +55,7 @@ class ShareSheet : public PageDialog {
     ShareHandlePage* handle_;
     ShareDonePage* done_;
     DialogPage* page_ = nullptr;
+    bool wasWorking_ = false;
 };
 
 } // namespace glasshob
