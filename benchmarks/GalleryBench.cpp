@@ -16,11 +16,15 @@
 // of each in turn, over one connection that stays open. The visitor is signed in, so that every page is made anew. A
 // common word is in every third title, so that its page is full in both. Two common words that never meet in one
 // title are printed and not judged: their lists must be gone through to the end.
+//
+// A crowd: pages beside hundreds of connections that do nothing or next to nothing, and uploads as large as they may
+// be.
 #include "GlassHobGallery/check/UploadCheck.h"
 #include "GlassHobGallery/data/MediaStore.h"
 #include "GlassHobGallery/data/Secrets.h"
 #include "GlassHobGallery/tests/Client.h"
 #include "benchmarks/Common.h"
+#include "benchmarks/GalleryCrowd.h"
 #include "benchmarks/GallerySites.h"
 #include "benchmarks/HttpLoad.h"
 
@@ -48,7 +52,8 @@ constexpr int shares = 5;
 constexpr double shareTarget = 1.5;
 
 constexpr int few = 100, many = 100'000;
-constexpr int pageRequests = 120;
+constexpr int passes = 7; // minutes of other work on the machine then spoil some, not all
+constexpr int pageRequests = 21;
 constexpr double sizeTarget = 2;
 
 const char* verdict(bool isGood) {
@@ -169,7 +174,7 @@ void fill(Database& database, int count) {
             shader.title = std::string(common[i % 3]) + " of " + others[i % 7] + (i == count / 2 ? " Zephyr" : "");
             shader.licence = "mit";
             shader.visibility = "public";
-            shader.kind = i % 20 < 16 ? "fragment" : i % 20 < 19 ? "particles" : "grid";
+            shader.kind = i % 10 < 6 ? "fragment" : i % 10 < 9 ? "particles" : "grid";
             shader.tags = {"water", i % 2 ? "light" : "dark", i % 4 ? "slow" : "night sky"};
             shader.params = "[]";
             shader.content = hashOf(number);
@@ -218,11 +223,12 @@ bool measureSizes() {
         {"a letter", "/?q=h"},
         {"a rare word", "/?q=zephyr"},
         {"no such word", "/?q=nowhere"},
-        {"two common words", "/?q=sea+mea"},
-        {"a word and a kind", "/?q=sea&kind=particles"},
-        {"a word and a tag", "/?q=night&tag=night+sky"},
+        {"two common words", "/?q=of+har"},
+        {"a word and a kind", "/?q=of&kind=particles"},
+        {"a word and a tag", "/?q=of&tag=night+sky"},
         {"a person with seven", "/u/person-3"},
         {"a person with a third", "/u/busy-person", true},
+        {"words that seldom meet", "/?q=sea+mea&kind=particles", false, false},
         {"words that never meet", "/?q=sea+night+harbour", false, false},
     };
     const GallerySite small([](Database& database, Id) { fill(database, few); });
@@ -233,31 +239,46 @@ bool measureSizes() {
         1e3;
     std::printf("size     %d shaders against %d, filled in %.1f s\n", many, few, seconds);
     Reader smallReader(small), largeReader(*large);
-    bool isGood = true;
-    const auto compare = [&](const std::string& what, const std::string& smallPath, const std::string& largePath,
-                             bool isJudged) {
-        std::vector<double> smallTimes, largeTimes;
-        for (int i = 0; i < pageRequests; ++i) {
-            smallTimes.push_back(smallReader.read(smallPath));
-            largeTimes.push_back(largeReader.read(largePath));
-        }
-        const double ratio = bench::median(largeTimes) / bench::median(smallTimes);
-        isGood &= ratio <= sizeTarget || !isJudged;
-        std::printf("  %-36s %6.2f ms, %6.2f ms with few: %.2f times", what.c_str(), bench::median(largeTimes),
-                    bench::median(smallTimes), ratio);
-        std::printf(isJudged ? " (at most %.0f): %s\n" : "\n", sizeTarget, verdict(ratio <= sizeTarget));
+    struct Comparison {
+        std::string what, smallPath, largePath;
+        bool isJudged;
+        std::vector<double> smallTimes, largeTimes, ratios;
     };
+    std::vector<Comparison> comparisons;
     const auto before = [](int number) {
         const std::string text = std::to_string(number / 3 * 3 + 2);
         return "before=item" + std::string(12 - text.size(), '0') + text;
     };
     for (const Case& one : cases) {
-        compare(one.what, one.path, one.path, one.isJudged);
+        comparisons.push_back({one.what, one.path, one.path, one.isJudged, {}, {}, {}});
         if (!one.isPaged) continue;
-        const std::string joint = one.path.contains('?') ? "&" : "?";
-        const auto from = [&](int number) { return one.path + joint + before(number); };
-        compare(std::string(one.what) + ", a fifth back", from(few * 4 / 5), from(many * 4 / 5), true);
-        compare(std::string(one.what) + ", near the end", from(few / 3), from(few / 3), true);
+        const std::string what = one.what, path = one.path + (one.path.contains('?') ? "&" : "?");
+        comparisons.push_back(
+            {what + ", a fifth back", path + before(few * 4 / 5), path + before(many * 4 / 5), true, {}, {}, {}});
+        comparisons.push_back(
+            {what + ", near the end", path + before(few / 3), path + before(few / 3), true, {}, {}, {}});
+    }
+    for (int pass = 0; pass < passes; ++pass)
+        for (Comparison& one : comparisons) {
+            std::vector<double> smallTimes, largeTimes;
+            for (int i = 0; i < pageRequests; ++i) {
+                smallTimes.push_back(smallReader.read(one.smallPath));
+                largeTimes.push_back(largeReader.read(one.largePath));
+            }
+            one.smallTimes.push_back(bench::median(smallTimes));
+            one.largeTimes.push_back(bench::median(largeTimes));
+            one.ratios.push_back(one.largeTimes.back() / one.smallTimes.back());
+        }
+    bool isGood = true;
+    for (const Comparison& one : comparisons) {
+        const double ratio = bench::median(one.ratios);
+        isGood &= ratio <= sizeTarget || !one.isJudged;
+        std::printf("  %-36s %6.2f ms, %6.2f ms with few: %.2f times", one.what.c_str(), bench::median(one.largeTimes),
+                    bench::median(one.smallTimes), ratio);
+        if (one.isJudged)
+            std::printf(" (at most %.0f): %s\n", sizeTarget, verdict(ratio <= sizeTarget));
+        else
+            std::printf("\n");
     }
     return isGood;
 }
@@ -268,11 +289,12 @@ int main(int count, char** arguments) {
     // As the gallery's own program: the second process of a check.
     if (count == 2 && std::strcmp(arguments[1], uploadCheckArgument) == 0) return runUploadCheck();
     try {
-        const std::string_view only = count == 2 ? arguments[1] : ""; // "pages", "shares" or "sizes"
+        const std::string_view only = count == 2 ? arguments[1] : ""; // "pages", "shares", "sizes" or "crowd"
         bool isGood = true;
         if (only.empty() || only == "pages") isGood &= measurePages();
         if (only.empty() || only == "shares") isGood &= measureShares();
         if (only.empty() || only == "sizes") isGood &= measureSizes();
+        if (only.empty() || only == "crowd") bench::printCrowd();
         return isGood ? 0 : 1;
     } catch (const std::exception& error) {
         std::fprintf(stderr, "%s\n", error.what());

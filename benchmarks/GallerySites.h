@@ -31,6 +31,7 @@ class Process {
     explicit Process(const std::vector<std::string>& command, int output = -1);
     ~Process();
     Process(const Process&) = delete;
+    pid_t id() const { return process_; }
 
   private:
     pid_t process_ = 0;
@@ -44,6 +45,7 @@ class GallerySite {
     explicit GallerySite(Fill fill = nullptr);
 
     int port() const { return port_; }
+    pid_t process() const { return process_->id(); }
     // Lines of requests of the person's browser and program.
     const std::string& browser() const { return browser_; }
     const std::string& program() const { return program_; }

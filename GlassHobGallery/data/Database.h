@@ -21,7 +21,8 @@ class Database {
     virtual std::int64_t version() = 0;
     // A whole copy, while others go on. There must be no such file yet.
     virtual void backUp(const std::string& path) = 0;
-    // Overwrites what deleted texts left behind, where that is not done at once.
+    // Overwrites what deleted texts left behind, where that is not done at once, and once a day brings together what
+    // many changes left apart. Takes seconds where there is very much; others may write meanwhile.
     virtual void tidy() = 0;
     // A sentence for everything that contradicts itself; empty when all is well.
     virtual std::vector<std::string> damage() = 0;

@@ -173,6 +173,7 @@ constexpr const char* largeLists = R"(
 DROP TABLE shader_text;
 CREATE VIRTUAL TABLE shader_text USING fts5 (title, handle, tags, facts, tokenize = "unicode61 remove_diacritics 2",
     prefix = '1 2 3 4 5 6 7 8 9 10 11 12');
+INSERT INTO shader_text (shader_text, rank) VALUES ('pgsz', 1000); -- less to read to get far back
 -- What the search keeps of each listed shader.
 CREATE VIEW listed_text AS
     SELECT number, title, handle, replace(tags, ',', ' ') AS tags,
@@ -180,6 +181,7 @@ CREATE VIEW listed_text AS
            AS facts
     FROM shader JOIN account ON account.id = shader.account WHERE shader.listed = 1;
 INSERT INTO shader_text (rowid, title, handle, tags, facts) SELECT number, title, handle, tags, facts FROM listed_text;
+INSERT INTO shader_text (shader_text) VALUES ('optimize');
 
 -- A person's shaders, as everyone sees them and as the person does.
 CREATE INDEX shader_account_listed ON shader (account, number) WHERE listed = 1;

@@ -116,6 +116,10 @@ std::int64_t SqliteConnection::lastRow() const {
     return sqlite3_last_insert_rowid(database_);
 }
 
+std::int64_t SqliteConnection::totalChanges() const {
+    return sqlite3_total_changes64(database_);
+}
+
 int SqliteConnection::changes() const {
     return sqlite3_changes(database_);
 }

@@ -93,6 +93,8 @@ class SqliteConnection {
         return changes();
     }
     std::int64_t lastRow() const;
+    // Of rows, by this connection, ever.
+    std::int64_t totalChanges() const;
     // Writes a whole copy while others read and write.
     void copyTo(const std::string& path);
 

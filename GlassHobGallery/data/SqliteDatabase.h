@@ -104,6 +104,8 @@ class SqliteDatabase : public Database {
     std::vector<Shader> readShaders(SqliteQuery query);
     // Brings lists, tags and search up to date with what the shader now is.
     void relist(std::int64_t shader);
+    // Brings together the pieces that changes leave of the search's index, in steps between which others may write.
+    void mergeSearch();
     std::int64_t single(SqliteQuery query);
     // Whether somebody had this handle whose account is gone.
     bool isGoneHandle(std::string_view handle);

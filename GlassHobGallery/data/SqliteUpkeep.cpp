@@ -2,20 +2,39 @@
 
 #include "GlassHobGallery/data/SqliteDatabase.h"
 
+#include <ctime>
+
 namespace glasshob::gallery {
 
 void SqliteDatabase::backUp(const std::string& path) {
     lease()->copyTo(path);
 }
 
+void SqliteDatabase::mergeSearch() {
+    const Lease connection = lease();
+    constexpr int pages = 4000; // written in one step, a kilobyte each
+    // The first step begins it, and the others go on until one finds nothing left to do.
+    for (int step = -pages;; step = pages) {
+        const std::int64_t before = connection->totalChanges();
+        connection->run("INSERT INTO shader_text (shader_text, rank) VALUES ('merge', ?)", step);
+        if (connection->totalChanges() - before < 2) return;
+    }
+}
+
 void SqliteDatabase::tidy() {
-    if (setting("untidy").empty()) return;
+    // Every change leaves the search's index in one more part: once a day they are put together anyway.
+    const std::string today = std::to_string(std::time(nullptr) / 86400);
+    const bool isUntidy = !setting("untidy").empty();
+    if (!isUntidy && setting("search merged") == today) return;
+    // What is deleted from here on says "1" again.
+    if (isUntidy) setSetting("untidy", "2");
+    // The index of words keeps those of deleted rows until its parts are put together.
+    mergeSearch();
+    setSetting("search merged", today);
+    if (!isUntidy) return;
     write([&] {
-        const Lease connection = lease();
         hideGoneHandles();
-        // The index of words keeps those of deleted rows until its parts are put together.
-        connection->run("INSERT INTO shader_text (shader_text) VALUES ('optimize')");
-        setSetting("untidy", "");
+        if (setting("untidy") == "2") setSetting("untidy", "");
     });
     // Pages as they were before lie in the log until all of it is in the file. Somebody who reads meanwhile keeps it
     // longer: then the next time.

@@ -131,7 +131,8 @@ Response Gallery::home(const Request& request, const Visitor& visitor) {
             const bool isOne = !filter.words.contains(' ');
             with += (with.empty() ? " with the " : " and the ") + std::string(isOne ? "word " : "words ") + quoted;
         }
-        const std::int64_t count = found.empty() ? 0 : database_.count(filter);
+        const bool isAll = filter.before == 0 && !hasOlder;
+        const std::int64_t count = isAll ? std::int64_t(found.size()) : database_.count(filter);
         constexpr std::int64_t most = Database::mostCounted;
         made.set("SUMMARY", (count == 0     ? "No shader"
                              : count < most ? counted(count, "shader", "shaders")

@@ -5,20 +5,23 @@
 #include "GlassHobCore/site/Handle.h"
 #include "GlassHobCore/text/Text.h"
 
-#include <QDateTime>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QLocale>
 
 #include <algorithm>
 #include <chrono>
+#include <cstdio>
 
 namespace glasshob::gallery {
 
 namespace {
 
-QDateTime timeOf(Moment moment) {
-    return QDateTime::fromSecsSinceEpoch(moment, Qt::UTC);
+std::chrono::sys_seconds timeOf(Moment moment) {
+    return std::chrono::sys_seconds(std::chrono::seconds(moment));
+}
+
+std::chrono::sys_days dayOf(Moment moment) {
+    return std::chrono::floor<std::chrono::days>(timeOf(moment));
 }
 
 } // namespace
@@ -33,18 +36,27 @@ std::string counted(std::int64_t count, std::string_view one, std::string_view m
 }
 
 std::string dateText(Moment moment) {
-    return QLocale(QLocale::English).toString(timeOf(moment).date(), "d MMMM yyyy").toStdString();
+    static constexpr const char* months[] = {"January", "February", "March",     "April",   "May",      "June",
+                                             "July",    "August",   "September", "October", "November", "December"};
+    const std::chrono::year_month_day date(dayOf(moment));
+    return std::to_string(unsigned(date.day())) + " " + months[unsigned(date.month()) - 1] + " " +
+           std::to_string(int(date.year()));
 }
 
 std::string isoText(Moment moment) {
-    return timeOf(moment).toString("yyyy-MM-ddTHH:mmZ").toStdString();
+    const std::chrono::year_month_day date(dayOf(moment));
+    const std::chrono::hh_mm_ss time(timeOf(moment) - dayOf(moment));
+    char text[64];
+    std::snprintf(text, sizeof text, "%04d-%02u-%02uT%02d:%02dZ", int(date.year()), unsigned(date.month()),
+                  unsigned(date.day()), int(time.hours().count()), int(time.minutes().count()));
+    return text;
 }
 
 std::string whenText(Moment moment, Moment now) {
     const std::int64_t minutes = std::max<std::int64_t>(0, (now - moment) / 60);
     if (minutes < 1) return "just now";
     if (minutes < 60) return counted(minutes, "minute ago", "minutes ago");
-    const auto days = timeOf(moment).date().daysTo(timeOf(now).date());
+    const auto days = (dayOf(now) - dayOf(moment)).count();
     if (days <= 0) return counted(minutes / 60, "hour ago", "hours ago");
     if (days == 1) return "yesterday";
     return days <= 6 ? std::to_string(days) + " days ago" : dateText(moment);
