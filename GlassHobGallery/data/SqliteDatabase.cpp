@@ -36,6 +36,11 @@ std::optional<Link> firstLink(SqliteQuery query) {
 
 constexpr const char* linkColumns = "SELECT id, state, account, agent, address, created, expires, handed FROM link ";
 
+// What is kept of a deleted account's handle. No handle has a colon.
+std::string goneName(std::string_view handle) {
+    return "gone:" + hexText(hashOf("handle " + std::string(handle)));
+}
+
 std::optional<std::string_view> orNull(const std::string& text) {
     return text.empty() ? std::nullopt : std::optional<std::string_view>(text);
 }
@@ -56,22 +61,23 @@ SqliteDatabase::SqliteDatabase(std::string path) : path_(std::move(path)) {
 SqliteDatabase::~SqliteDatabase() = default;
 
 SqliteDatabase::Lease SqliteDatabase::lease() {
-    if (writing_) return {*this, *writing_, false};
+    if (writing_) return Lease(*writing_);
+    std::unique_ptr<SqliteConnection> connection;
     {
         const std::lock_guard lock(mutex_);
         if (!free_.empty()) {
-            SqliteConnection* connection = free_.back().release();
+            connection = std::move(free_.back());
             free_.pop_back();
-            return {*this, *connection, true};
         }
     }
-    return {*this, *new SqliteConnection(path_), true};
+    if (!connection) connection = std::make_unique<SqliteConnection>(path_);
+    return {*this, std::move(connection)};
 }
 
 SqliteDatabase::Lease::~Lease() {
-    if (!isOurs_) return;
-    const std::lock_guard lock(database_.mutex_);
-    database_.free_.emplace_back(connection_);
+    if (!own_) return;
+    const std::lock_guard lock(database_->mutex_);
+    database_->free_.push_back(std::move(own_));
 }
 
 void SqliteDatabase::write(const std::function<void()>& changes) {
@@ -260,13 +266,6 @@ void SqliteDatabase::deleteAccount(Id account) {
         setSetting("untidy", "1");
     });
 }
-
-namespace {
-// No handle has a colon.
-std::string goneName(std::string_view handle) {
-    return "gone:" + hexText(hashOf("handle " + std::string(handle)));
-}
-} // namespace
 
 bool SqliteDatabase::isGoneHandle(std::string_view handle) {
     const Lease connection = lease();

@@ -85,20 +85,21 @@ class SqliteDatabase : public Database {
     std::int64_t countOfOpenReports() override;
 
   private:
-    // A connection that is put back when the lease ends.
+    // A connection, put back when the lease ends unless it is that of the thread's transaction.
     class Lease {
       public:
-        Lease(SqliteDatabase& database, SqliteConnection& connection, bool isOurs)
-            : database_(database), connection_(&connection), isOurs_(isOurs) {}
+        explicit Lease(SqliteConnection& writing) : connection_(&writing) {}
+        Lease(SqliteDatabase& database, std::unique_ptr<SqliteConnection> own)
+            : database_(&database), own_(std::move(own)), connection_(own_.get()) {}
         ~Lease();
         Lease(const Lease&) = delete;
         SqliteConnection* operator->() const { return connection_; }
         SqliteConnection& operator*() const { return *connection_; }
 
       private:
-        SqliteDatabase& database_;
+        SqliteDatabase* database_ = nullptr;
+        std::unique_ptr<SqliteConnection> own_;
         SqliteConnection* connection_;
-        bool isOurs_;
     };
     Lease lease();
     std::vector<Shader> readShaders(SqliteQuery query);

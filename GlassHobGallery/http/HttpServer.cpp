@@ -55,22 +55,30 @@ std::string forwardedAddress(std::string_view list) {
     return isAddress ? last : std::string();
 }
 
-template <class Map>
-void readValues(MHD_Connection* connection, MHD_ValueKind kind, Map& into) {
+void readHeaders(MHD_Connection* connection, Request& request) {
     MHD_get_connection_values(
-        connection, kind,
-        [](void* map, MHD_ValueKind, const char* key, const char* value) {
-            const std::string_view text = value ? value : "";
-            const auto [place, isNew] = static_cast<Map*>(map)->emplace(key, text);
-            // A header that comes twice is one list: what a proxy of ours adds stands behind what the sender claims.
-            if constexpr (std::is_same_v<Map, decltype(Request::headers)>)
-                if (!isNew)
-                    (place->second += Request::Less()(place->first, "cookie") || Request::Less()("cookie", place->first)
-                                          ? ", "
-                                          : "; ") += text;
+        connection, MHD_HEADER_KIND,
+        [](void* into, MHD_ValueKind, const char* key, const char* value) {
+            auto& headers = static_cast<Request*>(into)->headers;
+            const auto [place, isNew] = headers.emplace(key, value ? value : "");
+            // One that comes twice is one list: what a proxy of ours adds stands behind what the sender claims.
+            if (!isNew) {
+                const bool isCookie = !headers.key_comp()(key, "Cookie") && !headers.key_comp()("Cookie", key);
+                (place->second += isCookie ? "; " : ", ") += value ? value : "";
+            }
             return MHD_YES;
         },
-        &into);
+        &request);
+}
+
+void readQuery(MHD_Connection* connection, Request& request) {
+    MHD_get_connection_values(
+        connection, MHD_GET_ARGUMENT_KIND,
+        [](void* into, MHD_ValueKind, const char* key, const char* value) {
+            static_cast<Request*>(into)->query.emplace(key, value ? value : "");
+            return MHD_YES;
+        },
+        &request);
 }
 
 // Takes the file over.
@@ -138,8 +146,8 @@ void HttpServer::State::begin(Exchange& exchange, const char* url, const char* m
     Request& request = exchange.request;
     request.method = method;
     request.path = url;
-    readValues(exchange.connection, MHD_HEADER_KIND, request.headers);
-    readValues(exchange.connection, MHD_GET_ARGUMENT_KIND, request.query);
+    readHeaders(exchange.connection, request);
+    readQuery(exchange.connection, request);
     request.address = addressOf(exchange.connection);
     if (options.isBehindProxy)
         if (std::string told = forwardedAddress(request.header("X-Forwarded-For")); !told.empty())
