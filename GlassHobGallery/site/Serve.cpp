@@ -5,6 +5,9 @@
 
 #include "GlassHobCore/Identity.h"
 
+#include <sys/resource.h>
+
+#include <algorithm>
 #include <atomic>
 #include <csignal>
 #include <cstdio>
@@ -32,6 +35,12 @@ void serve(Config config, Data& data) {
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN); // a file that may not grow is a refusal as others are
 
+    // A thousand connections, and the files that go out over them.
+    rlimit files{};
+    if (getrlimit(RLIMIT_NOFILE, &files) == 0 && files.rlim_cur < 8192) {
+        files.rlim_cur = std::min<rlim_t>(files.rlim_max, 8192);
+        setrlimit(RLIMIT_NOFILE, &files);
+    }
     // The port is known only once the server listens, and the gallery's own address may follow from it.
     struct Forward : HttpHandler {
         std::atomic<HttpHandler*> to = nullptr;

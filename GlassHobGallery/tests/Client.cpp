@@ -5,6 +5,7 @@
 #include <QJsonDocument>
 
 #include <arpa/inet.h>
+#include <poll.h>
 #include <sys/socket.h>
 #include <sys/time.h>
 #include <unistd.h>
@@ -49,6 +50,15 @@ bool Connection::send(std::string_view bytes) {
         bytes.remove_prefix(std::size_t(sent));
     }
     return true;
+}
+
+void Connection::wait(int milliseconds) {
+    pollfd waiting{socket_, POLLIN, 0};
+    poll(&waiting, 1, milliseconds);
+}
+
+void Connection::end() {
+    shutdown(socket_, SHUT_WR);
 }
 
 Answer Connection::receive(bool isHead) {

@@ -32,6 +32,10 @@ class Connection {
 
     // False once the other side has closed.
     bool send(std::string_view bytes);
+    // Until something comes, or so many milliseconds are over.
+    void wait(int milliseconds);
+    // Says that nothing more will come.
+    void end();
     // The next answer; `isHead`: without its body.
     Answer receive(bool isHead = false);
 

@@ -30,6 +30,16 @@ std::string textOf(const std::filesystem::path& path) {
 
 std::atomic<int> counter = 0;
 
+// Every password, token, cookie and code of the tests.
+std::set<std::string>& secrets() {
+    static std::set<std::string> all{goodPassword};
+    return all;
+}
+const std::string& keepSecret(const std::string& text) {
+    if (text.size() >= 8) secrets().insert(text);
+    return text;
+}
+
 } // namespace
 
 TestServer::TestServer(const std::string& url)
@@ -41,7 +51,10 @@ TestServer::TestServer(const std::string& url)
 TestServer::~TestServer() {
     // What the sanitizers find at its end, or before, fails the test too.
     if (process_ > 0) EXPECT_EQ(stop(SIGTERM), 0) << log();
-    EXPECT_FALSE(log().contains("\"event\":\"check\"")) << "the process that looks at uploads fell";
+    const std::string said = log();
+    EXPECT_FALSE(said.contains("\"event\":\"check\"")) << "the process that looks at uploads fell";
+    for (const std::string& secret : secrets())
+        EXPECT_FALSE(said.contains(secret)) << "the log tells " << secret;
     std::filesystem::remove_all(folder_);
 }
 
@@ -75,7 +88,7 @@ void TestServer::start(const std::string& fault) {
     if (at == std::string::npos) throw std::runtime_error("The gallery did not start: " + log);
     port_ = std::atoi(log.c_str() + at + 8);
     if (const std::size_t code = said.find("Setup code: "); code != std::string::npos)
-        setupCode_ = said.substr(code + 12, 14);
+        setupCode_ = keepSecret(said.substr(code + 12, 14));
 }
 
 int TestServer::stop(int signal) {
@@ -135,13 +148,20 @@ std::string setUp(TestServer& server) {
     return programOf(chef, server);
 }
 
+namespace {
+std::unique_ptr<TestServer> shared_;
+}
+
 TestServer& server() {
-    static const std::unique_ptr<TestServer> made = [] {
-        auto started = std::make_unique<TestServer>();
-        setUp(*started);
-        return started;
-    }();
-    return *made;
+    if (!shared_) {
+        shared_ = std::make_unique<TestServer>();
+        setUp(*shared_);
+    }
+    return *shared_;
+}
+
+void endServer() {
+    shared_.reset();
 }
 
 Browser::Browser(TestServer& at) : at_(&at) {
@@ -166,7 +186,7 @@ Answer Browser::keep(Answer answer) {
         if (equals + 1 == pair.size())
             cookies_.erase(pair.substr(0, equals));
         else
-            cookies_[pair.substr(0, equals)] = pair.substr(equals + 1);
+            cookies_[pair.substr(0, equals)] = keepSecret(pair.substr(equals + 1));
     }
     return answer;
 }
@@ -179,7 +199,7 @@ std::string Browser::tokenOn(const std::string& path) {
     const std::string page = get(path).body;
     constexpr std::string_view sign = "name=\"token\" value=\"";
     const std::size_t at = page.find(sign);
-    return at == std::string::npos ? "" : page.substr(at + sign.size(), 43);
+    return at == std::string::npos ? "" : keepSecret(page.substr(at + sign.size(), 43));
 }
 
 Answer Browser::post(const std::string& path, Fields form) {
@@ -218,11 +238,13 @@ Answer apiGet(const std::string& path, const std::string& token, TestServer& at)
 
 std::string programOf(Browser& person, TestServer& at) {
     const QJsonObject link = apiPost("/api/app/link", {}, "", at).json();
-    const std::string code = link["code"].toString().toStdString();
+    const std::string code = keepSecret(link["code"].toString().toStdString());
+    keepSecret(link["device"].toString().toStdString());
     const std::string token = person.tokenOn("/device?code=" + code);
     const Answer allowed = person.postBare("/device", {{"token", token}, {"code", code}, {"answer", "allow"}});
     EXPECT_EQ(allowed.status, 200) << allowed.body;
-    return apiPost("/api/app/link/poll", {{"device", link["device"]}}, "", at).json()["token"].toString().toStdString();
+    return keepSecret(
+        apiPost("/api/app/link/poll", {{"device", link["device"]}}, "", at).json()["token"].toString().toStdString());
 }
 
 Upload Upload::fresh() {

@@ -17,6 +17,7 @@
 
 namespace glasshob::gallery {
 
+// Its end is a failure when it did not end well, or when its log tells what the tests know as secret.
 class TestServer {
   public:
     // `url` is what it believes its own address to be.
@@ -48,6 +49,7 @@ class TestServer {
 
 // The one that the tests share; anyone can join, "chef" is the administrator.
 TestServer& server();
+void endServer();
 
 // Runs the gallery's program to its end, with these words in a shell: its exit status, and all that it said.
 struct Ended {
