@@ -184,9 +184,9 @@ TEST(Fuzz, AnUploadThatIsChangedAtAnyByteHarmsNothing) {
     const std::string body = upload.body("B");
     const std::string head = "Authorization: Bearer " + token + "\r\nContent-Type: multipart/form-data; boundary=B\r\n";
     const bool isLong = std::getenv("GLASSHOB_GALLERY_FUZZ");
-    for (std::size_t at = 0; at < body.size(); ++at) {
+    for (std::size_t at = 0; at < body.size(); at += isLong ? 1 : 2) {
         if (at % 50 == 0) own.database().run("DELETE FROM attempt");
-        for (int kind = isLong ? 0 : int(at % 4); kind < 4; kind += isLong ? 1 : 4) {
+        for (int kind = isLong ? 0 : int(at / 2 % 4); kind < 4; kind += isLong ? 1 : 4) {
             std::string changed = body;
             if (kind == 0) changed[at] = char(changed[at] ^ 1);
             if (kind == 1) changed[at] = '\r';
