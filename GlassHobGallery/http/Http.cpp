@@ -1,5 +1,8 @@
 #include "GlassHobGallery/http/Http.h"
 
+#include <arpa/inet.h>
+#include <netinet/in.h>
+
 #include <algorithm>
 
 namespace glasshob::gallery {
@@ -106,6 +109,15 @@ std::optional<std::string> urlDecoded(std::string_view text) {
         }
     }
     return plain;
+}
+
+std::string networkOf(const std::string& address) {
+    in6_addr six{};
+    if (inet_pton(AF_INET6, address.c_str(), &six) != 1 || IN6_IS_ADDR_V4MAPPED(&six)) return address;
+    std::fill(six.s6_addr + 8, six.s6_addr + 16, std::uint8_t(0));
+    char text[INET6_ADDRSTRLEN] = "";
+    inet_ntop(AF_INET6, &six, text, sizeof text);
+    return std::string(text) + "/64";
 }
 
 std::string urlEncoded(std::string_view text) {

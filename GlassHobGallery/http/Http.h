@@ -70,6 +70,8 @@ struct Response {
 
 // "%41+b" as a form writes it; nothing when a "%" is no byte's.
 std::optional<std::string> urlDecoded(std::string_view text);
+// Whom a limit by address is for: the address, or of IPv6 the network of 64 bits, all of which one person has.
+std::string networkOf(const std::string& address);
 // Everything but letters, digits and "-._~" as "%41".
 std::string urlEncoded(std::string_view text);
 

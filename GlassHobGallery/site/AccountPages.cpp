@@ -86,7 +86,8 @@ Response Gallery::signIn(const Request& request, const Visitor& visitor) {
         const auto account = database_.accountNamed(name);
         // Counted by what was typed, so that it tells nothing of whether there is such a person.
         const std::string bucket = "signin:" + hexText(hashOf(account ? std::to_string(account->id) : name));
-        if (database_.attempts(bucket, quarter, now()) >= tries || !isWithin("signin:" + request.address, 300, quarter))
+        if (database_.attempts(bucket, quarter, now()) >= tries ||
+            !isWithin("signin:" + networkOf(request.address), 300, quarter))
             return errorPage(request, visitor, 429, quarter - now() % quarter);
         if (isPasswordOf(account ? &*account : nullptr, field(*form, "password"))) {
             if (!account->isSuspended) return signedIn(request, account->id, next);
@@ -126,7 +127,7 @@ Response Gallery::join(const Request& request, const Visitor& visitor, const std
     if (isPost) {
         const auto form = formOf(request, visitor);
         if (!form) return errorPage(request, visitor, 403);
-        if (!isWithin("join:" + request.address, 60, hour))
+        if (!isWithin("join:" + networkOf(request.address), 60, hour))
             return errorPage(request, visitor, 429, hour - now() % hour);
         Account account;
         account.handle = field(*form, "handle");
@@ -167,7 +168,7 @@ Response Gallery::setup(const Request& request, const Visitor& visitor) {
     if (request.method == "POST") {
         const auto form = formOf(request, visitor);
         if (!form) return errorPage(request, visitor, 403);
-        if (!isWithin("setup:" + request.address, 20, hour))
+        if (!isWithin("setup:" + networkOf(request.address), 20, hour))
             return errorPage(request, visitor, 429, hour - now() % hour);
         Account account;
         account.handle = field(*form, "handle");

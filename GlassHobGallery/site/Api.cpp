@@ -102,7 +102,7 @@ Response Gallery::api(Request& request, bool isTooLarge) {
 Response Gallery::startLink(const Request& request) {
     constexpr std::int64_t hour = 3600;
     // A whole class behind one address.
-    if (!isWithin("link:" + request.address, 200, hour)) return tooMany(hour);
+    if (!isWithin("link:" + networkOf(request.address), 200, hour)) return tooMany(hour);
     const std::string device = randomToken();
     for (;;) {
         const std::string code = randomText(8, codeCharacters);
@@ -127,7 +127,7 @@ Response Gallery::startLink(const Request& request) {
 }
 
 Response Gallery::pollLink(const Request& request, const QJsonObject& body) {
-    if (!isWithin("poll:" + request.address, 2400, 60)) return tooMany(60);
+    if (!isWithin("poll:" + networkOf(request.address), 2400, 60)) return tooMany(60);
     const std::string device = body["device"].toString().toStdString();
     if (device.size() != 43) return linkGone();
     const auto link = database_.linkOfDevice(hashOf(device));

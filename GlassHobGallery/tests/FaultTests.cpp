@@ -41,8 +41,7 @@ TEST(Faults, KilledAtAnyStageOfAnUploadItHasAllOrNothing) {
     TestServer own;
     const std::string token = setUp(own);
     std::int64_t shared = 0;
-    for (const char* stage :
-         {"finish#1", "check#8", "finish#5", "place#1", "placed#5", "added#1", "committed#1"}) {
+    for (const char* stage : {"finish#1", "check#8", "finish#5", "place#1", "placed#5", "added#1", "committed#1"}) {
         const Upload upload = Upload::fresh();
         own.stop(SIGTERM);
         own.start(std::string("kill:") + stage);

@@ -28,6 +28,14 @@ TEST(Http, ReadsFormsAndCookies) {
     EXPECT_EQ(urlDecoded(urlEncoded("a b&c=d/é?%")), "a b&c=d/é?%");
 }
 
+TEST(Http, OneWhoHasManyAddressesIsOneNetwork) {
+    EXPECT_EQ(networkOf("2001:db8:1:2:3:4:5:6"), "2001:db8:1:2::/64");
+    EXPECT_EQ(networkOf("2001:db8:1:2::"), networkOf("2001:db8:1:2:ffff::1"));
+    EXPECT_NE(networkOf("2001:db8:1:3::1"), networkOf("2001:db8:1:2::1"));
+    for (const char* address : {"192.0.2.1", "::ffff:192.0.2.1", "", "no address"})
+        EXPECT_EQ(networkOf(address), address);
+}
+
 TEST(Secrets, TokensAreLongAndEachTheirOwn) {
     initSecrets();
     const std::string token = randomToken();

@@ -107,6 +107,10 @@ TEST(Rubbish, AddressesThatAskTooMuchAreSlowedDown) {
                   .status,
               200)
         << "what stands before the proxy's own word is a claim";
+    // A proxy may say it in a header of its own.
+    EXPECT_EQ(
+        request(server().port(), "POST", "/api/app/link", "X-Forwarded-For: 203.0.113.11\r\n" + from, "{}").status,
+        429);
 }
 
 } // namespace
