@@ -540,12 +540,22 @@ std::string Gallery::makeResetLink(std::string_view handle) {
 }
 
 void Gallery::sweep() {
-    database_.forget(now());
-    database_.tidy();
-    std::vector<std::string> old;
-    media_.eachOlderThan(3600, [&](const std::string& name) { old.push_back(name); });
-    for (const std::string& name : old)
-        if (!database_.isMediaUsed(name)) removeUnused({name});
+    // What fails, on a full disk above all, keeps neither the rest from being done nor the gallery from serving.
+    const auto attempt = [](const auto& step) {
+        try {
+            step();
+        } catch (const std::exception& error) {
+            logEvent("sweep", {{"what", error.what()}});
+        }
+    };
+    attempt([&] { database_.forget(now()); });
+    attempt([&] {
+        std::vector<std::string> old;
+        media_.eachOlderThan(3600, [&](const std::string& name) { old.push_back(name); });
+        for (const std::string& name : old)
+            if (!database_.isMediaUsed(name)) removeUnused({name});
+    });
+    attempt([&] { database_.tidy(); });
 }
 
 } // namespace glasshob::gallery
