@@ -12,6 +12,7 @@
 #include "GlassHobCore/Identity.h"
 #include "GlassHobCore/files/PartialFile.h"
 #include "GlassHobCore/site/HttpSession.h"
+#include "GlassHobCore/site/WebAddress.h"
 #include "GlassHobCore/text/Text.h"
 #include "GlassHobOnline/AccountModel.h"
 #include "GlassHobOnline/KeychainTokenStore.h"
@@ -22,6 +23,7 @@
 #include <QMessageBox>
 #include <QSettings>
 #include <QTimer>
+#include <QUrl>
 
 #include <chrono>
 #include <cstdio>
@@ -32,13 +34,14 @@
 namespace {
 
 constexpr const char* usage =
-    "Usage: glasshob [--shader] [FILE | LINK]\n"
+    "Usage: glasshob [--site URL] [--shader] [FILE | LINK]\n"
     "\n"
     "Opens FILE, a shader in Metal Shading Language, with its live picture. Without FILE the\n"
     "shader of the last time is opened, or the bundled sample. LINK is a link of the gallery\n"
     "(glasshob://open?src=...): its shader is saved and shown, and runs when you press Run.\n"
     "\n"
     "  --shader FILE  open FILE\n"
+    "  --site URL     the gallery for this run, such as http://localhost:8080\n"
     "  --help         show this text\n"
     "  --version      show the version\n";
 
@@ -89,6 +92,11 @@ int main(int argc, char** argv) {
                      qPrintable(arguments.error()));
         return 2;
     }
+    if (!arguments->site.isEmpty() && !glasshob::isWebAddress(QUrl(arguments->site, QUrl::StrictMode))) {
+        std::fprintf(stderr, "glasshob: \"%s\" is no address of a gallery: give one such as http://localhost:8080.\n",
+                     qPrintable(arguments->site));
+        return 2;
+    }
 
     glasshob::SingleInstance instance;
     const QByteArray activation = glasshob::SingleInstance::takeActivation();
@@ -104,7 +112,10 @@ int main(int argc, char** argv) {
     QApplication::setWindowIcon(glasshob::applicationIcon());
 
     const auto site = glasshob::Site::at(
-        QSettings().value(glasshob::asQString(glasshob::Identity::setting::apiBase)).toString().toStdString());
+        (arguments->site.isEmpty()
+             ? QSettings().value(glasshob::asQString(glasshob::Identity::setting::apiBase)).toString()
+             : arguments->site)
+            .toStdString());
     glasshob::HttpSession session{std::string(glasshob::Identity::userAgent)};
     glasshob::KeychainTokenStore tokens;
     glasshob::AccountModel account(site, session, tokens);

@@ -31,6 +31,21 @@ install_packages() {
     }
 }
 
+# install_npm_packages FROM INTO: what FROM/package.json asks for, in the versions of its lock file, into the folder INTO.
+install_npm_packages() {
+    local from=$1 into=$2
+    if [ -d "$into/node_modules" ] && cmp -s "$from/package-lock.json" "$into/package-lock.json"; then
+        return 0
+    fi
+    command -v npm >/dev/null || install_packages npm || return 1
+    rm -rf "$into" && mkdir -p "$into" && cp "$from/package.json" "$from/package-lock.json" "$into/" &&
+        npm ci --prefix "$into" --ignore-scripts --no-audit --no-fund --loglevel=error >/dev/null || {
+        rm -rf "$into"
+        echo "npm could not install the packages of $from. The lines above say why." >&2
+        return 1
+    }
+}
+
 # configure PRESET [cmake arguments]: quiet when nothing changed.
 configure() {
     local preset=$1 log

@@ -13,6 +13,8 @@ struct StartArguments {
     // As given; empty when there is none.
     QString path;
     QString link;
+    // The gallery for this run, in place of the setting; as given.
+    QString site;
 
     // Of the words behind the program's name, without Qt's own. The error is the word that is no option.
     static std::expected<StartArguments, QString> parse(const QStringList& words);

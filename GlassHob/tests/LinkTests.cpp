@@ -31,6 +31,8 @@ TEST(StartArguments, AreFilesAndLinksAsPeopleAndDesktopsWriteThem) {
         {{"--shader", "a.metal", "glasshob://open"}, "a.metal", "glasshob://open", {}},
         {{"--what"}, {}, {}, "--what"},
         {{"a.metal", "b.metal"}, {}, {}, "b.metal"},
+        {{"--site", "http://localhost:8080", "a.metal"}, "a.metal", {}, {}},
+        {{"--site"}, {}, {}, "--site"},
     };
     for (const auto& each : cases) {
         const auto parsed = StartArguments::parse(each.words);

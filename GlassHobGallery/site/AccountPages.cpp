@@ -242,24 +242,29 @@ Response Gallery::accountPage(const Request& request, const Visitor& visitor, co
     if (!visitor.account) return toSignIn(request);
     const Account& account = *visitor.account;
     const bool isPost = request.method == "POST";
-    std::string problem;
+    std::string problem, typedHandle = account.handle, typedEmail = account.email;
+    bool isPasswordWrong = false;
     int status = 200;
     if (isPost) {
         const auto form = formOf(request, visitor);
         if (!form) return errorPage(request, visitor, 403);
         const auto isOwner = [&] { // with the patience of the sign-in page
             const std::string bucket = "password:" + std::to_string(account.id);
+            isPasswordWrong = true;
             if (database_.attempts(bucket, quarter, now()) >= 5) {
                 problem = "That was a wrong password too often. Try again in 15 minutes.";
                 return false;
             }
-            if (isPasswordOf(&account, field(*form, "current"))) return true;
+            if (isPasswordOf(&account, field(*form, "current"))) {
+                isPasswordWrong = false;
+                return true;
+            }
             database_.attempt(bucket, quarter, now());
             problem = "This is not your current password.";
             return false;
         };
         if (what == "handle") {
-            const std::string handle = field(*form, "handle");
+            const std::string handle = typedHandle = field(*form, "handle");
             problem = handleProblem(handle);
             if (problem.empty() && !isWithin("handle:" + std::to_string(account.id), 20, hour))
                 return errorPage(request, visitor, 429, hour - now() % hour);
@@ -267,7 +272,7 @@ Response Gallery::accountPage(const Request& request, const Visitor& visitor, co
                 problem = "Somebody else has this handle. Choose another.";
             if (problem.empty()) return redirect("/account?done=handle");
         } else if (what == "email") {
-            const std::string email(trimmed(field(*form, "email")));
+            const std::string email = typedEmail = trimmed(field(*form, "email"));
             problem = emailProblem(email);
             if (problem.empty() && !database_.setEmail(account.id, email))
                 problem = "Another account has this e-mail address.";
@@ -311,8 +316,17 @@ Response Gallery::accountPage(const Request& request, const Visitor& visitor, co
     Page made =
         page(request, visitor, isDeleting ? "account-delete.html" : "account.html",
              std::string(problem.empty() ? "" : "Error: ") + (isDeleting ? "Delete your account?" : "Your account"));
-    made.set("OWNED", isDeleting ? owned : "Your " + owned).set("EMAIL", account.email);
-    if (!problem.empty()) made.add("PROBLEM").set("REASON", problem);
+    made.set("OWNED", isDeleting ? owned : "Your " + owned);
+    made.set("TYPED_HANDLE", typedHandle).set("TYPED_EMAIL", typedEmail);
+    const auto at = [&](bool isHere) { return isHere ? problem : std::string(); };
+    if (isDeleting && !problem.empty())
+        made.add("PROBLEM").set("REASON", problem);
+    else
+        showProblems(made, "your account",
+                     {{"HANDLE", at(what == "handle")},
+                      {"EMAIL", at(what == "email")},
+                      {"CURRENT", at(what == "password" && isPasswordWrong)},
+                      {"NEW", at(what == "password" && !isPasswordWrong)}});
     static const std::map<std::string, std::string, std::less<>> said{
         {"handle", "Your handle is now "},
         {"email", "Your e-mail address is saved."},

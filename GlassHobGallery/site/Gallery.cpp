@@ -22,6 +22,7 @@ namespace {
 
 constexpr std::int64_t day = 86400;
 constexpr std::int64_t browserLife = 30 * day;
+constexpr std::string_view standardName = "Glass Hob Gallery";
 
 // What an ETag says of these bytes.
 std::string tagOf(std::string_view bytes) {
@@ -35,18 +36,6 @@ std::string typeOf(const std::filesystem::path& path) {
     if (ending == ".svg") return "image/svg+xml";
     if (ending == ".woff2") return "font/woff2";
     return "text/plain; charset=utf-8";
-}
-
-// The only page that needs neither template nor database.
-Response plainPage(int status, const std::string& head, const std::string& text) {
-    Response answer;
-    answer.status = status;
-    answer.body =
-        "<!doctype html><html lang=\"en\"><head><meta charset=\"utf-8\"><meta name=\"viewport\" "
-        "content=\"width=device-width, initial-scale=1\"><title>Something went wrong</title><link rel=\"stylesheet\" "
-        "href=\"/static/gallery.css\"></head><body><main id=\"main\" class=\"empty\"><p class=\"number\">" +
-        std::to_string(status) + "</p><h1>" + head + "</h1><p>" + text + "</p></main></body></html>";
-    return answer.with("Content-Type", "text/html; charset=utf-8").with("Cache-Control", "no-store");
 }
 
 std::vector<std::string> partsOf(std::string_view path) {
@@ -178,16 +167,16 @@ Response Gallery::answer(Request& request, bool isTooLarge) {
         logEvent("disk", {{"number", request.number}, {"what", error.what()}});
         answer = request.path.starts_with("/api/")
                      ? jsonError(507, "The gallery has no room for this. Nothing was kept. Tell an administrator.")
-                     : plainPage(507, "The gallery has no room",
-                                 "It is not your fault. Nothing you sent was kept. Tell an administrator, and try "
-                                 "again later.");
+                     : mistakePage(507, "The gallery has no room",
+                                   "It is not your fault. Nothing you sent was kept. Tell an administrator, and try "
+                                   "again later.");
     } catch (const std::exception& error) {
         logEvent("mistake", {{"number", request.number}, {"what", error.what()}});
         const std::string again = "If it happens again, tell an administrator the number " + request.number + ".";
         answer = request.path.starts_with("/api/")
                      ? jsonError(500, "The gallery made a mistake. " + again)
-                     : plainPage(500, "The gallery made a mistake",
-                                 "It is not your fault. Nothing you sent was kept. " + again);
+                     : mistakePage(500, "The gallery made a mistake",
+                                   "It is not your fault. Nothing you sent was kept. " + again);
     }
     secure(answer);
     if (address && answer.status == 200) kept_.keep(*address, state, answer);
@@ -362,7 +351,7 @@ std::string Gallery::cookie(std::string_view what, std::string_view value, std::
 
 std::string Gallery::galleryName() {
     std::string name = database_.setting("name");
-    return name.empty() ? "Glass Hob Gallery" : name;
+    return name.empty() ? std::string(standardName) : name;
 }
 
 std::string Gallery::whoMayJoin() {
@@ -448,6 +437,14 @@ Response Gallery::errorPage(const Request& request, const Visitor& visitor, int 
     Response answer = answerPage(made, visitor, status);
     if (status == 429) answer.with("Retry-After", std::to_string(std::max<std::int64_t>(wait, 1)));
     return answer;
+}
+
+Response Gallery::mistakePage(int status, std::string_view head, std::string_view text) const {
+    Page made(templates_, "error.html");
+    made.set("GALLERY", standardName).set("VERSION", Identity::version).set("STATICS", staticVersion_);
+    made.set("GET", config_.get).set("TITLE", "Something went wrong").set("STATUS", status);
+    made.set("HEAD", head).set("TEXT", text);
+    return answerPage(made, Visitor(), status);
 }
 
 Response Gallery::redirect(const std::string& path) const {

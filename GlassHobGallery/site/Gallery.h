@@ -127,6 +127,8 @@ class Gallery : public HttpHandler {
     // A page without forms, which is the same for all who are not signed in.
     Response answerList(const Page& page, const Visitor& visitor) const;
     Response errorPage(const Request& request, const Visitor& visitor, int status, std::int64_t wait = 0);
+    // Without the database, which may be what is wrong.
+    Response mistakePage(int status, std::string_view head, std::string_view text) const;
     Response redirect(const std::string& path) const;
     Response toSignIn(const Request& request) const;
     // The fields of a form that this visitor was given; nothing when it is none, or came from elsewhere.

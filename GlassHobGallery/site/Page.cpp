@@ -17,16 +17,34 @@ ctemplate::TemplateString asTemplateString(std::string_view text) {
     return {text.data(), text.size()};
 }
 
+std::string contents(const std::filesystem::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    if (!file) throw std::runtime_error("The page template " + path.string() + " cannot be read.");
+    return std::string((std::istreambuf_iterator<char>(file)), {});
+}
+
+// A template with the text of parts/NAME.html in the place of every [[NAME]].
+std::string withParts(std::string text, const std::filesystem::path& parts) {
+    for (std::size_t at = 0; (at = text.find("[[", at)) != std::string::npos;) {
+        const std::size_t end = text.find("]]", at);
+        if (end == std::string::npos) throw std::runtime_error("A [[ in a page template has no ]].");
+        std::string part = contents(parts / (text.substr(at + 2, end - at - 2) + ".html"));
+        if (part.ends_with('\n')) part.pop_back();
+        text.replace(at, end + 2 - at, part);
+    }
+    return text;
+}
+
 } // namespace
 
 Templates::Templates(const std::string& folder) : cache_(std::make_unique<ctemplate::TemplateCache>()) {
     std::error_code error;
     bool isEmpty = true;
     for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
-        std::ifstream file(entry.path(), std::ios::binary);
+        if (!entry.is_regular_file()) continue;
         // Said here and not in the files: none can forget it.
-        const std::string text =
-            "{{%AUTOESCAPE context=\"HTML\"}}" + std::string((std::istreambuf_iterator<char>(file)), {});
+        const std::string text = "{{%AUTOESCAPE context=\"HTML\"}}" +
+                                 withParts(contents(entry.path()), entry.path().parent_path() / "parts");
         const std::string name = entry.path().filename();
         if (!cache_->StringToTemplateCache(name, text, ctemplate::STRIP_BLANK_LINES))
             throw std::runtime_error("The template " + entry.path().string() + " cannot be used.");

@@ -17,7 +17,8 @@ namespace glasshob::gallery {
 
 class Templates {
   public:
-    // Reads every template of a folder. Throws std::runtime_error about one that cannot be used.
+    // Reads every template of a folder; what several share lies in its folder parts and is put in for [[its-name]].
+    // Throws std::runtime_error about one that cannot be used.
     explicit Templates(const std::string& folder);
     ~Templates();
 

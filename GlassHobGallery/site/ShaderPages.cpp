@@ -257,6 +257,13 @@ Response Gallery::shaderPage(const Request& request, const Visitor& visitor, con
     made.show("OWN", isOwn);
     if (visitor.isAdmin()) made.add("OVERSEEN").show(shader->hidden ? "CAN_SHOW" : "CAN_HIDE");
     if (isSeenByLink(*shader)) {
+        // What a chat or another site shows of a link to this page.
+        const std::string kind = shader->kind == "particles" ? "A particle shader" : "A " + shader->kind + " shader";
+        made.frame()
+            .add("TOLD")
+            .set("URL", config_.url + "/s/" + id)
+            .set("NAME", shader->title + " by " + shader->handle)
+            .set("ABOUT", shader->description.empty() ? kind + " to open, read and change." : shader->description);
         made.add("OPENABLE").set("SOURCE_URL", urlEncoded(config_.url + "/s/" + id + "/source.metal"));
     } else {
         made.add("CLOSED").set(

@@ -82,6 +82,7 @@ class Browser {
     const std::string& address() const { return address_; }
     std::string cookie(const std::string& name) const { return cookies_.contains(name) ? cookies_.at(name) : ""; }
     std::string cookieHeader() const { return headers(); }
+    const std::map<std::string, std::string>& cookies() const { return cookies_; }
 
     // Makes an account and stays signed in.
     Browser& join(const std::string& handle);

@@ -184,9 +184,10 @@ void WebBrowser::setScripts(bool areOn) {
 void WebBrowser::setView(int width, int height, std::string_view colourScheme) {
     command("Emulation.setDeviceMetricsOverride",
             {{"width", width}, {"height", height}, {"deviceScaleFactor", 1}, {"mobile", false}});
-    command(
-        "Emulation.setEmulatedMedia",
-        {{"features", QJsonArray{QJsonObject{{"name", "prefers-color-scheme"}, {"value", asQString(colourScheme)}}}}});
+    command("Emulation.setEmulatedMedia",
+            {{"features", QJsonArray{QJsonObject{{"name", "prefers-color-scheme"}, {"value", asQString(colourScheme)}},
+                                     // Colours change at once, so that what is measured is what they end as.
+                                     QJsonObject{{"name", "prefers-reduced-motion"}, {"value", "reduce"}}}}});
 }
 
 QByteArray WebBrowser::picture() {
