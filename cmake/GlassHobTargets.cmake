@@ -11,10 +11,7 @@ add_compile_options(-Wall -Wextra -Wshadow -Wnon-virtual-dtor)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
   add_link_options(-fuse-ld=lld)
 endif()
-if(GLASSHOB_FUZZ)
-  add_compile_options(-fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
-  add_link_options(-fsanitize=address,undefined)
-elseif(GLASSHOB_SANITIZE)
+if(GLASSHOB_SANITIZE)
   add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
   add_link_options(-fsanitize=address,undefined)
 endif()
@@ -41,32 +38,45 @@ function(glasshob_library name)
   glasshob_precompile(${name} ${ARG_PRECOMPILE})
 endfunction()
 
-# glasshob_test(NAME LABELS unit|golden|gpu|media|ui|slow SOURCES... LINK libs... [MAIN] [MOC] [PRECOMPILED target])
-# One test program, and one ctest entry for it. Without MAIN gtest's own main is linked; MOC says that its files have
-# Qt's meta objects; PRECOMPILED takes another target's header. The Vulkan validation
-# layer is on in every test (GLASSHOB_VALIDATION=1) and a message of it fails the program; the driver's shader
-# cache and the user's folders are redirected so that a test never touches the user's files.
+# The tests' own code is run once: not worth the optimiser's time. -fPIC is what their precompiled header has.
+set(GLASSHOB_TEST_OPTIONS -O0 -fPIC)
+
+# The main of test programs that need none of their own, and the precompiled header of them all: gtest's headers are more
+# than half of what a compiler reads for a test.
+function(glasshob_test_main)
+  add_library(test_main OBJECT ${PROJECT_SOURCE_DIR}/cmake/TestMain.cpp)
+  target_compile_options(test_main PRIVATE ${GLASSHOB_TEST_OPTIONS})
+  target_link_libraries(test_main PUBLIC GTest::gtest GTest::gmock)
+  glasshob_precompile(test_main <gtest/gtest.h> <gmock/gmock.h>)
+endfunction()
+
+# glasshob_test(NAME LABELS unit|golden|gpu|media|ui|slow SOURCES... LINK libs... [MAIN] [MOC] [PRECOMPILED target]
+#   [SECONDS n] [ENVIRONMENT NAME=value...] [LAUNCHER command...])
+# One test program, and one ctest entry for it. MAIN says that it has a main of its own; MOC that its files have Qt's meta
+# objects; PRECOMPILED takes the precompiled header of another target than test_main (OFF: of none). SECONDS is how long
+# it takes, where that is long: ctest starts the longest first, so that none is left running alone at the end.
+# The Vulkan validation layer is on in every test (GLASSHOB_VALIDATION=1) and a message of it fails the program; the
+# driver's shader cache and the user's folders are redirected so that a test never touches the user's files.
 function(glasshob_test name)
   if(NOT GLASSHOB_TESTS)
     return()
   endif()
-  cmake_parse_arguments(ARG "MAIN;MOC" "PRECOMPILED" "SOURCES;LINK;LABELS;ENVIRONMENT;LAUNCHER" ${ARGN})
+  cmake_parse_arguments(ARG "MAIN;MOC" "PRECOMPILED;SECONDS" "SOURCES;LINK;LABELS;ENVIRONMENT;LAUNCHER" ${ARGN})
+  if(NOT DEFINED ARG_PRECOMPILED)
+    set(ARG_PRECOMPILED test_main)
+  endif()
   add_executable(${name} ${ARG_SOURCES})
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
-  # Half of a build is the tests' own code, which is run once: not worth the optimiser's time.
-  target_compile_options(${name} PRIVATE -O0)
+  target_compile_options(${name} PRIVATE ${GLASSHOB_TEST_OPTIONS})
   target_link_libraries(${name} PRIVATE ${ARG_LINK} GTest::gtest GTest::gmock)
   if(NOT ARG_MAIN)
-    target_link_libraries(${name} PRIVATE GTest::gtest_main)
+    target_link_libraries(${name} PRIVATE test_main)
   endif()
   if(ARG_MOC)
     set_target_properties(${name} PROPERTIES AUTOMOC ON)
   endif()
-  list(LENGTH ARG_SOURCES count)
   if(ARG_PRECOMPILED)
     target_precompile_headers(${name} REUSE_FROM ${ARG_PRECOMPILED})
-  elseif(count GREATER 3) # fewer are not worth a header of their own
-    glasshob_precompile(${name} <gtest/gtest.h> <gmock/gmock.h>)
   endif()
   set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/tests)
   set(home ${CMAKE_BINARY_DIR}/tests/home/${name})
@@ -75,6 +85,9 @@ function(glasshob_test name)
   set_tests_properties(${name} PROPERTIES
     LABELS "${ARG_LABELS}" TIMEOUT 900 # ends what hangs; a busy machine is given its time
     ENVIRONMENT "GLASSHOB_VALIDATION=1;QT_QPA_PLATFORM=offscreen;HOME=${home};XDG_CONFIG_HOME=${home}/config;XDG_DATA_HOME=${home}/data;XDG_CACHE_HOME=${home}/cache;XDG_DOCUMENTS_DIR=${home}/Documents;${ARG_ENVIRONMENT}")
+  if(ARG_SECONDS)
+    set_property(TEST ${name} PROPERTY COST ${ARG_SECONDS})
+  endif()
   if(ui IN_LIST ARG_LABELS) # one at a time: windows of two programs on one display cover each other and take the focus
     set_property(TEST ${name} PROPERTY RESOURCE_LOCK display)
   endif()

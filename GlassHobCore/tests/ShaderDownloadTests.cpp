@@ -11,7 +11,6 @@
 #include <memory>
 
 using namespace glasshob;
-using Kind = ShaderDownload::Problem::Kind;
 using Then = ScriptedServer::Answer::Then;
 
 namespace {
@@ -106,7 +105,7 @@ TEST_F(ShaderDownloadTests, halfAShaderIsNone) {
     server_.script({{.bytes = "HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\n// half", .then = Then::close}});
     const auto half = fetch();
     ASSERT_FALSE(half);
-    EXPECT_EQ(half.error().kind, Kind::network);
+    EXPECT_EQ(half.error().kind, ShaderDownload::Problem::Kind::network);
     EXPECT_TRUE(half.error().sentence.ends_with('.')) << half.error().sentence;
 
     server_.script({{.bytes = "HTTP/1.1 200 OK\r\nContent-Length: 100\r\n\r\n// half", .then = Then::stall}});
@@ -114,5 +113,5 @@ TEST_F(ShaderDownloadTests, halfAShaderIsNone) {
     const auto task = ShaderDownload::fetch(link(), site_, session_, source.get_token());
     waitUntil([&] { return server_.requests().size() == 2; });
     source.request_stop();
-    EXPECT_EQ(QCoro::waitFor(task).error().kind, Kind::cancelled);
+    EXPECT_EQ(QCoro::waitFor(task).error().kind, ShaderDownload::Problem::Kind::cancelled);
 }

@@ -13,8 +13,6 @@ namespace glasshob {
 
 namespace {
 
-using Kind = EpisodePart::Kind;
-
 // Seconds of shader time that variations start in, at least.
 constexpr double leastSpan = 120;
 
@@ -41,13 +39,13 @@ std::vector<std::int64_t> indicesOf(const EpisodeMeta& meta, const EpisodeChoice
 
 } // namespace
 
-std::string_view rawValue(Kind kind) {
+std::string_view rawValue(EpisodePart::Kind kind) {
     switch (kind) {
-    case Kind::opening: return "opening";
-    case Kind::show: return "show";
-    case Kind::stage: return "stage";
-    case Kind::variation: return "variation";
-    case Kind::end: return "end";
+    case EpisodePart::Kind::opening: return "opening";
+    case EpisodePart::Kind::show: return "show";
+    case EpisodePart::Kind::stage: return "stage";
+    case EpisodePart::Kind::variation: return "variation";
+    case EpisodePart::Kind::end: return "end";
     }
     return {};
 }
@@ -57,7 +55,7 @@ std::vector<Variation> EpisodePlan::variations(const Episode& episode, std::int6
     return variationsOf(ParamParser::parse(episode.source.text), episode.meta, first, count, amount);
 }
 
-void EpisodePlan::add(Kind kind, std::string title, double seconds, std::size_t number) {
+void EpisodePlan::add(EpisodePart::Kind kind, std::string title, double seconds, std::size_t number) {
     EpisodePart part;
     part.kind = kind;
     part.title = std::move(title);
@@ -119,16 +117,16 @@ std::expected<EpisodePlan, EpisodePlan::Fault> EpisodePlan::make(const Episode& 
     for (const std::int64_t index : indices)
         plan.variations_.push_back(variationsOf(plan.params_, plan.meta_, index, 1, choices.amount).front());
 
-    if (choices.hasCards && hasRoom) plan.add(Kind::opening, plan.meta_.title, episodeLook::cardSeconds);
-    if (choices.hasShow) plan.add(Kind::show, "Full show", plan.meta_.length);
+    if (choices.hasCards && hasRoom) plan.add(EpisodePart::Kind::opening, plan.meta_.title, episodeLook::cardSeconds);
+    if (choices.hasShow) plan.add(EpisodePart::Kind::show, "Full show", plan.meta_.length);
     for (std::size_t i = 0; i < plan.stages_.size(); ++i)
-        plan.add(Kind::stage, std::to_string(plan.stages_[i].number) + " · " + plan.stages_[i].title,
+        plan.add(EpisodePart::Kind::stage, std::to_string(plan.stages_[i].number) + " · " + plan.stages_[i].title,
                  double(plan.stages_[i].pages.size()) * choices.pageSeconds, i);
     for (std::size_t i = 0; i < plan.variations_.size(); ++i)
-        plan.add(Kind::variation, plan.variations_[i].title(), plan.meta_.variationLength, i);
-    const bool hasContent = !plan.parts_.empty() && plan.parts_.back().kind != Kind::opening;
+        plan.add(EpisodePart::Kind::variation, plan.variations_[i].title(), plan.meta_.variationLength, i);
+    const bool hasContent = !plan.parts_.empty() && plan.parts_.back().kind != EpisodePart::Kind::opening;
     if (!hasContent) return std::unexpected(Fault{"There is nothing left to show: choose at least one part.", {}});
-    if (choices.hasCards && hasRoom) plan.add(Kind::end, "End", episodeLook::cardSeconds);
+    if (choices.hasCards && hasRoom) plan.add(EpisodePart::Kind::end, "End", episodeLook::cardSeconds);
     return plan;
 }
 
@@ -153,14 +151,14 @@ VideoChapters EpisodePlan::chapters() const {
     bool hasVariations = false;
     for (const EpisodePart& part : parts_) {
         switch (part.kind) {
-        case Kind::show: made.chapters.push_back({part.at, meta_.title, {}}); break;
-        case Kind::stage: made.chapters.push_back({part.at, part.title, {}}); break;
-        case Kind::variation:
+        case EpisodePart::Kind::show: made.chapters.push_back({part.at, meta_.title, {}}); break;
+        case EpisodePart::Kind::stage: made.chapters.push_back({part.at, part.title, {}}); break;
+        case EpisodePart::Kind::variation:
             if (!std::exchange(hasVariations, true))
                 Variations::appendChapters(variations_, part.seconds, part.at, made.chapters);
             break;
-        case Kind::opening:
-        case Kind::end: break;
+        case EpisodePart::Kind::opening:
+        case EpisodePart::Kind::end: break;
         }
     }
     if (!made.chapters.empty()) made.chapters.front().at = 0;

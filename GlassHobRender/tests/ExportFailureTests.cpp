@@ -15,14 +15,15 @@ namespace {
 
 using namespace glasshob::testing;
 
-const std::string swarm = "// @particles 10\nstruct Particle { float2 at; };\n"
-                          "Particle spawn(uint id, constant Params& p) { return {float2(0.5)}; }\n"
-                          "void update(thread Particle& q, uint id, constant Uniforms& u, constant Params& p) {}\n"
-                          "float3 place(Particle q, constant Uniforms& u, constant Params& p) { return float3(0.1); }\n"
-                          "float4 ink(Particle q, float2 at, constant Uniforms& u, constant Params& p) { return 1; }\n"
-                          "float4 shade(float2 uv, constant Uniforms& u, constant Params& p, Trails trails) {\n"
-                          "    return trails.at(uv); }\n"
-                          "float2 sound(float t, constant Params& p) { return float2(0.1); }\n";
+const std::string stillDots =
+    "// @particles 10\nstruct Particle { float2 at; };\n"
+    "Particle spawn(uint id, constant Params& p) { return {float2(0.5)}; }\n"
+    "void update(thread Particle& q, uint id, constant Uniforms& u, constant Params& p) {}\n"
+    "float3 place(Particle q, constant Uniforms& u, constant Params& p) { return float3(0.1); }\n"
+    "float4 ink(Particle q, float2 at, constant Uniforms& u, constant Params& p) { return 1; }\n"
+    "float4 shade(float2 uv, constant Uniforms& u, constant Params& p, Trails trails) {\n"
+    "    return trails.at(uv); }\n"
+    "float2 sound(float t, constant Params& p) { return float2(0.1); }\n";
 const std::string noise = "float4 shade(float2 uv, constant Uniforms& u, constant Params& p) {\n"
                           "    float2 cell = floor(uv * 400.0);\n"
                           "    return float4(fract(sin(dot(cell, float2(12.9898, 78.233)) + u.time) * 43758.5)); }\n";
@@ -50,7 +51,7 @@ class ExportFailureTest : public ExportTest {
 };
 
 TEST_F(ExportFailureTest, CancelledBetweenFramesItLeavesNothing) {
-    for (const std::string& source : {counting, clicking, swarm})
+    for (const std::string& source : {counting, clicking, stillDots})
         for (const VideoCodec codec : {VideoCodec::h264, VideoCodec::hevc})
             for (const std::int64_t frame : {0, 1, 30, 59}) {
                 std::int64_t calls = 0;
@@ -80,7 +81,7 @@ TEST_F(ExportFailureTest, StoppedInAParticleWarmUpItEndsSoon) {
         return true;
     };
     // An hour of particles: 216,000 steps, in pieces of at most a few hundred.
-    EXPECT_EQ(failureWith(segment(swarm, 3600, 1), preset(), progress, {}, stop.get_token()), "Export cancelled.");
+    EXPECT_EQ(failureWith(segment(stillDots, 3600, 1), preset(), progress, {}, stop.get_token()), "Export cancelled.");
     EXPECT_EQ(calls, 1);
     EXPECT_LT(submissions(), before + 400);
     EXPECT_EQ(names().size(), 0U);
@@ -117,7 +118,7 @@ TEST_F(ExportFailureTest, ADeviceThatFailsOnTheWayEndsIt) {
     const struct {
         std::string source;
         int skip;
-    } cases[] = {{counting, 17}, {counting, 59}, {clicking, 30}, {swarm, 9}};
+    } cases[] = {{counting, 17}, {counting, 59}, {clicking, 30}, {stillDots, 9}};
     for (const auto& each : cases) {
         on = device(); // anew: the last one is lost
         const ExportSegment made = segment(each.source, 0, 1);

@@ -17,7 +17,7 @@ constexpr Rgb behind{9, 7, 8}; // 0.035, 0.027, 0.031
 constexpr Rgb white{255, 255, 255};
 
 // A mesh of `cells` squares whose corner() and shade() have these bodies.
-std::string mesh(int cells, const std::string& corner, const std::string& shade = "return float4(1.0);") {
+std::string meshOf(int cells, const std::string& corner, const std::string& shade = "return float4(1.0);") {
     return "// @grid " + std::to_string(cells) +
            "\n// @param edge 0 0 1\nstruct Vertex { float4 position [[position]]; float2 at; };\n"
            "Vertex corner(float2 grid, constant Uniforms& u, constant Params& p) { Vertex v; v.at = grid; " +
@@ -63,33 +63,33 @@ TEST_F(Grids, TheMeshLiesOverTheBackgroundOrTheClearColor) {
     const std::string quarter = "v.position = float4(grid - 1.0, 0.5, 1.0);";
     for (const int cells : {1, 2, 7, 100}) {
         SCOPED_TRACE(cells);
-        draw(mesh(cells, quarter));
+        draw(meshOf(cells, quarter));
         for (const auto& [x, y] : {std::pair{0U, 7U}, {7U, 7U}, {0U, 4U}, {7U, 4U}, {3U, 6U}})
             EXPECT_EQ(at(x, y), white) << x << ", " << y;
         for (const auto& [x, y] : {std::pair{8U, 7U}, {0U, 3U}, {8U, 3U}, {15U, 0U}})
             EXPECT_EQ(at(x, y), behind) << x << ", " << y;
     }
-    draw(mesh(3, quarter) + halfAndHalf);
+    draw(meshOf(3, quarter) + halfAndHalf);
     EXPECT_EQ(at(3, 6), white);
     EXPECT_EQ(at(12, 6), (Rgb{0, 0, 255})) << "the lower half of the background";
     EXPECT_EQ(at(3, 1), (Rgb{255, 0, 255})) << "the upper half of the background";
     // The far plane itself is not drawn, nor is what lies beyond; the near plane is.
     for (const auto& [depth, expected] :
          {std::pair{"1.0", behind}, {"1.5", behind}, {"-0.1", behind}, {"0.0", white}}) {
-        draw(mesh(1, "v.position = float4(grid * 2.0 - 1.0, " + std::string(depth) + ", 1.0);"));
+        draw(meshOf(1, "v.position = float4(grid * 2.0 - 1.0, " + std::string(depth) + ", 1.0);"));
         EXPECT_EQ(at(8, 4), expected) << depth;
     }
 }
 
 TEST_F(Grids, ShadeSeesTheInterpolatedVertexAndTheUniforms) {
-    draw(
-        mesh(4, "v.position = float4(grid * 2.0 - 1.0, 0.5, 1.0);", "return float4(v.at, v.position.x / 255.0, 1.0);"));
+    draw(meshOf(4, "v.position = float4(grid * 2.0 - 1.0, 0.5, 1.0);",
+                "return float4(v.at, v.position.x / 255.0, 1.0);"));
     for (const auto& [x, y] : {std::pair{0U, 0U}, {15U, 7U}, {5U, 2U}})
         expectNear(
             x, y,
             {int(std::lround((x + 0.5) * 255 / 16)), int(std::lround((7.5 - y) * 255 / 8)), int(std::lround(x + 0.5))});
-    draw(mesh(1, "v.position = float4(grid * 2.0 - 1.0, 0.5, 1.0);",
-              "return float4(p.edge, u.time, float(u.frame) / 255.0 + u.timeDelta, 1.0);"),
+    draw(meshOf(1, "v.position = float4(grid * 2.0 - 1.0, 0.5, 1.0);",
+                "return float4(p.edge, u.time, float(u.frame) / 255.0 + u.timeDelta, 1.0);"),
          {{"edge", 0.4F}}, 0.2F);
     expectNear(8, 4, {102, 51, 5});
 }
@@ -106,11 +106,11 @@ TEST_F(Grids, EdgesAreOfFourSamples) {
         Rgb mixed;
         for (std::size_t i = 0; i < 3; ++i)
             mixed[i] = int(std::lround(behind[i] + (255 - behind[i]) * covered / 4.0));
-        draw(mesh(2, left), {{"edge", edge}});
+        draw(meshOf(2, left), {{"edge", edge}});
         EXPECT_EQ(at(7, 3), white);
         expectNear(8, 3, mixed);
         EXPECT_EQ(at(9, 3), behind);
-        draw(mesh(2, low), {{"edge", edge}});
+        draw(meshOf(2, low), {{"edge", edge}});
         EXPECT_EQ(at(3, 5), white);
         expectNear(3, 4, mixed);
         EXPECT_EQ(at(3, 3), behind);
@@ -123,7 +123,7 @@ TEST_F(Grids, NearerPartsHideFartherOnesWhateverTheirOrder) {
     const std::string which = "return v.at.x < 0.5 ? float4(1, 0, 0, 1) : float4(0, 1, 0, 1);";
     for (const auto& [depth, color] :
          {std::pair{"0.25 + grid.x * 0.5", Rgb{255, 0, 0}}, {"0.75 - grid.x * 0.5", Rgb{0, 255, 0}}}) {
-        draw(mesh(2, folded + depth + ", 1.0);", which) + halfAndHalf);
+        draw(meshOf(2, folded + depth + ", 1.0);", which) + halfAndHalf);
         for (const auto& [x, y] : {std::pair{1U, 1U}, {6U, 6U}, {13U, 3U}})
             EXPECT_EQ(at(x, y), color) << depth << " at " << x << ", " << y;
     }
@@ -131,7 +131,7 @@ TEST_F(Grids, NearerPartsHideFartherOnesWhateverTheirOrder) {
 
 TEST_F(Grids, EveryFrameBeginsAnew) {
     const auto made =
-        program(mesh(1, "v.position = float4(grid * 2.0 - 1.0 + u.time, 0.5 - u.time * 0.1, 1.0);"), device());
+        program(meshOf(1, "v.position = float4(grid * 2.0 - 1.0 + u.time, 0.5 - u.time * 0.1, 1.0);"), device());
     ASSERT_NE(made, nullptr);
     const auto run = ShaderRun::make(made, made->device(), 16, 8);
     ASSERT_NE(run, nullptr);
@@ -147,14 +147,14 @@ TEST_F(Grids, EveryFrameBeginsAnew) {
 }
 
 TEST_F(Grids, TheLargestMeshIsDrawnWhole) {
-    draw(mesh(5000, "v.position = float4(grid * 2.0 - 1.0, 0.5, 1.0);", "return float4(v.at, 0.0, 1.0);"));
-    EXPECT_EQ(program(mesh(5000, "v.position = float4(0);"), device())->mesh()->cells, 1024);
+    draw(meshOf(5000, "v.position = float4(grid * 2.0 - 1.0, 0.5, 1.0);", "return float4(v.at, 0.0, 1.0);"));
+    EXPECT_EQ(program(meshOf(5000, "v.position = float4(0);"), device())->mesh()->cells, 1024);
     for (const auto& [x, y] : {std::pair{0U, 0U}, {15U, 7U}, {15U, 0U}, {8U, 4U}})
         expectNear(x, y, {int(std::lround((x + 0.5) * 255 / 16)), int(std::lround((7.5 - y) * 255 / 8)), 0});
 }
 
 TEST_F(Grids, WhatCannotBeMadeIsAbsentOrAnError) {
-    const std::string source = mesh(1, "v.position = float4(0);") + halfAndHalf;
+    const std::string source = meshOf(1, "v.position = float4(0);") + halfAndHalf;
     const auto made = program(source, device());
     for (const std::int64_t side : {std::int64_t(0), std::int64_t(-1), std::int64_t(1) << 33}) {
         EXPECT_EQ(ShaderRun::make(made, made->device(), side, 4), nullptr) << side;

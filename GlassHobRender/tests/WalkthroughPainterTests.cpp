@@ -15,7 +15,7 @@ using episodeLook::Picture;
 
 namespace {
 
-const std::vector<EpisodeFrame> frames = {{1280, 720}, {1920, 1080}, {3840, 2160}};
+const std::vector<EpisodeFrame> frameSizes = {{1280, 720}, {1920, 1080}, {3840, 2160}};
 
 std::string many(const std::string& text, int count) {
     std::string all;
@@ -82,7 +82,7 @@ TEST(WalkthroughPainter, MarksAddedRowsAndNothingElse) {
                            "Why."});
     const WalkthroughLine::Kind kinds[] = {Kind::context, Kind::added, Kind::added, Kind::gap,
                                            Kind::context, Kind::blank, Kind::added};
-    for (const EpisodeFrame& frame : frames) {
+    for (const EpisodeFrame& frame : frameSizes) {
         const WalkthroughPainter painter(frame, {stage});
         const QImage image = painter.page(0, 0);
         const CodeRows rows = codeRows(stage.pages[0].lines, codeColumn::textWidth(frame));
@@ -108,7 +108,7 @@ TEST(WalkthroughPainter, MarksAddedRowsAndNothingElse) {
 TEST(WalkthroughPainter, NothingRunsOutOfItsPlace) {
     const auto all = stages();
     const QColor editor = episodeLook::colour(Role::editor), panel = episodeLook::colour(Role::panel);
-    for (const EpisodeFrame& frame : frames) {
+    for (const EpisodeFrame& frame : frameSizes) {
         const WalkthroughPainter painter(frame, all);
         for (std::size_t stage = 0; stage < all.size(); ++stage) {
             SCOPED_TRACE(stage);
@@ -139,21 +139,22 @@ TEST(WalkthroughPainter, NothingRunsOutOfItsPlace) {
 
 TEST(WalkthroughPainter, PaintsTheSameBytesOnEveryThread) {
     const auto all = stages();
-    const WalkthroughPainter painter(frames[0], all);
+    const WalkthroughPainter painter(frameSizes[0], all);
     for (std::size_t stage = 0; stage < all.size(); ++stage) {
         const QImage first = painter.page(stage, 0, 0.55), moment = painter.titleMoment(stage);
         QImage second;
-        std::thread([&] { second = WalkthroughPainter(frames[0], stages()).page(stage, 0, 0.55); }).join();
+        std::thread([&] { second = WalkthroughPainter(frameSizes[0], stages()).page(stage, 0, 0.55); }).join();
         EXPECT_EQ(first, second);
         EXPECT_EQ(painter.titleMoment(stage), moment);
     }
 }
 
 TEST(WalkthroughPainter, OnlyTextFades) {
-    const WalkthroughPainter painter(frames[1], stages());
+    const WalkthroughPainter painter(frameSizes[1], stages());
     const QImage none = painter.page(1, 0, 0), half = painter.page(1, 0, 0.5), full = painter.page(1, 0);
     EXPECT_TRUE(isFlat(none, {0, 0, 1152, 1080}, episodeLook::colour(Role::editor)));
-    const QRect title = frames[1].pixels({1200, 480, 660, 111}), progress = frames[1].pixels({1200, 990, 560, 20});
+    const QRect title = frameSizes[1].pixels({1200, 480, 660, 111}),
+                progress = frameSizes[1].pixels({1200, 990, 560, 20});
     for (const QRect& steady : {title, progress}) {
         EXPECT_EQ(none.copy(steady), full.copy(steady));
         EXPECT_EQ(half.copy(steady), full.copy(steady));
@@ -163,7 +164,7 @@ TEST(WalkthroughPainter, OnlyTextFades) {
 }
 
 TEST(WalkthroughPainter, TellsHowAPageFits) {
-    const WalkthroughPainter painter(frames[1], stages());
+    const WalkthroughPainter painter(frameSizes[1], stages());
     EXPECT_EQ(painter.fit(0, 0).codeSize, 44);
     EXPECT_FALSE(painter.fit(0, 0).isCaptionCut);
     const PageFit much = painter.fit(2, 1);
@@ -204,7 +205,7 @@ TEST(CardPainter, ShowsThePictureThroughTheArch) {
     for (const std::string& text :
          {std::string("Flowing Colour"), std::string(), many("光る波。", 300), many("Words ", 300)}) {
         meta.title = meta.teaches = meta.finalSummary = text;
-        for (const EpisodeFrame& frame : frames) {
+        for (const EpisodeFrame& frame : frameSizes) {
             for (const Card card : {Card::opening, Card::end}) {
                 const QImage image = paintCard(frame, meta, card);
                 const double left = card == Card::opening ? 990 : 174;
@@ -237,7 +238,7 @@ TEST(CardPainter, LabelOfAVariationEndsBeforeTheMark) {
     EXPECT_EQ(label.sliders[0].value, "0.94");
     EXPECT_NEAR(label.sliders[0].at, 0.47, 1e-6);
     EXPECT_NEAR(label.sliders[0].defaultAt, 0.25, 1e-6);
-    for (const EpisodeFrame& frame : frames) {
+    for (const EpisodeFrame& frame : frameSizes) {
         const QImage image = paintVariationLabel(frame, label);
         EXPECT_TRUE(isFlat(image, {0, 0, 1920, 873}, clear));
         EXPECT_TRUE(isFlat(image, {1719, 0, 201, 1080}, clear));
@@ -248,5 +249,5 @@ TEST(CardPainter, LabelOfAVariationEndsBeforeTheMark) {
     variation.highlights.clear();
     const VariationLabel plain = variationLabel(variation, params, 1, 1000000);
     EXPECT_TRUE(plain.sliders.empty());
-    EXPECT_TRUE(isFlat(paintVariationLabel(frames[0], plain), {1719, 0, 201, 1080}, clear));
+    EXPECT_TRUE(isFlat(paintVariationLabel(frameSizes[0], plain), {1719, 0, 201, 1080}, clear));
 }

@@ -8,20 +8,20 @@ using ir::Value;
 
 namespace {
 
-constexpr ScalarKind uintKind = ScalarKind::uint;
-constexpr ScalarKind ulongKind = ScalarKind::ulong;
+constexpr ScalarKind wordKind = ScalarKind::uint;
+constexpr ScalarKind wideKind = ScalarKind::ulong;
 
 struct Halves {
     Number high, low; // uint
 };
 
 Halves halves(const Number& x) {
-    const Number bits = x.as(ulongKind);
-    return {(bits >> 32).to(uintKind), bits.to(uintKind)};
+    const Number bits = x.as(wideKind);
+    return {(bits >> 32).to(wordKind), bits.to(wordKind)};
 }
 
 Number joined(const Number& high, const Number& low) {
-    return high.to(ulongKind) << 32 | low.to(ulongKind);
+    return high.to(wideKind) << 32 | low.to(wideKind);
 }
 
 // The upper 64 bits of the product of two ulongs, from products of their halves.
@@ -37,22 +37,22 @@ Number highProduct(const Number& x, const Number& y) {
 
 // The same for longs, as the bits of a ulong: each negative factor counts 2^64 too much.
 Number highProductSigned(const Number& x, const Number& y) {
-    const Number ux = x.as(ulongKind);
-    const Number uy = y.as(ulongKind);
+    const Number ux = x.as(wideKind);
+    const Number uy = y.as(wideKind);
     return highProduct(ux, uy) - choose(x < 0, uy, 0) - choose(y < 0, ux, 0);
 }
 
 Number multiplyAddSaturated(const Number& a, const Number& b, const Number& c) {
-    const Number ua = a.as(ulongKind);
-    const Number uc = c.as(ulongKind);
-    const Number low = ua * b.as(ulongKind) + uc;
+    const Number ua = a.as(wideKind);
+    const Number uc = c.as(wideKind);
+    const Number low = ua * b.as(wideKind) + uc;
     const Number carry = choose(low < uc, low.constant(1), 0);
     if (!isSigned(a.type()->scalar)) {
         const Number high = highProduct(ua, b) + carry;
         return choose(high != 0, low.constant(-1), low);
     }
     // 128 bits: the sum fits in 64 where the upper half repeats the lower one's sign.
-    const Number signOfC = (c >> 63).as(ulongKind);
+    const Number signOfC = (c >> 63).as(wideKind);
     const Number high = (highProductSigned(a, b) + signOfC + carry).as(ScalarKind::long_);
     const Number result = low.as(ScalarKind::long_);
     const Number bound = (high >> 63) ^ INT64_MAX;
@@ -65,7 +65,7 @@ Value* spellWideInteger(ir::Builder& builder, BuiltinId id, TypeRef type, Operan
     const ScalarKind kind = type->scalar;
     const Number x(builder, operands[0]);
     const auto counted = [&](const Number& count) { return count.to(kind).value; };
-    const auto bitCount = [&](unsigned at) { return Number(builder, operands[at]).to(ulongKind).like(x); };
+    const auto bitCount = [&](unsigned at) { return Number(builder, operands[at]).to(wideKind).like(x); };
     const auto ones = [](const Number& bits) { // as many ones from the bottom up
         return choose(bits >= 64, bits.constant(-1), (bits.constant(1) << bits) - 1);
     };
@@ -96,8 +96,8 @@ Value* spellWideInteger(ir::Builder& builder, BuiltinId id, TypeRef type, Operan
     case BuiltinId::insertBits: {
         const Number offset = bitCount(2);
         const Number mask = ones(bitCount(3)) << offset;
-        const Number inserted = Number(builder, operands[1]).as(ulongKind) << offset;
-        return ((x.as(ulongKind) & ~mask) | (inserted & mask)).as(kind).value;
+        const Number inserted = Number(builder, operands[1]).as(wideKind) << offset;
+        return ((x.as(wideKind) & ~mask) | (inserted & mask)).as(kind).value;
     }
     case BuiltinId::mulhi:
     case BuiltinId::madhi: {

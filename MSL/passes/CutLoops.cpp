@@ -18,8 +18,8 @@ using ir::Op;
 using ir::Value;
 using ir::Variable;
 
-constexpr double mostTurns = 65535; // that no driver cuts
-constexpr double fewTurns = 32;     // of a loop that is laid out, or soon over
+constexpr double mostUncutTurns = 65535; // that no driver cuts
+constexpr double fewTurns = 32;          // of a loop that is laid out, or soon over
 
 class Turns {
   public:
@@ -167,7 +167,7 @@ void markCutLoops(ir::Module& module) {
     for (const ir::Entry* entry : module.entries) {
         if (entry->stage != Stage::fragment)
             reach(*entry->function, others);
-        else if (turns.of(*entry->function) > mostTurns)
+        else if (turns.of(*entry->function) > mostUncutTurns)
             reach(*entry->function, wanted);
     }
     if (wanted.empty()) return;

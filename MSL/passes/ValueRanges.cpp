@@ -22,8 +22,8 @@ bool isFollowed(const Variable* variable) {
     return variable->kind == Variable::Kind::local && isNarrowInteger(variable->type);
 }
 
-// The variable that the value is a load of.
-const Variable* loadedBy(const Value* value) {
+// The variable that is followed and that the value is a load of.
+const Variable* followedLoad(const Value* value) {
     const Instruction* made = value->definition;
     const bool isLoad = made != nullptr && made->op == Op::load && made->place->steps.empty();
     return isLoad && isFollowed(made->place->root) ? made->place->root : nullptr;
@@ -100,7 +100,7 @@ void ValueRanges::rewind(std::size_t log) {
 
 void ValueRanges::pass(const Instruction& instruction) {
     if (instruction.op == Op::load) {
-        const Variable* variable = loadedBy(instruction.result);
+        const Variable* variable = followedLoad(instruction.result);
         if (variable != nullptr && variable->id < facts_.size() && facts_[variable->id].isKnown)
             ranges_[instruction.result] = facts_[variable->id].range;
         return;
@@ -169,7 +169,7 @@ std::optional<std::int64_t> ValueRanges::stepOf(const Write& write) {
     const Value* left = made->operands[0];
     const Value* right = made->operands[1];
     if (made->op == Op::add && left->isConstant()) std::swap(left, right);
-    if (!right->isConstant() || loadedBy(left) != write.variable) return std::nullopt;
+    if (!right->isConstant() || followedLoad(left) != write.variable) return std::nullopt;
     const Instruction* at = write.instruction;
     for (unsigned i = 0; i < stepDistance && at != nullptr && at != left->definition; ++i)
         at = at->previous;
@@ -230,7 +230,7 @@ void ValueRanges::narrow(const Value* condition, const OpenLoop& open, unsigned 
         isNarrowInteger(left->definition->operands[0]->type) &&
         contains(fullRange(left->type), fullRange(left->definition->operands[0]->type)))
         left = left->definition->operands[0];
-    const Variable* variable = loadedBy(left);
+    const Variable* variable = followedLoad(left);
     if (variable == nullptr || variable->id >= facts_.size() || !isCurrent(left->definition, open.test)) return;
 
     const Range bound = of(right);

@@ -1,6 +1,7 @@
 // What SPIR-V sets as the most that a module may hold. A text just inside is a valid module; one beyond it is told so
 // at its line, and never becomes a module that a driver cannot read.
 #include "MSL/Compiler.h"
+#include "MSL/tests/compiler/Numbered.h"
 #include "MSL/tests/compiler/Validated.h"
 
 #include <gmock/gmock.h>
@@ -12,16 +13,9 @@
 namespace msl {
 namespace {
 
+using test::numbered;
 using ::testing::HasSubstr;
 using ::testing::StartsWith;
-
-std::string numbered(const std::string& text, int count) {
-    std::string out;
-    for (int i = 0; i < count; ++i)
-        for (const char c : text)
-            out += c == '$' ? std::to_string(i) : std::string(1, c);
-    return out;
-}
 
 std::string kernel(const std::string& body, const std::string& before = "") {
     return before + "kernel void k(device float* o [[buffer(0)]], constant int& n [[buffer(1)]]) {\n" + body + "\n}\n";

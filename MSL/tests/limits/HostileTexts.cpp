@@ -7,6 +7,13 @@ namespace {
 
 constexpr std::string_view head = "#include <metal_stdlib>\nusing namespace metal;\n";
 
+// Not the string's own constructor, which a compiler tries to run while it compiles.
+std::string filled(std::size_t count, char c) {
+    std::string out;
+    out.resize(count, c);
+    return out;
+}
+
 std::string repeated(std::string_view text, std::size_t times) {
     std::string out;
     out.reserve(text.size() * times);
@@ -42,28 +49,28 @@ const std::vector<HostileText>& hostileTexts() {
     static const std::vector<HostileText> texts = {
         // bytes
         {"nothing", [] { return std::string(); }},
-        {"a NUL byte", [] { return std::string(1, '\0'); }},
-        {"a megabyte of NUL bytes", [] { return std::string(1 << 20, '\0'); }},
-        {"NUL bytes inside a shader", [] { return shader(std::string(100, '\0'), std::string("o[0] = \0 1;", 11)); }},
+        {"a NUL byte", [] { return filled(1, '\0'); }},
+        {"a megabyte of NUL bytes", [] { return filled(1 << 20, '\0'); }},
+        {"NUL bytes inside a shader", [] { return shader(filled(100, '\0'), std::string("o[0] = \0 1;", 11)); }},
         {"broken UTF-8", [] { return repeated("\xff\xfe\xc3\x28\xf0\x9f", 100000); }},
-        {"10 MB of blanks", [] { return shader(std::string(10'000'000, ' '), "o[0] = 1;"); }},
-        {"10 MB of line ends", [] { return shader(std::string(10'000'000, '\n'), "o[0] = 1;"); }},
-        {"10 MB of one word", [] { return shader("float " + std::string(10'000'000, 'a') + ";", "o[0] = 1;"); }},
-        {"10 MB of one comment", [] { return shader("/*" + std::string(10'000'000, '*') + "*/", "o[0] = 1;"); }},
-        {"10 MB of one digit", [] { return shader("", "o[0] = " + std::string(10'000'000, '7') + ";"); }},
-        {"10 MB of one string", [] { return shader("", "\"" + std::string(10'000'000, 'x') + "\";"); }},
+        {"10 MB of blanks", [] { return shader(filled(10'000'000, ' '), "o[0] = 1;"); }},
+        {"10 MB of line ends", [] { return shader(filled(10'000'000, '\n'), "o[0] = 1;"); }},
+        {"10 MB of one word", [] { return shader("float " + filled(10'000'000, 'a') + ";", "o[0] = 1;"); }},
+        {"10 MB of one comment", [] { return shader("/*" + filled(10'000'000, '*') + "*/", "o[0] = 1;"); }},
+        {"10 MB of one digit", [] { return shader("", "o[0] = " + filled(10'000'000, '7') + ";"); }},
+        {"10 MB of one string", [] { return shader("", "\"" + filled(10'000'000, 'x') + "\";"); }},
         {"5 million line splices", [] { return shader("", "o[0] = 1" + repeated("\\\n", 5'000'000) + ";"); }},
-        {"10 MB of semicolons", [] { return std::string(10'000'000, ';'); }},
-        {"10 MB of commas", [] { return std::string(10'000'000, ','); }},
-        {"more than 64 MB", [] { return std::string((64U << 20) + 1, ' '); }, "longer than 64 MB"},
+        {"10 MB of semicolons", [] { return filled(10'000'000, ';'); }},
+        {"10 MB of commas", [] { return filled(10'000'000, ','); }},
+        {"more than 64 MB", [] { return filled((64U << 20) + 1, ' '); }, "longer than 64 MB"},
         // depth
-        {"open parentheses", [] { return shader("", "o[0] = " + std::string(1'000'000, '(')); }},
+        {"open parentheses", [] { return shader("", "o[0] = " + filled(1'000'000, '(')); }},
         {"nested parentheses",
-         [] { return shader("", "o[0] = " + std::string(100'000, '(') + "1" + std::string(100'000, ')') + ";"); }},
-        {"nested braces", [] { return shader("", std::string(500'000, '{') + std::string(500'000, '}')); }},
+         [] { return shader("", "o[0] = " + filled(100'000, '(') + "1" + filled(100'000, ')') + ";"); }},
+        {"nested braces", [] { return shader("", filled(500'000, '{') + filled(500'000, '}')); }},
         {"nested brackets", [] { return shader("", "o" + repeated("[o", 100'000) + ";"); }},
         {"nested calls",
-         [] { return shader("", "o[0] = " + repeated("sin(", 50'000) + "1" + std::string(50'000, ')') + ";"); }},
+         [] { return shader("", "o[0] = " + repeated("sin(", 50'000) + "1" + filled(50'000, ')') + ";"); }},
         {"a long sum", [] { return shader("", "o[0] = " + repeated("1+", 100'000) + "1;"); }},
         {"a long sum of loads", [] { return shader("", "o[0] = " + repeated("o[1]+", 100'000) + "1;"); }},
         {"one expression of a megabyte", [] { return shader("", "o[0] = 1" + repeated("+n*2-o[n]/3", 95'000) + ";"); }},
@@ -83,10 +90,10 @@ const std::vector<HostileText>& hostileTexts() {
              return repeated("template <typename T> struct A {}; ", 1) + repeated("A<", 50'000) + "int" +
                     repeated(">", 50'000) + " a;";
          }},
-        {"a pointer to a pointer to", [] { return shader("", "thread float " + std::string(500'000, '*') + "p;"); }},
+        {"a pointer to a pointer to", [] { return shader("", "thread float " + filled(500'000, '*') + "p;"); }},
         {"an array of arrays of", [] { return shader("", "float a" + repeated("[2]", 100'000) + ";"); }},
         {"nested initializers",
-         [] { return shader("", "float a[2] = " + std::string(100'000, '{') + std::string(100'000, '}') + ";"); }},
+         [] { return shader("", "float a[2] = " + filled(100'000, '{') + filled(100'000, '}') + ";"); }},
         {"nested lambdas", [] { return shader("", repeated("auto f = [&] { ", 20'000) + repeated("};", 20'000)); }},
         {"nested attributes", [] { return repeated("[[", 200'000); }},
         {"structs inside structs by name",
@@ -114,7 +121,7 @@ const std::vector<HostileText>& hostileTexts() {
         {"a hundred thousand macros", [] { return numbered("#define M$ $\n", 100'000); }},
         {"open #if", [] { return repeated("#if 1\n", 300'000); }},
         {"skipped #if", [] { return "#if 0\n" + repeated("#if 1\n", 300'000); }},
-        {"a deep #if condition", [] { return "#if " + std::string(300'000, '(') + "1\n#endif\n"; }},
+        {"a deep #if condition", [] { return "#if " + filled(300'000, '(') + "1\n#endif\n"; }},
         {"a long #if condition", [] { return "#if " + repeated("1 + ", 300'000) + "1\n#endif\n"; }},
         {"a tower in #if", [] { return "#if " + repeated("!", 300'000) + "1\n#endif\n"; }},
         {"many #line", [] { return repeated("#line 5 \"a\"\n", 200'000) + "x"; }},
@@ -414,12 +421,12 @@ const std::vector<HostileText>& hostileTexts() {
         {"4 MB of empty lambdas", [] { return repeated("[]{};", 800'000); }},
         {"4 MB of empty lambdas in a function", [] { return shader("", repeated("[]{};", 800'000)); }},
         {"a #line name of 20 MB",
-         [] { return "#line 5 \"" + std::string(20'000'000, 'a') + "\"\n" + repeated("int x y;\n", 30); }},
+         [] { return "#line 5 \"" + filled(20'000'000, 'a') + "\"\n" + repeated("int x y;\n", 30); }},
         {"many different #line names", [] { return numbered("#line 5 \"a$\"\n", 400'000) + "x"; }},
         {"a line of 50 MB", [] { return shader("", repeated("o[n]+=1;", 6'250'000)); }},
         {"a line of 50 MB without code",
-         [] { return "int a = " + std::string(50'000'000, ' ') + ";" + repeated("x y;", 50); }},
-        {"60 MB of line ends", [] { return std::string(60'000'000, '\n') + "x"; }},
+         [] { return "int a = " + filled(50'000'000, ' ') + ";" + repeated("x y;", 50); }},
+        {"60 MB of line ends", [] { return filled(60'000'000, '\n') + "x"; }},
         {"a macro of ten million tokens",
          [] { return "#define M " + repeated("1,", 5'000'000) + "\nint a[] = {M M M};"; }},
         {"a macro's arguments of ten million tokens",
