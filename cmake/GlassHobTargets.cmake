@@ -16,8 +16,12 @@ if(GLASSHOB_SANITIZE)
   add_link_options(-fsanitize=address,undefined)
 endif()
 
-# The asan preset compiles several files of a target as one (CMAKE_UNITY_BUILD), which halves its time; nobody edits in it.
-# So names in the anonymous namespaces of one target differ, or the folder sets CMAKE_UNITY_BUILD to OFF.
+# The asan preset compiles several files of a target as one (CMAKE_UNITY_BUILD), which halves its time; nobody edits in
+# it. So names in the anonymous namespaces of one target differ, or the folder sets CMAKE_UNITY_BUILD to OFF. A local
+# name may be that of another file's: the other presets warn of what is hidden within one file.
+if(CMAKE_UNITY_BUILD)
+  add_compile_options(-Wno-shadow)
+endif()
 
 # Half of the time that a source file takes is the headers of the standard library and of Qt: they are parsed once for
 # each library. The compiler cache takes such builds when the header's time is left out of it.

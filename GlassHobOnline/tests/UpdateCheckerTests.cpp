@@ -36,8 +36,10 @@ class UpdateCheckerTests : public testing::Test {
     bool checksItself() {
         const std::size_t before = server_.requests().size();
         checker_->checkIfDue();
+        HttpRequest mark;
+        mark.url = server_.url("/mark");
         // A check that goes out is on its way before this one.
-        EXPECT_TRUE(QCoro::waitFor(session_.send({.url = server_.url("/mark")})));
+        EXPECT_TRUE(QCoro::waitFor(session_.send(mark)));
         waitUntil([&] { return server_.requests().size() > before; });
         return server_.requests().size() == before + 2;
     }
