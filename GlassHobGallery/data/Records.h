@@ -58,6 +58,8 @@ struct Link {
 struct Media {
     // Names in the media store.
     std::string source, loop, thumb, smallLoop, smallThumb;
+
+    std::vector<std::string> names() const { return {source, loop, thumb, smallLoop, smallThumb}; }
 };
 
 struct Shader {

@@ -157,9 +157,8 @@ std::int64_t SqliteDatabase::addShader(const Shader& shader) {
             shader.media.source, shader.media.loop, shader.media.thumb, shader.media.smallLoop, shader.media.smallThumb,
             shader.created);
         number = connection->lastRow();
-        for (const std::string* name : {&shader.media.source, &shader.media.loop, &shader.media.thumb,
-                                        &shader.media.smallLoop, &shader.media.smallThumb})
-            connection->run("INSERT OR IGNORE INTO shader_media VALUES (?, ?)", *name, number);
+        for (const std::string& name : shader.media.names())
+            connection->run("INSERT OR IGNORE INTO shader_media VALUES (?, ?)", name, number);
         relist(number);
     });
     return number;

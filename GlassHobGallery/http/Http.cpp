@@ -79,6 +79,10 @@ std::optional<Request::Fields> Request::form() const {
     return fields;
 }
 
+bool Request::knows(std::string_view tag) const {
+    return !tag.empty() && header("If-None-Match") == tag;
+}
+
 std::string_view Response::header(std::string_view name) const {
     const auto found =
         std::ranges::find(headers, name, [](const auto& header) -> const std::string& { return header.first; });
@@ -86,8 +90,7 @@ std::string_view Response::header(std::string_view name) const {
 }
 
 void Response::leaveOutWhatIsKnown(const Request& request) {
-    const std::string_view tag = header("ETag");
-    if (status != 200 || tag.empty() || request.header("If-None-Match") != tag) return;
+    if (status != 200 || !request.knows(header("ETag"))) return;
     status = 304;
     body.clear();
 }

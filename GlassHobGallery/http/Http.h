@@ -45,6 +45,8 @@ struct Request {
     std::string_view header(std::string_view name) const;
     std::string_view argument(std::string_view name) const;
     std::string_view cookie(std::string_view name) const;
+    // Whether the client has what has this ETag.
+    bool knows(std::string_view tag) const;
     // The media type of the body in small letters, without parameters.
     std::string contentType() const;
     // The fields of a form that came urlencoded; nothing when the body is none.

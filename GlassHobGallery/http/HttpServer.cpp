@@ -119,7 +119,7 @@ ReadyResponse::~ReadyResponse() {
 }
 
 int ReadyResponse::statusFor(const Request& request) const {
-    return !tag_.empty() && request.header("If-None-Match") == tag_ ? 304 : status_;
+    return request.knows(tag_) ? 304 : status_;
 }
 
 struct HttpServer::State {

@@ -303,12 +303,8 @@ Response Gallery::accountPage(const Request& request, const Visitor& visitor, co
                 deleteAccount(account);
                 return redirect("/").with("Set-Cookie", cookie("session", "", 0));
             }
-        } else {
-            return errorPage(request, visitor, 404);
         }
         status = 422;
-    } else if (!what.empty() && what != "delete") {
-        return errorPage(request, visitor, 404);
     }
 
     const std::string owned = counted(account.kept, "shader", "shaders");

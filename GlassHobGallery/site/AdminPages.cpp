@@ -40,8 +40,8 @@ Response Gallery::admin(const Request& request, const Visitor& visitor, const st
     if (!visitor.account) return toSignIn(request);
     if (!visitor.isAdmin()) return errorPage(request, visitor, 404);
     const bool isPost = request.method == "POST";
-    const std::string what = parts.size() > 1 ? parts[1] : "", of = parts.size() > 2 ? parts[2] : "";
-    if (parts.size() > 3) return errorPage(request, visitor, 404);
+    const std::string& what = parts[1];
+    const std::string of = parts.size() > 2 ? parts[2] : "";
     if (what == "people" && !of.empty()) return adminPerson(request, visitor, of);
     std::optional<Fields> form;
     if (isPost && !(form = formOf(request, visitor))) return errorPage(request, visitor, 403);
@@ -67,13 +67,10 @@ Response Gallery::admin(const Request& request, const Visitor& visitor, const st
         }
         if (isPost && what == "close") database_.closeReports(shader->number, now());
         if (isPost) return redirect(what == "show" ? "/admin/hidden" : "/admin/reports");
-        if (what != "hide") return errorPage(request, visitor, 404);
         Page made = page(request, visitor, "admin-hide.html", "Hide " + shader->title + "?");
         made.set("ID", shader->id).set("SHADER_TITLE", shader->title).set("AUTHOR", shader->handle);
         return answerPage(made, visitor);
     }
-    if (!of.empty()) return errorPage(request, visitor, 404);
-
     if (what == "reports" || what == "hidden") {
         const bool isHidden = what == "hidden";
         Page made = page(request, visitor, "admin-reports.html", isHidden ? "Hidden" : "Reports");
@@ -115,7 +112,6 @@ Response Gallery::admin(const Request& request, const Visitor& visitor, const st
     }
     if (what == "invite" && !isPost)
         return answerPage(page(request, visitor, "admin-invite.html", "New invitation"), visitor);
-    if (what != "people" && what != "invite") return errorPage(request, visitor, 404);
 
     Page made = page(request, visitor, "admin-people.html", "People");
     addTabs(made, database_, "people");

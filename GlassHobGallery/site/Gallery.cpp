@@ -49,6 +49,18 @@ std::vector<std::string> partsOf(std::string_view path) {
     return parts;
 }
 
+// Whether these are the parts of a path such as "/s/*/edit".
+bool isOf(std::string_view pattern, const std::vector<std::string>& parts) {
+    for (const std::string& part : parts) {
+        if (pattern.empty()) return false;
+        pattern.remove_prefix(1); // the slash
+        const std::string_view wanted = pattern.substr(0, pattern.find('/'));
+        if (wanted != "*" && wanted != part) return false;
+        pattern.remove_prefix(wanted.size());
+    }
+    return pattern.empty();
+}
+
 void logRequest(const Request& request, int status, std::chrono::steady_clock::time_point began) {
     const auto took = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - began);
     logEvent("request", {{"number", request.number},
@@ -64,16 +76,13 @@ std::string newRequestNumber() {
 }
 
 void secure(Response& answer) {
-    const auto has = [&](std::string_view name) {
-        return std::ranges::any_of(answer.headers, [&](const auto& header) { return header.first == name; });
-    };
     answer.with("X-Content-Type-Options", "nosniff");
-    if (!has("Content-Security-Policy"))
+    if (answer.header("Content-Security-Policy").empty())
         answer.with(
             "Content-Security-Policy",
             "default-src 'none'; style-src 'self'; script-src 'self'; img-src 'self'; media-src 'self'; font-src "
             "'self'; form-action 'self'; base-uri 'none'; frame-ancestors 'none'");
-    if (!has("Referrer-Policy")) answer.with("Referrer-Policy", "same-origin");
+    if (answer.header("Referrer-Policy").empty()) answer.with("Referrer-Policy", "same-origin");
     answer.with("Cross-Origin-Opener-Policy", "same-origin");
     answer.with("Permissions-Policy", "camera=(), microphone=(), geolocation=()");
 }
@@ -187,24 +196,23 @@ Response Gallery::answer(Request& request, bool isTooLarge) {
 
 std::span<const Gallery::PageRoute> Gallery::pageRoutes() {
     using enum Route::Takes;
+    // What answers several addresses, and reads from the path which.
+    constexpr auto shaderForm = [](const Call& call) {
+        return call.gallery.shaderForm(call.request, call.visitor, call.parts[1], call.parts[2]);
+    };
+    constexpr auto account = [](const Call& call) {
+        return call.gallery.accountPage(call.request, call.visitor, call.parts.size() > 1 ? call.parts[1] : "");
+    };
+    constexpr auto admin = [](const Call& call) { return call.gallery.admin(call.request, call.visitor, call.parts); };
     static const PageRoute table[] = {
         {{"/", reading}, [](const Call& call) { return call.gallery.home(call.request, call.visitor); }},
         {{"/u/*", reading},
          [](const Call& call) { return call.gallery.person(call.request, call.visitor, call.parts[1]); }},
         {{"/s/*", reading},
          [](const Call& call) { return call.gallery.shaderPage(call.request, call.visitor, call.parts[1]); }},
-        {{"/s/*/edit", both},
-         [](const Call& call) {
-             return call.gallery.shaderForm(call.request, call.visitor, call.parts[1], call.parts[2]);
-         }},
-        {{"/s/*/delete", both},
-         [](const Call& call) {
-             return call.gallery.shaderForm(call.request, call.visitor, call.parts[1], call.parts[2]);
-         }},
-        {{"/s/*/report", both},
-         [](const Call& call) {
-             return call.gallery.shaderForm(call.request, call.visitor, call.parts[1], call.parts[2]);
-         }},
+        {{"/s/*/edit", both}, shaderForm},
+        {{"/s/*/delete", both}, shaderForm},
+        {{"/s/*/report", both}, shaderForm},
         {{"/s/*/*", reading},
          [](const Call& call) {
              return call.gallery.shaderFile(call.request, call.visitor, call.parts[1], call.parts[2]);
@@ -218,40 +226,23 @@ std::span<const Gallery::PageRoute> Gallery::pageRoutes() {
         {{"/reset/*", both},
          [](const Call& call) { return call.gallery.reset(call.request, call.visitor, call.parts[1]); }},
         {{"/device", both}, [](const Call& call) { return call.gallery.device(call.request, call.visitor); }},
-        {{"/account", reading},
-         [](const Call& call) { return call.gallery.accountPage(call.request, call.visitor, ""); }},
-        {{"/account/handle", posting},
-         [](const Call& call) { return call.gallery.accountPage(call.request, call.visitor, call.parts[1]); }},
-        {{"/account/email", posting},
-         [](const Call& call) { return call.gallery.accountPage(call.request, call.visitor, call.parts[1]); }},
-        {{"/account/sign-out", posting},
-         [](const Call& call) { return call.gallery.accountPage(call.request, call.visitor, call.parts[1]); }},
-        {{"/account/sign-out-others", posting},
-         [](const Call& call) { return call.gallery.accountPage(call.request, call.visitor, call.parts[1]); }},
-        {{"/account/password", posting},
-         [](const Call& call) { return call.gallery.accountPage(call.request, call.visitor, call.parts[1]); }},
-        {{"/account/delete", both},
-         [](const Call& call) { return call.gallery.accountPage(call.request, call.visitor, call.parts[1]); }},
-        {{"/admin/reports", reading},
-         [](const Call& call) { return call.gallery.admin(call.request, call.visitor, call.parts); }},
-        {{"/admin/hidden", reading},
-         [](const Call& call) { return call.gallery.admin(call.request, call.visitor, call.parts); }},
-        {{"/admin/people", reading},
-         [](const Call& call) { return call.gallery.admin(call.request, call.visitor, call.parts); }},
-        {{"/admin/people/*", both},
-         [](const Call& call) { return call.gallery.admin(call.request, call.visitor, call.parts); }},
-        {{"/admin/invite", both},
-         [](const Call& call) { return call.gallery.admin(call.request, call.visitor, call.parts); }},
-        {{"/admin/joining", both},
-         [](const Call& call) { return call.gallery.admin(call.request, call.visitor, call.parts); }},
-        {{"/admin/hide/*", both},
-         [](const Call& call) { return call.gallery.admin(call.request, call.visitor, call.parts); }},
-        {{"/admin/show/*", posting},
-         [](const Call& call) { return call.gallery.admin(call.request, call.visitor, call.parts); }},
-        {{"/admin/flashes/*", posting},
-         [](const Call& call) { return call.gallery.admin(call.request, call.visitor, call.parts); }},
-        {{"/admin/close/*", posting},
-         [](const Call& call) { return call.gallery.admin(call.request, call.visitor, call.parts); }},
+        {{"/account", reading}, account},
+        {{"/account/handle", posting}, account},
+        {{"/account/email", posting}, account},
+        {{"/account/sign-out", posting}, account},
+        {{"/account/sign-out-others", posting}, account},
+        {{"/account/password", posting}, account},
+        {{"/account/delete", both}, account},
+        {{"/admin/reports", reading}, admin},
+        {{"/admin/hidden", reading}, admin},
+        {{"/admin/people", reading}, admin},
+        {{"/admin/people/*", both}, admin},
+        {{"/admin/invite", both}, admin},
+        {{"/admin/joining", both}, admin},
+        {{"/admin/hide/*", both}, admin},
+        {{"/admin/show/*", posting}, admin},
+        {{"/admin/flashes/*", posting}, admin},
+        {{"/admin/close/*", posting}, admin},
         {{"/about", reading}, [](const Call& call) { return call.gallery.about(call.request, call.visitor); }},
     };
     return table;
@@ -284,12 +275,9 @@ Response Gallery::route(Request& request, bool isTooLarge) {
     if (isTooLarge) return errorPage(request, visitor, 413);
     if (path != "/setup" && !database_.hasAdministrator()) return redirect("/setup");
     const std::vector<std::string> parts = partsOf(path);
-    const auto isPart = [](std::string_view wanted, const std::string& part) {
-        return wanted == "*" || wanted == part;
-    };
     const auto other = isReading ? Route::Takes::posting : Route::Takes::reading;
     for (const PageRoute& page : pageRoutes())
-        if (page.route.takes != other && std::ranges::equal(partsOf(page.route.path), parts, isPart))
+        if (page.route.takes != other && isOf(page.route.path, parts))
             return page.answer({*this, request, visitor, parts});
     return errorPage(request, visitor, 404);
 }
@@ -506,16 +494,13 @@ void Gallery::removeUnused(const std::vector<std::string>& media) {
 
 void Gallery::deleteShader(const Shader& shader) {
     database_.deleteShader(shader.number, now());
-    const Media& media = shader.media;
-    removeUnused({media.source, media.loop, media.thumb, media.smallLoop, media.smallThumb});
+    removeUnused(shader.media.names());
 }
 
 void Gallery::deleteAccount(const Account& account) {
     std::vector<std::string> media;
     for (const Shader& shader : database_.shadersOf(account.id, true, 0, 1'000'000))
-        for (const std::string* name : {&shader.media.source, &shader.media.loop, &shader.media.thumb,
-                                        &shader.media.smallLoop, &shader.media.smallThumb})
-            media.push_back(*name);
+        std::ranges::copy(shader.media.names(), std::back_inserter(media));
     database_.deleteAccount(account.id);
     removeUnused(media);
     database_.tidy();

@@ -83,7 +83,7 @@ Response Gallery::shaderFile(const Request& request, const Visitor& visitor, con
     answer.with("ETag", tag).with("Content-Type", kind->type).with("Accept-Ranges", "bytes");
     answer.with("Content-Security-Policy", "default-src 'none'; sandbox");
     answer.with("Cache-Control", isSeenByLink(*shader) ? "public, max-age=31536000, immutable" : "private, no-store");
-    if (request.header("If-None-Match") == tag) {
+    if (request.knows(tag)) {
         answer.status = 304;
         return answer;
     }
