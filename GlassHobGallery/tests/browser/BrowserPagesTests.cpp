@@ -155,7 +155,7 @@ TEST_F(BrowserPages, OfAGalleryThatIsNew) {
         browser.type("#site", "Hillside Shader Club");
         browser.type("#handle", "chef");
         browser.type("#new", "short");
-        browser.click("button.primary");
+        browser.follow("button.primary");
         browser.text(".refused");
     });
     Browser chef(gallery);
@@ -177,7 +177,7 @@ TEST_F(BrowserPages, OfAGalleryThatIsNew) {
         browser.type("#handle", "chef");
         browser.type("#new", goodPassword);
         browser.type("#email", "lena@mail.example");
-        browser.click("button.primary");
+        browser.follow("button.primary");
         browser.text(".refused");
     });
 }
@@ -236,7 +236,7 @@ TEST_F(BrowserPages, OfAGalleryThatIsUsed) {
     const auto signIn = [](WebBrowser& browser) {
         browser.type("#name", "joss");
         browser.type("#password", "not my password");
-        browser.click("button.primary");
+        browser.follow("button.primary");
     };
     look("sign-in-refused", base + "/signin", [&](WebBrowser& browser) {
         signIn(browser);
@@ -260,7 +260,7 @@ TEST_F(BrowserPages, OfAGalleryThatIsUsed) {
     look("report", base + "/s/" + id + "/report");
     look("report-sent", base + "/s/" + id + "/report", [](WebBrowser& browser) {
         browser.type("#text", "It flickers quickly when the wind is strong.");
-        browser.click("button.primary");
+        browser.follow("button.primary");
         browser.text(".answer h1");
     });
 
@@ -271,14 +271,14 @@ TEST_F(BrowserPages, OfAGalleryThatIsUsed) {
     look("edit", base + "/s/" + id + "/edit");
     look("edit-refused", base + "/s/" + id + "/edit", [](WebBrowser& browser) {
         browser.type("#title", "  ");
-        browser.click("button.primary");
+        browser.follow("button.primary");
         browser.text(".note.error");
     });
     look("delete", base + "/s/" + id + "/delete");
     look("account", base + "/account?done=handle");
     look("account-refused", base + "/account", [](WebBrowser& browser) {
         browser.type("#handle", "mira-k");
-        browser.click("form[action='/account/handle'] button");
+        browser.follow("form[action='/account/handle'] button");
         browser.text(".refused");
     });
     look("account-delete", base + "/account/delete");
@@ -288,7 +288,7 @@ TEST_F(BrowserPages, OfAGalleryThatIsUsed) {
     for (const std::string answer : {"allow", "refuse"})
         look("device-" + answer + "-answered", base + "/device?code=" + codeOf(gallery, "127.0.0.1"),
              [&](WebBrowser& browser) {
-                 browser.click("button[value=" + answer + "]");
+                 browser.follow("button[value=" + answer + "]");
                  browser.text(".answer h1");
              });
     look("device-expired", base + "/device?code=BCDF-GHJK");
@@ -300,14 +300,14 @@ TEST_F(BrowserPages, OfAGalleryThatIsUsed) {
     look("admin-people", base + "/admin/people");
     look("admin-invite", base + "/admin/invite");
     look("admin-invitation", base + "/admin/invite", [](WebBrowser& browser) {
-        browser.click("button.primary");
+        browser.follow("button.primary");
         browser.text("label[for=invitation]");
     });
     look("admin-joining", base + "/admin/joining");
     look("admin-person", base + "/admin/people/joss");
     std::string reset;
     look("admin-person-link", base + "/admin/people/joss", [&](WebBrowser& browser) {
-        browser.click("button[value=reset]");
+        browser.follow("button[value=reset]");
         browser.text("label[for=reset]");
         reset = browser.run("return document.querySelector('#reset').value").toString().toStdString();
     });
@@ -320,7 +320,7 @@ TEST_F(BrowserPages, OfAGalleryThatIsUsed) {
     look("reset", reset);
     look("reset-refused", reset, [](WebBrowser& browser) {
         browser.type("#new", "joss");
-        browser.click("button.primary");
+        browser.follow("button.primary");
         browser.text(".refused");
     });
     look("reset-used", base + "/reset/nothing");

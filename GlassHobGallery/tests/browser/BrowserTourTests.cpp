@@ -90,7 +90,7 @@ class BrowserTour : public testing::Test {
         EXPECT_EQ(browser.run("return [...document.querySelectorAll('.code b')].map(one => one.textContent).join('')")
                       .toString(),
                   QString::fromUtf8(lines[1]).remove('-'));
-        browser.click("button[value=allow]");
+        browser.follow("button[value=allow]");
         EXPECT_EQ(browser.text(".answer h1"), "Glass Hob is signed in");
         ASSERT_TRUE(hob.waitForFinished(patience));
         EXPECT_EQ(hob.exitCode(), 0) << hob.readAllStandardError().toStdString();
@@ -113,19 +113,19 @@ TEST_F(BrowserTour, FromTheFirstStartToTheOpenedLink) {
     browser.type("#site", "Hillside Shader Club");
     browser.type("#handle", "chef");
     browser.type("#new", goodPassword);
-    browser.click("button.primary");
+    browser.follow("button.primary");
     EXPECT_EQ(browser.text("main h1"), "Nothing has been shared yet");
     EXPECT_EQ(browser.text(".brand"), "Hillside Shader Club");
 
     // An invitation, and an account made with it.
     browser.open(gallery.base() + "/admin/people");
-    browser.click("a[href='/admin/invite']");
-    browser.click("button.primary");
+    browser.follow("a[href='/admin/invite']");
+    browser.follow("button.primary");
     const std::string invitation =
         browser.run("return document.querySelector('#invitation').value").toString().toStdString();
     EXPECT_THAT(invitation, StartsWith(gallery.base() + "/join/"));
     browser.open(gallery.base() + "/account");
-    browser.click("main li form button"); // of this browser
+    browser.follow("main li form button"); // of this browser
     EXPECT_EQ(browser.text("header a.button"), "Sign In");
     browser.open(invitation);
     EXPECT_THAT(browser.text(".lead"), HasSubstr("You were invited by chef."));
@@ -133,7 +133,7 @@ TEST_F(BrowserTour, FromTheFirstStartToTheOpenedLink) {
     browser.type("#new", goodPassword);
     browser.click("[data-show=new]");
     EXPECT_EQ(browser.run("return document.querySelector('#new').type"), "text");
-    browser.click("button.primary");
+    browser.follow("button.primary");
     EXPECT_THAT(browser.text("header nav a[href='/account']"), HasSubstr("low-ember"));
 
     ASSERT_NO_FATAL_FAILURE(signHobIn(browser, base));
@@ -165,14 +165,14 @@ TEST_F(BrowserTour, FromTheFirstStartToTheOpenedLink) {
     // In the list it is found, and plays when it is pointed at.
     browser.open(gallery.base() + "/");
     browser.type("#q", "hearth");
-    browser.press("\uE007");
+    browser.enter();
     EXPECT_EQ(browser.text("main h1"), "Results");
     browser.run("document.querySelector('.card h2 a').focus({focusVisible: true})");
     browser.waitUntil("const video = document.querySelector('.card video'); return video && video.currentTime > 0");
 
     browser.open(gallery.base() + "/account");
     EXPECT_THAT(browser.text("main ul.list"), HasSubstr("Glass Hob"));
-    browser.click("main li form button");
+    browser.follow("main li form button");
     EXPECT_EQ(browser.text("header a.button"), "Sign In");
     browser.open(gallery.base() + "/account");
     EXPECT_EQ(browser.text("h1"), "Sign in");
@@ -206,16 +206,16 @@ TEST_F(BrowserTour, WithoutScriptsAndByKeyboard) {
     typeText(handle);
     tabTo("#password");
     typeText(goodPassword);
-    browser.press("\uE007");
+    browser.enter();
     EXPECT_EQ(browser.text("h1"), "Open Sea");
     EXPECT_EQ(browser.address(), gallery.base() + "/s/" + id);
     EXPECT_TRUE(browser.run("return document.querySelector('.stage video').controls").toBool());
     tabTo("a[href$='/edit']");
-    browser.press("\uE007");
+    browser.enter();
     EXPECT_EQ(browser.text("h1"), "Change details");
     tabTo("#title");
     typeText("!");
-    browser.press("\uE007");
+    browser.enter();
     EXPECT_THAT(browser.text("h1"), testing::AnyOf("!", "Open Sea!"));
     EXPECT_EQ(browser.text(".note"), "The details are saved.");
     tabTo("a.primary");

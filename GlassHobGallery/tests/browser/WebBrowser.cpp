@@ -130,6 +130,29 @@ void WebBrowser::click(std::string_view css) {
     ask("POST", element(css) + "/click");
 }
 
+void WebBrowser::leavePage(const std::function<void()>& act) {
+    run("window.isBeingLeft = true");
+    act();
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(patience);
+    for (;; std::this_thread::sleep_for(std::chrono::milliseconds(5))) {
+        const bool isLate = std::chrono::steady_clock::now() > end;
+        try {
+            if (run("return !window.isBeingLeft && document.readyState === 'complete'").toBool()) return;
+        } catch (const std::runtime_error&) { // a script that runs while its page goes away has no answer
+            if (isLate) throw;
+        }
+        if (isLate) throw std::runtime_error("The browser stays at " + address());
+    }
+}
+
+void WebBrowser::follow(std::string_view css) {
+    leavePage([&] { click(css); });
+}
+
+void WebBrowser::enter() {
+    leavePage([&] { press("\uE007"); });
+}
+
 void WebBrowser::type(std::string_view css, std::string_view text) {
     const QString field = element(css);
     ask("POST", field + "/clear");

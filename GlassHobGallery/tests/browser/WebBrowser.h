@@ -8,6 +8,7 @@
 #include <QProcess>
 #include <QTemporaryDir>
 
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -29,6 +30,11 @@ class WebBrowser {
     // The text of an element as it is seen; of the first that fits, once there is one.
     std::string text(std::string_view css);
     void click(std::string_view css);
+    // Clicks what leads to another page, and waits until that page is there: the page that is left may answer for a
+    // moment longer.
+    void follow(std::string_view css);
+    // Return, where it leads to another page; that page is waited for.
+    void enter();
     // Replaces what a field holds.
     void type(std::string_view css, std::string_view text);
     // A key such as "\uE004" (Tab), to whatever has the focus.
@@ -54,6 +60,7 @@ class WebBrowser {
   private:
     QJsonValue ask(const QString& method, const QString& path, const QJsonObject& body = {});
     QString element(std::string_view css);
+    void leavePage(const std::function<void()>& act);
     void command(const QString& name, const QJsonObject& parameters);
     QJsonValue commandAnswer(const QString& name, const QJsonObject& parameters);
 
