@@ -76,8 +76,8 @@ std::expected<void, ExportError> FrameDrawer::showOverlay(std::int64_t frame) {
     if (!image.isNull()) shown_.image = textureOf(image, *device_);
     const FrameLayout::Rectangle& picture = segment->layout->picture;
     const QRect box(int(picture.x), int(picture.y), int(picture.width), int(picture.height));
-    shown_.bounds = paintedBounds(image);
-    shown_.overPicture = paintedBounds(image.copy(box)).translated(box.topLeft());
+    shown_.bounds = paintedBounds(image, image.rect());
+    shown_.overPicture = paintedBounds(image, box);
     if (shown_.image == nullptr) return std::unexpected(ExportError::setup("could not draw the walkthrough overlay"));
     return {};
 }

@@ -6,13 +6,35 @@
 #include <QPainter>
 
 #include <algorithm>
+#include <memory>
+
+#include <sys/mman.h>
 
 namespace glasshob {
 
+namespace {
+
+// Pages of memory of an image's own, which are zero at first and go back when it does.
+struct OwnPages {
+    void* bytes;
+    std::size_t size;
+};
+
+void giveBack(void* own) {
+    const std::unique_ptr<OwnPages> pages(static_cast<OwnPages*>(own));
+    munmap(pages->bytes, pages->size);
+}
+
+} // namespace
+
 QImage overlayImage(int width, int height) {
-    QImage image(width, height, QImage::Format_ARGB32_Premultiplied);
-    image.fill(Qt::transparent);
-    return image;
+    constexpr auto format = QImage::Format_ARGB32_Premultiplied;
+    const std::size_t stride = std::size_t(std::max(width, 0)) * sizeof(QRgb);
+    const std::size_t size = stride * std::size_t(std::max(height, 0));
+    if (size == 0) return {};
+    void* bytes = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (bytes == MAP_FAILED) return {};
+    return {static_cast<uchar*>(bytes), width, height, qsizetype(stride), format, giveBack, new OwnPages{bytes, size}};
 }
 
 std::shared_ptr<gpu::Texture> textureOf(const QImage& image, gpu::Device& device) {
@@ -27,22 +49,23 @@ std::shared_ptr<gpu::Texture> textureOf(const QImage& image, gpu::Device& device
     return filled ? *made : nullptr;
 }
 
-QRect paintedBounds(const QImage& image) {
+QRect paintedBounds(const QImage& image, const QRect& within) {
+    const QRect box = within & image.rect();
     int left = image.width(), right = -1, top = -1, bottom = -1;
     const auto isPainted = [](QRgb pixel) { return pixel != 0; };
-    for (int y = 0; y < image.height(); ++y) {
-        const auto* row = reinterpret_cast<const QRgb*>(image.constScanLine(y));
-        const auto* end = row + image.width();
+    for (int y = box.top(); y <= box.bottom(); ++y) {
+        const auto* line = reinterpret_cast<const QRgb*>(image.constScanLine(y));
+        const auto *row = line + box.left(), *end = row + box.width();
         const auto* first = std::find_if(row, end, isPainted);
         if (first == end) continue;
         if (top < 0) top = y;
         bottom = y;
-        left = std::min(left, int(first - row));
+        left = std::min(left, int(first - line));
         // What is left of the right edge is inside already.
         const auto* last = end;
-        while (last - row - 1 > right && !isPainted(last[-1]))
+        while (last - line - 1 > right && !isPainted(last[-1]))
             --last;
-        right = std::max(right, int(last - row) - 1);
+        right = std::max(right, int(last - line) - 1);
     }
     return top < 0 ? QRect() : QRect(QPoint(left, top), QPoint(right, bottom));
 }
