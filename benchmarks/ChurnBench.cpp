@@ -47,16 +47,22 @@ float freshNumber(int turn) {
     return float(turn + 1) * 1e-6F;
 }
 
-// Prints how much memory the process holds more after all turns than after the first.
-int report(const auto& turn) {
+// Prints how much memory the process holds more after all turns than after the first; on the other stream how far it
+// is, as it takes minutes.
+int report(const char* name, const auto& turn) {
+    constexpr int told = 500;
     int next = 0;
+    const auto turnOnce = [&](int index) {
+        turn(index);
+        if ((index + 1) % told == 0) std::fprintf(stderr, "         %s: %d compiles\n", name, index + 1);
+    };
     // The least of some turns: the driver lets go of a pipeline a turn or two later.
     const auto heldAfter = [&](int turns) {
         for (; next < turns; ++next)
-            turn(next);
+            turnOnce(next);
         double least = heldKilobytes();
         for (const int end = next + settlingTurns; next < end; ++next) {
-            turn(next);
+            turnOnce(next);
             least = std::min(least, heldKilobytes());
         }
         return least;
@@ -77,7 +83,7 @@ int ours(const bench::ShaderPair& shader) {
     glasshob::DialogQuestions questions;
     glasshob::AppModel model(
         {.device = *device, .questions = &questions, .compilePatience = std::chrono::minutes(1)});
-    return report([&](int i) {
+    return report("ours", [&](int i) {
         model.compile(bench::withFreshConstant(shader.metal, freshNumber(i)));
         const auto program = model.program();
         if (program == nullptr) std::exit(2);
@@ -109,7 +115,7 @@ int bare(const bench::ShaderPair& shader) {
     glasshob::GHUniforms uniforms;
     uniforms.resolution[0] = uniforms.resolution[1] = float(side);
     const std::vector<float> parameters(16);
-    return report([&](int i) {
+    return report("bare", [&](int i) {
         *word = std::bit_cast<std::uint32_t>(freshNumber(i));
         vulkan.setShader(vertex, fragment);
         vulkan.draw(&uniforms, sizeof uniforms, parameters.data(), parameters.size() * sizeof(float));
