@@ -21,7 +21,7 @@ constexpr Option options[] = {
 
 // Whether the shader can go there; tells why when not.
 bool check(Console& console, const std::string& output, bool replaces) {
-    if (output != "-") return checkPlace(console, output, replaces) && checkOutput(console, output, {});
+    if (output != "-") return checkOutput(console, output, {}) && checkPlace(console, output, replaces);
     if (!console.outputIsTerminal()) return true;
     console.problem("Standard output is a terminal, which a text from elsewhere may steer: give a file, or send it on "
                     "with a pipe.");
