@@ -157,6 +157,7 @@ int main(int argc, char** argv) {
     hourly.start(std::chrono::hours(1));
     const int status = QApplication::exec();
     if (!model.driverIsAtWork()) window.reset();
+    account.finishSigningOut(std::chrono::seconds(3));
     if (model.driverIsAtWork()) {
         // An ordinary end would wait for what a driver is at work on, which may have no end.
         model.close();

@@ -4,7 +4,11 @@
 #include "GlassHobCore/site/Handle.h"
 #include "GlassHobCore/text/Text.h"
 
+#include <QCoreApplication>
+#include <QDeadlineTimer>
+#include <QScopeGuard>
 #include <QSettings>
+#include <QTimer>
 
 namespace glasshob {
 
@@ -149,9 +153,19 @@ QCoro::Task<> AccountModel::signOut() {
 QCoro::Task<> AccountModel::forget(bool tellsTheSite) {
     const APIClient site = client();
     TokenStore& tokens = tokens_;
+    ++*forgetting_;
+    const auto done = qScopeGuard([count = forgetting_] { --*count; });
     const auto found = co_await tokens.read();
     co_await tokens.remove();
     if (tellsTheSite && found && APIClient::isToken(*found)) co_await site.signOut(*found);
+}
+
+void AccountModel::finishSigningOut(std::chrono::milliseconds patience) {
+    const QDeadlineTimer deadline(patience);
+    QTimer waker; // when nothing else happens
+    waker.start(patience);
+    while (*forgetting_ > 0 && !deadline.hasExpired())
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
 }
 
 QString AccountModel::waitingText() const {

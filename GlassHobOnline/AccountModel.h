@@ -11,6 +11,8 @@
 #include <QObject>
 #include <QString>
 
+#include <chrono>
+#include <memory>
 #include <optional>
 
 namespace glasshob {
@@ -55,6 +57,9 @@ class AccountModel : public QObject {
     QCoro::Task<std::optional<QString>> setHandle(QString text);
     // Forgets the sign-in at once and tells the gallery. The task ends when both are done; nobody needs to wait for it.
     QCoro::Task<> signOut();
+    // At the program's end: lets a sign-out that is under way come to its end, while events go on, but waits no longer
+    // than that.
+    void finishSigningOut(std::chrono::milliseconds patience);
 
     const LinkState& link() const { return link_; }
     // What is said while it is `waiting`.
@@ -94,6 +99,8 @@ class AccountModel : public QObject {
     // Counts sign-ins and sign-outs: an answer to a question of before is of no account.
     int era_ = 0;
     QCoro::Task<> loading_;
+    // How many tokens are being forgotten; the tasks may outlive the model.
+    std::shared_ptr<int> forgetting_ = std::make_shared<int>(0);
 };
 
 } // namespace glasshob

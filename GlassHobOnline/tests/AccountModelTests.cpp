@@ -246,11 +246,20 @@ TEST_F(AccountModelTests, signingOutForgetsAtOnceAndTellsTheGallery) {
     EXPECT_EQ(server_.requests()[0].header("Authorization"), "Bearer old-token");
     EXPECT_TRUE(QSettings().allKeys().isEmpty());
 
+    // A program that ends waits for it, as long as it has patience.
+    signInBefore();
+    server_.script({ScriptedServer::answer(204)});
+    account_->signOut();
+    account_->finishSigningOut(0ms);
+    EXPECT_EQ(server_.requests().size(), 1u);
+    account_->finishSigningOut(1min);
+    EXPECT_EQ(server_.requests().size(), 2u);
+
     // Without a token nobody is told, and everything is cleared still.
     QSettings().setValue("accountEmail", "left@example.org");
     makeModel();
     QCoro::waitFor(account_->signOut());
-    EXPECT_EQ(server_.requests().size(), 1u);
+    EXPECT_EQ(server_.requests().size(), 2u);
     EXPECT_EQ(kept("accountEmail"), "(nothing)");
 }
 
