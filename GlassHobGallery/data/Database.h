@@ -30,10 +30,10 @@ class Database {
     virtual std::string setting(std::string_view name) = 0;
     virtual void setSetting(std::string_view name, std::string_view value) = 0;
 
-    // Counts one more in the present span of so many seconds, and gives the sum.
-    virtual std::int64_t attempt(const std::string& bucket, std::int64_t seconds, Moment now) = 0;
-    // Counts nothing.
-    virtual std::int64_t attempts(const std::string& bucket, std::int64_t seconds, Moment now) = 0;
+    // Counts one more; the first is counted for so many seconds, and those that follow as long as it is.
+    virtual Attempts attempt(const std::string& bucket, std::int64_t seconds, Moment now) = 0;
+    // One less: it was none of those that are counted.
+    virtual void takeBack(const std::string& bucket) = 0;
     // Forgets what has expired.
     virtual void forget(Moment now) = 0;
 

@@ -217,7 +217,18 @@ DROP INDEX tag_count_count;
 CREATE INDEX tag_count_order ON tag_count (count DESC, tag);
 )";
 
-constexpr const char* const steps[] = {people, shaders, largeLists};
+constexpr const char* attempts = R"(
+-- Counted from the first one on, not by the clock's hours. What was counted before is forgotten.
+DROP TABLE attempt;
+CREATE TABLE attempt (
+    bucket TEXT PRIMARY KEY,
+    ends INTEGER NOT NULL,
+    count INTEGER NOT NULL
+) STRICT, WITHOUT ROWID;
+CREATE INDEX attempt_ends ON attempt (ends);
+)";
+
+constexpr const char* const steps[] = {people, shaders, largeLists, attempts};
 
 } // namespace
 

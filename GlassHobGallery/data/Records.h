@@ -90,6 +90,12 @@ struct Shader {
     std::int64_t forks = 0;
 };
 
+// How often something was tried, and until when that is counted.
+struct Attempts {
+    std::int64_t count = 0;
+    Moment ends = 0;
+};
+
 struct Report {
     Id id = 0;
     std::string handle, reason, text;

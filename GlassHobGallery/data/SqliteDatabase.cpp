@@ -120,22 +120,22 @@ void SqliteDatabase::setSetting(std::string_view name, std::string_view value) {
                  value);
 }
 
-std::int64_t SqliteDatabase::attempt(const std::string& bucket, std::int64_t seconds, Moment now) {
+Attempts SqliteDatabase::attempt(const std::string& bucket, std::int64_t seconds, Moment now) {
     const Lease connection = lease();
-    const std::int64_t span = now / seconds;
-    std::int64_t count = 0;
-    SqliteQuery query =
-        connection->query("INSERT INTO attempt VALUES (?, ?, ?, 1) ON CONFLICT (bucket, span) DO UPDATE SET "
-                          "count = count + 1 RETURNING count",
-                          bucket, span, (span + 1) * seconds);
+    // A time that no clock could have given yet is of a clock that was set back.
+    SqliteQuery query = connection->query("INSERT INTO attempt VALUES (?1, ?2 + ?3, 1) ON CONFLICT (bucket) DO UPDATE "
+                                          "SET count = iif(ends > ?2 AND ends <= ?2 + ?3, count + 1, 1), "
+                                          "ends = iif(ends > ?2 AND ends <= ?2 + ?3, ends, excluded.ends) "
+                                          "RETURNING count, ends",
+                                          bucket, now, seconds);
+    Attempts made;
     while (query.step())
-        count = query.integer(0);
-    return count;
+        made = {query.integer(0), query.integer(1)};
+    return made;
 }
 
-std::int64_t SqliteDatabase::attempts(const std::string& bucket, std::int64_t seconds, Moment now) {
-    const Lease connection = lease();
-    return single(connection->query("SELECT count FROM attempt WHERE bucket = ? AND span = ?", bucket, now / seconds));
+void SqliteDatabase::takeBack(const std::string& bucket) {
+    lease()->run("UPDATE attempt SET count = count - 1 WHERE bucket = ? AND count > 0", bucket);
 }
 
 void SqliteDatabase::forget(Moment now) {

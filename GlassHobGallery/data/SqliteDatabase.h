@@ -22,8 +22,8 @@ class SqliteDatabase : public Database {
     std::vector<std::string> damage() override;
     std::string setting(std::string_view name) override;
     void setSetting(std::string_view name, std::string_view value) override;
-    std::int64_t attempt(const std::string& bucket, std::int64_t seconds, Moment now) override;
-    std::int64_t attempts(const std::string& bucket, std::int64_t seconds, Moment now) override;
+    Attempts attempt(const std::string& bucket, std::int64_t seconds, Moment now) override;
+    void takeBack(const std::string& bucket) override;
     void forget(Moment now) override;
 
     std::optional<Account> account(Id id) override;

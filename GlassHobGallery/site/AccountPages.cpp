@@ -12,6 +12,8 @@ namespace glasshob::gallery {
 namespace {
 
 constexpr std::int64_t quarter = 15 * 60, hour = 3600, day = 86400;
+// Wrong passwords of one account in a quarter of an hour.
+constexpr std::int64_t tries = 5;
 
 std::string field(const Request::Fields& form, std::string_view name) {
     const auto found = form.find(name);
@@ -73,7 +75,6 @@ Response Gallery::signedIn(const Request& request, Id account, const std::string
 }
 
 Response Gallery::signIn(const Request& request, const Visitor& visitor) {
-    constexpr std::int64_t tries = 5;
     const bool isPost = request.method == "POST";
     std::optional<Fields> form;
     if (isPost && !(form = formOf(request, visitor))) return errorPage(request, visitor, 403);
@@ -84,19 +85,21 @@ Response Gallery::signIn(const Request& request, const Visitor& visitor) {
     if (isPost) {
         name = trimmed(field(*form, "name"));
         const auto account = database_.accountNamed(name);
-        // Counted by what was typed, so that it tells nothing of whether there is such a person.
+        if (const auto wait = secondsToWait("signin:" + networkOf(request.address), 300, quarter))
+            return errorPage(request, visitor, 429, wait);
+        // Counted by what was typed, so that it tells nothing of whether there is such a person; and before the
+        // password is looked at, which takes long: many at once are many.
         const std::string bucket = "signin:" + hexText(hashOf(account ? std::to_string(account->id) : name));
-        if (database_.attempts(bucket, quarter, now()) >= tries ||
-            !isWithin("signin:" + networkOf(request.address), 300, quarter))
-            return errorPage(request, visitor, 429, quarter - now() % quarter);
+        const Attempts guesses = database_.attempt(bucket, quarter, now());
+        if (guesses.count > tries) return errorPage(request, visitor, 429, guesses.ends - now());
         if (isPasswordOf(account ? &*account : nullptr, field(*form, "password"))) {
+            database_.takeBack(bucket);
             if (!account->isSuspended) return signedIn(request, account->id, next);
             reason = "This account is suspended. Ask an administrator.";
             status = 403;
         } else {
-            const std::int64_t left = std::max<std::int64_t>(0, tries - database_.attempt(bucket, quarter, now()));
             reason = "There is no account with this name and password. You can try " +
-                     counted(left, "more time", "more times") + " in the next 15 minutes.";
+                     counted(tries - guesses.count, "more time", "more times") + " in the next 15 minutes.";
             status = 422;
         }
     }
@@ -127,8 +130,8 @@ Response Gallery::join(const Request& request, const Visitor& visitor, const std
     if (isPost) {
         const auto form = formOf(request, visitor);
         if (!form) return errorPage(request, visitor, 403);
-        if (!isWithin("join:" + networkOf(request.address), 60, hour))
-            return errorPage(request, visitor, 429, hour - now() % hour);
+        if (const auto wait = secondsToWait("join:" + networkOf(request.address), 60, hour))
+            return errorPage(request, visitor, 429, wait);
         Account account;
         account.handle = field(*form, "handle");
         account.email = trimmed(field(*form, "email"));
@@ -168,8 +171,8 @@ Response Gallery::setup(const Request& request, const Visitor& visitor) {
     if (request.method == "POST") {
         const auto form = formOf(request, visitor);
         if (!form) return errorPage(request, visitor, 403);
-        if (!isWithin("setup:" + networkOf(request.address), 20, hour))
-            return errorPage(request, visitor, 429, hour - now() % hour);
+        if (const auto wait = secondsToWait("setup:" + networkOf(request.address), 20, hour))
+            return errorPage(request, visitor, 429, wait);
         Account account;
         account.handle = field(*form, "handle");
         account.created = now();
@@ -251,23 +254,23 @@ Response Gallery::accountPage(const Request& request, const Visitor& visitor, co
         const auto isOwner = [&] { // with the patience of the sign-in page
             const std::string bucket = "password:" + std::to_string(account.id);
             isPasswordWrong = true;
-            if (database_.attempts(bucket, quarter, now()) >= 5) {
+            if (database_.attempt(bucket, quarter, now()).count > tries) {
                 problem = "That was a wrong password too often. Try again in 15 minutes.";
                 return false;
             }
             if (isPasswordOf(&account, field(*form, "current"))) {
+                database_.takeBack(bucket);
                 isPasswordWrong = false;
                 return true;
             }
-            database_.attempt(bucket, quarter, now());
             problem = "This is not your current password.";
             return false;
         };
         if (what == "handle") {
             const std::string handle = typedHandle = field(*form, "handle");
             problem = handleProblem(handle);
-            if (problem.empty() && !isWithin("handle:" + std::to_string(account.id), 20, hour))
-                return errorPage(request, visitor, 429, hour - now() % hour);
+            const auto wait = problem.empty() ? secondsToWait("handle:" + std::to_string(account.id), 20, hour) : 0;
+            if (wait) return errorPage(request, visitor, 429, wait);
             if (problem.empty() && !database_.setHandle(account.id, handle))
                 problem = "Somebody else has this handle. Choose another.";
             if (problem.empty()) return redirect("/account?done=handle");

@@ -102,7 +102,7 @@ Response Gallery::api(Request& request, bool isTooLarge) {
 Response Gallery::startLink(const Request& request) {
     constexpr std::int64_t hour = 3600;
     // A whole class behind one address.
-    if (!isWithin("link:" + networkOf(request.address), 200, hour)) return tooMany(hour);
+    if (const auto wait = secondsToWait("link:" + networkOf(request.address), 200, hour)) return tooMany(wait);
     const std::string device = randomToken();
     for (;;) {
         const std::string code = randomText(8, codeCharacters);
@@ -127,7 +127,7 @@ Response Gallery::startLink(const Request& request) {
 }
 
 Response Gallery::pollLink(const Request& request, const QJsonObject& body) {
-    if (!isWithin("poll:" + networkOf(request.address), 2400, 60)) return tooMany(60);
+    if (const auto wait = secondsToWait("poll:" + networkOf(request.address), 2400, 60)) return tooMany(wait);
     const std::string device = body["device"].toString().toStdString();
     if (device.size() != 43) return linkGone();
     const auto link = database_.linkOfDevice(hashOf(device));
@@ -152,7 +152,8 @@ Response Gallery::pollLink(const Request& request, const QJsonObject& body) {
 }
 
 Response Gallery::setHandleByProgram(const Visitor& visitor, const QJsonObject& body) {
-    if (!isWithin("handle:" + std::to_string(visitor.account->id), 20, 3600)) return tooMany(3600);
+    if (const auto wait = secondsToWait("handle:" + std::to_string(visitor.account->id), 20, 3600))
+        return tooMany(wait);
     const std::string handle = body["handle"].toString().toStdString();
     if (const std::string problem = handleProblem(handle); !problem.empty()) return jsonError(422, problem);
     if (!database_.setHandle(visitor.account->id, handle))

@@ -30,17 +30,16 @@ Response Gallery::device(const Request& request, const Visitor& visitor) {
     if (typed.empty()) return answerPage(page(request, visitor, "device.html", "Allow a device"), visitor);
 
     const std::string bucket = "code:" + std::to_string(visitor.account->id);
-    if (database_.attempts(bucket, hour, now()) >= wrongCodes)
-        return errorPage(request, visitor, 429, hour - now() % hour);
+    if (const auto wait = secondsToWait(bucket, wrongCodes, hour)) return errorPage(request, visitor, 429, wait);
     const std::string code = plainCode(typed);
     const auto link = database_.linkOfCode(hashOf(code));
     // Unknown, used and expired codes look alike, and all of them count.
     if (code.size() != 8 || !link || link->state != "waiting" || link->expires <= now()) {
-        database_.attempt(bucket, hour, now());
         return answer("The code does not work", "BAD", "That code does not work",
                       "It may have expired, or it was used already. Start again in Glass Hob for a new one.", "/device",
                       "Type Another Code");
     }
+    database_.takeBack(bucket); // a code that works
     if (decision == "allow" || decision == "refuse") {
         if (!database_.answerLink(link->id, decision == "allow" ? "allowed" : "refused", visitor.account->id))
             return errorPage(request, visitor, 403);

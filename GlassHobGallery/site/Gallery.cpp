@@ -463,8 +463,10 @@ std::optional<Gallery::Fields> Gallery::formOf(const Request& request, const Vis
     return form;
 }
 
-bool Gallery::isWithin(const std::string& bucket, std::int64_t most, std::int64_t seconds) {
-    return database_.attempt(bucket, seconds, now()) <= most;
+std::int64_t Gallery::secondsToWait(const std::string& bucket, std::int64_t most, std::int64_t seconds) {
+    const Moment moment = now();
+    const Attempts made = database_.attempt(bucket, seconds, moment);
+    return made.count <= most ? 0 : std::max<std::int64_t>(made.ends - moment, 1);
 }
 
 void Gallery::setTime(Values& values, Moment moment) const {

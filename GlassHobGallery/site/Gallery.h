@@ -133,8 +133,9 @@ class Gallery : public HttpHandler {
     Response toSignIn(const Request& request) const;
     // The fields of a form that this visitor was given; nothing when it is none, or came from elsewhere.
     std::optional<Fields> formOf(const Request& request, const Visitor& visitor) const;
-    // Whether there were no more than so many in so many seconds, this one included.
-    bool isWithin(const std::string& bucket, std::int64_t most, std::int64_t seconds);
+    // Counts one more. 0 when there were no more than so many in so many seconds, else the seconds until the next may
+    // come.
+    std::int64_t secondsToWait(const std::string& bucket, std::int64_t most, std::int64_t seconds);
     std::string cookieName(std::string_view what) const;
     std::string cookie(std::string_view what, std::string_view value, std::int64_t seconds) const;
     std::string galleryName();

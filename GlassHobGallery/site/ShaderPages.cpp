@@ -348,8 +348,8 @@ Response Gallery::shaderForm(const Request& request, const Visitor& visitor, con
                               text = asQString(field(*form, "text")).left(500).toStdString();
             if (reason != "flashes" && reason != "hurts" && reason != "copied" && reason != "other")
                 return errorPage(request, visitor, 400);
-            if (!isWithin("report:" + std::to_string(visitor.account->id), 20, hour))
-                return errorPage(request, visitor, 429, hour - now() % hour);
+            if (const auto wait = secondsToWait("report:" + std::to_string(visitor.account->id), 20, hour))
+                return errorPage(request, visitor, 429, wait);
             database_.addReport(shader->number, visitor.account->id, reason, text, now());
             Page made = page(request, visitor, "answer.html", "Report sent");
             made.show("GOOD").set("HEAD", "Thank you").set("PLACE", "/").set("BUTTON", "All Shaders");

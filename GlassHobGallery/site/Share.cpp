@@ -83,10 +83,11 @@ Response Gallery::share(Request& request, bool isTooLarge) {
     if (isTooLarge) return jsonError(413, "The upload is over 25 MB.");
     if (request.contentType() != "multipart/form-data")
         return jsonError(415, "The upload must be multipart/form-data.");
-    if (!isWithin("share:" + std::to_string(account.id), 60, hour) ||
-        !isWithin("share:" + networkOf(request.address), 300, hour))
+    std::int64_t wait = secondsToWait("share:" + std::to_string(account.id), 60, hour);
+    if (!wait) wait = secondsToWait("share:" + networkOf(request.address), 300, hour);
+    if (wait)
         return jsonError(429, "That were very many shaders. Try again in an hour.")
-            .with("Retry-After", std::to_string(hour));
+            .with("Retry-After", std::to_string(wait));
 
     auto* upload = dynamic_cast<ShareReceiver*>(request.sink.get());
     using Outcome = ShareReceiver::Outcome;

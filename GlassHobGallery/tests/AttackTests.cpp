@@ -4,6 +4,10 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <thread>
+#include <vector>
+
 namespace glasshob::gallery {
 namespace {
 
@@ -144,6 +148,17 @@ TEST_F(Attack, PasswordsAreNotGuessed) {
                  known = Browser().signIn("chef", "wrong password");
     EXPECT_EQ(unknown.status, known.status) << "nobody learns who has an account";
     EXPECT_EQ(owner.get("/account").status, 200);
+
+    // Nor all at once.
+    const std::string third = newHandle("third");
+    Browser().join(third);
+    std::atomic<int> guesses = 0;
+    {
+        std::vector<std::jthread> threads;
+        for (int i = 0; i < 12; ++i)
+            threads.emplace_back([&] { guesses += Browser().signIn(third, "wrong password").status == 422; });
+    }
+    EXPECT_EQ(guesses, 5);
 }
 
 TEST_F(Attack, NobodyIsLedAway) {
