@@ -117,4 +117,22 @@ inline double median(std::vector<double> values) {
     return values[values.size() / 2];
 }
 
+// Two ways of the same work, so many times one after the other, each first in every other pair, so that a machine that
+// slows down slows both. `ratios` are those of ours to theirs in each pair.
+struct Pairs {
+    std::vector<double> ours, theirs, ratios;
+};
+Pairs inPairs(int count, const auto& ourTime, const auto& theirTime) {
+    Pairs pairs;
+    for (int pair = 0; pair < count; ++pair) {
+        const bool isOursFirst = pair % 2 == 0;
+        const double first = isOursFirst ? ourTime() : theirTime();
+        const double second = isOursFirst ? theirTime() : ourTime();
+        pairs.ours.push_back(isOursFirst ? first : second);
+        pairs.theirs.push_back(isOursFirst ? second : first);
+        pairs.ratios.push_back(pairs.ours.back() / pairs.theirs.back());
+    }
+    return pairs;
+}
+
 } // namespace bench

@@ -164,24 +164,16 @@ bool judgePace(const std::shared_ptr<gpu::Device>& device) {
             giveUp(done.error().description);
         return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     };
-    // Pairs one after the other, each way first in every other one: a machine that slows down slows both.
-    std::vector<double> ours, beforehand, ratios;
-    for (int pair = 0; pair < pacePairs; ++pair) {
-        const bool isOursFirst = pair % 2 == 0;
-        const double first = seconds(isOursFirst ? withPages : painted);
-        const double second = seconds(isOursFirst ? painted : withPages);
-        ours.push_back(isOursFirst ? first : second);
-        beforehand.push_back(isOursFirst ? second : first);
-        ratios.push_back(beforehand.back() / ours.back());
-    }
+    const bench::Pairs pairs = bench::inPairs(
+        pacePairs, [&] { return seconds(withPages); }, [&] { return seconds(painted); });
     const double plain = seconds(without);
     const double unencoded = secondsUnencoded(withPages), plainUnencoded = secondsUnencoded(without);
     std::filesystem::remove(path);
     const auto frames = double(plan.frameCount());
-    const double ratio = bench::median(ratios);
+    const double ratio = 1 / bench::median(pairs.ratios); // of frames a second
     std::printf("pace     1920x1080: %.1f frames a second with pages, %.1f with the same pages painted beforehand; "
                 "ratio %.3f, the median of %d pairs (at least %.2f): %s\n",
-                frames / bench::median(ours), frames / bench::median(beforehand), ratio, pacePairs, paceTarget,
+                frames / bench::median(pairs.ours), frames / bench::median(pairs.theirs), ratio, pacePairs, paceTarget,
                 ratio >= paceTarget ? "reached" : "MISSED");
     std::printf("         %.1f with nothing over the pictures, which is less to encode; without an encoder %.0f with "
                 "pages, %.0f with nothing\n",
